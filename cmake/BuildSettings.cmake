@@ -1,0 +1,31 @@
+# One place for everything that holds for every target.
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+
+set(ORV_SANITIZE "" CACHE STRING "Sanitizers to build with: empty, 'address,undefined' or 'thread'")
+option(ORV_BENCH "Build the benchmarks" OFF)
+option(ORV_FUZZ "Build the libFuzzer targets (clang only)" OFF)
+
+add_compile_options(-Wall -Wextra -Wpedantic -Werror)
+# Source paths in log and error texts are the project's, not the machine's.
+add_compile_options(-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
+if(ORV_SANITIZE)
+  add_compile_options(-fsanitize=${ORV_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all -O1 -g1)
+  add_link_options(-fsanitize=${ORV_SANITIZE})
+endif()
+if(ORV_FUZZ)
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+
+find_program(ORV_MOLD mold)
+if(ORV_MOLD)
+  add_link_options(-fuse-ld=mold)
+endif()
+
+# Programs, the host library, the plug-in and the data model lie as they do in an installed tree,
+# so that the host finds the data model beside itself.
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
+set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)

@@ -1,0 +1,28 @@
+# Python3_EXECUTABLE: an interpreter that has the yaml module. The first one found may be a user's own, without the
+# modules that the distribution installs for its interpreter.
+function(orv_has_python_yaml result python)
+  execute_process(COMMAND ${python} -c "import yaml" RESULT_VARIABLE status OUTPUT_QUIET ERROR_QUIET)
+  if(status EQUAL 0)
+    set(${result} TRUE PARENT_SCOPE)
+  else()
+    set(${result} FALSE PARENT_SCOPE)
+  endif()
+endfunction()
+
+if(NOT ORV_PYTHON)
+  find_package(Python3 REQUIRED COMPONENTS Interpreter)
+  find_program(ORV_SYSTEM_PYTHON python3 PATHS /usr/bin NO_DEFAULT_PATH)
+  mark_as_advanced(ORV_SYSTEM_PYTHON)
+  foreach(candidate ${Python3_EXECUTABLE} ${ORV_SYSTEM_PYTHON})
+    orv_has_python_yaml(usable ${candidate})
+    if(usable)
+      set(ORV_PYTHON ${candidate} CACHE FILEPATH "Python 3 interpreter with the yaml module")
+      break()
+    endif()
+  endforeach()
+  if(NOT ORV_PYTHON)
+    message(FATAL_ERROR "No Python 3 with the yaml module (Debian: python3-yaml); tried ${Python3_EXECUTABLE} "
+      "and ${ORV_SYSTEM_PYTHON}. Set ORV_PYTHON to one that has it.")
+  endif()
+endif()
+set(Python3_EXECUTABLE ${ORV_PYTHON})

@@ -1,0 +1,25 @@
+#!/usr/bin/env bash
+# Installs every Debian 12 package that building, testing and benchmarking needs; does nothing when all are there.
+set -euo pipefail
+
+packages=(
+  build-essential cmake ninja-build ccache mold git ca-certificates
+  clang libclang-rt-14-dev clang-format clang-tidy
+  python3 python3-yaml
+  libgtest-dev libgmock-dev libbenchmark-dev librapidcheck-dev
+  libboost-filesystem-dev libboost-thread-dev libboost-dev
+  libfmt-dev libspdlog-dev libyaml-cpp-dev libmsgpack-cxx-dev
+  protobuf-compiler libprotobuf-dev
+)
+
+missing=()
+for package in "${packages[@]}"; do
+  dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null | grep -qx installed || missing+=("$package")
+done
+[ "${#missing[@]}" -eq 0 ] && exit 0
+
+as_root=()
+[ "$(id -u)" -eq 0 ] || as_root=(sudo)
+echo "Installing: ${missing[*]}"
+"${as_root[@]}" apt-get update -qq
+DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
