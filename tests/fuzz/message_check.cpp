@@ -1,0 +1,36 @@
+#include "fuzz/message_check.h"
+
+#include <stdexcept>
+
+#include "tm/message_text.h"
+
+namespace orv::tm::testing {
+namespace {
+
+/// The message, or one without members for bytes that are none.
+bool try_decode(std::span<const std::byte> bytes, Message& message) {
+    try {
+        message = Message::decode(bytes);
+        return true;
+    } catch (const Tm_exception&) {
+        return false;
+    }
+}
+
+}  // namespace
+
+bool check_message_bytes(std::span<const std::byte> bytes) {
+    Message first;
+    if (!try_decode(bytes, first)) return false;
+    const std::string text = text_of(first);
+    const std::vector<std::byte> encoded = first.encode();
+    const Message second = Message::decode(encoded);
+    if (text_of(second) != text) throw std::logic_error("the message reads differently after another round");
+    if (second.encode() != encoded) throw std::logic_error("the bytes differ after another round");
+    if (text_of(*first.members(TMG_MEMBERS).clone()) != text_of(second.members(TMG_MEMBERS))) {
+        throw std::logic_error("a copy reads differently");
+    }
+    return true;
+}
+
+}  // namespace orv::tm::testing

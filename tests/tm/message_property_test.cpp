@@ -1,0 +1,198 @@
+// Random trees survive the wire, whatever they are made of.
+#include <gtest/gtest.h>
+#include <rapidcheck.h>
+
+#include <cstring>
+#include <deque>
+
+#include "orv/tm/backed_array.h"
+#include "orv/tm/message.h"
+#include "tm/message_text.h"
+#include "tm/sample_messages.h"
+
+namespace orv::tm {
+namespace {
+
+using testing::text_of;
+
+/// A choice between 0 and below - 1, all equally likely from the first case on.
+int pick(int below) {
+    return *rc::gen::resize(rc::kNominalSize, rc::gen::inRange(0, below));
+}
+
+/// Draws values from RapidCheck. Keeps the memory that backed arrays and borrowed runs refer to.
+class Tree_source {
+  public:
+    explicit Tree_source(Tm_names_catalog* catalog) : catalog_(catalog) {}
+
+    Tm_scalar scalar(TMV kind) {
+        switch (kind) {
+            case TMV_INT8:
+                return Tm_scalar::of(*rc::gen::arbitrary<std::int8_t>());
+            case TMV_UINT8:
+                return Tm_scalar::of(*rc::gen::arbitrary<std::uint8_t>());
+            case TMV_INT16:
+                return Tm_scalar::of(*rc::gen::arbitrary<std::int16_t>());
+            case TMV_UINT16:
+                return Tm_scalar::of(*rc::gen::arbitrary<std::uint16_t>());
+            case TMV_INT32:
+                return Tm_scalar::of(*rc::gen::arbitrary<std::int32_t>());
+            case TMV_UINT32:
+                return Tm_scalar::of(*rc::gen::arbitrary<std::uint32_t>());
+            case TMV_INT64:
+                return Tm_scalar::of(*rc::gen::arbitrary<std::int64_t>());
+            case TMV_UINT64:
+                return Tm_scalar::of(*rc::gen::arbitrary<std::uint64_t>());
+            case TMV_DOUBLE:
+                return Tm_scalar::of(*rc::gen::arbitrary<double>());
+            default:
+                return Tm_scalar::of(*rc::gen::arbitrary<bool>());
+        }
+    }
+
+    std::unique_ptr<Tm_value> value(int depth) {
+        switch (pick(depth <= 0 ? 2 : 4)) {
+            case 0:
+                return std::make_unique<Tm_simple>(scalar(static_cast<TMV>(pick(10))));
+            case 1:
+                return std::make_unique<Tm_string>(text());
+            case 2:
+                return structure(depth - 1);
+            default:
+                return array(depth - 1);
+        }
+    }
+
+    std::unique_ptr<Tm_struct> structure(int depth) {
+        auto result = std::make_unique<Tm_struct>();
+        for (const char* name :
+             {"alpha", "beta", "gamma", "", "a longer name than the others, with blanks"}) {
+            if (pick(2) == 0) result->add_member_and_own(name, value(depth).release(), catalog_);
+        }
+        return result;
+    }
+
+    std::unique_ptr<Tm_array> array(int depth) {
+        const int count = pick(4);
+        auto result = std::make_unique<Tm_array>();
+        const auto kind = static_cast<TMV>(pick(10));
+        switch (pick(6)) {
+            case 0:
+                return backed(kind, count);
+            case 1:
+                for (int i = 0; i < count; ++i) result->add_member(scalar(kind));
+                break;
+            case 2:
+                for (int i = 0; i < count; ++i) result->add_member_and_own(new Tm_string(text()));
+                break;
+            case 3:
+                for (int i = 0; i < count; ++i) result->add_member_and_own(array(depth - 1).release());
+                break;
+            default:
+                for (int i = 0; i < count; ++i) add_structs(*result, depth - 1);
+        }
+        return result;
+    }
+
+  private:
+    std::string text() { return *rc::gen::container<std::string>(rc::gen::inRange(' ', '~')); }
+
+    std::byte* random_bytes(std::size_t count) {
+        std::vector<std::byte>& kept = kept_.emplace_back(count);
+        for (std::byte& byte : kept) byte = static_cast<std::byte>(pick(256));
+        return kept.data();
+    }
+
+    std::unique_ptr<Tm_array> backed(TMV kind, int count) {
+        std::byte* bytes = random_bytes(static_cast<std::size_t>(count) * width_of(kind));
+        switch (width_of(kind)) {
+            case 1:
+                return copied(reinterpret_cast<const std::uint8_t*>(bytes), count, kind);
+            case 2:
+                return copied(reinterpret_cast<const std::uint16_t*>(bytes), count, kind);
+            case 4:
+                return copied(reinterpret_cast<const std::uint32_t*>(bytes), count, kind);
+            default:
+                return copied(reinterpret_cast<const std::uint64_t*>(bytes), count, kind);
+        }
+    }
+
+    template <class T>
+    std::unique_ptr<Tm_array> copied(const T* first, int count, TMV kind) {
+        if (pick(2) == 0) return std::make_unique<Tm_backed_array<const T*>>(first, count, kind);
+        return std::make_unique<Tm_copy_backed_array<T, const T*>>(first, count, kind);
+    }
+
+    void add_structs(Tm_array& to, int depth) {
+        if (pick(3) == 0) {
+            to.add_member_and_own(structure(depth).release());
+            return;
+        }
+        const auto shape = flat_shape(2);
+        const auto count = static_cast<std::size_t>(pick(3));
+        const std::byte* rows = random_bytes(count * shape->row_size());
+        if (pick(2) == 0) {
+            to.append_borrowed_run({shape, rows, count});
+        } else if (count * shape->row_size() > 0) {
+            std::memcpy(to.append_rows(shape, count), rows, count * shape->row_size());
+        } else {
+            to.append_rows(shape, count);
+        }
+    }
+
+    std::shared_ptr<const Tm_flat_shape> flat_shape(int depth) {
+        std::vector<Tm_flat_member> members;
+        for (const char* name : {"alpha", "beta", "gamma"}) {
+            switch (pick(depth > 0 ? 4 : 2)) {
+                case 0:
+                    break;
+                case 1:
+                    members.push_back({.name = name, .kind = static_cast<TMV>(pick(10))});
+                    break;
+                case 2:
+                    members.push_back({.name = name, .kind = TMV_STRUCT, .nested = flat_shape(depth - 1)});
+                    break;
+                default:
+                    members.push_back({.name = name,
+                                       .kind = TMV_ARRAY,
+                                       .element = static_cast<TMV>(pick(10)),
+                                       .length = static_cast<std::size_t>(pick(4))});
+            }
+        }
+        // Known to the process or not: both must read the same.
+        return pick(2) == 0 ? Tm_flat_shape::intern(members) : std::make_shared<const Tm_flat_shape>(members);
+    }
+
+    Tm_names_catalog* catalog_;
+    std::deque<std::vector<std::byte>> kept_;
+};
+
+TEST(Message_property_test, RandomTreesSurviveTheRoundTrip) {
+    const bool passed = rc::check("message to bytes to message to bytes", [] {
+        Message message;
+        message.set_use_send_member_string(pick(2) == 0);
+        message.set_msg_type(static_cast<TMT>(pick(3)));
+        message.header().set_seq_no(*rc::gen::arbitrary<std::uint32_t>());
+        message.header().set_discard_eligible(pick(2) == 0);
+        message.set_fault(*rc::gen::arbitrary<int>(), "text");
+        Tree_source source(message.get_send_member_string(TMG_MEMBERS));
+        message.add_member_and_own(TMG_MEMBERS, "first", source.structure(5).release());
+        message.add_member_and_own(TMG_MEMBERS, "alpha", source.array(5).release());
+        message.add_member_and_own(TMG_MEMBERS, "", source.value(5).release());
+        if (pick(2) == 0) message.create_send_member_string_meta();
+
+        const std::vector<std::byte> bytes = message.encode();
+        std::unique_ptr<Tm_value> copy;
+        {
+            const Message decoded = Message::decode(bytes);
+            RC_ASSERT(text_of(decoded) == text_of(message));
+            RC_ASSERT(decoded.encode() == bytes);
+            copy = decoded.members(TMG_MEMBERS).clone();
+        }
+        RC_ASSERT(text_of(*copy) == text_of(message.members(TMG_MEMBERS)));
+    });
+    EXPECT_TRUE(passed);
+}
+
+}  // namespace
+}  // namespace orv::tm
