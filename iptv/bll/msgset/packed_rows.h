@@ -1,0 +1,160 @@
+// Arrays of event records as packed rows: the hot path of result notifications.
+//
+// A row holds the simple members in order, then the bytes of the record's one IP address, whose length
+// depends on its type (orv/tm/flat_shape.h has the layout). So there is one shape per type of address, and
+// simple members lie at the same place in all of them. Records of other shapes, or sent as structs, are read
+// by name with the same result.
+//
+// A description of a record, `Row`, has
+//   Record                      the record
+//   address                     pointer to its member of type ipAddress_t
+//   decode                      its decoder, which reads by name
+//   shapes()                    its Row_shapes
+//   store(record, Row_out)      puts all simple members in order
+//   load(Row_in, record*)       gets them in the same order
+#pragma once
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+#include <initializer_list>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "msgset/ip_address.h"
+#include "msgset/msgset_support.h"
+#include "orv/tm/flat_shape.h"
+
+namespace orv::msgset {
+
+using iptvcd_1_bll::ipAddress_t;
+
+static_assert(std::endian::native == std::endian::little,
+              "rows are little-endian and are copied as they lie");
+
+/// Writes simple members to consecutive places of a row.
+class Row_out {
+  public:
+    explicit Row_out(std::byte* row) : next_(row) {}
+    template <class Simple>
+    void put(Simple value) {
+        std::memcpy(next_, &value, sizeof(value));
+        next_ += sizeof(value);
+    }
+
+  private:
+    std::byte* next_;
+};
+
+/// Reads simple members from consecutive places of a row.
+class Row_in {
+  public:
+    explicit Row_in(const std::byte* row) : next_(row) {}
+    template <class Simple>
+    void get(Simple* value) {
+        std::memcpy(value, next_, sizeof(*value));
+        next_ += sizeof(*value);
+    }
+    /// Any byte but 0 is true: rows come from a peer.
+    void get(bool* value) { *value = *next_++ != std::byte{0}; }
+
+  private:
+    const std::byte* next_;
+};
+
+/// The shapes of one record: one for each type of address, and one without address.
+class Row_shapes {
+  public:
+    static constexpr std::uint32_t kNoAddress = ipAddress_t::kV6 + 1;
+
+    /// `kinds` runs parallel to `names`; TMV_STRUCT stands for the address.
+    Row_shapes(const char* const* names, std::initializer_list<tm::TMV> kinds);
+
+    const std::shared_ptr<const tm::Tm_flat_shape>& of(std::uint32_t address_type) const {
+        return shapes_[address_type];
+    }
+    /// Address type of a shape, when it is one of these.
+    std::optional<std::uint32_t> address_type_of(const std::shared_ptr<const tm::Tm_flat_shape>& shape) const;
+
+  private:
+    std::shared_ptr<const tm::Tm_flat_shape> shapes_[kNoAddress + 1];
+};
+
+inline std::uint32_t row_address_type(const ipAddress_t& address) {
+    return std::min(address.type, Row_shapes::kNoAddress);
+}
+
+template <class Row, std::uint32_t AddressType>
+void store_rows(const typename Row::Record* records, std::size_t count, std::byte* rows) {
+    const tm::Tm_flat_shape& shape = *Row::shapes().of(AddressType);
+    const std::size_t row_size = shape.row_size();
+    const std::size_t simple_size = shape.simple_size();
+    for (std::size_t i = 0; i < count; ++i, rows += row_size) {
+        Row::store(records[i], Row_out(rows));
+        std::memcpy(rows + simple_size, (records[i].*Row::address).v6.address,
+                    ipAddress_t::length_of(AddressType));
+    }
+}
+
+template <class Row, std::uint32_t AddressType>
+void load_rows(const std::byte* rows, std::size_t count, typename Row::Record* records) {
+    const tm::Tm_flat_shape& shape = *Row::shapes().of(AddressType);
+    const std::size_t row_size = shape.row_size();
+    const std::size_t simple_size = shape.simple_size();
+    for (std::size_t i = 0; i < count; ++i, rows += row_size) {
+        Row::load(Row_in(rows), &records[i]);
+        if constexpr (AddressType != Row_shapes::kNoAddress) {
+            ipAddress_t& address = records[i].*Row::address;
+            address.type = AddressType;
+            std::memcpy(address.v6.address, rows + simple_size, ipAddress_t::length_of(AddressType));
+        }
+    }
+}
+
+template <class Row, class Record>
+std::unique_ptr<tm::Tm_value> pack_rows(const std::vector<Record>& records) {
+    auto array = std::make_unique<tm::Tm_array>();
+    for (std::size_t first = 0, last = 0; first < records.size(); first = last) {
+        const std::uint32_t type = row_address_type(records[first].*Row::address);
+        while (last < records.size() && row_address_type(records[last].*Row::address) == type) ++last;
+        std::byte* rows = array->append_rows(Row::shapes().of(type), last - first);
+        switch (type) {
+            case ipAddress_t::kV4:
+                store_rows<Row, ipAddress_t::kV4>(&records[first], last - first, rows);
+                break;
+            case ipAddress_t::kV6:
+                store_rows<Row, ipAddress_t::kV6>(&records[first], last - first, rows);
+                break;
+            default:
+                store_rows<Row, Row_shapes::kNoAddress>(&records[first], last - first, rows);
+                break;
+        }
+    }
+    return array;
+}
+
+template <class Row, class Record>
+void unpack_rows(const tm::Tm_array& array, std::vector<Record>* records) {
+    records->clear();
+    records->resize(array.size());
+    for (const tm::Tm_array::Segment& segment : array.segments()) {
+        Record* to = records->data() + segment.first;
+        switch (Row::shapes().address_type_of(segment.run.shape).value_or(UINT32_MAX)) {
+            case ipAddress_t::kV4:
+                load_rows<Row, ipAddress_t::kV4>(segment.run.rows, segment.count, to);
+                break;
+            case ipAddress_t::kV6:
+                load_rows<Row, ipAddress_t::kV6>(segment.run.rows, segment.count, to);
+                break;
+            case Row_shapes::kNoAddress:
+                load_rows<Row, Row_shapes::kNoAddress>(segment.run.rows, segment.count, to);
+                break;
+            default:
+                for (std::size_t i = 0; i < segment.count; ++i)
+                    Row::decode(array.get_member_struct(array_count(segment.first + i)), to + i);
+        }
+    }
+}
+
+}  // namespace orv::msgset

@@ -1,0 +1,177 @@
+// Events travel as packed rows. However a peer sends them, the same records come out.
+#include <gtest/gtest.h>
+
+#include <type_traits>
+
+#include "random_records.h"
+
+namespace {
+
+using namespace orv::tm;
+using namespace iptvcd_1_bll;
+using msgset_test::Random_values;
+
+static_assert(std::is_trivially_copyable_v<stbox_event_s>);
+static_assert(std::is_trivially_copyable_v<stbox_event_rrr_s>);
+
+std::vector<stbox_event_s> random_events(std::initializer_list<std::uint32_t> address_types) {
+    Random_values random(7);
+    std::vector<stbox_event_s> events;
+    for (std::uint32_t type : address_types) {
+        random.fill(events.emplace_back());
+        events.back().viewed_ip = {};
+        events.back().viewed_ip.type = type;
+        if (type == ipAddress_t::kV4) random.fill(events.back().viewed_ip.v4.address);
+        if (type == ipAddress_t::kV6) random.fill(events.back().viewed_ip.v6.address);
+    }
+    return events;
+}
+
+/// What a receiver gets: an address of no known type leaves the initial one.
+std::vector<stbox_event_s> as_received(std::vector<stbox_event_s> events) {
+    for (stbox_event_s& event : events)
+        if (event.viewed_ip.type > ipAddress_t::kV6) event.viewed_ip = {};
+    return events;
+}
+
+Message notification(const std::vector<stbox_event_s>& events) {
+    std::vector<stblock_event_s> blocks(1);
+    blocks[0].stblock_handle = 5;
+    blocks[0].events = events;
+    Message message;
+    create_req_ResultsNotification(&message, blocks, true);
+    return message;
+}
+
+std::vector<stbox_event_s> parsed(const Message& message) {
+    std::vector<stblock_event_s> blocks(3);  // stale elements, which the parser drops
+    parse_req_ResultsNotification(&message, &blocks);
+    EXPECT_EQ(blocks.size(), 1U);
+    EXPECT_EQ(blocks.at(0).stblock_handle, 5U);
+    return blocks.at(0).events;
+}
+
+/// A notification of one block with this array of events.
+Message notification_of(std::unique_ptr<Tm_array> events) {
+    auto block = std::make_unique<Tm_struct>();
+    block->add_member("stblock_handle", std::uint32_t{5}, nullptr);
+    block->add_member_and_own("events", events.release(), nullptr);
+    block->add_member_and_own("rrr_events", new Tm_array, nullptr);
+    auto blocks = std::make_unique<Tm_array>();
+    blocks->add_member_and_own(block.release());
+    Message message;
+    message.set_request_name("iptvcd_1.ResultsNotification");
+    message.add_member_and_own(TMG_MEMBERS, "events", blocks.release());
+    return message;
+}
+
+std::vector<Tm_array::Segment> segments_of(const Message& message) {
+    const Tm_struct& block = *message.get_member_array(TMG_MEMBERS, "events")->get_member_struct(0);
+    return block.get_member_array("events")->segments();
+}
+
+TEST(PackedRows, EventsOfAllAddressTypesTravelInRunsOfOneShape) {
+    const auto events = random_events({0, 0, 1, 1, 1, 0, 7, 2, 0});
+    const Message sent = notification(events);
+    const std::size_t counts[] = {2, 3, 1, 2, 1};
+    const auto runs = segments_of(sent);
+    ASSERT_EQ(runs.size(), std::size(counts));
+    for (std::size_t i = 0; i < runs.size(); ++i) {
+        ASSERT_NE(runs[i].run.shape, nullptr) << i;
+        EXPECT_EQ(runs[i].count, counts[i]) << i;
+    }
+    EXPECT_EQ(parsed(sent), as_received(events));
+
+    const Message arrived = Message::decode(sent.encode());
+    for (std::size_t i = 0; i < runs.size(); ++i)
+        EXPECT_EQ(segments_of(arrived)[i].run.shape, runs[i].run.shape) << "not recognised by pointer: " << i;
+    EXPECT_EQ(parsed(arrived), as_received(events));
+}
+
+TEST(PackedRows, AreTheSameToAReaderThatReadsByName) {
+    const auto events = random_events({0, 1, 7});
+    const Message message = notification(events);
+    const Tm_array& packed =
+        *message.get_member_array(TMG_MEMBERS, "events")->get_member_struct(0)->get_member_array("events");
+    for (int i = 0; i < 3; ++i) {
+        const Tm_struct& element = *packed.get_member_struct(i);
+        for (std::size_t m = 0; m < element.size(); ++m)
+            EXPECT_STREQ(element.member_name(m), stbox_event_t_names[m]);
+        stbox_event_s received;
+        stbox_event_t_from_struct(&element, &received);
+        EXPECT_EQ(received, as_received(events)[static_cast<std::size_t>(i)]) << i;
+    }
+}
+
+TEST(PackedRows, EventsSentAsStructsGiveTheSameRecords) {
+    const auto events = random_events({0, 1, 7, 0});
+    auto array = std::make_unique<Tm_array>();
+    for (const stbox_event_s& event : events) {
+        auto element = std::make_unique<Tm_prenamed_struct>();
+        stbox_event_t_to_struct(element.get(), &event, true, nullptr);
+        array->add_member_and_own(element.release());
+    }
+    const Message message = notification_of(std::move(array));
+    EXPECT_EQ(parsed(message), as_received(events));
+    EXPECT_EQ(parsed(Message::decode(message.encode())), as_received(events));
+}
+
+TEST(PackedRows, AnEqualShapeThatIsNotTheInternedOneIsRecognised) {
+    const auto events = random_events({1, 1});
+    const Message original = notification(events);
+    const Tm_struct_run run = segments_of(original)[0].run;
+    auto array = std::make_unique<Tm_array>();
+    array->append_borrowed_run({std::make_shared<Tm_flat_shape>(run.shape->members()), run.rows, run.count});
+    EXPECT_EQ(parsed(notification_of(std::move(array))), events);
+}
+
+TEST(PackedRows, AShapeOfANewerPeerIsReadByName) {
+    const auto events = random_events({0, 0});
+    const Message original = notification(events);
+    const Tm_struct_run run = segments_of(original)[0].run;
+    std::vector<Tm_flat_member> members = run.shape->members();
+    Tm_flat_member added;
+    added.name = "signal_level";
+    added.kind = TMV_UINT32;
+    members.insert(members.begin(), added);
+    const auto shape = std::make_shared<Tm_flat_shape>(members);
+    auto array = std::make_unique<Tm_array>();
+    std::byte* rows = array->append_rows(shape, run.count);
+    const std::size_t old_size = run.shape->row_size();
+    for (std::size_t i = 0; i < run.count; ++i)
+        std::memcpy(rows + i * shape->row_size() + 4, run.rows + i * old_size, old_size);
+    const Message message = notification_of(std::move(array));
+    EXPECT_EQ(parsed(message), events);
+    EXPECT_EQ(parsed(Message::decode(message.encode())), events);
+}
+
+TEST(PackedRows, AShapeThatLacksAMemberIsRefused) {
+    auto known = segments_of(notification(random_events({0})))[0].run.shape->members();
+    known.pop_back();
+    auto array = std::make_unique<Tm_array>();
+    array->append_rows(std::make_shared<Tm_flat_shape>(known), 1);
+    std::vector<stblock_event_s> blocks;
+    const Message message = notification_of(std::move(array));
+    EXPECT_THROW(parse_req_ResultsNotification(&message, &blocks), Tm_exception);
+}
+
+TEST(PackedRows, AnyByteButZeroIsTrue) {
+    const Message original = notification(random_events({0}));
+    const Tm_struct_run run = segments_of(original)[0].run;
+    std::vector<std::byte> rows(run.rows, run.rows + run.shape->row_size());
+    rows[run.shape->simple_size() - 1] = std::byte{2};  // sbit_failure, the last simple member
+    auto array = std::make_unique<Tm_array>();
+    array->append_borrowed_run({run.shape, rows.data(), 1});
+    EXPECT_TRUE(parsed(notification_of(std::move(array))).at(0).sbit_failure);
+}
+
+TEST(ResultsNotification, WithoutBlocksEmptiesTheRecords) {
+    Message message;
+    create_req_ResultsNotification(&message, {}, true);
+    std::vector<stblock_event_s> blocks(2);
+    const Message arrived = Message::decode(message.encode());
+    parse_req_ResultsNotification(&arrived, &blocks);
+    EXPECT_TRUE(blocks.empty());
+}
+
+}  // namespace

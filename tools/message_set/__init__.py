@@ -1,0 +1,1 @@
+"""The parts of generate_message_set.py."""
