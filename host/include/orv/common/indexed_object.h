@@ -1,0 +1,153 @@
+// Objects numbered within a group.
+#pragma once
+
+#include <cstdint>
+#include <limits>
+#include <map>
+#include <set>
+#include <tuple>
+#include <vector>
+
+namespace orv::common {
+
+/// Gives each object of a class an index that is unique among the objects with the same key (the blocks of
+/// one port, say), and finds objects by key and index.
+///
+/// A class derives from IndexedObject<Class, Index, Key> and has IsDeleted(), GetHandle() and `Key
+/// GetIndexHandle() const`, whose 0 means that the object belongs to no group just now. The registry is one
+/// per class and process; it is used under the host's task lock.
+template <class Object, class Index, class Key>
+class IndexedObject {
+  public:
+    /// The index of an object that has none.
+    static constexpr Index kNoIndex = std::numeric_limits<Index>::max();
+
+    Index GetBlockIndex() const { return index_; }
+    bool HasBlockIndex() const { return index_ != kNoIndex; }
+    /// The key under which the object is filed, 0 while it is not.
+    Key GetBlockKey() const { return key_; }
+
+    /// Files the object under its present key with the smallest index that is free there. Does nothing when
+    /// it is filed right already; an object without key stays without index, and so does one whose group is
+    /// full.
+    void AddObjectToMap();
+    /// Takes the object out of its group.
+    void RemoveObjectFromMap();
+
+    /// Keys that have objects, ascending.
+    static void FindObjectHandles(std::vector<Key>& keys);
+    /// Objects of a key: by index, those without index last; for equal indexes a deleted object after a live
+    /// one; then by handle.
+    static void FindObjects(Key key, std::vector<Object*>& objects);
+    static Object* GetObjectByIndex(Key key, Index index);
+    /// Forgets a key and its objects, which keep their index.
+    static void InvalidateHandle(Key key) { Groups().erase(key); }
+
+  protected:
+    IndexedObject() = default;
+    ~IndexedObject() { Erase(); }
+
+    /// Takes the object out of its group; it keeps its key and index.
+    void LeaveGroup() { Erase(); }
+
+  private:
+    struct Order {
+        bool operator()(const Object* a, const Object* b) const { return Rank(a) < Rank(b); }
+        static auto Rank(const Object* object) {
+            const IndexedObject& indexed = *object;
+            return std::tuple(indexed.index_, indexed.group_deleted_, indexed.handle_);
+        }
+    };
+    using Group = std::set<Object*, Order>;
+    static std::map<Key, Group>& Groups();
+
+    void Erase();
+    static Index FindFreeIndex(const Group& group);
+
+    Key key_ = 0;
+    Index index_ = kNoIndex;
+    // What the order looks at is kept here, as it was when the object was filed, so that the set stays in
+    // order.
+    bool group_deleted_ = false;
+    std::uint32_t handle_ = 0;
+};
+
+template <class Object, class Index, class Key>
+std::map<Key, typename IndexedObject<Object, Index, Key>::Group>&
+IndexedObject<Object, Index, Key>::Groups() {
+    // Never destroyed: objects may outlive other statics.
+    static auto* groups = new std::map<Key, Group>;
+    return *groups;
+}
+
+template <class Object, class Index, class Key>
+Index IndexedObject<Object, Index, Key>::FindFreeIndex(const Group& group) {
+    if (group.empty()) return 0;
+    // Without gap the last index is the count less one.
+    if (const Index last = (*group.rbegin())->index_; last == group.size() - 1)
+        return static_cast<Index>(last + 1);
+    Index free = 0;
+    for (const Object* object : group) {
+        if (object->index_ > free) break;
+        if (object->index_ == free) ++free;
+    }
+    return free;
+}
+
+template <class Object, class Index, class Key>
+void IndexedObject<Object, Index, Key>::AddObjectToMap() {
+    auto* self = static_cast<Object*>(this);
+    const Key key = self->GetIndexHandle();
+    if (key_ != 0 && key_ != key) RemoveObjectFromMap();
+    if (key == 0) return;
+    if (HasBlockIndex()) {
+        if (GetObjectByIndex(key, index_) == self) return;
+        RemoveObjectFromMap();
+    }
+    Group& group = Groups()[key];
+    key_ = key;
+    index_ = FindFreeIndex(group);  // kNoIndex when all are taken
+    group_deleted_ = self->IsDeleted();
+    handle_ = self->GetHandle();
+    group.insert(self);
+}
+
+template <class Object, class Index, class Key>
+void IndexedObject<Object, Index, Key>::Erase() {
+    auto* self = static_cast<Object*>(this);
+    const auto found = Groups().find(key_);
+    if (found == Groups().end()) return;
+    found->second.erase(self);
+    if (found->second.empty()) Groups().erase(found);
+}
+
+template <class Object, class Index, class Key>
+void IndexedObject<Object, Index, Key>::RemoveObjectFromMap() {
+    Erase();
+    index_ = kNoIndex;
+    key_ = 0;
+}
+
+template <class Object, class Index, class Key>
+void IndexedObject<Object, Index, Key>::FindObjectHandles(std::vector<Key>& keys) {
+    for (const auto& [key, group] : Groups()) keys.push_back(key);
+}
+
+template <class Object, class Index, class Key>
+void IndexedObject<Object, Index, Key>::FindObjects(Key key, std::vector<Object*>& objects) {
+    const auto found = Groups().find(key);
+    if (found != Groups().end()) objects.insert(objects.end(), found->second.begin(), found->second.end());
+}
+
+template <class Object, class Index, class Key>
+Object* IndexedObject<Object, Index, Key>::GetObjectByIndex(Key key, Index index) {
+    const auto found = Groups().find(key);
+    if (found == Groups().end()) return nullptr;
+    for (Object* object : found->second) {
+        if (object->index_ == index) return object;
+        if (object->index_ > index) break;
+    }
+    return nullptr;
+}
+
+}  // namespace orv::common

@@ -1,0 +1,14 @@
+// VLAN tag: a VLAN id for each host.
+#pragma once
+
+#include "orv/core/network_interface.h"
+
+namespace orv::core {
+
+class CVlanIf : public CNetworkInterface {
+  public:
+    static framework::ClassId CLASS_ID();
+    void TakeValuesOfHost(const CNetworkInterface& range, std::uint32_t host) override;
+};
+
+}  // namespace orv::core

@@ -1,0 +1,46 @@
+// What an analyzer sorts frames by.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "orv/framework/scriptable.h"
+
+namespace orv::l2l3 {
+
+/// Base of the filters: a few bits of a frame at a distance from a location.
+class CAnalyzerFilter : public framework::CScriptable {
+  public:
+    static framework::ClassId CLASS_ID();
+
+    /// Bytes from the location on.
+    void SetOffset(std::uint32_t offset);
+    std::uint32_t GetOffset() const;
+    /// The label shown with the results.
+    void SetFilterName(const std::string& name);
+    const std::string& GetFilterName() const;
+};
+
+class CAnalyzer16BitFilter : public CAnalyzerFilter {
+  public:
+    static framework::ClassId CLASS_ID();
+
+    /// One of ids::FilterLocation; COrvRunTimeError for any other number.
+    void SetLocationType(std::uint8_t location);
+    std::uint8_t GetLocationType() const;
+    void SetMask(std::uint16_t mask);
+    std::uint16_t GetMask() const;
+};
+
+/// A new one matches the stream id of the signature field.
+class CAnalyzer32BitFilter : public CAnalyzerFilter {
+  public:
+    static framework::ClassId CLASS_ID();
+
+    void SetLocationType(std::uint8_t location);
+    std::uint8_t GetLocationType() const;
+    void SetMask(std::uint32_t mask);
+    std::uint32_t GetMask() const;
+};
+
+}  // namespace orv::l2l3

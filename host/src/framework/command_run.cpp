@@ -1,0 +1,133 @@
+// One run of a command, from Execute to its last state.
+#include <fmt/format.h>
+
+#include "framework_log.h"
+#include "orv/framework/command.h"
+#include "orv/framework/handle_registry.h"
+#include "orv/framework/task_manager.h"
+#include "orv/ids/framework_ids.h"
+
+namespace orv::framework {
+
+namespace {
+
+/// The reports of a command's own validation; they concern the command itself.
+class CommandContext : public CBaseValidationContext {
+  public:
+    explicit CommandContext(CCommand& command) : command_(command) {}
+
+  protected:
+    CScriptable* GetReportedObject() const override { return &command_; }
+
+  private:
+    CCommand& command_;
+};
+
+/// The status text for what a run threw. Texts of the host's exceptions are made for users and stand by
+/// themselves.
+std::string DescribeFailure(const CCommand& command, const std::exception_ptr& exception) {
+    const std::string& class_name = command.GetMetaClass()->GetName();
+    try {
+        std::rethrow_exception(exception);
+    } catch (const common::COrvException& error) {
+        if (*error.what() != '\0') return error.what();
+        return class_name + " failed without saying why";
+    } catch (const std::exception& error) {
+        return fmt::format("{} failed: {}", class_name, error.what());
+    } catch (...) {
+        return fmt::format("{} failed: it threw {}", class_name, DescribeException(exception));
+    }
+}
+
+}  // namespace
+
+void CCommand::Execute(bool async) {
+    if (IsUnderWay()) throw common::COrvRunTimeError(Describe() + " is running already");
+    Set(ids::Command::ProgressIsCancellable, false);
+    Set(ids::Command::ProgressCancelled, false);
+    SetProgress(0, 0);
+    SetStatus({});
+    ChangeState(COMMAND_PENDING);
+    if (!async) {
+        RunGuarded();
+        if (GetCommandState() == COMMAND_FAILED) throw common::COrvRunTimeError(GetStatus());
+        return;
+    }
+    try {
+        CTaskManager::Instance().Post(Describe(), [handle = GetHandle()] {
+            auto* command = dynamic_cast<CCommand*>(CHandleRegistry::Instance().Find(handle));
+            if (command) command->RunGuarded();
+        });
+    } catch (const common::COrvException& error) {
+        SetStatus(error.what());
+        ChangeState(COMMAND_FAILED);
+        throw;
+    }
+}
+
+void CCommand::CheckRunnable() {
+    std::string reason;
+    const bool runnable = DoRunnableValidate(reason);
+    if (runnable != runnable_) {
+        runnable_ = runnable;
+        OnRunnableStateChange(runnable);
+    }
+    if (!runnable) throw common::COrvRunTimeError(reason.empty() ? Describe() + " cannot run now" : reason);
+}
+
+void CCommand::Prepare() {
+    if (!DoReset()) throw common::COrvRunTimeError(Describe() + " could not be reset");
+    CheckRunnable();
+
+    CommandContext context(*this);
+    const bool valid = Validate(context);
+    for (const ValidationReport& warning : context.GetWarnings())
+        LogWarn(Describe() + ": " + warning.message);
+    for (const ValidationReport& error : context.GetErrors()) LogError(Describe() + ": " + error.message);
+    if (valid && context.GetErrors().empty()) return;
+    // A command may have found words of its own.
+    std::string text = GetStatus();
+    if (text.empty() && !context.GetErrors().empty()) text = context.GetErrors().front().message;
+    if (text.empty()) text = Describe() + " is not valid";
+    throw common::COrvRunTimeError(text);
+}
+
+void CCommand::RunGuarded() {
+    const auto start = CTaskManager::Instance().GetNow();
+    CommandState outcome = COMMAND_COMPLETED;
+    try {
+        if (GetBool(ids::Command::ProgressCancelled)) {
+            outcome = COMMAND_CANCELLED;  // before it began
+        } else {
+            Prepare();
+            ChangeState(COMMAND_RUNNING);
+            DoRun();
+            if (GetProgressCancelled()) outcome = COMMAND_CANCELLED;
+        }
+    } catch (...) {
+        const std::string text = DescribeFailure(*this, std::current_exception());
+        LogError(Describe() + ": " + text);
+        SetStatus(text);
+        outcome = COMMAND_FAILED;
+    }
+    const auto elapsed = CTaskManager::Instance().GetNow() - start;
+    Set(ids::Command::ElapsedTime,
+        static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::milliseconds>(elapsed).count()));
+    ChangeState(outcome);
+}
+
+void CCommand::ChangeState(CommandState to) {
+    const CommandState from = GetCommandState();
+    if (from == to) return;
+    // The state is stored before anybody is told, so whoever fails at being told does not hold it up.
+    try {
+        Set(ids::Command::State, static_cast<std::uint8_t>(to));
+        OnCommandStateChange(from, to);
+    } catch (...) {
+        LogError(fmt::format("{}: reporting state {} failed: {}", Describe(), static_cast<int>(to),
+                             DescribeException(std::current_exception())));
+    }
+    CTaskManager::Instance().Wake();
+}
+
+}  // namespace orv::framework

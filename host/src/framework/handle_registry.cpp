@@ -1,0 +1,45 @@
+#include "orv/framework/handle_registry.h"
+
+#include <algorithm>
+
+namespace orv::framework {
+
+CHandleRegistry& CHandleRegistry::Instance() {
+    static CHandleRegistry registry;
+    return registry;
+}
+
+namespace {
+
+constexpr std::uint32_t kPageMask = 0xfff;
+
+}  // namespace
+
+CScriptable* CHandleRegistry::Find(std::uint32_t handle) const {
+    const std::size_t page = handle >> kPageBits;
+    if (page >= pages_.size() || !pages_[page]) return nullptr;
+    return pages_[page]->objects[handle & kPageMask];
+}
+
+std::uint32_t CHandleRegistry::Register(CScriptable& object, std::uint32_t wanted) {
+    const std::uint32_t handle = wanted != 0 ? wanted : next_;
+    if (handle == 0 || Find(handle)) return 0;
+    const std::size_t index = handle >> kPageBits;
+    if (index >= pages_.size()) pages_.resize(index + 1);
+    if (!pages_[index]) pages_[index] = std::make_unique<Page>();
+    pages_[index]->objects[handle & kPageMask] = &object;
+    ++pages_[index]->used;
+    ++size_;
+    next_ = std::max(next_, handle + 1);
+    return handle;
+}
+
+void CHandleRegistry::Unregister(std::uint32_t handle) {
+    if (!Find(handle)) return;
+    auto& page = pages_[handle >> kPageBits];
+    page->objects[handle & kPageMask] = nullptr;
+    --size_;
+    if (--page->used == 0) page.reset();
+}
+
+}  // namespace orv::framework

@@ -1,0 +1,27 @@
+#include "orv/l2l3/analyzer.h"
+
+#include "orv/framework/static_registration.h"
+#include "orv/ids/l2l3_ids.h"
+
+namespace orv::l2l3 {
+
+framework::ClassId CAnalyzer::CLASS_ID() {
+    return ids::Analyzer::CLASS;
+}
+
+void CAnalyzer::ClearAllStats() {
+    Set(ids::Analyzer::TotalFrameCount, std::uint64_t{0});
+    Set(ids::Analyzer::SignatureFrameCount, std::uint64_t{0});
+}
+
+std::uint8_t CAnalyzer::GetState() const {
+    return GetU8(ids::Analyzer::State);
+}
+
+void CAnalyzer::SetState(std::uint8_t state) {
+    Set(ids::Analyzer::State, state);
+}
+
+static const framework::StaticRegisterClass<CAnalyzer> registration{CAnalyzer::CLASS_ID()};
+
+}  // namespace orv::l2l3

@@ -1,0 +1,19 @@
+// What an action throws, as a text to compare.
+#pragma once
+
+#include <string>
+
+namespace services_test {
+
+/// The text of the exception of that type that `action` throws, or "nothing thrown".
+template <class Exception, class Action>
+std::string ThrownBy(const Action& action) {
+    try {
+        action();
+    } catch (const Exception& error) {
+        return error.what();
+    }
+    return "nothing thrown";
+}
+
+}  // namespace services_test
