@@ -1,0 +1,29 @@
+// Entry points of the plug-in. The host looks them up by name, so their names are not mangled.
+#include "IptvLog.h"
+#include "IptvProtocol.h"
+#include "IptvResourceRegisterer.h"
+#include "IptvResources.h"
+#include "PluginVersion.h"
+
+#include "orv/core/protocol.h"
+
+extern "C" {
+
+int PluginRegister() {
+    const orv::iptv::IptvResourceRegisterer resources;
+    orv::iptv::LogResource(orv::iptv::devLogger(), orv::framework::LogLevelType::Info,
+                           orv::iptv::resource::kRegistering, {""});
+    orv::core::CProtocolModule::Instance().RegisterProtocol(orv::iptv::CIptvProtocol::Instance());
+    return 0;
+}
+
+/// The host's registries hold what was registered until the process ends, so there is nothing to take back.
+int PluginUnregister() {
+    return 0;
+}
+
+const char* PluginVersion() {
+    return orv::iptv::kPluginVersion;
+}
+
+}  // extern "C"

@@ -1,0 +1,10 @@
+# The plug-in shows its three entry points, unmangled, and nothing else.
+execute_process(COMMAND nm -D --defined-only ${PLUGIN} OUTPUT_VARIABLE symbols COMMAND_ERROR_IS_FATAL ANY)
+string(REGEX MATCHALL "[A-Za-z] [^\n]+" found "${symbols}")
+list(TRANSFORM found REPLACE "^. " "")
+list(FILTER found EXCLUDE REGEX "^(__odr_asan|__asan|__sanitizer|__start_|__stop_)")
+list(SORT found)
+set(expected PluginRegister PluginUnregister PluginVersion)
+if(NOT found STREQUAL expected)
+  message(FATAL_ERROR "expected ${expected}, found ${found}")
+endif()

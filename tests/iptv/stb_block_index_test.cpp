@@ -1,0 +1,88 @@
+// The index of STB blocks among the blocks of their port.
+#include <gtest/gtest.h>
+
+#include "IptvStbBlockConfig.h"
+#include "orv/core/host_application.h"
+#include "orv/core/project.h"
+#include "orv/framework/apply.h"
+#include "orv/framework/scriptable_creator.h"
+
+namespace {
+
+using namespace orv::framework;  // NOLINT: a test
+using orv::iptv::CIptvStbBlockConfig;
+
+constexpr orv::common::RelationType kPort{0x1000003, 0};
+
+class StbBlockIndexTest : public testing::Test {
+  protected:
+    CScriptable& MakePort() { return *CScriptableCreator().Create("Port", &host_.GetProject()); }
+    CScriptable& MakeDevice(CScriptable* port) {
+        CScriptable& device = *CScriptableCreator().Create("EmulatedDevice", &host_.GetProject());
+        if (port) device.AddObject(*port, kPort);
+        return device;
+    }
+    CIptvStbBlockConfig& MakeBlock(CScriptable& device) {
+        return CScriptableCreator().Make<CIptvStbBlockConfig>(&device);
+    }
+    static std::vector<CIptvStbBlockConfig*> BlocksOf(const CScriptable& port) {
+        std::vector<CIptvStbBlockConfig*> blocks;
+        CIptvStbBlockConfig::FindObjects(port.GetHandle(), blocks);
+        return blocks;
+    }
+
+    orv::core::CHostApplication host_{{ClockKind::Virtual}};
+};
+
+TEST_F(StbBlockIndexTest, TheFirstGapIsFilled) {
+    CScriptable& port = MakePort();
+    CScriptable& device = MakeDevice(&port);
+    CIptvStbBlockConfig& first = MakeBlock(device);
+    CIptvStbBlockConfig& second = MakeBlock(device);
+    CIptvStbBlockConfig& third = MakeBlock(device);
+    EXPECT_EQ(first.GetBlockIndex(), 0);
+    EXPECT_EQ(second.GetBlockIndex(), 1);
+    EXPECT_EQ(third.GetBlockIndex(), 2);
+    second.MarkDelete(true, true);
+    EXPECT_EQ(second.GetBlockIndex(), 1) << "kept until it is destroyed";
+    CIptvStbBlockConfig& fourth = MakeBlock(device);
+    EXPECT_EQ(fourth.GetBlockIndex(), 1);
+    EXPECT_EQ(MakeBlock(device).GetBlockIndex(), 3);
+    SettleAfterApply(host_.GetProject());
+    EXPECT_EQ(BlocksOf(port).size(), 4u);
+    EXPECT_EQ(CIptvStbBlockConfig::GetObjectByIndex(port.GetHandle(), 1), &fourth);
+    EXPECT_EQ(CIptvStbBlockConfig::GetObjectByIndex(port.GetHandle(), 9), nullptr);
+}
+
+TEST_F(StbBlockIndexTest, ABlockFollowsItsDevice) {
+    CScriptable& port = MakePort();
+    CScriptable& other = MakePort();
+    CScriptable& device = MakeDevice(nullptr);
+    CIptvStbBlockConfig& block = MakeBlock(device);
+    EXPECT_FALSE(block.HasBlockIndex());
+    std::vector<std::uint32_t> ports;
+    CIptvStbBlockConfig::FindObjectHandles(ports);
+    EXPECT_TRUE(ports.empty());
+
+    MakeBlock(MakeDevice(&other));
+    device.AddObject(port, kPort);
+    EXPECT_EQ(block.GetBlockIndex(), 0);
+    EXPECT_EQ(BlocksOf(port), std::vector<CIptvStbBlockConfig*>{&block});
+    device.RemoveObject(port, kPort);
+    EXPECT_FALSE(block.HasBlockIndex());
+    EXPECT_TRUE(BlocksOf(port).empty());
+    device.AddObject(other, kPort);
+    EXPECT_EQ(block.GetBlockIndex(), 1);
+    EXPECT_EQ(BlocksOf(other).back(), &block);
+}
+
+TEST_F(StbBlockIndexTest, APortThatIsDeletedLeavesItsBlocksWithoutIndex) {
+    CScriptable& port = MakePort();
+    CIptvStbBlockConfig& block = MakeBlock(MakeDevice(&port));
+    port.MarkDelete(true, true);
+    EXPECT_FALSE(block.HasBlockIndex());
+    SettleAfterApply(host_.GetProject());
+    EXPECT_FALSE(block.HasBlockIndex());
+}
+
+}  // namespace
