@@ -75,7 +75,8 @@ class Tree {
     std::vector<CScriptable*> items_;
 };
 
-/// The figures compare the work per object, not the size of the processor's caches: each pass starts with cold ones.
+/// The figures compare the work per object, not the size of the processor's caches: each pass starts with
+/// cold ones.
 void EmptyCaches() {
     static std::vector<char> memory(48 << 20);
     for (std::size_t i = 0; i < memory.size(); i += 64) ++memory[i];
@@ -83,7 +84,8 @@ void EmptyCaches() {
 }
 
 /// Memory that has been given back stays with the process, so that no pass pays for new pages.
-[[maybe_unused]] const bool keeps_memory = mallopt(M_TRIM_THRESHOLD, 1 << 30) && mallopt(M_MMAP_THRESHOLD, 1 << 30);
+[[maybe_unused]] const bool keeps_memory =
+    mallopt(M_TRIM_THRESHOLD, 1 << 30) && mallopt(M_MMAP_THRESHOLD, 1 << 30);
 
 void Sizes(benchmark::internal::Benchmark* benchmark) {
     // The larger one first: it warms the heap for both.

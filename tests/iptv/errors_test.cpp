@@ -115,7 +115,8 @@ TEST_F(ErrorsTest, AssertionTextHasItsFourParts) {
     } catch (const COrvLogicError& error) {
         EXPECT_EQ(error.what(),
                   "Assertion Failed: Serious error: No parent Expression: parent != NULL File: "
-                  "tests/iptv/errors_test.cpp Line: " + std::to_string(line));
+                  "tests/iptv/errors_test.cpp Line: " +
+                      std::to_string(line));
     }
 }
 

@@ -76,6 +76,40 @@ TEST_F(StbBlockIndexTest, ABlockFollowsItsDevice) {
     EXPECT_EQ(BlocksOf(other).back(), &block);
 }
 
+TEST_F(StbBlockIndexTest, ABlockMayChangeItsDevice) {
+    CScriptable& port = MakePort();
+    CScriptable& other = MakePort();
+    CScriptable& first = MakeDevice(&port);
+    CScriptable& second = MakeDevice(&other);
+    CIptvStbBlockConfig& block = MakeBlock(first);
+    ASSERT_TRUE(second.AddObject(block, orv::common::kParentChild));
+    EXPECT_TRUE(BlocksOf(port).empty());
+    EXPECT_EQ(BlocksOf(other), std::vector<CIptvStbBlockConfig*>{&block});
+    first.RemoveObject(port, kPort);
+    EXPECT_TRUE(block.HasBlockIndex()) << "its former device is no concern of it";
+    second.RemoveObject(other, kPort);
+    EXPECT_FALSE(block.HasBlockIndex());
+    block.Delete();
+    first.AddObject(port, kPort);  // tells nobody who is gone
+    second.AddObject(other, kPort);
+}
+
+TEST_F(StbBlockIndexTest, ABlockWhoseCreationFailsLeavesNothingBehind) {
+    CScriptable& port = MakePort();
+    CScriptable& device = MakeDevice(nullptr);
+    struct Thrower {
+        void Told(CScriptable&, CScriptable&, RelationType type, bool) {
+            if (type == orv::common::kParentChild) throw std::runtime_error("no more children");
+        }
+    } thrower;
+    const auto delegate = RelationChangeDelegate::To<&Thrower::Told>(&thrower);
+    device.RegisterRelationChangeDelegate(delegate);
+    EXPECT_THROW(MakeBlock(device), std::runtime_error);
+    device.UnregisterRelationChangeDelegate(delegate);
+    device.AddObject(port, kPort);
+    EXPECT_TRUE(BlocksOf(port).empty());
+}
+
 TEST_F(StbBlockIndexTest, APortThatIsDeletedLeavesItsBlocksWithoutIndex) {
     CScriptable& port = MakePort();
     CIptvStbBlockConfig& block = MakeBlock(MakeDevice(&port));

@@ -53,10 +53,12 @@ CHostApplication::CHostApplication(const Options& options) {
 
 CHostApplication::~CHostApplication() {
     auto& tasks = framework::CTaskManager::Instance();
-    if (framework::FindSingleton(ids::Sequencer::CLASS)) {
-        framework::CSequencer::Instance().Stop();
-        framework::CSequencer::Instance().WaitForEnd();
+    if (auto* sequencer =
+            dynamic_cast<framework::CSequencer*>(framework::FindSingleton(ids::Sequencer::CLASS))) {
+        sequencer->Stop();
+        sequencer->WaitForEnd();
     }
+    framework::CCommand::CancelAll();
     framework::CRpcManager::Instance().Reset();
     framework::CCommandStatusManager::Instance().Clear();
     // Tasks may still refer to objects, so they end before the tree goes. They need the lock to do so.
@@ -66,6 +68,7 @@ CHostApplication::~CHostApplication() {
 }
 
 CProject& CHostApplication::NewProject() {
+    framework::CCommand::CancelAll(project_);
     project_->Delete();
     project_ = &framework::CScriptableCreator().Make<CProject>(system_);
     return *project_;

@@ -10,13 +10,17 @@ TestResultManager* current = nullptr;
 
 }  // namespace
 
-TestResultManager* TestResultManager::GetCurrentInstance() { return current; }
+TestResultManager* TestResultManager::GetCurrentInstance() {
+    return current;
+}
 
 TestResultManager::TestResultManager() {
     ORV_ASSERT(current == nullptr, "There is one test-result manager at a time");
     current = this;
 }
 
-TestResultManager::~TestResultManager() { current = nullptr; }
+TestResultManager::~TestResultManager() {
+    current = nullptr;
+}
 
 }  // namespace orv::core

@@ -94,6 +94,7 @@ void ApplyToIL(CScriptable& root, ValidationContext& context) {
     TellStatus(ApplyStatus::Started, {});
     try {
         LogEarlierRpcErrors();
+        CApplySettler::Begin(root);
         Validate(root, context);
         ApplyContext apply;
         for (const ApplyObjectHandler* handler : ApplyToILHandlerRegistry::Instance().GetHandlers()) {

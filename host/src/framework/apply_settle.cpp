@@ -21,7 +21,7 @@ void CApplySettler::FindDoomed(CScriptable& object, std::vector<std::uint32_t>& 
         // The doomed go last in their parent's list: taken from the end, each is found at once.
         const auto first_doomed =
             std::stable_partition(list.objects.begin(), list.objects.end(),
-                                  [](const CScriptable* child) { return !child->IsDeleted(); });
+                                  [](const CScriptable* child) { return !IsDoomed(*child); });
         for (auto child = list.objects.begin(); child != first_doomed; ++child) FindDoomed(**child, doomed);
         for (auto child = first_doomed; child != list.objects.end(); ++child) {
             SetObsolete(**child);
@@ -30,13 +30,28 @@ void CApplySettler::FindDoomed(CScriptable& object, std::vector<std::uint32_t>& 
     }
 }
 
+bool CApplySettler::IsDoomed(const CScriptable& object) {
+    return object.IsDeleted() && !object.touched_;
+}
+
+void CApplySettler::Begin(CScriptable& root) {
+    ScriptableVec all;
+    Collect(root, all);
+    for (CScriptable* object : all) object->touched_ = false;
+}
+
 void CApplySettler::SetObsolete(CScriptable& object) {
     ScriptableVec all;
     Collect(object, all);
     for (CScriptable* each : all) each->state_ = CScriptable::STATE_OBSOLETE;
 }
 
-void CApplySettler::Settle(CScriptable& root, const std::unordered_set<std::uint32_t>& keep) {
+void CApplySettler::Settle(CScriptable& root, std::unordered_set<std::uint32_t> keep) {
+    ScriptableVec all;
+    Collect(root, all);
+    for (const CScriptable* object : all) {
+        if (object->touched_) keep.insert(object->handle_);
+    }
     std::vector<std::uint32_t> doomed;
     FindDoomed(root, doomed);
     for (auto handle = doomed.rbegin(); handle != doomed.rend(); ++handle) {
@@ -45,17 +60,17 @@ void CApplySettler::Settle(CScriptable& root, const std::unordered_set<std::uint
     }
 
     // Afterwards, since objects that are destroyed make those dirty that were related to them to the last.
-    ScriptableVec all;
+    all.clear();
     Collect(root, all);
     for (CScriptable* object : all) {
+        if (keep.contains(object->handle_)) continue;
         object->ForgetRemoved();
-        const bool changed =
-            object->state_ == CScriptable::STATE_NEW || object->state_ == CScriptable::STATE_MODIFIED;
-        if (changed && !keep.contains(object->handle_)) object->state_ = CScriptable::STATE_UNCHANGED;
+        if (!object->IsDeleted()) object->state_ = CScriptable::STATE_UNCHANGED;
     }
 }
 
 void SettleAfterApply(CScriptable& root) {
+    CApplySettler::Begin(root);
     CApplySettler::Settle(root, {});
 }
 

@@ -14,12 +14,16 @@ namespace orv::framework {
 /// made.
 class CApplySettler {
   public:
-    /// Objects of the handles in `keep` keep their states: their changes were refused.
-    static void Settle(CScriptable& root, const std::unordered_set<std::uint32_t>& keep);
+    /// Notes what the tree looks like, so that Settle can tell what changes from now on.
+    static void Begin(CScriptable& root);
+    /// Objects of the handles in `keep` keep their states: their changes were refused. So do objects that
+    /// were changed, created or marked for deletion since Begin: nobody has sent that yet.
+    static void Settle(CScriptable& root, std::unordered_set<std::uint32_t> keep);
 
   private:
     static void Collect(CScriptable& object, ScriptableVec& all);
     static void FindDoomed(CScriptable& object, std::vector<std::uint32_t>& doomed);
+    static bool IsDoomed(const CScriptable& object);
     static void SetObsolete(CScriptable& object);
 };
 

@@ -1,5 +1,7 @@
 #include "cloner.h"
 
+#include <algorithm>
+
 #include "orv/framework/relation_manager.h"
 #include "orv/framework/scriptable_creator.h"
 #include "orv/ids/framework_ids.h"
@@ -46,6 +48,11 @@ void CCloner::Finish() {
     for (const auto& [original, clone] : order_) clone->DoCloneCopyOtherRelations(*original);
 }
 
+bool CCloner::IsClone(const CScriptable& object) const {
+    return std::any_of(order_.begin(), order_.end(),
+                       [&object](const auto& pair) { return pair.second == &object; });
+}
+
 CScriptable& CCloner::Map(CScriptable& object) const {
     const auto found = clones_.find(&object);
     return found == clones_.end() ? object : *found->second;
@@ -54,8 +61,13 @@ CScriptable& CCloner::Map(CScriptable& object) const {
 CScriptable* CScriptable::Clone(CScriptable* parent) {
     CCloner cloner;
     CScriptable& clone = cloner.Clone(*this, parent ? parent : parent_);
-    clone.Set(ids::Scriptable::Name, GetName() + " Copy");
-    cloner.Finish();
+    try {
+        clone.Set(ids::Scriptable::Name, GetName() + " Copy");
+        cloner.Finish();
+    } catch (...) {
+        clone.Delete();
+        throw;
+    }
     return &clone;
 }
 
@@ -79,7 +91,9 @@ void CScriptable::DoCloneChildren(CScriptable& original) {
     ScriptableVec children;
     original.GetObjects(children, CScriptable::CLASS_ID(), common::kParentChild);
     for (CScriptable* child : children) {
-        if (original.AllowChildClone(*child)) CCloner::Current().Clone(*child, this);
+        // A clone put below its own original must not be cloned along.
+        if (!CCloner::Current().IsClone(*child) && original.AllowChildClone(*child))
+            CCloner::Current().Clone(*child, this);
     }
 }
 

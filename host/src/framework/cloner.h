@@ -25,6 +25,8 @@ class CCloner {
     CScriptable& Clone(CScriptable& original, CScriptable* parent);
     void Finish();
 
+    /// True for an object that this operation has made.
+    bool IsClone(const CScriptable& object) const;
     /// The clone of an object that is part of this operation, otherwise the object itself.
     CScriptable& Map(CScriptable& object) const;
 

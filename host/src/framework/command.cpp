@@ -90,6 +90,10 @@ bool CCommand::CanDelete() const {
 }
 
 void CCommand::Delete() {
+    // One that is pending is simply not found when its turn comes.
+    if (GetCommandState() == COMMAND_RUNNING) {
+        throw common::COrvRunTimeError(Describe() + " is running and cannot be destroyed");
+    }
     DoDelete();
     CScriptable::Delete();
 }

@@ -1,6 +1,8 @@
 // One run of a command, from Execute to its last state.
 #include <fmt/format.h>
 
+#include <set>
+
 #include "framework_log.h"
 #include "orv/framework/command.h"
 #include "orv/framework/handle_registry.h"
@@ -22,6 +24,12 @@ class CommandContext : public CBaseValidationContext {
   private:
     CCommand& command_;
 };
+
+/// Handles of the commands under way.
+std::set<std::uint32_t>& Running() {
+    static auto* running = new std::set<std::uint32_t>;
+    return *running;
+}
 
 /// The status text for what a run threw. Texts of the host's exceptions are made for users and stand by
 /// themselves.
@@ -107,26 +115,55 @@ void CCommand::RunGuarded() {
     } catch (...) {
         const std::string text = DescribeFailure(*this, std::current_exception());
         LogError(Describe() + ": " + text);
-        SetStatus(text);
         outcome = COMMAND_FAILED;
+        ReportGuarded("status", [&] { SetStatus(text); });
     }
-    const auto elapsed = CTaskManager::Instance().GetNow() - start;
-    Set(ids::Command::ElapsedTime,
-        static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::milliseconds>(elapsed).count()));
+    const auto elapsed =
+        std::chrono::duration_cast<std::chrono::milliseconds>(CTaskManager::Instance().GetNow() - start);
+    ReportGuarded("elapsed time",
+                  [&] { Set(ids::Command::ElapsedTime, static_cast<std::uint64_t>(elapsed.count())); });
     ChangeState(outcome);
+}
+
+void CCommand::ReportGuarded(const char* what, const std::function<void()>& report) {
+    // A value is stored before anybody is told, so whoever fails at being told does not hold the command up.
+    try {
+        report();
+    } catch (...) {
+        LogError(fmt::format("{}: reporting its {} failed: {}", Describe(), what,
+                             DescribeException(std::current_exception())));
+    }
+}
+
+void CCommand::CancelAll(const CScriptable* root) {
+    const auto is_below = [root](const CScriptable* object) {
+        while (root && object && object != root) object = object->GetParent();
+        return object != nullptr;
+    };
+    const auto find_running = [&] {
+        std::vector<CCommand*> running;
+        for (const std::uint32_t handle : Running()) {
+            auto* command = dynamic_cast<CCommand*>(CHandleRegistry::Instance().Find(handle));
+            if (command && is_below(command)) running.push_back(command);
+        }
+        return running;
+    };
+    for (CCommand* command : find_running()) command->Cancel();
+    CTaskManager::Instance().WaitUntil([&] { return find_running().empty(); }, std::chrono::hours(24));
 }
 
 void CCommand::ChangeState(CommandState to) {
     const CommandState from = GetCommandState();
     if (from == to) return;
-    // The state is stored before anybody is told, so whoever fails at being told does not hold it up.
-    try {
+    if (to == COMMAND_PENDING || to == COMMAND_RUNNING) {
+        Running().insert(GetHandle());
+    } else {
+        Running().erase(GetHandle());
+    }
+    ReportGuarded("state", [&] {
         Set(ids::Command::State, static_cast<std::uint8_t>(to));
         OnCommandStateChange(from, to);
-    } catch (...) {
-        LogError(fmt::format("{}: reporting state {} failed: {}", Describe(), static_cast<int>(to),
-                             DescribeException(std::current_exception())));
-    }
+    });
     CTaskManager::Instance().Wake();
 }
 

@@ -30,6 +30,7 @@ class Builder {
                                                      &FindClass(definition.child));
             }
         }
+        CheckDefaultChildren();
         return std::move(model_);
     }
 
@@ -140,6 +141,46 @@ class Builder {
     void CheckNeighbours(const ClassDefinition& definition) {
         for (const NamedLine& parent : definition.parents) FindClass(parent);
         for (const NamedLine& child : definition.children) FindClass(child);
+    }
+
+    /// An object that brought along one of its own class, directly or through others, could never be created.
+    void CheckDefaultChildren() {
+        std::set<const CMetaClass*> path;
+        for (const DataModelFile& file : files_) {
+            for (const ClassDefinition& definition : file.classes) {
+                if (!definition.children.empty())
+                    Descend(BuildClass(definition), path, definition.children.front());
+            }
+            for (const DefaultChildDefinition& definition : file.default_children) {
+                Descend(FindClass(definition.parent), path, definition.child);
+            }
+        }
+    }
+
+    void Descend(const CMetaClass& meta_class, std::set<const CMetaClass*>& path, const NamedLine& child) {
+        if (!path.insert(&meta_class).second) {
+            FailAt(child.where, "default child " + child.name + " brings along an object of class " +
+                                    meta_class.GetName() + " again, without end");
+        }
+        for (const CMetaClass* next : DefaultChildrenOf(meta_class, child.where)) Descend(*next, path, child);
+        path.erase(&meta_class);
+    }
+
+    std::vector<const CMetaClass*> DefaultChildrenOf(const CMetaClass& meta_class, const SourceLine& where) {
+        std::vector<const CMetaClass*> children;
+        const auto& active = CMetaClassManager::Instance();
+        if (active.GetClass(meta_class.GetClassId()) == &meta_class) {
+            children = active.GetDefaultChildren(meta_class);
+        } else {
+            if (meta_class.GetBase()) children = DefaultChildrenOf(*meta_class.GetBase(), where);
+            for (const std::string& name : meta_class.GetDefinition().default_children) {
+                children.push_back(&FindClass({name, where}));
+            }
+        }
+        for (const auto& [parent, child] : model_.default_children) {
+            if (parent == &meta_class) children.push_back(child);
+        }
+        return children;
     }
 
     void AddRelation(const RelationDefinition& definition) {

@@ -1,7 +1,5 @@
 #include "orv/framework/handle_registry.h"
 
-#include <algorithm>
-
 namespace orv::framework {
 
 CHandleRegistry& CHandleRegistry::Instance() {
@@ -22,15 +20,20 @@ CScriptable* CHandleRegistry::Find(std::uint32_t handle) const {
 }
 
 std::uint32_t CHandleRegistry::Register(CScriptable& object, std::uint32_t wanted) {
-    const std::uint32_t handle = wanted != 0 ? wanted : next_;
-    if (handle == 0 || Find(handle)) return 0;
+    std::uint32_t handle = wanted;
+    if (wanted == 0) {
+        // Handles that were asked for by number are passed over.
+        while (next_ == 0 || Find(next_)) ++next_;
+        handle = next_++;
+    } else if (Find(wanted)) {
+        return 0;
+    }
     const std::size_t index = handle >> kPageBits;
     if (index >= pages_.size()) pages_.resize(index + 1);
     if (!pages_[index]) pages_[index] = std::make_unique<Page>();
     pages_[index]->objects[handle & kPageMask] = &object;
     ++pages_[index]->used;
     ++size_;
-    next_ = std::max(next_, handle + 1);
     return handle;
 }
 

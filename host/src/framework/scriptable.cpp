@@ -82,6 +82,11 @@ void CScriptable::UnregisterPropertyChangeDelegate(PropId id, const PropertyChan
     if (extras_) std::erase(extras_->property_delegates, std::make_pair(id, delegate));
 }
 
+void CScriptable::MarkModified() {
+    touched_ = true;
+    if (state_ == STATE_UNCHANGED) state_ = STATE_MODIFIED;
+}
+
 bool CScriptable::IsObjectDirty(bool children) const {
     if (state_ != STATE_UNCHANGED) return true;
     if (!children) return false;

@@ -13,9 +13,17 @@ namespace orv::framework {
 
 namespace {
 
-/// Destroys an object whose creation did not succeed. Its own OnMarkDelete is not called: it was never whole.
+/// Destroys an object whose creation did not succeed. One that OnInit has made whole is marked for deletion
+/// first, so that it takes back what it registered; one that was never whole is not asked.
 struct Discard {
+    bool was_initialised = false;
+
     void operator()(CScriptable* object) const {
+        try {
+            if (was_initialised) object->MarkDelete(true, true);
+        } catch (const std::exception&) {
+            // It goes all the same; why its creation failed is what the caller hears of.
+        }
         object->SetObjectState(CScriptable::STATE_OBSOLETE);
         object->Delete();
     }
@@ -92,9 +100,11 @@ CScriptable* CScriptableCreator::Create(const CMetaClass* metaClass, CScriptable
     object->auto_named_ = true;
 
     if (init && !object->OnInit()) return refuse("its initialisation refused");
+    object.get_deleter().was_initialised = init;
     if (defaultChildren) {
         for (const CMetaClass* child_class : CMetaClassManager::Instance().GetDefaultChildren(*metaClass)) {
-            if (object->OnCreateDefaultChild(*child_class) && !Create(child_class, object.get(), true, init)) {
+            if (object->OnCreateDefaultChild(*child_class) &&
+                !Create(child_class, object.get(), true, init)) {
                 return nullptr;  // the text says which child and why
             }
         }

@@ -1,4 +1,5 @@
-// What few objects have: delegates registered with them, and objects they were related to since the last apply.
+// What few objects have: delegates registered with them, and objects they were related to since the last
+// apply.
 #pragma once
 
 #include <utility>

@@ -11,10 +11,18 @@ bool CScriptable::MarkDelete(bool children, bool relations) {
     if (!CanDelete()) return false;
     const State before = state_;
     state_ = STATE_PENDING_DELETE;  // set first: related objects look at it when they are told
-    if (!OnMarkDelete()) {
+    bool agreed = false;
+    try {
+        agreed = OnMarkDelete();
+    } catch (...) {
+        state_ = before;
+        throw;
+    }
+    if (!agreed) {
         state_ = before;
         return false;
     }
+    touched_ = true;
     if (children) {
         if (const RelationList* below = FindRelations(common::kParentChild)) {
             for (CScriptable* child : std::vector<CScriptable*>(below->objects))

@@ -109,7 +109,7 @@ void CScriptable::StoreValue(const CPropertyMeta& meta, PropertyValue value) {
     if (slot == value) return;
     slot = std::move(value);
     if (meta.id == ids::Scriptable::Name) auto_named_ = false;
-    if (!meta.transient && state_ == STATE_UNCHANGED) state_ = STATE_MODIFIED;
+    if (!meta.transient) MarkModified();
     NotifyPropertyModified(meta);
     if (meta.id == ids::Scriptable::LocalActive) UpdateActive(!parent_ || parent_->GetActive());
 }
@@ -139,7 +139,7 @@ void CScriptable::UpdateActive(bool parent_active) {
     if (active == GetActive() || !OnPropagatingActive(active)) return;
     const CPropertyMeta& meta = FindPropertyOrThrow(ids::Scriptable::Active);
     values_[meta.slot] = active;
-    if (state_ == STATE_UNCHANGED) state_ = STATE_MODIFIED;
+    MarkModified();
     NotifyPropertyModified(meta);
     if (const RelationList* children = FindRelations(common::kParentChild)) {
         for (CScriptable* child : std::vector<CScriptable*>(children->objects)) child->UpdateActive(active);

@@ -80,7 +80,8 @@ bool CScriptable::AddObject(CScriptable& object, RelationType type, std::string*
         return Refuse(errorText, "an object without class cannot be related");
     if (ContainsObject(object, type)) return Refuse(errorText, describe() + " exists already");
     for (const CScriptable* end : {this, &object}) {
-        if (end->IsDeleted()) return Refuse(errorText, describe() + ": " + end->Describe() + " is being deleted");
+        if (end->IsDeleted())
+            return Refuse(errorText, describe() + ": " + end->Describe() + " is being deleted");
     }
 
     CScriptable& source = type.direction == 0 ? *this : object;
@@ -130,7 +131,7 @@ bool CScriptable::AddObject(CScriptable& object, RelationType type, std::string*
             }
         }
     }
-    if (dirties_source && source.state_ == STATE_UNCHANGED) source.state_ = STATE_MODIFIED;
+    if (dirties_source) source.MarkModified();
     NotifyRelationModified(type, object, true);
     object.NotifyRelationModified(type.Reverse(), *this, true);
     return true;
@@ -155,7 +156,7 @@ bool CScriptable::RemoveObject(CScriptable& object, RelationType type, bool reme
         CScriptable& source = type.direction == 0 ? *this : object;
         const CRelationMeta* meta =
             CRelationManager::Instance().FindRelation(*meta_class_, *object.meta_class_, type);
-        if (meta && meta->dirties_source && source.state_ == STATE_UNCHANGED) source.state_ = STATE_MODIFIED;
+        if (meta && meta->dirties_source) source.MarkModified();
     }
     if (remember) {
         const auto note = [](CScriptable& end, const CScriptable& other, RelationType as) {
@@ -163,6 +164,7 @@ bool CScriptable::RemoveObject(CScriptable& object, RelationType type, bool reme
             Extras::RemovedList* list = extras.FindRemoved(as);
             if (!list) list = &extras.removed.emplace_back(Extras::RemovedList{as, {}});
             list->handles.push_back(other.handle_);
+            end.touched_ = true;
         };
         note(*this, object, type);
         note(object, *this, type.Reverse());

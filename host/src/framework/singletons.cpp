@@ -18,7 +18,10 @@ std::unordered_map<common::ClassId, std::uint32_t>& Handles() {
 
 CScriptable* FindSingleton(common::ClassId id) {
     const auto found = Handles().find(id);
-    return found == Handles().end() ? nullptr : CHandleRegistry::Instance().Find(found->second);
+    CScriptable* object =
+        found == Handles().end() ? nullptr : CHandleRegistry::Instance().Find(found->second);
+    // The handle of one that is gone may have been given to another object since.
+    return object && object->GetClassId() == id ? object : nullptr;
 }
 
 void RememberSingleton(const CScriptable& object) {

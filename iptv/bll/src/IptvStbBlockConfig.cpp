@@ -2,6 +2,7 @@
 
 #include "InitAttributeBuilder.h"
 #include "orv/common/exceptions.h"
+#include "orv/framework/handle_registry.h"
 #include "orv/framework/meta_class_manager.h"
 #include "orv/framework/static_registration.h"
 #include "orv/ids/core_ids.h"
@@ -24,7 +25,9 @@ CScriptable& GetParentOrThrow(const CIptvStbBlockConfig& block) {
 }  // namespace
 
 CIptvStbBlockConfig::CIptvStbBlockConfig() = default;
-CIptvStbBlockConfig::~CIptvStbBlockConfig() = default;
+CIptvStbBlockConfig::~CIptvStbBlockConfig() {
+    StopListening();
+}
 
 ClassId CIptvStbBlockConfig::CLASS_ID() {
     static const ClassId id = ids::IptvStbBlockConfig::CLASS;
@@ -46,14 +49,41 @@ std::uint32_t CIptvStbBlockConfig::GetIndexHandle() const {
 bool CIptvStbBlockConfig::OnInit() {
     CScriptable& device = GetParentOrThrow(*this);
     AddObjectToMap();
-    device.RegisterRelationChangeDelegate(MakeDelegate(this));
+    Listen(device);
     return true;
 }
 
 bool CIptvStbBlockConfig::OnMarkDelete() {
-    GetParentOrThrow(*this).UnregisterRelationChangeDelegate(MakeDelegate(this));
+    GetParentOrThrow(*this);
+    StopListening();
     if (GetBlockKey() != 0 && HasBlockIndex()) LeaveGroup();
     return true;
+}
+
+void CIptvStbBlockConfig::Listen(CScriptable& device) {
+    StopListening();
+    device.RegisterRelationChangeDelegate(MakeDelegate(this));
+    listening_to_ = device.GetHandle();
+}
+
+void CIptvStbBlockConfig::StopListening() {
+    CScriptable* device = framework::CHandleRegistry::Instance().Find(listening_to_);
+    if (device) device->UnregisterRelationChangeDelegate(MakeDelegate(this));
+    listening_to_ = 0;
+}
+
+void CIptvStbBlockConfig::OnRelationModified(RelationType type, CScriptable& other, bool added) {
+    // A block that is moved to another device belongs to that device's port from then on.
+    if (type == common::kChildParent && !IsDeleted()) {
+        if (!added) {
+            StopListening();
+            RemoveObjectFromMap();
+        } else if (other.GetHandle() != listening_to_) {
+            Listen(other);
+            AddObjectToMap();
+        }
+    }
+    CScriptable::OnRelationModified(type, other, added);
 }
 
 void CIptvStbBlockConfig::RelChangeHandler(CScriptable& source, CScriptable& other, RelationType type,

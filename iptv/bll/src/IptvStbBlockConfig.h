@@ -28,10 +28,17 @@ class CIptvStbBlockConfig : public CScriptable,
 
     bool OnInit() override;
     bool OnMarkDelete() override;
+    void OnRelationModified(RelationType type, CScriptable& other, bool added) override;
     bool IsSingleton() const override { return false; }
 
     /// Told of every relation change of the parent device.
     void RelChangeHandler(CScriptable& source, CScriptable& other, RelationType type, bool added);
+
+  private:
+    void Listen(CScriptable& device);
+    void StopListening();
+
+    std::uint32_t listening_to_ = 0;  ///< handle of the device whose relation changes it is told of
 };
 
 }  // namespace orv::iptv

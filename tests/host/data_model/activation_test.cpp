@@ -114,9 +114,9 @@ classes:
 TEST_F(ActivationTest, ARelationMayBeDeclaredForClassesOfOtherModels) {
     Write("first.yaml", R"(datamodel: 0x74000000
 name: first
-classes: [{name: FirstThing, id: 0x74001000, base: Scriptable}]
+classes: [{name: FirstThing, id: 0x74001000, base: Scriptable}, {name: FirstPart, id: 0x74002000, base: Scriptable}]
 relations: [{name: FirstLink, id: 0x74000001, from: FirstThing, to: FirstThing}]
-default-children: {FirstThing: [FirstThing]}
+default-children: {FirstThing: [FirstPart]}
 )");
     Write("second.yaml", R"(datamodel: 0x75000000
 name: second
@@ -131,7 +131,7 @@ default-children: {FirstThing: [SecondThing]}
     const CMetaClass& second = *manager.GetClass("SecondThing");
     EXPECT_NE(CRelationManager::Instance().FindRelation(first, second, {0x74000001, 0}), nullptr);
     EXPECT_EQ(CRelationManager::Instance().FindRelation(second, first, {0x74000001, 0}), nullptr);
-    EXPECT_EQ(manager.GetDefaultChildren(first), (std::vector{&first, &second}));
+    EXPECT_EQ(manager.GetDefaultChildren(first), (std::vector{manager.GetClass("FirstPart"), &second}));
 }
 
 TEST_F(ActivationTest, WhatFailedCanBeActivatedOnceItIsRepaired) {

@@ -9,6 +9,7 @@
 #include "orv/common/exceptions.h"
 #include "orv/framework/meta_class_manager.h"
 #include "orv/framework/relation_manager.h"
+#include "thrown.h"
 
 namespace data_model_test {
 
@@ -30,15 +31,6 @@ class DataModelTest : public testing::Test {
     const std::filesystem::path folder_;
 };
 
-/// The text of the exception that `action` throws, or "nothing thrown".
-template <class Exception, class Action>
-std::string ThrownBy(const Action& action) {
-    try {
-        action();
-    } catch (const Exception& error) {
-        return error.what();
-    }
-    return "nothing thrown";
-}
+using testing_aids::ThrownBy;
 
 }  // namespace data_model_test

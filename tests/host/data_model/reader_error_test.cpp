@@ -49,6 +49,14 @@ const ErrorCase kModelCases[] = {
      "m.yaml:4: there is no class \"Nobody\""},
     {"UnknownChild", "classes:\n- {name: A, id: 0x7d001000, base: Scriptable,\n   children: [A, Nobody]}\n",
      "m.yaml:5: there is no class \"Nobody\""},
+    {"ChildrenWithoutEnd",
+     "classes:\n- {name: A, id: 0x7d001000, base: Scriptable, children: [B]}\n"
+     "- {name: B, id: 0x7d002000, base: Scriptable, children: [A]}\n",
+     "m.yaml:4: default child B brings along an object of class A again, without end"},
+    {"ChildrenWithoutEndThroughAnotherModel",
+     "classes:\n- {name: A, id: 0x7d001000, base: Scriptable, children: [Project]}\n"
+     "default-children:\n  Project: [A]\n",
+     "m.yaml:4: default child Project brings along an object of class A again, without end"},
     {"UnknownBase", "classes:\n- name: A\n  id: 0x7d001000\n  base: Nobody\n",
      "m.yaml:6: there is no class \"Nobody\""},
     {"NoBase", "classes:\n- {name: A, id: 0x7d001000}\n", "m.yaml:4: class A: key \"base\" is missing"},

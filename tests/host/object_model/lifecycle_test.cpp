@@ -170,6 +170,25 @@ TEST_F(LifecycleTest, ACloneCopiesPropertiesChildrenAndTheRelationsThatItsClassA
     EXPECT_EQ(twin.GetObject(ClassId(kBox), kUses), nullptr) << "the class does not copy these";
 }
 
+TEST_F(LifecycleTest, ACloneMayLieBelowItsOriginal) {
+    CScriptable& box = MakeBox();
+    MakeItem(&box);
+    CScriptable* copy = box.Clone(&box);
+    ScriptableVec items;
+    copy->GetObjects(items, kItem, kParentChild);
+    EXPECT_EQ(items.size(), 1u);
+    EXPECT_EQ(copy->GetObject(ClassId(kBox), kParentChild), nullptr);
+}
+
+TEST_F(LifecycleTest, HandlesAskedForAreNotGivenAgainAndUseNothingUp) {
+    CScriptableCreator creator;
+    ASSERT_NE(creator.Create(kItem, &Project(), true, true, 0xffffffff), nullptr);
+    const std::uint32_t next = MakeItem().GetHandle() + 1;
+    ASSERT_NE(creator.Create(kItem, &Project(), true, true, next), nullptr);
+    EXPECT_EQ(MakeItem().GetHandle(), next + 1);
+    EXPECT_EQ(CHandleRegistry::Instance().Find(0), nullptr);
+}
+
 TEST_F(LifecycleTest, AReleasedObjectWithoutParentIsGone) {
     CScriptableCreator creator;
     CScriptable* loose = creator.Create(kItem, nullptr);

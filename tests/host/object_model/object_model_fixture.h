@@ -11,6 +11,7 @@
 #include "orv/framework/meta_class_manager.h"
 #include "orv/framework/scriptable.h"
 #include "orv/framework/scriptable_creator.h"
+#include "thrown.h"
 
 namespace object_model_test {
 
@@ -74,15 +75,6 @@ class ObjectModelTest : public testing::Test {
     orv::core::CHostApplication host_;
 };
 
-/// The text of the exception that `action` throws, or "nothing thrown".
-template <class Exception, class Action>
-std::string ThrownBy(const Action& action) {
-    try {
-        action();
-    } catch (const Exception& error) {
-        return error.what();
-    }
-    return "nothing thrown";
-}
+using testing_aids::ThrownBy;
 
 }  // namespace object_model_test

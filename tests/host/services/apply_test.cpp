@@ -7,11 +7,14 @@
 #include "host/services/log_catcher.h"
 #include "host/services/rpc_fixture.h"
 #include "host/services/services_fixture.h"
-#include "host/services/thrown.h"
 #include "orv/framework/handle_registry.h"
 #include "orv/framework/task_manager.h"
+#include "thrown.h"
 
 namespace services_test {
+
+using testing_aids::ThrownBy;
+
 namespace {
 
 using testing::ElementsAre;
@@ -97,6 +100,29 @@ class ApplyTest : public HostTest {
 
     Script script_;
 };
+
+TEST_F(ApplyTest, WhatChangesMeanwhileIsLeftForTheNextApply) {
+    CScriptable& edited = MakeThing("edited");
+    CScriptable& untouched = MakeThing("untouched");
+    CScriptable& deleted = MakeThing("deleted");
+    CScriptable* created = nullptr;
+    const std::uint32_t handle = deleted.GetHandle();
+    script_.on_project = [&] {
+        edited.Set(kValue, std::uint32_t{77});
+        created = &MakeThing("created");
+        deleted.MarkDelete(true, true);
+    };
+    EXPECT_EQ(Apply(), "applied");
+    EXPECT_TRUE(edited.IsObjectDirty(false));
+    EXPECT_FALSE(untouched.IsObjectDirty(false));
+    EXPECT_TRUE(created->IsObjectDirty(false));
+    ASSERT_EQ(CHandleRegistry::Instance().Find(handle), &deleted);
+
+    script_.on_project = nullptr;
+    EXPECT_EQ(Apply(), "applied");
+    EXPECT_FALSE(Project().IsObjectDirty(true));
+    EXPECT_EQ(CHandleRegistry::Instance().Find(handle), nullptr);
+}
 
 TEST_F(ApplyTest, RunsHandlersInOrderForEachObjectOfTheirClass) {
     CScriptable& a = MakeThing("a");

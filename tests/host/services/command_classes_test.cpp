@@ -1,13 +1,16 @@
 #include <gmock/gmock.h>
 
 #include "host/services/services_fixture.h"
-#include "host/services/thrown.h"
 #include "orv/core/orv_system.h"
 #include "orv/framework/command.h"
 #include "orv/framework/task_manager.h"
 #include "orv/ids/framework_ids.h"
+#include "thrown.h"
 
 namespace services_test {
+
+using testing_aids::ThrownBy;
+
 namespace {
 
 namespace ids = orv::ids;

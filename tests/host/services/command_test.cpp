@@ -4,12 +4,15 @@
 
 #include "host/services/log_catcher.h"
 #include "host/services/services_fixture.h"
-#include "host/services/thrown.h"
 #include "orv/framework/command_status_manager.h"
 #include "orv/framework/handle_registry.h"
 #include "orv/framework/task_manager.h"
+#include "thrown.h"
 
 namespace services_test {
+
+using testing_aids::ThrownBy;
+
 namespace {
 
 using namespace std::chrono_literals;

@@ -8,10 +8,13 @@
 #include <sstream>
 
 #include "host/services/log_catcher.h"
-#include "host/services/thrown.h"
 #include "orv/common/exceptions.h"
+#include "thrown.h"
 
 namespace services_test {
+
+using testing_aids::ThrownBy;
+
 namespace {
 
 using namespace orv::framework;  // NOLINT: tests

@@ -3,10 +3,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "host/services/thrown.h"
 #include "orv/common/exceptions.h"
+#include "thrown.h"
 
 namespace services_test {
+
+using testing_aids::ThrownBy;
+
 namespace {
 
 using namespace orv::framework;  // NOLINT: tests

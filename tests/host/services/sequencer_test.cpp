@@ -3,12 +3,15 @@
 #include <gmock/gmock.h>
 
 #include "host/services/services_fixture.h"
-#include "host/services/thrown.h"
 #include "orv/framework/handle_registry.h"
 #include "orv/framework/task_manager.h"
 #include "orv/ids/framework_ids.h"
+#include "thrown.h"
 
 namespace services_test {
+
+using testing_aids::ThrownBy;
+
 namespace {
 
 using namespace std::chrono_literals;

@@ -3,9 +3,12 @@
 #include <gmock/gmock.h>
 
 #include "host/services/services_fixture.h"
-#include "host/services/thrown.h"
+#include "thrown.h"
 
 namespace services_test {
+
+using testing_aids::ThrownBy;
+
 namespace {
 
 using testing::ElementsAre;

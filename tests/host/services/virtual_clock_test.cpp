@@ -5,11 +5,14 @@
 #include <thread>
 
 #include "host/services/log_catcher.h"
-#include "host/services/thrown.h"
 #include "orv/common/exceptions.h"
 #include "orv/framework/task_manager.h"
+#include "thrown.h"
 
 namespace services_test {
+
+using testing_aids::ThrownBy;
+
 namespace {
 
 using namespace orv::framework;  // NOLINT: tests

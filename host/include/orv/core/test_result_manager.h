@@ -3,8 +3,8 @@
 
 namespace orv::core {
 
-/// Base of the object that stores results while it lives. A host without one runs tests all the same; plug-ins find
-/// null then.
+/// Base of the object that stores results while it lives. A host without one runs tests all the same;
+/// plug-ins find null then.
 class TestResultManager {
   public:
     /// The one that lives, or null.

@@ -85,13 +85,13 @@ class StaticRegisterApplyHandler {
 /// One apply of everything below `root`:
 ///  1. every validator of each object's class and base classes runs; on any error nothing is sent;
 ///  2. the handlers run in the order of their registration, each for every object of its class; an exception
-///  ends the
-///     apply there;
-///  3. the objects' states are settled (new and modified ones become unchanged), objects whose deletion was
-///  pending are
-///     destroyed, and the lists of removed objects are emptied.
-/// After a failure all states and lists are as before, so that the next apply sends what is still missing.
-/// Throws COrvRunTimeError with all texts, one a line. Validation warnings are returned in `context`.
+///     ends the apply there;
+///  3. objects' states are settled (new and modified ones become unchanged), objects whose deletion was
+///     pending are destroyed, and the lists of removed objects are emptied.
+/// What is changed, created or deleted while the apply runs (handlers wait for answers, and others get their
+/// turn) stays as it is for the next one. After a failure all states and lists are as before, so that the
+/// next apply sends what is still missing. Throws COrvRunTimeError with all texts, one a line. Validation
+/// warnings are returned in `context`.
 void ApplyToIL(CScriptable& root, ValidationContext& context);
 
 /// Step 3 alone: what a project looks like after an apply (for programs that build one without ports).

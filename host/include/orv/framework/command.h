@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -37,6 +38,9 @@ class CCommand : public CScriptable {
     void Execute(bool async);
     /// Asks a running command to end; only one that has made itself cancellable sees it.
     void Cancel();
+    /// Asks every command that is under way at or below `root` (null: anywhere) to end, and yields until they
+    /// have.
+    static void CancelAll(const CScriptable* root = nullptr);
     bool GetProgressCancelled() const;
     void SetProgress(std::uint32_t done, std::uint32_t total);
 
@@ -83,6 +87,7 @@ class CCommand : public CScriptable {
     void CheckRunnable();
     bool IsUnderWay() const;
     void ChangeState(CommandState to);
+    void ReportGuarded(const char* what, const std::function<void()>& report);
 
     bool runnable_ = true;
 };

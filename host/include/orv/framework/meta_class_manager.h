@@ -41,8 +41,8 @@ class CMetaClassManager {
     /// All classes in the order of their ids.
     std::vector<const CMetaClass*> GetClasses() const;
 
-    /// Classes of the children created with every new object of a class: those that the class and its base classes
-    /// declare, base classes first, then those that other models add to them.
+    /// Classes of the children created with every new object of a class: those that the class and its base
+    /// classes declare, base classes first, then those that other models add to them.
     std::vector<const CMetaClass*> GetDefaultChildren(const CMetaClass& meta_class) const;
 
     /// Adds a class that no file declares. For programs that make their own (tests, benchmarks).

@@ -262,6 +262,7 @@ class CScriptable {
     void ForgetRemoved();
     Extras& GetExtras();
     void UpdateActive(bool parent_active);
+    void MarkModified();
 
     const CMetaClass* meta_class_ = nullptr;
     std::unique_ptr<PropertyValue[]> values_;
@@ -271,6 +272,7 @@ class CScriptable {
     std::uint32_t handle_ = 0;
     State state_ = STATE_NEW;
     bool auto_named_ = false;
+    bool touched_ = true;  ///< changed since the last apply began, so that its end must not settle the object
 };
 
 template <class T>

@@ -3,7 +3,7 @@
 
 #include <string>
 
-namespace services_test {
+namespace testing_aids {
 
 /// The text of the exception of that type that `action` throws, or "nothing thrown".
 template <class Exception, class Action>
@@ -16,4 +16,4 @@ std::string ThrownBy(const Action& action) {
     return "nothing thrown";
 }
 
-}  // namespace services_test
+}  // namespace testing_aids
