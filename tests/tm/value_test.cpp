@@ -37,7 +37,7 @@ TEST(Enum_map_test, FindsBothWaysAndReportsTheUnknown) {
     for (int value : {4, 6, -1}) EXPECT_EQ(tms_string_to_enum(tms_enum_to_string(value, kMap), kMap), value);
     EXPECT_THAT([&] { tms_enum_to_string(0, kMap); }, ThrowsMessage<Tm_exception>(HasSubstr("value 0")));
     EXPECT_THAT([&] { tms_string_to_enum("ipv4", kMap); },
-                ThrowsMessage<Tm_exception>(HasSubstr("\"ipv4\"")));
+                ThrowsMessage<Tm_exception>(HasSubstr("'ipv4'")));
 }
 
 }  // namespace

@@ -87,4 +87,5 @@ def read_call(message_set, kind, target):
     decoder = message_set.qualified(kind.base, f"{kind.base.stem}_from_struct")
     if kind.form == "array" and kind.base.packed:
         return f"members.read_rows<{kind.base.name}_row>({target});"
-    return f"members.{'read_record' if kind.form == 'one' else 'read_records'}({target}, {decoder});"
+    function = {"one": "read_record", "optional": "read_optional"}.get(kind.form, "read_records")
+    return f"members.{function}({target}, {decoder});"

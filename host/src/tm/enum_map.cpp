@@ -19,7 +19,7 @@ int tms_string_to_enum(const char* name, const tm_enum_map* map) {
     for (const tm_enum_map* row = map; row->name != nullptr; ++row) {
         if (std::strcmp(row->name, name) == 0) return row->value;
     }
-    throw Tm_exception(fmt::format("the enumeration has no value named \"{}\"", name));
+    throw Tm_exception("the enumeration has no value named " + quoted(name));
 }
 
 }  // namespace orv::tm

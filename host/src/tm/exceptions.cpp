@@ -3,6 +3,13 @@
 #include <fmt/format.h>
 
 namespace orv::tm {
+
+std::string quoted(std::string_view text) {
+    constexpr std::size_t kLongest = 128;
+    std::string result = "'";
+    for (const char c : text.substr(0, kLongest)) result += c >= ' ' && c <= '~' ? c : '?';
+    return result + (text.size() > kLongest ? "...'" : "'");
+}
 namespace {
 
 std::string range_text(int index, int low, int high) {

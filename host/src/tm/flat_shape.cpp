@@ -25,7 +25,7 @@ void check_names(const std::vector<Tm_flat_member>& members) {
     std::sort(names.begin(), names.end());
     auto twice = std::adjacent_find(names.begin(), names.end());
     if (twice != names.end())
-        throw Tm_exception(fmt::format("a packed struct has the member '{}' twice", *twice));
+        throw Tm_exception("a packed struct has the member " + quoted(*twice) + " twice");
 }
 
 bool equal(const Tm_flat_member& a, const Tm_flat_member& b) {

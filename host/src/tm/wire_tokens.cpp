@@ -187,10 +187,4 @@ std::size_t Wire_tokens::offset_of(std::size_t token) const {
     return last_byte + 1;
 }
 
-std::string quoted(std::string_view text) {
-    std::string result = "'";
-    for (char c : text.substr(0, Message::kMaxNameLength)) result += c >= ' ' && c <= '~' ? c : '?';
-    return result + "'";
-}
-
 }  // namespace orv::tm

@@ -54,7 +54,4 @@ class Wire_tokens {
     std::size_t position_ = 0;
 };
 
-/// A name or text from the wire in quotes, fit for an error text: printable and not long.
-std::string quoted(std::string_view text);
-
 }  // namespace orv::tm

@@ -95,13 +95,20 @@ void finish(tm::Message* message) {
     message->create_send_member_string_meta();
 }
 
+void Members_reader::check_optional(std::size_t count) const {
+    if (count > 1) {
+        throw tm::Tm_exception(fmt::format(
+            "member '{}' holds {} records; it is optional and holds one at most", last_name(), count));
+    }
+}
+
 void check_request(const tm::Message& message, const char* name) {
     if (message.get_msg_type() != tm::TMT_REQUEST) {
         throw tm::Tm_type_mismatch_exception(message.get_msg_type(), tm::TMT_REQUEST);
     }
     if (name != kUnnamed && message.get_request_name() != name) {
         throw tm::Tm_exception(
-            fmt::format("the message is a request {}, not {}", message.get_request_name(), name));
+            fmt::format("the message is a request {}, not {}", tm::quoted(message.get_request_name()), name));
     }
 }
 

@@ -5,6 +5,7 @@
 // that is wrong with a message ends in Tm_exception.
 #pragma once
 
+#include <algorithm>
 #include <climits>
 #include <cstring>
 #include <memory>
@@ -195,6 +196,10 @@ class Message_writer : public Members_writer<Message_target> {
         : Members_writer(Message_target(out, names), copy_arrays) {}
 };
 
+/// Most elements that room is made for before one has been read. A peer may declare any number of elements,
+/// each of them a byte long, of a record that takes hundreds; memory grows with what has been read.
+inline constexpr std::size_t kReserveAtOnce = 1024;
+
 /// Reads members by name, in the order in which they are expected, so that finding one costs one comparison.
 /// Every read throws Tm_exception that names a member that is missing or of another kind. Vectors read into
 /// are emptied.
@@ -235,7 +240,7 @@ class Members_reader {
         const tm::Tm_array& array = next_array(tm::TMV_STRING);
         const int count = array_count(array.size());
         values->clear();
-        values->reserve(array.size());
+        values->reserve(std::min(array.size(), kReserveAtOnce));
         for (int i = 0; i < count; ++i)
             values->push_back(static_cast<Enum>(enum_value(array.get_member_string(i), map)));
     }
@@ -249,8 +254,14 @@ class Members_reader {
         const tm::Tm_array& array = next_array(tm::TMV_STRUCT);
         const int count = array_count(array.size());
         records->clear();
-        records->reserve(array.size());
+        records->reserve(std::min(array.size(), kReserveAtOnce));
         for (int i = 0; i < count; ++i) decode(array.get_member_struct(i), &records->emplace_back());
+    }
+    /// Zero or one record; more throws Tm_exception.
+    template <class Record>
+    void read_optional(std::vector<Record>* records, Decoder<Record> decode) {
+        read_records(records, decode);
+        check_optional(records->size());
     }
     /// Records that were sent as packed rows or as structs; `Row` describes them (packed_rows.h).
     template <class Row, class Record>
@@ -266,6 +277,7 @@ class Members_reader {
     /// Value of a name of the member read last.
     int enum_value(const char* text, const tm::tm_enum_map* map) const;
     void check_length(const tm::Tm_array& array, std::size_t length) const;
+    void check_optional(std::size_t count) const;
     template <class Value>
     Value take(Value (tm::Tm_struct::*get)(const char* name, std::size_t hint) const) {
         const std::size_t position = next_++;

@@ -136,11 +136,22 @@ std::unique_ptr<tm::Tm_value> pack_rows(const std::vector<Record>& records) {
 
 template <class Row, class Record>
 void unpack_rows(const tm::Tm_array& array, std::vector<Record>* records) {
+    static constexpr std::uint32_t kUnknownShape = UINT32_MAX;
+    const auto address_type = [](const tm::Tm_array::Segment& segment) {
+        return Row::shapes().address_type_of(segment.run.shape).value_or(kUnknownShape);
+    };
+    const auto segments = array.segments();
+    // Rows of a known shape are there in full, so room for all of them is made at once; others grow as they
+    // are read.
+    std::size_t known = 0;
+    for (const auto& segment : segments) known += address_type(segment) == kUnknownShape ? 0 : segment.count;
     records->clear();
-    records->resize(array.size());
-    for (const tm::Tm_array::Segment& segment : array.segments()) {
+    records->reserve(known);
+    for (const tm::Tm_array::Segment& segment : segments) {
+        const std::uint32_t type = address_type(segment);
+        if (type != kUnknownShape) records->resize(segment.first + segment.count);
         Record* to = records->data() + segment.first;
-        switch (Row::shapes().address_type_of(segment.run.shape).value_or(UINT32_MAX)) {
+        switch (type) {
             case ipAddress_t::kV4:
                 load_rows<Row, ipAddress_t::kV4>(segment.run.rows, segment.count, to);
                 break;
@@ -152,7 +163,8 @@ void unpack_rows(const tm::Tm_array& array, std::vector<Record>* records) {
                 break;
             default:
                 for (std::size_t i = 0; i < segment.count; ++i)
-                    Row::decode(array.get_member_struct(array_count(segment.first + i)), to + i);
+                    Row::decode(array.get_member_struct(array_count(segment.first + i)),
+                                &records->emplace_back());
         }
     }
 }

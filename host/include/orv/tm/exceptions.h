@@ -4,10 +4,14 @@
 
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 #include "orv/tm/kinds.h"
 
 namespace orv::tm {
+
+/// A text from a peer in quotes, fit for an error text: printable, and cut after 128 characters.
+std::string quoted(std::string_view text);
 
 class Tm_exception : public std::runtime_error {
   public:
