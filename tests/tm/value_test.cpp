@@ -36,8 +36,7 @@ TEST(Enum_map_test, FindsBothWaysAndReportsTheUnknown) {
     constexpr tm_enum_map kMap[] = {{4, "IPV4"}, {6, "IPV6"}, {-1, ""}, {0, nullptr}};
     for (int value : {4, 6, -1}) EXPECT_EQ(tms_string_to_enum(tms_enum_to_string(value, kMap), kMap), value);
     EXPECT_THAT([&] { tms_enum_to_string(0, kMap); }, ThrowsMessage<Tm_exception>(HasSubstr("value 0")));
-    EXPECT_THAT([&] { tms_string_to_enum("ipv4", kMap); },
-                ThrowsMessage<Tm_exception>(HasSubstr("'ipv4'")));
+    EXPECT_THAT([&] { tms_string_to_enum("ipv4", kMap); }, ThrowsMessage<Tm_exception>(HasSubstr("'ipv4'")));
 }
 
 }  // namespace
