@@ -3,6 +3,7 @@
 import argparse
 import json
 import pathlib
+import re
 import subprocess
 import sys
 
@@ -20,7 +21,7 @@ def measure(program):
     for run in output["benchmarks"]:
         if run.get("aggregate_name") != "median":
             continue
-        name = run["run_name"].removesuffix("/manual_time").removesuffix("/real_time")
+        name = re.sub(r"/(iterations:\d+|manual_time|real_time)", "", run["run_name"])
         per_item = 1 / run["items_per_second"] if run.get("items_per_second") else run["real_time"]
         medians[name] = {**run, "per item": per_item}
     return medians
