@@ -144,7 +144,8 @@ void CCommand::CancelAll(const CScriptable* root) {
         std::vector<CCommand*> running;
         for (const std::uint32_t handle : Running()) {
             auto* command = dynamic_cast<CCommand*>(CHandleRegistry::Instance().Find(handle));
-            if (command && is_below(command)) running.push_back(command);
+            // One that was destroyed while pending has left its handle behind, which another may bear by now.
+            if (command && command->IsUnderWay() && is_below(command)) running.push_back(command);
         }
         return running;
     };
