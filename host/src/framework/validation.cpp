@@ -24,22 +24,6 @@ ValidationReport MakeReport(const CScriptable* object, const std::string& source
     return report;
 }
 
-/// The context's current object while a validator runs, and the one before it afterwards.
-class CurrentObject {
-  public:
-    CurrentObject(ValidationContext& context, CScriptable& object)
-        : context_(context), outer_(context.GetCurrentObject()) {
-        context.SetCurrentObject(&object);
-    }
-    ~CurrentObject() { context_.SetCurrentObject(outer_); }
-    CurrentObject(const CurrentObject&) = delete;
-    CurrentObject& operator=(const CurrentObject&) = delete;
-
-  private:
-    ValidationContext& context_;
-    CScriptable* outer_;
-};
-
 }  // namespace
 
 CBaseValidationContext::~CBaseValidationContext() = default;
@@ -95,7 +79,7 @@ void ValidatorRegistry::ValidateAs(const CMetaClass& meta_class, CScriptable& ob
     if (found == by_class_.end()) return;
     for (const Validator* validator : found->second) {
         if (!validator->IsEnabled()) continue;
-        const CurrentObject current(context, object);
+        const ReportedObject current(context, object);
         try {
             validator->Validate(context);
         } catch (const common::COrvException& error) {

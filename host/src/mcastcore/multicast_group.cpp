@@ -10,11 +10,15 @@ namespace orv::mcastcore {
 
 namespace {
 
+/// A new group can carry a few streams.
+constexpr std::uint32_t kNewGroupAddresses = 4;
+
 /// A network block's own default is no multicast address, so a group makes its block itself.
 template <class Block, class Address>
 void MakeBlock(CMulticastGroup& group, const char* first_address) {
     auto& block = framework::CScriptableCreator().Make<Block>(&group);
     block.SetStartIpList({*Address::FromString(first_address)});
+    block.SetNetworkCount(kNewGroupAddresses);
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 #include "IptvProtocol.h"
 
-#include "IptvStbBlockConfig.h"
+#include "config/IptvStbBlockConfig.h"
 
 namespace orv::iptv {
 

@@ -23,7 +23,7 @@ TEST_F(MulticastTest, NewGroupsHoldOneMulticastAddress) {
     auto& ipv4 =
         dynamic_cast<core::CIpv4NetworkBlock&>(*Make<mcastcore::CIpv4Group>(&Project()).GetNetworkBlock());
     EXPECT_THAT(ipv4.GetStartIpList(), ElementsAre(*common::CIpAddress::FromString("225.0.0.1")));
-    EXPECT_EQ(ipv4.GetNetworkCount(), 1u);
+    EXPECT_EQ(ipv4.GetNetworkCount(), 4u);
     ipv4.SetAddrIncrement(0x01020304);
     EXPECT_EQ(ipv4.GetNativeIncrementValue().ToString(), "1.2.3.4");
 

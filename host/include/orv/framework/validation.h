@@ -44,7 +44,7 @@ class CBaseValidationContext {
 
 class ValidationContext : public CBaseValidationContext {
   public:
-    /// The object being validated. Validators may set another while they report on it, and set it back.
+    /// The object being validated. Validators may set another while they report on it (ReportedObject).
     CScriptable* GetCurrentObject() const { return current_; }
     void SetCurrentObject(CScriptable* object) { current_ = object; }
 
@@ -53,6 +53,22 @@ class ValidationContext : public CBaseValidationContext {
 
   private:
     CScriptable* current_ = nullptr;
+};
+
+/// Sets the object that reports are about, and sets the one before it back at its end.
+class ReportedObject {
+  public:
+    ReportedObject(ValidationContext& context, CScriptable& object)
+        : context_(context), outer_(context.GetCurrentObject()) {
+        context.SetCurrentObject(&object);
+    }
+    ~ReportedObject() { context_.SetCurrentObject(outer_); }
+    ReportedObject(const ReportedObject&) = delete;
+    ReportedObject& operator=(const ReportedObject&) = delete;
+
+  private:
+    ValidationContext& context_;
+    CScriptable* outer_;
 };
 
 /// A validation function for all objects of a class, those of derived classes included.

@@ -18,14 +18,14 @@ class CMulticastGroup : public framework::CScriptable {
     core::CNetworkBlock* GetNetworkBlock() const;
 };
 
-/// A new group holds the one address 225.0.0.1.
+/// A new group holds the four addresses from 225.0.0.1 on.
 class CIpv4Group : public CMulticastGroup {
   public:
     static framework::ClassId CLASS_ID();
     bool OnCreateDefaultChild(const framework::CMetaClass& childClass) override;
 };
 
-/// A new group holds the one address ff1e::1.
+/// A new group holds the four addresses from ff1e::1 on.
 class CIpv6Group : public CMulticastGroup {
   public:
     static framework::ClassId CLASS_ID();

@@ -1,7 +1,7 @@
 // The index of STB blocks among the blocks of their port.
 #include <gtest/gtest.h>
 
-#include "IptvStbBlockConfig.h"
+#include "config/IptvStbBlockConfig.h"
 #include "orv/core/host_application.h"
 #include "orv/core/project.h"
 #include "orv/framework/apply.h"

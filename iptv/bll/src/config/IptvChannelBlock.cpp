@@ -1,0 +1,67 @@
+#include "config/IptvChannelBlock.h"
+
+#include "InitAttributeBuilder.h"
+#include "orv/framework/meta_class_manager.h"
+#include "orv/framework/static_registration.h"
+#include "orv/framework/validation.h"
+#include "orv/ids/core_ids.h"
+#include "orv/ids/framework_ids.h"
+#include "orv/ids/iptv_ids.h"
+#include "orv/mcastcore/multicast_group.h"
+
+namespace orv::iptv {
+
+ClassId CIptvChannelBlock::CLASS_ID() {
+    static const ClassId id = ids::IptvChannelBlock::CLASS;
+    return id;
+}
+
+const framework::CMetaClass* CIptvChannelBlock::GetMetaClassStatic() {
+    static const framework::CMetaClass* const meta_class =
+        framework::CMetaClassManager::Instance().GetClass(CLASS_ID());
+    return meta_class;
+}
+
+std::uint32_t CIptvChannelBlock::GetChannelStart() const {
+    return GetU32(ids::IptvChannelBlock::ChannelStart);
+}
+
+const std::string& CIptvChannelBlock::GetChannelName() const {
+    return GetString(ids::IptvChannelBlock::ChannelName);
+}
+
+mcastcore::CMulticastGroup* CIptvChannelBlock::GetMulticastGroup() const {
+    return dynamic_cast<mcastcore::CMulticastGroup*>(
+        GetObject(mcastcore::CMulticastGroup::CLASS_ID(), ids::relations::MulticastParam));
+}
+
+void CIptvChannelBlock::OnRelationModified(RelationType type, CScriptable& other, bool added) {
+    if (type == ids::relations::TrafficSources && other.IsTypeOf(ids::EmulatedDevice::CLASS)) {
+        if (GetObjectState() == STATE_UNCHANGED) SetObjectState(STATE_MODIFIED);
+    } else if (type == ids::relations::MulticastParam &&
+               other.IsTypeOf(mcastcore::CMulticastGroup::CLASS_ID())) {
+        if (other.GetObjectState() == STATE_PENDING_DELETE) {
+            MarkDelete(true, true);
+        } else if (other.GetObjectState() == STATE_OBSOLETE) {
+            SetObjectState(STATE_OBSOLETE);
+        }
+    }
+    CScriptable::OnRelationModified(type, other, added);
+}
+
+bool CmpChannelBlock(const CScriptable* a, const CScriptable* b) {
+    return a->GetU32(ids::IptvChannelBlock::ChannelStart) < b->GetU32(ids::IptvChannelBlock::ChannelStart);
+}
+
+namespace {
+
+const bool init_ab = InitAttributeBuilder();
+const framework::StaticRegisterClass<CIptvChannelBlock> registration{CIptvChannelBlock::CLASS_ID()};
+const framework::Validator validator{
+    "Mulvane", "OnValidateChannelBlock", ids::Project::CLASS,
+    framework::Validator::Function::To<&CIptvChannelBlock::OnValidateChannelBlock>()};
+const framework::StaticRegisterValidator regProjectValidator{&validator};
+
+}  // namespace
+
+}  // namespace orv::iptv

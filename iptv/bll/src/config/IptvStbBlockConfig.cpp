@@ -1,0 +1,228 @@
+#include "config/IptvStbBlockConfig.h"
+
+#include <algorithm>
+#include <set>
+
+#include "InitAttributeBuilder.h"
+#include "IptvLog.h"
+#include "config/IptvBlockIfUserFinder.h"
+#include "orv/common/exceptions.h"
+#include "orv/core/if_manager.h"
+#include "orv/core/network_interface.h"
+#include "orv/framework/handle_registry.h"
+#include "orv/framework/meta_class_manager.h"
+#include "orv/framework/static_registration.h"
+#include "orv/framework/validation.h"
+#include "orv/ids/core_ids.h"
+#include "orv/ids/framework_ids.h"
+#include "orv/ids/igmpmld_ids.h"
+#include "orv/ids/iptv_ids.h"
+#include "orv/igmpmld/multicast_host_config.h"
+
+namespace orv::iptv {
+
+namespace {
+
+framework::RelationChangeDelegate MakeDelegate(CIptvStbBlockConfig* block) {
+    return framework::RelationChangeDelegate::To<&CIptvStbBlockConfig::RelChangeHandler>(block);
+}
+
+CScriptable& GetParentOrThrow(const CIptvStbBlockConfig& block) {
+    CScriptable* const parent = block.GetParent();
+    ORV_ASSERT(parent != NULL, "Serious error: No parent");
+    return *parent;
+}
+
+/// The blocks that each port has been sent, by the handle of the port. Never destroyed: blocks may outlive
+/// other statics.
+std::map<std::uint32_t, std::set<CIptvStbBlockConfig*>>& BlocksOnPorts() {
+    static auto* blocks = new std::map<std::uint32_t, std::set<CIptvStbBlockConfig*>>;
+    return *blocks;
+}
+
+void RegisterInterfaceUserFinder() {
+    if (CIptvStbBlockConfig::m_ifFinderRegistered) return;
+    core::CIfManager::Instance().RegisterInterfaceUserFinderFactoryMethod(
+        core::CIfManager::FinderFactory::To<&CIptvBlockIfUserFinder::IptvBlockIfUserFinderMaker>());
+    CIptvStbBlockConfig::m_ifFinderRegistered = true;
+}
+
+}  // namespace
+
+StbPortMap CIptvStbBlockConfig::m_startTestStbMap;
+bool CIptvStbBlockConfig::m_bFccCheck = false;
+bool CIptvStbBlockConfig::m_ifFinderRegistered = false;
+
+CIptvStbBlockConfig::CIptvStbBlockConfig() = default;
+CIptvStbBlockConfig::~CIptvStbBlockConfig() {
+    StopListening();
+    SetAppliedPort(0);
+}
+
+ClassId CIptvStbBlockConfig::CLASS_ID() {
+    static const ClassId id = ids::IptvStbBlockConfig::CLASS;
+    return id;
+}
+
+const framework::CMetaClass* CIptvStbBlockConfig::GetMetaClassStatic() {
+    static const framework::CMetaClass* const meta_class =
+        framework::CMetaClassManager::Instance().GetClass(CLASS_ID());
+    return meta_class;
+}
+
+std::uint32_t CIptvStbBlockConfig::GetIndexHandle() const {
+    if (!GetParent()) return 0;
+    const CScriptable* port = GetParent()->GetObject(ids::Port::CLASS, ids::relations::AffiliationPort);
+    return port ? port->GetHandle() : 0;
+}
+
+bool CIptvStbBlockConfig::OnInit() {
+    CScriptable& device = GetParentOrThrow(*this);
+    FileUnderPort();
+    if (GetBlockKey() != 0 && !HasBlockIndex()) {
+        throw common::COrvRunTimeError(device.Describe() + ": its port carries " + std::to_string(kNoIndex) +
+                                       " set-top-box blocks already, and cannot carry more");
+    }
+    Listen(device);
+    RegisterInterfaceUserFinder();
+    return true;
+}
+
+void CIptvStbBlockConfig::FileUnderPort() {
+    AddObjectToMap();
+    if (GetBlockKey() != 0 && !HasBlockIndex()) {
+        LogText(userLogger(), LogLevelType::Error,
+                Describe() + " has no index: its port carries " + std::to_string(kNoIndex) +
+                    " set-top-box blocks already");
+    }
+}
+
+bool CIptvStbBlockConfig::OnMarkDelete() {
+    GetParentOrThrow(*this);
+    StopListening();
+    if (GetBlockKey() != 0 && HasBlockIndex()) LeaveGroup();
+    return true;
+}
+
+void CIptvStbBlockConfig::Listen(CScriptable& device) {
+    StopListening();
+    device.RegisterRelationChangeDelegate(MakeDelegate(this));
+    listening_to_ = device.GetHandle();
+}
+
+void CIptvStbBlockConfig::StopListening() {
+    CScriptable* device = framework::CHandleRegistry::Instance().Find(listening_to_);
+    if (device) device->UnregisterRelationChangeDelegate(MakeDelegate(this));
+    listening_to_ = 0;
+}
+
+void CIptvStbBlockConfig::OnRelationModified(RelationType type, CScriptable& other, bool added) {
+    // A block that is moved to another device belongs to that device's port from then on.
+    if (type == common::kChildParent && !IsDeleted()) {
+        if (!added) {
+            StopListening();
+            RemoveObjectFromMap();
+        } else if (other.GetHandle() != listening_to_) {
+            Listen(other);
+            FileUnderPort();
+        }
+    }
+    if (added && type == ids::relations::MulticastParam) {
+        // What the hosts join is what the set-top boxes watch; they need no memberships of their own.
+        if (other.IsTypeOf(igmpmld::CMulticastHostConfig::CLASS_ID())) {
+            other.Set("AllowNoMemberships", "TRUE");
+        } else {
+            LogText(devLogger(), LogLevelType::Error,
+                    "IptvStbBlockConfig: Error trying to set AllowNoMemberships flag");
+        }
+    }
+    CScriptable::OnRelationModified(type, other, added);
+}
+
+void CIptvStbBlockConfig::RelChangeHandler(CScriptable& source, CScriptable& other, RelationType type,
+                                           bool added) {
+    if (type != ids::relations::AffiliationPort || !source.IsTypeOf(ids::EmulatedDevice::CLASS) ||
+        !other.IsTypeOf(ids::Port::CLASS)) {
+        return;
+    }
+    if (added && !HasBlockIndex()) {
+        FileUnderPort();
+    } else if (!added && GetBlockKey() != 0) {
+        RemoveObjectFromMap();
+    }
+}
+
+CScriptable* CIptvStbBlockConfig::GetMcastCfg() const {
+    return GetObject(ids::MulticastHostConfig::CLASS, ids::relations::MulticastParam);
+}
+
+core::CNetworkInterface* CIptvStbBlockConfig::GetMcastIf() const {
+    const CScriptable* protocol = GetMcastCfg();
+    if (!protocol) return nullptr;
+    return dynamic_cast<core::CNetworkInterface*>(
+        protocol->GetObject(core::CNetworkInterface::CLASS_ID(), ids::relations::UsesIf));
+}
+
+bool CIptvStbBlockConfig::CheckIfAnyRelatedObjectsAreDirty(bool update) {
+    StbBlockValues now;
+    GetNewValues(now);
+    const std::string difference = DescribeDifference(now, applied_values_);
+    if (difference.empty()) return false;
+    if (update) applied_values_ = std::move(now);
+    Trace([&] {
+        return "CIptvStbBlockConfig::CheckIfAnyRelatedObjectsAreDirty() for " + GetName() +
+               ". Things are dirty (" + difference + ")";
+    });
+    return true;
+}
+
+void CIptvStbBlockConfig::SetAppliedPort(std::uint32_t port) {
+    if (port == applied_port_) return;
+    auto& on_ports = BlocksOnPorts();
+    if (const auto found = on_ports.find(applied_port_); found != on_ports.end()) {
+        found->second.erase(this);
+        if (found->second.empty()) on_ports.erase(found);
+    }
+    if (port != 0) on_ports[port].insert(this);
+    applied_port_ = port;
+}
+
+std::vector<std::uint32_t> CIptvStbBlockConfig::FindPorts() {
+    std::vector<std::uint32_t> ports;
+    FindObjectHandles(ports);
+    std::vector<CIptvStbBlockConfig*> departed;
+    for (const auto& [port, blocks] : BlocksOnPorts()) {
+        if (!framework::CHandleRegistry::Instance().Find(port)) continue;  // gone, and its blocks with it
+        departed.clear();
+        FindDepartedBlocks(port, departed);
+        if (!departed.empty()) ports.push_back(port);
+    }
+    std::sort(ports.begin(), ports.end());
+    ports.erase(std::unique(ports.begin(), ports.end()), ports.end());
+    return ports;
+}
+
+void CIptvStbBlockConfig::FindDepartedBlocks(std::uint32_t port, std::vector<CIptvStbBlockConfig*>& blocks) {
+    const auto found = BlocksOnPorts().find(port);
+    if (found == BlocksOnPorts().end()) return;
+    const auto first = static_cast<std::ptrdiff_t>(blocks.size());
+    for (CIptvStbBlockConfig* block : found->second) {
+        // A deleted block keeps its key.
+        if (block->IsDeleted() || block->GetBlockKey() != port) blocks.push_back(block);
+    }
+    std::sort(blocks.begin() + first, blocks.end(),
+              [](const auto* a, const auto* b) { return a->GetHandle() < b->GetHandle(); });
+}
+
+namespace {
+
+const bool init_ab = InitAttributeBuilder();
+const framework::StaticRegisterClass<CIptvStbBlockConfig> registration{CIptvStbBlockConfig::CLASS_ID()};
+const framework::Validator validator{
+    "Mulvane", "OnValidateStbBlock", ids::Project::CLASS,
+    framework::Validator::Function::To<&CIptvStbBlockConfig::OnValidateStbBlock>()};
+const framework::StaticRegisterValidator regProjectValidator{&validator};
+
+}  // namespace
+
+}  // namespace orv::iptv

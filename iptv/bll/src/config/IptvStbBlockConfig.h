@@ -1,0 +1,96 @@
+// A block of emulated set-top boxes.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <vector>
+
+#include "config/StbBlockValues.h"
+#include "orv/common/indexed_object.h"
+#include "orv/framework/scriptable.h"
+
+namespace orv::core {
+class CNetworkInterface;
+}
+namespace orv::framework {
+class ValidationContext;
+}
+
+namespace orv::iptv {
+
+using common::ClassId;
+using common::RelationType;
+using framework::CScriptable;
+
+/// Handles of STB blocks, in order, by the handle of their port.
+using StbPortMap = std::map<std::uint32_t, std::vector<std::uint32_t>>;
+
+/// Turns the hosts of its parent, an emulated device, into set-top boxes. Registered under the port that the
+/// device is on, with an index that is unique among the blocks of the port; it follows its device from port
+/// to port.
+class CIptvStbBlockConfig : public CScriptable,
+                            public common::IndexedObject<CIptvStbBlockConfig, unsigned short, unsigned int> {
+  public:
+    CIptvStbBlockConfig();
+    ~CIptvStbBlockConfig() override;
+    static ClassId CLASS_ID();
+    static const framework::CMetaClass* GetMetaClassStatic();
+
+    /// Handle of the port that the parent device is on, 0 without parent or port.
+    std::uint32_t GetIndexHandle() const;
+
+    /// The device's IGMP or MLD host configuration, or null.
+    CScriptable* GetMcastCfg() const;
+    /// The interface that the host configuration uses, or null.
+    core::CNetworkInterface* GetMcastIf() const;
+
+    /// Fills in the block's present values. Keeps the fast-channel-change values as they are unless
+    /// m_bFccCheck is set, and appends to the channel handles. While the sessions of a PPPoE interface are
+    /// not known, VLAN values, sessions and channel handles are left out. A missing related object throws
+    /// COrvRunTimeError.
+    void GetNewValues(StbBlockValues& values) const;
+    /// The values as they were sent last.
+    const StbBlockValues& GetNewValuesForApply() const { return applied_values_; }
+    /// True when a value differs from what was sent last. `update`: the present values count as sent from now
+    /// on.
+    bool CheckIfAnyRelatedObjectsAreDirty(bool update);
+
+    /// Handle of the port that has been sent this block, 0 for none.
+    std::uint32_t GetAppliedPort() const { return applied_port_; }
+    void SetAppliedPort(std::uint32_t port);
+    /// Handles of the ports that carry blocks, or still know one that has left them; ascending.
+    static std::vector<std::uint32_t> FindPorts();
+    /// Appends the blocks that a port still knows, but that were deleted or are on another port now.
+    static void FindDepartedBlocks(std::uint32_t port, std::vector<CIptvStbBlockConfig*>& blocks);
+
+    bool OnInit() override;
+    bool OnMarkDelete() override;
+    void OnRelationModified(RelationType type, CScriptable& other, bool added) override;
+    bool IsSingleton() const override { return false; }
+
+    /// Told of every relation change of the parent device.
+    void RelChangeHandler(CScriptable& source, CScriptable& other, RelationType type, bool added);
+
+    /// Every block has what it needs to run; a port carries blocks of one IP version.
+    static void OnValidateStbBlock(framework::ValidationContext& context);
+    /// No processor serves more set-top boxes than it can.
+    static void CheckCcpuDeviceLimit(framework::ValidationContext& context);
+
+    /// The blocks that take part in the running test.
+    static StbPortMap m_startTestStbMap;
+    /// True when the test that was validated last is for fast channel change or retransmission.
+    static bool m_bFccCheck;
+    /// The host has been told how to find the interfaces that blocks use.
+    static bool m_ifFinderRegistered;
+
+  private:
+    void Listen(CScriptable& device);
+    void StopListening();
+    void FileUnderPort();
+
+    std::uint32_t listening_to_ = 0;  ///< handle of the device whose relation changes it is told of
+    StbBlockValues applied_values_;
+    std::uint32_t applied_port_ = 0;
+};
+
+}  // namespace orv::iptv

@@ -1,0 +1,199 @@
+// The rules for STB blocks, port by port.
+#include <algorithm>
+#include <map>
+
+#include "IptvErrors.h"
+#include "IptvLog.h"
+#include "IptvResources.h"
+#include "config/ConfigRules.h"
+#include "config/IptvStbBlockConfig.h"
+#include "orv/core/emulated_device.h"
+#include "orv/core/orv_system.h"
+#include "orv/core/port.h"
+#include "orv/core/port_group.h"
+#include "orv/framework/handle_registry.h"
+#include "orv/framework/resources.h"
+#include "orv/framework/validation.h"
+#include "orv/ids/iptv_ids.h"
+#include "orv/igmpmld/multicast_host_config.h"
+#include "results/IptvResultsManager.h"
+
+namespace orv::iptv {
+
+namespace {
+
+using framework::ValidationContext;
+namespace Id = ids::IptvStbBlockConfig;
+
+constexpr const char* kOperation = "CIptvStbBlockConfig::OnValidateStbBlock";
+
+/// Checks the blocks of one port.
+class PortCheck {
+  public:
+    PortCheck(ValidationContext& context, core::CPort& port, bool running)
+        : context_(context), port_(port), running_(running) {}
+
+    void Check(CIptvStbBlockConfig& block);
+    /// After the last block.
+    void CheckIpVersions();
+
+  private:
+    void CheckUnderTest(CIptvStbBlockConfig& block);
+    void CheckBlock(CIptvStbBlockConfig& block, const core::CEmulatedDevice& device);
+    void CheckUdpPorts(const CIptvStbBlockConfig& block, const core::CEmulatedDevice& device);
+    void CheckProtocol(const CIptvStbBlockConfig& block, const core::CEmulatedDevice& device);
+    void Report(const core::CEmulatedDevice& device, const std::string& text,
+                const std::source_location& where = std::source_location::current()) {
+        ReportError(context_, "On IPTV device \"" + device.GetName() + "\"" + text, where);
+    }
+
+    ValidationContext& context_;
+    core::CPort& port_;
+    const bool running_;
+    bool has_ipv4_ = false;
+    bool has_ipv6_ = false;
+};
+
+void PortCheck::Check(CIptvStbBlockConfig& block) {
+    const framework::ReportedObject about(context_, block);
+    if (block.IsDeleted()) {
+        if (running_) ReportChangeUnderTest(context_, block);
+        return;
+    }
+    if (running_) CheckUnderTest(block);
+    const auto* device = dynamic_cast<const core::CEmulatedDevice*>(block.GetParent());
+    if (!device) {
+        ThrowLookupFailure({"EmulatedDevice", "EmulatedDeviceIterator", kOperation},
+                           port_.GetMessenger().ToMessengerString() + "EmulatedDevice on port. ");
+    }
+    if (!device->GetActive() || !block.GetActive()) return;
+    Trace([&] { return "Validating IptvStbBlockConfig " + block.GetName() + " On " + port_.GetName(); });
+    CheckBlock(block, *device);
+}
+
+void PortCheck::CheckUnderTest(CIptvStbBlockConfig& block) {
+    if (!block.IsObjectDirty(false) && !block.CheckIfAnyRelatedObjectsAreDirty(false)) return;
+    if (!block.GetActive()) {
+        // A block that is off matters only when the running test was started with it.
+        const auto& taking_part = CIptvStbBlockConfig::m_startTestStbMap;
+        const auto found = taking_part.find(port_.GetHandle());
+        if (found == taking_part.end()) return;
+        const auto& handles = found->second;
+        if (std::find(handles.begin(), handles.end(), block.GetHandle()) == handles.end()) return;
+    }
+    ReportChangeUnderTest(context_, block);
+}
+
+void PortCheck::CheckBlock(CIptvStbBlockConfig& block, const core::CEmulatedDevice& device) {
+    if (CIptvStbBlockConfig::m_bFccCheck) CheckUdpPorts(block, device);
+    if (!block.GetObject(ids::IptvViewedChannels::CLASS, ids::relations::StbChannel))
+        Report(device, " : Stb Block should have at least one viewed channel");
+    if (!block.GetObject(ids::IptvViewingProfileConfig::CLASS, ids::relations::IptvProfile))
+        Report(device, " : Stb Block should have one viewing profile");
+    CheckProtocol(block, device);
+}
+
+void PortCheck::CheckUdpPorts(const CIptvStbBlockConfig& block, const core::CEmulatedDevice& device) {
+    if (!block.GetMcastCfg()) {
+        ThrowLookupFailure(
+            {"MulticastHostConfig", "IptvStbBlockConfig", "CIptvPortConfig::OnValidateStbBlock"},
+            "MulticastHostConfig associated with " + block.GetName());
+    }
+    if (!AreUdpPortsInRange(block.GetU16(Id::UdpSourcePort), block.GetU16(Id::UdpSourcePortStep),
+                            device.GetDeviceCount())) {
+        Report(device, " : Stb Block cannot have any UdpSourcePorts outside the range of 1 to 65535");
+    }
+}
+
+void PortCheck::CheckProtocol(const CIptvStbBlockConfig& block, const core::CEmulatedDevice& device) {
+    const CScriptable* protocol = block.GetMcastCfg();
+    if (!protocol || !protocol->GetActive()) {
+        Report(device, ", the IGMP/MLD protocol must be activated.");
+    } else if (protocol->IsTypeOf(igmpmld::CIgmpHostConfig::CLASS_ID())) {
+        has_ipv4_ = true;
+    } else if (protocol->IsTypeOf(igmpmld::CMldHostConfig::CLASS_ID())) {
+        has_ipv6_ = true;
+    } else {
+        ThrowLookupFailure({"IgmpHostConfig or MldHostConfig", "MulticastHostConfig",
+                            std::string(kOperation) + ". Typecast failed."},
+                           "MulticastHostConfig " + protocol->GetName() +
+                               " cannot be conveted to IgmpHostConfig or MldHostConfig");
+    }
+}
+
+void PortCheck::CheckIpVersions() {
+    if (!has_ipv4_ || !has_ipv6_) return;
+    const framework::ReportedObject about(context_, port_);
+    ReportError(context_,
+                "In " + port_.GetName() + " : All devices on the port should have same IP interface." +
+                    "Cannot have one device with IPv4 interface and another with Ipv6 interface.  ");
+}
+
+void CheckPort(ValidationContext& context, std::uint32_t handle, bool running) {
+    auto* port = dynamic_cast<core::CPort*>(framework::CHandleRegistry::Instance().Find(handle));
+    if (!port) ThrowLookupFailure({"Port", "PortIterator", kOperation}, "Port. ");
+    std::vector<CIptvStbBlockConfig*> blocks;
+    CIptvStbBlockConfig::FindObjects(handle, blocks);
+    std::vector<CIptvStbBlockConfig*> departed;
+    CIptvStbBlockConfig::FindDepartedBlocks(handle, departed);
+    // A block that was moved is checked on the port that it is on now.
+    std::copy_if(departed.begin(), departed.end(), std::back_inserter(blocks),
+                 [](const CIptvStbBlockConfig* block) { return block->IsDeleted(); });
+    PortCheck check(context, *port, running);
+    for (CIptvStbBlockConfig* block : blocks) {
+        if (!block) {
+            ThrowLookupFailure({"IptvStbBlockConfig", "StbIterator", kOperation},
+                               "IptvStbBlockConfig associated with " + port->GetName());
+        }
+        check.Check(*block);
+    }
+    check.CheckIpVersions();
+}
+
+}  // namespace
+
+void CIptvStbBlockConfig::OnValidateStbBlock(ValidationContext& context) {
+    const std::vector<std::uint32_t> ports = FindPorts();
+    if (ports.empty()) return;
+    const bool running = CIptvResultsManager::IsTestRunning();
+    for (const std::uint32_t port : ports) CheckPort(context, port, running);
+    CheckCcpuDeviceLimit(context);
+}
+
+void CIptvStbBlockConfig::CheckCcpuDeviceLimit(ValidationContext& context) {
+    constexpr std::uint64_t kLimit = 16384;
+    constexpr std::uint32_t kSharedByAll = 99999;  // key of the one processor that offline ports share
+    struct Ccpu {
+        std::uint64_t settop_boxes = 0;
+        core::CPort* port = nullptr;  ///< one that the processor serves
+    };
+    std::map<std::uint32_t, Ccpu> ccpus;
+    std::vector<std::uint32_t> ports;
+    FindObjectHandles(ports);
+    for (const std::uint32_t handle : ports) {
+        auto* port = dynamic_cast<core::CPort*>(framework::CHandleRegistry::Instance().Find(handle));
+        if (!port || !port->IsReachable()) continue;
+        const core::CPortGroup* group = port->GetPortGroup();
+        const std::uint32_t key = core::COrvSystem::OfflinePortsTakePart() ? kSharedByAll
+                                  : group                                  ? group->GetHandle()
+                                                                           : 0;
+        std::vector<CIptvStbBlockConfig*> blocks;
+        FindObjects(handle, blocks);
+        for (const CIptvStbBlockConfig* block : blocks) {
+            if (!block || block->IsDeleted() || !block->GetActive()) continue;
+            const auto* device = dynamic_cast<const core::CEmulatedDevice*>(block->GetParent());
+            if (!device) continue;
+            ccpus[key].settop_boxes += device->GetDeviceCount();
+            ccpus[key].port = port;
+        }
+    }
+    for (const auto& [key, ccpu] : ccpus) {
+        if (ccpu.settop_boxes <= kLimit) continue;
+        const framework::ReportedObject about(context, *ccpu.port);
+        ReportError(context, (framework::ResourceFormatter(resource::kCcpuLimitExceeded)
+                              << ccpu.port->GetMessenger().ToMessengerString() << kLimit << ccpu.settop_boxes)
+                                 .ToString());
+    }
+}
+
+}  // namespace orv::iptv

@@ -1,0 +1,138 @@
+#include "test_project.h"
+
+#include <gtest/gtest.h>
+
+#include "orv/core/eth_ii_if.h"
+#include "orv/core/ipv4_if.h"
+#include "orv/core/ipv6_if.h"
+#include "orv/core/network_block.h"
+#include "orv/core/ppp_if.h"
+#include "orv/core/pppoe_if.h"
+#include "orv/core/project.h"
+#include "orv/core/vlan_if.h"
+#include "orv/framework/apply.h"
+#include "orv/ids/core_ids.h"
+#include "orv/ids/framework_ids.h"
+#include "orv/ids/iptv_ids.h"
+#include "results/IptvResultsManager.h"
+
+namespace testing_aids {
+
+using namespace orv;  // NOLINT: a test
+using framework::CScriptable;
+using framework::CScriptableCreator;
+
+TestProject::TestProject() : host_({framework::ClockKind::Virtual}) {}
+
+TestProject::~TestProject() {
+    iptv::CIptvResultsManager::GetResultsManager()->SetTestRunning(false);
+    iptv::CIptvStbBlockConfig::m_startTestStbMap.clear();
+    iptv::CIptvStbBlockConfig::m_bFccCheck = false;
+    iptv::CIptvViewingProfileConfig::m_bTriggerDelayCheck = false;
+}
+
+CScriptable& TestProject::Root() {
+    return host_.GetProject();
+}
+
+template <class T>
+T& TestProject::Make(CScriptable& parent, const std::string& name) {
+    T& object = CScriptableCreator().Make<T>(&parent);
+    if (!name.empty()) object.Set(ids::Scriptable::Name, name);
+    return object;
+}
+
+core::CPort& TestProject::MakePort(const std::string& name) {
+    return Make<core::CPort>(Root(), name);
+}
+
+core::CEmulatedDevice& TestProject::MakeDevice(core::CPort* port, std::uint32_t count, Stack stack) {
+    auto& device = Make<core::CEmulatedDevice>(Root(), "");
+    device.Set(ids::EmulatedDevice::DeviceCount, count);
+    if (port) Relate(device, *port, ids::relations::AffiliationPort);
+    core::CNetworkInterface* below = &Make<core::CEthIIIf>(device, "");
+    const auto put_on_top = [&below](core::CNetworkInterface& layer) {
+        Relate(layer, *below, ids::relations::StackedOn);
+        below = &layer;
+    };
+    for (int i = 0; i < stack.vlans; ++i) put_on_top(Make<core::CVlanIf>(device, ""));
+    if (stack.pppoe) {
+        put_on_top(Make<core::CPppoeIf>(device, ""));
+        put_on_top(Make<core::CPppIf>(device, ""));
+    }
+    if (stack.ipv6) {
+        put_on_top(Make<core::CIpv6If>(device, ""));
+    } else {
+        put_on_top(Make<core::CIpv4If>(device, ""));
+    }
+    Relate(device, *below, ids::relations::TopLevelIf);
+    igmpmld::CMulticastHostConfig& protocol =
+        stack.ipv6 ? static_cast<igmpmld::CMulticastHostConfig&>(Make<igmpmld::CMldHostConfig>(device, ""))
+                   : static_cast<igmpmld::CMulticastHostConfig&>(Make<igmpmld::CIgmpHostConfig>(device, ""));
+    Relate(protocol, *below, ids::relations::UsesIf);
+    return device;
+}
+
+igmpmld::CMulticastHostConfig& TestProject::McastOf(const core::CEmulatedDevice& device) {
+    return dynamic_cast<igmpmld::CMulticastHostConfig&>(
+        *device.GetObject(igmpmld::CMulticastHostConfig::CLASS_ID(), common::kParentChild));
+}
+
+core::CNetworkInterface& TestProject::LayerOf(const core::CEmulatedDevice& device,
+                                              const std::string& class_name, int nth) {
+    const framework::ScriptableVec layers = device.GetObjects(class_name, common::kParentChild);
+    return dynamic_cast<core::CNetworkInterface&>(*layers.at(static_cast<std::size_t>(nth)));
+}
+
+iptv::CIptvChannelBlock& TestProject::MakeChannelBlock(const std::string& name, std::uint32_t start,
+                                                       std::uint32_t count, bool ipv6) {
+    auto& block = Make<iptv::CIptvChannelBlock>(Root(), name);
+    block.Set(ids::IptvChannelBlock::ChannelName, name);
+    block.Set(ids::IptvChannelBlock::ChannelStart, start);
+    mcastcore::CMulticastGroup& group =
+        ipv6 ? static_cast<mcastcore::CMulticastGroup&>(Make<mcastcore::CIpv6Group>(Root(), name + " group"))
+             : static_cast<mcastcore::CMulticastGroup&>(Make<mcastcore::CIpv4Group>(Root(), name + " group"));
+    group.GetNetworkBlock()->SetNetworkCount(count);
+    Relate(block, group, ids::relations::MulticastParam);
+    return block;
+}
+
+mcastcore::CMulticastGroup& TestProject::GroupOf(const iptv::CIptvChannelBlock& block) {
+    return *block.GetMulticastGroup();
+}
+
+iptv::CIptvViewedChannels& TestProject::MakeRange(const iptv::CIptvChannelBlock& block, std::uint32_t start,
+                                                  std::uint32_t end, const std::string& name) {
+    auto& range = Make<iptv::CIptvViewedChannels>(Root(), name);
+    range.Set(ids::IptvViewedChannels::ChannelBlock, block.GetHandle());
+    range.Set(ids::IptvViewedChannels::ChannelRangeStart, start);
+    range.Set(ids::IptvViewedChannels::ChannelRangeEnd, end);
+    range.Set(ids::IptvViewedChannels::InitialChannelStart, start);
+    return range;
+}
+
+iptv::CIptvViewingProfileConfig& TestProject::MakeProfile(const std::string& name) {
+    return Make<iptv::CIptvViewingProfileConfig>(Root(), name);
+}
+
+iptv::CIptvStbBlockConfig& TestProject::MakeStbBlock(core::CEmulatedDevice& device,
+                                                     iptv::CIptvViewingProfileConfig& profile,
+                                                     const std::vector<iptv::CIptvViewedChannels*>& ranges,
+                                                     const std::string& name) {
+    auto& block = Make<iptv::CIptvStbBlockConfig>(device, name);
+    Relate(block, profile, ids::relations::IptvProfile);
+    Relate(block, McastOf(device), ids::relations::MulticastParam);
+    for (iptv::CIptvViewedChannels* range : ranges) Relate(block, *range, ids::relations::StbChannel);
+    return block;
+}
+
+void TestProject::Relate(CScriptable& from, CScriptable& to, common::RelationType type) {
+    std::string why;
+    EXPECT_TRUE(from.AddObject(to, type, &why)) << why;
+}
+
+void TestProject::Settle() {
+    framework::SettleAfterApply(Root());
+}
+
+}  // namespace testing_aids
