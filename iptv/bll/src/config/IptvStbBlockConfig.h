@@ -51,6 +51,7 @@ class CIptvStbBlockConfig : public CScriptable,
     void GetNewValues(StbBlockValues& values) const;
     /// The values as they were sent last.
     const StbBlockValues& GetNewValuesForApply() const { return applied_values_; }
+    void SetAppliedValues(StbBlockValues values) { applied_values_ = std::move(values); }
     /// True when a value differs from what was sent last. `update`: the present values count as sent from now
     /// on.
     bool CheckIfAnyRelatedObjectsAreDirty(bool update);

@@ -90,6 +90,12 @@ void CIptvViewedChannels::SetIpParam(const common::CIpv6Address& address, std::u
     sent_increment_ = increment;
 }
 
+void CIptvViewedChannels::ForgetIpParam() {
+    sent_v4_ = {};
+    sent_v6_ = {};
+    sent_increment_ = 1;
+}
+
 bool CIptvViewedChannels::CloneRelationType(const CScriptable&, const RelationType& type) const {
     return framework::CRelationManager::Instance().GetTypeName(type.type) != "StbChannel";
 }

@@ -50,6 +50,8 @@ class CIptvViewedChannels : public CScriptable, public AppliedPorts {
     /// The address of the range's first channel and the address increment, as sent to a port.
     void SetIpParam(const common::CIpAddress& address, std::uint32_t increment);
     void SetIpParam(const common::CIpv6Address& address, std::uint32_t increment);
+    /// As if nothing had been sent.
+    void ForgetIpParam();
 
     /// A clone is watched by no STB block.
     bool CloneRelationType(const CScriptable& other, const RelationType& type) const override;

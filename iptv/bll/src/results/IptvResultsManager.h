@@ -11,6 +11,10 @@ class CIptvResultsManager {
     /// True while a test runs; false, too, before there is a results manager.
     static bool IsTestRunning() { return m_resultManager && m_resultManager->test_running_; }
     void SetTestRunning(bool running) { test_running_ = running; }
+    /// No test counts as running any more; makes no results manager.
+    static void StopRunning() {
+        if (m_resultManager) m_resultManager->test_running_ = false;
+    }
 
   private:
     static CIptvResultsManager* m_resultManager;

@@ -1,0 +1,169 @@
+// One apply of all ports.
+#include <algorithm>
+
+#include "IptvErrors.h"
+#include "IptvLog.h"
+#include "apply/ApplyStates.h"
+#include "config/IptvStbBlockConfig.h"
+#include "config/IptvViewedChannels.h"
+#include "config/IptvViewingProfileConfig.h"
+#include "orv/common/exceptions.h"
+#include "orv/core/port.h"
+#include "orv/core/project.h"
+#include "orv/framework/apply.h"
+#include "orv/framework/handle_registry.h"
+#include "orv/ids/framework_ids.h"
+#include "results/IptvResultsManager.h"
+
+namespace orv::iptv {
+
+namespace {
+
+using framework::CHandleRegistry;
+using framework::ErrorMsg;
+
+ScriptableVec GetCurrentAndRemoved(const CScriptable& project, common::ClassId id) {
+    ScriptableVec objects;
+    project.GetObjects(objects, id, common::kParentChild);
+    // Objects whose deletion is pending are on both lists.
+    ScriptableVec removed;
+    project.GetRemovedObjects(removed, id, common::kParentChild);
+    const std::set<CScriptable*> listed(objects.begin(), objects.end());
+    std::copy_if(removed.begin(), removed.end(), std::back_inserter(objects),
+                 [&listed](CScriptable* object) { return !listed.contains(object); });
+    return objects;
+}
+
+[[noreturn]] void ThrowErrors(const std::vector<ErrorMsg>& errors) {
+    std::string text = "IPTV Apply received error";
+    if (errors.size() > 1) text += "s";
+    LogText(devLogger(), LogLevelType::Error, text);
+    for (std::size_t i = 0; i < errors.size(); ++i) {
+        const ErrorMsg& error = errors[i];
+        text += "error " + std::to_string(i) + ": msgSeqNum " + std::to_string(error.msg_seq_num) +
+                ", msgrString: " + error.messenger_string +
+                ", faultCode: " + std::to_string(error.fault_code) + ", faultString: " + error.fault_string;
+    }
+    LogText(devLogger(), LogLevelType::Error, text);
+    throw common::COrvRunTimeError(text, true);
+}
+
+/// The ports that take part in one apply, by handle: while ports are waited for, objects may go.
+class Passes {
+  public:
+    void Add(CIptvMsgSetCln& client) {
+        client.Begin(std::make_unique<IptvSetupState>());
+        ports_.push_back(client.GetPortHandle());
+    }
+
+    /// Ends with every port done. A fault stops its port only; what went wrong is thrown at the end.
+    void Run();
+
+  private:
+    void RunPasses();
+    bool Walk();
+    void Wait();
+    void AbandonAll();
+    CIptvMsgSetCln* Find(std::uint32_t port) const { return CIptvMsgSetCln::FindPortClient(port); }
+
+    std::vector<std::uint32_t> ports_;
+    std::vector<ErrorMsg> errors_;
+};
+
+void Passes::Run() {
+    try {
+        RunPasses();
+    } catch (...) {
+        // What other ports have been sent is waited for: they take note of what they have done, and no
+        // answer comes in the middle of the next apply.
+        Wait();
+        AbandonAll();
+        throw;
+    }
+    if (!errors_.empty()) ThrowErrors(errors_);
+}
+
+void Passes::RunPasses() {
+    while (!ports_.empty()) {
+        if (Walk()) Wait();
+    }
+}
+
+/// One step of each port. True when an answer is outstanding.
+bool Passes::Walk() {
+    bool pending = false;
+    for (auto port = ports_.begin(); port != ports_.end();) {
+        CIptvMsgSetCln* client = Find(*port);
+        if (client && client->IsBusy()) {
+            client->Dispatch(pending);
+            client->TakeSendErrors(errors_);
+            ++port;
+            continue;
+        }
+        if (client && (!client->GetPort() || client->GetPort()->IsDeleted()))
+            CIptvMsgSetCln::ReleasePortClient(client);
+        port = ports_.erase(port);
+    }
+    return pending;
+}
+
+void Passes::Wait() {
+    framework::CRpcManager::Instance().Wait(errors_);
+}
+
+void Passes::AbandonAll() {
+    for (const std::uint32_t port : ports_) {
+        if (CIptvMsgSetCln* client = Find(port)) client->Abandon();
+    }
+}
+
+}  // namespace
+
+CIptvMsgSetCln* CIptvMsgSetCln::FindPortClient(std::uint32_t port) {
+    const auto found = m_portMap.find(port);
+    return found == m_portMap.end() ? nullptr : found->second;
+}
+
+void CIptvMsgSetCln::ReleaseClientsOfGonePorts() {
+    for (auto entry = m_portMap.begin(); entry != m_portMap.end();) {
+        CIptvMsgSetCln* client = (entry++)->second;
+        if (!client->GetPort()) ReleasePortClient(client);
+    }
+}
+
+void CIptvMsgSetCln::OnApplyProject(ApplyContext& ctx) {
+    Trace([] { return "CIptvMsgSetCln::OnApplyProject() begin"; });
+    ReleaseClientsOfGonePorts();
+    const std::vector<std::uint32_t> ports = FindPorts();
+    const CScriptable* project = ctx.GetCurrentObject();
+    if (CIptvResultsManager::IsTestRunning() || ports.empty() || !project) return;
+
+    m_profileList = GetCurrentAndRemoved(*project, CIptvViewingProfileConfig::CLASS_ID());
+    m_viewedChannelList = GetCurrentAndRemoved(*project, CIptvViewedChannels::CLASS_ID());
+    m_channelBlocks.emplace(ChannelBlockIndex::OfProject());
+    Passes passes;
+    for (const std::uint32_t handle : ports) {
+        const auto* port = dynamic_cast<const core::CPort*>(CHandleRegistry::Instance().Find(handle));
+        if (!port || !port->IsReachable()) continue;
+        if (port->GetObjectState() == CScriptable::STATE_OBSOLETE) {
+            CIptvStbBlockConfig::InvalidateHandle(handle);
+            continue;
+        }
+        CIptvMsgSetCln* client = GetPortClient(port, &ctx);
+        ORV_ASSERT(client != NULL, "Failed to get IPTV port client");
+        passes.Add(*client);
+    }
+    passes.Run();
+    Trace([] { return "CIptvMsgSetCln::OnApplyProject() end"; });
+}
+
+namespace {
+
+const framework::ApplyObjectHandler handler{
+    "ApplyIptv", "Mulvane", ids::Project::CLASS,
+    framework::ApplyObjectHandler::Function::To<&CIptvMsgSetCln::OnApplyProject>(), false};
+const framework::StaticRegisterApplyHandler registration{&handler};
+
+}  // namespace
+
+}  // namespace orv::iptv

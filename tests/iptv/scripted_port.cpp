@@ -1,0 +1,159 @@
+#include "scripted_port.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <map>
+
+#include "msgset/iptvcd_1.h"
+#include "orv/framework/handle_registry.h"
+#include "orv/framework/rpc_manager.h"
+#include "orv/framework/scriptable.h"
+#include "orv/framework/task_manager.h"
+
+namespace testing_aids {
+
+using namespace orv;  // NOLINT: a test
+using tm::Message;
+using Handles = std::vector<std::uint32_t>;
+
+namespace {
+
+std::string NameOf(std::uint32_t handle) {
+    const auto* object = framework::CHandleRegistry::Instance().Find(handle);
+    return object ? object->GetName() : std::to_string(handle);
+}
+
+template <class Record, std::uint32_t Record::*handle, void (*parse)(const Message*, std::vector<Record>*)>
+Handles FromRecords(const Message& message) {
+    std::vector<Record> records;
+    parse(&message, &records);
+    Handles handles;
+    for (const Record& record : records) handles.push_back(record.*handle);
+    return handles;
+}
+
+template <void (*parse)(const Message*, Handles*)>
+Handles FromHandles(const Message& message) {
+    Handles handles;
+    parse(&message, &handles);
+    return handles;
+}
+
+struct Reader {
+    Handles (*read)(const Message&);
+    bool names;  ///< the handles are those of objects
+};
+
+const std::map<std::string, Reader>& Readers() {
+    using namespace iptvcd_1_bll;
+    static const std::map<std::string, Reader> readers{
+        {"UpdateProfile",
+         {FromRecords<profileConfig_s, &profileConfig_s::profile_handle, parse_req_UpdateProfile>, true}},
+        {"UpdateChannelBlock",
+         {FromRecords<channelBlockConfig_s, &channelBlockConfig_s::channel_handle,
+                      parse_req_UpdateChannelBlock>,
+          true}},
+        {"UpdateSettopBlock",
+         {FromRecords<settopBlockConfig_s, &settopBlockConfig_s::stblock_handle, parse_req_UpdateSettopBlock>,
+          true}},
+        {"DeleteProfile", {FromHandles<parse_req_DeleteProfile>, true}},
+        {"DeleteChannelBlock", {FromHandles<parse_req_DeleteChannelBlock>, true}},
+        {"DeleteSettopBlock", {FromHandles<parse_req_DeleteSettopBlock>, true}},
+        {"AttachInterfaces", {FromHandles<parse_req_AttachInterfaces>, false}},
+        {"DetachInterfaces", {FromHandles<parse_req_DetachInterfaces>, false}},
+    };
+    return readers;
+}
+
+std::string OperationOf(const Message& message) {
+    const std::string& name = message.get_request_name();
+    return name.starts_with("iptvcd_1.") ? name.substr(name.find('.') + 1) : name;
+}
+
+}  // namespace
+
+std::string Summarise(const Message& request) {
+    std::string text = OperationOf(request);
+    const auto reader = Readers().find(text);
+    if (reader == Readers().end()) return text;
+    const char* separator = " ";
+    for (const std::uint32_t handle : reader->second.read(request)) {
+        text += separator + (reader->second.names ? NameOf(handle) : std::to_string(handle));
+        separator = ",";
+    }
+    return text;
+}
+
+ScriptedPort::ScriptedPort(const core::CPort& port) : name_(port.GetName()) {
+    auto [near, far] = framework::MakeInProcessTransport(std::chrono::milliseconds(1));
+    end_ = std::move(far);
+    end_->SetCallbacks([this](std::vector<std::byte> bytes) { OnBytes(std::move(bytes)); },
+                       [](const std::string&) {});
+    framework::CRpcManager::Instance().Connect(port.GetMessenger(), std::move(near));
+}
+
+ScriptedPort::~ScriptedPort() {
+    end_->Close();
+}
+
+void ScriptedPort::OnBytes(std::vector<std::byte> bytes) {
+    bytes_ += bytes.size();
+    Message request = Message::decode(std::move(bytes));
+    if (request.get_msg_type() != tm::TMT_REQUEST) return;
+    most_outstanding_ = std::max(most_outstanding_, ++outstanding_);
+    summaries_.push_back(Summarise(request));
+    if (journal) journal->push_back(name_ + " " + summaries_.back());
+    const Answer how = answer ? answer(request) : Answer::Respond;
+    Reply(request, how);
+    requests_.push_back(std::move(request));
+}
+
+void ScriptedPort::Reply(const Message& request, Answer how) {
+    Message reply;
+    reply.set_request_name(request.get_request_name());
+    reply.header().set_seq_no(request.header().get_seq_no());
+    reply.set_msg_type(tm::TMT_RESPONSE);
+    switch (how) {
+        case Answer::Respond:
+            break;
+        case Answer::Fault:
+            reply.set_fault(7, "refused");
+            reply.set_msg_type(tm::TMT_FAULT);
+            break;
+        case Answer::WrongType:
+            reply.set_msg_type(tm::TMT_REQUEST);
+            break;
+        case Answer::Nothing:
+            return;
+        case Answer::Late: {
+            auto late = std::make_shared<Message>(std::move(reply));
+            framework::CTaskManager::Instance().PostAfter(std::chrono::seconds(45),
+                                                          [this, late] { Send(*late); });
+            return;
+        }
+        case Answer::CloseInstead:
+            end_->Close();
+            return;
+    }
+    Send(reply);
+}
+
+void ScriptedPort::Send(const Message& message) {
+    --outstanding_;
+    end_->Send(message.encode());
+}
+
+std::vector<std::string> ScriptedPort::Take() {
+    return std::exchange(summaries_, {});
+}
+
+const Message& ScriptedPort::Last(const std::string& operation) const {
+    const auto found = std::find_if(requests_.rbegin(), requests_.rend(), [&](const Message& request) {
+        return OperationOf(request) == operation;
+    });
+    if (found == requests_.rend()) throw std::runtime_error("the port was not sent " + operation);
+    return *found;
+}
+
+}  // namespace testing_aids
