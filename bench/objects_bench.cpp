@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "allocation_counter.h"
+#include "cold_caches.h"
 #include "orv/core/host_application.h"
 #include "orv/core/project.h"
 #include "orv/framework/handle_registry.h"
@@ -75,14 +76,6 @@ class Tree {
     std::vector<CScriptable*> items_;
 };
 
-/// The figures compare the work per object, not the size of the processor's caches: each pass starts with
-/// cold ones.
-void EmptyCaches() {
-    static std::vector<char> memory(48 << 20);
-    for (std::size_t i = 0; i < memory.size(); i += 64) ++memory[i];
-    benchmark::ClobberMemory();
-}
-
 /// Memory that has been given back stays with the process, so that no pass pays for new pages.
 [[maybe_unused]] const bool keeps_memory =
     mallopt(M_TRIM_THRESHOLD, 1 << 30) && mallopt(M_MMAP_THRESHOLD, 1 << 30);
@@ -96,7 +89,7 @@ void CreateObjects(benchmark::State& state) {
     std::size_t bytes = 0;
     for (auto _ : state) {
         state.PauseTiming();
-        EmptyCaches();
+        bench::EmptyCaches();
         state.ResumeTiming();
         const std::size_t before = bench::CountAllocations().bytes;
         auto tree = std::make_unique<Tree>(state.range(0));
@@ -114,7 +107,7 @@ void GetProperty(benchmark::State& state) {
     const Tree tree(state.range(0));
     for (auto _ : state) {
         state.PauseTiming();
-        EmptyCaches();
+        bench::EmptyCaches();
         state.ResumeTiming();
         std::uint64_t sum = 0;
         for (const CScriptable* item : tree.GetItems()) {
@@ -132,7 +125,7 @@ void FindHandle(benchmark::State& state) {
     for (const CScriptable* item : tree.GetItems()) handles.push_back(item->GetHandle());
     for (auto _ : state) {
         state.PauseTiming();
-        EmptyCaches();
+        bench::EmptyCaches();
         state.ResumeTiming();
         for (const std::uint32_t handle : handles)
             benchmark::DoNotOptimize(CHandleRegistry::Instance().Find(handle));
@@ -146,7 +139,7 @@ void GetObjects(benchmark::State& state) {
     ScriptableVec found;
     for (auto _ : state) {
         state.PauseTiming();
-        EmptyCaches();
+        bench::EmptyCaches();
         found.clear();
         state.ResumeTiming();
         tree.GetProject().GetObjects(found, kItemClass, kParentChild);

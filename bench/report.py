@@ -31,6 +31,8 @@ def evaluate(figure, medians):
     if "counter" in figure:
         benchmark, counter = figure["counter"]
         return medians[benchmark][counter]
+    if "time" in figure:
+        return medians[figure["time"]]["real_time"]
     pairs = figure.get("worst_ratio") or [figure["ratio"]]
     return max(medians[over]["per item"] / medians[under]["per item"] for over, under in pairs)
 

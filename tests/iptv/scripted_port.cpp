@@ -139,6 +139,12 @@ void ScriptedPort::Reply(const Message& request, Answer how) {
     Send(reply);
 }
 
+void ScriptedPort::Notify(Message& message) {
+    message.set_msg_type(tm::TMT_REQUEST);
+    message.header().set_seq_no(++notifications_);
+    end_->Send(message.encode());
+}
+
 void ScriptedPort::Send(const Message& message) {
     --outstanding_;
     end_->Send(message.encode());

@@ -34,6 +34,8 @@ class ScriptedPort {
     /// Where summaries go too, as "<port> <summary>": several ports may share one.
     std::vector<std::string>* journal = nullptr;
 
+    /// Sends a notification of the port's own.
+    void Notify(orv::tm::Message& message);
     /// Summaries of the requests since the last call, see Summarise.
     std::vector<std::string> Take();
     const std::vector<orv::tm::Message>& GetRequests() const { return requests_; }
@@ -53,6 +55,7 @@ class ScriptedPort {
     std::vector<orv::tm::Message> requests_;
     std::vector<std::string> summaries_;
     std::size_t bytes_ = 0;
+    std::uint32_t notifications_ = 0;
     int outstanding_ = 0;
     int most_outstanding_ = 0;
 };

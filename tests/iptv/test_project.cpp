@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "IptvLog.h"
+#include "IptvResourceRegisterer.h"
 #include "orv/core/eth_ii_if.h"
 #include "orv/core/ipv4_if.h"
 #include "orv/core/ipv6_if.h"
@@ -22,7 +24,9 @@ using namespace orv;  // NOLINT: a test
 using framework::CScriptable;
 using framework::CScriptableCreator;
 
-TestProject::TestProject() : host_({framework::ClockKind::Virtual}) {}
+TestProject::TestProject() : host_({framework::ClockKind::Virtual}) {
+    const iptv::IptvResourceRegisterer resources;
+}
 
 TestProject::~TestProject() {
     iptv::CIptvResultsManager::GetResultsManager()->SetTestRunning(false);
@@ -133,6 +137,22 @@ void TestProject::Relate(CScriptable& from, CScriptable& to, common::RelationTyp
 
 void TestProject::Settle() {
     framework::SettleAfterApply(Root());
+}
+
+LogCapture::LogCapture() {
+    auto& loggers = framework::BLLLoggerFactory::GetInstance();
+    loggers.SetConsole(false);
+    iptv::devLogger()->SetLevel(framework::LogLevelType::Debug);
+    listener_ = loggers.AddListener([this](const framework::LogRecord& record) {
+        lines_.push_back(record.logger + " " + framework::GetLevelName(record.level) + ": " + record.text);
+    });
+}
+
+LogCapture::~LogCapture() {
+    auto& loggers = framework::BLLLoggerFactory::GetInstance();
+    loggers.RemoveListener(listener_);
+    iptv::devLogger()->SetLevel(framework::LogLevelType::Warn);
+    loggers.SetConsole(true);
 }
 
 }  // namespace testing_aids

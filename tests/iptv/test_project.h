@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "config/IptvChannelBlock.h"
@@ -13,7 +14,10 @@
 #include "orv/core/host_application.h"
 #include "orv/core/network_interface.h"
 #include "orv/core/port.h"
+#include "orv/framework/logger.h"
+#include "orv/framework/meta_class_manager.h"
 #include "orv/framework/scriptable_creator.h"
+#include "orv/framework/static_registration.h"
 #include "orv/igmpmld/multicast_host_config.h"
 #include "orv/mcastcore/multicast_group.h"
 
@@ -72,5 +76,35 @@ class TestProject {
 
     orv::core::CHostApplication host_;
 };
+
+/// What is logged while it lives, off the console. The plug-in's traces are on.
+class LogCapture {
+  public:
+    LogCapture();
+    ~LogCapture();
+    /// "<logger> <level>: <text>" of what was logged since the last call.
+    std::vector<std::string> Take() { return std::exchange(lines_, {}); }
+
+  private:
+    std::vector<std::string> lines_;
+    int listener_;
+};
+
+/// A class that the data model derives from `base`, although its objects are no objects of the C++ class of
+/// `base` but of `T`. Known until the process ends.
+template <class T>
+orv::common::ClassId DeclareOddClass(orv::common::ClassId id, const std::string& name,
+                                     const std::string& base) {
+    auto& classes = orv::framework::CMetaClassManager::Instance();
+    if (!classes.GetClass(id)) {
+        const orv::framework::StaticRegisterClass<T> registration(id);
+        orv::framework::CMetaClass::Definition definition;
+        definition.id = id;
+        definition.name = name;
+        definition.base = classes.GetClass(base, nullptr, true);
+        classes.AddClass(std::move(definition));
+    }
+    return id;
+}
 
 }  // namespace testing_aids

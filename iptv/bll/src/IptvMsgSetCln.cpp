@@ -87,7 +87,10 @@ void CIptvMsgSetCln::PortOfflineHandler(CScriptable*, framework::PropId) {
     if (!port) ThrowLookupFailure({"Port", "IptvMsgSetCln", "CIptvMsgSetCln::PortOfflineHandler"}, "");
     if (port->IsOnline()) return;
     CIptvResultsManager::StopRunning();
-    // A port that comes back may have lost what it knew, so it is sent everything again.
+    // A port that comes back may have lost what it knew, so it is sent everything again; an answer that is
+    // still on its way is of no interest.
+    Abandon();
+    for (const auto& [block, known] : m_knownBlocks) ForgetAppliedPort(block);
     m_knownBlocks.clear();
     const auto* project = core::CProject::GetCurrentActiveInstance();
     if (!project) return;
@@ -102,6 +105,16 @@ void CIptvMsgSetCln::PortOfflineHandler(CScriptable*, framework::PropId) {
     for (CScriptable* object : objects) {
         if (auto* known = dynamic_cast<AppliedPorts*>(object)) known->RemovePortInVec(m_portHandle);
     }
+}
+
+void CIptvMsgSetCln::ForgetBlock(std::uint32_t block) {
+    m_knownBlocks.erase(block);
+    ForgetAppliedPort(block);
+}
+
+void CIptvMsgSetCln::ForgetAppliedPort(std::uint32_t block) const {
+    auto* object = dynamic_cast<CIptvStbBlockConfig*>(CHandleRegistry::Instance().Find(block));
+    if (object && object->GetAppliedPort() == m_portHandle) object->SetAppliedPort(0);
 }
 
 void CIptvMsgSetCln::AddToApplyMap(const std::string& key, CScriptable* object) {
@@ -214,7 +227,8 @@ std::string CIptvMsgSetCln::DescribeError(const std::string& prefix, const Messa
 void CIptvMsgSetCln::GenericResponseHandler(std::uint16_t sequence, Message* response, void* context) {
     m_waitingResponse = false;
     if (response->get_msg_type() == tm::TMT_FAULT) {
-        const std::string state = m_state ? "(" + m_state->GetName() + ") " : "";
+        std::string state;
+        if (m_state) state.append("(").append(m_state->GetName()).append(") ");
         LogText(
             devLogger(), LogLevelType::Error,
             DescribeError("CIptvMsgSetCln::GenericResponseHandler " + state + "message response", *response));

@@ -51,10 +51,10 @@ class CIptvMsgSetCln {
   public:
     class BaseState;
 
-    /// An STB block that the port has been sent.
+    /// An STB block that the port has been sent, or whose interface is attached to it.
     struct KnownBlock {
         std::uint32_t il_interface = 0;  ///< the interface that was attached for it
-        bool deleted = false;            ///< the block is gone from the port, its interface not yet detached
+        bool deleted = false;            ///< the port has the interface, but not (or no longer) the block
     };
 
     /// The port's client, made if there is none. Null for a null port. `ctx`, when not null, becomes the
@@ -130,8 +130,12 @@ class CIptvMsgSetCln {
 
     /// What the port knows of STB blocks, by block handle.
     std::map<std::uint32_t, KnownBlock>& KnownBlocks() { return m_knownBlocks; }
+    /// The port has nothing of a block any more.
+    void ForgetBlock(std::uint32_t block);
     /// The values of blocks, by block handle, that are on their way to the port until it answers.
     std::map<std::uint32_t, StbBlockValues>& SentValues() { return m_sentValues; }
+    /// The interfaces, by block handle, whose attaching the port has not answered yet.
+    std::map<std::uint32_t, std::uint32_t>& AttachedInterfaces() { return m_attachedInterfaces; }
 
     /// The project's viewing profiles and viewed-channel ranges, those removed since the last apply last.
     static ScriptableVec m_profileList;
@@ -141,6 +145,7 @@ class CIptvMsgSetCln {
 
   private:
     static void ReleaseClientsOfGonePorts();
+    void ForgetAppliedPort(std::uint32_t block) const;
     void Send(Message& message, bool await_response, bool& pending);
     std::string DescribeError(const std::string& prefix, const Message& message) const;
 
@@ -158,6 +163,7 @@ class CIptvMsgSetCln {
     framework::PropertyChangeDelegate m_portOnlineDelegate;
     std::map<std::uint32_t, KnownBlock> m_knownBlocks;
     std::map<std::uint32_t, StbBlockValues> m_sentValues;
+    std::map<std::uint32_t, std::uint32_t> m_attachedInterfaces;
     std::vector<framework::ErrorMsg> m_sendErrors;
 };
 

@@ -6,6 +6,8 @@
 #include "PluginVersion.h"
 
 #include "orv/core/protocol.h"
+#include "orv/core/result.h"
+#include "results/IptvResultsHandler.h"
 
 extern "C" {
 
@@ -14,6 +16,8 @@ int PluginRegister() {
     orv::iptv::LogResource(orv::iptv::devLogger(), orv::framework::LogLevelType::Info,
                            orv::iptv::resource::kRegistering, {""});
     orv::core::CProtocolModule::Instance().RegisterProtocol(orv::iptv::CIptvProtocol::Instance());
+    orv::core::CResultModule::Instance().RegisterResultHandler(orv::iptv::CIptvResultsHandler::Instance(),
+                                                               false);
     return 0;
 }
 

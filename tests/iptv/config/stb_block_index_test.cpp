@@ -2,15 +2,20 @@
 #include <gtest/gtest.h>
 
 #include "config/IptvStbBlockConfig.h"
+#include "orv/common/exceptions.h"
 #include "orv/core/host_application.h"
 #include "orv/core/project.h"
 #include "orv/framework/apply.h"
 #include "orv/framework/scriptable_creator.h"
+#include "test_project.h"
+#include "thrown.h"
 
 namespace {
 
 using namespace orv::framework;  // NOLINT: a test
 using orv::iptv::CIptvStbBlockConfig;
+using Blocks = std::vector<CIptvStbBlockConfig*>;
+using Handles = std::vector<std::uint32_t>;
 
 constexpr orv::common::RelationType kPort{0x1000003, 0};
 
@@ -117,6 +122,91 @@ TEST_F(StbBlockIndexTest, APortThatIsDeletedLeavesItsBlocksWithoutIndex) {
     EXPECT_FALSE(block.HasBlockIndex());
     SettleAfterApply(host_.GetProject());
     EXPECT_FALSE(block.HasBlockIndex());
+}
+
+TEST_F(StbBlockIndexTest, AFullPortGivesNoFurtherIndex) {
+    constexpr std::size_t kMost = 65535;  // the largest index means that there is none
+    const testing_aids::LogCapture log;
+    CScriptable& port = MakePort();
+    CScriptable* device = nullptr;
+    for (std::size_t i = 0; i < kMost; ++i) {
+        if (i % 50 == 0) device = &MakeDevice(&port);
+        MakeBlock(*device);
+    }
+    ASSERT_EQ(BlocksOf(port).size(), kMost);
+    EXPECT_EQ(BlocksOf(port).back()->GetBlockIndex(), kMost - 1);
+    const std::size_t children = device->GetObjects("IptvStbBlockConfig", orv::common::kParentChild).size();
+    EXPECT_EQ(
+        testing_aids::ThrownBy<orv::common::COrvRunTimeError>([&] { MakeBlock(*device); }),
+        device->Describe() + ": its port carries 65535 set-top-box blocks already, and cannot carry more");
+    EXPECT_EQ(BlocksOf(port).size(), kMost);
+    EXPECT_EQ(device->GetObjects("IptvStbBlockConfig", orv::common::kParentChild).size(), children);
+
+    // Blocks that are moved here with their devices are on the port, without index.
+    CScriptable& other = MakePort();
+    Blocks moved;
+    for (int i = 0; i < 3; ++i) {
+        CScriptable& mover = MakeDevice(&other);
+        moved.push_back(&MakeBlock(mover));
+        mover.RemoveObject(other, kPort);
+        mover.AddObject(port, kPort);
+        EXPECT_FALSE(moved.back()->HasBlockIndex());
+        EXPECT_EQ(moved.back()->GetBlockKey(), port.GetHandle());
+    }
+    const Blocks all = BlocksOf(port);
+    ASSERT_EQ(all.size(), kMost + 3);
+    EXPECT_EQ(Blocks(all.end() - 3, all.end()), moved);
+
+    all[7]->MarkDelete(true, true);
+    EXPECT_EQ(MakeBlock(*device).GetBlockIndex(), 7);
+    CScriptable& mover = *moved[0]->GetParent();
+    mover.RemoveObject(port, kPort);
+    mover.AddObject(other, kPort);
+    EXPECT_EQ(moved[0]->GetBlockIndex(), 0);
+    moved[1]->Delete();
+    EXPECT_EQ(BlocksOf(port).size(), kMost + 1);
+    EXPECT_EQ(BlocksOf(port).back(), moved[2]);
+}
+
+TEST_F(StbBlockIndexTest, APortKnowsTheBlocksThatLeftIt) {
+    CScriptable& port = MakePort();
+    CScriptable& other = MakePort();
+    CScriptable& device = MakeDevice(&port);
+    CScriptable& mover = MakeDevice(&port);
+    CIptvStbBlockConfig& travels = MakeBlock(mover);
+    CIptvStbBlockConfig& dies = MakeBlock(device);
+    CIptvStbBlockConfig& stays = MakeBlock(device);
+    MakeBlock(device).MarkDelete(true, true);  // was never sent
+    for (auto* block : {&stays, &dies, &travels}) block->SetAppliedPort(port.GetHandle());
+    const auto departed = [](const CScriptable& from) {
+        Blocks blocks;
+        CIptvStbBlockConfig::FindDepartedBlocks(from.GetHandle(), blocks);
+        return blocks;
+    };
+    EXPECT_EQ(departed(port), Blocks{});
+    EXPECT_EQ(CIptvStbBlockConfig::FindPorts(), Handles{port.GetHandle()});
+
+    dies.MarkDelete(true, true);
+    EXPECT_EQ(departed(port), Blocks{&dies});
+    mover.RemoveObject(port, kPort);
+    mover.AddObject(other, kPort);
+    EXPECT_EQ(departed(port), (Blocks{&travels, &dies}));
+    EXPECT_EQ(CIptvStbBlockConfig::FindPorts(), (Handles{port.GetHandle(), other.GetHandle()}));
+    stays.Delete();
+    EXPECT_EQ(CIptvStbBlockConfig::FindPorts(), (Handles{port.GetHandle(), other.GetHandle()}))
+        << "it carries none, but knows two";
+    travels.SetAppliedPort(other.GetHandle());
+    EXPECT_EQ(departed(port), Blocks{&dies});
+    EXPECT_EQ(departed(other), Blocks{});
+    SettleAfterApply(host_.GetProject());
+    EXPECT_EQ(CIptvStbBlockConfig::FindPorts(), Handles{other.GetHandle()});
+
+    // A port takes what it knows along.
+    other.MarkDelete(true, true);
+    EXPECT_EQ(departed(other), Blocks{&travels});
+    EXPECT_EQ(CIptvStbBlockConfig::FindPorts(), Handles{other.GetHandle()});
+    SettleAfterApply(host_.GetProject());
+    EXPECT_EQ(CIptvStbBlockConfig::FindPorts(), Handles{});
 }
 
 }  // namespace

@@ -83,12 +83,12 @@ IndexedObject<Object, Index, Key>::Groups() {
 template <class Object, class Index, class Key>
 Index IndexedObject<Object, Index, Key>::FindFreeIndex(const Group& group) {
     if (group.empty()) return 0;
-    // Without gap the last index is the count less one.
-    if (const Index last = (*group.rbegin())->index_; last == group.size() - 1)
+    // Without gap the last index is the count less one. The last object may be one without index.
+    if (const Index last = (*group.rbegin())->index_; last != kNoIndex && last == group.size() - 1)
         return static_cast<Index>(last + 1);
     Index free = 0;
     for (const Object* object : group) {
-        if (object->index_ > free) break;
+        if (free == kNoIndex || object->index_ > free) break;
         if (object->index_ == free) ++free;
     }
     return free;
@@ -136,7 +136,10 @@ void IndexedObject<Object, Index, Key>::FindObjectHandles(std::vector<Key>& keys
 template <class Object, class Index, class Key>
 void IndexedObject<Object, Index, Key>::FindObjects(Key key, std::vector<Object*>& objects) {
     const auto found = Groups().find(key);
-    if (found != Groups().end()) objects.insert(objects.end(), found->second.begin(), found->second.end());
+    if (found == Groups().end()) return;
+    // One walk over the set: a range insertion would take a second one to count.
+    objects.reserve(objects.size() + found->second.size());
+    for (Object* object : found->second) objects.push_back(object);
 }
 
 template <class Object, class Index, class Key>

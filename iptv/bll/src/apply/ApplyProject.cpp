@@ -94,14 +94,15 @@ bool Passes::Walk() {
     bool pending = false;
     for (auto port = ports_.begin(); port != ports_.end();) {
         CIptvMsgSetCln* client = Find(*port);
-        if (client && client->IsBusy()) {
+        // A port may have gone while others were waited for; nobody is left to be told anything.
+        const bool gone = client && !client->GetPort();
+        if (client && client->IsBusy() && !gone) {
             client->Dispatch(pending);
             client->TakeSendErrors(errors_);
             ++port;
             continue;
         }
-        if (client && (!client->GetPort() || client->GetPort()->IsDeleted()))
-            CIptvMsgSetCln::ReleasePortClient(client);
+        if (client && (gone || client->GetPort()->IsDeleted())) CIptvMsgSetCln::ReleasePortClient(client);
         port = ports_.erase(port);
     }
     return pending;

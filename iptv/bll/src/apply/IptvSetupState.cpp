@@ -138,7 +138,8 @@ bool IptvSetupState::PrepareState(CIptvMsgSetCln* client) {
     Trace([port] { return " In CIptvMsgSetCln::PrepareState for " + port->GetName(); });
     ApplyTables tables(*client, *port);
     tables.SortBlocks();
-    client->UpdateExpectedRxPorts(tables.GetActiveBlocks());
+    // A deleted port expects nothing any more, and what kept the groups is deleted with it.
+    if (!port->IsDeleted()) client->UpdateExpectedRxPorts(tables.GetActiveBlocks());
     tables.SortProfiles();
     tables.SortRanges();
     return false;

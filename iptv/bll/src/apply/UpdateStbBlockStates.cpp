@@ -23,6 +23,14 @@ using iptvcd_1_bll::rrr_stbConfig_s;
 using iptvcd_1_bll::settopBlockConfig_s;
 namespace Id = ids::IptvStbBlockConfig;
 
+/// The blocks to send, less those that were deleted while the port was busy with something else: they have
+/// lost what a record is made from.
+std::vector<CIptvStbBlockConfig*> GetBlocks(const CIptvMsgSetCln& client) {
+    auto blocks = client.GetFromApplyMap<CIptvStbBlockConfig>(apply_key::kUpdateSettopBlock);
+    std::erase_if(blocks, [](const CIptvStbBlockConfig* block) { return block->IsDeleted(); });
+    return blocks;
+}
+
 settopBlockConfig_s MakeRecord(const CIptvStbBlockConfig& block, const StbBlockValues& values) {
     settopBlockConfig_s record;
     record.stblock_handle = block.GetHandle();
@@ -95,23 +103,31 @@ rrr_stbConfig_s MakeRetransmissionRecord(const core::CPort& port, const CIptvStb
 
 bool AttachInterfaceState::FillMessage(CIptvMsgSetCln* client, Message& message, bool& awaitResponse) {
     std::vector<std::uint32_t> interfaces;
-    for (const auto* block : client->GetFromApplyMap<CIptvStbBlockConfig>(apply_key::kUpdateSettopBlock)) {
-        if (const core::CNetworkInterface* interface = block->GetMcastIf())
-            interfaces.push_back(interface->GetIlIfHandle(client->GetPort(), block->GetMcastCfg()));
+    client->AttachedInterfaces().clear();
+    for (const CIptvStbBlockConfig* block : GetBlocks(*client)) {
+        const core::CNetworkInterface* interface = block->GetMcastIf();
+        if (!interface) continue;
+        interfaces.push_back(interface->GetIlIfHandle(client->GetPort(), block->GetMcastCfg()));
+        client->AttachedInterfaces()[block->GetHandle()] = interfaces.back();
     }
     awaitResponse = !interfaces.empty();
     if (awaitResponse) iptvcd_1_bll::create_req_AttachInterfaces(&message, interfaces, true);
     return awaitResponse;
 }
 
-void AttachInterfaceState::ProcessResponse(CIptvMsgSetCln*, std::uint16_t, Message* response, void*) {
+void AttachInterfaceState::ProcessResponse(CIptvMsgSetCln* client, std::uint16_t, Message* response, void*) {
     IFSETUP_1_bll::parse_resp_AttachInterfaces(response);
+    for (const auto& [block, il_interface] : client->AttachedInterfaces()) {
+        // Should the block not follow, the interface is detached again.
+        const auto [known, is_new] = client->KnownBlocks().try_emplace(block);
+        if (is_new || known->second.deleted) known->second = {.il_interface = il_interface, .deleted = true};
+    }
 }
 
 bool UpdateStbBlockState::FillMessage(CIptvMsgSetCln* client, Message& message, bool& awaitResponse) {
     const core::CPort* port = client->GetPort();
     ORV_ASSERT(port != NULL, "Failed to retrieve port from IPTV port client");
-    const auto blocks = client->GetFromApplyMap<CIptvStbBlockConfig>(apply_key::kUpdateSettopBlock);
+    const std::vector<CIptvStbBlockConfig*> blocks = GetBlocks(*client);
     awaitResponse = !blocks.empty();
     if (!awaitResponse) return false;
     std::vector<settopBlockConfig_s> records;
@@ -139,7 +155,9 @@ void UpdateStbBlockState::ProcessResponse(CIptvMsgSetCln* client, std::uint16_t,
     for (auto& [handle, values] : client->SentValues()) {
         client->KnownBlocks()[handle] = {.il_interface = values.vif_handle, .deleted = false};
         auto* block = dynamic_cast<CIptvStbBlockConfig*>(framework::CHandleRegistry::Instance().Find(handle));
-        if (block) block->SetAppliedValues(std::move(values));
+        if (!block) continue;
+        block->SetAppliedValues(std::move(values));
+        block->SetAppliedPort(client->GetPortHandle());
     }
     client->SentValues().clear();
 }

@@ -64,6 +64,10 @@ class CIptvStbBlockConfig : public CScriptable,
     /// Appends the blocks that a port still knows, but that were deleted or are on another port now.
     static void FindDepartedBlocks(std::uint32_t port, std::vector<CIptvStbBlockConfig*>& blocks);
 
+    /// Number, in the running test, of the block's first set-top box: how many there are in the blocks before.
+    std::uint32_t GetBaseStbIndex() const { return base_stb_index_; }
+    void SetBaseStbIndex(std::uint32_t index) { base_stb_index_ = index; }
+
     bool OnInit() override;
     bool OnMarkDelete() override;
     void OnRelationModified(RelationType type, CScriptable& other, bool added) override;
@@ -92,6 +96,7 @@ class CIptvStbBlockConfig : public CScriptable,
     std::uint32_t listening_to_ = 0;  ///< handle of the device whose relation changes it is told of
     StbBlockValues applied_values_;
     std::uint32_t applied_port_ = 0;
+    std::uint32_t base_stb_index_ = 0;
 };
 
 }  // namespace orv::iptv

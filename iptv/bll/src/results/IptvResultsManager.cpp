@@ -1,6 +1,20 @@
 #include "results/IptvResultsManager.h"
 
+#include "IptvErrors.h"
+#include "IptvLog.h"
+#include "IptvResources.h"
+#include "config/IptvViewedChannels.h"
+#include "orv/core/test_result_manager.h"
+#include "orv/framework/handle_registry.h"
+#include "orv/framework/task_manager.h"
+#include "orv/tm/message.h"
+#include "results/BlockBinning.h"
+#include "results/ManagerLock.h"
+
 namespace orv::iptv {
+
+using framework::CHandleRegistry;
+using framework::ResponseDelegate;
 
 CIptvResultsManager* CIptvResultsManager::m_resultManager = nullptr;
 
@@ -8,6 +22,87 @@ CIptvResultsManager* CIptvResultsManager::GetResultsManager() {
     // Never destroyed: messages of ports may arrive until the process is gone.
     if (!m_resultManager) m_resultManager = new CIptvResultsManager;
     return m_resultManager;
+}
+
+CIptvResultsManager::CIptvResultsManager()
+    : results_delegate_(ResponseDelegate::To<&CIptvResultsManager::CollectEventsFromIL>(this)),
+      end_test_delegate_(ResponseDelegate::To<&CIptvResultsManager::EndTestHandler>(this)),
+      stop_delegate_(ResponseDelegate::To<&CIptvResultsManager::StopTestHandler>(this)) {}
+
+void CIptvResultsManager::Prepare(TestRun run) {
+    run_ = std::move(run);
+    port_count_ = 0;
+    ended_ports_ = 0;
+    failed_joins_ = 0;
+    net_channel_changes_ = 0;
+    registrations_.clear();
+    finishing_ = false;
+    final_done_ = false;
+    has_ipv4_ = false;
+    has_ipv6_ = false;
+    has_event_rows_ = false;
+    previous_views_.Clear();
+    DestroyRows();
+}
+
+void CIptvResultsManager::CollectEventsFromIL(std::uint16_t, Message* message, void*) {
+    std::vector<stblock_event_s> blocks;
+    iptvcd_1_bll::parse_req_ResultsNotification(message, &blocks);
+    Trace([&blocks] {
+        return "CIptvResultsManager::CollectEventsFromIL Events for " + std::to_string(blocks.size()) +
+               "blocks.";
+    });
+    const ManagerLock lock(m_iptvMutex);
+    // What was under way when the test ended belongs to no test.
+    if (!final_done_) BinManager(blocks);
+}
+
+void CIptvResultsManager::BinManager(const std::vector<stblock_event_s>& blocks) {
+    BlockBinning binning(*this);
+    for (const stblock_event_s& block : blocks) binning.Bin(block);
+    Trace([] { return "Exiting BinManager "; });
+}
+
+bool CIptvResultsManager::CmpChannelNBlock(std::uint32_t channel, const CIptvViewedChannels* range) {
+    return range->GetChannelRangeStart() <= channel && channel <= range->GetChannelRangeEnd();
+}
+
+void CIptvResultsManager::AddToVerdict(const JoinLeaveSums& sums) {
+    net_channel_changes_ += sums.channel_views - sums.duplicate_joins - sums.duplicate_unicast_joins;
+    failed_joins_ += sums.join_fails + sums.unicast_join_fails;
+}
+
+std::size_t CIptvResultsManager::GetRowLimit() const {
+    return port_count_ < 21 ? std::size_t{200} * port_count_ : 4000;
+}
+
+void CIptvResultsManager::SaveRowsWhenDue() {
+    if (port_count_ == 0 || unsaved_rows_.size() < GetRowLimit()) return;
+    if (auto* database = core::TestResultManager::GetCurrentInstance()) {
+        framework::ScriptableVec rows;
+        rows.reserve(unsaved_rows_.size());
+        for (const std::uint32_t handle : unsaved_rows_) {
+            if (CScriptable* row = CHandleRegistry::Instance().Find(handle)) rows.push_back(row);
+        }
+        database->SaveResults(rows);
+    } else {
+        LogResource(devLogger(), LogLevelType::Warn, resource::kBadObjectError,
+                    {"TestResultMananger", "Static Function", "CIptvResultsManager::SaveToDatabase"});
+    }
+    DestroyRows();
+}
+
+void CIptvResultsManager::DestroyRows() {
+    // From the last: a parent finds its last child fastest.
+    for (auto handle = unsaved_rows_.rbegin(); handle != unsaved_rows_.rend(); ++handle) {
+        CScriptable* row = CHandleRegistry::Instance().Find(*handle);
+        if (row) {
+            row->Delete();
+        } else {
+            LogText(devLogger(), LogLevelType::Warn, " CIptvEventResults is NULL");
+        }
+    }
+    unsaved_rows_.clear();
 }
 
 }  // namespace orv::iptv

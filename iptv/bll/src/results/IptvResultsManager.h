@@ -1,25 +1,146 @@
-// The state of the running test.
+// The state of the running test, from event records to verdict.
 #pragma once
+
+#include <boost/thread/mutex.hpp>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "msgset/iptvcd_1.h"
+#include "orv/core/result.h"
+#include "orv/framework/rpc_manager.h"
+#include "results/JoinLeaveSums.h"
+#include "results/PreviousViews.h"
+#include "results/TestKind.h"
 
 namespace orv::iptv {
 
-/// One per process, made when it is first asked for; lives until the process ends.
-class CIptvResultsManager {
+class CIptvTestResults;
+class CIptvViewedChannels;
+using common::ClassId;
+using framework::CScriptable;
+using iptvcd_1_bll::stblock_event_s;
+using tm::Message;
+
+/// Registrations for the notifications of one port.
+struct deregHandles {
+    std::uint32_t port = 0;         ///< handle of the port
+    std::uint32_t results_id = 0;   ///< registration for results
+    std::uint32_t end_test_id = 0;  ///< registration for the end of the test
+};
+
+/// What a test start sets.
+struct TestRun {
+    std::vector<std::uint32_t> stb_blocks;  ///< the first one is the object of the commands' states
+    std::uint32_t command = 0;              ///< handle of the start command
+    std::string test_name;
+    std::uint32_t test_results = 0;    ///< handle of the CIptvTestResults
+    double join_fail_threshold = 0.0;  ///< most failed joins of a test that passes, percent
+    TestKind kind;
+    bool sequencer_mode = false;      ///< a sequence runs the test, not a user
+    bool save_per_iteration = false;  ///< each iteration of the sequence has a database of its own
+};
+
+/// Collects what the ports report of a running test, decides whether it passes, and stores its results. One
+/// per process, made when it is first asked for; lives until the process ends.
+///
+/// Called under the task lock. m_iptvMutex keeps batches of results apart from the end of the test: it is
+/// taken with the task lock given up, and the task lock is taken again under it.
+class CIptvResultsManager : public core::CResult {
   public:
     static CIptvResultsManager* GetResultsManager();
-
+    /// Null before it has been asked for.
+    static CIptvResultsManager* FindResultsManager() { return m_resultManager; }
     /// True while a test runs; false, too, before there is a results manager.
     static bool IsTestRunning() { return m_resultManager && m_resultManager->test_running_; }
-    void SetTestRunning(bool running) { test_running_ = running; }
     /// No test counts as running any more; makes no results manager.
     static void StopRunning() {
         if (m_resultManager) m_resultManager->test_running_ = false;
     }
 
+    /// Begins a test: nothing is left of the one before, not even in what its verdict is made of.
+    void Prepare(TestRun run);
+    const TestRun& GetRun() const { return run_; }
+    void SetTestResults(std::uint32_t handle) { run_.test_results = handle; }
+    void SetTestRunning(bool running) { test_running_ = running; }
+    bool IsFinishing() const { return finishing_; }
+    /// Path of the database that the test writes; empty while there is none.
+    const std::string& GetDatabasePath() const { return database_path_; }
+    void SetDatabasePath(std::string path) { database_path_ = std::move(path); }
+
+    /// Ports that take part.
+    void SetPortCount(std::uint32_t ports) { port_count_ = ports; }
+    std::uint32_t GetPortCount() const { return port_count_; }
+    void AddRegistration(deregHandles registration) { registrations_.push_back(registration); }
+
+    /// Delegates for the notifications of the ports; the context of the second is the port's handle.
+    const framework::ResponseDelegate& GetResultsDelegate() const { return results_delegate_; }
+    const framework::ResponseDelegate& GetEndTestDelegate() const { return end_test_delegate_; }
+
+    // --- Results while the test runs
+    void CollectEventsFromIL(std::uint16_t sequence, Message* message, void* context);
+    /// Bins one notification: routes each event to the results that it feeds.
+    void BinManager(const std::vector<stblock_event_s>& blocks);
+    static bool CmpChannelNBlock(std::uint32_t channel, const CIptvViewedChannels* range);
+
+    // --- The end of the test
+    void EndTestHandler(std::uint16_t sequence, Message* message, void* portHandle);
+    /// `stopRequested`: a user ends the test; otherwise a port has ended it.
+    void EndOfTestProcessing(bool stopRequested);
+    void StopTestHandler(std::uint16_t sequence, Message* message, void* context);
+    void FinalProcessing();
+    void DeregisterAllNotifications();
+    /// Builds the tree of views and stores everything; `failPercent` is the test's share of failed joins.
+    void SaveToDatabase(double failPercent);
+
+    // --- What binning notes
+    PreviousViews& GetPreviousViews() { return previous_views_; }
+    void NoteIpv4() { has_ipv4_ = true; }
+    void NoteIpv6() { has_ipv6_ = true; }
+    bool HasSeenIpv4() const { return has_ipv4_; }
+    bool HasSeenIpv6() const { return has_ipv6_; }
+    bool HasEventRows() const { return has_event_rows_; }
+    void AddToVerdict(const JoinLeaveSums& sums);
+    double GetFailedJoins() const { return failed_joins_; }
+    double GetNetChannelChanges() const { return net_channel_changes_; }
+    void AddUnsavedRow(const CScriptable& row) {
+        unsaved_rows_.push_back(row.GetHandle());
+        has_event_rows_ = true;
+    }
+    /// So many unsaved rows are stored at once; 0 while no port takes part: never.
+    std::size_t GetRowLimit() const;
+    void SaveRowsWhenDue();
+
   private:
+    CIptvResultsManager();
+
+    void SendStop(const deregHandles& registration);
+    void Deregister(const deregHandles& registration);
+    CIptvTestResults& GetTestResults();
+    void DestroyRows();
+
     static CIptvResultsManager* m_resultManager;
 
+    boost::mutex m_iptvMutex;
+    TestRun run_;
+    std::uint32_t port_count_ = 0;
+    std::uint32_t ended_ports_ = 0;
+    double failed_joins_ = 0;
+    double net_channel_changes_ = 0;
+    std::vector<deregHandles> registrations_;
+    std::string database_path_;
+    bool finishing_ = false;   ///< the ports have been told to stop
+    bool final_done_ = false;  ///< the final processing has run after a fault
     bool test_running_ = false;
+    bool has_ipv4_ = false;
+    bool has_ipv6_ = false;
+    bool has_event_rows_ = false;
+    PreviousViews previous_views_;
+    std::vector<std::uint32_t> unsaved_rows_;  ///< handles
+    framework::ResponseDelegate results_delegate_;
+    framework::ResponseDelegate end_test_delegate_;
+    framework::ResponseDelegate stop_delegate_;
 };
 
 }  // namespace orv::iptv

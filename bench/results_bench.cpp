@@ -1,0 +1,220 @@
+// From event records to results: a plain loop over the records, binning, binning from wire bytes, and event
+// rows into a database file beside raw inserts of rows of the same width.
+#include <benchmark/benchmark.h>
+#include <sqlite3.h>
+#include <sys/resource.h>
+
+#include <boost/filesystem.hpp>
+
+#include <memory>
+#include <random>
+
+#include "channel_changers.h"
+#include "orv/core/test_result_manager.h"
+#include "orv/framework/meta_class_manager.h"
+#include "orv/ids/iptv_ids.h"
+#include "orv/tm/message.h"
+#include "plain_figures.h"
+
+namespace {
+
+namespace ids = orv::ids;
+using bench::ChannelChangers;
+using orv::iptv::CIptvResultsManager;
+
+constexpr std::uint32_t kSettopBoxes = 16384;
+constexpr int kViewsPerNotification = 4;
+constexpr int kNotifications = 16;  ///< about a million records in all
+
+std::vector<ChannelChangers::Notification> MakeNotifications(ChannelChangers& project) {
+    std::vector<ChannelChangers::Notification> notifications;
+    for (int i = 0; i < kNotifications; ++i)
+        notifications.push_back(project.MakeNotification(i, kViewsPerNotification));
+    return notifications;
+}
+
+std::int64_t CountRecords(const std::vector<ChannelChangers::Notification>& notifications) {
+    std::int64_t records = 0;
+    for (const auto& notification : notifications)
+        records += static_cast<std::int64_t>(notification.front().events.size());
+    return records;
+}
+
+void PlainLoop(benchmark::State& state) {
+    ChannelChangers project(kSettopBoxes, 1);
+    const auto notifications = MakeNotifications(project);
+    for (auto _ : state) {
+        bench::PlainFigures figures(kSettopBoxes);
+        for (const auto& notification : notifications) {
+            for (const auto& ev : notification.front().events) figures.Add(ev, 500);
+        }
+        benchmark::DoNotOptimize(figures);
+    }
+    state.SetItemsProcessed(state.iterations() * CountRecords(notifications));
+}
+BENCHMARK(PlainLoop)->Unit(benchmark::kMillisecond);
+
+/// The argument is the number of channel blocks and of ranges.
+void BinRecords(benchmark::State& state) {
+    ChannelChangers project(kSettopBoxes, static_cast<std::uint32_t>(state.range(0)));
+    const auto notifications = MakeNotifications(project);
+    for (auto _ : state) {
+        for (const auto& notification : notifications) project.Manager().BinManager(notification);
+    }
+    state.SetItemsProcessed(state.iterations() * CountRecords(notifications));
+}
+BENCHMARK(BinRecords)->Arg(1)->Arg(1000)->Unit(benchmark::kMillisecond);
+
+void WireToResults(benchmark::State& state) {
+    ChannelChangers project(kSettopBoxes, 1);
+    const auto notifications = MakeNotifications(project);
+    std::vector<std::vector<std::byte>> wire;
+    for (const auto& notification : notifications) {
+        orv::tm::Message message;
+        iptvcd_1_bll::create_req_ResultsNotification(&message, notification, true);
+        wire.push_back(message.encode());
+    }
+    for (auto _ : state) {
+        for (const auto& bytes : wire) {
+            orv::tm::Message message = orv::tm::Message::decode(std::vector<std::byte>(bytes));
+            project.Manager().CollectEventsFromIL(0, &message, nullptr);
+        }
+    }
+    state.SetItemsProcessed(state.iterations() * CountRecords(notifications));
+}
+BENCHMARK(WireToResults)->Unit(benchmark::kMillisecond);
+
+/// A folder for database files, gone at the end.
+class Folder {
+  public:
+    Folder() : path_(boost::filesystem::temp_directory_path() / boost::filesystem::unique_path()) {
+        boost::filesystem::create_directories(path_);
+    }
+    ~Folder() { boost::filesystem::remove_all(path_); }
+    std::string Path(const char* name) const { return (path_ / name).string(); }
+    std::string Path() const { return path_.string(); }
+
+  private:
+    boost::filesystem::path path_;
+};
+
+constexpr std::uint32_t kRowSettopBoxes = 4096;
+constexpr int kRowNotifications = 8;
+
+/// Rows of the same width as an event row's, by the simplest means.
+void RawInserts(benchmark::State& state) {
+    const auto& properties =
+        orv::framework::CMetaClassManager::Instance().GetClass(ids::IptvEventResults::CLASS)->GetProperties();
+    std::int64_t rows = 0;
+    for (auto _ : state) {
+        state.PauseTiming();
+        const Folder folder;
+        sqlite3* db = nullptr;
+        sqlite3_open(folder.Path("raw.db").c_str(), &db);
+        std::string columns;
+        std::string marks;
+        for (std::size_t i = 0; i < properties.size() + 3; ++i) {
+            columns += (i ? ",c" : "c") + std::to_string(i);
+            marks += i ? ",?" : "?";
+        }
+        const std::string set_up =
+            "PRAGMA journal_mode=WAL; PRAGMA synchronous=NORMAL; CREATE TABLE t(" + columns + ")";
+        sqlite3_exec(db, set_up.c_str(), nullptr, nullptr, nullptr);
+        sqlite3_stmt* insert = nullptr;
+        sqlite3_prepare_v2(db, ("INSERT INTO t VALUES(" + marks + ")").c_str(), -1, &insert, nullptr);
+        state.ResumeTiming();
+        constexpr int kRows = kRowSettopBoxes * kRowNotifications;
+        constexpr int kGroup = 4000;
+        for (int row = 0; row < kRows; ++row) {
+            if (row % kGroup == 0) sqlite3_exec(db, "BEGIN", nullptr, nullptr, nullptr);
+            for (std::size_t i = 0; i < properties.size() + 3; ++i) {
+                const auto column = static_cast<int>(i) + 1;
+                const bool text =
+                    i < properties.size() && properties[i]->type == orv::framework::PropertyType::String;
+                if (text) {
+                    sqlite3_bind_text(insert, column, "0000:00:12.345678900", 20, SQLITE_STATIC);
+                } else {
+                    sqlite3_bind_int64(insert, column, row + static_cast<int>(i));
+                }
+            }
+            sqlite3_step(insert);
+            sqlite3_reset(insert);
+            if ((row + 1) % kGroup == 0 || row + 1 == kRows)
+                sqlite3_exec(db, "COMMIT", nullptr, nullptr, nullptr);
+        }
+        rows += kRows;
+        state.PauseTiming();
+        sqlite3_finalize(insert);
+        sqlite3_close(db);
+        state.ResumeTiming();
+    }
+    state.SetItemsProcessed(rows);
+}
+
+class RowProject {
+  public:
+    explicit RowProject(const Folder& folder)
+        : project_(kRowSettopBoxes, 1), database_(orv::core::MakeSqliteTestResultManager(folder.Path())) {
+        project_.SaveTimeStamps();
+        database_->StartInteractive();
+        database_->SetTestResultSetting({"IPTV_Test_Results", "rows", ""});
+        database_->SaveConfiguration(true);
+        project_.Manager().SetPortCount(20);  // groups of 4000 rows
+    }
+    ChannelChangers& Project() { return project_; }
+    orv::core::TestResultManager& Database() { return *database_; }
+
+  private:
+    ChannelChangers project_;
+    std::unique_ptr<orv::core::TestResultManager> database_;
+};
+
+void EventRows(benchmark::State& state) {
+    std::int64_t rows = 0;
+    for (auto _ : state) {
+        state.PauseTiming();
+        const Folder folder;
+        auto project = std::make_unique<RowProject>(folder);
+        std::vector<ChannelChangers::Notification> notifications;
+        for (int i = 0; i < kRowNotifications; ++i)
+            notifications.push_back(project->Project().MakeNotification(i, 1));
+        state.ResumeTiming();
+        for (const auto& notification : notifications) project->Project().Manager().BinManager(notification);
+        project->Database().Finalise();  // everything is in the file
+        state.PauseTiming();
+        rows += kRowSettopBoxes * kRowNotifications;
+        project.reset();
+        state.ResumeTiming();
+    }
+    state.SetItemsProcessed(rows);
+}
+BENCHMARK(RawInserts)->Unit(benchmark::kMillisecond)->Iterations(3)->UseRealTime();
+BENCHMARK(EventRows)->Unit(benchmark::kMillisecond)->Iterations(3)->UseRealTime();
+
+double PeakMemory() {
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return static_cast<double>(usage.ru_maxrss);
+}
+
+/// Peak memory after many notifications with rows, over that after a twelfth of them. Runs in a process of
+/// its own, because others leave a higher peak behind.
+void MemoryGrowth(benchmark::State& state) {
+    double growth = 0;
+    for (auto _ : state) {
+        const Folder folder;
+        RowProject project(folder);
+        const auto run = [&project](int notifications) {
+            for (int i = 0; i < notifications; ++i)
+                project.Project().Manager().BinManager(project.Project().MakeNotification(i, 2));
+        };
+        run(4);
+        const double before = PeakMemory();
+        run(44);
+        growth = PeakMemory() / before;
+    }
+    state.counters["growth"] = growth;
+}
+BENCHMARK(MemoryGrowth)->Iterations(1);
+
+}  // namespace

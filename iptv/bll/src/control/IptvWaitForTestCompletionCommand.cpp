@@ -1,0 +1,75 @@
+#include "control/IptvWaitForTestCompletionCommand.h"
+
+#include <ctime>
+
+#include "InitAttributeBuilder.h"
+#include "IptvLog.h"
+#include "control/IptvStopTestCommand.h"
+#include "orv/common/exceptions.h"
+#include "orv/core/project.h"
+#include "orv/framework/meta_class_manager.h"
+#include "orv/framework/scriptable_creator.h"
+#include "orv/framework/static_registration.h"
+#include "orv/framework/task_manager.h"
+#include "orv/ids/framework_ids.h"
+#include "orv/ids/iptv_ids.h"
+#include "results/IptvResultsManager.h"
+
+namespace orv::iptv {
+
+namespace {
+
+constexpr int kPollMs = 5000;
+
+bool ClockWorks() {
+    if (std::time(nullptr) != static_cast<std::time_t>(-1)) return true;
+    LogText(devLogger(), LogLevelType::Error, "Unable to get time for sleeping in WaitTestForCompletion");
+    return false;
+}
+
+void StopTest() {
+    LogText(devLogger(), LogLevelType::Info, " Test cancelled by user used sequencer stop.");
+    auto* stop = dynamic_cast<CIptvStopTestCommand*>(framework::CScriptableCreator().Create(
+        CIptvStopTestCommand::CLASS_ID(), core::CProject::GetCurrentActiveInstance()));
+    if (!stop) {
+        throw common::COrvRunTimeError(" In IptvWaitForTestCompletionCommand: Error in stopping test.", true);
+    }
+    stop->Execute(false);
+}
+
+}  // namespace
+
+ClassId CIptvWaitForTestCompletionCommand::CLASS_ID() {
+    static const ClassId id = ids::IptvWaitForTestCompletionCommand::CLASS;
+    return id;
+}
+
+const framework::CMetaClass* CIptvWaitForTestCompletionCommand::GetMetaClassStatic() {
+    static const framework::CMetaClass* const meta_class =
+        framework::CMetaClassManager::Instance().GetClass(CLASS_ID());
+    return meta_class;
+}
+
+void CIptvWaitForTestCompletionCommand::DoRun() {
+    CScriptable::Set(ids::Command::ProgressIsCancellable, true);
+    if (!ClockWorks()) return;
+    bool stopped = false;
+    while (CIptvResultsManager::IsTestRunning()) {
+        framework::CTaskManager::Instance().CtmYield(kPollMs);
+        if (!ClockWorks()) return;
+        if (GetProgressCancelled() && !stopped) {
+            stopped = true;
+            StopTest();
+        }
+    }
+}
+
+namespace {
+
+const bool init_ab = InitAttributeBuilder();
+const framework::StaticRegisterClass<CIptvWaitForTestCompletionCommand> registration{
+    CIptvWaitForTestCompletionCommand::CLASS_ID()};
+
+}  // namespace
+
+}  // namespace orv::iptv

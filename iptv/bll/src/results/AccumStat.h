@@ -1,0 +1,46 @@
+// Minimum, maximum and average of a stream of values.
+#pragma once
+
+#include <cstdint>
+#include <limits>
+
+namespace orv::iptv {
+
+/// Values are positive latencies, counts and rates: the maximum starts at the smallest positive number, so it
+/// stays there when all values are zero or negative.
+struct CAccumStatDouble {
+    double min = std::numeric_limits<double>::max();
+    double max = std::numeric_limits<double>::min();
+    std::uint64_t count = 0;
+    double sum = 0.0;
+
+    void addStat(double value) {
+        ++count;
+        sum += value;
+        if (value < min) min = value;
+        if (value > max) max = value;
+    }
+    /// An empty accumulator changes nothing.
+    void accum(const CAccumStatDouble& other) {
+        count += other.count;
+        sum += other.sum;
+        if (other.min < min) min = other.min;
+        if (other.max > max) max = other.max;
+    }
+    double getAvg() const { return count == 0 ? 0.0 : sum / static_cast<double>(count); }
+    void clear() { *this = {}; }
+
+    bool operator==(const CAccumStatDouble&) const = default;
+};
+
+/// A statistic of one batch of events, and of the whole test.
+struct BatchAndRunning {
+    CAccumStatDouble batch;
+    CAccumStatDouble running;
+
+    void AccumBatch() {
+        if (batch.count != 0) running.accum(batch);
+    }
+};
+
+}  // namespace orv::iptv

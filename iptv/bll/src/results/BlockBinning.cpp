@@ -1,0 +1,239 @@
+#include "results/BlockBinning.h"
+
+#include <algorithm>
+
+#include "IptvErrors.h"
+#include "IptvLog.h"
+#include "IptvResources.h"
+#include "config/IptvChannelBlock.h"
+#include "config/IptvStbBlockConfig.h"
+#include "config/IptvViewedChannels.h"
+#include "config/IptvViewingProfileConfig.h"
+#include "orv/common/exceptions.h"
+#include "orv/core/emulated_device.h"
+#include "orv/core/port.h"
+#include "orv/framework/handle_registry.h"
+#include "orv/framework/task_manager.h"
+#include "orv/ids/iptv_ids.h"
+#include "orv/igmpmld/multicast_host_config.h"
+#include "results/IptvChannelResults.h"
+#include "results/IptvEventResults.h"
+#include "results/IptvPortResults.h"
+#include "results/IptvResultsManager.h"
+#include "results/IptvRrrEventResults.h"
+#include "results/IptvStbBlockResults.h"
+#include "results/IptvViewingProfileResults.h"
+#include "results/ResultNodes.h"
+
+namespace orv::iptv {
+
+namespace {
+
+void LogObjectError(const char* object, const char* from,
+                    const char* operation = "CIptvResultsManager::BinManager") {
+    LogResource(devLogger(), LogLevelType::Error, resource::kBadObjectError, {object, from, operation});
+}
+
+/// Everything that one update set is there.
+void EndUpdate(core::CResult& results, framework::PropId last_update, double now) {
+    results.Set(last_update, now);
+    results.UpdateFinished();
+}
+
+}  // namespace
+
+BlockBinning::BlockBinning(CIptvResultsManager& manager)
+    : manager_(manager), channel_blocks_(ChannelBlockIndex::OfProject()) {}
+
+void BlockBinning::Bin(const stblock_event_s& events) {
+    Trace([&events] {
+        return "In BinManager: Num Events = " + std::to_string(events.events.size()) + " for block " +
+               std::to_string(events.stblock_handle);
+    });
+    auto* block = dynamic_cast<CIptvStbBlockConfig*>(
+        framework::CHandleRegistry::Instance().Find(events.stblock_handle));
+    if (!block) {
+        LogObjectError("IptvStbBlockConfig", "StbHnd got from IL in result events",
+                       "CIptvResultsManager::CollectEventsFromIL");
+        return;
+    }
+    if (!block->GetActive() || block->IsDeleted() || !Prepare(*block)) return;
+
+    const std::span<const stbox_event_s> views(events.events);
+    const std::span<const stbox_event_rrr_s> retransmissions(events.rrr_events);
+    const std::size_t limit = makes_rows_ ? manager_.GetRowLimit() : 0;
+    if (limit == 0) return BinBatch(views, retransmissions);
+    // Rows are stored before more are made than memory is meant for.
+    const auto part = [limit](auto all, std::size_t first) {
+        first = std::min(first, all.size());
+        return all.subspan(first, std::min(limit, all.size() - first));
+    };
+    const std::size_t count = std::max(views.size(), retransmissions.size());
+    for (std::size_t i = 0; i == 0 || i < count; i += limit)
+        BinBatch(part(views, i), part(retransmissions, i));
+}
+
+bool BlockBinning::Prepare(CIptvStbBlockConfig& block) {
+    block_ = &block;
+    row_writer_.reset();
+    auto* stbBlockResult = GetResultNode<CIptvStbBlockResults>(block);
+    ORV_ASSERT(stbBlockResult != NULL, "Failed to retrieve IptvStbBlockResults");
+    block_results_ = stbBlockResult;
+    const bool has_profile = FindProfile(block);
+    NoteProtocol(block);
+    if (!FindPort(block) || !has_profile) return false;
+    auto* viewProfileResult = GetResultNode<CIptvViewingProfileResults>(*profile_);
+    ORV_ASSERT(viewProfileResult != NULL, "Failed to retrieve IptvViewingProfileResults");
+    profile_results_ = viewProfileResult;
+    FindRanges(block);
+    makes_rows_ = block.GetBool(ids::IptvStbBlockConfig::SaveTimeStamps);
+    context_ = {&manager_.GetPreviousViews(), block.GetBaseStbIndex(),
+                profile_->GetU8(ids::IptvViewingProfileConfig::ZapIntervalType)};
+    return true;
+}
+
+bool BlockBinning::FindProfile(const CIptvStbBlockConfig& block) {
+    profile_ = dynamic_cast<CIptvViewingProfileConfig*>(
+        block.GetObject(CIptvViewingProfileConfig::CLASS_ID(), ids::relations::IptvProfile));
+    if (!profile_ || profile_->IsDeleted()) {
+        LogObjectError("IptvViewingProfileConfig", "IptvStbBlockConfig");
+        return false;
+    }
+    join_threshold_ms_ = profile_->GetU32(ids::IptvViewingProfileConfig::JoinLatencyThreshold);
+    block_results_->SetT<std::string>(ids::IptvTotalResults::ProfileName, profile_->GetName());
+    block_results_->Set(ids::IptvTotalResults::JoinLatencyThreshold, static_cast<double>(join_threshold_ms_));
+    return true;
+}
+
+void BlockBinning::NoteProtocol(const CIptvStbBlockConfig& block) {
+    const CScriptable* protocol = block.GetMcastCfg();
+    if (!protocol || protocol->IsDeleted()) {
+        LogObjectError("MulticastHostConfig", "IptvStbBlockConfig");
+        return;
+    }
+    if (const auto* device = dynamic_cast<const core::CEmulatedDevice*>(protocol->GetParent())) {
+        block_results_->Set(ids::IptvTotalResults::NumClients, device->GetDeviceCount());
+    } else {
+        LogObjectError("EmulatedDevice", "MulticastHostConfig");
+    }
+    if (protocol->IsTypeOf(igmpmld::CIgmpHostConfig::CLASS_ID())) manager_.NoteIpv4();
+    if (protocol->IsTypeOf(igmpmld::CMldHostConfig::CLASS_ID())) manager_.NoteIpv6();
+}
+
+bool BlockBinning::FindPort(const CIptvStbBlockConfig& block) {
+    const auto* device = dynamic_cast<const core::CEmulatedDevice*>(block.GetParent());
+    core::CPort* port = device && !device->IsDeleted() ? device->GetPort() : nullptr;
+    if (!port || port->IsDeleted()) {
+        LogObjectError(device ? "Port" : "EmulatedDevice", device ? "EmulatedDevice" : "IptvStbBlockConfig");
+        return false;
+    }
+    auto* portResult = GetResultNode<CIptvPortResults>(*port);
+    ORV_ASSERT(portResult != NULL, "Failed to retrieve IptvPortResults");
+    port_results_ = portResult;
+    return true;
+}
+
+void BlockBinning::FindRanges(const CIptvStbBlockConfig& block) {
+    ranges_.clear();
+    channels_.Clear();
+    ScriptableVec objects;
+    block.GetObjects(objects, CIptvViewedChannels::CLASS_ID(), ids::relations::StbChannel);
+    for (CScriptable* object : objects) {
+        auto* range = dynamic_cast<CIptvViewedChannels*>(object);
+        if (!range) {
+            LogObjectError("IptvViewedChannels", "IptvStbBlockConfig");
+            continue;
+        }
+        if (!range->GetActive() || range->IsDeleted()) continue;
+        auto* chanResult = GetResultNode<CIptvChannelResults>(*range);
+        ORV_ASSERT(chanResult != NULL, "Failed to retrieve IptvChannelResults");
+        if (const auto* channel_block = range->GetChannelBlockForViewChan(channel_blocks_)) {
+            chanResult->SetT<std::string>(ids::IptvChannelResults::ChannelName,
+                                          channel_block->GetChannelName());
+            chanResult->Set(ids::IptvChannelResults::NumOfChannels,
+                            range->GetChannelRangeEnd() + 1 - range->GetChannelRangeStart());
+        }
+        ranges_.push_back({range, chanResult});
+        channels_.Add(range->GetChannelRangeStart(), range->GetChannelRangeEnd());
+    }
+    channels_.Build();
+}
+
+const EventRowWriter& BlockBinning::GetRowWriter() {
+    if (!row_writer_) row_writer_.emplace(*block_);
+    return *row_writer_;
+}
+
+void BlockBinning::BinView(const stbox_event_s& ev) {
+    const std::size_t range = channels_.Find(ev.viewed_channel);
+    if (range == ChannelMap::kNone) {
+        LogText(devLogger(), LogLevelType::Error, "Channel Number obtained from IL cannot be found in BLL");
+        return;
+    }
+    CIptvEventResults* row = nullptr;
+    if (makes_rows_) {
+        const EventRowWriter& writer = GetRowWriter();
+        auto* eventResult = GetResultNode<CIptvEventResults>(*block_, false, false);
+        ORV_ASSERT(eventResult != NULL, "Failed to create IptvEventResults");
+        manager_.AddUnsavedRow(*eventResult);
+        writer.CopyResultFromILEventToBLLClass(ev, *eventResult);
+        row = eventResult;
+    }
+    ranges_[range].results->CalcLatencies(ev, row, join_threshold_ms_);
+    block_results_->BinEvent(ev, row, context_);
+}
+
+void BlockBinning::BinRetransmission(const stbox_event_rrr_s& ev) {
+    const std::size_t range = channels_.Find(ev.viewed_channel);
+    if (range == ChannelMap::kNone) {
+        LogText(devLogger(), LogLevelType::Error, "Channel Number obtained from IL cannot be found in BLL");
+        return;
+    }
+    CIptvRrrEventResults* row = nullptr;
+    if (makes_rows_) {
+        const EventRowWriter& writer = GetRowWriter();
+        auto* rrrResult = GetResultNode<CIptvRrrEventResults>(*block_, false, false);
+        ORV_ASSERT(rrrResult != NULL, "Failed to create IptvRrrEventResults");
+        manager_.AddUnsavedRow(*rrrResult);
+        writer.CopyRrrResultFromILEventToBLLClass(ev, *rrrResult);
+        row = rrrResult;
+    }
+    ranges_[range].results->CalcLatencies(ev, row);
+}
+
+void BlockBinning::BinBatch(std::span<const stbox_event_s> views,
+                            std::span<const stbox_event_rrr_s> retransmissions) {
+    for (const stbox_event_s& ev : views) BinView(ev);
+    for (const stbox_event_rrr_s& ev : retransmissions) BinRetransmission(ev);
+    RollUp();
+    manager_.SaveRowsWhenDue();
+}
+
+void BlockBinning::RollUp() {
+    const double now = framework::CTimer::GetCurrentSystemTimeInSec();
+    constexpr framework::PropId kLastUpdate = ids::IptvJoinLeaveResults::LastUpdateTime;
+    JoinLeaveSums sums;
+    for (const Range& range : ranges_) {
+        // A range that nobody watched in this batch stays as it is.
+        if (!range.results->GetBatch().IsEmpty()) {
+            range.results->AccumLatencies();
+            range.results->CopyJoinLeaveResultsToDataModel();
+            sums += range.results->GetBatch();
+            range.results->ResetJoinLeaveClassVar();
+        }
+        EndUpdate(*range.results, kLastUpdate, now);
+    }
+    block_results_->SetAndAccumLatencies(sums);
+    block_results_->CopyJoinLeaveResultsToDataModel();
+    profile_results_->SetAndAccumLatencies(sums);
+    profile_results_->CopyJoinLeaveResultsToDataModel();
+    manager_.AddToVerdict(sums);
+    block_results_->BinStbBlockEvents(sums, *profile_results_, *port_results_);
+    block_results_->ResetJoinLeaveClassVar();
+    profile_results_->ResetJoinLeaveClassVar();
+    EndUpdate(*port_results_, ids::IptvPortResults::LastUpdateTime, now);
+    EndUpdate(*block_results_, kLastUpdate, now);
+    EndUpdate(*profile_results_, kLastUpdate, now);
+}
+
+}  // namespace orv::iptv

@@ -1,0 +1,73 @@
+// Routes the events of one STB block to the results that they feed.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "config/ChannelBlockIndex.h"
+#include "msgset/iptvcd_1.h"
+#include "results/ChannelMap.h"
+#include "results/EventRows.h"
+#include "results/IptvTotalResults.h"
+
+namespace orv::core {
+class CPort;
+}
+
+namespace orv::iptv {
+
+class CIptvChannelResults;
+class CIptvPortResults;
+class CIptvResultsManager;
+class CIptvStbBlockConfig;
+class CIptvStbBlockResults;
+class CIptvViewedChannels;
+class CIptvViewingProfileConfig;
+class CIptvViewingProfileResults;
+using iptvcd_1_bll::stblock_event_s;
+
+/// Serves one notification: everything that an event needs is looked up once for its block. Throws
+/// COrvLogicError when a result object cannot be made.
+class BlockBinning {
+  public:
+    explicit BlockBinning(CIptvResultsManager& manager);
+
+    /// A block that is unknown, inactive, deleted, or lacks what it needs is logged and left out.
+    void Bin(const stblock_event_s& events);
+
+  private:
+    struct Range {
+        CIptvViewedChannels* range;
+        CIptvChannelResults* results;
+    };
+
+    bool Prepare(CIptvStbBlockConfig& block);
+    bool FindProfile(const CIptvStbBlockConfig& block);
+    void NoteProtocol(const CIptvStbBlockConfig& block);
+    bool FindPort(const CIptvStbBlockConfig& block);
+    void FindRanges(const CIptvStbBlockConfig& block);
+
+    void BinBatch(std::span<const stbox_event_s> views, std::span<const stbox_event_rrr_s> retransmissions);
+    void BinView(const stbox_event_s& ev);
+    void BinRetransmission(const stbox_event_rrr_s& ev);
+    const EventRowWriter& GetRowWriter();
+    void RollUp();
+
+    CIptvResultsManager& manager_;
+    const ChannelBlockIndex channel_blocks_;
+    CIptvStbBlockConfig* block_ = nullptr;
+    CIptvStbBlockResults* block_results_ = nullptr;
+    CIptvViewingProfileConfig* profile_ = nullptr;
+    CIptvViewingProfileResults* profile_results_ = nullptr;
+    CIptvPortResults* port_results_ = nullptr;
+    std::uint32_t join_threshold_ms_ = 0;
+    bool makes_rows_ = false;
+    ViewContext context_;
+    std::vector<Range> ranges_;
+    ChannelMap channels_;
+    std::optional<EventRowWriter> row_writer_;
+};
+
+}  // namespace orv::iptv

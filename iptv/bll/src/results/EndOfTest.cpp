@@ -1,0 +1,170 @@
+// How a test ends: on each port, on all of them, and for good.
+#include <exception>
+
+#include "IptvErrors.h"
+#include "IptvLog.h"
+#include "IptvResources.h"
+#include "msgset/iptvcd_1.h"
+#include "orv/common/exceptions.h"
+#include "orv/core/port.h"
+#include "orv/core/project.h"
+#include "orv/framework/command_status_manager.h"
+#include "orv/framework/handle_registry.h"
+#include "orv/ids/iptv_ids.h"
+#include "orv/tm/message.h"
+#include "results/IptvResultsManager.h"
+#include "results/IptvTestResults.h"
+#include "results/ManagerLock.h"
+#include "results/ResultNodes.h"
+
+namespace orv::iptv {
+
+using framework::CRpcManager;
+
+namespace {
+
+core::CPort* FindPort(std::uint32_t handle) {
+    return dynamic_cast<core::CPort*>(framework::CHandleRegistry::Instance().Find(handle));
+}
+
+const core::CPort& FindPortOrThrow(std::uint32_t handle, const char* object, const char* operation) {
+    if (const core::CPort* port = FindPort(handle)) return *port;
+    ThrowLookupFailure({object, "De-registration Vector", operation}, object);
+}
+
+/// The commands' states are those of the first block of the test.
+void SetCommandStatus(const TestRun& run, ClassId command, bool enabled) {
+    if (!run.stb_blocks.empty())
+        framework::CCommandStatusManager::Instance().SetCommandStatus(run.stb_blocks.front(), command,
+                                                                      enabled);
+}
+
+}  // namespace
+
+void CIptvResultsManager::EndTestHandler(std::uint16_t, Message* message, void* portHandle) {
+    const core::CPort* port =
+        FindPort(static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(portHandle)));
+    Trace([port] {
+        return "Received EOT notification from " + (port ? port->GetName() : std::string("unknown port"));
+    });
+    iptvcd_1_bll::parse_req_EOTNotification(message);
+    EndOfTestProcessing(false);
+}
+
+void CIptvResultsManager::EndOfTestProcessing(bool stopRequested) {
+    if (!stopRequested) ++ended_ports_;
+    const bool all_ended = static_cast<float>(ended_ports_) / static_cast<float>(port_count_) >= 1.0f;
+    if (stopRequested || (all_ended && !finishing_)) {
+        finishing_ = true;
+        SetCommandStatus(run_, ids::IptvStopTestCommand::CLASS, false);
+        LogText(
+            devLogger(), LogLevelType::Info,
+            " IPTV test is in the process of finishing. At this time both Start Test and Stop Test buttons "
+            "are disabled. Start Test button will be enabled on test completion.");
+        const std::vector<deregHandles> registrations = registrations_;
+        for (const deregHandles& registration : registrations) SendStop(registration);
+    }
+    if (ended_ports_ == port_count_ && !final_done_) FinalProcessing();
+}
+
+void CIptvResultsManager::SendStop(const deregHandles& registration) {
+    const core::CPort& port =
+        FindPortOrThrow(registration.port, "Port in De-registration Vector(sending stoptestcommand to IL)",
+                        "CIptvResultsManager::EndOfTestProcessing");
+    Trace([&port] { return "CIptvResultsManager::EndOfTestProcessing: Stopping Test On " + port.GetName(); });
+    Message message;
+    iptvcd_1_bll::create_req_Stop(&message);
+    // The fault of a stop is dealt with by its handler.
+    const int result = CRpcManager::Instance().SendAsyncMessage(port.GetMessenger(), message, &stop_delegate_,
+                                                                nullptr, 0, false);
+    if (result < 0) {
+        LogText(devLogger(), LogLevelType::Error,
+                "Error sending IptvStopTest Message on port" + port.GetMessenger().ToMessengerString());
+    }
+}
+
+void CIptvResultsManager::StopTestHandler(std::uint16_t, Message* message, void*) {
+    Trace([message] {
+        return "CIptvResultsManager::StopTestHandler: message type " +
+               std::to_string(static_cast<int>(message->get_msg_type()));
+    });
+    try {
+        if (message->get_msg_type() == tm::TMT_RESPONSE) {
+            iptvcd_1_bll::parse_resp_Stop(message);
+        } else if (message->get_msg_type() == tm::TMT_FAULT) {
+            for (auto* logger : {devLogger(), userLogger()}) {
+                LogResource(logger, LogLevelType::Error, resource::kRpcFaultError,
+                            {"IptvStopTestCommand", std::to_string(message->header().get_seq_no()),
+                             message->get_fault_string(), ""});
+            }
+            // That port will not say that it has ended.
+            if (!final_done_) FinalProcessing();
+        }
+    } catch (const std::exception& error) {
+        LogText(devLogger(), LogLevelType::Error, "got exception on IptvStopTest");
+        LogText(devLogger(), LogLevelType::Error, error.what());
+    }
+}
+
+CIptvTestResults& CIptvResultsManager::GetTestResults() {
+    auto* testResult =
+        dynamic_cast<CIptvTestResults*>(framework::CHandleRegistry::Instance().Find(run_.test_results));
+    if (!testResult) {
+        auto* project = core::CProject::GetCurrentActiveInstance();
+        if (project) testResult = GetResultNode<CIptvTestResults>(*project, false, true);
+    }
+    ORV_ASSERT(testResult != NULL, "Failed to retrieve IptvTestResults");
+    return *testResult;
+}
+
+void CIptvResultsManager::FinalProcessing() {
+    Trace([] { return "CIptvResultsManager::FinalProcessing()"; });
+    final_done_ = true;  // whatever arrives from now on, a test ends once
+    const double fail_percent =
+        net_channel_changes_ == 0 ? 100.0 : failed_joins_ * 100.0 / net_channel_changes_;
+    CIptvTestResults& results = GetTestResults();
+    results.Set(ids::IptvTestResults::TestResult, fail_percent <= run_.join_fail_threshold
+                                                      ? ids::TestOutcome::PASSED
+                                                      : ids::TestOutcome::FAILED);
+    results.SetEndTime();
+    {
+        const ManagerLock lock(m_iptvMutex);
+        SaveToDatabase(fail_percent);
+    }
+    test_running_ = false;
+    SetCommandStatus(run_, ids::IptvStartTestCommand::CLASS, true);
+    DeregisterAllNotifications();
+    previous_views_.Clear();
+    DestroyRows();
+    LogText(devLogger(), LogLevelType::Info, " IPTV test has finished.");
+}
+
+void CIptvResultsManager::DeregisterAllNotifications() {
+    const std::vector<deregHandles> registrations = registrations_;
+    for (const deregHandles& registration : registrations) Deregister(registration);
+    registrations_.clear();
+}
+
+void CIptvResultsManager::Deregister(const deregHandles& registration) {
+    const core::CPort& port =
+        FindPortOrThrow(registration.port, "Port in De-registration Vector (De-registering Notifications)",
+                        "CIptvResultsManager::DeRegisterAllNotifications");
+    Trace([&port] { return "Deregistering EOT and results notification for " + port.GetName(); });
+    const auto deregister = [&port](void (*encode)(Message*), std::uint32_t id, const char* failure) {
+        Message message;
+        encode(&message);
+        if (CRpcManager::Instance().DeregisterForNotification(port.GetMessenger(), message,
+                                                              static_cast<int>(id)) == 0) {
+            return;
+        }
+        LogResource(devLogger(), LogLevelType::Error, resource::kRpcError, {failure});
+        LogResource(userLogger(), LogLevelType::Error, resource::kRpcErrorForUser, {});
+        throw common::COrvRunTimeError(iptvAutomationRpcErrMsg + failure, true);
+    };
+    deregister(iptvcd_1_bll::create_req_DeregisterEOTNotify, registration.end_test_id,
+               "Failed to deregister EOT on port");
+    deregister(iptvcd_1_bll::create_req_DeregisterResultsNotify, registration.results_id,
+               "Failed to deregister results on port");
+}
+
+}  // namespace orv::iptv

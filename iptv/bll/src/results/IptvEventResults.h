@@ -1,0 +1,60 @@
+// The row of one channel view.
+#pragma once
+
+#include <cstdint>
+
+#include "msgset/iptvcd_1.h"
+#include "results/IptvBaseEventResults.h"
+
+namespace orv::iptv {
+
+using iptvcd_1_bll::stbox_event_s;
+
+/// One channel view of one set-top box, stored when its block saves time stamps.
+class CIptvEventResults : public CIptvBaseEventResults {
+  public:
+    static ClassId CLASS_ID();
+    static const framework::CMetaClass* GetMetaClassStatic();
+
+    /// The earlier of two time stamps that happened; 0 when neither did.
+    static constexpr std::int64_t EarlierNonZero(std::int64_t a, std::int64_t b) {
+        if (a == 0) return b;
+        if (b == 0) return a;
+        return b < a ? b : a;
+    }
+    static constexpr std::int64_t Larger(std::int64_t a, std::int64_t b) { return a < b ? b : a; }
+
+    static std::int64_t GetFirstAnyJoinTs(const stbox_event_s& ev) {
+        return EarlierNonZero(ev.mcast_join_ts, ev.unicast_join_ts);
+    }
+    static std::int64_t GetLastAnyLeaveTs(const stbox_event_s& ev) {
+        return Larger(ev.mcast_leave_ts, ev.unicast_leave_ts);
+    }
+    static std::int64_t GetFirstUnicastPacketTs(const stbox_event_s& ev) {
+        return EarlierNonZero(ev.first_unicast_nosb_pkt_ts, ev.first_unicast_sbit_pkt_ts);
+    }
+    static std::int64_t GetLastUnicastPacketTs(const stbox_event_s& ev) {
+        return Larger(ev.last_unicast_nosb_pkt_ts, ev.last_unicast_sbit_pkt_ts);
+    }
+    static std::int64_t GetFirstAnyPacketTs(const stbox_event_s& ev) {
+        return EarlierNonZero(ev.first_mcast_pkt_ts, GetFirstUnicastPacketTs(ev));
+    }
+    static std::int64_t GetLastAnyPacketTs(const stbox_event_s& ev) {
+        return Larger(ev.last_mcast_pkt_ts, GetLastUnicastPacketTs(ev));
+    }
+};
+
+/// A counter of which a port could not make sense is all ones; it counts as 0.
+constexpr std::uint64_t CountOrZero(std::uint64_t counter) {
+    return counter == UINT64_MAX ? 0 : counter;
+}
+
+/// None of the view's packets was lost, reordered, duplicated, late or broken.
+inline bool HasNoErrors(const stbox_event_s& ev) {
+    return (ev.lost_mcast_packets | ev.reordered_mcast_packets | ev.duplicate_mcast_packets |
+            ev.late_mcast_packets | ev.mcast_prbs_errors | ev.lost_unicast_packets |
+            ev.reordered_unicast_packets | ev.duplicate_unicast_packets | ev.late_unicast_packets |
+            ev.unicast_prbs_errors) == 0;
+}
+
+}  // namespace orv::iptv

@@ -1,0 +1,38 @@
+// What happens between one view of a set-top box and its next.
+#pragma once
+
+#include "results/IptvJoinLeaveResults.h"
+#include "results/PreviousViews.h"
+
+namespace orv::iptv {
+
+class CIptvGapOverlapResults : public CIptvJoinLeaveResults {
+  public:
+    static ClassId CLASS_ID();
+    static const framework::CMetaClass* GetMetaClassStatic();
+
+    /// Gap or overlap between the last packet of the previous view and the first of this one, and the time
+    /// from the previous leave to the first packet. Only reads the previous view.
+    void CalculateDiffnChangeLatencies(const stbox_event_s& ev, CIptvEventResults* row,
+                                       const SetTopTimeStampsForMap& previous);
+    /// Merges the batch into the test's values.
+    void AccumGapOverlapResults();
+    /// Takes another object's batch as part of this one's, and merges it.
+    void SetAndAccumGapOverlapResults(const CAccumStatDouble& gap, const CAccumStatDouble& overlap,
+                                      const CAccumStatDouble& change);
+    void CopyGapOverlapResultsToDataModel();
+    /// Empties the batch of the three statistics.
+    void ClearGapOverlapBatch();
+    void CompleteResetGapOverlapResults();
+
+    const CAccumStatDouble& GetGapBatch() const { return gap_.batch; }
+    const CAccumStatDouble& GetOverlapBatch() const { return overlap_.batch; }
+    const CAccumStatDouble& GetChangeBatch() const { return change_.batch; }
+
+  private:
+    BatchAndRunning gap_;      ///< ms
+    BatchAndRunning overlap_;  ///< ms
+    BatchAndRunning change_;   ///< ms
+};
+
+}  // namespace orv::iptv

@@ -1,0 +1,59 @@
+#include "results/IptvTestResults.h"
+
+#include <fmt/format.h>
+
+#include <ctime>
+#include <optional>
+
+#include "InitAttributeBuilder.h"
+#include "orv/framework/meta_class_manager.h"
+#include "orv/framework/static_registration.h"
+#include "orv/ids/framework_ids.h"
+#include "orv/ids/iptv_ids.h"
+
+namespace orv::iptv {
+
+namespace Id = ids::IptvTestResults;
+
+ClassId CIptvTestResults::CLASS_ID() {
+    static const ClassId id = Id::CLASS;
+    return id;
+}
+
+const framework::CMetaClass* CIptvTestResults::GetMetaClassStatic() {
+    static const framework::CMetaClass* const meta_class =
+        framework::CMetaClassManager::Instance().GetClass(CLASS_ID());
+    return meta_class;
+}
+
+namespace {
+
+/// "2026/01/31 23:59:00"; nothing when the clock cannot be read.
+std::optional<std::string> GetLocalTime() {
+    const std::time_t now = std::time(nullptr);
+    std::tm local{};
+    if (now == static_cast<std::time_t>(-1) || !localtime_r(&now, &local)) return std::nullopt;
+    return fmt::format("{:04}/{:02}/{:02} {:02}:{:02}:{:02}", local.tm_year + 1900, local.tm_mon + 1,
+                       local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec);
+}
+
+}  // namespace
+
+void CIptvTestResults::SetTestParams(const std::string& testName) {
+    SetT<std::string>(ids::Scriptable::Name, "IptvTestResults " + std::to_string(GetHandle()));
+    if (auto now = GetLocalTime()) SetT<std::string>(Id::TestStartTime, std::move(*now));
+    SetT<std::string>(Id::TestName, testName);
+}
+
+void CIptvTestResults::SetEndTime() {
+    if (auto now = GetLocalTime()) SetT<std::string>(Id::TestEndTime, std::move(*now));
+}
+
+namespace {
+
+const bool init_ab = InitAttributeBuilder();
+const framework::StaticRegisterClass<CIptvTestResults> registration{CIptvTestResults::CLASS_ID()};
+
+}  // namespace
+
+}  // namespace orv::iptv

@@ -1,0 +1,91 @@
+// The SQL of views.
+#include <boost/algorithm/string/classification.hpp>
+#include <boost/algorithm/string/split.hpp>
+#include <boost/algorithm/string/trim.hpp>
+
+#include <vector>
+
+#include "orv/framework/meta_class_manager.h"
+#include "results/views/ResultTree.h"
+#include "results/views/ViewDefinitions.h"
+
+namespace orv::iptv {
+
+namespace {
+
+/// The parts between commas, without blanks around them; empty ones are left out.
+std::vector<std::string> SplitAtCommas(const std::string& text) {
+    std::vector<std::string> parts;
+    boost::algorithm::split(parts, text, boost::algorithm::is_any_of(","));
+    for (std::string& part : parts) boost::algorithm::trim(part);
+    std::erase_if(parts, [](const std::string& part) { return part.empty(); });
+    return parts;
+}
+
+/// What users call a column; its own name where the data model has none for it.
+std::string GetTitle(const std::string& table, const std::string& column) {
+    const auto* meta_class = framework::CMetaClassManager::Instance().GetClass(table);
+    const auto* property = meta_class ? meta_class->FindProperty(column) : nullptr;
+    if (!property) return column;
+    const auto display = property->attributes.find("displayName");
+    return display == property->attributes.end() ? column : display->second;
+}
+
+std::string WithTitle(const std::string& piece, const std::string& first_table) {
+    if (piece.find(" as ") != std::string::npos) return piece;
+    const std::size_t point = piece.find('.');
+    const std::string table = point == std::string::npos ? first_table : piece.substr(0, point);
+    const std::string column = point == std::string::npos ? piece : piece.substr(point + 1);
+    return piece + " as '" + GetTitle(table, column) + "'";
+}
+
+}  // namespace
+
+std::string BuildSql(const std::string& select, const std::string& from, const std::string& where) {
+    if (select.empty() && from.empty() && where.empty()) return {};
+    std::string sql = "SELECT";
+    if (select == "*") {
+        sql += select;
+    } else {
+        const std::vector<std::string> tables = SplitAtCommas(from);
+        const char* separator = " ";
+        for (const std::string& piece : SplitAtCommas(select)) {
+            sql += separator + WithTitle(piece, tables.empty() ? std::string() : tables.front());
+            separator = ", ";
+        }
+    }
+    if (!from.empty()) sql += " FROM " + from;
+    if (!where.empty()) sql += " WHERE " + where;
+    return sql;
+}
+
+namespace views {
+
+std::string View::GetSelect(const TestKind& kind) const {
+    const auto holds = [&kind](When when) {
+        switch (when) {
+            case When::kAll:
+                return true;
+            case When::kMulticastOnly:
+                return !kind.HasUnicast();
+            case When::kUnicast:
+                return kind.HasUnicast();
+            case When::kRetransmission:
+                return kind.HasRetransmission();
+            case When::kSbit:
+                return kind.HasSbit();
+            case When::kNoSbit:
+                return kind.HasUnicast() && !kind.HasSbit();
+        }
+        return false;
+    };
+    std::string columns;
+    for (const Piece& piece : pieces) {
+        if (holds(piece.when)) columns += piece.columns;
+    }
+    return columns;
+}
+
+}  // namespace views
+
+}  // namespace orv::iptv

@@ -1,0 +1,164 @@
+// Ports that do not do as they are told.
+#include "apply/ApplyStates.h"
+#include "apply_fixture.h"
+#include "msgset/iptvcd_1.h"
+#include "orv/tm/exceptions.h"
+
+namespace {
+
+using namespace orv;  // NOLINT: a test
+using iptv::CIptvMsgSetCln;
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+using testing::IsEmpty;
+using testing_aids::Answer;
+using testing_aids::TestProject;
+using Requests = std::vector<std::string>;
+namespace relations = ids::relations;
+
+/// What one failed request is reported as, but for the beginning of the text.
+std::string Entry(int i, std::uint32_t sequence, const char* port, int code, const std::string& text) {
+    return "error " + std::to_string(i) + ": msgSeqNum " + std::to_string(sequence) +
+           ", msgrString: " + port + ", faultCode: " + std::to_string(code) + ", faultString: " + text;
+}
+
+const std::string kOneError = "IPTV Apply received error";
+
+/// Block C has a profile and a range of its own, so that an apply can have all kinds of requests for P1.
+class ApplyFailureTest : public testing_aids::TwoPortsTest {
+  protected:
+    ApplyFailureTest() {
+        c.SetObjects({&slow}, relations::IptvProfile);
+        c.SetObjects({&other}, relations::StbChannel);
+    }
+    void EditEverything() {
+        ASSERT_EQ(Apply(), "");
+        c.MarkDelete(true, true);
+        fast.Set(ids::IptvViewingProfileConfig::Interval, 2000u);
+        range.Set(ids::IptvViewedChannels::ChannelRangeEnd, 5u);
+        a.Set(ids::IptvStbBlockConfig::MinBufferLevel, std::uint16_t{3});
+        far1.Take();
+        far2.Take();
+    }
+    /// Answers the n-th request from now on.
+    void Spoil(testing_aids::ScriptedPort& port, std::size_t nth, Answer how) {
+        port.answer = [how, nth, count = std::size_t{0}](const tm::Message&) mutable {
+            return count++ == nth ? how : Answer::Respond;
+        };
+    }
+
+    iptv::CIptvViewedChannels& other = project.MakeRange(channels, 5, 8, "Other");
+};
+
+const Requests kAllKinds{"DeleteSettopBlock C", "DetachInterfaces 2", "DeleteChannelBlock Other",
+                         "DeleteProfile Slow",  "UpdateProfile Fast", "UpdateChannelBlock Range",
+                         "AttachInterfaces 1",  "UpdateSettopBlock A"};
+constexpr std::size_t kFirstUpdate = 4;
+
+class FaultTest : public ApplyFailureTest, public testing::WithParamInterface<std::size_t> {};
+
+TEST_P(FaultTest, StopsItsPortOnlyAndTheNextApplyMakesItGood) {
+    const std::size_t failing = GetParam();
+    EditEverything();
+    Spoil(far1, failing, Answer::Fault);
+    const auto sequence = static_cast<std::uint32_t>(far1.GetRequests().size() + failing + 1);
+    EXPECT_EQ(Apply(), kOneError + Entry(0, sequence, "P1", 7, "refused"));
+    EXPECT_THAT(far1.Take(), ElementsAreArray(kAllKinds.begin(), kAllKinds.begin() + failing + 1));
+    const Requests to_p2{"UpdateProfile Fast", "UpdateChannelBlock Range"};
+    EXPECT_THAT(far2.Take(), ElementsAreArray(to_p2));
+
+    // What was deleted is not deleted again; profiles and ranges are sent while they are dirty.
+    far1.answer = {};
+    EXPECT_EQ(Apply(), "");
+    EXPECT_THAT(far1.Take(),
+                ElementsAreArray(kAllKinds.begin() + std::min(failing, kFirstUpdate), kAllKinds.end()));
+    EXPECT_THAT(far2.Take(), ElementsAreArray(to_p2));
+    EXPECT_EQ(Apply(), "");
+    EXPECT_THAT(far1.Take(), IsEmpty());
+    EXPECT_THAT(far2.Take(), IsEmpty());
+    EXPECT_EQ(far1.GetMostOutstanding(), 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, FaultTest, testing::Range<std::size_t>(0, kAllKinds.size()),
+                         [](const auto& info) {
+                             const std::string& request = kAllKinds[info.param];
+                             return request.substr(0, request.find(' '));
+                         });
+
+TEST_F(ApplyFailureTest, AnswersThatDoNotComeFailTheApply) {
+    const struct {
+        Answer how;
+        int code;
+        const char* text;
+    } cases[] = {
+        {Answer::Nothing, -1, "iptvcd_1.UpdateProfile was not answered within 30000 ms"},
+        {Answer::Late, -1, "iptvcd_1.UpdateProfile was not answered within 30000 ms"},
+        {Answer::WrongType, -1, "iptvcd_1.UpdateProfile was not answered within 30000 ms"},
+        {Answer::CloseInstead, -2,
+         "iptvcd_1.UpdateProfile was not answered: the other end closed the connection"},
+    };
+    std::uint32_t sequence = 0;
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.text);
+        Spoil(far1, 0, c.how);
+        EXPECT_EQ(Apply(), kOneError + Entry(0, ++sequence, "P1", c.code, c.text));
+    }
+    far2.Take();
+    // The connection is closed.
+    EXPECT_EQ(Apply(), kOneError + Entry(0, 0, "P1", -1, "iptvcd_1.UpdateProfile could not be sent"));
+    far2.Take();
+    const testing_aids::ScriptedPort again(p1);
+    EXPECT_EQ(Apply(), "");
+    EXPECT_EQ(again.GetRequests().size(), 4u);
+    EXPECT_EQ(Apply(), "");
+    EXPECT_EQ(again.GetRequests().size(), 4u);
+}
+
+TEST_F(ApplyFailureTest, FaultsOfAllPassesAreThrownAtTheEnd) {
+    Spoil(far1, 1, Answer::Fault);
+    Spoil(far2, 2, Answer::Fault);
+    EXPECT_EQ(Apply(), kOneError + "s" + Entry(0, 2, "P1", 7, "refused") + Entry(1, 3, "P2", 7, "refused"));
+    far2.answer = {};
+    Spoil(far1, 0, Answer::Fault);
+    framework::CRpcManager::Instance().Disconnect(p2.GetMessenger());
+    EXPECT_EQ(Apply(), kOneError + "s" + Entry(0, 0, "P2", -1, "iptvcd_1.UpdateProfile could not be sent") +
+                           Entry(1, 3, "P1", 7, "refused"));
+}
+
+TEST_F(ApplyFailureTest, AnswersOfStepsThatAreGoneAreIgnored) {
+    ASSERT_EQ(Apply(), "");
+    CIptvMsgSetCln& client = *CIptvMsgSetCln::FindPortClient(p1.GetHandle());
+    client.AddToApplyMap(iptv::apply_key::kDeleteSettopBlock, &a);
+    client.Begin(std::make_unique<iptv::DeleteStbBlockState>());
+    tm::Message message;
+    message.set_msg_type(tm::TMT_REQUEST);
+    client.GenericResponseHandler(1, &message, nullptr);
+    EXPECT_TRUE(client.IsBusy()) << "a request is no answer";
+    message.set_msg_type(tm::TMT_RESPONSE);
+    client.Abandon();
+    client.GenericResponseHandler(1, &message, nullptr);
+    EXPECT_FALSE(client.IsBusy());
+    EXPECT_FALSE(client.KnownBlocks().at(a.GetHandle()).deleted);
+}
+
+template <class... States>
+void ExpectTypeMismatches(CIptvMsgSetCln& client) {
+    tm::Message request;
+    request.set_msg_type(tm::TMT_REQUEST);
+    const auto expect = [&](auto state) {
+        EXPECT_THROW(state.ProcessResponse(&client, 1, &request, nullptr), tm::Tm_type_mismatch_exception)
+            << state.GetName();
+    };
+    (expect(States{}), ...);
+}
+
+TEST_F(ApplyFailureTest, StepsTakeResponsesOnly) {
+    ASSERT_EQ(Apply(), "");
+    CIptvMsgSetCln& client = *CIptvMsgSetCln::FindPortClient(p1.GetHandle());
+    using namespace iptv;  // NOLINT: eight names
+    ExpectTypeMismatches<DeleteStbBlockState, DetachInterfaceState, DeleteChannelBlockState,
+                         DeleteProfileState, UpdateProfileState, UpdateChannelBlockState,
+                         AttachInterfaceState, UpdateStbBlockState>(client);
+}
+
+}  // namespace

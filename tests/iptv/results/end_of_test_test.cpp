@@ -1,0 +1,158 @@
+// How a test ends.
+#include "control/IptvStopTestCommand.h"
+#include "control/IptvWaitForTestCompletionCommand.h"
+#include "orv/framework/command_status_manager.h"
+#include "orv/framework/task_manager.h"
+#include "results_fixture.h"
+
+namespace {
+
+using namespace results_test;  // NOLINT: a test
+using framework::CScriptableCreator;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing_aids::Answer;
+
+class EndOfTestTest : public ResultsTest {
+  protected:
+    static void Yield(int ms = 100) { framework::CTaskManager::Instance().CtmYield(ms); }
+    /// The port says that its test has ended.
+    static void End(testing_aids::ScriptedPort& port) {
+        tm::Message end;
+        end.set_request_name("iptvcd_1.EOTNotification");
+        port.Notify(end);
+        Yield();
+    }
+    void Report(testing_aids::ScriptedPort& port, const std::vector<stblock_event_s>& blocks) {
+        tm::Message message;
+        iptvcd_1_bll::create_req_ResultsNotification(&message, blocks, true);
+        port.Notify(message);
+        Yield();
+    }
+    bool IsEnabled(common::ClassId command) const {
+        return framework::CCommandStatusManager::Instance().GetCommandStatus(a.GetHandle(), command);
+    }
+    std::string Outcome() {
+        const auto* results = project.Root().GetObject(ids::IptvTestResults::CLASS, common::kParentChild);
+        return results ? results->Get("TestResult") : "none";
+    }
+    void Forget() {
+        far1.Take();
+        far2.Take();
+    }
+};
+
+TEST_F(EndOfTestTest, TheLastPortToEndEndsTheTest) {
+    Start();
+    Yield();
+    Forget();
+    Report(far1, {EventsOf(a, {MakeView(1, 2, 0)})});
+    End(far1);
+    EXPECT_THAT(far1.Take(), IsEmpty());
+    EXPECT_TRUE(iptv::CIptvResultsManager::IsTestRunning());
+    End(far2);
+    EXPECT_FALSE(iptv::CIptvResultsManager::IsTestRunning());
+    EXPECT_EQ(Outcome(), "PASSED");
+    EXPECT_TRUE(IsEnabled(ids::IptvStartTestCommand::CLASS));
+    EXPECT_FALSE(IsEnabled(ids::IptvStopTestCommand::CLASS));
+    Yield();
+    EXPECT_THAT(far1.Take(), ElementsAre("Stop", "DeregisterEOTNotify", "DeregisterResultsNotify"));
+    EXPECT_THAT(far2.Take(), ElementsAre("Stop", "DeregisterEOTNotify", "DeregisterResultsNotify"));
+    EXPECT_TRUE(Manager().GetPreviousViews().IsEmpty());
+    Report(far1, {EventsOf(a, {MakeView(1, 2, 5000)})});
+    EXPECT_EQ(Manager().GetNetChannelChanges(), 1) << "what comes after the end belongs to no test";
+}
+
+TEST_F(EndOfTestTest, AStopReachesEveryPortAndWaitsForTheirEnd) {
+    Start();
+    Yield();
+    End(far1);
+    Forget();
+    auto& stop = CScriptableCreator().Make<iptv::CIptvStopTestCommand>(&project.Root());
+    stop.Execute(false);
+    Yield();
+    EXPECT_THAT(far1.Take(), ElementsAre("Stop")) << "also where the test has ended already";
+    EXPECT_THAT(far2.Take(), ElementsAre("Stop"));
+    stop.Execute(false);
+    Yield();
+    EXPECT_THAT(far2.Take(), IsEmpty()) << "the test is ending already";
+    EXPECT_TRUE(iptv::CIptvResultsManager::IsTestRunning());
+    End(far2);
+    EXPECT_FALSE(iptv::CIptvResultsManager::IsTestRunning());
+    EXPECT_EQ(Outcome(), "FAILED") << "no channel change at all is 100 % failed";
+}
+
+TEST_F(EndOfTestTest, APortThatRefusesToStopEndsTheTestOnce) {
+    Start();
+    Yield();
+    far1.answer = far2.answer = [](const tm::Message& request) {
+        return request.get_request_name() == "iptvcd_1.Stop" ? Answer::Fault : Answer::Respond;
+    };
+    Manager().EndOfTestProcessing(true);
+    Yield();
+    EXPECT_FALSE(iptv::CIptvResultsManager::IsTestRunning());
+    const Reader reader(DatabasePath());
+    EXPECT_EQ(reader.Get("SELECT count(*) FROM IptvTestResults"), "1");
+    End(far1);
+    End(far2);
+    EXPECT_EQ(reader.Get("SELECT count(*) FROM EotResultNode WHERE Name = 'IPTV Test Summary'"), "1");
+}
+
+TEST_F(EndOfTestTest, AStopWithoutAnyTestDoesNotFail) {
+    Manager().Prepare({});
+    CScriptableCreator().Make<iptv::CIptvStopTestCommand>(&project.Root()).Execute(false);
+    EXPECT_FALSE(iptv::CIptvResultsManager::IsTestRunning());
+}
+
+TEST_F(EndOfTestTest, EachTestHasItsOwnVerdictAndDataSet) {
+    auto failed_view = MakeView(1, 2, 0);
+    failed_view.first_mcast_pkt_ts = failed_view.last_mcast_pkt_ts = 0;
+    for (const auto& [view, outcome] : {std::pair{failed_view, "FAILED"}, {MakeView(1, 2, 0), "PASSED"}}) {
+        Start();
+        Yield();
+        Report(far1, {EventsOf(a, {view})});
+        End(far1);
+        End(far2);
+        const auto results = project.Root().GetObjects("IptvTestResults", common::kParentChild);
+        EXPECT_EQ(results.back()->Get("TestResult"), outcome);
+    }
+    const Reader reader(DatabasePath());
+    EXPECT_EQ(reader.Get("SELECT count(DISTINCT DataSetId) FROM EotResultNode"), "2");
+}
+
+TEST_F(EndOfTestTest, TheWaitEndsWithTheTest) {
+    auto& wait = CScriptableCreator().Make<iptv::CIptvWaitForTestCompletionCommand>(&project.Root());
+    wait.Execute(false);  // no test runs
+    Start();
+    framework::CTaskManager::Instance().PostAfter(std::chrono::seconds(12), [this] {
+        tm::Message end;
+        end.set_request_name("iptvcd_1.EOTNotification");
+        far1.Notify(end);
+        far2.Notify(end);
+    });
+    const double start = framework::CTimer::GetCurrentSystemTimeInSec();
+    wait.Execute(false);
+    EXPECT_EQ(framework::CTimer::GetCurrentSystemTimeInSec() - start, 15) << "it looks every five seconds";
+}
+
+TEST_F(EndOfTestTest, AWaitThatIsCancelledStopsTheTestOnceAndGoesOnWaiting) {
+    Start();
+    Yield();
+    Forget();
+    auto& wait = CScriptableCreator().Make<iptv::CIptvWaitForTestCompletionCommand>(&project.Root());
+    auto& tasks = framework::CTaskManager::Instance();
+    tasks.PostAfter(std::chrono::seconds(1), [&wait] { wait.Cancel(); });
+    tasks.PostAfter(std::chrono::seconds(32), [this] {
+        tm::Message end;
+        end.set_request_name("iptvcd_1.EOTNotification");
+        far1.Notify(end);
+        far2.Notify(end);
+    });
+    wait.Execute(false);
+    EXPECT_FALSE(iptv::CIptvResultsManager::IsTestRunning());
+    Yield();
+    EXPECT_THAT(far1.Take(), ElementsAre("Stop", "DeregisterEOTNotify", "DeregisterResultsNotify"));
+}
+
+}  // namespace
