@@ -9,6 +9,7 @@
 #include "msgset/iptvcd_1.h"
 #include "orv/core/host_application.h"
 #include "orv/core/network_block.h"
+#include "orv/core/project.h"
 #include "orv/framework/scriptable_creator.h"
 #include "orv/ids/core_ids.h"
 #include "orv/ids/iptv_ids.h"

@@ -24,7 +24,7 @@ using namespace orv;  // NOLINT: a test
 using framework::CScriptable;
 using framework::CScriptableCreator;
 
-TestProject::TestProject() : host_({framework::ClockKind::Virtual}) {
+TestProject::TestProject(framework::ClockKind clock) : host_({clock}) {
     const iptv::IptvResourceRegisterer resources;
 }
 

@@ -33,7 +33,7 @@ struct Stack {
 /// Everything is made with the data model's defaults unless said otherwise; what it makes is valid.
 class TestProject {
   public:
-    TestProject();
+    explicit TestProject(orv::framework::ClockKind clock = orv::framework::ClockKind::Virtual);
     /// Also puts the plug-in's process-wide state back: no test runs, no check flag is set.
     ~TestProject();
 

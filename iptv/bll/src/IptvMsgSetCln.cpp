@@ -22,7 +22,8 @@ namespace orv::iptv {
 
 using framework::CHandleRegistry;
 
-std::map<std::uint32_t, CIptvMsgSetCln*> CIptvMsgSetCln::m_portMap;
+std::map<std::uint32_t, CIptvMsgSetCln*>& CIptvMsgSetCln::m_portMap =
+    *new std::map<std::uint32_t, CIptvMsgSetCln*>;
 framework::PropId CIptvMsgSetCln::m_portOnlineProp;
 ScriptableVec CIptvMsgSetCln::m_profileList;
 ScriptableVec CIptvMsgSetCln::m_viewedChannelList;
@@ -90,7 +91,6 @@ void CIptvMsgSetCln::PortOfflineHandler(CScriptable*, framework::PropId) {
     // A port that comes back may have lost what it knew, so it is sent everything again; an answer that is
     // still on its way is of no interest.
     Abandon();
-    for (const auto& [block, known] : m_knownBlocks) ForgetAppliedPort(block);
     m_knownBlocks.clear();
     const auto* project = core::CProject::GetCurrentActiveInstance();
     if (!project) return;
@@ -105,16 +105,6 @@ void CIptvMsgSetCln::PortOfflineHandler(CScriptable*, framework::PropId) {
     for (CScriptable* object : objects) {
         if (auto* known = dynamic_cast<AppliedPorts*>(object)) known->RemovePortInVec(m_portHandle);
     }
-}
-
-void CIptvMsgSetCln::ForgetBlock(std::uint32_t block) {
-    m_knownBlocks.erase(block);
-    ForgetAppliedPort(block);
-}
-
-void CIptvMsgSetCln::ForgetAppliedPort(std::uint32_t block) const {
-    auto* object = dynamic_cast<CIptvStbBlockConfig*>(CHandleRegistry::Instance().Find(block));
-    if (object && object->GetAppliedPort() == m_portHandle) object->SetAppliedPort(0);
 }
 
 void CIptvMsgSetCln::AddToApplyMap(const std::string& key, CScriptable* object) {
@@ -169,7 +159,10 @@ void CIptvMsgSetCln::Abandon() {
     m_state.reset();
     m_abandoned = true;
     m_sentValues.clear();
-    // Other ports may have answered and set the ranges' addresses as sent.
+}
+
+void CIptvMsgSetCln::ForgetAddresses() {
+    if (!m_abandoned) return;
     for (CIptvViewedChannels* range : GetFromApplyMap<CIptvViewedChannels>(apply_key::kUpdateChannelBlock))
         range->ForgetIpParam();
 }

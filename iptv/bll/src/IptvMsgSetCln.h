@@ -113,6 +113,9 @@ class CIptvMsgSetCln {
     bool IsBusy() const { return m_state != nullptr; }
     /// Ends the apply of this port before its time: what was not answered counts as not sent.
     void Abandon();
+    /// At the end of an apply of all ports: when this one did not come to its end, the addresses of the
+    /// ranges that it was to be sent count as not sent, whatever other ports were sent after it.
+    void ForgetAddresses();
     /// Takes what went wrong with sending, in the form of the RPC manager's errors.
     void TakeSendErrors(std::vector<framework::ErrorMsg>& errors);
 
@@ -130,8 +133,6 @@ class CIptvMsgSetCln {
 
     /// What the port knows of STB blocks, by block handle.
     std::map<std::uint32_t, KnownBlock>& KnownBlocks() { return m_knownBlocks; }
-    /// The port has nothing of a block any more.
-    void ForgetBlock(std::uint32_t block);
     /// The values of blocks, by block handle, that are on their way to the port until it answers.
     std::map<std::uint32_t, StbBlockValues>& SentValues() { return m_sentValues; }
     /// The interfaces, by block handle, whose attaching the port has not answered yet.
@@ -145,12 +146,13 @@ class CIptvMsgSetCln {
 
   private:
     static void ReleaseClientsOfGonePorts();
-    void ForgetAppliedPort(std::uint32_t block) const;
     void Send(Message& message, bool await_response, bool& pending);
     std::string DescribeError(const std::string& prefix, const Message& message) const;
 
-    static std::map<std::uint32_t, CIptvMsgSetCln*> m_portMap;  ///< by port handle; owns the clients
-    static framework::PropId m_portOnlineProp;                  ///< looked up by the first client
+    /// By port handle; owns the clients. Never destroyed: when the process ends, what a client needs for its
+    /// own end may be gone already.
+    static std::map<std::uint32_t, CIptvMsgSetCln*>& m_portMap;
+    static framework::PropId m_portOnlineProp;  ///< looked up by the first client
 
     std::map<std::string, std::set<std::uint32_t>> m_applyMap;  ///< handles by key
     const std::uint32_t m_portHandle;

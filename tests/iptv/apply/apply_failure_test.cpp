@@ -1,8 +1,7 @@
 // Ports that do not do as they are told.
 #include "apply/ApplyStates.h"
 #include "apply_fixture.h"
-#include "msgset/iptvcd_1.h"
-#include "orv/tm/exceptions.h"
+#include "orv/core/ipv4_network_block.h"
 
 namespace {
 
@@ -85,6 +84,47 @@ INSTANTIATE_TEST_SUITE_P(Kinds, FaultTest, testing::Range<std::size_t>(0, kAllKi
                              return request.substr(0, request.find(' '));
                          });
 
+TEST_F(ApplyFailureTest, WhatIsNewToAPortIsSentUntilThePortHasIt) {
+    ASSERT_EQ(Apply(), "");
+    far2.Take();
+    device_c.RemoveObject(p1, relations::AffiliationPort);
+    TestProject::Relate(device_c, p2, relations::AffiliationPort);
+    const std::string profile = "UpdateProfile Slow", range = "UpdateChannelBlock Other",
+                      interface = "AttachInterfaces 2", block = "UpdateSettopBlock C";
+    const struct {
+        std::size_t failing;
+        Requests sent;
+    } applies[] = {{0, {profile}}, {1, {profile, range}}, {1, {range, interface}}, {1, {interface, block}}};
+    for (const auto& apply : applies) {
+        Spoil(far2, apply.failing, Answer::Fault);
+        EXPECT_NE(Apply(), "");
+        EXPECT_THAT(far2.Take(), ElementsAreArray(apply.sent));
+    }
+    far2.answer = {};
+    EXPECT_EQ(Apply(), "");
+    EXPECT_THAT(far2.Take(), ElementsAre(interface, block));
+    EXPECT_THAT(far1.Take(), testing::Not(testing::Contains(block)));
+}
+
+TEST_F(ApplyFailureTest, AMovedGroupReachesAlsoThePortThatFailedBeforeIt) {
+    ASSERT_EQ(Apply(), "");
+    auto& addresses =
+        dynamic_cast<core::CIpv4NetworkBlock&>(*TestProject::GroupOf(channels).GetNetworkBlock());
+    for (const std::size_t failing : {0, 1}) {
+        SCOPED_TRACE(failing);
+        fast.Set(ids::IptvViewingProfileConfig::Interval, 2000 + 50 * static_cast<std::uint32_t>(failing));
+        addresses.SetAddrIncrement(addresses.GetAddrIncrement() + 1);
+        Spoil(far1, failing, Answer::Fault);
+        EXPECT_NE(Apply(), "");
+        far1.answer = {};
+        far1.Take();
+        EXPECT_EQ(Apply(), "");
+        EXPECT_THAT(far1.Take(), ElementsAre("UpdateProfile Fast", "UpdateChannelBlock Range,Other"));
+        EXPECT_EQ(Apply(), "");
+        EXPECT_THAT(far1.Take(), IsEmpty());
+    }
+}
+
 TEST_F(ApplyFailureTest, AnswersThatDoNotComeFailTheApply) {
     const struct {
         Answer how;
@@ -139,26 +179,6 @@ TEST_F(ApplyFailureTest, AnswersOfStepsThatAreGoneAreIgnored) {
     client.GenericResponseHandler(1, &message, nullptr);
     EXPECT_FALSE(client.IsBusy());
     EXPECT_FALSE(client.KnownBlocks().at(a.GetHandle()).deleted);
-}
-
-template <class... States>
-void ExpectTypeMismatches(CIptvMsgSetCln& client) {
-    tm::Message request;
-    request.set_msg_type(tm::TMT_REQUEST);
-    const auto expect = [&](auto state) {
-        EXPECT_THROW(state.ProcessResponse(&client, 1, &request, nullptr), tm::Tm_type_mismatch_exception)
-            << state.GetName();
-    };
-    (expect(States{}), ...);
-}
-
-TEST_F(ApplyFailureTest, StepsTakeResponsesOnly) {
-    ASSERT_EQ(Apply(), "");
-    CIptvMsgSetCln& client = *CIptvMsgSetCln::FindPortClient(p1.GetHandle());
-    using namespace iptv;  // NOLINT: eight names
-    ExpectTypeMismatches<DeleteStbBlockState, DetachInterfaceState, DeleteChannelBlockState,
-                         DeleteProfileState, UpdateProfileState, UpdateChannelBlockState,
-                         AttachInterfaceState, UpdateStbBlockState>(client);
 }
 
 }  // namespace

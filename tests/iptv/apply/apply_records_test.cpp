@@ -77,6 +77,22 @@ class ApplyRecordsTest : public testing_aids::ApplyTest {
         channels->Set(ids::IptvChannelBlock::UseNetworkBlockSources, true);
     }
 
+    channelBlockConfig_s NewChannels(const char* first, const char* step) const {
+        return {.channel_handle = range->GetHandle(),
+                .channel_count = 5,
+                .channel_number_start = 4,
+                .channel_number_step = 1,
+                .channel_initial_start = 4,
+                .channel_initial_step = 1,
+                .channel_ip_start = Ip(first),
+                .channel_ip_step = Ip(step),
+                .filterMode = FilterModeType::EXCLUDE,
+                .source_list = {},
+                .fcc_multicast_udp_port = 5003,
+                .fcc_multicast_udp_port_step = 0,
+                .rrr_cbConfig = {}};
+    }
+
     iptv::CIptvChannelBlock* channels = nullptr;
     iptv::CIptvViewedChannels* range = nullptr;
     iptv::CIptvViewingProfileConfig* profile = nullptr;
@@ -133,20 +149,7 @@ TEST_F(ApplyRecordsTest, ChannelBlockOfIpv4) {
     namespace Block = ids::IptvChannelBlock;
     core::CEmulatedDevice& source = project.MakeDevice(nullptr, 3);
     Check<Channels>(
-        "UpdateChannelBlock", parse_req_UpdateChannelBlock,
-        {.channel_handle = range->GetHandle(),
-         .channel_count = 5,
-         .channel_number_start = 4,
-         .channel_number_step = 1,
-         .channel_initial_start = 4,
-         .channel_initial_step = 1,
-         .channel_ip_start = Ip("225.0.0.4"),
-         .channel_ip_step = Ip("0.0.0.1"),
-         .filterMode = FilterModeType::EXCLUDE,
-         .source_list = {},
-         .fcc_multicast_udp_port = 5003,
-         .fcc_multicast_udp_port_step = 0,
-         .rrr_cbConfig = {}},
+        "UpdateChannelBlock", parse_req_UpdateChannelBlock, NewChannels("225.0.0.4", "0.0.0.1"),
         {{"new", [] {}, [](Channels&) {}},
          {"first channel viewed", [&] { range->Set(Range::InitialChannelStart, 6u); },
           [](Channels& c) { c.channel_initial_start = 6; }},
@@ -201,20 +204,7 @@ TEST_F(ApplyRecordsTest, ChannelBlockOfIpv6) {
     second.SetCollection<common::CIpv6Address>(ids::Ipv6If::AddrList,
                                                {*common::CIpv6Address::FromString("3000::9")});
     Check<Channels>(
-        "UpdateChannelBlock", parse_req_UpdateChannelBlock,
-        {.channel_handle = range->GetHandle(),
-         .channel_count = 5,
-         .channel_number_start = 4,
-         .channel_number_step = 1,
-         .channel_initial_start = 4,
-         .channel_initial_step = 1,
-         .channel_ip_start = Ip("ff1e::4"),
-         .channel_ip_step = Ip("::1"),
-         .filterMode = FilterModeType::EXCLUDE,
-         .source_list = {},
-         .fcc_multicast_udp_port = 5003,
-         .fcc_multicast_udp_port_step = 0,
-         .rrr_cbConfig = {}},
+        "UpdateChannelBlock", parse_req_UpdateChannelBlock, NewChannels("ff1e::4", "::1"),
         {{"new", [] {}, [](Channels&) {}},
          {"increment", [&] { Addresses<core::CIpv6NetworkBlock>().SetAddrIncrement(0x80000000); },
           [](Channels& c) {

@@ -24,8 +24,12 @@ TEST(Defaults, AProjectMadeOnlyOfDefaultsIsValid) {
         auto& device = project.MakeDevice(&project.MakePort(), 1, {.ipv6 = ipv6});
         project.MakeStbBlock(device, project.MakeProfile(), {&range});
 
+        // Also for the tests that look at more.
+        iptv::CIptvStbBlockConfig::m_bFccCheck = true;
+        iptv::CIptvViewingProfileConfig::m_bTriggerDelayCheck = true;
         framework::ValidationContext context;
         framework::ValidatorRegistry::Instance().ValidateTree(root, context);
+        EXPECT_FALSE(framework::ValidatorRegistry::Instance().GetValidators().empty());
         for (const auto& report : context.GetErrors())
             ADD_FAILURE() << report.object << ": " << report.message;
     }

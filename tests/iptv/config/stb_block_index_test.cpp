@@ -168,45 +168,4 @@ TEST_F(StbBlockIndexTest, AFullPortGivesNoFurtherIndex) {
     EXPECT_EQ(BlocksOf(port).back(), moved[2]);
 }
 
-TEST_F(StbBlockIndexTest, APortKnowsTheBlocksThatLeftIt) {
-    CScriptable& port = MakePort();
-    CScriptable& other = MakePort();
-    CScriptable& device = MakeDevice(&port);
-    CScriptable& mover = MakeDevice(&port);
-    CIptvStbBlockConfig& travels = MakeBlock(mover);
-    CIptvStbBlockConfig& dies = MakeBlock(device);
-    CIptvStbBlockConfig& stays = MakeBlock(device);
-    MakeBlock(device).MarkDelete(true, true);  // was never sent
-    for (auto* block : {&stays, &dies, &travels}) block->SetAppliedPort(port.GetHandle());
-    const auto departed = [](const CScriptable& from) {
-        Blocks blocks;
-        CIptvStbBlockConfig::FindDepartedBlocks(from.GetHandle(), blocks);
-        return blocks;
-    };
-    EXPECT_EQ(departed(port), Blocks{});
-    EXPECT_EQ(CIptvStbBlockConfig::FindPorts(), Handles{port.GetHandle()});
-
-    dies.MarkDelete(true, true);
-    EXPECT_EQ(departed(port), Blocks{&dies});
-    mover.RemoveObject(port, kPort);
-    mover.AddObject(other, kPort);
-    EXPECT_EQ(departed(port), (Blocks{&travels, &dies}));
-    EXPECT_EQ(CIptvStbBlockConfig::FindPorts(), (Handles{port.GetHandle(), other.GetHandle()}));
-    stays.Delete();
-    EXPECT_EQ(CIptvStbBlockConfig::FindPorts(), (Handles{port.GetHandle(), other.GetHandle()}))
-        << "it carries none, but knows two";
-    travels.SetAppliedPort(other.GetHandle());
-    EXPECT_EQ(departed(port), Blocks{&dies});
-    EXPECT_EQ(departed(other), Blocks{});
-    SettleAfterApply(host_.GetProject());
-    EXPECT_EQ(CIptvStbBlockConfig::FindPorts(), Handles{other.GetHandle()});
-
-    // A port takes what it knows along.
-    other.MarkDelete(true, true);
-    EXPECT_EQ(departed(other), Blocks{&travels});
-    EXPECT_EQ(CIptvStbBlockConfig::FindPorts(), Handles{other.GetHandle()});
-    SettleAfterApply(host_.GetProject());
-    EXPECT_EQ(CIptvStbBlockConfig::FindPorts(), Handles{});
-}
-
 }  // namespace

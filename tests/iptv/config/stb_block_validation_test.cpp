@@ -34,6 +34,11 @@ void TakeProtocol(Scene& s) {
     s.block.RemoveObject(TestProject::McastOf(s.device), relations::MulticastParam);
 }
 
+/// The block is one of the running test's.
+void TakePart(Scene& s) {
+    CIptvStbBlockConfig::m_startTestStbMap = {{s.port.GetHandle(), {s.block.GetHandle()}}};
+}
+
 TEST(StbBlockValidation, ABlockHasWhatItNeeds) {
     Check({
         {"valid", [](Scene&) {}, {}},
@@ -135,37 +140,48 @@ TEST(StbBlockValidation, NothingChangesUnderATest) {
              start_without(s), edit(s);
          },
          {kChanged}},
-        {"off, taking part elsewhere, others here",
+        {"off, and started on another port",
          [&](Scene& s) {
              CIptvStbBlockConfig::m_startTestStbMap = {
                  {s.project.Root().GetHandle(), {s.block.GetHandle()}},  // lower than the port's
                  {s.port.GetHandle(), {s.range.GetHandle()}}};
              start_without(s), edit(s);
          },
-         {}},
+         {kChanged}},
         {"deleted: no further rule",
          [](Scene& s) {
              s.AddBoxes(&s.port, "Other");
-             s.block.SetAppliedPort(s.port.GetHandle());
+             TakePart(s);
              s.StartTest();
              Remove(s.block);
          },
          {kChanged}},
-        {"off and deleted",
-         [&](Scene& s) { s.block.SetAppliedPort(s.port.GetHandle()), start_without(s), Remove(s.block); },
+        {"the only one of all ports, deleted",
+         [](Scene& s) { TakePart(s), s.StartTest(), Remove(s.block); },
          {kChanged}},
-        {"deleted, never sent", [](Scene& s) { s.StartTest(), Remove(s.block); }, {}},
-        {"deleted without a test",
-         [](Scene& s) { s.block.SetAppliedPort(s.port.GetHandle()), Remove(s.block); },
+        {"deleted, not part of the test", [](Scene& s) { s.StartTest(), Remove(s.block); }, {}},
+        {"off its port",
+         [](Scene& s) {
+             TakePart(s);
+             s.StartTest();
+             s.device.RemoveObject(s.port, relations::AffiliationPort);
+         },
+         {kChanged}},
+        {"port deleted", [](Scene& s) { TakePart(s), s.StartTest(), Remove(s.port); }, {kChanged}},
+        {"off, incomplete and no part of the test",
+         [](Scene& s) {
+             TakeProfile(s), SwitchOff(s.block), s.project.Settle();
+             iptv::CIptvResultsManager::GetResultsManager()->SetTestRunning(true);
+         },
          {}},
+        {"deleted without a test", [](Scene& s) { TakePart(s), Remove(s.block); }, {}},
         {"moved, checked on its new port only",
          [](Scene& s) {
              core::CPort& second = s.project.MakePort("Port 2");
-             s.block.SetAppliedPort(s.port.GetHandle());
+             TakePart(s);
              s.StartTest();
              s.device.RemoveObject(s.port, relations::AffiliationPort);
              TestProject::Relate(s.device, second, relations::AffiliationPort);
-             s.block.Set(Id::SaveTimeStamps, true);
          },
          {kChanged}},
     });

@@ -54,7 +54,9 @@ inline Reports ReportsOf(const framework::ValidationContext& context) {
 /// All that is configured has been sent, and a test runs.
 inline void StartTest(TestProject& project) {
     project.Settle();
-    for (const std::uint32_t port : iptv::CIptvStbBlockConfig::FindPorts()) {
+    std::vector<std::uint32_t> ports;
+    iptv::CIptvStbBlockConfig::FindObjectHandles(ports);
+    for (const std::uint32_t port : ports) {
         std::vector<iptv::CIptvStbBlockConfig*> blocks;
         iptv::CIptvStbBlockConfig::FindObjects(port, blocks);
         for (auto* block : blocks) block->CheckIfAnyRelatedObjectsAreDirty(true);

@@ -45,8 +45,13 @@ inline stbox_event_s MakeView(std::uint32_t settop, std::uint16_t channel, std::
 /// Block A (IPv4) on port P1, block B (IPv6) on port P2.
 class ResultsTest : public testing::Test {
   protected:
-    ResultsTest()
-        : folder_(MakeFolder()), p1(project.MakePort("P1")), p2(project.MakePort("P2")), far1(p1), far2(p2) {
+    explicit ResultsTest(framework::ClockKind clock = framework::ClockKind::Virtual)
+        : folder_(MakeFolder()),
+          project(clock),
+          p1(project.MakePort("P1")),
+          p2(project.MakePort("P2")),
+          far1(p1),
+          far2(p2) {
         manager_db = core::MakeSqliteTestResultManager(folder_.string());
     }
     ~ResultsTest() override {

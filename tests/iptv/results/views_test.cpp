@@ -144,6 +144,19 @@ TEST_P(ViewsTest, TheTreeHasEveryViewAndEveryQueryRuns) {
 
 INSTANTIATE_TEST_SUITE_P(AllTests, ViewsTest, testing::ValuesIn(AllCases()));
 
+TEST(Templates, NameNodesOfTheTree) {
+    for (const char* name : {"IptvAggregateResultsTemplate", "IptvSetTopBoxAndIndividualChannelResults"}) {
+        std::ifstream file(std::string(TEMPLATES) + "/" + name + ".rtp");
+        int nodes = 0;
+        for (std::string line; std::getline(file, line);) {
+            if (line.starts_with("#") || line.starts_with("=")) continue;
+            EXPECT_TRUE(Titles().contains("retransmission: " + line)) << name << ": " << line;
+            ++nodes;
+        }
+        EXPECT_GT(nodes, 3) << name;
+    }
+}
+
 class SavedResultsTest : public ResultsTest {};
 
 TEST_F(SavedResultsTest, RowsAreStoredWhenEnoughArePending) {

@@ -52,17 +52,23 @@ class IndexedObject {
 
   private:
     struct Order {
+        using is_transparent = void;  ///< an index may be sought, too
         bool operator()(const Object* a, const Object* b) const { return Rank(a) < Rank(b); }
+        bool operator()(const Object* a, Index index) const { return a->index_ < index; }
+        bool operator()(Index index, const Object* a) const { return index < a->index_; }
         static auto Rank(const Object* object) {
             const IndexedObject& indexed = *object;
             return std::tuple(indexed.index_, indexed.group_deleted_, indexed.handle_);
         }
     };
-    using Group = std::set<Object*, Order>;
+    struct Group {
+        std::set<Object*, Order> objects;
+        Index all_taken_below = 0;  ///< where the search for a free index begins
+    };
     static std::map<Key, Group>& Groups();
 
     void Erase();
-    static Index FindFreeIndex(const Group& group);
+    static Index TakeFreeIndex(Group& group);
 
     Key key_ = 0;
     Index index_ = kNoIndex;
@@ -81,16 +87,13 @@ IndexedObject<Object, Index, Key>::Groups() {
 }
 
 template <class Object, class Index, class Key>
-Index IndexedObject<Object, Index, Key>::FindFreeIndex(const Group& group) {
-    if (group.empty()) return 0;
-    // Without gap the last index is the count less one. The last object may be one without index.
-    if (const Index last = (*group.rbegin())->index_; last != kNoIndex && last == group.size() - 1)
-        return static_cast<Index>(last + 1);
-    Index free = 0;
-    for (const Object* object : group) {
-        if (free == kNoIndex || object->index_ > free) break;
-        if (object->index_ == free) ++free;
+Index IndexedObject<Object, Index, Key>::TakeFreeIndex(Group& group) {
+    Index free = group.all_taken_below;
+    for (auto object = group.objects.lower_bound(free); object != group.objects.end(); ++object) {
+        if (free == kNoIndex || (*object)->index_ > free) break;
+        if ((*object)->index_ == free) ++free;
     }
+    group.all_taken_below = free == kNoIndex ? free : static_cast<Index>(free + 1);
     return free;
 }
 
@@ -98,18 +101,16 @@ template <class Object, class Index, class Key>
 void IndexedObject<Object, Index, Key>::AddObjectToMap() {
     auto* self = static_cast<Object*>(this);
     const Key key = self->GetIndexHandle();
-    if (key_ != 0 && key_ != key) RemoveObjectFromMap();
+    if (key_ == key && HasBlockIndex() && GetObjectByIndex(key, index_) == self) return;
+    // Also out of the group that it stays in: what the order looks at changes.
+    if (key_ != 0) RemoveObjectFromMap();
     if (key == 0) return;
-    if (HasBlockIndex()) {
-        if (GetObjectByIndex(key, index_) == self) return;
-        RemoveObjectFromMap();
-    }
     Group& group = Groups()[key];
     key_ = key;
-    index_ = FindFreeIndex(group);  // kNoIndex when all are taken
+    index_ = TakeFreeIndex(group);  // kNoIndex when all are taken
     group_deleted_ = self->IsDeleted();
     handle_ = self->GetHandle();
-    group.insert(self);
+    group.objects.insert(self);
 }
 
 template <class Object, class Index, class Key>
@@ -117,8 +118,9 @@ void IndexedObject<Object, Index, Key>::Erase() {
     auto* self = static_cast<Object*>(this);
     const auto found = Groups().find(key_);
     if (found == Groups().end()) return;
-    found->second.erase(self);
-    if (found->second.empty()) Groups().erase(found);
+    Group& group = found->second;
+    if (group.objects.erase(self) != 0 && index_ < group.all_taken_below) group.all_taken_below = index_;
+    if (group.objects.empty()) Groups().erase(found);
 }
 
 template <class Object, class Index, class Key>
@@ -138,19 +140,17 @@ void IndexedObject<Object, Index, Key>::FindObjects(Key key, std::vector<Object*
     const auto found = Groups().find(key);
     if (found == Groups().end()) return;
     // One walk over the set: a range insertion would take a second one to count.
-    objects.reserve(objects.size() + found->second.size());
-    for (Object* object : found->second) objects.push_back(object);
+    objects.reserve(objects.size() + found->second.objects.size());
+    for (Object* object : found->second.objects) objects.push_back(object);
 }
 
 template <class Object, class Index, class Key>
 Object* IndexedObject<Object, Index, Key>::GetObjectByIndex(Key key, Index index) {
     const auto found = Groups().find(key);
     if (found == Groups().end()) return nullptr;
-    for (Object* object : found->second) {
-        if (object->index_ == index) return object;
-        if (object->index_ > index) break;
-    }
-    return nullptr;
+    const auto object = found->second.objects.lower_bound(index);
+    const bool is_there = object != found->second.objects.end() && (*object)->index_ == index;
+    return is_there ? *object : nullptr;
 }
 
 }  // namespace orv::common

@@ -54,6 +54,7 @@ class Passes {
     void Add(CIptvMsgSetCln& client) {
         client.Begin(std::make_unique<IptvSetupState>());
         ports_.push_back(client.GetPortHandle());
+        all_ports_.push_back(client.GetPortHandle());
     }
 
     /// Ends with every port done. A fault stops its port only; what went wrong is thrown at the end.
@@ -64,9 +65,11 @@ class Passes {
     bool Walk();
     void Wait();
     void AbandonAll();
+    void ForgetAddresses();
     CIptvMsgSetCln* Find(std::uint32_t port) const { return CIptvMsgSetCln::FindPortClient(port); }
 
-    std::vector<std::uint32_t> ports_;
+    std::vector<std::uint32_t> ports_;  ///< those that are not done
+    std::vector<std::uint32_t> all_ports_;
     std::vector<ErrorMsg> errors_;
 };
 
@@ -78,8 +81,10 @@ void Passes::Run() {
         // answer comes in the middle of the next apply.
         Wait();
         AbandonAll();
+        ForgetAddresses();
         throw;
     }
+    ForgetAddresses();
     if (!errors_.empty()) ThrowErrors(errors_);
 }
 
@@ -115,6 +120,12 @@ void Passes::Wait() {
 void Passes::AbandonAll() {
     for (const std::uint32_t port : ports_) {
         if (CIptvMsgSetCln* client = Find(port)) client->Abandon();
+    }
+}
+
+void Passes::ForgetAddresses() {
+    for (const std::uint32_t port : all_ports_) {
+        if (CIptvMsgSetCln* client = Find(port)) client->ForgetAddresses();
     }
 }
 

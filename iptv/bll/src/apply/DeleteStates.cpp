@@ -63,7 +63,7 @@ bool DetachInterfaceState::FillMessage(CIptvMsgSetCln* client, Message& message,
 void DetachInterfaceState::ProcessResponse(CIptvMsgSetCln* client, std::uint16_t, Message* response, void*) {
     IFSETUP_1_bll::parse_resp_DetachInterfaces(response);
     for (const std::uint32_t block : client->GetHandlesFromApplyMap(apply_key::kDeleteSettopBlock))
-        client->ForgetBlock(block);
+        client->KnownBlocks().erase(block);
 }
 
 bool DeleteChannelBlockState::FillMessage(CIptvMsgSetCln* client, Message& message, bool& awaitResponse) {

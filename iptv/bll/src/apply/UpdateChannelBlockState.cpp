@@ -198,6 +198,8 @@ void UpdateChannelBlockState::ProcessResponse(CIptvMsgSetCln* client, std::uint1
     iptvcd_1_bll::parse_resp_UpdateChannelBlock(response);
     for (auto* range : client->GetFromApplyMap<CIptvViewedChannels>(apply_key::kUpdateChannelBlock))
         range->AddPortInVec(client->GetPortHandle());
+    // Should a later step fail, the port has these.
+    client->ClearApplyMap(apply_key::kUpdateChannelBlock);
 }
 
 void UpdateChannelBlockState::CommitObjects(CIptvMsgSetCln* client) {

@@ -155,9 +155,7 @@ void UpdateStbBlockState::ProcessResponse(CIptvMsgSetCln* client, std::uint16_t,
     for (auto& [handle, values] : client->SentValues()) {
         client->KnownBlocks()[handle] = {.il_interface = values.vif_handle, .deleted = false};
         auto* block = dynamic_cast<CIptvStbBlockConfig*>(framework::CHandleRegistry::Instance().Find(handle));
-        if (!block) continue;
-        block->SetAppliedValues(std::move(values));
-        block->SetAppliedPort(client->GetPortHandle());
+        if (block) block->SetAppliedValues(std::move(values));
     }
     client->SentValues().clear();
 }

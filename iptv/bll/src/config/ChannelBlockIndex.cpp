@@ -80,7 +80,7 @@ CIptvChannelBlock* ChannelBlockIndex::Find(std::uint32_t first, std::uint32_t la
     CIptvChannelBlock* block = nullptr;
     // The last channel must lie behind a block's first one.
     if (last > 0) block = FindInOrder(std::min(first, last - 1), std::max(first, last));
-    if (!block && failure_) ThrowLookupFailure(failure_->what, failure_->detail);
+    if (!block && failure_) ThrowLookupFailure(failure_->what, failure_->detail, failure_->where);
     return block;
 }
 

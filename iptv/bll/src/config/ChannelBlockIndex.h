@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <source_location>
 #include <string>
 #include <vector>
 
@@ -38,6 +39,7 @@ class ChannelBlockIndex {
     struct Failure {
         LookupFailure what;
         std::string detail;
+        std::source_location where = std::source_location::current();
     };
 
     std::optional<Failure> Add(framework::CScriptable* object);

@@ -1,8 +1,5 @@
 #include "config/IptvStbBlockConfig.h"
 
-#include <algorithm>
-#include <set>
-
 #include "InitAttributeBuilder.h"
 #include "IptvLog.h"
 #include "config/IptvBlockIfUserFinder.h"
@@ -33,13 +30,6 @@ CScriptable& GetParentOrThrow(const CIptvStbBlockConfig& block) {
     return *parent;
 }
 
-/// The blocks that each port has been sent, by the handle of the port. Never destroyed: blocks may outlive
-/// other statics.
-std::map<std::uint32_t, std::set<CIptvStbBlockConfig*>>& BlocksOnPorts() {
-    static auto* blocks = new std::map<std::uint32_t, std::set<CIptvStbBlockConfig*>>;
-    return *blocks;
-}
-
 void RegisterInterfaceUserFinder() {
     if (CIptvStbBlockConfig::m_ifFinderRegistered) return;
     core::CIfManager::Instance().RegisterInterfaceUserFinderFactoryMethod(
@@ -56,7 +46,6 @@ bool CIptvStbBlockConfig::m_ifFinderRegistered = false;
 CIptvStbBlockConfig::CIptvStbBlockConfig() = default;
 CIptvStbBlockConfig::~CIptvStbBlockConfig() {
     StopListening();
-    SetAppliedPort(0);
 }
 
 ClassId CIptvStbBlockConfig::CLASS_ID() {
@@ -145,9 +134,9 @@ void CIptvStbBlockConfig::RelChangeHandler(CScriptable& source, CScriptable& oth
         !other.IsTypeOf(ids::Port::CLASS)) {
         return;
     }
-    if (added && !HasBlockIndex()) {
+    if (added) {
         FileUnderPort();
-    } else if (!added && GetBlockKey() != 0) {
+    } else if (GetBlockKey() != 0) {
         RemoveObjectFromMap();
     }
 }
@@ -174,44 +163,6 @@ bool CIptvStbBlockConfig::CheckIfAnyRelatedObjectsAreDirty(bool update) {
                ". Things are dirty (" + difference + ")";
     });
     return true;
-}
-
-void CIptvStbBlockConfig::SetAppliedPort(std::uint32_t port) {
-    if (port == applied_port_) return;
-    auto& on_ports = BlocksOnPorts();
-    if (const auto found = on_ports.find(applied_port_); found != on_ports.end()) {
-        found->second.erase(this);
-        if (found->second.empty()) on_ports.erase(found);
-    }
-    if (port != 0) on_ports[port].insert(this);
-    applied_port_ = port;
-}
-
-std::vector<std::uint32_t> CIptvStbBlockConfig::FindPorts() {
-    std::vector<std::uint32_t> ports;
-    FindObjectHandles(ports);
-    std::vector<CIptvStbBlockConfig*> departed;
-    for (const auto& [port, blocks] : BlocksOnPorts()) {
-        if (!framework::CHandleRegistry::Instance().Find(port)) continue;  // gone, and its blocks with it
-        departed.clear();
-        FindDepartedBlocks(port, departed);
-        if (!departed.empty()) ports.push_back(port);
-    }
-    std::sort(ports.begin(), ports.end());
-    ports.erase(std::unique(ports.begin(), ports.end()), ports.end());
-    return ports;
-}
-
-void CIptvStbBlockConfig::FindDepartedBlocks(std::uint32_t port, std::vector<CIptvStbBlockConfig*>& blocks) {
-    const auto found = BlocksOnPorts().find(port);
-    if (found == BlocksOnPorts().end()) return;
-    const auto first = static_cast<std::ptrdiff_t>(blocks.size());
-    for (CIptvStbBlockConfig* block : found->second) {
-        // A deleted block keeps its key.
-        if (block->IsDeleted() || block->GetBlockKey() != port) blocks.push_back(block);
-    }
-    std::sort(blocks.begin() + first, blocks.end(),
-              [](const auto* a, const auto* b) { return a->GetHandle() < b->GetHandle(); });
 }
 
 namespace {

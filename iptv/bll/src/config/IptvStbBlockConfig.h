@@ -56,15 +56,8 @@ class CIptvStbBlockConfig : public CScriptable,
     /// on.
     bool CheckIfAnyRelatedObjectsAreDirty(bool update);
 
-    /// Handle of the port that has been sent this block, 0 for none.
-    std::uint32_t GetAppliedPort() const { return applied_port_; }
-    void SetAppliedPort(std::uint32_t port);
-    /// Handles of the ports that carry blocks, or still know one that has left them; ascending.
-    static std::vector<std::uint32_t> FindPorts();
-    /// Appends the blocks that a port still knows, but that were deleted or are on another port now.
-    static void FindDepartedBlocks(std::uint32_t port, std::vector<CIptvStbBlockConfig*>& blocks);
-
-    /// Number, in the running test, of the block's first set-top box: how many there are in the blocks before.
+    /// Number, in the running test, of the block's first set-top box: how many there are in the blocks
+    /// before.
     std::uint32_t GetBaseStbIndex() const { return base_stb_index_; }
     void SetBaseStbIndex(std::uint32_t index) { base_stb_index_ = index; }
 
@@ -95,7 +88,6 @@ class CIptvStbBlockConfig : public CScriptable,
 
     std::uint32_t listening_to_ = 0;  ///< handle of the device whose relation changes it is told of
     StbBlockValues applied_values_;
-    std::uint32_t applied_port_ = 0;
     std::uint32_t base_stb_index_ = 0;
 };
 

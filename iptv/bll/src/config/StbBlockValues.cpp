@@ -23,9 +23,10 @@ using iptvcd_1_bll::IgmpVersion;
 using iptvcd_1_bll::ipAddress_t;
 namespace Id = ids::IptvStbBlockConfig;
 
-[[noreturn]] void ThrowMissing(const char* object, const char* from, const CIptvStbBlockConfig& block) {
+[[noreturn]] void ThrowMissing(const char* object, const char* from, const CIptvStbBlockConfig& block,
+                               const std::source_location& where = std::source_location::current()) {
     ThrowLookupFailure({object, from, "CIptvPortConfig::OnApplyStbBlockUpdate"},
-                       std::string(object) + " associated with " + block.GetName());
+                       std::string(object) + " associated with " + block.GetName(), where);
 }
 
 struct VersionName {

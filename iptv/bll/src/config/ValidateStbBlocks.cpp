@@ -27,6 +27,13 @@ namespace Id = ids::IptvStbBlockConfig;
 
 constexpr const char* kOperation = "CIptvStbBlockConfig::OnValidateStbBlock";
 
+/// The running test was started with the block on that port.
+bool TakesPart(const core::CPort& port, const CIptvStbBlockConfig& block) {
+    const auto found = CIptvStbBlockConfig::m_startTestStbMap.find(port.GetHandle());
+    if (found == CIptvStbBlockConfig::m_startTestStbMap.end()) return false;
+    return std::find(found->second.begin(), found->second.end(), block.GetHandle()) != found->second.end();
+}
+
 /// Checks the blocks of one port.
 class PortCheck {
   public:
@@ -72,16 +79,11 @@ void PortCheck::Check(CIptvStbBlockConfig& block) {
 }
 
 void PortCheck::CheckUnderTest(CIptvStbBlockConfig& block) {
-    if (!block.IsObjectDirty(false) && !block.CheckIfAnyRelatedObjectsAreDirty(false)) return;
-    if (!block.GetActive()) {
-        // A block that is off matters only when the running test was started with it.
-        const auto& taking_part = CIptvStbBlockConfig::m_startTestStbMap;
-        const auto found = taking_part.find(port_.GetHandle());
-        if (found == taking_part.end()) return;
-        const auto& handles = found->second;
-        if (std::find(handles.begin(), handles.end(), block.GetHandle()) == handles.end()) return;
-    }
-    ReportChangeUnderTest(context_, block);
+    // A block that is off matters only when the running test was started with it; it need not even be
+    // complete.
+    if (!block.GetActive() && !TakesPart(port_, block)) return;
+    if (block.IsObjectDirty(false) || block.CheckIfAnyRelatedObjectsAreDirty(false))
+        ReportChangeUnderTest(context_, block);
 }
 
 void PortCheck::CheckBlock(CIptvStbBlockConfig& block, const core::CEmulatedDevice& device) {
@@ -134,11 +136,6 @@ void CheckPort(ValidationContext& context, std::uint32_t handle, bool running) {
     if (!port) ThrowLookupFailure({"Port", "PortIterator", kOperation}, "Port. ");
     std::vector<CIptvStbBlockConfig*> blocks;
     CIptvStbBlockConfig::FindObjects(handle, blocks);
-    std::vector<CIptvStbBlockConfig*> departed;
-    CIptvStbBlockConfig::FindDepartedBlocks(handle, departed);
-    // A block that was moved is checked on the port that it is on now.
-    std::copy_if(departed.begin(), departed.end(), std::back_inserter(blocks),
-                 [](const CIptvStbBlockConfig* block) { return block->IsDeleted(); });
     PortCheck check(context, *port, running);
     for (CIptvStbBlockConfig* block : blocks) {
         if (!block) {
@@ -150,12 +147,27 @@ void CheckPort(ValidationContext& context, std::uint32_t handle, bool running) {
     check.CheckIpVersions();
 }
 
+/// A block that was deleted, or has left its port with its device, is not among the blocks of its port any
+/// more.
+void CheckMissingBlocks(ValidationContext& context) {
+    for (const auto& [port, handles] : CIptvStbBlockConfig::m_startTestStbMap) {
+        for (const std::uint32_t handle : handles) {
+            auto* block =
+                dynamic_cast<CIptvStbBlockConfig*>(framework::CHandleRegistry::Instance().Find(handle));
+            if (block && (block->IsDeleted() || block->GetIndexHandle() != port))
+                ReportChangeUnderTest(context, *block);
+        }
+    }
+}
+
 }  // namespace
 
 void CIptvStbBlockConfig::OnValidateStbBlock(ValidationContext& context) {
-    const std::vector<std::uint32_t> ports = FindPorts();
-    if (ports.empty()) return;
     const bool running = CIptvResultsManager::IsTestRunning();
+    if (running) CheckMissingBlocks(context);
+    std::vector<std::uint32_t> ports;
+    FindObjectHandles(ports);
+    if (ports.empty()) return;
     for (const std::uint32_t port : ports) CheckPort(context, port, running);
     CheckCcpuDeviceLimit(context);
 }

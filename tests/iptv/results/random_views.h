@@ -1,0 +1,157 @@
+// What the ports of a test might report, from a seed.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "msgset/iptvcd_1.h"
+
+namespace results_test {
+
+/// The same numbers on every platform.
+class Dice {
+  public:
+    explicit Dice(std::uint64_t seed) : engine_(seed) {}
+    /// 0 to `sides` - 1.
+    std::uint64_t Roll(std::uint64_t sides) { return engine_() % sides; }
+    /// True once in `sides` times.
+    bool Hit(std::uint64_t sides) { return Roll(sides) == 0; }
+    std::uint64_t Bits() { return engine_(); }
+
+  private:
+    std::mt19937_64 engine_;
+};
+
+/// What set-top boxes of one block might report: mostly views one after the other, with all that can go wrong
+/// in between.
+class RandomViews {
+  public:
+    using View = iptvcd_1_bll::stbox_event_s;
+    using Retransmission = iptvcd_1_bll::stbox_event_rrr_s;
+
+    RandomViews(Dice& dice, std::int64_t start) : dice_(dice), clocks_(kBoxes, start) {}
+
+    View MakeView() {
+        View ev;
+        MakeCommon(ev);
+        std::int64_t& clock = clocks_[ev.settop_index];
+        const std::int64_t length = MakeLength();
+        ev.mcast_join_ts = Stamp(clock);
+        ev.mcast_leave_ts = Stamp(clock + length);
+        SetPackets(ev.first_mcast_pkt_ts, ev.last_mcast_pkt_ts, clock, length);
+        if (!dice_.Hit(3)) {
+            const std::int64_t unicast_length = MakeLength();
+            ev.unicast_join_ts = Stamp(clock);
+            ev.unicast_leave_ts = Stamp(clock + unicast_length);
+            SetPackets(ev.first_unicast_nosb_pkt_ts, ev.last_unicast_nosb_pkt_ts, clock, unicast_length);
+            SetPackets(ev.first_unicast_sbit_pkt_ts, ev.last_unicast_sbit_pkt_ts, clock, unicast_length);
+        }
+        clock += length + Jitter(200);
+        ev.total_mcast_packets = MakeCount();
+        ev.total_unicast_nosb_packets = MakeCount();
+        ev.total_unicast_sbit_packets = MakeCount();
+        ev.uni_multi_gap_count = dice_.Roll(50);
+        ev.uni_multi_overlap_count = dice_.Roll(50);
+        if (dice_.Hit(2)) {
+            for (auto counter :
+                 {&View::lost_mcast_packets, &View::reordered_mcast_packets, &View::duplicate_mcast_packets,
+                  &View::late_mcast_packets, &View::mcast_prbs_errors, &View::lost_unicast_packets,
+                  &View::reordered_unicast_packets, &View::duplicate_unicast_packets,
+                  &View::late_unicast_packets, &View::unicast_prbs_errors}) {
+                if (dice_.Hit(8)) ev.*counter = MakeCount();
+            }
+        }
+        for (auto flag : {&View::mcast_join_latency_flag, &View::mcast_leave_latency_flag,
+                          &View::unicast_join_latency_flag, &View::unicast_leave_latency_flag,
+                          &View::ext_hdr_error, &View::sbit_failure}) {
+            ev.*flag = dice_.Hit(4);
+        }
+        ev.first_pkt_ts_valid = !dice_.Hit(6);
+        ev.last_pkt_ts_valid = !dice_.Hit(6);
+        return ev;
+    }
+
+    Retransmission MakeRetransmission() {
+        Retransmission ev;
+        MakeCommon(ev);
+        SetPackets(ev.nack_pkt_tx_ts, ev.last_retrans_rtp_pkt_rx_ts, clocks_[ev.settop_index], MakeLength());
+        ev.nack_rtp_seq_number = static_cast<std::uint16_t>(dice_.Bits());
+        ev.flagged_retrans = dice_.Hit(2);
+        ev.retrans_fail = dice_.Hit(2);
+        return ev;
+    }
+
+    /// Boxes report as 0 to kBoxes - 1.
+    static constexpr std::size_t kBoxes = 6;
+    static constexpr std::uint32_t kChannels = 14;  ///< 0 among them
+
+  private:
+    static constexpr std::int64_t kTurn = std::int64_t{1} << 46;
+
+    /// Up to `ms`, in ticks.
+    std::int64_t Ms(std::uint64_t ms) { return static_cast<std::int64_t>(dice_.Roll(ms * 100000)); }
+
+    /// Some end before they begin, some are as short as a view can be or just shorter.
+    std::int64_t MakeLength() {
+        switch (dice_.Roll(8)) {
+            case 0:
+                return 499999 + static_cast<std::int64_t>(dice_.Roll(3));
+            case 1:
+                return dice_.Hit(2) ? 0 : Ms(5);
+            case 2:
+                return Ms(1000) - Ms(500);
+            default:
+                return Ms(5000);
+        }
+    }
+
+    /// The counter of the port at that time, which has not been sometimes and sometimes is off.
+    std::int64_t Stamp(std::int64_t time) {
+        if (dice_.Hit(12)) return 0;
+        if (dice_.Hit(40)) time = static_cast<std::int64_t>(dice_.Bits() % kTurn);
+        return (time % kTurn + kTurn) % kTurn;
+    }
+
+    /// Late mostly, early or to the tick sometimes.
+    std::int64_t Jitter(std::uint64_t ms) {
+        switch (dice_.Roll(6)) {
+            case 0:
+                return -Ms(ms);
+            case 1:
+                return 0;
+            default:
+                return Ms(ms);
+        }
+    }
+
+    void SetPackets(std::int64_t& first, std::int64_t& last, std::int64_t start, std::int64_t length) {
+        first = Stamp(start + Jitter(300));
+        last = Stamp(start + length + Jitter(300));
+    }
+
+    std::uint64_t MakeCount() { return dice_.Hit(8) ? ~std::uint64_t{0} : dice_.Roll(100000); }
+
+    template <class Event>
+    void MakeCommon(Event& ev) {
+        const auto word = [&] { return static_cast<std::uint16_t>(dice_.Bits()); };
+        ev.event_number = dice_.Bits();
+        ev.settop_index = static_cast<std::uint32_t>(dice_.Roll(kBoxes));
+        ev.viewed_channel = static_cast<std::uint16_t>(dice_.Roll(kChannels));
+        ev.viewed_ip.type = dice_.Hit(2) ? ev.viewed_ip.kV4 : ev.viewed_ip.kV6;
+        for (std::uint8_t& byte : ev.viewed_ip.v6.address) byte = static_cast<std::uint8_t>(dice_.Bits());
+        ev.vlan_tag = word();
+        ev.vlan_inner_tag = word();
+        ev.ppp_index = word();
+        ev.vci = word();
+        ev.vpi = word();
+    }
+
+    Dice& dice_;
+    std::vector<std::int64_t> clocks_;  ///< of each box
+};
+
+}  // namespace results_test
