@@ -23,8 +23,8 @@ using bench::ChannelChangers;
 using orv::iptv::CIptvResultsManager;
 
 constexpr std::uint32_t kSettopBoxes = 16384;
-constexpr int kViewsPerNotification = 4;
-constexpr int kNotifications = 16;  ///< about a million records in all
+constexpr int kViewsPerNotification = 20;
+constexpr int kNotifications = 3;  ///< about a million records in all
 
 std::vector<ChannelChangers::Notification> MakeNotifications(ChannelChangers& project) {
     std::vector<ChannelChangers::Notification> notifications;
@@ -208,9 +208,9 @@ void MemoryGrowth(benchmark::State& state) {
             for (int i = 0; i < notifications; ++i)
                 project.Project().Manager().BinManager(project.Project().MakeNotification(i, 2));
         };
-        run(4);
+        run(6);
         const double before = PeakMemory();
-        run(44);
+        run(66);
         growth = PeakMemory() / before;
     }
     state.counters["growth"] = growth;

@@ -1,5 +1,5 @@
-// Shows a plug-in: loads it into a host, lists what it added, and sends one of its messages to bytes and
-// back.
+// Shows a plug-in: loads it into a host, lists what it added, checks a small configuration, and sends one of
+// its messages to bytes and back.
 #include <fmt/format.h>
 
 #include <cstdio>
@@ -7,10 +7,14 @@
 #include "msgset/iptvcd_1.h"
 #include "orv/common/exceptions.h"
 #include "orv/core/host_application.h"
+#include "orv/core/project.h"
 #include "orv/core/protocol.h"
 #include "orv/framework/meta_class_manager.h"
 #include "orv/framework/plugin_loader.h"
 #include "orv/framework/relation_manager.h"
+#include "orv/framework/scriptable.h"
+#include "orv/framework/scriptable_creator.h"
+#include "orv/framework/validation.h"
 #include "orv/tm/message.h"
 
 namespace {
@@ -33,6 +37,58 @@ void ShowClasses(std::uint8_t plugin_id) {
                    classes.GetClass(relation->source)->GetName(),
                    classes.GetClass(relation->target)->GetName());
     }
+}
+
+using framework::CScriptable;
+
+CScriptable& Make(const char* class_name, CScriptable& parent, const char* name) {
+    framework::CScriptableCreator creator;
+    CScriptable* object = creator.Create(class_name, &parent);
+    if (!object) throw common::COrvRunTimeError(creator.GetErrorText());
+    object->Set("Name", name);
+    return *object;
+}
+
+void Relate(CScriptable& from, const char* relation, CScriptable& to) {
+    std::string why;
+    if (!from.AddObject(to, {framework::CRelationManager::Instance().FindType(relation), 0}, &why))
+        throw common::COrvRunTimeError(why);
+}
+
+void ShowReports(CScriptable& project) {
+    framework::ValidationContext context;
+    framework::ValidatorRegistry::Instance().ValidateTree(project, context);
+    for (const auto& report : context.GetErrors()) fmt::print("    {}: {}\n", report.object, report.message);
+    if (context.GetErrors().empty()) fmt::print("    nothing to report\n");
+}
+
+/// A block of a hundred set-top boxes on a port that watches the four channels of a multicast group.
+void ShowValidation(CScriptable& project) {
+    CScriptable& group = Make("Ipv4Group", project, "Groups of the news");
+    CScriptable& channels = Make("IptvChannelBlock", project, "News");
+    Relate(channels, "MulticastParam", group);
+    CScriptable& range = Make("IptvViewedChannels", project, "All news");
+    range.Set("ChannelBlock", std::to_string(channels.GetHandle()));
+    CScriptable& profile = Make("IptvViewingProfileConfig", project, "Hasty");
+    CScriptable& device = Make("EmulatedDevice", project, "Living rooms");
+    device.Set("DeviceCount", "100");
+    Relate(device, "AffiliationPort", Make("Port", project, "Port 1"));
+    CScriptable& ethernet = Make("EthIIIf", device, "Ethernet");
+    CScriptable& ip = Make("Ipv4If", device, "IPv4");
+    Relate(ip, "StackedOn", ethernet);
+    CScriptable& igmp = Make("IgmpHostConfig", device, "IGMP");
+    Relate(igmp, "UsesIf", ip);
+    CScriptable& block = Make("IptvStbBlockConfig", device, "Viewers");
+    Relate(block, "IptvProfile", profile);
+    Relate(block, "MulticastParam", igmp);
+    Relate(block, "StbChannel", range);
+
+    fmt::print("Validation\n  of a small configuration:\n");
+    ShowReports(project);
+    range.Set("ChannelRangeEnd", "9");
+    profile.Set("Interval", "475");
+    fmt::print("  of the same with channels that nobody sends, and an odd zap interval:\n");
+    ShowReports(project);
 }
 
 void ShowMessage() {
@@ -73,6 +129,7 @@ int main(int argc, char** argv) {
                        protocol->GetCategory());
         }
         ShowClasses(0x21);
+        ShowValidation(host.GetProject());
         ShowMessage();
     } catch (const std::exception& error) {
         fmt::print(stderr, "{}\n", error.what());
