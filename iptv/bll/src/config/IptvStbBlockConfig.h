@@ -27,7 +27,8 @@ using StbPortMap = std::map<std::uint32_t, std::vector<std::uint32_t>>;
 
 /// Turns the hosts of its parent, an emulated device, into set-top boxes. Registered under the port that the
 /// device is on, with an index that is unique among the blocks of the port; it follows its device from port
-/// to port.
+/// to port. A port has at most 65535 blocks: creating one more throws COrvRunTimeError; one that is moved
+/// there with its device is kept without index, and the user log says so.
 class CIptvStbBlockConfig : public CScriptable,
                             public common::IndexedObject<CIptvStbBlockConfig, unsigned short, unsigned int> {
   public:
