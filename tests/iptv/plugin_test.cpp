@@ -4,6 +4,7 @@
 #include "orv/core/host_application.h"
 #include "orv/core/project.h"
 #include "orv/core/protocol.h"
+#include "orv/core/result.h"
 #include "orv/framework/logger.h"
 #include "orv/framework/plugin_loader.h"
 #include "orv/framework/scriptable_creator.h"
@@ -74,6 +75,29 @@ TEST_F(LoadedPluginTest, ManagedConfigurationIsEveryLiveStbBlock) {
     EXPECT_EQ(handles, (std::vector<std::uint32_t>{blocks[1]->GetHandle(), blocks[0]->GetHandle(),
                                                    blocks[3]->GetHandle()}))
         << "ports ascending, index order within a port";
+}
+
+TEST_F(LoadedPluginTest, ClearingAProjectClearsItsResults) {
+    CScriptableCreator creator;
+    CScriptable* const project = &host_.GetProject();
+    CScriptable* device = creator.Create("EmulatedDevice", project);
+    std::vector<CScriptable*> results;
+    for (const auto& [owner, result] :
+         {std::pair{creator.Create("Port", project), "IptvPortResults"},
+          {creator.Create("IptvViewedChannels", project), "IptvChannelResults"},
+          {creator.Create("IptvViewingProfileConfig", project), "IptvViewingProfileResults"},
+          {creator.Create("IptvStbBlockConfig", device), "IptvStbBlockResults"},
+          {project, "IptvTestResults"}})
+        results.push_back(creator.Create(result, owner));
+    results.front()->Set("TotalPkts", "5");
+    results.back()->Set("TestResult", "PASSED");
+    const auto& registry = orv::core::CClearResultHandlerRegistry::Instance();
+    registry.ClearResults({device->GetHandle(), 4711});
+    EXPECT_FALSE(results.front()->IsDeleted()) << "only projects are cleared";
+    registry.ClearResults({project->GetHandle()});
+    for (const CScriptable* result : results) EXPECT_TRUE(result->IsDeleted()) << result->Describe();
+    EXPECT_EQ(results.front()->Get("TotalPkts"), "0");
+    EXPECT_EQ(results.back()->Get("TestResult"), "NONE");
 }
 
 TEST_F(LoadedPluginTest, ASecondHostUsesTheLoadedPlugin) {

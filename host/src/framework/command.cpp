@@ -39,6 +39,10 @@ void CCommand::SetProgress(std::uint32_t done, std::uint32_t total) {
     Set(ids::Command::Progress, done);
 }
 
+void CCommand::SetStep(const std::string& what, const std::string& where) {
+    step_ = where.empty() ? what : what + " on " + where;
+}
+
 void CCommand::Cancel() {
     if (!IsUnderWay()) return;
     Set(ids::Command::ProgressCancelled, true);

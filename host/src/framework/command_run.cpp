@@ -35,15 +35,16 @@ std::set<std::uint32_t>& Running() {
 /// themselves.
 std::string DescribeFailure(const CCommand& command, const std::exception_ptr& exception) {
     const std::string& class_name = command.GetMetaClass()->GetName();
+    const std::string step = command.GetStep().empty() ? "" : command.GetStep() + ": ";
     try {
         std::rethrow_exception(exception);
     } catch (const common::COrvException& error) {
         if (*error.what() != '\0') return error.what();
         return class_name + " failed without saying why";
     } catch (const std::exception& error) {
-        return fmt::format("{} failed: {}", class_name, error.what());
+        return fmt::format("{} failed: {}{}", class_name, step, error.what());
     } catch (...) {
-        return fmt::format("{} failed: it threw {}", class_name, DescribeException(exception));
+        return fmt::format("{} failed: {}it threw {}", class_name, step, DescribeException(exception));
     }
 }
 
@@ -103,6 +104,7 @@ void CCommand::Prepare() {
 void CCommand::RunGuarded() {
     const auto start = CTaskManager::Instance().GetNow();
     CommandState outcome = COMMAND_COMPLETED;
+    step_.clear();
     try {
         if (GetBool(ids::Command::ProgressCancelled)) {
             outcome = COMMAND_CANCELLED;  // before it began

@@ -5,6 +5,7 @@
 #include "IptvResources.h"
 #include "PluginVersion.h"
 
+#include "control/IptvStartTestCommand.h"
 #include "orv/core/protocol.h"
 #include "orv/core/result.h"
 #include "results/IptvResultsHandler.h"
@@ -18,6 +19,9 @@ int PluginRegister() {
     orv::core::CProtocolModule::Instance().RegisterProtocol(orv::iptv::CIptvProtocol::Instance());
     orv::core::CResultModule::Instance().RegisterResultHandler(orv::iptv::CIptvResultsHandler::Instance(),
                                                                false);
+    orv::core::CClearResultHandlerRegistry::Instance().RegisterClearResultHandler(
+        orv::core::CClearResultHandlerRegistry::Handler::To<
+            &orv::iptv::CIptvStartTestCommand::ResetResultClasses>());
     return 0;
 }
 

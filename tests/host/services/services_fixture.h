@@ -34,6 +34,7 @@ inline constexpr RelationType kUses{0x7d000001, 0};
 class TestCommand : public CCommand {
   public:
     static ClassId CLASS_ID() { return kTestCommand; }
+    using CCommand::SetStep;
 
     bool Validate(CBaseValidationContext& context) override { return !on_validate || on_validate(context); }
     void DoRun() override {

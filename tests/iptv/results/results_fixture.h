@@ -74,6 +74,7 @@ class ResultsTest : public testing::Test {
         manager_db->StartInteractive();
         manager_db->SetTestResultSetting({"IPTV_Test_Results", "test", ""});
         manager_db->SaveConfiguration(true);
+        Manager().SetDatabasePath(manager_db->GetDatabasePath());
         Manager().SetPortCount(2);
         for (core::CPort* port : {&p1, &p2}) Register(*port);
         Manager().SetTestRunning(true);

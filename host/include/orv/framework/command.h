@@ -47,6 +47,8 @@ class CCommand : public CScriptable {
     CommandState GetCommandState() const;
     std::string GetStatus() const;
     void SetStatus(const std::string& text);
+    /// What the command is doing, see SetStep; empty when it has not said.
+    const std::string& GetStep() const { return step_; }
 
     /// Turns input handles into objects of a class, each once, in the order of the handles: an object of the
     /// class stands for itself, any other (a port, the project) for all objects of the class below it. A
@@ -81,6 +83,12 @@ class CCommand : public CScriptable {
     void Delete() override;
     void OnRelationModified(RelationType type, CScriptable& object, bool added) override;
 
+  protected:
+    /// Says what the run is about to do, and on what ("Test configuration", "Port 1"; the latter may be
+    /// empty): the status names it when the run fails with something that does not explain itself, an integer
+    /// say. Forgotten when the next run begins.
+    void SetStep(const std::string& what, const std::string& where = {});
+
   private:
     void RunGuarded();
     void Prepare();
@@ -90,6 +98,7 @@ class CCommand : public CScriptable {
     void ReportGuarded(const char* what, const std::function<void()>& report);
 
     bool runnable_ = true;
+    std::string step_;
 };
 
 /// Runs an apply of the project.

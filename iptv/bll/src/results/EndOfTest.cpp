@@ -1,5 +1,6 @@
 // How a test ends: on each port, on all of them, and for good.
 #include <exception>
+#include <utility>
 
 #include "IptvErrors.h"
 #include "IptvLog.h"
@@ -53,6 +54,20 @@ void CIptvResultsManager::EndTestHandler(std::uint16_t, Message* message, void* 
 
 void CIptvResultsManager::EndOfTestProcessing(bool stopRequested) {
     if (!stopRequested) ++ended_ports_;
+    if (end_held_) {
+        stop_held_ = stop_held_ || stopRequested;
+    } else {
+        CarryOutEnd(stopRequested);
+    }
+}
+
+void CIptvResultsManager::ReleaseEnd() {
+    if (!std::exchange(end_held_, false)) return;
+    const bool stop = std::exchange(stop_held_, false);
+    if (stop || ended_ports_ > 0) CarryOutEnd(stop);
+}
+
+void CIptvResultsManager::CarryOutEnd(bool stopRequested) {
     const bool all_ended = static_cast<float>(ended_ports_) / static_cast<float>(port_count_) >= 1.0f;
     if (stopRequested || (all_ended && !finishing_)) {
         finishing_ = true;
@@ -97,8 +112,8 @@ void CIptvResultsManager::StopTestHandler(std::uint16_t, Message* message, void*
                             {"IptvStopTestCommand", std::to_string(message->header().get_seq_no()),
                              message->get_fault_string(), ""});
             }
-            // That port will not say that it has ended.
-            if (!final_done_) FinalProcessing();
+            // That port will not say that it has ended. The test may be another one by now.
+            if (finishing_ && !final_done_) FinalProcessing();
         }
     } catch (const std::exception& error) {
         LogText(devLogger(), LogLevelType::Error, "got exception on IptvStopTest");
@@ -143,6 +158,18 @@ void CIptvResultsManager::DeregisterAllNotifications() {
     const std::vector<deregHandles> registrations = registrations_;
     for (const deregHandles& registration : registrations) Deregister(registration);
     registrations_.clear();
+}
+
+/// What a test has left that did not come to its end; ports and connections may be gone.
+void CIptvResultsManager::DropRegistrations() {
+    for (const deregHandles& registration : std::exchange(registrations_, {})) {
+        const core::CPort* port = FindPort(registration.port);
+        if (!port || !CRpcManager::Instance().IsConnected(port->GetMessenger())) continue;
+        try {
+            Deregister(registration);
+        } catch (const common::COrvRunTimeError&) {  // it has been logged
+        }
+    }
 }
 
 void CIptvResultsManager::Deregister(const deregHandles& registration) {

@@ -35,9 +35,12 @@ void CIptvResultsManager::Prepare(TestRun run) {
     ended_ports_ = 0;
     failed_joins_ = 0;
     net_channel_changes_ = 0;
-    registrations_.clear();
+    DropRegistrations();
+    database_path_.clear();
     finishing_ = false;
     final_done_ = false;
+    end_held_ = false;
+    stop_held_ = false;
     has_ipv4_ = false;
     has_ipv6_ = false;
     has_event_rows_ = false;
@@ -78,6 +81,7 @@ std::size_t CIptvResultsManager::GetRowLimit() const {
 
 void CIptvResultsManager::SaveRowsWhenDue() {
     if (port_count_ == 0 || unsaved_rows_.size() < GetRowLimit()) return;
+    if (end_held_) return;  // there may be no database yet
     if (auto* database = core::TestResultManager::GetCurrentInstance()) {
         framework::ScriptableVec rows;
         rows.reserve(unsaved_rows_.size());

@@ -74,6 +74,11 @@ class CIptvResultsManager : public core::CResult {
     std::uint32_t GetPortCount() const { return port_count_; }
     void AddRegistration(deregHandles registration) { registrations_.push_back(registration); }
 
+    /// From now on an end of the test, by its ports or by a user, is noted only: a port may end while the
+    /// start of the test is not done with. ReleaseEnd carries out what was noted.
+    void HoldEnd() { end_held_ = true; }
+    void ReleaseEnd();
+
     /// Delegates for the notifications of the ports; the context of the second is the port's handle.
     const framework::ResponseDelegate& GetResultsDelegate() const { return results_delegate_; }
     const framework::ResponseDelegate& GetEndTestDelegate() const { return end_test_delegate_; }
@@ -115,7 +120,9 @@ class CIptvResultsManager : public core::CResult {
   private:
     CIptvResultsManager();
 
+    void CarryOutEnd(bool stopRequested);
     void SendStop(const deregHandles& registration);
+    void DropRegistrations();
     void Deregister(const deregHandles& registration);
     CIptvTestResults& GetTestResults();
     void DestroyRows();
@@ -133,6 +140,8 @@ class CIptvResultsManager : public core::CResult {
     bool finishing_ = false;   ///< the ports have been told to stop
     bool final_done_ = false;  ///< the final processing has run after a fault
     bool test_running_ = false;
+    bool end_held_ = false;
+    bool stop_held_ = false;  ///< a user has ended the test meanwhile
     bool has_ipv4_ = false;
     bool has_ipv6_ = false;
     bool has_event_rows_ = false;

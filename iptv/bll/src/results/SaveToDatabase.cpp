@@ -55,6 +55,8 @@ void CIptvResultsManager::SaveToDatabase(double failPercent) {
         return "Saving Final Set of results into database and creating tree views for Results Reporter";
     });
     auto* database = core::TestResultManager::GetCurrentInstance();
+    // A test that was stopped before it had a data set must not write into the one of the test before.
+    if (database && database_path_.empty()) return;
     const std::uint32_t data_set = database ? database->GetDataSetId() : 0;
     TreeOfTest tree(run_.kind, data_set == 0 ? 1 : data_set);
     CScriptable* root =

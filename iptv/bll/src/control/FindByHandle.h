@@ -1,0 +1,17 @@
+// Objects of a class by handle.
+#pragma once
+
+#include <cstdint>
+
+#include "orv/framework/handle_registry.h"
+#include "orv/framework/scriptable.h"
+
+namespace orv::iptv {
+
+/// The object of a handle, or null when there is none or it is of another class.
+template <class T>
+const T* FindByHandle(std::uint32_t handle) {
+    return dynamic_cast<const T*>(framework::CHandleRegistry::Instance().Find(handle));
+}
+
+}  // namespace orv::iptv

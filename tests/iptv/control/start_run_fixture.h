@@ -1,0 +1,186 @@
+// A test on two scripted ports whose start is recorded: requests, analyzers and the database.
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "control/IptvStartTestCommand.h"
+#include "control/IptvStopTestCommand.h"
+#include "orv/core/project.h"
+#include "orv/core/test_result_manager.h"
+#include "orv/framework/command_status_manager.h"
+#include "orv/framework/task_manager.h"
+#include "orv/ids/core_ids.h"
+#include "orv/ids/framework_ids.h"
+#include "orv/ids/iptv_ids.h"
+#include "orv/ids/l2l3_ids.h"
+#include "results/IptvResultsManager.h"
+#include "scripted_port.h"
+#include "test_project.h"
+
+namespace start_run_test {
+
+using namespace orv;  // NOLINT: tests
+using framework::CScriptable;
+using framework::CScriptableCreator;
+using iptv::CIptvResultsManager;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+using testing_aids::Answer;
+namespace Id = ids::IptvStartTestCommand;
+using Lines = std::vector<std::string>;
+
+inline void Yield(int ms = 20) {
+    framework::CTaskManager::Instance().CtmYield(ms);
+}
+
+/// Notes what is asked of it. Every operation takes its time, as on a real disk.
+class RecordedResults : public core::TestResultManager {
+  public:
+    explicit RecordedResults(Lines& journal) : journal_(journal) {}
+    void StartInteractive() override { Note("StartInteractive"); }
+    void SetTestResultSetting(const core::TestResultSetting& setting) override {
+        Note("Setting " + setting.category + " " + setting.base_name + "|" + setting.output_file_path);
+    }
+    void SaveConfiguration(bool save) override { Note(save ? "SaveConfiguration" : "no configuration"); }
+    std::string GetDatabasePath() const override { return "/results/test.db"; }
+    std::uint32_t GetDataSetId() const override { return 1; }
+    void SetTestCommand(framework::CCommand& command) override {
+        Note("SetTestCommand " + command.GetName());
+    }
+    void SaveResults(const framework::ScriptableVec&) override { Note("SaveResults"); }
+    void SaveObjects(const std::set<common::ClassId>&) override { Note("SaveObjects"); }
+    void SetRootNode(CScriptable&) override {}
+    bool MustFinalise() const override { return true; }
+    void Finalise() override { Note("Finalise"); }
+    int GetIterationNumber() const override { return 0; }
+    void SetIterationNumber(int) override {}
+    void RegisterIterationDatabase(CScriptable&, const std::string&) override {}
+    std::string GetErrorText() const override { return {}; }
+
+    std::function<void(const std::string&)> on_call = [](const std::string&) {};
+
+  private:
+    void Note(const std::string& call) {
+        Yield(5);
+        journal_.push_back("db " + call);
+        on_call(call);
+    }
+    Lines& journal_;
+};
+
+/// Blocks A (3 hosts) and C (2) on port P1, block B (4) on P2; all watch the same four channels.
+class StartRunTest : public testing::Test {
+  protected:
+    StartRunTest() {
+        far1.journal = far2.journal = &journal;
+        for (core::CPort* port : {&p1, &p2}) {
+            CScriptable* analyzer = port->GetObject("Analyzer", common::kParentChild);
+            analyzer->RegisterPropertyChangeDelegate(
+                ids::Analyzer::State,
+                framework::PropertyChangeDelegate::To<&StartRunTest::NoteAnalyzer>(this));
+            port->GetObject("Generator", common::kParentChild)
+                ->Set(ids::Generator::State, std::uint8_t{ids::GeneratorState::RUNNING});
+        }
+        SetAddress(device_a, "10.0.1.1");
+        SetAddress(device_b, "10.0.2.1");
+        SetAddress(device_c, "10.0.3.1");
+        command.Set(ids::Scriptable::Name, "Start");
+        Choose(ids::TestType::VERIFICATION, ids::TestEnv::REAL_WORLD);
+        listener_ = framework::BLLLoggerFactory::GetInstance().AddListener(
+            [this](const framework::LogRecord& record) {
+                on_log(
+                    record.text.substr(record.text.starts_with(' ') ? 1 : 0));  // traces begin with a blank
+            });
+    }
+    ~StartRunTest() override {
+        framework::BLLLoggerFactory::GetInstance().RemoveListener(listener_);
+        framework::CRpcManager::Instance().Reset();
+    }
+
+    void NoteAnalyzer(CScriptable* analyzer, framework::PropId) {
+        journal.push_back(analyzer->GetParent()->GetName() + " analyzer " + analyzer->Get("State"));
+    }
+    static void SetAddress(const core::CEmulatedDevice& device, const std::string& address) {
+        testing_aids::TestProject::LayerOf(device, "Ipv4If").Set("Address", address);
+    }
+    void Choose(std::uint8_t type, std::uint8_t environment) {
+        command.Set(Id::TestType, type);
+        command.Set(Id::TestEnv, environment);
+    }
+    /// Why the start failed; empty when it did not.
+    std::string Start(iptv::CIptvStartTestCommand& start) {
+        try {
+            start.Execute(false);
+            return {};
+        } catch (const common::COrvRunTimeError& error) {
+            return error.what();
+        }
+    }
+    std::string Start() { return Start(command); }
+    /// The port says that its test has ended.
+    static void End(testing_aids::ScriptedPort& port) {
+        tm::Message end;
+        end.set_request_name("iptvcd_1.EOTNotification");
+        port.Notify(end);
+        Yield();
+    }
+    /// The journal since the last call, requests of the apply in a row as one "apply".
+    Lines Take() {
+        Yield();
+        Lines lines;
+        for (const std::string& line : std::exchange(journal, {})) {
+            bool of_apply = false;
+            for (const char* name : {"Profile", "ChannelBlock", "SettopBlock", "AttachInterfaces", "ifSetup"})
+                of_apply = of_apply || line.find(name) != std::string::npos;
+            if (!of_apply) {
+                lines.push_back(line);
+            } else if (lines.empty() || lines.back() != "apply") {
+                lines.push_back("apply");
+            }
+        }
+        return lines;
+    }
+    static CIptvResultsManager& Manager() { return *CIptvResultsManager::GetResultsManager(); }
+    bool IsEnabled(common::ClassId id) const {
+        return framework::CCommandStatusManager::Instance().GetCommandStatus(a.GetHandle(), id);
+    }
+    CScriptable* Results() {
+        return project.Root().GetObject(ids::IptvTestResults::CLASS, common::kParentChild);
+    }
+
+    Lines journal;
+    std::function<void(const std::string&)> on_log = [](const std::string&) {};
+    testing_aids::TestProject project;
+    testing_aids::LogCapture log;
+    RecordedResults database{journal};
+    core::CPort& p1 = project.MakePort("P1");
+    core::CPort& p2 = project.MakePort("P2");
+    testing_aids::ScriptedPort far1{p1};
+    testing_aids::ScriptedPort far2{p2};
+    iptv::CIptvChannelBlock& channels = project.MakeChannelBlock("News", 1, 8);
+    iptv::CIptvViewedChannels& range = project.MakeRange(channels, 1, 4, "Range");
+    iptv::CIptvViewingProfileConfig& profile = project.MakeProfile("Fast");
+    core::CEmulatedDevice& device_a = project.MakeDevice(&p1, 3);
+    core::CEmulatedDevice& device_b = project.MakeDevice(&p2, 4);
+    core::CEmulatedDevice& device_c = project.MakeDevice(&p1, 2);
+    iptv::CIptvStbBlockConfig& a = project.MakeStbBlock(device_a, profile, {&range}, "A");
+    iptv::CIptvStbBlockConfig& b = project.MakeStbBlock(device_b, profile, {&range}, "B");
+    iptv::CIptvStbBlockConfig& c = project.MakeStbBlock(device_c, profile, {&range}, "C");
+    iptv::CIptvStartTestCommand& command =
+        CScriptableCreator().Make<iptv::CIptvStartTestCommand>(&project.Root());
+
+  private:
+    int listener_ = 0;
+};
+
+}  // namespace start_run_test

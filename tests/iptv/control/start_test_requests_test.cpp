@@ -1,0 +1,192 @@
+// What is in the requests of a test start.
+#include <array>
+
+#include "msgset/HwGeneral_1.h"
+#include "msgset/iptvcd_1.h"
+#include "start_run_fixture.h"
+
+namespace {
+
+using namespace start_run_test;  // NOLINT: a test
+
+TEST_F(StartRunTest, TheConfigurationSaysWhatTheCommandSays) {
+    Choose(ids::TestType::FCC_WITH_RRR, ids::TestEnv::TESTING);
+    command.Set(Id::TestDuration, 30.9);
+    for (const auto& [id, value] : {std::pair{Id::JoinFailThreshold, 5u},
+                                    {Id::UdpPort, 4321u},
+                                    {Id::MaxSbitDelay, 70u},
+                                    {Id::MinSbitDelay, 60u},
+                                    {Id::ExtHdrCheckPatternPeriod, 8u},
+                                    {Id::TestRetransThres, 99u},
+                                    {Id::StartDelayStep, 25u}})
+        command.Set(id, value);
+    command.Set(Id::ExtHdrCheckEnable, true);
+    command.Set(Id::TestName, "Friday");
+    ASSERT_EQ(Start(), "");
+    Take();
+    using namespace iptvcd_1_bll;  // NOLINT
+    testConfig_s expected;
+    expected.config_handle = 9;
+    expected.test_type = TestType::FCC_WITH_RRR;
+    expected.test_env = TestEnv::TESTING;
+    expected.test_duration = 30000;
+    expected.join_fail_threshold = 5;
+    expected.udp_port_type = UdpPortType::DEST;
+    expected.udp_port = 4321;
+    expected.udp_protocol = UdpProtocol::UDP;
+    expected.max_sbit_delay = 70;
+    expected.min_sbit_delay = 60;
+    expected.ext_hdr_check_enable = true;
+    expected.ext_hdr_check_pattern_period = 8;
+    expected.rrr_test_config = {{99}};
+    testConfig_s config;
+    parse_req_UpdateConfig(&far1.Last("UpdateConfig"), &config);
+    EXPECT_EQ(config, expected);
+
+    HwGeneral_1_bll::rxFilterEnables_s enables;
+    parse_req_SetCutThruRxFilterEnables(&far2.Last("HwGeneral_1.SetCutThruRxFilterEnables"), &enables);
+    EXPECT_EQ(enables, (HwGeneral_1_bll::rxFilterEnables_s{true, true, false}));
+
+    std::uint32_t handle = 0;
+    std::uint32_t step = 0;
+    std::vector<std::uint32_t> blocks;
+    parse_req_Start(&far1.Last("Start"), &handle, &blocks, &step);
+    EXPECT_EQ(handle, 9u);
+    EXPECT_EQ(step, 25u);
+    EXPECT_THAT(blocks, ElementsAre(a.GetHandle(), c.GetHandle()));
+
+    EXPECT_THAT((std::vector{a.GetBaseStbIndex(), b.GetBaseStbIndex(), c.GetBaseStbIndex()}),
+                ElementsAre(0, 3, 7));
+    ASSERT_NE(Results(), nullptr);
+    EXPECT_EQ(Results()->Get("TestName"), "Friday");
+    EXPECT_EQ(Manager().GetRun().test_results, Results()->GetHandle());
+    EXPECT_EQ(Manager().GetRun().command, command.GetHandle());
+    EXPECT_EQ(Manager().GetRun().join_fail_threshold, 5);
+    EXPECT_FALSE(Manager().GetRun().sequencer_mode);
+    EXPECT_EQ(Manager().GetPortCount(), 2u);
+    EXPECT_EQ(Manager().GetDatabasePath(), "/results/test.db");
+}
+
+TEST_F(StartRunTest, TheFirstBlockOfAPortSaysWhichTagsAreFiltered) {
+    const struct {
+        testing_aids::Stack stack;
+        std::uint8_t sub_filter;
+        std::array<std::uint8_t, 3> outer_inner_ppp;
+    } cases[] = {
+        {{}, ids::VlanSubFilter::OUTER, {0, 0, 0}},
+        {{.vlans = 1}, ids::VlanSubFilter::INNER, {1, 0, 0}},
+        {{.vlans = 2}, ids::VlanSubFilter::INNER, {1, 1, 0}},
+        {{.vlans = 3}, ids::VlanSubFilter::OUTER, {1, 1, 0}},
+        {{.vlans = 1, .pppoe = true}, ids::VlanSubFilter::INNER, {1, 0, 1}},
+        {{.vlans = 2, .pppoe = true}, ids::VlanSubFilter::OUTER, {1, 0, 1}},
+        {{.vlans = 2, .pppoe = true}, ids::VlanSubFilter::INNER, {0, 1, 1}},
+    };
+    for (const auto& test : cases) {
+        auto& fresh = CScriptableCreator().Make<iptv::CIptvStartTestCommand>(&project.Root());
+        fresh.Set(Id::VlanSubFilter, test.sub_filter);
+        auto& block = project.MakeStbBlock(project.MakeDevice(&p1, 1, test.stack), profile, {&range});
+        fresh.CheckVlanAndPppEnable(block);
+        fresh.OnApplyTestUpdate(p1);
+        Yield();
+        iptvcd_1_bll::testConfig_s config;
+        iptvcd_1_bll::parse_req_UpdateConfig(&far1.Last("UpdateConfig"), &config);
+        EXPECT_EQ((std::array{config.vlan_outer, config.vlan_inner, config.ppp_enable}), test.outer_inner_ppp)
+            << test.stack.vlans << " tags, PPPoE " << test.stack.pppoe;
+    }
+
+    // The next port's tags are its own.
+    auto& tagged = project.MakeStbBlock(project.MakeDevice(&p1, 1, {.vlans = 2}), profile, {&range});
+    command.SetCollection<std::uint32_t>(Id::StbBlockList, {b.GetHandle(), tagged.GetHandle()});
+    for (auto* block : {&a, &c}) block->Set(ids::Scriptable::LocalActive, false);
+    Start();
+    Take();
+    for (const auto& [far, expected] : {std::pair{&far1, std::array{1, 1}}, {&far2, std::array{0, 0}}}) {
+        iptvcd_1_bll::testConfig_s config;
+        iptvcd_1_bll::parse_req_UpdateConfig(&far->Last("UpdateConfig"), &config);
+        EXPECT_EQ((std::array<int, 2>{config.vlan_outer, config.vlan_inner}), expected);
+    }
+}
+
+TEST_F(StartRunTest, PortsReportTheLessOftenTheMoreTheyAre) {
+    Manager().Prepare({});
+    for (const auto& [ports, interval_ms] : {std::pair{1, 1000u}, {3, 3000u}, {10, 10000u}, {11, 10000u}}) {
+        command.RegisterForResultAndEotNotifications(p1, {7, 8}, ports);
+        Yield();
+        const tm::Message& results = far1.Last("RegisterResultsNotify");
+        std::vector<std::uint32_t> blocks;
+        std::uint32_t found = 0;
+        iptvcd_1_bll::parse_req_RegisterResultsNotify(&results, &blocks, &found);
+        EXPECT_EQ(found, interval_ms);
+        EXPECT_THAT(blocks, ElementsAre(7, 8));
+        EXPECT_TRUE(results.header().get_discard_eligible());
+        iptvcd_1_bll::parse_req_RegisterEOTNotify(&far1.Last("RegisterEOTNotify"), &found);
+        EXPECT_EQ(found, interval_ms);
+    }
+    Manager().DeregisterAllNotifications();
+}
+
+TEST_F(StartRunTest, FaultsAreLoggedAndAnswersMayComeWhenTheCommandIsGone) {
+    far1.answer = [](const tm::Message& request) {
+        const std::string& name = request.get_request_name();
+        return name == "iptvcd_1.Start" || name == "iptvcd_1.UpdateConfig" ? Answer::Fault : Answer::Respond;
+    };
+    auto& shortlived = CScriptableCreator().Make<iptv::CIptvStartTestCommand>(&project.Root());
+    shortlived.Set(Id::TestType, "VERIFICATION");
+    shortlived.Set(Id::TestEnv, "REAL_WORLD");
+    EXPECT_EQ(Start(shortlived), "");
+    shortlived.Delete();
+    Yield();
+    const Lines lines = log.Take();
+    EXPECT_THAT(lines,
+                Contains(testing::AllOf(StartsWith("content.mulvane.iptv Error: Rcvd error response on "
+                                                   "IptvStartTestCommand: seq("),
+                                        testing::EndsWith(") refused on port "))));
+    EXPECT_THAT(lines, Contains(HasSubstr(" In CIptvStartTestCommand::SetConfigHandler Message Response 2")));
+    EXPECT_THAT(lines, Contains(HasSubstr(" In CIptvStartTestCommand::SetConfigHandler Message Response 1")));
+}
+
+TEST_F(StartRunTest, TheDatabaseIsNamedByTheCommand) {
+    const struct {
+        const char* file;
+        bool per_iteration;
+        const char* setting;
+    } cases[] = {
+        {"", false, "iptvTest|"},           {"iptvTest.db", false, "iptvTest|"},
+        {"Friday.db", false, "Friday|"},    {"Friday", false, "Friday|"},
+        {"a.db.db", false, "a.db|"},        {"/data/Friday.db", false, "|/data/Friday"},
+        {"/data/x.y", false, "|/data/x.y"}, {"/data/Friday.db", true, "iptvTest|"},
+    };
+    for (const auto& test : cases) {
+        command.Set(Id::DatabaseFileName, std::string(test.file));
+        command.Set(Id::SaveResultsPerIteration, test.per_iteration);
+        command.SaveCommandToDb();
+        EXPECT_THAT(Take(), Contains(std::string("db Setting IPTV_Test_Results ") + test.setting))
+            << test.file;
+    }
+}
+
+TEST_F(StartRunTest, AnApplyKeepsTheAnalyzersAndTheUsersOptions) {
+    CScriptable& options = *project.Root().GetObject("ResultOptions", common::kParentChild);
+    const struct {
+        std::uint8_t sections;
+        const char* during_apply;
+    } cases[] = {{3, "false"}, {15, "true"}};
+    for (const auto& test : cases) {
+        options.Set(ids::ResultOptions::SavedSections, test.sections);
+        options.Set(ids::ResultOptions::ClearAnalyzersOnApply, true);
+        profile.SetObjectState(CScriptable::STATE_MODIFIED);
+        std::string during_apply;
+        far1.answer = [&](const tm::Message&) {
+            if (during_apply.empty()) during_apply = options.Get("ClearAnalyzersOnApply");
+            return Answer::Respond;
+        };
+        ASSERT_EQ(Start(), "");
+        EXPECT_EQ(during_apply, test.during_apply);
+        EXPECT_EQ(options.Get("SavedSections"), "15");
+        EXPECT_EQ(options.Get("ClearAnalyzersOnApply"), "true");
+        End(far1);
+        End(far2);
+    }
+}
+
+}  // namespace

@@ -1,0 +1,232 @@
+// Which stream carries which channel.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "apply/SourceLists.h"
+#include "control/IptvStartTestCommand.h"
+#include "control/StreamMap.h"
+#include "msgset/iptvcd_1.h"
+#include "orv/core/network_block.h"
+#include "orv/core/orv_system.h"
+#include "orv/core/project.h"
+#include "orv/framework/task_manager.h"
+#include "orv/ids/core_ids.h"
+#include "orv/ids/framework_ids.h"
+#include "orv/ids/iptv_ids.h"
+#include "orv/ids/l2l3_ids.h"
+#include "orv/l2l3/stream_block.h"
+#include "orv/l2l3/stream_index_manager.h"
+#include "scripted_port.h"
+#include "test_project.h"
+
+namespace {
+
+using namespace orv;  // NOLINT: a test
+using framework::CScriptable;
+using framework::CScriptableCreator;
+using iptv::ipAddress_t;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing_aids::TestProject;
+
+/// The last byte of an address, after "v6:" for IPv6.
+std::string Shorten(const ipAddress_t& address) {
+    return address.type == ipAddress_t::kV6 ? "v6:" + std::to_string(address.v6.address[15])
+                                            : std::to_string(address.v4.address[3]);
+}
+
+/// A block of set-top boxes on one port, and stream blocks on another.
+class StreamMapTest : public testing::Test {
+  protected:
+    iptv::CIptvStbBlockConfig& Watch(std::vector<iptv::CIptvViewedChannels*> ranges) {
+        return project.MakeStbBlock(project.MakeDevice(&receiver), profile, ranges);
+    }
+    core::CNetworkInterface& MakeHosts(std::uint32_t count, const std::string& address, bool ipv6 = false) {
+        auto& device = project.MakeDevice(&sender, count, {.ipv6 = ipv6});
+        auto& layer = TestProject::LayerOf(device, ipv6 ? "Ipv6If" : "Ipv4If");
+        layer.Set("Address", address);
+        return layer;
+    }
+    static core::CNetworkBlock& AddressesOf(const iptv::CIptvChannelBlock& channels) {
+        return *TestProject::GroupOf(channels).GetNetworkBlock();
+    }
+    l2l3::CStreamBlock& MakeStreams(const std::vector<CScriptable*>& sources,
+                                    const std::vector<CScriptable*>& destinations) {
+        auto& streams = CScriptableCreator().Make<l2l3::CStreamBlock>(&sender);
+        for (CScriptable* source : sources) TestProject::Relate(streams, *source, ids::relations::SrcBinding);
+        for (CScriptable* to : destinations) TestProject::Relate(streams, *to, ids::relations::DstBinding);
+        return streams;
+    }
+    void Make(const std::vector<iptv::CIptvStbBlockConfig*>& blocks) {
+        map.Make(dynamic_cast<core::CProject&>(project.Root()), blocks);
+    }
+    /// "<source>><group>:<place of the stream in its block>".
+    std::vector<std::string> Lines(const l2l3::CStreamBlock& streams) {
+        std::vector<std::uint32_t> ids;
+        l2l3::CStreamIndexManager::Instance().GetStreamIdsNoThrow(&streams, sender.GetHandle(), ids);
+        std::vector<std::string> lines;
+        for (std::size_t i = 0; i < map.GetSources().size(); ++i) {
+            lines.push_back(Shorten(map.GetSources()[i]) + ">" + Shorten(map.GetGroups()[i]));
+            if (!map.GetStreamIds().empty())
+                lines.back() += ":" + std::to_string(map.GetStreamIds()[i] - ids.at(0));
+        }
+        return lines;
+    }
+
+    TestProject project;
+    testing_aids::LogCapture log;
+    core::CPort& receiver = project.MakePort("Receiver");
+    core::CPort& sender = project.MakePort("Sender");
+    iptv::CIptvViewingProfileConfig& profile = project.MakeProfile("Fast");
+    iptv::StreamMap map;
+};
+
+TEST_F(StreamMapTest, HostAndGroupOfAStreamComeTogetherInTurns) {
+    const struct {
+        std::uint32_t hosts;
+        std::uint32_t groups;
+        std::uint32_t first;  ///< channels watched
+        std::uint32_t last;
+        std::vector<std::string> lines;
+    } cases[] = {
+        {2, 3, 1, 3, {"1>1:0", "2>2:1", "1>3:2", "2>1:3", "1>2:4", "2>3:5"}},  // coprime
+        {3, 3, 1, 3, {"1>1:0", "2>2:1", "3>3:2"}},                             // equal
+        {4, 2, 1, 2, {"1>1:0", "2>2:1", "3>1:2", "4>2:3"}},                    // multiple
+        {2, 4, 1, 4, {"1>1:0", "2>2:1", "1>3:2", "2>4:3"}},
+        {4, 6, 2, 3, {"2>2:1", "3>3:2", "4>2:7", "1>3:8"}},  // some channels only
+        {1, 5, 5, 5, {"1>5:4"}},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(std::to_string(test.hosts) + " hosts, " + std::to_string(test.groups) + " groups");
+        auto& channels = project.MakeChannelBlock("News", 1, test.groups);
+        auto& stbs = Watch({&project.MakeRange(channels, test.first, test.last)});
+        auto& streams = MakeStreams({&MakeHosts(test.hosts, "10.0.0.1")}, {&AddressesOf(channels)});
+        Make({&stbs});
+        EXPECT_EQ(Lines(streams), test.lines);
+        EXPECT_THAT(log.Take(), Not(Contains(HasSubstr("relevant multicast streams"))));
+        streams.Delete();
+        channels.Delete();
+    }
+}
+
+TEST_F(StreamMapTest, StreamsToAndFromOthersArePassedOver) {
+    auto& four = project.MakeChannelBlock("Four", 1, 2);
+    auto& six = project.MakeChannelBlock("Six", 11, 2, true);
+    auto& stbs = Watch({&project.MakeRange(four, 1, 2), &project.MakeRange(six, 11, 12)});
+    auto& viewer = TestProject::LayerOf(project.MakeDevice(&receiver, 3), "Ipv4If");
+    auto& first = MakeHosts(2, "10.0.0.1");
+    auto& second = MakeHosts(1, "10.0.0.9");
+    auto& third = MakeHosts(1, "2000::7", true);
+    // Streams in order: first to viewer 6, first to four 2, first to six 2, second 3 + 2 + 2, third 3 + 2
+    // + 2.
+    auto& streams = MakeStreams({&first, &second, &third}, {&viewer, &AddressesOf(four), &AddressesOf(six)});
+    Make({&stbs});
+    EXPECT_THAT(Lines(streams),
+                ElementsAre("1>1:6", "2>2:7", "1>v6:1:8", "2>v6:2:9", "9>1:13", "9>2:14", "9>v6:1:15",
+                            "9>v6:2:16", "v6:7>1:20", "v6:7>2:21", "v6:7>v6:1:22", "v6:7>v6:2:23"));
+}
+
+TEST_F(StreamMapTest, WithoutAStreamForEachGroupTheStreamsAreNotToldApart) {
+    auto& channels = project.MakeChannelBlock("News", 1, 4);
+    auto& others = project.MakeChannelBlock("Films", 11, 2);
+    AddressesOf(others).Set("StartIpList", "225.0.1.1");
+    auto& stbs = Watch({&project.MakeRange(channels, 1, 2), &project.MakeRange(others, 11, 12)});
+    auto& streams = MakeStreams({&MakeHosts(1, "10.0.0.1")}, {&AddressesOf(channels)});
+    Make({&stbs});
+    EXPECT_THAT(Lines(streams), ElementsAre("1>1", "1>2"));
+    EXPECT_THAT(map.GetStreamIds(), IsEmpty());
+    EXPECT_THAT(log.Take(), Contains(HasSubstr("user.iptv Warn: Not all of the relevant multicast streams")));
+
+    // Found on a port that takes part, in a stream block that is on.
+    auto& rest = MakeStreams({&MakeHosts(1, "10.0.0.2")}, {&AddressesOf(others)});
+    Make({&stbs});
+    EXPECT_EQ(map.GetStreamIds().size(), 4u);
+    rest.Set(ids::Scriptable::LocalActive, false);
+    Make({&stbs});
+    EXPECT_THAT(map.GetStreamIds(), IsEmpty());
+    rest.Set(ids::Scriptable::LocalActive, true);
+    sender.Set(ids::Port::Online, false);
+    Make({&stbs});
+    EXPECT_THAT(map.GetSources(), IsEmpty());
+    project.Host().GetSystem().Set(ids::System::OfflinePortsTakePart, true);
+    Make({&stbs});
+    EXPECT_EQ(map.GetStreamIds().size(), 4u);
+}
+
+TEST_F(StreamMapTest, APathWithoutNumbersForItsStreamsIsLeftOut) {
+    auto& channels = project.MakeChannelBlock("News", 1, 4);
+    auto& stbs = Watch({&project.MakeRange(channels, 1, 4)});
+    auto& crowd = project.MakeChannelBlock("Crowd", 11, 1u << 19);
+    AddressesOf(crowd).Set("StartIpList", "230.0.0.1");
+    // Two hosts of coprime counts: together more streams than are numbered.
+    auto& streams = MakeStreams({&MakeHosts(3, "10.0.0.1")}, {&AddressesOf(channels), &AddressesOf(crowd)});
+    Make({&stbs});
+    EXPECT_THAT(map.GetSources(), IsEmpty());
+    streams.Delete();
+    MakeStreams({&MakeHosts(3, "10.0.0.1")}, {&AddressesOf(channels)});
+    Make({&stbs});
+    EXPECT_EQ(map.GetStreamIds().size(), 12u);
+}
+
+TEST_F(StreamMapTest, TheGroupsAreThoseThatActiveBlocksWatch) {
+    auto& channels = project.MakeChannelBlock("News", 5, 10);
+    auto& every_third = project.MakeRange(channels, 6, 14);
+    every_third.Set(ids::IptvViewedChannels::ChannelRangeStep, 3u);
+    auto& overlapping = project.MakeRange(channels, 5, 6);
+    auto& off = project.MakeRange(channels, 12, 13);
+    off.Set(ids::Scriptable::LocalActive, false);
+    auto& by_inactive_block = project.MakeRange(channels, 11, 11);
+    auto& stbs = Watch({&every_third, &overlapping, &off});
+    auto& same = Watch({&every_third});
+    auto& inactive = Watch({&by_inactive_block});
+    inactive.Set(ids::Scriptable::LocalActive, false);
+    auto& streams = MakeStreams({&MakeHosts(1, "10.0.0.1")}, {&AddressesOf(channels)});
+    Make({&stbs, &same, &inactive});
+    EXPECT_THAT(Lines(streams), ElementsAre("1>1:0", "1>2:1", "1>5:4", "1>8:7"));
+}
+
+TEST_F(StreamMapTest, EveryPortIsSentTheMap) {
+    auto& channels = project.MakeChannelBlock("News", 1, 2);
+    auto& stbs = Watch({&project.MakeRange(channels, 1, 2)});
+    MakeStreams({&MakeHosts(1, "10.0.0.1")}, {&AddressesOf(channels)});
+    Make({&stbs});
+    testing_aids::ScriptedPort far(receiver);  // the sender cannot be reached
+    auto& start = CScriptableCreator().Make<iptv::CIptvStartTestCommand>(&project.Root());
+    start.MakeMap(dynamic_cast<core::CProject&>(project.Root()));
+    framework::CTaskManager::Instance().CtmYield(10);
+    std::vector<ipAddress_t> sources;
+    std::vector<ipAddress_t> groups;
+    std::vector<std::uint32_t> ids;
+    iptvcd_1_bll::parse_req_UpdateStreamMap(&far.Last("UpdateStreamMap"), &sources, &groups, &ids);
+    EXPECT_EQ(sources, map.GetSources());
+    EXPECT_EQ(groups, map.GetGroups());
+    EXPECT_EQ(ids, map.GetStreamIds());
+    EXPECT_EQ(ids.size(), 2u);
+    EXPECT_THAT(log.Take(), Contains("content.mulvane.iptv Error: Failed to send interface message"));
+    framework::CRpcManager::Instance().Reset();
+}
+
+TEST_F(StreamMapTest, TensOfThousandsOfStreamsTakeNoTime) {
+    constexpr std::uint32_t kChannels = 30000;
+    constexpr std::uint32_t kRange = 30;
+    auto& channels = project.MakeChannelBlock("News", 1, kChannels);
+    std::vector<iptv::CIptvViewedChannels*> ranges;
+    for (std::uint32_t first = 1; first <= kChannels; first += kRange)
+        ranges.push_back(&project.MakeRange(channels, first, first + kRange - 1));
+    std::vector<iptv::CIptvStbBlockConfig*> blocks;
+    for (int i = 0; i < 20; ++i) blocks.push_back(&Watch(ranges));
+    auto& hosts = MakeHosts(kChannels * 2, "10.0.0.1");
+    auto& streams = MakeStreams({&hosts}, {&AddressesOf(channels)});
+    Make(blocks);
+    ASSERT_EQ(map.GetStreamIds().size(), kChannels * 2);
+    EXPECT_EQ(Lines(streams).back(), Shorten(map.GetSources().back()) + ">" +
+                                         Shorten(map.GetGroups()[kChannels - 1]) + ":" +
+                                         std::to_string(kChannels * 2 - 1));
+}
+
+}  // namespace
