@@ -94,13 +94,14 @@ void ApplyToIL(CScriptable& root, ValidationContext& context) {
     TellStatus(ApplyStatus::Started, {});
     try {
         LogEarlierRpcErrors();
-        CApplySettler::Begin(root);
+        const CChangeLog::Moment began = CChangeLog::Instance().GetNow();
         Validate(root, context);
         ApplyContext apply;
         for (const ApplyObjectHandler* handler : ApplyToILHandlerRegistry::Instance().GetHandlers()) {
             RunHandler(*handler, root, apply);
         }
-        CApplySettler::Settle(root, {apply.GetFailedObjects().begin(), apply.GetFailedObjects().end()});
+        CApplySettler::Settle(root, began,
+                              {apply.GetFailedObjects().begin(), apply.GetFailedObjects().end()});
     } catch (...) {
         const std::string text = DescribeException(std::current_exception());
         TellStatus(ApplyStatus::Failed, text);

@@ -5,26 +5,29 @@
 #include <unordered_set>
 #include <vector>
 
-#include "orv/framework/scriptable.h"
+#include "orv/framework/change_log.h"
 
 namespace orv::framework {
 
 /// Settles states, destroys what was to be deleted and empties the lists of removed objects below a root.
-/// Takes time in proportion to the number of objects and of removed relations, in whatever order they were
-/// made.
+/// Takes time in proportion to what has changed since the last time, in whatever order it was made.
 class CApplySettler {
   public:
-    /// Notes what the tree looks like, so that Settle can tell what changes from now on.
-    static void Begin(CScriptable& root);
+    using Moment = CChangeLog::Moment;
+
     /// Objects of the handles in `keep` keep their states: their changes were refused. So do objects that
-    /// were changed, created or marked for deletion since Begin: nobody has sent that yet.
-    static void Settle(CScriptable& root, std::unordered_set<std::uint32_t> keep);
+    /// were changed, created or marked for deletion after the moment when the apply began: nobody has sent
+    /// that yet.
+    static void Settle(CScriptable& root, Moment began, std::unordered_set<std::uint32_t> keep);
 
   private:
-    static void Collect(CScriptable& object, ScriptableVec& all);
-    static void FindDoomed(CScriptable& object, std::vector<std::uint32_t>& doomed);
-    static bool IsDoomed(const CScriptable& object);
+    static ScriptableVec TakeUnsettled(const CScriptable& root);
+    static std::vector<std::uint32_t> FindDoomed(const ScriptableVec& changed, Moment began);
+    static void Destroy(const std::vector<std::uint32_t>& doomed);
     static void SetObsolete(CScriptable& object);
+
+    /// Handles of changed objects that were below none of the roots so far.
+    static std::vector<std::uint32_t> outside_;
 };
 
 }  // namespace orv::framework

@@ -188,6 +188,10 @@ std::vector<const CMetaClass*> CMetaClassManager::GetClasses() const {
     return classes;
 }
 
+std::size_t CMetaClassManager::GetClassCount() const {
+    return impl_->classes.size();
+}
+
 std::vector<const CMetaClass*> CMetaClassManager::GetDefaultChildren(const CMetaClass& meta_class) const {
     std::vector<const CMetaClass*> children;
     if (meta_class.GetBase()) children = GetDefaultChildren(*meta_class.GetBase());

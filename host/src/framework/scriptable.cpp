@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "orv/framework/change_log.h"
 #include "orv/framework/handle_registry.h"
 #include "orv/framework/notification_service.h"
 #include "orv/framework/static_registration.h"
@@ -11,7 +12,9 @@
 
 namespace orv::framework {
 
-CScriptable::CScriptable() = default;
+CScriptable::CScriptable() {
+    Touch();
+}
 
 CScriptable::~CScriptable() {
     CNotificationService::Instance().Notify(*this, CNotificationService::Change::Destroyed);
@@ -82,8 +85,19 @@ void CScriptable::UnregisterPropertyChangeDelegate(PropId id, const PropertyChan
     if (extras_) std::erase(extras_->property_delegates, std::make_pair(id, delegate));
 }
 
+void CScriptable::SetObjectState(State state) {
+    state_ = state;
+    CChangeLog::Instance().Note(*this);
+}
+
+void CScriptable::Touch() {
+    CChangeLog& log = CChangeLog::Instance();
+    log.Note(*this);
+    modified_at_ = log.now_;
+}
+
 void CScriptable::MarkModified() {
-    touched_ = true;
+    Touch();
     if (state_ == STATE_UNCHANGED) state_ = STATE_MODIFIED;
 }
 

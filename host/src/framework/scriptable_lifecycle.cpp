@@ -22,7 +22,7 @@ bool CScriptable::MarkDelete(bool children, bool relations) {
         state_ = before;
         return false;
     }
-    touched_ = true;
+    Touch();
     if (children) {
         if (const RelationList* below = FindRelations(common::kParentChild)) {
             for (CScriptable* child : std::vector<CScriptable*>(below->objects))

@@ -1,5 +1,6 @@
 #include "orv/framework/scriptable_locator.h"
 
+#include "containment.h"
 #include "orv/framework/singletons.h"
 #include "orv/ids/framework_ids.h"
 
@@ -16,6 +17,7 @@ void CScriptableLocator::GetObjectsEx(ScriptableVec& objects, ClassId id, const 
     if (!root || ((options & LOCATE_SKIP_INACTIVE_ROOTS) && !root->GetActive())) return;
     if ((options & LOCATE_SKIP_DELETED) && root->IsDeleted()) return;
     if (root->IsTypeOf(id)) objects.push_back(const_cast<CScriptable*>(root));
+    if (!Holders::Of(id).Contains(root->GetMetaClass())) return;
     ScriptableVec children;
     root->GetObjects(children, CScriptable::CLASS_ID(), common::kParentChild);
     for (const CScriptable* child : children) {

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <typeinfo>
 
+#include "orv/framework/change_log.h"
 #include "orv/framework/notification_service.h"
 #include "orv/framework/scriptable.h"
 #include "orv/ids/framework_ids.h"
@@ -109,7 +110,11 @@ void CScriptable::StoreValue(const CPropertyMeta& meta, PropertyValue value) {
     if (slot == value) return;
     slot = std::move(value);
     if (meta.id == ids::Scriptable::Name) auto_named_ = false;
-    if (!meta.transient) MarkModified();
+    if (meta.transient) {
+        CChangeLog::Instance().Note(*this);
+    } else {
+        MarkModified();
+    }
     NotifyPropertyModified(meta);
     if (meta.id == ids::Scriptable::LocalActive) UpdateActive(!parent_ || parent_->GetActive());
 }

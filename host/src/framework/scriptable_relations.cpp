@@ -1,6 +1,7 @@
 // Relations of an object, stored at both ends.
 #include <algorithm>
 
+#include "orv/framework/change_log.h"
 #include "orv/framework/handle_registry.h"
 #include "orv/framework/meta_class_manager.h"
 #include "orv/framework/notification_service.h"
@@ -115,6 +116,7 @@ bool CScriptable::AddObject(CScriptable& object, RelationType type, std::string*
         if (object.parent_) object.parent_->RemoveObject(object, kParentChild, false);
         object.parent_ = this;
         Link(object, type);
+        CChangeLog::Instance().Note(object);
         object.UpdateActive(GetActive());
     } else {
         Link(object, type);
@@ -151,6 +153,7 @@ bool CScriptable::RemoveObject(CScriptable& object, RelationType type, bool reme
     Unlink(object, type);
     if (type == kParentChild) {
         object.parent_ = nullptr;
+        CChangeLog::Instance().Note(*this);
     } else {
         object.Unlink(*this, type.Reverse());
         CScriptable& source = type.direction == 0 ? *this : object;
@@ -164,7 +167,7 @@ bool CScriptable::RemoveObject(CScriptable& object, RelationType type, bool reme
             Extras::RemovedList* list = extras.FindRemoved(as);
             if (!list) list = &extras.removed.emplace_back(Extras::RemovedList{as, {}});
             list->handles.push_back(other.handle_);
-            end.touched_ = true;
+            end.Touch();
         };
         note(*this, object, type);
         note(object, *this, type.Reverse());

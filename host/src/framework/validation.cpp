@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "containment.h"
 #include "framework_log.h"
 #include "orv/common/exceptions.h"
 #include "orv/framework/scriptable.h"
@@ -93,12 +94,20 @@ void ValidatorRegistry::ValidateAs(const CMetaClass& meta_class, CScriptable& ob
 }
 
 void ValidatorRegistry::ValidateTree(CScriptable& root, ValidationContext& context) const {
+    std::vector<common::ClassId> classes;
+    for (const auto& [id, validators] : by_class_) classes.push_back(id);
+    ValidateBelow(root, Holders(classes), context);
+}
+
+void ValidatorRegistry::ValidateBelow(CScriptable& root, const Holders& holders,
+                                      ValidationContext& context) const {
     // What is going to be deleted may be as wrong as it likes. Validators of the objects above still see it.
     if (root.IsDeleted()) return;
     ValidateObject(root, context);
+    if (!holders.Contains(root.GetMetaClass())) return;
     ScriptableVec children;
     root.GetObjects(children, CScriptable::CLASS_ID(), common::kParentChild);
-    for (CScriptable* child : children) ValidateTree(*child, context);
+    for (CScriptable* child : children) ValidateBelow(*child, holders, context);
 }
 
 StaticRegisterValidator::StaticRegisterValidator(const Validator* validator) {

@@ -28,6 +28,7 @@ framework::PropId CIptvMsgSetCln::m_portOnlineProp;
 ScriptableVec CIptvMsgSetCln::m_profileList;
 ScriptableVec CIptvMsgSetCln::m_viewedChannelList;
 std::optional<ChannelBlockIndex> CIptvMsgSetCln::m_channelBlocks;
+ConfigLook CIptvMsgSetCln::m_sent;
 
 CIptvMsgSetCln* CIptvMsgSetCln::GetPortClient(const core::CPort* port, ApplyContext* ctx) {
     if (!port) return nullptr;
@@ -92,6 +93,7 @@ void CIptvMsgSetCln::PortOfflineHandler(CScriptable*, framework::PropId) {
     // still on its way is of no interest.
     Abandon();
     m_knownBlocks.clear();
+    m_sent = {};
     const auto* project = core::CProject::GetCurrentActiveInstance();
     if (!project) return;
     ScriptableVec objects;

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "config/ChannelBlockIndex.h"
+#include "config/ConfigChanges.h"
 #include "config/StbBlockValues.h"
 #include "orv/framework/meta_class.h"
 #include "orv/framework/rpc_manager.h"
@@ -141,11 +142,14 @@ class CIptvMsgSetCln {
     /// The project's viewing profiles and viewed-channel ranges, those removed since the last apply last.
     static ScriptableVec m_profileList;
     static ScriptableVec m_viewedChannelList;
-    /// The project's channel blocks as they were when the apply began.
+    /// The project's channel blocks. Like the lists, as they were when anything that ports share last
+    /// changed.
     static std::optional<ChannelBlockIndex> m_channelBlocks;
 
   private:
     static void ReleaseClientsOfGonePorts();
+    static ConfigChanges FindChanges();
+    static void ListSharedObjects(const CScriptable& project);
     void Send(Message& message, bool await_response, bool& pending);
     std::string DescribeError(const std::string& prefix, const Message& message) const;
 
@@ -153,6 +157,8 @@ class CIptvMsgSetCln {
     /// own end may be gone already.
     static std::map<std::uint32_t, CIptvMsgSetCln*>& m_portMap;
     static framework::PropId m_portOnlineProp;  ///< looked up by the first client
+    /// What was seen then has been sent to all ports, if the host has settled it since.
+    static ConfigLook m_sent;
 
     std::map<std::string, std::set<std::uint32_t>> m_applyMap;  ///< handles by key
     const std::uint32_t m_portHandle;

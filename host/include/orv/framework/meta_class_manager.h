@@ -1,6 +1,7 @@
 // All classes of the active data models.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
@@ -40,6 +41,7 @@ class CMetaClassManager {
 
     /// All classes in the order of their ids.
     std::vector<const CMetaClass*> GetClasses() const;
+    std::size_t GetClassCount() const;
 
     /// Classes of the children created with every new object of a class: those that the class and its base
     /// classes declare, base classes first, then those that other models add to them.

@@ -1,6 +1,7 @@
 // Base of every configuration, command and result object.
 #pragma once
 
+#include <boost/intrusive/list_hook.hpp>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -129,7 +130,7 @@ class CScriptable {
     // --- State
     // ----------------------------------------------------------------------------------------------------
     State GetObjectState() const { return state_; }
-    void SetObjectState(State state) { state_ = state; }
+    void SetObjectState(State state);
     /// The object's own and every ancestor's Active property: what the common property Active reads.
     bool GetActive() const;
     bool IsDeleted() const { return state_ == STATE_PENDING_DELETE || state_ == STATE_OBSOLETE; }
@@ -242,6 +243,7 @@ class CScriptable {
     friend class CScriptableCreator;
     friend class CCloner;
     friend class CApplySettler;
+    friend class CChangeLog;
     struct RelationList {
         RelationType type;
         std::vector<CScriptable*> objects;
@@ -262,6 +264,7 @@ class CScriptable {
     void ForgetRemoved();
     Extras& GetExtras();
     void UpdateActive(bool parent_active);
+    void Touch();
     void MarkModified();
 
     const CMetaClass* meta_class_ = nullptr;
@@ -269,10 +272,13 @@ class CScriptable {
     CScriptable* parent_ = nullptr;
     std::vector<RelationList> relations_;
     std::unique_ptr<Extras> extras_;
+    std::uint64_t changed_at_ = 0;   ///< moment of the change log
+    std::uint64_t modified_at_ = 0;  ///< the same, of the last change that an apply has to settle
+    boost::intrusive::list_member_hook<boost::intrusive::link_mode<boost::intrusive::auto_unlink>>
+        change_hook_;
     std::uint32_t handle_ = 0;
     State state_ = STATE_NEW;
     bool auto_named_ = false;
-    bool touched_ = true;  ///< changed since the last apply began, so that its end must not settle the object
 };
 
 template <class T>

@@ -13,6 +13,7 @@ namespace orv::framework {
 
 class CMetaClass;
 class CScriptable;
+class Holders;
 
 /// One report. The source is where in the code the rule stands: source file and line number without
 /// separator.
@@ -112,6 +113,7 @@ class ValidatorRegistry {
     void ValidateTree(CScriptable& root, ValidationContext& context) const;
 
   private:
+    void ValidateBelow(CScriptable& root, const Holders& holders, ValidationContext& context) const;
     void ValidateAs(const CMetaClass& meta_class, CScriptable& object, ValidationContext& context) const;
 
     std::vector<const Validator*> validators_;

@@ -4,6 +4,7 @@
 #include "IptvErrors.h"
 #include "IptvLog.h"
 #include "apply/ApplyStates.h"
+#include "config/ConfigChanges.h"
 #include "config/IptvStbBlockConfig.h"
 #include "config/IptvViewedChannels.h"
 #include "config/IptvViewingProfileConfig.h"
@@ -143,6 +144,18 @@ void CIptvMsgSetCln::ReleaseClientsOfGonePorts() {
     }
 }
 
+ConfigChanges CIptvMsgSetCln::FindChanges() {
+    // After an apply that failed, also in another handler, everything counts as changed still.
+    const bool settled = framework::CChangeLog::Instance().GetSettled() > m_sent.GetMoment();
+    return settled ? m_sent.GetChanges() : ConfigChanges::Everything();
+}
+
+void CIptvMsgSetCln::ListSharedObjects(const CScriptable& project) {
+    m_profileList = GetCurrentAndRemoved(project, CIptvViewingProfileConfig::CLASS_ID());
+    m_viewedChannelList = GetCurrentAndRemoved(project, CIptvViewedChannels::CLASS_ID());
+    m_channelBlocks.emplace(ChannelBlockIndex::OfProject());
+}
+
 void CIptvMsgSetCln::OnApplyProject(ApplyContext& ctx) {
     Trace([] { return "CIptvMsgSetCln::OnApplyProject() begin"; });
     ReleaseClientsOfGonePorts();
@@ -150,11 +163,13 @@ void CIptvMsgSetCln::OnApplyProject(ApplyContext& ctx) {
     const CScriptable* project = ctx.GetCurrentObject();
     if (CIptvResultsManager::IsTestRunning() || ports.empty() || !project) return;
 
-    m_profileList = GetCurrentAndRemoved(*project, CIptvViewingProfileConfig::CLASS_ID());
-    m_viewedChannelList = GetCurrentAndRemoved(*project, CIptvViewedChannels::CLASS_ID());
-    m_channelBlocks.emplace(ChannelBlockIndex::OfProject());
+    const ConfigChanges changes = FindChanges();
+    const ConfigLook now = ConfigLook::Now();
+    m_sent = {};  // until all ports have come to a good end
+    if (changes.IsEverything()) ListSharedObjects(*project);
     Passes passes;
     for (const std::uint32_t handle : ports) {
+        if (!changes.Concern(handle)) continue;
         const auto* port = dynamic_cast<const core::CPort*>(CHandleRegistry::Instance().Find(handle));
         if (!port || !port->IsReachable()) continue;
         if (port->GetObjectState() == CScriptable::STATE_OBSOLETE) {
@@ -166,6 +181,7 @@ void CIptvMsgSetCln::OnApplyProject(ApplyContext& ctx) {
         passes.Add(*client);
     }
     passes.Run();
+    m_sent = now;
     Trace([] { return "CIptvMsgSetCln::OnApplyProject() end"; });
 }
 

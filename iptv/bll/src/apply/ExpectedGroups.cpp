@@ -27,7 +27,6 @@ igmpmld::CMulticastPortConfig& GetPortConfig(const core::CPort* port) {
 void CIptvMsgSetCln::GetSubscribedMulticastGroups(std::set<CScriptable*>& groups,
                                                   const std::vector<std::uint32_t>& stbBlockHandles) const {
     GetPortConfig(GetPort()).GetSubscribedMulticastGroups(groups);
-    const ChannelBlockIndex channel_blocks = ChannelBlockIndex::OfProject();
     // Many blocks watch the same ranges, so each range is looked up once.
     std::set<const CScriptable*> ranges_done;
     for (const std::uint32_t handle : stbBlockHandles) {
@@ -39,7 +38,7 @@ void CIptvMsgSetCln::GetSubscribedMulticastGroups(std::set<CScriptable*>& groups
         for (const CScriptable* object : ranges) {
             const auto* range = dynamic_cast<const CIptvViewedChannels*>(object);
             if (!range || !ranges_done.insert(range).second) continue;
-            const CIptvChannelBlock* channel_block = range->GetChannelBlockForViewChan(channel_blocks);
+            const CIptvChannelBlock* channel_block = range->GetChannelBlockForViewChan(*m_channelBlocks);
             if (channel_block && channel_block->GetMulticastGroup())
                 groups.insert(channel_block->GetMulticastGroup());
         }

@@ -2,6 +2,7 @@
 #include "IptvErrors.h"
 #include "IptvLog.h"
 #include "IptvMsgSetCln.h"
+#include "config/ConfigChanges.h"
 #include "config/IptvStbBlockConfig.h"
 #include "orv/common/exceptions.h"
 #include "orv/core/emulated_device.h"
@@ -87,10 +88,13 @@ void CIptvMsgSetCln::CheckVlanAndPppEnable(CIptvStbBlockConfig* block, int& vlan
     }
 }
 
-void CIptvMsgSetCln::OnValidateIptvNetworkInterface(framework::ValidationContext& ctx) {
+namespace {
+
+void CheckPorts(framework::ValidationContext& ctx, const ConfigChanges& changes) {
     std::vector<std::uint32_t> ports;
     CIptvStbBlockConfig::FindObjectHandles(ports);
     for (const std::uint32_t handle : ports) {
+        if (!changes.Concern(handle)) continue;
         auto* port = dynamic_cast<core::CPort*>(framework::CHandleRegistry::Instance().Find(handle));
         if (!port) ThrowLookupFailure({"Port", "ValidationContext", kOperation}, "Port. ");
         if (port->IsDeleted()) continue;
@@ -98,6 +102,13 @@ void CIptvMsgSetCln::OnValidateIptvNetworkInterface(framework::ValidationContext
         Trace([port] { return "Validating the network interfaces on port " + port->GetName(); });
         CheckPort(*port);
     }
+}
+
+}  // namespace
+
+void CIptvMsgSetCln::OnValidateIptvNetworkInterface(framework::ValidationContext& ctx) {
+    static RepeatedCheck check;
+    check.Run(ctx, [&](const ConfigChanges& changes) { CheckPorts(ctx, changes); });
 }
 
 namespace {

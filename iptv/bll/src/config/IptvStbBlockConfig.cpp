@@ -2,6 +2,7 @@
 
 #include "InitAttributeBuilder.h"
 #include "IptvLog.h"
+#include "config/ConfigChanges.h"
 #include "config/IptvBlockIfUserFinder.h"
 #include "orv/common/exceptions.h"
 #include "orv/core/if_manager.h"
@@ -79,6 +80,7 @@ bool CIptvStbBlockConfig::OnInit() {
 
 void CIptvStbBlockConfig::FileUnderPort() {
     AddObjectToMap();
+    ConfigChanges::NotePort(GetBlockKey());
     if (GetBlockKey() != 0 && !HasBlockIndex()) {
         LogText(userLogger(), LogLevelType::Error,
                 Describe() + " has no index: its port carries " + std::to_string(kNoIndex) +
@@ -86,9 +88,15 @@ void CIptvStbBlockConfig::FileUnderPort() {
     }
 }
 
+void CIptvStbBlockConfig::LeavePort() {
+    ConfigChanges::NotePort(GetBlockKey());
+    RemoveObjectFromMap();
+}
+
 bool CIptvStbBlockConfig::OnMarkDelete() {
     GetParentOrThrow(*this);
     StopListening();
+    ConfigChanges::NotePort(GetBlockKey());
     if (GetBlockKey() != 0 && HasBlockIndex()) LeaveGroup();
     return true;
 }
@@ -110,7 +118,7 @@ void CIptvStbBlockConfig::OnRelationModified(RelationType type, CScriptable& oth
     if (type == common::kChildParent && !IsDeleted()) {
         if (!added) {
             StopListening();
-            RemoveObjectFromMap();
+            LeavePort();
         } else if (other.GetHandle() != listening_to_) {
             Listen(other);
             FileUnderPort();
@@ -137,7 +145,7 @@ void CIptvStbBlockConfig::RelChangeHandler(CScriptable& source, CScriptable& oth
     if (added) {
         FileUnderPort();
     } else if (GetBlockKey() != 0) {
-        RemoveObjectFromMap();
+        LeavePort();
     }
 }
 

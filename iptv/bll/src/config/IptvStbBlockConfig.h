@@ -86,6 +86,7 @@ class CIptvStbBlockConfig : public CScriptable,
     void Listen(CScriptable& device);
     void StopListening();
     void FileUnderPort();
+    void LeavePort();
 
     std::uint32_t listening_to_ = 0;  ///< handle of the device whose relation changes it is told of
     StbBlockValues applied_values_;

@@ -5,6 +5,7 @@
 #include "IptvErrors.h"
 #include "IptvLog.h"
 #include "IptvResources.h"
+#include "config/ConfigChanges.h"
 #include "config/ConfigRules.h"
 #include "config/IptvStbBlockConfig.h"
 #include "orv/core/emulated_device.h"
@@ -162,14 +163,44 @@ void CheckMissingBlocks(ValidationContext& context) {
 
 }  // namespace
 
-void CIptvStbBlockConfig::OnValidateStbBlock(ValidationContext& context) {
+namespace {
+
+/// Active set-top boxes by port (a handle), as of the last check of the port.
+std::map<std::uint32_t, std::uint64_t> settop_boxes;
+
+std::uint64_t CountSetTopBoxes(std::uint32_t port) {
+    std::vector<CIptvStbBlockConfig*> blocks;
+    CIptvStbBlockConfig::FindObjects(port, blocks);
+    std::uint64_t count = 0;
+    for (const CIptvStbBlockConfig* block : blocks) {
+        if (!block || block->IsDeleted() || !block->GetActive()) continue;
+        if (const auto* device = dynamic_cast<const core::CEmulatedDevice*>(block->GetParent()))
+            count += device->GetDeviceCount();
+    }
+    return count;
+}
+
+void CheckPorts(ValidationContext& context, const ConfigChanges& changes) {
     const bool running = CIptvResultsManager::IsTestRunning();
     if (running) CheckMissingBlocks(context);
     std::vector<std::uint32_t> ports;
-    FindObjectHandles(ports);
-    if (ports.empty()) return;
-    for (const std::uint32_t port : ports) CheckPort(context, port, running);
-    CheckCcpuDeviceLimit(context);
+    CIptvStbBlockConfig::FindObjectHandles(ports);
+    if (changes.IsEverything()) settop_boxes.clear();
+    for (const std::uint32_t port : ports) {
+        if (!changes.Concern(port)) continue;
+        CheckPort(context, port, running);
+        settop_boxes[port] = CountSetTopBoxes(port);
+    }
+}
+
+}  // namespace
+
+void CIptvStbBlockConfig::OnValidateStbBlock(ValidationContext& context) {
+    static RepeatedCheck check;
+    check.Run(context, [&](const ConfigChanges& changes) {
+        CheckPorts(context, changes);
+        CheckCcpuDeviceLimit(context);
+    });
 }
 
 void CIptvStbBlockConfig::CheckCcpuDeviceLimit(ValidationContext& context) {
@@ -189,15 +220,10 @@ void CIptvStbBlockConfig::CheckCcpuDeviceLimit(ValidationContext& context) {
         const std::uint32_t key = core::COrvSystem::OfflinePortsTakePart() ? kSharedByAll
                                   : group                                  ? group->GetHandle()
                                                                            : 0;
-        std::vector<CIptvStbBlockConfig*> blocks;
-        FindObjects(handle, blocks);
-        for (const CIptvStbBlockConfig* block : blocks) {
-            if (!block || block->IsDeleted() || !block->GetActive()) continue;
-            const auto* device = dynamic_cast<const core::CEmulatedDevice*>(block->GetParent());
-            if (!device) continue;
-            ccpus[key].settop_boxes += device->GetDeviceCount();
-            ccpus[key].port = port;
-        }
+        const std::uint64_t count = settop_boxes[handle];
+        if (count == 0) continue;
+        ccpus[key].settop_boxes += count;
+        ccpus[key].port = port;
     }
     for (const auto& [key, ccpu] : ccpus) {
         if (ccpu.settop_boxes <= kLimit) continue;

@@ -1,9 +1,11 @@
 // The rules for viewed-channel ranges. All arithmetic is unsigned, 32 bits.
 #include <algorithm>
+#include <optional>
 
 #include "IptvErrors.h"
 #include "IptvLog.h"
 #include "config/ChannelBlockIndex.h"
+#include "config/ConfigChanges.h"
 #include "config/ConfigRules.h"
 #include "config/IptvChannelBlock.h"
 #include "config/IptvStbBlockConfig.h"
@@ -160,10 +162,15 @@ bool CheckDevice(ValidationContext& context, const core::CEmulatedDevice& device
 
 }  // namespace
 
-void CIptvViewedChannels::OnValidateViewedChannels(ValidationContext& context) {
+namespace {
+
+/// The channel blocks as of the last check of everything.
+std::optional<ChannelBlockIndex> channel_block_index;
+
+void CheckEverything(ValidationContext& context) {
     CScriptable& project = *context.GetCurrentObject();
     ScriptableVec ranges;
-    project.GetObjects(ranges, CLASS_ID(), common::kParentChild);
+    project.GetObjects(ranges, CIptvViewedChannels::CLASS_ID(), common::kParentChild);
     const bool running = CIptvResultsManager::IsTestRunning();
     for (CScriptable* object : ranges) {
         auto* range = dynamic_cast<CIptvViewedChannels*>(object);
@@ -173,15 +180,36 @@ void CIptvViewedChannels::OnValidateViewedChannels(ValidationContext& context) {
     ScriptableVec channel_blocks;
     project.GetObjects(channel_blocks, CIptvChannelBlock::CLASS_ID(), common::kParentChild);
     std::stable_sort(channel_blocks.begin(), channel_blocks.end(), CmpChannelBlock);
-    const ChannelBlockIndex index(channel_blocks);
+    channel_block_index.emplace(channel_blocks);
     ScriptableVec devices;
     project.GetObjects(devices, core::CEmulatedDevice::CLASS_ID(), common::kParentChild);
     for (CScriptable* object : devices) {
         const auto* device = dynamic_cast<core::CEmulatedDevice*>(object);
         if (!device)
             ThrowLookupFailure({"EmulatedDevice", "EmulatedDeviceIterator", kOperation}, "EmulatedDevice.");
-        if (device->GetActive() && !CheckDevice(context, *device, index)) return;
+        if (device->GetActive() && !CheckDevice(context, *device, *channel_block_index)) return;
     }
+}
+
+void CheckDevices(ValidationContext& context, std::vector<const core::CEmulatedDevice*> devices) {
+    std::sort(devices.begin(), devices.end(),
+              [](const auto* a, const auto* b) { return a->GetHandle() < b->GetHandle(); });
+    for (const core::CEmulatedDevice* device : devices) {
+        if (device->GetActive() && !CheckDevice(context, *device, *channel_block_index)) return;
+    }
+}
+
+}  // namespace
+
+void CIptvViewedChannels::OnValidateViewedChannels(ValidationContext& context) {
+    static RepeatedCheck check;
+    check.Run(context, [&](const ConfigChanges& changes) {
+        if (changes.IsEverything()) {
+            CheckEverything(context);
+        } else {
+            CheckDevices(context, changes.GetDevices());
+        }
+    });
 }
 
 }  // namespace orv::iptv

@@ -1,6 +1,7 @@
 // What the report views show.
 #pragma once
 
+#include <cstdint>
 #include <span>
 #include <string>
 
@@ -20,7 +21,8 @@ enum class When {
 
 struct Piece {
     When when;
-    const char* columns;  ///< "Table.Column as 'title',..."; titles left out are the display names
+    const char* columns;        ///< "Table.Column as 'title',..."; titles left out are the display names
+    std::uint8_t views = 0xff;  ///< which of the views that share the list have the columns, joined with |
 };
 
 struct View {
@@ -29,6 +31,7 @@ struct View {
     std::span<const Piece> pieces;
     const char* from;
     const char* where;
+    std::uint8_t bit = 0xff;  ///< the view among those that share the list
 
     /// The columns for a kind of test.
     std::string GetSelect(const TestKind& kind) const;

@@ -81,7 +81,7 @@ std::string View::GetSelect(const TestKind& kind) const {
     };
     std::string columns;
     for (const Piece& piece : pieces) {
-        if (holds(piece.when)) columns += piece.columns;
+        if (holds(piece.when) && (piece.views & bit) != 0) columns += piece.columns;
     }
     return columns;
 }

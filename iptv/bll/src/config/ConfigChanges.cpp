@@ -1,0 +1,94 @@
+#include "config/ConfigChanges.h"
+
+#include <algorithm>
+#include <iterator>
+#include <map>
+
+#include "config/IptvStbBlockConfig.h"
+#include "orv/core/emulated_device.h"
+#include "orv/core/port.h"
+#include "orv/core/project.h"
+#include "orv/ids/core_ids.h"
+#include "orv/ids/framework_ids.h"
+#include "orv/ids/iptv_ids.h"
+#include "orv/ids/l2l3_ids.h"
+#include "results/IptvResultsManager.h"
+
+namespace orv::iptv {
+
+namespace {
+
+using framework::CScriptable;
+
+/// Nothing at or below objects of these classes makes a difference to a set-top box.
+bool IsIrrelevant(const CScriptable& object) {
+    static const common::ClassId kClasses[] = {
+        ids::Result::CLASS,   ids::Command::CLASS,     ids::Sequencer::CLASS,    ids::Generator::CLASS,
+        ids::Analyzer::CLASS, ids::StreamBlock::CLASS, ids::ResultOptions::CLASS};
+    return std::any_of(std::begin(kClasses), std::end(kClasses),
+                       [&object](common::ClassId id) { return object.IsTypeOf(id); });
+}
+
+/// When a block last came to or left a port, by the port's handle.
+std::map<std::uint32_t, ConfigChanges::Moment>& GetMoves() {
+    static auto* moves = new std::map<std::uint32_t, ConfigChanges::Moment>;
+    return *moves;
+}
+
+}  // namespace
+
+void ConfigChanges::NotePort(std::uint32_t port) {
+    // Whoever looked before this moment has not seen the move.
+    GetMoves()[port] = framework::CChangeLog::Instance().GetNow() + 1;
+}
+
+ConfigChanges ConfigChanges::Since(Moment moment) {
+    ConfigChanges changes(moment == 0);
+    if (changes.everything_) return changes;
+    for (const CScriptable* object : framework::CChangeLog::Instance().GetChangedSince(moment)) {
+        changes.Add(*object);
+        if (changes.everything_) return Everything();
+    }
+    for (const auto& [port, moved] : GetMoves()) {
+        if (moved > moment) changes.ports_.insert(port);
+    }
+    return changes;
+}
+
+void ConfigChanges::Add(const CScriptable& object) {
+    for (const CScriptable* each = &object; each; each = each->GetParent()) {
+        if (IsIrrelevant(*each)) return;
+        if (const auto* device = dynamic_cast<const core::CEmulatedDevice*>(each)) return AddDevice(*device);
+        // What is in no project, like a command's own objects, is nobody's configuration.
+        if (each->IsTypeOf(ids::Project::CLASS) || each->IsTypeOf(ids::System::CLASS)) everything_ = true;
+    }
+}
+
+void ConfigChanges::AddDevice(const core::CEmulatedDevice& device) {
+    if (!known_devices_.insert(&device).second) return;
+    devices_.push_back(&device);
+    const bool carries_blocks = device.GetObject(CIptvStbBlockConfig::CLASS_ID(), common::kParentChild);
+    framework::ScriptableVec fed;
+    device.GetObjects(fed, CScriptable::CLASS_ID(), ids::relations::TrafficSources.Reverse());
+    // A device without blocks, or one that feeds channels, may matter to anybody.
+    if (!carries_blocks || !fed.empty()) everything_ = true;
+    if (const core::CPort* port = device.GetPort()) ports_.insert(port->GetHandle());
+}
+
+ConfigLook ConfigLook::Now() {
+    ConfigLook look;
+    look.moment_ = framework::CChangeLog::Instance().GetNow();
+    look.fcc_check_ = CIptvStbBlockConfig::m_bFccCheck;
+    return look;
+}
+
+ConfigChanges ConfigLook::GetChanges() const {
+    return fcc_check_ == CIptvStbBlockConfig::m_bFccCheck ? ConfigChanges::Since(moment_)
+                                                          : ConfigChanges::Everything();
+}
+
+ConfigChanges RepeatedCheck::GetChanges() const {
+    return CIptvResultsManager::IsTestRunning() ? ConfigChanges::Everything() : clean_.GetChanges();
+}
+
+}  // namespace orv::iptv
