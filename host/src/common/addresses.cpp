@@ -52,9 +52,12 @@ std::optional<CIpAddress> CIpAddress::FromString(std::string_view text) {
 }
 
 std::string CIpAddress::ToString() const {
-    char text[INET_ADDRSTRLEN];
-    const in_addr address{htonl(value_)};
-    return inet_ntop(AF_INET, &address, text, sizeof text);
+    std::string text = std::to_string(value_ >> 24);
+    for (int shift = 16; shift >= 0; shift -= 8) {
+        text += '.';
+        text += std::to_string(value_ >> shift & 0xff);
+    }
+    return text;
 }
 
 void CIpAddress::CopyTo(std::uint8_t* bytes) const {

@@ -13,9 +13,7 @@ namespace orv::framework {
 void CScriptable::SetMetaClass(const CMetaClass* metaClass) {
     ORV_ASSERT(meta_class_ == nullptr, "An object gets its class once");
     meta_class_ = metaClass;
-    const auto& defaults = metaClass->GetDefaults();
-    values_ = std::make_unique<PropertyValue[]>(defaults.size());
-    std::copy(defaults.begin(), defaults.end(), values_.get());
+    values_ = metaClass->GetDefaults();
 }
 
 const CPropertyMeta& CScriptable::FindPropertyOrThrow(PropId id) const {

@@ -1,4 +1,6 @@
 // How a test ends.
+#include <algorithm>
+
 #include "control/IptvStopTestCommand.h"
 #include "control/IptvWaitForTestCompletionCommand.h"
 #include "orv/framework/command_status_manager.h"
@@ -97,6 +99,44 @@ TEST_F(EndOfTestTest, APortThatRefusesToStopEndsTheTestOnce) {
     End(far1);
     End(far2);
     EXPECT_EQ(reader.Get("SELECT count(*) FROM EotResultNode WHERE Name = 'IPTV Test Summary'"), "1");
+}
+
+TEST_F(EndOfTestTest, APortThatCannotBeToldToStopIsWaitedForAndNamedInTheLog) {
+    Start();
+    Yield();
+    testing_aids::LogCapture log;
+    framework::CRpcManager::Instance().Disconnect(p1.GetMessenger());
+    Manager().EndOfTestProcessing(true);
+    EXPECT_THAT(log.Take(), Contains(testing::HasSubstr("Error sending IptvStopTest Message on port")));
+    End(far2);
+    EXPECT_TRUE(iptv::CIptvResultsManager::IsTestRunning());
+    // Its end is the last one; what it was registered for cannot be ended any more.
+    EXPECT_THROW(Manager().EndOfTestProcessing(false), common::COrvRunTimeError);
+    EXPECT_THAT(log.Take(), Contains(testing::HasSubstr("Failed to deregister EOT on port")));
+    EXPECT_FALSE(iptv::CIptvResultsManager::IsTestRunning());
+    EXPECT_EQ(Reader(DatabasePath()).Get("SELECT count(*) FROM IptvTestResults"), "1");
+}
+
+TEST_F(EndOfTestTest, ADatabaseThatCannotBeWrittenKeepsNoTestFromItsEnd) {
+    testing_aids::LogCapture log;
+    a.Set(ids::IptvStbBlockConfig::SaveTimeStamps, true);
+    Start();
+    manager_db->SetTestResultSetting({"IPTV_Test_Results", "", "/dev/null/folder/test"});
+    manager_db->SaveConfiguration(true);
+    Manager().SetDatabasePath(manager_db->GetDatabasePath());
+    Manager().BinManager({EventsOf(a, std::vector<stbox_event_s>(1000, MakeView(1, 2, 0)))});
+    End(far1);
+    End(far2);
+    EXPECT_FALSE(iptv::CIptvResultsManager::IsTestRunning());
+    EXPECT_EQ(Outcome(), "PASSED");
+    const auto lines = log.Take();
+    EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
+                            [](const std::string& line) {
+                                return line.find(" Error: ") != std::string::npos &&
+                                       line.find("/dev/null/folder/test.db") != std::string::npos;
+                            }),
+              1)
+        << "said once, with the path";
 }
 
 TEST_F(EndOfTestTest, AStopWithoutAnyTestDoesNotFail) {

@@ -30,17 +30,39 @@ std::vector<Case> AllCases() {
     return cases;
 }
 
+/// Zapping and verification, fast channel change, and the two with retransmission; with the S-bit as trigger
+/// of the multicast join or without.
+bool HasRetransmission(const iptv::TestKind& kind) {
+    return kind.type == 3 || kind.type == 4;
+}
 std::string NameOf(const iptv::TestKind& kind) {
-    if (!kind.HasUnicast()) return "multicast";
-    return std::string(kind.HasRetransmission() ? "retransmission" : "unicast") +
-           (kind.HasSbit() ? " S-bit" : "");
+    if (kind.type < 2) return "multicast";
+    return std::string(HasRetransmission(kind) ? "retransmission" : "unicast") +
+           (kind.mcast_join_trigger == 1 ? " S-bit" : "");
 }
 
-/// Titles of every view by kind of test, as written down in view_titles.txt.
-const std::map<std::string, std::vector<std::string>>& Titles() {
-    static const auto titles = [] {
+/// "title <- column" of what a query selects.
+std::vector<std::string> GetColumns(const std::string& sql) {
+    constexpr std::string_view begin = "SELECT ";
+    std::string rest = sql.substr(begin.size(), sql.find(" FROM ") - begin.size());
+    std::vector<std::string> columns;
+    for (std::size_t end = 0; end != std::string::npos; rest.erase(0, end + 2)) {
+        end = rest.find("', ");
+        const std::string piece = rest.substr(0, end);
+        const std::size_t as = piece.find(" as '");
+        const std::size_t title = as + 5;
+        columns.push_back(piece.substr(title, piece.find('\'', title) - title) + " <- " +
+                          piece.substr(0, as));
+        if (end != std::string::npos) ++end;
+    }
+    return columns;
+}
+
+/// What every view selects by kind of test, as written down in view_columns.txt.
+const std::map<std::string, std::vector<std::string>>& Columns() {
+    static const auto columns = [] {
         std::map<std::string, std::vector<std::string>> all;
-        std::ifstream file(VIEW_TITLES);
+        std::ifstream file(VIEW_COLUMNS);
         std::string view;
         for (std::string line; std::getline(file, line);) {
             if (line.starts_with("  ")) {
@@ -51,7 +73,7 @@ const std::map<std::string, std::vector<std::string>>& Titles() {
         }
         return all;
     }();
-    return titles;
+    return columns;
 }
 
 class ViewsTest : public ResultsTest, public testing::WithParamInterface<Case> {
@@ -78,7 +100,7 @@ class ViewsTest : public ResultsTest, public testing::WithParamInterface<Case> {
         tree.emplace_back("Channel Config(Channel Result)");
         tree.emplace_back("Profile Config(Profile Result)");
         if (test.rows) tree.emplace_back("Event Result");
-        if (test.rows && test.kind.HasRetransmission()) tree.emplace_back("RRR Event Result");
+        if (test.rows && HasRetransmission(test.kind)) tree.emplace_back("RRR Event Result");
         if (test.rows) tree.emplace_back("Test Result Detailed Template View");
         tree.emplace_back("Test Result Summary Template View");
         return tree;
@@ -98,7 +120,7 @@ class ViewsTest : public ResultsTest, public testing::WithParamInterface<Case> {
             retransmission.viewed_channel = block.events[0].viewed_channel;
             retransmission.nack_pkt_tx_ts = kMs;
             retransmission.last_retrans_rtp_pkt_rx_ts = 4 * kMs;
-            if (test.kind.HasRetransmission()) block.rrr_events.push_back(retransmission);
+            if (HasRetransmission(test.kind)) block.rrr_events.push_back(retransmission);
         }
         Manager().BinManager(blocks);
         Manager().FinalProcessing();
@@ -135,9 +157,10 @@ TEST_P(ViewsTest, TheTreeHasEveryViewAndEveryQueryRuns) {
         }
         SCOPED_TRACE(definition[0]);
         const Table table = reader.Query(definition[1]);
-        const auto expected = Titles().find(NameOf(test.kind) + ": " + definition[0]);
-        ASSERT_NE(expected, Titles().end());
-        EXPECT_THAT(table.titles, ElementsAreArray(expected->second));
+        const auto expected = Columns().find(NameOf(test.kind) + ": " + definition[0]);
+        ASSERT_NE(expected, Columns().end());
+        EXPECT_THAT(GetColumns(definition[1]), ElementsAreArray(expected->second));
+        EXPECT_EQ(table.titles.size(), expected->second.size());
         EXPECT_EQ(static_cast<int>(table.rows.size()), rows.at(definition[0]));
     }
 }
@@ -150,7 +173,7 @@ TEST(Templates, NameNodesOfTheTree) {
         int nodes = 0;
         for (std::string line; std::getline(file, line);) {
             if (line.starts_with("#") || line.starts_with("=")) continue;
-            EXPECT_TRUE(Titles().contains("retransmission: " + line)) << name << ": " << line;
+            EXPECT_TRUE(Columns().contains("retransmission: " + line)) << name << ": " << line;
             ++nodes;
         }
         EXPECT_GT(nodes, 3) << name;

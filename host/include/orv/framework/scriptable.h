@@ -140,7 +140,7 @@ class CScriptable {
     /// CanDelete or OnMarkDelete refuse.
     bool MarkDelete(bool children, bool relations);
     /// The object's values, one per slot of its class.
-    const PropertyValue* GetDataStore() const { return values_.get(); }
+    const PropertyValue* GetDataStore() const { return values_.data(); }
 
     /// Appends the objects of a class that were related and no longer are since the last apply; for children
     /// also those whose deletion is pending.
@@ -268,7 +268,7 @@ class CScriptable {
     void MarkModified();
 
     const CMetaClass* meta_class_ = nullptr;
-    std::unique_ptr<PropertyValue[]> values_;
+    std::vector<PropertyValue> values_;  ///< as long as the class's declaration; never grows
     CScriptable* parent_ = nullptr;
     std::vector<RelationList> relations_;
     std::unique_ptr<Extras> extras_;

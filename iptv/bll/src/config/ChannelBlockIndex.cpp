@@ -5,6 +5,7 @@
 #include "config/IptvChannelBlock.h"
 #include "orv/core/network_block.h"
 #include "orv/core/project.h"
+#include "orv/framework/handle_registry.h"
 #include "orv/mcastcore/multicast_group.h"
 
 namespace orv::iptv {
@@ -44,7 +45,7 @@ std::optional<ChannelBlockIndex::Failure> ChannelBlockIndex::Add(framework::CScr
     const std::uint32_t first = block->GetChannelStart();
     const std::uint32_t last = first + network_block->GetNetworkCount() - 1;
     // No channel lies in a block without channels, or in one whose numbers run past the largest.
-    if (last >= first && last != UINT32_MAX) entries_.push_back({first, last, last, block});
+    if (last >= first && last != UINT32_MAX) entries_.push_back({first, last, last, block->GetHandle()});
     return std::nullopt;
 }
 
@@ -62,26 +63,28 @@ void ChannelBlockIndex::Sort() {
         entries_[i].highest = std::max(entries_[i].highest, entries_[i - 1].highest);
 }
 
-CIptvChannelBlock* ChannelBlockIndex::FindInOrder(std::uint32_t lowest, std::uint32_t highest) const {
+const ChannelBlockIndex::Entry* ChannelBlockIndex::FindInOrder(std::uint32_t lowest,
+                                                               std::uint32_t highest) const {
     if (!sorted_) {
         const auto found = std::find_if(entries_.begin(), entries_.end(), [&](const Entry& entry) {
             return entry.first <= lowest && entry.last >= highest;
         });
-        return found == entries_.end() ? nullptr : found->block;
+        return found == entries_.end() ? nullptr : &*found;
     }
     // `highest` rises along the list, so the first entry that reaches far enough is the first one whose own
     // last channel does.
     const auto found = std::partition_point(entries_.begin(), entries_.end(),
                                             [&](const Entry& entry) { return entry.highest < highest; });
-    return found != entries_.end() && found->first <= lowest ? found->block : nullptr;
+    return found != entries_.end() && found->first <= lowest ? &*found : nullptr;
 }
 
 CIptvChannelBlock* ChannelBlockIndex::Find(std::uint32_t first, std::uint32_t last) const {
-    CIptvChannelBlock* block = nullptr;
+    const Entry* entry = nullptr;
     // The last channel must lie behind a block's first one.
-    if (last > 0) block = FindInOrder(std::min(first, last - 1), std::max(first, last));
-    if (!block && failure_) ThrowLookupFailure(failure_->what, failure_->detail, failure_->where);
-    return block;
+    if (last > 0) entry = FindInOrder(std::min(first, last - 1), std::max(first, last));
+    if (!entry && failure_) ThrowLookupFailure(failure_->what, failure_->detail, failure_->where);
+    return entry ? dynamic_cast<CIptvChannelBlock*>(framework::CHandleRegistry::Instance().Find(entry->block))
+                 : nullptr;
 }
 
 }  // namespace orv::iptv

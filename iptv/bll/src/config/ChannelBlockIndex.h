@@ -15,7 +15,8 @@ namespace orv::iptv {
 class CIptvChannelBlock;
 
 /// The active channel blocks of a list by the channels that they hold. Made once for a list, it answers each
-/// question in logarithmic time; blocks that are changed, deleted or destroyed need a new index.
+/// question in logarithmic time; blocks that are changed or deleted need a new index. A block that has been
+/// destroyed since holds no channels.
 ///
 /// An element that is no channel block, or an active block without group or network block, is a failure
 /// (COrvRunTimeError), but only for questions that no block before it answers.
@@ -34,7 +35,7 @@ class ChannelBlockIndex {
         std::uint32_t first;    ///< channel number
         std::uint32_t last;     ///< channel number
         std::uint32_t highest;  ///< of this entry's last channel and those of all entries before it
-        CIptvChannelBlock* block;
+        std::uint32_t block;    ///< handle
     };
     struct Failure {
         LookupFailure what;
@@ -44,7 +45,7 @@ class ChannelBlockIndex {
 
     std::optional<Failure> Add(framework::CScriptable* object);
     void Sort();
-    CIptvChannelBlock* FindInOrder(std::uint32_t lowest, std::uint32_t highest) const;
+    const Entry* FindInOrder(std::uint32_t lowest, std::uint32_t highest) const;
 
     std::vector<Entry> entries_;
     bool sorted_ = true;  ///< entries_ are in ascending order of their first channel

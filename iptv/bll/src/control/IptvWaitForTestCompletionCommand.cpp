@@ -4,11 +4,8 @@
 
 #include "InitAttributeBuilder.h"
 #include "IptvLog.h"
-#include "control/IptvStopTestCommand.h"
-#include "orv/common/exceptions.h"
-#include "orv/core/project.h"
+#include "control/StopRunningTest.h"
 #include "orv/framework/meta_class_manager.h"
-#include "orv/framework/scriptable_creator.h"
 #include "orv/framework/static_registration.h"
 #include "orv/framework/task_manager.h"
 #include "orv/ids/framework_ids.h"
@@ -25,16 +22,6 @@ bool ClockWorks() {
     if (std::time(nullptr) != static_cast<std::time_t>(-1)) return true;
     LogText(devLogger(), LogLevelType::Error, "Unable to get time for sleeping in WaitTestForCompletion");
     return false;
-}
-
-void StopTest() {
-    LogText(devLogger(), LogLevelType::Info, " Test cancelled by user used sequencer stop.");
-    auto* stop = dynamic_cast<CIptvStopTestCommand*>(framework::CScriptableCreator().Create(
-        CIptvStopTestCommand::CLASS_ID(), core::CProject::GetCurrentActiveInstance()));
-    if (!stop) {
-        throw common::COrvRunTimeError(" In IptvWaitForTestCompletionCommand: Error in stopping test.", true);
-    }
-    stop->Execute(false);
 }
 
 }  // namespace
@@ -59,7 +46,7 @@ void CIptvWaitForTestCompletionCommand::DoRun() {
         if (!ClockWorks()) return;
         if (GetProgressCancelled() && !stopped) {
             stopped = true;
-            StopTest();
+            StopRunningTest(" In IptvWaitForTestCompletionCommand: Error in stopping test.");
         }
     }
 }

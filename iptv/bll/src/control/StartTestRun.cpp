@@ -8,6 +8,7 @@
 #include "IptvResources.h"
 #include "control/IptvStartTestCommand.h"
 #include "control/IptvStopTestCommand.h"
+#include "control/StopRunningTest.h"
 #include "orv/core/emulated_device.h"
 #include "orv/core/port.h"
 #include "orv/core/pppoe_if.h"
@@ -370,15 +371,7 @@ void CIptvStartTestCommand::MakeTestResults(core::CProject& project) {
 }
 
 void CIptvStartTestCommand::StopTest() {
-    LogText(devLogger(), LogLevelType::Info, " Test cancelled by user used sequencer stop.");
-    auto* stop = dynamic_cast<CIptvStopTestCommand*>(CScriptableCreator().Create(
-        CIptvStopTestCommand::CLASS_ID(), core::CProject::GetCurrentActiveInstance()));
-    if (!stop) {
-        throw common::COrvRunTimeError(
-            " In IptvStartTestCommand: Error in stopping test triggered by sequencer stop.", true);
-    }
-    stop->Execute(false);
-    stop->Delete();
+    StopRunningTest(" In IptvStartTestCommand: Error in stopping test triggered by sequencer stop.");
 }
 
 }  // namespace orv::iptv

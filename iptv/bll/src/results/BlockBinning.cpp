@@ -50,14 +50,7 @@ void BlockBinning::Bin(const stblock_event_s& events) {
         return "In BinManager: Num Events = " + std::to_string(events.events.size()) + " for block " +
                std::to_string(events.stblock_handle);
     });
-    auto* block = dynamic_cast<CIptvStbBlockConfig*>(
-        framework::CHandleRegistry::Instance().Find(events.stblock_handle));
-    if (!block) {
-        LogObjectError("IptvStbBlockConfig", "StbHnd got from IL in result events",
-                       "CIptvResultsManager::CollectEventsFromIL");
-        return;
-    }
-    if (!block->GetActive() || block->IsDeleted() || !Prepare(*block)) return;
+    if (!Prepare(events.stblock_handle)) return;
 
     const std::span<const stbox_event_s> views(events.events);
     const std::span<const stbox_event_rrr_s> retransmissions(events.rrr_events);
@@ -69,8 +62,21 @@ void BlockBinning::Bin(const stblock_event_s& events) {
         return all.subspan(first, std::min(limit, all.size() - first));
     };
     const std::size_t count = std::max(views.size(), retransmissions.size());
-    for (std::size_t i = 0; i == 0 || i < count; i += limit)
+    for (std::size_t i = 0; i == 0 || i < count; i += limit) {
+        // Whoever stores rows may wait for the disk, and others change the configuration meanwhile.
+        if (i > 0 && !Prepare(events.stblock_handle)) return;
         BinBatch(part(views, i), part(retransmissions, i));
+    }
+}
+
+bool BlockBinning::Prepare(std::uint32_t handle) {
+    auto* block = dynamic_cast<CIptvStbBlockConfig*>(framework::CHandleRegistry::Instance().Find(handle));
+    if (!block) {
+        LogObjectError("IptvStbBlockConfig", "StbHnd got from IL in result events",
+                       "CIptvResultsManager::CollectEventsFromIL");
+        return false;
+    }
+    return block->GetActive() && !block->IsDeleted() && Prepare(*block);
 }
 
 bool BlockBinning::Prepare(CIptvStbBlockConfig& block) {

@@ -43,6 +43,7 @@ class BlockBinning {
         CIptvChannelResults* results;
     };
 
+    bool Prepare(std::uint32_t handle);
     bool Prepare(CIptvStbBlockConfig& block);
     bool FindProfile(const CIptvStbBlockConfig& block);
     void NoteProtocol(const CIptvStbBlockConfig& block);

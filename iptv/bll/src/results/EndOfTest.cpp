@@ -124,9 +124,12 @@ void CIptvResultsManager::StopTestHandler(std::uint16_t, Message* message, void*
 CIptvTestResults& CIptvResultsManager::GetTestResults() {
     auto* testResult =
         dynamic_cast<CIptvTestResults*>(framework::CHandleRegistry::Instance().Find(run_.test_results));
-    if (!testResult) {
+    // One that a user has cleared meanwhile is as good as gone: it would not be stored.
+    if (!testResult || testResult->IsDeleted()) {
+        testResult = nullptr;
         auto* project = core::CProject::GetCurrentActiveInstance();
         if (project) testResult = GetResultNode<CIptvTestResults>(*project, false, true);
+        if (testResult) testResult->SetTestParams(run_.test_name);
     }
     ORV_ASSERT(testResult != NULL, "Failed to retrieve IptvTestResults");
     return *testResult;

@@ -1,6 +1,7 @@
 #include "results/EventRows.h"
 
 #include "IptvErrors.h"
+#include "IptvLog.h"
 #include "config/IptvStbBlockConfig.h"
 #include "orv/common/exceptions.h"
 #include "orv/core/ipv4_if.h"
@@ -60,10 +61,10 @@ EventRowWriter::EventRowWriter(const CIptvStbBlockConfig& block) : base_stb_inde
     v4_ = dynamic_cast<const core::CIpv4If*>(interface);
     v6_ = dynamic_cast<const core::CIpv6If*>(interface);
     if (!v4_ && !v6_) {
-        ThrowLookupFailure(
-            {"Ipv4If or Ipv6If", "MulticastHostConfig",
-             std::string(kOperation) + " NetworkInterface typecast to Ipv4 or Ipv6 failed."},
-            "NetworkInterface " + (interface ? interface->GetName() : "") + " not IPv4 or IPv6. ");
+        LogText(devLogger(), LogLevelType::Error,
+                std::string(kOperation) + " NetworkInterface typecast to Ipv4 or Ipv6 failed.");
+        throw common::COrvRunTimeError(
+            "NetworkInterface " + (interface ? interface->GetName() : "") + " not IPv4 or IPv6. ", true);
     }
 }
 

@@ -30,6 +30,7 @@ CIptvResultsManager::CIptvResultsManager()
       stop_delegate_(ResponseDelegate::To<&CIptvResultsManager::StopTestHandler>(this)) {}
 
 void CIptvResultsManager::Prepare(TestRun run) {
+    const ManagerLock lock(m_iptvMutex);  // no results of an earlier test are being binned
     run_ = std::move(run);
     port_count_ = 0;
     ended_ports_ = 0;

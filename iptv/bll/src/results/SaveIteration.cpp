@@ -1,9 +1,11 @@
 // Saving the results of one iteration of a sequence.
+#include <algorithm>
 #include <boost/filesystem.hpp>
 
 #include "IptvErrors.h"
 #include "IptvLog.h"
 #include "IptvResources.h"
+#include "orv/common/exceptions.h"
 #include "orv/core/orv_system.h"
 #include "orv/core/test_result_manager.h"
 #include "orv/framework/handle_registry.h"
@@ -30,13 +32,16 @@ std::string MoveDatabase(const std::string& from, const std::string& iteration_d
     const fs::path old_path(from);
     const fs::path new_path = fs::path(iteration_database).parent_path() / old_path.filename();
     if (old_path == new_path) return new_path.string();
+    const auto stays = [&from](const std::string& why) {
+        LogText(userLogger(), LogLevelType::Error,
+                "The results of the iteration stay in " + from + ": " + why);
+        return std::string();
+    };
+    // Rows that are in the log beside the file would be lost.
+    if (fs::exists(from + "-wal")) return stays("another program is reading them");
     boost::system::error_code error;
     fs::rename(old_path, new_path, error);
-    if (error) {
-        LogText(userLogger(), LogLevelType::Error,
-                "The results of the iteration stay in " + from + ": " + error.message());
-        return {};
-    }
+    if (error) return stays(error.message());
     fs::remove(old_path.parent_path(), error);  // refused while there are other files
     return new_path.string();
 }
@@ -52,6 +57,16 @@ CScriptable* MakeIterationView(int iteration) {
     view->Set("SqlCommand",
               "SELECT TestResult AS 'Test Result' FROM IptvTestResults WHERE DataSetId = @DataSetId");
     return view;
+}
+
+/// Null, after logging, when it cannot be made.
+CScriptable* MakeIterationNode(ResultTree& tree, CScriptable& parent, int iteration) {
+    try {
+        return tree.CreateIterationSummaryViewNode(&parent, iteration);
+    } catch (const common::COrvException& error) {
+        LogText(devLogger(), LogLevelType::Error, error.what());
+        return nullptr;
+    }
 }
 
 }  // namespace
@@ -73,16 +88,17 @@ void CIptvResultsHandler::CollectAndSave(bool, std::set<ClassId>) {
     if (description.find("Result Description") == std::string::npos) return;
 
     CScriptable* view = MakeIterationView(database->GetIterationNumber());
-    ResultTree tree(manager->GetRun().kind, 1);
-    CScriptable* node = view ? tree.CreateIterationSummaryViewNode(const_cast<CScriptable*>(first),
-                                                                   database->GetIterationNumber())
-                             : nullptr;
+    ResultTree tree(manager->GetRun().kind, std::max(database->GetDataSetId(), 1u));
+    CScriptable* node =
+        view ? MakeIterationNode(tree, *const_cast<CScriptable*>(first), database->GetIterationNumber())
+             : nullptr;
     if (!node) {
         if (view) view->MarkDelete(true, true);
         return LogMissing("newSummaryEotNode");
     }
     node->Set(ids::EotResultNode::ViewDefinition, view->GetHandle());
     node->SetT<std::string>(ids::EotResultNode::Description, description);
+    database->SaveObjects({ids::EotResultNode::CLASS});
     if (!moved.empty()) database->RegisterIterationDatabase(*node, moved);
 }
 
