@@ -18,7 +18,7 @@ constexpr ClassId kRootClass = 0x1000;
 
 EnumDefinition ReadEnumeration(const NamedLine& name, const StrictNode& node) {
     CheckIdentifier(name);
-    EnumDefinition definition{{name.name, {}}, name.where};
+    EnumDefinition definition{{name.name, {}, {}}, name.where};
     const StrictMap map(node);
     for (const auto& [key, value] : map.Entries()) {
         CheckIdentifier(key);
@@ -33,6 +33,20 @@ EnumDefinition ReadEnumeration(const NamedLine& name, const StrictNode& node) {
     }
     if (definition.meta.values.empty()) FailAt(name.where, "enumeration " + name.name + " has no values");
     return definition;
+}
+
+/// The enumeration's values under other names.
+void ReadAliases(const StrictNode& node, EnumDefinition& definition) {
+    CEnumMeta& meta = definition.meta;
+    const StrictMap map(node);
+    for (const auto& [alias, name] : map.Entries()) {
+        CheckIdentifier(alias);
+        const auto value = meta.FindValue(name.Text());
+        if (!value) name.Fail("enumeration " + meta.name + " has no name " + name.Text());
+        if (meta.FindValue(alias.name))
+            FailAt(alias.where, "enumeration " + meta.name + " has the name " + alias.name + " twice");
+        meta.aliases.emplace_back(alias.name, *value);
+    }
 }
 
 PropertyDefinition ReadProperty(ClassId class_id, const StrictNode& node) {
@@ -148,8 +162,8 @@ std::uint32_t ReadDataModelId(const std::filesystem::path& path) {
 
 DataModelFile ReadDataModelFile(const std::filesystem::path& path) {
     const StrictMap map(LoadStrictYaml(path));
-    map.AllowOnly(
-        {"datamodel", "name", "requires", "enumerations", "classes", "relations", "default-children"});
+    map.AllowOnly({"datamodel", "name", "requires", "enumerations", "enumeration-aliases", "classes",
+                   "relations", "default-children"});
     DataModelFile file;
     file.model_id = map.Get("datamodel").U32();
     if ((file.model_id & 0xffffff) != 0)
@@ -163,6 +177,18 @@ DataModelFile ReadDataModelFile(const std::filesystem::path& path) {
         const StrictMap named(*enumerations);
         for (const auto& [name, values] : named.Entries())
             file.enumerations.push_back(ReadEnumeration(name, values));
+    }
+    if (const auto aliases = map.Find("enumeration-aliases")) {
+        const StrictMap named(*aliases);
+        for (const auto& [name, names] : named.Entries()) {
+            const auto found = std::find_if(file.enumerations.begin(), file.enumerations.end(),
+                                            [&name = name](const EnumDefinition& definition) {
+                                                return definition.meta.name == name.name;
+                                            });
+            if (found == file.enumerations.end())
+                FailAt(name.where, "the file has no enumeration " + name.name);
+            ReadAliases(names, *found);
+        }
     }
     if (const auto classes = map.Find("classes")) {
         for (const auto& entry : classes->List()) file.classes.push_back(ReadClass(file.model_id, entry));

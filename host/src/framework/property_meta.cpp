@@ -185,8 +185,10 @@ void CheckOne(const CPropertyMeta& meta, const T& value) {
 }  // namespace
 
 std::optional<std::int64_t> CEnumMeta::FindValue(std::string_view value_name) const {
-    for (const auto& [known, value] : values) {
-        if (EqualIgnoringCase(known, value_name)) return value;
+    for (const auto* names : {&values, &aliases}) {
+        for (const auto& [known, value] : *names) {
+            if (EqualIgnoringCase(known, value_name)) return value;
+        }
     }
     return std::nullopt;
 }

@@ -139,9 +139,11 @@ int CRpcManager::RegisterForNotification(const Messenger& messenger, Message& me
                                          const std::string& name, const ResponseDelegate& delegate,
                                          void* context, int* registrationId, NotificationRatePolicy) {
     ORV_ASSERT(delegate, "Notifications need a delegate");
-    const int result = impl_->Send(messenger, message, PendingRequest{}, 0);
-    if (result != kSent) return result;
     const int id = impl_->next_registration++;
+    PendingRequest request;
+    request.registration = id;
+    const int result = impl_->Send(messenger, message, std::move(request), 0);
+    if (result != kSent) return result;
     impl_->registrations[id] = {messenger.ToMessengerString(), name, delegate, context};
     if (registrationId) *registrationId = id;
     return kSent;

@@ -20,6 +20,7 @@ struct PendingRequest {
     ResponseDelegate delegate;  ///< empty: the answer is of no interest
     void* context = nullptr;
     bool report_faults = true;
+    int registration = 0;      ///< what it registers, not 0: a fault goes to that registration's delegate
     std::uint64_t serial = 0;  ///< never used again, other than the sequence number
     std::uint64_t timer = 0;
 };

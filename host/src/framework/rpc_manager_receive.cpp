@@ -72,7 +72,13 @@ void CRpcManager::Impl::OnMessage(const std::shared_ptr<RpcConnection>& connecti
 }
 
 void CRpcManager::Impl::Answer(const Messenger& messenger, PendingRequest request, Message& message) {
-    if (message.get_msg_type() == tm::TMT_FAULT && request.report_faults) {
+    const auto registration = registrations.find(request.registration);
+    // What the port itself says of a registration is for whoever has registered.
+    if (message.get_msg_type() == tm::TMT_FAULT && message.get_fault_code() >= 0 &&
+        registration != registrations.end()) {
+        request.delegate = registration->second.delegate;
+        request.context = registration->second.context;
+    } else if (message.get_msg_type() == tm::TMT_FAULT && request.report_faults) {
         AddError(messenger, request.seq_no, message.get_fault_code(), message.get_fault_string());
     }
     if (request.delegate) {

@@ -151,9 +151,10 @@ bool CScriptable::RemoveObject(CScriptable& object, RelationType type, bool reme
         return Refuse(errorText, DescribeRelation(*this, object, type) + ": " + reason);
     }
     Unlink(object, type);
+    CChangeLog::Instance().Note(*this);
+    CChangeLog::Instance().Note(object);
     if (type == kParentChild) {
         object.parent_ = nullptr;
-        CChangeLog::Instance().Note(*this);
     } else {
         object.Unlink(*this, type.Reverse());
         CScriptable& source = type.direction == 0 ? *this : object;

@@ -29,6 +29,7 @@ ScriptableVec CIptvMsgSetCln::m_profileList;
 ScriptableVec CIptvMsgSetCln::m_viewedChannelList;
 std::optional<ChannelBlockIndex> CIptvMsgSetCln::m_channelBlocks;
 ConfigLook CIptvMsgSetCln::m_sent;
+std::map<std::uint32_t, bool> CIptvMsgSetCln::m_filledRanges;
 
 CIptvMsgSetCln* CIptvMsgSetCln::GetPortClient(const core::CPort* port, ApplyContext* ctx) {
     if (!port) return nullptr;
@@ -54,6 +55,8 @@ std::vector<std::uint32_t> CIptvMsgSetCln::FindPorts() {
     for (const auto& [port, client] : m_portMap) {
         if (!client->m_knownBlocks.empty() || client->m_abandoned) ports.push_back(port);
     }
+    GoneObjects::Get<CIptvViewingProfileConfig>().FindPorts(ports);
+    GoneObjects::Get<CIptvViewedChannels>().FindPorts(ports);
     std::sort(ports.begin(), ports.end());
     ports.erase(std::unique(ports.begin(), ports.end()), ports.end());
     return ports;
@@ -89,11 +92,7 @@ void CIptvMsgSetCln::PortOfflineHandler(CScriptable*, framework::PropId) {
     if (!port) ThrowLookupFailure({"Port", "IptvMsgSetCln", "CIptvMsgSetCln::PortOfflineHandler"}, "");
     if (port->IsOnline()) return;
     CIptvResultsManager::StopRunning();
-    // A port that comes back may have lost what it knew, so it is sent everything again; an answer that is
-    // still on its way is of no interest.
-    Abandon();
-    m_knownBlocks.clear();
-    m_sent = {};
+    ForgetEverything();
     const auto* project = core::CProject::GetCurrentActiveInstance();
     if (!project) return;
     ScriptableVec objects;
@@ -103,6 +102,20 @@ void CIptvMsgSetCln::PortOfflineHandler(CScriptable*, framework::PropId) {
         // What is to be deleted stays so.
         if (!object->IsDeleted()) object->SetObjectState(CScriptable::STATE_MODIFIED);
     }
+}
+
+void CIptvMsgSetCln::ForgetEverything() {
+    // A port that comes back may have lost what it knew, so it is sent everything again; an answer that is
+    // still on its way is of no interest.
+    Abandon();
+    m_knownBlocks.clear();
+    m_sent = {};
+    GoneObjects::Get<CIptvViewingProfileConfig>().Erase(m_portHandle);
+    GoneObjects::Get<CIptvViewedChannels>().Erase(m_portHandle);
+    const auto* project = core::CProject::GetCurrentActiveInstance();
+    if (!project) return;
+    ScriptableVec objects;
+    project->GetObjects(objects, CIptvViewingProfileConfig::CLASS_ID(), common::kParentChild);
     project->GetObjects(objects, CIptvViewedChannels::CLASS_ID(), common::kParentChild);
     for (CScriptable* object : objects) {
         if (auto* known = dynamic_cast<AppliedPorts*>(object)) known->RemovePortInVec(m_portHandle);

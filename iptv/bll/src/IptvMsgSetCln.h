@@ -27,6 +27,7 @@ class ValidationContext;
 namespace orv::iptv {
 
 class CIptvStbBlockConfig;
+class CIptvViewedChannels;
 using framework::ApplyContext;
 using framework::CScriptable;
 using framework::ScriptableVec;
@@ -124,6 +125,12 @@ class CIptvMsgSetCln {
     /// blocks watch.
     void GetSubscribedMulticastGroups(std::set<CScriptable*>& groups,
                                       const std::vector<std::uint32_t>& stbBlockHandles) const;
+    /// The port can no longer be counted on to know anything.
+    void ForgetEverything();
+    /// Notes that a range has been filled in with its addresses in this apply; when ports were given
+    /// different ones, because somebody moved the group meanwhile, the next apply sends it again.
+    static void NoteAddresses(CIptvViewedChannels& range, bool changed);
+
     /// Adds the groups that the port expects now.
     void GetExpectedMulticastGroups(std::set<CScriptable*>& groups) const;
     void UpdateExpectedRxPorts(const std::vector<std::uint32_t>& stbBlockHandles);
@@ -148,6 +155,8 @@ class CIptvMsgSetCln {
 
   private:
     static void ReleaseClientsOfGonePorts();
+    static void KeepDirty(const CScriptable& project, ApplyContext& ctx);
+    std::set<CScriptable*> GetOwnGroups() const;
     static ConfigChanges FindChanges();
     static void ListSharedObjects(const CScriptable& project);
     void Send(Message& message, bool await_response, bool& pending);
@@ -159,6 +168,8 @@ class CIptvMsgSetCln {
     static framework::PropId m_portOnlineProp;  ///< looked up by the first client
     /// What was seen then has been sent to all ports, if the host has settled it since.
     static ConfigLook m_sent;
+    /// Handles of the ranges whose addresses were filled in during this apply; true: differently.
+    static std::map<std::uint32_t, bool> m_filledRanges;
 
     std::map<std::string, std::set<std::uint32_t>> m_applyMap;  ///< handles by key
     const std::uint32_t m_portHandle;
@@ -167,7 +178,7 @@ class CIptvMsgSetCln {
     bool m_abandoned = false;            ///< the last apply of this port did not come to its end
     std::unique_ptr<BaseState> m_state;  ///< null while idle
     framework::ResponseDelegate m_responseDelegate;
-    std::set<CScriptable*> m_expectedGroups;  ///< groups that this client made the port expect
+    std::set<std::uint32_t> m_expectedGroups;  ///< handles of groups that this client made the port expect
     framework::PropertyChangeDelegate m_portOnlineDelegate;
     std::map<std::uint32_t, KnownBlock> m_knownBlocks;
     std::map<std::uint32_t, StbBlockValues> m_sentValues;

@@ -28,7 +28,7 @@ CPropertyMeta MakeRange(PropertyType type, std::optional<double> minimum, std::o
     return meta;
 }
 
-const CEnumMeta kMode{"Mode", {{"LOW", 0}, {"High", 5}}};
+const CEnumMeta kMode{"Mode", {{"LOW", 0}, {"High", 5}}, {{"TOP", 5}}};
 
 CPropertyMeta MakeMode(bool collection = false) {
     CPropertyMeta meta = MakeProperty(PropertyType::U8, collection);

@@ -32,7 +32,8 @@ const ErrorCase kFileCases[] = {
     {"NameWithBlank", "datamodel: 0x7d000000\nname: two words\n",
      "m.yaml:2: expected a name of letters, digits and underscores, found \"two words\""},
     {"UnknownKey", "datamodel: 0x7d000000\nname: bad\nclass: []\n",
-     "m.yaml:3: unknown key \"class\"; there are datamodel, name, requires, enumerations, classes, "
+     "m.yaml:3: unknown key \"class\"; there are datamodel, name, requires, enumerations, "
+     "enumeration-aliases, classes, "
      "relations, "
      "default-children"},
 };
@@ -95,6 +96,12 @@ const ErrorCase kModelCases[] = {
      "m.yaml:4: enumeration Mode: OFF has the value of ON"},
     {"EnumerationValueNoNumber", "enumerations:\n  Mode: {ON: yes}\n",
      "m.yaml:4: expected a whole number (decimal or 0x hexadecimal), found \"yes\""},
+    {"AliasOfNoEnumeration", "enumeration-aliases:\n  Mode: {ON: OFF}\n",
+     "m.yaml:4: the file has no enumeration Mode"},
+    {"AliasOfNoName", "enumerations:\n  Mode: {ON: 1}\nenumeration-aliases:\n  Mode: {GO: OFF}\n",
+     "m.yaml:6: enumeration Mode has no name OFF"},
+    {"AliasTwice", "enumerations:\n  Mode: {ON: 1}\nenumeration-aliases:\n  Mode: {on: ON}\n",
+     "m.yaml:6: enumeration Mode has the name on twice"},
     {"EnumerationEmpty", "enumerations:\n  Mode: {}\n", "m.yaml:4: enumeration Mode has no values"},
     {"RelationFromUnknown", "relations:\n- {name: R, id: 0x7d000001, from: Nobody, to: Scriptable}\n",
      "m.yaml:4: there is no class \"Nobody\""},

@@ -164,6 +164,26 @@ TEST_F(ApplyRecordsTest, ChannelBlockOfIpv4) {
               c.channel_initial_step = 4;
               c.channel_ip_step = Ip("0.0.0.2");
           }},
+         {"address",
+          [&] {
+              Addresses<core::CIpv4NetworkBlock>().SetStartIpList(
+                  {*common::CIpAddress::FromString("225.0.3.0")});
+              Addresses<core::CIpv4NetworkBlock>().SetAddrIncrement(0x10);
+          },
+          [](Channels& c) {
+              c.channel_ip_start = Ip("225.0.3.48");
+              c.channel_ip_step = Ip("0.0.0.32");
+          }},
+         {"address back",
+          [&] {
+              Addresses<core::CIpv4NetworkBlock>().SetStartIpList(
+                  {*common::CIpAddress::FromString("225.0.0.1")});
+              Addresses<core::CIpv4NetworkBlock>().SetAddrIncrement(1);
+          },
+          [](Channels& c) {
+              c.channel_ip_start = Ip("225.0.0.4");
+              c.channel_ip_step = Ip("0.0.0.2");
+          }},
          {"increment", [&] { Addresses<core::CIpv4NetworkBlock>().SetAddrIncrement(0x100); },
           [](Channels& c) {
               c.channel_ip_start = Ip("225.0.3.1");
@@ -322,6 +342,17 @@ TEST_F(SettopRecordsTest, Ipv6) {
         {{"version", [this] { TestProject::McastOf(*device).Set("Version", "MLD_V1"); }, [](Settop&) {}},
          {"retransmission", [this] { EnableRetransmission(); }, ExpectRetransmission("2001:db8::1")},
          {"fast channel change", [this] { EnableFcc(); }, ExpectFcc("2001:db8::2")}});
+}
+
+TEST_F(SettopRecordsTest, OneVlan) {
+    CheckBlock(
+        {.vlans = 1},
+        {{"tag",
+          [this] { TestProject::LayerOf(*device, "VlanIf").Set(ids::VlanIf::VlanId, std::uint16_t{41}); },
+          [](Settop& s) {
+              s.vlan_tag = 41;
+              s.vlan_inner_tag = s.vlan_inner_step = 0;
+          }}});
 }
 
 TEST_F(SettopRecordsTest, VlansAndPppoe) {

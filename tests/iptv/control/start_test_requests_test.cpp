@@ -1,8 +1,11 @@
 // What is in the requests of a test start.
+#include <algorithm>
 #include <array>
+#include <memory>
 
 #include "msgset/HwGeneral_1.h"
 #include "msgset/iptvcd_1.h"
+#include "orv/framework/sequencer.h"
 #include "start_run_fixture.h"
 
 namespace {
@@ -65,6 +68,72 @@ TEST_F(StartRunTest, TheConfigurationSaysWhatTheCommandSays) {
     EXPECT_FALSE(Manager().GetRun().sequencer_mode);
     EXPECT_EQ(Manager().GetPortCount(), 2u);
     EXPECT_EQ(Manager().GetDatabasePath(), "/results/test.db");
+}
+
+TEST_F(StartRunTest, TheTriggersAndFiltersAreTheCommands) {
+    command.Set("TestType", "FAST_CHANNEL_CHANGE_TEST");
+    EXPECT_EQ(command.Get("TestType"), "FAST_CHANNEL_CHANGE");
+    for (const auto& [name, value] : {std::pair{"MulticastJoinTrigger", "SBIT_AND_DELAY"},
+                                      {"UnicastLeaveTrigger", "MULTICAST_PKT_AND_DELAY"},
+                                      {"UdpPortType", "SOURCE"},
+                                      {"VlanSubFilter", "INNER"},
+                                      {"SaveResultsPerIteration", "true"},
+                                      {"TestRetransThres", "99"}})
+        command.Set(name, value);
+    auto& tagged = project.MakeDevice(&p1, 1, {.vlans = 2});
+    SetAddress(tagged, "10.0.4.1");
+    c.Set(ids::Scriptable::LocalActive, false);
+    a.Set(ids::Scriptable::LocalActive, false);
+    auto& block = project.MakeStbBlock(tagged, profile, {&range});
+    block.Set(ids::IptvStbBlockConfig::UdpSourcePort, std::uint16_t{7000});
+    command.SetCollection<std::uint32_t>(Id::StbBlockList, {block.GetHandle()});
+    b.Set(ids::Scriptable::LocalActive, false);
+    ASSERT_EQ(Start(), "");
+    using namespace iptvcd_1_bll;  // NOLINT
+    testConfig_s config;
+    parse_req_UpdateConfig(&far1.Last("UpdateConfig"), &config);
+    EXPECT_EQ(config.test_type, TestType::FAST_CHANNEL_CHANGE);
+    EXPECT_EQ(config.mcast_join_trigger, MulticastJoinTriggerType::SBIT_AND_DELAY);
+    EXPECT_EQ(config.unicast_leave_trigger, UnicastLeaveTriggerType::MULTICAST_PKT_AND_DELAY);
+    EXPECT_EQ(config.udp_port_type, UdpPortType::SOURCE);
+    EXPECT_EQ(config.vlan_sub_filter, VlanSubFilter::INNER);
+    EXPECT_TRUE(config.rrr_test_config.empty());
+    EXPECT_TRUE(config.vlan_outer && config.vlan_inner);
+    EXPECT_TRUE(Manager().GetRun().kind.HasSbit());
+    EXPECT_TRUE(Manager().GetRun().save_per_iteration);
+}
+
+TEST_F(StartRunTest, OnlyATestByHandIsNoPartOfASequence) {
+    CScriptable& sequencer = framework::CSequencer::Instance();
+    CScriptable& loop = *CScriptableCreator().Create("SequencerLoopCommand", &sequencer);
+    for (const auto& [parent, by_hand] :
+         {std::pair<CScriptable*, bool>{&project.Root(), true}, {&sequencer, false}, {&loop, false}}) {
+        SCOPED_TRACE(parent->Describe());
+        auto& start = CScriptableCreator().Make<iptv::CIptvStartTestCommand>(parent);
+        start.Set("TestType", "VERIFICATION");
+        start.Set("TestEnv", "REAL_WORLD");
+        start.SetCollection<std::uint32_t>(Id::StbBlockList, {a.GetHandle()});
+        ASSERT_EQ(Start(start), "");
+        EXPECT_EQ(Manager().GetRun().sequencer_mode, !by_hand);
+        const Lines lines = Take();
+        EXPECT_EQ(std::count(lines.begin(), lines.end(), "db StartInteractive"), by_hand);
+        EXPECT_TRUE(start.CanSave());
+        End(far1);
+    }
+    const std::unique_ptr<CScriptable, void (*)(CScriptable*)> alone(
+        CScriptableCreator().Create(Id::CLASS, nullptr), framework::ReleaseScriptable);
+    EXPECT_FALSE(alone->CanSave());
+}
+
+TEST_F(StartRunTest, APortThatRefusesToReportItsEndCountsAsEnded) {
+    far1.answer = [](const tm::Message& request) {
+        return request.get_request_name() == "iptvcd_1.RegisterEOTNotify" ? Answer::Fault : Answer::Respond;
+    };
+    ASSERT_EQ(Start(), "");
+    EXPECT_THAT(log.Take(), Contains(testing::AllOf(HasSubstr("RegisterEOTNotify"), HasSubstr("refused"))));
+    EXPECT_TRUE(CIptvResultsManager::IsTestRunning());
+    End(far2);
+    EXPECT_FALSE(CIptvResultsManager::IsTestRunning());
 }
 
 TEST_F(StartRunTest, TheFirstBlockOfAPortSaysWhichTagsAreFiltered) {

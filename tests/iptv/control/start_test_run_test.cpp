@@ -223,6 +223,38 @@ TEST_F(StartRunTest, ASecondStartIsRefusedWhileATestRuns) {
     EXPECT_EQ(Start(other), "");
 }
 
+TEST_F(StartRunTest, AStartThatIsCancelledWhilePortsStartLeavesNothingBehindButTheirEnds) {
+    a.Set(ids::IptvStbBlockConfig::SaveTimeStamps, true);
+    on_log = [this](const std::string& text) {
+        if (text == "Starting Test on  P2") command.Cancel();
+    };
+    EXPECT_EQ(Start(), "");
+    EXPECT_THAT(Take(),
+                testing::AllOf(Contains("P1 Stop"), Contains("P2 Stop"), Not(Contains(StartsWith("db ")))));
+    on_log = [](const std::string&) {};
+    EXPECT_THAT(Start(), HasSubstr("are stopping")) << "their ends would be those of the next test";
+
+    iptvcd_1_bll::stblock_event_s events{a.GetHandle(), std::vector<iptvcd_1_bll::stbox_event_s>(600), {}};
+    for (auto& view : events.events) view.viewed_channel = 2;
+    Manager().BinManager({events});
+    EXPECT_THAT(Take(), Not(Contains(StartsWith("db ")))) << "no data set is its own";
+    End(far1);
+    End(far2);
+    EXPECT_EQ(Start(), "");
+    EXPECT_TRUE(CIptvResultsManager::IsTestRunning());
+}
+
+TEST_F(StartRunTest, PortsThatNeverStopHoldUpNoTestForLong) {
+    on_log = [this](const std::string& text) {
+        if (text == "Starting Test on  P2") command.Cancel();
+    };
+    EXPECT_EQ(Start(), "");
+    on_log = [](const std::string&) {};
+    EXPECT_THAT(Start(), HasSubstr("are stopping"));
+    Yield(61000);
+    EXPECT_EQ(Start(), "");
+}
+
 TEST_F(StartRunTest, AFailureNamesStepAndPort) {
     auto& rpc = framework::CRpcManager::Instance();
     rpc.Disconnect(p2.GetMessenger());

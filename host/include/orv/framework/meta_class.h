@@ -24,8 +24,9 @@ class CScriptable;
 struct CEnumMeta {
     std::string name;
     std::vector<std::pair<std::string, std::int64_t>> values;
+    std::vector<std::pair<std::string, std::int64_t>> aliases;  ///< other names that users know values by
 
-    /// Compares names without regard to case.
+    /// By name or alias, without regard to case.
     std::optional<std::int64_t> FindValue(std::string_view value_name) const;
     const std::string* FindName(std::int64_t value) const;
 };

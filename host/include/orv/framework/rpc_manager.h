@@ -68,8 +68,9 @@ class CRpcManager {
                          void* context = nullptr, std::uint32_t timeoutMs = 0, bool reportFaults = true);
 
     /// Sends a registration request and from then on passes every notification of that name from that port to
-    /// the delegate, and acknowledges it. Returns 0 or a negative number as SendAsyncMessage; the id serves
-    /// to deregister.
+    /// the delegate, and acknowledges it. A fault of the port's own as the answer to the
+    /// request goes to the delegate, too: the port will not notify. Returns 0 or a negative number as
+    /// SendAsyncMessage; the id serves to deregister.
     int RegisterForNotification(const Messenger& messenger, Message& message, const std::string& name,
                                 const ResponseDelegate& delegate, void* context, int* registrationId,
                                 NotificationRatePolicy policy = NotificationRatePolicy::GetDefaultPolicy());

@@ -5,6 +5,7 @@
 #include "IptvLog.h"
 #include "apply/ApplyStates.h"
 #include "config/ConfigChanges.h"
+#include "config/IptvChannelBlock.h"
 #include "config/IptvStbBlockConfig.h"
 #include "config/IptvViewedChannels.h"
 #include "config/IptvViewingProfileConfig.h"
@@ -142,12 +143,44 @@ void CIptvMsgSetCln::ReleaseClientsOfGonePorts() {
         CIptvMsgSetCln* client = (entry++)->second;
         if (!client->GetPort()) ReleasePortClient(client);
     }
+    const auto forget = [](GoneObjects& gone) {
+        std::vector<std::uint32_t> ports;
+        gone.FindPorts(ports);
+        for (const std::uint32_t port : ports) {
+            if (!CHandleRegistry::Instance().Find(port)) gone.Erase(port);
+        }
+    };
+    forget(GoneObjects::Get<CIptvViewingProfileConfig>());
+    forget(GoneObjects::Get<CIptvViewedChannels>());
 }
 
 ConfigChanges CIptvMsgSetCln::FindChanges() {
     // After an apply that failed, also in another handler, everything counts as changed still.
     const bool settled = framework::CChangeLog::Instance().GetSettled() > m_sent.GetMoment();
     return settled ? m_sent.GetChanges() : ConfigChanges::Everything();
+}
+
+void CIptvMsgSetCln::NoteAddresses(CIptvViewedChannels& range, bool changed) {
+    const auto [entry, is_first] = m_filledRanges.try_emplace(range.GetHandle(), false);
+    if (!is_first && changed) entry->second = true;
+}
+
+/// What is not sent because a test runs stays new or modified.
+void CIptvMsgSetCln::KeepDirty(const CScriptable& project, ApplyContext& ctx) {
+    ScriptableVec objects;
+    for (const common::ClassId id : {CIptvViewingProfileConfig::CLASS_ID(), CIptvViewedChannels::CLASS_ID(),
+                                     CIptvChannelBlock::CLASS_ID()})
+        project.GetObjects(objects, id, common::kParentChild);
+    std::vector<std::uint32_t> ports;
+    CIptvStbBlockConfig::FindObjectHandles(ports);
+    for (const std::uint32_t port : ports) {
+        std::vector<CIptvStbBlockConfig*> blocks;
+        CIptvStbBlockConfig::FindObjects(port, blocks);
+        objects.insert(objects.end(), blocks.begin(), blocks.end());
+    }
+    for (CScriptable* object : objects) {
+        if (object->IsObjectDirty(false)) ctx.AddProcessedObject(*object, true);
+    }
 }
 
 void CIptvMsgSetCln::ListSharedObjects(const CScriptable& project) {
@@ -161,17 +194,25 @@ void CIptvMsgSetCln::OnApplyProject(ApplyContext& ctx) {
     ReleaseClientsOfGonePorts();
     const std::vector<std::uint32_t> ports = FindPorts();
     const CScriptable* project = ctx.GetCurrentObject();
-    if (CIptvResultsManager::IsTestRunning() || ports.empty() || !project) return;
+    if (!project) return;
+    if (CIptvResultsManager::IsTestRunning()) return KeepDirty(*project, ctx);
+    if (ports.empty()) return;
 
     const ConfigChanges changes = FindChanges();
     const ConfigLook now = ConfigLook::Now();
+    m_filledRanges.clear();
     m_sent = {};  // until all ports have come to a good end
     if (changes.IsEverything()) ListSharedObjects(*project);
     Passes passes;
     for (const std::uint32_t handle : ports) {
         if (!changes.Concern(handle)) continue;
         const auto* port = dynamic_cast<const core::CPort*>(CHandleRegistry::Instance().Find(handle));
-        if (!port || !port->IsReachable()) continue;
+        if (!port) continue;
+        if (!port->IsReachable()) {
+            // What it misses now nobody would send it later.
+            if (CIptvMsgSetCln* client = FindPortClient(handle)) client->ForgetEverything();
+            continue;
+        }
         if (port->GetObjectState() == CScriptable::STATE_OBSOLETE) {
             CIptvStbBlockConfig::InvalidateHandle(handle);
             continue;
@@ -181,7 +222,11 @@ void CIptvMsgSetCln::OnApplyProject(ApplyContext& ctx) {
         passes.Add(*client);
     }
     passes.Run();
-    m_sent = now;
+    for (const auto& [handle, differently] : m_filledRanges) {
+        auto* range = dynamic_cast<CIptvViewedChannels*>(CHandleRegistry::Instance().Find(handle));
+        if (range && differently) range->ForgetIpParam();
+    }
+    if (now.HasSameRules()) m_sent = now;
     Trace([] { return "CIptvMsgSetCln::OnApplyProject() end"; });
 }
 

@@ -26,6 +26,7 @@ template <class Object>
 void ForgetPort(CIptvMsgSetCln& client, const char* key) {
     for (Object* object : client.GetFromApplyMap<Object>(key))
         object->RemovePortInVec(client.GetPortHandle());
+    GoneObjects::Get<Object>().Erase(client.GetPortHandle());
 }
 
 }  // namespace

@@ -45,9 +45,19 @@ void CIptvMsgSetCln::GetSubscribedMulticastGroups(std::set<CScriptable*>& groups
     }
 }
 
+/// Those that still exist: another group may have got the memory of one that is gone.
+std::set<CScriptable*> CIptvMsgSetCln::GetOwnGroups() const {
+    std::set<CScriptable*> groups;
+    for (const std::uint32_t handle : m_expectedGroups) {
+        CScriptable* group = framework::CHandleRegistry::Instance().Find(handle);
+        if (group) groups.insert(group);
+    }
+    return groups;
+}
+
 void CIptvMsgSetCln::GetExpectedMulticastGroups(std::set<CScriptable*>& groups) const {
     GetPortConfig(GetPort()).GetExpectedMulticastGroups(groups);
-    groups.insert(m_expectedGroups.begin(), m_expectedGroups.end());
+    groups.merge(GetOwnGroups());
 }
 
 void CIptvMsgSetCln::UpdateExpectedRxPorts(const std::vector<std::uint32_t>& stbBlockHandles) {
@@ -55,7 +65,10 @@ void CIptvMsgSetCln::UpdateExpectedRxPorts(const std::vector<std::uint32_t>& stb
     GetSubscribedMulticastGroups(subscribed, stbBlockHandles);
     std::set<CScriptable*> expected;
     GetExpectedMulticastGroups(expected);
-    GetPortConfig(GetPort()).DoUpdateExpectedRxPorts(subscribed, expected, m_expectedGroups);
+    std::set<CScriptable*> own = GetOwnGroups();
+    GetPortConfig(GetPort()).DoUpdateExpectedRxPorts(subscribed, expected, own);
+    m_expectedGroups.clear();
+    for (const CScriptable* group : own) m_expectedGroups.insert(group->GetHandle());
 }
 
 }  // namespace orv::iptv

@@ -4,6 +4,7 @@
 #include "IptvErrors.h"
 #include "IptvLog.h"
 #include "apply/ApplyStates.h"
+#include "config/ConfigChanges.h"
 #include "config/IptvStbBlockConfig.h"
 #include "config/IptvViewedChannels.h"
 #include "config/IptvViewingProfileConfig.h"
@@ -59,6 +60,7 @@ void ApplyTables::SortBlocks() {
 
 void ApplyTables::SortBlock(CIptvStbBlockConfig& block) {
     const auto* device = dynamic_cast<const core::CEmulatedDevice*>(block.GetParent());
+    // The blocks of a device that is off are no more of use to the port than those that are off themselves.
     const bool wanted = device && device->GetActive() && block.GetActive() && !block.IsDeleted();
     if (!wanted) {
         // A port that does not know the block has nothing to delete, and is told once only.
@@ -71,6 +73,8 @@ void ApplyTables::SortBlock(CIptvStbBlockConfig& block) {
     if (interface && interface->GetU8(ids::EmulatedIf::IlMembership) != ids::IlMembership::INCLUDED) {
         if (!IsKnown(block.GetHandle())) return;
         client_.AddToApplyMap(apply_key::kDeleteSettopBlock, &block);
+        // What it watches counts as used once more, and is the next apply's.
+        ConfigChanges::NotePort(port_.GetHandle());
     } else {
         active_blocks_.push_back(block.GetHandle());
         if (block.CheckIfAnyRelatedObjectsAreDirty(false) || block.IsObjectDirty(false) ||
@@ -117,6 +121,8 @@ void ApplyTables::SortProfiles() {
         Sort(*profile, used_profiles_.contains(profile->GetHandle()), apply_key::kDeleteProfile,
              apply_key::kUpdateProfile, [] { return false; });
     }
+    for (const std::uint32_t profile : GoneObjects::Get<CIptvViewingProfileConfig>().Find(port_.GetHandle()))
+        client_.AddToApplyMap(apply_key::kDeleteProfile, profile);
 }
 
 void ApplyTables::SortRanges() {
@@ -127,6 +133,8 @@ void ApplyTables::SortRanges() {
         Sort(*channel, used_ranges_.contains(channel->GetHandle()), apply_key::kDeleteChannelBlock,
              apply_key::kUpdateChannelBlock, [&] { return channel->IsViewedChannelDirty(channel_blocks); });
     }
+    for (const std::uint32_t range : GoneObjects::Get<CIptvViewedChannels>().Find(port_.GetHandle()))
+        client_.AddToApplyMap(apply_key::kDeleteChannelBlock, range);
 }
 
 }  // namespace

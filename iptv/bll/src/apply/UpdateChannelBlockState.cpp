@@ -59,7 +59,7 @@ void SetAddresses(channelBlockConfig_s& record, CIptvViewedChannels& range, cons
     const Address start = GetChannelAddress(block, offset);
     record.channel_ip_start = ToIpAddress(start);
     record.channel_ip_step = ToIpAddress(increment *= range.GetChannelRangeStep());
-    range.SetIpParam(start, block.GetAddrIncrement());
+    CIptvMsgSetCln::NoteAddresses(range, range.SetIpParam(start, block.GetAddrIncrement()));
 }
 
 void AddSourcesOfDevice(channelBlockConfig_s& record, const core::CEmulatedDevice& device) {

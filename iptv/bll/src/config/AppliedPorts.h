@@ -3,9 +3,38 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <map>
+#include <set>
 #include <vector>
 
 namespace orv::iptv {
+
+/// Objects of one class that ports know but that are gone: destroyed at once, without an apply that would
+/// have told the ports.
+class GoneObjects {
+  public:
+    template <class Object>
+    static GoneObjects& Get() {
+        static auto* gone = new GoneObjects;  // objects may outlive other statics
+        return *gone;
+    }
+
+    void Add(std::uint32_t port, std::uint32_t object) { by_port_[port].insert(object); }
+    void Erase(std::uint32_t port) { by_port_.erase(port); }
+    /// Handles of the objects that a port knows.
+    std::vector<std::uint32_t> Find(std::uint32_t port) const {
+        const auto found = by_port_.find(port);
+        if (found == by_port_.end()) return {};
+        return {found->second.begin(), found->second.end()};
+    }
+    /// Appends the ports that know any.
+    void FindPorts(std::vector<std::uint32_t>& ports) const {
+        for (const auto& [port, objects] : by_port_) ports.push_back(port);
+    }
+
+  private:
+    std::map<std::uint32_t, std::set<std::uint32_t>> by_port_;
+};
 
 /// Handles of the ports to which an object has been sent, so that it is sent to each port once and deleted
 /// from exactly those ports.
@@ -21,6 +50,12 @@ class AppliedPorts {
 
   protected:
     ~AppliedPorts() = default;
+
+    /// For the object's destructor: notes which ports do not know yet that it is gone.
+    template <class Object>
+    void Leave(const Object& object) {
+        for (const std::uint32_t port : ports_) GoneObjects::Get<Object>().Add(port, object.GetHandle());
+    }
 
   private:
     std::vector<std::uint32_t> ports_;

@@ -64,14 +64,40 @@ void ConfigChanges::Add(const CScriptable& object) {
     }
 }
 
+namespace {
+
+const core::CEmulatedDevice* FindDevice(const CScriptable* object) {
+    while (object && !object->IsTypeOf(ids::EmulatedDevice::CLASS)) object = object->GetParent();
+    return dynamic_cast<const core::CEmulatedDevice*>(object);
+}
+
+/// Something outside the device is made of what lies at or below the object.
+bool IsUsedFromOutside(const CScriptable& object, const core::CEmulatedDevice& device) {
+    static const common::RelationType kUses[] = {
+        ids::relations::MulticastParam.Reverse(), ids::relations::UsesIf.Reverse(),
+        ids::relations::StackedOn.Reverse(), ids::relations::TrafficSources.Reverse()};
+    for (const common::RelationType type : kUses) {
+        framework::ScriptableVec users;
+        object.GetObjects(users, CScriptable::CLASS_ID(), type);
+        for (const CScriptable* user : users) {
+            if (FindDevice(user) != &device) return true;
+        }
+    }
+    framework::ScriptableVec children;
+    object.GetObjects(children, CScriptable::CLASS_ID(), common::kParentChild);
+    return std::any_of(children.begin(), children.end(), [&device](const CScriptable* child) {
+        return !IsIrrelevant(*child) && IsUsedFromOutside(*child, device);
+    });
+}
+
+}  // namespace
+
 void ConfigChanges::AddDevice(const core::CEmulatedDevice& device) {
     if (!known_devices_.insert(&device).second) return;
     devices_.push_back(&device);
     const bool carries_blocks = device.GetObject(CIptvStbBlockConfig::CLASS_ID(), common::kParentChild);
-    framework::ScriptableVec fed;
-    device.GetObjects(fed, CScriptable::CLASS_ID(), ids::relations::TrafficSources.Reverse());
-    // A device without blocks, or one that feeds channels, may matter to anybody.
-    if (!carries_blocks || !fed.empty()) everything_ = true;
+    // Without blocks of its own a device may matter to anybody.
+    if (!carries_blocks || IsUsedFromOutside(device, device)) everything_ = true;
     if (const core::CPort* port = device.GetPort()) ports_.insert(port->GetHandle());
 }
 
@@ -82,9 +108,12 @@ ConfigLook ConfigLook::Now() {
     return look;
 }
 
+bool ConfigLook::HasSameRules() const {
+    return fcc_check_ == CIptvStbBlockConfig::m_bFccCheck;
+}
+
 ConfigChanges ConfigLook::GetChanges() const {
-    return fcc_check_ == CIptvStbBlockConfig::m_bFccCheck ? ConfigChanges::Since(moment_)
-                                                          : ConfigChanges::Everything();
+    return HasSameRules() ? ConfigChanges::Since(moment_) : ConfigChanges::Everything();
 }
 
 ConfigChanges RepeatedCheck::GetChanges() const {

@@ -14,9 +14,9 @@ class CEmulatedDevice;
 
 namespace orv::iptv {
 
-/// Most edits concern one device. What its STB blocks are made of lies at and below it, so that everything
-/// else can be left alone; a change of anything that many blocks share (channels, profiles, ports, the
-/// project) counts as a change of everything. Results, commands and traffic do not count.
+/// Most edits concern one device. What its STB blocks are made of mostly lies at and below it, so that
+/// everything else can be left alone; a change of anything that many blocks share (channels, profiles, ports,
+/// the project) counts as a change of everything. Results, commands and traffic do not count.
 class ConfigChanges {
   public:
     using Moment = framework::CChangeLog::Moment;
@@ -54,6 +54,8 @@ class ConfigLook {
 
     ConfigChanges GetChanges() const;
     ConfigChanges::Moment GetMoment() const { return moment_; }
+    /// The rules that held then hold now.
+    bool HasSameRules() const;
 
   private:
     ConfigChanges::Moment moment_ = 0;

@@ -19,6 +19,10 @@ namespace orv::iptv {
 
 namespace Id = ids::IptvViewedChannels;
 
+CIptvViewedChannels::~CIptvViewedChannels() {
+    Leave(*this);
+}
+
 ClassId CIptvViewedChannels::CLASS_ID() {
     static const ClassId id = Id::CLASS;
     return id;
@@ -80,14 +84,18 @@ bool CIptvViewedChannels::IsViewedChannelDirty(const ChannelBlockIndex& channelB
         "NetworkBlock " + block->GetName() + " couldnot be converted to Ipv4Block or Ipv4Block");
 }
 
-void CIptvViewedChannels::SetIpParam(const common::CIpAddress& address, std::uint32_t increment) {
+bool CIptvViewedChannels::SetIpParam(const common::CIpAddress& address, std::uint32_t increment) {
+    const bool changed = sent_v4_ != address || sent_increment_ != increment;
     sent_v4_ = address;
     sent_increment_ = increment;
+    return changed;
 }
 
-void CIptvViewedChannels::SetIpParam(const common::CIpv6Address& address, std::uint32_t increment) {
+bool CIptvViewedChannels::SetIpParam(const common::CIpv6Address& address, std::uint32_t increment) {
+    const bool changed = sent_v6_ != address || sent_increment_ != increment;
     sent_v6_ = address;
     sent_increment_ = increment;
+    return changed;
 }
 
 void CIptvViewedChannels::ForgetIpParam() {

@@ -26,6 +26,7 @@ using framework::ScriptableVec;
 /// Remembers the ports on which it has been created, and the address and increment that were sent last.
 class CIptvViewedChannels : public CScriptable, public AppliedPorts {
   public:
+    ~CIptvViewedChannels() override;
     static ClassId CLASS_ID();
     static const framework::CMetaClass* GetMetaClassStatic();
 
@@ -47,9 +48,10 @@ class CIptvViewedChannels : public CScriptable, public AppliedPorts {
     bool IsViewedChannelDirty() const;
     bool IsViewedChannelDirty(const ChannelBlockIndex& channelBlocks) const;
 
-    /// The address of the range's first channel and the address increment, as sent to a port.
-    void SetIpParam(const common::CIpAddress& address, std::uint32_t increment);
-    void SetIpParam(const common::CIpv6Address& address, std::uint32_t increment);
+    /// The address of the range's first channel and the address increment, as sent to a port. True when they
+    /// are not what was sent before.
+    bool SetIpParam(const common::CIpAddress& address, std::uint32_t increment);
+    bool SetIpParam(const common::CIpv6Address& address, std::uint32_t increment);
     /// As if nothing had been sent.
     void ForgetIpParam();
 

@@ -12,6 +12,10 @@ namespace orv::iptv {
 
 bool CIptvViewingProfileConfig::m_bTriggerDelayCheck = false;
 
+CIptvViewingProfileConfig::~CIptvViewingProfileConfig() {
+    Leave(*this);
+}
+
 ClassId CIptvViewingProfileConfig::CLASS_ID() {
     static const ClassId id = ids::IptvViewingProfileConfig::CLASS;
     return id;

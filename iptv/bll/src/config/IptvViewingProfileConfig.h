@@ -20,6 +20,7 @@ using framework::CScriptable;
 /// latency on a join or leave is flagged. Remembers the ports on which it has been created.
 class CIptvViewingProfileConfig : public CScriptable, public AppliedPorts {
   public:
+    ~CIptvViewingProfileConfig() override;
     static ClassId CLASS_ID();
     static const framework::CMetaClass* GetMetaClassStatic();
 

@@ -11,6 +11,8 @@ namespace orv::iptv {
 
 namespace Id = ids::IptvStartTestCommand;
 
+// A new command leaves the results manager as it is: what a start needs of it is set by the run, and a stop
+// must still find the registrations of a start that failed.
 CIptvStartTestCommand::CIptvStartTestCommand() = default;
 CIptvStartTestCommand::~CIptvStartTestCommand() = default;
 

@@ -124,8 +124,13 @@ class OptionsOfApply {
 }  // namespace
 
 bool CIptvStartTestCommand::DoRunnableValidate(std::string& reason) const {
-    if (!start_under_way && !CIptvResultsManager::IsTestRunning()) return true;
+    const CIptvResultsManager* manager = CIptvResultsManager::FindResultsManager();
+    const bool stopping = manager && manager->IsStopping();
+    if (!start_under_way && !stopping && !CIptvResultsManager::IsTestRunning()) return true;
+    // The ends that the ports still have to report would be taken for those of the next test.
     reason = "An IPTV test is running. Stop it, or wait for its end, before the next one is started.";
+    if (stopping)
+        reason = "The ports of an IPTV test are stopping. Wait for its end before the next one is started.";
     return false;
 }
 

@@ -134,6 +134,8 @@ void StreamMap::ProcessOneStreamBlock(std::uint32_t portHandle, l2l3::CStreamBlo
         const std::uint64_t first = offset;
         offset += count;
         const std::vector<ipAddress_t> hosts = GetHostAddresses(path.first);
+        const auto* device = dynamic_cast<const core::CNetworkInterface*>(path.first)->GetDevice();
+        const std::uint64_t host_count = std::max<std::uint64_t>(device->GetDeviceCount(), 1);
         if (hosts.empty()) continue;
         std::vector<ipAddress_t> addresses;
         BlockToVector(channels, addresses);
@@ -143,7 +145,8 @@ void StreamMap::ProcessOneStreamBlock(std::uint32_t portHandle, l2l3::CStreamBlo
             const auto relevant = m_relevant.find(group);
             if (relevant == m_relevant.end()) continue;
             m_found[relevant->second] = true;
-            sources.push_back(hosts[k % hosts.size()]);
+            // A list of addresses may be shorter or longer than there are hosts.
+            sources.push_back(hosts[k % host_count % hosts.size()]);
             groups.push_back(group);
             streamIds.push_back(ids[first + k]);
         }

@@ -48,7 +48,8 @@ void CIptvResultsManager::EndTestHandler(std::uint16_t, Message* message, void* 
     Trace([port] {
         return "Received EOT notification from " + (port ? port->GetName() : std::string("unknown port"));
     });
-    iptvcd_1_bll::parse_req_EOTNotification(message);
+    if (!LogRefusal(*message)) iptvcd_1_bll::parse_req_EOTNotification(message);
+    // A port that refuses to say when it ends counts as one that has.
     EndOfTestProcessing(false);
 }
 
@@ -61,6 +62,12 @@ void CIptvResultsManager::EndOfTestProcessing(bool stopRequested) {
     }
 }
 
+bool CIptvResultsManager::IsStopping() const {
+    constexpr std::chrono::seconds kPatience(60);
+    return finishing_ && !final_done_ &&
+           framework::CTaskManager::Instance().GetNow() - finishing_since_ < kPatience;
+}
+
 void CIptvResultsManager::ReleaseEnd() {
     if (!std::exchange(end_held_, false)) return;
     const bool stop = std::exchange(stop_held_, false);
@@ -71,6 +78,7 @@ void CIptvResultsManager::CarryOutEnd(bool stopRequested) {
     const bool all_ended = static_cast<float>(ended_ports_) / static_cast<float>(port_count_) >= 1.0f;
     if (stopRequested || (all_ended && !finishing_)) {
         finishing_ = true;
+        finishing_since_ = framework::CTaskManager::Instance().GetNow();
         SetCommandStatus(run_, ids::IptvStopTestCommand::CLASS, false);
         LogText(
             devLogger(), LogLevelType::Info,

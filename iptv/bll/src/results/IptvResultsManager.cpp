@@ -49,7 +49,16 @@ void CIptvResultsManager::Prepare(TestRun run) {
     DestroyRows();
 }
 
+bool CIptvResultsManager::LogRefusal(const Message& answer) {
+    if (answer.get_msg_type() != tm::TMT_FAULT) return false;
+    LogResource(devLogger(), LogLevelType::Error, resource::kRpcFaultError,
+                {answer.get_request_name(), std::to_string(answer.header().get_seq_no()),
+                 answer.get_fault_string(), ""});
+    return true;
+}
+
 void CIptvResultsManager::CollectEventsFromIL(std::uint16_t, Message* message, void*) {
+    if (LogRefusal(*message)) return;
     std::vector<stblock_event_s> blocks;
     iptvcd_1_bll::parse_req_ResultsNotification(message, &blocks);
     Trace([&blocks] {
@@ -82,7 +91,9 @@ std::size_t CIptvResultsManager::GetRowLimit() const {
 
 void CIptvResultsManager::SaveRowsWhenDue() {
     if (port_count_ == 0 || unsaved_rows_.size() < GetRowLimit()) return;
-    if (end_held_) return;  // there may be no database yet
+    if (end_held_) return;  // there may be no data set yet
+    if (database_path_.empty() && core::TestResultManager::GetCurrentInstance())
+        return DestroyRows();  // none comes
     if (auto* database = core::TestResultManager::GetCurrentInstance()) {
         framework::ScriptableVec rows;
         rows.reserve(unsaved_rows_.size());

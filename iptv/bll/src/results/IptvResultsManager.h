@@ -3,6 +3,7 @@
 
 #include <boost/thread/mutex.hpp>
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -65,6 +66,9 @@ class CIptvResultsManager : public core::CResult {
     void SetTestResults(std::uint32_t handle) { run_.test_results = handle; }
     void SetTestRunning(bool running) { test_running_ = running; }
     bool IsFinishing() const { return finishing_; }
+    /// Ports that have been told to stop are still expected to say that they have. Not for ever: one of them
+    /// may be gone.
+    bool IsStopping() const;
     /// Path of the database that the test writes; empty while there is none.
     const std::string& GetDatabasePath() const { return database_path_; }
     void SetDatabasePath(std::string path) { database_path_ = std::move(path); }
@@ -120,6 +124,8 @@ class CIptvResultsManager : public core::CResult {
   private:
     CIptvResultsManager();
 
+    /// True for the fault of a port that refuses to register a notification.
+    static bool LogRefusal(const Message& answer);
     void CarryOutEnd(bool stopRequested);
     void SendStop(const deregHandles& registration);
     void DropRegistrations();
@@ -137,7 +143,8 @@ class CIptvResultsManager : public core::CResult {
     double net_channel_changes_ = 0;
     std::vector<deregHandles> registrations_;
     std::string database_path_;
-    bool finishing_ = false;   ///< the ports have been told to stop
+    bool finishing_ = false;  ///< the ports have been told to stop
+    std::chrono::nanoseconds finishing_since_{};
     bool final_done_ = false;  ///< the final processing has run after a fault
     bool test_running_ = false;
     bool end_held_ = false;
