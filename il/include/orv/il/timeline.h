@@ -1,0 +1,26 @@
+// The time that software ports live in.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+
+namespace orv::il {
+
+using Nanoseconds = std::chrono::nanoseconds;
+
+/// Tells the time and wakes up. All calls, and the wake-ups, come from one thread at a time.
+class ITimeline {
+  public:
+    virtual ~ITimeline() = default;
+
+    /// Monotonic.
+    virtual Nanoseconds GetNow() const = 0;
+    /// Calls `work` once, `delay` from now, work of equal times in the order of the calls. Returns an id for
+    /// Cancel; never 0.
+    virtual std::uint64_t PostAfter(Nanoseconds delay, std::function<void()> work) = 0;
+    /// Of an id that is unknown or done: nothing.
+    virtual void Cancel(std::uint64_t id) = 0;
+};
+
+}  // namespace orv::il

@@ -1,0 +1,42 @@
+#include "connection.h"
+
+namespace orv::il {
+
+namespace {
+
+constexpr int kSpoiltBytes = 8;
+
+void spoil(std::vector<std::byte>& bytes, Random& random) {
+    for (int i = 0; i < kSpoiltBytes && !bytes.empty(); ++i)
+        bytes[random.below(static_cast<std::uint32_t>(bytes.size()))] ^=
+            static_cast<std::byte>(1 + random.below(255));
+}
+
+}  // namespace
+
+Connection::Connection(FaultInjector& faults, std::uint64_t seed, SimulatedPort::Send send,
+                       SimulatedPort::HangUp hang_up)
+    : faults_(faults), send_(std::move(send)), hang_up_(std::move(hang_up)), random_(seed) {}
+
+void Connection::send_answer(const tm::Message& message) {
+    if (open_) send_(message.encode());
+}
+
+void Connection::send_notification(tm::Message& message, bool is_results, bool discard_eligible) {
+    if (!open_) return;
+    const FaultInjector::OnNotification fault = faults_.on_notification(is_results);
+    if (fault.go_offline) return hang_up("the port went offline");
+    message.header().set_seq_no(++notifications_);
+    message.header().set_discard_eligible(discard_eligible);
+    std::vector<std::byte> bytes = message.encode();
+    if (fault.spoil) spoil(bytes, random_);
+    send_(std::move(bytes));
+}
+
+void Connection::hang_up(const std::string& reason) {
+    if (!open_) return;
+    open_ = false;
+    if (hang_up_) hang_up_(reason);
+}
+
+}  // namespace orv::il

@@ -1,0 +1,49 @@
+// Decides which fault of a schedule comes now.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "orv/il/faults.h"
+
+namespace orv::il {
+
+/// Counts what each fault of the schedule waits for. Every question counts as one occurrence.
+class FaultInjector {
+  public:
+    explicit FaultInjector(FaultSchedule schedule);
+
+    struct OnRequest {
+        bool refuse = false;
+        bool lose_response = false;
+        bool go_offline = false;
+    };
+    /// `operation`: name without set.
+    OnRequest on_request(const std::string& operation);
+
+    struct OnNotification {
+        bool spoil = false;
+        bool go_offline = false;
+    };
+    OnNotification on_notification(bool is_results);
+
+    struct OnEndOfTest {
+        bool miss = false;
+        bool repeat = false;
+        std::uint32_t delay_ms = 0;
+    };
+    OnEndOfTest on_end_of_test();
+
+  private:
+    struct Waiting {
+        Fault fault;
+        std::uint32_t met = 0;
+    };
+    /// Counts an occurrence; true when it is the one.
+    static bool is_due(Waiting& waiting) { return ++waiting.met == waiting.fault.occurrence; }
+
+    std::vector<Waiting> waiting_;
+};
+
+}  // namespace orv::il

@@ -1,0 +1,120 @@
+#include "orv/il/simulated_port.h"
+
+#include <utility>
+
+#include "connection.h"
+#include "fault_injector.h"
+#include "port_configuration.h"
+#include "request_table.h"
+#include "test_control.h"
+
+namespace orv::il {
+
+namespace {
+
+constexpr std::uint64_t kSpoilPurpose = 3;
+
+RequestTable make_table() {
+    RequestTable table;
+    add_configuration_requests(table);
+    add_run_requests(table);
+    add_interface_requests(table);
+    add_general_requests(table);
+    return table;
+}
+
+/// The name without the set.
+std::string operation_of(const std::string& request_name) {
+    return request_name.substr(request_name.find('.') + 1);
+}
+
+void make_fault(tm::Message& answer, FaultCode code, const std::string& text) {
+    answer.clear(tm::TMG_MEMBERS);
+    answer.set_msg_type(tm::TMT_FAULT);
+    answer.set_fault(static_cast<int>(code), text);
+}
+
+}  // namespace
+
+class SimulatedPort::Impl {
+  public:
+    Impl(Setup setup, const Network& network, ITimeline& timeline, Send send, HangUp hang_up)
+        : faults_(std::move(setup.faults)),
+          connection_(faults_, seed_of(network.seed, setup.name, kSpoilPurpose), std::move(send),
+                      std::move(hang_up)),
+          control_(setup.name, network, timeline, faults_, connection_) {}
+
+    void receive(const std::vector<std::byte>& bytes) {
+        if (!connection_.is_open()) return;
+        tm::Message request;
+        try {
+            request = tm::Message::decode(std::vector<std::byte>(bytes));
+        } catch (const tm::Tm_exception&) {
+            return;  // without its number it cannot be answered
+        }
+        // Acknowledgements of notifications are of no interest.
+        if (request.get_msg_type() != tm::TMT_REQUEST) return;
+        const std::string operation = operation_of(request.get_request_name());
+        const FaultInjector::OnRequest fault = faults_.on_request(operation);
+        if (fault.go_offline) {
+            control_.abandon();
+            return connection_.hang_up("the port went offline at " + operation);
+        }
+        const tm::Message answer = fault.refuse ? refusal_of(request) : answer_to(request);
+        if (!fault.lose_response) connection_.send_answer(answer);
+    }
+
+  private:
+    static tm::Message answer_for(const tm::Message& request) {
+        tm::Message answer;
+        answer.set_request_name(request.get_request_name());
+        answer.header().set_seq_no(request.header().get_seq_no());
+        return answer;
+    }
+
+    static tm::Message refusal_of(const tm::Message& request) {
+        tm::Message answer = answer_for(request);
+        make_fault(answer, FaultCode::OnPurpose, request.get_request_name() + " was refused on purpose");
+        return answer;
+    }
+
+    tm::Message answer_to(const tm::Message& request) {
+        static const RequestTable table = make_table();
+        tm::Message answer = answer_for(request);
+        const std::string& name = request.get_request_name();
+        const auto handler = table.find(name);
+        if (handler == table.end()) {
+            make_fault(answer, FaultCode::UnknownRequest, "no such request: " + tm::quoted(name));
+            return answer;
+        }
+        try {
+            PortState state{configuration_, control_};
+            handler->second(state, request, answer);
+        } catch (const PortFault& refused) {
+            make_fault(answer, refused.code(), name + ": " + refused.what());
+        } catch (const tm::Tm_exception& malformed) {
+            make_fault(answer, FaultCode::Malformed, name + ": " + malformed.what());
+        } catch (const std::exception& error) {
+            make_fault(answer, FaultCode::Internal, name + ": " + error.what());
+        }
+        return answer;
+    }
+
+    PortConfiguration configuration_;
+    FaultInjector faults_;
+    Connection connection_;
+    TestControl control_;
+};
+
+SimulatedPort::SimulatedPort(Setup setup, const Network& network, ITimeline& timeline, Send send,
+                             HangUp hang_up)
+    : impl_(
+          std::make_unique<Impl>(std::move(setup), network, timeline, std::move(send), std::move(hang_up))) {}
+
+SimulatedPort::~SimulatedPort() = default;
+
+void SimulatedPort::Receive(const std::vector<std::byte>& bytes) {
+    impl_->receive(bytes);
+}
+
+}  // namespace orv::il

@@ -1,0 +1,142 @@
+#include "test_plan.h"
+
+#include <fmt/format.h>
+
+#include <cstring>
+#include <map>
+#include <set>
+#include <tuple>
+
+namespace orv::il {
+
+using namespace iptvcd_1_bll;  // NOLINT: the records are what this file is about
+
+namespace {
+
+constexpr std::size_t kMostStreams = std::size_t{1} << 25;
+constexpr std::size_t kMostStbs = std::size_t{1} << 20;
+
+struct AddressOrder {
+    bool operator()(const ipAddress_t& a, const ipAddress_t& b) const {
+        if (a.type != b.type) return a.type < b.type;
+        return std::memcmp(a.v6.address, b.v6.address, ipAddress_t::length_of(a.type)) < 0;
+    }
+};
+
+/// The sum as a number of 4 or 16 bytes in network order.
+ipAddress_t sum(ipAddress_t address, const ipAddress_t& step) {
+    unsigned carry = 0;
+    for (std::size_t i = ipAddress_t::length_of(address.type); i-- > 0;) {
+        carry += address.v6.address[i];
+        if (step.type == address.type) carry += step.v6.address[i];
+        address.v6.address[i] = static_cast<std::uint8_t>(carry);
+        carry >>= 8;
+    }
+    return address;
+}
+
+const NetworkBehaviour& behaviour_of(const Network& network, const std::string& port,
+                                     const ipAddress_t& group) {
+    const AddressOrder less;
+    for (const Network::GroupRange& range : network.groups)
+        if (range.first.type == group.type && !less(group, range.first) && !less(range.last, group))
+            return range.behaviour;
+    const auto of_port = network.ports.find(port);
+    return of_port == network.ports.end() ? network.behaviour : of_port->second;
+}
+
+/// Numbers distinct keys in the order in which they come.
+template <class Key, class Order = std::less<Key>>
+class Indexes {
+  public:
+    std::uint32_t of(const Key& key) {
+        return indexes_.emplace(key, static_cast<std::uint32_t>(indexes_.size())).first->second;
+    }
+    std::size_t size() const { return indexes_.size(); }
+
+  private:
+    std::map<Key, std::uint32_t, Order> indexes_;
+};
+
+using Groups = Indexes<ipAddress_t, AddressOrder>;
+using Links = Indexes<std::tuple<std::uint16_t, std::uint16_t, std::uint16_t>>;
+
+void add_channels(const channelBlockConfig_s& range, const Network& network, const std::string& port,
+                  Groups& groups, std::vector<PlannedChannel>& channels) {
+    ipAddress_t group = range.channel_ip_start;
+    std::uint16_t number = range.channel_number_start;
+    for (std::uint32_t i = 0; i < range.channel_count; ++i) {
+        channels.push_back({group, &behaviour_of(network, port, group), groups.of(group), number,
+                            !range.rrr_cbConfig.empty() && range.rrr_cbConfig[0].cbNackEnable});
+        group = sum(group, range.channel_ip_step);
+        number = static_cast<std::uint16_t>(number + range.channel_number_step);
+    }
+}
+
+void add_links(PlannedBlock& block, Links& links) {
+    const settopBlockConfig_s& config = block.config;
+    block.links.reserve(config.settop_count);
+    for (std::uint32_t i = 0; i < config.settop_count; ++i) {
+        block.links.push_back(
+            links.of({static_cast<std::uint16_t>(config.vlan_tag + i * config.vlan_step),
+                      static_cast<std::uint16_t>(config.vlan_inner_tag + i * config.vlan_inner_step),
+                      config.ppp_index.empty() ? std::uint16_t{0} : config.ppp_index[i]}));
+    }
+}
+
+}  // namespace
+
+std::uint32_t PlannedBlock::initial_channel(std::uint32_t settop_index) const {
+    const std::int64_t count = channels_of_first_range;
+    const std::int64_t steps =
+        (initial_start - number_start + settop_index * initial_step) / std::max<std::int64_t>(number_step, 1);
+    return static_cast<std::uint32_t>((steps % count + count) % count);
+}
+
+TestPlan::TestPlan(const PortConfiguration& configuration, const Network& network, const std::string& port,
+                   std::uint32_t config_handle, const std::vector<std::uint32_t>& stb_blocks,
+                   std::uint32_t delay_step)
+    : test(configuration.tests.at(config_handle)), start_delay_step(delay_step) {
+    Groups groups;
+    Links links;
+    std::set<std::uint32_t> seen;
+    std::size_t stbs = 0;
+    for (const std::uint32_t handle : stb_blocks) {
+        const settopBlockConfig_s& config = configuration.stb_blocks.at(handle);
+        if (!seen.insert(handle).second)
+            throw PortFault(FaultCode::BadValue, fmt::format("STB block {} comes twice", handle));
+        stbs += config.settop_count;
+        if (stbs > kMostStbs)
+            throw PortFault(FaultCode::BadValue, fmt::format("more than {} STBs", kMostStbs));
+        PlannedBlock& block = blocks.emplace_back();
+        block.config = config;
+        block.profile = configuration.profiles.at(config.profile_handle);
+        block.first_stb = stb_count;
+        stb_count = static_cast<std::uint32_t>(stbs);
+        const channelBlockConfig_s& first = configuration.channel_blocks.at(config.channel_handle.at(0));
+        block.channels_of_first_range = first.channel_count;
+        block.initial_start = first.channel_initial_start;
+        block.initial_step = first.channel_initial_step;
+        block.number_start = first.channel_number_start;
+        block.number_step = first.channel_number_step;
+        for (const std::uint32_t range : config.channel_handle)
+            add_channels(configuration.channel_blocks.at(range), network, port, groups, block.channels);
+        add_links(block, links);
+    }
+    link_count = links.size();
+    group_count = groups.size();
+    if (link_count * group_count > kMostStreams) {
+        throw PortFault(FaultCode::BadValue, fmt::format("{} groups on {} VLANs are more than {} streams",
+                                                         group_count, link_count, kMostStreams));
+    }
+}
+
+bool TestPlan::uses_unicast() const {
+    return test.test_type == TestType::FAST_CHANNEL_CHANGE || test.test_type == TestType::FCC_WITH_RRR;
+}
+
+bool TestPlan::retransmits() const {
+    return test.test_type == TestType::RELIABLE_RETRANSMISSION || test.test_type == TestType::FCC_WITH_RRR;
+}
+
+}  // namespace orv::il

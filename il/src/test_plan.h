@@ -1,0 +1,54 @@
+// A test's own copy of what it needs of the configuration, worked out for running.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "orv/il/network.h"
+#include "port_configuration.h"
+
+namespace orv::il {
+
+struct PlannedChannel {
+    iptvcd_1_bll::ipAddress_t group;
+    const NetworkBehaviour* network = nullptr;
+    std::uint32_t group_index = 0;  ///< of the test's distinct groups
+    std::uint16_t number = 0;
+    bool nack_enable = false;
+};
+
+struct PlannedBlock {
+    iptvcd_1_bll::settopBlockConfig_s config;
+    iptvcd_1_bll::profileConfig_s profile;
+    std::vector<PlannedChannel> channels;  ///< of all channel blocks, in order
+    std::vector<std::uint32_t> links;      ///< by STB: index of its VLANs and PPP session
+    std::uint32_t first_stb = 0;           ///< index on the port of the block's first STB
+
+    /// Position in `channels` of the first channel that an STB views.
+    std::uint32_t initial_channel(std::uint32_t settop_index) const;
+
+    std::uint32_t channels_of_first_range = 0;
+    std::int64_t initial_start = 0, initial_step = 0;  ///< channel numbers
+    std::int64_t number_start = 0, number_step = 1;
+};
+
+/// Later changes of the configuration do not change the plan.
+struct TestPlan {
+    /// Throws PortFault for unknown or repeated handles, and for more than a port can hold.
+    TestPlan(const PortConfiguration& configuration, const Network& network, const std::string& port,
+             std::uint32_t config_handle, const std::vector<std::uint32_t>& stb_blocks,
+             std::uint32_t start_delay_step);
+
+    bool uses_unicast() const;
+    bool retransmits() const;
+
+    iptvcd_1_bll::testConfig_s test;
+    std::uint32_t start_delay_step = 0;  ///< ms, from one STB of the port to the next
+    std::vector<PlannedBlock> blocks;
+    std::uint32_t stb_count = 0;
+    std::size_t link_count = 0;
+    std::size_t group_count = 0;
+};
+
+}  // namespace orv::il

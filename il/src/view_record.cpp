@@ -1,0 +1,111 @@
+#include "view_record.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace orv::il {
+
+using iptvcd_1_bll::stbox_event_s;
+
+namespace {
+
+struct Packets {
+    std::uint64_t received = 0;
+    std::uint64_t lost = 0;
+    std::uint64_t reordered = 0;
+    std::uint64_t duplicate = 0;
+    std::uint64_t late = 0;
+    std::uint64_t payload_errors = 0;
+};
+
+Packets draw_packets(Time first, Time last, double rate, const NetworkBehaviour& network, Random& random) {
+    Packets packets;
+    if (first == kNever) return packets;
+    const double seconds = static_cast<double>(last - first) / static_cast<double>(kSecond);
+    const double sent = std::max(1.0, std::floor(seconds * rate + 1e-6));
+    packets.lost = std::min(random.about(sent * network.loss), static_cast<std::uint64_t>(sent) - 1);
+    const double arrived = sent - static_cast<double>(packets.lost);
+    packets.reordered = random.about(arrived * network.reordering);
+    packets.duplicate = random.about(arrived * network.duplication);
+    packets.late = random.about(arrived * network.late);
+    packets.payload_errors = random.about(arrived * network.payload_error);
+    packets.received = static_cast<std::uint64_t>(arrived) + packets.duplicate;
+    return packets;
+}
+
+bool slower_than(Time from, Time to, std::int32_t threshold_ms) {
+    return from != kNever && to != kNever && to - from > threshold_ms * kMillisecond;
+}
+
+/// The last packet before the first one with S-bit.
+Time last_without_sbit(const ViewTimes& view, double rate) {
+    return std::max(view.unicast_first, view.sbit_first - packet_gap(rate));
+}
+
+void fill_in_unicast(const ViewTimes& view, const NetworkBehaviour& network, const TickCounter& counter,
+                     Random& random, stbox_event_s& event) {
+    event.unicast_join_ts = counter.read(view.unicast_join);
+    event.unicast_leave_ts = counter.read(view.unicast_leave);
+    event.sbit_failure = view.sbit_failure;
+    if (view.unicast_first == kNever) return;
+
+    Packets burst, steady;
+    const double burst_rate = network.packet_rate * std::max(network.burst_rate, 1e-3);
+    const bool has_sbit = view.sbit_first != kNever;
+    if (!has_sbit || view.sbit_first > view.unicast_first) {
+        const Time last = has_sbit ? last_without_sbit(view, burst_rate) : view.unicast_last;
+        event.first_unicast_nosb_pkt_ts = counter.read(view.unicast_first);
+        event.last_unicast_nosb_pkt_ts = counter.read(last);
+        burst = draw_packets(view.unicast_first, last, burst_rate, network, random);
+    }
+    if (has_sbit) {
+        event.first_unicast_sbit_pkt_ts = counter.read(view.sbit_first);
+        event.last_unicast_sbit_pkt_ts = counter.read(view.unicast_last);
+        steady = draw_packets(view.sbit_first, view.unicast_last, network.packet_rate, network, random);
+    }
+    event.total_unicast_nosb_packets = burst.received;
+    event.total_unicast_sbit_packets = steady.received;
+    event.lost_unicast_packets = burst.lost + steady.lost;
+    event.reordered_unicast_packets = burst.reordered + steady.reordered;
+    event.duplicate_unicast_packets = burst.duplicate + steady.duplicate;
+    event.late_unicast_packets = burst.late + steady.late;
+    event.unicast_prbs_errors = burst.payload_errors + steady.payload_errors;
+    if (view.first == kNever) return;
+    const double overlap = static_cast<double>(view.unicast_last - view.first) /
+                           static_cast<double>(kSecond) * network.packet_rate;
+    (overlap > 0 ? event.uni_multi_overlap_count : event.uni_multi_gap_count) =
+        static_cast<std::uint64_t>(std::abs(overlap));
+}
+
+}  // namespace
+
+void fill_in(const ViewTimes& view, const iptvcd_1_bll::profileConfig_s& profile,
+             const NetworkBehaviour& network, const TickCounter& counter, Random& random,
+             stbox_event_s& event) {
+    event.mcast_join_ts = counter.read(view.join);
+    event.mcast_leave_ts = counter.read(view.leave);
+    event.first_mcast_pkt_ts = counter.read(view.first);
+    event.last_mcast_pkt_ts = counter.read(view.last);
+    const bool any_packet = view.first != kNever || view.unicast_first != kNever;
+    event.first_pkt_ts_valid = any_packet;
+    event.last_pkt_ts_valid = any_packet && view.last_valid;
+
+    const Packets packets = draw_packets(view.first, view.last, network.packet_rate, network, random);
+    event.total_mcast_packets = packets.received;
+    event.lost_mcast_packets = packets.lost;
+    event.reordered_mcast_packets = packets.reordered;
+    event.duplicate_mcast_packets = packets.duplicate;
+    event.late_mcast_packets = packets.late;
+    event.mcast_prbs_errors = packets.payload_errors;
+
+    event.mcast_join_latency_flag = slower_than(view.join, view.first, profile.join_latency_threshold);
+    event.mcast_leave_latency_flag =
+        view.last_valid && slower_than(view.leave, view.last, profile.leave_latency_threshold);
+    event.unicast_join_latency_flag =
+        slower_than(view.unicast_join, view.unicast_first, profile.unicast_join_threshold);
+    event.unicast_leave_latency_flag =
+        slower_than(view.unicast_leave, view.unicast_last, profile.unicast_leave_threshold);
+    if (view.unicast_join != kNever) fill_in_unicast(view, network, counter, random, event);
+}
+
+}  // namespace orv::il

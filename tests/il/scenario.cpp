@@ -1,0 +1,134 @@
+#include "scenario.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+namespace testing_aids {
+
+using orv::tm::Message;
+
+Scenario::Scenario() {
+    test.config_handle = kTest;
+    test.test_duration = 10'000;
+    profile.profile_handle = kProfile;
+    profile.zap_behavior = ZapBehavior::ZAP_ONLY;
+    profile.zap_direction = ZapDirection::DIR_UP;
+    profile.zap_interval_type = ZapIntervalType::LTL;
+    profile.leave_to_leave_delay = 1000;
+    profile.leave_to_join_delay = 100;
+    profile.view_duration = 3000;
+    profile.zap_changes_before_view = 2;
+    profile.join_latency_threshold = profile.leave_latency_threshold = 500;
+    profile.unicast_join_threshold = profile.unicast_leave_threshold = 500;
+    channels.channel_handle = kChannels;
+    channels.channel_count = 10;
+    channels.channel_number_start = channels.channel_initial_start = 1;
+    channels.channel_number_step = 1;
+    channels.channel_ip_start.v4 = {{225, 0, 0, 1}};
+    channels.channel_ip_step.v4 = {{0, 0, 0, 1}};
+    settopBlockConfig_s block;
+    block.stblock_handle = kBlock;
+    block.profile_handle = kProfile;
+    block.channel_handle = {kChannels};
+    block.settop_count = 1;
+    block.igmp_version = IgmpVersion::IGMP_VERSION2;
+    blocks = {block};
+    network.behaviour.join_delay.a = 37;
+    network.behaviour.leave_delay.a = 112;
+    network.behaviour.unicast_join_delay.a = 11;
+    network.behaviour.unicast_leave_delay.a = 23;
+}
+
+Peer::Peer(const Scenario& what) : scenario(what) {
+    port = std::make_unique<orv::il::SimulatedPort>(
+        orv::il::SimulatedPort::Setup{scenario.port_name, scenario.faults}, scenario.network, timeline,
+        [this](std::vector<std::byte> bytes) { OnBytes(std::move(bytes)); },
+        [this](const std::string& reason) { hang_up_reason = reason; });
+}
+
+void Peer::OnBytes(std::vector<std::byte> bytes) {
+    sent.push_back(bytes);
+    try {
+        OnMessage(Message::decode(std::move(bytes)));
+    } catch (const orv::tm::Tm_exception&) {  // spoilt on purpose: it is among what was sent
+    }
+}
+
+void Peer::OnMessage(Message message) {
+    const auto now = std::chrono::duration_cast<milliseconds>(timeline.GetNow());
+    if (message.get_msg_type() != orv::tm::TMT_REQUEST) {
+        answer_ = std::move(message);
+    } else if (message.get_request_name() == "iptvcd_1.EOTNotification") {
+        end_times.push_back(now);
+    } else {
+        std::vector<stblock_event_s> blocks;
+        parse_req_ResultsNotification(&message, &blocks);
+        report_times.push_back(now);
+        reports.emplace_back();
+        for (const auto& block : blocks) {
+            reports.back().push_back(block.stblock_handle);
+            events.insert(events.end(), block.events.begin(), block.events.end());
+            rrr_events.insert(rrr_events.end(), block.rrr_events.begin(), block.rrr_events.end());
+        }
+    }
+}
+
+Message Peer::Ask(Message request) {
+    request.header().set_seq_no(++requests_);
+    answer_ = {};
+    port->Receive(request.encode());
+    if (!answer_.get_request_name().empty()) {
+        EXPECT_EQ(requests_, answer_.header().get_seq_no());
+        EXPECT_EQ(request.get_request_name(), answer_.get_request_name());
+    }
+    return std::move(answer_);
+}
+
+std::string Peer::FaultOf(Message request) {
+    const Message answer = Ask(std::move(request));
+    return answer.get_msg_type() == orv::tm::TMT_FAULT ? answer.get_fault_string() : "";
+}
+
+void Peer::Configure() {
+    std::vector<std::uint32_t> handles;
+    for (const auto& block : scenario.blocks) handles.push_back(block.stblock_handle);
+    Message messages[6];
+    create_req_UpdateProfile(&messages[0], {scenario.profile}, true);
+    create_req_UpdateChannelBlock(&messages[1], {scenario.channels}, true);
+    create_req_UpdateSettopBlock(&messages[2], scenario.blocks, true);
+    create_req_UpdateConfig(&messages[3], scenario.test, true);
+    create_req_RegisterResultsNotify(&messages[4], handles, scenario.interval_ms, true);
+    create_req_RegisterEOTNotify(&messages[5], scenario.interval_ms, true);
+    for (Message& message : messages) EXPECT_EQ("", FaultOf(std::move(message)));
+}
+
+Message Peer::StartRequest() const {
+    std::vector<std::uint32_t> handles;
+    for (const auto& block : scenario.blocks) handles.push_back(block.stblock_handle);
+    Message message;
+    create_req_Start(&message, kTest, handles, scenario.start_delay_step, true);
+    return message;
+}
+
+void Peer::Start() {
+    Configure();
+    EXPECT_EQ("", FaultOf(StartRequest()));
+}
+
+std::vector<stbox_event_s> RunAll(const Scenario& scenario) {
+    Peer peer(scenario);
+    peer.Start();
+    peer.RunTo(milliseconds(scenario.test.test_duration));
+    EXPECT_EQ(1u, peer.end_times.size());
+    return peer.events;
+}
+
+double Between(std::int64_t a, std::int64_t b) {
+    if (a == 0 || b == 0) return NAN;
+    constexpr std::int64_t kHalf = std::int64_t{1} << 45;
+    const std::int64_t ticks = ((a - b + kHalf) & (2 * kHalf - 1)) - kHalf;
+    return static_cast<double>(ticks) / 1e5;
+}
+
+}  // namespace testing_aids

@@ -1,0 +1,221 @@
+// When STBs join and leave which channels, and what the network makes of it.
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "scenario.h"
+
+namespace {
+
+using namespace testing_aids;  // NOLINT: a test
+using orv::il::Distribution;
+
+std::vector<int> NumbersOf(const std::vector<stbox_event_s>& events) {
+    std::vector<int> numbers;
+    for (const auto& event : events) numbers.push_back(event.viewed_channel);
+    return numbers;
+}
+
+// Constant delays come back as exactly those figures, whatever the test and its environment.
+TEST(Zapping, ConstantDelaysAreExact) {
+    for (const TestType type :
+         {TestType::ZAPPING, TestType::VERIFICATION, TestType::RELIABLE_RETRANSMISSION}) {
+        for (const TestEnv environment : {TestEnv::TESTING, TestEnv::REAL_WORLD}) {
+            Scenario scenario;
+            scenario.test.test_type = type;
+            scenario.test.test_env = environment;
+            const auto events = RunAll(scenario);
+            ASSERT_EQ(10u, events.size());
+            for (std::size_t i = 0; i < events.size(); ++i) {
+                SCOPED_TRACE(i);
+                const auto& event = events[i];
+                EXPECT_EQ(i + 1, event.event_number);
+                EXPECT_TRUE(event.first_pkt_ts_valid && event.last_pkt_ts_valid);
+                EXPECT_EQ(37, Between(event.first_mcast_pkt_ts, event.mcast_join_ts));
+                EXPECT_EQ(112, Between(event.last_mcast_pkt_ts, event.mcast_leave_ts));
+                EXPECT_EQ(0, event.unicast_join_ts + event.first_unicast_nosb_pkt_ts +
+                                 event.first_unicast_sbit_pkt_ts + event.unicast_leave_ts);
+                const std::uint8_t last_byte = event.viewed_ip.v4.address[3];
+                EXPECT_EQ(event.viewed_channel, last_byte);
+                if (i == 0) continue;
+                EXPECT_EQ(100, Between(event.mcast_join_ts, events[i - 1].mcast_leave_ts));
+                EXPECT_EQ(1000, Between(event.mcast_leave_ts, events[i - 1].mcast_leave_ts));
+            }
+            // 900 ms view, 37 ms later and 112 ms longer.
+            EXPECT_EQ(487u, events[0].total_mcast_packets);
+        }
+    }
+}
+
+// Whether something sends the channels matters in the test environment only.
+TEST(Zapping, IntervalRunsFromItsReference) {
+    struct Case {
+        ZapIntervalType type;
+        TestEnv environment;
+        bool sent, arrives;
+        double from_join;  ///< of the leave
+    };
+    const Case cases[] = {{ZapIntervalType::LTL, TestEnv::TESTING, true, true, 900},
+                          {ZapIntervalType::MTL, TestEnv::TESTING, true, true, 1037},
+                          {ZapIntervalType::MTL, TestEnv::TESTING, false, false, 1000},
+                          {ZapIntervalType::MTL, TestEnv::REAL_WORLD, false, true, 1037},
+                          {ZapIntervalType::UTL, TestEnv::TESTING, true, true, 1000},
+                          {ZapIntervalType::LTL, TestEnv::TESTING, false, false, 900}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(&c - cases);
+        Scenario scenario;
+        scenario.test.test_env = c.environment;
+        scenario.profile.zap_interval_type = c.type;
+        scenario.network.is_sent = [&c](const auto&) { return c.sent; };
+        for (const auto& event : RunAll(scenario)) {
+            if (event.event_number > 8) break;
+            EXPECT_EQ(c.from_join, Between(event.mcast_leave_ts, event.mcast_join_ts));
+            EXPECT_EQ(c.arrives, event.first_mcast_pkt_ts != 0);
+            EXPECT_EQ(c.arrives, event.first_pkt_ts_valid);
+            EXPECT_EQ(c.arrives, event.total_mcast_packets > 0);
+        }
+    }
+}
+
+TEST(Zapping, ChannelsFollowTheDirection) {
+    struct Case {
+        TestType test;
+        ZapDirection direction;
+        std::uint16_t initial;
+        std::vector<int> channels;  ///< of the first views
+    };
+    const Case cases[] = {
+        {TestType::ZAPPING, ZapDirection::DIR_UP, 3, {103, 201, 202, 101, 102, 103, 201}},
+        {TestType::ZAPPING, ZapDirection::DIR_DOWN, 2, {102, 101, 202, 201, 103, 102, 101}},
+        {TestType::VERIFICATION, ZapDirection::DIR_UP, 3, {103, 201, 202, 101, 102}},
+        {TestType::VERIFICATION, ZapDirection::DIR_DOWN, 2, {102, 101, 202, 201, 103}},
+        {TestType::VERIFICATION, ZapDirection::DIR_RANDOM, 2, {102, 103, 201, 202, 101}},
+    };
+    for (const Case& c : cases) {
+        Scenario scenario;
+        scenario.test.test_type = c.test;
+        scenario.test.test_duration = 7000;
+        scenario.profile.zap_direction = c.direction;
+        scenario.channels.channel_count = 3;
+        scenario.channels.channel_number_start = 101;
+        scenario.channels.channel_initial_start = static_cast<std::uint16_t>(100 + c.initial);
+        scenario.blocks[0].channel_handle = {kChannels, 77};
+        Peer peer(scenario);
+        orv::tm::Message second;
+        channelBlockConfig_s more = scenario.channels;
+        more.channel_handle = 77;
+        more.channel_count = 2;
+        more.channel_number_start = 201;
+        create_req_UpdateChannelBlock(&second, {more}, true);
+        EXPECT_EQ("", peer.FaultOf(std::move(second)));
+        peer.Start();
+        peer.RunTo(milliseconds(7000));
+        EXPECT_EQ(c.channels, NumbersOf(peer.events));
+    }
+}
+
+TEST(Zapping, RandomChannelsDifferFromTheLastAndReachAll) {
+    Scenario scenario;
+    scenario.profile.zap_direction = ZapDirection::DIR_RANDOM;
+    scenario.test.test_duration = 200'000;
+    const auto numbers = NumbersOf(RunAll(scenario));
+    for (std::size_t i = 1; i < numbers.size(); ++i) EXPECT_NE(numbers[i - 1], numbers[i]);
+    EXPECT_EQ(10u, std::set<int>(numbers.begin(), numbers.end()).size());
+}
+
+TEST(Zapping, ViewsComeAfterTheZaps) {
+    struct Case {
+        ZapBehavior behavior;
+        std::vector<double> lengths;
+    };
+    const Case cases[] = {{ZapBehavior::ZAP_ONLY, {900, 900, 900, 900}},
+                          {ZapBehavior::ZAP_N_VIEW, {900, 900, 2900, 900, 900, 2900}},
+                          {ZapBehavior::VIEW_ONLY, {2900, 2900, 2900}}};
+    for (const Case& c : cases) {
+        Scenario scenario;
+        scenario.profile.zap_behavior = c.behavior;
+        scenario.test.test_duration = 11'000;
+        const auto events = RunAll(scenario);
+        for (std::size_t i = 0; i < c.lengths.size(); ++i)
+            EXPECT_EQ(c.lengths[i], Between(events.at(i).mcast_leave_ts, events[i].mcast_join_ts)) << i;
+    }
+}
+
+TEST(Zapping, StartsAreDelayedByBlockAndByPort) {
+    Scenario scenario;
+    scenario.test.test_duration = 1500;
+    scenario.start_delay_step = 100;
+    scenario.blocks.push_back(scenario.blocks[0]);
+    scenario.blocks[0].settop_count = scenario.blocks[1].settop_count = 2;
+    scenario.blocks[0].start_delay_step = 7;
+    scenario.blocks[1].stblock_handle = kBlock + 1;
+    scenario.channels.channel_initial_start = 9;  // so that the STBs begin on 9, 2 (both blocks)
+    scenario.channels.channel_initial_step = 3;
+    Peer peer(scenario);
+    peer.Start();
+    peer.RunTo(milliseconds(1500));
+    std::vector<std::pair<double, int>> starts;
+    std::int64_t start = 0;
+    for (const auto& event : peer.events) {
+        if (event.event_number > 2 || event.viewed_channel % 7 != 2) continue;
+        if (start == 0) start = event.mcast_join_ts;
+        starts.emplace_back(Between(event.mcast_join_ts, start), event.viewed_channel);
+    }
+    const std::vector<std::pair<double, int>> expected{{0, 9}, {107, 2}, {200, 9}, {300, 2}};
+    EXPECT_EQ(expected, starts);
+}
+
+TEST(Zapping, FractionsComeOutOnAverage) {
+    Scenario scenario;
+    scenario.test.test_duration = 1'000'000;  // about 490,000 packets
+    auto& network = scenario.network.behaviour;
+    network.loss = 0.01;
+    network.reordering = 0.02;
+    network.duplication = 0.03;
+    network.late = 0.04;
+    network.payload_error = 0.05;
+    network.join_failure = 0.1;
+    network.join_delay = {Distribution::Kind::Uniform, 20, 60};
+    network.leave_delay = {Distribution::Kind::Exponential, 50, 25};
+    network.jitter = {Distribution::Kind::Normal, 10, 2};
+    double sums[6] = {}, join = 0, leave = 0, views = 0, failed = 0;
+    for (const auto& event : RunAll(scenario)) {
+        if (event.first_mcast_pkt_ts == 0) {
+            ++failed;
+            continue;
+        }
+        ++views;
+        join += Between(event.first_mcast_pkt_ts, event.mcast_join_ts);
+        leave += Between(event.last_mcast_pkt_ts, event.mcast_leave_ts);
+        const std::uint64_t counts[] = {event.total_mcast_packets,     event.lost_mcast_packets,
+                                        event.reordered_mcast_packets, event.duplicate_mcast_packets,
+                                        event.late_mcast_packets,      event.mcast_prbs_errors};
+        for (int i = 0; i < 6; ++i) sums[i] += static_cast<double>(counts[i]);
+    }
+    const double arrived = sums[0] - sums[3];
+    EXPECT_NEAR(0.01, sums[1] / (arrived + sums[1]), 0.0005);
+    for (int i = 2; i < 6; ++i) EXPECT_NEAR(i / 100.0, sums[i] / arrived, 0.0005) << i;
+    EXPECT_NEAR(50, join / views, 2);
+    EXPECT_NEAR(85, leave / views, 4);
+    EXPECT_NEAR(0.1, failed / (failed + views), 0.03);
+}
+
+// The narrowest behaviour counts: a group range before the port before everything else.
+TEST(Zapping, BehaviourIsThatOfTheGroupThenOfThePort) {
+    Scenario scenario;
+    scenario.network.ports["Port 1"] = scenario.network.behaviour;
+    scenario.network.ports["Port 1"].join_delay.a = 50;
+    scenario.network.groups.resize(1);
+    auto& range = scenario.network.groups[0];
+    range.first.v4 = {{225, 0, 0, 3}};
+    range.last.v4 = {{225, 0, 0, 4}};
+    range.behaviour.join_delay.a = 70;
+    for (const auto& event : RunAll(scenario)) {
+        const bool in_range = event.viewed_channel == 3 || event.viewed_channel == 4;
+        EXPECT_EQ(in_range ? 70 : 50, Between(event.first_mcast_pkt_ts, event.mcast_join_ts));
+    }
+    scenario.port_name = "Port 2";
+    EXPECT_EQ(37, Between(RunAll(scenario).at(0).first_mcast_pkt_ts, RunAll(scenario)[0].mcast_join_ts));
+}
+
+}  // namespace
