@@ -1,0 +1,35 @@
+// Making what a plan asks for.
+#pragma once
+
+#include <vector>
+
+#include "orv/framework/scriptable.h"
+#include "orv/framework/sequencer.h"
+#include "plan.h"
+
+namespace orv::app {
+
+/// Makes all objects, then sets all values, then relates: so each step finds what it refers to. What the host
+/// refuses goes to `mistakes`; the rest is made all the same, so that all refusals are known at once.
+class Builder {
+  public:
+    Builder(const Plan& plan, MistakeList& mistakes) : plan_(plan), mistakes_(mistakes) {}
+
+    void Build(framework::CScriptable& project, framework::CSequencer& sequencer);
+
+  private:
+    template <class Step>
+    void Guard(const MistakeList::Where& where, const Step& step);
+    void MakeObjects();
+    framework::CScriptable* MakeObject(std::size_t index);
+    framework::CScriptable* FindDefaultChild(std::size_t index) const;
+    void SetValues(std::size_t index);
+    void Relate(std::size_t index);
+    void FillSequence(framework::CSequencer& sequencer);
+
+    const Plan& plan_;
+    MistakeList& mistakes_;
+    std::vector<framework::CScriptable*> made_;  ///< by index of the plan; null for what could not be made
+};
+
+}  // namespace orv::app

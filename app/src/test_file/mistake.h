@@ -1,0 +1,53 @@
+// What is wrong with a test file, and where.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace orv::app {
+
+/// A place in a text; both count from 1, columns in bytes. Line 0 means the file as a whole.
+struct Position {
+    int line = 0;
+    int column = 0;
+};
+
+/// One mistake of a test file.
+struct Mistake {
+    std::string file;
+    Position at;
+    std::string object;    ///< `Port "Head end"`, or the section; empty when the file as a whole is meant
+    std::string property;  ///< property, relation or key; empty when the object itself is meant
+    std::string problem;
+    std::string expected;  ///< may be empty
+    std::string nearest;   ///< the nearest known name; empty when none is near
+
+    /// "<file>:<line>:<column>: <object>, <property>: <problem>; expected <expected>; did you mean
+    /// <nearest>?"
+    std::string ToString() const;
+};
+
+/// The mistakes of one file, collected so that all are known at once.
+class MistakeList {
+  public:
+    explicit MistakeList(std::string file) : file_(std::move(file)) {}
+
+    /// What a mistake is about, and the rest of it.
+    struct Where {
+        Position at;
+        std::string object = {};
+        std::string property = {};
+    };
+    void Add(const Where& where, const std::string& problem, const std::string& expected = {},
+             const std::string& nearest = {});
+
+    bool IsEmpty() const { return mistakes_.empty(); }
+    /// In the order of their positions; those of one place as they were found.
+    std::vector<Mistake> TakeSorted();
+
+  private:
+    std::string file_;
+    std::vector<Mistake> mistakes_;
+};
+
+}  // namespace orv::app

@@ -1,0 +1,40 @@
+// The objects that a test file lists: classes, names, and what lies below what.
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+#include "plan.h"
+#include "source_tree.h"
+
+namespace orv::app {
+
+/// A key of an object that is neither its class nor its children: a property or a relation.
+struct ObjectEntry {
+    std::size_t object = 0;  ///< index in the plan
+    const SourceEntry* entry = nullptr;
+};
+
+/// Puts objects into a plan. Their properties and relations wait until all objects are known, since they may
+/// refer to objects further down.
+class ObjectReader {
+  public:
+    ObjectReader(Plan& plan, MistakeList& mistakes) : plan_(plan), mistakes_(mistakes) {}
+
+    /// Reads a list of objects below an object. `where` names the list in error texts.
+    void ReadObjects(const SourceNode& list, std::size_t parent, const MistakeList::Where& where);
+    const std::vector<ObjectEntry>& GetEntries() const { return entries_; }
+
+  private:
+    void ReadObject(const SourceNode& node, std::size_t parent, const MistakeList::Where& where);
+    const CMetaClass* FindClass(const SourceNode& key, std::size_t parent);
+    void CheckPlace(const CMetaClass& meta_class, const MistakeList::Where& where, std::size_t parent);
+    std::string ReadName(const SourceEntry& first, std::size_t parent);
+    std::size_t Place(const CMetaClass* meta_class, const std::string& name, Position at, std::size_t parent);
+
+    Plan& plan_;
+    MistakeList& mistakes_;
+    std::vector<ObjectEntry> entries_;
+};
+
+}  // namespace orv::app

@@ -1,0 +1,92 @@
+// What a test file asks for, checked: objects, their values and relations, before any of them is made.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "mistake.h"
+#include "simulation.h"
+#include "vocabulary.h"
+
+namespace orv::app {
+
+struct PlannedReference {
+    std::size_t target = 0;  ///< index in the plan
+    Position at;
+};
+
+struct PlannedValue {
+    const CPropertyMeta* property = nullptr;
+    Position at;
+    std::string text;                          ///< as the property parses it; not for handles
+    std::vector<PlannedReference> references;  ///< of a handle, or a list of them
+};
+
+struct PlannedRelation {
+    std::uint32_t type = 0;
+    std::string name;
+    std::vector<PlannedReference> targets;
+};
+
+struct PlannedObject {
+    const CMetaClass* meta_class = nullptr;  ///< null when the file names a class that is not known
+    std::string name;                        ///< empty: the host names it
+    std::size_t parent = 0;
+    Position at;
+    bool comes_with_parent = false;  ///< made by the host along with its parent
+    bool is_written = false;         ///< stands in the file
+    std::vector<std::size_t> children;
+    std::vector<PlannedValue> values;
+    std::vector<PlannedRelation> relations;
+};
+
+/// All objects, parents before children. The project and the sequencer, the first two, are there already; so
+/// are objects that come with their parents, whether or not the file mentions them: references may lead to
+/// them.
+class Plan {
+  public:
+    static constexpr std::size_t kProject = 0;
+    static constexpr std::size_t kSequencer = 1;
+
+    /// With project, sequencer, and what comes with them.
+    Plan();
+
+    /// Adds an object and what comes with it.
+    std::size_t Add(PlannedObject object);
+    /// Gives an object its name, by which it is found from now on.
+    void SetName(std::size_t index, const std::string& name);
+
+    const std::vector<PlannedObject>& Objects() const { return objects_; }
+    PlannedObject& At(std::size_t index) { return objects_[index]; }
+    const PlannedObject& At(std::size_t index) const { return objects_[index]; }
+
+    /// `Port "Head end"`, as the host describes it.
+    std::string Describe(std::size_t index) const;
+    /// A reference that leads to the object: "Living rooms/Ipv4If".
+    std::string GetPath(std::size_t index) const;
+
+    /// The child of that name.
+    std::optional<std::size_t> FindChild(std::size_t parent, const std::string& name) const;
+    /// Objects that a reference can mean: of that name; otherwise at the end of that path, each part of which
+    /// is a name or, where there is none, a class.
+    std::vector<std::size_t> FindReferenced(const std::string& reference) const;
+    /// Names of the objects of a class (empty: of all), in the order of the file.
+    std::vector<std::string> GetNamesOf(const std::string& class_name = {}) const;
+
+    std::string title;
+    Simulation simulation;
+
+  private:
+    template <class Indexes>
+    std::vector<std::size_t> SelectPart(const Indexes& indexes, const std::string& part) const;
+
+    std::vector<PlannedObject> objects_;
+    std::multimap<std::string, std::size_t> by_name_;
+};
+
+}  // namespace orv::app

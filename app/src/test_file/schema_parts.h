@@ -1,0 +1,17 @@
+// Parts of the JSON schema of test files.
+#pragma once
+
+#include <nlohmann/json.hpp>
+
+#include "vocabulary.h"
+
+namespace orv::app {
+
+using Json = nlohmann::ordered_json;
+
+/// Schema of what a property takes.
+Json MakePropertySchema(const CPropertyMeta& property);
+/// Definitions "simulation" (the section) and those that it refers to.
+Json MakeSimulationDefinitions();
+
+}  // namespace orv::app

@@ -1,0 +1,64 @@
+// The section "simulation" of a test file: what the network and the software ports do.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "orv/il/faults.h"
+#include "orv/il/network.h"
+#include "source_tree.h"
+
+namespace orv::app {
+
+struct Simulation {
+    std::uint64_t seed = 1;
+    il::NetworkBehaviour defaults;
+    /// By name of the port; what a port does not say is as in `defaults`.
+    std::map<std::string, il::NetworkBehaviour> ports;
+    /// By name of the channel block, likewise; goes before the port's.
+    std::map<std::string, il::NetworkBehaviour> channel_blocks;
+    /// By name of the port.
+    std::map<std::string, il::FaultSchedule> faults;
+};
+
+/// Objects of the file that the section names.
+struct SimulatedNames {
+    std::vector<std::string> ports;
+    std::vector<std::string> channel_blocks;
+};
+
+/// Reads the section; mistakes go to the list.
+Simulation ReadSimulation(const SourceNode& node, const SimulatedNames& names, MistakeList& mistakes);
+
+// The vocabulary of the section, which its JSON schema has in common with its reader.
+
+struct DelayMember {
+    const char* name;
+    il::Distribution il::NetworkBehaviour::*member;
+    const char* doc;
+};
+struct NumberMember {
+    enum class Kind { Fraction, Positive };
+    const char* name;
+    double il::NetworkBehaviour::*member;
+    Kind kind;
+    const char* doc;
+};
+struct DistributionForm {
+    const char* name;
+    il::Distribution::Kind kind;
+    const char* parameters;  ///< as shown to users
+};
+struct FaultForm {
+    const char* name;
+    il::Fault::Kind kind;
+    const char* doc;
+};
+const std::vector<DelayMember>& GetDelayMembers();
+const std::vector<NumberMember>& GetNumberMembers();
+const std::vector<DistributionForm>& GetDistributionForms();
+const std::vector<FaultForm>& GetFaultForms();
+
+}  // namespace orv::app

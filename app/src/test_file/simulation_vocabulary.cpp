@@ -1,0 +1,66 @@
+// Names and meanings of what the simulation knows.
+#include "simulation.h"
+
+namespace orv::app {
+
+using il::Distribution;
+using il::Fault;
+using il::NetworkBehaviour;
+
+const std::vector<DelayMember>& GetDelayMembers() {
+    static const std::vector<DelayMember> members{
+        {"join_delay", &NetworkBehaviour::join_delay, "From a join to the first multicast packet."},
+        {"leave_delay", &NetworkBehaviour::leave_delay, "From a leave to the last multicast packet."},
+        {"unicast_join_delay", &NetworkBehaviour::unicast_join_delay,
+         "From a unicast request to the first packet of the burst."},
+        {"unicast_leave_delay", &NetworkBehaviour::unicast_leave_delay,
+         "From the end of a unicast request to the last packet of the burst."},
+        {"retransmission_delay", &NetworkBehaviour::retransmission_delay,
+         "From a retransmission request to the last retransmitted packet."},
+        {"jitter", &NetworkBehaviour::jitter, "Added to the time of a first or last packet."},
+    };
+    return members;
+}
+
+const std::vector<NumberMember>& GetNumberMembers() {
+    using Kind = NumberMember::Kind;
+    static const std::vector<NumberMember> members{
+        {"packet_rate", &NetworkBehaviour::packet_rate, Kind::Positive, "Packets of a channel in a second."},
+        {"burst_rate", &NetworkBehaviour::burst_rate, Kind::Positive,
+         "Rate of a unicast burst, as a multiple of the channel's."},
+        {"join_failure", &NetworkBehaviour::join_failure, Kind::Fraction, "Joins that bring nothing."},
+        {"loss", &NetworkBehaviour::loss, Kind::Fraction, "Packets that are lost."},
+        {"reordering", &NetworkBehaviour::reordering, Kind::Fraction, "Packets that overtake another."},
+        {"duplication", &NetworkBehaviour::duplication, Kind::Fraction, "Packets that come twice."},
+        {"late", &NetworkBehaviour::late, Kind::Fraction, "Packets that come late."},
+        {"payload_error", &NetworkBehaviour::payload_error, Kind::Fraction,
+         "Packets whose payload is damaged."},
+        {"retransmission_loss", &NetworkBehaviour::retransmission_loss, Kind::Fraction,
+         "Retransmitted packets that are lost again."},
+    };
+    return members;
+}
+
+const std::vector<DistributionForm>& GetDistributionForms() {
+    static const std::vector<DistributionForm> forms{
+        {"uniform", Distribution::Kind::Uniform, "[least, most]"},
+        {"normal", Distribution::Kind::Normal, "[mean, standard deviation]"},
+        {"exponential", Distribution::Kind::Exponential, "[shift, mean]"},
+    };
+    return forms;
+}
+
+const std::vector<FaultForm>& GetFaultForms() {
+    static const std::vector<FaultForm> forms{
+        {"lose_response", Fault::Kind::LoseResponse, "The request is carried out, its response is not sent."},
+        {"refuse", Fault::Kind::Refuse, "The request is answered with a fault and not carried out."},
+        {"go_offline", Fault::Kind::GoOffline, "The connection ends."},
+        {"late_end_of_test", Fault::Kind::LateEndOfTest, "The end of the test is told delay_ms late."},
+        {"repeat_end_of_test", Fault::Kind::RepeatEndOfTest, "The end of the test is told twice."},
+        {"miss_end_of_test", Fault::Kind::MissEndOfTest, "The end of the test is not told."},
+        {"spoil_notification", Fault::Kind::SpoilNotification, "Bytes of a result notification are changed."},
+    };
+    return forms;
+}
+
+}  // namespace orv::app

@@ -1,0 +1,43 @@
+// The text of a test file as a tree of values that know where they stand.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "mistake.h"
+
+namespace orv::app {
+
+struct SourceEntry;
+
+/// One YAML value.
+struct SourceNode {
+    enum class Kind { Nothing, Text, List, Map };
+    Kind kind = Kind::Nothing;
+    Position at;
+    std::string text;                  ///< Kind::Text, without quotes
+    std::vector<SourceNode> items;     ///< Kind::List
+    std::vector<SourceEntry> entries;  ///< Kind::Map, in the order of the file, each key once
+
+    bool IsNothing() const { return kind == Kind::Nothing; }
+    bool IsText() const { return kind == Kind::Text; }
+    bool IsList() const { return kind == Kind::List; }
+    bool IsMap() const { return kind == Kind::Map; }
+    /// What the file has here, for texts of mistakes: `"text"`, "a list", "keys and values" or "nothing".
+    std::string Describe() const;
+    /// That it is not what is expected: `"text" is wrong`, "there is a list".
+    std::string DescribeWrong() const;
+};
+
+/// The key is a text. A value that is not there stands where its key does.
+struct SourceEntry {
+    SourceNode key;
+    SourceNode value;
+};
+
+/// Reads YAML strictly: one document, no key twice, no anchors, aliases and tags (a test file is read by
+/// people who need not know them, and what they would do here is not obvious). What is wrong goes to
+/// `mistakes`; the tree then holds what could be read.
+SourceNode ReadSourceTree(const std::string& text, MistakeList& mistakes);
+
+}  // namespace orv::app

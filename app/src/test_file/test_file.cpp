@@ -1,0 +1,143 @@
+#include "test_file.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+
+#include "builder.h"
+#include "names.h"
+#include "object_reader.h"
+#include "orv/common/exceptions.h"
+#include "plan.h"
+#include "source_tree.h"
+#include "value_reader.h"
+
+namespace orv::app {
+
+namespace {
+
+const std::vector<std::string> kSections{"title", "project", "sequence", "simulation"};
+
+/// What runs when the file says nothing else.
+constexpr const char* kDefaultSequence =
+    "- IptvStartTestCommand:\n"
+    "- IptvWaitForTestCompletionCommand:\n";
+
+/// Reads the sections of a file into a plan.
+class SectionReader {
+  public:
+    SectionReader(const SourceNode& root, Plan& plan, MistakeList& mistakes)
+        : root_(root), plan_(plan), mistakes_(mistakes), objects_(plan, mistakes) {}
+
+    void Read() {
+        if (!root_.IsMap()) {
+            mistakes_.Add({root_.at}, root_.DescribeWrong(), "the sections " + JoinNames(kSections));
+            return;
+        }
+        for (const SourceEntry& entry : root_.entries) CheckKey(entry.key);
+        ReadTitle();
+        ReadObjects();
+        if (const SourceEntry* section = Find("simulation")) {
+            plan_.simulation = ReadSimulation(
+                section->value, {plan_.GetNamesOf("Port"), plan_.GetNamesOf("IptvChannelBlock")}, mistakes_);
+        }
+    }
+
+  private:
+    const SourceEntry* Find(const std::string& name) const {
+        const auto found = std::find_if(root_.entries.begin(), root_.entries.end(),
+                                        [&name](const SourceEntry& entry) { return entry.key.text == name; });
+        return found == root_.entries.end() ? nullptr : &*found;
+    }
+
+    void CheckKey(const SourceNode& key) {
+        if (std::find(kSections.begin(), kSections.end(), key.text) != kSections.end()) return;
+        mistakes_.Add({key.at, {}, key.text}, "this is no section of a test file", JoinNames(kSections),
+                      FindNearestName(key.text, kSections));
+    }
+
+    void ReadTitle() {
+        const SourceEntry* title = Find("title");
+        if (!title || title->value.IsNothing()) return;
+        if (title->value.IsText()) {
+            plan_.title = title->value.text;
+        } else {
+            mistakes_.Add({title->value.at, {}, "title"}, title->value.DescribeWrong(), "a text");
+        }
+    }
+
+    void ReadObjects() {
+        if (const SourceEntry* project = Find("project")) {
+            objects_.ReadObjects(project->value, Plan::kProject, {project->value.at, {}, "project"});
+        } else {
+            mistakes_.Add({root_.at, {}, "project"}, "the section is missing", "the objects of the test");
+        }
+        if (const SourceEntry* sequence = Find("sequence")) {
+            objects_.ReadObjects(sequence->value, Plan::kSequencer, {sequence->value.at, {}, "sequence"});
+        } else {
+            default_sequence_ = ReadSourceTree(kDefaultSequence, mistakes_);
+            for (SourceNode& item : default_sequence_.items) item.entries.front().key.at = root_.at;
+            objects_.ReadObjects(default_sequence_, Plan::kSequencer, {root_.at, {}, "sequence"});
+        }
+        ReadValues(objects_.GetEntries(), plan_, mistakes_);
+    }
+
+    const SourceNode& root_;
+    Plan& plan_;
+    MistakeList& mistakes_;
+    ObjectReader objects_;
+    SourceNode default_sequence_;
+};
+
+}  // namespace
+
+TestFile::TestFile() : plan_(std::make_unique<Plan>()) {}
+TestFile::TestFile(TestFile&&) noexcept = default;
+TestFile& TestFile::operator=(TestFile&&) noexcept = default;
+TestFile::~TestFile() = default;
+
+TestFile TestFile::Load(const std::filesystem::path& path) {
+    std::ifstream file(path);
+    std::ostringstream text;
+    if (file) text << file.rdbuf();
+    if (file) return Parse(text.str(), path.string());
+    TestFile test;
+    test.file_ = path.string();
+    MistakeList mistakes(test.file_);
+    mistakes.Add({}, std::string("the file cannot be read: ") + std::strerror(errno));
+    test.mistakes_ = mistakes.TakeSorted();
+    return test;
+}
+
+TestFile TestFile::Parse(const std::string& text, const std::string& file) {
+    TestFile test;
+    test.file_ = file;
+    MistakeList mistakes(file);
+    const SourceNode root = ReadSourceTree(text, mistakes);
+    // What is no YAML has nothing in it to look at.
+    if (mistakes.IsEmpty() || root.IsMap()) SectionReader(root, *test.plan_, mistakes).Read();
+    test.mistakes_ = mistakes.TakeSorted();
+    return test;
+}
+
+const std::string& TestFile::GetTitle() const {
+    return plan_->title;
+}
+
+const Simulation& TestFile::GetSimulation() const {
+    return plan_->simulation;
+}
+
+std::vector<Mistake> TestFile::Build(framework::CScriptable& project,
+                                     framework::CSequencer& sequencer) const {
+    if (!IsGood()) throw common::COrvLogicError("a test file with mistakes cannot be built: " + file_);
+    MistakeList mistakes(file_);
+    Builder(*plan_, mistakes).Build(project, sequencer);
+    return mistakes.TakeSorted();
+}
+
+}  // namespace orv::app

@@ -1,0 +1,169 @@
+#include "vocabulary.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <limits>
+
+#include "names.h"
+#include "orv/framework/meta_class_manager.h"
+#include "orv/ids/framework_ids.h"
+
+namespace orv::app {
+
+using framework::CMetaClassManager;
+using framework::CRelationManager;
+using framework::PropertyType;
+
+namespace {
+
+template <class T>
+WholeRange RangeOf() {
+    return {std::to_string(std::numeric_limits<T>::min()), std::to_string(std::numeric_limits<T>::max())};
+}
+
+WholeRange GetTypeRange(PropertyType type) {
+    switch (type) {
+        case PropertyType::U8:
+            return RangeOf<std::uint8_t>();
+        case PropertyType::U16:
+            return RangeOf<std::uint16_t>();
+        case PropertyType::S16:
+            return RangeOf<std::int16_t>();
+        case PropertyType::S32:
+            return RangeOf<std::int32_t>();
+        case PropertyType::U64:
+            return RangeOf<std::uint64_t>();
+        case PropertyType::S64:
+            return RangeOf<std::int64_t>();
+        default:
+            return RangeOf<std::uint32_t>();
+    }
+}
+
+std::string DescribeNumbers(const CPropertyMeta& property) {
+    if (!property.minimum && !property.maximum) return "a number";
+    if (!property.maximum) return fmt::format("a number of at least {}", *property.minimum);
+    if (!property.minimum) return fmt::format("a number of at most {}", *property.maximum);
+    return fmt::format("a number from {} to {}", *property.minimum, *property.maximum);
+}
+
+std::string DescribeOne(const CPropertyMeta& property) {
+    if (property.enumeration) {
+        std::vector<std::string> names;
+        for (const auto& [name, value] : property.enumeration->values) names.push_back(name);
+        return "one of " + JoinNames(names);
+    }
+    switch (property.type) {
+        case PropertyType::Bool:
+            return "true or false";
+        case PropertyType::Double:
+            return DescribeNumbers(property);
+        case PropertyType::String:
+            return "a text";
+        case PropertyType::OutputFilePath:
+            return "the path of a file";
+        case PropertyType::Ipv4:
+            return "an IPv4 address";
+        case PropertyType::Ipv6:
+            return "an IPv6 address";
+        case PropertyType::Mac:
+            return "a MAC address";
+        case PropertyType::Handle:
+            return "an object's name or path";
+        default:
+            break;
+    }
+    const WholeRange range = GetWholeRange(property);
+    return fmt::format("a whole number from {} to {}", range.low, range.high);
+}
+
+}  // namespace
+
+const CMetaClass& GetProjectClass() {
+    return *CMetaClassManager::Instance().GetClass(ids::Project::CLASS);
+}
+
+const CMetaClass& GetSequencerClass() {
+    return *CMetaClassManager::Instance().GetClass(ids::Sequencer::CLASS);
+}
+
+bool IsCommand(const CMetaClass& meta_class) {
+    return meta_class.IsTypeOf(ids::Command::CLASS);
+}
+
+bool CanBeWritten(const CMetaClass& meta_class) {
+    const auto& definition = meta_class.GetDefinition();
+    return !definition.is_abstract && !definition.is_singleton && !meta_class.IsTypeOf(ids::Result::CLASS) &&
+           meta_class.GetFactory().make;
+}
+
+std::vector<std::string> GetParents(const CMetaClass& child) {
+    // The rule of the nearest class that has one holds.
+    for (const CMetaClass* in_lineage = &child; in_lineage; in_lineage = in_lineage->GetBase()) {
+        const auto& allowed = in_lineage->GetDefinition().parents;
+        if (!allowed.empty()) return allowed;
+    }
+    return {};
+}
+
+bool CanStandBelow(const CMetaClass& child, const CMetaClass& parent) {
+    const bool in_sequence = IsCommand(parent) || parent.IsTypeOf(ids::Sequencer::CLASS);
+    const std::vector<std::string> allowed = GetParents(child);
+    return IsCommand(child) == in_sequence &&
+           (allowed.empty() ||
+            std::any_of(allowed.begin(), allowed.end(), [&parent](const std::string& name) {
+                return parent.IsTypeOf(std::string_view(name));
+            }));
+}
+
+std::vector<const CMetaClass*> GetClassesBelow(const CMetaClass& parent) {
+    std::vector<const CMetaClass*> classes = CMetaClassManager::Instance().GetClasses();
+    std::erase_if(classes, [&parent](const CMetaClass* child) {
+        return !CanBeWritten(*child) || !CanStandBelow(*child, parent);
+    });
+    return classes;
+}
+
+bool CanBeWritten(const CPropertyMeta& property) {
+    return !property.read_only && property.id != ids::Scriptable::Name;
+}
+
+std::vector<const CRelationMeta*> GetRelations() {
+    std::vector<const CRelationMeta*> relations = CRelationManager::Instance().GetRelations();
+    std::erase_if(relations, [](const CRelationMeta* relation) {
+        return relation->type == ids::relations::ParentChild.type ||
+               relation->type == ids::relations::ResultChild.type;
+    });
+    return relations;
+}
+
+std::vector<const CRelationMeta*> GetRelationsOf(const CMetaClass& source) {
+    std::vector<const CRelationMeta*> relations = GetRelations();
+    std::erase_if(relations,
+                  [&source](const CRelationMeta* relation) { return !source.IsTypeOf(relation->source); });
+    return relations;
+}
+
+std::vector<std::string> GetNames(const std::vector<const CMetaClass*>& classes) {
+    std::vector<std::string> names;
+    for (const CMetaClass* meta_class : classes) names.push_back(meta_class->GetName());
+    return names;
+}
+
+std::string DescribeExpected(const CPropertyMeta& property) {
+    return (property.collection ? "a list, each " : "") + DescribeOne(property);
+}
+
+WholeRange GetWholeRange(const CPropertyMeta& property) {
+    WholeRange range = GetTypeRange(property.type);
+    if (property.minimum) range.low = fmt::format("{:.0f}", *property.minimum);
+    if (property.maximum) range.high = fmt::format("{:.0f}", *property.maximum);
+    return range;
+}
+
+bool IsWhole(PropertyType type) {
+    return type >= PropertyType::U8 && type <= PropertyType::S64;
+}
+
+}  // namespace orv::app

@@ -1,0 +1,50 @@
+// What can be written in a test file, as the active data models have it.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "orv/framework/meta_class.h"
+#include "orv/framework/relation_manager.h"
+
+namespace orv::app {
+
+using framework::CMetaClass;
+using framework::CPropertyMeta;
+using framework::CRelationMeta;
+
+/// The classes of the two objects that are there before a file is read.
+const CMetaClass& GetProjectClass();
+const CMetaClass& GetSequencerClass();
+
+bool IsCommand(const CMetaClass& meta_class);
+/// Objects of the class can be made from a file: it is not abstract, and its objects are neither results nor
+/// the only one of their kind.
+bool CanBeWritten(const CMetaClass& meta_class);
+/// Classes below which the data model allows objects of a class; empty for any.
+std::vector<std::string> GetParents(const CMetaClass& child);
+/// The data model allows such children below such a parent, and commands stand where commands do: in the
+/// sequence.
+bool CanStandBelow(const CMetaClass& child, const CMetaClass& parent);
+/// Classes that can be written below an object of a class, in the order of their ids.
+std::vector<const CMetaClass*> GetClassesBelow(const CMetaClass& parent);
+
+/// The name of an object is written behind its class, and what the host sets is not written at all.
+bool CanBeWritten(const CPropertyMeta& property);
+/// All relations but those between parents and children.
+std::vector<const CRelationMeta*> GetRelations();
+/// Those of which objects of a class can be the source.
+std::vector<const CRelationMeta*> GetRelationsOf(const CMetaClass& source);
+
+std::vector<std::string> GetNames(const std::vector<const CMetaClass*>& classes);
+/// What a property takes, in words: "a whole number from 1 to 65535".
+std::string DescribeExpected(const CPropertyMeta& property);
+/// Smallest and largest value of a whole-number property, as texts.
+struct WholeRange {
+    std::string low;
+    std::string high;
+};
+WholeRange GetWholeRange(const CPropertyMeta& property);
+bool IsWhole(framework::PropertyType type);
+
+}  // namespace orv::app

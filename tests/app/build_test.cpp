@@ -1,0 +1,252 @@
+// From a good file to the objects of the host.
+#include <algorithm>
+#include <fstream>
+#include <sstream>
+
+#include "good_file.h"
+#include "orv/framework/meta_class_manager.h"
+#include "orv/framework/relation_manager.h"
+#include "orv/framework/scriptable_creator.h"
+#include "orv/framework/scriptable_locator.h"
+#include "orv/framework/sequencer.h"
+#include "orv/framework/static_registration.h"
+#include "orv/framework/validation.h"
+
+namespace test_file_test {
+namespace {
+
+using namespace orv::framework;  // NOLINT: a test
+
+/// Names that the host gives hold handles, which differ from run to run.
+std::string NameOf(const CScriptable& object) {
+    const std::string& class_name = object.GetMetaClass()->GetName();
+    const bool automatic = object.GetName() == class_name + " " + std::to_string(object.GetHandle());
+    return automatic ? class_name : class_name + " \"" + object.GetName() + "\"";
+}
+
+/// An object that a handle names, and what it lies below.
+std::string PathOf(const CScriptable& object) {
+    const CScriptable* parent = object.GetParent();
+    return (parent && parent->GetParent() && parent->GetParent()->GetParent() ? PathOf(*parent) + "/" : "") +
+           NameOf(object);
+}
+
+std::string DescribeValue(const CScriptable& object, const CPropertyMeta& property) {
+    if (property.type != PropertyType::Handle) return object.Get(property.name.c_str());
+    std::vector<std::uint32_t> handles;
+    if (property.collection) {
+        handles = object.GetCollection<std::uint32_t>(property.id);
+    } else if (object.GetU32(property.id) != 0) {
+        handles = {object.GetU32(property.id)};
+    }
+    ScriptableVec all;
+    CScriptableLocator::Instance().GetObjectsEx(all, 0x1000, nullptr);
+    std::string text;
+    for (const CScriptable* one : all) {
+        if (std::find(handles.begin(), handles.end(), one->GetHandle()) != handles.end())
+            text += (text.empty() ? "" : ", ") + PathOf(*one);
+    }
+    return text;
+}
+
+/// The tree below an object: values that differ from the class's defaults, relations, children.
+void Draw(const CScriptable& object, const std::string& indent, std::string& text) {
+    text += indent + NameOf(object) + "\n";
+    const auto& defaults = object.GetMetaClass()->GetDefaults();
+    for (const CPropertyMeta* property : object.GetMetaClass()->GetProperties()) {
+        if (property->name == "Name" || property->read_only) continue;
+        if (object.GetDataStore()[property->slot] == defaults[property->slot]) continue;
+        text += indent + "  ." + property->name + " = " + DescribeValue(object, *property) + "\n";
+    }
+    for (const auto* relation : CRelationManager::Instance().GetRelations()) {
+        if (relation->type <= 2 || !object.IsTypeOf(relation->source)) continue;
+        ScriptableVec targets;
+        object.GetObjects(targets, relation->target, {relation->type, 0});
+        for (const CScriptable* target : targets)
+            text += indent + "  " + relation->name + " -> " + PathOf(*target) + "\n";
+    }
+    ScriptableVec children;
+    object.GetObjects(children, 0x1000, orv::common::kParentChild);
+    for (const CScriptable* child : children) Draw(*child, indent + "  ", text);
+}
+
+class BuildTest : public TestFileTest {
+  protected:
+    std::string Build(const std::string& text) {
+        const auto file = Parse(text);
+        if (!file.IsGood()) return Join(file.GetMistakes());
+        return Join(file.Build(host_.GetProject(), CSequencer::Instance()));
+    }
+    std::string Drawn() {
+        std::string text;
+        Draw(host_.GetProject(), "", text);
+        Draw(CSequencer::Instance(), "", text);
+        return text;
+    }
+};
+
+TEST_F(BuildTest, MakesTheTreeThatTheFileDescribes) {
+    ASSERT_EQ(Build(kGoodFile), "");
+    EXPECT_EQ(Drawn(),
+              "Project\n"
+              "  ResultOptions\n"
+              "  Port \"Head end\"\n"
+              "    .Location = //sim/1\n"
+              "    MulticastPortConfig\n"
+              "    Generator\n"
+              "      GeneratorConfig\n"
+              "        .SchedulingMode = RATE_BASED\n"
+              "    Analyzer\n"
+              "    StreamBlock \"News stream\"\n"
+              "      SrcBinding -> EmulatedDevice \"Sources\"/Ipv4If\n"
+              "      DstBinding -> Ipv4Group \"News group\"/Ipv4NetworkBlock \"Addresses of the news\"\n"
+              "  Port \"Viewers\"\n"
+              "    .Location = //sim/2\n"
+              "    MulticastPortConfig\n"
+              "    Generator\n"
+              "      GeneratorConfig\n"
+              "    Analyzer\n"
+              "  Ipv4Group \"News group\"\n"
+              "    Ipv4NetworkBlock \"Addresses of the news\"\n"
+              "      .NetworkCount = 4\n"
+              "      .StartIpList = 225.1.0.1\n"
+              "  IptvChannelBlock \"News\"\n"
+              "    .ChannelName = News\n"
+              "    MulticastParam -> Ipv4Group \"News group\"\n"
+              "  IptvViewedChannels \"All news\"\n"
+              "    .ChannelBlock = IptvChannelBlock \"News\"\n"
+              "  IptvViewingProfileConfig \"Hasty\"\n"
+              "    .ZapDirection = DIR_RANDOM\n"
+              "    .Interval = 500\n"
+              "  EmulatedDevice \"Sources\"\n"
+              "    AffiliationPort -> Port \"Head end\"\n"
+              "    TopLevelIf -> EmulatedDevice \"Sources\"/Ipv4If\n"
+              "    EthIIIf\n"
+              "    Ipv4If\n"
+              "      .Address = 10.0.0.1\n"
+              "      .AddrList = 10.0.0.5 10.0.0.7\n"
+              "      StackedOn -> EmulatedDevice \"Sources\"/EthIIIf\n"
+              "  EmulatedDevice \"Living rooms\"\n"
+              "    .DeviceCount = 100\n"
+              "    AffiliationPort -> Port \"Viewers\"\n"
+              "    TopLevelIf -> EmulatedDevice \"Living rooms\"/Ipv4If \"IPv4\"\n"
+              "    EthIIIf \"Ethernet\"\n"
+              "    Ipv4If \"IPv4\"\n"
+              "      StackedOn -> EmulatedDevice \"Living rooms\"/EthIIIf \"Ethernet\"\n"
+              "    IgmpHostConfig \"IGMP\"\n"
+              "      .Version = IGMP_V3\n"
+              "      .AllowNoMemberships = true\n"
+              "      UsesIf -> EmulatedDevice \"Living rooms\"/Ipv4If \"IPv4\"\n"
+              "    IptvStbBlockConfig \"Boxes\"\n"
+              "      .SaveTimeStamps = true\n"
+              "      MulticastParam -> EmulatedDevice \"Living rooms\"/IgmpHostConfig \"IGMP\"\n"
+              "      StbChannel -> IptvViewedChannels \"All news\"\n"
+              "      IptvProfile -> IptvViewingProfileConfig \"Hasty\"\n"
+              "Sequencer\n"
+              "  GeneratorStartCommand\n"
+              "    .GeneratorList = Port \"Head end\"/Generator\n"
+              "  SequencerLoopCommand \"Twice\"\n"
+              "    .IterationCount = 2\n"
+              "    IptvStartTestCommand \"Start\"\n"
+              "      .TestDuration = 2.5\n"
+              "      .StbBlockList = EmulatedDevice \"Living rooms\"\n"
+              "    IptvWaitForTestCompletionCommand\n");
+    ValidationContext context;
+    ValidatorRegistry::Instance().ValidateTree(host_.GetProject(), context);
+    EXPECT_TRUE(context.GetErrors().empty()) << context.GetErrors().front().message;
+}
+
+TEST_F(BuildTest, MakesTheExampleOfTheDocumentation) {
+    std::ostringstream page;
+    page << std::ifstream(DOCUMENTATION).rdbuf();
+    const std::string begin = "```yaml\n";
+    const std::size_t start = page.str().find(begin) + begin.size();
+    EXPECT_EQ(Build(page.str().substr(start, page.str().find("```", start) - start)), "");
+    ValidationContext context;
+    ValidatorRegistry::Instance().ValidateTree(host_.GetProject(), context);
+    EXPECT_TRUE(context.GetErrors().empty()) << context.GetErrors().front().message;
+}
+
+TEST_F(BuildTest, WithoutASequenceTheTestIsStartedAndWaitedFor) {
+    for (int i = 0; i < 2; ++i) {  // the second takes the place of the first
+        ASSERT_EQ(Build("project:\n"), "");
+        std::string text;
+        Draw(CSequencer::Instance(), "", text);
+        EXPECT_EQ(text,
+                  "Sequencer\n"
+                  "  IptvStartTestCommand\n"
+                  "    .StbBlockList = Project\n"
+                  "  IptvWaitForTestCompletionCommand\n");
+    }
+}
+
+TEST_F(BuildTest, ReferencesPreferNamesAndTakeClassesAndPaths) {
+    const std::string objects =
+        "project:\n"
+        "  - EmulatedDevice: a/b\n"
+        "    children: [{EthIIIf: Port}, {Ipv4If: }]\n"
+        "  - EmulatedDevice: a\n"
+        "    children: [{Ipv4If: b}]\n"
+        "  - Port: p\n"
+        "  - ResultOptions: Kept\n"
+        "sequence:\n"
+        "  - SetRelativesCommand: c\n"
+        "    RelativeList: [";
+    const std::pair<const char*, const char*> cases[] = {
+        {"a/b", "EmulatedDevice \"a/b\""},
+        {"Port", "EmulatedDevice \"a/b\"/EthIIIf \"Port\""},
+        {"EthIIIf", "EmulatedDevice \"a/b\"/EthIIIf \"Port\""},
+        {"a/NetworkInterface", "EmulatedDevice \"a\"/Ipv4If \"b\""},
+        {"project/Port", "Port \"p\""},
+        {"Project", "Project"},
+        {"p/generator/CGeneratorConfig", "Port \"p\"/Generator/GeneratorConfig"},
+        {"Kept", "ResultOptions \"Kept\""},
+        {"", ""},
+    };
+    for (const auto& [reference, object] : cases) {
+        host_.NewProject();
+        ASSERT_EQ(Build(objects + reference + "]\n"), "") << reference;
+        const auto* command = CSequencer::Instance().GetCommands().at(0);
+        EXPECT_EQ(DescribeValue(*command, *command->GetMetaClass()->FindProperty("RelativeList")), object)
+            << reference;
+    }
+}
+
+/// A class whose objects refuse themselves: what only the host can know.
+class Unwilling : public CScriptable {
+  public:
+    bool OnInit() override { return false; }
+};
+
+TEST_F(BuildTest, WhatTheHostRefusesHasAPlaceInTheFile) {
+    auto& classes = CMetaClassManager::Instance();
+    if (!classes.GetClass("Unwilling")) {
+        const StaticRegisterClass<Unwilling> registration(0x7e00a000);
+        CMetaClass::Definition definition;
+        definition.id = 0x7e00a000;
+        definition.name = "Unwilling";
+        definition.base = classes.GetClass("EmulatedDevice", nullptr, true);
+        classes.AddClass(std::move(definition));
+    }
+    EXPECT_EQ(
+        Build("project:\n"
+              "  - Unwilling: u\n"
+              "    DeviceCount: 2\n"
+              "    children: [{EthIIIf: }]\n"
+              "  - EmulatedDevice: d\n"
+              "    children:\n"
+              "      - EthIIIf: e\n"
+              "        StackedOn: v\n"
+              "      - VlanIf: v\n"
+              "        StackedOn: e\n"
+              "sequence:\n"
+              "  - SetRelativesCommand: c\n"
+              "    SrcObjectHandle: u\n"),
+        "zap.yaml:2:5: Unwilling \"u\": cannot create Unwilling: its initialisation refused\n"
+        "zap.yaml:10:20: VlanIf \"v\", StackedOn: relation StackedOn from VlanIf \"v\" to EthIIIf \"e\": an "
+        "interface cannot be stacked on itself\n"
+        "zap.yaml:13:22: SetRelativesCommand \"c\", SrcObjectHandle: an object that it names was not made\n");
+}
+
+}  // namespace
+}  // namespace test_file_test

@@ -1,0 +1,48 @@
+// A good file, damaged anywhere, is read or refused with a place inside it; it never takes the program down.
+#include <algorithm>
+
+#include "good_file.h"
+
+namespace test_file_test {
+namespace {
+
+void CheckReadable(const std::string& text) {
+    const auto file = orv::app::TestFile::Parse(text, "zap.yaml");
+    const int lines = 1 + static_cast<int>(std::count(text.begin(), text.end(), '\n'));
+    const auto longest = static_cast<int>(text.size()) + 1;
+    for (const auto& mistake : file.GetMistakes()) {
+        const bool inside = mistake.at.line >= 1 && mistake.at.line <= lines && mistake.at.column >= 1 &&
+                            mistake.at.column <= longest;
+        ASSERT_TRUE(inside) << mistake.ToString() << "\nin\n" << text;
+        ASSERT_FALSE(mistake.problem.empty()) << text;
+    }
+}
+
+TEST_F(TestFileTest, TruncatedFiles) {
+    for (std::size_t size = 0; size < kGoodFile.size(); ++size) {
+        ASSERT_NO_FATAL_FAILURE(CheckReadable(kGoodFile.substr(0, size)));
+    }
+}
+
+TEST_F(TestFileTest, FilesWithOneOtherCharacter) {
+    const std::string others = std::string(":-[]{}\"'\n\t #&*!|>%@,?x0") + '\0' + "\xff";
+    for (std::size_t i = 0; i < kGoodFile.size(); i += 2) {
+        std::string text = kGoodFile;
+        text[i] = others[i % others.size()];
+        ASSERT_NO_FATAL_FAILURE(CheckReadable(text));
+        text = kGoodFile;
+        text.insert(i, 1, others[(i * 7 + 3) % others.size()]);
+        ASSERT_NO_FATAL_FAILURE(CheckReadable(text));
+    }
+}
+
+TEST_F(TestFileTest, DeepNesting) {
+    for (const char* piece : {"[", "{a: ", "- ", "? "}) {
+        std::string text = "project: ";
+        for (int i = 0; i < 20000; ++i) text += piece;
+        ASSERT_NO_FATAL_FAILURE(CheckReadable(text));
+    }
+}
+
+}  // namespace
+}  // namespace test_file_test

@@ -1,0 +1,224 @@
+// Every kind of mistake, and how a user is told of it.
+#include <fstream>
+
+#include "good_file.h"
+#include "orv/common/exceptions.h"
+#include "orv/framework/scriptable_locator.h"
+#include "orv/framework/sequencer.h"
+#include "orv/ids/core_ids.h"
+
+namespace test_file_test {
+namespace {
+
+struct Case {
+    const char* text;
+    const char* mistakes;
+};
+
+TEST_F(TestFileTest, MistakesOfTheTextAndItsSections) {
+    const Case cases[] = {
+        {"", "zap.yaml:1:1: the file is empty; expected the sections of a test\n"},
+        {"project: [\n", "zap.yaml:2:1: this is no YAML: end of sequence flow not found\n"},
+        {"project:\n  - Port: [a\n  b: }\n",
+         "zap.yaml:3:4: this is no YAML: end of sequence flow not found\n"},
+        {"- Port: a\n",
+         "zap.yaml:1:1: there is a list; expected the sections title, project, sequence, simulation\n"},
+        {"titel: a\nproject:\n",
+         "zap.yaml:1:1: titel: this is no section of a test file; expected title, project, sequence, "
+         "simulation; did you mean title?\n"},
+        {"title: [a]\nproject: text\nsequence: {a: b}\n",
+         "zap.yaml:1:8: title: there is a list; expected a text\n"
+         "zap.yaml:2:10: project: \"text\" is wrong; expected a list of objects\n"
+         "zap.yaml:3:11: sequence: there are keys and values; expected a list of objects\n"},
+        {"project:\nproject:\n", "zap.yaml:2:1: project: the key is given twice, first in line 1\n"},
+        {"project:\n---\nproject:\n",
+         "zap.yaml:3:1: a second document begins here; expected one in a file\n"},
+        {"title: &a text\nproject: *a\n",
+         "zap.yaml:1:8: anchors and aliases are not known here; expected the value itself\n"
+         "zap.yaml:2:10: anchors and aliases are not known here; expected the value itself\n"},
+        {"title: !include other.yaml\nproject:\n? [a]\n: b\n",
+         "zap.yaml:1:8: the tag !include is not known here; expected the value without a tag\n"
+         "zap.yaml:3:3: a list cannot be a key; expected a name\n"},
+        {"title: a\n", "zap.yaml:1:1: project: the section is missing; expected the objects of the test\n"},
+    };
+    for (const Case& one : cases) EXPECT_EQ(ListMistakes(one.text), one.mistakes) << one.text;
+}
+
+TEST_F(TestFileTest, MistakesOfObjects) {
+    const Case cases[] = {
+        {"  - Prot: a\n", "zap.yaml:2:5: Prot: no data model has this class; did you mean Port?\n"},
+        {"  - Port\n  - []\n  -\n",
+         "zap.yaml:2:5: project: \"Port\" is no object; expected \"Class: name\", and the object's "
+         "properties below\n"
+         "zap.yaml:3:5: project: a list is no object; expected \"Class: name\", and the object's properties "
+         "below\n"
+         "zap.yaml:5:1: project: nothing is no object; expected \"Class: name\", and the object's properties "
+         "below\n"},
+        {"  - Port: {Location: here}\n",
+         "zap.yaml:2:11: Port: there are keys and values; expected the object's name; its properties in the "
+         "lines below\n"},
+        {"  - StreamBlock: a\n",
+         "zap.yaml:2:5: StreamBlock: it cannot be below Project; expected a parent of class Port\n"},
+        {"  - MulticastHostConfig: a\n", "zap.yaml:2:5: MulticastHostConfig: the class is abstract\n"},
+        {"  - EmulatedDevice: d\n    children:\n      - MulticastHostConfig:\n",
+         "zap.yaml:4:9: MulticastHostConfig: the class is abstract; expected one of IgmpHostConfig, "
+         "MldHostConfig\n"},
+        {"  - Port: p\n    children:\n      - IptvPortResults:\n",
+         "zap.yaml:4:9: IptvPortResults: objects of this class are the host's own\n"},
+        {"  - WaitCommand: w\nsequence:\n  - Port: p\n  - SequencerLoopCommand: l\n    children: [{Port: "
+         "q}]\n",
+         "zap.yaml:2:5: WaitCommand: a command stands in the sequence only; expected an object of the "
+         "configuration\n"
+         "zap.yaml:4:5: Port: this is no command; expected a command\n"
+         "zap.yaml:6:17: Port: this is no command; expected a command\n"},
+        {"  - Port: a\n  - EmulatedDevice: a\n",
+         "zap.yaml:3:21: EmulatedDevice: \"a\" is the name of the Port in line 2 already; expected another "
+         "name\n"},
+        {"  - Port: p\n    children:\n      - Generator: g\n      - Generator: h\n",
+         "zap.yaml:5:9: Generator: Port \"p\" has only one, which stands in line 4 already; expected all its "
+         "properties in one place\n"},
+        {"  - Port: p\n    children: here\n",
+         "zap.yaml:3:15: Port \"p\", children: \"here\" is wrong; expected a list of objects\n"},
+        {"  - Port: p\n    children:\n    Children:\n",
+         "zap.yaml:4:5: Port \"p\", Children: the key is given twice\n"},
+        {"  - Sequencer: s\n", "zap.yaml:2:5: Sequencer: objects of this class are the host's own\n"},
+    };
+    for (const Case& one : cases) EXPECT_EQ(ListMistakes(WithObjects(one.text)), one.mistakes) << one.text;
+}
+
+TEST_F(TestFileTest, MistakesOfProperties) {
+    const Case cases[] = {
+        {"  - EmulatedDevice: d\n    DeviceCuont: 3\n",
+         "zap.yaml:3:5: EmulatedDevice \"d\", DeviceCuont: the class has neither property nor relation of "
+         "this name; did you mean DeviceCount?\n"},
+        {"  - EmulatedDevice: d\n    DeviceCount: 0\n    devicecount: 3\n",
+         "zap.yaml:3:18: EmulatedDevice \"d\", DeviceCount: \"0\" is wrong; expected a whole number from 1 "
+         "to 65535\n"
+         "zap.yaml:4:5: EmulatedDevice \"d\", devicecount: the property is given twice\n"},
+        {"  - EmulatedDevice: d\n    DeviceCount: 100 STBs\n",
+         "zap.yaml:3:18: EmulatedDevice \"d\", DeviceCount: \"100 STBs\" is wrong; expected a whole number "
+         "from 1 to 65535\n"},
+        {"  - EmulatedDevice: d\n    DeviceCount:\n",
+         "zap.yaml:3:5: EmulatedDevice \"d\", DeviceCount: there is nothing; expected a whole number from 1 "
+         "to 65535\n"},
+        {"  - EmulatedDevice: d\n    DeviceCount: [1]\n    Handle: 5\n    Name: x\n",
+         "zap.yaml:3:18: EmulatedDevice \"d\", DeviceCount: there is a list; expected a whole number from 1 "
+         "to 65535\n"
+         "zap.yaml:4:5: EmulatedDevice \"d\", Handle: the property is set by the host only\n"
+         "zap.yaml:5:5: EmulatedDevice \"d\", Name: the name stands behind the class\n"},
+        {"  - IptvViewingProfileConfig: v\n    ZapDirection: DIR_RANDON\n    ZapBehavior: 7\n    "
+         "UnicastOnly: yes\n",
+         "zap.yaml:3:19: IptvViewingProfileConfig \"v\", ZapDirection: \"DIR_RANDON\" is wrong; expected one "
+         "of DIR_UP, DIR_DOWN, DIR_RANDOM; did you mean DIR_RANDOM?\n"
+         "zap.yaml:4:18: IptvViewingProfileConfig \"v\", ZapBehavior: \"7\" is wrong; expected one of "
+         "ZAP_ONLY, ZAP_AND_VIEW\n"
+         "zap.yaml:5:18: IptvViewingProfileConfig \"v\", UnicastOnly: \"yes\" is wrong; expected true or "
+         "false\n"},
+        {"  - EmulatedDevice: d\n    children:\n      - Ipv4If:\n        Address: 10.0.0.256\n"
+         "        AddrList: [10.0.0.1, ten, {a: b}]\n        GatewayMac: 00:11\n      - VlanIf:\n        "
+         "IdStep: -40000\n",
+         "zap.yaml:5:18: Ipv4If, Address: \"10.0.0.256\" is wrong; expected an IPv4 address\n"
+         "zap.yaml:6:30: Ipv4If, AddrList: \"ten\" is wrong; expected an IPv4 address\n"
+         "zap.yaml:6:35: Ipv4If, AddrList: there are keys and values; expected an IPv4 address\n"
+         "zap.yaml:7:21: Ipv4If, GatewayMac: \"00:11\" is wrong; expected a MAC address\n"
+         "zap.yaml:9:17: VlanIf, IdStep: \"-40000\" is wrong; expected a whole number from -32768 to "
+         "32767\n"},
+        {"sequence:\n  - IptvStartTestCommand:\n    TestDuration: long\n",
+         "zap.yaml:4:19: IptvStartTestCommand, TestDuration: \"long\" is wrong; expected a number\n"},
+    };
+    for (const Case& one : cases) EXPECT_EQ(ListMistakes(WithObjects(one.text)), one.mistakes) << one.text;
+}
+
+TEST_F(TestFileTest, MistakesOfReferences) {
+    const std::string devices =
+        "  - Port: p\n"
+        "  - Port: q\n"
+        "  - EmulatedDevice: first\n"
+        "    children: [{EthIIIf: Ethernet}, {Ipv4If: }]\n"
+        "  - EmulatedDevice: second\n"
+        "    children: [{EthIIIf: Ethernet}, {Ipv4If: }]\n"
+        "  - EmulatedDevice: d\n";
+    const Case cases[] = {
+        {"    AffiliationPort: r\n    TopLevelIf: frist/Ipv4If\n",
+         "zap.yaml:9:22: EmulatedDevice \"d\", AffiliationPort: \"r\" names no object; expected an object's "
+         "name or path\n"
+         "zap.yaml:10:17: EmulatedDevice \"d\", TopLevelIf: \"frist/Ipv4If\" names no object; expected an "
+         "object's name or path; did you mean first/Ipv4If?\n"},
+        {"    AffiliationPort: first\n",
+         "zap.yaml:9:22: EmulatedDevice \"d\", AffiliationPort: EmulatedDevice \"first\" is of the wrong "
+         "class; expected Port\n"},
+        {"    AffiliationPort: [p, q]\n",
+         "zap.yaml:9:26: EmulatedDevice \"d\", AffiliationPort: these are too many objects; expected at most "
+         "1\n"},
+        {"    TopLevelIf: [Ethernet, Ipv4If, first/Ipv4If, first/Ipv4If, {a: b}]\n",
+         "zap.yaml:9:18: EmulatedDevice \"d\", TopLevelIf: \"Ethernet\" names 2 objects; expected one of "
+         "first/Ethernet, second/Ethernet\n"
+         "zap.yaml:9:28: EmulatedDevice \"d\", TopLevelIf: \"Ipv4If\" names 2 objects; expected one of "
+         "first/Ipv4If, second/Ipv4If\n"
+         "zap.yaml:9:50: EmulatedDevice \"d\", TopLevelIf: Ipv4If is given twice\n"
+         "zap.yaml:9:64: EmulatedDevice \"d\", TopLevelIf: there are keys and values; expected an object's "
+         "name or path\n"},
+        {"    AffiliationPort: p\n    affiliationport: q\n",
+         "zap.yaml:10:5: EmulatedDevice \"d\", affiliationport: the relation is given twice; expected one "
+         "list of all its objects\n"},
+        {"    StbChannel: p\n    AfiliationPort: p\n",
+         "zap.yaml:9:5: EmulatedDevice \"d\", StbChannel: this is a relation of IptvStbBlockConfig only\n"
+         "zap.yaml:10:5: EmulatedDevice \"d\", AfiliationPort: the class has neither property nor relation "
+         "of this name; did you mean AffiliationPort?\n"},
+        {"    ParentChild: p\n",
+         "zap.yaml:9:5: EmulatedDevice \"d\", ParentChild: the class has neither property nor relation of "
+         "this name; expected one of children, Active, LocalActive, DeviceCount, AffiliationPort, "
+         "TopLevelIf, UsesIf\n"},
+        {"  - IptvViewedChannels: v\n    ChannelBlock: [p]\n",
+         "zap.yaml:10:19: IptvViewedChannels \"v\", ChannelBlock: there is a list; expected an object's name "
+         "or path\n"},
+        {"  - IptvViewedChannels: v\n    ChannelBlock: /\n",
+         "zap.yaml:10:19: IptvViewedChannels \"v\", ChannelBlock: \"/\" names no object; expected an "
+         "object's name or path\n"},
+        {"  - Prot: odd\n  - EmulatedDevice: e\n    AffiliationPort: odd\n",
+         "zap.yaml:9:5: Prot: no data model has this class; did you mean Port?\n"},
+    };
+    for (const Case& one : cases)
+        EXPECT_EQ(ListMistakes(WithObjects(devices + one.text)), one.mistakes) << one.text;
+}
+
+TEST_F(TestFileTest, AllMistakesComeAtOnceInTheOrderOfTheFileAndNothingIsMade) {
+    EXPECT_EQ(ListMistakes("simulation: {sead: 1}\n"
+                           "sequence:\n"
+                           "  - WaitComand:\n"
+                           "project:\n"
+                           "  - EmulatedDevice: d\n"
+                           "    AffiliationPort: nowhere\n"
+                           "    children:\n"
+                           "      - Ipv4If: {PrefixLength: 33}\n"
+                           "      - Ipv4If:\n"
+                           "        PrefixLength: 33\n"
+                           "    DeviceCount: many\n"),
+              "zap.yaml:1:14: simulation, sead: this is not known here; expected seed, defaults, ports, "
+              "channel_blocks, faults; did you mean seed?\n"
+              "zap.yaml:3:5: WaitComand: no data model has this class; did you mean WaitCommand?\n"
+              "zap.yaml:6:22: EmulatedDevice \"d\", AffiliationPort: \"nowhere\" names no object; expected "
+              "an object's name or path\n"
+              "zap.yaml:8:17: Ipv4If: there are keys and values; expected the object's name; its properties "
+              "in the lines below\n"
+              "zap.yaml:10:23: Ipv4If, PrefixLength: \"33\" is wrong; expected a whole number from 0 to 32\n"
+              "zap.yaml:11:18: EmulatedDevice \"d\", DeviceCount: \"many\" is wrong; expected a whole number "
+              "from 1 to 65535\n");
+    const auto file = Parse("project:\n  - Port: p\n  - Port: p\n");
+    EXPECT_THROW(file.Build(host_.GetProject(), orv::framework::CSequencer::Instance()),
+                 orv::common::COrvLogicError);
+    orv::framework::ScriptableVec ports;
+    orv::framework::CScriptableLocator::Instance().GetObjectsEx(ports, orv::ids::Port::CLASS, nullptr);
+    EXPECT_TRUE(ports.empty());
+}
+
+TEST_F(TestFileTest, AFileThatCannotBeRead) {
+    EXPECT_EQ(Join(orv::app::TestFile::Load("no/such/file.yaml").GetMistakes()),
+              "no/such/file.yaml: the file cannot be read: No such file or directory\n");
+    const std::string path = testing::TempDir() + "good_file.yaml";
+    std::ofstream(path) << kGoodFile;
+    EXPECT_EQ(Join(orv::app::TestFile::Load(path).GetMistakes()), "");
+}
+
+}  // namespace
+}  // namespace test_file_test

@@ -1,0 +1,92 @@
+// The JSON schema of test files.
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <tuple>
+
+#include "good_file.h"
+#include "test_file/schema.h"
+
+namespace test_file_test {
+namespace {
+
+using Json = nlohmann::json;
+
+/// Calls `visit` with every object of a document.
+template <class Visit>
+void Walk(const Json& node, const Visit& visit) {
+    if (node.is_object()) visit(node);
+    if (node.is_structured()) {
+        for (const Json& below : node) Walk(below, visit);
+    }
+}
+
+class SchemaTest : public TestFileTest {
+  protected:
+    Json schema_ = Json::parse(orv::app::MakeJsonSchema());
+};
+
+TEST_F(SchemaTest, SaysWhatThePropertiesTake) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"/$schema", R"("https://json-schema.org/draft/2020-12/schema")"},
+        {"/required", R"(["project"])"},
+        {"/$defs/EmulatedDevice/required", R"(["EmulatedDevice"])"},
+        {"/$defs/EmulatedDevice/properties/DeviceCount/maximum", "65535"},
+        {"/$defs/EmulatedDevice/properties/AffiliationPort/$ref", R"("#/$defs/reference")"},
+        {"/$defs/IptvViewingProfileConfig/properties/ZapDirection/enum",
+         R"(["DIR_UP", "DIR_DOWN", "DIR_RANDOM", 0, 1, 2])"},
+        {"/$defs/IptvViewingProfileConfig/properties/ZapDirection/default", R"("DIR_UP")"},
+        {"/$defs/IptvViewingProfileConfig/properties/Interval/description",
+         R"("Time between two channel changes; a multiple of 50 ms. Unit: ms.")"},
+        {"/$defs/IptvViewingProfileConfig/properties/Interval/default", "1000"},
+        {"/$defs/VlanIf/properties/IdStep/minimum", "-32768"},
+        {"/$defs/Ipv4If/properties/AddrList/anyOf/0/anyOf/0/items/format", R"("ipv4")"},
+        {"/$defs/simulation/properties/seed/maximum", "18446744073709551615"},
+        {"/$defs/network_behaviour/properties/join_delay/oneOf/1/required", R"(["uniform"])"},
+    };
+    for (const auto& [path, value] : cases) {
+        const Json::json_pointer pointer(path);
+        ASSERT_TRUE(schema_.contains(pointer)) << path;
+        EXPECT_EQ(schema_.at(pointer), Json::parse(value)) << path;
+    }
+}
+
+TEST_F(SchemaTest, LeavesOutWhatAFileCannotHold) {
+    for (const char* path :
+         {"/$defs/Scriptable", "/$defs/IptvPortResults", "/$defs/Sequencer", "/$defs/Port/properties/Name",
+          "/$defs/Port/properties/Handle", "/$defs/Port/properties/ParentChild"}) {
+        EXPECT_FALSE(schema_.contains(Json::json_pointer(path))) << path;
+    }
+}
+
+TEST_F(SchemaTest, OffersClassesWhereTheyCanStand) {
+    const auto offers = [this](const std::string& list, const std::string& class_name) {
+        const Json& offered = schema_.at(Json::json_pointer(list + "/items/oneOf"));
+        return std::find(offered.begin(), offered.end(), Json{{"$ref", "#/$defs/" + class_name}}) !=
+               offered.end();
+    };
+    const std::tuple<const char*, const char*, bool> cases[] = {
+        {"/properties/project", "Port", true},
+        {"/properties/project", "WaitCommand", false},
+        {"/properties/project", "StreamBlock", false},
+        {"/properties/sequence", "WaitCommand", true},
+        {"/properties/sequence", "Port", false},
+        {"/$defs/Port/properties/children", "StreamBlock", true},
+        {"/$defs/SequencerLoopCommand/properties/children", "IptvStartTestCommand", true},
+    };
+    for (const auto& [list, class_name, expected] : cases)
+        EXPECT_EQ(offers(list, class_name), expected) << list << " " << class_name;
+}
+
+TEST_F(SchemaTest, EveryReferenceInsideLeadsSomewhere) {
+    int references = 0;
+    Walk(schema_, [&](const Json& node) {
+        if (!node.contains("$ref") || !node["$ref"].is_string()) return;
+        ++references;
+        const std::string path = node["$ref"].get<std::string>().substr(1);
+        EXPECT_TRUE(schema_.contains(Json::json_pointer(path))) << path;
+    });
+    EXPECT_GT(references, 100);
+}
+
+}  // namespace
+}  // namespace test_file_test

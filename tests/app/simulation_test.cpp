@@ -1,0 +1,118 @@
+// The section "simulation".
+#include <fmt/format.h>
+
+#include "good_file.h"
+
+namespace test_file_test {
+namespace {
+
+using Kind = orv::il::Distribution::Kind;
+
+std::string Describe(const orv::il::Distribution& distribution) {
+    const char* names[] = {"constant", "uniform", "normal", "exponential"};
+    return fmt::format("{} {} {}", names[static_cast<int>(distribution.kind)], distribution.a,
+                       distribution.b);
+}
+
+const std::string kObjects = "project:\n  - Port: Viewers\n  - IptvChannelBlock: News\nsimulation:\n";
+
+TEST_F(TestFileTest, SimulationIsRead) {
+    const auto file =
+        Parse(kObjects +
+              "  ports:\n"
+              "    Viewers: {leave_delay: {normal: [112, 5.5]}, loss: 0}\n"
+              "  channel_blocks:\n"
+              "    News: {unicast_join_delay: {uniform: [1, 2]}, jitter: {exponential: [3, 4]}}\n"
+              "  seed: 18446744073709551615\n"
+              "  defaults: {join_delay: 37, loss: 1 %, payload_error: 0.25, burst_rate: 2}\n"
+              "  faults:\n"
+              "    Viewers:\n"
+              "      - {kind: refuse, request: Start, occurrence: 2}\n"
+              "      - {kind: late_end_of_test, delay_ms: 500}\n");
+    ASSERT_EQ(Join(file.GetMistakes()), "");
+    const auto& simulation = file.GetSimulation();
+    EXPECT_EQ(simulation.seed, 18446744073709551615u);
+    EXPECT_EQ(Describe(simulation.defaults.join_delay), "constant 37 0");
+    EXPECT_EQ(Describe(simulation.defaults.leave_delay), "constant 60 0") << "as without the section";
+    EXPECT_DOUBLE_EQ(simulation.defaults.loss, 0.01);
+    const auto& viewers = simulation.ports.at("Viewers");
+    EXPECT_EQ(Describe(viewers.join_delay), "constant 37 0") << "as the defaults, though they stand below";
+    EXPECT_EQ(Describe(viewers.leave_delay), "normal 112 5.5");
+    EXPECT_EQ(viewers.loss, 0);
+    EXPECT_EQ(viewers.payload_error, 0.25);
+    const auto& news = simulation.channel_blocks.at("News");
+    EXPECT_EQ(Describe(news.unicast_join_delay), "uniform 1 2");
+    EXPECT_EQ(Describe(news.jitter), "exponential 3 4");
+    EXPECT_EQ(news.burst_rate, 2);
+    const auto& faults = simulation.faults.at("Viewers");
+    ASSERT_EQ(faults.size(), 2u);
+    EXPECT_EQ(faults[0].kind, orv::il::Fault::Kind::Refuse);
+    EXPECT_EQ(faults[0].request, "Start");
+    EXPECT_EQ(faults[0].occurrence, 2u);
+    EXPECT_EQ(faults[1].kind, orv::il::Fault::Kind::LateEndOfTest);
+    EXPECT_EQ(faults[1].delay_ms, 500u);
+}
+
+TEST_F(TestFileTest, MistakesOfTheSimulation) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"  seed: -1\n  sede: 1\n",
+         "zap.yaml:5:9: simulation, seed: \"-1\" is wrong; expected a whole number from 0 to "
+         "18446744073709551615\n"
+         "zap.yaml:6:3: simulation, sede: this is not known here; expected seed, defaults, ports, "
+         "channel_blocks, faults; did you mean seed?\n"},
+        {"  defaults: 5\n",
+         "zap.yaml:5:13: simulation, defaults: \"5\" is wrong; expected keys and values\n"},
+        {"  defaults: {loss: 101 %, late: -0.1, join_failure: nan, packet_rate: 0, jiter: 1}\n",
+         "zap.yaml:5:20: simulation, defaults, loss: \"101 %\" is wrong; expected a fraction from 0 to 1, or "
+         "from 0 % to 100 %\n"
+         "zap.yaml:5:33: simulation, defaults, late: \"-0.1\" is wrong; expected a fraction from 0 to 1, or "
+         "from 0 % to 100 %\n"
+         "zap.yaml:5:53: simulation, defaults, join_failure: \"nan\" is wrong; expected a fraction from 0 to "
+         "1, or from 0 % to 100 %\n"
+         "zap.yaml:5:71: simulation, defaults, packet_rate: \"0\" is wrong; expected a number above 0\n"
+         "zap.yaml:5:74: simulation, defaults, jiter: this is not known here; expected join_delay, "
+         "leave_delay, unicast_join_delay, unicast_leave_delay, retransmission_delay, jitter, packet_rate, "
+         "burst_rate, join_failure, loss, reordering, duplication, late, payload_error, retransmission_loss; "
+         "did you mean jitter?\n"},
+        {"  defaults: {join_delay: -1, leave_delay: [1], jitter: {normal: [1, 2], uniform: [1, 2]}}\n",
+         "zap.yaml:5:26: simulation, defaults, join_delay: \"-1\" is wrong; expected milliseconds, {uniform: "
+         "[least, most]}, {normal: [mean, deviation]} or {exponential: [shift, mean]}\n"
+         "zap.yaml:5:43: simulation, defaults, leave_delay: there is a list; expected milliseconds, "
+         "{uniform: [least, most]}, {normal: [mean, deviation]} or {exponential: [shift, mean]}\n"
+         "zap.yaml:5:56: simulation, defaults, jitter: there are keys and values; expected milliseconds, "
+         "{uniform: [least, most]}, {normal: [mean, deviation]} or {exponential: [shift, mean]}\n"},
+        {"  defaults: {join_delay: {uniform: [2, 1]}, jitter: {gauss: 1}, leave_delay: {normal: [1]}}\n",
+         "zap.yaml:5:36: simulation, defaults, join_delay, uniform: the parameters are wrong; expected "
+         "[least, most] in milliseconds, none below 0\n"
+         "zap.yaml:5:54: simulation, defaults, jitter, gauss: this is no distribution; expected uniform, "
+         "normal, exponential\n"
+         "zap.yaml:5:87: simulation, defaults, leave_delay, normal: the parameters are wrong; expected "
+         "[mean, standard deviation] in milliseconds, none below 0\n"},
+        {"  ports: {News: {}}\n  channel_blocks: {Newz: {}}\n",
+         "zap.yaml:5:11: simulation, ports, News: this is not known here; expected Viewers\n"
+         "zap.yaml:6:20: simulation, channel_blocks, Newz: this is not known here; expected News; did you "
+         "mean News?\n"},
+        {"  faults: {Viewers: {}}\n",
+         "zap.yaml:5:21: simulation, faults, Viewers: there are keys and values; expected a list of "
+         "faults\n"},
+        {"  faults: {Viewers: [{kind: go_ofline}, {request: Start}, {kind: refuse, occurrence: 0, delay: 1}, "
+         "x, ~]}\n",
+         "zap.yaml:5:29: simulation, faults, Viewers, kind: \"go_ofline\" is wrong; expected lose_response, "
+         "refuse, go_offline, late_end_of_test, repeat_end_of_test, miss_end_of_test, spoil_notification; "
+         "did you mean go_offline?\n"
+         "zap.yaml:5:41: simulation, faults, Viewers, kind: this is missing; expected lose_response, refuse, "
+         "go_offline, late_end_of_test, repeat_end_of_test, miss_end_of_test, spoil_notification\n"
+         "zap.yaml:5:86: simulation, faults, Viewers, occurrence: \"0\" is wrong; expected a whole number "
+         "from 1 to 4294967295\n"
+         "zap.yaml:5:89: simulation, faults, Viewers, delay: this is not known here; expected kind, request, "
+         "occurrence, delay_ms\n"
+         "zap.yaml:5:100: simulation, faults, Viewers: \"x\" is wrong; expected keys and values\n"
+         "zap.yaml:5:103: simulation, faults, Viewers, kind: this is missing; expected lose_response, "
+         "refuse, "
+         "go_offline, late_end_of_test, repeat_end_of_test, miss_end_of_test, spoil_notification\n"},
+    };
+    for (const auto& [text, mistakes] : cases) EXPECT_EQ(ListMistakes(kObjects + text), mistakes) << text;
+}
+
+}  // namespace
+}  // namespace test_file_test
