@@ -136,7 +136,11 @@ void ScriptedPort::Reply(const Message& request, Answer how) {
             end_->Close();
             return;
     }
-    Send(reply);
+    if (thinks.count() == 0) return Send(reply);
+    auto later = std::make_shared<Message>(std::move(reply));
+    framework::CTaskManager::Instance().PostAfter(thinks, [this, later, alive = std::weak_ptr(alive_)] {
+        if (!alive.expired()) Send(*later);
+    });
 }
 
 void ScriptedPort::Notify(Message& message) {

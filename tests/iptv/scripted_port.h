@@ -1,6 +1,7 @@
 // The far end of a port's connection, as a test wants it to behave.
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <string>
@@ -34,6 +35,9 @@ class ScriptedPort {
     /// Where summaries go too, as "<port> <summary>": several ports may share one.
     std::vector<std::string>* journal = nullptr;
 
+    /// With the virtual clock: how long a response or fault takes to come.
+    std::chrono::milliseconds thinks{0};
+
     /// Sends a notification of the port's own.
     void Notify(orv::tm::Message& message);
     /// Summaries of the requests since the last call, see Summarise.
@@ -58,6 +62,7 @@ class ScriptedPort {
     std::uint32_t notifications_ = 0;
     int outstanding_ = 0;
     int most_outstanding_ = 0;
+    std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };
 
 /// "UpdateProfile Fast,Slow": the operation, and the names of the objects that it concerns (numbers where it

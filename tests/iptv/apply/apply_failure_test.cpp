@@ -2,6 +2,7 @@
 #include "apply/ApplyStates.h"
 #include "apply_fixture.h"
 #include "orv/core/ipv4_network_block.h"
+#include "orv/framework/handle_registry.h"
 
 namespace {
 
@@ -58,6 +59,9 @@ class FaultTest : public ApplyFailureTest, public testing::WithParamInterface<st
 
 TEST_P(FaultTest, StopsItsPortOnlyAndTheNextApplyMakesItGood) {
     const std::size_t failing = GetParam();
+    // Slow enough that a second request would meet the first.
+    far1.thinks = std::chrono::milliseconds(3);
+    far2.thinks = std::chrono::milliseconds(5);
     EditEverything();
     Spoil(far1, failing, Answer::Fault);
     const auto sequence = static_cast<std::uint32_t>(far1.GetRequests().size() + failing + 1);
@@ -76,6 +80,7 @@ TEST_P(FaultTest, StopsItsPortOnlyAndTheNextApplyMakesItGood) {
     EXPECT_THAT(far1.Take(), IsEmpty());
     EXPECT_THAT(far2.Take(), IsEmpty());
     EXPECT_EQ(far1.GetMostOutstanding(), 1);
+    EXPECT_EQ(far2.GetMostOutstanding(), 1);
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, FaultTest, testing::Range<std::size_t>(0, kAllKinds.size()),
@@ -152,6 +157,34 @@ TEST_F(ApplyFailureTest, AnswersThatDoNotComeFailTheApply) {
     EXPECT_EQ(again.GetRequests().size(), 4u);
     EXPECT_EQ(Apply(), "");
     EXPECT_EQ(again.GetRequests().size(), 4u);
+}
+
+TEST_F(ApplyFailureTest, WhatFailsIsLoggedWithItsStep) {
+    testing_aids::LogCapture log;
+    Spoil(far1, 0, Answer::Fault);
+    framework::CRpcManager::Instance().Disconnect(p2.GetMessenger());
+    const std::string failure = Apply();
+    const auto lines = log.Take();
+    for (const std::string& text :
+         {std::string("RPC error for CIptvMsgSetCln::GenericResponseHandler (Update Profile) message "
+                      "response: Seq 1, "
+                      "\"iptvcd_1.UpdateProfile\", fault 7, \"refused\" on port P1"),
+          std::string("RPC error for CIptvMsgSetCln::Dispatch (Update Profile) message send: Seq 0, "
+                      "\"iptvcd_1.UpdateProfile\", fault 0, \"\" on port P2"),
+          std::string("IPTV Apply received errors"), failure})
+        EXPECT_THAT(lines, testing::Contains("content.mulvane.iptv Error: " + text));
+}
+
+TEST_F(ApplyFailureTest, WhatHasBeenSentIsProcessed) {
+    framework::ApplyContext context;
+    context.SetCurrentObject(&project.Root());
+    CIptvMsgSetCln::OnApplyProject(context);
+    std::vector<std::string> names;
+    for (const std::uint32_t handle : context.GetProcessedObjects())
+        names.push_back(framework::CHandleRegistry::Instance().Find(handle)->GetName());
+    EXPECT_THAT(names,
+                testing::UnorderedElementsAre("Fast", "Slow", "Range", "Other", "News", "A", "B", "C"));
+    EXPECT_THAT(context.GetFailedObjects(), IsEmpty());
 }
 
 TEST_F(ApplyFailureTest, FaultsOfAllPassesAreThrownAtTheEnd) {
