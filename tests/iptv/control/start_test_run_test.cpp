@@ -47,7 +47,20 @@ TEST_F(StartRunTest, EverythingComesInOrderForEveryTypeOfTest) {
                      std::to_string(test.environment));
         Choose(test.type, test.environment);
         range.SetObjectState(CScriptable::STATE_MODIFIED);  // something to apply
+        database.on_call = [&](const std::string& call) {
+            EXPECT_TRUE(!IsEnabled(Id::CLASS) && IsEnabled(ids::IptvStopTestCommand::CLASS)) << call;
+            EXPECT_FALSE(CIptvResultsManager::IsTestRunning()) << "the data set comes first";
+        };
+        log.Take();
         EXPECT_EQ(Start(), "");
+        database.on_call = [](const std::string&) {};
+        const Lines logged = log.Take();
+        for (const char* text :
+             {"Test is running in interactive mode ", "Starting test on ports P1 P2 ", "Starting Test on  P1",
+              "Registering Result and EOT notifications for P2with Notification Interval 2000",
+              "CIptvStartTestCommand::OnApplyTestUpdate for P1", "Setting up analyzer for P2"})
+            EXPECT_THAT(logged, Contains(HasSubstr(text)));
+        EXPECT_TRUE(project.Root().ContainsObject(*Results(), ids::relations::ResultChild));
         EXPECT_EQ(Take(), Join({test.map,
                                 test.config,
                                 {"apply"},
