@@ -63,9 +63,7 @@ void CIptvResultsManager::EndOfTestProcessing(bool stopRequested) {
 }
 
 bool CIptvResultsManager::IsStopping() const {
-    constexpr std::chrono::seconds kPatience(60);
-    return finishing_ && !final_done_ &&
-           framework::CTaskManager::Instance().GetNow() - finishing_since_ < kPatience;
+    return finishing_ && !final_done_ && framework::CTaskManager::Instance().GetNow() < stopping_until_;
 }
 
 void CIptvResultsManager::ReleaseEnd() {
@@ -78,7 +76,7 @@ void CIptvResultsManager::CarryOutEnd(bool stopRequested) {
     const bool all_ended = static_cast<float>(ended_ports_) / static_cast<float>(port_count_) >= 1.0f;
     if (stopRequested || (all_ended && !finishing_)) {
         finishing_ = true;
-        finishing_since_ = framework::CTaskManager::Instance().GetNow();
+        stopping_until_ = framework::CTaskManager::Instance().GetNow() + std::chrono::seconds(60);
         SetCommandStatus(run_, ids::IptvStopTestCommand::CLASS, false);
         LogText(
             devLogger(), LogLevelType::Info,

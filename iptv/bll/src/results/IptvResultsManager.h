@@ -55,9 +55,11 @@ class CIptvResultsManager : public core::CResult {
     static CIptvResultsManager* FindResultsManager() { return m_resultManager; }
     /// True while a test runs; false, too, before there is a results manager.
     static bool IsTestRunning() { return m_resultManager && m_resultManager->test_running_; }
-    /// No test counts as running any more; makes no results manager.
+    /// No test counts as running or stopping any more; makes no results manager.
     static void StopRunning() {
-        if (m_resultManager) m_resultManager->test_running_ = false;
+        if (!m_resultManager) return;
+        m_resultManager->test_running_ = false;
+        m_resultManager->stopping_until_ = {};
     }
 
     /// Begins a test: nothing is left of the one before, not even in what its verdict is made of.
@@ -143,9 +145,9 @@ class CIptvResultsManager : public core::CResult {
     double net_channel_changes_ = 0;
     std::vector<deregHandles> registrations_;
     std::string database_path_;
-    bool finishing_ = false;  ///< the ports have been told to stop
-    std::chrono::nanoseconds finishing_since_{};
-    bool final_done_ = false;  ///< the final processing has run after a fault
+    bool finishing_ = false;                     ///< the ports have been told to stop
+    std::chrono::nanoseconds stopping_until_{};  ///< so long their ends are expected
+    bool final_done_ = false;                    ///< the final processing has run after a fault
     bool test_running_ = false;
     bool end_held_ = false;
     bool stop_held_ = false;  ///< a user has ended the test meanwhile
