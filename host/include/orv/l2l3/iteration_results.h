@@ -1,0 +1,24 @@
+// Results of one iteration of a sequence.
+#pragma once
+
+#include "orv/framework/command.h"
+
+namespace orv::l2l3 {
+
+/// Gives the results of the test that has just ended a place of their own: a folder beside them, named after
+/// the property TestType and the iteration, with a database file of the iteration's own to which every result
+/// handler adds what it has. The iteration is that of the loop that the command stands in, 1 outside of one.
+///
+/// Does nothing, and says so in its status, when no results are kept or there are none. What cannot be
+/// written does not stop a sequence; it is logged, and the status tells why.
+class CEotResultsWriteIterationCommand : public framework::CCommand {
+  public:
+    static framework::ClassId CLASS_ID();
+    void DoRun() override;
+
+  private:
+    std::uint32_t GetIteration() const;
+    void RefreshStreamBlocks() const;
+};
+
+}  // namespace orv::l2l3

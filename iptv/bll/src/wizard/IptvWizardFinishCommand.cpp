@@ -1,0 +1,102 @@
+#include "wizard/IptvWizardFinishCommand.h"
+
+#include <algorithm>
+
+#include "InitAttributeBuilder.h"
+#include "IptvErrors.h"
+#include "IptvLog.h"
+#include "IptvResources.h"
+#include "orv/common/exceptions.h"
+#include "orv/core/project.h"
+#include "orv/framework/meta_class_manager.h"
+#include "orv/framework/scriptable_creator.h"
+#include "orv/framework/sequencer.h"
+#include "orv/framework/static_registration.h"
+#include "orv/ids/iptv_ids.h"
+#include "wizard/IptvWizardManager.h"
+#include "wizard/IptvWizardTestConfig.h"
+#include "wizard/WizardObjects.h"
+
+namespace orv::iptv {
+
+namespace {
+
+namespace From = ids::IptvWizardFinishCommand;
+namespace To = ids::IptvWizardTestConfig;
+
+/// (property of the command, the same of the test configuration)
+constexpr CopiedProperty kMirrored[] = {
+    {From::TestName, To::TestName},
+    {From::TestType, To::TestType},
+    {From::TestEnv, To::TestEnv},
+    {From::TestDuration, To::TestDuration},
+    {From::JoinFailThreshold, To::JoinFailThreshold},
+    {From::UdpPortType, To::UdpPortType},
+    {From::UdpPort, To::UdpPort},
+    {From::VlanSubFilter, To::VlanSubFilter},
+    {From::IpVersion, To::IpVersion},
+    {From::DatabaseFileName, To::DatabaseFileName},
+    {From::InitialNumOfChannels, To::InitialNumOfChannels},
+    {From::InitialChannelStart, To::InitialChannelStart},
+    {From::StartDelayStep, To::StartDelayStep},
+    {From::InitialIpv4Address, To::InitialIpv4Address},
+    {From::InitialIpv6Address, To::InitialIpv6Address},
+};
+
+CIptvWizardTestConfig& GetOrMakeTestConfig() {
+    auto* project = core::CProject::GetCurrentActiveInstance();
+    CScriptable* object = nullptr;
+    if (project) {
+        object = project->GetObject(CIptvWizardTestConfig::CLASS_ID(), common::kParentChild);
+        if (!object)
+            object = framework::CScriptableCreator().Create(CIptvWizardTestConfig::CLASS_ID(), project);
+    }
+    auto* config = dynamic_cast<CIptvWizardTestConfig*>(object);
+    if (!config) {
+        LogResource(devLogger(), LogLevelType::Error, resource::kMemoryAllocationError,
+                    {"IptvWizardTestConfig"});
+        throw common::COrvException(iptvAutomationMemErrMsg + "IptvWizardTestConfig.", true);
+    }
+    return *config;
+}
+
+bool IsInSequencer(const CScriptable* object) {
+    while (object && !object->IsTypeOf(framework::CSequencer::CLASS_ID())) object = object->GetParent();
+    return object != nullptr;
+}
+
+}  // namespace
+
+ClassId CIptvWizardFinishCommand::CLASS_ID() {
+    static const ClassId id = From::CLASS;
+    return id;
+}
+
+const framework::CMetaClass* CIptvWizardFinishCommand::GetMetaClassStatic() {
+    static const framework::CMetaClass* const meta_class =
+        framework::CMetaClassManager::Instance().GetClass(CLASS_ID());
+    return meta_class;
+}
+
+void CIptvWizardFinishCommand::OnPropertyModified(framework::Property& property) {
+    const auto* mirrored = std::find_if(std::begin(kMirrored), std::end(kMirrored),
+                                        [&](const auto& pair) { return pair.first == property.GetId(); });
+    if (mirrored != std::end(kMirrored)) CopyProperties(*this, GetOrMakeTestConfig(), {mirrored, 1});
+    CCommand::OnPropertyModified(property);
+}
+
+void CIptvWizardFinishCommand::DoRun() {
+    if (IsInSequencer(this))
+        throw common::COrvRunTimeError("The IPTV wizard replaces the sequence and cannot be a part of it.");
+    CIptvWizardManager::GetWizardManager()->SetupTest();
+}
+
+namespace {
+
+const bool init_ab = InitAttributeBuilder();
+const framework::StaticRegisterClass<CIptvWizardFinishCommand> registration{
+    CIptvWizardFinishCommand::CLASS_ID()};
+
+}  // namespace
+
+}  // namespace orv::iptv

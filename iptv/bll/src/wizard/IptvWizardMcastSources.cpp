@@ -1,0 +1,75 @@
+#include "wizard/IptvWizardMcastSources.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "InitAttributeBuilder.h"
+#include "orv/framework/meta_class_manager.h"
+#include "orv/framework/static_registration.h"
+#include "orv/ids/iptv_ids.h"
+#include "orv/mcastcore/multicast_group.h"
+#include "wizard/IptvWizardManager.h"
+#include "wizard/IptvWizardTestConfig.h"
+
+namespace orv::iptv {
+
+namespace Id = ids::IptvWizardMcastSources;
+
+ClassId CIptvWizardMcastSources::CLASS_ID() {
+    static const ClassId id = Id::CLASS;
+    return id;
+}
+
+const framework::CMetaClass* CIptvWizardMcastSources::GetMetaClassStatic() {
+    static const framework::CMetaClass* const meta_class =
+        framework::CMetaClassManager::Instance().GetClass(CLASS_ID());
+    return meta_class;
+}
+
+const std::vector<std::uint32_t>& CIptvWizardMcastSources::GetTrafHostList() const {
+    return GetCollection<std::uint32_t>(Id::TrafHostList);
+}
+
+void CIptvWizardMcastSources::SetTrafHostList(std::vector<std::uint32_t> handles) {
+    SetCollection(Id::TrafHostList, std::move(handles));
+}
+
+std::uint32_t CIptvWizardMcastSources::GetNumOfChannels() const {
+    return GetU32(Id::NumOfChannels);
+}
+
+void CIptvWizardMcastSources::SetChannelRate(double rate) {
+    Set(Id::ChannelRate, rate);
+}
+
+void CIptvWizardMcastSources::OnPropertyModified(framework::Property& property) {
+    if (property.GetId() == Id::TrafHost) {
+        const std::uint32_t host = GetU32(Id::TrafHost);
+        const auto& hosts = GetTrafHostList();
+        if (host != 0 && std::find(hosts.begin(), hosts.end(), host) == hosts.end())
+            AddToCollection(Id::TrafHostList, host);
+    } else if (property.GetId() == Id::ChannelRatePreset) {
+        constexpr double kMbps[] = {1.5, 2, 2.5, 3, 4, 8};
+        const std::uint8_t preset = GetU8(Id::ChannelRatePreset);
+        const std::uint32_t channels = GetNumOfChannels();
+        if (preset < std::size(kMbps) && channels != 0) SetChannelRate(kMbps[preset] / channels);
+    }
+    CScriptable::OnPropertyModified(property);
+}
+
+void CIptvWizardMcastSources::ExpandMcastSource(std::uint32_t& groupHandle,
+                                                std::vector<std::uint32_t>& streamBlockHandles) {
+    const CIptvWizardTestConfig& config = CIptvWizardManager::GetWizTestConfig();
+    const mcastcore::CMulticastGroup& group = SetupChannelBlocknMcastGroup(config, groupHandle);
+    if (config.IsTestEnvironment()) SetupStreamBlock(group, config.IsIpv4(), streamBlockHandles);
+}
+
+namespace {
+
+const bool init_ab = InitAttributeBuilder();
+const framework::StaticRegisterClass<CIptvWizardMcastSources> registration{
+    CIptvWizardMcastSources::CLASS_ID()};
+
+}  // namespace
+
+}  // namespace orv::iptv

@@ -1,0 +1,149 @@
+#include "wizard/IptvWizardStbBlock.h"
+
+#include <algorithm>
+
+#include "InitAttributeBuilder.h"
+#include "IptvLog.h"
+#include "IptvResources.h"
+#include "config/ChannelBlockIndex.h"
+#include "config/IptvChannelBlock.h"
+#include "config/IptvStbBlockConfig.h"
+#include "config/IptvViewedChannels.h"
+#include "config/IptvViewingProfileConfig.h"
+#include "orv/common/exceptions.h"
+#include "orv/core/emulated_device.h"
+#include "orv/framework/meta_class_manager.h"
+#include "orv/framework/notification_service.h"
+#include "orv/framework/static_registration.h"
+#include "orv/ids/iptv_ids.h"
+#include "orv/igmpmld/multicast_host_config.h"
+#include "wizard/IptvWizardManager.h"
+#include "wizard/IptvWizardTestConfig.h"
+#include "wizard/WizardObjects.h"
+
+namespace orv::iptv {
+
+namespace Id = ids::IptvWizardStbBlock;
+
+namespace {
+
+bool HasChild(const CScriptable& parent, ClassId id, std::uint32_t handle) {
+    framework::ScriptableVec children;
+    parent.GetObjects(children, id, common::kParentChild);
+    return std::any_of(children.begin(), children.end(), [handle](const CScriptable* child) {
+        return child->GetHandle() == handle && !child->IsDeleted();
+    });
+}
+
+}  // namespace
+
+ClassId CIptvWizardStbBlock::CLASS_ID() {
+    static const ClassId id = Id::CLASS;
+    return id;
+}
+
+const framework::CMetaClass* CIptvWizardStbBlock::GetMetaClassStatic() {
+    static const framework::CMetaClass* const meta_class =
+        framework::CMetaClassManager::Instance().GetClass(CLASS_ID());
+    return meta_class;
+}
+
+core::CEmulatedDevice& CIptvWizardStbBlock::GetDevice(const char* operation) const {
+    if (auto* device = dynamic_cast<core::CEmulatedDevice*>(GetParent())) return *device;
+    ThrowLookupFailure({"EmulatedDevice", "WizardStbBlock", operation},
+                       "EmulatedDevice associated with " + GetName());
+}
+
+void CIptvWizardStbBlock::ExpandWizStbBlock(std::uint32_t& stbBlockHandle, std::uint32_t& hostConfigHandle) {
+    constexpr const char* kOperation = "CIptvWizardStbBlock::ExpandWizStbBlock";
+    core::CEmulatedDevice& device = GetDevice(kOperation);
+    SetupMcastHostConfig(hostConfigHandle);
+    auto& block = MakeWizardObject<CIptvStbBlockConfig>(CIptvStbBlockConfig::CLASS_ID(), &device,
+                                                        "IptvStbBlockConfig", kOperation);
+    stbBlockHandle = block.GetHandle();
+    // A device may have others, its user's or those of other blocks; the version asked for is in this one.
+    if (!HasChild(device, igmpmld::CMulticastHostConfig::CLASS_ID(), hostConfigHandle)) {
+        ThrowLookupFailure({"MulticastHostConfig", "EmulatedDevice", kOperation},
+                           "MulticastHost associated with " + device.GetName());
+    }
+    CIptvWizardManager::SetupRelations(stbBlockHandle, "MulticastParam", true, hostConfigHandle, false);
+    SetupViewedChannels(block);
+    SetupViewingProfile(block);
+    static constexpr CopiedProperty kCopied[] = {
+        {Id::SaveTimeStamps, ids::IptvStbBlockConfig::SaveTimeStamps},
+        {Id::InterClientStartDelayStep, ids::IptvStbBlockConfig::InterClientStartDelayStep},
+    };
+    CopyProperties(*this, block, kCopied);
+}
+
+igmpmld::CMulticastHostConfig& CIptvWizardStbBlock::SetupMcastHostConfig(std::uint32_t& hostConfigHandle) {
+    constexpr const char* kOperation = "CIptvWizardStbBlock::SetupMcastHostConfig";
+    constexpr const char* kMaker = "CIptvWizardStbBlock::SetupMcasthostConfig";
+    core::CEmulatedDevice& device = GetDevice(kOperation);
+    const bool ipv4 = CIptvWizardManager::GetWizTestConfig().IsIpv4();
+    const core::CNetworkInterface* interface = FindTopInterface(device, ipv4);
+    if (!interface) {
+        ThrowLookupFailure({"NetworkInterface", "EmulatedDevice", kOperation},
+                           "NetworkInterface associated with " + device.GetName());
+    }
+    auto& config = MakeWizardObject<igmpmld::CMulticastHostConfig>(
+        ipv4 ? igmpmld::CIgmpHostConfig::CLASS_ID() : igmpmld::CMldHostConfig::CLASS_ID(), &device,
+        ipv4 ? "MulticastHostConfig" : "MldHostConfig", kMaker);
+    hostConfigHandle = config.GetHandle();
+    CIptvWizardManager::SetupRelations(hostConfigHandle, "UsesIf", true, interface->GetHandle(), false);
+    const std::uint8_t version = GetU8(Id::IgmpMldVersion);
+    if (version <= ids::WizardIgmpMldVersion::MLD_V2) config.SetVersion(version);
+    framework::CNotificationService::Instance().RegisterCallback(&config);
+    return config;
+}
+
+void CIptvWizardStbBlock::SetupViewedChannels(const CIptvStbBlockConfig& block) {
+    constexpr const char* kOperation = "CIptvWizardStbBlock::SetupViewedChannels";
+    auto& range = MakeWizardObject<CIptvViewedChannels>(
+        CIptvViewedChannels::CLASS_ID(), &GetWizardProject(kOperation), "IptvViewedChannels", kOperation);
+    static constexpr CopiedProperty kCopied[] = {
+        {Id::ChannelRangeStart, ids::IptvViewedChannels::ChannelRangeStart},
+        {Id::ChannelRangeStart, ids::IptvViewedChannels::InitialChannelStart},
+        {Id::ChannelRangeEnd, ids::IptvViewedChannels::ChannelRangeEnd},
+    };
+    CopyProperties(*this, range, kCopied);
+    const CIptvChannelBlock* channels = range.GetChannelBlockForViewChan(ChannelBlockIndex::OfProject());
+    if (!channels) {
+        const std::string text = "A viewed channel was configured with no matching channel block.";
+        LogResource(devLogger(), LogLevelType::Error, resource::kPreconditionError, {text});
+        throw common::COrvRunTimeError(text, true);
+    }
+    range.Set(ids::IptvViewedChannels::ChannelBlock, channels->GetHandle());
+    CIptvWizardManager::SetupRelations(block.GetHandle(), "StbChannel", true, range.GetHandle(), false);
+    framework::CNotificationService::Instance().RegisterCallback(&range);
+}
+
+void CIptvWizardStbBlock::SetupViewingProfile(const CIptvStbBlockConfig& block) {
+    constexpr const char* kOperation = "CIptvWizardStbBlock::SetupViewingProfileConfig";
+    namespace Profile = ids::IptvViewingProfileConfig;
+    auto& profile = MakeWizardObject<CIptvViewingProfileConfig>(CIptvViewingProfileConfig::CLASS_ID(),
+                                                                &GetWizardProject(kOperation),
+                                                                "IptvViewingProfileConfig", kOperation);
+    static constexpr CopiedProperty kCopied[] = {
+        {Id::ZapBehavior, Profile::ZapBehavior},
+        {Id::ZapDirection, Profile::ZapDirection},
+        {Id::ZapIntervalType, Profile::ZapIntervalType},
+        {Id::Interval, Profile::Interval},
+        {Id::ChangesBeforeView, Profile::ChangesBeforeView},
+        {Id::ViewDuration, Profile::ViewDuration},
+        {Id::SetTopLeaveJoinDelay, Profile::SetTopLeaveJoinDelay},
+        {Id::JoinLatencyThreshold, Profile::JoinLatencyThreshold},
+        {Id::LeaveLatencyThreshold, Profile::LeaveLatencyThreshold},
+    };
+    CopyProperties(*this, profile, kCopied);
+    CIptvWizardManager::SetupRelations(block.GetHandle(), "IptvProfile", true, profile.GetHandle(), false);
+}
+
+namespace {
+
+const bool init_ab = InitAttributeBuilder();
+const framework::StaticRegisterClass<CIptvWizardStbBlock> registration{CIptvWizardStbBlock::CLASS_ID()};
+
+}  // namespace
+
+}  // namespace orv::iptv

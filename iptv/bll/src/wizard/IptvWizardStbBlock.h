@@ -1,0 +1,42 @@
+// Set-top boxes of a device, as the wizard knows them.
+#pragma once
+
+#include <cstdint>
+
+#include "orv/framework/scriptable.h"
+
+namespace orv::core {
+class CEmulatedDevice;
+}
+namespace orv::igmpmld {
+class CMulticastHostConfig;
+}
+
+namespace orv::iptv {
+
+class CIptvStbBlockConfig;
+using common::ClassId;
+
+/// Expands into an IGMP or MLD host configuration, a set-top-box block, its range of viewed channels and its
+/// viewing profile.
+class CIptvWizardStbBlock : public framework::CScriptable {
+  public:
+    static ClassId CLASS_ID();
+    static const framework::CMetaClass* GetMetaClassStatic();
+
+    /// Makes the objects. Each handle is set as soon as its object exists, also when the call throws:
+    /// COrvRunTimeError for what is missing or cannot be made, and for a range of channels that no channel
+    /// block holds.
+    void ExpandWizStbBlock(std::uint32_t& stbBlockHandle, std::uint32_t& hostConfigHandle);
+
+    bool IsSingleton() const override { return false; }
+
+  private:
+    /// The parent; anything else is an internal lookup failure.
+    core::CEmulatedDevice& GetDevice(const char* operation) const;
+    igmpmld::CMulticastHostConfig& SetupMcastHostConfig(std::uint32_t& hostConfigHandle);
+    void SetupViewedChannels(const CIptvStbBlockConfig& block);
+    void SetupViewingProfile(const CIptvStbBlockConfig& block);
+};
+
+}  // namespace orv::iptv

@@ -1,0 +1,123 @@
+// The multicast group and the channel block of a wizard source.
+#include "config/IptvChannelBlock.h"
+#include "orv/core/ipv4_network_block.h"
+#include "orv/core/ipv6_network_block.h"
+#include "orv/framework/notification_service.h"
+#include "orv/ids/core_ids.h"
+#include "orv/ids/iptv_ids.h"
+#include "orv/mcastcore/multicast_group.h"
+#include "wizard/IptvWizardMcastSources.h"
+#include "wizard/IptvWizardTestConfig.h"
+#include "wizard/WizardObjects.h"
+
+namespace orv::iptv {
+
+namespace Id = ids::IptvWizardMcastSources;
+
+namespace {
+
+constexpr const char* kGroupOperation = "CIptvWizardMcastSources::SetupChannelBlocknMcastGroup";
+constexpr const char* kOperation = "CIptvWizardMcastSources::SetupChannelBlock";
+constexpr std::uint8_t kIpv4Bits = 32;
+constexpr std::uint8_t kIpv6Bits = 128;
+
+/// Makes the group, and returns its network block.
+template <class Group, class Block>
+Block& MakeGroup(CScriptable& project, const std::string& class_name, const std::string& block_class_name,
+                 std::uint32_t& handle) {
+    auto& group = MakeWizardObject<Group>(Group::CLASS_ID(), &project, class_name, kGroupOperation);
+    handle = group.GetHandle();
+    auto* block = dynamic_cast<Block*>(group.GetObject(Block::CLASS_ID(), common::kParentChild));
+    if (!block) {
+        ThrowLookupFailure({block_class_name, class_name, kGroupOperation},
+                           block_class_name + " associated with " + group.GetName());
+    }
+    return *block;
+}
+
+void Register(CScriptable& object) {
+    framework::CNotificationService::Instance().RegisterCallback(&object);
+}
+
+}  // namespace
+
+mcastcore::CMulticastGroup& CIptvWizardMcastSources::SetupChannelBlocknMcastGroup(
+    const CIptvWizardTestConfig& config, std::uint32_t& groupHandle) {
+    CScriptable& project = GetWizardProject(kGroupOperation);
+    core::CNetworkBlock* block = nullptr;
+    if (config.IsIpv4()) {
+        auto& v4 = MakeGroup<mcastcore::CIpv4Group, core::CIpv4NetworkBlock>(project, "Ipv4Group",
+                                                                             "Ipv4NetworkBlock", groupHandle);
+        v4.SetStartIpList({GetIp(Id::StartIpv4Address)});
+        v4.Set(ids::Ipv4NetworkBlock::PrefixLength, kIpv4Bits);
+        block = &v4;
+    } else {
+        auto& v6 = MakeGroup<mcastcore::CIpv6Group, core::CIpv6NetworkBlock>(project, "Ipv6Group",
+                                                                             "Ipv6NetworkBlock", groupHandle);
+        v6.SetStartIpList({GetIpv6(Id::StartIpv6Address)});
+        v6.Set(ids::Ipv6NetworkBlock::PrefixLength, kIpv6Bits);
+        block = &v6;
+    }
+    block->SetNetworkCount(GetNumOfChannels());
+    block->SetAddrIncrement(config.GetGroupAddrIncrement());
+    auto& group = dynamic_cast<mcastcore::CMulticastGroup&>(*block->GetParent());
+    SetupChannelBlock(group);
+    Register(group);
+    return group;
+}
+
+void CIptvWizardMcastSources::SetupChannelBlock(const mcastcore::CMulticastGroup& group) {
+    auto& channel_block = MakeWizardObject<CIptvChannelBlock>(
+        CIptvChannelBlock::CLASS_ID(), &GetWizardProject(kOperation), "IptvChannelBlock", kOperation);
+    static constexpr CopiedProperty kCopied[] = {
+        {Id::ChannelName, ids::IptvChannelBlock::ChannelName},
+        {Id::ChannelStart, ids::IptvChannelBlock::ChannelStart},
+    };
+    CopyProperties(*this, channel_block, kCopied);
+    AddWizardRelation(
+        channel_block, "MulticastParam-Targets", group.GetHandle(),
+        std::string("Failed adding relation between IptvChannelBlock and MulticastGroup in ") + kOperation);
+    if (GetBool(Id::SourceFilterEnable)) SetupSourceFilter(channel_block);
+    Register(channel_block);
+}
+
+void CIptvWizardMcastSources::SetupSourceFilter(CIptvChannelBlock& channelBlock) {
+    channelBlock.Set(ids::IptvChannelBlock::FilterMode, GetU8(Id::FilterMode));
+    if (GetBool(Id::UseNetworkBlockSources)) {
+        channelBlock.Set(ids::IptvChannelBlock::UseNetworkBlockSources, true);
+        CopyNetworkBlock(channelBlock);
+    } else {
+        AddWizardRelation(
+            channelBlock, "TrafficSources-Targets", GetU32(Id::SourceDevice),
+            std::string("Failed adding relation between IptvChannelBlock and EmulatedDevice in ") +
+                kOperation);
+    }
+}
+
+void CIptvWizardMcastSources::CopyNetworkBlock(CIptvChannelBlock& channelBlock) {
+    static constexpr CopiedProperty kOfAll[] = {
+        {ids::NetworkBlock::NetworkCount, ids::NetworkBlock::NetworkCount},
+        {ids::NetworkBlock::AddrIncrement, ids::NetworkBlock::AddrIncrement},
+    };
+    static constexpr CopiedProperty kOfIpv4[] = {
+        {ids::Ipv4NetworkBlock::StartIpList, ids::Ipv4NetworkBlock::StartIpList},
+        {ids::Ipv4NetworkBlock::PrefixLength, ids::Ipv4NetworkBlock::PrefixLength},
+    };
+    static constexpr CopiedProperty kOfIpv6[] = {
+        {ids::Ipv6NetworkBlock::StartIpList, ids::Ipv6NetworkBlock::StartIpList},
+        {ids::Ipv6NetworkBlock::PrefixLength, ids::Ipv6NetworkBlock::PrefixLength},
+    };
+    const CScriptable* own = GetObject(core::CNetworkBlock::CLASS_ID(), common::kParentChild);
+    if (!own) {
+        ThrowLookupFailure({"NetworkBlock", "IptvWizardMcastSources", kOperation},
+                           "NetworkBlock associated with " + GetName());
+    }
+    auto& copy = MakeWizardObject<core::CNetworkBlock>(own->GetClassId(), &channelBlock,
+                                                       own->GetMetaClass()->GetName(), kOperation);
+    CopyProperties(*own, copy, kOfAll);
+    const bool is_ipv4 = own->IsTypeOf(core::CIpv4NetworkBlock::CLASS_ID());
+    CopyProperties(*own, copy, is_ipv4 ? kOfIpv4 : kOfIpv6);
+    Register(copy);
+}
+
+}  // namespace orv::iptv

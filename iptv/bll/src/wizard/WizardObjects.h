@@ -1,0 +1,84 @@
+// What the wizard's steps have in common: finding, making and relating objects, with the failures that each
+// can end in.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <source_location>
+#include <span>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "IptvErrors.h"
+#include "orv/core/network_interface.h"
+#include "orv/core/project.h"
+#include "orv/framework/scriptable.h"
+#include "orv/framework/scriptable_creator.h"
+
+namespace orv::core {
+class CEmulatedDevice;
+}
+
+namespace orv::iptv {
+
+using common::ClassId;
+using framework::CScriptable;
+
+/// Releases an object that has no parent.
+struct ReleaseOwned {
+    void operator()(CScriptable* object) const { framework::ReleaseScriptable(object); }
+};
+using OwnedScriptable = std::unique_ptr<CScriptable, ReleaseOwned>;
+
+/// The open project; none is an internal lookup failure.
+core::CProject& GetWizardProject(const char* operation);
+
+/// The children of a class that are not being deleted. One that is not of the C++ class is an internal lookup
+/// failure.
+template <class T>
+std::vector<T*> GetWizardChildren(const CScriptable& parent, const LookupFailure& failure,
+                                  const std::string& detail,
+                                  const std::source_location& where = std::source_location::current()) {
+    framework::ScriptableVec objects;
+    parent.GetObjects(objects, T::CLASS_ID(), common::kParentChild);
+    std::vector<T*> children;
+    for (CScriptable* object : objects) {
+        if (object->IsDeleted()) continue;
+        auto* child = dynamic_cast<T*>(object);
+        if (!child) ThrowLookupFailure(failure, detail, where);
+        children.push_back(child);
+    }
+    return children;
+}
+
+/// A new object, reported under `where_used` ("CIptvWizardManager::SetupTest") when it cannot be made. What
+/// is made without parent is the caller's.
+template <class T>
+T& MakeWizardObject(ClassId id, CScriptable* parent, const std::string& class_name,
+                    const std::string& where_used,
+                    const std::source_location& where = std::source_location::current()) {
+    CScriptable* object = framework::CScriptableCreator().Create(id, parent, true, true, 0);
+    auto* made = dynamic_cast<T*>(object);
+    if (!made) ThrowCreationFailure(class_name + " in " + where_used, class_name, where);
+    return *made;
+}
+
+/// Relates two objects by a relation's name. On failure logs `failure` as a bad argument, and throws
+/// COrvException.
+void AddWizardRelation(CScriptable& source, const std::string& relation, std::uint32_t target,
+                       const std::string& failure,
+                       const std::source_location& where = std::source_location::current());
+
+/// The device's top interface of the wanted IP version; one of another version when there is none, null
+/// without any.
+core::CNetworkInterface* FindTopInterface(const core::CEmulatedDevice& device, bool ipv4);
+
+/// A property of one object, and the property of another that takes its value. Both are of one type.
+using CopiedProperty = std::pair<framework::PropId, framework::PropId>;
+void CopyProperties(const CScriptable& from, CScriptable& to, std::span<const CopiedProperty> properties);
+
+/// Decimal handles between blanks: the text of a list of handles.
+std::string HdlListToString(const std::vector<std::uint32_t>& handles);
+
+}  // namespace orv::iptv

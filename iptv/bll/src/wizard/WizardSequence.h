@@ -1,0 +1,64 @@
+// The command sequence of a wizard's test.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "wizard/WizardObjects.h"
+
+namespace orv::iptv {
+
+class CIptvWizardTestConfig;
+
+/// Handles of the protocol blocks by which the hosts of the project get their addresses or sessions.
+struct BindingDevices {
+    std::vector<std::uint32_t> dhcpv4;
+    std::vector<std::uint32_t> dhcpv6;
+    std::vector<std::uint32_t> l2tp;  ///< the wizard sets up no tunnels
+    std::vector<std::uint32_t> pppox;
+};
+
+/// Makes the commands one after the other, and gives them to the sequencer once all of them are there.
+/// Commands that it still holds when it is destroyed go with it.
+class WizardSequence {
+  public:
+    WizardSequence(const core::CProject& project, const CIptvWizardTestConfig& config)
+        : project_(project), config_(config) {}
+
+    /// Makes all commands. Throws COrvRunTimeError when one cannot be made, or an object that they work on is
+    /// missing.
+    void Build();
+    /// Replaces the sequencer's commands.
+    void HandOver();
+
+  private:
+    /// A property of a command, and the text that it is set from.
+    struct Input {
+        const char* name;
+        std::string text;
+    };
+
+    BindingDevices GetBindingDevices() const;
+    CScriptable& FindStartTestCommand() const;
+    std::vector<std::uint32_t> GetGenerators() const;
+    std::vector<std::uint32_t> GetAnalyzers() const;
+    std::vector<std::uint32_t> GetStreamBlocks() const;
+
+    /// The command's handle.
+    std::uint32_t Make(const std::string& class_name, const std::vector<Input>& inputs = {});
+    void Append(const std::string& class_name, const std::vector<Input>& inputs = {});
+    /// All return the number of commands that they append.
+    std::size_t BindWaitDevices(const BindingDevices& devices);
+    std::size_t ReleaseWaitDevices(const BindingDevices& devices);
+    std::size_t AppendForBlocks(const BindingDevices& devices, const char* const (&commands)[4],
+                                const char* const (&waits)[4]);
+
+    const core::CProject& project_;
+    const CIptvWizardTestConfig& config_;
+    std::vector<std::uint32_t> list_;    ///< the sequence
+    std::vector<OwnedScriptable> made_;  ///< commands without parent
+};
+
+}  // namespace orv::iptv
