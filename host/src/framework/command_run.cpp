@@ -137,22 +137,23 @@ void CCommand::ReportGuarded(const char* what, const std::function<void()>& repo
     }
 }
 
-void CCommand::CancelAll(const CScriptable* root) {
+std::vector<CCommand*> CCommand::GetUnderWay(const CScriptable* root) {
     const auto is_below = [root](const CScriptable* object) {
         while (root && object && object != root) object = object->GetParent();
         return object != nullptr;
     };
-    const auto find_running = [&] {
-        std::vector<CCommand*> running;
-        for (const std::uint32_t handle : Running()) {
-            auto* command = dynamic_cast<CCommand*>(CHandleRegistry::Instance().Find(handle));
-            // One that was destroyed while pending has left its handle behind, which another may bear by now.
-            if (command && command->IsUnderWay() && is_below(command)) running.push_back(command);
-        }
-        return running;
-    };
-    for (CCommand* command : find_running()) command->Cancel();
-    CTaskManager::Instance().WaitUntil([&] { return find_running().empty(); }, std::chrono::hours(24));
+    std::vector<CCommand*> found;
+    for (const std::uint32_t handle : Running()) {
+        auto* command = dynamic_cast<CCommand*>(CHandleRegistry::Instance().Find(handle));
+        // One that was destroyed while pending has left its handle behind, which another may bear by now.
+        if (command && command->IsUnderWay() && is_below(command)) found.push_back(command);
+    }
+    return found;
+}
+
+void CCommand::CancelAll(const CScriptable* root) {
+    for (CCommand* command : GetUnderWay(root)) command->Cancel();
+    CTaskManager::Instance().WaitUntil([root] { return GetUnderWay(root).empty(); }, std::chrono::hours(24));
 }
 
 void CCommand::ChangeState(CommandState to) {

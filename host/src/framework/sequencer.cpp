@@ -65,6 +65,10 @@ void CSequencer::Clear(bool destroy) {
     CScriptable* project = destroy ? nullptr : FindProject(*this);
     if (!destroy && !project)
         throw common::COrvRunTimeError("there is no project to take the sequence's commands");
+    if (const auto under_way = CCommand::GetUnderWay(this); destroy && !under_way.empty()) {
+        throw common::COrvRunTimeError("the sequence cannot be emptied while " +
+                                       under_way.front()->Describe() + " is under way");
+    }
     for (CCommand* command : GetCommands()) {
         std::string error;
         if (destroy) {

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <set>
 #include <string>
+#include <utility>
 
 #include "orv/core/eot_result.h"
 #include "orv/core/orv_system.h"
@@ -70,6 +71,15 @@ class IterationNumber {
     int before_;
 };
 
+/// A data set: the file, and its number in it.
+using DataSet = std::pair<std::string, std::uint32_t>;
+
+/// What was written last. As long as the manager is still at it no test has been there since.
+DataSet& LastWritten() {
+    static DataSet data_set;
+    return data_set;
+}
+
 /// A path without ending, in a folder that does not exist yet: what is there belongs to an earlier run.
 std::string MakePath(const std::filesystem::path& results, const std::string& type, int iteration) {
     const std::string name = type + "-Iter-" + std::to_string(iteration);
@@ -124,7 +134,8 @@ void CEotResultsWriteIterationCommand::DoRun() {
     auto* database = core::TestResultManager::GetCurrentInstance();
     if (!database) return SetStatus("no results are kept");
     const std::string results = database->GetDatabasePath();
-    if (results.empty()) return SetStatus("there are no results to write");
+    if (results.empty() || LastWritten() == DataSet(results, database->GetDataSetId()))
+        return SetStatus("there are no results to write");
 
     const auto iteration = static_cast<int>(GetIteration());
     const std::string type = GetString(Id::TestType).empty() ? "Test" : GetString(Id::TestType);
@@ -132,6 +143,7 @@ void CEotResultsWriteIterationCommand::DoRun() {
     const IterationNumber number(*database, iteration);
     database->SetTestResultSetting({type + "_Iteration_Results", "", MakePath(results, type, iteration)});
     if (database->GetDatabasePath().empty()) return SetStatus(database->GetErrorText());
+    LastWritten() = {database->GetDatabasePath(), database->GetDataSetId()};
     database->SaveConfiguration(GetBool(Id::EnableDetailedResultsCollection));
     const std::uint32_t node = MakeNode(type, iteration, database->GetDataSetId()).GetHandle();
     const std::vector<core::CResultHandler*> handlers = core::CResultModule::Instance().GetHandlers();

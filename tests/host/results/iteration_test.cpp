@@ -1,4 +1,6 @@
 // Where the results of an iteration go.
+#include <fstream>
+
 #include "orv/framework/sequencer.h"
 #include "results_fixture.h"
 
@@ -6,6 +8,7 @@ namespace results_test {
 namespace {
 
 using testing::ElementsAre;
+using testing::HasSubstr;
 
 class IterationTest : public ResultsTest {
   protected:
@@ -42,6 +45,10 @@ TEST_F(IterationTest, IsThatOfTheLoop) {
         const Reader reader(folder_ / wanted.file);
         EXPECT_EQ(reader.Get("SELECT count(*) FROM Project"), wanted.configuration);
         EXPECT_EQ(reader.Get("SELECT Iteration FROM DataSets"), wanted.file[0] == 'V' ? "3" : "1");
+        // What was written are not the results of another test.
+        wanted.write.Execute(false);
+        EXPECT_EQ(wanted.write.GetStatus(), "there are no results to write");
+        EXPECT_EQ(Manager().GetDatabasePath(), folder_ / wanted.file);
         EXPECT_TRUE(core::COrvSystem::Instance().GetObjects("EotResultNode", common::kParentChild).empty());
     }
 }
@@ -54,6 +61,20 @@ TEST_F(IterationTest, WithoutResultsThereIsNothingToWrite) {
     write.Execute(false);
     EXPECT_EQ(write.GetStatus(), "no results are kept");
     EXPECT_THAT(folder_.List(), ElementsAre());
+}
+
+TEST_F(IterationTest, WhatCannotBeWrittenIsSaidAndStopsNothing) {
+    auto& write = MakeWrite(Project(), "Video");
+    const fs::path beside = folder_ / "tests";
+    Begin("test", (beside / "test").string());
+    Manager().Finalise();
+    fs::remove_all(beside);
+    std::ofstream(beside) << "no folder";
+    write.Execute(false);
+    EXPECT_EQ(write.GetCommandState(), CCommand::COMMAND_COMPLETED);
+    EXPECT_THAT(write.GetStatus(), HasSubstr((beside / "Video-Iter-1").string()));
+    EXPECT_EQ(Manager().GetIterationNumber(), 0);
+    EXPECT_TRUE(core::COrvSystem::Instance().GetObjects("EotResultNode", common::kParentChild).empty());
 }
 
 }  // namespace

@@ -166,6 +166,27 @@ TEST_F(SequencerTest, WhileItRunsItIsNeitherEmptiedNorStartedAgain) {
     EXPECT_EQ(a.runs, 1);
 }
 
+TEST_F(SequencerTest, NoCommandIsDestroyedWhileAnotherIsUnderWay) {
+    TestCommand& first = Step("first");
+    auto& loop = CScriptableCreator().Make<CSequencerLoopCommand>(&Project());
+    TestCommand& by_hand = MakeCommand("by hand", &loop);
+    Insert({&first, &loop});
+    const auto try_to_clear = [&](CCommand::CommandState state) {
+        EXPECT_EQ(by_hand.GetCommandState(), state);
+        EXPECT_EQ(ThrownBy<COrvRunTimeError>([] { Sequencer().Clear(true); }),
+                  "the sequence cannot be emptied while TestCommand \"by hand\" is under way");
+        EXPECT_EQ(Sequencer().GetCommands(), (std::vector<CCommand*>{&first, &loop}));
+        EXPECT_FALSE(first.IsDeleted());
+    };
+    by_hand.on_run = [&] { try_to_clear(CCommand::COMMAND_RUNNING); };
+    by_hand.Execute(true);
+    try_to_clear(CCommand::COMMAND_PENDING);
+    Tasks().CtmYield(1);
+    EXPECT_EQ(by_hand.runs, 1);
+    Sequencer().Clear(true);
+    EXPECT_EQ(GetSequence(), "");
+}
+
 class LoopTest : public SequencerTest {
   protected:
     CSequencerLoopCommand& MakeLoop(const std::string& name, std::uint32_t count,

@@ -5,6 +5,7 @@
 
 #include "orv/core/project.h"
 #include "orv/framework/handle_registry.h"
+#include "orv/framework/notification_service.h"
 #include "orv/framework/relation_manager.h"
 #include "orv/framework/scriptable_locator.h"
 #include "orv/framework/sequencer.h"
@@ -62,7 +63,8 @@ class TreeText {
         const auto add_line = [&](std::size_t at, const std::string& line) {
             text_ += std::string(2 * at, ' ') + line + "\n";
         };
-        add_line(depth, GetLabel(object.GetHandle()));
+        const bool registered = CNotificationService::Instance().IsRegistered(object.GetHandle());
+        add_line(depth, GetLabel(object.GetHandle()) + (registered ? " (registered)" : ""));
         for (const CPropertyMeta* property : object.GetMetaClass()->GetProperties()) {
             const bool of_no_interest = property->transient || property->id == orv::ids::Scriptable::Name;
             std::string value;

@@ -6,7 +6,8 @@
 namespace wizard_test {
 
 /// Each live object by class and name, and indented below it, a line each, the properties that differ from
-/// the class's defaults and the relations by name; then its children. Objects are named as the test named
+/// the class's defaults and the relations by name; then its children. "registered" are those of whose changes
+/// a user interface is told. Objects are named as the test named
 /// them, those that nobody named by class and number of appearance ("IptvChannelBlock #1"); the same in
 /// properties that hold handles.
 std::string DescribeProjectAndSequence();

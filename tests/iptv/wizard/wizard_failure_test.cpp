@@ -1,4 +1,5 @@
 // Wizards that cannot finish: what they say, what they leave, and the next good run.
+#include "wizard/WizardObjects.h"
 #include "wizard/wizard_fixture.h"
 
 namespace {
@@ -8,23 +9,18 @@ using testing::Contains;
 using testing::HasSubstr;
 
 const std::string kBadObject = " BAD OBJECT ERROR: Error accessing Config Objects. ";
-
-/// Channels 1 to 4 from one port to the set-top boxes of another.
-struct Good {
-    WizardScene& s;
-    core::CPort& from = s.MakePort("From");
-    core::CPort& to = s.MakePort("To");
-    core::CEmulatedDevice& server = s.MakeDevice(&from, "Server");
-    core::CEmulatedDevice& homes = s.MakeDevice(&to, "Homes");
-    CScriptable& config = s.Config();
-    CScriptable& sources = s.MakeSources(from, {{"Name", "Sources"}, {"TrafHost", Handle(server)}});
-    CScriptable& boxes = s.MakeBoxes(homes, {{"Name", "Boxes"}});
-};
+const std::string kBadAllocation = " BAD ALLOCATION ERROR: Error in Memory Allocation. ";
+const std::string kDevLog = "content.mulvane.iptv Error: ";
+const std::string kNotGot = kDevLog + "BAD OBJECT ERROR: Internal Error. Failed to get object ";
+const std::string kSources = "CIptvWizardMcastSources::";
+const std::string kManager = "CIptvWizardManager::";
 
 struct Case {
     std::function<void(Good&)> spoil;
     std::function<void(Good&)> repair;
     std::string text;
+    std::string logged;
+    std::string last_made;  ///< class of the last object that was made; it stays. Empty: nothing was
 };
 
 TEST(WizardFailures, AFailureLeavesTheSequenceAndIsCleanedUpByTheNextRun) {
@@ -41,38 +37,62 @@ TEST(WizardFailures, AFailureLeavesTheSequenceAndIsCleanedUpByTheNextRun) {
     const std::vector<Case> cases = {
         {[](Good& g) { g.boxes.Set("ChannelRangeEnd", "5"); },
          [](Good& g) { g.boxes.Set("ChannelRangeEnd", "4"); },
-         "A viewed channel was configured with no matching channel block."},
+         "A viewed channel was configured with no matching channel block.",
+         kDevLog + "PRECONDITION ERROR: A viewed channel was configured with no matching channel block.",
+         "IptvViewedChannels"},
+        {[](Good& g) { g.sources.Set("NumOfChannels", "0"); },
+         [](Good& g) { g.sources.Set("NumOfChannels", "4"); },
+         "IptvWizardMcastSources \"Sources\" on From has no channels.",
+         kDevLog + "PRECONDITION ERROR: IptvWizardMcastSources \"Sources\" on From has no channels.", ""},
         {remove("From", "Generator"), add_back("From", "Generator"),
-         kBadObject + "Generator associated with From"},
-        {[](Good& g) { g.s.Child(g.s.Child(g.from, "Generator"), "GeneratorConfig").Delete(); },
+         kBadObject + "Generator associated with From",
+         kNotGot + "Generator from Port in " + kSources + "SetupStreamBlock", "StreamBlock"},
+        {[](Good& g) {
+             g.s.Child(g.from, "Generator").Set("Name", std::string("Gen"));
+             g.s.Child(g.s.Child(g.from, "Generator"), "GeneratorConfig").Delete();
+         },
          [](Good& g) { g.s.Make("GeneratorConfig", g.s.Child(g.from, "Generator")); },
-         kBadObject + "GeneratorConfig associated with Generator"},
-        {remove("To", "Analyzer"), add_back("To", "Analyzer"), kBadObject + "Analyzer associated with To"},
+         kBadObject + "GeneratorConfig associated with Gen",
+         kNotGot + "GeneratorConfig from Generator in " + kSources + "SetupStreamBlock", "StreamBlock"},
+        {remove("To", "Analyzer"), add_back("To", "Analyzer"), kBadObject + "Analyzer associated with To",
+         kNotGot + "Analyzer from anaIterator in " + kManager + "SetupIptvSequencer", "IptvStartTestCommand"},
         {[](Good& g) { g.config.MarkDelete(true, true); }, [](Good& g) { g.s.Config(); },
-         kBadObject + "WizardTestConfig."},
-        {filter, no_filter, "Failed in relation addition."},
+         kBadObject + "WizardTestConfig.",
+         kNotGot + "IptvWizardTestConfig from CProject in " + kManager + "GetWizTestConfig", ""},
+        {filter, no_filter, "Failed in relation addition.",
+         kDevLog +
+             "BAD ARGUMENT ERROR: Failed adding relation between IptvChannelBlock and EmulatedDevice in " +
+             kSources + "SetupChannelBlock",
+         "IptvChannelBlock"},
         {[&](Good& g) {
              filter(g);
              g.sources.Set("UseNetworkBlockSources", "true");
          },
-         no_filter, kBadObject + "NetworkBlock associated with Sources"},
+         no_filter, kBadObject + "NetworkBlock associated with Sources",
+         kNotGot + "NetworkBlock from IptvWizardMcastSources in " + kSources + "SetupChannelBlock",
+         "IptvChannelBlock"},
         {[](Good& g) { g.sources.Set("TrafHostList", "4000000000"); },
          [](Good& g) { g.sources.Set("TrafHostList", Handle(g.server)); },
-         kBadObject + "EmulatedDevice associated with Sources"},
+         kBadObject + "EmulatedDevice associated with Sources",
+         kNotGot + "EmulatedDevice from TrafHostList in " + kSources + "SetupStreamBlock",
+         "IptvChannelBlock"},
         {[](Good& g) { g.server.SetObjects({}, ids::relations::TopLevelIf); },
          [](Good& g) {
              testing_aids::TestProject::Relate(g.server, g.s.Child(g.server, "Ipv4If"),
                                                ids::relations::TopLevelIf);
          },
-         kBadObject + "NetworkInterface associated with Server"},
+         kBadObject + "NetworkInterface associated with Server",
+         kNotGot + "NetworkInterface from EmulatedDevice in " + kSources + "SetupStreamBlock", "StreamBlock"},
         {[](Good& g) { g.homes.SetObjects({}, ids::relations::TopLevelIf); },
          [](Good& g) {
              testing_aids::TestProject::Relate(g.homes, g.s.Child(g.homes, "Ipv4If"),
                                                ids::relations::TopLevelIf);
          },
-         kBadObject + "NetworkInterface associated with Homes"},
+         kBadObject + "NetworkInterface associated with Homes",
+         kNotGot + "NetworkInterface from EmulatedDevice in CIptvWizardStbBlock::SetupMcastHostConfig",
+         "StreamBlock"},
     };
-    const testing_aids::LogCapture quiet;
+    testing_aids::LogCapture log;
     for (const Case& wanted : cases) {
         SCOPED_TRACE(wanted.text);
         testing_aids::TestProject own;
@@ -83,7 +103,16 @@ TEST(WizardFailures, AFailureLeavesTheSequenceAndIsCleanedUpByTheNextRun) {
         CSequencer::Instance().InsertCommands(users);
 
         wanted.spoil(good);
-        EXPECT_THAT(own_scene.Finish(), testing::StartsWith(wanted.text));
+        const std::string spoilt = DescribeProjectAndSequence();
+        log.Take();
+        EXPECT_EQ(own_scene.Finish(), wanted.text);
+        EXPECT_THAT(log.Take(), Contains(wanted.logged));
+        const std::string made = DescribeProjectAndSequence();
+        if (wanted.last_made.empty()) {
+            EXPECT_EQ(made, spoilt);
+        } else {
+            EXPECT_THAT(made, HasSubstr("  " + wanted.last_made + " #1"));
+        }
         ASSERT_EQ(CSequencer::Instance().GetCommands().size(), 1u);
         EXPECT_EQ(CSequencer::Instance().GetCommands()[0]->GetHandle(), users[0]);
 
@@ -100,49 +129,22 @@ TEST(WizardFailures, AFailureLeavesTheSequenceAndIsCleanedUpByTheNextRun) {
     }
 }
 
-TEST_F(WizardTest, ReportsStreamsBetweenIpVersions) {
-    Good good{scene};
-    auto& six = scene.MakeDevice(&good.from, "Six", {.ipv6 = true});
-    good.sources.Set("TrafHostList", Handle(six));
-    log.Take();
-    EXPECT_EQ(scene.Finish(), "");
-    EXPECT_THAT(log.Take(),
-                Contains("user.iptv Error: IP version for the source and destination bindings for "
-                         "stream block are not the same. On Port From"));
-}
-
-TEST_F(WizardTest, LeavesARunningSequenceAndItsOwnSequenceAlone) {
-    [[maybe_unused]] const Good good{scene};
-    ASSERT_EQ(scene.Finish(), "");
-    const std::string before = DescribeProjectAndSequence();
-    auto& sequencer = CSequencer::Instance();
-    const std::uint8_t running = CSequencer::SEQUENCER_RUNNING;
-    const std::uint8_t idle = CSequencer::SEQUENCER_IDLE;
-    sequencer.Set(ids::Sequencer::State, running);
-    EXPECT_EQ(scene.Finish(),
-              "The IPTV wizard cannot replace the sequence while it runs. Stop it, or wait for its end.");
-    sequencer.Set(ids::Sequencer::State, idle);
-    EXPECT_EQ(DescribeProjectAndSequence(), before);
-
-    auto& inside = dynamic_cast<framework::CCommand&>(scene.Make("IptvWizardFinishCommand", sequencer));
-    EXPECT_THROW(inside.Execute(false), common::COrvRunTimeError);
-    EXPECT_EQ(inside.GetStatus(), "The IPTV wizard replaces the sequence and cannot be a part of it.");
-    EXPECT_EQ(sequencer.GetCommands().back(), &inside);
-}
-
 /// Objects that are of a class by the data model only.
 TEST(WizardFailures, NamesObjectsOfTheWrongKind) {
     const struct {
         std::uint32_t id;
         const char* base;
         const char* text;
+        const char* logged;
     } cases[] = {
-        {0x7d011000, "EmulatedDevice", "EmulatedDevice."},
-        {0x7d012000, "Port", "Port."},
-        {0x7d013000, "IptvWizardMcastSources", "WizardMcastSources."},
-        {0x7d014000, "IptvWizardStbBlock", "WizardStbBlock."},
+        {0x7d011000, "EmulatedDevice", "EmulatedDevice.", "EmulatedDevice from DeviceIterator in CleanUp"},
+        {0x7d012000, "Port", "Port.", "Port from PortIterator in CleanUp"},
+        {0x7d013000, "IptvWizardMcastSources", "WizardMcastSources.",
+         "IptvWizardMcastSources from wizardMcastSourceIterator in ProcessWizardMcastSources"},
+        {0x7d014000, "IptvWizardStbBlock", "WizardStbBlock.",
+         "IptvWizardStbBlock from wizardStbBlockIterator in SetupStbBlocks"},
     };
-    const testing_aids::LogCapture quiet;
+    testing_aids::LogCapture log;
     for (const auto& wanted : cases) {
         testing_aids::TestProject own;
         WizardScene own_scene(own);
@@ -155,6 +157,68 @@ TEST(WizardFailures, NamesObjectsOfTheWrongKind) {
         testing_aids::DeclareOddClass<CScriptable>(common::ClassId(wanted.id), odd, base);
         own_scene.Make(odd, parent);
         EXPECT_EQ(own_scene.Finish(), kBadObject + wanted.text);
+        std::string logged = wanted.logged;
+        logged.insert(logged.rfind(' ') + 1, kManager);
+        EXPECT_THAT(log.Take(), Contains(kNotGot + logged));
+    }
+}
+
+/// While it lives, no object of a class can be made: there is one, and the class allows no other.
+class NoOther {
+  public:
+    explicit NoOther(const std::string& class_name)
+        : is_singleton_(const_cast<bool&>(framework::CMetaClassManager::Instance()
+                                              .GetClass(class_name, nullptr, true)
+                                              ->GetDefinition()
+                                              .is_singleton)) {
+        is_singleton_ = true;
+        one_.reset(CScriptableCreator().Create(class_name, nullptr, false, false));
+        EXPECT_TRUE(one_) << class_name;
+    }
+    ~NoOther() { is_singleton_ = false; }
+    NoOther(const NoOther&) = delete;
+    NoOther& operator=(const NoOther&) = delete;
+
+  private:
+    bool& is_singleton_;
+    iptv::OwnedScriptable one_;
+};
+
+TEST(WizardFailures, NamesWhatCannotBeMade) {
+    const struct {
+        const char* class_name;
+        std::string logged;  ///< begins with what is thrown
+        const char* ip_version = "IPV4";
+    } cases[] = {
+        {"Ipv4Group", "Ipv4Group in " + kSources + "SetupChannelBlocknMcastGroup"},
+        {"Ipv6Group", "Ipv6Group in " + kSources + "SetupChannelBlocknMcastGroup", "IPV6"},
+        {"IptvChannelBlock", "IptvChannelBlock in " + kSources + "SetupChannelBlock"},
+        {"StreamBlock", "StreamBlock in " + kSources + "SetupStreamBlock"},
+        {"IgmpHostConfig", "MulticastHostConfig in CIptvWizardStbBlock::SetupMcasthostConfig"},
+        {"MldHostConfig", "MldHostConfig in CIptvWizardStbBlock::SetupMcasthostConfig", "IPV6"},
+        {"SetRelativesCommand", "SetRelativesCommand"},
+        {"IptvStbBlockConfig", "IptvStbBlockConfig in CIptvWizardStbBlock::ExpandWizStbBlock"},
+        {"IptvViewedChannels", "IptvViewedChannels in CIptvWizardStbBlock::SetupViewedChannels"},
+        {"IptvViewingProfileConfig",
+         "IptvViewingProfileConfig in CIptvWizardStbBlock::SetupViewingProfileConfig"},
+        {"IptvStartTestCommand", "IptvStartTestCommand"},
+        {"AnalyzerStopCommand", "AnalyzerStopCommand"},
+    };
+    testing_aids::LogCapture log;
+    for (const auto& wanted : cases) {
+        SCOPED_TRACE(wanted.class_name);
+        testing_aids::TestProject own;
+        WizardScene own_scene(own);
+        const Good good{own_scene};
+        good.config.Set("IpVersion", wanted.ip_version);
+        {
+            const NoOther none(wanted.class_name);
+            EXPECT_EQ(own_scene.Finish(),
+                      kBadAllocation + wanted.logged.substr(0, wanted.logged.find(' ')) + ".");
+        }
+        EXPECT_THAT(log.Take(),
+                    Contains(kDevLog + "MEMORY ALLOCATION ERROR: for object: " + wanted.logged + " "));
+        EXPECT_EQ(own_scene.Finish(), "");
     }
 }
 

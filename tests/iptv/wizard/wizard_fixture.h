@@ -90,6 +90,20 @@ class WizardScene {
     testing_aids::TestProject& project_;
 };
 
+/// Channels 1 to 4 from one port to the set-top boxes of another.
+struct Good {
+    explicit Good(WizardScene& scene) : s(scene) {}
+
+    WizardScene& s;
+    core::CPort& from = s.MakePort("From");
+    core::CPort& to = s.MakePort("To");
+    core::CEmulatedDevice& server = s.MakeDevice(&from, "Server");
+    core::CEmulatedDevice& homes = s.MakeDevice(&to, "Homes");
+    CScriptable& config = s.Config();
+    CScriptable& sources = s.MakeSources(from, {{"Name", "Sources"}, {"TrafHost", Handle(server)}});
+    CScriptable& boxes = s.MakeBoxes(homes, {{"Name", "Boxes"}});
+};
+
 class WizardTest : public testing::Test {
   protected:
     testing_aids::LogCapture log;

@@ -1,4 +1,6 @@
 // The wizard's objects by themselves: settings that are mirrored, and settings that set others.
+#include <utility>
+
 #include "wizard/wizard_fixture.h"
 
 namespace {
@@ -51,10 +53,27 @@ TEST_F(WizardTest, SettingsOfTheCommandAreThoseOfTheTest) {
     EXPECT_EQ(Configs(project).size(), 1u);
 }
 
+TEST_F(WizardTest, ANewCommandShowsTheSettingsOfTheTest) {
+    CScriptable& config = scene.Config();
+    const auto& settings =
+        framework::CMetaClassManager::Instance().GetClass("IptvWizardFinishCommand")->GetDefinition();
+    for (const auto& setting : settings.own_properties)
+        config.Set(setting.name.c_str(), AnotherValue(setting));
+    const std::string before = DescribeProjectAndSequence();
+    auto& finish = scene.Make("IptvWizardFinishCommand", project.Root());
+    for (const auto& setting : settings.own_properties)
+        EXPECT_EQ(finish.Get(setting.name.c_str()), AnotherValue(setting)) << setting.name;
+    finish.Set("TestEnv", "TESTING");
+    EXPECT_EQ(config.Get("TestEnv"), "TESTING") << "a default that is a change";
+    config.Set("TestEnv", finish.GetMetaClass()->FindProperty("TestEnv")->enumeration->values.back().first);
+    finish.Delete();
+    EXPECT_EQ(DescribeProjectAndSequence(), before);
+}
+
 TEST_F(WizardTest, ATrafficHostIsListedOnce) {
     auto& sources = scene.MakeSources(scene.MakePort("P"));
     for (const char* host : {"7", "9", "0", "7"}) sources.Set("TrafHost", host);
-    EXPECT_EQ(sources.GetTrafHostList(), (std::vector<std::uint32_t>{7, 9}));
+    EXPECT_EQ(std::as_const(sources).GetTrafHostList(), (std::vector<std::uint32_t>{7, 9}));
 }
 
 TEST_F(WizardTest, ChannelsShareTheRateOfAPreset) {

@@ -25,7 +25,7 @@ void BuildIpv4Testing(WizardScene& s) {
     s.Make("PppoaClientBlockConfig", tagged, {{"Name", "not asked"}});
     SetAll(s.Config(), {{"SaveResultsPerIteration", "true"}});
     auto& sources = s.MakeSources(head_end, {{"ChannelName", "News"}});
-    for (const CScriptable* host : {&tagged, &plain}) sources.Set("TrafHost", Handle(*host));
+    sources.GetTrafHostList() = {tagged.GetHandle(), plain.GetHandle(), tagged.GetHandle()};
     s.MakeBoxes(homes);
 }
 
@@ -119,7 +119,33 @@ void PrintTo(const Case& wanted, std::ostream* out) {
     *out << wanted.name;
 }
 
-class WizardTreeTest : public WizardTest, public testing::WithParamInterface<Case> {};
+/// While it lives, new objects of a class have another value in a property: what the wizard does not set
+/// shows in the tree.
+class OtherDefault {
+  public:
+    OtherDefault(const char* class_name, const std::string& property, const std::string& value)
+        : class_(*framework::CMetaClassManager::Instance().GetClass(class_name)),
+          property_(*class_.FindProperty(property)) {
+        Set(property_.Parse(value));
+    }
+    ~OtherDefault() { Set(property_.default_value); }
+    OtherDefault(const OtherDefault&) = delete;
+    OtherDefault& operator=(const OtherDefault&) = delete;
+
+  private:
+    void Set(const framework::PropertyValue& value) {
+        const_cast<framework::PropertyValue&>(class_.GetDefaults()[property_.slot]) = value;
+    }
+    const framework::CMetaClass& class_;
+    const framework::CPropertyMeta& property_;
+};
+
+class WizardTreeTest : public WizardTest, public testing::WithParamInterface<Case> {
+    // What the wizard sets to the default in all trees.
+    OtherDefault ipv4_prefix_{"Ipv4NetworkBlock", "PrefixLength", "7"};
+    OtherDefault ipv6_prefix_{"Ipv6NetworkBlock", "PrefixLength", "7"};
+    OtherDefault details_{"EOTResultsWriteIterationCommand", "EnableDetailedResultsCollection", "false"};
+};
 
 TEST_P(WizardTreeTest, IsWhatTheFileSays) {
     GetParam().build(scene);

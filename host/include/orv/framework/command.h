@@ -41,6 +41,9 @@ class CCommand : public CScriptable {
     /// Asks every command that is under way at or below `root` (null: anywhere) to end, and yields until they
     /// have.
     static void CancelAll(const CScriptable* root = nullptr);
+    /// Commands at or below `root` (null: anywhere, also those without parent) that are waiting for their
+    /// turn or running.
+    static std::vector<CCommand*> GetUnderWay(const CScriptable* root = nullptr);
     bool GetProgressCancelled() const;
     void SetProgress(std::uint32_t done, std::uint32_t total);
 

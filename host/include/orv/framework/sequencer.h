@@ -27,7 +27,8 @@ class CSequencer : public CScriptable {
     static CSequencer& Instance();
 
     /// Empties the sequence; `destroy`: the commands are destroyed, otherwise they go back under the project.
-    /// Throws COrvRunTimeError while the sequence runs.
+    /// Throws COrvRunTimeError while the sequence runs, and when a command that is to be destroyed, or one
+    /// below it, is under way (naming it); nothing has changed then.
     void Clear(bool destroy);
     /// Appends commands in the given order; they become children of the sequencer. Throws COrvRunTimeError
     /// naming the handle that is no command, and then appends none.

@@ -9,8 +9,8 @@ namespace orv::l2l3 {
 /// the property TestType and the iteration, with a database file of the iteration's own to which every result
 /// handler adds what it has. The iteration is that of the loop that the command stands in, 1 outside of one.
 ///
-/// Does nothing, and says so in its status, when no results are kept or there are none. What cannot be
-/// written does not stop a sequence; it is logged, and the status tells why.
+/// Does nothing, and says so in its status, when no results are kept, or there are none since it last wrote
+/// some. What cannot be written does not stop a sequence; it is logged, and the status tells why.
 class CEotResultsWriteIterationCommand : public framework::CCommand {
   public:
     static framework::ClassId CLASS_ID();

@@ -43,14 +43,16 @@ constexpr CopiedProperty kMirrored[] = {
     {From::InitialIpv6Address, To::InitialIpv6Address},
 };
 
+CScriptable* FindTestConfig() {
+    const auto* project = core::CProject::GetCurrentActiveInstance();
+    return project ? project->GetObject(CIptvWizardTestConfig::CLASS_ID(), common::kParentChild) : nullptr;
+}
+
 CIptvWizardTestConfig& GetOrMakeTestConfig() {
     auto* project = core::CProject::GetCurrentActiveInstance();
-    CScriptable* object = nullptr;
-    if (project) {
-        object = project->GetObject(CIptvWizardTestConfig::CLASS_ID(), common::kParentChild);
-        if (!object)
-            object = framework::CScriptableCreator().Create(CIptvWizardTestConfig::CLASS_ID(), project);
-    }
+    CScriptable* object = FindTestConfig();
+    if (project && !object)
+        object = framework::CScriptableCreator().Create(CIptvWizardTestConfig::CLASS_ID(), project);
     auto* config = dynamic_cast<CIptvWizardTestConfig*>(object);
     if (!config) {
         LogResource(devLogger(), LogLevelType::Error, resource::kMemoryAllocationError,
@@ -76,6 +78,17 @@ const framework::CMetaClass* CIptvWizardFinishCommand::GetMetaClassStatic() {
     static const framework::CMetaClass* const meta_class =
         framework::CMetaClassManager::Instance().GetClass(CLASS_ID());
     return meta_class;
+}
+
+bool CIptvWizardFinishCommand::OnInit() {
+    if (const CScriptable* config = FindTestConfig()) {
+        // Each value goes back to where it is from, which changes nothing there.
+        for (const auto& [own, of_test] : kMirrored) {
+            const CopiedProperty back{of_test, own};
+            CopyProperties(*config, *this, {&back, 1});
+        }
+    }
+    return CCommand::OnInit();
 }
 
 void CIptvWizardFinishCommand::OnPropertyModified(framework::Property& property) {

@@ -7,14 +7,16 @@ namespace orv::iptv {
 
 using common::ClassId;
 
-/// Holds the settings of the whole test while a user edits them: each one that is set is set in the project's
-/// wizard test configuration too, which is made when there is none. Running the command builds the test and
-/// its sequence (CIptvWizardManager::SetupTest).
+/// Holds the settings of the whole test while a user edits them. A new one shows those of the project's
+/// wizard test configuration, if there is one. Each one that is changed is changed in that configuration too,
+/// which is made when there is none; a default that nobody has changed is not. Running the command builds the
+/// test and its sequence (CIptvWizardManager::SetupTest).
 class CIptvWizardFinishCommand : public framework::CCommand {
   public:
     static ClassId CLASS_ID();
     static const framework::CMetaClass* GetMetaClassStatic();
 
+    bool OnInit() override;
     /// Throws COrvException when there is no wizard test configuration and none can be made.
     void OnPropertyModified(framework::Property& property) override;
     /// Fails inside a sequence, which it would destroy together with itself.

@@ -1,7 +1,10 @@
 #include "wizard/IptvWizardManager.h"
 
 #include "IptvLog.h"
+#include "config/ChannelBlockIndex.h"
 #include "control/IptvStartTestCommand.h"
+#include "control/IptvStopTestCommand.h"
+#include "control/IptvWaitForTestCompletionCommand.h"
 #include "orv/common/exceptions.h"
 #include "orv/core/emulated_device.h"
 #include "orv/core/port.h"
@@ -9,6 +12,7 @@
 #include "orv/framework/sequencer.h"
 #include "orv/ids/framework_ids.h"
 #include "orv/ids/iptv_ids.h"
+#include "results/IptvResultsManager.h"
 #include "wizard/IptvWizardMcastSources.h"
 #include "wizard/IptvWizardStbBlock.h"
 #include "wizard/IptvWizardTestConfig.h"
@@ -16,6 +20,38 @@
 #include "wizard/WizardSequence.h"
 
 namespace orv::iptv {
+
+namespace {
+
+bool IsOfAnIptvTest(const framework::CCommand& command) {
+    return command.IsTypeOf(CIptvStartTestCommand::CLASS_ID()) ||
+           command.IsTypeOf(CIptvStopTestCommand::CLASS_ID()) ||
+           command.IsTypeOf(CIptvWaitForTestCompletionCommand::CLASS_ID());
+}
+
+/// What works cannot be deleted, and works with objects that would be.
+void CheckNothingIsUnderWay() {
+    const auto refuse = [](const std::string& what) {
+        throw common::COrvRunTimeError("The IPTV wizard cannot replace " + what);
+    };
+    using framework::CCommand;
+    using framework::CSequencer;
+    const CSequencer& sequencer = CSequencer::Instance();
+    if (sequencer.GetSequencerState() == CSequencer::SEQUENCER_RUNNING)
+        refuse("the sequence while it runs. Stop it, or wait for its end.");
+    const CIptvResultsManager* results = CIptvResultsManager::FindResultsManager();
+    if (results && results->IsStopping())
+        refuse("an IPTV test whose ports are still stopping. Wait for its end.");
+    if (CIptvResultsManager::IsTestRunning())
+        refuse("an IPTV test while it runs. Stop it, or wait for its end.");
+    std::vector<CCommand*> under_way = CCommand::GetUnderWay(&sequencer);
+    for (CCommand* command : CCommand::GetUnderWay())
+        if (IsOfAnIptvTest(*command)) under_way.push_back(command);
+    if (!under_way.empty())
+        refuse(under_way.front()->Describe() + " while it is under way. Cancel it, or wait for its end.");
+}
+
+}  // namespace
 
 CIptvWizardManager* CIptvWizardManager::GetWizardManager() {
     // Never destroyed: it is used as long as there is a process.
@@ -25,11 +61,7 @@ CIptvWizardManager* CIptvWizardManager::GetWizardManager() {
 
 void CIptvWizardManager::SetupTest() {
     Trace([] { return "CIptvWizardManager::SetupTest() Setting test based on wizard inputs"; });
-    using framework::CSequencer;
-    if (CSequencer::Instance().GetSequencerState() == CSequencer::SEQUENCER_RUNNING) {
-        throw common::COrvRunTimeError(
-            "The IPTV wizard cannot replace the sequence while it runs. Stop it, or wait for its end.");
-    }
+    CheckNothingIsUnderWay();
     CleanUp();
     ProcessWizardMcastSources();
     std::vector<std::uint32_t> stb_blocks;
@@ -56,12 +88,14 @@ void CIptvWizardManager::ProcessWizardMcastSources() {
 
 void CIptvWizardManager::SetupStbBlocks(std::vector<std::uint32_t>& stbBlockHandles) {
     constexpr const char* kOperation = "CIptvWizardManager::SetupStbBlocks";
+    const ChannelBlockIndex channel_blocks = ChannelBlockIndex::OfProject();
     for (const auto* device : GetWizardChildren<core::CEmulatedDevice>(
              GetWizardProject(kOperation), {"EmulatedDevice", "DeviceIterator", kOperation},
              "EmulatedDevice.")) {
         for (auto* boxes : GetWizardChildren<CIptvWizardStbBlock>(
                  *device, {"IptvWizardStbBlock", "wizardStbBlockIterator", kOperation}, "WizardStbBlock.")) {
-            boxes->ExpandWizStbBlock(stbBlockHandles.emplace_back(0), m_hostConfigHandles.emplace_back(0));
+            boxes->ExpandWizStbBlock(stbBlockHandles.emplace_back(0), m_hostConfigHandles.emplace_back(0),
+                                     channel_blocks);
         }
     }
     Trace([] {
@@ -75,7 +109,8 @@ void CIptvWizardManager::SetupStartTestCommand(std::vector<std::uint32_t>& stbBl
     namespace To = ids::IptvStartTestCommand;
     constexpr const char* kOperation = "CIptvWizardManager::SetupStartTestCommand";
     auto& start = MakeWizardObject<CIptvStartTestCommand>(
-        CIptvStartTestCommand::CLASS_ID(), &GetWizardProject(kOperation), "IptvStartTestCommand", kOperation);
+        CIptvStartTestCommand::CLASS_ID(), &GetWizardProject(kOperation), "IptvStartTestCommand", "");
+    m_startCommandHandle = start.GetHandle();
     static constexpr CopiedProperty kCopied[] = {
         {From::TestName, To::TestName},
         {From::TestType, To::TestType},
@@ -95,7 +130,8 @@ void CIptvWizardManager::SetupStartTestCommand(std::vector<std::uint32_t>& stbBl
 }
 
 void CIptvWizardManager::SetupIptvSequencer() {
-    WizardSequence sequence(GetWizardProject("CIptvWizardManager::SetupIptvSequencer"), GetWizTestConfig());
+    WizardSequence sequence(GetWizardProject("CIptvWizardManager::SetupIptvSequencer"), GetWizTestConfig(),
+                            m_startCommandHandle);
     sequence.Build();
     sequence.HandOver();
     Trace([] { return "CIptvWizardManager::SetupSequencer Sequencer has been set up"; });
@@ -113,8 +149,7 @@ void CIptvWizardManager::SetupRelations(std::uint32_t objectHandle, std::string 
                                         std::uint32_t relativeHandle, bool append) {
     namespace Id = ids::SetRelativesCommand;
     auto& command = MakeWizardObject<framework::CSetRelativesCommand>(
-        framework::CSetRelativesCommand::CLASS_ID(), nullptr, "SetRelativesCommand",
-        "CIptvWizardManager::SetupRelations");
+        framework::CSetRelativesCommand::CLASS_ID(), nullptr, "SetRelativesCommand", "");
     const OwnedScriptable owner(&command);
     command.Set(Id::SrcObjectHandle, objectHandle);
     command.Set(Id::RelationName, relationName + (targets ? "-Targets" : "-Sources"));

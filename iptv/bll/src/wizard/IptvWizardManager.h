@@ -26,7 +26,9 @@ class CIptvWizardManager : public framework::CScriptable {
     static CIptvWizardManager* GetWizardManager();
 
     /// Replaces what the wizard made before with the test that the project's wizard objects describe now, and
-    /// the sequence with the commands that run it. Refused while the sequence runs.
+    /// the sequence with the commands that run it. Refused, and nothing is changed then, while the sequence
+    /// or an IPTV test runs, the ports of a test are stopping, or a command is under way that would have to
+    /// go.
     void SetupTest();
 
     /// The steps of SetupTest.
@@ -35,6 +37,8 @@ class CIptvWizardManager : public framework::CScriptable {
     /// Appends the handles of the set-top-box blocks that are made.
     void SetupStbBlocks(std::vector<std::uint32_t>& stbBlockHandles);
     void SetupStartTestCommand(std::vector<std::uint32_t>& stbBlockHandles);
+    /// Runs the start command of the last SetupStartTestCommand; without it in the project an internal lookup
+    /// failure.
     void SetupIptvSequencer();
 
     /// The project's wizard test configuration.
@@ -56,6 +60,7 @@ class CIptvWizardManager : public framework::CScriptable {
     std::vector<std::uint32_t> m_mcastGroupHandles;
     std::vector<std::uint32_t> m_streamBlockHandles;
     std::vector<std::uint32_t> m_hostConfigHandles;
+    std::uint32_t m_startCommandHandle = 0;
 };
 
 }  // namespace orv::iptv

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <utility>
 
 #include "InitAttributeBuilder.h"
 #include "orv/framework/meta_class_manager.h"
@@ -30,8 +31,18 @@ const std::vector<std::uint32_t>& CIptvWizardMcastSources::GetTrafHostList() con
     return GetCollection<std::uint32_t>(Id::TrafHostList);
 }
 
-void CIptvWizardMcastSources::SetTrafHostList(std::vector<std::uint32_t> handles) {
-    SetCollection(Id::TrafHostList, std::move(handles));
+CIptvWizardMcastSources::TrafHosts::operator const std::vector<std::uint32_t>&() const {
+    return std::as_const(source_).GetTrafHostList();
+}
+
+CIptvWizardMcastSources::TrafHosts& CIptvWizardMcastSources::TrafHosts::operator=(
+    std::vector<std::uint32_t> handles) {
+    source_.SetCollection(Id::TrafHostList, std::move(handles));
+    return *this;
+}
+
+void CIptvWizardMcastSources::TrafHosts::push_back(std::uint32_t handle) {
+    source_.AddToCollection(Id::TrafHostList, handle);
 }
 
 std::uint32_t CIptvWizardMcastSources::GetNumOfChannels() const {
@@ -45,9 +56,8 @@ void CIptvWizardMcastSources::SetChannelRate(double rate) {
 void CIptvWizardMcastSources::OnPropertyModified(framework::Property& property) {
     if (property.GetId() == Id::TrafHost) {
         const std::uint32_t host = GetU32(Id::TrafHost);
-        const auto& hosts = GetTrafHostList();
-        if (host != 0 && std::find(hosts.begin(), hosts.end(), host) == hosts.end())
-            AddToCollection(Id::TrafHostList, host);
+        TrafHosts hosts = GetTrafHostList();
+        if (host != 0 && std::find(hosts.begin(), hosts.end(), host) == hosts.end()) hosts.push_back(host);
     } else if (property.GetId() == Id::ChannelRatePreset) {
         constexpr double kMbps[] = {1.5, 2, 2.5, 3, 4, 8};
         const std::uint8_t preset = GetU8(Id::ChannelRatePreset);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 #include "orv/framework/scriptable.h"
@@ -27,9 +28,23 @@ class CIptvWizardMcastSources : public framework::CScriptable {
     static ClassId CLASS_ID();
     static const framework::CMetaClass* GetMetaClassStatic();
 
-    /// Handles of the emulated devices that send the channels, each once.
+    /// The traffic hosts of a source, to be read and changed. Every change is one of the property.
+    class TrafHosts {
+      public:
+        explicit TrafHosts(CIptvWizardMcastSources& source) : source_(source) {}
+        operator const std::vector<std::uint32_t>&() const;
+        auto begin() const { return std::as_const(source_).GetTrafHostList().begin(); }
+        auto end() const { return std::as_const(source_).GetTrafHostList().end(); }
+        TrafHosts& operator=(std::vector<std::uint32_t> handles);
+        void push_back(std::uint32_t handle);
+
+      private:
+        CIptvWizardMcastSources& source_;
+    };
+
+    /// Handles of the emulated devices that send the channels.
     const std::vector<std::uint32_t>& GetTrafHostList() const;
-    void SetTrafHostList(std::vector<std::uint32_t> handles);
+    TrafHosts GetTrafHostList() { return TrafHosts(*this); }
     std::uint32_t GetNumOfChannels() const;
     /// Load of each stream block, Mbit/s.
     void SetChannelRate(double rate);
@@ -47,9 +62,9 @@ class CIptvWizardMcastSources : public framework::CScriptable {
     // SetupChannelBlock.cpp
     mcastcore::CMulticastGroup& SetupChannelBlocknMcastGroup(const CIptvWizardTestConfig& config,
                                                              std::uint32_t& groupHandle);
-    void SetupChannelBlock(const mcastcore::CMulticastGroup& group);
-    void SetupSourceFilter(CIptvChannelBlock& channelBlock);
-    void CopyNetworkBlock(CIptvChannelBlock& channelBlock);
+    void SetupChannelBlock(const mcastcore::CMulticastGroup& group, bool ipv4);
+    void SetupSourceFilter(CIptvChannelBlock& channelBlock, bool ipv4);
+    void CopyNetworkBlock(CIptvChannelBlock& channelBlock, bool ipv4);
     // SetupStreamBlock.cpp
     void SetupStreamBlock(const mcastcore::CMulticastGroup& group, bool ipv4,
                           std::vector<std::uint32_t>& streamBlockHandles);

@@ -5,16 +5,17 @@
 #include "InitAttributeBuilder.h"
 #include "IptvLog.h"
 #include "IptvResources.h"
-#include "config/ChannelBlockIndex.h"
 #include "config/IptvChannelBlock.h"
 #include "config/IptvStbBlockConfig.h"
 #include "config/IptvViewedChannels.h"
 #include "config/IptvViewingProfileConfig.h"
 #include "orv/common/exceptions.h"
 #include "orv/core/emulated_device.h"
+#include "orv/core/network_interface.h"
 #include "orv/framework/meta_class_manager.h"
 #include "orv/framework/notification_service.h"
 #include "orv/framework/static_registration.h"
+#include "orv/ids/core_ids.h"
 #include "orv/ids/iptv_ids.h"
 #include "orv/igmpmld/multicast_host_config.h"
 #include "wizard/IptvWizardManager.h"
@@ -54,7 +55,8 @@ core::CEmulatedDevice& CIptvWizardStbBlock::GetDevice(const char* operation) con
                        "EmulatedDevice associated with " + GetName());
 }
 
-void CIptvWizardStbBlock::ExpandWizStbBlock(std::uint32_t& stbBlockHandle, std::uint32_t& hostConfigHandle) {
+void CIptvWizardStbBlock::ExpandWizStbBlock(std::uint32_t& stbBlockHandle, std::uint32_t& hostConfigHandle,
+                                            const ChannelBlockIndex& channelBlocks) {
     constexpr const char* kOperation = "CIptvWizardStbBlock::ExpandWizStbBlock";
     core::CEmulatedDevice& device = GetDevice(kOperation);
     SetupMcastHostConfig(hostConfigHandle);
@@ -67,7 +69,7 @@ void CIptvWizardStbBlock::ExpandWizStbBlock(std::uint32_t& stbBlockHandle, std::
                            "MulticastHost associated with " + device.GetName());
     }
     CIptvWizardManager::SetupRelations(stbBlockHandle, "MulticastParam", true, hostConfigHandle, false);
-    SetupViewedChannels(block);
+    SetupViewedChannels(block, channelBlocks);
     SetupViewingProfile(block);
     static constexpr CopiedProperty kCopied[] = {
         {Id::SaveTimeStamps, ids::IptvStbBlockConfig::SaveTimeStamps},
@@ -86,6 +88,7 @@ igmpmld::CMulticastHostConfig& CIptvWizardStbBlock::SetupMcastHostConfig(std::ui
         ThrowLookupFailure({"NetworkInterface", "EmulatedDevice", kOperation},
                            "NetworkInterface associated with " + device.GetName());
     }
+    WarnOfVersions(ipv4, *interface);
     auto& config = MakeWizardObject<igmpmld::CMulticastHostConfig>(
         ipv4 ? igmpmld::CIgmpHostConfig::CLASS_ID() : igmpmld::CMldHostConfig::CLASS_ID(), &device,
         ipv4 ? "MulticastHostConfig" : "MldHostConfig", kMaker);
@@ -97,7 +100,18 @@ igmpmld::CMulticastHostConfig& CIptvWizardStbBlock::SetupMcastHostConfig(std::ui
     return config;
 }
 
-void CIptvWizardStbBlock::SetupViewedChannels(const CIptvStbBlockConfig& block) {
+void CIptvWizardStbBlock::WarnOfVersions(bool ipv4, const core::CNetworkInterface& interface) const {
+    const std::string boxes = Describe() + " on " + GetParent()->GetName();
+    if (!interface.IsTypeOf(ipv4 ? ids::Ipv4If::CLASS : ids::Ipv6If::CLASS))
+        WarnOfIpVersion(boxes + " uses " + interface.Describe(), ipv4);
+    const std::uint8_t version = GetU8(Id::IgmpMldVersion);
+    const bool of_ipv4 = version <= ids::WizardIgmpMldVersion::IGMP_V3;
+    if (version <= ids::WizardIgmpMldVersion::MLD_V2 && of_ipv4 != ipv4)
+        WarnOfIpVersion(boxes + " has the version " + Get("IgmpMldVersion"), ipv4);
+}
+
+void CIptvWizardStbBlock::SetupViewedChannels(const CIptvStbBlockConfig& block,
+                                              const ChannelBlockIndex& channelBlocks) {
     constexpr const char* kOperation = "CIptvWizardStbBlock::SetupViewedChannels";
     auto& range = MakeWizardObject<CIptvViewedChannels>(
         CIptvViewedChannels::CLASS_ID(), &GetWizardProject(kOperation), "IptvViewedChannels", kOperation);
@@ -107,7 +121,7 @@ void CIptvWizardStbBlock::SetupViewedChannels(const CIptvStbBlockConfig& block) 
         {Id::ChannelRangeEnd, ids::IptvViewedChannels::ChannelRangeEnd},
     };
     CopyProperties(*this, range, kCopied);
-    const CIptvChannelBlock* channels = range.GetChannelBlockForViewChan(ChannelBlockIndex::OfProject());
+    const CIptvChannelBlock* channels = range.GetChannelBlockForViewChan(channelBlocks);
     if (!channels) {
         const std::string text = "A viewed channel was configured with no matching channel block.";
         LogResource(devLogger(), LogLevelType::Error, resource::kPreconditionError, {text});

@@ -3,11 +3,13 @@
 
 #include <cstdint>
 
+#include "config/ChannelBlockIndex.h"
 #include "orv/framework/scriptable.h"
 
 namespace orv::core {
 class CEmulatedDevice;
-}
+class CNetworkInterface;
+}  // namespace orv::core
 namespace orv::igmpmld {
 class CMulticastHostConfig;
 }
@@ -26,8 +28,9 @@ class CIptvWizardStbBlock : public framework::CScriptable {
 
     /// Makes the objects. Each handle is set as soon as its object exists, also when the call throws:
     /// COrvRunTimeError for what is missing or cannot be made, and for a range of channels that no channel
-    /// block holds.
-    void ExpandWizStbBlock(std::uint32_t& stbBlockHandle, std::uint32_t& hostConfigHandle);
+    /// block holds. `channelBlocks`: those to choose from; one list does for all wizard objects of a project.
+    void ExpandWizStbBlock(std::uint32_t& stbBlockHandle, std::uint32_t& hostConfigHandle,
+                           const ChannelBlockIndex& channelBlocks = ChannelBlockIndex::OfProject());
 
     bool IsSingleton() const override { return false; }
 
@@ -35,7 +38,8 @@ class CIptvWizardStbBlock : public framework::CScriptable {
     /// The parent; anything else is an internal lookup failure.
     core::CEmulatedDevice& GetDevice(const char* operation) const;
     igmpmld::CMulticastHostConfig& SetupMcastHostConfig(std::uint32_t& hostConfigHandle);
-    void SetupViewedChannels(const CIptvStbBlockConfig& block);
+    void WarnOfVersions(bool ipv4, const core::CNetworkInterface& interface) const;
+    void SetupViewedChannels(const CIptvStbBlockConfig& block, const ChannelBlockIndex& channelBlocks);
     void SetupViewingProfile(const CIptvStbBlockConfig& block);
 };
 

@@ -1,5 +1,8 @@
 // The multicast group and the channel block of a wizard source.
+#include "IptvLog.h"
+#include "IptvResources.h"
 #include "config/IptvChannelBlock.h"
+#include "orv/common/exceptions.h"
 #include "orv/core/ipv4_network_block.h"
 #include "orv/core/ipv6_network_block.h"
 #include "orv/framework/notification_service.h"
@@ -35,6 +38,11 @@ Block& MakeGroup(CScriptable& project, const std::string& class_name, const std:
     return *block;
 }
 
+std::string DescribeWithPort(const CScriptable& source) {
+    const CScriptable* port = source.GetParent();
+    return port ? source.Describe() + " on " + port->GetName() : source.Describe();
+}
+
 void Register(CScriptable& object) {
     framework::CNotificationService::Instance().RegisterCallback(&object);
 }
@@ -43,6 +51,11 @@ void Register(CScriptable& object) {
 
 mcastcore::CMulticastGroup& CIptvWizardMcastSources::SetupChannelBlocknMcastGroup(
     const CIptvWizardTestConfig& config, std::uint32_t& groupHandle) {
+    if (GetNumOfChannels() == 0) {
+        const std::string text = DescribeWithPort(*this) + " has no channels.";
+        LogResource(devLogger(), LogLevelType::Error, resource::kPreconditionError, {text});
+        throw common::COrvRunTimeError(text, true);
+    }
     CScriptable& project = GetWizardProject(kGroupOperation);
     core::CNetworkBlock* block = nullptr;
     if (config.IsIpv4()) {
@@ -61,12 +74,12 @@ mcastcore::CMulticastGroup& CIptvWizardMcastSources::SetupChannelBlocknMcastGrou
     block->SetNetworkCount(GetNumOfChannels());
     block->SetAddrIncrement(config.GetGroupAddrIncrement());
     auto& group = dynamic_cast<mcastcore::CMulticastGroup&>(*block->GetParent());
-    SetupChannelBlock(group);
+    SetupChannelBlock(group, config.IsIpv4());
     Register(group);
     return group;
 }
 
-void CIptvWizardMcastSources::SetupChannelBlock(const mcastcore::CMulticastGroup& group) {
+void CIptvWizardMcastSources::SetupChannelBlock(const mcastcore::CMulticastGroup& group, bool ipv4) {
     auto& channel_block = MakeWizardObject<CIptvChannelBlock>(
         CIptvChannelBlock::CLASS_ID(), &GetWizardProject(kOperation), "IptvChannelBlock", kOperation);
     static constexpr CopiedProperty kCopied[] = {
@@ -77,15 +90,15 @@ void CIptvWizardMcastSources::SetupChannelBlock(const mcastcore::CMulticastGroup
     AddWizardRelation(
         channel_block, "MulticastParam-Targets", group.GetHandle(),
         std::string("Failed adding relation between IptvChannelBlock and MulticastGroup in ") + kOperation);
-    if (GetBool(Id::SourceFilterEnable)) SetupSourceFilter(channel_block);
+    if (GetBool(Id::SourceFilterEnable)) SetupSourceFilter(channel_block, ipv4);
     Register(channel_block);
 }
 
-void CIptvWizardMcastSources::SetupSourceFilter(CIptvChannelBlock& channelBlock) {
+void CIptvWizardMcastSources::SetupSourceFilter(CIptvChannelBlock& channelBlock, bool ipv4) {
     channelBlock.Set(ids::IptvChannelBlock::FilterMode, GetU8(Id::FilterMode));
     if (GetBool(Id::UseNetworkBlockSources)) {
         channelBlock.Set(ids::IptvChannelBlock::UseNetworkBlockSources, true);
-        CopyNetworkBlock(channelBlock);
+        CopyNetworkBlock(channelBlock, ipv4);
     } else {
         AddWizardRelation(
             channelBlock, "TrafficSources-Targets", GetU32(Id::SourceDevice),
@@ -94,7 +107,7 @@ void CIptvWizardMcastSources::SetupSourceFilter(CIptvChannelBlock& channelBlock)
     }
 }
 
-void CIptvWizardMcastSources::CopyNetworkBlock(CIptvChannelBlock& channelBlock) {
+void CIptvWizardMcastSources::CopyNetworkBlock(CIptvChannelBlock& channelBlock, bool ipv4) {
     static constexpr CopiedProperty kOfAll[] = {
         {ids::NetworkBlock::NetworkCount, ids::NetworkBlock::NetworkCount},
         {ids::NetworkBlock::AddrIncrement, ids::NetworkBlock::AddrIncrement},
@@ -117,6 +130,8 @@ void CIptvWizardMcastSources::CopyNetworkBlock(CIptvChannelBlock& channelBlock) 
     CopyProperties(*own, copy, kOfAll);
     const bool is_ipv4 = own->IsTypeOf(core::CIpv4NetworkBlock::CLASS_ID());
     CopyProperties(*own, copy, is_ipv4 ? kOfIpv4 : kOfIpv6);
+    if (is_ipv4 != ipv4)
+        WarnOfIpVersion(DescribeWithPort(*this) + " filters by the sources of " + own->Describe(), ipv4);
     Register(copy);
 }
 

@@ -36,6 +36,11 @@ core::CNetworkInterface* FindTopInterface(const core::CEmulatedDevice& device, b
     return found;
 }
 
+void WarnOfIpVersion(const std::string& text, bool ipv4_test, const std::source_location& where) {
+    LogText(userLogger(), LogLevelType::Warn,
+            text + ", which does not fit a test of " + (ipv4_test ? "IPv4." : "IPv6."), where);
+}
+
 void CopyProperties(const CScriptable& from, CScriptable& to, std::span<const CopiedProperty> properties) {
     std::string value;
     for (const auto& [source, target] : properties) {

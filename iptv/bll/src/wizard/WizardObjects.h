@@ -52,15 +52,19 @@ std::vector<T*> GetWizardChildren(const CScriptable& parent, const LookupFailure
     return children;
 }
 
-/// A new object, reported under `where_used` ("CIptvWizardManager::SetupTest") when it cannot be made. What
-/// is made without parent is the caller's.
+/// A new object. When it cannot be made, the log says so with `where_used`
+/// ("CIptvWizardStbBlock::SetupViewedChannels"), and without it when that is empty. What is made without
+/// parent is the caller's.
 template <class T>
 T& MakeWizardObject(ClassId id, CScriptable* parent, const std::string& class_name,
                     const std::string& where_used,
                     const std::source_location& where = std::source_location::current()) {
     CScriptable* object = framework::CScriptableCreator().Create(id, parent, true, true, 0);
     auto* made = dynamic_cast<T*>(object);
-    if (!made) ThrowCreationFailure(class_name + " in " + where_used, class_name, where);
+    if (!made) {
+        const std::string what = where_used.empty() ? class_name : class_name + " in " + where_used;
+        ThrowCreationFailure(what, class_name, where);
+    }
     return *made;
 }
 
@@ -73,6 +77,10 @@ void AddWizardRelation(CScriptable& source, const std::string& relation, std::ui
 /// The device's top interface of the wanted IP version; one of another version when there is none, null
 /// without any.
 core::CNetworkInterface* FindTopInterface(const core::CEmulatedDevice& device, bool ipv4);
+
+/// Tells the user that something does not fit the IP version of the test, which is built all the same.
+void WarnOfIpVersion(const std::string& text, bool ipv4_test,
+                     const std::source_location& where = std::source_location::current());
 
 /// A property of one object, and the property of another that takes its value. Both are of one type.
 using CopiedProperty = std::pair<framework::PropId, framework::PropId>;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "control/FindByHandle.h"
 #include "control/IptvStartTestCommand.h"
 #include "orv/core/emulated_device.h"
 #include "orv/core/port.h"
@@ -51,9 +52,9 @@ BindingDevices WizardSequence::GetBindingDevices() const {
     return devices;
 }
 
-CScriptable& WizardSequence::FindStartTestCommand() const {
-    CScriptable* start = project_.GetObject(CIptvStartTestCommand::CLASS_ID(), common::kParentChild);
-    if (!start)
+const CIptvStartTestCommand& WizardSequence::FindStartTestCommand() const {
+    const auto* start = FindByHandle<CIptvStartTestCommand>(start_command_);
+    if (!start || start->GetParent() != &project_ || start->IsDeleted())
         ThrowLookupFailure({"CIptvStartTestCommand", "CProject", kOperation}, "IptvStartTestCommand.");
     return *start;
 }
@@ -146,7 +147,7 @@ std::size_t WizardSequence::ReleaseWaitDevices(const BindingDevices& devices) {
 void WizardSequence::Build() {
     const BindingDevices devices = GetBindingDevices();
     const std::uint32_t resolve = Make("ArpNdStartOnAllDevicesCommand");
-    const CScriptable& start = FindStartTestCommand();
+    const CIptvStartTestCommand& start = FindStartTestCommand();
     const std::uint32_t wait = Make("IptvWaitForTestCompletionCommand");
     const std::size_t binds = BindWaitDevices(devices);
     list_.insert(list_.end(), {resolve, start.GetHandle(), wait});

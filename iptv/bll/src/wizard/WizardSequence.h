@@ -10,6 +10,7 @@
 
 namespace orv::iptv {
 
+class CIptvStartTestCommand;
 class CIptvWizardTestConfig;
 
 /// Handles of the protocol blocks by which the hosts of the project get their addresses or sessions.
@@ -24,8 +25,10 @@ struct BindingDevices {
 /// Commands that it still holds when it is destroyed go with it.
 class WizardSequence {
   public:
-    WizardSequence(const core::CProject& project, const CIptvWizardTestConfig& config)
-        : project_(project), config_(config) {}
+    /// `startCommand`: handle of the start command, a child of the project.
+    WizardSequence(const core::CProject& project, const CIptvWizardTestConfig& config,
+                   std::uint32_t startCommand)
+        : project_(project), config_(config), start_command_(startCommand) {}
 
     /// Makes all commands. Throws COrvRunTimeError when one cannot be made, or an object that they work on is
     /// missing.
@@ -41,7 +44,7 @@ class WizardSequence {
     };
 
     BindingDevices GetBindingDevices() const;
-    CScriptable& FindStartTestCommand() const;
+    const CIptvStartTestCommand& FindStartTestCommand() const;
     std::vector<std::uint32_t> GetGenerators() const;
     std::vector<std::uint32_t> GetAnalyzers() const;
     std::vector<std::uint32_t> GetStreamBlocks() const;
@@ -57,6 +60,7 @@ class WizardSequence {
 
     const core::CProject& project_;
     const CIptvWizardTestConfig& config_;
+    std::uint32_t start_command_;
     std::vector<std::uint32_t> list_;    ///< the sequence
     std::vector<OwnedScriptable> made_;  ///< commands without parent
 };
