@@ -51,6 +51,7 @@ class BusyPort {
         channels.channel_initial_step = 1;
         channels.channel_ip_start.v4 = {{225, 0, 0, 1}};
         channels.channel_ip_step.v4 = {{0, 0, 0, 1}};
+        channels.filterMode = FilterModeType::EXCLUDE;
         settopBlockConfig_s block;
         block.settop_count = stbs;
         block.channel_handle = {0};

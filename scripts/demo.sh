@@ -1,9 +1,19 @@
 #!/usr/bin/env bash
-# Installs what is needed, builds, and shows what there is: loads the plug-in, lists its classes, and builds, encodes and
-# decodes a message.
+# Installs what is needed, builds the program, runs an example test with it, and shows what it found.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-packages.sh
 cmake --preset release >/dev/null
-cmake --build --preset release --target orv_show iptv
-exec build/release/bin/orv_show build/release/bin/plugins/iptv.so
+cmake --build --preset release --target iptvtest iptv
+
+export PATH="$PWD/build/release/bin:$PATH"
+show() { printf '\n$ %s\n' "$(printf '%q ' "$@")"; "$@"; }
+
+example=examples/zapping-ipv4.yaml
+database=build/demo.db
+rm -f "$database"*
+printf '\n'
+sed -n 's/^# //p' "$example" | sed '/Verdict/q'
+show iptvtest run "$example" --db "$database"
+show iptvtest results "$database"
+show iptvtest results "$database" "Port Result"

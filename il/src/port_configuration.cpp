@@ -42,9 +42,7 @@ void check(const iptvcd_1_bll::settopBlockConfig_s& block, const PortConfigurati
         refuse(fmt::format("{} STBs; 1 to {} are possible", block.settop_count, kMostStbs));
     if (!block.ppp_index.empty() && block.ppp_index.size() < block.settop_count)
         refuse(fmt::format("{} PPP sessions for {} STBs", block.ppp_index.size(), block.settop_count));
-    if (block.channel_handle.empty()) refuse("no channel block");
     configuration.profiles.at(block.profile_handle);
-    for (const std::uint32_t handle : block.channel_handle) configuration.channel_blocks.at(handle);
 }
 
 }  // namespace orv::il

@@ -80,7 +80,8 @@ struct PortConfiguration {
     void reset_hardware();
 };
 
-/// Throw PortFault for values that no port could work with.
+/// Throw PortFault for values that no port could work with. An STB block may name channel blocks that the
+/// port does not have: their channels are not viewed.
 void check(const iptvcd_1_bll::channelBlockConfig_s& block);
 void check(const iptvcd_1_bll::settopBlockConfig_s& block, const PortConfiguration& configuration);
 

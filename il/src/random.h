@@ -13,6 +13,12 @@ using Time = std::int64_t;
 inline constexpr Time kNever = -1;
 inline constexpr Time kMillisecond = 1'000'000;
 inline constexpr Time kSecond = 1'000'000'000;
+/// Nothing that a configuration asks for happens later than this after now; sums cannot overflow.
+inline constexpr std::uint64_t kLongestMs = 1'000'000'000'000;  // 30 years
+
+constexpr Time ms(std::uint64_t count) {
+    return static_cast<Time>(count < kLongestMs ? count : kLongestMs) * kMillisecond;
+}
 
 /// Spreads the bits of a number over all 64 (the output step of SplitMix64).
 constexpr std::uint64_t mixed(std::uint64_t value) {
@@ -38,13 +44,18 @@ class Random {
     }
     /// True with that probability. Draws nothing when it is 0.
     bool happens(double probability) { return probability > 0 && fraction() < probability; }
-    /// A whole number that is `expected` on average. Draws nothing when it is 0.
-    std::uint64_t about(double expected) {
-        return expected > 0 ? static_cast<std::uint64_t>(expected + fraction()) : 0;
-    }
+    /// How many of `trials` happen when each does with that probability. Exact up to a mean of 16, from there
+    /// on rounded from a normal distribution. Draws nothing when none can.
+    std::uint64_t binomial(std::uint64_t trials, double probability);
+    /// How many times in a row something of that probability happens; kForever when it always does. Draws
+    /// nothing when it is 0.
+    std::uint64_t in_a_row(double probability);
+    static constexpr std::uint64_t kForever = UINT64_MAX;
     Time duration(const Distribution& distribution);
 
   private:
+    double normal();  ///< mean 0, standard deviation 1
+
     std::uint64_t state_;
 };
 

@@ -17,6 +17,7 @@ class Retransmissions {
   public:
     struct View {
         Time first = 0;  ///< multicast packet
+        Time last = 0;   ///< multicast packet
         Time end = 0;    ///< the STB asks for nothing any more
         std::uint64_t lost = 0;
     };
@@ -24,18 +25,39 @@ class Retransmissions {
     struct Nack {
         std::uint16_t sequence = 0;  ///< RTP sequence number of the first packet asked for
         Time sent = kNever;
-        Time last_received = kNever;
+        Time last_received = kNever;  ///< `sent` when nothing came
         bool flagged = false;
         bool failed = false;  ///< at least one of the packets asked for was lost again
     };
 
-    /// `threshold_ms`: slower retransmissions are flagged. The result is good until the next call.
+    /// `threshold_ms`: slower retransmissions are flagged; 0: none. `next_nack`: the STB sends none before;
+    /// moved on by those that it sends. The result is good until the next call.
     const std::vector<Nack>& work_out(const View& view, const iptvcd_1_bll::rrr_stbConfig_s& config,
                                       std::uint32_t threshold_ms, const NetworkBehaviour& network,
-                                      Random& random);
+                                      Random& random, Time& next_nack);
 
   private:
-    std::vector<std::uint64_t> lost_;  ///< numbers of the lost packets, counted from time 0
+    struct Missing {
+        std::uint64_t number = 0;  ///< of the packet, counted from time 0
+        Time known = 0;            ///< when the STB notices
+        bool asked = false;
+    };
+    /// Packets that are asked for in the order in which they are noticed.
+    struct Queue {
+        std::vector<Missing> packets;
+        std::size_t head = 0;  ///< the first that has not been asked for
+        Time delay = 0;        ///< from noticing to asking
+
+        bool empty() const { return head == packets.size(); }
+        Time ready() const { return packets[head].known + delay; }
+        void skip_asked();
+    };
+    void draw_losses(const View& view, double packets_per_ns, Random& random);
+    void ask(Queue& queue, Time now, std::uint16_t mask);
+
+    Queue noticed_;
+    Queue lost_again_;
+    std::vector<std::uint64_t> asked_;  ///< numbers of the packets of one NACK
     std::vector<Nack> nacks_;
 };
 

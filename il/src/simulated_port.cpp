@@ -42,7 +42,7 @@ class SimulatedPort::Impl {
         : faults_(std::move(setup.faults)),
           connection_(faults_, seed_of(network.seed, setup.name, kSpoilPurpose), std::move(send),
                       std::move(hang_up)),
-          control_(setup.name, network, timeline, faults_, connection_) {}
+          control_(setup.name, network, timeline, faults_, connection_, std::move(setup.recording)) {}
 
     void receive(const std::vector<std::byte>& bytes) {
         if (!connection_.is_open()) return;
@@ -63,6 +63,8 @@ class SimulatedPort::Impl {
         const tm::Message answer = fault.refuse ? refusal_of(request) : answer_to(request);
         if (!fault.lose_response) connection_.send_answer(answer);
     }
+
+    void channels_change(const std::function<void()>& change) { control_.channels_change(change); }
 
   private:
     static tm::Message answer_for(const tm::Message& request) {
@@ -115,6 +117,10 @@ SimulatedPort::~SimulatedPort() = default;
 
 void SimulatedPort::Receive(const std::vector<std::byte>& bytes) {
     impl_->receive(bytes);
+}
+
+void SimulatedPort::ChannelsChange(const std::function<void()>& change) {
+    impl_->channels_change(change);
 }
 
 }  // namespace orv::il

@@ -1,12 +1,16 @@
 #include "test_control.h"
 
 #include <algorithm>
+#include <utility>
+
+#include "replay_run.h"
 
 namespace orv::il {
 
 namespace {
 
 constexpr std::uint64_t kRunPurpose = 2;
+constexpr int kRunShift = 8;  ///< later runs of a port have other seeds; purposes fit below
 /// Reports do not come more often, whatever was asked for.
 constexpr std::uint32_t kShortestIntervalMs = 10;
 
@@ -17,12 +21,13 @@ Time interval_of(const TestControl::Registration& registration) {
 }  // namespace
 
 TestControl::TestControl(std::string port, const Network& network, ITimeline& timeline, FaultInjector& faults,
-                         Connection& connection)
+                         Connection& connection, std::optional<Recording> recording)
     : port_(std::move(port)),
       network_(network),
       timeline_(timeline),
       faults_(faults),
       connection_(connection),
+      recording_(std::move(recording)),
       counter_(network.seed, port_, timeline.GetNow().count()),
       report_([this](const ResultReport::Blocks& blocks) { send_results(blocks); }) {}
 
@@ -36,16 +41,29 @@ void TestControl::start(const PortConfiguration& configuration, std::uint32_t co
     if (run_) throw PortFault(FaultCode::WrongState, "a test is running");
     TestPlan plan(configuration, network_, port_, config_handle, stb_blocks, start_delay_step);
     const Time start = now();
-    run_ = std::make_unique<TestRun>(std::move(plan), network_, seed_of(network_.seed, port_, kRunPurpose),
-                                     start, counter_, report_);
+    if (recording_) {
+        run_ = std::make_unique<ReplayRun>(plan, *recording_, start, report_);
+    } else {
+        const std::uint64_t seed = seed_of(network_.seed, port_, kRunPurpose + (runs_ << kRunShift));
+        run_ = std::make_unique<TestRun>(std::move(plan), network_, seed, start, counter_, report_);
+    }
+    ++runs_;
+    end_missed_ = false;
     if (results_) next_report_ = start + interval_of(*results_);
     wake_next();
 }
 
 void TestControl::stop() {
-    if (!run_) return;
-    cancel_wake();
-    end_test(now());
+    if (run_) {
+        cancel_wake();
+        end_test(now());
+    } else if (std::exchange(end_missed_, false)) {
+        send_end_of_test();
+    }
+}
+
+void TestControl::channels_change(const std::function<void()>& change) {
+    run_ ? run_->channels_change(now(), change) : change();
 }
 
 void TestControl::abandon() {
@@ -53,6 +71,7 @@ void TestControl::abandon() {
     for (const std::uint64_t id : late_ends_) timeline_.Cancel(id);
     late_ends_.clear();
     run_.reset();
+    end_missed_ = false;
     deregister_results();
     deregister_end_of_test();
 }
@@ -106,6 +125,7 @@ void TestControl::end_test(Time time) {
 void TestControl::announce_end() {
     if (!end_of_test_) return;
     const FaultInjector::OnEndOfTest fault = faults_.on_end_of_test();
+    end_missed_ = fault.miss;
     if (fault.miss) return;
     for (int times = fault.repeat ? 2 : 1; times > 0; --times) {
         if (fault.delay_ms == 0) {

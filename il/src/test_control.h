@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <set>
@@ -9,6 +10,7 @@
 #include <vector>
 
 #include "connection.h"
+#include "orv/il/recording.h"
 #include "orv/il/timeline.h"
 #include "result_report.h"
 #include "test_run.h"
@@ -19,7 +21,7 @@ namespace orv::il {
 class TestControl {
   public:
     TestControl(std::string port, const Network& network, ITimeline& timeline, FaultInjector& faults,
-                Connection& connection);
+                Connection& connection, std::optional<Recording> recording);
     /// Nothing of the timeline's calls it any more.
     ~TestControl();
     TestControl(const TestControl&) = delete;
@@ -28,8 +30,11 @@ class TestControl {
     /// Throws PortFault when a test is running, or cannot be planned.
     void start(const PortConfiguration& configuration, std::uint32_t config_handle,
                const std::vector<std::uint32_t>& stb_blocks, std::uint32_t start_delay_step);
-    /// Ends, reports and announces the end of a running test.
+    /// Ends, reports and announces the end of a running test. Announces an end that was kept quiet on
+    /// purpose.
     void stop();
+    /// Calls `change`, which changes what is sent.
+    void channels_change(const std::function<void()>& change);
     /// Ends a running test without a word, and all registrations.
     void abandon();
 
@@ -57,11 +62,14 @@ class TestControl {
     ITimeline& timeline_;
     FaultInjector& faults_;
     Connection& connection_;
+    const std::optional<Recording> recording_;
     TickCounter counter_;
     ResultReport report_;
     std::optional<Registration> results_;
     std::optional<Registration> end_of_test_;
-    std::unique_ptr<TestRun> run_;
+    std::unique_ptr<Run> run_;
+    std::uint64_t runs_ = 0;   ///< started
+    bool end_missed_ = false;  ///< the last test ended without a word
     Time next_report_ = kNever;
     std::uint64_t wake_ = 0;  ///< id of the timeline; 0: none
     std::vector<std::uint64_t> late_ends_;

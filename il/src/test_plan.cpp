@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstring>
 #include <map>
 #include <set>
@@ -13,7 +14,6 @@ using namespace iptvcd_1_bll;  // NOLINT: the records are what this file is abou
 
 namespace {
 
-constexpr std::size_t kMostStreams = std::size_t{1} << 25;
 constexpr std::size_t kMostStbs = std::size_t{1} << 20;
 
 struct AddressOrder {
@@ -58,19 +58,58 @@ class Indexes {
     std::map<Key, std::uint32_t, Order> indexes_;
 };
 
-using Groups = Indexes<ipAddress_t, AddressOrder>;
 using Links = Indexes<std::tuple<std::uint16_t, std::uint16_t, std::uint16_t>>;
 
+/// Numbers what the channels of a test ask the network for.
+class SubscriptionList {
+  public:
+    explicit SubscriptionList(TestPlan& plan) : plan_(plan) {}
+
+    std::uint32_t filter_of(IgmpVersion version, const channelBlockConfig_s& range) {
+        PlannedFilter filter;
+        if (version == IgmpVersion::IGMP_VERSION3 || version == IgmpVersion::MLD_VERSION2)
+            filter = {range.filterMode == FilterModeType::INCLUDE, range.source_list};
+        const auto found = std::find(plan_.filters.begin(), plan_.filters.end(), filter);
+        const auto index = static_cast<std::uint32_t>(found - plan_.filters.begin());
+        if (found == plan_.filters.end()) plan_.filters.push_back(std::move(filter));
+        return index;
+    }
+    /// Index of the subscription.
+    std::uint32_t add(const ipAddress_t& group, std::uint32_t filter) {
+        const std::uint32_t group_index = groups_.of(group);
+        const std::uint32_t index = subscriptions_.of({group_index, filter});
+        if (index == plan_.subscriptions.size()) plan_.subscriptions.push_back({group, group_index, filter});
+        plan_.group_count = groups_.size();
+        return index;
+    }
+
+  private:
+    TestPlan& plan_;
+    Indexes<ipAddress_t, AddressOrder> groups_;
+    Indexes<std::pair<std::uint32_t, std::uint32_t>> subscriptions_;
+};
+
 void add_channels(const channelBlockConfig_s& range, const Network& network, const std::string& port,
-                  Groups& groups, std::vector<PlannedChannel>& channels) {
+                  SubscriptionList& subscriptions, const TestPlan& plan, PlannedBlock& block) {
+    const std::uint32_t filter = subscriptions.filter_of(block.config.igmp_version, range);
     ipAddress_t group = range.channel_ip_start;
     std::uint16_t number = range.channel_number_start;
     for (std::uint32_t i = 0; i < range.channel_count; ++i) {
-        channels.push_back({group, &behaviour_of(network, port, group), groups.of(group), number,
-                            !range.rrr_cbConfig.empty() && range.rrr_cbConfig[0].cbNackEnable});
+        const std::uint32_t index = subscriptions.add(group, filter);
+        block.channels.push_back({group, &behaviour_of(network, port, group),
+                                  plan.subscriptions[index].group_index, index, number,
+                                  !range.rrr_cbConfig.empty() && range.rrr_cbConfig[0].cbNackEnable});
         group = sum(group, range.channel_ip_step);
         number = static_cast<std::uint16_t>(number + range.channel_number_step);
     }
+}
+
+void set_first_range(const channelBlockConfig_s& range, PlannedBlock& block) {
+    block.channels_of_first_range = range.channel_count;
+    block.initial_start = range.channel_initial_start;
+    block.initial_step = range.channel_initial_step;
+    block.number_start = range.channel_number_start;
+    block.number_step = range.channel_number_step;
 }
 
 void add_links(PlannedBlock& block, Links& links) {
@@ -97,7 +136,7 @@ TestPlan::TestPlan(const PortConfiguration& configuration, const Network& networ
                    std::uint32_t config_handle, const std::vector<std::uint32_t>& stb_blocks,
                    std::uint32_t delay_step)
     : test(configuration.tests.at(config_handle)), start_delay_step(delay_step) {
-    Groups groups;
+    SubscriptionList subscriptions(*this);
     Links links;
     std::set<std::uint32_t> seen;
     std::size_t stbs = 0;
@@ -113,21 +152,13 @@ TestPlan::TestPlan(const PortConfiguration& configuration, const Network& networ
         block.profile = configuration.profiles.at(config.profile_handle);
         block.first_stb = stb_count;
         stb_count = static_cast<std::uint32_t>(stbs);
-        const channelBlockConfig_s& first = configuration.channel_blocks.at(config.channel_handle.at(0));
-        block.channels_of_first_range = first.channel_count;
-        block.initial_start = first.channel_initial_start;
-        block.initial_step = first.channel_initial_step;
-        block.number_start = first.channel_number_start;
-        block.number_step = first.channel_number_step;
-        for (const std::uint32_t range : config.channel_handle)
-            add_channels(configuration.channel_blocks.at(range), network, port, groups, block.channels);
+        for (const std::uint32_t range_handle : config.channel_handle) {
+            if (!configuration.channel_blocks.contains(range_handle)) continue;
+            const channelBlockConfig_s& range = configuration.channel_blocks.at(range_handle);
+            if (block.channels.empty()) set_first_range(range, block);
+            add_channels(range, network, port, subscriptions, *this, block);
+        }
         add_links(block, links);
-    }
-    link_count = links.size();
-    group_count = groups.size();
-    if (link_count * group_count > kMostStreams) {
-        throw PortFault(FaultCode::BadValue, fmt::format("{} groups on {} VLANs are more than {} streams",
-                                                         group_count, link_count, kMostStreams));
     }
 }
 

@@ -7,13 +7,29 @@
 
 #include "orv/il/network.h"
 #include "port_configuration.h"
+#include "random.h"
 
 namespace orv::il {
+
+struct PlannedFilter {
+    bool include = false;
+    std::vector<iptvcd_1_bll::ipAddress_t> sources;
+
+    bool operator==(const PlannedFilter&) const = default;
+};
+
+/// What a join asks the network for.
+struct Subscription {
+    iptvcd_1_bll::ipAddress_t group;
+    std::uint32_t group_index = 0;   ///< of the test's distinct groups
+    std::uint32_t filter_index = 0;  ///< of the test's distinct filters
+};
 
 struct PlannedChannel {
     iptvcd_1_bll::ipAddress_t group;
     const NetworkBehaviour* network = nullptr;
-    std::uint32_t group_index = 0;  ///< of the test's distinct groups
+    std::uint32_t group_index = 0;
+    std::uint32_t subscription = 0;  ///< of the test's distinct ones
     std::uint16_t number = 0;
     bool nack_enable = false;
 };
@@ -21,11 +37,11 @@ struct PlannedChannel {
 struct PlannedBlock {
     iptvcd_1_bll::settopBlockConfig_s config;
     iptvcd_1_bll::profileConfig_s profile;
-    std::vector<PlannedChannel> channels;  ///< of all channel blocks, in order
+    std::vector<PlannedChannel> channels;  ///< of all channel blocks that the port has, in order; may be none
     std::vector<std::uint32_t> links;      ///< by STB: index of its VLANs and PPP session
     std::uint32_t first_stb = 0;           ///< index on the port of the block's first STB
 
-    /// Position in `channels` of the first channel that an STB views.
+    /// Position in `channels` of the first channel that an STB views; there are channels.
     std::uint32_t initial_channel(std::uint32_t settop_index) const;
 
     std::uint32_t channels_of_first_range = 0;
@@ -40,6 +56,7 @@ struct TestPlan {
              std::uint32_t config_handle, const std::vector<std::uint32_t>& stb_blocks,
              std::uint32_t start_delay_step);
 
+    Time duration() const { return ms(test.test_duration); }
     bool uses_unicast() const;
     bool retransmits() const;
 
@@ -47,8 +64,9 @@ struct TestPlan {
     std::uint32_t start_delay_step = 0;  ///< ms, from one STB of the port to the next
     std::vector<PlannedBlock> blocks;
     std::uint32_t stb_count = 0;
-    std::size_t link_count = 0;
     std::size_t group_count = 0;
+    std::vector<PlannedFilter> filters;
+    std::vector<Subscription> subscriptions;
 };
 
 }  // namespace orv::il

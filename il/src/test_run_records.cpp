@@ -1,6 +1,7 @@
 // How a view ends and what is recorded of it.
 #include <algorithm>
 
+#include "packets.h"
 #include "test_run.h"
 
 namespace orv::il {
@@ -15,58 +16,52 @@ constexpr Time kGroupMembershipInterval = 260 * kSecond;
 
 }  // namespace
 
-void TestRun::end_view(Stb& stb, Time now) {
+/// Whether a packet is on its way that makes the difference between a join that failed and one that did not.
+bool TestRun::awaits_packet(const Stb& stb, Time now) const {
+    const bool multicast = stb.member && stb.first > now;
+    return multicast ||
+           (stb.unicast_join != kNever && stb.unicast_first > now && !has_left_unicast(stb, now));
+}
+
+void TestRun::end_view(Stb& stb, Time now, Ending ending) {
     ViewTimes view;
-    if (stb.unicast_join != kNever) leave_unicast(stb, now, view);
+    if (stb.unicast_join != kNever) leave_unicast(stb, now, ending, view);
     if (stb.join != kNever) leave_multicast(stb, now, view);
     record(stb, view);
-    stb.viewing = stb.member = false;
+    if (stb.interrupted) interruptions_.erase(number_of(stb));
+    stb.viewing = stb.member = stb.interrupted = false;
     stb.last_leave = now;
     stb.join = stb.first = kNever;
 }
 
 void TestRun::leave_multicast(Stb& stb, Time now, ViewTimes& view) {
+    const PlannedChannel& channel = channel_of(stb);
+    const NetworkBehaviour& network = *channel.network;
     view.join = stb.join;
     view.leave = now;
-    if (!stb.member) return;
-    const PlannedChannel& channel = channel_of(stb);
-    const bool tells = block_of(stb).config.igmp_version != IgmpVersion::IGMP_VERSION1;
-    Time last = now + kGroupMembershipInterval;
-    if (tells) {
-        last = now + stb.random.duration(channel.network->leave_delay) +
-               stb.random.duration(channel.network->jitter);
+    Time last = now;
+    if (stb.member) {
+        const bool tells = block_of(stb).config.igmp_version != IgmpVersion::IGMP_VERSION1;
+        const Time end =
+            tells ? now + stb.random.duration(network.leave_delay) + stb.random.duration(network.jitter)
+                  : now + kGroupMembershipInterval;
+        const bool was_last = streams_.leave(stb.link, channel.group_index, end);
+        // The STB that cannot say that it leaves does not listen any longer either.
+        if (tells && was_last) last = end;
+        view.last_valid = tells;
     }
-    const bool was_last = streams_.leave(stb.link, channel.group_index, last);
     if (stb.first == kNever || stb.first > now) return;  // the first packet is nobody's any more
     view.first = stb.first;
-    view.last = was_last ? last : now;
-    if (!tells && view.last > end_) {
-        view.last = std::max(end_, now);
-        view.last_valid = false;
-    }
-}
-
-void TestRun::leave_unicast(Stb& stb, Time now, ViewTimes& view) const {
-    const PlannedBlock& block = block_of(stb);
-    const NetworkBehaviour& network = *channel_of(stb).network;
-    const bool stays = block.profile.unicast_only || block.profile.unicast_stay;
-    view.unicast_join = stb.unicast_join;
-    view.unicast_leave = stays || stb.unicast_leave == kNever ? now : std::min(stb.unicast_leave, now);
-    view.sbit_failure = stb.sbit_failure;
-    if (stb.unicast_first == kNever) return;
-    const Time last = view.unicast_leave + stb.random.duration(network.unicast_leave_delay) +
-                      stb.random.duration(network.jitter);
-    if (stb.unicast_first > last) return;
-    view.unicast_first = stb.unicast_first;
-    view.unicast_last = last;
-    if (stb.sbit_first != kNever && stb.sbit_first <= last) view.sbit_first = stb.sbit_first;
+    view.last = last;
+    if (stb.interrupted) add_interruption(stb, now, view);
+    view.last = last_arrival(view.first, view.last, network.packet_rate, network.loss, stb.random);
 }
 
 template <class Event>
 void TestRun::identify(const Stb& stb, Event& event) const {
     const PlannedChannel& channel = channel_of(stb);
     const settopBlockConfig_s& config = block_of(stb).config;
-    event.settop_index = stb.index;
+    event.settop_index = stb.index + 1;  // the first STB of a block is number 1
     event.viewed_channel = channel.number;
     event.viewed_ip = channel.group;
     event.vlan_tag = static_cast<std::uint16_t>(config.vlan_tag + stb.index * config.vlan_step);
@@ -82,14 +77,18 @@ void TestRun::record(Stb& stb, const ViewTimes& view) {
     identify(stb, event);
     fill_in(view, block.profile, *channel.network, counter_, stb.random, event);
 
-    const auto& nack = block.config.rrr_stbConfig;
-    if (!plan_.retransmits() || nack.empty() || !nack[0].stbNackEnable || !channel.nack_enable) return;
-    if (event.lost_mcast_packets == 0) return;
+    if (event.lost_mcast_packets > 0 && plan_.retransmits() && channel.nack_enable)
+        record_nacks(stb, view, event.lost_mcast_packets);
+}
+
+void TestRun::record_nacks(Stb& stb, const ViewTimes& view, std::uint64_t lost) {
+    const auto& config = block_of(stb).config.rrr_stbConfig;
+    if (config.empty() || !config[0].stbNackEnable) return;
     const auto& test = plan_.test.rrr_test_config;
     const std::uint32_t threshold = test.empty() ? 0 : test[0].testRetransThres;
-    const Retransmissions::View lossy{view.first, view.leave, event.lost_mcast_packets};
-    for (const auto& sent :
-         retransmissions_.work_out(lossy, nack[0], threshold, *channel.network, stb.random)) {
+    const Retransmissions::View lossy{view.first, std::min(view.last, view.leave), view.leave, lost};
+    for (const auto& sent : retransmissions_.work_out(lossy, config[0], threshold, *channel_of(stb).network,
+                                                      stb.random, stb.next_nack)) {
         stbox_event_rrr_s& rrr_event = report_.add_rrr_event(stb.block);
         identify(stb, rrr_event);
         rrr_event.nack_rtp_seq_number = sent.sequence;

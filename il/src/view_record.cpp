@@ -3,35 +3,13 @@
 #include <algorithm>
 #include <cmath>
 
+#include "packets.h"
+
 namespace orv::il {
 
 using iptvcd_1_bll::stbox_event_s;
 
 namespace {
-
-struct Packets {
-    std::uint64_t received = 0;
-    std::uint64_t lost = 0;
-    std::uint64_t reordered = 0;
-    std::uint64_t duplicate = 0;
-    std::uint64_t late = 0;
-    std::uint64_t payload_errors = 0;
-};
-
-Packets draw_packets(Time first, Time last, double rate, const NetworkBehaviour& network, Random& random) {
-    Packets packets;
-    if (first == kNever) return packets;
-    const double seconds = static_cast<double>(last - first) / static_cast<double>(kSecond);
-    const double sent = std::max(1.0, std::floor(seconds * rate + 1e-6));
-    packets.lost = std::min(random.about(sent * network.loss), static_cast<std::uint64_t>(sent) - 1);
-    const double arrived = sent - static_cast<double>(packets.lost);
-    packets.reordered = random.about(arrived * network.reordering);
-    packets.duplicate = random.about(arrived * network.duplication);
-    packets.late = random.about(arrived * network.late);
-    packets.payload_errors = random.about(arrived * network.payload_error);
-    packets.received = static_cast<std::uint64_t>(arrived) + packets.duplicate;
-    return packets;
-}
 
 bool slower_than(Time from, Time to, std::int32_t threshold_ms) {
     return from != kNever && to != kNever && to - from > threshold_ms * kMillisecond;
@@ -50,18 +28,18 @@ void fill_in_unicast(const ViewTimes& view, const NetworkBehaviour& network, con
     if (view.unicast_first == kNever) return;
 
     Packets burst, steady;
-    const double burst_rate = network.packet_rate * std::max(network.burst_rate, 1e-3);
+    const double burst_rate = burst_rate_of(network);
     const bool has_sbit = view.sbit_first != kNever;
     if (!has_sbit || view.sbit_first > view.unicast_first) {
         const Time last = has_sbit ? last_without_sbit(view, burst_rate) : view.unicast_last;
         event.first_unicast_nosb_pkt_ts = counter.read(view.unicast_first);
         event.last_unicast_nosb_pkt_ts = counter.read(last);
-        burst = draw_packets(view.unicast_first, last, burst_rate, network, random);
+        burst = draw_packets(view.unicast_first, last, 0, burst_rate, network, random);
     }
     if (has_sbit) {
         event.first_unicast_sbit_pkt_ts = counter.read(view.sbit_first);
         event.last_unicast_sbit_pkt_ts = counter.read(view.unicast_last);
-        steady = draw_packets(view.sbit_first, view.unicast_last, network.packet_rate, network, random);
+        steady = draw_packets(view.sbit_first, view.unicast_last, 0, network.packet_rate, network, random);
     }
     event.total_unicast_nosb_packets = burst.received;
     event.total_unicast_sbit_packets = steady.received;
@@ -90,7 +68,8 @@ void fill_in(const ViewTimes& view, const iptvcd_1_bll::profileConfig_s& profile
     event.first_pkt_ts_valid = any_packet;
     event.last_pkt_ts_valid = any_packet && view.last_valid;
 
-    const Packets packets = draw_packets(view.first, view.last, network.packet_rate, network, random);
+    const Packets packets =
+        draw_packets(view.first, view.last, view.silence, network.packet_rate, network, random);
     event.total_mcast_packets = packets.received;
     event.lost_mcast_packets = packets.lost;
     event.reordered_mcast_packets = packets.reordered;

@@ -1,20 +1,12 @@
 // From a finished view to its event record.
 #pragma once
 
-#include <algorithm>
-
 #include "msgset/iptvcd_1.h"
 #include "orv/il/network.h"
 #include "random.h"
 #include "tick_counter.h"
 
 namespace orv::il {
-
-/// From one packet to the next; never so short that the counter could not tell them apart.
-inline Time packet_gap(double packets_per_second) {
-    const double gap = static_cast<double>(kSecond) / std::max(packets_per_second, 1e-3);
-    return std::max(static_cast<Time>(gap), TickCounter::kTick);
-}
 
 /// When what happened in one view; kNever for what did not.
 struct ViewTimes {
@@ -23,6 +15,7 @@ struct ViewTimes {
     Time first = kNever;  ///< multicast packet; before `join` when the stream flowed already
     Time last = kNever;
     bool last_valid = true;
+    Time silence = 0;  ///< between first and last, while nothing was sent
     Time unicast_join = kNever;
     Time unicast_leave = kNever;
     Time unicast_first = kNever;  ///< packet, with or without S-bit

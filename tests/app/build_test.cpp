@@ -75,7 +75,7 @@ class BuildTest : public TestFileTest {
     std::string Build(const std::string& text) {
         const auto file = Parse(text);
         if (!file.IsGood()) return Join(file.GetMistakes());
-        return Join(file.Build(host_.GetProject(), CSequencer::Instance()));
+        return Join(file.Build(host_.GetProject(), CSequencer::Instance()).mistakes);
     }
     std::string Drawn() {
         std::string text;

@@ -28,11 +28,16 @@ TEST(Faults, EndOfTest) {
         peer.RunTo(milliseconds(11'000));
         EXPECT_EQ(c.ends, peer.end_times);
         EXPECT_EQ(10u, peer.events.size());
+        // An end that was missed comes with the stop, once.
+        for (int times = 0; times < 2; ++times) peer.Stop();
+        std::vector<milliseconds> ends = c.ends;
+        if (ends.empty()) ends.emplace_back(11'000);
+        EXPECT_EQ(ends, peer.end_times);
         // The next test of the port is a clean one.
         if (c.fault.occurrence > 1) continue;
         EXPECT_EQ("", peer.FaultOf(peer.StartRequest()));
         peer.RunTo(milliseconds(22'000));
-        EXPECT_EQ(c.ends.size() + 1, peer.end_times.size());
+        EXPECT_EQ(ends.size() + 1, peer.end_times.size());
     }
 }
 

@@ -1,6 +1,8 @@
 // Lost packets that STBs ask for again.
 #include <gtest/gtest.h>
 
+#include <map>
+
 #include "scenario.h"
 
 namespace {
@@ -67,47 +69,82 @@ TEST(Retransmission, BothBlocksAndTheTestMustWantIt) {
 }
 
 TEST(Retransmission, SlowOnesAreFlaggedAndLostOnesFail) {
-    Scenario scenario = Lossy(0.05);
-    scenario.test.rrr_test_config[0].testRetransThres = 19;
-    scenario.network.behaviour.retransmission_loss = 0.3;
-    const Outcome outcome = OutcomeOf(scenario);
-    double failed = 0;
-    for (const auto& nack : outcome.nacks) {  // one packet each
-        failed += nack.retrans_fail;
-        EXPECT_EQ(nack.retrans_fail, nack.last_retrans_rtp_pkt_rx_ts == 0);
-        EXPECT_EQ(!nack.retrans_fail, nack.flagged_retrans);
+    for (const std::uint32_t threshold : {19u, 0u}) {  // ms; 0 is none
+        Scenario scenario = Lossy(0.05);
+        scenario.test.rrr_test_config[0].testRetransThres = threshold;
+        scenario.network.behaviour.retransmission_loss = 0.3;
+        const Outcome outcome = OutcomeOf(scenario);
+        ASSERT_GT(outcome.nacks.size(), 100u);
+        double failed = 0;
+        for (const auto& nack : outcome.nacks) {  // one packet each
+            failed += nack.retrans_fail;
+            EXPECT_EQ(nack.retrans_fail ? 0 : 20,
+                      Between(nack.last_retrans_rtp_pkt_rx_ts, nack.nack_pkt_tx_ts));
+            EXPECT_EQ(threshold > 0 && !nack.retrans_fail, nack.flagged_retrans);
+        }
+        EXPECT_NEAR(0.3, failed / static_cast<double>(outcome.nacks.size()), 0.1);
     }
-    EXPECT_NEAR(0.3, failed / static_cast<double>(outcome.nacks.size()), 0.1);
 }
 
 TEST(Retransmission, MaskAndIntervalBoundTheNumberOfRequests) {
     struct Case {
         std::uint16_t mask;
-        std::uint32_t interval;
+        std::uint32_t delay, interval;
         double least_share, most_share;  ///< of NACKs in losses
         double apart_ms, apart_packets;
     };
     // 30 % lost: a NACK that covers 17 packets covers 1 + 16 * 0.3 lost ones.
-    const Case cases[] = {{0, 0, 0.75, 0.95, 2, 1},
-                          {0xffff, 0, 0.13, 0.18, 34, 17},
-                          {0x00ff, 0, 0.22, 0.30, 18, 9},
-                          {0, 100, 0.01, 0.07, 100, 1}};
+    const Case cases[] = {{0, 40, 0, 0.75, 0.95, 2, 1},
+                          {0xffff, 40, 0, 0.13, 0.18, 34, 17},
+                          {0xffff, 0, 0, 0.75, 0.95, 2, 1},  // the next losses are not known yet
+                          {0x00ff, 40, 0, 0.22, 0.30, 18, 9},
+                          {0, 40, 500, 0.005, 0.02, 500, 1}};  // longer than from one view to the next
     for (const Case& c : cases) {
-        SCOPED_TRACE(c.mask + c.interval);
+        SCOPED_TRACE(&c - cases);
         Scenario scenario = Lossy(0.3);
         scenario.test.test_duration = 60'000;
         scenario.profile.leave_to_leave_delay = 2000;
         scenario.blocks[0].rrr_stbConfig[0].nackSeqBits = c.mask;
+        scenario.blocks[0].rrr_stbConfig[0].nackDelay = c.delay;
         scenario.blocks[0].rrr_stbConfig[0].nackInterval = c.interval;
         const Outcome outcome = OutcomeOf(scenario);
         const double share = static_cast<double>(outcome.nacks.size()) / static_cast<double>(outcome.lost);
         EXPECT_TRUE(share > c.least_share && share < c.most_share) << share;
         for (std::size_t i = 1; i < outcome.nacks.size(); ++i) {
             const auto &one = outcome.nacks[i - 1], &next = outcome.nacks[i];
-            if (one.viewed_channel != next.viewed_channel) continue;
             EXPECT_GE(Between(next.nack_pkt_tx_ts, one.nack_pkt_tx_ts), c.apart_ms - 0.001);
             EXPECT_GE(next.nack_rtp_seq_number - one.nack_rtp_seq_number, c.apart_packets);
         }
+    }
+}
+
+// One NACK per packet and interval until it comes or the view ends.
+TEST(Retransmission, WhatIsLostAgainIsAskedForAgain) {
+    struct Case {
+        double lost_again;
+        std::uint32_t interval;
+        double least, most;  ///< NACKs per packet
+    };
+    const Case cases[] = {{0, 10, 1, 1}, {1, 0, 1, 1}, {0.5, 10, 1.5, 2.1}, {1, 10, 30, 50}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(&c - cases);
+        Scenario scenario = Lossy(0.002);
+        scenario.test.test_duration = 100'000;
+        scenario.network.behaviour.retransmission_loss = c.lost_again;
+        scenario.blocks[0].rrr_stbConfig[0].nackInterval = c.interval;
+        const Outcome outcome = OutcomeOf(scenario);
+        ASSERT_GT(outcome.nacks.size(), 50u);
+        std::map<std::uint16_t, std::int64_t> last_asked;
+        for (const auto& nack : outcome.nacks) {
+            std::int64_t& last = last_asked[nack.nack_rtp_seq_number];
+            if (last != 0) {
+                EXPECT_GE(Between(nack.nack_pkt_tx_ts, last), 10);
+            }
+            last = nack.nack_pkt_tx_ts;
+        }
+        const double each =
+            static_cast<double>(outcome.nacks.size()) / static_cast<double>(last_asked.size());
+        EXPECT_TRUE(each >= c.least && each <= c.most) << each;
     }
 }
 

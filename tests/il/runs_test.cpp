@@ -52,16 +52,13 @@ TEST(Runs, StopEndsATestAtOnce) {
     Peer peer{Scenario()};
     peer.Start();
     peer.RunTo(milliseconds(1300));
-    Message stop, again;
-    create_req_Stop(&stop);
-    create_req_Stop(&again);
     const std::size_t before = peer.sent.size();
-    EXPECT_EQ("", peer.FaultOf(std::move(stop)));
+    peer.Stop();
     EXPECT_EQ(before + 3, peer.sent.size());
     EXPECT_EQ(std::vector{milliseconds(1300)}, peer.end_times);
     ASSERT_EQ(2u, peer.events.size());
     EXPECT_EQ(300, Between(peer.events[1].mcast_leave_ts, peer.events[1].mcast_join_ts));
-    EXPECT_EQ("", peer.FaultOf(std::move(again)));
+    peer.Stop();
     peer.RunTo(milliseconds(20'000));
     EXPECT_EQ(1u, peer.end_times.size());
     EXPECT_EQ("", peer.FaultOf(peer.StartRequest()));  // and the next one may start
@@ -126,6 +123,60 @@ TEST(Runs, SeedAndNameDecideEverything) {
     Scenario other_port = Everything(7);
     other_port.port_name = "Port 2";
     EXPECT_NE(bytes, BytesOf(other_port));
+}
+
+// A second run of a port is another one, but again the same wherever it is repeated.
+TEST(Runs, LaterRunsDrawOtherNumbers) {
+    const auto channels_of_runs = [] {
+        Peer peer(Everything(7));
+        std::vector<std::vector<int>> runs(2);
+        for (auto& channels : runs) {
+            peer.events.clear();
+            peer.Start();
+            peer.RunTo(milliseconds(&channels == &runs[0] ? 10'000 : 20'000));
+            for (const auto& event : peer.events) channels.push_back(event.viewed_channel);
+            EXPECT_FALSE(channels.empty());
+        }
+        return runs;
+    };
+    const auto runs = channels_of_runs();
+    EXPECT_NE(runs[0], runs[1]);
+    EXPECT_EQ(runs, channels_of_runs());
+}
+
+// Reports of an earlier run come at their times, what is left at the end. STB blocks that do not take part
+// are left out.
+TEST(Runs, ARecordingIsReplayed) {
+    const auto report = [](milliseconds after_start, std::uint32_t block, std::uint64_t number) {
+        stblock_event_s records;
+        records.stblock_handle = block;
+        records.events.resize(1);
+        records.events[0].event_number = number;
+        records.events[0].viewed_channel = 4711;
+        records.rrr_events.resize(1);
+        records.rrr_events[0].event_number = 10 * number;
+        return orv::il::RecordedReport{after_start, {records}};
+    };
+    Scenario scenario;
+    scenario.recording = {report(milliseconds(1000), kBlock, 31), report(milliseconds(1001), kBlock, 32),
+                          report(milliseconds(3000), 77, 33), report(milliseconds(60'000), kBlock, 34)};
+    auto& blocks = (*scenario.recording)[1].blocks;
+    blocks.insert(blocks.begin(), report({}, 77, 35).blocks[0]);
+    Peer peer(scenario);
+    peer.Start();
+    peer.port->ChannelsChange([] {});
+    peer.RunTo(milliseconds(20'000));
+    const std::vector times{milliseconds(1000), milliseconds(2000), milliseconds(10'000)};
+    EXPECT_EQ(times, peer.report_times);
+    ASSERT_EQ(3u, peer.events.size());
+    ASSERT_EQ(3u, peer.rrr_events.size());
+    const std::uint64_t numbers[] = {31, 32, 34};
+    for (std::size_t i = 0; i < 3; ++i) {
+        EXPECT_EQ(numbers[i], peer.events[i].event_number);
+        EXPECT_EQ(10 * numbers[i], peer.rrr_events[i].event_number);
+        EXPECT_EQ(4711, peer.events[i].viewed_channel);
+    }
+    EXPECT_EQ(std::vector{milliseconds(10'000)}, peer.end_times);
 }
 
 // What one STB draws is its own matter: others on other VLANs do not change it.

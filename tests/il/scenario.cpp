@@ -27,6 +27,7 @@ Scenario::Scenario() {
     channels.channel_number_step = 1;
     channels.channel_ip_start.v4 = {{225, 0, 0, 1}};
     channels.channel_ip_step.v4 = {{0, 0, 0, 1}};
+    channels.filterMode = FilterModeType::EXCLUDE;
     settopBlockConfig_s block;
     block.stblock_handle = kBlock;
     block.profile_handle = kProfile;
@@ -42,8 +43,8 @@ Scenario::Scenario() {
 
 Peer::Peer(const Scenario& what) : scenario(what) {
     port = std::make_unique<orv::il::SimulatedPort>(
-        orv::il::SimulatedPort::Setup{scenario.port_name, scenario.faults}, scenario.network, timeline,
-        [this](std::vector<std::byte> bytes) { OnBytes(std::move(bytes)); },
+        orv::il::SimulatedPort::Setup{scenario.port_name, scenario.faults, scenario.recording},
+        scenario.network, timeline, [this](std::vector<std::byte> bytes) { OnBytes(std::move(bytes)); },
         [this](const std::string& reason) { hang_up_reason = reason; });
 }
 
@@ -114,6 +115,12 @@ Message Peer::StartRequest() const {
 void Peer::Start() {
     Configure();
     EXPECT_EQ("", FaultOf(StartRequest()));
+}
+
+void Peer::Stop() {
+    Message message;
+    create_req_Stop(&message);
+    EXPECT_EQ("", FaultOf(std::move(message)));
 }
 
 std::vector<stbox_event_s> RunAll(const Scenario& scenario) {

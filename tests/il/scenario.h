@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -30,6 +31,7 @@ struct Scenario {
     orv::il::Network network;  ///< join 37 ms, leave 112 ms, unicast 11 and 23 ms, 500 packets per second
     std::string port_name = "Port 1";
     orv::il::FaultSchedule faults;
+    std::optional<orv::il::Recording> recording;
 };
 
 /// The other end of a port's connection.
@@ -45,6 +47,8 @@ class Peer {
     void Configure();
     orv::tm::Message StartRequest() const;
     void Start();
+    /// Sends a stop, which is to be answered.
+    void Stop();
     void RunTo(milliseconds time) { timeline.RunTo(time); }
 
     Scenario scenario;

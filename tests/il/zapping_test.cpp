@@ -66,8 +66,10 @@ TEST(Zapping, IntervalRunsFromItsReference) {
         Scenario scenario;
         scenario.test.test_env = c.environment;
         scenario.profile.zap_interval_type = c.type;
-        scenario.network.is_sent = [&c](const auto&) { return c.sent; };
-        for (const auto& event : RunAll(scenario)) {
+        scenario.network.is_sent = [&c](const auto&, const auto&) { return c.sent; };
+        const auto events = RunAll(scenario);
+        ASSERT_GT(events.size(), 8u);
+        for (const auto& event : events) {
             if (event.event_number > 8) break;
             EXPECT_EQ(c.from_join, Between(event.mcast_leave_ts, event.mcast_join_ts));
             EXPECT_EQ(c.arrives, event.first_mcast_pkt_ts != 0);
@@ -178,7 +180,7 @@ TEST(Zapping, FractionsComeOutOnAverage) {
     network.join_delay = {Distribution::Kind::Uniform, 20, 60};
     network.leave_delay = {Distribution::Kind::Exponential, 50, 25};
     network.jitter = {Distribution::Kind::Normal, 10, 2};
-    double sums[6] = {}, join = 0, leave = 0, views = 0, failed = 0;
+    double sums[6] = {}, squares[6] = {}, join = 0, leave = 0, views = 0, failed = 0;
     for (const auto& event : RunAll(scenario)) {
         if (event.first_mcast_pkt_ts == 0) {
             ++failed;
@@ -190,32 +192,126 @@ TEST(Zapping, FractionsComeOutOnAverage) {
         const std::uint64_t counts[] = {event.total_mcast_packets,     event.lost_mcast_packets,
                                         event.reordered_mcast_packets, event.duplicate_mcast_packets,
                                         event.late_mcast_packets,      event.mcast_prbs_errors};
-        for (int i = 0; i < 6; ++i) sums[i] += static_cast<double>(counts[i]);
+        for (int i = 0; i < 6; ++i) {
+            const auto count = static_cast<double>(counts[i]);
+            sums[i] += count;
+            squares[i] += count * count;
+        }
     }
     const double arrived = sums[0] - sums[3];
     EXPECT_NEAR(0.01, sums[1] / (arrived + sums[1]), 0.0005);
     for (int i = 2; i < 6; ++i) EXPECT_NEAR(i / 100.0, sums[i] / arrived, 0.0005) << i;
+    for (int i = 1; i < 6; ++i) {  // packets fare independently of each other
+        const double mean = sums[i] / views;
+        EXPECT_NEAR(1 - i / 100.0, (squares[i] / views - mean * mean) / mean, 0.2) << i;
+    }
     EXPECT_NEAR(50, join / views, 2);
     EXPECT_NEAR(85, leave / views, 4);
     EXPECT_NEAR(0.1, failed / (failed + views), 0.03);
 }
 
+// MTL: the interval runs from the first packet that did arrive.
+TEST(Zapping, LossesMayTakeTheFirstPacketsAndAllOfThem) {
+    Scenario scenario;
+    scenario.profile.zap_interval_type = ZapIntervalType::MTL;
+    scenario.test.test_duration = 1'000'000;
+    scenario.network.behaviour.loss = 0.9;  // nine packets (18 ms) on average until one arrives
+    auto events = RunAll(scenario);
+    ASSERT_GT(events.size(), 800u);
+    events.pop_back();  // ended by the end of the test
+    double join = 0, leave = 0;
+    for (const auto& event : events) {
+        ASSERT_NE(0, event.first_mcast_pkt_ts);
+        EXPECT_EQ(1000, Between(event.mcast_leave_ts, event.first_mcast_pkt_ts));
+        EXPECT_NEAR(Between(event.last_mcast_pkt_ts, event.first_mcast_pkt_ts) / 2,
+                    event.total_mcast_packets + event.lost_mcast_packets, 1);
+        join += Between(event.first_mcast_pkt_ts, event.mcast_join_ts);
+        leave += Between(event.last_mcast_pkt_ts, event.mcast_leave_ts);
+    }
+    const auto views = static_cast<double>(events.size());
+    EXPECT_NEAR(37 + 18, join / views, 3);
+    EXPECT_NEAR(112 - 18, leave / views, 3);
+
+    scenario.network.behaviour.loss = 1;
+    scenario.test.test_duration = 10'000;
+    events = RunAll(scenario);
+    ASSERT_EQ(10u, events.size());
+    for (const auto& event : events) {
+        EXPECT_EQ(0, event.first_mcast_pkt_ts + event.last_mcast_pkt_ts);
+        EXPECT_EQ(0u, event.total_mcast_packets);
+        EXPECT_FALSE(event.first_pkt_ts_valid);
+    }
+}
+
 // The narrowest behaviour counts: a group range before the port before everything else.
 TEST(Zapping, BehaviourIsThatOfTheGroupThenOfThePort) {
-    Scenario scenario;
-    scenario.network.ports["Port 1"] = scenario.network.behaviour;
-    scenario.network.ports["Port 1"].join_delay.a = 50;
-    scenario.network.groups.resize(1);
-    auto& range = scenario.network.groups[0];
-    range.first.v4 = {{225, 0, 0, 3}};
-    range.last.v4 = {{225, 0, 0, 4}};
-    range.behaviour.join_delay.a = 70;
-    for (const auto& event : RunAll(scenario)) {
-        const bool in_range = event.viewed_channel == 3 || event.viewed_channel == 4;
-        EXPECT_EQ(in_range ? 70 : 50, Between(event.first_mcast_pkt_ts, event.mcast_join_ts));
+    for (const bool v6 : {false, true}) {
+        Scenario scenario;
+        scenario.network.ports["Port 1"] = scenario.network.behaviour;
+        scenario.network.ports["Port 1"].join_delay.a = 50;
+        scenario.network.groups.resize(1);
+        auto& range = scenario.network.groups[0];
+        range.first.v4 = {{225, 0, 0, 3}};
+        range.last.v4 = {{225, 0, 0, 4}};
+        range.behaviour.join_delay.a = 70;
+        if (v6) {  // a range that a group address is carried into
+            scenario.blocks[0].igmp_version = IgmpVersion::MLD_VERSION2;
+            for (auto* address : {&range.first, &range.last, &scenario.channels.channel_ip_start,
+                                  &scenario.channels.channel_ip_step}) {
+                *address = {.type = ipAddress_t::kV6, .v6 = {{0xff, 0x35}}};
+            }
+            scenario.channels.channel_ip_start.v6.address[15] = 0xfe;  // channel 3 is ff35::100
+            scenario.channels.channel_ip_step.v6 = {{}};
+            scenario.channels.channel_ip_step.v6.address[15] = 1;
+            range.first.v6.address[14] = range.last.v6.address[14] = 1;
+            range.last.v6.address[15] = 1;
+        }
+        const auto events = RunAll(scenario);
+        ASSERT_EQ(10u, events.size());
+        for (const auto& event : events) {
+            const bool in_range = event.viewed_channel == 3 || event.viewed_channel == 4;
+            EXPECT_EQ(in_range ? 70 : 50, Between(event.first_mcast_pkt_ts, event.mcast_join_ts));
+            if (!v6) continue;
+            const auto& bytes = event.viewed_ip.v6.address;
+            EXPECT_EQ(ipAddress_t::kV6, event.viewed_ip.type);
+            EXPECT_EQ(0xfd + event.viewed_channel, bytes[14] * 256 + bytes[15]);
+            EXPECT_EQ(0xff, bytes[0]);
+        }
+        scenario.port_name = "Port 2";
+        const auto other = RunAll(scenario).at(0);
+        EXPECT_EQ(37, Between(other.first_mcast_pkt_ts, other.mcast_join_ts));
     }
-    scenario.port_name = "Port 2";
-    EXPECT_EQ(37, Between(RunAll(scenario).at(0).first_mcast_pkt_ts, RunAll(scenario)[0].mcast_join_ts));
+}
+
+// A view whose first packet is on its way when the test ends has neither failed nor succeeded.
+TEST(Zapping, TheEndOfTheTestFailsNoJoin) {
+    struct Case {
+        TestType type;
+        bool sent;
+        std::uint32_t duration;
+        std::size_t events;
+    };
+    const Case cases[] = {{TestType::ZAPPING, true, 1020, 1},
+                          {TestType::ZAPPING, true, 1037, 2},
+                          {TestType::ZAPPING, false, 1020, 2},
+                          {TestType::FAST_CHANNEL_CHANGE, true, 1005, 1},  // unicast packet at 11 ms
+                          {TestType::FAST_CHANNEL_CHANGE, true, 1030, 2},
+                          {TestType::FAST_CHANNEL_CHANGE, true, 1070, 1},  // join at 50 ms
+                          {TestType::FAST_CHANNEL_CHANGE, true, 1087, 2}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(&c - cases);
+        Scenario scenario;
+        scenario.test.test_type = c.type;
+        scenario.test.test_duration = c.duration;
+        scenario.test.mcast_join_trigger = MulticastJoinTriggerType::UNICAST_JOIN_AND_DELAY;
+        scenario.profile.mcast_join_trigger_delay = 50;
+        scenario.profile.unicast_leave_trigger_delay = 200;
+        scenario.test.min_sbit_delay = scenario.test.max_sbit_delay = 150;  // later than the end
+        scenario.network.is_sent = [&c](const auto&, const auto&) { return c.sent; };
+        const auto events = RunAll(scenario);
+        EXPECT_EQ(c.events, events.size());
+        EXPECT_FALSE(events.back().sbit_failure);
+    }
 }
 
 }  // namespace

@@ -7,7 +7,7 @@ def text(message_set):
     parts = [
         f"// {message_set.doc} Message set {message_set.name}, generated from {message_set.file}.yaml; do not edit.\n",
         "#pragma once\n\n",
-        "#include <cstdint>\n#include <string>\n#include <vector>\n\n",
+        "#include <cstdint>\n#include <string>\n#include <type_traits>\n#include <vector>\n\n",
         *(f'#include "{path}"\n' for path in _includes(message_set)),
         f"\nnamespace {message_set.namespace} {{\n",
         *(_enum(enum) for enum in message_set.enums),
@@ -39,10 +39,20 @@ def _record(message_set, record):
     if record.fields:
         lines.append("\n")
     lines.append(f"    bool operator==(const {record.struct}&) const = default;\n}};\n")
+    if record.packed:
+        lines.append(_visitor(record))
     lines.append(f"extern const char* const {record.stem}_names[];\n")
     lines.append(fill(f"void {record.stem}_to_struct(", encoder_arguments(message_set, record), ");"))
     lines.append(fill(f"void {record.stem}_from_struct(", decoder_arguments(message_set, record), ");"))
     return "".join(lines)
+
+
+def _visitor(record):
+    """Calls `visit(name, member)` for each member: for whoever writes records in a form of his own."""
+    calls = "".join(f'    visit("{field.name}", record.{field.name});\n' for field in record.fields)
+    return (f"template <class Record, class Visit>\n"
+            f"    requires std::is_same_v<std::remove_const_t<Record>, {record.struct}>\n"
+            f"void visit_members(Record& record, Visit&& visit) {{\n{calls}}}\n")
 
 
 def _declaration(message_set, field):

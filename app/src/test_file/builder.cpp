@@ -13,7 +13,8 @@ namespace orv::app {
 using framework::CScriptable;
 using framework::ScriptableVec;
 
-void Builder::Build(CScriptable& project, framework::CSequencer& sequencer) {
+std::unordered_map<std::uint32_t, Position> Builder::Build(CScriptable& project,
+                                                           framework::CSequencer& sequencer) {
     made_.assign(plan_.Objects().size(), nullptr);
     made_[Plan::kProject] = &project;
     made_[Plan::kSequencer] = &sequencer;
@@ -27,6 +28,11 @@ void Builder::Build(CScriptable& project, framework::CSequencer& sequencer) {
         if (made_[i] && object.parent != i)
             Guard({object.at, plan_.Describe(i)}, [&] { made_[i]->OnLoadCompleted(); });
     }
+    std::unordered_map<std::uint32_t, Position> positions;
+    for (std::size_t i = 0; i < made_.size(); ++i) {
+        if (made_[i]) positions[made_[i]->GetHandle()] = plan_.At(i).at;
+    }
+    return positions;
 }
 
 template <class Step>

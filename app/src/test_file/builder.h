@@ -1,6 +1,7 @@
 // Making what a plan asks for.
 #pragma once
 
+#include <unordered_map>
 #include <vector>
 
 #include "orv/framework/scriptable.h"
@@ -15,7 +16,9 @@ class Builder {
   public:
     Builder(const Plan& plan, MistakeList& mistakes) : plan_(plan), mistakes_(mistakes) {}
 
-    void Build(framework::CScriptable& project, framework::CSequencer& sequencer);
+    /// Returns where the objects stand in the file, by handle.
+    std::unordered_map<std::uint32_t, Position> Build(framework::CScriptable& project,
+                                                      framework::CSequencer& sequencer);
 
   private:
     template <class Step>

@@ -80,6 +80,7 @@ class Plan {
 
     std::string title;
     Simulation simulation;
+    bool has_sequence = false;  ///< the file has a section of that name
 
   private:
     template <class Indexes>

@@ -77,6 +77,7 @@ class SectionReader {
             mistakes_.Add({root_.at, {}, "project"}, "the section is missing", "the objects of the test");
         }
         if (const SourceEntry* sequence = Find("sequence")) {
+            plan_.has_sequence = true;
             objects_.ReadObjects(sequence->value, Plan::kSequencer, {sequence->value.at, {}, "sequence"});
         } else {
             default_sequence_ = ReadSourceTree(kDefaultSequence, mistakes_);
@@ -132,12 +133,21 @@ const Simulation& TestFile::GetSimulation() const {
     return plan_->simulation;
 }
 
-std::vector<Mistake> TestFile::Build(framework::CScriptable& project,
-                                     framework::CSequencer& sequencer) const {
+TestFile::Built TestFile::Build(framework::CScriptable& project, framework::CSequencer& sequencer) const {
     if (!IsGood()) throw common::COrvLogicError("a test file with mistakes cannot be built: " + file_);
     MistakeList mistakes(file_);
-    Builder(*plan_, mistakes).Build(project, sequencer);
-    return mistakes.TakeSorted();
+    Built built;
+    built.positions = Builder(*plan_, mistakes).Build(project, sequencer);
+    built.mistakes = mistakes.TakeSorted();
+    return built;
+}
+
+Mistake TestFile::MakeMistake(Position at, const std::string& object, const std::string& problem) const {
+    return {file_, at, object, {}, problem, {}, {}};
+}
+
+bool TestFile::HasSequence() const {
+    return plan_->has_sequence;
 }
 
 }  // namespace orv::app

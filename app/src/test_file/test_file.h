@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "mistake.h"
@@ -39,10 +40,20 @@ class TestFile {
     const std::string& GetTitle() const;
     const Simulation& GetSimulation() const;
 
-    /// Makes the objects below an empty project, and the commands in place of those of the sequencer. Returns
-    /// what the host refused, with positions in the file: the project is then incomplete and to be replaced.
-    /// Throws COrvLogicError when the file is not good.
-    std::vector<Mistake> Build(framework::CScriptable& project, framework::CSequencer& sequencer) const;
+    /// What came of building a file.
+    struct Built {
+        /// What the host refused: the project is then incomplete and to be replaced.
+        std::vector<Mistake> mistakes;
+        /// Where the objects stand in the file, by handle.
+        std::unordered_map<std::uint32_t, Position> positions;
+    };
+    /// Makes the objects below an empty project, and the commands in place of those of the sequencer. Throws
+    /// COrvLogicError when the file is not good.
+    Built Build(framework::CScriptable& project, framework::CSequencer& sequencer) const;
+    /// A mistake that shows only when the objects are there.
+    Mistake MakeMistake(Position at, const std::string& object, const std::string& problem) const;
+    /// True when the file says itself which commands are run.
+    bool HasSequence() const;
 
   private:
     TestFile();

@@ -91,7 +91,7 @@ void CIptvMsgSetCln::PortOfflineHandler(CScriptable*, framework::PropId) {
     const core::CPort* port = GetPort();
     if (!port) ThrowLookupFailure({"Port", "IptvMsgSetCln", "CIptvMsgSetCln::PortOfflineHandler"}, "");
     if (port->IsOnline()) return;
-    CIptvResultsManager::StopRunning();
+    CIptvResultsManager::OnPortOffline(m_portHandle);
     ForgetEverything();
     const auto* project = core::CProject::GetCurrentActiveInstance();
     if (!project) return;

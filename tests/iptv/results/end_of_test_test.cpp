@@ -117,6 +117,44 @@ TEST_F(EndOfTestTest, APortThatCannotBeToldToStopIsWaitedForAndNamedInTheLog) {
     EXPECT_EQ(Reader(DatabasePath()).Get("SELECT count(*) FROM IptvTestResults"), "1");
 }
 
+TEST_F(EndOfTestTest, APortThatGoesOfflineEndsTheTestOnTheOthersAndNothingIsLost) {
+    for (const bool has_ended : {false, true}) {
+        SCOPED_TRACE(has_ended ? "it had ended" : "it was running");
+        Start();
+        Yield();
+        Report(far1, {EventsOf(a, {MakeView(1, 2, 0)})});
+        if (has_ended) End(far1);
+        Forget();
+        iptv::CIptvResultsManager::OnPortOffline(p1.GetHandle());
+        EXPECT_FALSE(iptv::CIptvResultsManager::IsTestRunning());
+        Yield();
+        EXPECT_THAT(far1.Take(), ElementsAre("DeregisterEOTNotify", "DeregisterResultsNotify"));
+        EXPECT_THAT(far2.Take(), ElementsAre("Stop"));
+        EXPECT_EQ(Outcome(), "none") << "the other port is still to report";
+        Report(far2, {EventsOf(b, {MakeView(1, 12, 0)})});
+        End(far2);
+        EXPECT_EQ(Outcome(), "PASSED");
+        EXPECT_EQ(Manager().GetNetChannelChanges(), 2);
+        EXPECT_TRUE(IsEnabled(ids::IptvStartTestCommand::CLASS));
+        project.Root().GetObject(ids::IptvTestResults::CLASS, common::kParentChild)->Delete();
+    }
+    Start();
+    iptv::CIptvResultsManager::OnPortOffline(p1.GetHandle());
+    iptv::CIptvResultsManager::OnPortOffline(p2.GetHandle());
+    EXPECT_EQ(Outcome(), "FAILED") << "nobody is left to report";
+    EXPECT_EQ(Reader(DatabasePath()).Get("SELECT count(*) FROM DataSets WHERE EndTime IS NULL"), "0");
+}
+
+TEST_F(EndOfTestTest, APortEndsOnceHoweverOftenItSaysSo) {
+    Start();
+    Yield();
+    End(far1);
+    End(far1);
+    EXPECT_TRUE(iptv::CIptvResultsManager::IsTestRunning());
+    End(far2);
+    EXPECT_FALSE(iptv::CIptvResultsManager::IsTestRunning());
+}
+
 TEST_F(EndOfTestTest, ADatabaseThatCannotBeWrittenKeepsNoTestFromItsEnd) {
     testing_aids::LogCapture log;
     a.Set(ids::IptvStbBlockConfig::SaveTimeStamps, true);

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -45,6 +46,13 @@ struct NetworkBehaviour {
     double retransmission_loss = 0;  ///< fraction of retransmitted packets that are lost again
 };
 
+/// Which sources of a group an STB wants to hear. INCLUDE without sources lets nothing pass, EXCLUDE without
+/// sources everything. Group membership protocols without source filters ask with the latter.
+struct SourceFilter {
+    bool include = false;  ///< INCLUDE: only these; EXCLUDE: all but these
+    std::span<const ipAddress_t> sources;
+};
+
 /// The network of one run: what its channels meet, and whether there are any.
 struct Network {
     NetworkBehaviour behaviour;  ///< of everything that has none of its own
@@ -58,8 +66,10 @@ struct Network {
         NetworkBehaviour behaviour;
     };
     std::vector<GroupRange> groups;
-    /// True while something sends the group; asked in the test environment only. Unset: always.
-    std::function<bool(const ipAddress_t& group)> is_sent;
+    /// True while something sends the group that passes the filter; asked in the test environment only.
+    /// Unset: always. Ports ask when a test starts and in SimulatedPort::ChannelsChange, and remember the
+    /// answers.
+    std::function<bool(const ipAddress_t& group, const SourceFilter& filter)> is_sent;
     /// With a multiple of 16 the counters that time stamps are taken from wrap 5 to 15 s after their port was
     /// made; with another seed they do not wrap for days.
     std::uint64_t seed = 1;

@@ -4,11 +4,13 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "orv/il/faults.h"
 #include "orv/il/network.h"
+#include "orv/il/recording.h"
 #include "orv/il/timeline.h"
 
 namespace orv::il {
@@ -22,7 +24,9 @@ class SimulatedPort {
   public:
     struct Setup {
         std::string name;  ///< of the port; part of its seed
-        FaultSchedule faults;
+        FaultSchedule faults = {};
+        /// When there is one, the port reports it instead of emulating set-top boxes.
+        std::optional<Recording> recording = {};
     };
     using Send = std::function<void(std::vector<std::byte>)>;
     using HangUp = std::function<void(const std::string& reason)>;
@@ -37,6 +41,12 @@ class SimulatedPort {
     /// A message from the other end. One that is no request, or is malformed, is answered with a fault where
     /// it can be answered at all, and never ends the port.
     void Receive(const std::vector<std::byte>& bytes);
+
+    /// What the network's `is_sent` says is about to change: works off what the STBs did up to now, calls
+    /// `change`, and lets streams that are no longer sent end and those that are sent again reach whoever
+    /// waits for them. For several ports the calls nest, so that `change` is called once, when all are ready
+    /// for it. `change` may not use this port in any other way.
+    void ChannelsChange(const std::function<void()>& change);
 
   private:
     class Impl;

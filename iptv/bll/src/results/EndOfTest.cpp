@@ -1,4 +1,5 @@
 // How a test ends: on each port, on all of them, and for good.
+#include <algorithm>
 #include <exception>
 #include <utility>
 
@@ -49,8 +50,30 @@ void CIptvResultsManager::EndTestHandler(std::uint16_t, Message* message, void* 
         return "Received EOT notification from " + (port ? port->GetName() : std::string("unknown port"));
     });
     if (!LogRefusal(*message)) iptvcd_1_bll::parse_req_EOTNotification(message);
-    // A port that refuses to say when it ends counts as one that has.
+    // A port that refuses to say when it ends counts as one that has; one that says it again has ended once.
+    if (port && !known_ends_.insert(port->GetHandle()).second) return;
     EndOfTestProcessing(false);
+}
+
+void CIptvResultsManager::OnPortOffline(std::uint32_t port) {
+    StopRunning();
+    if (m_resultManager) m_resultManager->GoOnWithoutPort(port);
+}
+
+void CIptvResultsManager::GoOnWithoutPort(std::uint32_t port) {
+    const auto lost = std::find_if(registrations_.begin(), registrations_.end(),
+                                   [port](const deregHandles& entry) { return entry.port == port; });
+    if (lost == registrations_.end() || final_done_) return;
+    DropRegistration(deregHandles(*lost));
+    registrations_.erase(lost);
+    --port_count_;
+    if (known_ends_.erase(port) > 0) --ended_ports_;
+    try {
+        finishing_ && !end_held_ ? CarryOutEnd(false) : EndOfTestProcessing(true);
+    } catch (const std::exception& error) {
+        LogText(devLogger(), LogLevelType::Error,
+                std::string("The end of a test that lost a port failed: ") + error.what());
+    }
 }
 
 void CIptvResultsManager::EndOfTestProcessing(bool stopRequested) {
@@ -171,13 +194,15 @@ void CIptvResultsManager::DeregisterAllNotifications() {
 
 /// What a test has left that did not come to its end; ports and connections may be gone.
 void CIptvResultsManager::DropRegistrations() {
-    for (const deregHandles& registration : std::exchange(registrations_, {})) {
-        const core::CPort* port = FindPort(registration.port);
-        if (!port || !CRpcManager::Instance().IsConnected(port->GetMessenger())) continue;
-        try {
-            Deregister(registration);
-        } catch (const common::COrvRunTimeError&) {  // it has been logged
-        }
+    for (const deregHandles& registration : std::exchange(registrations_, {})) DropRegistration(registration);
+}
+
+void CIptvResultsManager::DropRegistration(const deregHandles& registration) {
+    const core::CPort* port = FindPort(registration.port);
+    if (!port || !CRpcManager::Instance().IsConnected(port->GetMessenger())) return;
+    try {
+        Deregister(registration);
+    } catch (const common::COrvRunTimeError&) {  // it has been logged
     }
 }
 

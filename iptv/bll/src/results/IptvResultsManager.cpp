@@ -34,6 +34,7 @@ void CIptvResultsManager::Prepare(TestRun run) {
     run_ = std::move(run);
     port_count_ = 0;
     ended_ports_ = 0;
+    known_ends_.clear();
     failed_joins_ = 0;
     net_channel_changes_ = 0;
     DropRegistrations();

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -99,6 +100,9 @@ class CIptvResultsManager : public core::CResult {
     void EndTestHandler(std::uint16_t sequence, Message* message, void* portHandle);
     /// `stopRequested`: a user ends the test; otherwise a port has ended it.
     void EndOfTestProcessing(bool stopRequested);
+    /// No test counts as running any more. One that the port took part in is stopped on the other ports, and
+    /// ends when they have reported their ends: what they found is not lost.
+    static void OnPortOffline(std::uint32_t port);
     void StopTestHandler(std::uint16_t sequence, Message* message, void* context);
     void FinalProcessing();
     void DeregisterAllNotifications();
@@ -129,9 +133,11 @@ class CIptvResultsManager : public core::CResult {
     /// True for the fault of a port that refuses to register a notification.
     static bool LogRefusal(const Message& answer);
     void CarryOutEnd(bool stopRequested);
+    void GoOnWithoutPort(std::uint32_t port);
     void SendStop(const deregHandles& registration);
     void DropRegistrations();
-    void Deregister(const deregHandles& registration);
+    static void DropRegistration(const deregHandles& registration);
+    static void Deregister(const deregHandles& registration);
     CIptvTestResults& GetTestResults();
     void DestroyRows();
 
@@ -141,6 +147,7 @@ class CIptvResultsManager : public core::CResult {
     TestRun run_;
     std::uint32_t port_count_ = 0;
     std::uint32_t ended_ports_ = 0;
+    std::set<std::uint32_t> known_ends_;  ///< handles of the ports that have reported their end
     double failed_joins_ = 0;
     double net_channel_changes_ = 0;
     std::vector<deregHandles> registrations_;

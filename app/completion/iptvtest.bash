@@ -1,0 +1,88 @@
+# Bash completion of iptvtest. Source this file, or put it as "iptvtest" into
+# ~/.local/share/bash-completion/completions/.
+# shellcheck shell=bash
+
+# A word of the command line without its quotes, backslashes and tilde.
+_iptvtest_unquote() {
+    local word=$1
+    [[ $word == \~/* ]] && word=$HOME/${word#\~/}
+    word=${word//\\/}
+    word=${word//\"/}
+    printf '%s' "${word//\'/}"
+}
+
+# Files and folders that begin with $1; of the files only those that match one of the further patterns.
+_iptvtest_files() {
+    local begin path pattern
+    begin=$(_iptvtest_unquote "$1")
+    shift
+    compopt -o filenames 2>/dev/null
+    while IFS= read -r path; do
+        if [[ -d $path || $# -eq 0 ]]; then
+            COMPREPLY+=("$path")
+            continue
+        fi
+        for pattern in "$@"; do
+            # shellcheck disable=SC2053 # a pattern it is
+            [[ $path == $pattern ]] && COMPREPLY+=("$path") && break
+        done
+    done < <(compgen -f -- "$begin")
+}
+
+# The names of views in database $2 that begin with $1, without regard to case.
+_iptvtest_views() {
+    local begin name
+    begin=$(_iptvtest_unquote "$1")
+    # They hold blanks; this has readline quote them.
+    compopt -o filenames 2>/dev/null
+    while IFS= read -r name; do
+        [[ ${name,,} == "${begin,,}"* ]] && COMPREPLY+=("$name")
+    done < <("$(_iptvtest_unquote "${COMP_WORDS[0]}")" results "$(_iptvtest_unquote "$2")" --list 2>/dev/null)
+}
+
+_iptvtest() {
+    local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
+    local command=${COMP_WORDS[1]} options='' words=() i
+    COMPREPLY=()
+    if ((COMP_CWORD == 1)); then
+        mapfile -t COMPREPLY < <(compgen -W 'run validate results schema version --help' -- "$current")
+        return
+    fi
+
+    case $command:$previous in
+        run:--clock) options='real virtual' ;;
+        run:--log-level) options='debug info warn error off' ;;
+        run:--seed | results:--data-set) return ;;
+        run:--db) _iptvtest_files "$current" '*.db'; return ;;
+        run:--junit) _iptvtest_files "$current" '*.xml'; return ;;
+        run:--record | run:--replay) _iptvtest_files "$current"; return ;;
+    esac
+    if [[ -z $options && $current == -* ]]; then
+        case $command in
+            run) options='--quiet --json --junit --db --seed --clock --log-level --record --replay --help' ;;
+            validate) options='--json --help' ;;
+            results) options='--csv --json --data-set --list --help' ;;
+            schema | version) options='--help' ;;
+        esac
+    fi
+    if [[ -n $options ]]; then
+        mapfile -t COMPREPLY < <(compgen -W "$options" -- "$current")
+        return
+    fi
+
+    # What has been given without an option so far: the file, and the view.
+    for ((i = 2; i < COMP_CWORD; ++i)); do
+        case ${COMP_WORDS[i]} in
+            --junit | --db | --seed | --clock | --log-level | --record | --replay | --data-set) ((++i)) ;;
+            -*) ;;
+            *) words+=("${COMP_WORDS[i]}") ;;
+        esac
+    done
+    case $command:${#words[@]} in
+        run:0 | validate:0) _iptvtest_files "$current" '*.yaml' '*.yml' ;;
+        results:0) _iptvtest_files "$current" '*.db' ;;
+        results:1) _iptvtest_views "$current" "${words[0]}" ;;
+    esac
+}
+
+complete -F _iptvtest iptvtest

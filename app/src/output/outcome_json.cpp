@@ -1,0 +1,62 @@
+#include "outcome_json.h"
+
+#include <nlohmann/json.hpp>
+
+namespace orv::app {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+Json MakeRows(const std::vector<ResultRow>& rows) {
+    Json list = Json::array();
+    for (const ResultRow& row : rows) {
+        Json entry{{"name", row.name}};
+        for (const auto& [name, figure] : row.figures)
+            std::visit([&entry, &name = name](const auto& value) { entry[name] = value; }, figure);
+        list.push_back(std::move(entry));
+    }
+    return list;
+}
+
+Json MakeTest(const TestReport& test) {
+    return {{"name", test.name},
+            {"type", test.type},
+            {"environment", test.environment},
+            {"duration_s", test.duration},
+            {"verdict", test.passed ? "passed" : "failed"},
+            {"channel_changes", test.GetChannelChanges()},
+            {"failed_joins", test.GetFailedJoins()},
+            {"failed_percent", test.GetFailedPercent()},
+            {"join_fail_threshold_percent", test.join_fail_threshold},
+            {"channel_ranges", MakeRows(test.channel_ranges)},
+            {"stb_blocks", MakeRows(test.stb_blocks)},
+            {"profiles", MakeRows(test.profiles)},
+            {"ports", MakeRows(test.ports)}};
+}
+
+Json MakeMistake(const Mistake& mistake) {
+    return {{"file", mistake.file},         {"line", mistake.at.line},      {"column", mistake.at.column},
+            {"object", mistake.object},     {"property", mistake.property}, {"problem", mistake.problem},
+            {"expected", mistake.expected}, {"nearest", mistake.nearest}};
+}
+
+}  // namespace
+
+std::string MakeOutcomeJson(const RunOutcome& outcome) {
+    Json json{{"end", GetRunEndName(outcome.end)},
+              {"exit_status", static_cast<int>(outcome.end)},
+              {"title", outcome.title},
+              {"seed", outcome.seed},
+              {"database", outcome.database},
+              {"tests", Json::array()},
+              {"mistakes", Json::array()},
+              {"warnings", outcome.warnings},
+              {"errors", outcome.errors}};
+    for (const TestReport& test : outcome.tests) json["tests"].push_back(MakeTest(test));
+    for (const Mistake& mistake : outcome.mistakes) json["mistakes"].push_back(MakeMistake(mistake));
+    // A name in the file need not be proper UTF-8.
+    return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+}  // namespace orv::app

@@ -1,0 +1,21 @@
+// What came of a run, for programs.
+#pragma once
+
+#include <string>
+
+#include "run/run_outcome.h"
+
+namespace orv::app {
+
+/// One JSON object: "end" ("passed", "failed", "bad input", "run-time failure", "interrupted"),
+/// "exit_status", "title", "seed", "database", "tests" (each with name, type, environment, duration,
+/// thresholds, verdict, and the figures of "channel_ranges", "stb_blocks", "profiles" and "ports" by the
+/// names of the data model), "mistakes" (file, line, column, object, property, problem, expected, nearest),
+/// "warnings" and "errors".
+std::string MakeOutcomeJson(const RunOutcome& outcome);
+
+/// The same as a JUnit report: a test case per test for its verdict and one per STB block for its joins; what
+/// went wrong is an error of the suite's case "run".
+std::string MakeJUnitXml(const RunOutcome& outcome);
+
+}  // namespace orv::app

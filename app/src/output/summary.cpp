@@ -1,0 +1,133 @@
+#include "summary.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+#include "text_table.h"
+
+namespace orv::app {
+
+namespace {
+
+/// Which tests a column is for.
+enum class Shown { Always, Unicast, Retransmission };
+
+/// A column that shows one figure, or the least, mean and greatest of one ("Min" and so on before the name).
+struct Column {
+    const char* header;
+    const char* figure;
+    bool is_range = false;
+    Shown shown = Shown::Always;
+};
+
+constexpr Column kJoinColumns[] = {
+    {"Views", "NumOfChannelChanges"},
+    {"Failed joins", "JoinFails"},
+    {"Join ms", "JoinLatency", true},
+    {"Leave ms", "LeaveLatency", true},
+    {"Unicast fails", "UnicastJoinFails", false, Shown::Unicast},
+    {"Unicast join ms", "UnicastJoinLatency", true, Shown::Unicast},
+    {"Retransmission ms", "RetransmissionLatency", true, Shown::Retransmission},
+    {"Retransmissions failed", "FailedRetransmissionCount", false, Shown::Retransmission},
+    {"Packets", "TotalPkts"},
+    {"Lost", "DroppedFrameCount"},
+};
+constexpr Column kChangeColumns[] = {
+    {"Change ms", "ChangeLatency", true},
+    {"Gap ms", "GapLatency", true},
+    {"Overlap ms", "OverlapLatency", true},
+};
+constexpr Column kPortColumns[] = {
+    {"Packets", "TotalPkts"},
+    {"Lost", "DroppedFrameCount"},
+    {"Reordered", "ReorderedFrameCount"},
+    {"Duplicate", "DuplicateFrameCount"},
+    {"Late", "LateFrameCount"},
+    {"Payload errors", "PrbsErrorCount"},
+};
+
+/// Whole numbers as such, others with one decimal.
+std::string FormatNumber(double number) {
+    return number == std::floor(number) ? fmt::format("{:.0f}", number) : fmt::format("{:.1f}", number);
+}
+
+std::string FormatCell(const ResultRow& row, const Column& column) {
+    if (!column.is_range) return FormatNumber(row.GetNumber(column.figure));
+    const std::string name = column.figure;
+    const double max = row.GetNumber("Max" + name);
+    if (max == 0) return "-";
+    return fmt::format("{} / {} / {}", FormatNumber(row.GetNumber("Min" + name)),
+                       FormatNumber(row.GetNumber("Avg" + name)), FormatNumber(max));
+}
+
+bool IsShown(const TestReport& test, Shown shown) {
+    const bool retransmits = test.type == "RELIABLE_RETRANSMISSION" || test.type == "FCC_WITH_RRR";
+    switch (shown) {
+        case Shown::Always:
+            return true;
+        case Shown::Unicast:
+            return test.type == "FAST_CHANNEL_CHANGE" || test.type == "FCC_WITH_RRR";
+        case Shown::Retransmission:
+            return retransmits;
+    }
+    return true;
+}
+
+template <class... Columns>
+std::string MakeTable(const TestReport& test, const std::string& title, const std::vector<ResultRow>& rows,
+                      const Columns&... columns) {
+    std::vector<Column> shown;
+    const auto choose = [&](const auto& group) {
+        std::copy_if(std::begin(group), std::end(group), std::back_inserter(shown),
+                     [&test](const Column& column) { return IsShown(test, column.shown); });
+    };
+    (choose(columns), ...);
+    std::vector<TextTable::Column> headers{{title, TextTable::Align::Left}};
+    for (const Column& column : shown) headers.push_back({column.header, TextTable::Align::Right});
+    TextTable table(std::move(headers));
+    for (const ResultRow& row : rows) {
+        std::vector<std::string> cells{row.name};
+        for (const Column& column : shown) cells.push_back(FormatCell(row, column));
+        table.AddRow(std::move(cells));
+    }
+    return table.ToString() + "\n";
+}
+
+std::string MakeTestSummary(const TestReport& test) {
+    std::string text = fmt::format("Test \"{}\": {}, {}, {} s   (latencies: least / mean / greatest)\n\n",
+                                   test.name, test.type, test.environment, FormatNumber(test.duration));
+    text += MakeTable(test, "Channel range", test.channel_ranges, kJoinColumns);
+    text += MakeTable(test, "STB block", test.stb_blocks, kJoinColumns, kChangeColumns);
+    text += MakeTable(test, "Viewing profile", test.profiles, kJoinColumns, kChangeColumns);
+    text += MakeTable(test, "Port", test.ports, kPortColumns);
+    if (test.GetChannelChanges() == 0) {
+        text += "No channel was viewed.\n";
+    } else {
+        text += fmt::format("{} of {} joins failed, {:.2f} %; {} % may fail.\n",
+                            FormatNumber(test.GetFailedJoins()), FormatNumber(test.GetChannelChanges()),
+                            test.GetFailedPercent(), FormatNumber(test.join_fail_threshold));
+    }
+    text += fmt::format("Verdict: {}\n", test.passed ? "PASSED" : "FAILED");
+    return text;
+}
+
+}  // namespace
+
+std::string MakeSummary(const RunOutcome& outcome) {
+    std::string text;
+    if (!outcome.title.empty()) text += outcome.title + "\n\n";
+    for (const TestReport& test : outcome.tests) text += MakeTestSummary(test) + "\n";
+    if (!outcome.database.empty()) text += fmt::format("Results: {}\n", outcome.database);
+    if (!outcome.errors.empty()) {
+        text += "What went wrong:\n";
+        for (const std::string& error : outcome.errors) text += fmt::format("  {}\n", error);
+    }
+    if (outcome.end == RunEnd::Failure || outcome.end == RunEnd::Interrupted)
+        text += fmt::format("The run ended with: {}\n", GetRunEndName(outcome.end));
+    return text;
+}
+
+}  // namespace orv::app

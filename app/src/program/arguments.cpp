@@ -1,0 +1,139 @@
+#include "arguments.h"
+
+#include <CLI/CLI.hpp>
+#include <map>
+
+namespace orv::app {
+
+namespace {
+
+constexpr int kBadInput = 2;
+
+constexpr const char* kFooter = R"(A first test, from the folder of the examples:
+
+  iptvtest validate zapping-ipv4.yaml          is everything right in this file?
+  iptvtest run zapping-ipv4.yaml --db zap.db   run it, show what it found
+  iptvtest results zap.db                      what can be looked at
+  iptvtest results zap.db "Port Result"        look at one of it
+
+A test file lists ports, set-top boxes, channels and how people zap, in YAML; `iptvtest schema` prints a JSON
+schema with which an editor completes and explains it. docs/test-file.md describes it.
+
+Exit status: 0 passed, 1 failed verdict, 2 bad input, 3 run-time failure, 130 interrupted.)";
+
+constexpr const char* kRunFooter =
+    R"(Ctrl-C once ends the test in order, and its results are written; twice ends at once.
+
+On simulated ports a test runs on a virtual clock: ten minutes of it take seconds, and the same seed gives the same
+results. --clock real makes it take as long as on a real network.
+
+A recording has one line of JSON for each notification of a port. Playing it back bins the same events again, under
+other thresholds or ranges if the file has been changed; no set-top box is simulated.)";
+
+constexpr const char* kResultsFooter =
+    R"(Without a view the tree of views is shown. A view is named as in the tree,
+in any case, or by its path ("Port Config/Port Result"). A view that is too wide for a table is printed turned on its
+side. The file may be written to meanwhile.)";
+
+const std::map<std::string, framework::ClockKind> kClocks{{"real", framework::ClockKind::Real},
+                                                          {"virtual", framework::ClockKind::Virtual}};
+const std::map<std::string, int> kLevels{{"debug", static_cast<int>(framework::LogLevelType::Debug)},
+                                         {"info", static_cast<int>(framework::LogLevelType::Info)},
+                                         {"warn", static_cast<int>(framework::LogLevelType::Warn)},
+                                         {"error", static_cast<int>(framework::LogLevelType::Error)},
+                                         {"off", 0}};
+
+template <class Value>
+CLI::Validator OneOf(const std::map<std::string, Value>& values) {
+    std::vector<std::string> names;
+    for (const auto& [name, value] : values) names.push_back(name);
+    return CLI::IsMember(std::move(names));
+}
+
+void AddRun(CLI::App& app, Arguments& arguments, std::string& clock, std::string& level,
+            std::uint64_t& seed) {
+    CLI::App* run = app.add_subcommand("run", "Run a test and show what it found");
+    run->add_option("FILE", arguments.file, "Test file")->required();
+    run->add_flag("-q,--quiet", arguments.quiet,
+                  "Show nothing but errors; the exit status tells the verdict");
+    run->add_flag("--json", arguments.json,
+                  "Write the result to standard output as JSON, and everything else to standard error");
+    run->add_option("--junit", arguments.junit, "Write a JUnit report")->type_name("FILE");
+    run->add_option("--db", arguments.run.database,
+                    "Write the results database here, wherever the test file says")
+        ->type_name("FILE");
+    run->add_option("--seed", seed, "Seed of the simulated network, in place of the test file's")
+        ->type_name("N");
+    run->add_option("--clock", clock, "real or virtual (default)")->check(OneOf(kClocks))->type_name("CLOCK");
+    run->add_option("--log-level", level, "debug, info, warn (default), error or off")
+        ->check(OneOf(kLevels))
+        ->type_name("LEVEL");
+    run->add_option("--record", arguments.run.record, "Write every result notification as JSON Lines")
+        ->type_name("FILE");
+    run->add_option("--replay", arguments.run.replay, "Let the ports report what was recorded")
+        ->type_name("FILE");
+    run->footer(kRunFooter);
+    run->callback([&arguments] { arguments.command = Arguments::Command::Run; });
+}
+
+void AddResults(CLI::App& app, Arguments& arguments, bool& csv, bool& json, std::uint32_t& data_set) {
+    CLI::App* results = app.add_subcommand("results", "Show the results of a test");
+    results->add_option("DB", arguments.results.database, "Results database")->required();
+    results->add_option("VIEW", arguments.results.view, "View to print; without one the tree of views");
+    CLI::Option* as_csv = results->add_flag("--csv", csv, "As CSV (RFC 4180)");
+    results->add_flag("--json", json, "As JSON")->excludes(as_csv);
+    results->add_flag("--list", arguments.results.list, "Only the names of the views, one in a line");
+    results->add_option("--data-set", data_set, "Test to look at, counted from 1; the latest one without it")
+        ->check(CLI::PositiveNumber)
+        ->type_name("N");
+    results->footer(kResultsFooter);
+    results->callback([&arguments] { arguments.command = Arguments::Command::Results; });
+}
+
+}  // namespace
+
+std::optional<Arguments> ReadArguments(int argc, const char* const* argv, int& status) {
+    Arguments arguments;
+    std::string clock = "virtual", level = "warn";
+    std::uint64_t seed = 0;
+    std::uint32_t data_set = 0;
+    bool csv = false, results_json = false;
+
+    CLI::App app(
+        "Tests multicast TV networks: how long until viewers who zap see a picture, and what is lost on the "
+        "way",
+        "iptvtest");
+    app.require_subcommand(1);
+    app.footer(kFooter);
+    AddRun(app, arguments, clock, level, seed);
+    CLI::App* validate = app.add_subcommand("validate", "Check a test file, without running it");
+    validate->add_option("FILE", arguments.file, "Test file")->required();
+    validate->add_flag("--json", arguments.json, "Write what is wrong as JSON");
+    validate->callback([&arguments] { arguments.command = Arguments::Command::Validate; });
+    AddResults(app, arguments, csv, results_json, data_set);
+    app.add_subcommand("schema", "Print the JSON schema of test files")->callback([&arguments] {
+        arguments.command = Arguments::Command::Schema;
+    });
+    app.add_subcommand("version", "Print the versions of program and plug-in")->callback([&arguments] {
+        arguments.command = Arguments::Command::Version;
+    });
+
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        // Help is no error; the library's own numbers for errors mean nothing to callers.
+        status = app.exit(error) == 0 ? 0 : kBadInput;
+        return std::nullopt;
+    }
+    arguments.clock = kClocks.at(clock);
+    const int chosen = kLevels.at(level);
+    arguments.log_level.reset();
+    if (chosen != 0) arguments.log_level = static_cast<framework::LogLevelType>(chosen);
+    if (app.get_subcommand("run")->count("--seed") > 0) arguments.run.seed = seed;
+    if (data_set > 0) arguments.results.data_set = data_set;
+    if (csv) arguments.results.format = ResultsFormat::Csv;
+    if (results_json) arguments.results.format = ResultsFormat::Json;
+    return arguments;
+}
+
+}  // namespace orv::app

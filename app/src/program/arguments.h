@@ -1,0 +1,34 @@
+// The command line.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+
+#include "orv/framework/logger.h"
+#include "results_viewer/show_results.h"
+#include "run/session.h"
+
+namespace orv::app {
+
+struct Arguments {
+    enum class Command { Run, Validate, Results, Schema, Version };
+    Command command = Command::Version;
+
+    std::filesystem::path file;  ///< of run and validate
+    bool quiet = false;
+    bool json = false;  ///< of run and validate
+    std::filesystem::path junit;
+    RunOptions run;
+    framework::ClockKind clock = framework::ClockKind::Virtual;
+    std::optional<framework::LogLevelType> log_level =
+        framework::LogLevelType::Warn;  ///< none: nothing is shown
+
+    ResultsRequest results;
+};
+
+/// Reads a command line. Where there is nothing to carry out, a wrong one or a question for help, the answer
+/// has been printed and the exit status is in `status`.
+std::optional<Arguments> ReadArguments(int argc, const char* const* argv, int& status);
+
+}  // namespace orv::app

@@ -1,0 +1,56 @@
+// What a person sees of a run while it goes on.
+#pragma once
+
+#include <chrono>
+#include <iosfwd>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "run/run_observer.h"
+
+namespace orv::app {
+
+/// Shows progress as a bar that is drawn over and over, or as a line now and then where there is no terminal,
+/// and log texts above it. Everything goes to one stream.
+class Console : public IRunObserver {
+  public:
+    enum class Progress { None, Lines, Bar };
+    struct Options {
+        Progress progress = Progress::Lines;
+        int width = 80;                                ///< of the terminal, characters
+        std::optional<framework::LogLevelType> level;  ///< the least severe that is shown; none: nothing is
+        bool notes = true;
+        int (*get_interrupts)() = nullptr;
+    };
+
+    Console(std::ostream& out, const Options& options) : out_(out), options_(options) {}
+    /// Takes the bar away.
+    ~Console() override;
+
+    bool WantsProgress() override;
+    void OnProgress(const RunProgress& progress) override;
+    void OnNote(const std::string& text) override;
+    void OnLog(const framework::LogRecord& record) override;
+    int GetInterrupts() const override { return options_.get_interrupts ? options_.get_interrupts() : 0; }
+
+  private:
+    using Clock = std::chrono::steady_clock;
+
+    void Print(const std::string& line);
+    void EraseBar();
+    void DrawBar(const RunProgress& progress);
+    void PrintLine(const RunProgress& progress);
+
+    std::mutex mutex_;
+    std::ostream& out_;
+    const Options options_;
+    Clock::time_point shown_{};
+    std::string test_;
+    bool has_bar_ = false;
+};
+
+/// Order of severity, from 0 (debug) on.
+int GetSeverity(framework::LogLevelType level);
+
+}  // namespace orv::app

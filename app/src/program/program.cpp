@@ -1,0 +1,150 @@
+#include "program.h"
+
+#include <fmt/format.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+
+#include "arguments.h"
+#include "console.h"
+#include "interrupts.h"
+#include "orv/common/exceptions.h"
+#include "orv/framework/plugin_loader.h"
+#include "output/outcome_json.h"
+#include "output/summary.h"
+#include "program_version.h"
+#include "test_file/schema.h"
+
+namespace orv::app {
+
+namespace {
+
+constexpr int kFailure = static_cast<int>(RunEnd::Failure);
+
+/// Where the plug-in is: as the environment says, or beside the program.
+std::filesystem::path FindPlugin() {
+    if (const char* path = std::getenv("IPTVTEST_PLUGIN")) return path;
+    return std::filesystem::read_symlink("/proc/self/exe").parent_path() / "plugins" / "iptv.so";
+}
+
+Session MakeSession(framework::ClockKind clock) {
+    return Session(clock, FindPlugin());
+}
+
+void PrintMistakes(std::ostream& out, const RunOutcome& outcome) {
+    for (const Mistake& mistake : outcome.mistakes) out << mistake.ToString() << '\n';
+    for (const std::string& warning : outcome.warnings) out << warning << " (warning)\n";
+}
+
+Console::Options MakeConsoleOptions(const Arguments& arguments) {
+    Console::Options options;
+    options.level = arguments.log_level;
+    options.get_interrupts = GetInterruptCount;
+    options.notes = !arguments.quiet;
+    if (arguments.quiet && options.level &&
+        GetSeverity(*options.level) < GetSeverity(framework::LogLevelType::Error))
+        options.level = framework::LogLevelType::Error;
+    if (arguments.quiet) {
+        options.progress = Console::Progress::None;
+    } else if (isatty(STDERR_FILENO)) {
+        options.progress = Console::Progress::Bar;
+        winsize size{};
+        if (ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) options.width = size.ws_col;
+    }
+    return options;
+}
+
+void WriteFile(const std::filesystem::path& path, const std::string& text) {
+    std::ofstream file(path);
+    file << text;
+    file.close();
+    if (!file)
+        throw common::COrvRunTimeError(
+            fmt::format("{} cannot be written: {}", path.string(), std::strerror(errno)));
+}
+
+int Run(const Arguments& arguments) {
+    auto& loggers = framework::BLLLoggerFactory::GetInstance();
+    loggers.SetConsole(false);
+    if (arguments.log_level) loggers.SetLevel("", *arguments.log_level);
+    CountInterrupts();
+    // A report that cannot be written should be known before the test has run for an hour.
+    if (!arguments.junit.empty()) WriteFile(arguments.junit, "");
+    RunOutcome outcome;
+    {
+        Session session = MakeSession(arguments.clock);
+        Console console(std::cerr, MakeConsoleOptions(arguments));
+        outcome = session.Run(session.Load(arguments.file), arguments.run, console);
+    }
+    PrintMistakes(std::cerr, outcome);
+    if (arguments.json) {
+        std::cout << MakeOutcomeJson(outcome);
+    } else if (!arguments.quiet && outcome.end != RunEnd::BadInput) {
+        std::cout << MakeSummary(outcome);
+    }
+    if (!arguments.junit.empty()) WriteFile(arguments.junit, MakeJUnitXml(outcome));
+    return static_cast<int>(outcome.end);
+}
+
+int Validate(const Arguments& arguments) {
+    Session session = MakeSession(framework::ClockKind::Virtual);
+    const RunOutcome outcome = session.Validate(session.Load(arguments.file));
+    if (arguments.json) {
+        std::cout << MakeOutcomeJson(outcome);
+    } else {
+        PrintMistakes(std::cerr, outcome);
+        if (outcome.mistakes.empty()) std::cout << arguments.file.string() << " is a good test file.\n";
+    }
+    return static_cast<int>(outcome.end);
+}
+
+int PrintVersion() {
+    std::cout << "iptvtest " << kProgramVersion << '\n';
+    const Session session = MakeSession(framework::ClockKind::Virtual);
+    for (const auto& plugin : framework::CPluginLoader::Instance().GetPlugins())
+        std::cout << plugin.path.filename().string() << ' ' << plugin.version << '\n';
+    return 0;
+}
+
+int CarryOut(const Arguments& arguments) {
+    switch (arguments.command) {
+        case Arguments::Command::Run:
+            return Run(arguments);
+        case Arguments::Command::Validate:
+            return Validate(arguments);
+        case Arguments::Command::Results:
+            return ShowResults(arguments.results, std::cout, std::cerr);
+        case Arguments::Command::Schema: {
+            const Session session = MakeSession(framework::ClockKind::Virtual);
+            std::cout << MakeJsonSchema() << '\n';
+            return 0;
+        }
+        case Arguments::Command::Version:
+            return PrintVersion();
+    }
+    return kFailure;
+}
+
+}  // namespace
+
+int RunProgram(int argc, const char* const* argv) {
+    int status = 0;
+    const auto arguments = ReadArguments(argc, argv, status);
+    if (!arguments) return status;
+    try {
+        status = CarryOut(*arguments);
+        std::cout.flush();
+        if (std::cout) return status;
+        std::cerr << "iptvtest: the output cannot be written\n";
+    } catch (const std::exception& error) {
+        std::cerr << "iptvtest: " << error.what() << '\n';
+    }
+    return kFailure;
+}
+
+}  // namespace orv::app

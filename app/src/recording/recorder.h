@@ -1,0 +1,43 @@
+// Writes down what ports report.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <vector>
+
+#include "orv/core/port.h"
+#include "stb_block_names.h"
+
+namespace orv::tm {
+class Message;
+}
+
+namespace orv::app {
+
+/// One line of JSON for each result notification: {"port": name, "time_ms": milliseconds since the port's
+/// test started, "blocks": [{"stb_block": name, "events": [{member: value, ...}], "rrr_events": [...]}]}.
+/// Members have the names of the message set; one that is 0, false or the zero address is left out. A block
+/// whose name others have, too, is written with that of its device, "Living rooms/Boxes".
+class Recorder {
+  public:
+    /// Throws COrvRunTimeError that names the path when the file cannot be made.
+    explicit Recorder(const std::filesystem::path& path);
+
+    /// A message of a port's; what is no result notification, or cannot be read, is left out.
+    void OnMessage(const core::CPort& port, const std::vector<std::byte>& message);
+    /// Writes what is left. Throws COrvRunTimeError when something could not be written.
+    void Close();
+
+  private:
+    void Write(const core::CPort& port, const tm::Message& notification);
+
+    std::filesystem::path path_;
+    std::ofstream file_;
+    StbBlockNames names_;
+    std::map<std::uint32_t, std::chrono::nanoseconds> started_;  ///< by handle of the port
+};
+
+}  // namespace orv::app

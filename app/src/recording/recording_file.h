@@ -1,0 +1,26 @@
+// Reads recordings.
+#pragma once
+
+#include <filesystem>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "orv/core/project.h"
+#include "orv/il/recording.h"
+#include "test_file/mistake.h"
+
+namespace orv::app {
+
+/// What a file says of the ports of a project.
+struct RecordingFile {
+    std::map<std::string, il::Recording>
+        ports;                      ///< by name; one, perhaps empty, for every port of the project
+    std::vector<Mistake> mistakes;  ///< all that is wrong with the file; then nothing may be replayed
+};
+
+/// Reads a file that Recorder wrote, or that somebody wrote in its form, for the ports and blocks of a
+/// project.
+RecordingFile ReadRecording(const std::filesystem::path& path, const core::CProject& project);
+
+}  // namespace orv::app

@@ -1,0 +1,26 @@
+// How recordings call set-top-box blocks.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <unordered_map>
+
+namespace orv::app {
+
+/// A block's own name, or "Living rooms/Boxes" when other blocks of the project have that name, too. What is
+/// asked for once is remembered.
+class StbBlockNames {
+  public:
+    /// Name of the block with a handle; "#<handle>" when there is none.
+    const std::string& GetName(std::uint32_t handle);
+    /// The other way round; 0 when no block has the name.
+    std::uint32_t FindHandle(const std::string& name);
+
+  private:
+    void Look();
+
+    std::unordered_map<std::uint32_t, std::string> names_;
+    std::unordered_map<std::string, std::uint32_t> handles_;
+};
+
+}  // namespace orv::app

@@ -1,0 +1,78 @@
+// Reading a results database that a test may be writing.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <variant>
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+namespace orv::app {
+
+/// What keeps results from being shown, as a user reads it.
+class ResultsError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+/// No value, a whole number, a number, or a text.
+using ResultValue = std::variant<std::monostate, std::int64_t, double, std::string>;
+
+/// A results database, opened to be read. Everything that is read from one object is of the same moment.
+class ResultsDatabase {
+  public:
+    /// Throws ResultsError, which names the file, when it cannot be read or is no results database.
+    explicit ResultsDatabase(const std::filesystem::path& path);
+
+    const std::filesystem::path& GetPath() const { return path_; }
+    sqlite3* Get() const { return connection_.get(); }
+
+  private:
+    struct Closer {
+        void operator()(sqlite3* connection) const;
+    };
+
+    void Open(const std::string& name, int flags);
+    int BeginReading();
+    [[noreturn]] void ThrowUnreadable(int code) const;
+    void CheckTables();
+
+    std::filesystem::path path_;
+    std::unique_ptr<sqlite3, Closer> connection_;
+};
+
+/// One query, read row by row. The database must live longer. All operations throw ResultsError with SQLite's
+/// reason.
+class ResultsQuery {
+  public:
+    ResultsQuery(const ResultsDatabase& database, const std::string& sql);
+
+    /// Binds the parameter of that name ("@DataSetId"); none when the SQL does not have it.
+    void Bind(const std::string& parameter, const ResultValue& value);
+    /// True when there is a row.
+    bool Next();
+
+    int GetColumnCount() const;
+    std::string GetTitle(int column) const;
+    /// A value of the row; what is neither number nor text comes as hexadecimal digits.
+    ResultValue Get(int column) const;
+    /// The same; 0 and empty for no value.
+    std::int64_t GetInteger(int column) const;
+    std::string GetText(int column) const;
+
+  private:
+    struct Finalizer {
+        void operator()(sqlite3_stmt* statement) const;
+    };
+
+    void Check(int code) const;
+
+    const ResultsDatabase& database_;
+    std::unique_ptr<sqlite3_stmt, Finalizer> statement_;
+};
+
+}  // namespace orv::app

@@ -1,0 +1,184 @@
+#include "results_viewer/view_tree.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <boost/algorithm/string/classification.hpp>
+#include <boost/algorithm/string/split.hpp>
+#include <map>
+#include <set>
+
+#include "test_file/names.h"
+
+namespace orv::app {
+
+namespace {
+
+/// Status of a node that shows a failure.
+constexpr std::int64_t kFailed = 2;
+
+constexpr const char* kNodes =
+    "SELECT n.Handle, n.ParentHnd, n.Name, n.Description, n.Status, n.ParameterNames, n.ParameterValues, "
+    "d.ResultViewType, d.SqlCommand, d.ExternalReportCommandLine, "
+    "(SELECT Path FROM IterationDatabases i WHERE i.NodeHnd = n.Handle) "
+    "FROM EotResultNode n LEFT JOIN EotResultViewDefinition d ON d.Handle = n.ViewDefinition "
+    "WHERE n.DataSetId = @DataSetId ORDER BY n.Handle";
+
+std::vector<std::string> SplitAtBlanks(const std::string& list) {
+    std::vector<std::string> elements;
+    boost::algorithm::split(elements, list, boost::algorithm::is_any_of(" "),
+                            boost::algorithm::token_compress_on);
+    return elements;
+}
+
+ViewNode ReadNode(const ResultsQuery& row) {
+    ViewNode node;
+    node.name = row.GetText(2);
+    node.description = row.GetText(3);
+    node.failed = row.GetInteger(4) == kFailed;
+    const auto names = SplitAtBlanks(row.GetText(5));
+    const auto values = SplitAtBlanks(row.GetText(6));
+    for (std::size_t i = 0; i < std::min(names.size(), values.size()); ++i) {
+        node.parameters.emplace_back(names[i], values[i]);
+    }
+    node.sql = row.GetText(8);
+    node.report = row.GetText(9);
+    if (row.GetText(7) == "EXTERNAL_REPORT") {
+        node.kind = ViewNode::Kind::Report;
+    } else if (!node.sql.empty()) {
+        node.kind = ViewNode::Kind::Table;
+    }
+    node.other_file = row.GetText(10);
+    return node;
+}
+
+using Children = std::map<std::int64_t, std::vector<std::pair<std::int64_t, ViewNode>>>;
+
+void AppendBelow(std::vector<ViewNode>& nodes, Children& children, std::int64_t parent,
+                 const std::string& path, std::size_t depth) {
+    // Taken out, so that a damaged tree that bites its own tail ends.
+    const auto below = children.extract(parent);
+    if (!below) return;
+    std::set<std::string> paths;
+    for (auto& [handle, node] : below.mapped()) {
+        node.path = path + "/" + node.name;
+        node.depth = depth;
+        for (int n = 2; !paths.insert(node.path).second; ++n) {
+            node.path = fmt::format("{}/{} #{}", path, node.name, n);
+        }
+        const std::string own_path = node.path;
+        nodes.push_back(std::move(node));
+        AppendBelow(nodes, children, handle, own_path, depth + 1);
+    }
+}
+
+bool EndsInName(std::string_view path, std::string_view name) {
+    if (name.size() >= path.size()) return IsSameName(path, name);
+    const std::size_t before = path.size() - name.size() - 1;
+    return path[before] == '/' && IsSameName(path.substr(before + 1), name);
+}
+
+}  // namespace
+
+std::vector<DataSet> ReadDataSets(const ResultsDatabase& database) {
+    std::vector<DataSet> data_sets;
+    ResultsQuery query(
+        database,
+        "SELECT DataSetId, Category, StartTime, EndTime, RootNode FROM DataSets ORDER BY DataSetId");
+    while (query.Next()) {
+        data_sets.push_back({static_cast<std::uint32_t>(query.GetInteger(0)), query.GetText(1),
+                             query.GetText(2), query.GetText(3), query.GetInteger(4)});
+    }
+    if (data_sets.empty()) {
+        throw ResultsError(database.GetPath().string() +
+                           " has no data set: no test has written its results to it");
+    }
+    return data_sets;
+}
+
+const DataSet& ChooseDataSet(const ResultsDatabase& database, const std::vector<DataSet>& data_sets,
+                             std::optional<std::uint32_t> id) {
+    if (!id) {
+        const auto latest =
+            std::find_if(data_sets.rbegin(), data_sets.rend(), [](const auto& d) { return d.HasViews(); });
+        return latest == data_sets.rend() ? data_sets.back() : *latest;
+    }
+    std::vector<std::string> known;
+    for (const DataSet& data_set : data_sets) {
+        if (data_set.id == *id) return data_set;
+        known.push_back(std::to_string(data_set.id));
+    }
+    throw ResultsError(
+        fmt::format("{} has no data set {}; it has: {}", database.GetPath().string(), *id, JoinNames(known)));
+}
+
+std::string DescribeTimes(const DataSet& data_set) {
+    if (!data_set.end_time.empty()) {
+        return fmt::format("{} to {} (UTC)", data_set.start_time, data_set.end_time);
+    }
+    return fmt::format("started {} (UTC), no end yet: it is being written, or its test was broken off",
+                       data_set.start_time);
+}
+
+std::string_view ViewNode::GetKindName() const {
+    switch (kind) {
+        case Kind::Table:
+            return "table";
+        case Kind::Report:
+            return "report";
+        case Kind::Heading:
+            break;
+    }
+    return "heading";
+}
+
+ViewTree::ViewTree(const ResultsDatabase& database, const DataSet& data_set) {
+    Children children;
+    ResultsQuery query(database, kNodes);
+    query.Bind("@DataSetId", std::int64_t{data_set.id});
+    while (query.Next()) {
+        const std::int64_t handle = query.GetInteger(0);
+        ViewNode node = ReadNode(query);
+        if (handle != data_set.root_node) {
+            children[query.GetInteger(1)].emplace_back(handle, std::move(node));
+            continue;
+        }
+        node.path = node.name;
+        nodes_.push_back(std::move(node));
+    }
+    if (nodes_.empty()) {
+        if (!data_set.HasViews()) return;
+        throw ResultsError(fmt::format("{} is damaged: the root of the views of data set {} is missing",
+                                       database.GetPath().string(), data_set.id));
+    }
+    const std::string root_path = nodes_.front().path;
+    AppendBelow(nodes_, children, data_set.root_node, root_path, 1);
+}
+
+std::vector<const ViewNode*> ViewTree::Find(std::string_view name) const {
+    std::vector<const ViewNode*> found;
+    for (const ViewNode& node : nodes_) {
+        if (IsSameName(node.name, name) || EndsInName(node.path, name)) found.push_back(&node);
+    }
+    return found;
+}
+
+std::string ViewTree::GetShortestName(const ViewNode& node) const {
+    std::size_t begin = node.path.size();
+    while (begin > 0) {
+        const std::size_t slash = begin < 2 ? std::string::npos : node.path.rfind('/', begin - 2);
+        begin = slash == std::string::npos ? 0 : slash + 1;
+        if (Find(std::string_view(node.path).substr(begin)).size() == 1) break;
+    }
+    return node.path.substr(begin);
+}
+
+std::vector<std::string> ViewTree::ListNames() const {
+    std::vector<std::string> names;
+    for (const ViewNode& node : nodes_) {
+        if (node.kind == ViewNode::Kind::Table) names.push_back(GetShortestName(node));
+    }
+    return names;
+}
+
+}  // namespace orv::app

@@ -1,0 +1,79 @@
+#include "channels_on_air.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "orv/core/port.h"
+#include "orv/framework/handle_registry.h"
+#include "orv/framework/scriptable_locator.h"
+#include "orv/ids/l2l3_ids.h"
+#include "orv/l2l3/generator.h"
+#include "orv/l2l3/stream_block.h"
+
+namespace orv::app {
+
+using framework::PropertyChangeDelegate;
+using framework::ScriptableVec;
+
+ChannelsOnAir::ChannelsOnAir(const framework::CScriptable& project, Announce announce)
+    : project_(project), announce_(std::move(announce)) {
+    ScriptableVec generators;
+    framework::CScriptableLocator::Instance().GetObjectsEx(generators, l2l3::CGenerator::CLASS_ID(),
+                                                           &project);
+    for (framework::CScriptable* generator : generators) {
+        generators_.push_back(generator->GetHandle());
+        generator->RegisterPropertyChangeDelegate(
+            ids::Generator::State, PropertyChangeDelegate::To<&ChannelsOnAir::OnGeneratorState>(this));
+    }
+}
+
+ChannelsOnAir::~ChannelsOnAir() {
+    for (const std::uint32_t handle : generators_) {
+        if (auto* generator = framework::CHandleRegistry::Instance().Find(handle)) {
+            generator->UnregisterPropertyChangeDelegate(
+                ids::Generator::State, PropertyChangeDelegate::To<&ChannelsOnAir::OnGeneratorState>(this));
+        }
+    }
+}
+
+void ChannelsOnAir::OnGeneratorState(framework::CScriptable*, framework::PropId) {
+    announce_([this] { is_known_ = false; });
+}
+
+bool ChannelsOnAir::IsSent(const ipAddress_t& group, const il::SourceFilter& filter) {
+    if (!is_known_) Look();
+    const auto found = sources_.find(group);
+    if (found == sources_.end()) return false;
+    const auto& sources = found->second;
+    const auto is_listed = [&filter](const ipAddress_t& source) {
+        return std::find(filter.sources.begin(), filter.sources.end(), source) != filter.sources.end();
+    };
+    return std::any_of(sources.begin(), sources.end(),
+                       [&](const ipAddress_t& source) { return is_listed(source) == filter.include; });
+}
+
+void ChannelsOnAir::Look() {
+    sources_.clear();
+    ScriptableVec ports;
+    project_.GetObjects(ports, core::CPort::CLASS_ID(), common::kParentChild);
+    for (const framework::CScriptable* port : ports) {
+        const auto* generator = dynamic_cast<const l2l3::CGenerator*>(
+            port->GetObject(l2l3::CGenerator::CLASS_ID(), common::kParentChild));
+        if (!generator || generator->GetState() != ids::GeneratorState::RUNNING) continue;
+        ScriptableVec blocks;
+        port->GetObjects(blocks, l2l3::CStreamBlock::CLASS_ID(), common::kParentChild);
+        for (const framework::CScriptable* block : blocks) {
+            if (block->IsDeleted() || !block->GetActive()) continue;
+            for (const auto& path : dynamic_cast<const l2l3::CStreamBlock&>(*block).GetTrafficPaths()) {
+                const auto* groups = dynamic_cast<const core::CNetworkBlock*>(path.second);
+                if (!groups) continue;
+                const std::vector<ipAddress_t> hosts = GetHostAddresses(*path.first);
+                for (const ipAddress_t& group : GetAddresses(*groups))
+                    sources_[group].insert(hosts.begin(), hosts.end());
+            }
+        }
+    }
+    is_known_ = true;
+}
+
+}  // namespace orv::app

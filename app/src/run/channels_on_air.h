@@ -1,0 +1,43 @@
+// Which multicast groups the generators of the project send, and from where.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <set>
+
+#include "group_addresses.h"
+#include "orv/framework/scriptable.h"
+#include "orv/il/network.h"
+
+namespace orv::app {
+
+/// Looks at the generators and their stream blocks once, and again after a generator has started or stopped.
+class ChannelsOnAir {
+  public:
+    /// Called when a generator has started or stopped; must call `change`, after which IsSent says what is
+    /// sent now.
+    using Announce = std::function<void(const std::function<void()>& change)>;
+
+    /// Generators that come into the project later are not noticed.
+    ChannelsOnAir(const framework::CScriptable& project, Announce announce);
+    ~ChannelsOnAir();
+    ChannelsOnAir(const ChannelsOnAir&) = delete;
+    ChannelsOnAir& operator=(const ChannelsOnAir&) = delete;
+
+    /// True while a source that passes the filter sends the group.
+    bool IsSent(const ipAddress_t& group, const il::SourceFilter& filter);
+
+  private:
+    using Addresses = std::set<ipAddress_t, AddressLess>;
+
+    void OnGeneratorState(framework::CScriptable*, framework::PropId);
+    void Look();
+
+    const framework::CScriptable& project_;
+    const Announce announce_;
+    std::vector<std::uint32_t> generators_;  ///< handles
+    bool is_known_ = false;
+    std::map<ipAddress_t, Addresses, AddressLess> sources_;  ///< by group
+};
+
+}  // namespace orv::app

@@ -1,0 +1,69 @@
+#include "group_addresses.h"
+
+#include <cstring>
+
+#include "orv/core/ipv4_if.h"
+#include "orv/core/ipv4_network_block.h"
+#include "orv/core/ipv6_if.h"
+#include "orv/core/ipv6_network_block.h"
+#include "orv/core/network_interface_stack_enumerator.h"
+#include "orv/ids/core_ids.h"
+
+namespace orv::app {
+
+namespace {
+
+ipAddress_t Convert(const common::CIpAddress& address) {
+    ipAddress_t converted;
+    converted.type = ipAddress_t::kV4;
+    address.CopyTo(converted.v4.address);
+    return converted;
+}
+
+ipAddress_t Convert(const common::CIpv6Address& address) {
+    ipAddress_t converted;
+    converted.type = ipAddress_t::kV6;
+    address.CopyTo(converted.v6.address);
+    return converted;
+}
+
+template <class Block, class Address>
+void Append(const Block& block, const Address& step, std::vector<ipAddress_t>& addresses) {
+    for (Address address : block.GetStartIpList()) {
+        for (std::uint32_t i = 0; i < block.GetNetworkCount(); ++i, address += step)
+            addresses.push_back(Convert(address));
+    }
+}
+
+}  // namespace
+
+std::vector<ipAddress_t> GetAddresses(const core::CNetworkBlock& block) {
+    std::vector<ipAddress_t> addresses;
+    if (const auto* v4 = dynamic_cast<const core::CIpv4NetworkBlock*>(&block))
+        Append(*v4, common::CIpAddress(block.GetAddrIncrement()), addresses);
+    if (const auto* v6 = dynamic_cast<const core::CIpv6NetworkBlock*>(&block))
+        Append(*v6, common::CIpv6Address::FromLow32(block.GetAddrIncrement()), addresses);
+    return addresses;
+}
+
+std::vector<ipAddress_t> GetHostAddresses(const core::CNetworkEndpoint& endpoint) {
+    std::vector<ipAddress_t> addresses;
+    const auto* top = dynamic_cast<const core::CNetworkInterface*>(&endpoint);
+    if (!top) return addresses;
+    core::CNetworkInterfaceStackEnumerator hosts(*top);
+    for (std::uint32_t host = 0; host < hosts.GetEndpointCount(); ++host) {
+        const core::CNetworkInterface& layer = *hosts.GetInterfaceList(host).front();
+        if (layer.IsTypeOf(core::CIpv4If::CLASS_ID()))
+            addresses.push_back(Convert(layer.GetIp(ids::Ipv4If::Address)));
+        if (layer.IsTypeOf(core::CIpv6If::CLASS_ID()))
+            addresses.push_back(Convert(layer.GetIpv6(ids::Ipv6If::Address)));
+    }
+    return addresses;
+}
+
+bool AddressLess::operator()(const ipAddress_t& a, const ipAddress_t& b) const {
+    if (a.type != b.type) return a.type < b.type;
+    return std::memcmp(a.v6.address, b.v6.address, ipAddress_t::length_of(a.type)) < 0;
+}
+
+}  // namespace orv::app

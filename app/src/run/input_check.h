@@ -1,0 +1,15 @@
+// Whether a test that has been built may run.
+#pragma once
+
+#include "orv/core/project.h"
+#include "run_outcome.h"
+#include "test_file/test_file.h"
+
+namespace orv::app {
+
+/// Applies the rules of the plug-in to the project and to the commands that start tests, and those of the
+/// program to the ports. What is wrong goes to the outcome, with the objects' places in the file.
+void CheckInput(const TestFile& file, const TestFile::Built& built, core::CProject& project,
+                RunOutcome& outcome);
+
+}  // namespace orv::app

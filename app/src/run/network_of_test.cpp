@@ -1,0 +1,54 @@
+#include "network_of_test.h"
+
+#include <algorithm>
+
+#include "group_addresses.h"
+#include "orv/ids/iptv_ids.h"
+#include "orv/mcastcore/multicast_group.h"
+
+namespace orv::app {
+
+namespace {
+
+/// Adjacent addresses become one range: a channel block may number thousands of groups.
+void AppendRanges(std::vector<ipAddress_t> addresses, const il::NetworkBehaviour& behaviour,
+                  std::vector<il::Network::GroupRange>& ranges) {
+    const auto is_next = [](const ipAddress_t& before, const ipAddress_t& after) {
+        const std::size_t last = ipAddress_t::length_of(after.type) - 1;
+        ipAddress_t successor = before;
+        // Carries need not join up: two ranges do as well as one.
+        return before.type == after.type && ++successor.v6.address[last] != 0 && successor == after;
+    };
+    std::sort(addresses.begin(), addresses.end(), AddressLess{});
+    bool first = true;
+    for (const ipAddress_t& address : addresses) {
+        if (!first && (ranges.back().last == address || is_next(ranges.back().last, address))) {
+            ranges.back().last = address;
+        } else {
+            ranges.push_back({address, address, behaviour});
+        }
+        first = false;
+    }
+}
+
+}  // namespace
+
+il::Network MakeNetwork(const Simulation& simulation, const framework::CScriptable& project) {
+    il::Network network;
+    network.behaviour = simulation.defaults;
+    network.ports = simulation.ports;
+    network.seed = simulation.seed;
+    framework::ScriptableVec channel_blocks;
+    project.GetObjects(channel_blocks, ids::IptvChannelBlock::CLASS, common::kParentChild);
+    for (const framework::CScriptable* channels : channel_blocks) {
+        const auto behaviour = simulation.channel_blocks.find(channels->GetName());
+        if (behaviour == simulation.channel_blocks.end()) continue;
+        const auto* group = dynamic_cast<const mcastcore::CMulticastGroup*>(
+            channels->GetObject(mcastcore::CMulticastGroup::CLASS_ID(), ids::relations::MulticastParam));
+        if (!group || !group->GetNetworkBlock()) continue;
+        AppendRanges(GetAddresses(*group->GetNetworkBlock()), behaviour->second, network.groups);
+    }
+    return network;
+}
+
+}  // namespace orv::app

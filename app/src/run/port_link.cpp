@@ -1,0 +1,72 @@
+#include "port_link.h"
+
+#include <utility>
+
+#include "orv/framework/handle_registry.h"
+#include "orv/framework/rpc_manager.h"
+#include "orv/framework/task_manager.h"
+#include "orv/ids/core_ids.h"
+#include "orv/tm/exceptions.h"
+#include "orv/tm/message.h"
+
+namespace orv::app {
+
+namespace {
+
+/// What ports say of their tests is short; results are not looked into.
+constexpr std::size_t kMostBytes = 1024;
+
+}  // namespace
+
+PortLink::PortLink(core::CPort& port, il::SimulatedPort::Setup setup, const il::Network& network,
+                   il::ITimeline& timeline, Tap tap, Gone gone)
+    : handle_(port.GetHandle()), name_(port.GetName()), tap_(std::move(tap)), gone_(std::move(gone)) {
+    auto [near_end, far_end] = framework::MakeInProcessTransport();
+    far_end_ = std::move(far_end);
+    port_ = std::make_unique<il::SimulatedPort>(
+        std::move(setup), network, timeline,
+        [this](std::vector<std::byte> message) { OnMessage(std::move(message)); },
+        // The port is in the middle of something.
+        [this](const std::string& reason) {
+            cut_timer_ = framework::CTaskManager::Instance().PostAfter({}, [this, reason] { Cut(reason); });
+        });
+    far_end_->SetCallbacks([this](std::vector<std::byte> message) { port_->Receive(message); },
+                           [](const std::string&) {});
+    framework::CRpcManager::Instance().Connect(port.GetMessenger(), std::move(near_end));
+}
+
+PortLink::~PortLink() {
+    if (cut_timer_ != 0) framework::CTaskManager::Instance().CancelTimer(cut_timer_);
+    far_end_->Close();
+}
+
+void PortLink::OnMessage(std::vector<std::byte> message) {
+    if (message.size() <= kMostBytes) NoteTest(message);
+    const auto* port = dynamic_cast<const core::CPort*>(framework::CHandleRegistry::Instance().Find(handle_));
+    if (port && tap_) tap_(*port, message);
+    far_end_->Send(std::move(message));
+}
+
+void PortLink::NoteTest(const std::vector<std::byte>& bytes) {
+    try {
+        const tm::Message message = tm::Message::decode(bytes);
+        if (message.get_request_name() == "iptvcd_1.EOTNotification") {
+            test_ = TestState::Ended;
+        } else if (message.get_request_name() == "iptvcd_1.Start") {
+            test_ = message.get_msg_type() == tm::TMT_FAULT ? TestState::Refused : TestState::Running;
+        }
+    } catch (const tm::Tm_exception&) {  // a port may spoil what it sends; whoever it is for will say so
+    }
+}
+
+void PortLink::Cut(const std::string& reason) {
+    if (std::exchange(is_cut_, true)) return;
+    gone_(name_, reason);
+    far_end_->Close();
+    auto* port = dynamic_cast<core::CPort*>(framework::CHandleRegistry::Instance().Find(handle_));
+    if (!port) return;
+    framework::CRpcManager::Instance().Disconnect(port->GetMessenger());
+    port->Set(ids::Port::Online, false);
+}
+
+}  // namespace orv::app

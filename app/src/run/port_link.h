@@ -1,0 +1,55 @@
+// A port of the project and the software port at the far end of its connection.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "orv/core/port.h"
+#include "orv/framework/transport.h"
+#include "orv/il/simulated_port.h"
+
+namespace orv::app {
+
+/// Connects the two for its life. What the port has to say passes through here.
+class PortLink {
+  public:
+    /// Called with every message of the port, before it is sent.
+    using Tap = std::function<void(const core::CPort& port, const std::vector<std::byte>& message)>;
+    /// Called when the connection has ended, once the port is offline.
+    using Gone = std::function<void(const std::string& port, const std::string& reason)>;
+
+    PortLink(core::CPort& port, il::SimulatedPort::Setup setup, const il::Network& network,
+             il::ITimeline& timeline, Tap tap, Gone gone);
+    ~PortLink();
+    PortLink(const PortLink&) = delete;
+    PortLink& operator=(const PortLink&) = delete;
+
+    const std::string& GetName() const { return name_; }
+    /// What the port has said of its test, since the last call of ForgetTest.
+    enum class TestState { NotStarted, Refused, Running, Ended };
+    TestState GetTestState() const { return test_; }
+    void ForgetTest() { test_ = TestState::NotStarted; }
+    /// See SimulatedPort.
+    void ChannelsChange(const std::function<void()>& change) { port_->ChannelsChange(change); }
+    /// Ends the connection; the port is offline afterwards.
+    void Cut(const std::string& reason);
+
+  private:
+    void OnMessage(std::vector<std::byte> message);
+    void NoteTest(const std::vector<std::byte>& message);
+
+    std::uint32_t handle_;
+    std::string name_;
+    Tap tap_;
+    Gone gone_;
+    TestState test_ = TestState::NotStarted;
+    std::unique_ptr<framework::ITransport> far_end_;
+    std::unique_ptr<il::SimulatedPort> port_;
+    std::uint64_t cut_timer_ = 0;
+    bool is_cut_ = false;
+};
+
+}  // namespace orv::app

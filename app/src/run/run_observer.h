@@ -1,0 +1,34 @@
+// Whoever watches a run.
+#pragma once
+
+#include <chrono>
+#include <string>
+
+#include "orv/framework/logger.h"
+#include "test_report.h"
+
+namespace orv::app {
+
+struct RunProgress {
+    std::string test;  ///< name of the test that runs; empty between tests
+    std::chrono::nanoseconds elapsed{};
+    std::chrono::nanoseconds duration{};
+    LiveFigures figures;
+};
+
+/// Called under the task lock; must not take long.
+class IRunObserver {
+  public:
+    virtual ~IRunObserver() = default;
+    /// True while the observer would show figures if it were given some: they are looked up only then.
+    virtual bool WantsProgress() = 0;
+    virtual void OnProgress(const RunProgress& progress) = 0;
+    /// One line for people: "the test ends in order".
+    virtual void OnNote(const std::string& text) = 0;
+    /// On any thread.
+    virtual void OnLog(const framework::LogRecord& record) = 0;
+    /// How often the user has asked for the end.
+    virtual int GetInterrupts() const = 0;
+};
+
+}  // namespace orv::app

@@ -1,0 +1,36 @@
+// What came of a run.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "test_file/mistake.h"
+#include "test_report.h"
+
+namespace orv::app {
+
+/// How a run ended; the values are exit statuses of the program.
+enum class RunEnd : int {
+    Passed = 0,
+    Failed = 1,    ///< a test's verdict
+    BadInput = 2,  ///< nothing was run
+    Failure = 3,   ///< something went wrong on the way
+    Interrupted = 130
+};
+
+/// "passed"
+const char* GetRunEndName(RunEnd end);
+
+struct RunOutcome {
+    RunEnd end = RunEnd::Passed;
+    std::string title;
+    std::uint64_t seed = 0;
+    std::vector<Mistake> mistakes;      ///< of the input
+    std::vector<std::string> warnings;  ///< about the input
+    std::vector<std::string> errors;    ///< of the run, in the order in which they came up
+    std::vector<TestReport> tests;      ///< those that came to their end, in order
+    std::string database;               ///< path; empty when nothing was stored
+};
+
+}  // namespace orv::app

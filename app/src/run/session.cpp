@@ -1,0 +1,179 @@
+#include "session.h"
+
+#include <fmt/format.h>
+
+#include <exception>
+#include <system_error>
+
+#include "input_check.h"
+#include "laboratory.h"
+#include "orv/common/exceptions.h"
+#include "orv/core/host_application.h"
+#include "orv/core/project.h"
+#include "orv/core/test_result_manager.h"
+#include "orv/framework/rpc_manager.h"
+#include "orv/framework/scriptable_locator.h"
+#include "orv/framework/sequencer.h"
+#include "orv/ids/iptv_ids.h"
+#include "recording/recorder.h"
+#include "recording/recording_file.h"
+#include "run_log.h"
+#include "test_watch.h"
+
+namespace orv::app {
+
+using framework::CSequencer;
+
+namespace {
+
+/// So long the results of a test may take to be written when its sequence has ended.
+constexpr auto kLastWrites = std::chrono::seconds(120);
+
+void SetDatabaseName(const std::filesystem::path& database) {
+    framework::ScriptableVec commands;
+    framework::CScriptableLocator::Instance().GetObjectsEx(commands, ids::IptvStartTestCommand::CLASS,
+                                                           &CSequencer::Instance());
+    for (framework::CScriptable* command : commands) {
+        command->Set(ids::IptvStartTestCommand::DatabaseFileName,
+                     std::filesystem::absolute(database).lexically_normal().string());
+    }
+}
+
+}  // namespace
+
+class Session::Impl {
+  public:
+    Impl(framework::ClockKind clock, const std::filesystem::path& plugin) : host_({.clock = clock}) {
+        host_.LoadPlugin(plugin);
+    }
+
+    RunOutcome Validate(const TestFile& file) {
+        RunOutcome outcome;
+        Prepare(file, {}, outcome);
+        host_.NewProject();
+        return outcome;
+    }
+
+    RunOutcome Run(const TestFile& file, const RunOptions& options, IRunObserver& observer) {
+        RunOutcome outcome;
+        Prepare(file, options, outcome);
+        if (outcome.mistakes.empty()) {
+            RunLog log([&observer](const framework::LogRecord& record) { observer.OnLog(record); });
+            try {
+                RunSequence(file, options, log, observer, outcome);
+            } catch (const std::exception& error) {
+                log.AddError(error.what());
+            }
+            outcome.errors = log.GetErrors();
+        }
+        Judge(outcome);
+        host_.NewProject();
+        return outcome;
+    }
+
+  private:
+    void Prepare(const TestFile& file, const RunOptions& options, RunOutcome& outcome) {
+        outcome.title = file.GetTitle();
+        outcome.mistakes = file.GetMistakes();
+        if (outcome.mistakes.empty()) {
+            core::CProject& project = host_.NewProject();
+            const TestFile::Built built = file.Build(project, CSequencer::Instance());
+            outcome.mistakes = built.mistakes;
+            if (outcome.mistakes.empty()) CheckInput(file, built, project, outcome);
+        }
+        recordings_.clear();
+        if (outcome.mistakes.empty() && !options.replay.empty()) {
+            RecordingFile recording = ReadRecording(options.replay, host_.GetProject());
+            outcome.mistakes = std::move(recording.mistakes);
+            recordings_ = std::move(recording.ports);
+        }
+        if (!outcome.mistakes.empty()) outcome.end = RunEnd::BadInput;
+    }
+
+    void RunSequence(const TestFile& file, const RunOptions& options, RunLog& log, IRunObserver& observer,
+                     RunOutcome& outcome) {
+        Simulation simulation = file.GetSimulation();
+        if (options.seed) simulation.seed = *options.seed;
+        outcome.seed = simulation.seed;
+        if (!options.database.empty()) SetDatabaseName(options.database);
+        std::optional<Recorder> recorder;
+        if (!options.record.empty()) recorder.emplace(options.record);
+
+        const auto database = core::MakeSqliteTestResultManager(std::filesystem::current_path().string());
+        const PortLink::Tap tap = [&recorder](const core::CPort& port,
+                                              const std::vector<std::byte>& message) {
+            if (recorder) recorder->OnMessage(port, message);
+        };
+        const PortLink::Gone gone = [&log](const std::string& port, const std::string& reason) {
+            log.AddError("The connection to port \"" + port + "\" has ended: " + reason + ".");
+        };
+        {
+            Laboratory laboratory(host_.GetProject(), simulation, recordings_, tap, gone);
+            TestWatch watch(laboratory, log, observer);
+            RunToEnd(watch, *database, log);
+            outcome.tests = watch.TakeReports();
+            if (watch.IsInterrupted()) {
+                outcome.end = RunEnd::Interrupted;
+            } else {
+                WaitForAnswers(log);
+            }
+            framework::CRpcManager::Instance().Reset();
+        }
+        outcome.database = database->GetDatabasePath();
+        if (const std::string why = database->GetErrorText(); !why.empty()) log.AddError(why);
+        if (recorder) recorder->Close();
+    }
+
+    static void RunToEnd(const TestWatch& watch, core::TestResultManager& database, RunLog& log) {
+        CSequencer& sequencer = CSequencer::Instance();
+        sequencer.Start();
+        sequencer.WaitForEnd();
+        if (sequencer.GetSequencerState() == CSequencer::SEQUENCER_FAILED)
+            log.AddError(sequencer.GetErrorText());
+        // A sequence may end before its test does.
+        auto& tasks = framework::CTaskManager::Instance();
+        tasks.WaitUntil([&watch] { return !watch.IsTestUnderWay(); }, std::chrono::hours(24 * 365));
+        tasks.WaitUntil([&database] { return !database.MustFinalise(); }, kLastWrites);
+        if (database.MustFinalise()) database.Finalise();
+    }
+
+    /// A request that was not answered is an error, however short the test was.
+    static void WaitForAnswers(RunLog& log) {
+        std::vector<framework::ErrorMsg> errors;
+        framework::CRpcManager::Instance().Wait(errors);
+        for (const framework::ErrorMsg& error : errors) {
+            log.AddError(fmt::format("Request {} to port at \"{}\" failed: {}", error.msg_seq_num,
+                                     error.messenger_string, error.fault_string));
+        }
+    }
+
+    static void Judge(RunOutcome& outcome) {
+        if (outcome.end != RunEnd::Passed) return;
+        if (!outcome.errors.empty()) {
+            outcome.end = RunEnd::Failure;
+        } else if (outcome.tests.empty()) {
+            outcome.errors.emplace_back("No test was run: the sequence starts none.");
+            outcome.end = RunEnd::Failure;
+        }
+        for (const TestReport& test : outcome.tests) {
+            if (!test.passed && outcome.end == RunEnd::Passed) outcome.end = RunEnd::Failed;
+        }
+    }
+
+    core::CHostApplication host_;
+    Laboratory::Recordings recordings_;
+};
+
+Session::Session(framework::ClockKind clock, const std::filesystem::path& plugin)
+    : impl_(std::make_unique<Impl>(clock, plugin)) {}
+Session::~Session() = default;
+
+RunOutcome Session::Validate(const TestFile& file) {
+    return impl_->Validate(file);
+}
+
+RunOutcome Session::Run(const TestFile& file, const RunOptions& options, IRunObserver& observer) {
+    return impl_->Run(file, options, observer);
+}
+
+}  // namespace orv::app

@@ -1,0 +1,47 @@
+// One host with the plug-in, and the tests that run in it.
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "orv/framework/task_manager.h"
+#include "run_observer.h"
+#include "run_outcome.h"
+#include "test_file/test_file.h"
+
+namespace orv::app {
+
+struct RunOptions {
+    std::optional<std::uint64_t> seed;  ///< in place of the file's
+    std::filesystem::path database;     ///< in place of the one that the file names; empty: that one
+    std::filesystem::path record;       ///< where to write what ports report; empty: nowhere
+    std::filesystem::path replay;  ///< what ports report instead of emulating set-top boxes; empty: nothing
+};
+
+/// A process has at most one session at a time, but may have several one after the other. Runs leave nothing
+/// behind for each other.
+class Session {
+  public:
+    /// Brings up the host and loads the plug-in. Throws COrvRunTimeError that says what is wrong.
+    Session(framework::ClockKind clock, const std::filesystem::path& plugin);
+    ~Session();
+
+    /// Reads a file with the vocabulary of host and plug-in.
+    TestFile Load(const std::filesystem::path& path) const { return TestFile::Load(path); }
+
+    /// Builds the file's test and checks it by the rules of the plug-in; nothing is sent. Mistakes and
+    /// warnings of the outcome say what is wrong.
+    RunOutcome Validate(const TestFile& file);
+
+    /// Runs the file's sequence. What is wrong with the input is found before anything is sent, and a file
+    /// with mistakes is not run.
+    RunOutcome Run(const TestFile& file, const RunOptions& options, IRunObserver& observer);
+
+  private:
+    class Impl;
+    std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace orv::app

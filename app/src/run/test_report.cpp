@@ -1,0 +1,120 @@
+#include "test_report.h"
+
+#include <algorithm>
+#include <type_traits>
+
+#include "orv/core/project.h"
+#include "orv/framework/scriptable_locator.h"
+#include "orv/ids/core_ids.h"
+#include "orv/ids/framework_ids.h"
+#include "orv/ids/iptv_ids.h"
+
+namespace orv::app {
+
+namespace {
+
+using framework::CScriptable;
+using framework::ScriptableVec;
+namespace Command = ids::IptvStartTestCommand;
+
+ScriptableVec FindAll(common::ClassId id) {
+    ScriptableVec objects;
+    framework::CScriptableLocator::Instance().GetObjectsEx(
+        objects, id, core::CProject::GetCurrentActiveInstance(),
+        framework::CScriptableLocator::LOCATE_SKIP_DELETED);
+    return objects;
+}
+
+Figure ToFigure(const framework::CPropertyMeta& meta, const framework::PropertyValue& value) {
+    return std::visit(
+        [&](const auto& held) -> Figure {
+            using Held = std::remove_cvref_t<decltype(held)>;
+            if constexpr (std::is_same_v<Held, bool>) return held;
+            if constexpr (std::is_same_v<Held, double>) return held;
+            if constexpr (std::is_unsigned_v<Held>) {
+                if (!meta.enumeration) return std::uint64_t{held};
+            }
+            return meta.Format(value);
+        },
+        value);
+}
+
+/// Rows of the objects of `results_class`, each named after the object that it is below.
+std::vector<ResultRow> MakeRows(common::ClassId results_class) {
+    std::vector<ResultRow> rows;
+    for (const CScriptable* result : FindAll(results_class)) {
+        // One set-top box has results of its own class, derived from the same base; blocks are meant.
+        if (result->GetClassId() != results_class) continue;
+        ResultRow& row = rows.emplace_back();
+        row.name = result->GetParent()->GetName();
+        for (const framework::CPropertyMeta* meta : result->GetMetaClass()->GetProperties()) {
+            const bool of_results =
+                meta->id.GetClassId().GetPluginId() == ids::IptvTestResults::CLASS.GetPluginId();
+            if (of_results)
+                row.figures.emplace_back(meta->name, ToFigure(*meta, result->GetDataStore()[meta->slot]));
+        }
+    }
+    return rows;
+}
+
+std::string NameOf(const CScriptable& object, common::PropId property) {
+    const framework::CPropertyMeta* meta = object.GetMetaClass()->FindProperty(property);
+    return meta->Format(object.GetDataStore()[meta->slot]);
+}
+
+}  // namespace
+
+double ResultRow::GetNumber(const std::string& figure) const {
+    const auto found = std::find_if(figures.begin(), figures.end(),
+                                    [&figure](const auto& entry) { return entry.first == figure; });
+    if (found == figures.end()) return 0;
+    if (const auto* number = std::get_if<double>(&found->second)) return *number;
+    if (const auto* count = std::get_if<std::uint64_t>(&found->second)) return static_cast<double>(*count);
+    return 0;
+}
+
+double TestReport::Sum(const std::string& figure) const {
+    double sum = 0;
+    for (const ResultRow& row : stb_blocks) sum += row.GetNumber(figure);
+    return sum;
+}
+
+double TestReport::GetFailedPercent() const {
+    const double net_changes = GetChannelChanges() - Sum("DuplicateJoins") - Sum("DuplicateUnicastJoins");
+    return net_changes > 0 ? GetFailedJoins() * 100 / net_changes : 100;
+}
+
+TestReport MakeTestReport(const framework::CCommand& start_command, bool passed) {
+    TestReport report;
+    report.name = NameOf(start_command, Command::TestName);
+    report.type = NameOf(start_command, Command::TestType);
+    report.environment = NameOf(start_command, Command::TestEnv);
+    report.duration = start_command.GetDouble(Command::TestDuration);
+    report.join_fail_threshold = start_command.GetU32(Command::JoinFailThreshold);
+    report.passed = passed;
+    report.channel_ranges = MakeRows(ids::IptvChannelResults::CLASS);
+    report.stb_blocks = MakeRows(ids::IptvStbBlockResults::CLASS);
+    report.profiles = MakeRows(ids::IptvViewingProfileResults::CLASS);
+    report.ports = MakeRows(ids::IptvPortResults::CLASS);
+    return report;
+}
+
+LiveFigures GetLiveFigures() {
+    namespace Id = ids::IptvJoinLeaveResults;
+    LiveFigures figures;
+    double latencies = 0, joins = 0;
+    for (const CScriptable* block : FindAll(ids::IptvStbBlockResults::CLASS)) {
+        const double changes = block->GetDouble(Id::NumOfChannelChanges);
+        const double failed = block->GetDouble(Id::JoinFails);
+        const double latency = block->GetDouble(Id::AvgJoinLatency);
+        figures.channel_changes += changes;
+        figures.failed_joins += failed;
+        if (latency <= 0) continue;
+        latencies += latency * (changes - failed);
+        joins += changes - failed;
+    }
+    if (joins > 0) figures.average_join_latency = latencies / joins;
+    return figures;
+}
+
+}  // namespace orv::app

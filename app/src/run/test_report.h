@@ -1,0 +1,59 @@
+// What a test found, taken from its result objects.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "orv/framework/command.h"
+
+namespace orv::app {
+
+using Figure = std::variant<bool, std::uint64_t, double, std::string>;
+
+/// The figures of one object of the configuration.
+struct ResultRow {
+    std::string name;  ///< of the object that the figures are of
+    std::vector<std::pair<std::string, Figure>>
+        figures;  ///< by name of the property, in the data model's order
+
+    /// 0 for a name that is not there, or is no number.
+    double GetNumber(const std::string& figure) const;
+};
+
+/// One test of a run. `type` and `environment` are names of the data model, the duration is in seconds.
+struct TestReport {
+    std::string name;
+    std::string type;
+    std::string environment;
+    double duration = 0;
+    double join_fail_threshold = 0;  ///< percent
+    bool passed = false;
+    std::vector<ResultRow> channel_ranges;
+    std::vector<ResultRow> stb_blocks;
+    std::vector<ResultRow> profiles;
+    std::vector<ResultRow> ports;
+
+    double GetChannelChanges() const { return Sum("NumOfChannelChanges"); }
+    double GetFailedJoins() const { return Sum("JoinFails") + Sum("UnicastJoinFails"); }
+    /// Of the channel changes that joined something; 100 when there were none.
+    double GetFailedPercent() const;
+
+  private:
+    double Sum(const std::string& figure) const;  ///< of all STB blocks
+};
+
+/// Copies the figures of the project as they are.
+TestReport MakeTestReport(const framework::CCommand& start_command, bool passed);
+
+/// Figures of the running test, all of it together.
+struct LiveFigures {
+    double channel_changes = 0;
+    double failed_joins = 0;
+    double average_join_latency = 0;  ///< ms; 0 while nobody has seen a packet
+};
+LiveFigures GetLiveFigures();
+
+}  // namespace orv::app

@@ -1,0 +1,201 @@
+#include "test_watch.h"
+
+#include <fmt/format.h>
+
+#include <exception>
+
+#include "orv/common/exceptions.h"
+#include "orv/core/project.h"
+#include "orv/framework/command_status_manager.h"
+#include "orv/framework/handle_registry.h"
+#include "orv/framework/scriptable_creator.h"
+#include "orv/framework/scriptable_locator.h"
+#include "orv/framework/sequencer.h"
+#include "orv/framework/task_manager.h"
+#include "orv/ids/framework_ids.h"
+#include "orv/ids/iptv_ids.h"
+
+namespace orv::app {
+
+using framework::CCommand;
+using framework::CHandleRegistry;
+using framework::CScriptable;
+using framework::CTaskManager;
+using framework::PropertyChangeDelegate;
+using framework::ScriptableVec;
+
+namespace {
+
+constexpr auto kTick = std::chrono::milliseconds(100);
+/// So long a test may last beyond its time: ports report their last results and end one after the other.
+constexpr auto kGrace = std::chrono::seconds(60);
+/// So long ports have to report their end when they have been told to stop: the wait command looks every 5 s.
+constexpr auto kPatience = std::chrono::seconds(15);
+
+ScriptableVec FindAll(common::ClassId id, const CScriptable* root) {
+    ScriptableVec objects;
+    framework::CScriptableLocator::Instance().GetObjectsEx(
+        objects, id, root, framework::CScriptableLocator::LOCATE_SKIP_DELETED);
+    return objects;
+}
+
+bool IsStartDisabled(std::uint32_t block) {
+    return !framework::CCommandStatusManager::Instance().GetCommandStatus(block,
+                                                                          ids::IptvStartTestCommand::CLASS);
+}
+
+}  // namespace
+
+TestWatch::TestWatch(Laboratory& laboratory, RunLog& log, IRunObserver& observer)
+    : laboratory_(laboratory), log_(log), observer_(observer) {
+    for (CScriptable* command :
+         FindAll(ids::IptvStartTestCommand::CLASS, &framework::CSequencer::Instance())) {
+        start_commands_.push_back(command->GetHandle());
+        command->RegisterPropertyChangeDelegate(ids::Command::State,
+                                                PropertyChangeDelegate::To<&TestWatch::OnCommandState>(this));
+    }
+    timer_ = CTaskManager::Instance().PostAfter(kTick, [this] { OnTick(); });
+}
+
+TestWatch::~TestWatch() {
+    CTaskManager::Instance().CancelTimer(timer_);
+    for (const std::uint32_t handle : start_commands_) {
+        if (auto* command = CHandleRegistry::Instance().Find(handle)) {
+            command->UnregisterPropertyChangeDelegate(
+                ids::Command::State, PropertyChangeDelegate::To<&TestWatch::OnCommandState>(this));
+        }
+    }
+    if (auto* results = CHandleRegistry::Instance().Find(results_)) {
+        results->UnregisterPropertyChangeDelegate(ids::IptvTestResults::TestResult,
+                                                  PropertyChangeDelegate::To<&TestWatch::OnVerdict>(this));
+    }
+}
+
+void TestWatch::OnCommandState(CScriptable* object, framework::PropId) {
+    auto& command = dynamic_cast<CCommand&>(*object);
+    if (command.GetCommandState() == CCommand::COMMAND_RUNNING) {
+        laboratory_.ForgetTests();
+        return;
+    }
+    const bool completed = command.GetCommandState() == CCommand::COMMAND_COMPLETED;
+    const bool ended = completed || command.GetCommandState() == CCommand::COMMAND_FAILED ||
+                       command.GetCommandState() == CCommand::COMMAND_CANCELLED;
+    if (!ended) return;
+    Running test;
+    test.command = command.GetHandle();
+    test.name = command.GetString(ids::IptvStartTestCommand::TestName);
+    test.started = CTaskManager::Instance().GetNow();
+    test.duration = std::chrono::duration_cast<Nanoseconds>(
+        std::chrono::duration<double>(command.GetDouble(ids::IptvStartTestCommand::TestDuration)));
+    test.next_effort_at = test.started + test.duration + kGrace;
+    auto* project = core::CProject::GetCurrentActiveInstance();
+    for (const CScriptable* block : FindAll(ids::IptvStbBlockConfig::CLASS, project)) {
+        if (!IsStartDisabled(block->GetHandle())) continue;
+        test.block = block->GetHandle();
+        break;
+    }
+    // A start that did not succeed may have begun a test all the same.
+    if (!completed && test.block == 0) return;
+    running_ = test;
+    CScriptable* results = project->GetObject(ids::IptvTestResults::CLASS, common::kParentChild);
+    if (!results) return;
+    if (results_ != results->GetHandle()) {
+        results_ = results->GetHandle();
+        results->RegisterPropertyChangeDelegate(ids::IptvTestResults::TestResult,
+                                                PropertyChangeDelegate::To<&TestWatch::OnVerdict>(this));
+    }
+    // A test that ends while it starts has its verdict already.
+    if (test.block == 0) OnVerdict(results, ids::IptvTestResults::TestResult);
+}
+
+void TestWatch::OnVerdict(CScriptable* results, framework::PropId) {
+    const std::uint8_t verdict = results->GetU8(ids::IptvTestResults::TestResult);
+    if (!running_ || running_->has_report || verdict == ids::TestOutcome::NONE) return;
+    running_->has_report = true;
+    const auto* command = dynamic_cast<const CCommand*>(CHandleRegistry::Instance().Find(running_->command));
+    if (command) reports_.push_back(MakeTestReport(*command, verdict == ids::TestOutcome::PASSED));
+}
+
+void TestWatch::OnTick() {
+    timer_ = CTaskManager::Instance().PostAfter(kTick, [this] { OnTick(); });
+    try {
+        LookForEnd();
+        LookForInterrupt();
+        LookForRefusal();
+        LookForOverdue();
+        ShowProgress();
+    } catch (const std::exception& error) {
+        log_.AddError(std::string("watching the test failed: ") + error.what());
+    }
+}
+
+void TestWatch::LookForEnd() {
+    if (running_ && !IsStartDisabled(running_->block)) running_.reset();
+}
+
+void TestWatch::LookForInterrupt() {
+    if (interrupted_ || observer_.GetInterrupts() == 0) return;
+    interrupted_ = true;
+    observer_.OnNote(
+        "Interrupted: the test ends in order and its results are written. Once more to end at once.");
+    framework::CSequencer::Instance().Stop();
+    if (!running_ || running_->effort != Effort::None) return;
+    Stop();
+    running_->effort = Effort::Stopped;
+    running_->next_effort_at = CTaskManager::Instance().GetNow() + kPatience;
+}
+
+/// A port that refused to start will never end: without it the others can.
+void TestWatch::LookForRefusal() {
+    if (!running_) return;
+    for (PortLink* link : laboratory_.FindRefusing()) link->Cut("it refused to start its test");
+}
+
+void TestWatch::LookForOverdue() {
+    if (!running_ || CTaskManager::Instance().GetNow() < running_->next_effort_at) return;
+    running_->next_effort_at += kPatience;
+    switch (running_->effort) {
+        case Effort::None:
+            log_.AddError(fmt::format("The test \"{}\" has not ended {} s after its time; it is stopped.",
+                                      running_->name, kGrace.count()));
+            running_->effort = Effort::Stopped;
+            return Stop();
+        case Effort::Stopped:
+            running_->effort = Effort::MutePortsCut;
+            return CutMutePorts();
+        case Effort::MutePortsCut:
+            log_.AddError(fmt::format("The test \"{}\" could not be ended.", running_->name));
+            framework::CSequencer::Instance().Stop();
+            running_.reset();
+            // Without ports no test counts as running, so that nothing waits for it any more.
+            for (PortLink* link : laboratory_.GetPorts()) link->Cut("its test could not be ended");
+            return;
+    }
+}
+
+void TestWatch::Stop() {
+    auto* project = core::CProject::GetCurrentActiveInstance();
+    framework::CScriptableCreator creator;
+    auto* stop = dynamic_cast<CCommand*>(creator.Create(ids::IptvStopTestCommand::CLASS, project));
+    if (!stop) throw common::COrvRunTimeError("the test cannot be stopped: " + creator.GetErrorText());
+    stop->Execute(false);
+    stop->Delete();
+}
+
+void TestWatch::CutMutePorts() {
+    for (PortLink* link : laboratory_.FindMute()) link->Cut("it does not report the end of its test");
+}
+
+void TestWatch::ShowProgress() {
+    if (!observer_.WantsProgress()) return;
+    RunProgress progress;
+    if (running_) {
+        progress.test = running_->name;
+        progress.elapsed = CTaskManager::Instance().GetNow() - running_->started;
+        progress.duration = running_->duration;
+        progress.figures = GetLiveFigures();
+    }
+    observer_.OnProgress(progress);
+}
+
+}  // namespace orv::app

@@ -1,0 +1,70 @@
+// Looks after the tests of a running sequence.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "laboratory.h"
+#include "orv/framework/command.h"
+#include "run_log.h"
+#include "run_observer.h"
+
+namespace orv::app {
+
+/// Notices when tests begin and end and takes their reports; ends what does not end by itself: a test whose
+/// time is long over, one that a user interrupts, and ports that do not report the end of theirs. A timer of
+/// the task manager drives it.
+class TestWatch {
+  public:
+    TestWatch(Laboratory& laboratory, RunLog& log, IRunObserver& observer);
+    ~TestWatch();
+    TestWatch(const TestWatch&) = delete;
+    TestWatch& operator=(const TestWatch&) = delete;
+
+    bool IsTestUnderWay() const { return running_.has_value(); }
+    bool IsInterrupted() const { return interrupted_; }
+    std::vector<TestReport> TakeReports() { return std::move(reports_); }
+
+  private:
+    using Nanoseconds = std::chrono::nanoseconds;
+    /// What is done, one after the other, with a test that does not end.
+    enum class Effort { None, Stopped, MutePortsCut };
+    struct Running {
+        std::uint32_t command = 0;  ///< handle
+        std::uint32_t block =
+            0;  ///< handle of the first STB block: its start is disabled while the test runs
+        std::string name;
+        Nanoseconds started{};
+        Nanoseconds duration{};
+        Effort effort = Effort::None;
+        Nanoseconds next_effort_at{};
+        bool has_report = false;
+    };
+
+    void OnCommandState(framework::CScriptable* command, framework::PropId);
+    void OnVerdict(framework::CScriptable* results, framework::PropId);
+    void OnTick();
+    void LookForEnd();
+    void LookForInterrupt();
+    void LookForRefusal();
+    void LookForOverdue();
+    void Stop();
+    void CutMutePorts();
+    void ShowProgress();
+
+    Laboratory& laboratory_;
+    RunLog& log_;
+    IRunObserver& observer_;
+    std::vector<std::uint32_t> start_commands_;  ///< handles
+    std::uint32_t results_ = 0;                  ///< handle of the test results that are listened to
+    std::optional<Running> running_;
+    bool interrupted_ = false;
+    std::vector<TestReport> reports_;
+    std::uint64_t timer_ = 0;
+};
+
+}  // namespace orv::app

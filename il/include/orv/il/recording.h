@@ -1,0 +1,20 @@
+// What a port reported in an earlier run.
+#pragma once
+
+#include <vector>
+
+#include "msgset/iptvcd_1.h"
+#include "orv/il/timeline.h"
+
+namespace orv::il {
+
+/// One notification.
+struct RecordedReport {
+    Nanoseconds after_start{};  ///< since the port's test started
+    std::vector<iptvcd_1_bll::stblock_event_s> blocks;
+};
+
+/// In the order in which they were sent.
+using Recording = std::vector<RecordedReport>;
+
+}  // namespace orv::il

@@ -1,0 +1,385 @@
+// "iptvtest results" on files that the host's test-result manager has written.
+#include "results_viewer/show_results.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "orv/core/eot_result.h"
+#include "orv/core/host_application.h"
+#include "orv/core/orv_system.h"
+#include "orv/core/project.h"
+#include "orv/core/test_result_manager.h"
+#include "orv/framework/scriptable_creator.h"
+#include "orv/ids/core_ids.h"
+#include "orv/ids/framework_ids.h"
+
+namespace {
+
+using namespace orv;  // NOLINT: a test
+namespace fs = std::filesystem;
+using app::ResultsFormat;
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+struct Shown {
+    int status;
+    std::string out;
+    std::string err;
+};
+
+/// As somebody who may write the file.
+void Execute(const fs::path& database, const char* sql) {
+    sqlite3* connection = nullptr;
+    EXPECT_EQ(sqlite3_open(database.c_str(), &connection), SQLITE_OK);
+    EXPECT_EQ(sqlite3_exec(connection, sql, nullptr, nullptr, nullptr), SQLITE_OK);
+    sqlite3_close(connection);
+}
+
+Shown Print(const app::ResultsRequest& request) {
+    std::ostringstream out;
+    std::ostringstream err;
+    const int status = app::ShowResults(request, out, err);
+    return {status, out.str(), err.str()};
+}
+
+class ResultsViewerTest : public testing::Test {
+  protected:
+    ResultsViewerTest() : folder_(MakeFolder()), host_({framework::ClockKind::Virtual}) {
+        manager_ = core::MakeSqliteTestResultManager(folder_.string());
+        for (const char* name : {"Head end", "Viewers"}) {
+            Make(ids::Port::CLASS, host_.GetProject()).SetT<std::string>(ids::Scriptable::Name, name);
+        }
+    }
+    ~ResultsViewerTest() override {
+        manager_.reset();
+        fs::remove_all(folder_);
+    }
+
+    fs::path Database(const std::string& name = "test") const { return folder_ / (name + ".db"); }
+
+    void Begin(const std::string& name = "test") {
+        manager_->StartInteractive();
+        manager_->SetTestResultSetting({"Samples", name, ""});
+        manager_->SaveConfiguration(true);
+        root_ = nullptr;
+    }
+    /// A node of the tree; the first one of a data set becomes the root.
+    core::CEotResultNode& AddView(const std::string& name, const std::string& sql = "",
+                                  core::CEotResultNode* parent = nullptr) {
+        if (!parent) parent = root_;
+        auto& node = MakeOf<core::CEotResultNode>(parent ? static_cast<framework::CScriptable&>(*parent)
+                                                         : core::COrvSystem::Instance());
+        node.SetT<std::string>(ids::Scriptable::Name, name);
+        node.SetDescription("About " + name);
+        node.SetParameter("@DataSetId", std::to_string(manager_->GetDataSetId()));
+        auto& definition = MakeOf<core::CEotResultViewDefinition>(core::COrvSystem::Instance());
+        definition.SetResultViewType("SQL_GRID");
+        definition.SetSqlCommand(sql);
+        node.SetViewDefinition(definition);
+        if (!root_) root_ = &node;
+        return node;
+    }
+    void End() {
+        Store();
+        manager_->Finalise();
+        root_->Delete();
+    }
+    void Store() {
+        manager_->SaveObjects({ids::EotResultNode::CLASS});
+        manager_->SetRootNode(*root_);
+        // Another thread writes it; a reader sees nothing of it, and then all.
+        const app::ResultsRequest list{manager_->GetDatabasePath(), "", {}, manager_->GetDataSetId(), true};
+        for (int i = 0; i < 500 && Print(list).out.empty(); ++i) usleep(10000);
+    }
+
+    fs::path folder_;
+    core::CHostApplication host_;
+    std::unique_ptr<core::TestResultManager> manager_;
+    core::CEotResultNode* root_ = nullptr;
+
+  private:
+    static fs::path MakeFolder() {
+        std::string pattern = (fs::temp_directory_path() / "viewerXXXXXX").string();
+        return mkdtemp(pattern.data());
+    }
+    static framework::CScriptable& Make(common::ClassId id, framework::CScriptable& parent) {
+        return *framework::CScriptableCreator().Create(id, &parent);
+    }
+    template <class Object>
+    static Object& MakeOf(framework::CScriptable& parent) {
+        return dynamic_cast<Object&>(Make(Object::CLASS_ID(), parent));
+    }
+};
+
+/// The ports of the data set.
+constexpr const char* kPorts =
+    "SELECT Name AS 'Port Name', Handle * 0 + 1.5 AS 'Rate' FROM Port WHERE DataSetId = @DataSetId ORDER BY "
+    "Handle";
+
+TEST_F(ResultsViewerTest, TheTreeShowsWhatThereIs) {
+    Begin();
+    AddView("Summary", "SELECT 1").SetStatus(2);
+    auto& ports = AddView("Ports", kPorts);
+    AddView("Result", "SELECT 1 AS one", &ports);
+    auto* definition = AddView("Details").GetViewDefinition();
+    definition->SetResultViewType("EXTERNAL_REPORT");
+    definition->SetExternalReportCommandLine("templates/Details.rtp");
+    End();
+
+    const Shown tree = Print({Database(), "", ResultsFormat::Table, {}});
+    EXPECT_EQ(tree.status, 0);
+    EXPECT_THAT(tree.err, IsEmpty());
+    EXPECT_EQ(tree.out.find("Data set 1 (Samples), "), 0u) << tree.out;
+    EXPECT_THAT(tree.out, HasSubstr("\n\nView        What it shows\n"
+                                    "----------  -----------------------------------------------\n"
+                                    "Summary     About Summary (failed)\n"
+                                    "  Ports     About Ports\n"
+                                    "    Result  About Result\n"
+                                    "  Details   About Details (report by templates/Details.rtp)\n"));
+
+    const auto json = nlohmann::json::parse(Print({Database(), "", ResultsFormat::Json, {}}).out);
+    EXPECT_EQ(json["views"][2]["path"], "Summary/Ports/Result");
+    EXPECT_EQ(json["views"][3]["template"], "templates/Details.rtp");
+    EXPECT_TRUE(json["data_sets"][0]["end"].is_string());
+    EXPECT_THAT(
+        Print({Database(), "", ResultsFormat::Csv, {}}).out,
+        HasSubstr("Summary,table,About Summary,1\r\nSummary/Ports,table,About Ports,0\r\nSummary/Ports/"));
+    EXPECT_EQ(Print({Database(), "", ResultsFormat::Table, {}, true}).out, "Summary\nPorts\nResult\n");
+
+    EXPECT_EQ(Print({Database(), "PORTS", ResultsFormat::Table, {}}).out,
+              "Port Name  Rate\n---------  ----\nHead end    1.5\nViewers     1.5\n");
+}
+
+struct Printed {
+    ResultsFormat format;
+    std::string sql;
+    std::string expected;
+};
+
+TEST_F(ResultsViewerTest, RowsArePrinted) {
+    using enum ResultsFormat;
+    const std::string odd = "SELECT 'a,\"b' AS 'Text, odd', NULL AS N, 2.00049 AS R, -7 AS 'Text, odd'";
+    const std::string wide =
+        "SELECT 'A' AS Block, 12 AS 'A first title of many characters that fills', "
+        "1e20 AS 'A second title of as many, which does too', NULL AS "
+        "'A third title, so that no terminal has room for all' ";
+    const std::string very_long = ", printf('%.120c', 'x') AS Long";
+    const std::vector<Printed> cases{
+        {Table, "SELECT 'é\x1b[31m' AS T, -0.0001 AS 'Übrig', NULL AS N UNION ALL SELECT '1', 123456.7896, 5",
+         "T              Übrig  N\n---------  ---------  -\né\\x1b[31m          0\n"
+         "1          123456.79  5\n"},
+        {Table, "SELECT 1 AS a WHERE 0", "(no rows)\n"},
+        {Table, wide + "UNION ALL SELECT 'B', 3, 4.5, 'x'",
+         "Block                                                    A    B\n"
+         "---------------------------------------------------  -----  ---\n"
+         "A first title of many characters that fills             12    3\n"
+         "A second title of as many, which does too            1e+20  4.5\n"
+         "A third title, so that no terminal has room for all           x\n"},
+        {Table, "SELECT 7 AS 'Übrig', NULL AS N" + very_long + " UNION ALL SELECT 8, 'x', 'y'",
+         "Row 1\n  Übrig: 7\n  N:\n  Long:  " + std::string(120, 'x') +
+             "\n\nRow 2\n  Übrig: 8\n  N:     x\n  Long:  y\n"},
+        {Csv, odd, "\"Text, odd\",N,R,\"Text, odd\"\r\n\"a,\"\"b\",,2.00049,-7\r\n"},
+        {Csv, "SELECT NULL AS a", "a\r\n\"\"\r\n"},
+        {Json, odd,
+         "{\"view\": \"Odd\", \"data_set\": 1, \"columns\": [\"Text, odd\",\"N\",\"R\",\"Text, odd (2)\"],\n"
+         " \"rows\": [\n  {\"Text, odd\": \"a,\\\"b\", \"N\": null, \"R\": 2.00049, \"Text, odd (2)\": "
+         "-7}]}\n"},
+        {Json,
+         "SELECT 9007199254740993 AS a, x'00ff' AS b WHERE 0 UNION ALL SELECT 9007199254740993, x'00ff'",
+         "{\"view\": \"Odd\", \"data_set\": 1, \"columns\": [\"a\",\"b\"],\n \"rows\": [\n"
+         "  {\"a\": 9007199254740993, \"b\": \"00ff\"}]}\n"},
+    };
+    for (const Printed& test : cases) {
+        SCOPED_TRACE(test.sql);
+        fs::remove(Database());
+        Begin();
+        AddView("Odd", test.sql);
+        End();
+        const Shown shown = Print({Database(), "Odd", test.format, {}});
+        EXPECT_EQ(shown.status, 0) << shown.err;
+        EXPECT_EQ(shown.out, test.expected);
+    }
+}
+
+TEST_F(ResultsViewerTest, AWideViewOfManyRowsLosesNone) {
+    Begin();
+    AddView("Many",
+            "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 600) "
+            "SELECT i AS Number, printf('%.200c', 'x') AS Long FROM n");
+    End();
+    std::istringstream lines(Print({Database(), "many", ResultsFormat::Table, {}}).out);
+    int rows = 0;
+    for (std::string line; std::getline(lines, line);) {
+        if (line == "  Number: " + std::to_string(rows + 1)) ++rows;
+    }
+    EXPECT_EQ(rows, 600);
+}
+
+TEST_F(ResultsViewerTest, NamesAndPathsFindViews) {
+    Begin();
+    AddView("Summary", "SELECT 'summary' AS a");
+    auto& home = AddView("IPV4", "SELECT 'v4' AS a");
+    AddView("Result", "SELECT 'v4 result' AS a", &home);
+    auto& office = AddView("IPV6");
+    AddView("Result", "SELECT 'v6 result' AS a", &office);
+    AddView("Result", "SELECT 'v6 again' AS a", &office);
+    AddView("Broken", "SELECT a FROM NoTable");
+    End();
+    EXPECT_EQ(Print({Database(), "", ResultsFormat::Table, {}, true}).out,
+              "Summary\nIPV4\nIPV4/Result\nIPV6/Result\nResult #2\nBroken\n");
+
+    struct Case {
+        const char* view;
+        ResultsFormat format;
+        int status;
+        testing::Matcher<std::string> text;  ///< of the output, or of the error
+    };
+    const Case cases[] = {
+        {"ipv4/result", ResultsFormat::Csv, 0, "a\r\nv4 result\r\n"},
+        {"Summary/IPV6/Result #2", ResultsFormat::Csv, 0, "a\r\nv6 again\r\n"},
+        {"Result", ResultsFormat::Table, 0,
+         AllOf(HasSubstr("Summary/IPV4/Result\n\na\n---------\nv4 result\n\nSummary/IPV6/Result\n\na"),
+               HasSubstr("v6 again\n"))},
+        {"Result", ResultsFormat::Csv, 2, HasSubstr("\n  Summary/IPV4/Result\n  Summary/IPV6/Result\n")},
+        {"IPV6", ResultsFormat::Table, 2, HasSubstr("heading")},
+        {"Sumary", ResultsFormat::Json, 2,
+         AllOf(HasSubstr("did you mean \"Summary\"?"), HasSubstr("\n  IPV4/Result\n"))},
+        {"4/Result", ResultsFormat::Table, 2, HasSubstr("no view \"4/Result\" in data set 1")},
+        {"Broken", ResultsFormat::Json, 2,
+         AllOf(HasSubstr("\"Broken\""), HasSubstr("no such table: NoTable"))},
+    };
+    for (const Case& test : cases) {
+        SCOPED_TRACE(test.view);
+        const Shown shown = Print({Database(), test.view, test.format, {}});
+        EXPECT_EQ(shown.status, test.status);
+        EXPECT_THAT(test.status == 0 ? shown.out : shown.err, test.text);
+        EXPECT_THAT(test.status == 0 ? shown.err : shown.out, IsEmpty());
+    }
+}
+
+TEST_F(ResultsViewerTest, DataSetsAreChosenAlsoWhileOneIsWritten) {
+    Begin();
+    const Shown early = Print({Database(), "", ResultsFormat::Table, {}});
+    EXPECT_EQ(early.status, 0);
+    EXPECT_THAT(early.out, AllOf(HasSubstr("no end yet"), HasSubstr("no views")));
+    EXPECT_EQ(Print({Database(), "Ports", ResultsFormat::Table, {}}).status, 2);
+    AddView("Ports", kPorts);
+    End();
+
+    Begin();
+    const Shown latest = Print({Database(), "Ports", ResultsFormat::Table, {}});
+    EXPECT_THAT(latest.out, HasSubstr("Viewers"));
+    EXPECT_THAT(latest.err, HasSubstr("data set 1 is shown; data set 2 has no views yet: started"));
+
+    AddView("Ports",
+            "SELECT DISTINCT @DataSetId AS 'Data set', DataSetId FROM Port WHERE DataSetId = "
+            "@DataSetId");
+    Store();
+    const Shown open = Print({Database(), "Ports", ResultsFormat::Csv, {}});
+    EXPECT_EQ(open.out, "Data set,DataSetId\r\n2,2\r\n");
+    EXPECT_THAT(open.err, HasSubstr("data set 2 started"));
+    const Shown first = Print({Database(), "Ports", ResultsFormat::Csv, 1});
+    EXPECT_EQ(first.out, "Port Name,Rate\r\nHead end,1.5\r\nViewers,1.5\r\n");
+    EXPECT_THAT(first.err, IsEmpty());
+    EXPECT_THAT(Print({Database(), "", ResultsFormat::Csv, 3}).err, HasSubstr("no data set 3; it has: 1, 2"));
+    manager_->Finalise();
+    EXPECT_FALSE(fs::exists(Database().string() + "-wal")) << "a reader has kept the file open";
+}
+
+TEST_F(ResultsViewerTest, ResultsOfAnIterationAreReadFromItsFile) {
+    Begin("Iteration");
+    AddView("Summary", "SELECT 'of the iteration' AS a");
+    End();
+    Begin();
+    AddView("All", "SELECT 1");
+    auto& node = AddView("First",
+                         "SELECT count(*) AS Ports, (SELECT max(Name) FROM EotResultNode) AS Node "
+                         "FROM Port WHERE DataSetId = @DataSetId");
+    manager_->RegisterIterationDatabase(node, "/nonexistent/elsewhere/Iteration.db");
+    End();
+    EXPECT_EQ(Print({Database(), "First", ResultsFormat::Csv, {}}).out, "Ports,Node\r\n2,Summary\r\n");
+    fs::remove(Database("Iteration"));
+    EXPECT_THAT(Print({Database(), "First", ResultsFormat::Csv, {}}).err,
+                HasSubstr("Iteration.db: there is no such file"));
+}
+
+TEST_F(ResultsViewerTest, FilesWithoutResultsAreRefused) {
+    Begin("empty");
+    manager_->Finalise();
+    Execute(Database("empty"), "DELETE FROM DataSets");
+    fs::create_directory(folder_ / "folder.db");
+    std::ofstream(folder_ / "nothing.db");
+    std::ofstream(folder_ / "text.db") << std::string(2000, 'x');
+    const std::pair<const char*, const char*> cases[] = {{"missing", "no such file"},
+                                                         {"folder", "is a folder"},
+                                                         {"nothing", "no results database"},
+                                                         {"text", "is no SQLite database"},
+                                                         {"empty", "has no data set"}};
+    for (const auto& [name, error] : cases) {
+        SCOPED_TRACE(name);
+        for (const bool list : {false, true}) {
+            const Shown shown = Print({Database(name), "", ResultsFormat::Table, {}, list});
+            EXPECT_EQ(shown.status, 2);
+            EXPECT_THAT(shown.err, AllOf(HasSubstr(Database(name).string()), HasSubstr(error)));
+            EXPECT_THAT(shown.out, IsEmpty());
+        }
+    }
+    EXPECT_FALSE(fs::exists(Database("missing")));
+}
+
+/// Everything below runs as a user who may change nothing in the folder.
+class WithoutPermission {
+  public:
+    explicit WithoutPermission(const fs::path& folder) : folder_(folder) {
+        fs::permissions(folder, fs::perms(0555));
+        if (geteuid() == 0) changed_ = seteuid(65534) == 0;
+    }
+    ~WithoutPermission() {
+        if (changed_ && seteuid(0) != 0) std::abort();
+        fs::permissions(folder_, fs::perms(0755));
+    }
+    WithoutPermission(const WithoutPermission&) = delete;
+    WithoutPermission& operator=(const WithoutPermission&) = delete;
+
+  private:
+    fs::path folder_;
+    bool changed_ = false;
+};
+
+TEST_F(ResultsViewerTest, AFolderOfSomebodyElseIsEnough) {
+    Begin();
+    AddView("Ports", kPorts);
+    Store();
+    const app::ResultsRequest request{Database(), "Ports", ResultsFormat::Table, {}};
+    {
+        const WithoutPermission guard(folder_);
+        const Shown shown = Print(request);
+        EXPECT_THAT(shown.out, HasSubstr("Viewers")) << "in the log of the file: " << shown.err;
+    }
+    // What a test that was killed leaves behind, first with the log that somebody must put in place.
+    const fs::path copies = folder_ / "copies";
+    const fs::path copy = copies / "te st?%23#.db";
+    fs::create_directory(copies);
+    fs::copy_file(Database(), copy);
+    fs::copy_file(Database().string() + "-wal", copy.string() + "-wal");
+    for (const bool has_log : {true, false}) {
+        SCOPED_TRACE(has_log);
+        if (!has_log) Execute(copy, "SELECT count(*) FROM DataSets");
+        const WithoutPermission guard(copies);
+        const Shown shown = Print({copy, "Ports", ResultsFormat::Table, {}});
+        EXPECT_EQ(shown.status, has_log ? 2 : 0);
+        EXPECT_THAT(shown.err, HasSubstr(has_log ? "copy both files" : "no end yet"));
+        EXPECT_THAT(shown.out, HasSubstr(has_log ? "" : "Viewers"));
+    }
+}
+
+}  // namespace

@@ -1,0 +1,269 @@
+// Runs as a whole: what is refused, what ends them, what they leave.
+#include <fmt/format.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <nlohmann/json.hpp>
+#include <regex>
+#include <set>
+
+#include "session_fixture.h"
+
+namespace {
+
+using namespace testing_aids;  // NOLINT: a test
+using orv::app::RunOptions;
+using testing::Contains;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+class RunTest : public SessionTest {};
+
+std::string Mistakes(const RunOutcome& outcome) {
+    std::string text;
+    for (const auto& mistake : outcome.mistakes) text += mistake.ToString() + "\n";
+    return text;
+}
+
+TEST_F(RunTest, BadInputIsRefusedBeforeAnythingRuns) {
+    struct Case {
+        const char* what;
+        TestText text;
+        const char* replaced;
+        const char* by;
+        const char* mistake;
+    };
+    for (const Case& c : std::initializer_list<Case>{
+             {"a rule of the file",
+              {},
+              "    ChannelBlock: Channels",
+              "    ChannelBlock: Chanels",
+              "test.yaml:10:19: .*did you mean Channels"},
+             {"a rule of the plug-in", {.channels = 7}, "", "", "test.yaml:\\d+:\\d+: .*Boxes"},
+             {"a rule of the start command",
+              {.type = "RELIABLE_RETRANSMISSION", .environment = "TESTING"},
+              "",
+              "",
+              "test.yaml:\\d+:5: IptvStartTestCommand \"Start\".*"},
+             {"a place that is none",
+              {},
+              "- Port: Viewers\n",
+              "- Port: Viewers\n    Location: //10.0.0.1/1\n",
+              "Port \"Viewers\": Location \"//10.0.0.1/1\" is no place for a port"},
+             {"two ports in one place",
+              {},
+              "- Port: Viewers\n",
+              "- Port: Viewers\n    Location: //sim/1\n  - Port: Others\n    Location: //sim/1\n",
+              "Port \"Others\": Location \"//sim/1\" is that of Port \"Viewers\", too"},
+         }) {
+        SCOPED_TRACE(c.what);
+        std::string text = c.text.ToString();
+        if (*c.replaced) text.replace(text.find(c.replaced), std::string(c.replaced).size(), c.by);
+        const RunOutcome outcome = Run(text);
+        EXPECT_EQ(outcome.end, RunEnd::BadInput);
+        EXPECT_TRUE(std::regex_search(Mistakes(outcome), std::regex(c.mistake))) << Mistakes(outcome);
+        EXPECT_FALSE(std::filesystem::exists(folder / "results.db"));
+    }
+}
+
+TEST_F(RunTest, ASequenceOfTestsHasAReportForEach) {
+    TestText text{.network = {"join_failure: 20 %"}};
+    text.sequence =
+        "  - SequencerLoopCommand:\n    IterationCount: 2\n    children:\n"
+        "      - IptvStartTestCommand:\n        TestName: strict\n        TestEnv: REAL_WORLD\n        "
+        "TestDuration: 10\n"
+        "      - IptvWaitForTestCompletionCommand:\n"
+        "  - IptvStartTestCommand:\n    TestName: lenient\n    TestEnv: REAL_WORLD\n    TestDuration: 20\n"
+        "    JoinFailThreshold: 50\n";  // nothing waits for it
+    const RunOutcome outcome = Run(text.ToString());
+    EXPECT_EQ(outcome.end, RunEnd::Failed) << testing::PrintToString(outcome.errors) << Mistakes(outcome);
+    ASSERT_EQ(outcome.tests.size(), 3U);
+    for (int i : {0, 1}) {
+        EXPECT_EQ(outcome.tests[i].name, "strict");
+        EXPECT_FALSE(outcome.tests[i].passed);
+        EXPECT_EQ(outcome.tests[i].GetChannelChanges(), 4 * 10);
+    }
+    EXPECT_EQ(outcome.tests[2].name, "lenient");
+    EXPECT_TRUE(outcome.tests[2].passed);
+    EXPECT_EQ(outcome.tests[2].GetChannelChanges(), 4 * 20);
+    EXPECT_EQ(Query(outcome.database, "SELECT count(*) FROM DataSets WHERE EndTime IS NOT NULL"), "3");
+}
+
+TEST_F(RunTest, AnInterruptEndsTheTestInOrder) {
+    TestText text{.seconds = 600};
+    observer.on_progress = [this](const orv::app::RunProgress& progress) {
+        if (progress.elapsed > std::chrono::seconds(30)) observer.interrupts = 1;
+    };
+    const RunOutcome outcome = Run(text.ToString());
+    EXPECT_EQ(outcome.end, RunEnd::Interrupted);
+    EXPECT_THAT(outcome.errors, IsEmpty());
+    EXPECT_THAT(observer.notes, Contains(HasSubstr("ends in order")));
+    ASSERT_EQ(outcome.tests.size(), 1U);
+    EXPECT_NEAR(outcome.tests[0].GetChannelChanges(), 4 * 30, 4);
+    EXPECT_EQ(Query(outcome.database, "SELECT sum(NumOfChannelChanges) FROM IptvStbBlockResults"),
+              fmt::format("{:.1f}", outcome.tests[0].GetChannelChanges()));
+    observer = {};
+    EXPECT_EQ(Run(TestText{}.ToString()).end, RunEnd::Passed);
+}
+
+TEST_F(RunTest, ProgressShowsTheTestAsItGoes) {
+    std::vector<orv::app::RunProgress> seen;
+    observer.on_progress = [&seen](const auto& progress) {
+        if (!progress.test.empty()) seen.push_back(progress);
+    };
+    Run(TestText{.seconds = 30, .network = {"join_delay: 37", "join_failure: 10 %"}}.ToString());
+    ASSERT_GT(seen.size(), 250U);
+    const auto& last = seen.back();
+    EXPECT_EQ(last.duration, std::chrono::seconds(30));
+    EXPECT_GT(last.elapsed, std::chrono::seconds(29));
+    EXPECT_GT(last.figures.channel_changes, 100);
+    EXPECT_GT(last.figures.failed_joins, 0);
+    EXPECT_NEAR(last.figures.average_join_latency, 37, 1e-3);
+}
+
+TEST_F(RunTest, ADatabaseOrRecordingThatCannotBeWrittenIsAnError) {
+    WriteFile(folder / "file", "no folder");
+    RunOptions options;
+    options.database = folder / "file" / "results.db";
+    const RunOutcome outcome = Run(TestText{}.ToString(), options);
+    EXPECT_EQ(outcome.end, RunEnd::Failure);
+    EXPECT_THAT(testing::PrintToString(outcome.errors), HasSubstr("file/results.db"));
+    options = {};
+    options.record = folder / "file" / "all.jsonl";
+    EXPECT_THAT(Run(TestText{}.ToString(), options).errors,
+                Contains(HasSubstr("all.jsonl cannot be written")));
+}
+
+TEST_F(RunTest, EventsOfSomebodyElseAreBinned) {
+    RunOptions options;
+    options.replay = folder / "events.jsonl";
+    WriteFile(options.replay,
+              R"({"port": "Viewers", "time_ms": 1000, "blocks": [{"stb_block": "Boxes", "events": [
+        {"settop_index": 1, "viewed_channel": 2, "viewed_ip": "225.0.0.2", "mcast_join_ts": 100000, "first_mcast_pkt_ts": 350000,
+         "mcast_leave_ts": 9000000, "last_mcast_pkt_ts": 9100000, "first_pkt_ts_valid": true, "last_pkt_ts_valid": true,
+         "total_mcast_packets": 100, "lost_mcast_packets": 3}]}]})");
+    std::string text = ReadFile(options.replay);
+    text.erase(std::remove(text.begin(), text.end(), '\n'), text.end());
+    WriteFile(options.replay, text + "\n\n");
+    const RunOutcome outcome = Run(TestText{}.ToString(), options);
+    ASSERT_EQ(outcome.tests.size(), 1U) << Mistakes(outcome);
+    const auto& block = outcome.tests[0].stb_blocks.at(0);
+    EXPECT_EQ(block.GetNumber("NumOfChannelChanges"), 1);
+    EXPECT_EQ(block.GetNumber("AvgJoinLatency"), 2.5);
+    EXPECT_EQ(block.GetNumber("AvgLeaveLatency"), 1);
+    EXPECT_EQ(block.GetNumber("DroppedFrameCount"), 3);
+}
+
+TEST_F(RunTest, ARecordingWithMistakesIsRefusedWithAllOfThem) {
+    RunOptions options;
+    options.replay = folder / "bad.jsonl";
+    WriteFile(options.replay,
+              "{\"port\": \"Viewers\", \"time_ms\": 5, \"blocks\": []}\n"
+              "not json\n"
+              "{\"time_ms\": 5, \"blocks\": []}\n"
+              "{\"port\": \"Viewer\", \"time_ms\": 5, \"blocks\": []}\n"
+              "{\"port\": \"Viewers\", \"time_ms\": -5, \"blocks\": []}\n"
+              "{\"port\": \"Viewers\", \"time_ms\": 5}\n"
+              "{\"port\": \"Viewers\", \"time_ms\": 5, \"blocks\": [{\"stb_block\": \"Nobody\"}]}\n"
+              "{\"port\": \"Viewers\", \"time_ms\": 5, \"blocks\": [{\"stb_block\": \"Boxes\", \"events\": "
+              "[{\"viewed_chanel\": 3}]}]}\n"
+              "{\"port\": \"Viewers\", \"time_ms\": 5, \"blocks\": [{\"stb_block\": \"Boxes\", \"events\": "
+              "[{\"viewed_channel\": 70000}]}]}\n"
+              "{\"port\": \"Viewers\", \"time_ms\": 5, \"blocks\": [{\"stb_block\": \"Boxes\", \"events\": "
+              "[{\"viewed_ip\": \"here\"}]}]}\n");
+    const RunOutcome outcome = Run(TestText{}.ToString(), options);
+    EXPECT_EQ(outcome.end, RunEnd::BadInput);
+    const std::string mistakes = std::regex_replace(Mistakes(outcome), std::regex("[^\n]*bad.jsonl"), "");
+    EXPECT_EQ(
+        mistakes,
+        ":2:1: notification: the line is no JSON object\n"
+        ":3:1: notification, port: the name of the port is missing\n"
+        ":4:1: notification, port: \"Viewer\" is no port of the test; expected Viewers; did you mean "
+        "Viewers?\n"
+        ":5:1: notification, time_ms: the time is missing or wrong; expected milliseconds since the start\n"
+        ":6:1: notification, blocks: the list is missing\n"
+        ":7:1: notification, stb_block: \"Nobody\" is no STB block of the test\n"
+        ":8:1: notification, events: an event has no member \"viewed_chanel\"; did you mean viewed_channel?\n"
+        ":9:1: notification, events: viewed_channel: 70000 is wrong; expected a whole number from 0 to "
+        "65535\n"
+        ":10:1: notification, events: viewed_ip: \"here\" is wrong; expected an IPv4 or IPv6 address\n");
+}
+
+TEST(ProgramTest, SaysWhatCameOfARunInEveryForm) {
+    const TemporaryFolder folder;
+    const auto file = folder / "test.yaml", junit = folder / "junit.xml";
+    WriteFile(file, TestText{.seconds = 20, .network = {"join_failure: 20 %"}}.ToString());
+    const ProgramRun run = RunIptvtest("run " + file.string() + " --json --seed 5 --junit " + junit.string() +
+                                       " --db " + (folder / "r.db").string());
+    EXPECT_EQ(run.status, 1);
+    const auto json = nlohmann::json::parse(run.out);
+    EXPECT_EQ(json["end"], "failed");
+    EXPECT_EQ(json["seed"], 5);
+    EXPECT_EQ(json["tests"][0]["channel_changes"], 80);
+    EXPECT_EQ(json["tests"][0]["stb_blocks"][0]["name"], "Boxes");
+    EXPECT_GT(json["tests"][0]["stb_blocks"][0]["JoinFails"], 5);
+    EXPECT_THAT(ReadFile(junit),
+                testing::AllOf(HasSubstr("<testsuites tests=\"3\" failures=\"2\" errors=\"0\">"),
+                               HasSubstr("name=\"STB block Boxes\"")));
+    const ProgramRun text =
+        RunIptvtest("run " + file.string() + " --seed 6 --db " + (folder / "s.db").string());
+    EXPECT_THAT(text.out,
+                testing::AllOf(HasSubstr("Verdict: FAILED"), HasSubstr("Boxes"), HasSubstr("0 % may fail")));
+}
+
+TEST(ProgramTest, TheCommandLineTeaches) {
+    const std::string manual = ReadFile(MANUAL_PATH), completion = ReadFile(COMPLETION_PATH);
+    std::set<std::string> options;
+    for (const char* command : {"", "run", "validate", "results", "schema", "version"}) {
+        const ProgramRun help = RunIptvtest(std::string(command) + " --help");
+        EXPECT_EQ(help.status, 0);
+        static const std::regex option("--[a-z][a-z-]*");
+        for (std::sregex_iterator at(help.out.begin(), help.out.end(), option), end; at != end; ++at)
+            options.insert(at->str());
+    }
+    EXPECT_GT(options.size(), 12U);
+    for (const std::string& option : options) {
+        EXPECT_THAT(completion, HasSubstr(option));
+        EXPECT_THAT(std::regex_replace(manual, std::regex(R"(\\-)"), "-"), HasSubstr(option.substr(2)));
+    }
+    struct Case {
+        const char* arguments;
+        int status;
+        const char* text;
+    };
+    for (const Case& c : std::initializer_list<Case>{{"", 2, "subcommand"},
+                                                     {"run", 2, "FILE is required"},
+                                                     {"run x.yaml --clock sundial", 2, "sundial"},
+                                                     {"run /nowhere.yaml", 2, "/nowhere.yaml"},
+                                                     {"results /nowhere.db", 2, "/nowhere.db"},
+                                                     {"validate /nowhere.yaml", 2, "/nowhere.yaml"}}) {
+        const ProgramRun run = RunIptvtest(c.arguments);
+        EXPECT_EQ(run.status, c.status) << c.arguments;
+        EXPECT_THAT(run.out + run.err, HasSubstr(c.text));
+    }
+    EXPECT_THAT(RunIptvtest("version").out, testing::MatchesRegex("iptvtest [0-9.]+\niptv.so [0-9.]+\n"));
+    EXPECT_TRUE(nlohmann::json::accept(RunIptvtest("schema").out));
+}
+
+TEST(ProgramTest, CtrlCOnceEndsTheTestAndTwiceTheProgram) {
+    const TemporaryFolder folder;
+    const auto file = folder / "test.yaml", database = folder / "r.db";
+    WriteFile(file, TestText{.seconds = 3600}.ToString());
+    // The first interrupt comes when the test runs, the second one at once, or never.
+    for (const bool twice : {false, true}) {
+        const std::string script =
+            fmt::format("{} run {} --clock real --db {} >{}/out 2>&1 & sleep 2; kill -INT $!; {} wait $!",
+                        PROGRAM_PATH, file.string(), database.string(), file.parent_path().string(),
+                        twice ? "sleep 0.3; kill -INT $!;" : "");
+        const int status = std::system(("bash -c '" + script + "'").c_str());
+        EXPECT_EQ(WEXITSTATUS(status), 130);
+        const std::string out = ReadFile(folder / "out");
+        EXPECT_THAT(out, HasSubstr(twice ? "Ended at once" : "The run ended with: interrupted"));
+        if (!twice) {
+            EXPECT_EQ(Query(database, "SELECT count(*) FROM DataSets WHERE EndTime IS NOT NULL"), "1");
+        }
+    }
+}
+
+}  // namespace

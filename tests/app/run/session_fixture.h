@@ -1,0 +1,49 @@
+// Runs of tests in one host, as text.
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "program.h"
+#include "run/session.h"
+#include "test_text.h"
+
+namespace testing_aids {
+
+using orv::app::RunEnd;
+using orv::app::RunOutcome;
+
+/// Shows nothing; counts what it is told.
+class SilentObserver : public orv::app::IRunObserver {
+  public:
+    bool WantsProgress() override { return on_progress != nullptr; }
+    void OnProgress(const orv::app::RunProgress& progress) override { on_progress(progress); }
+    void OnNote(const std::string& text) override { notes.push_back(text); }
+    void OnLog(const orv::framework::LogRecord&) override {}
+    int GetInterrupts() const override { return interrupts; }
+
+    std::function<void(const orv::app::RunProgress&)> on_progress;
+    std::vector<std::string> notes;
+    int interrupts = 0;
+};
+
+class SessionTest : public testing::Test {
+  protected:
+    SessionTest() { orv::framework::BLLLoggerFactory::GetInstance().SetConsole(false); }
+
+    RunOutcome Run(const std::string& text, const orv::app::RunOptions& more = {}) {
+        orv::app::RunOptions options = more;
+        if (options.database.empty()) options.database = folder / "results.db";
+        return session.Run(orv::app::TestFile::Parse(text, "test.yaml"), options, observer);
+    }
+
+    TemporaryFolder folder;
+    SilentObserver observer;
+    orv::app::Session session{orv::framework::ClockKind::Virtual, PLUGIN_PATH};
+};
+
+}  // namespace testing_aids
