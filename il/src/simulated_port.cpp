@@ -42,7 +42,7 @@ class SimulatedPort::Impl {
         : faults_(std::move(setup.faults)),
           connection_(faults_, seed_of(network.seed, setup.name, kSpoilPurpose), std::move(send),
                       std::move(hang_up)),
-          control_(setup.name, network, timeline, faults_, connection_, std::move(setup.recording)) {}
+          control_(setup.name, network, timeline, faults_, connection_, std::move(setup.recordings)) {}
 
     void receive(const std::vector<std::byte>& bytes) {
         if (!connection_.is_open()) return;

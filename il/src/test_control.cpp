@@ -21,13 +21,13 @@ Time interval_of(const TestControl::Registration& registration) {
 }  // namespace
 
 TestControl::TestControl(std::string port, const Network& network, ITimeline& timeline, FaultInjector& faults,
-                         Connection& connection, std::optional<Recording> recording)
+                         Connection& connection, std::optional<Recordings> recordings)
     : port_(std::move(port)),
       network_(network),
       timeline_(timeline),
       faults_(faults),
       connection_(connection),
-      recording_(std::move(recording)),
+      recordings_(std::move(recordings)),
       counter_(network.seed, port_, timeline.GetNow().count()),
       report_([this](const ResultReport::Blocks& blocks) { send_results(blocks); }) {}
 
@@ -41,8 +41,10 @@ void TestControl::start(const PortConfiguration& configuration, std::uint32_t co
     if (run_) throw PortFault(FaultCode::WrongState, "a test is running");
     TestPlan plan(configuration, network_, port_, config_handle, stb_blocks, start_delay_step);
     const Time start = now();
-    if (recording_) {
-        run_ = std::make_unique<ReplayRun>(plan, *recording_, start, report_);
+    if (recordings_) {
+        static const Recording nothing;
+        const Recording& recording = runs_ < recordings_->size() ? (*recordings_)[runs_] : nothing;
+        run_ = std::make_unique<ReplayRun>(plan, recording, start, report_);
     } else {
         const std::uint64_t seed = seed_of(network_.seed, port_, kRunPurpose + (runs_ << kRunShift));
         run_ = std::make_unique<TestRun>(std::move(plan), network_, seed, start, counter_, report_);

@@ -21,7 +21,7 @@ namespace orv::il {
 class TestControl {
   public:
     TestControl(std::string port, const Network& network, ITimeline& timeline, FaultInjector& faults,
-                Connection& connection, std::optional<Recording> recording);
+                Connection& connection, std::optional<Recordings> recordings);
     /// Nothing of the timeline's calls it any more.
     ~TestControl();
     TestControl(const TestControl&) = delete;
@@ -62,7 +62,7 @@ class TestControl {
     ITimeline& timeline_;
     FaultInjector& faults_;
     Connection& connection_;
-    const std::optional<Recording> recording_;
+    const std::optional<Recordings> recordings_;
     TickCounter counter_;
     ResultReport report_;
     std::optional<Registration> results_;

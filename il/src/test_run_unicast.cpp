@@ -49,6 +49,7 @@ void TestRun::begin_burst(Stb& stb, Time now) {
 
 /// `burst`: when it begins. Without an S-bit `sbit_first` is kNever.
 void TestRun::draw_sbit(Stb& stb, Time burst) {
+    if (!waits_for_sbit()) return;
     const Time least = ms(plan_.test.min_sbit_delay);
     const Time most = std::max(least, ms(plan_.test.max_sbit_delay));
     Time delay = least + static_cast<Time>(stb.random.fraction() * static_cast<double>(most - least));

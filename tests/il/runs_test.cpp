@@ -158,9 +158,9 @@ TEST(Runs, ARecordingIsReplayed) {
         return orv::il::RecordedReport{after_start, {records}};
     };
     Scenario scenario;
-    scenario.recording = {report(milliseconds(1000), kBlock, 31), report(milliseconds(1001), kBlock, 32),
-                          report(milliseconds(3000), 77, 33), report(milliseconds(60'000), kBlock, 34)};
-    auto& blocks = (*scenario.recording)[1].blocks;
+    scenario.recordings = {{report(milliseconds(1000), kBlock, 31), report(milliseconds(1001), kBlock, 32),
+                            report(milliseconds(3000), 77, 33), report(milliseconds(60'000), kBlock, 34)}};
+    auto& blocks = scenario.recordings->at(0)[1].blocks;
     blocks.insert(blocks.begin(), report({}, 77, 35).blocks[0]);
     Peer peer(scenario);
     peer.Start();

@@ -43,7 +43,7 @@ Scenario::Scenario() {
 
 Peer::Peer(const Scenario& what) : scenario(what) {
     port = std::make_unique<orv::il::SimulatedPort>(
-        orv::il::SimulatedPort::Setup{scenario.port_name, scenario.faults, scenario.recording},
+        orv::il::SimulatedPort::Setup{scenario.port_name, scenario.faults, scenario.recordings},
         scenario.network, timeline, [this](std::vector<std::byte> bytes) { OnBytes(std::move(bytes)); },
         [this](const std::string& reason) { hang_up_reason = reason; });
 }

@@ -31,7 +31,7 @@ struct Scenario {
     orv::il::Network network;  ///< join 37 ms, leave 112 ms, unicast 11 and 23 ms, 500 packets per second
     std::string port_name = "Port 1";
     orv::il::FaultSchedule faults;
-    std::optional<orv::il::Recording> recording;
+    std::optional<orv::il::Recordings> recordings;
 };
 
 /// The other end of a port's connection.

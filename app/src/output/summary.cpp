@@ -106,8 +106,8 @@ std::string MakeTestSummary(const TestReport& test) {
     if (test.GetChannelChanges() == 0) {
         text += "No channel was viewed.\n";
     } else {
-        text += fmt::format("{} of {} joins failed, {:.2f} %; {} % may fail.\n",
-                            FormatNumber(test.GetFailedJoins()), FormatNumber(test.GetChannelChanges()),
+        text += fmt::format("{} failed joins in {} channel changes that joined, {:.2f} %; {} % may fail.\n",
+                            FormatNumber(test.GetFailedJoins()), FormatNumber(test.GetNetChannelChanges()),
                             test.GetFailedPercent(), FormatNumber(test.join_fail_threshold));
     }
     text += fmt::format("Verdict: {}\n", test.passed ? "PASSED" : "FAILED");

@@ -1,6 +1,7 @@
 #include "arguments.h"
 
 #include <CLI/CLI.hpp>
+#include <charconv>
 #include <map>
 
 namespace orv::app {
@@ -27,8 +28,9 @@ constexpr const char* kRunFooter =
 On simulated ports a test runs on a virtual clock: ten minutes of it take seconds, and the same seed gives the same
 results. --clock real makes it take as long as on a real network.
 
-A recording has one line of JSON for each notification of a port. Playing it back bins the same events again, under
-other thresholds or ranges if the file has been changed; no set-top box is simulated.)";
+A recording has one line of JSON for each notification of a port. Playing it back bins the same events again, into
+other ranges or under another share of joins that may fail if the file has been changed; no set-top box is simulated,
+and what the ports flagged stays flagged.)";
 
 constexpr const char* kResultsFooter =
     R"(Without a view the tree of views is shown. A view is named as in the tree,
@@ -50,6 +52,16 @@ CLI::Validator OneOf(const std::map<std::string, Value>& values) {
     return CLI::IsMember(std::move(names));
 }
 
+/// As test files take it: what the library reads otherwise, a sign or an octal number, is taken for something
+/// else.
+std::string CheckSeed(const std::string& text) {
+    std::uint64_t value = 0;
+    const auto result = std::from_chars(text.data(), text.data() + text.size(), value);
+    const bool good = result.ec == std::errc{} && result.ptr == text.data() + text.size() &&
+                      (text == "0" || text.front() != '0');
+    return good ? "" : text + " is no seed; expected a whole number from 0 to 18446744073709551615";
+}
+
 void AddRun(CLI::App& app, Arguments& arguments, std::string& clock, std::string& level,
             std::uint64_t& seed) {
     CLI::App* run = app.add_subcommand("run", "Run a test and show what it found");
@@ -59,10 +71,12 @@ void AddRun(CLI::App& app, Arguments& arguments, std::string& clock, std::string
     run->add_flag("--json", arguments.json,
                   "Write the result to standard output as JSON, and everything else to standard error");
     run->add_option("--junit", arguments.junit, "Write a JUnit report")->type_name("FILE");
-    run->add_option("--db", arguments.run.database,
-                    "Write the results database here, wherever the test file says")
+    run->add_option(
+           "--db", arguments.run.database,
+           "Write the results database here (.db is added to a name without it), wherever the test file says")
         ->type_name("FILE");
     run->add_option("--seed", seed, "Seed of the simulated network, in place of the test file's")
+        ->check(CLI::Validator(CheckSeed, "", "seed"))
         ->type_name("N");
     run->add_option("--clock", clock, "real or virtual (default)")->check(OneOf(kClocks))->type_name("CLOCK");
     run->add_option("--log-level", level, "debug, info, warn (default), error or off")

@@ -53,6 +53,13 @@ Console::~Console() {
     EraseBar();
 }
 
+void Console::OnTestBegins(const std::string& test, std::chrono::nanoseconds duration) {
+    if (options_.progress != Progress::Lines) return;
+    const std::lock_guard guard(mutex_);
+    shown_ = Clock::now();
+    Print(fmt::format("Test \"{}\" runs for {}", test, FormatTime(duration)));
+}
+
 bool Console::WantsProgress() {
     if (options_.progress == Progress::None) return false;
     const std::lock_guard guard(mutex_);
@@ -64,7 +71,11 @@ void Console::OnProgress(const RunProgress& progress) {
     const std::lock_guard guard(mutex_);
     shown_ = Clock::now();
     if (progress.test.empty()) return EraseBar();
-    options_.progress == Progress::Bar ? DrawBar(progress) : PrintLine(progress);
+    if (options_.progress == Progress::Bar) {
+        DrawBar(progress);
+    } else {
+        Print(FormatFigures(progress));
+    }
 }
 
 void Console::OnNote(const std::string& text) {
@@ -109,12 +120,6 @@ void Console::DrawBar(const RunProgress& progress) {
         std::min<std::size_t>(line.size(), static_cast<std::size_t>(std::max(options_.width - 1, 1))));
     out_ << "\r\x1b[K" << line << std::flush;
     has_bar_ = true;
-}
-
-void Console::PrintLine(const RunProgress& progress) {
-    if (test_ != progress.test) Print(fmt::format("Test \"{}\" runs", progress.test));
-    test_ = progress.test;
-    Print(FormatFigures(progress));
 }
 
 }  // namespace orv::app

@@ -28,6 +28,7 @@ class Console : public IRunObserver {
     /// Takes the bar away.
     ~Console() override;
 
+    void OnTestBegins(const std::string& test, std::chrono::nanoseconds duration) override;
     bool WantsProgress() override;
     void OnProgress(const RunProgress& progress) override;
     void OnNote(const std::string& text) override;
@@ -40,13 +41,12 @@ class Console : public IRunObserver {
     void Print(const std::string& line);
     void EraseBar();
     void DrawBar(const RunProgress& progress);
-    void PrintLine(const RunProgress& progress);
 
     std::mutex mutex_;
     std::ostream& out_;
     const Options options_;
     Clock::time_point shown_{};
-    std::string test_;
+
     bool has_bar_ = false;
 };
 

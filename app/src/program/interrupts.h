@@ -3,7 +3,8 @@
 
 namespace orv::app {
 
-/// From now on SIGINT and SIGTERM are counted; the second one ends the process at once with status 130.
+/// From now on SIGINT and SIGTERM are counted, those that come within 300 ms as one; the second one ends the
+/// process at once with status 130.
 void CountInterrupts();
 int GetInterruptCount();
 

@@ -17,6 +17,7 @@
 #include "orv/framework/plugin_loader.h"
 #include "output/outcome_json.h"
 #include "output/summary.h"
+#include "output_paths.h"
 #include "program_version.h"
 #include "test_file/schema.h"
 
@@ -73,15 +74,19 @@ int Run(const Arguments& arguments) {
     loggers.SetConsole(false);
     if (arguments.log_level) loggers.SetLevel("", *arguments.log_level);
     CountInterrupts();
-    // A report that cannot be written should be known before the test has run for an hour.
-    if (!arguments.junit.empty()) WriteFile(arguments.junit, "");
+    // What cannot be written should be known before the test has run for an hour.
+    if (const std::string problem = FindPathProblem(arguments); !problem.empty()) {
+        std::cerr << "iptvtest: " << problem << '\n';
+        return static_cast<int>(RunEnd::BadInput);
+    }
     RunOutcome outcome;
     {
         Session session = MakeSession(arguments.clock);
         Console console(std::cerr, MakeConsoleOptions(arguments));
         outcome = session.Run(session.Load(arguments.file), arguments.run, console);
     }
-    PrintMistakes(std::cerr, outcome);
+    // Warnings have been logged.
+    for (const Mistake& mistake : outcome.mistakes) std::cerr << mistake.ToString() << '\n';
     if (arguments.json) {
         std::cout << MakeOutcomeJson(outcome);
     } else if (!arguments.quiet && outcome.end != RunEnd::BadInput) {
@@ -92,6 +97,7 @@ int Run(const Arguments& arguments) {
 }
 
 int Validate(const Arguments& arguments) {
+    framework::BLLLoggerFactory::GetInstance().SetConsole(false);  // what is logged is in the outcome
     Session session = MakeSession(framework::ClockKind::Virtual);
     const RunOutcome outcome = session.Validate(session.Load(arguments.file));
     if (arguments.json) {

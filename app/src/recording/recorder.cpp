@@ -30,7 +30,8 @@ void Recorder::OnMessage(const core::CPort& port, const std::vector<std::byte>& 
     try {
         const tm::Message message = tm::Message::decode(bytes);
         if (message.get_msg_type() == tm::TMT_RESPONSE && message.get_request_name() == "iptvcd_1.Start") {
-            started_[port.GetHandle()] = framework::CTaskManager::Instance().GetNow();
+            Test& test = tests_[port.GetHandle()];
+            test = {test.number + 1, framework::CTaskManager::Instance().GetNow()};
         } else if (message.get_msg_type() == tm::TMT_REQUEST &&
                    message.get_request_name() == "iptvcd_1.ResultsNotification") {
             Write(port, message);
@@ -42,10 +43,12 @@ void Recorder::OnMessage(const core::CPort& port, const std::vector<std::byte>& 
 void Recorder::Write(const core::CPort& port, const tm::Message& notification) {
     std::vector<iptvcd_1_bll::stblock_event_s> blocks;
     iptvcd_1_bll::parse_req_ResultsNotification(&notification, &blocks);
-    const auto since_start = framework::CTaskManager::Instance().GetNow() - started_[port.GetHandle()];
-    OrderedJson line{{"port", port.GetName()},
-                     {"time_ms", std::chrono::floor<std::chrono::milliseconds>(since_start).count()},
-                     {"blocks", OrderedJson::array()}};
+    const Test& test = tests_[port.GetHandle()];
+    const auto since_start = framework::CTaskManager::Instance().GetNow() - test.started;
+    OrderedJson line{{"port", port.GetName()}};
+    if (test.number > 1) line["test"] = test.number;
+    line["time_ms"] = std::chrono::floor<std::chrono::milliseconds>(since_start).count();
+    line["blocks"] = OrderedJson::array();
     for (const auto& block : blocks) {
         OrderedJson entry{{"stb_block", names_.GetName(block.stblock_handle)},
                           {"events", OrderedJson::array()}};

@@ -17,10 +17,11 @@ class Message;
 
 namespace orv::app {
 
-/// One line of JSON for each result notification: {"port": name, "time_ms": milliseconds since the port's
-/// test started, "blocks": [{"stb_block": name, "events": [{member: value, ...}], "rrr_events": [...]}]}.
-/// Members have the names of the message set; one that is 0, false or the zero address is left out. A block
-/// whose name others have, too, is written with that of its device, "Living rooms/Boxes".
+/// One line of JSON for each result notification: {"port": name, "test": the how manieth of the port, left
+/// out for the first, "time_ms": milliseconds since that test started, "blocks": [{"stb_block": name,
+/// "events": [{member: value, ...}], "rrr_events": [...]}]}. Members have the names of the message set; one
+/// that is 0, false or the zero address is left out. A block whose name others have, too, is written with
+/// that of its device, "Living rooms/Boxes".
 class Recorder {
   public:
     /// Throws COrvRunTimeError that names the path when the file cannot be made.
@@ -37,7 +38,11 @@ class Recorder {
     std::filesystem::path path_;
     std::ofstream file_;
     StbBlockNames names_;
-    std::map<std::uint32_t, std::chrono::nanoseconds> started_;  ///< by handle of the port
+    struct Test {
+        std::uint64_t number = 0;
+        std::chrono::nanoseconds started{};
+    };
+    std::map<std::uint32_t, Test> tests_;  ///< the latest, by handle of the port
 };
 
 }  // namespace orv::app

@@ -1,5 +1,7 @@
 #include "recording_file.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -8,6 +10,8 @@
 #include "event_json.h"
 #include "orv/common/exceptions.h"
 #include "orv/core/port.h"
+#include "orv/framework/handle_registry.h"
+#include "orv/ids/core_ids.h"
 #include "stb_block_names.h"
 #include "test_file/names.h"
 
@@ -34,10 +38,13 @@ class Reader {
         for (line_ = 1; mistake_count_ < kMostMistakes && std::getline(file, text); ++line_) {
             if (text.find_first_not_of(" \t\r") != text.npos) ReadLine(text);
         }
-        for (auto& [port, recording] : result_.ports) {
-            std::stable_sort(recording.begin(), recording.end(),
-                             [](const auto& a, const auto& b) { return a.after_start < b.after_start; });
+        for (auto& [port, recordings] : result_.ports) {
+            for (il::Recording& recording : recordings) {
+                std::stable_sort(recording.begin(), recording.end(),
+                                 [](const auto& a, const auto& b) { return a.after_start < b.after_start; });
+            }
         }
+        if (file.bad()) mistakes_.Add({}, std::string("the file cannot be read: ") + std::strerror(errno));
         result_.mistakes = mistakes_.TakeSorted();
         return std::move(result_);
     }
@@ -61,8 +68,9 @@ class Reader {
         const auto port = line.find("port");
         if (port == line.end() || !port->is_string())
             return Complain("port", "the name of the port is missing");
-        const auto recording = result_.ports.find(port->get<std::string>());
-        if (recording == result_.ports.end()) {
+        if (!CheckMembers(line, {"port", "test", "time_ms", "blocks"})) return;
+        const auto recordings = result_.ports.find(port->get<std::string>());
+        if (recordings == result_.ports.end()) {
             return Complain("port", port->dump() + " is no port of the test", JoinNames(port_names_),
                             FindNearestName(port->get<std::string>(), port_names_));
         }
@@ -71,12 +79,20 @@ class Reader {
             return Complain("time_ms", "the time is missing or wrong", "milliseconds since the start");
         const auto blocks = line.find("blocks");
         if (blocks == line.end() || !blocks->is_array()) return Complain("blocks", "the list is missing");
-        il::RecordedReport& report = recording->second.emplace_back();
+        const auto number = line.find("test");
+        if (number != line.end() && (!number->is_number_unsigned() || number->get<std::uint64_t>() < 1 ||
+                                     number->get<std::uint64_t>() > kMostTests)) {
+            return Complain("test", number->dump() + " is wrong",
+                            fmt::format("a number from 1 to {}", kMostTests));
+        }
+        const std::size_t test = number == line.end() ? 1 : number->get<std::size_t>();
+        if (recordings->second.size() < test) recordings->second.resize(test);
+        il::RecordedReport& report = recordings->second[test - 1].emplace_back();
         report.after_start = std::chrono::milliseconds(time->get<std::uint64_t>());
-        for (const OrderedJson& block : *blocks) ReadBlock(block, report);
+        for (const OrderedJson& block : *blocks) ReadBlock(block, recordings->first, report);
     }
 
-    void ReadBlock(const OrderedJson& json, il::RecordedReport& report) {
+    void ReadBlock(const OrderedJson& json, const std::string& port, il::RecordedReport& report) {
         const auto name = json.is_object() ? json.find("stb_block") : json.end();
         if (name == json.end() || !name->is_string())
             return Complain("stb_block", "the name of the STB block is missing");
@@ -84,8 +100,28 @@ class Reader {
         block.stblock_handle = names_.FindHandle(name->get<std::string>());
         if (block.stblock_handle == 0)
             return Complain("stb_block", name->dump() + " is no STB block of the test");
+        if (const std::string at = FindPortOf(block.stblock_handle); at != port)
+            return Complain("stb_block", fmt::format("{} is on port \"{}\"", name->dump(), at));
+        if (!CheckMembers(json, {"stb_block", "events", "rrr_events"})) return;
         ReadEvents(json, "events", block.events);
         ReadEvents(json, "rrr_events", block.rrr_events);
+    }
+
+    /// False, with a complaint, when the object has members that mean nothing.
+    bool CheckMembers(const OrderedJson& json, const std::vector<std::string>& known) {
+        for (const auto& [name, value] : json.items()) {
+            if (std::find(known.begin(), known.end(), name) != known.end()) continue;
+            Complain(name, "there is no such member", JoinNames(known), FindNearestName(name, known));
+            return false;
+        }
+        return true;
+    }
+
+    static std::string FindPortOf(std::uint32_t block) {
+        const auto* object = framework::CHandleRegistry::Instance().Find(block);
+        const auto* port =
+            object->GetParent()->GetObject(core::CPort::CLASS_ID(), ids::relations::AffiliationPort);
+        return port ? port->GetName() : "";
     }
 
     template <class Event>
@@ -102,6 +138,7 @@ class Reader {
         }
     }
 
+    static constexpr std::uint64_t kMostTests = 1'000'000;
     static constexpr std::uint64_t kMostTimeMs = 1'000'000'000'000;  // 30 years
 
     MistakeList mistakes_;
@@ -117,6 +154,11 @@ class Reader {
 RecordingFile ReadRecording(const std::filesystem::path& path, const core::CProject& project) {
     Reader reader(path.string(), project);
     std::ifstream file(path);
+    std::error_code none;
+    if (std::filesystem::is_directory(path, none)) {
+        errno = EISDIR;
+        return reader.CannotRead();
+    }
     return file ? reader.Read(file) : reader.CannotRead();
 }
 

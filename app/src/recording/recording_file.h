@@ -14,7 +14,7 @@ namespace orv::app {
 
 /// What a file says of the ports of a project.
 struct RecordingFile {
-    std::map<std::string, il::Recording>
+    std::map<std::string, il::Recordings>
         ports;                      ///< by name; one, perhaps empty, for every port of the project
     std::vector<Mistake> mistakes;  ///< all that is wrong with the file; then nothing may be replayed
 };

@@ -52,7 +52,11 @@ class Check {
         ScriptableVec commands;
         framework::CScriptableLocator::Instance().GetObjectsEx(commands, ids::IptvStartTestCommand::CLASS,
                                                                &framework::CSequencer::Instance());
+        if (commands.empty())
+            outcome_.mistakes.push_back(file_.MakeMistake({}, "sequence", "no command of it starts a test"));
         for (CScriptable* command : commands) {
+            if (command->GetDouble(ids::IptvStartTestCommand::TestDuration) < 0)
+                Add(*command, "TestDuration is negative");
             framework::ValidationContext context;
             context.SetCurrentObject(command);
             dynamic_cast<framework::CCommand&>(*command).Validate(context);

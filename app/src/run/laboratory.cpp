@@ -27,7 +27,7 @@ Laboratory::Laboratory(const core::CProject& project, const Simulation& simulati
         if (const auto faults = simulation.faults.find(port.GetName()); faults != simulation.faults.end())
             setup.faults = faults->second;
         if (const auto recording = recordings.find(port.GetName()); recording != recordings.end())
-            setup.recording = recording->second;
+            setup.recordings = recording->second;
         links_.push_back(std::make_unique<PortLink>(port, std::move(setup), network_, timeline_, tap, gone));
     }
 }

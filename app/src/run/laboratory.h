@@ -19,7 +19,7 @@ namespace orv::app {
 class Laboratory {
   public:
     /// What ports are to report instead of emulating set-top boxes, by name of the port.
-    using Recordings = std::map<std::string, il::Recording>;
+    using Recordings = std::map<std::string, il::Recordings>;
 
     /// `gone` is called when a port ends its connection.
     Laboratory(const core::CProject& project, const Simulation& simulation, const Recordings& recordings,

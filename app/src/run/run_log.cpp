@@ -32,7 +32,7 @@ void RunLog::Keep(const std::string& text) {
     const std::lock_guard guard(mutex_);
     const std::string trimmed = text.substr(first, last - first + 1);
     const bool is_known = std::any_of(errors_.begin(), errors_.end(), [&trimmed](const std::string& kept) {
-        return trimmed.ends_with(kept);
+        return trimmed.ends_with(kept) || kept.ends_with(trimmed);
     });
     if (!is_known) errors_.push_back(trimmed);
 }

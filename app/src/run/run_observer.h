@@ -20,6 +20,7 @@ struct RunProgress {
 class IRunObserver {
   public:
     virtual ~IRunObserver() = default;
+    virtual void OnTestBegins(const std::string& test, std::chrono::nanoseconds duration) = 0;
     /// True while the observer would show figures if it were given some: they are looked up only then.
     virtual bool WantsProgress() = 0;
     virtual void OnProgress(const RunProgress& progress) = 0;

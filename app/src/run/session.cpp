@@ -19,6 +19,7 @@
 #include "recording/recording_file.h"
 #include "run_log.h"
 #include "test_watch.h"
+#include "wizard_run.h"
 
 namespace orv::app {
 
@@ -29,6 +30,7 @@ namespace {
 /// So long the results of a test may take to be written when its sequence has ended.
 constexpr auto kLastWrites = std::chrono::seconds(120);
 
+/// All results go to this file, also those of iterations that were to have one of their own.
 void SetDatabaseName(const std::filesystem::path& database) {
     framework::ScriptableVec commands;
     framework::CScriptableLocator::Instance().GetObjectsEx(commands, ids::IptvStartTestCommand::CLASS,
@@ -36,6 +38,7 @@ void SetDatabaseName(const std::filesystem::path& database) {
     for (framework::CScriptable* command : commands) {
         command->Set(ids::IptvStartTestCommand::DatabaseFileName,
                      std::filesystem::absolute(database).lexically_normal().string());
+        command->Set(ids::IptvStartTestCommand::SaveResultsPerIteration, false);
     }
 }
 
@@ -64,6 +67,8 @@ class Session::Impl {
             } catch (const std::exception& error) {
                 log.AddError(error.what());
             }
+            if (outcome.tests.empty() && outcome.end == RunEnd::Passed && log.GetErrors().empty())
+                log.AddError("No test was run.");
             outcome.errors = log.GetErrors();
         }
         Judge(outcome);
@@ -79,6 +84,7 @@ class Session::Impl {
             core::CProject& project = host_.NewProject();
             const TestFile::Built built = file.Build(project, CSequencer::Instance());
             outcome.mistakes = built.mistakes;
+            if (outcome.mistakes.empty()) RunWizard(file, built, project, outcome);
             if (outcome.mistakes.empty()) CheckInput(file, built, project, outcome);
         }
         recordings_.clear();
@@ -150,9 +156,6 @@ class Session::Impl {
     static void Judge(RunOutcome& outcome) {
         if (outcome.end != RunEnd::Passed) return;
         if (!outcome.errors.empty()) {
-            outcome.end = RunEnd::Failure;
-        } else if (outcome.tests.empty()) {
-            outcome.errors.emplace_back("No test was run: the sequence starts none.");
             outcome.end = RunEnd::Failure;
         }
         for (const TestReport& test : outcome.tests) {

@@ -79,8 +79,12 @@ double TestReport::Sum(const std::string& figure) const {
     return sum;
 }
 
+double TestReport::GetNetChannelChanges() const {
+    return GetChannelChanges() - Sum("DuplicateJoins") - Sum("DuplicateUnicastJoins");
+}
+
 double TestReport::GetFailedPercent() const {
-    const double net_changes = GetChannelChanges() - Sum("DuplicateJoins") - Sum("DuplicateUnicastJoins");
+    const double net_changes = GetNetChannelChanges();
     return net_changes > 0 ? GetFailedJoins() * 100 / net_changes : 100;
 }
 

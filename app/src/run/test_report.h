@@ -38,7 +38,10 @@ struct TestReport {
 
     double GetChannelChanges() const { return Sum("NumOfChannelChanges"); }
     double GetFailedJoins() const { return Sum("JoinFails") + Sum("UnicastJoinFails"); }
-    /// Of the channel changes that joined something; 100 when there were none.
+    /// Channel changes that joined something: those to a channel that was there already are left out.
+    double GetNetChannelChanges() const;
+    /// Failed joins of the net channel changes; 100 when there were none. A view may fail twice, by unicast
+    /// and by multicast.
     double GetFailedPercent() const;
 
   private:

@@ -74,7 +74,7 @@ TestWatch::~TestWatch() {
 void TestWatch::OnCommandState(CScriptable* object, framework::PropId) {
     auto& command = dynamic_cast<CCommand&>(*object);
     if (command.GetCommandState() == CCommand::COMMAND_RUNNING) {
-        laboratory_.ForgetTests();
+        if (!running_) laboratory_.ForgetTests();
         return;
     }
     const bool completed = command.GetCommandState() == CCommand::COMMAND_COMPLETED;
@@ -95,8 +95,9 @@ void TestWatch::OnCommandState(CScriptable* object, framework::PropId) {
         break;
     }
     // A start that did not succeed may have begun a test all the same.
-    if (!completed && test.block == 0) return;
+    if (!completed && (test.block == 0 || running_)) return;
     running_ = test;
+    observer_.OnTestBegins(test.name, test.duration);
     CScriptable* results = project->GetObject(ids::IptvTestResults::CLASS, common::kParentChild);
     if (!results) return;
     if (results_ != results->GetHandle()) {

@@ -1,4 +1,5 @@
 // The report shows what the simulated network does, for every kind of test.
+#include <algorithm>
 #include <cmath>
 
 #include "session_fixture.h"
@@ -85,6 +86,11 @@ std::vector<Case> MakeCases() {
           CONSTANT("UnicastLeaveLatency", 23),
           CONSTANT("JoinLatency", 60),
           CONSTANT("LeaveLatency", 112),
+          // From 11 ms after the join to 23 ms after the leave, at the rate of the burst.
+          {"MinUnicastPktRateNosb", 650, 5},
+          {"MaxUnicastPktRateNosb", 650, 5},
+          {"TotalUnicastPktsNosb", views * 0.312 * 650, views * 2},
+          {"TotalUnicastPktsSbit", 0},
           {"UnicastJoinFails", 0}}});
     cases.push_back(
         {"S-bit",
@@ -126,9 +132,14 @@ TEST_F(PhysicsTest, LatenciesAreThoseOfTheNetwork) {
             << (outcome.mistakes.empty() ? "" : outcome.mistakes[0].ToString());
         EXPECT_EQ(outcome.end, RunEnd::Passed);
         const ResultRow& block = outcome.tests[0].stb_blocks.at(0);
-        for (const Expected& expected : c.expected)
+        for (const Expected& expected : c.expected) {
+            const auto& figures = block.figures;
+            EXPECT_TRUE(std::any_of(figures.begin(), figures.end(),
+                                    [&](const auto& figure) { return figure.first == expected.figure; }))
+                << "there is no figure " << expected.figure;
             EXPECT_NEAR(block.GetNumber(expected.figure), expected.value, expected.bound + 1e-9)
                 << expected.figure;
+        }
     }
 }
 

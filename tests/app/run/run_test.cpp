@@ -67,6 +67,31 @@ TEST_F(RunTest, BadInputIsRefusedBeforeAnythingRuns) {
     }
 }
 
+TEST_F(RunTest, TheWizardsMistakesAreThoseOfItsObjects) {
+    struct Case {
+        const char* replaced;
+        const char* by;
+        const char* mistake;
+    };
+    const std::string good = ReadFile(std::filesystem::path(EXAMPLES_PATH) / "wizard-ipv4.yaml");
+    ASSERT_EQ(Run(good).end, RunEnd::Passed);
+    for (const Case& c : std::initializer_list<Case>{
+             {"ChannelRangeEnd: 20", "ChannelRangeEnd: 24",
+              "test.yaml:7:5: IptvWizardTestConfig \"[^\"]*\": .*configured with no matching channel block"},
+             {"simulation:", "sequence:\n  - WaitCommand:\nsimulation:",
+              "test.yaml:7:5: .*the wizard makes the sequence"},
+             // What it makes is checked as if it stood in the file.
+             {"ChannelRangeEnd: 20", "ChannelRangeEnd: 19", "IptvStbBlockConfig|IptvStartTestCommand"},
+         }) {
+        SCOPED_TRACE(c.by);
+        std::string text = good;
+        text.replace(text.find(c.replaced), std::string(c.replaced).size(), c.by);
+        const RunOutcome outcome = Run(text);
+        EXPECT_EQ(outcome.end, RunEnd::BadInput);
+        EXPECT_TRUE(std::regex_search(Mistakes(outcome), std::regex(c.mistake))) << Mistakes(outcome);
+    }
+}
+
 TEST_F(RunTest, ASequenceOfTestsHasAReportForEach) {
     TestText text{.network = {"join_failure: 20 %"}};
     text.sequence =
@@ -88,6 +113,36 @@ TEST_F(RunTest, ASequenceOfTestsHasAReportForEach) {
     EXPECT_TRUE(outcome.tests[2].passed);
     EXPECT_EQ(outcome.tests[2].GetChannelChanges(), 4 * 20);
     EXPECT_EQ(Query(outcome.database, "SELECT count(*) FROM DataSets WHERE EndTime IS NOT NULL"), "3");
+}
+
+TEST_F(RunTest, ARecordingOfSeveralTestsReplaysEachInItsTest) {
+    TestText text{.test = {"JoinFailThreshold: 100"}, .network = {"join_failure: 20 %"}};
+    const std::string start =
+        "  - IptvStartTestCommand:\n    TestEnv: REAL_WORLD\n    JoinFailThreshold: 100\n    TestDuration: ";
+    const std::string wait = "  - IptvWaitForTestCompletionCommand:\n";
+    text.sequence = start + "5\n" + wait + start + "7\n" + wait;
+    RunOptions record, replay;
+    record.record = replay.replay = folder / "two.jsonl";
+    const RunOutcome first = Run(text.ToString(), record), second = Run(text.ToString(), replay);
+    ASSERT_EQ(first.tests.size(), 2U);
+    ASSERT_EQ(second.tests.size(), 2U);
+    for (int i : {0, 1}) {
+        EXPECT_EQ(first.tests[i].GetChannelChanges(), 4 * (5 + 2 * i));
+        EXPECT_EQ(second.tests[i].GetChannelChanges(), first.tests[i].GetChannelChanges());
+        EXPECT_EQ(second.tests[i].GetFailedJoins(), first.tests[i].GetFailedJoins());
+    }
+}
+
+TEST_F(RunTest, AStartThatIsRefusedIsNotTakenForTheTestThatRuns) {
+    TestText text;
+    const std::string start = "  - IptvStartTestCommand:\n    TestEnv: REAL_WORLD\n    TestName: ";
+    text.sequence = start + "one\n    TestDuration: 5\n" + start + "two\n    TestDuration: 7\n";
+    const RunOutcome outcome = Run(text.ToString());
+    EXPECT_EQ(outcome.end, RunEnd::Failure);
+    EXPECT_THAT(outcome.errors, testing::Each(HasSubstr("An IPTV test is running.")));
+    ASSERT_EQ(outcome.tests.size(), 1U);
+    EXPECT_EQ(outcome.tests[0].name, "one");
+    EXPECT_EQ(outcome.tests[0].duration, 5);
 }
 
 TEST_F(RunTest, AnInterruptEndsTheTestInOrder) {
@@ -255,7 +310,7 @@ TEST(ProgramTest, CtrlCOnceEndsTheTestAndTwiceTheProgram) {
         const std::string script =
             fmt::format("{} run {} --clock real --db {} >{}/out 2>&1 & sleep 2; kill -INT $!; {} wait $!",
                         PROGRAM_PATH, file.string(), database.string(), file.parent_path().string(),
-                        twice ? "sleep 0.3; kill -INT $!;" : "");
+                        twice ? "sleep 0.5; kill -INT $!;" : "");
         const int status = std::system(("bash -c '" + script + "'").c_str());
         EXPECT_EQ(WEXITSTATUS(status), 130);
         const std::string out = ReadFile(folder / "out");

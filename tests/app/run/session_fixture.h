@@ -20,6 +20,7 @@ using orv::app::RunOutcome;
 /// Shows nothing; counts what it is told.
 class SilentObserver : public orv::app::IRunObserver {
   public:
+    void OnTestBegins(const std::string&, std::chrono::nanoseconds) override {}
     bool WantsProgress() override { return on_progress != nullptr; }
     void OnProgress(const orv::app::RunProgress& progress) override { on_progress(progress); }
     void OnNote(const std::string& text) override { notes.push_back(text); }

@@ -14,7 +14,9 @@ struct RecordedReport {
     std::vector<iptvcd_1_bll::stblock_event_s> blocks;
 };
 
-/// In the order in which they were sent.
+/// What a port reported of one test, in the order in which it was sent.
 using Recording = std::vector<RecordedReport>;
+/// One for each test that the port starts, in order.
+using Recordings = std::vector<Recording>;
 
 }  // namespace orv::il

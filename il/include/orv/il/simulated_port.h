@@ -25,8 +25,9 @@ class SimulatedPort {
     struct Setup {
         std::string name;  ///< of the port; part of its seed
         FaultSchedule faults = {};
-        /// When there is one, the port reports it instead of emulating set-top boxes.
-        std::optional<Recording> recording = {};
+        /// When there are some, the port reports them instead of emulating set-top boxes; in a test that they
+        /// do not have, nothing.
+        std::optional<Recordings> recordings = {};
     };
     using Send = std::function<void(std::vector<std::byte>)>;
     using HangUp = std::function<void(const std::string& reason)>;
