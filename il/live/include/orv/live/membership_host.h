@@ -1,0 +1,139 @@
+// The host side of IGMP and MLD for one emulated set-top box.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "orv/il/timeline.h"
+#include "orv/live/address.h"
+#include "orv/live/membership_message.h"
+
+namespace orv::live {
+
+/// Tells routers and snooping switches what one host wants to hear: IGMPv1 (RFC 1112), IGMPv2 (RFC 2236),
+/// IGMPv3 (RFC 3376), MLDv1 (RFC 2710) or MLDv2 (RFC 3810).
+///
+/// - Joins, leaves and source changes are told at once and, but for leaves of the older versions, repeated.
+/// - Queries are answered after a random part of their response time. IGMPv3 and MLDv2 answer a general query
+///   with all groups in as few packets as they fit in, the older versions each group at its own time.
+/// - A querier of an older version makes the host speak that version for as long as the RFC says. Groups keep
+///   their sources meanwhile, though no frame tells of them.
+/// - Nothing is sent about 224.0.0.1, ff02::1, and IPv6 groups of the scopes 0 and 1 (RFC 2710 section 5).
+///
+/// Made to exist in thousands: no timer while there is nothing to send. The same calls at the same times with
+/// the same seed send the same frames. Used from one thread at a time, the timeline's.
+class MembershipHost {
+  public:
+    struct Settings {
+        MembershipVersion version = MembershipVersion::Igmp2;
+        /// How often a change is told, the first time included (RFC 3376 section 8.1); 1 to 255.
+        std::uint8_t robustness = 2;
+        /// Hosts hear each other's reports and keep quiet when one has spoken for them, and a host that was
+        /// not the last one to report leaves in silence. IGMPv1, IGMPv2 and MLDv1 only.
+        bool suppress_reports = false;
+        /// Of the IP packet of a report, in bytes; 576 to 1500, for MLD 1280 to 1500.
+        std::uint16_t mtu = 1500;
+        /// Longest time between two tellings of a change: IGMPv3 (RFC 3376 section 8.11), MLDv2 (RFC 3810
+        /// section 9.11).
+        Nanoseconds unsolicited_report_interval = std::chrono::seconds(1);
+        /// The same of IGMPv1, IGMPv2 (RFC 2236 section 8.10) and MLDv1 (RFC 2710 section 7.10).
+        Nanoseconds older_unsolicited_report_interval = std::chrono::seconds(10);
+        /// An IGMPv2 host speaks IGMPv1 that long after an IGMPv1 query (RFC 2236 section 8.11).
+        Nanoseconds version1_router_present_timeout = std::chrono::seconds(400);
+        /// An IGMPv3 or MLDv2 host speaks the version of an older querier's query for `robustness` times the
+        /// query interval plus the query response interval (RFC 3376 section 8.12, RFC 3810 section 9.12).
+        /// The interval is the one in the last query that named one, before that this one.
+        Nanoseconds query_interval = std::chrono::seconds(125);
+        Nanoseconds query_response_interval = std::chrono::seconds(10);
+    };
+    /// Gets a finished frame; its bytes are gone after the call. May not call the host or destroy it.
+    using Send = std::function<void(std::span<const std::byte> frame)>;
+
+    /// MLD messages come from `address.ip` when that is link-local, otherwise from the link-local address
+    /// that follows from the MAC address. `timeline` outlives the host. Throws std::invalid_argument when
+    /// address, version and settings do not go together.
+    MembershipHost(const HostAddress& address, const Settings& settings, il::ITimeline& timeline,
+                   std::uint64_t seed, Send send);
+    /// Says nothing to the network; LeaveAll does.
+    ~MembershipHost();
+    MembershipHost(const MembershipHost&) = delete;
+    MembershipHost& operator=(const MembershipHost&) = delete;
+
+    /// Becomes a member, or changes what it wants to hear of a group it is a member of. Exclude without
+    /// sources is everything, Include without sources is leaving. Returns the moment of the first frame that
+    /// says so; nothing when there was none, because nothing changed or this version of the protocol has no
+    /// words for it. Throws std::invalid_argument for a group that is no multicast address or addresses of
+    /// the wrong family.
+    std::optional<Nanoseconds> Join(const IpAddress& group, FilterMode mode,
+                                    std::span<const IpAddress> sources = {});
+    /// Returns like Join. IGMPv1 has no leave message: nothing is sent. Of a group that it is no member of:
+    /// nothing.
+    std::optional<Nanoseconds> Leave(const IpAddress& group);
+    /// Leaves every group, in the order of joining. What has to be repeated is repeated later, as of any
+    /// leave.
+    void LeaveAll();
+
+    /// A query of the host's link that was sent to a multicast address or to the host. One of the other
+    /// protocol does nothing.
+    void OnQuery(const MembershipQuery& query);
+    /// A report of another host of the link, sent in IGMPv1, IGMPv2 or MLDv1. Does nothing unless reports are
+    /// suppressed.
+    void OnReport(const IpAddress& group);
+
+    bool IsMember(const IpAddress& group) const;
+    /// Whether there is anything left to repeat or to answer.
+    bool IsIdle() const;
+    /// The version that is spoken now.
+    MembershipVersion GetVersion() const;
+    /// With the address that membership messages come from.
+    const HostAddress& GetAddress() const { return address_; }
+
+  private:
+    struct Membership;
+    class Reports;
+
+    Membership* find(const IpAddress& group) const;
+    void remove(const Membership& membership);
+    void check_group(const IpAddress& group, std::span<const IpAddress> sources) const;
+    std::optional<Nanoseconds> change(const IpAddress& group, FilterMode mode,
+                                      std::vector<IpAddress> sources);
+    std::optional<Nanoseconds> tell_change(Membership& membership, bool was_member);
+
+    // What the versions with source filters send.
+    void send_changes(Membership& membership);
+    void send_group_answer(Membership& membership);
+    void send_general_answer();
+    void on_filter_query(const MembershipQuery& query);
+
+    // What the older versions send.
+    void send_report(Membership& membership);
+    /// False when the version, or the RFC's rule for those who were not the last to report, has none.
+    bool send_leave(const Membership& membership);
+    void start_report_timer(Membership& membership, Nanoseconds delay);
+    void on_older_query(const MembershipQuery& query);
+
+    void note_querier(const MembershipQuery& query);
+    bool settle_version();
+    Nanoseconds random_delay(Nanoseconds longest);
+    void cancel(std::uint64_t& timer);
+    void send(std::span<const std::byte> frame) const { send_(frame); }
+
+    il::ITimeline& timeline_;
+    Send send_;
+    HostAddress address_;
+    Settings settings_;
+    MembershipVersion spoken_;  ///< as of the last event
+    std::uint64_t random_;
+    Nanoseconds version1_until_{};  ///< a querier of IGMPv1 or MLDv1 counts as present until then
+    Nanoseconds version2_until_{};  ///< of IGMPv2
+    std::uint64_t general_timer_ = 0;
+    Nanoseconds general_due_{};
+    std::vector<std::unique_ptr<Membership>> memberships_;  ///< timers point to the elements
+};
+
+}  // namespace orv::live

@@ -1,0 +1,50 @@
+// What one host wants to hear of one group, and what of it has still to be told.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "orv/live/membership_message.h"
+
+namespace orv::live {
+
+/// The reception state of RFC 3376 sections 3.2 and 5, RFC 3810 sections 4.2 and 6, which call "no member"
+/// INCLUDE without sources. Lists of sources are sorted and without duplicates.
+class GroupState {
+  public:
+    struct Record {
+        RecordType type;
+        std::vector<IpAddress> sources;
+    };
+
+    bool is_member() const { return mode_ == FilterMode::Exclude || !sources_.empty(); }
+
+    /// Takes over a new state, and notes what `robustness` state-change reports have to say of it. False when
+    /// it is the old one.
+    bool change(FilterMode mode, std::vector<IpAddress> sources, std::uint8_t robustness);
+    bool has_untold_changes() const { return mode_reports_ > 0 || !changed_sources_.empty(); }
+    void forget_changes();
+    /// The contents of the next state-change report, which counts as sent.
+    std::vector<Record> take_changes();
+
+    /// For the answer to a general or group-specific query.
+    Record current() const;
+    /// For the answer to a group-and-source-specific query; without sources there is none to be sent.
+    Record answer_about(std::span<const IpAddress> queried) const;
+
+  private:
+    struct ChangedSource {
+        IpAddress source;
+        std::uint8_t reports;
+    };
+
+    FilterMode mode_ = FilterMode::Include;
+    /// How many more reports tell the whole state, because the mode has changed.
+    std::uint8_t mode_reports_ = 0;
+    std::vector<IpAddress> sources_;
+    /// Sources that came or went, and in how many more reports they have to be; sorted.
+    std::vector<ChangedSource> changed_sources_;
+};
+
+}  // namespace orv::live

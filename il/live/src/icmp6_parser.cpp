@@ -1,0 +1,86 @@
+#include "bytes.h"
+#include "checksum.h"
+#include "message_parsers.h"
+#include "protocol.h"
+#include "query_fields.h"
+
+namespace orv::live {
+namespace {
+
+using std::chrono::milliseconds;
+
+std::optional<FrameContent> parse_mld(const IpPacket& packet) {
+    const auto message = packet.message;
+    if (message.size() < kMembershipHeaderV6 || packet.hop_limit != 1 || !packet.router_alert ||
+        !packet.source.IsLinkLocal()) {
+        return {};
+    }
+    const std::uint8_t type = get8(message.data());
+    const IpAddress group = get_v6(message.data() + 8);
+    if (!group.IsMulticast() && !(type == kMldQuery && group.IsUnspecified())) return {};
+    if (type == kMld1Report) return MembershipReport{MembershipVersion::Mld1, packet.source, group};
+    if (type == kMld1Done) return MembershipLeave{MembershipVersion::Mld1, packet.source, group};
+
+    MembershipQuery query;
+    query.destination = packet.destination;
+    query.group = group;
+    query.max_response_code = get16(message.data() + 4);
+    if (message.size() == kMembershipHeaderV6) {
+        query.version = MembershipVersion::Mld1;
+        query.max_response_time = milliseconds(query.max_response_code);
+        return query;
+    }
+    if (message.size() < 28) return {};
+    query.version = MembershipVersion::Mld2;
+    query.max_response_time = milliseconds(decode_float(query.max_response_code, 12));
+    if (!read_query_tail(message.subspan(kMembershipHeaderV6), true, query)) return {};
+    return query;
+}
+
+/// ff02::1:ff00:0/104.
+bool is_solicited_node(const IpAddress& address) {
+    return address == SolicitedNodeAddress(address);
+}
+
+/// RFC 4861 section 7.1.1.
+std::optional<FrameContent> parse_solicitation(const IpPacket& packet, const MacAddress& source_mac) {
+    const auto message = packet.message;
+    if (message.size() < 24 || packet.hop_limit != kNeighborHopLimit || get8(message.data() + 1) != 0)
+        return {};
+    NeighborSolicitation solicitation{source_mac, packet.source, get_v6(message.data() + 8)};
+    if (solicitation.target.IsMulticast()) return {};
+    if (packet.source.IsUnspecified() && !is_solicited_node(packet.destination)) return {};
+    for (auto options = message.subspan(24); !options.empty();) {
+        if (options.size() < 8) return {};
+        const std::size_t length = get8(options.data() + 1) * std::size_t{8};
+        if (length == 0 || length > options.size()) return {};
+        if (get8(options.data()) == kSourceLinkAddress) {
+            if (packet.source.IsUnspecified()) return {};
+            solicitation.asker_mac = get_mac(options.data() + 2);
+        }
+        options = options.subspan(length);
+    }
+    return solicitation;
+}
+
+}  // namespace
+
+std::optional<FrameContent> parse_icmp6(const IpPacket& packet, const MacAddress& source_mac) {
+    if (packet.message.size() < 4) return {};
+    Checksum checksum;
+    checksum.add_pseudo_header(packet.source, packet.destination, kProtocolIcmp6, packet.message.size());
+    checksum.add(packet.message);
+    if (!checksum.is_right()) return {};
+    switch (get8(packet.message.data())) {
+        case kMldQuery:
+        case kMld1Report:
+        case kMld1Done:
+            return parse_mld(packet);
+        case kNeighborSolicitation:
+            return parse_solicitation(packet, source_mac);
+        default:
+            return {};
+    }
+}
+
+}  // namespace orv::live

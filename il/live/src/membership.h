@@ -1,0 +1,39 @@
+// One group of one host, inside of MembershipHost.
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+#include "group_state.h"
+#include "orv/live/membership_host.h"
+
+namespace orv::live {
+
+/// Whether messages about the group may be sent at all (RFC 3376 section 5, RFC 2710 section 5).
+inline bool is_reportable(const IpAddress& group) {
+    return group.IsV6() ? group != kAllNodesV6 && (group.GetBytes()[1] & 0x0f) > 1 : group != kAllSystems;
+}
+
+struct MembershipHost::Membership {
+    /// Sources beyond that are not recorded from queries, so that a flood of them takes no memory (RFC 3376
+    /// section 9.1): the whole state is the answer then.
+    static constexpr std::size_t kMostQueriedSources = 512;
+
+    explicit Membership(const IpAddress& of) : group(of) {}
+
+    const IpAddress group;
+    GroupState state;
+    /// Repeats changes (IGMPv3, MLDv2).
+    std::uint64_t change_timer = 0;
+    /// Sends a report: the answer to a query, in the older versions also the next repeat of a join.
+    std::uint64_t report_timer = 0;
+    Nanoseconds report_due{};
+    /// What the answer is about (IGMPv3, MLDv2), sorted; empty for the whole state.
+    std::vector<IpAddress> queried_sources;
+    /// Repeats of a join that are left (older versions).
+    std::uint8_t repeats = 0;
+    /// Nobody else of the link has reported since (older versions).
+    bool last_reporter = false;
+};
+
+}  // namespace orv::live

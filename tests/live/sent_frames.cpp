@@ -1,0 +1,132 @@
+#include "live/sent_frames.h"
+
+#include <utility>
+
+#include "live/sample_frames.h"
+#include "orv/live/address.h"
+
+namespace testing_aids {
+
+using namespace orv::live;
+
+namespace {
+
+unsigned u8_at(std::span<const std::byte> bytes, std::size_t at) {
+    return std::to_integer<unsigned>(bytes[at]);
+}
+unsigned u16_at(std::span<const std::byte> bytes, std::size_t at) {
+    return u8_at(bytes, at) << 8 | u8_at(bytes, at + 1);
+}
+
+IpAddress address_at(std::span<const std::byte> bytes, std::size_t at, std::size_t length) {
+    return IpAddress::FromBytes(
+        {reinterpret_cast<const std::uint8_t*>(bytes.subspan(at, length).data()), length});
+}
+
+std::string records_of(std::span<const std::byte> message, std::size_t address_length) {
+    static constexpr const char* kTypes[] = {"?", "IS_IN", "IS_EX", "TO_IN", "TO_EX", "ALLOW", "BLOCK"};
+    std::string text;
+    std::size_t at = 8;
+    for (unsigned count = u16_at(message, 6); count > 0; --count) {
+        text += std::string(text.empty() ? "" : " ") + kTypes[u8_at(message, at)] + " " +
+                address_at(message, at + 4, address_length).ToString() + " {";
+        const unsigned sources = u16_at(message, at + 2);
+        at += 4 + address_length;
+        for (unsigned i = 0; i < sources; ++i, at += address_length) {
+            text += (i == 0 ? "" : " ") + address_at(message, at, address_length).ToString();
+        }
+        text += "}";
+    }
+    return text;
+}
+
+HostAddress address_of(MembershipVersion version) {
+    return {MacAddress{{0x02, 0x00, 0x00, 0x00, 0x0a, 0x01}},
+            ip(IsMld(version) ? "2001:db8::a" : "192.0.2.10"),
+            {}};
+}
+
+}  // namespace
+
+std::string sent_text(std::span<const std::byte> frame) {
+    const bool is_v6 = u16_at(frame, 12) == 0x86dd;
+    const std::size_t header = is_v6 ? 48 : std::size_t{4} * (u8_at(frame, 14) & 15);
+    const auto message = frame.subspan(14 + header);
+    switch (u8_at(message, 0)) {
+        case 0x12:
+        case 0x16:
+            return "report " + address_at(message, 4, 4).ToString();
+        case 131:
+            return "report " + address_at(message, 8, 16).ToString();
+        case 0x17:
+            return "leave " + address_at(message, 4, 4).ToString();
+        case 132:
+            return "leave " + address_at(message, 8, 16).ToString();
+        case 0x22:
+        case 143:
+            return records_of(message, is_v6 ? 16 : 4);
+        default:
+            return {};
+    }
+}
+
+ListeningNetwork::ListeningNetwork(const Settings& settings, std::uint64_t seed)
+    : host(address_of(settings.version), settings, timeline, seed, [this](std::span<const std::byte> frame) {
+          sent.push_back({timeline.GetNow(), sent_text(frame), frame.size()});
+      }) {}
+
+std::string ListeningNetwork::run(Nanoseconds duration) {
+    timeline.RunTo(timeline.GetNow() + duration);
+    return take();
+}
+
+std::string ListeningNetwork::take() {
+    std::string text;
+    for (const SentFrame& frame : std::exchange(sent, {})) text += (text.empty() ? "" : "; ") + frame.text;
+    return text;
+}
+
+IpAddress lettered_address(char letter, MembershipVersion version) {
+    if (letter == 'G') return ip(IsMld(version) ? "ff3e::8000:1" : "232.1.1.1");
+    return ip((IsMld(version) ? "2001:db8:1::" : "198.51.100.") + std::to_string(letter - 'a' + 1));
+}
+
+std::string lettered(std::string text) {
+    for (const MembershipVersion version : {MembershipVersion::Igmp3, MembershipVersion::Mld2}) {
+        for (const char letter : {'G', 'a', 'b', 'c', 'd'}) {
+            const std::string address = lettered_address(letter, version).ToString();
+            for (auto at = text.find(address); at != text.npos; at = text.find(address)) {
+                text.replace(at, address.size(), 1, letter);
+            }
+        }
+    }
+    return text;
+}
+
+std::optional<Nanoseconds> become(MembershipHost& host, std::string_view state) {
+    const MembershipVersion version =
+        host.GetAddress().ip.IsV6() ? MembershipVersion::Mld2 : MembershipVersion::Igmp3;
+    const IpAddress group = lettered_address('G', version);
+    if (state[0] == '-') return host.Leave(group);
+    std::vector<IpAddress> sources;
+    if (state.size() > 2) {
+        for (const char letter : state.substr(2)) sources.push_back(lettered_address(letter, version));
+    }
+    return host.Join(group, state[0] == 'E' ? FilterMode::Exclude : FilterMode::Include, sources);
+}
+
+TestQuery::TestQuery(MembershipVersion version, Nanoseconds max_response_time, const IpAddress& group,
+                     const std::vector<IpAddress>& sources) {
+    for (const IpAddress& source : sources) {
+        const auto bytes = std::as_bytes(source.GetBytes());
+        sources_.insert(sources_.end(), bytes.begin(), bytes.end());
+    }
+    query.version = version;
+    query.group = group;
+    query.max_response_time = max_response_time;
+    query.max_response_code =
+        static_cast<std::uint16_t>(max_response_time / std::chrono::milliseconds(IsMld(version) ? 1 : 100));
+    query.sources = AddressList(sources_, IsMld(version));
+}
+
+}  // namespace testing_aids
