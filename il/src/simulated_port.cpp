@@ -1,5 +1,6 @@
 #include "orv/il/simulated_port.h"
 
+#include <set>
 #include <utility>
 
 #include "connection.h"
@@ -14,12 +15,15 @@ namespace {
 
 constexpr std::uint64_t kSpoilPurpose = 3;
 
-RequestTable make_table() {
-    RequestTable table;
-    add_configuration_requests(table);
-    add_run_requests(table);
-    add_interface_requests(table);
-    add_general_requests(table);
+const RequestTable& request_table() {
+    static const RequestTable table = [] {
+        RequestTable made;
+        add_configuration_requests(made);
+        add_run_requests(made);
+        add_interface_requests(made);
+        add_general_requests(made);
+        return made;
+    }();
     return table;
 }
 
@@ -35,6 +39,15 @@ void make_fault(tm::Message& answer, FaultCode code, const std::string& text) {
 }
 
 }  // namespace
+
+const std::vector<std::string>& GetRequestNames() {
+    static const std::vector<std::string> names = [] {
+        std::set<std::string> operations;
+        for (const auto& [name, handler] : request_table()) operations.insert(operation_of(name));
+        return std::vector<std::string>(operations.begin(), operations.end());
+    }();
+    return names;
+}
 
 class SimulatedPort::Impl {
   public:
@@ -81,11 +94,10 @@ class SimulatedPort::Impl {
     }
 
     tm::Message answer_to(const tm::Message& request) {
-        static const RequestTable table = make_table();
         tm::Message answer = answer_for(request);
         const std::string& name = request.get_request_name();
-        const auto handler = table.find(name);
-        if (handler == table.end()) {
+        const auto handler = request_table().find(name);
+        if (handler == request_table().end()) {
             make_fault(answer, FaultCode::UnknownRequest, "no such request: " + tm::quoted(name));
             return answer;
         }

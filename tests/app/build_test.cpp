@@ -11,6 +11,7 @@
 #include "orv/framework/sequencer.h"
 #include "orv/framework/static_registration.h"
 #include "orv/framework/validation.h"
+#include "orv/ids/core_ids.h"
 
 namespace test_file_test {
 namespace {
@@ -218,16 +219,30 @@ class Unwilling : public CScriptable {
     bool OnInit() override { return false; }
 };
 
-TEST_F(BuildTest, WhatTheHostRefusesHasAPlaceInTheFile) {
-    auto& classes = CMetaClassManager::Instance();
-    if (!classes.GetClass("Unwilling")) {
-        const StaticRegisterClass<Unwilling> registration(0x7e00a000);
-        CMetaClass::Definition definition;
-        definition.id = 0x7e00a000;
-        definition.name = "Unwilling";
-        definition.base = classes.GetClass("EmulatedDevice", nullptr, true);
-        classes.AddClass(std::move(definition));
+/// A class whose objects are stacked on nothing.
+class Grounded : public CScriptable {
+  public:
+    bool OnPreValidateRelationChange(RelationType type, CScriptable&, bool, std::string& reason) override {
+        reason = "it stays on the ground";
+        return type != orv::ids::relations::StackedOn;
     }
+};
+
+template <class T>
+void AddClass(std::uint32_t id, const char* name, const char* base) {
+    auto& classes = CMetaClassManager::Instance();
+    if (classes.GetClass(name)) return;
+    const StaticRegisterClass<T> registration(id);
+    CMetaClass::Definition definition;
+    definition.id = id;
+    definition.name = name;
+    definition.base = classes.GetClass(base, nullptr, true);
+    classes.AddClass(std::move(definition));
+}
+
+TEST_F(BuildTest, WhatTheHostRefusesHasAPlaceInTheFile) {
+    AddClass<Unwilling>(0x7e00a000, "Unwilling", "EmulatedDevice");
+    AddClass<Grounded>(0x7e00b000, "Grounded", "VlanIf");
     EXPECT_EQ(
         Build("project:\n"
               "  - Unwilling: u\n"
@@ -236,16 +251,16 @@ TEST_F(BuildTest, WhatTheHostRefusesHasAPlaceInTheFile) {
               "  - EmulatedDevice: d\n"
               "    children:\n"
               "      - EthIIIf: e\n"
-              "        StackedOn: v\n"
-              "      - VlanIf: v\n"
+              "      - Grounded: g\n"
               "        StackedOn: e\n"
               "sequence:\n"
               "  - SetRelativesCommand: c\n"
               "    SrcObjectHandle: u\n"),
         "zap.yaml:2:5: Unwilling \"u\": cannot create Unwilling: its initialisation refused\n"
-        "zap.yaml:10:20: VlanIf \"v\", StackedOn: relation StackedOn from VlanIf \"v\" to EthIIIf \"e\": an "
-        "interface cannot be stacked on itself\n"
-        "zap.yaml:13:22: SetRelativesCommand \"c\", SrcObjectHandle: an object that it names was not made\n");
+        "zap.yaml:9:20: Grounded \"g\", StackedOn: relation StackedOn from Grounded \"g\" to EthIIIf \"e\": "
+        "it "
+        "stays on the ground\n"
+        "zap.yaml:12:22: SetRelativesCommand \"c\", SrcObjectHandle: an object that it names was not made\n");
 }
 
 }  // namespace

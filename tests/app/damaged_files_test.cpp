@@ -1,5 +1,9 @@
-// A good file, damaged anywhere, is read or refused with a place inside it; it never takes the program down.
+// A good file, damaged anywhere, is read or refused with a place inside it; it never takes the program down,
+// nor does a large one.
+#include <fmt/format.h>
+
 #include <algorithm>
+#include <ctime>
 
 #include "good_file.h"
 
@@ -38,10 +42,32 @@ TEST_F(TestFileTest, FilesWithOneOtherCharacter) {
 
 TEST_F(TestFileTest, DeepNesting) {
     for (const char* piece : {"[", "{a: ", "- ", "? "}) {
-        std::string text = "project: ";
+        std::string text = "project:\n  ";
         for (int i = 0; i < 20000; ++i) text += piece;
         ASSERT_NO_FATAL_FAILURE(CheckReadable(text));
+        EXPECT_NE(ListMistakes(text).find("values lie too deep within each other"), std::string::npos)
+            << piece;
     }
+}
+
+/// Eight times as many objects take about eight times as long, right or wrong.
+TEST_F(TestFileTest, ManyObjectsTakeTimeInProportion) {
+    const char* const kinds[] = {
+        "  - EmulatedDevice: Homes {0}\n    TopLevelIf: Homes {0}/Ipv4If\n    children:\n      - EthIIIf: "
+        "Ethernet\n      - Ipv4If: IP\n        StackedOn: Homes {0}/Ethernet\n",
+        "  - EmulatedDevice: Homes {0}\n    AffiliationPort: Viewer\n",
+        "  - EmulatedDevice: Homes {0}\n    TopLevelIf: Home {0}/Ipv4If\n",
+        "  - Port: Viewers {0}\n  - EmulatedDevice: Homes {0}\n    AffiliationPort: Project/Viewers {0}\n",
+        "  - Emulateddevise: Homes {0}\n  - EmulatedDevice: Home {0}\n    Devicecuont: 5\n",
+    };
+    const auto time = [](const char* kind, int count) {
+        std::string text = "project:\n";
+        for (int i = 0; i < count; ++i) text += fmt::format(fmt::runtime(kind), i);
+        const std::clock_t start = std::clock();  // of the processor, whatever else it does
+        Parse(text);
+        return static_cast<double>(std::clock() - start);
+    };
+    for (const char* kind : kinds) EXPECT_LT(time(kind, 1600), 20 * time(kind, 200)) << kind;
 }
 
 }  // namespace

@@ -39,6 +39,18 @@ TEST_F(TestFileTest, MistakesOfTheTextAndItsSections) {
         {"title: !include other.yaml\nproject:\n? [a]\n: b\n",
          "zap.yaml:1:8: the tag !include is not known here; expected the value without a tag\n"
          "zap.yaml:3:3: a list cannot be a key; expected a name\n"},
+        {"Project:\n",
+         "zap.yaml:1:1: Project: this is no section of a test file; expected title, project, sequence, "
+         "simulation; did you mean project?\n"},
+        // What an alias stands for is not looked at, so nothing else is wrong with it.
+        {"project:\n  - Port: &a p\n    Location: *a\n  - EmulatedDevice: d\n    DeviceCount: *a\n"
+         "    AffiliationPort: *a\n  - *a\nsimulation: *a\n",
+         "zap.yaml:2:11: anchors and aliases are not known here; expected the value itself\n"
+         "zap.yaml:3:15: anchors and aliases are not known here; expected the value itself\n"
+         "zap.yaml:5:18: anchors and aliases are not known here; expected the value itself\n"
+         "zap.yaml:6:22: anchors and aliases are not known here; expected the value itself\n"
+         "zap.yaml:7:5: anchors and aliases are not known here; expected the value itself\n"
+         "zap.yaml:8:13: anchors and aliases are not known here; expected the value itself\n"},
         {"title: a\n", "zap.yaml:1:1: project: the section is missing; expected the objects of the test\n"},
     };
     for (const Case& one : cases) EXPECT_EQ(ListMistakes(one.text), one.mistakes) << one.text;
@@ -177,6 +189,22 @@ TEST_F(TestFileTest, MistakesOfReferences) {
          "object's name or path\n"},
         {"  - Prot: odd\n  - EmulatedDevice: e\n    AffiliationPort: odd\n",
          "zap.yaml:9:5: Prot: no data model has this class; did you mean Port?\n"},
+        // Handles are of classes, too.
+        {"  - IptvViewedChannels: v\n    ChannelBlock: d\n",
+         "zap.yaml:10:19: IptvViewedChannels \"v\", ChannelBlock: EmulatedDevice \"d\" is of the wrong "
+         "class; "
+         "expected IptvChannelBlock\n"},
+        {"sequence:\n  - IptvStartTestCommand:\n    StbBlockList: [d, p, Project, d]\n",
+         "zap.yaml:11:23: IptvStartTestCommand, StbBlockList: Port \"p\" is of the wrong class; expected "
+         "IptvStbBlockConfig, EmulatedDevice, Project\n"
+         "zap.yaml:11:35: IptvStartTestCommand, StbBlockList: EmulatedDevice \"d\" is given twice\n"},
+        // Interfaces that are stacked on themselves: of each circle the last relation.
+        {"    children:\n      - VlanIf: a\n        StackedOn: c\n      - VlanIf: b\n        StackedOn: a\n"
+         "      - VlanIf: c\n        StackedOn: b\n      - VlanIf: top\n        StackedOn: c\n"
+         "      - VlanIf: lone\n        StackedOn: lone\n",
+         "zap.yaml:15:20: VlanIf \"c\", StackedOn: the interface is stacked on itself, by way of VlanIf "
+         "\"b\", VlanIf \"a\"\n"
+         "zap.yaml:19:20: VlanIf \"lone\", StackedOn: the interface is stacked on itself\n"},
     };
     for (const Case& one : cases)
         EXPECT_EQ(ListMistakes(WithObjects(devices + one.text)), one.mistakes) << one.text;
@@ -215,6 +243,8 @@ TEST_F(TestFileTest, AllMistakesComeAtOnceInTheOrderOfTheFileAndNothingIsMade) {
 TEST_F(TestFileTest, AFileThatCannotBeRead) {
     EXPECT_EQ(Join(orv::app::TestFile::Load("no/such/file.yaml").GetMistakes()),
               "no/such/file.yaml: the file cannot be read: No such file or directory\n");
+    EXPECT_EQ(Join(orv::app::TestFile::Load(testing::TempDir()).GetMistakes()),
+              testing::TempDir() + ": the file cannot be read: Is a directory\n");
     const std::string path = testing::TempDir() + "good_file.yaml";
     std::ofstream(path) << kGoodFile;
     EXPECT_EQ(Join(orv::app::TestFile::Load(path).GetMistakes()), "");

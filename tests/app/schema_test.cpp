@@ -40,7 +40,15 @@ TEST_F(SchemaTest, SaysWhatThePropertiesTake) {
         {"/$defs/IptvViewingProfileConfig/properties/Interval/default", "1000"},
         {"/$defs/VlanIf/properties/IdStep/minimum", "-32768"},
         {"/$defs/Ipv4If/properties/AddrList/anyOf/0/anyOf/0/items/format", R"("ipv4")"},
+        {"/$defs/IptvViewedChannels/properties/ChannelBlock/description",
+         R"("The channel block that the range lies in. Refers to: IptvChannelBlock.")"},
         {"/$defs/simulation/properties/seed/maximum", "18446744073709551615"},
+        {"/$defs/network_behaviour/properties/packet_rate/maximum", "1e7"},
+        {"/$defs/network_behaviour/properties/jitter/oneOf/2/properties/normal/items/maximum", "1000000000"},
+        {"/$defs/simulation/properties/faults/additionalProperties/items/oneOf/1/properties/request/enum/0",
+         R"("AssignChannelBlock")"},
+        {"/$defs/simulation/properties/faults/additionalProperties/items/oneOf/3/required",
+         R"(["kind", "delay_ms"])"},
         {"/$defs/network_behaviour/properties/join_delay/oneOf/1/required", R"(["uniform"])"},
     };
     for (const auto& [path, value] : cases) {

@@ -28,7 +28,7 @@ TEST_F(TestFileTest, SimulationIsRead) {
               "  faults:\n"
               "    Viewers:\n"
               "      - {kind: refuse, request: Start, occurrence: 2}\n"
-              "      - {kind: late_end_of_test, delay_ms: 500}\n");
+              "      - {kind: late_end_of_test, delay_ms: 0x1f4}\n");
     ASSERT_EQ(Join(file.GetMistakes()), "");
     const auto& simulation = file.GetSimulation();
     EXPECT_EQ(simulation.seed, 18446744073709551615u);
@@ -50,7 +50,7 @@ TEST_F(TestFileTest, SimulationIsRead) {
     EXPECT_EQ(faults[0].request, "Start");
     EXPECT_EQ(faults[0].occurrence, 2u);
     EXPECT_EQ(faults[1].kind, orv::il::Fault::Kind::LateEndOfTest);
-    EXPECT_EQ(faults[1].delay_ms, 500u);
+    EXPECT_EQ(faults[1].delay_ms, 500u) << "numbers are written as those of properties are";
 }
 
 TEST_F(TestFileTest, MistakesOfTheSimulation) {
@@ -60,6 +60,29 @@ TEST_F(TestFileTest, MistakesOfTheSimulation) {
          "18446744073709551615\n"
          "zap.yaml:6:3: simulation, sede: this is not known here; expected seed, defaults, ports, "
          "channel_blocks, faults; did you mean seed?\n"},
+        {"  seed: +5\n",
+         "zap.yaml:5:9: simulation, seed: \"+5\" is wrong; expected a whole number from 0 to "
+         "18446744073709551615\n"},
+        {"  seed: 007\n",
+         "zap.yaml:5:9: simulation, seed: \"007\" is wrong; expected a whole number from 0 to "
+         "18446744073709551615\n"},
+        {"  defaults: {packet_rate: 10000001, burst_rate: 1e300, jitter: 1000000001, loss: +1 %}\n",
+         "zap.yaml:5:27: simulation, defaults, packet_rate: \"10000001\" is wrong; expected a number above "
+         "0, at "
+         "most 10000000\n"
+         "zap.yaml:5:49: simulation, defaults, burst_rate: \"1e300\" is wrong; expected a number above 0, at "
+         "most "
+         "1000\n"
+         "zap.yaml:5:64: simulation, defaults, jitter: \"1000000001\" is wrong; expected milliseconds from 0 "
+         "to "
+         "1000000000, {uniform: [least, most]}, {normal: [mean, deviation]} or {exponential: [shift, mean]}\n"
+         "zap.yaml:5:82: simulation, defaults, loss: \"+1 %\" is wrong; expected a fraction from 0 to 1, or "
+         "from 0 "
+         "% to 100 %\n"},
+        {"  defaults: {jitter: {exponential: [0, 1e10]}}\n",
+         "zap.yaml:5:36: simulation, defaults, jitter, exponential: the parameters are wrong; expected "
+         "[shift, "
+         "mean] in milliseconds, each from 0 to 1000000000\n"},
         {"  defaults: 5\n",
          "zap.yaml:5:13: simulation, defaults: \"5\" is wrong; expected keys and values\n"},
         {"  defaults: {loss: 101 %, late: -0.1, join_failure: nan, packet_rate: 0, jiter: 1}\n",
@@ -69,25 +92,29 @@ TEST_F(TestFileTest, MistakesOfTheSimulation) {
          "from 0 % to 100 %\n"
          "zap.yaml:5:53: simulation, defaults, join_failure: \"nan\" is wrong; expected a fraction from 0 to "
          "1, or from 0 % to 100 %\n"
-         "zap.yaml:5:71: simulation, defaults, packet_rate: \"0\" is wrong; expected a number above 0\n"
+         "zap.yaml:5:71: simulation, defaults, packet_rate: \"0\" is wrong; expected a number above 0, at "
+         "most 10000000\n"
          "zap.yaml:5:74: simulation, defaults, jiter: this is not known here; expected join_delay, "
          "leave_delay, unicast_join_delay, unicast_leave_delay, retransmission_delay, jitter, packet_rate, "
          "burst_rate, join_failure, loss, reordering, duplication, late, payload_error, retransmission_loss; "
          "did you mean jitter?\n"},
         {"  defaults: {join_delay: -1, leave_delay: [1], jitter: {normal: [1, 2], uniform: [1, 2]}}\n",
-         "zap.yaml:5:26: simulation, defaults, join_delay: \"-1\" is wrong; expected milliseconds, {uniform: "
+         "zap.yaml:5:26: simulation, defaults, join_delay: \"-1\" is wrong; expected milliseconds from 0 to "
+         "1000000000, {uniform: "
          "[least, most]}, {normal: [mean, deviation]} or {exponential: [shift, mean]}\n"
-         "zap.yaml:5:43: simulation, defaults, leave_delay: there is a list; expected milliseconds, "
+         "zap.yaml:5:43: simulation, defaults, leave_delay: there is a list; expected milliseconds from 0 to "
+         "1000000000, "
          "{uniform: [least, most]}, {normal: [mean, deviation]} or {exponential: [shift, mean]}\n"
-         "zap.yaml:5:56: simulation, defaults, jitter: there are keys and values; expected milliseconds, "
+         "zap.yaml:5:56: simulation, defaults, jitter: there are keys and values; expected milliseconds from "
+         "0 to 1000000000, "
          "{uniform: [least, most]}, {normal: [mean, deviation]} or {exponential: [shift, mean]}\n"},
         {"  defaults: {join_delay: {uniform: [2, 1]}, jitter: {gauss: 1}, leave_delay: {normal: [1]}}\n",
          "zap.yaml:5:36: simulation, defaults, join_delay, uniform: the parameters are wrong; expected "
-         "[least, most] in milliseconds, none below 0\n"
+         "[least, most] in milliseconds, each from 0 to 1000000000\n"
          "zap.yaml:5:54: simulation, defaults, jitter, gauss: this is no distribution; expected uniform, "
          "normal, exponential\n"
          "zap.yaml:5:87: simulation, defaults, leave_delay, normal: the parameters are wrong; expected "
-         "[mean, standard deviation] in milliseconds, none below 0\n"},
+         "[mean, standard deviation] in milliseconds, each from 0 to 1000000000\n"},
         {"  ports: {News: {}}\n  channel_blocks: {Newz: {}}\n",
          "zap.yaml:5:11: simulation, ports, News: this is not known here; expected Viewers\n"
          "zap.yaml:6:20: simulation, channel_blocks, Newz: this is not known here; expected News; did you "
@@ -95,6 +122,29 @@ TEST_F(TestFileTest, MistakesOfTheSimulation) {
         {"  faults: {Viewers: {}}\n",
          "zap.yaml:5:21: simulation, faults, Viewers: there are keys and values; expected a list of "
          "faults\n"},
+        // Faults that could never come.
+        {"  faults: {Viewers: [{kind: refuse, request: Strat}, {kind: refuse, request: iptvcd_1.Start}]}\n",
+         "zap.yaml:5:46: simulation, faults, Viewers, request: \"Strat\" is wrong; expected the name of a "
+         "request; "
+         "did you mean Start?\n"
+         "zap.yaml:5:78: simulation, faults, Viewers, request: \"iptvcd_1.Start\" is wrong; expected the "
+         "name of a "
+         "request; did you mean Start?\n"},
+        {"  faults: {Viewers: [{kind: late_end_of_test}, {kind: late_end_of_test, delay_ms: 0}]}\n",
+         "zap.yaml:5:22: simulation, faults, Viewers, delay_ms: this is missing; expected a whole number "
+         "from 1 to "
+         "1000000000\n"
+         "zap.yaml:5:83: simulation, faults, Viewers, delay_ms: \"0\" is wrong; expected a whole number from "
+         "1 to "
+         "1000000000\n"},
+        {"  faults: {Viewers: [{kind: miss_end_of_test, request: Start, delay_ms: 5}, {kind: "
+         "spoil_notification, "
+         "request: Start}, {kind: go_offline, delay_ms: 5}]}\n",
+         "zap.yaml:5:47: simulation, faults, Viewers, request: a fault of kind miss_end_of_test takes none\n"
+         "zap.yaml:5:63: simulation, faults, Viewers, delay_ms: a fault of kind miss_end_of_test takes none\n"
+         "zap.yaml:5:104: simulation, faults, Viewers, request: a fault of kind spoil_notification takes "
+         "none\n"
+         "zap.yaml:5:140: simulation, faults, Viewers, delay_ms: a fault of kind go_offline takes none\n"},
         {"  faults: {Viewers: [{kind: go_ofline}, {request: Start}, {kind: refuse, occurrence: 0, delay: 1}, "
          "x, ~]}\n",
          "zap.yaml:5:29: simulation, faults, Viewers, kind: \"go_ofline\" is wrong; expected lose_response, "

@@ -23,6 +23,7 @@ std::string Mistake::ToString() const {
 
 void MistakeList::Add(const Where& where, const std::string& problem, const std::string& expected,
                       const std::string& nearest) {
+    if (settled_.contains({where.at.line, where.at.column})) return;
     mistakes_.push_back({file_, where.at, where.object, where.property, problem, expected, nearest});
 }
 

@@ -1,7 +1,9 @@
 // What is wrong with a test file, and where.
 #pragma once
 
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace orv::app {
@@ -40,6 +42,9 @@ class MistakeList {
     };
     void Add(const Where& where, const std::string& problem, const std::string& expected = {},
              const std::string& nearest = {});
+    /// What stands there is wrong whatever it is taken for: that it is not what is expected is no mistake of
+    /// its own, and left out.
+    void Settle(Position at) { settled_.emplace(at.line, at.column); }
 
     bool IsEmpty() const { return mistakes_.empty(); }
     /// In the order of their positions; those of one place as they were found.
@@ -48,6 +53,7 @@ class MistakeList {
   private:
     std::string file_;
     std::vector<Mistake> mistakes_;
+    std::set<std::pair<int, int>> settled_;
 };
 
 }  // namespace orv::app

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <utility>
 
 namespace orv::app {
 
@@ -16,24 +17,42 @@ char ToLower(char c) {
 /// Longer texts are no misspelt names, and comparing them would take long.
 constexpr std::size_t kLongestName = 100;
 
-/// Optimal string alignment distance.
-std::size_t CountEdits(std::string_view a, std::string_view b) {
-    std::vector<std::size_t> before_last(b.size() + 1);
-    std::vector<std::size_t> last(b.size() + 1);
-    std::vector<std::size_t> row(b.size() + 1);
+std::string ToLower(std::string_view text) {
+    std::string lower(text);
+    std::transform(lower.begin(), lower.end(), lower.begin(), [](char c) { return ToLower(c); });
+    return lower;
+}
+
+/// Optimal string alignment distance of two texts in lower case, none longer than kLongestName; some number
+/// of at least `limit` when it is not below that.
+std::size_t CountEdits(const std::string& a, const std::string& b, std::size_t limit) {
+    if (std::max(a.size(), b.size()) - std::min(a.size(), b.size()) >= limit) return limit;
+    // Plain pointers: this is where all the time of a search goes.
+    std::size_t rows[3][kLongestName + 1];
+    std::size_t* before_last = rows[0];
+    std::size_t* last = rows[1];
+    std::size_t* row = rows[2];
     for (std::size_t j = 0; j <= b.size(); ++j) row[j] = j;
+    const char* const at_a = a.data();
+    const char* const at_b = b.data();
+    std::size_t least_of_last = 0;
     for (std::size_t i = 1; i <= a.size(); ++i) {
-        before_last.swap(last);
-        last.swap(row);
+        std::swap(before_last, last);
+        std::swap(last, row);
         row[0] = i;
+        std::size_t least = i;
         for (std::size_t j = 1; j <= b.size(); ++j) {
-            const auto same = [&](std::size_t x, std::size_t y) {
-                return ToLower(a[x - 1]) == ToLower(b[y - 1]);
-            };
-            row[j] = std::min({last[j] + 1, row[j - 1] + 1, last[j - 1] + (same(i, j) ? 0 : 1)});
-            if (i > 1 && j > 1 && same(i, j - 1) && same(i - 1, j))
-                row[j] = std::min(row[j], before_last[j - 2] + 1);
+            std::size_t edits = last[j - 1] + (at_a[i - 1] == at_b[j - 1] ? 0 : 1);
+            if (last[j] + 1 < edits) edits = last[j] + 1;
+            if (row[j - 1] + 1 < edits) edits = row[j - 1] + 1;
+            const bool swapped = i > 1 && j > 1 && at_a[i - 1] == at_b[j - 2] && at_a[i - 2] == at_b[j - 1];
+            if (swapped && before_last[j - 2] + 1 < edits) edits = before_last[j - 2] + 1;
+            row[j] = edits;
+            if (edits < least) least = edits;
         }
+        // All further rows come from the last two.
+        if (least >= limit && least_of_last + 1 >= limit) return limit;
+        least_of_last = least;
     }
     return row[b.size()];
 }
@@ -47,20 +66,35 @@ bool IsSameName(std::string_view a, std::string_view b) {
 
 std::string FindNearestName(std::string_view name, const std::vector<std::string>& known) {
     if (name.size() > kLongestName) return {};
+    const std::string lower = ToLower(name);
     std::size_t fewest = std::max<std::size_t>(1, name.size() / 3) + 1;
     std::string nearest;
     for (const std::string& candidate : known) {
         if (candidate.size() > kLongestName) continue;
-        const std::size_t edits = CountEdits(name, candidate);
-        if (edits >= fewest || edits >= candidate.size()) continue;
+        const std::size_t limit = std::min(fewest, candidate.size());
+        const std::size_t edits = CountEdits(lower, ToLower(candidate), limit);
+        if (edits >= limit) continue;
         fewest = edits;
         nearest = candidate;
     }
     return nearest;
 }
 
-std::string JoinNames(const std::vector<std::string>& names) {
-    return fmt::format("{}", fmt::join(names, ", "));
+std::string JoinNames(const std::vector<std::string>& names, std::size_t most) {
+    if (most == 0 || names.size() <= most) return fmt::format("{}", fmt::join(names, ", "));
+    const auto end = names.begin() + static_cast<std::ptrdiff_t>(most);
+    return fmt::format("{}, ...", fmt::join(names.begin(), end, ", "));
+}
+
+KnownNames::KnownNames(std::vector<std::string> names)
+    : names_(std::move(names)), set_(names_.begin(), names_.end()) {}
+
+std::string KnownNames::FindNearest(const std::string& name) {
+    constexpr std::size_t kMostQuestions = 100;
+    const auto known = answers_.find(name);
+    if (known != answers_.end()) return known->second;
+    if (answers_.size() >= kMostQuestions) return {};
+    return answers_[name] = FindNearestName(name, names_);
 }
 
 }  // namespace orv::app

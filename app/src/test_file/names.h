@@ -1,8 +1,11 @@
 // Names that users type.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
+#include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 namespace orv::app {
@@ -14,7 +17,24 @@ bool IsSameName(std::string_view a, std::string_view b);
 /// to become `name`, without regard to case; empty when none is near enough to be meant. The first of equals.
 std::string FindNearestName(std::string_view name, const std::vector<std::string>& known);
 
-/// "a, b, c"
-std::string JoinNames(const std::vector<std::string>& names);
+/// "a, b, c". With `most`, so many of them, and "..." for the others.
+std::string JoinNames(const std::vector<std::string>& names, std::size_t most = 0);
+
+/// Names among which many are looked up: those of the objects of a file.
+class KnownNames {
+  public:
+    explicit KnownNames(std::vector<std::string> names);
+
+    const std::vector<std::string>& Get() const { return names_; }
+    bool Contains(const std::string& name) const { return set_.contains(name); }
+    /// As FindNearestName. Each search goes through all names, so answers are remembered, and after the
+    /// first hundred different questions there is none any more: nobody reads more suggestions.
+    std::string FindNearest(const std::string& name);
+
+  private:
+    std::vector<std::string> names_;
+    std::unordered_set<std::string> set_;
+    std::unordered_map<std::string, std::string> answers_;
+};
 
 }  // namespace orv::app

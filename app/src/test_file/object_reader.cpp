@@ -68,15 +68,24 @@ const CMetaClass* ObjectReader::FindClass(const SourceNode& key, std::size_t par
         CheckPlace(*meta_class, where, parent);
         return meta_class;
     }
-    const CMetaClass* parent_class = plan_.At(parent).meta_class;
-    std::string nearest;
-    if (parent_class) nearest = FindNearestName(key.text, GetNames(GetClassesBelow(*parent_class)));
-    if (nearest.empty()) nearest = FindNearestName(key.text, GetNames(classes.GetClasses()));
-    const bool list = nearest.empty() && parent_class;
-    mistakes_.Add(where, "no data model has this class",
-                  list ? "one of " + JoinNames(GetNames(GetClassesBelow(*parent_class))) : std::string(),
-                  nearest);
+    RefuseClass(key, plan_.At(parent).meta_class);
     return nullptr;
+}
+
+void ObjectReader::RefuseClass(const SourceNode& key, const CMetaClass* parent_class) {
+    const auto [said, is_new] = unknown_.try_emplace({parent_class, key.text});
+    auto& [expected, nearest] = said->second;
+    if (is_new) {
+        const auto below =
+            parent_class ? GetNames(GetClassesBelow(*parent_class)) : std::vector<std::string>{};
+        nearest = FindNearestName(key.text, below);
+        if (nearest.empty()) {
+            nearest =
+                FindNearestName(key.text, GetNames(framework::CMetaClassManager::Instance().GetClasses()));
+        }
+        if (nearest.empty() && parent_class) expected = "one of " + JoinNames(below);
+    }
+    mistakes_.Add({key.at, key.text}, "no data model has this class", expected, nearest);
 }
 
 void ObjectReader::CheckPlace(const CMetaClass& meta_class, const MistakeList::Where& where,

@@ -2,6 +2,9 @@
 #pragma once
 
 #include <cstddef>
+#include <map>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "plan.h"
@@ -28,6 +31,7 @@ class ObjectReader {
   private:
     void ReadObject(const SourceNode& node, std::size_t parent, const MistakeList::Where& where);
     const CMetaClass* FindClass(const SourceNode& key, std::size_t parent);
+    void RefuseClass(const SourceNode& key, const CMetaClass* parent_class);
     void CheckPlace(const CMetaClass& meta_class, const MistakeList::Where& where, std::size_t parent);
     std::string ReadName(const SourceEntry& first, std::size_t parent);
     std::size_t Place(const CMetaClass* meta_class, const std::string& name, Position at, std::size_t parent);
@@ -35,6 +39,8 @@ class ObjectReader {
     Plan& plan_;
     MistakeList& mistakes_;
     std::vector<ObjectEntry> entries_;
+    /// What was said of a class that is not known, below objects of a class: expected and nearest.
+    std::map<std::pair<const CMetaClass*, std::string>, std::pair<std::string, std::string>> unknown_;
 };
 
 }  // namespace orv::app

@@ -1,8 +1,6 @@
 #include "plan.h"
 
 #include <algorithm>
-#include <iterator>
-#include <numeric>
 
 #include "orv/framework/meta_class_manager.h"
 
@@ -21,6 +19,17 @@ std::vector<std::string> SplitPath(const std::string& path) {
     return parts;
 }
 
+std::string MakeKey(std::size_t parent, const std::string& name) {
+    return std::to_string(parent) + "/" + name;
+}
+
+const std::vector<std::size_t>& FindIndexes(
+    const std::unordered_map<std::string, std::vector<std::size_t>>& indexes, const std::string& key) {
+    static const std::vector<std::size_t> none;
+    const auto found = indexes.find(key);
+    return found == indexes.end() ? none : found->second;
+}
+
 }  // namespace
 
 Plan::Plan() {
@@ -30,6 +39,7 @@ Plan::Plan() {
         object.parent = objects_.size();  // its own: a root
         object.comes_with_parent = true;
         objects_.push_back(std::move(object));
+        by_class_[root].push_back(objects_.size() - 1);
     }
     for (const CMetaClass* child :
          framework::CMetaClassManager::Instance().GetDefaultChildren(GetProjectClass())) {
@@ -44,11 +54,11 @@ Plan::Plan() {
 std::size_t Plan::Add(PlannedObject object) {
     const std::size_t index = objects_.size();
     const CMetaClass* meta_class = object.meta_class;
-    const std::string name = object.name;
     objects_[object.parent].children.push_back(index);
     objects_.push_back(std::move(object));
-    if (!name.empty()) by_name_.emplace(name, index);
+    Enter(index);
     if (!meta_class) return index;
+    by_class_[meta_class].push_back(index);
     for (const CMetaClass* child : framework::CMetaClassManager::Instance().GetDefaultChildren(*meta_class)) {
         PlannedObject default_child;
         default_child.meta_class = child;
@@ -62,7 +72,14 @@ std::size_t Plan::Add(PlannedObject object) {
 
 void Plan::SetName(std::size_t index, const std::string& name) {
     objects_[index].name = name;
-    by_name_.emplace(name, index);
+    Enter(index);
+}
+
+void Plan::Enter(std::size_t index) {
+    const PlannedObject& object = objects_[index];
+    if (object.name.empty()) return;
+    by_name_[object.name].push_back(index);
+    by_parent_and_name_[MakeKey(object.parent, object.name)].push_back(index);
 }
 
 std::string Plan::Describe(std::size_t index) const {
@@ -86,55 +103,54 @@ std::string Plan::GetPath(std::size_t index) const {
 }
 
 std::optional<std::size_t> Plan::FindChild(std::size_t parent, const std::string& name) const {
-    const auto [first, last] = by_name_.equal_range(name);
-    for (auto at = first; at != last; ++at) {
-        if (objects_[at->second].parent == parent) return at->second;
+    const Indexes& children = FindIndexes(by_parent_and_name_, MakeKey(parent, name));
+    return children.empty() ? std::nullopt : std::optional(children.front());
+}
+
+/// Objects of that name; where there is none, of that class.
+Plan::Indexes Plan::FindPart(const std::string& part) const {
+    Indexes found = FindIndexes(by_name_, part);
+    const CMetaClass* wanted = framework::CMetaClassManager::Instance().GetClass(part);
+    if (!found.empty() || !wanted) return found;
+    for (const auto& [meta_class, indexes] : by_class_) {
+        if (meta_class->IsTypeOf(*wanted)) found.insert(found.end(), indexes.begin(), indexes.end());
     }
-    return std::nullopt;
+    std::sort(found.begin(), found.end());
+    return found;
 }
 
-template <class Indexes>
-std::vector<std::size_t> Plan::SelectPart(const Indexes& indexes, const std::string& part) const {
-    std::vector<std::size_t> selected;
-    std::copy_if(indexes.begin(), indexes.end(), std::back_inserter(selected),
-                 [&](std::size_t index) { return !part.empty() && objects_[index].name == part; });
-    if (!selected.empty()) return selected;
-    std::copy_if(indexes.begin(), indexes.end(), std::back_inserter(selected), [&](std::size_t index) {
-        const CMetaClass* meta_class = objects_[index].meta_class;
-        return meta_class && meta_class->IsTypeOf(std::string_view(part));
-    });
-    return selected;
-}
-
-std::vector<std::size_t> Plan::FindReferenced(const std::string& reference) const {
-    std::vector<std::size_t> found;
-    const auto [first, last] = by_name_.equal_range(reference);
-    for (auto at = first; at != last; ++at) found.push_back(at->second);
-    if (!found.empty()) return found;
-
-    found.resize(objects_.size());
-    std::iota(found.begin(), found.end(), std::size_t{0});
-    bool is_first = true;
-    for (const std::string& part : SplitPath(reference)) {
-        if (!is_first) {
-            std::vector<std::size_t> below;
-            for (const std::size_t index : found) {
-                const auto& children = objects_[index].children;
-                below.insert(below.end(), children.begin(), children.end());
-            }
-            found = std::move(below);
+Plan::Indexes Plan::FindPartBelow(const Indexes& parents, const std::string& part) const {
+    Indexes found;
+    for (const std::size_t parent : parents) {
+        const Indexes& named = FindIndexes(by_parent_and_name_, MakeKey(parent, part));
+        found.insert(found.end(), named.begin(), named.end());
+    }
+    const CMetaClass* wanted = framework::CMetaClassManager::Instance().GetClass(part);
+    if (!found.empty() || !wanted) return found;
+    for (const std::size_t parent : parents) {
+        for (const std::size_t child : objects_[parent].children) {
+            const CMetaClass* meta_class = objects_[child].meta_class;
+            if (meta_class && meta_class->IsTypeOf(*wanted)) found.push_back(child);
         }
-        found = SelectPart(found, part);
-        is_first = false;
     }
     return found;
 }
 
+std::vector<std::size_t> Plan::FindReferenced(const std::string& reference) const {
+    Indexes found = FindIndexes(by_name_, reference);
+    if (!found.empty()) return found;
+    const std::vector<std::string> parts = SplitPath(reference);
+    found = FindPart(parts.front());
+    for (std::size_t i = 1; i < parts.size(); ++i) found = FindPartBelow(found, parts[i]);
+    return found;
+}
+
 std::vector<std::string> Plan::GetNamesOf(const std::string& class_name) const {
+    const CMetaClass* wanted = framework::CMetaClassManager::Instance().GetClass(class_name);
     std::vector<std::string> names;
     for (const PlannedObject& object : objects_) {
-        const bool fits = class_name.empty() ||
-                          (object.meta_class && object.meta_class->IsTypeOf(std::string_view(class_name)));
+        const bool fits =
+            class_name.empty() || (wanted && object.meta_class && object.meta_class->IsTypeOf(*wanted));
         if (fits && !object.name.empty()) names.push_back(object.name);
     }
     return names;

@@ -3,10 +3,9 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <map>
 #include <optional>
 #include <string>
-#include <utility>
+#include <unordered_map>
 #include <vector>
 
 #include "mistake.h"
@@ -70,7 +69,7 @@ class Plan {
     /// A reference that leads to the object: "Living rooms/Ipv4If".
     std::string GetPath(std::size_t index) const;
 
-    /// The child of that name.
+    /// The first child of that name.
     std::optional<std::size_t> FindChild(std::size_t parent, const std::string& name) const;
     /// Objects that a reference can mean: of that name; otherwise at the end of that path, each part of which
     /// is a name or, where there is none, a class.
@@ -83,11 +82,16 @@ class Plan {
     bool has_sequence = false;  ///< the file has a section of that name
 
   private:
-    template <class Indexes>
-    std::vector<std::size_t> SelectPart(const Indexes& indexes, const std::string& part) const;
+    using Indexes = std::vector<std::size_t>;
+    void Enter(std::size_t index);
+    Indexes FindPart(const std::string& part) const;
+    Indexes FindPartBelow(const Indexes& parents, const std::string& part) const;
 
     std::vector<PlannedObject> objects_;
-    std::multimap<std::string, std::size_t> by_name_;
+    // Files may list thousands of objects, each of which is referred to.
+    std::unordered_map<std::string, Indexes> by_name_;
+    std::unordered_map<std::string, Indexes> by_parent_and_name_;  ///< "<index of the parent>/<name>"
+    std::unordered_map<const CMetaClass*, Indexes> by_class_;      ///< objects of just that class
 };
 
 }  // namespace orv::app

@@ -1,3 +1,4 @@
+#include "names.h"
 #include "schema_parts.h"
 
 namespace orv::app {
@@ -64,6 +65,9 @@ Json MakeDefault(const CPropertyMeta& property) {
 std::string MakeDescription(const CPropertyMeta& property) {
     std::string text;
     if (const std::string* doc = property.FindAttribute("doc")) text = *doc;
+    const auto targets = GetTargetClasses(property);
+    if (!targets.empty())
+        text += (text.empty() ? "Refers to: " : " Refers to: ") + JoinNames(GetNames(targets)) + ".";
     if (const std::string* unit = property.FindAttribute("unit"))
         text += (text.empty() ? "Unit: " : " Unit: ") + *unit + ".";
     return text;

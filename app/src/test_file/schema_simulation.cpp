@@ -30,10 +30,11 @@ Json MakeWhole(std::uint64_t least, std::uint64_t most, const char* description)
 }
 
 Json MakeDelay(const char* doc) {
-    Json forms = Json::array({{{"type", "number"}, {"minimum", 0}}});
+    const Json milliseconds{{"type", "number"}, {"minimum", 0}, {"maximum", kLongestDelayMs}};
+    Json forms = Json::array({milliseconds});
     for (const DistributionForm& form : GetDistributionForms()) {
         const Json numbers{{"type", "array"},
-                           {"items", {{"type", "number"}, {"minimum", 0}}},
+                           {"items", milliseconds},
                            {"minItems", 2},
                            {"maxItems", 2},
                            {"description", form.parameters}};
@@ -55,6 +56,7 @@ Json MakeBehaviour() {
         } else {
             schema["type"] = "number";
             schema["exclusiveMinimum"] = 0;
+            schema["maximum"] = member.most;
         }
         members[member.name] = schema;
     }
@@ -63,18 +65,24 @@ Json MakeBehaviour() {
 
 Json MakeFault() {
     Json kinds = Json::array();
-    for (const FaultForm& form : GetFaultForms())
-        kinds.push_back({{"const", form.name}, {"description", form.doc}});
-    constexpr std::uint64_t kMost = std::numeric_limits<std::uint32_t>::max();
-    Json fault = MakeObject({
-        {"kind", {{"oneOf", kinds}}},
-        {"request",
-         {{"type", "string"}, {"description", "Which request, without its message set; any if absent."}}},
-        {"occurrence", MakeWhole(1, kMost, "The how manieth that fits.")},
-        {"delay_ms", MakeWhole(0, kMost, "How late.")},
-    });
-    fault["required"] = {"kind"};
-    return fault;
+    for (const FaultForm& form : GetFaultForms()) {
+        Json members{{"kind", {{"const", form.name}, {"description", form.doc}}}};
+        Json required{"kind"};
+        if (form.takes_request) {
+            members["request"] = {{"enum", il::GetRequestNames()},
+                                  {"description", "Which request, without its message set."}};
+        }
+        constexpr std::uint64_t kMost = std::numeric_limits<std::uint32_t>::max();
+        members["occurrence"] = MakeWhole(1, kMost, "The how manieth that fits.");
+        if (form.takes_delay) {
+            members["delay_ms"] = MakeWhole(1, kLongestDelayMs, "How late.");
+            required.push_back("delay_ms");
+        }
+        Json fault = MakeObject(members);
+        fault["required"] = required;
+        kinds.push_back(fault);
+    }
+    return {{"oneOf", kinds}};
 }
 
 }  // namespace

@@ -12,6 +12,9 @@
 
 namespace orv::app {
 
+/// Delays of the network and of faults, in milliseconds: more than a week, which no test outlasts.
+inline constexpr std::uint32_t kLongestDelayMs = 1'000'000'000;
+
 struct Simulation {
     std::uint64_t seed = 1;
     il::NetworkBehaviour defaults;
@@ -45,6 +48,7 @@ struct NumberMember {
     double il::NetworkBehaviour::*member;
     Kind kind;
     const char* doc;
+    double most = 1;
 };
 struct DistributionForm {
     const char* name;
@@ -55,6 +59,8 @@ struct FaultForm {
     const char* name;
     il::Fault::Kind kind;
     const char* doc;
+    bool takes_request = false;
+    bool takes_delay = false;  ///< and needs it
 };
 const std::vector<DelayMember>& GetDelayMembers();
 const std::vector<NumberMember>& GetNumberMembers();

@@ -1,13 +1,14 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <charconv>
-#include <cmath>
 #include <limits>
 #include <optional>
 #include <string_view>
+#include <variant>
 
 #include "names.h"
+#include "orv/common/exceptions.h"
+#include "orv/framework/meta_class.h"
 #include "simulation.h"
 
 namespace orv::app {
@@ -28,37 +29,43 @@ auto* FindForm(const Forms& forms, std::string_view name) {
     return found == forms.end() ? nullptr : &*found;
 }
 
+/// Numbers are written as those of properties are.
 template <class T>
-std::optional<T> ParseWhole(std::string_view text, T most = std::numeric_limits<T>::max()) {
-    T value = 0;
-    const auto result = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (result.ec != std::errc{} || result.ptr != text.data() + text.size() || value > most)
-        return std::nullopt;
-    return value;
+std::optional<T> Parse(framework::PropertyType type, const std::string& text) {
+    framework::CPropertyMeta number;
+    number.type = type;
+    try {
+        return std::get<T>(number.Parse(text));
+    } catch (const common::COrvRunTimeError&) {
+        return std::nullopt;  // who asks knows more of what is expected
+    }
 }
 
-std::optional<double> ParseNumber(std::string_view text) {
-    double value = 0;
-    const auto result = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (result.ec != std::errc{} || result.ptr != text.data() + text.size() || !std::isfinite(value))
-        return std::nullopt;
-    return value;
+std::optional<double> ParseNumber(const std::string& text) {
+    return Parse<double>(framework::PropertyType::Double, text);
 }
 
 /// "0.01" or "1 %"
-std::optional<double> ParseFraction(std::string_view text) {
+std::optional<double> ParseFraction(std::string text) {
     const bool percent = text.ends_with('%');
-    if (percent) text.remove_suffix(1);
-    while (percent && text.ends_with(' ')) text.remove_suffix(1);
+    if (percent) text.pop_back();
+    while (percent && text.ends_with(' ')) text.pop_back();
     auto value = ParseNumber(text);
     if (value && percent) *value /= 100;
     if (value && (*value < 0 || *value > 1)) return std::nullopt;
     return value;
 }
 
-constexpr const char* kDelay =
-    "milliseconds, {uniform: [least, most]}, {normal: [mean, deviation]} or "
-    "{exponential: [shift, mean]}";
+bool IsDelay(std::optional<double> number) {
+    return number && *number >= 0 && *number <= kLongestDelayMs;
+}
+
+std::string DescribeDelay() {
+    return fmt::format(
+        "milliseconds from 0 to {}, {{uniform: [least, most]}}, {{normal: [mean, deviation]}} or "
+        "{{exponential: [shift, mean]}}",
+        kLongestDelayMs);
+}
 
 /// A member of the section that its error texts name.
 struct Key {
@@ -72,10 +79,10 @@ struct Key {
 class SimulationReader {
   public:
     SimulationReader(const SimulatedNames& names, MistakeList& mistakes)
-        : names_(names), mistakes_(mistakes) {}
+        : ports_(names.ports), channel_blocks_(names.channel_blocks), mistakes_(mistakes) {}
 
     Simulation Read(const SourceNode& node) {
-        static const std::vector<std::string> keys{"seed", "defaults", "ports", "channel_blocks", "faults"};
+        KnownNames keys({"seed", "defaults", "ports", "channel_blocks", "faults"});
         Simulation simulation;
         const auto entries = ReadEntries(node, {node.at, "simulation"}, keys);
         // The defaults first, wherever they stand: others begin with them.
@@ -85,13 +92,13 @@ class SimulationReader {
         for (const Key& key : entries) {
             const std::string& name = key.entry.key.text;
             if (name == "seed") {
-                ReadWhole<std::uint64_t>(key, simulation.seed, 0);
+                ReadWhole<std::uint64_t>(key, simulation.seed, 0, std::numeric_limits<std::uint64_t>::max());
             } else if (name == "ports") {
-                ReadBehaviours(key, names_.ports, simulation.defaults, simulation.ports);
+                ReadBehaviours(key, ports_, simulation.defaults, simulation.ports);
             } else if (name == "channel_blocks") {
-                ReadBehaviours(key, names_.channel_blocks, simulation.defaults, simulation.channel_blocks);
+                ReadBehaviours(key, channel_blocks_, simulation.defaults, simulation.channel_blocks);
             } else if (name == "faults") {
-                for (const Key& port : ReadEntries(key, names_.ports)) ReadFaults(port, simulation.faults);
+                for (const Key& port : ReadEntries(key, ports_)) ReadFaults(port, simulation.faults);
             }
         }
         return simulation;
@@ -99,8 +106,7 @@ class SimulationReader {
 
   private:
     /// The entries of a map whose keys are among `known`; the others are mistakes.
-    std::vector<Key> ReadEntries(const SourceNode& node, const MistakeList::Where& where,
-                                 const std::vector<std::string>& known) {
+    std::vector<Key> ReadEntries(const SourceNode& node, const MistakeList::Where& where, KnownNames& known) {
         std::vector<Key> keys;
         const std::string section = where.object + (where.property.empty() ? "" : ", " + where.property);
         if (node.IsNothing()) return keys;
@@ -110,22 +116,22 @@ class SimulationReader {
         }
         for (const SourceEntry& entry : node.entries) {
             const std::string& name = entry.key.text;
-            if (std::find(known.begin(), known.end(), name) != known.end()) {
+            if (known.Contains(name)) {
                 keys.push_back({section, entry});
             } else {
                 mistakes_.Add({entry.key.at, section, name}, "this is not known here",
-                              known.empty() ? "nothing: the file has no such object" : JoinNames(known),
-                              FindNearestName(name, known));
+                              known.Get().empty() ? "nothing: the file has no such object"
+                                                  : JoinNames(known.Get(), kMostShown),
+                              known.FindNearest(name));
             }
         }
         return keys;
     }
-    std::vector<Key> ReadEntries(const Key& key, const std::vector<std::string>& known) {
+    std::vector<Key> ReadEntries(const Key& key, KnownNames& known) {
         return ReadEntries(key.Value(), key.Where(), known);
     }
 
-    void ReadBehaviours(const Key& key, const std::vector<std::string>& known,
-                        const il::NetworkBehaviour& defaults,
+    void ReadBehaviours(const Key& key, KnownNames& known, const il::NetworkBehaviour& defaults,
                         std::map<std::string, il::NetworkBehaviour>& behaviours) {
         for (const Key& object : ReadEntries(key, known)) {
             il::NetworkBehaviour behaviour = defaults;
@@ -135,12 +141,7 @@ class SimulationReader {
     }
 
     void ReadBehaviour(const Key& key, il::NetworkBehaviour& behaviour) {
-        static const std::vector<std::string> members = [] {
-            std::vector<std::string> names = NamesOf(GetDelayMembers());
-            for (std::string& name : NamesOf(GetNumberMembers())) names.push_back(std::move(name));
-            return names;
-        }();
-        for (const Key& member : ReadEntries(key, members)) {
+        for (const Key& member : ReadEntries(key, members_)) {
             const std::string& name = member.entry.key.text;
             if (const DelayMember* delay = FindForm(GetDelayMembers(), name))
                 ReadDistribution(member, behaviour.*delay->member);
@@ -157,8 +158,9 @@ class SimulationReader {
         const bool fraction = member.kind == NumberMember::Kind::Fraction;
         const std::string& text = key.Value().text;
         const auto value = fraction ? ParseFraction(text) : ParseNumber(text);
-        if (!key.Value().IsText() || !value || (!fraction && *value <= 0)) {
-            Refuse(key, fraction ? "a fraction from 0 to 1, or from 0 % to 100 %" : "a number above 0");
+        if (!key.Value().IsText() || !value || (!fraction && *value <= 0) || *value > member.most) {
+            Refuse(key, fraction ? "a fraction from 0 to 1, or from 0 % to 100 %"
+                                 : fmt::format("a number above 0, at most {}", member.most));
             return;
         }
         number = *value;
@@ -167,12 +169,12 @@ class SimulationReader {
     void ReadDistribution(const Key& key, il::Distribution& distribution) {
         const SourceNode& value = key.Value();
         const auto constant = ParseNumber(value.text);
-        if (value.IsText() && constant && *constant >= 0) {
+        if (value.IsText() && IsDelay(constant)) {
             distribution = {il::Distribution::Kind::Constant, *constant, 0};
             return;
         }
         if (!value.IsMap() || value.entries.size() != 1) {
-            Refuse(key, kDelay);
+            Refuse(key, DescribeDelay());
             return;
         }
         const SourceEntry& entry = value.entries.front();
@@ -187,26 +189,27 @@ class SimulationReader {
         std::vector<double> parameters;
         for (const SourceNode& item : entry.value.items) {
             const auto number = ParseNumber(item.text);
-            if (item.IsText() && number && *number >= 0) parameters.push_back(*number);
+            if (item.IsText() && IsDelay(number)) parameters.push_back(*number);
         }
         const bool ordered = form->kind != il::Distribution::Kind::Uniform || parameters.size() != 2 ||
                              parameters[0] <= parameters[1];
         if (parameters.size() != 2 || entry.value.items.size() != 2 || !ordered) {
-            mistakes_.Add(form_key.Where(), "the parameters are wrong",
-                          fmt::format("{} in milliseconds, none below 0", form->parameters));
+            mistakes_.Add(
+                form_key.Where(), "the parameters are wrong",
+                fmt::format("{} in milliseconds, each from 0 to {}", form->parameters, kLongestDelayMs));
             return;
         }
         distribution = {form->kind, parameters[0], parameters[1]};
     }
 
     template <class T>
-    void ReadWhole(const Key& key, T& number, T least) {
-        const auto value = ParseWhole<T>(key.Value().text);
-        if (!key.Value().IsText() || !value || *value < least) {
-            Refuse(key, fmt::format("a whole number from {} to {}", least, std::numeric_limits<T>::max()));
+    void ReadWhole(const Key& key, T& number, T least, T most) {
+        const auto value = Parse<std::uint64_t>(framework::PropertyType::U64, key.Value().text);
+        if (!key.Value().IsText() || !value || *value < least || *value > most) {
+            Refuse(key, DescribeWhole(least, most));
             return;
         }
-        number = *value;
+        number = static_cast<T>(*value);
     }
 
     void ReadFaults(const Key& port, std::map<std::string, il::FaultSchedule>& schedules) {
@@ -215,44 +218,77 @@ class SimulationReader {
             return;
         }
         il::FaultSchedule& schedule = schedules[port.entry.key.text];
-        for (const SourceNode& item : port.Value().items) {
-            const std::string section = port.section + ", " + port.entry.key.text;
-            bool has_kind = false;
-            il::Fault fault;
-            for (const Key& key :
-                 ReadEntries(item, {item.at, section}, {"kind", "request", "occurrence", "delay_ms"})) {
-                const std::string& name = key.entry.key.text;
-                if (name == "kind") {
-                    has_kind = true;
-                    ReadFaultKind(key, fault);
-                } else if (name == "occurrence") {
-                    ReadWhole<std::uint32_t>(key, fault.occurrence, 1);
-                } else if (name == "delay_ms") {
-                    ReadWhole<std::uint32_t>(key, fault.delay_ms, 0);
-                } else if (key.Value().IsText()) {
-                    fault.request = key.Value().text;
-                } else {
-                    Refuse(key, "the name of a request");
-                }
-            }
-            if ((item.IsMap() || item.IsNothing()) && !has_kind)
-                mistakes_.Add({item.at, section, "kind"}, "this is missing",
-                              JoinNames(NamesOf(GetFaultForms())));
-            schedule.push_back(fault);
-        }
+        const std::string section = port.section + ", " + port.entry.key.text;
+        for (const SourceNode& item : port.Value().items) schedule.push_back(ReadFault(item, section));
     }
 
-    void ReadFaultKind(const Key& key, il::Fault& fault) {
-        const auto* form = FindForm(GetFaultForms(), key.Value().text);
-        if (form) {
-            fault.kind = form->kind;
-            return;
+    il::Fault ReadFault(const SourceNode& item, const std::string& section) {
+        il::Fault fault;
+        const auto keys = ReadEntries(item, {item.at, section}, fault_keys_);
+        const auto is_kind = [](const Key& key) { return key.entry.key.text == "kind"; };
+        const auto kind = std::find_if(keys.begin(), keys.end(), is_kind);
+        const FaultForm* form = kind == keys.end() ? nullptr : ReadFaultKind(*kind);
+        if (form) fault.kind = form->kind;
+        if (kind == keys.end() && (item.IsMap() || item.IsNothing()))
+            mistakes_.Add({item.at, section, "kind"}, "this is missing", JoinNames(NamesOf(GetFaultForms())));
+        bool has_delay = false;
+        for (const Key& key : keys) {
+            const std::string& name = key.entry.key.text;
+            has_delay |= name == "delay_ms";
+            if (form &&
+                ((name == "request" && !form->takes_request) || (name == "delay_ms" && !form->takes_delay))) {
+                mistakes_.Add({key.entry.key.at, section, name},
+                              fmt::format("a fault of kind {} takes none", form->name));
+            } else if (name == "request") {
+                ReadRequest(key, fault.request);
+            } else if (name == "occurrence") {
+                ReadWhole<std::uint32_t>(key, fault.occurrence, 1, std::numeric_limits<std::uint32_t>::max());
+            } else if (name == "delay_ms") {
+                ReadWhole<std::uint32_t>(key, fault.delay_ms, 1, kLongestDelayMs);
+            }
         }
+        if (form && form->takes_delay && !has_delay)
+            mistakes_.Add({item.at, section, "delay_ms"}, "this is missing",
+                          DescribeWhole(1, kLongestDelayMs));
+        return fault;
+    }
+
+    const FaultForm* ReadFaultKind(const Key& key) {
+        const auto* form = FindForm(GetFaultForms(), key.Value().text);
+        if (form) return form;
         const auto known = NamesOf(GetFaultForms());
         Refuse(key, JoinNames(known), FindNearestName(key.Value().text, known));
+        return nullptr;
     }
 
-    const SimulatedNames& names_;
+    void ReadRequest(const Key& key, std::string& request) {
+        const auto& known = il::GetRequestNames();
+        const std::string& text = key.Value().text;
+        if (key.Value().IsText() && std::binary_search(known.begin(), known.end(), text)) {
+            request = text;
+            return;
+        }
+        // Logs have the name with its message set.
+        const std::string nearest = FindNearestName(text.substr(text.find('.') + 1), known);
+        Refuse(key, nearest.empty() ? "one of " + JoinNames(known) : "the name of a request", nearest);
+    }
+
+    static std::string DescribeWhole(std::uint64_t least, std::uint64_t most) {
+        return fmt::format("a whole number from {} to {}", least, most);
+    }
+
+    static KnownNames GetBehaviourMembers() {
+        std::vector<std::string> names = NamesOf(GetDelayMembers());
+        for (std::string& name : NamesOf(GetNumberMembers())) names.push_back(std::move(name));
+        return KnownNames(std::move(names));
+    }
+
+    static constexpr std::size_t kMostShown = 20;
+
+    KnownNames ports_;
+    KnownNames channel_blocks_;
+    KnownNames members_ = GetBehaviourMembers();
+    KnownNames fault_keys_{{"kind", "request", "occurrence", "delay_ms"}};
     MistakeList& mistakes_;
 };
 

@@ -25,9 +25,10 @@ const std::vector<DelayMember>& GetDelayMembers() {
 const std::vector<NumberMember>& GetNumberMembers() {
     using Kind = NumberMember::Kind;
     static const std::vector<NumberMember> members{
-        {"packet_rate", &NetworkBehaviour::packet_rate, Kind::Positive, "Packets of a channel in a second."},
+        {"packet_rate", &NetworkBehaviour::packet_rate, Kind::Positive, "Packets of a channel in a second.",
+         1e7},
         {"burst_rate", &NetworkBehaviour::burst_rate, Kind::Positive,
-         "Rate of a unicast burst, as a multiple of the channel's."},
+         "Rate of a unicast burst, as a multiple of the channel's.", 1000},
         {"join_failure", &NetworkBehaviour::join_failure, Kind::Fraction, "Joins that bring nothing."},
         {"loss", &NetworkBehaviour::loss, Kind::Fraction, "Packets that are lost."},
         {"reordering", &NetworkBehaviour::reordering, Kind::Fraction, "Packets that overtake another."},
@@ -52,10 +53,13 @@ const std::vector<DistributionForm>& GetDistributionForms() {
 
 const std::vector<FaultForm>& GetFaultForms() {
     static const std::vector<FaultForm> forms{
-        {"lose_response", Fault::Kind::LoseResponse, "The request is carried out, its response is not sent."},
-        {"refuse", Fault::Kind::Refuse, "The request is answered with a fault and not carried out."},
-        {"go_offline", Fault::Kind::GoOffline, "The connection ends."},
-        {"late_end_of_test", Fault::Kind::LateEndOfTest, "The end of the test is told delay_ms late."},
+        {"lose_response", Fault::Kind::LoseResponse, "The request is carried out, its response is not sent.",
+         true},
+        {"refuse", Fault::Kind::Refuse, "The request is answered with a fault and not carried out.", true},
+        {"go_offline", Fault::Kind::GoOffline,
+         "The connection ends, at a request or, without one, at a notification.", true},
+        {"late_end_of_test", Fault::Kind::LateEndOfTest, "The end of the test is told delay_ms late.", false,
+         true},
         {"repeat_end_of_test", Fault::Kind::RepeatEndOfTest, "The end of the test is told twice."},
         {"miss_end_of_test", Fault::Kind::MissEndOfTest, "The end of the test is not told."},
         {"spoil_notification", Fault::Kind::SpoilNotification, "Bytes of a result notification are changed."},

@@ -1,12 +1,14 @@
 #include "source_tree.h"
 
 #include <fmt/format.h>
+#include <yaml-cpp/depthguard.h>
 #include <yaml-cpp/eventhandler.h>
 #include <yaml-cpp/exceptions.h>
 #include <yaml-cpp/parser.h>
 
 #include <algorithm>
 #include <sstream>
+#include <unordered_map>
 #include <utility>
 
 namespace orv::app {
@@ -19,6 +21,8 @@ class TreeBuilder : public YAML::EventHandler {
     explicit TreeBuilder(MistakeList& mistakes) : mistakes_(mistakes) {}
 
     SourceNode TakeRoot() { return std::move(root_); }
+    /// Of the lists and maps that are not read to the end.
+    Position GetInnermost() const { return open_.empty() ? Position{1, 1} : open_.back().node.at; }
 
     void OnDocumentStart(const YAML::Mark&) override {}
     void OnDocumentEnd() override {}
@@ -27,8 +31,8 @@ class TreeBuilder : public YAML::EventHandler {
         Close(Make(SourceNode::Kind::Nothing, mark));
     }
     void OnAlias(const YAML::Mark& mark, YAML::anchor_t) override {
-        mistakes_.Add({ToPosition(mark)}, "anchors and aliases are not known here", "the value itself");
-        Close(Make(SourceNode::Kind::Nothing, mark));
+        RefuseReference(mark);
+        Close(Make(SourceNode::Kind::Alias, mark));
     }
     void OnScalar(const YAML::Mark& mark, const std::string& tag, YAML::anchor_t anchor,
                   const std::string& value) override {
@@ -55,6 +59,7 @@ class TreeBuilder : public YAML::EventHandler {
         SourceNode node;
         SourceNode key;
         bool has_key = false;
+        std::unordered_map<std::string, int> lines;  ///< of the keys
     };
 
     static SourceNode Make(SourceNode::Kind kind, const YAML::Mark& mark) {
@@ -64,18 +69,22 @@ class TreeBuilder : public YAML::EventHandler {
         return node;
     }
 
+    void RefuseReference(const YAML::Mark& mark) {
+        mistakes_.Add({ToPosition(mark)}, "anchors and aliases are not known here", "the value itself");
+        mistakes_.Settle(ToPosition(mark));
+    }
+
     void RefuseExtras(const YAML::Mark& mark, const std::string& tag, YAML::anchor_t anchor) {
-        if (anchor != 0)
-            mistakes_.Add({ToPosition(mark)}, "anchors and aliases are not known here", "the value itself");
+        if (anchor != 0) RefuseReference(mark);
         // "?" and "!" are how the parser says plain and quoted.
-        if (!tag.empty() && tag != "?" && tag != "!")
-            mistakes_.Add({ToPosition(mark)}, "the tag " + tag + " is not known here",
-                          "the value without a tag");
+        if (tag.empty() || tag == "?" || tag == "!") return;
+        mistakes_.Add({ToPosition(mark)}, "the tag " + tag + " is not known here", "the value without a tag");
+        mistakes_.Settle(ToPosition(mark));
     }
 
     void Open(SourceNode::Kind kind, const YAML::Mark& mark, const std::string& tag, YAML::anchor_t anchor) {
         RefuseExtras(mark, tag, anchor);
-        open_.push_back({Make(kind, mark), {}, false});
+        open_.push_back({Make(kind, mark), {}, false, {}});
     }
 
     void CloseOpen() {
@@ -110,15 +119,13 @@ class TreeBuilder : public YAML::EventHandler {
             mistakes_.Add({key.at}, key.Describe() + " cannot be a key", "a name");
             return;
         }
-        auto& entries = outer.node.entries;
-        const auto first = std::find_if(entries.begin(), entries.end(),
-                                        [&key](const SourceEntry& e) { return e.key.text == key.text; });
-        if (first != entries.end()) {
+        const auto [first, is_new] = outer.lines.emplace(key.text, key.at.line);
+        if (!is_new) {
             mistakes_.Add({key.at, {}, key.text},
-                          fmt::format("the key is given twice, first in line {}", first->key.at.line));
+                          fmt::format("the key is given twice, first in line {}", first->second));
             return;
         }
-        entries.push_back({std::move(key), std::move(value)});
+        outer.node.entries.push_back({std::move(key), std::move(value)});
     }
 
     MistakeList& mistakes_;
@@ -160,6 +167,8 @@ std::string SourceNode::Describe() const {
             return Shorten(text);
         case Kind::List:
             return "a list";
+        case Kind::Alias:
+            return "an alias";
         case Kind::Map:
             break;
     }
@@ -185,6 +194,8 @@ SourceNode ReadSourceTree(const std::string& text, MistakeList& mistakes) {
             mistakes.Add({builder.TakeRoot().at}, "a second document begins here", "one in a file");
         }
         return root;
+    } catch (const YAML::DeepRecursion&) {
+        mistakes.Add({builder.GetInnermost()}, "values lie too deep within each other");
     } catch (const YAML::Exception& error) {
         const Position at = error.mark.is_null() ? Position{1, 1} : TreeBuilder::ToPosition(error.mark);
         mistakes.Add({MoveInside(at, text)}, "this is no YAML: " + error.msg);

@@ -12,7 +12,7 @@ struct SourceEntry;
 
 /// One YAML value.
 struct SourceNode {
-    enum class Kind { Nothing, Text, List, Map };
+    enum class Kind { Nothing, Text, List, Map, Alias };
     Kind kind = Kind::Nothing;
     Position at;
     std::string text;                  ///< Kind::Text, without quotes
@@ -23,7 +23,8 @@ struct SourceNode {
     bool IsText() const { return kind == Kind::Text; }
     bool IsList() const { return kind == Kind::List; }
     bool IsMap() const { return kind == Kind::Map; }
-    /// What the file has here, for texts of mistakes: `"text"`, "a list", "keys and values" or "nothing".
+    /// What the file has here, for texts of mistakes: `"text"`, "a list", "keys and values", "nothing" or
+    /// "an alias".
     std::string Describe() const;
     /// That it is not what is expected: `"text" is wrong`, "there is a list".
     std::string DescribeWrong() const;

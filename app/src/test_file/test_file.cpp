@@ -6,7 +6,8 @@
 #include <cerrno>
 #include <cstring>
 #include <fstream>
-#include <sstream>
+#include <ios>
+#include <iterator>
 
 #include "builder.h"
 #include "names.h"
@@ -56,8 +57,10 @@ class SectionReader {
 
     void CheckKey(const SourceNode& key) {
         if (std::find(kSections.begin(), kSections.end(), key.text) != kSections.end()) return;
+        const std::string meant = FindNearestName(key.text, kSections);
+        has_misspelt_project_ |= meant == "project";
         mistakes_.Add({key.at, {}, key.text}, "this is no section of a test file", JoinNames(kSections),
-                      FindNearestName(key.text, kSections));
+                      meant);
     }
 
     void ReadTitle() {
@@ -73,7 +76,7 @@ class SectionReader {
     void ReadObjects() {
         if (const SourceEntry* project = Find("project")) {
             objects_.ReadObjects(project->value, Plan::kProject, {project->value.at, {}, "project"});
-        } else {
+        } else if (!has_misspelt_project_) {
             mistakes_.Add({root_.at, {}, "project"}, "the section is missing", "the objects of the test");
         }
         if (const SourceEntry* sequence = Find("sequence")) {
@@ -91,6 +94,7 @@ class SectionReader {
     Plan& plan_;
     MistakeList& mistakes_;
     ObjectReader objects_;
+    bool has_misspelt_project_ = false;
     SourceNode default_sequence_;
 };
 
@@ -102,14 +106,19 @@ TestFile& TestFile::operator=(TestFile&&) noexcept = default;
 TestFile::~TestFile() = default;
 
 TestFile TestFile::Load(const std::filesystem::path& path) {
-    std::ifstream file(path);
-    std::ostringstream text;
-    if (file) text << file.rdbuf();
-    if (file) return Parse(text.str(), path.string());
+    std::string why;
+    try {
+        std::ifstream file(path);
+        // A folder can be opened, but not be read.
+        if (file) return Parse({std::istreambuf_iterator<char>(file), {}}, path.string());
+        why = std::strerror(errno);
+    } catch (const std::ios_base::failure& error) {
+        why = error.code().message();
+    }
     TestFile test;
     test.file_ = path.string();
     MistakeList mistakes(test.file_);
-    mistakes.Add({}, std::string("the file cannot be read: ") + std::strerror(errno));
+    mistakes.Add({}, "the file cannot be read: " + why);
     test.mistakes_ = mistakes.TakeSorted();
     return test;
 }

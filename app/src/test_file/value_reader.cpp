@@ -3,11 +3,13 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <optional>
+#include <unordered_set>
 
 #include "names.h"
 #include "orv/common/exceptions.h"
 #include "orv/framework/meta_class_manager.h"
+#include "reference_reader.h"
+#include "stack_check.h"
 
 namespace orv::app {
 
@@ -35,8 +37,9 @@ std::vector<const SourceNode*> ListValues(const SourceNode& value) {
 
 class ValueReader {
   public:
-    ValueReader(const ObjectEntry& entry, Plan& plan, MistakeList& mistakes)
+    ValueReader(const ObjectEntry& entry, Plan& plan, ReferenceReader& references, MistakeList& mistakes)
         : plan_(plan),
+          references_(references),
           mistakes_(mistakes),
           index_(entry.object),
           key_(entry.entry->key),
@@ -146,14 +149,16 @@ class ValueReader {
     }
 
     void ReadHandles(const CPropertyMeta& property, std::vector<PlannedReference>& references) {
-        if (value_.IsNothing()) return;
         if (!property.collection && value_.IsList()) {
             mistakes_.Add(At(value_.at), "there is a list", DescribeExpected(property));
             return;
         }
-        for (const SourceNode* item : ListValues(value_)) {
-            if (const auto target = Resolve(*item)) references.push_back({*target, item->at});
-        }
+        const auto allowed = GetTargetClasses(property);
+        references = ReadTargets([&allowed](const CMetaClass& target) {
+            const bool fits = std::any_of(allowed.begin(), allowed.end(),
+                                          [&target](const CMetaClass* one) { return target.IsTypeOf(*one); });
+            return fits ? std::vector<const CMetaClass*>{} : allowed;
+        });
     }
 
     // --- Relations
@@ -167,10 +172,12 @@ class ValueReader {
             mistakes_.Add(At(key_.at), "the relation is given twice", "one list of all its objects");
             return;
         }
+        const CMetaClass& source = *plan_.At(index_).meta_class;
         PlannedRelation relation{meta.type, meta.name, {}};
-        if (!value_.IsNothing()) {
-            for (const SourceNode* item : ListValues(value_)) ReadTarget(meta, *item, relation.targets);
-        }
+        relation.targets = ReadTargets([&](const CMetaClass& target) {
+            const bool fits = CRelationManager::Instance().FindRelation(source, target, {meta.type, 0});
+            return fits ? std::vector<const CMetaClass*>{} : GetTargetClasses(meta.type, source);
+        });
         if (meta.max_targets != 0 && relation.targets.size() > meta.max_targets) {
             mistakes_.Add(At(relation.targets[meta.max_targets].at), "these are too many objects",
                           fmt::format("at most {}", meta.max_targets));
@@ -178,72 +185,36 @@ class ValueReader {
         relations.push_back(std::move(relation));
     }
 
-    void ReadTarget(const CRelationMeta& meta, const SourceNode& item,
-                    std::vector<PlannedReference>& targets) {
-        const auto target = Resolve(item);
-        if (!target) return;
-        const CMetaClass& source_class = *plan_.At(index_).meta_class;
-        const CMetaClass* target_class = plan_.At(*target).meta_class;
-        const bool twice = std::any_of(targets.begin(), targets.end(), [&](const PlannedReference& known) {
-            return known.target == *target;
-        });
-        if (twice) {
-            mistakes_.Add(At(item.at), plan_.Describe(*target) + " is given twice");
-            return;
-        }
-        if (target_class &&
-            !CRelationManager::Instance().FindRelation(source_class, *target_class, {meta.type, 0})) {
-            mistakes_.Add(At(item.at), plan_.Describe(*target) + " is of the wrong class",
-                          JoinNames(GetTargetClasses(meta.type, source_class)));
-            return;
-        }
-        targets.push_back({*target, item.at});
-    }
-
-    static std::vector<std::string> GetTargetClasses(std::uint32_t type, const CMetaClass& source) {
-        std::vector<const CMetaClass*> classes;
-        for (const CRelationMeta* relation : GetRelationsOf(source)) {
-            if (relation->type == type)
-                classes.push_back(framework::CMetaClassManager::Instance().GetClass(relation->target));
-        }
-        return GetNames(classes);
-    }
-
     // --- References
 
-    std::optional<std::size_t> Resolve(const SourceNode& item) {
-        constexpr const char* kExpected = "an object's name or path";
-        if (!item.IsText()) {
-            mistakes_.Add(At(item.at), item.DescribeWrong(), kExpected);
-            return std::nullopt;
+    /// Objects that are named, each once and of a class that `find_wrong` lets pass: it returns the classes
+    /// expected instead, or none.
+    template <class FindWrong>
+    std::vector<PlannedReference> ReadTargets(const FindWrong& find_wrong) {
+        std::vector<PlannedReference> targets;
+        if (value_.IsNothing()) return targets;
+        std::unordered_set<std::size_t> known;
+        for (const SourceNode* item : ListValues(value_)) {
+            const auto target = references_.Resolve(*item, index_, key_.text);
+            if (!target) continue;
+            if (!known.insert(*target).second) {
+                mistakes_.Add(At(item->at), plan_.Describe(*target) + " is given twice");
+                continue;
+            }
+            const CMetaClass* target_class = plan_.At(*target).meta_class;
+            const auto expected = target_class ? find_wrong(*target_class) : std::vector<const CMetaClass*>{};
+            if (expected.empty()) {
+                targets.push_back({*target, item->at});
+            } else {
+                mistakes_.Add(At(item->at), plan_.Describe(*target) + " is of the wrong class",
+                              JoinNames(GetNames(expected)));
+            }
         }
-        const auto found = plan_.FindReferenced(item.text);
-        if (found.size() == 1) return found.front();
-        const std::string quoted = item.Describe();
-        if (found.empty()) {
-            mistakes_.Add(At(item.at), quoted + " names no object", kExpected,
-                          FindNearestReference(item.text));
-            return std::nullopt;
-        }
-        constexpr std::size_t kMostShown = 5;
-        std::vector<std::string> paths;
-        for (std::size_t i = 0; i < std::min(found.size(), kMostShown); ++i)
-            paths.push_back(plan_.GetPath(found[i]));
-        if (found.size() > kMostShown) paths.emplace_back("...");
-        mistakes_.Add(At(item.at), fmt::format("{} names {} objects", quoted, found.size()),
-                      "one of " + JoinNames(paths));
-        return std::nullopt;
-    }
-
-    /// A name, or for a path the path of an object.
-    std::string FindNearestReference(const std::string& text) const {
-        if (text.find('/') == text.npos) return FindNearestName(text, plan_.GetNamesOf());
-        std::vector<std::string> paths;
-        for (std::size_t i = 0; i < plan_.Objects().size(); ++i) paths.push_back(plan_.GetPath(i));
-        return FindNearestName(text, paths);
+        return targets;
     }
 
     Plan& plan_;
+    ReferenceReader& references_;
     MistakeList& mistakes_;
     std::size_t index_;
     const SourceNode& key_;
@@ -253,7 +224,9 @@ class ValueReader {
 }  // namespace
 
 void ReadValues(const std::vector<ObjectEntry>& entries, Plan& plan, MistakeList& mistakes) {
-    for (const ObjectEntry& entry : entries) ValueReader(entry, plan, mistakes).Read();
+    ReferenceReader references(plan, mistakes);
+    for (const ObjectEntry& entry : entries) ValueReader(entry, plan, references, mistakes).Read();
+    CheckStacks(plan, mistakes);
 }
 
 }  // namespace orv::app

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <sstream>
 
 #include "names.h"
 #include "orv/framework/meta_class_manager.h"
@@ -143,6 +144,24 @@ std::vector<const CRelationMeta*> GetRelationsOf(const CMetaClass& source) {
     std::erase_if(relations,
                   [&source](const CRelationMeta* relation) { return !source.IsTypeOf(relation->source); });
     return relations;
+}
+
+std::vector<const CMetaClass*> GetTargetClasses(std::uint32_t relation_type, const CMetaClass& source) {
+    std::vector<const CMetaClass*> classes;
+    for (const CRelationMeta* relation : GetRelationsOf(source)) {
+        if (relation->type == relation_type)
+            classes.push_back(CMetaClassManager::Instance().GetClass(relation->target));
+    }
+    return classes;
+}
+
+std::vector<const CMetaClass*> GetTargetClasses(const CPropertyMeta& property) {
+    std::vector<const CMetaClass*> classes;
+    const std::string* names = property.FindAttribute("of");
+    std::istringstream words(names ? *names : std::string());
+    for (std::string name; words >> name;)
+        classes.push_back(CMetaClassManager::Instance().GetClass(name, nullptr, true));
+    return classes;
 }
 
 std::vector<std::string> GetNames(const std::vector<const CMetaClass*>& classes) {

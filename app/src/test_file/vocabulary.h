@@ -1,6 +1,7 @@
 // What can be written in a test file, as the active data models have it.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -35,6 +36,11 @@ bool CanBeWritten(const CPropertyMeta& property);
 std::vector<const CRelationMeta*> GetRelations();
 /// Those of which objects of a class can be the source.
 std::vector<const CRelationMeta*> GetRelationsOf(const CMetaClass& source);
+
+/// Classes of the objects that a relation of that type can lead to from objects of a class.
+std::vector<const CMetaClass*> GetTargetClasses(std::uint32_t relation_type, const CMetaClass& source);
+/// Classes of the objects that a handle may name; empty for any.
+std::vector<const CMetaClass*> GetTargetClasses(const CPropertyMeta& property);
 
 std::vector<std::string> GetNames(const std::vector<const CMetaClass*>& classes);
 /// What a property takes, in words: "a whole number from 1 to 65535".

@@ -141,6 +141,9 @@ class Builder {
     void CheckNeighbours(const ClassDefinition& definition) {
         for (const NamedLine& parent : definition.parents) FindClass(parent);
         for (const NamedLine& child : definition.children) FindClass(child);
+        for (const PropertyDefinition& property : definition.properties) {
+            for (const NamedLine& target : property.of) FindClass(target);
+        }
     }
 
     /// An object that brought along one of its own class, directly or through others, could never be created.

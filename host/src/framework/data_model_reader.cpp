@@ -49,10 +49,31 @@ void ReadAliases(const StrictNode& node, EnumDefinition& definition) {
     }
 }
 
+std::vector<NamedLine> ReadNames(const StrictMap& map, const char* key) {
+    std::vector<NamedLine> names;
+    if (const auto list = map.Find(key)) {
+        for (const auto& entry : list->List()) names.push_back(entry.Name());
+    }
+    return names;
+}
+
+/// The attribute "of" is the names of the classes, separated by blanks.
+void ReadTargetClasses(const StrictMap& map, PropertyDefinition& definition) {
+    const auto of = map.Find("of");
+    if (!of) return;
+    CPropertyMeta& meta = definition.meta;
+    if (meta.type != PropertyType::Handle)
+        of->Fail("property " + meta.name + ": only handles are of classes, not " + GetTypeName(meta.type));
+    definition.of = ReadNames(map, "of");
+    if (definition.of.empty()) of->Fail("property " + meta.name + ": the list of classes is empty");
+    std::string& names = meta.attributes["of"];
+    for (const NamedLine& name : definition.of) names += (names.empty() ? "" : " ") + name.name;
+}
+
 PropertyDefinition ReadProperty(ClassId class_id, const StrictNode& node) {
     const StrictMap map(node);
     map.AllowOnly({"name", "id", "type", "default", "min", "max", "enum", "collection", "nullable",
-                   "read-only", "transient", "display", "unit", "doc"});
+                   "read-only", "transient", "display", "unit", "doc", "of"});
     PropertyDefinition definition;
     definition.where = node.Where();
     CPropertyMeta& meta = definition.meta;
@@ -80,6 +101,7 @@ PropertyDefinition ReadProperty(ClassId class_id, const StrictNode& node) {
          {std::pair("display", "displayName"), {"unit", "unit"}, {"doc", "doc"}}) {
         if (const auto text = map.Find(key)) meta.attributes[attribute] = text->Text();
     }
+    ReadTargetClasses(map, definition);
     if (const auto enumeration = map.Find("enum")) definition.enumeration = enumeration->Name();
     if (const auto value = map.Find("default")) {
         definition.default_where = value->Where();
@@ -91,14 +113,6 @@ PropertyDefinition ReadProperty(ClassId class_id, const StrictNode& node) {
         }
     }
     return definition;
-}
-
-std::vector<NamedLine> ReadNames(const StrictMap& map, const char* key) {
-    std::vector<NamedLine> names;
-    if (const auto list = map.Find(key)) {
-        for (const auto& entry : list->List()) names.push_back(entry.Name());
-    }
-    return names;
 }
 
 ClassDefinition ReadClass(std::uint32_t model_id, const StrictNode& node) {

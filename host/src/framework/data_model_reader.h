@@ -35,6 +35,7 @@ struct PropertyDefinition {
     /// The default as text, or (collections) as a list of texts; nothing when none is given.
     std::optional<std::vector<std::string>> default_texts;
     SourceLine default_where;
+    std::vector<NamedLine> of;  ///< classes whose objects a handle may name; empty: any
 };
 
 struct ClassDefinition {

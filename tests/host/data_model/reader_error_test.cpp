@@ -145,7 +145,7 @@ const ErrorCase kPropertyCases[] = {
     {"UnknownKey", "{name: P, id: 0x7d001001, type: u8, Default: 1}",
      "m.yaml:7: unknown key \"Default\"; there are name, id, type, default, min, max, enum, collection, "
      "nullable, "
-     "read-only, transient, display, unit, doc"},
+     "read-only, transient, display, unit, doc, of"},
     {"KeyTwice", "{name: P, id: 0x7d001001, type: u8, min: 1, min: 2}",
      "m.yaml:7: key \"min\" is given twice, first in line 7"},
     {"IdOutsideClass", "{name: P, id: 0x7d002001, type: u8}",
@@ -204,6 +204,12 @@ const ErrorCase kPropertyCases[] = {
      "m.yaml:7: property P: the value of Far FAR does not fit into the type s16"},
     {"CollectionOfPaths", "{name: P, id: 0x7d001001, type: output-file-path, collection: true}",
      "m.yaml:7: property P: there are no collections of type output-file-path"},
+    {"ClassesOfANumber", "{name: P, id: 0x7d001001, type: u32, of: [A]}",
+     "m.yaml:7: property P: only handles are of classes, not u32"},
+    {"ClassesOfNone", "{name: P, id: 0x7d001001, type: handle, of: []}",
+     "m.yaml:7: property P: the list of classes is empty"},
+    {"UnknownClassOfAHandle", "{name: P, id: 0x7d001001, type: handle,\n  of: [A, Nobody]}",
+     "m.yaml:8: there is no class \"Nobody\""},
     {"NullableText", "{name: P, id: 0x7d001001, type: string, nullable: true}",
      "m.yaml:7: property P: collections and texts cannot be nullable: an empty one and none would look "
      "alike"},

@@ -20,14 +20,18 @@ struct Fault {
         SpoilNotification,  ///< bytes of a result notification are changed
     };
     Kind kind = Kind::Refuse;
-    /// Refuse, LoseResponse, GoOffline: which request, without set ("Start", "UpdateProfile"); empty: any.
+    /// Refuse, LoseResponse, GoOffline: which request, one of GetRequestNames(); empty: any.
     std::string request = {};
     /// The how manieth match, from 1; GoOffline without request and SpoilNotification: the how manieth
     /// notification.
     std::uint32_t occurrence = 1;
-    std::uint32_t delay_ms = 0;
+    std::uint32_t delay_ms = 0;  ///< LateEndOfTest
 };
 
 using FaultSchedule = std::vector<Fault>;
+
+/// The requests that ports know, without set ("Start", "UpdateProfile"), in the order of the alphabet. Any
+/// thread may call it.
+const std::vector<std::string>& GetRequestNames();
 
 }  // namespace orv::il
