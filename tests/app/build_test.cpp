@@ -169,15 +169,19 @@ TEST_F(BuildTest, MakesTheExampleOfTheDocumentation) {
 }
 
 TEST_F(BuildTest, WithoutASequenceTheTestIsStartedAndWaitedFor) {
-    for (int i = 0; i < 2; ++i) {  // the second takes the place of the first
-        ASSERT_EQ(Build("project:\n"), "");
+    const std::string start =
+        "    .StbBlockList = Project\n"
+        "  IptvWaitForTestCompletionCommand\n";
+    for (const auto& [objects, sequence] : std::map<std::string, std::string>{
+             {"", "Sequencer\n  IptvStartTestCommand\n    .TestEnv = REAL_WORLD\n" + start},
+             {"  - Port: P\n    children:\n      - StreamBlock: S\n",
+              "Sequencer\n  GeneratorStartCommand\n    .GeneratorList = Project\n  IptvStartTestCommand\n" +
+                  start + "  GeneratorStopCommand\n    .GeneratorList = Project\n"}}) {
+        ASSERT_EQ(Build("project:\n" + objects), "");
         std::string text;
         Draw(CSequencer::Instance(), "", text);
-        EXPECT_EQ(text,
-                  "Sequencer\n"
-                  "  IptvStartTestCommand\n"
-                  "    .StbBlockList = Project\n"
-                  "  IptvWaitForTestCompletionCommand\n");
+        EXPECT_EQ(text, sequence);
+        host_.NewProject();
     }
 }
 

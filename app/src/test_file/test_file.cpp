@@ -23,10 +23,24 @@ namespace {
 
 const std::vector<std::string> kSections{"title", "project", "sequence", "simulation"};
 
-/// What runs when the file says nothing else.
-constexpr const char* kDefaultSequence =
+// What runs when the file says nothing else.
+
+constexpr const char* kSequenceWithStreams =
+    "- GeneratorStartCommand:\n"
     "- IptvStartTestCommand:\n"
+    "- IptvWaitForTestCompletionCommand:\n"
+    "- GeneratorStopCommand:\n";
+/// The channels that nothing in the file sends come from the network.
+constexpr const char* kSequenceWithoutStreams =
+    "- IptvStartTestCommand:\n"
+    "  TestEnv: REAL_WORLD\n"
     "- IptvWaitForTestCompletionCommand:\n";
+
+bool HasStreams(const Plan& plan) {
+    return std::any_of(plan.Objects().begin(), plan.Objects().end(), [](const PlannedObject& object) {
+        return object.meta_class && object.meta_class->IsTypeOf("StreamBlock");
+    });
+}
 
 /// Reads the sections of a file into a plan.
 class SectionReader {
@@ -83,7 +97,8 @@ class SectionReader {
             plan_.has_sequence = true;
             objects_.ReadObjects(sequence->value, Plan::kSequencer, {sequence->value.at, {}, "sequence"});
         } else {
-            default_sequence_ = ReadSourceTree(kDefaultSequence, mistakes_);
+            default_sequence_ =
+                ReadSourceTree(HasStreams(plan_) ? kSequenceWithStreams : kSequenceWithoutStreams, mistakes_);
             for (SourceNode& item : default_sequence_.items) item.entries.front().key.at = root_.at;
             objects_.ReadObjects(default_sequence_, Plan::kSequencer, {root_.at, {}, "sequence"});
         }
