@@ -19,9 +19,10 @@ def measure(program):
     output = json.loads(subprocess.run(command, check=True, stdout=subprocess.PIPE).stdout)
     medians = {}
     for run in output["benchmarks"]:
-        if run.get("aggregate_name") != "median":
+        # What runs only once has no median.
+        if run.get("aggregate_name", "median" if run["repetitions"] == 1 else "") != "median":
             continue
-        name = re.sub(r"/(iterations:\d+|manual_time|real_time)", "", run["run_name"])
+        name = re.sub(r"/(iterations:\d+|repeats:\d+|manual_time|real_time)", "", run["run_name"])
         per_item = 1 / run["items_per_second"] if run.get("items_per_second") else run["real_time"]
         medians[name] = {**run, "per item": per_item}
     return medians
