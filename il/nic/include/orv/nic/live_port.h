@@ -1,0 +1,104 @@
+// A software port whose set-top boxes live on a network interface of this machine.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "orv/il/faults.h"
+#include "orv/il/software_port.h"
+#include "orv/live/address.h"
+
+namespace orv::nic {
+
+using Nanoseconds = std::chrono::nanoseconds;
+
+/// Why an interface cannot be used: what is missing, and on which interface.
+class NicError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+/// What the port's generator sends from one source to one group: RTP packets of seven transport stream
+/// packets, each with a signature (orv/live/stream_packet.h).
+struct Stream {
+    std::uint32_t id = 0;  ///< in the signature
+    live::HostAddress source;
+    live::IpAddress group;             ///< of the source's family
+    double packets_per_second = 0;     ///< above 0
+    std::uint16_t source_port = 5004;  ///< RFC 3551 section 8
+    std::uint16_t destination_port = 5004;
+};
+
+/// How hosts speak IGMP and MLD; the version comes with the STB block.
+struct MembershipSettings {
+    std::uint8_t robustness = 2;    ///< how often a change is told; 1 to 7 (RFC 3376 section 8.1)
+    bool suppress_reports = false;  ///< IGMPv1, IGMPv2, MLDv1: a host keeps quiet when another has spoken
+};
+
+/// What a port did on its interface since it was made.
+struct LiveFigures {
+    std::uint64_t joins_and_leaves = 0;  ///< that event records were made of
+    std::uint64_t unseen = 0;            ///< joins and leaves that were not seen leaving the interface
+    std::uint64_t frames_sent = 0;       ///< of hosts: reports, leaves, answers
+    std::uint64_t frames_unsent = 0;     ///< of hosts: the interface did not take them
+    std::uint64_t frames_received = 0;   ///< that passed the filter
+    std::uint64_t frames_dropped = 0;    ///< by the receive ring, which was full
+    std::uint64_t stream_packets_sent = 0;
+    std::uint64_t stream_packets_unsent = 0;  ///< the interface did not take them, or their time was over
+    std::uint64_t late_joins = 0;             ///< joins and leaves more than 1 ms after their time
+    Nanoseconds latest_join{};                ///< the longest that one was late
+};
+
+/// The same messages as a simulated port, on a real network.
+///
+/// - Every STB is a host of its own, with the addresses and VLAN tags of its interface stack, which
+///   `ConfigInterfacesWithIlHandle` brings: for each layer a list with one entry per host. Hosts answer ARP
+///   and neighbour solicitations.
+/// - Times of joins, leaves and packets are those of the kernel, taken when a frame leaves or reaches the
+///   interface.
+/// - Everything happens on a thread of the port's own.
+/// - Fast channel change and retransmission are refused.
+class LivePort : public il::ISoftwarePort {
+  public:
+    struct Setup {
+        std::string name;       ///< of the port
+        std::string interface;  ///< "eth1"; up to 15 characters
+        il::FaultSchedule faults = {};
+        std::uint64_t seed = 1;
+        MembershipSettings membership = {};
+    };
+    /// Gets a sentence about what makes the run's figures wrong: frames that could not be sent or received.
+    using Complain = std::function<void(const std::string& what)>;
+
+    /// Opens the interface, which has to be there and up, and leaves all other interfaces alone. `send`,
+    /// `hang_up` and `complain` are called on the port's thread; they may not call the port. Throws NicError.
+    LivePort(Setup setup, Send send, HangUp hang_up, Complain complain);
+    /// Leaves every group. None of the functions is called any more when it returns.
+    ~LivePort() override;
+    LivePort(const LivePort&) = delete;
+    LivePort& operator=(const LivePort&) = delete;
+
+    /// Any thread; returns at once.
+    void Receive(const std::vector<std::byte>& bytes) override;
+    /// What flows is up to the network: only calls `change`.
+    void ChannelsChange(const std::function<void()>& change) override { change(); }
+    /// What is sent from now on, in place of what was; nothing when empty. Any thread; returns at once.
+    void SetStreams(std::vector<Stream> streams);
+    /// Any thread.
+    LiveFigures GetFigures() const;
+
+  private:
+    class Impl;
+    std::unique_ptr<Impl> impl_;
+};
+
+/// In bits per second, as the driver says; 10 Gbit/s when it does not. Throws NicError when there is no such
+/// interface.
+double GetLineRate(const std::string& interface);
+
+}  // namespace orv::nic
