@@ -14,8 +14,8 @@ void spoil(std::vector<std::byte>& bytes, Random& random) {
 
 }  // namespace
 
-Connection::Connection(FaultInjector& faults, std::uint64_t seed, SimulatedPort::Send send,
-                       SimulatedPort::HangUp hang_up)
+Connection::Connection(FaultInjector& faults, std::uint64_t seed, ISoftwarePort::Send send,
+                       ISoftwarePort::HangUp hang_up)
     : faults_(faults), send_(std::move(send)), hang_up_(std::move(hang_up)), random_(seed) {}
 
 void Connection::send_answer(const tm::Message& message) {

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "fault_injector.h"
-#include "orv/il/simulated_port.h"
+#include "orv/il/software_port.h"
 #include "orv/tm/message.h"
 #include "random.h"
 
@@ -14,8 +14,8 @@ namespace orv::il {
 /// Sends what the port has to say, with the faults that are due.
 class Connection {
   public:
-    Connection(FaultInjector& faults, std::uint64_t seed, SimulatedPort::Send send,
-               SimulatedPort::HangUp hang_up);
+    Connection(FaultInjector& faults, std::uint64_t seed, ISoftwarePort::Send send,
+               ISoftwarePort::HangUp hang_up);
 
     bool is_open() const { return open_; }
     /// Answers keep the number of their request. Nothing when the connection has ended.
@@ -26,8 +26,8 @@ class Connection {
 
   private:
     FaultInjector& faults_;
-    SimulatedPort::Send send_;
-    SimulatedPort::HangUp hang_up_;
+    ISoftwarePort::Send send_;
+    ISoftwarePort::HangUp hang_up_;
     Random random_;
     std::uint32_t notifications_ = 0;
     bool open_ = true;

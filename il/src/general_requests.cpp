@@ -1,4 +1,4 @@
-// Requests about a port's hardware. A simulated one has no resources to list.
+// Requests about a port's hardware. A software port has no resources to list.
 #include "msgset/HwGeneral_1.h"
 #include "request_table.h"
 

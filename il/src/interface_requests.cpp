@@ -1,5 +1,4 @@
-// Requests about interface stacks. They are kept, and answered from what is kept: the STBs' links are in the
-// STB blocks.
+// Requests about interface stacks. They are kept, and answered from what is kept.
 #include <fmt/format.h>
 
 #include "request_table.h"
@@ -26,6 +25,7 @@ void check_lengths(std::size_t handles, std::size_t stacks, std::size_t options)
 
 void store(InterfaceConfiguration& interfaces, const Handles& handles, const Stacks& stacks) {
     for (std::size_t i = 0; i < handles.size(); ++i) interfaces.stacks.put(handles[i], stacks[i]);
+    ++interfaces.revision;
 }
 
 Stacks stacks_of(PortState& port, const Handles& handles) {
@@ -70,6 +70,7 @@ void add_configuring(RequestTable& table) {
         Handles handles;
         iptvcd_1_bll::parse_req_DeleteInterfaces(&request, &handles);
         interfaces_of(port).stacks.remove(handles);
+        ++interfaces_of(port).revision;
         iptvcd_1_bll::create_resp_DeleteInterfaces(&response);
     };
 }

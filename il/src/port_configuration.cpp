@@ -18,7 +18,9 @@ void PortConfiguration::reset_iptv() {
     channel_blocks.clear();
     stb_blocks.clear();
     stream_map = {};
+    const std::uint64_t next_revision = interfaces.revision + 1;
     interfaces = {};
+    interfaces.revision = next_revision;
 }
 
 void PortConfiguration::reset_hardware() {

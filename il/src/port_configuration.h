@@ -56,6 +56,9 @@ struct InterfaceConfiguration {
     std::map<std::uint32_t, IFSETUP_1_bll::GroupMemberConfig_s> groups;
     std::map<IFSETUP_1_bll::ifSetupLibParamType_t, std::uint32_t> library_parameters;
     std::uint32_t last_handle = 0;
+    /// Another one after every change of the stacks, a reset included, so that what was worked out of them
+    /// can be kept; never an earlier one.
+    std::uint64_t revision = 0;
 };
 
 /// One entry per stream; an empty list of stream ids means that streams are told apart by their group.

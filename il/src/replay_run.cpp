@@ -17,8 +17,9 @@ void ReplayRun::run_to(Time time) {
         report(recording_[next_]);
 }
 
-void ReplayRun::finish(Time) {
+Time ReplayRun::finish(Time) {
     for (; next_ < recording_.size(); ++next_) report(recording_[next_]);
+    return kNever;
 }
 
 void ReplayRun::report(const RecordedReport& recorded) {

@@ -22,7 +22,7 @@ class ReplayRun : public Run {
     void run_to(Time time) override;
     /// What was recorded stays as it was.
     void channels_change(Time, const std::function<void()>& change) override { change(); }
-    void finish(Time time) override;
+    Time finish(Time time) override;
 
   private:
     void report(const RecordedReport& recorded);

@@ -8,10 +8,9 @@ using tm::Message;
 
 void add_run_requests(RequestTable& table) {
     table["iptvcd_1.Start"] = [](PortState& port, const Message& request, Message& response) {
-        std::uint32_t config = 0, delay_step = 0;
-        std::vector<std::uint32_t> blocks;
-        parse_req_Start(&request, &config, &blocks, &delay_step);
-        port.control.start(port.configuration, config, blocks, delay_step);
+        TestStart test;
+        parse_req_Start(&request, &test.config_handle, &test.stb_blocks, &test.start_delay_step);
+        port.control.start(port.configuration, test);
         create_resp_Start(&response);
     };
     // Without a test there is nothing to stop: whoever saw the end of a test may still stop it.

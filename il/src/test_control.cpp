@@ -3,14 +3,10 @@
 #include <algorithm>
 #include <utility>
 
-#include "replay_run.h"
-
 namespace orv::il {
 
 namespace {
 
-constexpr std::uint64_t kRunPurpose = 2;
-constexpr int kRunShift = 8;  ///< later runs of a port have other seeds; purposes fit below
 /// Reports do not come more often, whatever was asked for.
 constexpr std::uint32_t kShortestIntervalMs = 10;
 
@@ -20,15 +16,11 @@ Time interval_of(const TestControl::Registration& registration) {
 
 }  // namespace
 
-TestControl::TestControl(std::string port, const Network& network, ITimeline& timeline, FaultInjector& faults,
-                         Connection& connection, std::optional<Recordings> recordings)
-    : port_(std::move(port)),
-      network_(network),
+TestControl::TestControl(World& world, ITimeline& timeline, FaultInjector& faults, Connection& connection)
+    : world_(world),
       timeline_(timeline),
       faults_(faults),
       connection_(connection),
-      recordings_(std::move(recordings)),
-      counter_(network.seed, port_, timeline.GetNow().count()),
       report_([this](const ResultReport::Blocks& blocks) { send_results(blocks); }) {}
 
 TestControl::~TestControl() {
@@ -36,20 +28,10 @@ TestControl::~TestControl() {
     for (const std::uint64_t id : late_ends_) timeline_.Cancel(id);
 }
 
-void TestControl::start(const PortConfiguration& configuration, std::uint32_t config_handle,
-                        const std::vector<std::uint32_t>& stb_blocks, std::uint32_t start_delay_step) {
+void TestControl::start(const PortConfiguration& configuration, const TestStart& test) {
     if (run_) throw PortFault(FaultCode::WrongState, "a test is running");
-    TestPlan plan(configuration, network_, port_, config_handle, stb_blocks, start_delay_step);
     const Time start = now();
-    if (recordings_) {
-        static const Recording nothing;
-        const Recording& recording = runs_ < recordings_->size() ? (*recordings_)[runs_] : nothing;
-        run_ = std::make_unique<ReplayRun>(plan, recording, start, report_);
-    } else {
-        const std::uint64_t seed = seed_of(network_.seed, port_, kRunPurpose + (runs_ << kRunShift));
-        run_ = std::make_unique<TestRun>(std::move(plan), network_, seed, start, counter_, report_);
-    }
-    ++runs_;
+    run_ = world_.start(configuration, test, start, report_);
     end_missed_ = false;
     if (results_) next_report_ = start + interval_of(*results_);
     wake_next();
@@ -57,6 +39,7 @@ void TestControl::start(const PortConfiguration& configuration, std::uint32_t co
 
 void TestControl::stop() {
     if (run_) {
+        if (is_ending_) return;
         cancel_wake();
         end_test(now());
     } else if (std::exchange(end_missed_, false)) {
@@ -65,7 +48,7 @@ void TestControl::stop() {
 }
 
 void TestControl::channels_change(const std::function<void()>& change) {
-    run_ ? run_->channels_change(now(), change) : change();
+    run_ && !is_ending_ ? run_->channels_change(now(), change) : change();
 }
 
 void TestControl::abandon() {
@@ -73,6 +56,7 @@ void TestControl::abandon() {
     for (const std::uint64_t id : late_ends_) timeline_.Cancel(id);
     late_ends_.clear();
     run_.reset();
+    is_ending_ = false;
     end_missed_ = false;
     deregister_results();
     deregister_end_of_test();
@@ -81,7 +65,7 @@ void TestControl::abandon() {
 void TestControl::register_results(Registration registration, std::set<std::uint32_t> stb_blocks) {
     results_ = registration;
     report_.set_registered(std::move(stb_blocks));
-    if (!run_) return;
+    if (!run_ || is_ending_) return;
     next_report_ = now() + interval_of(registration);
     cancel_wake();
     wake_next();
@@ -94,10 +78,13 @@ void TestControl::deregister_results() {
 
 /// One wake-up at a time: the next report or the end of the test.
 void TestControl::wake_next() {
-    const Time at = results_ ? std::min(next_report_, run_->end()) : run_->end();
-    wake_ = timeline_.PostAfter(Nanoseconds(std::max<Time>(at - now(), 0)), [this, at] {
+    wake_at(results_ ? std::min(next_report_, run_->end()) : run_->end(), &TestControl::on_wake);
+}
+
+void TestControl::wake_at(Time time, void (TestControl::*work)(Time)) {
+    wake_ = timeline_.PostAfter(Nanoseconds(std::max<Time>(time - now(), 0)), [this, time, work] {
         wake_ = 0;
-        on_wake(at);
+        (this->*work)(time);
     });
 }
 
@@ -118,8 +105,19 @@ void TestControl::on_wake(Time time) {
 
 void TestControl::end_test(Time time) {
     run_->run_to(time);
-    run_->finish(std::min(time, run_->end()));
+    finish(std::min(time, run_->end()));
+}
+
+void TestControl::on_wake_ending(Time time) {
+    if (!connection_.is_open()) return abandon();
+    finish(time);
+}
+
+void TestControl::finish(Time time) {
+    const Time again = run_->finish(time);
     report_.deliver();
+    is_ending_ = again != kNever;
+    if (is_ending_) return wake_at(again, &TestControl::on_wake_ending);
     run_.reset();
     announce_end();
 }

@@ -6,32 +6,30 @@
 #include <memory>
 #include <optional>
 #include <set>
-#include <string>
 #include <vector>
 
 #include "connection.h"
-#include "orv/il/recording.h"
 #include "orv/il/timeline.h"
 #include "result_report.h"
-#include "test_run.h"
+#include "world.h"
 
 namespace orv::il {
 
-/// Between two wake-ups nothing happens: what the STBs did meanwhile is worked off at once.
+/// Asks the run for what it has at each wake-up: the next notification, the end, and after the end as long as
+/// the run has something left to record. Only then the end is announced.
 class TestControl {
   public:
-    TestControl(std::string port, const Network& network, ITimeline& timeline, FaultInjector& faults,
-                Connection& connection, std::optional<Recordings> recordings);
+    /// All of them outlive it.
+    TestControl(World& world, ITimeline& timeline, FaultInjector& faults, Connection& connection);
     /// Nothing of the timeline's calls it any more.
     ~TestControl();
     TestControl(const TestControl&) = delete;
     TestControl& operator=(const TestControl&) = delete;
 
-    /// Throws PortFault when a test is running, or cannot be planned.
-    void start(const PortConfiguration& configuration, std::uint32_t config_handle,
-               const std::vector<std::uint32_t>& stb_blocks, std::uint32_t start_delay_step);
-    /// Ends, reports and announces the end of a running test. Announces an end that was kept quiet on
-    /// purpose.
+    /// Throws PortFault when a test is running or ending, or cannot be planned.
+    void start(const PortConfiguration& configuration, const TestStart& test);
+    /// Ends, reports and announces the end of a running test. One that is ending goes on doing so. Announces
+    /// an end that was kept quiet on purpose.
     void stop();
     /// Calls `change`, which changes what is sent.
     void channels_change(const std::function<void()>& change);
@@ -50,25 +48,25 @@ class TestControl {
   private:
     Time now() const { return timeline_.GetNow().count(); }
     void wake_next();
+    void wake_at(Time time, void (TestControl::*work)(Time));
     void cancel_wake();
     void on_wake(Time time);
     void end_test(Time time);
+    void on_wake_ending(Time time);
+    void finish(Time time);
     void announce_end();
     void send_end_of_test();
     void send_results(const ResultReport::Blocks& blocks);
 
-    std::string port_;
-    const Network& network_;
+    World& world_;
     ITimeline& timeline_;
     FaultInjector& faults_;
     Connection& connection_;
-    const std::optional<Recordings> recordings_;
-    TickCounter counter_;
     ResultReport report_;
     std::optional<Registration> results_;
     std::optional<Registration> end_of_test_;
     std::unique_ptr<Run> run_;
-    std::uint64_t runs_ = 0;   ///< started
+    bool is_ending_ = false;   ///< the run has been finished, and has something left to record
     bool end_missed_ = false;  ///< the last test ended without a word
     Time next_report_ = kNever;
     std::uint64_t wake_ = 0;  ///< id of the timeline; 0: none

@@ -66,11 +66,12 @@ void TestRun::run_to(Time time) {
     }
 }
 
-void TestRun::finish(Time time) {
+Time TestRun::finish(Time time) {
     for (Stb& stb : stbs_) {
         if (stb.viewing && !awaits_packet(stb, time)) end_view(stb, time, Ending::OfTest);
         if (report_.is_full()) report_.deliver();
     }
+    return kNever;
 }
 
 void TestRun::begin_view(std::uint32_t number, Time now) {

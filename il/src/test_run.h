@@ -30,7 +30,7 @@ class TestRun : public Run {
     void channels_change(Time time, const std::function<void()>& change) override;
     /// Ends all views that are running at `time`. Those whose first packet is still on its way are not
     /// recorded: their joins have neither failed nor succeeded.
-    void finish(Time time) override;
+    Time finish(Time time) override;
 
   private:
     /// An STB and its view. A hundred bytes at most: a port has many thousands.

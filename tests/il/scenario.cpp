@@ -41,10 +41,16 @@ Scenario::Scenario() {
     network.behaviour.unicast_leave_delay.a = 23;
 }
 
-Peer::Peer(const Scenario& what) : scenario(what) {
-    port = std::make_unique<orv::il::SimulatedPort>(
-        orv::il::SimulatedPort::Setup{scenario.port_name, scenario.faults, scenario.recordings},
-        scenario.network, timeline, [this](std::vector<std::byte> bytes) { OnBytes(std::move(bytes)); },
+Peer::Peer(const Scenario& what)
+    : Peer(what, [this](orv::il::ITimeline& time, auto send, auto hang_up) {
+          return std::make_unique<orv::il::SimulatedPort>(
+              orv::il::SimulatedPort::Setup{scenario.port_name, scenario.faults, scenario.recordings},
+              scenario.network, time, std::move(send), std::move(hang_up));
+      }) {}
+
+Peer::Peer(const Scenario& what, const MakePort& make_port) : scenario(what) {
+    port = make_port(
+        timeline, [this](std::vector<std::byte> bytes) { OnBytes(std::move(bytes)); },
         [this](const std::string& reason) { hang_up_reason = reason; });
 }
 

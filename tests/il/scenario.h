@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -37,7 +38,12 @@ struct Scenario {
 /// The other end of a port's connection.
 class Peer {
   public:
+    using MakePort = std::function<std::unique_ptr<orv::il::ISoftwarePort>(
+        orv::il::ITimeline&, orv::il::ISoftwarePort::Send, orv::il::ISoftwarePort::HangUp)>;
+
+    /// Of a simulated port.
     explicit Peer(const Scenario& scenario);
+    Peer(const Scenario& scenario, const MakePort& make_port);
 
     /// Sends a request and returns the port's answer; a message named "" when there was none.
     orv::tm::Message Ask(orv::tm::Message request);
@@ -60,7 +66,7 @@ class Peer {
     std::vector<milliseconds> report_times;
     std::vector<milliseconds> end_times;  ///< of end-of-test notifications
     std::string hang_up_reason;
-    std::unique_ptr<orv::il::SimulatedPort> port;
+    std::unique_ptr<orv::il::ISoftwarePort> port;
 
   private:
     void OnBytes(std::vector<std::byte> bytes);

@@ -1,0 +1,49 @@
+// What every software port does, whatever network its STBs live on.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "connection.h"
+#include "fault_injector.h"
+#include "orv/il/faults.h"
+#include "orv/il/software_port.h"
+#include "orv/il/timeline.h"
+#include "orv/tm/message.h"
+#include "port_configuration.h"
+#include "test_control.h"
+#include "world.h"
+
+namespace orv::il {
+
+/// Answers requests, keeps the configuration, and runs tests in a world. Used from one thread at a time, the
+/// timeline's. Destroying it ends everything without a word: nothing of the timeline calls it any more.
+class PortCore {
+  public:
+    /// `world` and `timeline` outlive it. `name` and `seed` decide which bytes are spoilt. See ISoftwarePort
+    /// for `send` and `hang_up`; neither may destroy the port, or call it.
+    PortCore(const std::string& name, FaultSchedule faults, std::uint64_t seed, World& world,
+             ITimeline& timeline, ISoftwarePort::Send send, ISoftwarePort::HangUp hang_up);
+    PortCore(const PortCore&) = delete;
+    PortCore& operator=(const PortCore&) = delete;
+
+    /// See ISoftwarePort::Receive.
+    void receive(const std::vector<std::byte>& bytes);
+    /// See ISoftwarePort::ChannelsChange.
+    void channels_change(const std::function<void()>& change) { control_.channels_change(change); }
+    /// What the requests up to now have made of it.
+    const PortConfiguration& configuration() const { return configuration_; }
+
+  private:
+    tm::Message answer_to(const tm::Message& request);
+
+    PortConfiguration configuration_;
+    FaultInjector faults_;
+    Connection connection_;
+    TestControl control_;
+};
+
+}  // namespace orv::il

@@ -1,0 +1,42 @@
+#include "simulated_world.h"
+
+#include <utility>
+
+#include "replay_run.h"
+#include "test_plan.h"
+#include "test_run.h"
+
+namespace orv::il {
+
+namespace {
+
+constexpr std::uint64_t kRunPurpose = 2;
+constexpr int kRunShift = 8;  ///< later runs of a port have other seeds; purposes fit below
+
+}  // namespace
+
+SimulatedWorld::SimulatedWorld(std::string port, const Network& network, Time now,
+                               std::optional<Recordings> recordings)
+    : port_(std::move(port)),
+      network_(network),
+      counter_(network.seed, port_, now),
+      recordings_(std::move(recordings)) {}
+
+std::unique_ptr<Run> SimulatedWorld::start(const PortConfiguration& configuration, const TestStart& start,
+                                           Time now, ResultReport& report) {
+    TestPlan plan(configuration, network_, port_, start.config_handle, start.stb_blocks,
+                  start.start_delay_step);
+    std::unique_ptr<Run> run;
+    if (recordings_) {
+        static const Recording nothing;
+        const Recording& recording = runs_ < recordings_->size() ? (*recordings_)[runs_] : nothing;
+        run = std::make_unique<ReplayRun>(plan, recording, now, report);
+    } else {
+        const std::uint64_t seed = seed_of(network_.seed, port_, kRunPurpose + (runs_ << kRunShift));
+        run = std::make_unique<TestRun>(std::move(plan), network_, seed, now, counter_, report);
+    }
+    ++runs_;
+    return run;
+}
+
+}  // namespace orv::il
