@@ -1,21 +1,15 @@
-// What an STB does when. Unicast bursts are in test_run_unicast.cpp, changes of what is sent in
+// What STBs do on a simulated network. Unicast bursts are in test_run_unicast.cpp, changes of what is sent in
 // test_run_changes.cpp; how a finished view becomes records is in test_run_records.cpp.
 #include "test_run.h"
 
 #include <algorithm>
 
 #include "packets.h"
+#include "viewing.h"
 
 namespace orv::il {
 
 using namespace iptvcd_1_bll;  // NOLINT: the records are what this file is about
-
-namespace {
-
-/// Shortest view: without one, an STB whose interval is 0 would never let time go on.
-constexpr Time kShortestView = kMillisecond;
-
-}  // namespace
 
 TestRun::TestRun(TestPlan plan, const Network& network, std::uint64_t seed, Time start,
                  const TickCounter& counter, ResultReport& report)
@@ -37,9 +31,7 @@ TestRun::TestRun(TestPlan plan, const Network& network, std::uint64_t seed, Time
             stb.index = i;
             stb.block = b;
             stb.link = block.links[i];
-            const std::uint64_t delay = std::uint64_t{i} * block.config.start_delay_step +
-                                        std::uint64_t{number} * plan_.start_delay_step;
-            if (!block.channels.empty()) queue_.push({start + ms(delay), number, Step::Begin});
+            if (!block.channels.empty()) queue_.push({start_of(plan_, block, i, start), number, Step::Begin});
         }
     }
     report_.begin(handles);
@@ -76,36 +68,13 @@ Time TestRun::finish(Time time) {
 
 void TestRun::begin_view(std::uint32_t number, Time now) {
     Stb& stb = stbs_[number];
-    choose_channel(stb);
+    stb.channel =
+        choose_channel(block_of(stb), plan_.test.test_type, stb.index, stb.views, stb.channel, stb.random);
     ++stb.views;
     stb.viewing = true;
     if (!plan_.uses_unicast()) return join_multicast(number, now);
     begin_unicast(stb, now);
     schedule(number, now);
-}
-
-void TestRun::choose_channel(Stb& stb) {
-    const PlannedBlock& block = block_of(stb);
-    const auto count = static_cast<std::uint32_t>(block.channels.size());
-    if (stb.views == 0) {
-        stb.channel = block.initial_channel(stb.index);
-        return;
-    }
-    ZapDirection direction = block.profile.zap_direction;
-    // Each channel once: that has an order.
-    if (plan_.test.test_type == TestType::VERIFICATION && direction == ZapDirection::DIR_RANDOM)
-        direction = ZapDirection::DIR_UP;
-    switch (direction) {
-        case ZapDirection::DIR_UP:
-            stb.channel = (stb.channel + 1) % count;
-            break;
-        case ZapDirection::DIR_DOWN:
-            stb.channel = (stb.channel + count - 1) % count;
-            break;
-        case ZapDirection::DIR_RANDOM:  // any other
-            if (count > 1) stb.channel = (stb.channel + 1 + stb.random.below(count - 1)) % count;
-            break;
-    }
 }
 
 void TestRun::join_multicast(std::uint32_t number, Time now) {
@@ -144,43 +113,17 @@ void TestRun::schedule(std::uint32_t number, Time now) {
         queue_.push({join, number, Step::JoinMulticast});  // the end depends on what it brings
         return;
     }
-    const Time end = std::max(end_of_view(stb), now);
+    const ViewStart start{stb.last_leave, stb.join, stb.first, stb.unicast_join, stb.unicast_first};
+    const Time end = std::max(end_of_view(block_of(stb), stb.views, start), now);
     queue_.push({end, number, Step::End});
     if (joins_later && join < end) queue_.push({join, number, Step::JoinMulticast});
-}
-
-Time TestRun::end_of_view(const Stb& stb) const {
-    const profileConfig_s& profile = block_of(stb).profile;
-    const Time joined = stb.unicast_join != kNever ? stb.unicast_join : stb.join;
-    Time reference = joined;
-    switch (profile.zap_interval_type) {
-        case ZapIntervalType::LTL:
-            // The first view is as long as if there had been one before it.
-            reference = stb.last_leave != kNever ? stb.last_leave : joined - ms(profile.leave_to_join_delay);
-            break;
-        case ZapIntervalType::MTL:
-            if (stb.join != kNever) reference = stb.first != kNever ? stb.first : stb.join;
-            break;
-        case ZapIntervalType::UTL:
-            if (stb.unicast_first != kNever) reference = stb.unicast_first;
-            break;
-    }
-    return std::max(reference + interval_of(stb), joined + kShortestView);
-}
-
-Time TestRun::interval_of(const Stb& stb) const {
-    const profileConfig_s& profile = block_of(stb).profile;
-    const std::uint64_t cycle = std::uint64_t{profile.zap_changes_before_view} + 1;
-    const bool is_view = profile.zap_behavior == ZapBehavior::VIEW_ONLY ||
-                         (profile.zap_behavior == ZapBehavior::ZAP_N_VIEW && stb.views % cycle == 0);
-    return ms(is_view ? profile.view_duration : profile.leave_to_leave_delay);
 }
 
 void TestRun::schedule_next(std::uint32_t number, Time now) {
     const Stb& stb = stbs_[number];
     const PlannedBlock& block = block_of(stb);
-    const bool done = plan_.test.test_type == TestType::VERIFICATION && stb.views >= block.channels.size();
-    if (!done) queue_.push({now + ms(block.profile.leave_to_join_delay), number, Step::Begin});
+    if (is_done(block, plan_.test.test_type, stb.views)) return;
+    queue_.push({now + ms(block.profile.leave_to_join_delay), number, Step::Begin});
 }
 
 }  // namespace orv::il

@@ -73,12 +73,9 @@ class TestRun : public Run {
 
     // What an STB does when.
     void begin_view(std::uint32_t number, Time now);
-    void choose_channel(Stb& stb);
     void join_multicast(std::uint32_t number, Time now);
     Time enter_stream(Stb& stb, Time now);
     void schedule(std::uint32_t number, Time now);
-    Time end_of_view(const Stb& stb) const;
-    Time interval_of(const Stb& stb) const;
     void schedule_next(std::uint32_t number, Time now);
 
     // Fast channel change.
@@ -104,8 +101,6 @@ class TestRun : public Run {
     void leave_multicast(Stb& stb, Time now, ViewTimes& view);
     void record(Stb& stb, const ViewTimes& view);
     void record_nacks(Stb& stb, const ViewTimes& view, std::uint64_t lost);
-    template <class Event>
-    void identify(const Stb& stb, Event& event) const;
     std::uint32_t number_of(const Stb& stb) const { return static_cast<std::uint32_t>(&stb - stbs_.data()); }
 
     TestPlan plan_;

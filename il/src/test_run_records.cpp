@@ -57,24 +57,11 @@ void TestRun::leave_multicast(Stb& stb, Time now, ViewTimes& view) {
     view.last = last_arrival(view.first, view.last, network.packet_rate, network.loss, stb.random);
 }
 
-template <class Event>
-void TestRun::identify(const Stb& stb, Event& event) const {
-    const PlannedChannel& channel = channel_of(stb);
-    const settopBlockConfig_s& config = block_of(stb).config;
-    event.settop_index = stb.index + 1;  // the first STB of a block is number 1
-    event.viewed_channel = channel.number;
-    event.viewed_ip = channel.group;
-    event.vlan_tag = static_cast<std::uint16_t>(config.vlan_tag + stb.index * config.vlan_step);
-    event.vlan_inner_tag =
-        static_cast<std::uint16_t>(config.vlan_inner_tag + stb.index * config.vlan_inner_step);
-    if (!config.ppp_index.empty()) event.ppp_index = config.ppp_index[stb.index];
-}
-
 void TestRun::record(Stb& stb, const ViewTimes& view) {
     const PlannedBlock& block = block_of(stb);
     const PlannedChannel& channel = channel_of(stb);
     stbox_event_s& event = report_.add_event(stb.block);
-    identify(stb, event);
+    identify(block, channel, stb.index, event);
     fill_in(view, block.profile, *channel.network, counter_, stb.random, event);
 
     if (event.lost_mcast_packets > 0 && plan_.retransmits() && channel.nack_enable)
@@ -82,15 +69,17 @@ void TestRun::record(Stb& stb, const ViewTimes& view) {
 }
 
 void TestRun::record_nacks(Stb& stb, const ViewTimes& view, std::uint64_t lost) {
-    const auto& config = block_of(stb).config.rrr_stbConfig;
+    const PlannedBlock& block = block_of(stb);
+    const PlannedChannel& channel = channel_of(stb);
+    const auto& config = block.config.rrr_stbConfig;
     if (config.empty() || !config[0].stbNackEnable) return;
     const auto& test = plan_.test.rrr_test_config;
     const std::uint32_t threshold = test.empty() ? 0 : test[0].testRetransThres;
     const Retransmissions::View lossy{view.first, std::min(view.last, view.leave), view.leave, lost};
-    for (const auto& sent : retransmissions_.work_out(lossy, config[0], threshold, *channel_of(stb).network,
+    for (const auto& sent : retransmissions_.work_out(lossy, config[0], threshold, *channel.network,
                                                       stb.random, stb.next_nack)) {
         stbox_event_rrr_s& rrr_event = report_.add_rrr_event(stb.block);
-        identify(stb, rrr_event);
+        identify(block, channel, stb.index, rrr_event);
         rrr_event.nack_rtp_seq_number = sent.sequence;
         rrr_event.nack_pkt_tx_ts = counter_.read(sent.sent);
         rrr_event.last_retrans_rtp_pkt_rx_ts = counter_.read(sent.last_received);

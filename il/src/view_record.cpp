@@ -57,9 +57,7 @@ void fill_in_unicast(const ViewTimes& view, const NetworkBehaviour& network, con
 
 }  // namespace
 
-void fill_in(const ViewTimes& view, const iptvcd_1_bll::profileConfig_s& profile,
-             const NetworkBehaviour& network, const TickCounter& counter, Random& random,
-             stbox_event_s& event) {
+void stamp_multicast(const ViewTimes& view, const TickCounter& counter, stbox_event_s& event) {
     event.mcast_join_ts = counter.read(view.join);
     event.mcast_leave_ts = counter.read(view.leave);
     event.first_mcast_pkt_ts = counter.read(view.first);
@@ -67,7 +65,24 @@ void fill_in(const ViewTimes& view, const iptvcd_1_bll::profileConfig_s& profile
     const bool any_packet = view.first != kNever || view.unicast_first != kNever;
     event.first_pkt_ts_valid = any_packet;
     event.last_pkt_ts_valid = any_packet && view.last_valid;
+}
 
+void flag_latencies(const ViewTimes& view, const iptvcd_1_bll::profileConfig_s& profile,
+                    stbox_event_s& event) {
+    event.mcast_join_latency_flag = slower_than(view.join, view.first, profile.join_latency_threshold);
+    event.mcast_leave_latency_flag =
+        view.last_valid && slower_than(view.leave, view.last, profile.leave_latency_threshold);
+    event.unicast_join_latency_flag =
+        slower_than(view.unicast_join, view.unicast_first, profile.unicast_join_threshold);
+    event.unicast_leave_latency_flag =
+        slower_than(view.unicast_leave, view.unicast_last, profile.unicast_leave_threshold);
+}
+
+void fill_in(const ViewTimes& view, const iptvcd_1_bll::profileConfig_s& profile,
+             const NetworkBehaviour& network, const TickCounter& counter, Random& random,
+             stbox_event_s& event) {
+    stamp_multicast(view, counter, event);
+    flag_latencies(view, profile, event);
     const Packets packets =
         draw_packets(view.first, view.last, view.silence, network.packet_rate, network, random);
     event.total_mcast_packets = packets.received;
@@ -76,14 +91,6 @@ void fill_in(const ViewTimes& view, const iptvcd_1_bll::profileConfig_s& profile
     event.duplicate_mcast_packets = packets.duplicate;
     event.late_mcast_packets = packets.late;
     event.mcast_prbs_errors = packets.payload_errors;
-
-    event.mcast_join_latency_flag = slower_than(view.join, view.first, profile.join_latency_threshold);
-    event.mcast_leave_latency_flag =
-        view.last_valid && slower_than(view.leave, view.last, profile.leave_latency_threshold);
-    event.unicast_join_latency_flag =
-        slower_than(view.unicast_join, view.unicast_first, profile.unicast_join_threshold);
-    event.unicast_leave_latency_flag =
-        slower_than(view.unicast_leave, view.unicast_last, profile.unicast_leave_threshold);
     if (view.unicast_join != kNever) fill_in_unicast(view, network, counter, random, event);
 }
 

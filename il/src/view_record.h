@@ -4,6 +4,7 @@
 #include "msgset/iptvcd_1.h"
 #include "orv/il/network.h"
 #include "random.h"
+#include "test_plan.h"
 #include "tick_counter.h"
 
 namespace orv::il {
@@ -24,7 +25,29 @@ struct ViewTimes {
     bool sbit_failure = false;
 };
 
-/// Fills in times, flags and packet counts. Counts are drawn so that fractions are right on average.
+/// Whose view it is, and of what. `Event`: stbox_event_s or stbox_event_rrr_s. `settop_index` counts from 0.
+template <class Event>
+void identify(const PlannedBlock& block, const PlannedChannel& channel, std::uint32_t settop_index,
+              Event& event) {
+    const iptvcd_1_bll::settopBlockConfig_s& config = block.config;
+    event.settop_index = settop_index + 1;  // the first STB of a block is number 1
+    event.viewed_channel = channel.number;
+    event.viewed_ip = channel.group;
+    event.vlan_tag = static_cast<std::uint16_t>(config.vlan_tag + settop_index * config.vlan_step);
+    event.vlan_inner_tag =
+        static_cast<std::uint16_t>(config.vlan_inner_tag + settop_index * config.vlan_inner_step);
+    if (!config.ppp_index.empty()) event.ppp_index = config.ppp_index[settop_index];
+}
+
+/// Times of the multicast stream, and whether there are packets to have times.
+void stamp_multicast(const ViewTimes& view, const TickCounter& counter, iptvcd_1_bll::stbox_event_s& event);
+
+/// Which joins and leaves took longer than the profile's thresholds.
+void flag_latencies(const ViewTimes& view, const iptvcd_1_bll::profileConfig_s& profile,
+                    iptvcd_1_bll::stbox_event_s& event);
+
+/// Fills in times, flags and packet counts on a simulated network. Counts are drawn so that fractions are
+/// right on average.
 void fill_in(const ViewTimes& view, const iptvcd_1_bll::profileConfig_s& profile,
              const NetworkBehaviour& network, const TickCounter& counter, Random& random,
              iptvcd_1_bll::stbox_event_s& event);
