@@ -26,6 +26,11 @@ class RecordsByHandle {
     bool contains(Handle handle) const { return records_.contains(handle); }
     void put(Handle handle, Record record) { records_.insert_or_assign(handle, std::move(record)); }
     void clear() { records_.clear(); }
+    /// Calls `work(handle, record)` for all, in the order of the handles.
+    template <class Work>
+    void for_each(Work work) const {
+        for (const auto& [handle, record] : records_) work(handle, record);
+    }
 
     /// Throws PortFault that names kind and handle.
     const Record& at(Handle handle) const {

@@ -1,0 +1,40 @@
+#include "complaints.h"
+
+#include <fmt/format.h>
+
+namespace orv::nic {
+
+namespace {
+
+/// A generator that is short of less has what it was asked for: a machine may stand still for a moment.
+constexpr double kSmallShortage = 0.01;
+
+}  // namespace
+
+void Complaints::look(const LiveFigures& figures) {
+    const auto grown = [&](std::uint64_t LiveFigures::*figure) { return figures.*figure - before_.*figure; };
+    if (const auto unseen = grown(&LiveFigures::unseen); unseen > 0) {
+        complain_(
+            fmt::format("{} of {} joins and leaves were not seen leaving the interface; their views are "
+                        "not in the results",
+                        unseen, unseen + grown(&LiveFigures::joins_and_leaves)));
+    }
+    if (const auto unsent = grown(&LiveFigures::frames_unsent); unsent > 0)
+        complain_(fmt::format("{} frames of hosts were not taken by the interface", unsent));
+    if (const auto dropped = grown(&LiveFigures::frames_dropped); dropped > 0) {
+        complain_(
+            fmt::format("{} received frames found no room in the receive ring: what is counted as lost "
+                        "was not all lost by the network",
+                        dropped));
+    }
+    const auto unsent = static_cast<double>(grown(&LiveFigures::stream_packets_unsent));
+    const auto sent = static_cast<double>(grown(&LiveFigures::stream_packets_sent));
+    if (unsent > kSmallShortage * (sent + unsent)) {
+        complain_(
+            fmt::format("the generator sent {:.1f} % of the packets of its streams: the load is too high",
+                        100 * sent / (sent + unsent)));
+    }
+    before_ = figures;
+}
+
+}  // namespace orv::nic

@@ -1,0 +1,20 @@
+// What makes the figures of a run wrong.
+#pragma once
+
+#include "orv/nic/live_port.h"
+
+namespace orv::nic {
+
+/// Compares a port's figures with those of the last look, and says what should not have grown.
+class Complaints {
+  public:
+    explicit Complaints(LivePort::Complain complain) : complain_(std::move(complain)) {}
+
+    void look(const LiveFigures& figures);
+
+  private:
+    LivePort::Complain complain_;
+    LiveFigures before_;
+};
+
+}  // namespace orv::nic

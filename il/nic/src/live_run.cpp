@@ -1,0 +1,198 @@
+// What STBs decide. What the network shows of it is in live_run_network.cpp, how a view becomes a record in
+// live_run_records.cpp.
+#include "live_run.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "port_fault.h"
+#include "viewing.h"
+
+namespace orv::nic {
+
+using namespace iptvcd_1_bll;  // NOLINT: the records are what this file is about
+using il::kMillisecond;
+using il::kNever;
+using il::Time;
+
+namespace {
+
+/// STBs that act before their frames are handed to the interface and what came in is looked at.
+constexpr int kMostAtOnce = 8;
+
+live::MembershipVersion version_of(IgmpVersion version) {
+    switch (version) {
+        case IgmpVersion::IGMP_VERSION1:
+            return live::MembershipVersion::Igmp1;
+        case IgmpVersion::IGMP_VERSION2:
+            return live::MembershipVersion::Igmp2;
+        case IgmpVersion::IGMP_VERSION3:
+            return live::MembershipVersion::Igmp3;
+        case IgmpVersion::MLD_VERSION1:
+            return live::MembershipVersion::Mld1;
+        case IgmpVersion::MLD_VERSION2:
+            break;
+    }
+    return live::MembershipVersion::Mld2;
+}
+
+}  // namespace
+
+LiveRun::LiveRun(il::TestPlan plan, const std::vector<live::HostAddress>& hosts,
+                 const MembershipSettings& settings, std::uint64_t seed, Time start,
+                 const RunContext& context)
+    : plan_(std::move(plan)),
+      context_(context),
+      end_(start + plan_.duration()),
+      numbering_(plan_.test.test_env == TestEnv::REAL_WORLD ? Numbering::Rtp : Numbering::Signature) {
+    add_groups();
+    add_stbs(hosts, settings, seed, start);
+    std::vector<std::uint32_t> handles;
+    for (const il::PlannedBlock& block : plan_.blocks) handles.push_back(block.config.stblock_handle);
+    context_.report.begin(handles);
+    arm();
+}
+
+LiveRun::~LiveRun() {
+    current_ = {};
+    for (live::MembershipHost& host : hosts_) host.LeaveAll();
+    if (timer_ != 0) context_.timeline.Cancel(timer_);
+    if (watch_timer_ != 0) context_.timeline.Cancel(watch_timer_);
+}
+
+void LiveRun::add_groups() {
+    for (const il::PlannedFilter& filter : plan_.filters) {
+        SourceChoice& choice = choices_.emplace_back();
+        choice.include = filter.include;
+        for (const ipAddress_t& source : filter.sources) choice.sources.push_back(convert(source));
+    }
+    for (std::uint32_t i = 0; i < plan_.subscriptions.size(); ++i) {
+        groups_.push_back(convert(plan_.subscriptions[i].group));
+        subscriptions_[groups_.back()].push_back(i);
+    }
+}
+
+void LiveRun::add_stbs(const std::vector<live::HostAddress>& hosts, const MembershipSettings& settings,
+                       std::uint64_t seed, Time start) {
+    stbs_.resize(plan_.stb_count);
+    for (std::uint32_t b = 0; b < plan_.blocks.size(); ++b) {
+        const il::PlannedBlock& block = plan_.blocks[b];
+        live::MembershipHost::Settings own;
+        own.version = version_of(block.config.igmp_version);
+        own.robustness = settings.robustness;
+        own.suppress_reports = settings.suppress_reports;
+        for (std::uint32_t i = 0; i < block.config.settop_count; ++i) {
+            const std::uint32_t number = block.first_stb + i;
+            Stb& stb = stbs_[number];
+            stb.random = il::Random(il::mixed(seed + number));
+            stb.index = i;
+            stb.block = b;
+            stb.link = links_.add(hosts[number].vlan);
+            on_link_.resize(links_.size());
+            on_link_[stb.link].push_back(number);
+            try {
+                hosts_.emplace_back(
+                    hosts[number], own, context_.timeline, stb.random.next(),
+                    [this, number](std::span<const std::byte> frame) { send(number, frame); });
+            } catch (const std::invalid_argument& error) {
+                throw il::PortFault(
+                    il::FaultCode::BadValue,
+                    fmt::format("STB block {}: {}", block.config.stblock_handle, error.what()));
+            }
+            if (!block.channels.empty())
+                queue_.push({il::start_of(plan_, block, i, start), number, il::Step::Begin});
+        }
+    }
+}
+
+/// One timer at a time: for the next step.
+void LiveRun::arm() {
+    if (finishing_ || queue_.empty() || queue_.first().time >= end_) return;
+    const Time next = queue_.first().time;
+    if (timer_ != 0 && armed_for_ <= next) return;
+    if (timer_ != 0) context_.timeline.Cancel(timer_);
+    armed_for_ = next;
+    const Time delay = std::max<Time>(next - context_.timeline.GetNow().count(), 0);
+    timer_ = context_.timeline.PostAfter(Nanoseconds(delay), [this] {
+        timer_ = 0;
+        work_off();
+        arm();
+    });
+}
+
+void LiveRun::work_off() {
+    const Time now = context_.timeline.GetNow().count();
+    for (int done = 0; done < kMostAtOnce && !queue_.empty() && queue_.first().time <= now; ++done) {
+        const il::EventQueue::Entry entry = queue_.first();
+        queue_.pop();
+        if (entry.step == il::Step::Begin) {
+            begin_view(entry.stb, entry.time);
+        } else {
+            try_end_view(entry.stb, entry.time);
+        }
+    }
+}
+
+void LiveRun::begin_view(std::uint32_t number, Time planned) {
+    Stb& stb = stbs_[number];
+    const il::PlannedBlock& block = block_of(stb);
+    stb.channel =
+        il::choose_channel(block, plan_.test.test_type, stb.index, stb.views, stb.channel, stb.random);
+    ++stb.views;
+    stb.view = make_view();
+    View& view = views_[stb.view];
+    view.stb = number;
+    view.channel = stb.channel;
+    view.planned_join = planned;
+    view.reception = reception_of(view);
+
+    const std::uint32_t subscription = block.channels[stb.channel].subscription;
+    const SourceChoice& choice = choices_[plan_.subscriptions[subscription].filter_index];
+    current_ = {stb.view, Act::Join};
+    hosts_[number].Join(groups_[subscription],
+                        choice.include ? live::FilterMode::Include : live::FilterMode::Exclude,
+                        choice.sources);
+    // A join without a frame: INCLUDE without sources, or groups that nothing is said about.
+    if (std::exchange(current_, {}).view != kNone) on_join(stb.view, context_.timeline.GetNow().count());
+    const il::ViewStart begun{.last_leave = stb.last_leave, .join = planned};
+    queue_.push({il::end_of_view(block, stb.views, begun), number, il::Step::End});
+}
+
+/// The end may have moved since it was planned, because the packet has come that the interval runs from.
+void LiveRun::try_end_view(std::uint32_t number, Time planned) {
+    Stb& stb = stbs_[number];
+    const View& view = views_[stb.view];
+    const il::PlannedBlock& block = block_of(stb);
+    const il::ViewStart begun{
+        .last_leave = stb.last_leave, .join = view.planned_join, .first = view.times.first};
+    const Time end = il::end_of_view(block, stb.views, begun);
+    if (end > planned) {
+        queue_.push({end, number, il::Step::End});
+        return;
+    }
+    end_view(stb, planned);
+    if (!il::is_done(block, plan_.test.test_type, stb.views))
+        queue_.push({planned + il::ms(block.profile.leave_to_join_delay), number, il::Step::Begin});
+}
+
+void LiveRun::end_view(Stb& stb, Time planned) {
+    const std::uint32_t id = std::exchange(stb.view, kNone);
+    View& view = views_[id];
+    view.planned_leave = stb.last_leave = planned;
+    current_ = {id, Act::Leave};
+    hosts_[view.stb].Leave(groups_[channel_of(view).subscription]);
+    // A leave without a frame: IGMPv1, or somebody else has reported for the host.
+    if (std::exchange(current_, {}).view != kNone) on_leave(id, context_.timeline.GetNow().count(), false);
+}
+
+void LiveRun::send(std::uint32_t, std::span<const std::byte> frame) {
+    const Ticket ticket = std::exchange(current_, {});
+    if (ticket.view != kNone) ++views_[ticket.view].on_the_way;
+    sent_.add(frame, context_.timeline.GetNow().count(), ticket);
+    ++context_.figures.frames_sent;
+    if (!context_.sink.send(frame)) ++context_.figures.frames_unsent;
+    if (watch_timer_ == 0) watch();
+}
+
+}  // namespace orv::nic

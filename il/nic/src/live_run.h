@@ -1,0 +1,177 @@
+// The STBs of a running test on a real network.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <span>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "addresses.h"
+#include "event_queue.h"
+#include "frame_sink.h"
+#include "links.h"
+#include "orv/live/frame_parser.h"
+#include "orv/live/membership_host.h"
+#include "orv/nic/live_port.h"
+#include "reception.h"
+#include "result_report.h"
+#include "run.h"
+#include "sent_frames.h"
+#include "test_plan.h"
+#include "tick_counter.h"
+#include "view_record.h"
+
+namespace orv::nic {
+
+/// What a run uses and does not own.
+struct RunContext {
+    il::ITimeline& timeline;
+    FrameSink& sink;
+    const il::TickCounter& counter;
+    il::ResultReport& report;
+    LiveFigures& figures;
+};
+
+/// Makes every STB of a plan a membership host of its own, and event records of what happens to its frames.
+///
+/// A view begins and ends when its join and leave are seen leaving the interface. Its last packet is known
+/// when no more packets come, or somebody else of the link joins the channel: only then there is a record.
+class LiveRun : public il::Run {
+  public:
+    /// `hosts`: by STB of the port. Throws PortFault when a host does not speak its block's protocol.
+    LiveRun(il::TestPlan plan, const std::vector<live::HostAddress>& hosts,
+            const MembershipSettings& settings, std::uint64_t seed, il::Time start,
+            const RunContext& context);
+    /// Leaves every group that is still joined.
+    ~LiveRun() override;
+
+    il::Time end() const override { return end_; }
+    void run_to(il::Time) override {}
+    void channels_change(il::Time, const std::function<void()>& change) override { change(); }
+    il::Time finish(il::Time time) override;
+
+    /// A frame of this machine was seen leaving at `stamp`.
+    void on_sent(std::span<const std::byte> frame, il::Time stamp);
+    /// A frame came in at `stamp`.
+    void on_frame(const live::ParsedFrame& frame, il::Time stamp);
+    /// A report of one of the older versions, from whatever host but `sender`.
+    void on_report(const live::VlanTags& vlan, const live::IpAddress& group, const live::MacAddress& sender);
+
+  private:
+    static constexpr std::uint32_t kNone = UINT32_MAX;
+
+    struct Stb {
+        il::Random random;
+        il::Time last_leave = il::kNever;  ///< planned
+        std::uint32_t index = 0;           ///< within its block, from 0
+        std::uint32_t block = 0;
+        std::uint32_t link = 0;
+        std::uint32_t channel = 0;
+        std::uint32_t views = 0;     ///< begun
+        std::uint32_t view = kNone;  ///< that runs
+    };
+
+    /// From the moment an STB decides to join to that when its record is made, which may be in later views.
+    struct View {
+        std::uint32_t stb = 0;
+        std::uint32_t channel = 0;
+        std::uint32_t reception = 0;
+        std::uint8_t on_the_way = 0;  ///< frames that were not seen leaving yet
+        std::uint8_t seen = 0;        ///< frames that were
+        bool unseen = false;          ///< a frame of it was never seen leaving
+        bool undecided = false;       ///< the test ended before it showed whether the join has failed
+        bool closed = false;          ///< has its record, if any
+        il::Time planned_join = il::kNever, planned_leave = il::kNever;
+        il::ViewTimes times;
+        il::Packets before;  ///< what the reception had counted when the first packet came
+        il::Packets packets;
+    };
+
+    enum class Act : std::uint8_t { Join, Leave, Repeat };
+    struct Ticket {
+        std::uint32_t view = kNone;
+        Act act = Act::Repeat;
+    };
+    /// The receptions of one group on one link, one for each choice of sources.
+    struct Flow {
+        std::vector<std::uint32_t> receptions;
+    };
+    struct FlowKey {
+        std::uint32_t link;
+        live::IpAddress group;
+        bool operator==(const FlowKey&) const = default;
+    };
+    struct FlowHash {
+        std::size_t operator()(const FlowKey& key) const;
+    };
+
+    const il::PlannedBlock& block_of(const Stb& stb) const { return plan_.blocks[stb.block]; }
+    const il::PlannedChannel& channel_of(const View& view) const {
+        return block_of(stbs_[view.stb]).channels[view.channel];
+    }
+
+    // What is prepared.
+    void add_stbs(const std::vector<live::HostAddress>& hosts, const MembershipSettings& settings,
+                  std::uint64_t seed, il::Time start);
+    void add_groups();
+    Flow* find_flow(std::uint32_t link, const live::IpAddress& group);
+    std::uint32_t reception_of(const View& view);
+
+    // What STBs decide.
+    void arm();
+    void work_off();
+    void begin_view(std::uint32_t number, il::Time planned);
+    void try_end_view(std::uint32_t number, il::Time planned);
+    void end_view(Stb& stb, il::Time planned);
+    void send(std::uint32_t number, std::span<const std::byte> frame);
+
+    // What the network shows of it.
+    void on_join(std::uint32_t id, il::Time stamp);
+    void on_leave(std::uint32_t id, il::Time stamp, bool told);
+    void on_packet(const live::ParsedFrame& frame, const live::UdpPacket& packet, il::Time stamp);
+    void note_lateness(il::Time planned, il::Time stamp);
+    void resolve_leaver(Reception& reception);
+    void watch();
+    void forget_unseen(il::Time sent_before);
+
+    // What is left of a view.
+    std::uint32_t make_view();
+    void close(std::uint32_t id);
+    void release(std::uint32_t id);
+    void record(const View& view);
+    bool is_undecided(const View& view, il::Time now) const;
+    bool is_settled() const;
+
+    il::TestPlan plan_;
+    RunContext context_;
+    il::Time end_;
+    Numbering numbering_;
+    bool finishing_ = false;
+    il::Time finish_began_ = il::kNever;
+
+    Links links_;
+    std::vector<Stb> stbs_;
+    std::deque<live::MembershipHost> hosts_;           ///< by STB
+    std::vector<std::vector<std::uint32_t>> on_link_;  ///< STBs
+    std::vector<SourceChoice> choices_;                ///< by filter of the plan
+    std::vector<live::IpAddress> groups_;              ///< by subscription of the plan
+    std::unordered_map<live::IpAddress, std::vector<std::uint32_t>, AddressHash> subscriptions_;
+    std::unordered_map<FlowKey, Flow, FlowHash> flows_;
+    std::vector<Reception> receptions_;
+    std::vector<std::uint32_t> subscription_of_;  ///< by reception
+
+    il::EventQueue queue_;
+    std::uint64_t timer_ = 0;
+    il::Time armed_for_ = il::kNever;
+    std::vector<View> views_;
+    std::vector<std::uint32_t> free_views_;
+    std::vector<std::uint32_t> leavers_;  ///< receptions with one
+    std::uint64_t watch_timer_ = 0;
+    SentFrames<Ticket> sent_;
+    Ticket current_;  ///< what the next frame of a host is about
+};
+
+}  // namespace orv::nic

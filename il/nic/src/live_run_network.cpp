@@ -1,0 +1,196 @@
+// What the network shows of the STBs' joins and leaves, and what it does about them.
+#include <algorithm>
+
+#include "live_run.h"
+
+namespace orv::nic {
+
+using il::kMillisecond;
+using il::kNever;
+using il::kSecond;
+using il::Time;
+
+namespace {
+
+/// A network that goes on sending so long after a leave does not stop.
+constexpr Time kLongestLeave = 10 * kSecond;
+/// How often it is looked whether packets still come after a leave, and whether frames have left.
+constexpr Time kWatchInterval = 50 * kMillisecond;
+/// A frame that has not left by then has not left at all.
+constexpr Time kLongestWay = kSecond;
+constexpr Time kMostLateness = kMillisecond;
+
+}  // namespace
+
+std::size_t LiveRun::FlowHash::operator()(const FlowKey& key) const {
+    return hash_of(key.group, key.link);
+}
+
+/// Null for a group that is none of the test's.
+LiveRun::Flow* LiveRun::find_flow(std::uint32_t link, const live::IpAddress& group) {
+    const FlowKey key{link, group};
+    if (const auto found = flows_.find(key); found != flows_.end()) return &found->second;
+    const auto of_group = subscriptions_.find(group);
+    if (of_group == subscriptions_.end()) return nullptr;
+    Flow& flow = flows_[key];
+    for (const std::uint32_t subscription : of_group->second) {
+        flow.receptions.push_back(static_cast<std::uint32_t>(receptions_.size()));
+        receptions_.emplace_back(numbering_);
+        subscription_of_.push_back(subscription);
+    }
+    return &flow;
+}
+
+std::uint32_t LiveRun::reception_of(const View& view) {
+    const std::uint32_t subscription = channel_of(view).subscription;
+    const Flow& flow = *find_flow(stbs_[view.stb].link, groups_[subscription]);
+    return *std::ranges::find(flow.receptions, subscription,
+                              [this](std::uint32_t reception) { return subscription_of_[reception]; });
+}
+
+void LiveRun::on_sent(std::span<const std::byte> frame, Time stamp) {
+    const auto ticket = sent_.take(frame);
+    if (!ticket || ticket->view == kNone) return;
+    View& view = views_[ticket->view];
+    --view.on_the_way;
+    ++view.seen;
+    if (view.closed) return release(ticket->view);
+    if (ticket->act == Act::Join) {
+        note_lateness(view.planned_join, stamp);
+        on_join(ticket->view, stamp);
+    } else {
+        note_lateness(view.planned_leave, stamp);
+        on_leave(ticket->view, stamp, true);
+    }
+}
+
+void LiveRun::note_lateness(Time planned, Time stamp) {
+    const Time late = stamp - planned;
+    if (late > kMostLateness) ++context_.figures.late_joins;
+    context_.figures.latest_join = std::max(context_.figures.latest_join, Nanoseconds(late));
+}
+
+void LiveRun::on_join(std::uint32_t id, Time stamp) {
+    View& view = views_[id];
+    Reception& reception = receptions_[view.reception];
+    view.times.join = stamp;
+    resolve_leaver(reception);
+    ++reception.members;
+    if (!reception.flows(stamp)) {
+        reception.waiting.push_back(id);
+        return;
+    }
+    // Somebody of the link gets the channel already: the STB is there in the middle of it.
+    view.times.first = reception.last();
+    view.before = reception.packets();
+    --view.before.received;
+}
+
+/// `told`: a frame said so. IGMPv1 has none, and a host for which others have reported sends none; then what
+/// the network does says nothing.
+void LiveRun::on_leave(std::uint32_t id, Time stamp, bool told) {
+    View& view = views_[id];
+    view.times.leave = stamp;
+    if (view.times.join == kNever) return close(id);  // that was not seen leaving
+    Reception& reception = receptions_[view.reception];
+    --reception.members;
+    const bool has_packet = view.times.first != kNever;
+    if (has_packet) {
+        view.times.last = reception.last();
+        view.packets = reception.packets();
+        view.times.last_valid = told;
+    } else {
+        std::erase(reception.waiting, id);
+    }
+    if (reception.members > 0 || !has_packet || !view.times.last_valid) {
+        if (reception.members == 0) reception.restart();
+        return close(id);
+    }
+    // It was the last one: now it shows how long the network goes on.
+    reception.leaver = id;
+    leavers_.push_back(view.reception);
+}
+
+void LiveRun::on_packet(const live::ParsedFrame& frame, const live::UdpPacket& packet, Time stamp) {
+    const auto link = links_.find(frame.vlan);
+    Flow* flow = link ? find_flow(*link, packet.destination) : nullptr;
+    if (!flow) return;
+    for (const std::uint32_t index : flow->receptions) {
+        const SourceChoice& choice = choices_[plan_.subscriptions[subscription_of_[index]].filter_index];
+        Reception& reception = receptions_[index];
+        if (!choice.lets_pass(packet.source) || !reception.add(stamp, packet)) continue;
+        for (const std::uint32_t id : reception.waiting) {
+            View& view = views_[id];
+            view.times.first = stamp;
+            view.before = reception.packets();
+            --view.before.received;
+        }
+        reception.waiting.clear();
+    }
+}
+
+void LiveRun::on_frame(const live::ParsedFrame& frame, Time stamp) {
+    if (const auto* packet = std::get_if<live::UdpPacket>(&frame.content)) {
+        on_packet(frame, *packet, stamp);
+    } else if (const auto* query = std::get_if<live::MembershipQuery>(&frame.content)) {
+        const auto link = links_.find(frame.vlan);
+        if (!link) return;
+        for (const std::uint32_t number : on_link_[*link]) {
+            const live::IpAddress& to = query->destination;
+            if (to.IsMulticast() || to == hosts_[number].GetAddress().ip) hosts_[number].OnQuery(*query);
+        }
+    }
+}
+
+void LiveRun::on_report(const live::VlanTags& vlan, const live::IpAddress& group,
+                        const live::MacAddress& sender) {
+    const auto link = links_.find(vlan);
+    if (!link) return;
+    for (const std::uint32_t number : on_link_[*link])
+        if (hosts_[number].GetAddress().mac != sender) hosts_[number].OnReport(group);
+}
+
+/// What has come up to now is all that the leaver gets.
+void LiveRun::resolve_leaver(Reception& reception) {
+    if (reception.leaver == Reception::kNobody) return;
+    View& view = views_[reception.leaver];
+    view.times.last = reception.last();
+    view.packets = reception.packets();
+    close(std::exchange(reception.leaver, Reception::kNobody));
+}
+
+void LiveRun::watch() {
+    const Time now = context_.timeline.GetNow().count();
+    forget_unseen(now - kLongestWay);
+    std::erase_if(leavers_, [this, now](std::uint32_t index) {
+        Reception& reception = receptions_[index];
+        if (reception.leaver == Reception::kNobody) return true;
+        const Time leave = views_[reception.leaver].times.leave;
+        const Time silent_since = std::max(reception.last(), leave);
+        if (now - silent_since < reception.quiet_time() && now - leave < kLongestLeave) return false;
+        resolve_leaver(reception);
+        reception.restart();
+        return true;
+    });
+    watch_timer_ = 0;
+    if (leavers_.empty() && sent_.empty()) return;
+    watch_timer_ = context_.timeline.PostAfter(Nanoseconds(kWatchInterval), [this] { watch(); });
+}
+
+/// Views whose frames did not leave the interface are no views.
+void LiveRun::forget_unseen(Time sent_before) {
+    while (const auto ticket = sent_.take_sent_before(sent_before)) {
+        if (ticket->view == kNone) continue;
+        ++context_.figures.unseen;
+        View& view = views_[ticket->view];
+        --view.on_the_way;
+        view.unseen = true;
+        if (view.closed) {
+            release(ticket->view);
+        } else if (ticket->act == Act::Leave) {
+            on_leave(ticket->view, view.planned_leave, true);
+        }
+    }
+}
+
+}  // namespace orv::nic

@@ -1,0 +1,98 @@
+// How views become records, and how a run ends.
+#include <algorithm>
+
+#include "live_run.h"
+#include "viewing.h"
+
+namespace orv::nic {
+
+using il::kMillisecond;
+using il::kNever;
+using il::kSecond;
+using il::Time;
+
+namespace {
+
+/// How often it is looked whether a run that ends is over.
+constexpr Time kFinishInterval = 20 * kMillisecond;
+/// Leaves are repeated and packets still come after the end of the test; not longer than that.
+constexpr Time kLongestFinish = 12 * kSecond;
+
+std::uint64_t difference(std::uint64_t now, std::uint64_t before) {
+    return now > before ? now - before : 0;
+}
+
+}  // namespace
+
+std::uint32_t LiveRun::make_view() {
+    if (free_views_.empty()) {
+        free_views_.push_back(static_cast<std::uint32_t>(views_.size()));
+        views_.emplace_back();
+    }
+    const std::uint32_t id = free_views_.back();
+    free_views_.pop_back();
+    views_[id] = {};
+    return id;
+}
+
+void LiveRun::close(std::uint32_t id) {
+    View& view = views_[id];
+    if (view.times.join != kNever && !view.unseen && !view.undecided) record(view);
+    view.closed = true;
+    release(id);
+}
+
+/// A frame that is still on the way is not to be taken for one of the next view.
+void LiveRun::release(std::uint32_t id) {
+    if (views_[id].on_the_way == 0) free_views_.push_back(id);
+}
+
+void LiveRun::record(const View& view) {
+    const Stb& stb = stbs_[view.stb];
+    const il::PlannedBlock& block = block_of(stb);
+    auto& event = context_.report.add_event(stb.block);
+    il::identify(block, channel_of(view), stb.index, event);
+    il::stamp_multicast(view.times, context_.counter, event);
+    il::flag_latencies(view.times, block.profile, event);
+    if (view.times.first != kNever) {
+        event.total_mcast_packets = difference(view.packets.received, view.before.received);
+        event.lost_mcast_packets = difference(view.packets.lost, view.before.lost);
+        event.reordered_mcast_packets = difference(view.packets.reordered, view.before.reordered);
+        event.duplicate_mcast_packets = difference(view.packets.duplicate, view.before.duplicate);
+        event.late_mcast_packets = difference(view.packets.late, view.before.late);
+        event.mcast_prbs_errors = difference(view.packets.payload_errors, view.before.payload_errors);
+    }
+    context_.figures.joins_and_leaves += view.seen;
+    if (context_.report.is_full()) context_.report.deliver();
+}
+
+Time LiveRun::finish(Time time) {
+    if (!std::exchange(finishing_, true)) {
+        finish_began_ = time;
+        if (timer_ != 0) context_.timeline.Cancel(std::exchange(timer_, 0));
+        for (Stb& stb : stbs_) {
+            if (stb.view == kNone) continue;
+            View& view = views_[stb.view];
+            view.undecided = is_undecided(view, time);
+            end_view(stb, time);
+        }
+        if (watch_timer_ == 0) watch();
+    }
+    const bool is_over = is_settled() || time - finish_began_ >= kLongestFinish;
+    return is_over ? kNever : time + kFinishInterval;
+}
+
+/// Whether a packet may be on its way that makes the difference between a join that failed and one that did
+/// not.
+bool LiveRun::is_undecided(const View& view, Time now) const {
+    if (view.times.first != kNever) return false;
+    return view.times.join == kNever ||
+           now - view.times.join < static_cast<Time>(plan_.test.join_fail_threshold) * kMillisecond;
+}
+
+bool LiveRun::is_settled() const {
+    return leavers_.empty() && sent_.empty() &&
+           std::ranges::all_of(hosts_, [](const live::MembershipHost& host) { return host.IsIdle(); });
+}
+
+}  // namespace orv::nic

@@ -1,0 +1,134 @@
+#include "live_world.h"
+
+#include <fmt/format.h>
+
+#include "host_stacks.h"
+#include "port_fault.h"
+
+namespace orv::nic {
+
+using il::FaultCode;
+using il::PortFault;
+using iptvcd_1_bll::TestType;
+
+namespace {
+
+constexpr std::uint64_t kRunPurpose = 2;
+constexpr int kRunShift = 8;  ///< later runs of a port have other seeds; purposes fit below
+
+/// Plans name it; nothing asks it anything here.
+const il::Network& no_network() {
+    static const il::Network network;
+    return network;
+}
+
+void check_offered(TestType type) {
+    const char* name = nullptr;
+    switch (type) {
+        case TestType::ZAPPING:
+        case TestType::VERIFICATION:
+            return;
+        case TestType::FAST_CHANNEL_CHANGE:
+            name = "fast channel change";
+            break;
+        case TestType::RELIABLE_RETRANSMISSION:
+            name = "RTP retransmission";
+            break;
+        case TestType::FCC_WITH_RRR:
+            name = "fast channel change with RTP retransmission";
+            break;
+    }
+    throw PortFault(FaultCode::BadValue,
+                    fmt::format("the test type {} is not offered by live ports", name ? name : "unknown"));
+}
+
+/// By STB of the port.
+std::vector<live::HostAddress> hosts_of_stbs(const il::TestPlan& plan,
+                                             const il::InterfaceConfiguration& interfaces) {
+    std::vector<live::HostAddress> all;
+    for (const il::PlannedBlock& block : plan.blocks) {
+        const auto& config = block.config;
+        const auto hosts = hosts_of(config.vif_handle, interfaces.stacks.at(config.vif_handle));
+        if (hosts.size() < config.settop_count) {
+            throw PortFault(
+                FaultCode::BadValue,
+                fmt::format("STB block {} has {} STBs, and interface {} only {} hosts", config.stblock_handle,
+                            config.settop_count, config.vif_handle, hosts.size()));
+        }
+        all.insert(all.end(), hosts.begin(), hosts.begin() + config.settop_count);
+    }
+    return all;
+}
+
+}  // namespace
+
+/// Tells the world when it is gone.
+class LiveWorld::RunHere : public LiveRun {
+  public:
+    template <class... Arguments>
+    explicit RunHere(LiveWorld& world, Arguments&&... arguments)
+        : LiveRun(std::forward<Arguments>(arguments)...), world_(world) {
+        world_.run_ = this;
+    }
+    ~RunHere() override {
+        world_.run_ = nullptr;
+        world_.run_over_();
+    }
+
+  private:
+    LiveWorld& world_;
+};
+
+LiveWorld::LiveWorld(const LivePort::Setup& setup, il::ITimeline& timeline, FrameSink& sink,
+                     LiveFigures& figures, std::function<void()> run_over)
+    : port_(setup.name),
+      membership_(setup.membership),
+      seed_(setup.seed),
+      timeline_(timeline),
+      sink_(sink),
+      figures_(figures),
+      run_over_(std::move(run_over)),
+      counter_(setup.seed, port_, timeline.GetNow().count()) {}
+
+std::unique_ptr<il::Run> LiveWorld::start(const il::PortConfiguration& configuration,
+                                          const il::TestStart& start, il::Time now,
+                                          il::ResultReport& report) {
+    check_offered(configuration.tests.at(start.config_handle).test_type);
+    il::TestPlan plan(configuration, no_network(), port_, start.config_handle, start.stb_blocks,
+                      start.start_delay_step);
+    const auto hosts = hosts_of_stbs(plan, configuration.interfaces);
+    const std::uint64_t seed = il::seed_of(seed_, port_, kRunPurpose + (runs_ << kRunShift));
+    auto run = std::make_unique<RunHere>(*this, std::move(plan), hosts, membership_, seed, now,
+                                         RunContext{timeline_, sink_, counter_, report, figures_});
+    ++runs_;
+    return run;
+}
+
+void LiveWorld::know_hosts(const il::InterfaceConfiguration& interfaces) {
+    if (interfaces.revision == known_revision_) return;
+    known_revision_ = interfaces.revision;
+    neighbours_.clear();
+    interfaces.stacks.for_each([this](std::uint32_t handle, const auto& stack) {
+        try {
+            for (const live::HostAddress& host : hosts_of(handle, stack)) neighbours_.add(host);
+        } catch (const PortFault&) {  // whoever starts a test with it will be told
+        }
+    });
+}
+
+void LiveWorld::on_seen(const SeenFrame& frame, il::Time stamp) {
+    if (frame.is_outgoing && run_) run_->on_sent(frame.bytes, stamp);
+    // Hosts hear what other hosts of the port report, and nothing else of what goes out.
+    if (frame.is_outgoing && !membership_.suppress_reports) return;
+    const auto parsed = live::ParseFrame(frame.bytes, frame.info);
+    if (!parsed) return;
+    if (const auto* report = std::get_if<live::MembershipReport>(&parsed->content)) {
+        if (run_ && membership_.suppress_reports)
+            run_->on_report(parsed->vlan, report->group, parsed->source);
+    }
+    if (frame.is_outgoing) return;
+    if (run_) run_->on_frame(*parsed, stamp);
+    neighbours_.on_frame(*parsed, sink_);
+}
+
+}  // namespace orv::nic

@@ -1,0 +1,48 @@
+// A network interface as the place where STBs live.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "clock_bridge.h"
+#include "live_run.h"
+#include "neighbours.h"
+#include "packet_link.h"
+#include "world.h"
+
+namespace orv::nic {
+
+class LiveWorld : public il::World {
+  public:
+    /// `run_over` is called when a run is over, before its port says so.
+    LiveWorld(const LivePort::Setup& setup, il::ITimeline& timeline, FrameSink& sink, LiveFigures& figures,
+              std::function<void()> run_over);
+
+    /// Refuses tests that need unicast.
+    std::unique_ptr<il::Run> start(const il::PortConfiguration& configuration, const il::TestStart& start,
+                                   il::Time now, il::ResultReport& report) override;
+
+    /// Makes the hosts of the port's interfaces answer for themselves.
+    void know_hosts(const il::InterfaceConfiguration& interfaces);
+    /// A frame that went through the interface; `stamp` is of the port's time.
+    void on_seen(const SeenFrame& frame, il::Time stamp);
+
+  private:
+    class RunHere;
+
+    std::string port_;
+    MembershipSettings membership_;
+    std::uint64_t seed_;
+    il::ITimeline& timeline_;
+    FrameSink& sink_;
+    LiveFigures& figures_;
+    std::function<void()> run_over_;
+    const il::TickCounter counter_;
+    Neighbours neighbours_;
+    std::uint64_t known_revision_ = UINT64_MAX;
+    std::uint64_t runs_ = 0;  ///< started
+    LiveRun* run_ = nullptr;  ///< while there is one
+};
+
+}  // namespace orv::nic

@@ -1,0 +1,30 @@
+// Work that other threads hand to a port's.
+#pragma once
+
+#include <functional>
+#include <mutex>
+#include <vector>
+
+#include "file_descriptor.h"
+
+namespace orv::nic {
+
+class Mailbox {
+  public:
+    /// Throws NicError.
+    Mailbox();
+
+    /// Any thread.
+    void post(std::function<void()> work);
+    /// Readable while there is work.
+    int get_descriptor() const { return event_.get(); }
+    /// Does all of it, in order.
+    void work_off();
+
+  private:
+    FileDescriptor event_;
+    std::mutex mutex_;
+    std::vector<std::function<void()>> work_;
+};
+
+}  // namespace orv::nic

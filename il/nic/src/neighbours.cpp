@@ -1,0 +1,45 @@
+#include "neighbours.h"
+
+#include <array>
+
+#include "hash.h"
+#include "links.h"
+#include "orv/live/frame.h"
+
+namespace orv::nic {
+
+std::size_t Neighbours::Hash::operator()(const Key& key) const {
+    return hash_of(key.ip, key.link);
+}
+
+void Neighbours::add(const live::HostAddress& host) {
+    const std::uint32_t link = Links::key_of(host.vlan);
+    hosts_.insert_or_assign({link, host.ip}, host);
+    if (!host.ip.IsV6() || host.ip.IsLinkLocal()) return;
+    live::HostAddress local = host;
+    local.ip = live::LinkLocalAddress(host.mac);
+    hosts_.insert_or_assign({link, local.ip}, local);
+}
+
+const live::HostAddress* Neighbours::find(const live::VlanTags& vlan, const live::IpAddress& target) const {
+    const auto found = hosts_.find({Links::key_of(vlan), target});
+    return found == hosts_.end() ? nullptr : &found->second;
+}
+
+void Neighbours::on_frame(const live::ParsedFrame& frame, FrameSink& sink) const {
+    std::array<std::byte, live::kMaxFrameLength> answer;
+    std::size_t length = 0;
+    if (const auto* arp = std::get_if<live::ArpRequest>(&frame.content)) {
+        const auto* host = find(frame.vlan, arp->target);
+        // Whoever asks for its own address announces it.
+        if (host && arp->asker != arp->target && arp->asker_mac != host->mac)
+            length = live::WriteArpReply(answer, *host, arp->asker_mac, arp->asker);
+    } else if (const auto* asked = std::get_if<live::NeighborSolicitation>(&frame.content)) {
+        const auto* host = find(frame.vlan, asked->target);
+        if (host && asked->asker_mac != host->mac)
+            length = live::WriteNeighborAdvertisement(answer, *host, asked->asker_mac, asked->asker);
+    }
+    if (length > 0) sink.send(std::span(answer).first(length));
+}
+
+}  // namespace orv::nic

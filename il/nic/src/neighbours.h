@@ -1,0 +1,38 @@
+// Who has which address: what ARP and neighbour discovery are asked for.
+#pragma once
+
+#include <cstdint>
+#include <unordered_map>
+#include <vector>
+
+#include "frame_sink.h"
+#include "orv/live/address.h"
+#include "orv/live/frame_parser.h"
+
+namespace orv::nic {
+
+/// Answers ARP requests (RFC 826) and neighbour solicitations (RFC 4861) for hosts that the kernel does not
+/// know. An IPv6 host has a link-local address as well, which its MLD messages come from.
+class Neighbours {
+  public:
+    void clear() { hosts_.clear(); }
+    void add(const live::HostAddress& host);
+
+    /// Answers when the target is one of the hosts; anything else is not for them.
+    void on_frame(const live::ParsedFrame& frame, FrameSink& sink) const;
+
+  private:
+    struct Key {
+        std::uint32_t link;  ///< Links::key_of
+        live::IpAddress ip;
+        bool operator==(const Key&) const = default;
+    };
+    struct Hash {
+        std::size_t operator()(const Key& key) const;
+    };
+    const live::HostAddress* find(const live::VlanTags& vlan, const live::IpAddress& target) const;
+
+    std::unordered_map<Key, live::HostAddress, Hash> hosts_;
+};
+
+}  // namespace orv::nic

@@ -1,0 +1,60 @@
+// Sends and receives whole frames on one network interface.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <span>
+#include <string>
+
+#include "file_descriptor.h"
+#include "mapped_ring.h"
+#include "orv/live/frame_parser.h"
+
+namespace orv::nic {
+
+/// A frame that went through the interface. Its bytes are gone after the call.
+struct SeenFrame {
+    std::span<const std::byte> bytes;
+    std::int64_t stamp = 0;    ///< of the kernel, ns since 1970
+    bool is_outgoing = false;  ///< on its way out; the stamp was taken when the driver got it
+    live::ReceiveInfo info;
+};
+
+/// Two packet sockets with rings in shared memory (packet(7)): one that frames are put into, and one that
+/// shows what comes in, and which membership messages of this machine go out. Needs CAP_NET_RAW and nothing
+/// else. Other interfaces are left alone; what is set on this one (promiscuous reception) ends with the link.
+class PacketLink {
+  public:
+    /// Throws NicError.
+    explicit PacketLink(const std::string& interface);
+
+    const std::string& interface() const { return interface_; }
+    /// Readable when there are frames to receive.
+    int get_descriptor() const { return in_.get(); }
+    /// Calls `see` for every frame that there is, in order. Throws NicError when the interface has gone.
+    void receive(const std::function<void(const SeenFrame&)>& see);
+    /// Frames that found no room in the ring since the last call.
+    std::uint64_t take_dropped();
+
+    /// Where the next frame to be sent can be written; empty while the interface has not taken those before.
+    std::span<std::byte> room();
+    /// The frame in room() is complete.
+    void commit(std::size_t length);
+    /// Hands complete frames to the interface. Returns how many of them the kernel has refused so far, since
+    /// the last call.
+    std::uint64_t flush();
+
+  private:
+    void open_receiver(int index);
+    void open_sender(int index);
+
+    std::string interface_;
+    FileDescriptor in_, out_;
+    MappedRing in_ring_, out_ring_;
+    std::size_t next_in_ = 0;    ///< block
+    std::size_t next_out_ = 0;   ///< frame
+    std::size_t committed_ = 0;  ///< since the last flush
+};
+
+}  // namespace orv::nic

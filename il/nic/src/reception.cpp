@@ -1,0 +1,101 @@
+#include "reception.h"
+
+#include <algorithm>
+
+#include "orv/live/stream_packet.h"
+
+namespace orv::nic {
+
+namespace {
+
+constexpr il::Time kShortestQuiet = 300 * il::kMillisecond;
+constexpr il::Time kLongestQuiet = 3 * il::kSecond;
+/// Gaps that the time without packets is longer than.
+constexpr il::Time kQuietGaps = 20;
+constexpr il::Time kFlowingGaps = 4;
+constexpr il::Time kShortestFlowing = 5 * il::kMillisecond;
+
+/// A number that a damaged signature may have right.
+bool is_near(std::uint64_t sequence, const SequenceCounter& counter) {
+    constexpr std::uint64_t kNear = 64;
+    return counter.has_begun() && sequence + kNear > counter.highest() &&
+           sequence < counter.highest() + kNear;
+}
+
+}  // namespace
+
+bool SourceChoice::lets_pass(const live::IpAddress& source) const {
+    return (std::find(sources.begin(), sources.end(), source) != sources.end()) == include;
+}
+
+bool Reception::add(il::Time stamp, const live::UdpPacket& packet) {
+    if (numbering_ == Numbering::Rtp) {
+        add_foreign(packet);
+    } else if (!add_signed(packet)) {
+        return false;
+    }
+    if (last_ != il::kNever && stamp > last_) {
+        const il::Time gap = std::min(stamp - last_, kLongestQuiet);
+        gap_ = gap_ == 0 ? gap : gap_ + (gap - gap_) / 8;
+    }
+    last_ = std::max(last_, stamp);
+    return true;
+}
+
+bool Reception::flows(il::Time time) const {
+    return last_ != il::kNever && time - last_ <= std::max(kFlowingGaps * gap_, kShortestFlowing);
+}
+
+il::Time Reception::quiet_time() const {
+    return std::clamp(kQuietGaps * gap_, kShortestQuiet, kLongestQuiet);
+}
+
+void Reception::restart() {
+    sources_.clear();
+    gap_ = 0;
+}
+
+Reception::Source* Reception::source_of(const live::UdpPacket& packet, std::uint32_t stream) {
+    const auto found = std::find_if(sources_.begin(), sources_.end(), [&](const Source& source) {
+        return source.stream == stream && source.port == packet.source_port &&
+               source.address == packet.source;
+    });
+    if (found != sources_.end()) return &*found;
+    if (sources_.size() == kMostSources) return nullptr;
+    return &sources_.emplace_back(Source{packet.source, packet.source_port, stream, {}});
+}
+
+bool Reception::add_signed(const live::UdpPacket& packet) {
+    const auto read = live::ReadStreamPacket(packet.payload);
+    if (!read) return false;
+    const live::StreamSignature& signature = read->signature;
+    if (read->is_intact) {
+        if (Source* source = source_of(packet, signature.stream_id)) {
+            source->counter.add(signature.sequence_number, packets_);
+            return true;
+        }
+    } else {
+        ++packets_.payload_errors;
+        for (Source& source : sources_) {
+            if (source.stream != signature.stream_id || source.address != packet.source ||
+                !is_near(signature.sequence_number, source.counter))
+                continue;
+            source.counter.add(signature.sequence_number, packets_);
+            return true;
+        }
+    }
+    ++packets_.received;
+    return true;
+}
+
+void Reception::add_foreign(const live::UdpPacket& packet) {
+    const auto rtp = live::ReadRtpPacket(packet.payload);
+    Source* source = rtp ? source_of(packet, rtp->ssrc) : nullptr;
+    if (source) {
+        source->counter.add_wrapping(rtp->sequence_number, packets_);
+    } else {
+        ++packets_.received;
+    }
+}
+
+}  // namespace orv::nic

@@ -1,0 +1,73 @@
+// What reaches one link of one group.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "orv/live/frame_parser.h"
+#include "packets.h"
+#include "random.h"
+#include "sequence_counter.h"
+
+namespace orv::nic {
+
+/// How packets are told apart.
+enum class Numbering : std::uint8_t {
+    Signature,  ///< ours; packets without one do not count
+    Rtp,        ///< the RTP sequence number where the stream is RTP, otherwise packets are only counted
+};
+
+/// The sources of a group that somebody wants to hear.
+struct SourceChoice {
+    bool include = false;  ///< only these; otherwise all but these
+    std::vector<live::IpAddress> sources;
+
+    bool lets_pass(const live::IpAddress& source) const;
+    bool operator==(const SourceChoice&) const = default;
+};
+
+/// Counts the packets that pass one choice of sources, for all the STBs of a link that view the channel: what
+/// an STB got is the difference between two moments.
+class Reception {
+  public:
+    explicit Reception(Numbering numbering) : numbering_(numbering) {}
+
+    /// A packet that passed. False when it is none of the test's.
+    bool add(il::Time stamp, const live::UdpPacket& packet);
+
+    /// Whether packets come at `time`: the last one before it is not older than the next one may take.
+    bool flows(il::Time time) const;
+    il::Time last() const { return last_; }  ///< packet; kNever when there was none
+    /// So long after the last packet it is sure that no more are coming: many times the distance of packets.
+    il::Time quiet_time() const;
+    /// Since ever.
+    const il::Packets& packets() const { return packets_; }
+    /// Nobody listens any longer: what is not heard from now on is not lost.
+    void restart();
+
+    std::uint32_t members = 0;           ///< views
+    std::vector<std::uint32_t> waiting;  ///< members without a packet
+    std::uint32_t leaver = kNobody;  ///< the view that was the last to leave, while packets may still come
+    static constexpr std::uint32_t kNobody = UINT32_MAX;
+
+  private:
+    struct Source {
+        live::IpAddress address;
+        std::uint16_t port = 0;
+        std::uint32_t stream = 0;  ///< of the signature or, of RTP, the SSRC
+        SequenceCounter counter;
+    };
+    static constexpr std::size_t kMostSources = 16;  ///< of one group at a time; others are only counted
+
+    Source* source_of(const live::UdpPacket& packet, std::uint32_t stream);
+    bool add_signed(const live::UdpPacket& packet);
+    void add_foreign(const live::UdpPacket& packet);
+
+    Numbering numbering_;
+    il::Time last_ = il::kNever;
+    il::Time gap_ = 0;  ///< between packets, a moving average
+    il::Packets packets_;
+    std::vector<Source> sources_;
+};
+
+}  // namespace orv::nic

@@ -1,0 +1,73 @@
+#include "sequence_counter.h"
+
+#include <algorithm>
+
+namespace orv::nic {
+
+void SequenceCounter::begin(std::uint64_t sequence) {
+    seen_.fill(0);
+    begun_ = true;
+    has_stray_ = false;
+    lowest_ = highest_ = sequence;
+    test_and_set(sequence);
+}
+
+/// Whether the packet is the second one in a row that is out of reach.
+bool SequenceCounter::is_restart(std::uint64_t sequence) {
+    const bool follows = has_stray_ && sequence == stray_ + 1;
+    has_stray_ = true;
+    stray_ = sequence;
+    return follows;
+}
+
+bool SequenceCounter::test_and_set(std::uint64_t sequence) {
+    std::uint64_t& word = seen_[sequence % kWindow / 64];
+    const std::uint64_t bit = std::uint64_t{1} << sequence % 64;
+    const bool was_set = (word & bit) != 0;
+    word |= bit;
+    return was_set;
+}
+
+void SequenceCounter::clear(std::uint64_t from, std::uint64_t to) {
+    if (to - from >= kWindow) return seen_.fill(0);
+    for (std::uint64_t i = from; i != to; ++i) seen_[i % kWindow / 64] &= ~(std::uint64_t{1} << i % 64);
+}
+
+void SequenceCounter::add(std::uint64_t sequence, il::Packets& packets) {
+    ++packets.received;
+    if (!begun_) return begin(sequence);
+    if (sequence > highest_) {
+        const std::uint64_t ahead = sequence - highest_;
+        if (ahead > kMostAhead) {
+            if (is_restart(sequence)) begin(sequence);
+            return;
+        }
+        clear(highest_ + 1, sequence + 1);
+        test_and_set(sequence);
+        highest_ = sequence;
+        packets.lost += ahead - 1;
+        has_stray_ = false;
+        return;
+    }
+    const std::uint64_t behind = highest_ - sequence;
+    if (behind >= kWindow) {
+        if (is_restart(sequence)) return begin(sequence);
+        ++packets.late;
+        return;
+    }
+    if (test_and_set(sequence)) {
+        ++packets.duplicate;
+        return;
+    }
+    ++(behind < kLate ? packets.reordered : packets.late);
+    // What was sent before the first packet was never missed.
+    if (sequence > lowest_) --packets.lost;
+}
+
+void SequenceCounter::add_wrapping(std::uint16_t sequence, il::Packets& packets) {
+    if (!begun_) return add(std::uint64_t{1} << 32 | sequence, packets);
+    const auto ahead = static_cast<std::int16_t>(sequence - static_cast<std::uint16_t>(highest_));
+    add(highest_ + static_cast<std::uint64_t>(std::int64_t{ahead}), packets);
+}
+
+}  // namespace orv::nic

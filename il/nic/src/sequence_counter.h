@@ -1,0 +1,47 @@
+// What became of the packets of one stream, by their sequence numbers.
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include "packets.h"
+
+namespace orv::nic {
+
+/// Numbers the packets of one source and tells what is missing, in the wrong order or there twice.
+///
+/// - Reordered: comes after a packet that was sent later. Late: is 64 places behind or more, so that no
+///   decoder would have waited for it. Either is not lost any more.
+/// - A packet so far ahead or behind that it cannot be told what it is starts the count anew when the next
+///   one follows it: its sender has.
+class SequenceCounter {
+  public:
+    /// Adds what the packet means to `packets`, its arrival included.
+    void add(std::uint64_t sequence, il::Packets& packets);
+    /// The same of 16 bits that wrap (RFC 3550 section 5.1).
+    void add_wrapping(std::uint16_t sequence, il::Packets& packets);
+
+    bool has_begun() const { return begun_; }
+    std::uint64_t highest() const { return highest_; }
+    /// The next packet is the first one again.
+    void restart() { begun_ = false; }
+
+  private:
+    static constexpr std::uint64_t kWindow = 1024;  ///< remembered, behind the highest
+    static constexpr std::uint64_t kMostAhead = 1 << 16;
+    static constexpr std::uint64_t kLate = 64;
+
+    void begin(std::uint64_t sequence);
+    bool is_restart(std::uint64_t sequence);
+    bool test_and_set(std::uint64_t sequence);
+    void clear(std::uint64_t from, std::uint64_t to);
+
+    std::array<std::uint64_t, kWindow / 64> seen_{};
+    std::uint64_t lowest_ = 0;  ///< of this count
+    std::uint64_t highest_ = 0;
+    std::uint64_t stray_ = 0;  ///< the last packet out of reach
+    bool begun_ = false;
+    bool has_stray_ = false;
+};
+
+}  // namespace orv::nic

@@ -1,0 +1,88 @@
+#include "stream_sender.h"
+
+#include <algorithm>
+#include <map>
+#include <tuple>
+
+#include "orv/live/stream_packet.h"
+
+namespace orv::nic {
+
+using il::kMillisecond;
+using il::kNever;
+using il::Time;
+
+namespace {
+
+/// Packets wait for each other that long: a wake-up for each would cost more than sending it.
+constexpr Time kBatch = 200'000;
+constexpr int kMostAtOnce = 64;
+/// A packet that could not be sent for so long is given up, instead of sending many at once later.
+constexpr Time kMostBehind = 100 * kMillisecond;
+
+}  // namespace
+
+void StreamSender::set(std::vector<Stream> streams, Time now) {
+    std::map<std::tuple<std::uint32_t, live::IpAddress, live::IpAddress>, std::uint64_t> sequences;
+    const auto key_of = [](const Stream& stream) {
+        return std::tuple(stream.id, stream.source.ip, stream.group);
+    };
+    for (const Flow& flow : flows_) sequences[key_of(flow.stream)] = flow.sequence;
+    flows_.clear();
+    due_ = {};
+    for (std::size_t i = 0; i < streams.size(); ++i) {
+        Flow flow;
+        flow.stream = streams[i];
+        flow.gap = std::max<Time>(static_cast<Time>(1e9 / flow.stream.packets_per_second), 1);
+        flow.headers.source = flow.stream.source;
+        flow.headers.destination = flow.stream.group;
+        flow.headers.destination_mac = live::MulticastMac(flow.stream.group);
+        flow.headers.source_port = flow.stream.source_port;
+        flow.headers.destination_port = flow.stream.destination_port;
+        if (const auto before = sequences.find(key_of(flow.stream)); before != sequences.end())
+            flow.sequence = before->second;
+        const auto share = static_cast<double>(i) / static_cast<double>(streams.size());
+        due_.push(
+            {now + static_cast<Time>(share * static_cast<double>(flow.gap)), static_cast<std::uint32_t>(i)});
+        flows_.push_back(std::move(flow));
+    }
+}
+
+Time StreamSender::next() const {
+    return due_.empty() ? kNever : std::max(due_.top().time, last_run_ + kBatch);
+}
+
+void StreamSender::run(Time now) {
+    last_run_ = now;
+    for (int sent = 0; sent < kMostAtOnce && !due_.empty() && due_.top().time <= now; ++sent) {
+        Due due = due_.top();
+        due_.pop();
+        Flow& flow = flows_[due.flow];
+        write(flow, now);
+        due.time += flow.gap;
+        if (now - due.time > kMostBehind) {
+            const Time behind = (now - due.time) / flow.gap;
+            figures_.stream_packets_unsent += static_cast<std::uint64_t>(behind);
+            due.time += behind * flow.gap;
+        }
+        due_.push(due);
+    }
+    // What is left is as urgent as it was.
+    if (!due_.empty() && due_.top().time <= now) last_run_ = now - kBatch;
+}
+
+void StreamSender::write(Flow& flow, Time now) {
+    const std::span<std::byte> room = link_.room();
+    if (room.empty()) {
+        ++figures_.stream_packets_unsent;
+        return;
+    }
+    const std::size_t offset = live::UdpPayloadOffset(flow.headers);
+    const std::size_t length = live::WriteStreamPacket(
+        room.subspan(offset),
+        {flow.stream.id, flow.sequence++, live::Nanoseconds(clock_.to_time_of_day(now))});
+    link_.commit(live::WriteUdpHeaders(room, flow.headers, length));
+    ++figures_.stream_packets_sent;
+}
+
+}  // namespace orv::nic

@@ -1,0 +1,56 @@
+// The generator of a live port.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <queue>
+#include <vector>
+
+#include "clock_bridge.h"
+#include "orv/live/frame.h"
+#include "orv/nic/live_port.h"
+#include "packet_link.h"
+
+namespace orv::nic {
+
+/// Sends the packets of streams, each at its own distance, written straight into the link's ring.
+class StreamSender {
+  public:
+    /// `clock` says what time of day goes into the signatures.
+    StreamSender(PacketLink& link, const ClockBridge& clock, LiveFigures& figures)
+        : link_(link), clock_(clock), figures_(figures) {}
+
+    /// In place of what was sent so far; the streams begin one after the other, spread over the first
+    /// distance of their packets. Streams that go on keep their numbers.
+    void set(std::vector<Stream> streams, il::Time now);
+
+    /// When to call run; kNever when nothing is sent.
+    il::Time next() const;
+    /// Writes the packets that are due, up to as many as go out at once. The link has to be flushed then.
+    void run(il::Time now);
+
+  private:
+    struct Flow {
+        Stream stream;
+        live::UdpFlow headers;
+        il::Time gap = 0;
+        std::uint64_t sequence = 0;
+    };
+    struct Due {
+        il::Time time;
+        std::uint32_t flow;
+        bool operator>(const Due& other) const {
+            return time != other.time ? time > other.time : flow > other.flow;
+        }
+    };
+    void write(Flow& flow, il::Time now);
+
+    PacketLink& link_;
+    const ClockBridge& clock_;
+    LiveFigures& figures_;
+    std::vector<Flow> flows_;
+    std::priority_queue<Due, std::vector<Due>, std::greater<>> due_;
+    il::Time last_run_ = 0;
+};
+
+}  // namespace orv::nic
