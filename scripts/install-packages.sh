@@ -10,6 +10,7 @@ packages=(
   libboost-filesystem-dev libboost-thread-dev libboost-dev
   libfmt-dev libspdlog-dev libsqlite3-dev libyaml-cpp-dev libmsgpack-cxx-dev nlohmann-json3-dev libcli11-dev sqlite3
   protobuf-compiler libprotobuf-dev
+  iproute2 nftables frr tshark shellcheck
 )
 
 missing=()

@@ -1,0 +1,50 @@
+# shellcheck shell=bash
+# Names, messages and processes of a laboratory.
+
+fail() { echo "lab.sh: $*" >&2; exit 1; }
+wrong() { echo "lab.sh: $* See: scripts/lab.sh help" >&2; exit 2; }
+impossible() { echo "lab.sh: no laboratory on this machine: $*" >&2; exit 3; }
+
+# needs "what is missing" command...: runs the command; when it fails, this machine cannot have a laboratory.
+needs() {
+  local missing=$1 said
+  shift
+  said=$("$@" 2>&1) || impossible "$missing ($*: ${said:-exit status $?})"
+}
+
+needs_program() {
+  command -v "$1" >/dev/null || impossible "the program '$1' is not installed (scripts/install-packages.sh installs it)"
+}
+
+set_names() {
+  lab_name=$1
+  tester=$lab_name-tester
+  dut=$lab_name-dut
+  lab_state=${XDG_RUNTIME_DIR:-/tmp}/$lab_name-lab
+}
+
+is_up() { [ -e "/run/netns/$tester" ] && [ -e "/run/netns/$dut" ]; }
+
+in_dut() { ip netns exec "$dut" "$@"; }
+
+# Ends what has its process id in a file NAME.pid, where NAME is what the kernel calls the process: an id may have
+# gone to somebody else since.
+stop_processes() {
+  local file pid
+  for file in "$lab_state"/*.pid; do
+    [ -e "$file" ] || continue
+    pid=$(<"$file")
+    [ "$(cat "/proc/$pid/comm" 2>/dev/null)" = "$(basename "$file" .pid)" ] || continue
+    kill "$pid" 2>/dev/null || true
+    wait_for_end "$pid" || kill -KILL "$pid" 2>/dev/null || true
+  done
+}
+
+wait_for_end() {
+  local _
+  for _ in {1..100}; do
+    kill -0 "$1" 2>/dev/null || return 0
+    sleep 0.02
+  done
+  return 1
+}

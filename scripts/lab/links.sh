@@ -1,0 +1,82 @@
+# shellcheck shell=bash
+# The two namespaces, the links between them, and the relay.
+# shellcheck disable=SC2154  # the values come from common.sh, options.sh and lab.sh
+
+make_namespaces() {
+  needs_program ip
+  needs_program nft
+  local namespace
+  for namespace in "$tester" "$dut"; do
+    needs "network namespaces cannot be made" ip netns add "$namespace"
+    # The kernel says nothing of its own on the laboratory's links.
+    in_namespace_set "$namespace" net/ipv6/conf/all/disable_ipv6 1
+    in_namespace_set "$namespace" net/ipv6/conf/default/disable_ipv6 1
+    ip -n "$namespace" link set lo up
+  done
+}
+
+# in_namespace_set NAMESPACE PATH VALUE: a kernel setting, where the kernel has it.
+in_namespace_set() {
+  # shellcheck disable=SC2016  # the inner shell expands
+  ip netns exec "$1" sh -c '[ ! -e "/proc/sys/$1" ] || echo "$2" >"/proc/sys/$1"' _ "$2" "$3"
+}
+
+relay_wanted() { [ "$delay_ms" -gt 0 ] || [ -n "$outer_tag" ]; }
+
+# The device's ends are called head and home, whether a relay lies behind home or not.
+make_links() {
+  needs "the kernel has no veth links" ip -n "$tester" link add head0 type veth peer name head netns "$dut"
+  if relay_wanted; then
+    ip -n "$tester" link add home0 type veth peer name home-line netns "$dut"
+    ip -n "$dut" link add home type veth peer name home-device
+  else
+    ip -n "$tester" link add home0 type veth peer name home netns "$dut"
+  fi
+  local port
+  for port in head0 home0; do ip -n "$tester" link set "$port" up; done
+  for port in head home; do ip -n "$dut" link set "$port" up; done
+  ! relay_wanted || start_relay
+}
+
+start_relay() {
+  find_relay
+  ip -n "$dut" link set home-device up
+  ip -n "$dut" link set home-line up
+  # An outer tag comes on top of a full frame with an inner one.
+  ip -n "$tester" link set home0 mtu 1508
+  ip -n "$dut" link set home-line mtu 1508
+  local options=(--delay-ms "$delay_ms" --reorder "$reorder_percent")
+  [ -z "$outer_tag" ] || options+=(--pop-outer-tag "$outer_tag")
+  local ready=$lab_state/relay.ready log=$lab_state/relay.log
+  ip netns exec "$dut" "$relay_program" "${options[@]}" home-device home-line >"$ready" 2>"$log" </dev/null &
+  echo $! >"$lab_state/lab_relay.pid"
+  local _
+  for _ in {1..100}; do
+    [ ! -s "$ready" ] || return 0
+    kill -0 $! 2>/dev/null || break
+    sleep 0.02
+  done
+  fail "the relay did not start: $(cat "$log")"
+}
+
+# Of several builds, the newest.
+find_relay() {
+  if [ -z "$relay_program" ]; then
+    # shellcheck disable=SC2012  # names of build folders are ours
+    relay_program=$(ls -t "$lab_folder"/../build/*/bin/lab_relay 2>/dev/null | head -1)
+  fi
+  [ -x "$relay_program" ] || fail "there is no lab_relay: cmake --build --preset dev --target lab_relay"
+}
+
+# lose_on_the_way FAMILY: loses UDP packets that the device forwards to home. The counters tell how many of how many.
+lose_on_the_way() {
+  local lose="counter numgen random mod 100000 < $loss_parts counter drop"
+  needs "the kernel's packet filter cannot lose packets at random" in_dut nft "
+    table $1 laboratory {
+      chain loss {
+        type filter hook forward priority 0
+        oifname home ip protocol udp $lose
+        $([ "$1" = ip ] || echo "oifname home ip6 nexthdr udp $lose")
+      }
+    }"
+}

@@ -1,0 +1,85 @@
+# shellcheck shell=bash
+# Command line of a laboratory.
+# shellcheck disable=SC2034  # other files use the values
+
+lab_option_help() {
+  cat <<'END'
+  --name NAME                 prefix of everything the laboratory makes [orv, or ORV_LAB_NAME]
+  --igmp-version 2|3          of the device's querier [3]
+  --mld-version 1|2           of the device's querier [2]
+  --last-member-interval MS   between queries after a leave, a multiple of 10 [1000]
+  --last-member-count N       so many queries after a leave before the stream stops [2]
+  --fast-leave                the stream stops at once after a leave
+  --delay MS                  every frame reaches home0 so much later; the other direction is not delayed [0]
+  --reorder PERCENT           so many frames towards home0 overtake the frame before; needs a delay [0]
+  --loss PERCENT              of the UDP packets towards home0, at random, up to three decimals [0]
+  --pop-outer-tag ID          home0 is a line whose frames carry an outer VLAN tag, which the device does not see
+  --relay FILE                the program lab_relay, for --delay and --pop-outer-tag [ORV_LAB_RELAY, or the newest in build]
+END
+}
+
+set_defaults() {
+  set_names "${ORV_LAB_NAME:-orv}"
+  igmp_version=3
+  mld_version=2
+  last_member_interval_ms=1000
+  last_member_count=2
+  fast_leave=off
+  delay_ms=0
+  reorder_percent=0
+  loss_parts=0 # of 100,000
+  outer_tag=
+  relay_program=${ORV_LAB_RELAY:-}
+}
+
+# Leaves what follows the options in lab_arguments.
+parse_options() {
+  set_defaults
+  while [ $# -gt 0 ]; do
+    case $1 in
+      --) shift; break ;;
+      --fast-leave) fast_leave=on; shift ;;
+      --*=*) set_option "${1%%=*}" "${1#*=}"; shift ;;
+      --*) [ $# -ge 2 ] || wrong "Option $1 needs a value."; set_option "$1" "$2"; shift 2 ;;
+      *) break ;;
+    esac
+  done
+  lab_arguments=("$@")
+  [ "$reorder_percent" -eq 0 ] || [ "$delay_ms" -gt 0 ] || wrong "--reorder needs --delay: only frames that wait can be overtaken."
+}
+
+set_option() {
+  local option=$1 value=$2
+  case $option in
+    --name) check_name "$value"; set_names "$value" ;;
+    --igmp-version) check_range "$option" "$value" 2 3; igmp_version=$value ;;
+    --mld-version) check_range "$option" "$value" 1 2; mld_version=$value ;;
+    --last-member-interval) check_range "$option" "$value" 10 25000; last_member_interval_ms=$value
+      [ $((value % 10)) -eq 0 ] || wrong "--last-member-interval $value: not a multiple of 10." ;;
+    --last-member-count) check_range "$option" "$value" 1 255; last_member_count=$value ;;
+    --delay) check_range "$option" "$value" 0 10000; delay_ms=$value ;;
+    --reorder) check_range "$option" "$value" 0 100; reorder_percent=$value ;;
+    --loss) set_loss "$value" ;;
+    --pop-outer-tag) check_range "$option" "$value" 1 4094; outer_tag=$value ;;
+    --relay) [ -x "$value" ] || wrong "--relay $value: no such program."; relay_program=$value ;;
+    *) wrong "There is no option $option." ;;
+  esac
+}
+
+check_name() { [[ $1 =~ ^[a-z][a-z0-9_-]{0,30}$ ]] || wrong "--name $1: small letters, digits, - and _ make a name."; }
+
+check_range() {
+  if ! [[ $2 =~ ^(0|[1-9][0-9]{0,5})$ ]] || [ "$2" -lt "$3" ] || [ "$2" -gt "$4" ]; then
+    wrong "$1 $2: not from $3 to $4."
+  fi
+}
+
+set_loss() {
+  [[ $1 =~ ^([0-9]{1,3})(\.([0-9]{1,3}))?$ ]] || wrong "--loss $1: not a percentage."
+  local decimals=${BASH_REMATCH[3]}000
+  loss_parts=$((10#${BASH_REMATCH[1]} * 1000 + 10#${decimals:0:3}))
+  [ "$loss_parts" -le 100000 ] || wrong "--loss $1: more than 100."
+}
+
+no_arguments() { [ "${#lab_arguments[@]}" -eq 0 ] || wrong "'${lab_arguments[0]}' is one word too many."; }
+some_arguments() { [ "${#lab_arguments[@]}" -gt 0 ] || wrong "Which command?"; }
