@@ -86,8 +86,8 @@ Time LiveRun::finish(Time time) {
 /// not.
 bool LiveRun::is_undecided(const View& view, Time now) const {
     if (view.times.first != kNever) return false;
-    return view.times.join == kNever ||
-           now - view.times.join < static_cast<Time>(plan_.test.join_fail_threshold) * kMillisecond;
+    const auto threshold = block_of(stbs_[view.stb]).profile.join_latency_threshold;
+    return view.times.join == kNever || now - view.times.join < Time{threshold} * kMillisecond;
 }
 
 bool LiveRun::is_settled() const {
