@@ -1,0 +1,175 @@
+"""Laboratories of network namespaces (scripts/lab.sh) for tests written in Python."""
+
+import contextlib
+import ctypes
+import json
+import os
+import pathlib
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+import weakref
+
+PROJECT = pathlib.Path(__file__).resolve().parents[2]
+LAB_SCRIPT = PROJECT / "scripts" / "lab.sh"
+CANNOT_BE_MADE = 3  # exit status of lab.sh
+SKIPPED = 77  # exit status for CTest
+CLONE_NEWNET = 0x40000000
+
+
+class Laboratory:
+    """A laboratory between __enter__ and __exit__. Options are those of lab.sh: fast_leave=True, delay=20."""
+
+    def __init__(self, **options):
+        self.name = options.pop("name", "orv")
+        self.tester = f"{self.name}-tester"
+        self.dut = f"{self.name}-dut"
+        self._options = [f"--name={self.name}"]
+        for option, value in options.items():
+            flag = "--" + option.replace("_", "-")
+            if value is True:
+                self._options.append(flag)
+            elif value is not False and value is not None:
+                self._options.append(f"{flag}={value}")
+
+    def __enter__(self):
+        made = subprocess.run([LAB_SCRIPT, "up", *self._options], stderr=subprocess.PIPE, text=True)
+        if made.returncode:
+            raise RuntimeError(made.stderr)
+        return self
+
+    def __exit__(self, *_):
+        subprocess.run([LAB_SCRIPT, "down", f"--name={self.name}"], check=True)
+
+    def exec(self, command, **options):
+        """Runs a command on the tester's side; options are those of subprocess.run."""
+        return subprocess.run(self._in(self.tester, command), **options)
+
+    def start(self, command, **options):
+        """Starts a command on the tester's side; options are those of subprocess.Popen."""
+        return subprocess.Popen(self._in(self.tester, command), **options)
+
+    def ask_device(self, *command):
+        """What a command prints in the device's namespace."""
+        return subprocess.run(
+            self._in(self.dut, command), stdout=subprocess.PIPE, text=True, check=True).stdout
+
+    def mdb(self, port="home"):
+        """The bridge's groups on a port: dictionaries with "grp" and, as far as there are, "filter_mode" and
+        "source_list" (dictionaries with "address")."""
+        tables = json.loads(self.ask_device("bridge", "-j", "-d", "mdb", "show", "dev", "br0"))
+        return [entry for table in tables for entry in table["mdb"] if entry["port"] == port]
+
+    def groups(self, port="home"):
+        return {entry["grp"] for entry in self.mdb(port)}
+
+    def wait_for_groups(self, expected, seconds=5, port="home"):
+        """Returns the groups when they are as expected, or when the time is over."""
+        end = time.monotonic() + seconds
+        while (groups := self.groups(port)) != expected and time.monotonic() < end:
+            time.sleep(0.02)
+        return groups
+
+    def lost(self):
+        """(packets lost, packets that could have been) by option loss."""
+        rules = json.loads(self.ask_device("nft", "-j", "list", "ruleset"))["nftables"]
+        counters = [
+            [part["counter"]["packets"] for part in rule["rule"]["expr"] if "counter" in part]
+            for rule in rules if "rule" in rule
+        ]
+        return sum(lost for _, lost in counters), sum(all_of_them for all_of_them, _ in counters)
+
+    @contextlib.contextmanager
+    def inside(self):
+        """This thread's new sockets are on the tester's side."""
+        with open("/proc/thread-self/ns/net") as before, open(f"/run/netns/{self.tester}") as wanted:
+            _set_network(wanted)
+            try:
+                yield
+            finally:
+                _set_network(before)
+
+    def capture(self, interface, capture_filter="", seconds=None):
+        """Records one of the tester's interfaces, until stop() or for so many seconds."""
+        return Capture(self, interface, capture_filter, seconds)
+
+    @staticmethod
+    def _in(namespace, command):
+        return ["ip", "netns", "exec", namespace, *map(str, command)]
+
+
+class Capture:
+    """A recording, which begins before the constructor returns. As a context manager it stops at the end of the block;
+    then ask rows()."""
+
+    def __init__(self, laboratory, interface, capture_filter, seconds):
+        folder = tempfile.mkdtemp(prefix="lab-")
+        weakref.finalize(self, shutil.rmtree, folder)
+        self.file = pathlib.Path(folder) / "capture.pcapng"
+        command = ["dumpcap", "-q", "-i", interface, "-w", self.file]
+        command += ["-f", capture_filter] if capture_filter else []
+        command += ["-a", f"duration:{seconds}"] if seconds else []
+        self._log = open(self.file.with_suffix(".log"), "w+")
+        self._process = laboratory.start(command, stderr=self._log)
+        while not self._is_running():
+            time.sleep(0.02)
+
+    def _is_running(self):
+        if self._process.poll() is None:
+            return self.file.exists() and self.file.stat().st_size > 0
+        self._log.seek(0)
+        raise RuntimeError(f"no capture: {self._log.read()}")
+
+    def stop(self):
+        if self._process.poll() is None:
+            time.sleep(0.3)  # what has arrived gets out of the kernel
+            self._process.send_signal(signal.SIGINT)
+        self.wait()
+
+    def wait(self):
+        """Until the seconds are over."""
+        self._process.wait()
+        self._log.close()
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.stop()
+
+    def rows(self, fields, display_filter=""):
+        """One list of texts per frame that the display filter lets pass; several values of a field are
+        separated by commas."""
+        command = ["tshark", "-n", "-r", str(self.file), "-T", "fields"]
+        command += ["-o", "ip.check_checksum:TRUE", "-o", "udp.check_checksum:TRUE"]
+        command += ["-Y", display_filter] if display_filter else []
+        for field in fields:
+            command += ["-e", field]
+        found = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+        if found.returncode:
+            raise RuntimeError(found.stderr)
+        return [line.split("\t") for line in found.stdout.splitlines()]
+
+
+def _set_network(namespace):
+    libc = ctypes.CDLL(None, use_errno=True)
+    if libc.setns(namespace.fileno(), CLONE_NEWNET) != 0:
+        raise OSError(ctypes.get_errno(), "cannot change to another network namespace")
+
+
+def main():
+    """Runs the calling module's tests in a private view of the machine, in which laboratories can be made; exits with
+    SKIPPED where none can."""
+    if "ORV_LAB_PRIVATE" not in os.environ:
+        run = subprocess.run([LAB_SCRIPT, "enter", "--", sys.executable, *sys.argv],
+                             env={**os.environ, "ORV_LAB_PRIVATE": "1"})
+        sys.exit(SKIPPED if run.returncode == CANNOT_BE_MADE else run.returncode)
+    probe = subprocess.run([LAB_SCRIPT, "up"])
+    if probe.returncode:
+        sys.exit(probe.returncode)
+    subprocess.run([LAB_SCRIPT, "down"], check=True)
+    unittest.main(module="__main__", verbosity=2)
