@@ -11,6 +11,8 @@ source "$lab_folder/lab/options.sh"
 source "$lab_folder/lab/links.sh"
 # shellcheck source=scripts/lab/bridge.sh
 source "$lab_folder/lab/bridge.sh"
+# shellcheck source=scripts/lab/router.sh
+source "$lab_folder/lab/router.sh"
 # shellcheck source=scripts/lab/private.sh
 source "$lab_folder/lab/private.sh"
 
@@ -49,8 +51,12 @@ build() {
   mkdir -m 700 "$lab_state"
   make_namespaces
   make_links
-  make_bridge
-  [ "$loss_parts" -eq 0 ] || lose_on_the_way bridge
+  if [ -n "$router_igmp_version" ]; then
+    make_router
+  else
+    make_bridge
+  fi
+  [ "$loss_parts" -eq 0 ] || lose_on_the_way
   trap - EXIT INT TERM
 }
 
@@ -69,8 +75,13 @@ show_status() {
     return 1
   fi
   echo "Laboratory '$lab_name' is up: namespaces $tester and $dut."
-  ip netns exec "$dut" bridge mdb show
-  ip netns exec "$dut" nft list ruleset
+  if [ -e "$lab_state/pimd.pid" ]; then
+    ask_router "show ip igmp sources" || true
+    ip -n "$dut" mroute show
+  else
+    in_dut bridge mdb show
+  fi
+  in_dut nft list ruleset
 }
 
 on_tester() {

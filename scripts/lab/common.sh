@@ -40,6 +40,17 @@ stop_processes() {
   done
 }
 
+# wait_until "what else" command...: until the command succeeds; after ten seconds, fails and shows the logs.
+wait_until() {
+  local what=$1 _
+  shift
+  for _ in {1..200}; do
+    ! "$@" || return 0
+    sleep 0.05
+  done
+  fail "$what: $(cat "$lab_state"/*.log 2>/dev/null)"
+}
+
 wait_for_end() {
   local _
   for _ in {1..100}; do

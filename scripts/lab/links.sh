@@ -47,16 +47,11 @@ start_relay() {
   ip -n "$dut" link set home-line mtu 1508
   local options=(--delay-ms "$delay_ms" --reorder "$reorder_percent")
   [ -z "$outer_tag" ] || options+=(--pop-outer-tag "$outer_tag")
-  local ready=$lab_state/relay.ready log=$lab_state/relay.log
-  ip netns exec "$dut" "$relay_program" "${options[@]}" home-device home-line >"$ready" 2>"$log" </dev/null &
+  local ready=$lab_state/relay.ready
+  setsid ip netns exec "$dut" "$relay_program" "${options[@]}" home-device home-line \
+    >"$ready" 2>"$lab_state/relay.log" </dev/null &
   echo $! >"$lab_state/lab_relay.pid"
-  local _
-  for _ in {1..100}; do
-    [ ! -s "$ready" ] || return 0
-    kill -0 $! 2>/dev/null || break
-    sleep 0.02
-  done
-  fail "the relay did not start: $(cat "$log")"
+  wait_until "the relay did not start" test -s "$ready"
 }
 
 # Of several builds, the newest.
@@ -68,15 +63,16 @@ find_relay() {
   [ -x "$relay_program" ] || fail "there is no lab_relay: cmake --build --preset dev --target lab_relay"
 }
 
-# lose_on_the_way FAMILY: loses UDP packets that the device forwards to home. The counters tell how many of how many.
+# Loses UDP packets that the device forwards to home. The counters tell how many of how many.
 lose_on_the_way() {
-  local lose="counter numgen random mod 100000 < $loss_parts counter drop"
+  local family=bridge lose="counter numgen random mod 100000 < $loss_parts counter drop"
+  [ -z "$router_igmp_version" ] || family=ip
   needs "the kernel's packet filter cannot lose packets at random" in_dut nft "
-    table $1 laboratory {
+    table $family laboratory {
       chain loss {
         type filter hook forward priority 0
         oifname home ip protocol udp $lose
-        $([ "$1" = ip ] || echo "oifname home ip6 nexthdr udp $lose")
+        $([ $family = ip ] || echo "oifname home ip6 nexthdr udp $lose")
       }
     }"
 }

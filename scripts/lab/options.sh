@@ -7,6 +7,8 @@ lab_option_help() {
   --name NAME                 prefix of everything the laboratory makes [orv, or ORV_LAB_NAME]
   --igmp-version 2|3          of the device's querier [3]
   --mld-version 1|2           of the device's querier [2]
+  --router igmpv2|igmpv3      a multicast router in place of the bridge, IPv4 without VLAN tags; the interval below is then
+                              a multiple of 100; source-specific groups are those of 232.0.0.0/8
   --last-member-interval MS   between queries after a leave, a multiple of 10 [1000]
   --last-member-count N       so many queries after a leave before the stream stops [2]
   --fast-leave                the stream stops at once after a leave
@@ -22,6 +24,7 @@ set_defaults() {
   set_names "${ORV_LAB_NAME:-orv}"
   igmp_version=3
   mld_version=2
+  router_igmp_version=
   last_member_interval_ms=1000
   last_member_count=2
   fast_leave=off
@@ -45,7 +48,15 @@ parse_options() {
     esac
   done
   lab_arguments=("$@")
-  [ "$reorder_percent" -eq 0 ] || [ "$delay_ms" -gt 0 ] || wrong "--reorder needs --delay: only frames that wait can be overtaken."
+  check_together
+}
+
+check_together() {
+  [ "$reorder_percent" -eq 0 ] || [ "$delay_ms" -gt 0 ] ||
+    wrong "--reorder needs --delay: only frames that wait can be overtaken."
+  [ -n "$router_igmp_version" ] || return 0
+  [ "$fast_leave" = off ] || wrong "--fast-leave is for the bridge, not for --router."
+  [ $((last_member_interval_ms % 100)) -eq 0 ] || wrong "--last-member-interval: a router's is a multiple of 100."
 }
 
 set_option() {
@@ -57,6 +68,10 @@ set_option() {
     --last-member-interval) check_range "$option" "$value" 10 25000; last_member_interval_ms=$value
       [ $((value % 10)) -eq 0 ] || wrong "--last-member-interval $value: not a multiple of 10." ;;
     --last-member-count) check_range "$option" "$value" 1 255; last_member_count=$value ;;
+    --router) case $value in
+        igmpv2 | igmpv3) router_igmp_version=${value#igmpv} ;;
+        *) wrong "--router $value: neither igmpv2 nor igmpv3." ;;
+      esac ;;
     --delay) check_range "$option" "$value" 0 10000; delay_ms=$value ;;
     --reorder) check_range "$option" "$value" 0 100; reorder_percent=$value ;;
     --loss) set_loss "$value" ;;

