@@ -1,0 +1,184 @@
+"""iptvtest on a real network: what it reports is what the device did, and what others see on the wire."""
+
+import math
+import re
+import resource
+import signal
+import statistics
+import time
+import unittest
+
+import laboratory
+import test_files
+from test_files import join_latencies, leave_latencies, milliseconds
+
+VERSIONS = ("IGMP_V2", "IGMP_V3", "MLD_V1", "MLD_V2")
+
+
+def querier(version):
+    """Options that make the device speak a version."""
+    return {"igmp_version": 2 if version == "IGMP_V2" else 3, "mld_version": 1 if version == "MLD_V1" else 2}
+
+
+class LiveLabTest(unittest.TestCase):
+
+    def up(self, **options):
+        return self.enterContext(laboratory.Laboratory(**options))
+
+    def run_test(self, lab, **options):
+        outcome = test_files.Run(lab, test_files.make(**options)).wait()
+        self.assert_good(outcome)
+        return outcome
+
+    def assert_good(self, outcome):
+        self.assertEqual(outcome.status, 0, outcome.errors)
+        self.assertGreater(len(outcome.events), 0)
+        for port in outcome.json["live_ports"]:
+            self.assertEqual(port["unseen"], 0)
+            self.assertEqual(port["frames_unsent"], 0)
+            self.assertEqual(port["frames_dropped"], 0)
+
+    def test_device_forwards_between_join_and_leave(self):
+        group = {"I": "225.1.0.1", "M": "ff1e::101"}
+        for version in VERSIONS:
+            for vlans in ((), (101,), (201, 101)):
+                # The device does not know of two tags: an access node in front of it takes the outer one.
+                options = {"pop_outer_tag": vlans[0]} if len(vlans) == 2 else {}
+                with self.subTest(version=version, vlans=vlans), laboratory.Laboratory(
+                        **querier(version), **options, last_member_interval=100) as lab:
+                    run = test_files.Run(lab, test_files.make(
+                        version=version, vlans=vlans, head_vlans=vlans[-1:], interval=1500, seconds=1.5))
+                    self.assertEqual(lab.wait_for_groups({group[version[0]]}, 8), {group[version[0]]})
+                    outcome = run.wait()
+                    self.assert_good(outcome)
+                    self.assertEqual(lab.groups(), set())
+                    event, = outcome.events
+                    self.assertLess(join_latencies(outcome)[0], 10)
+                    self.assertAlmostEqual(leave_latencies(outcome)[0], 200, delta=20)
+                    self.assertAlmostEqual(event["total_mcast_packets"], 850, delta=60)
+                    self.assertNotIn("lost_mcast_packets", event)
+
+    def test_wire_agrees_with_report(self):
+        for version, decoded in (("IGMP_V2", "igmp"), ("IGMP_V3", "igmp"), ("MLD_V1", "icmpv6"), ("MLD_V2", "icmpv6")):
+            with self.subTest(version=version), laboratory.Laboratory(
+                    **querier(version), last_member_interval=100) as lab:
+                with lab.capture("home0") as capture:
+                    outcome = self.run_test(lab, version=version, stbs=4, channels=4, interval=1000, seconds=4)
+                bad = capture.rows(["frame.number", "_ws.expert.message"],
+                                   "_ws.malformed || _ws.expert.group == checksum || igmp.checksum.status == 0 || "
+                                   "icmpv6.checksum.status == 0 || ip.checksum.status == 0")
+                self.assertEqual(bad, [])
+                self.compare_times(capture, decoded, outcome)
+
+    def compare_times(self, capture, decoded, outcome):
+        """Every view of the report against the frames that a sniffer saw."""
+        group_field = {"igmp": "igmp.maddr", "icmpv6": "icmpv6.mldr.mar.multicast_address"}[decoded]
+        old_field = {"igmp": "igmp.maddr", "icmpv6": "icmpv6.mld.multicast_address"}[decoded]
+        address = {"igmp": "ip.dst", "icmpv6": "ipv6.dst"}[decoded]
+        streams, reports = {}, {}
+        for when, group in capture.rows(["frame.time_epoch", address], "udp"):
+            streams.setdefault(group, []).append(float(when) * 1000)
+        fields = ["frame.time_epoch", "eth.src", group_field, old_field]
+        for when, sender, group, old_group in capture.rows(fields, f"{decoded} && eth.src[0:3] == 00:10:94"):
+            reports.setdefault((sender, group or old_group), []).append(float(when) * 1000)
+        self.assertGreater(len(streams), 0)
+        # Times of the report have an origin of their own: the views' durations and latencies are compared.
+        for event in outcome.events:
+            group = event["viewed_ip"]
+            sender = f"00:10:94:00:00:{event['settop_index']:02x}"
+            join_latency = milliseconds(event, "first_mcast_pkt_ts", "mcast_join_ts")
+            leave_latency = milliseconds(event, "last_mcast_pkt_ts", "mcast_leave_ts")
+            duration = milliseconds(event, "mcast_leave_ts", "mcast_join_ts")
+            times = reports[sender, group]
+            pairs = [(join, leave) for join in times for leave in times if abs(leave - join - duration) < 1]
+            self.assertNotEqual(pairs, [], f"no join and leave of {sender} for {group} on the wire")
+            packets = streams[group]
+            fits = any(
+                any(abs(packet - join - join_latency) < 1 for packet in packets) and
+                any(abs(packet - leave - leave_latency) < 1 for packet in packets) for join, leave in pairs)
+            self.assertTrue(fits, f"{event}")
+            if join_latency >= 0:  # a join that the device had to act on
+                join, leave = pairs[0]
+                first = min(packet for packet in packets if packet > join)
+                self.assertLess(abs(first - join - join_latency), 1)
+
+    def test_loss_is_reported(self):
+        lab = self.up(loss=1, last_member_interval=100)
+        outcome = self.run_test(lab, stbs=1, interval=8000, seconds=8, packets=2000)
+        lost = sum(event.get("lost_mcast_packets", 0) for event in outcome.events)
+        received = sum(event["total_mcast_packets"] for event in outcome.events)
+        total = lost + received
+        self.assertGreater(total, 10000)
+        self.assertLess(abs(lost - 0.01 * total), 4 * math.sqrt(total * 0.01 * 0.99))
+
+    def test_delay_shows_in_join_latency(self):
+        latencies = {}
+        for delay in (0, 20):
+            with laboratory.Laboratory(delay=delay, last_member_interval=100, fast_leave=True) as lab:
+                outcome = self.run_test(lab, channels=4, interval=300, seconds=6, packets=2000)
+                latencies[delay] = statistics.median(join_latencies(outcome))
+        self.assertAlmostEqual(latencies[20] - latencies[0], 20, delta=1)
+
+    def test_fast_leave_shows_in_leave_latency(self):
+        for version in VERSIONS:
+            for fast, expected, delta in ((True, 0, 5), (False, 400, 30)):
+                with self.subTest(version=version, fast=fast), laboratory.Laboratory(
+                        **querier(version), fast_leave=fast, last_member_interval=200) as lab:
+                    outcome = self.run_test(lab, version=version, interval=1000, seconds=3)
+                    self.assertAlmostEqual(statistics.median(leave_latencies(outcome)), expected, delta=delta)
+
+    def test_verification_and_real_world(self):
+        lab = self.up(last_member_interval=100)
+        outcome = self.run_test(lab, kind="VERIFICATION", channels=5, interval=500, seconds=5)
+        self.assertEqual([event["viewed_channel"] for event in outcome.events], [1, 2, 3, 4, 5])
+        outcome = self.run_test(lab, environment="REAL_WORLD", interval=1000, seconds=3)
+        for event in outcome.events:
+            self.assertNotIn("lost_mcast_packets", event)
+            self.assertGreater(event["total_mcast_packets"], 300)
+
+    def test_tests_that_need_unicast_are_refused(self):
+        lab = self.up()
+        for kind, named in (("FAST_CHANNEL_CHANGE", "fast channel change"), ("RELIABLE_RETRANSMISSION", "etransmission")):
+            outcome = test_files.Run(lab, test_files.make(kind=kind)).wait()
+            self.assertIn(outcome.status, (2, 3))
+            self.assertIn(named, outcome.errors)
+            self.assertIn("not offered by live ports", outcome.errors)
+
+    def test_interrupt_leaves_nothing_behind(self):
+        lab = self.up(last_member_interval=100)
+        run = test_files.Run(lab, test_files.make(stbs=4, interval=5000, seconds=60))
+        everything = {f"225.1.0.{i}" for i in range(1, 5)}
+        self.assertEqual(lab.wait_for_groups(everything, 10), everything)
+        run.process.send_signal(signal.SIGINT)
+        outcome = run.wait(30)
+        self.assertEqual(outcome.status, 130)
+        self.assertEqual(lab.wait_for_groups(set(), 2), set())
+
+    def test_one_capability_is_enough(self):
+        lab = self.up(last_member_interval=100)
+        nobody = ["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"]
+        only_raw = [*nobody, "--inh-caps=-all,+net_raw", "--ambient-caps=-all,+net_raw", "--bounding-set=-all,+net_raw"]
+        outcome = test_files.Run(lab, test_files.make(), prefix=only_raw).wait()
+        self.assert_good(outcome)
+        outcome = test_files.Run(lab, test_files.make(), prefix=[*nobody, "--bounding-set=-all"]).wait()
+        self.assertEqual(outcome.status, 3)
+        self.assertIn("CAP_NET_RAW", outcome.errors)
+
+    def test_thousand_boxes(self):
+        lab = self.up(last_member_interval=100)
+        before = resource.getrusage(resource.RUSAGE_CHILDREN)
+        began = time.monotonic()
+        outcome = self.run_test(lab, stbs=1000, channels=52, interval=1000, gap=100, seconds=60, packets=100, start_step=1)
+        took = time.monotonic() - began
+        after = resource.getrusage(resource.RUSAGE_CHILDREN)
+        cpu = after.ru_utime + after.ru_stime - before.ru_utime - before.ru_stime
+        # Box i begins i ms after the start and joins once a second.
+        self.assertAlmostEqual(len(outcome.events), 59500, delta=1100)
+        viewers, = [port for port in outcome.json["live_ports"] if port["port"] == "Viewers"]
+        self.assertGreaterEqual(viewers["joins_and_leaves"], 2 * len(outcome.events))
+        print(f"1,000 boxes: {len(outcome.events)} views, {cpu / took:.2f} of a core, {after.ru_maxrss / 1024:.0f} MiB, "
+              f"late {viewers['late_joins']}, latest {viewers['latest_join_ms']} ms", flush=True)
+
+
+if __name__ == "__main__":
+    laboratory.main()

@@ -1,0 +1,136 @@
+"""Test files for iptvtest with live ports at the laboratory's interfaces, and what a run of one says."""
+
+import json
+import os
+import pathlib
+import subprocess
+import tempfile
+import types
+
+PROGRAM = os.environ.get("ORV_PROGRAM", "iptvtest")
+HEAD = {4: "10.255.0", 6: "2001:db8:ffff:"}
+HOME = {4: "10.0.0", 6: "2001:db8:0:"}
+
+
+def _stack(device, family, mac, address, gateway, vlans):
+    """Interfaces of a device in the indentation of its children; `vlans`: the outer one first."""
+    lines, below = [f"      - EthIIIf:\n        SourceMac: {mac}"], f"{device}/EthIIIf"
+    for depth, vlan in enumerate(vlans):
+        name = ("Outer", "Inner")[depth]
+        lines.append(f"      - VlanIf: {name}\n        VlanId: {vlan}\n        StackedOn: {below}")
+        below = f"{device}/{name}"
+    prefix = {4: 16, 6: 64}[family]
+    lines.append(f"      - Ipv{family}If:\n        Address: \"{address}\"\n        Gateway: \"{gateway}\"\n"
+                 f"        PrefixLength: {prefix}\n        StackedOn: {below}")
+    return "\n".join(lines)
+
+
+def make(*, version="IGMP_V3", stbs=1, channels=4, vlans=(), head_vlans=None, group=None, interval=1000, gap=100,
+         seconds=3, kind="ZAPPING", environment="TESTING", packets=500, start_step=0, first_step=1, sources=False,
+         live=""):
+    """`channels`: of zapping tests, a multiple of 4. `packets`: per second and channel. `sources`: STBs join with INCLUDE and the head end's address."""
+    family = 4 if version.startswith("IGMP") else 6
+    separator = {4: ".", 6: ":"}[family]
+    group = group or {4: "225.1.0.1", 6: "ff1e::101"}[family]
+    host = {4: "IgmpHostConfig", 6: "MldHostConfig"}[family]
+    include = "    FilterMode: INCLUDE\n    TrafficSources: [Sources]\n" if sources else ""
+    head = _stack("Sources", family, "00:10:94:ff:00:01", HEAD[family] + separator + "2",
+                  HEAD[family] + separator + "1", vlans if head_vlans is None else head_vlans)
+    homes = _stack("Homes", family, "00:10:94:00:00:01", HOME[family] + separator + "10",
+                   HOME[family] + separator + "1", vlans)
+    return f"""project:
+  - Port: Head end
+    Location: linux://head0
+    children:
+      - StreamBlock: Streams
+        SrcBinding: Sources/Ipv{family}If
+        DstBinding: Groups/Ipv{family}NetworkBlock
+        Load: {packets * channels}
+        LoadUnit: FRAMES_PER_SECOND
+  - Port: Viewers
+    Location: linux://home0
+  - Ipv{family}Group: Groups
+    children:
+      - Ipv{family}NetworkBlock:
+        StartIpList: "{group}"
+        NetworkCount: {channels}
+  - IptvChannelBlock: Channels
+    MulticastParam: Groups
+{include}  - IptvViewedChannels: Range
+    ChannelBlock: Channels
+    ChannelRangeEnd: {channels}
+    InitialChannelStep: {first_step}
+  - IptvViewingProfileConfig: Profile
+    Interval: {interval}
+    SetTopLeaveJoinDelay: {gap}
+    LeaveLatencyThreshold: 5000
+  - EmulatedDevice: Sources
+    AffiliationPort: Head end
+    TopLevelIf: Sources/Ipv{family}If
+    children:
+{head}
+  - EmulatedDevice: Homes
+    DeviceCount: {stbs}
+    AffiliationPort: Viewers
+    TopLevelIf: Homes/Ipv{family}If
+    children:
+{homes}
+      - {host}:
+        Version: {version}
+        UsesIf: Homes/Ipv{family}If
+      - IptvStbBlockConfig: Boxes
+        IptvProfile: Profile
+        MulticastParam: Homes/{host}
+        StbChannel: [Range]
+        InterClientStartDelayStep: {start_step}
+sequence:
+  - GeneratorStartCommand:
+  - IptvStartTestCommand: Start
+    TestType: {kind}
+    TestEnv: {environment}
+    TestDuration: {seconds}
+  - IptvWaitForTestCompletionCommand:
+  - GeneratorStopCommand:
+{live}"""
+
+
+class Run:
+    """iptvtest with a test file, on a laboratory's tester's side."""
+
+    def __init__(self, lab, text, prefix=(), arguments=()):
+        self._folder = tempfile.TemporaryDirectory(prefix="live-")
+        folder = pathlib.Path(self._folder.name)
+        os.chmod(folder, 0o777)
+        (folder / "test.yaml").write_text(text)
+        self._recording = folder / "recording.jsonl"
+        command = [*prefix, PROGRAM, "run", folder / "test.yaml", "--json", "--db", folder / "results.db", "--record",
+                   self._recording, *arguments]
+        self.process = lab.start(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+
+    def wait(self, seconds=120):
+        """The outcome: what the program says as JSON, with its exit status, its error output and the event records."""
+        try:
+            output, errors = self.process.communicate(timeout=seconds)
+        except subprocess.TimeoutExpired:
+            self.process.kill()
+            raise
+        outcome = types.SimpleNamespace(status=self.process.returncode, errors=errors, events=[])
+        outcome.json = json.loads(output) if output else {}
+        if self._recording.exists():
+            for line in self._recording.read_text().splitlines():
+                for block in json.loads(line).get("blocks", []):
+                    outcome.events += block["events"]
+        return outcome
+
+
+def milliseconds(event, later, earlier):
+    """Between two time stamps of an event record, which count 10 ns."""
+    return (event[later] - event[earlier]) / 1e5
+
+
+def join_latencies(outcome):
+    return [milliseconds(event, "first_mcast_pkt_ts", "mcast_join_ts") for event in outcome.events]
+
+
+def leave_latencies(outcome):
+    return [milliseconds(event, "last_mcast_pkt_ts", "mcast_leave_ts") for event in outcome.events]
