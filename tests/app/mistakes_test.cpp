@@ -22,10 +22,10 @@ TEST_F(TestFileTest, MistakesOfTheTextAndItsSections) {
         {"project:\n  - Port: [a\n  b: }\n",
          "zap.yaml:3:4: this is no YAML: end of sequence flow not found\n"},
         {"- Port: a\n",
-         "zap.yaml:1:1: there is a list; expected the sections title, project, sequence, simulation\n"},
+         "zap.yaml:1:1: there is a list; expected the sections title, project, sequence, simulation, live\n"},
         {"titel: a\nproject:\n",
          "zap.yaml:1:1: titel: this is no section of a test file; expected title, project, sequence, "
-         "simulation; did you mean title?\n"},
+         "simulation, live; did you mean title?\n"},
         {"title: [a]\nproject: text\nsequence: {a: b}\n",
          "zap.yaml:1:8: title: there is a list; expected a text\n"
          "zap.yaml:2:10: project: \"text\" is wrong; expected a list of objects\n"
@@ -41,7 +41,7 @@ TEST_F(TestFileTest, MistakesOfTheTextAndItsSections) {
          "zap.yaml:3:3: a list cannot be a key; expected a name\n"},
         {"Project:\n",
          "zap.yaml:1:1: Project: this is no section of a test file; expected title, project, sequence, "
-         "simulation; did you mean project?\n"},
+         "simulation, live; did you mean project?\n"},
         // What an alias stands for is not looked at, so nothing else is wrong with it.
         {"project:\n  - Port: &a p\n    Location: *a\n  - EmulatedDevice: d\n    DeviceCount: *a\n"
          "    AffiliationPort: *a\n  - *a\nsimulation: *a\n",

@@ -43,6 +43,8 @@ TEST_F(SchemaTest, SaysWhatThePropertiesTake) {
         {"/$defs/IptvViewedChannels/properties/ChannelBlock/description",
          R"("The channel block that the range lies in. Refers to: IptvChannelBlock.")"},
         {"/$defs/simulation/properties/seed/maximum", "18446744073709551615"},
+        {"/properties/live/properties/robustness/maximum", "7"},
+        {"/properties/live/additionalProperties", "false"},
         {"/$defs/network_behaviour/properties/packet_rate/maximum", "1e7"},
         {"/$defs/network_behaviour/properties/jitter/oneOf/2/properties/normal/items/maximum", "1000000000"},
         {"/$defs/simulation/properties/faults/additionalProperties/items/oneOf/1/properties/request/enum/0",

@@ -1,5 +1,6 @@
 #include "outcome_json.h"
 
+#include <chrono>
 #include <nlohmann/json.hpp>
 
 namespace orv::app {
@@ -35,6 +36,22 @@ Json MakeTest(const TestReport& test) {
             {"ports", MakeRows(test.ports)}};
 }
 
+Json MakeLivePort(const LivePortReport& port) {
+    const nic::LiveFigures& figures = port.figures;
+    return {{"name", port.name},
+            {"interface", port.interface},
+            {"joins_and_leaves", figures.joins_and_leaves},
+            {"unseen", figures.unseen},
+            {"late_joins", figures.late_joins},
+            {"latest_join_ms", std::chrono::duration<double, std::milli>(figures.latest_join).count()},
+            {"frames_sent", figures.frames_sent},
+            {"frames_unsent", figures.frames_unsent},
+            {"frames_received", figures.frames_received},
+            {"frames_dropped", figures.frames_dropped},
+            {"stream_packets_sent", figures.stream_packets_sent},
+            {"stream_packets_unsent", figures.stream_packets_unsent}};
+}
+
 Json MakeMistake(const Mistake& mistake) {
     return {{"file", mistake.file},         {"line", mistake.at.line},      {"column", mistake.at.column},
             {"object", mistake.object},     {"property", mistake.property}, {"problem", mistake.problem},
@@ -50,10 +67,12 @@ std::string MakeOutcomeJson(const RunOutcome& outcome) {
               {"seed", outcome.seed},
               {"database", outcome.database},
               {"tests", Json::array()},
+              {"live_ports", Json::array()},
               {"mistakes", Json::array()},
               {"warnings", outcome.warnings},
               {"errors", outcome.errors}};
     for (const TestReport& test : outcome.tests) json["tests"].push_back(MakeTest(test));
+    for (const LivePortReport& port : outcome.live_ports) json["live_ports"].push_back(MakeLivePort(port));
     for (const Mistake& mistake : outcome.mistakes) json["mistakes"].push_back(MakeMistake(mistake));
     // A name in the file need not be proper UTF-8.
     return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";

@@ -3,7 +3,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
+#include <cstdint>
 #include <vector>
 
 #include "text_table.h"
@@ -114,12 +116,36 @@ std::string MakeTestSummary(const TestReport& test) {
     return text;
 }
 
+std::string MakeLivePortLine(const LivePortReport& port) {
+    const nic::LiveFigures& figures = port.figures;
+    std::vector<std::string> parts;
+    if (figures.joins_and_leaves > 0) {
+        const std::string seen = figures.unseen == 0 ? std::string("all seen")
+                                                     : fmt::format("{} of them not seen", figures.unseen);
+        parts.push_back(
+            fmt::format("{} joins and leaves, {} leaving the interface", figures.joins_and_leaves, seen));
+        parts.push_back(fmt::format("latest {:.1f} ms after its time",
+                                    std::chrono::duration<double, std::milli>(figures.latest_join).count()));
+    }
+    const auto add = [&parts](std::uint64_t count, const char* what) {
+        if (count > 0) parts.push_back(fmt::format("{} {}", count, what));
+    };
+    add(figures.late_joins, "more than 1 ms late");
+    add(figures.stream_packets_sent, "stream packets sent");
+    add(figures.stream_packets_unsent, "stream packets not sent");
+    add(figures.frames_unsent, "frames of hosts not sent");
+    add(figures.frames_dropped, "received frames dropped");
+    if (parts.empty()) parts.push_back("no joins and leaves");
+    return fmt::format("Port {} on {}: {}\n", port.name, port.interface, fmt::join(parts, "; "));
+}
+
 }  // namespace
 
 std::string MakeSummary(const RunOutcome& outcome) {
     std::string text;
     if (!outcome.title.empty()) text += outcome.title + "\n\n";
     for (const TestReport& test : outcome.tests) text += MakeTestSummary(test) + "\n";
+    for (const LivePortReport& port : outcome.live_ports) text += MakeLivePortLine(port);
     if (!outcome.database.empty()) text += fmt::format("Results: {}\n", outcome.database);
     if (!outcome.errors.empty()) {
         text += "What went wrong:\n";

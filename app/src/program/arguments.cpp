@@ -26,11 +26,12 @@ constexpr const char* kRunFooter =
     R"(Ctrl-C once ends the test in order, and its results are written; twice ends at once.
 
 On simulated ports a test runs on a virtual clock: ten minutes of it take seconds, and the same seed gives the same
-results. --clock real makes it take as long as on a real network.
+results. --clock real makes it take as long as on a real network. A test with live ports, those whose Location is
+linux://<interface>, runs on the real clock.
 
 A recording has one line of JSON for each notification of a port. Playing it back bins the same events again, into
 other ranges or under another share of joins that may fail if the file has been changed; no set-top box is simulated,
-and what the ports flagged stays flagged.)";
+nothing is sent to the network of a live port, and what the ports flagged stays flagged.)";
 
 constexpr const char* kResultsFooter =
     R"(Without a view the tree of views is shown. A view is named as in the tree,
@@ -78,7 +79,9 @@ void AddRun(CLI::App& app, Arguments& arguments, std::string& clock, std::string
     run->add_option("--seed", seed, "Seed of the simulated network, in place of the test file's")
         ->check(CLI::Validator(CheckSeed, "", "seed"))
         ->type_name("N");
-    run->add_option("--clock", clock, "real or virtual (default)")->check(OneOf(kClocks))->type_name("CLOCK");
+    run->add_option("--clock", clock, "real or virtual; default: real with live ports, otherwise virtual")
+        ->check(OneOf(kClocks))
+        ->type_name("CLOCK");
     run->add_option("--log-level", level, "debug, info, warn (default), error or off")
         ->check(OneOf(kLevels))
         ->type_name("LEVEL");
@@ -108,7 +111,7 @@ void AddResults(CLI::App& app, Arguments& arguments, bool& csv, bool& json, std:
 
 std::optional<Arguments> ReadArguments(int argc, const char* const* argv, int& status) {
     Arguments arguments;
-    std::string clock = "virtual", level = "warn";
+    std::string clock, level = "warn";
     std::uint64_t seed = 0;
     std::uint32_t data_set = 0;
     bool csv = false, results_json = false;
@@ -139,7 +142,7 @@ std::optional<Arguments> ReadArguments(int argc, const char* const* argv, int& s
         status = app.exit(error) == 0 ? 0 : kBadInput;
         return std::nullopt;
     }
-    arguments.clock = kClocks.at(clock);
+    if (!clock.empty()) arguments.clock = kClocks.at(clock);
     const int chosen = kLevels.at(level);
     arguments.log_level.reset();
     if (chosen != 0) arguments.log_level = static_cast<framework::LogLevelType>(chosen);

@@ -20,7 +20,7 @@ struct Arguments {
     bool json = false;  ///< of run and validate
     std::filesystem::path junit;
     RunOptions run;
-    framework::ClockKind clock = framework::ClockKind::Virtual;
+    std::optional<framework::ClockKind> clock;  ///< none: as the ports need it
     std::optional<framework::LogLevelType> log_level =
         framework::LogLevelType::Warn;  ///< none: nothing is shown
 

@@ -11,6 +11,7 @@
 #include <iostream>
 
 #include "arguments.h"
+#include "clock_choice.h"
 #include "console.h"
 #include "interrupts.h"
 #include "orv/common/exceptions.h"
@@ -69,6 +70,12 @@ void WriteFile(const std::filesystem::path& path, const std::string& text) {
             fmt::format("{} cannot be written: {}", path.string(), std::strerror(errno)));
 }
 
+framework::ClockKind ChooseClock(const Arguments& arguments) {
+    // A recording is played back without a network.
+    const bool is_live = arguments.run.replay.empty() && MentionsLivePort(arguments.file);
+    return is_live ? framework::ClockKind::Real : framework::ClockKind::Virtual;
+}
+
 int Run(const Arguments& arguments) {
     auto& loggers = framework::BLLLoggerFactory::GetInstance();
     loggers.SetConsole(false);
@@ -81,7 +88,7 @@ int Run(const Arguments& arguments) {
     }
     RunOutcome outcome;
     {
-        Session session = MakeSession(arguments.clock);
+        Session session = MakeSession(arguments.clock.value_or(ChooseClock(arguments)));
         Console console(std::cerr, MakeConsoleOptions(arguments));
         outcome = session.Run(session.Load(arguments.file), arguments.run, console);
     }

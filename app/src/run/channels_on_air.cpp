@@ -8,7 +8,7 @@
 #include "orv/framework/scriptable_locator.h"
 #include "orv/ids/l2l3_ids.h"
 #include "orv/l2l3/generator.h"
-#include "orv/l2l3/stream_block.h"
+#include "traffic.h"
 
 namespace orv::app {
 
@@ -56,15 +56,11 @@ void ChannelsOnAir::Look() {
     sources_.clear();
     ScriptableVec ports;
     project_.GetObjects(ports, core::CPort::CLASS_ID(), common::kParentChild);
-    for (const framework::CScriptable* port : ports) {
-        const auto* generator = dynamic_cast<const l2l3::CGenerator*>(
-            port->GetObject(l2l3::CGenerator::CLASS_ID(), common::kParentChild));
-        if (!generator || generator->GetState() != ids::GeneratorState::RUNNING) continue;
-        ScriptableVec blocks;
-        port->GetObjects(blocks, l2l3::CStreamBlock::CLASS_ID(), common::kParentChild);
-        for (const framework::CScriptable* block : blocks) {
-            if (block->IsDeleted() || !block->GetActive()) continue;
-            for (const auto& path : dynamic_cast<const l2l3::CStreamBlock&>(*block).GetTrafficPaths()) {
+    for (const framework::CScriptable* object : ports) {
+        const auto& port = dynamic_cast<const core::CPort&>(*object);
+        if (!IsGeneratorRunning(port)) continue;
+        for (const l2l3::CStreamBlock* block : GetActiveStreamBlocks(port)) {
+            for (const auto& path : block->GetTrafficPaths()) {
                 const auto* groups = dynamic_cast<const core::CNetworkBlock*>(path.second);
                 if (!groups) continue;
                 const std::vector<ipAddress_t> hosts = GetHostAddresses(*path.first);

@@ -5,7 +5,7 @@
 #include <map>
 #include <set>
 
-#include "group_addresses.h"
+#include "addresses.h"
 #include "orv/framework/scriptable.h"
 #include "orv/il/network.h"
 

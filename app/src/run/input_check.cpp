@@ -2,15 +2,23 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <map>
 #include <set>
+#include <vector>
 
+#include "orv/common/exceptions.h"
 #include "orv/core/port.h"
+#include "orv/framework/handle_registry.h"
 #include "orv/framework/scriptable_locator.h"
 #include "orv/framework/sequencer.h"
+#include "orv/framework/task_manager.h"
 #include "orv/framework/validation.h"
 #include "orv/ids/core_ids.h"
 #include "orv/ids/iptv_ids.h"
+#include "port_location.h"
+#include "stream_plan.h"
+#include "traffic.h"
 
 namespace orv::app {
 
@@ -19,7 +27,38 @@ namespace {
 using framework::CScriptable;
 using framework::ScriptableVec;
 
-constexpr const char* kSimulatedScheme = "//sim/";
+/// What the set-top boxes of live ports cannot do; null for all else.
+const char* FindRefusedTest(std::uint8_t type) {
+    switch (type) {
+        case ids::TestType::FAST_CHANNEL_CHANGE:
+            return "fast channel change";
+        case ids::TestType::RELIABLE_RETRANSMISSION:
+            return "retransmission";
+        case ids::TestType::FCC_WITH_RRR:
+            return "fast channel change with retransmission";
+        default:
+            return nullptr;
+    }
+}
+
+/// Ports with blocks that a command starts, each once.
+std::vector<const core::CPort*> FindPortsOf(const CScriptable& start_command) {
+    std::vector<const core::CPort*> found;
+    for (const std::uint32_t handle :
+         start_command.GetCollection<std::uint32_t>(ids::IptvStartTestCommand::StbBlockList)) {
+        const CScriptable* root = framework::CHandleRegistry::Instance().Find(handle);
+        if (!root) continue;
+        ScriptableVec blocks;
+        framework::CScriptableLocator::Instance().GetObjectsEx(blocks, ids::IptvStbBlockConfig::CLASS, root);
+        for (const CScriptable* block : blocks) {
+            const auto* port = dynamic_cast<const core::CPort*>(
+                block->GetParent()->GetObject(core::CPort::CLASS_ID(), ids::relations::AffiliationPort));
+            if (!port || !block->GetActive()) continue;
+            if (std::find(found.begin(), found.end(), port) == found.end()) found.push_back(port);
+        }
+    }
+    return found;
+}
 
 class Check {
   public:
@@ -35,12 +74,9 @@ class Check {
         for (const CScriptable* object : ports) {
             const auto& port = dynamic_cast<const core::CPort&>(*object);
             const std::string& location = port.GetString(ids::Port::Location);
-            if (!location.empty() && !location.starts_with(kSimulatedScheme)) {
-                Add(port,
-                    fmt::format("Location \"{}\" is no place for a port; expected {}<name>, or nothing: "
-                                "ports are simulated",
-                                location, kSimulatedScheme));
-            }
+            if (const std::string problem = FindLocationProblem(location); !problem.empty())
+                Add(port, problem);
+            if (GetLiveInterface(port)) Streams(port);
             const auto [other, is_new] = by_address.emplace(port.GetMessenger().ToMessengerString(), &port);
             if (!is_new)
                 Add(port,
@@ -57,10 +93,23 @@ class Check {
         for (CScriptable* command : commands) {
             if (command->GetDouble(ids::IptvStartTestCommand::TestDuration) < 0)
                 Add(*command, "TestDuration is negative");
+            TestType(*command);
             framework::ValidationContext context;
             context.SetCurrentObject(command);
             dynamic_cast<framework::CCommand&>(*command).Validate(context);
             Take(context);
+        }
+    }
+
+    void Clock(const core::CProject& project) {
+        ScriptableVec ports;
+        project.GetObjects(ports, core::CPort::CLASS_ID(), common::kParentChild);
+        for (const CScriptable* object : ports) {
+            const auto& port = dynamic_cast<const core::CPort&>(*object);
+            if (GetLiveInterface(port))
+                Add(port,
+                    "a live port needs the real clock (--clock real): the virtual one runs ahead of its "
+                    "network");
         }
     }
 
@@ -71,6 +120,26 @@ class Check {
     }
 
   private:
+    void TestType(const CScriptable& command) {
+        const char* refused = FindRefusedTest(command.GetU8(ids::IptvStartTestCommand::TestType));
+        if (!refused) return;
+        for (const core::CPort* port : FindPortsOf(command)) {
+            if (!GetLiveInterface(*port)) continue;
+            Add(command, fmt::format("{} is not offered by live ports, one of which is {}", refused,
+                                     port->Describe()));
+        }
+    }
+
+    void Streams(const core::CPort& port) {
+        for (const l2l3::CStreamBlock* block : GetActiveStreamBlocks(port)) {
+            try {
+                CheckStreams(*block);
+            } catch (const common::COrvRunTimeError& error) {
+                Add(*block, error.what());
+            }
+        }
+    }
+
     void Add(const CScriptable& object, const std::string& problem) {
         outcome_.mistakes.push_back(
             file_.MakeMistake(GetPosition(object.GetHandle()), object.Describe(), problem));
@@ -111,6 +180,12 @@ void CheckInput(const TestFile& file, const TestFile::Built& built, core::CProje
     check.StartCommands();
     // The validators go by what kind of test the start commands say it is.
     check.Objects(project);
+}
+
+void CheckClock(const TestFile& file, const TestFile::Built& built, const core::CProject& project,
+                RunOutcome& outcome) {
+    if (framework::CTaskManager::Instance().GetClockKind() == framework::ClockKind::Virtual)
+        Check(file, built, outcome).Clock(project);
 }
 
 }  // namespace orv::app

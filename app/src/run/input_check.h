@@ -12,4 +12,8 @@ namespace orv::app {
 void CheckInput(const TestFile& file, const TestFile::Built& built, core::CProject& project,
                 RunOutcome& outcome);
 
+/// A run with live ports needs the real clock.
+void CheckClock(const TestFile& file, const TestFile::Built& built, const core::CProject& project,
+                RunOutcome& outcome);
+
 }  // namespace orv::app

@@ -7,29 +7,48 @@
 #include "orv/framework/scriptable_locator.h"
 #include "orv/ids/core_ids.h"
 #include "orv/ids/iptv_ids.h"
+#include "orv/il/simulated_port.h"
+#include "port_location.h"
 
 namespace orv::app {
 
-Laboratory::Laboratory(const core::CProject& project, const Simulation& simulation,
-                       const Recordings& recordings, PortLink::Tap tap, const PortLink::Gone& gone)
+Laboratory::Laboratory(const core::CProject& project, const Setup& setup)
     : project_(project),
-      on_air_(project, [this](const std::function<void()>& change) { AnnounceChange(0, change); }),
-      network_(MakeNetwork(simulation, project)) {
+      on_air_(project, [this](const std::function<void()>& change) { OnChannelsChange(change); }),
+      network_(MakeNetwork(setup.simulation, project)),
+      live_(setup.membership, setup.simulation.seed, setup.complain) {
     network_.is_sent = [this](const ipAddress_t& group, const il::SourceFilter& filter) {
         return on_air_.IsSent(group, filter);
     };
     framework::ScriptableVec ports;
     project.GetObjects(ports, core::CPort::CLASS_ID(), common::kParentChild);
-    for (framework::CScriptable* object : ports) {
-        auto& port = dynamic_cast<core::CPort&>(*object);
-        il::SimulatedPort::Setup setup;
-        setup.name = port.GetName();
-        if (const auto faults = simulation.faults.find(port.GetName()); faults != simulation.faults.end())
-            setup.faults = faults->second;
-        if (const auto recording = recordings.find(port.GetName()); recording != recordings.end())
-            setup.recordings = recording->second;
-        links_.push_back(std::make_unique<PortLink>(port, std::move(setup), network_, timeline_, tap, gone));
-    }
+    for (framework::CScriptable* port : ports) MakeLink(dynamic_cast<core::CPort&>(*port), setup);
+}
+
+void Laboratory::MakeLink(core::CPort& port, const Setup& setup) {
+    il::FaultSchedule faults;
+    if (const auto found = setup.simulation.faults.find(port.GetName());
+        found != setup.simulation.faults.end())
+        faults = found->second;
+    const auto recording = setup.recordings.find(port.GetName());
+    const auto interface = GetLiveInterface(port);
+    const bool is_live = interface && recording == setup.recordings.end();
+    const auto make = [&](il::ISoftwarePort::Send send,
+                          il::ISoftwarePort::HangUp hang_up) -> std::unique_ptr<il::ISoftwarePort> {
+        if (is_live) return live_.Make(port, *interface, faults, std::move(send), std::move(hang_up));
+        il::SimulatedPort::Setup simulated{port.GetName(), faults};
+        if (recording != setup.recordings.end()) simulated.recordings = recording->second;
+        return std::make_unique<il::SimulatedPort>(std::move(simulated), network_, timeline_, std::move(send),
+                                                   std::move(hang_up));
+    };
+    links_.push_back(std::make_unique<PortLink>(
+        port, make, is_live ? PortLink::Calls::OnOwnThread : PortLink::Calls::UnderTaskLock, setup.tap,
+        setup.gone));
+}
+
+void Laboratory::OnChannelsChange(const std::function<void()>& change) {
+    AnnounceChange(0, change);
+    live_.FollowGenerators();
 }
 
 /// All ports have worked off what was before when the change comes.

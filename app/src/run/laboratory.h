@@ -8,22 +8,37 @@
 #include <vector>
 
 #include "channels_on_air.h"
+#include "live_ports.h"
 #include "orv/core/project.h"
+#include "orv/il/recording.h"
 #include "port_link.h"
 #include "task_timeline.h"
 #include "test_file/simulation.h"
 
 namespace orv::app {
 
-/// Gives every port of a project a software port for its life.
+/// Gives every port of a project a software port for its life: one on its network interface where the
+/// location names one, otherwise a simulated one.
 class Laboratory {
   public:
-    /// What ports are to report instead of emulating set-top boxes, by name of the port.
+    /// What ports are to report instead of emulating set-top boxes, by name of the port. These ports are
+    /// simulated, wherever they are.
     using Recordings = std::map<std::string, il::Recordings>;
 
-    /// `gone` is called when a port ends its connection.
-    Laboratory(const core::CProject& project, const Simulation& simulation, const Recordings& recordings,
-               PortLink::Tap tap, const PortLink::Gone& gone);
+    struct Setup {
+        Simulation simulation;
+        nic::MembershipSettings membership;
+        Recordings recordings;
+        PortLink::Tap tap;
+        PortLink::Gone gone;           ///< called when a port ends its connection
+        LivePorts::Complain complain;  ///< of live ports
+    };
+    /// Throws COrvRunTimeError when a network interface cannot be used.
+    Laboratory(const core::CProject& project, const Setup& setup);
+
+    /// Tells live ports of their hosts; before anything else is sent. Throws COrvRunTimeError.
+    void ConfigureInterfaces() const { live_.ConfigureInterfaces(); }
+    std::vector<LivePortReport> GetLiveReports() const { return live_.GetReports(); }
 
     std::vector<PortLink*> GetPorts();
     /// The ports that have refused to start their test.
@@ -35,12 +50,15 @@ class Laboratory {
     void ForgetTests();
 
   private:
+    void MakeLink(core::CPort& port, const Setup& setup);
+    void OnChannelsChange(const std::function<void()>& change);
     void AnnounceChange(std::size_t link, const std::function<void()>& change);
 
     const core::CProject& project_;
     ChannelsOnAir on_air_;
     TaskTimeline timeline_;
     il::Network network_;
+    LivePorts live_;
     std::vector<std::unique_ptr<PortLink>> links_;
 };
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "group_addresses.h"
+#include "addresses.h"
 #include "orv/ids/iptv_ids.h"
 #include "orv/mcastcore/multicast_group.h"
 

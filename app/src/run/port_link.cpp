@@ -18,26 +18,36 @@ constexpr std::size_t kMostBytes = 1024;
 
 }  // namespace
 
-PortLink::PortLink(core::CPort& port, il::SimulatedPort::Setup setup, const il::Network& network,
-                   il::ITimeline& timeline, Tap tap, Gone gone)
-    : handle_(port.GetHandle()), name_(port.GetName()), tap_(std::move(tap)), gone_(std::move(gone)) {
+PortLink::PortLink(core::CPort& port, const MakePort& make, Calls calls, Tap tap, Gone gone)
+    : handle_(port.GetHandle()),
+      name_(port.GetName()),
+      tap_(std::move(tap)),
+      gone_(std::move(gone)),
+      anchor_{std::make_shared<PortLink*>(this)} {
     auto [near_end, far_end] = framework::MakeInProcessTransport();
     far_end_ = std::move(far_end);
-    port_ = std::make_unique<il::SimulatedPort>(
-        std::move(setup), network, timeline,
-        [this](std::vector<std::byte> message) { OnMessage(std::move(message)); },
-        // The port is in the middle of something.
-        [this](const std::string& reason) {
-            cut_timer_ = framework::CTaskManager::Instance().PostAfter({}, [this, reason] { Cut(reason); });
+    const auto post = [self = anchor_.link](std::function<void(PortLink&)> work) {
+        framework::CTaskManager::Instance().PostAfter({}, [self, work = std::move(work)] {
+            if (*self) work(**self);
         });
-    far_end_->SetCallbacks([this](std::vector<std::byte> message) { port_->Receive(message); },
+    };
+    const auto send_now = [this](std::vector<std::byte> message) { OnMessage(std::move(message)); };
+    const auto send_later = [post](std::vector<std::byte> message) {
+        post([message = std::move(message)](PortLink& link) mutable { link.OnMessage(std::move(message)); });
+    };
+    // A port that hangs up is in the middle of something.
+    const auto hang_up = [post](const std::string& reason) {
+        post([reason](PortLink& link) { link.Cut(reason); });
+    };
+    port_ = calls == Calls::OnOwnThread ? make(send_later, hang_up) : make(send_now, hang_up);
+    far_end_->SetCallbacks([this](const std::vector<std::byte>& message) { port_->Receive(message); },
                            [](const std::string&) {});
     framework::CRpcManager::Instance().Connect(port.GetMessenger(), std::move(near_end));
 }
 
 PortLink::~PortLink() {
-    if (cut_timer_ != 0) framework::CTaskManager::Instance().CancelTimer(cut_timer_);
     far_end_->Close();
+    port_.reset();
 }
 
 void PortLink::OnMessage(std::vector<std::byte> message) {

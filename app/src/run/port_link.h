@@ -9,7 +9,7 @@
 
 #include "orv/core/port.h"
 #include "orv/framework/transport.h"
-#include "orv/il/simulated_port.h"
+#include "orv/il/software_port.h"
 
 namespace orv::app {
 
@@ -21,8 +21,15 @@ class PortLink {
     /// Called when the connection has ended, once the port is offline.
     using Gone = std::function<void(const std::string& port, const std::string& reason)>;
 
-    PortLink(core::CPort& port, il::SimulatedPort::Setup setup, const il::Network& network,
-             il::ITimeline& timeline, Tap tap, Gone gone);
+    /// Makes a software port that calls these functions.
+    using MakePort = std::function<std::unique_ptr<il::ISoftwarePort>(il::ISoftwarePort::Send send,
+                                                                      il::ISoftwarePort::HangUp hang_up)>;
+    /// Where the software port calls them: under the task lock, or on a thread of its own, which never waits
+    /// for the lock. The destructor of such a port may wait for that thread.
+    enum class Calls { UnderTaskLock, OnOwnThread };
+
+    /// What `make` throws is passed on, and nothing is connected then.
+    PortLink(core::CPort& port, const MakePort& make, Calls calls, Tap tap, Gone gone);
     ~PortLink();
     PortLink(const PortLink&) = delete;
     PortLink& operator=(const PortLink&) = delete;
@@ -32,7 +39,7 @@ class PortLink {
     enum class TestState { NotStarted, Refused, Running, Ended };
     TestState GetTestState() const { return test_; }
     void ForgetTest() { test_ = TestState::NotStarted; }
-    /// See SimulatedPort.
+    /// See ISoftwarePort.
     void ChannelsChange(const std::function<void()>& change) { port_->ChannelsChange(change); }
     /// Ends the connection; the port is offline afterwards.
     void Cut(const std::string& reason);
@@ -46,10 +53,15 @@ class PortLink {
     Tap tap_;
     Gone gone_;
     TestState test_ = TestState::NotStarted;
-    std::unique_ptr<framework::ITransport> far_end_;
-    std::unique_ptr<il::SimulatedPort> port_;
-    std::uint64_t cut_timer_ = 0;
     bool is_cut_ = false;
+    std::unique_ptr<framework::ITransport> far_end_;
+    std::unique_ptr<il::ISoftwarePort> port_;
+    /// Leads posted work here, for as long as there is a link. Used under the task lock.
+    struct Anchor {
+        std::shared_ptr<PortLink*> link;
+        ~Anchor() { *link = nullptr; }
+    };
+    Anchor anchor_;
 };
 
 }  // namespace orv::app

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "orv/nic/live_port.h"
 #include "test_file/mistake.h"
 #include "test_report.h"
 
@@ -22,6 +23,13 @@ enum class RunEnd : int {
 /// "passed"
 const char* GetRunEndName(RunEnd end);
 
+/// What a port did on its network interface.
+struct LivePortReport {
+    std::string name;       ///< of the port
+    std::string interface;  ///< "eth1"
+    nic::LiveFigures figures;
+};
+
 struct RunOutcome {
     RunEnd end = RunEnd::Passed;
     std::string title;
@@ -30,7 +38,8 @@ struct RunOutcome {
     std::vector<std::string> warnings;  ///< about the input
     std::vector<std::string> errors;    ///< of the run, in the order in which they came up
     std::vector<TestReport> tests;      ///< those that came to their end, in order
-    std::string database;               ///< path; empty when nothing was stored
+    std::vector<LivePortReport> live_ports;
+    std::string database;  ///< path; empty when nothing was stored
 };
 
 }  // namespace orv::app

@@ -42,6 +42,14 @@ void SetDatabaseName(const std::filesystem::path& database) {
     }
 }
 
+/// The connections to ports, which end with it, whatever ended the run. Nobody is told any more.
+struct Connections {
+    Connections() = default;
+    ~Connections() { framework::CRpcManager::Instance().Reset(); }
+    Connections(const Connections&) = delete;
+    Connections& operator=(const Connections&) = delete;
+};
+
 }  // namespace
 
 class Session::Impl {
@@ -52,14 +60,14 @@ class Session::Impl {
 
     RunOutcome Validate(const TestFile& file) {
         RunOutcome outcome;
-        Prepare(file, {}, outcome);
+        Prepare(file, nullptr, outcome);
         host_.NewProject();
         return outcome;
     }
 
     RunOutcome Run(const TestFile& file, const RunOptions& options, IRunObserver& observer) {
         RunOutcome outcome;
-        Prepare(file, options, outcome);
+        Prepare(file, &options, outcome);
         if (outcome.mistakes.empty()) {
             RunLog log([&observer](const framework::LogRecord& record) { observer.OnLog(record); });
             try {
@@ -77,7 +85,8 @@ class Session::Impl {
     }
 
   private:
-    void Prepare(const TestFile& file, const RunOptions& options, RunOutcome& outcome) {
+    /// Without options nothing is to be run.
+    void Prepare(const TestFile& file, const RunOptions* options, RunOutcome& outcome) {
         outcome.title = file.GetTitle();
         outcome.mistakes = file.GetMistakes();
         if (outcome.mistakes.empty()) {
@@ -86,10 +95,12 @@ class Session::Impl {
             outcome.mistakes = built.mistakes;
             if (outcome.mistakes.empty()) RunWizard(file, built, project, outcome);
             if (outcome.mistakes.empty()) CheckInput(file, built, project, outcome);
+            if (outcome.mistakes.empty() && options && options->replay.empty())
+                CheckClock(file, built, project, outcome);
         }
         recordings_.clear();
-        if (outcome.mistakes.empty() && !options.replay.empty()) {
-            RecordingFile recording = ReadRecording(options.replay, host_.GetProject());
+        if (outcome.mistakes.empty() && options && !options->replay.empty()) {
+            RecordingFile recording = ReadRecording(options->replay, host_.GetProject());
             outcome.mistakes = std::move(recording.mistakes);
             recordings_ = std::move(recording.ports);
         }
@@ -106,15 +117,21 @@ class Session::Impl {
         if (!options.record.empty()) recorder.emplace(options.record);
 
         const auto database = core::MakeSqliteTestResultManager(std::filesystem::current_path().string());
-        const PortLink::Tap tap = [&recorder](const core::CPort& port,
-                                              const std::vector<std::byte>& message) {
+        Laboratory::Setup setup;
+        setup.simulation = simulation;
+        setup.membership = file.GetMembership();
+        setup.recordings = recordings_;
+        setup.tap = [&recorder](const core::CPort& port, const std::vector<std::byte>& message) {
             if (recorder) recorder->OnMessage(port, message);
         };
-        const PortLink::Gone gone = [&log](const std::string& port, const std::string& reason) {
+        setup.gone = [&log](const std::string& port, const std::string& reason) {
             log.AddError("The connection to port \"" + port + "\" has ended: " + reason + ".");
         };
+        setup.complain = [&log](const std::string& text) { log.AddError(text); };
         {
-            Laboratory laboratory(host_.GetProject(), simulation, recordings_, tap, gone);
+            const Connections connections;
+            Laboratory laboratory(host_.GetProject(), setup);
+            laboratory.ConfigureInterfaces();
             TestWatch watch(laboratory, log, observer);
             RunToEnd(watch, *database, log);
             outcome.tests = watch.TakeReports();
@@ -123,7 +140,7 @@ class Session::Impl {
             } else {
                 WaitForAnswers(log);
             }
-            framework::CRpcManager::Instance().Reset();
+            outcome.live_ports = laboratory.GetLiveReports();
         }
         outcome.database = database->GetDatabasePath();
         if (const std::string why = database->GetErrorText(); !why.empty()) log.AddError(why);

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "mistake.h"
+#include "orv/nic/live_port.h"
 #include "simulation.h"
 #include "vocabulary.h"
 
@@ -79,6 +80,7 @@ class Plan {
 
     std::string title;
     Simulation simulation;
+    nic::MembershipSettings membership;
     bool has_sequence = false;  ///< the file has a section of that name
 
   private:

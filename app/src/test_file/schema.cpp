@@ -104,7 +104,8 @@ std::string MakeJsonSchema() {
            {{"type", {"string", "number", "boolean", "null"}}, {"description", "What the test is about."}}},
           {"project", project},
           {"sequence", sequence},
-          {"simulation", {{"$ref", "#/$defs/simulation"}}}}},
+          {"simulation", {{"$ref", "#/$defs/simulation"}}},
+          {"live", MakeLiveDefinition()}}},
         {"$defs", MakeDefinitions()},
     };
     return schema.dump(2) + "\n";

@@ -13,5 +13,7 @@ using Json = nlohmann::ordered_json;
 Json MakePropertySchema(const CPropertyMeta& property);
 /// Definitions "simulation" (the section) and those that it refers to.
 Json MakeSimulationDefinitions();
+/// Schema of the section "live".
+Json MakeLiveDefinition();
 
 }  // namespace orv::app

@@ -4,11 +4,9 @@
 #include <limits>
 #include <optional>
 #include <string_view>
-#include <variant>
 
+#include "key_reader.h"
 #include "names.h"
-#include "orv/common/exceptions.h"
-#include "orv/framework/meta_class.h"
 #include "simulation.h"
 
 namespace orv::app {
@@ -29,20 +27,8 @@ auto* FindForm(const Forms& forms, std::string_view name) {
     return found == forms.end() ? nullptr : &*found;
 }
 
-/// Numbers are written as those of properties are.
-template <class T>
-std::optional<T> Parse(framework::PropertyType type, const std::string& text) {
-    framework::CPropertyMeta number;
-    number.type = type;
-    try {
-        return std::get<T>(number.Parse(text));
-    } catch (const common::COrvRunTimeError&) {
-        return std::nullopt;  // who asks knows more of what is expected
-    }
-}
-
 std::optional<double> ParseNumber(const std::string& text) {
-    return Parse<double>(framework::PropertyType::Double, text);
+    return ParseValue<double>(framework::PropertyType::Double, text);
 }
 
 /// "0.01" or "1 %"
@@ -67,19 +53,10 @@ std::string DescribeDelay() {
         kLongestDelayMs);
 }
 
-/// A member of the section that its error texts name.
-struct Key {
-    std::string section;  ///< "simulation, ports, Viewers"
-    const SourceEntry& entry;
-
-    const SourceNode& Value() const { return entry.value; }
-    MistakeList::Where Where() const { return {entry.value.at, section, entry.key.text}; }
-};
-
-class SimulationReader {
+class SimulationReader : KeyReader {
   public:
     SimulationReader(const SimulatedNames& names, MistakeList& mistakes)
-        : ports_(names.ports), channel_blocks_(names.channel_blocks), mistakes_(mistakes) {}
+        : KeyReader(mistakes), ports_(names.ports), channel_blocks_(names.channel_blocks) {}
 
     Simulation Read(const SourceNode& node) {
         KnownNames keys({"seed", "defaults", "ports", "channel_blocks", "faults"});
@@ -105,32 +82,6 @@ class SimulationReader {
     }
 
   private:
-    /// The entries of a map whose keys are among `known`; the others are mistakes.
-    std::vector<Key> ReadEntries(const SourceNode& node, const MistakeList::Where& where, KnownNames& known) {
-        std::vector<Key> keys;
-        const std::string section = where.object + (where.property.empty() ? "" : ", " + where.property);
-        if (node.IsNothing()) return keys;
-        if (!node.IsMap()) {
-            mistakes_.Add(where, node.DescribeWrong(), "keys and values");
-            return keys;
-        }
-        for (const SourceEntry& entry : node.entries) {
-            const std::string& name = entry.key.text;
-            if (known.Contains(name)) {
-                keys.push_back({section, entry});
-            } else {
-                mistakes_.Add({entry.key.at, section, name}, "this is not known here",
-                              known.Get().empty() ? "nothing: the file has no such object"
-                                                  : JoinNames(known.Get(), kMostShown),
-                              known.FindNearest(name));
-            }
-        }
-        return keys;
-    }
-    std::vector<Key> ReadEntries(const Key& key, KnownNames& known) {
-        return ReadEntries(key.Value(), key.Where(), known);
-    }
-
     void ReadBehaviours(const Key& key, KnownNames& known, const il::NetworkBehaviour& defaults,
                         std::map<std::string, il::NetworkBehaviour>& behaviours) {
         for (const Key& object : ReadEntries(key, known)) {
@@ -148,10 +99,6 @@ class SimulationReader {
             if (const NumberMember* number = FindForm(GetNumberMembers(), name))
                 ReadNumber(member, *number, behaviour.*number->member);
         }
-    }
-
-    void Refuse(const Key& key, const std::string& expected, const std::string& nearest = {}) {
-        mistakes_.Add(key.Where(), key.Value().DescribeWrong(), expected, nearest);
     }
 
     void ReadNumber(const Key& key, const NumberMember& member, double& number) {
@@ -182,8 +129,8 @@ class SimulationReader {
         const auto* form = FindForm(GetDistributionForms(), entry.key.text);
         if (!form) {
             const auto known = NamesOf(GetDistributionForms());
-            mistakes_.Add({entry.key.at, form_key.section, entry.key.text}, "this is no distribution",
-                          JoinNames(known), FindNearestName(entry.key.text, known));
+            Mistakes().Add({entry.key.at, form_key.section, entry.key.text}, "this is no distribution",
+                           JoinNames(known), FindNearestName(entry.key.text, known));
             return;
         }
         std::vector<double> parameters;
@@ -194,22 +141,12 @@ class SimulationReader {
         const bool ordered = form->kind != il::Distribution::Kind::Uniform || parameters.size() != 2 ||
                              parameters[0] <= parameters[1];
         if (parameters.size() != 2 || entry.value.items.size() != 2 || !ordered) {
-            mistakes_.Add(
+            Mistakes().Add(
                 form_key.Where(), "the parameters are wrong",
                 fmt::format("{} in milliseconds, each from 0 to {}", form->parameters, kLongestDelayMs));
             return;
         }
         distribution = {form->kind, parameters[0], parameters[1]};
-    }
-
-    template <class T>
-    void ReadWhole(const Key& key, T& number, T least, T most) {
-        const auto value = Parse<std::uint64_t>(framework::PropertyType::U64, key.Value().text);
-        if (!key.Value().IsText() || !value || *value < least || *value > most) {
-            Refuse(key, DescribeWhole(least, most));
-            return;
-        }
-        number = static_cast<T>(*value);
     }
 
     void ReadFaults(const Key& port, std::map<std::string, il::FaultSchedule>& schedules) {
@@ -230,15 +167,16 @@ class SimulationReader {
         const FaultForm* form = kind == keys.end() ? nullptr : ReadFaultKind(*kind);
         if (form) fault.kind = form->kind;
         if (kind == keys.end() && (item.IsMap() || item.IsNothing()))
-            mistakes_.Add({item.at, section, "kind"}, "this is missing", JoinNames(NamesOf(GetFaultForms())));
+            Mistakes().Add({item.at, section, "kind"}, "this is missing",
+                           JoinNames(NamesOf(GetFaultForms())));
         bool has_delay = false;
         for (const Key& key : keys) {
             const std::string& name = key.entry.key.text;
             has_delay |= name == "delay_ms";
             if (form &&
                 ((name == "request" && !form->takes_request) || (name == "delay_ms" && !form->takes_delay))) {
-                mistakes_.Add({key.entry.key.at, section, name},
-                              fmt::format("a fault of kind {} takes none", form->name));
+                Mistakes().Add({key.entry.key.at, section, name},
+                               fmt::format("a fault of kind {} takes none", form->name));
             } else if (name == "request") {
                 ReadRequest(key, fault.request);
             } else if (name == "occurrence") {
@@ -248,8 +186,8 @@ class SimulationReader {
             }
         }
         if (form && form->takes_delay && !has_delay)
-            mistakes_.Add({item.at, section, "delay_ms"}, "this is missing",
-                          DescribeWhole(1, kLongestDelayMs));
+            Mistakes().Add({item.at, section, "delay_ms"}, "this is missing",
+                           DescribeWhole(1, kLongestDelayMs));
         return fault;
     }
 
@@ -273,23 +211,16 @@ class SimulationReader {
         Refuse(key, nearest.empty() ? "one of " + JoinNames(known) : "the name of a request", nearest);
     }
 
-    static std::string DescribeWhole(std::uint64_t least, std::uint64_t most) {
-        return fmt::format("a whole number from {} to {}", least, most);
-    }
-
     static KnownNames GetBehaviourMembers() {
         std::vector<std::string> names = NamesOf(GetDelayMembers());
         for (std::string& name : NamesOf(GetNumberMembers())) names.push_back(std::move(name));
         return KnownNames(std::move(names));
     }
 
-    static constexpr std::size_t kMostShown = 20;
-
     KnownNames ports_;
     KnownNames channel_blocks_;
     KnownNames members_ = GetBehaviourMembers();
     KnownNames fault_keys_{{"kind", "request", "occurrence", "delay_ms"}};
-    MistakeList& mistakes_;
 };
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include <iterator>
 
 #include "builder.h"
+#include "live_section.h"
 #include "names.h"
 #include "object_reader.h"
 #include "orv/common/exceptions.h"
@@ -21,7 +22,7 @@ namespace orv::app {
 
 namespace {
 
-const std::vector<std::string> kSections{"title", "project", "sequence", "simulation"};
+const std::vector<std::string> kSections{"title", "project", "sequence", "simulation", "live"};
 
 // What runs when the file says nothing else.
 
@@ -60,6 +61,8 @@ class SectionReader {
             plan_.simulation = ReadSimulation(
                 section->value, {plan_.GetNamesOf("Port"), plan_.GetNamesOf("IptvChannelBlock")}, mistakes_);
         }
+        if (const SourceEntry* section = Find("live"))
+            plan_.membership = ReadLiveSection(section->value, mistakes_);
     }
 
   private:
@@ -155,6 +158,10 @@ const std::string& TestFile::GetTitle() const {
 
 const Simulation& TestFile::GetSimulation() const {
     return plan_->simulation;
+}
+
+const nic::MembershipSettings& TestFile::GetMembership() const {
+    return plan_->membership;
 }
 
 TestFile::Built TestFile::Build(framework::CScriptable& project, framework::CSequencer& sequencer) const {

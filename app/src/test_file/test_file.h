@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "mistake.h"
+#include "orv/nic/live_port.h"
 #include "simulation.h"
 
 namespace orv::framework {
@@ -39,6 +40,8 @@ class TestFile {
     /// Empty when the file gives none.
     const std::string& GetTitle() const;
     const Simulation& GetSimulation() const;
+    /// Of the section "live".
+    const nic::MembershipSettings& GetMembership() const;
 
     /// What came of building a file.
     struct Built {

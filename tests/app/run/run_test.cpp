@@ -8,6 +8,8 @@
 #include <regex>
 #include <set>
 
+#include "output/outcome_json.h"
+#include "output/summary.h"
 #include "session_fixture.h"
 
 namespace {
@@ -56,6 +58,34 @@ TEST_F(RunTest, BadInputIsRefusedBeforeAnythingRuns) {
               "- Port: Viewers\n",
               "- Port: Viewers\n    Location: //sim/1\n  - Port: Others\n    Location: //sim/1\n",
               "Port \"Others\": Location \"//sim/1\" is that of Port \"Viewers\", too"},
+             {"two ports on one interface",
+              {},
+              "- Port: Viewers\n",
+              "- Port: Viewers\n    Location: linux://a\n  - Port: Others\n    Location: linux://a\n",
+              "Port \"Others\": Location \"linux://a\" is that of Port \"Viewers\", too"},
+             {"no interface's name",
+              {},
+              "- Port: Viewers\n",
+              "- Port: Viewers\n    Location: linux://a23456789012345.\n",
+              "Port \"Viewers\": Location \"linux://a23456789012345.\" names no network interface"},
+             {"a test that live ports do not offer",
+              {.type = "FCC_WITH_RRR", .environment = "REAL_WORLD"},
+              "- Port: Viewers\n",
+              "- Port: Viewers\n    Location: linux://a\n",
+              "IptvStartTestCommand \"Start\": fast channel change with retransmission is not offered by "
+              "live "
+              "ports, one of which is Port \"Viewers\""},
+             {"a load that live ports do not offer",
+              {.environment = "TESTING"},
+              "- Port: Head end\n    children:\n      - StreamBlock: Streams\n",
+              "- Port: Head end\n    Location: linux://a\n    children:\n      - StreamBlock: Streams\n"
+              "        LoadUnit: INTER_BURST_GAP\n",
+              "StreamBlock \"Streams\": LoadUnit INTER_BURST_GAP is not offered by live ports"},
+             {"a live port on the virtual clock",
+              {},
+              "- Port: Viewers\n",
+              "- Port: Viewers\n    Location: linux://a\n",
+              "test.yaml:\\d+:5: Port \"Viewers\": a live port needs the real clock"},
          }) {
         SCOPED_TRACE(c.what);
         std::string text = c.text.ToString();
@@ -243,6 +273,67 @@ TEST_F(RunTest, ARecordingWithMistakesIsRefusedWithAllOfThem) {
         ":9:1: notification, events: viewed_channel: 70000 is wrong; expected a whole number from 0 to "
         "65535\n"
         ":10:1: notification, events: viewed_ip: \"here\" is wrong; expected an IPv4 or IPv6 address\n");
+}
+
+TEST_F(RunTest, ARecordingReplacesLivePorts) {
+    TestText text;
+    RunOptions record, replay;
+    record.record = replay.replay = folder / "recorded.jsonl";
+    const RunOutcome first = Run(text.ToString(), record);
+    std::string live = text.ToString();
+    live.replace(live.find("- Port: Viewers\n"), 16, "- Port: Viewers\n    Location: linux://nosuch0\n");
+    const RunOutcome second = Run(live, replay);
+    EXPECT_EQ(second.end, RunEnd::Passed) << Mistakes(second) << testing::PrintToString(second.errors);
+    ASSERT_EQ(second.tests.size(), 1U);
+    EXPECT_EQ(second.tests[0].GetChannelChanges(), first.tests.at(0).GetChannelChanges());
+    EXPECT_THAT(second.live_ports, IsEmpty());
+}
+
+TEST(OutputTest, SaysWhatLivePortsDid) {
+    RunOutcome outcome;
+    outcome.live_ports = {{"Viewers", "stb0", {}}, {"Head end", "src0", {}}, {"Idle", "idle0", {}}};
+    outcome.live_ports[0].figures.joins_and_leaves = 2000;
+    outcome.live_ports[0].figures.latest_join = std::chrono::microseconds(310);
+    outcome.live_ports[1].figures.stream_packets_sent = 500;
+    EXPECT_THAT(
+        orv::app::MakeSummary(outcome),
+        HasSubstr(
+            "Port Viewers on stb0: 2000 joins and leaves, all seen leaving the interface; latest 0.3 ms "
+            "after its time\n"
+            "Port Head end on src0: 500 stream packets sent\n"
+            "Port Idle on idle0: no joins and leaves\n"));
+    outcome.live_ports.resize(1);
+    auto& figures = outcome.live_ports[0].figures;
+    figures.unseen = 3;
+    figures.frames_unsent = 4;
+    figures.frames_dropped = 5;
+    figures.late_joins = 6;
+    EXPECT_THAT(
+        orv::app::MakeSummary(outcome),
+        testing::AllOf(HasSubstr("3 of them not seen leaving"), HasSubstr("4 frames of hosts not sent"),
+                       HasSubstr("5 received frames dropped"), HasSubstr("6 more than 1 ms late")));
+    const auto json = nlohmann::json::parse(orv::app::MakeOutcomeJson(outcome))["live_ports"][0];
+    EXPECT_EQ(json["name"], "Viewers");
+    EXPECT_EQ(json["interface"], "stb0");
+    EXPECT_EQ(json["unseen"], 3);
+    EXPECT_NEAR(json["latest_join_ms"], 0.31, 1e-9);
+}
+
+TEST(ProgramTest, LivePortsBringTheRealClockAndNeedTheirInterface) {
+    const TemporaryFolder folder;
+    const auto file = folder / "test.yaml";
+    std::string text = TestText{}.ToString();
+    text.replace(text.find("- Port: Viewers\n"), 16, "- Port: Viewers\n    location: 'linux://nosuch0'\n");
+    WriteFile(file, text);
+    EXPECT_EQ(RunIptvtest("validate " + file.string()).status, 0);
+    const std::string run = "run " + file.string() + " --db " + (folder / "r.db").string();
+    const ProgramRun missing = RunIptvtest(run);
+    EXPECT_EQ(missing.status, 3);
+    EXPECT_THAT(missing.out, HasSubstr("Port \"Viewers\": "));
+    EXPECT_THAT(missing.out, HasSubstr("nosuch0"));
+    const ProgramRun refused = RunIptvtest(run + " --clock virtual");
+    EXPECT_EQ(refused.status, 2);
+    EXPECT_THAT(refused.err, HasSubstr("a live port needs the real clock"));
 }
 
 TEST(ProgramTest, SaysWhatCameOfARunInEveryForm) {

@@ -1,0 +1,113 @@
+#include "addresses.h"
+
+#include <fmt/format.h>
+
+#include <cstring>
+
+#include "orv/common/exceptions.h"
+#include "orv/core/eth_ii_if.h"
+#include "orv/core/ipv4_if.h"
+#include "orv/core/ipv4_network_block.h"
+#include "orv/core/ipv6_if.h"
+#include "orv/core/ipv6_network_block.h"
+#include "orv/core/network_interface_stack_enumerator.h"
+#include "orv/core/vlan_if.h"
+#include "orv/ids/core_ids.h"
+
+namespace orv::app {
+
+namespace {
+
+ipAddress_t Convert(const common::CIpAddress& address) {
+    ipAddress_t converted;
+    converted.type = ipAddress_t::kV4;
+    address.CopyTo(converted.v4.address);
+    return converted;
+}
+
+ipAddress_t Convert(const common::CIpv6Address& address) {
+    ipAddress_t converted;
+    converted.type = ipAddress_t::kV6;
+    address.CopyTo(converted.v6.address);
+    return converted;
+}
+
+template <class Block, class Address>
+void Append(const Block& block, const Address& step, std::vector<ipAddress_t>& addresses) {
+    for (Address address : block.GetStartIpList()) {
+        for (std::uint32_t i = 0; i < block.GetNetworkCount(); ++i, address += step)
+            addresses.push_back(Convert(address));
+    }
+}
+
+/// Calls `visit` with the stack of each host behind an IP interface, from that interface down.
+template <class Visit>
+void ForEachHost(const core::CNetworkEndpoint& endpoint, const Visit& visit) {
+    const auto* top = dynamic_cast<const core::CNetworkInterface*>(&endpoint);
+    if (!top || (!top->IsTypeOf(core::CIpv4If::CLASS_ID()) && !top->IsTypeOf(core::CIpv6If::CLASS_ID())))
+        return;
+    core::CNetworkInterfaceStackEnumerator hosts(*top);
+    for (std::uint32_t host = 0; host < hosts.GetEndpointCount(); ++host) visit(hosts.GetInterfaceList(host));
+}
+
+ipAddress_t GetIp(const core::CNetworkInterface& interface) {
+    return interface.IsTypeOf(core::CIpv4If::CLASS_ID()) ? Convert(interface.GetIp(ids::Ipv4If::Address))
+                                                         : Convert(interface.GetIpv6(ids::Ipv6If::Address));
+}
+
+live::VlanTag GetTag(const core::CNetworkInterface& vlan) {
+    namespace Id = ids::VlanIf;
+    return {vlan.GetU16(Id::Tpid),
+            static_cast<std::uint16_t>(vlan.GetU8(Id::Priority) << 13 | vlan.GetU8(Id::Cfi) << 12 |
+                                       vlan.GetU16(Id::VlanId))};
+}
+
+}  // namespace
+
+std::vector<ipAddress_t> GetAddresses(const core::CNetworkBlock& block) {
+    std::vector<ipAddress_t> addresses;
+    if (const auto* v4 = dynamic_cast<const core::CIpv4NetworkBlock*>(&block))
+        Append(*v4, common::CIpAddress(block.GetAddrIncrement()), addresses);
+    if (const auto* v6 = dynamic_cast<const core::CIpv6NetworkBlock*>(&block))
+        Append(*v6, common::CIpv6Address::FromLow32(block.GetAddrIncrement()), addresses);
+    return addresses;
+}
+
+std::vector<ipAddress_t> GetHostAddresses(const core::CNetworkEndpoint& endpoint) {
+    std::vector<ipAddress_t> addresses;
+    ForEachHost(endpoint, [&addresses](const auto& stack) { addresses.push_back(GetIp(*stack.front())); });
+    return addresses;
+}
+
+std::vector<live::HostAddress> GetLiveHosts(const core::CNetworkEndpoint& endpoint) {
+    std::vector<live::HostAddress> hosts;
+    ForEachHost(endpoint, [&](const std::vector<core::CNetworkInterface*>& stack) {
+        live::HostAddress& host = hosts.emplace_back();
+        host.ip = ToLiveAddress(GetIp(*stack.front()));
+        // From below, where the outer tag is.
+        for (auto at = stack.rbegin(); at + 1 != stack.rend(); ++at) {
+            const core::CNetworkInterface& layer = **at;
+            if (layer.IsTypeOf(core::CEthIIIf::CLASS_ID())) {
+                host.mac.bytes = layer.GetT<common::CMacAddress>(ids::EthIIIf::SourceMac).GetBytes();
+            } else if (layer.IsTypeOf(core::CVlanIf::CLASS_ID()) && host.vlan.count < live::VlanTags::kMost) {
+                host.vlan.tags[host.vlan.count++] = GetTag(layer);
+            } else {
+                throw common::COrvRunTimeError(fmt::format(
+                    "{} stands on more than Ethernet and {} VLAN tags, which live ports do not offer",
+                    endpoint.Describe(), live::VlanTags::kMost));
+            }
+        }
+    });
+    return hosts;
+}
+
+live::IpAddress ToLiveAddress(const ipAddress_t& address) {
+    return live::IpAddress::FromBytes({address.v6.address, ipAddress_t::length_of(address.type)});
+}
+
+bool AddressLess::operator()(const ipAddress_t& a, const ipAddress_t& b) const {
+    if (a.type != b.type) return a.type < b.type;
+    return std::memcmp(a.v6.address, b.v6.address, ipAddress_t::length_of(a.type)) < 0;
+}
+
+}  // namespace orv::app

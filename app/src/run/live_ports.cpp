@@ -1,0 +1,56 @@
+#include "live_ports.h"
+
+#include <fmt/format.h>
+
+#include <utility>
+
+#include "interface_stacks.h"
+#include "orv/common/exceptions.h"
+#include "stream_plan.h"
+#include "traffic.h"
+
+namespace orv::app {
+
+std::unique_ptr<il::ISoftwarePort> LivePorts::Make(const core::CPort& port, const std::string& interface,
+                                                   il::FaultSchedule faults, il::ISoftwarePort::Send send,
+                                                   il::ISoftwarePort::HangUp hang_up) {
+    nic::LivePort::Setup setup;
+    setup.name = port.GetName();
+    setup.interface = interface;
+    setup.faults = std::move(faults);
+    setup.seed = seed_;
+    setup.membership = membership_;
+    const auto complain = [complain = complain_, name = port.GetName(), interface](const std::string& what) {
+        complain(fmt::format("Port \"{}\" ({}): {}", name, interface, what));
+    };
+    try {
+        auto made =
+            std::make_unique<nic::LivePort>(std::move(setup), std::move(send), std::move(hang_up), complain);
+        ports_.push_back({&port, interface, nic::GetLineRate(interface), made.get()});
+        return made;
+    } catch (const nic::NicError& error) {
+        throw common::COrvRunTimeError(fmt::format("Port \"{}\": {}", port.GetName(), error.what()));
+    }
+}
+
+void LivePorts::ConfigureInterfaces() const {
+    for (const Live& live : ports_) app::ConfigureInterfaces(*live.port);
+}
+
+void LivePorts::FollowGenerators() {
+    for (Live& live : ports_) {
+        const bool sends = IsGeneratorRunning(*live.port);
+        if (sends == std::exchange(live.is_sending, sends)) continue;
+        live.far_end->SetStreams(sends ? PlanStreams(*live.port, live.line_rate)
+                                       : std::vector<nic::Stream>());
+    }
+}
+
+std::vector<LivePortReport> LivePorts::GetReports() const {
+    std::vector<LivePortReport> reports;
+    for (const Live& live : ports_)
+        reports.push_back({live.port->GetName(), live.interface, live.far_end->GetFigures()});
+    return reports;
+}
+
+}  // namespace orv::app

@@ -1,0 +1,52 @@
+// The ports of a test whose set-top boxes live on network interfaces.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "orv/core/port.h"
+#include "orv/il/faults.h"
+#include "orv/nic/live_port.h"
+#include "port_link.h"
+#include "run_outcome.h"
+
+namespace orv::app {
+
+/// Makes live ports and keeps up with them while their links live, which outlive it.
+class LivePorts {
+  public:
+    /// Gets what makes the figures of the run wrong, on any thread.
+    using Complain = std::function<void(const std::string& text)>;
+
+    LivePorts(nic::MembershipSettings membership, std::uint64_t seed, Complain complain)
+        : membership_(membership), seed_(seed), complain_(std::move(complain)) {}
+
+    /// Makes a port at the interface; throws COrvRunTimeError that names the port when it cannot be used.
+    /// The port object outlives the link.
+    std::unique_ptr<il::ISoftwarePort> Make(const core::CPort& port, const std::string& interface,
+                                            il::FaultSchedule faults, il::ISoftwarePort::Send send,
+                                            il::ISoftwarePort::HangUp hang_up);
+
+    /// Tells the ports of the hosts that live on them. Throws COrvRunTimeError when one refuses.
+    void ConfigureInterfaces() const;
+    /// Some generator has started or stopped: the ports send accordingly.
+    void FollowGenerators();
+    std::vector<LivePortReport> GetReports() const;
+
+  private:
+    struct Live {
+        const core::CPort* port;
+        std::string interface;
+        double line_rate;  ///< bit/s
+        nic::LivePort* far_end;
+        bool is_sending = false;
+    };
+
+    const nic::MembershipSettings membership_;
+    const std::uint64_t seed_;
+    const Complain complain_;
+    std::vector<Live> ports_;
+};
+
+}  // namespace orv::app

@@ -1,0 +1,105 @@
+// Ports that live on threads of their own.
+#include "run/port_link.h"
+
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <stdexcept>
+#include <thread>
+
+#include "orv/core/host_application.h"
+#include "orv/core/project.h"
+#include "orv/framework/logger.h"
+#include "orv/framework/rpc_manager.h"
+#include "orv/framework/scriptable_creator.h"
+#include "orv/framework/task_manager.h"
+
+namespace {
+
+using namespace orv;  // NOLINT: a test
+using app::PortLink;
+
+/// Sends numbered messages from a thread of its own until it is destroyed, which waits for the thread.
+class ChattyPort : public il::ISoftwarePort {
+  public:
+    ChattyPort(Send send, HangUp hang_up, int hang_up_after)
+        : thread_([this, send, hang_up, hang_up_after] {
+              for (int i = 0; !stop_; ++i) {
+                  send({static_cast<std::byte>(i), static_cast<std::byte>(i >> 8)});
+                  if (i == hang_up_after) hang_up("enough");
+                  if (i % 64 == 0) std::this_thread::sleep_for(std::chrono::microseconds(200));
+              }
+          }) {}
+    ~ChattyPort() override {
+        stop_ = true;
+        thread_.join();
+    }
+    void Receive(const std::vector<std::byte>&) override {}
+    void ChannelsChange(const std::function<void()>& change) override { change(); }
+
+  private:
+    std::atomic<bool> stop_ = false;
+    std::thread thread_;
+};
+
+class PortLinkTest : public testing::Test {
+  protected:
+    PortLinkTest() {
+        framework::BLLLoggerFactory::GetInstance().SetConsole(false);
+        framework::CScriptableCreator creator;
+        port_ = dynamic_cast<core::CPort*>(creator.Create(core::CPort::CLASS_ID(), &host_.GetProject()));
+    }
+
+    static PortLink::MakePort Chatty(int hang_up_after) {
+        return [hang_up_after](const auto& send, const auto& hang_up) {
+            return std::make_unique<ChattyPort>(send, hang_up, hang_up_after);
+        };
+    }
+    static framework::CTaskManager& Tasks() { return framework::CTaskManager::Instance(); }
+
+    core::CHostApplication host_{{framework::ClockKind::Real}};
+    core::CPort* port_ = nullptr;
+};
+
+TEST_F(PortLinkTest, MessagesOfAnotherThreadComeInOrderUnderTheLockAndNoneWhenTheLinkIsGone) {
+    int seen = 0;
+    bool in_order = true, under_lock = true;
+    const auto tap = [&](const core::CPort&, const std::vector<std::byte>& message) {
+        in_order &= message.at(0) == static_cast<std::byte>(seen);
+        under_lock &= Tasks().IsLockHeld();
+        ++seen;
+    };
+    for (int round = 0; round < 5; ++round) {
+        seen = 0;
+        {
+            PortLink link(*port_, Chatty(-1), PortLink::Calls::OnOwnThread, tap, nullptr);
+            EXPECT_TRUE(Tasks().WaitUntil([&] { return seen > 300; }, std::chrono::seconds(30)));
+            // What is sent meanwhile waits for the lock when the link goes.
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        }
+        const int before = seen;
+        Tasks().CtmYield(20);
+        EXPECT_EQ(seen, before);
+    }
+    EXPECT_TRUE(in_order);
+    EXPECT_TRUE(under_lock);
+}
+
+TEST_F(PortLinkTest, APortThatHangsUpOnItsThreadIsOffline) {
+    std::string reason;
+    PortLink link(*port_, Chatty(100), PortLink::Calls::OnOwnThread, nullptr,
+                  [&reason](const std::string&, const std::string& why) { reason = why; });
+    EXPECT_TRUE(Tasks().WaitUntil([this] { return !port_->IsOnline(); }, std::chrono::seconds(30)));
+    EXPECT_EQ(reason, "enough");
+    EXPECT_FALSE(framework::CRpcManager::Instance().IsConnected(port_->GetMessenger()));
+}
+
+TEST_F(PortLinkTest, APortThatCannotBeMadeIsNotConnected) {
+    const auto fail = [](const auto&, const auto&) -> std::unique_ptr<il::ISoftwarePort> {
+        throw std::runtime_error("no interface");
+    };
+    EXPECT_THROW(PortLink(*port_, fail, PortLink::Calls::OnOwnThread, nullptr, nullptr), std::runtime_error);
+    EXPECT_FALSE(framework::CRpcManager::Instance().IsConnected(port_->GetMessenger()));
+}
+
+}  // namespace
