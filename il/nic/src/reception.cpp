@@ -34,7 +34,8 @@ bool Reception::add(il::Time stamp, const live::UdpPacket& packet) {
     } else if (!add_signed(packet)) {
         return false;
     }
-    if (last_ != il::kNever && stamp > last_) {
+    // What somebody has waited for is not the distance of packets of a stream that flows.
+    if (last_ != il::kNever && stamp > last_ && waiting.empty()) {
         const il::Time gap = std::min(stamp - last_, kLongestQuiet);
         gap_ = gap_ == 0 ? gap : gap_ + (gap - gap_) / 8;
     }
@@ -52,6 +53,7 @@ il::Time Reception::quiet_time() const {
 
 void Reception::restart() {
     sources_.clear();
+    last_ = il::kNever;
     gap_ = 0;
 }
 

@@ -37,7 +37,7 @@ class Reception {
 
     /// Whether packets come at `time`: the last one before it is not older than the next one may take.
     bool flows(il::Time time) const;
-    il::Time last() const { return last_; }  ///< packet; kNever when there was none
+    il::Time last() const { return last_; }  ///< packet; kNever when there was none since the restart
     /// So long after the last packet it is sure that no more are coming: many times the distance of packets.
     il::Time quiet_time() const;
     /// Since ever.

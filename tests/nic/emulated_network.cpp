@@ -1,0 +1,182 @@
+#include "emulated_network.h"
+
+#include <gtest/gtest.h>
+
+#include "live/sample_frames.h"
+#include "live/sent_frames.h"
+#include "orv/live/frame.h"
+#include "orv/live/stream_packet.h"
+#include "stacks.h"
+
+namespace testing_aids {
+
+using namespace orv::live;  // NOLINT: frames are what this file is about
+using orv::nic::SeenFrame;
+
+namespace {
+
+constexpr auto kNever = EmulatedNetwork::Nanoseconds::max();
+
+/// The tags of a frame, taken out of its bytes.
+VlanTags take_tags(std::vector<std::byte>& frame) {
+    const auto number_at = [&frame](std::size_t at) {
+        return static_cast<std::uint16_t>(std::to_integer<unsigned>(frame[at]) << 8 |
+                                          std::to_integer<unsigned>(frame[at + 1]));
+    };
+    VlanTags vlan;
+    while (number_at(12) == 0x8100 || number_at(12) == 0x88a8) {
+        vlan.tags[vlan.count++] = {number_at(12), number_at(14)};
+        frame.erase(frame.begin() + 12, frame.begin() + 16);
+    }
+    return vlan;
+}
+
+/// Whether the message makes a host a member of a group, for the reports that hosts of these tests send.
+bool is_join(const std::string& text) {
+    return text.starts_with("report") || text.starts_with("TO_EX") || text.starts_with("ALLOW") ||
+           text.starts_with("IS_EX") || text.starts_with("IS_IN");
+}
+
+}  // namespace
+
+EmulatedNetwork::EmulatedNetwork(FakeTimeline& timeline) : timeline_(timeline) {
+    Tick();
+}
+
+bool EmulatedNetwork::send(std::span<const std::byte> frame) {
+    timeline_.PostAfter(
+        kWay, [this, bytes = std::vector<std::byte>(frame.begin(), frame.end())] { OnLeft(bytes); });
+    return true;
+}
+
+void EmulatedNetwork::OnLeft(const std::vector<std::byte>& frame) {
+    std::vector<std::byte> untagged = frame;
+    Sent left{timeline_.GetNow(), {}, {}, take_tags(untagged)};
+    left.text = sent_text(untagged);
+    for (std::size_t i = 0; i < MacAddress::kLength; ++i)
+        left.host.bytes[i] = std::to_integer<std::uint8_t>(frame[6 + i]);
+    if (!lost_text.empty() && left.text == lost_text) return;
+    sent.push_back(left);
+    if (to_port) to_port({frame, left.time.count(), true, {}});
+
+    const std::size_t begin = left.text.find(' ') + 1;
+    Flow& flow = flows_[{left.vlan, left.text.substr(begin, left.text.find(' ', begin) - begin)}];
+    if (is_join(left.text)) {
+        if (flow.members.empty()) {
+            if (left.time > flow.until || flow.until == Nanoseconds{}) flow.from = left.time + join_delay;
+            flow.until = kNever;
+        }
+        flow.members.insert(left.host);
+    } else if (flow.members.erase(left.host) > 0 && flow.members.empty()) {
+        flow.until = left.time + leave_delay;
+    }
+}
+
+void EmulatedNetwork::Tick() {
+    const Nanoseconds now = timeline_.GetNow();
+    const auto number = static_cast<std::uint64_t>(now / kGap);
+    for (const auto& [key, flow] : flows_) {
+        if (now < flow.from || now > flow.until) continue;
+        for (int left = copies(number); left > 0; --left)
+            for (const std::string& source : sources) SendPacket(key.first, ip(key.second), source, number);
+    }
+    timeline_.PostAfter(kGap, [this] { Tick(); });
+}
+
+void EmulatedNetwork::SendPacket(const VlanTags& vlan, const IpAddress& group, const std::string& source,
+                                 std::uint64_t number) {
+    UdpFlow flow;
+    flow.source = {{{2, 0, 0, 0, 9, 1}}, ip(source), vlan};
+    flow.destination = group;
+    flow.destination_mac = MulticastMac(group);
+    flow.source_port = flow.destination_port = 5004;
+    std::array<std::byte, kMaxFrameLength> frame;
+    const auto payload = std::span(frame).subspan(UdpPayloadOffset(flow));
+    std::size_t length = WriteStreamPacket(payload, {7, number, timeline_.GetNow()});
+    if (is_foreign) length -= 188;
+    Deliver(std::span(frame).first(WriteUdpHeaders(frame, flow, length)));
+}
+
+void EmulatedNetwork::Deliver(std::span<const std::byte> frame, const ReceiveInfo& info) {
+    if (to_port) to_port({frame, timeline_.GetNow().count(), false, info});
+}
+
+std::size_t EmulatedNetwork::CountSent(const std::string& text) const {
+    return static_cast<std::size_t>(std::ranges::count(sent, text, &Sent::text));
+}
+
+std::set<std::string> EmulatedNetwork::GetMemberships() const {
+    std::set<std::string> groups;
+    for (const auto& [key, flow] : flows_)
+        if (!flow.members.empty()) groups.insert(key.second);
+    return groups;
+}
+
+EmulatedPort::EmulatedPort(const orv::nic::MembershipSettings& settings, orv::il::ITimeline& timeline,
+                           EmulatedNetwork& network, Send send, HangUp hang_up)
+    : world_({.name = "Port 1", .interface = {}, .membership = settings}, timeline, network, figures,
+             [this] { ++runs_over; }),
+      core_("Port 1", {}, 1, world_, timeline, std::move(send), std::move(hang_up)) {
+    network.to_port = [this](const SeenFrame& frame) { world_.on_seen(frame, frame.stamp); };
+}
+
+void EmulatedPort::Receive(const std::vector<std::byte>& bytes) {
+    core_.receive(bytes);
+    world_.know_hosts(core_.configuration().interfaces);
+}
+
+LiveScenario::LiveScenario(std::vector<HostAddress> some, const orv::nic::MembershipSettings& settings)
+    : hosts(std::move(some)),
+      peer(Scenario(), [this, &settings](orv::il::ITimeline& timeline, auto send, auto hang_up) {
+          network = std::make_unique<EmulatedNetwork>(static_cast<FakeTimeline&>(timeline));
+          return std::make_unique<EmulatedPort>(settings, timeline, *network, std::move(send),
+                                                std::move(hang_up));
+      }) {
+    settopBlockConfig_s& block = peer.scenario.blocks[0];
+    block.settop_count = static_cast<std::uint32_t>(hosts.size());
+    block.vif_handle = kInterface;
+    if (hosts[0].ip.IsV6()) network->sources = {"2001:db8::99"};
+    Speak(hosts[0].ip.IsV6() ? IgmpVersion::MLD_VERSION2 : IgmpVersion::IGMP_VERSION2);
+}
+
+void LiveScenario::Speak(IgmpVersion version) {
+    peer.scenario.blocks[0].igmp_version = version;
+    if (!hosts[0].ip.IsV6()) return;
+    auto& channels = peer.scenario.channels;
+    channels.channel_ip_start = {1, {}};
+    channels.channel_ip_start.v6 = {{0xff, 0x1e, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1}};
+    channels.channel_ip_step = {1, {}};
+    channels.channel_ip_step.v6 = {{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1}};
+}
+
+std::string LiveScenario::Configure() {
+    orv::tm::Message message;
+    iptvcd_1_bll::create_req_ConfigInterfacesWithIlHandle(&message, {kInterface}, {stack_of(hosts)}, {},
+                                                          true);
+    const std::string fault = peer.FaultOf(std::move(message));
+    peer.Configure();
+    return fault;
+}
+
+void LiveScenario::Start() {
+    EXPECT_EQ("", Configure());
+    EXPECT_EQ("", peer.FaultOf(peer.StartRequest()));
+}
+
+void LiveScenario::RunToEnd() {
+    for (int second = 1; peer.end_times.empty() && second < 60; ++second) RunTo(1000 * second);
+    EXPECT_EQ(1u, peer.end_times.size());
+    RunTo(static_cast<int>(peer.timeline.GetNow() / milliseconds(1)) + 1000);
+    EXPECT_EQ(1u, peer.end_times.size());
+}
+
+HostAddress host_of(std::uint8_t index, const std::vector<std::uint16_t>& vlans, bool is_v6) {
+    const std::string last = std::to_string(index + 1);
+    HostAddress host{{{2, 0, 0, 0, 0, static_cast<std::uint8_t>(index + 1)}},
+                     ip((is_v6 ? "2001:db8::" : "10.0.0.") + last),
+                     {}};
+    for (const std::uint16_t id : vlans) host.vlan.tags[host.vlan.count++] = {0x8100, id};
+    return host;
+}
+
+}  // namespace testing_aids

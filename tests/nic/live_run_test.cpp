@@ -1,0 +1,381 @@
+// What a test on a real network records, from requests to records, on a network that the test knows.
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+
+#include "emulated_network.h"
+#include "live/sample_frames.h"
+
+namespace {
+
+using namespace testing_aids;  // NOLINT: a test
+using orv::live::HostAddress;
+
+constexpr double kGapMs = 2;
+
+double join_latency(const stbox_event_s& event) {
+    return Between(event.first_mcast_pkt_ts, event.mcast_join_ts);
+}
+double leave_latency(const stbox_event_s& event) {
+    return Between(event.last_mcast_pkt_ts, event.mcast_leave_ts);
+}
+/// How many packets were sent from the first to the last one that arrived.
+std::uint64_t packets_of(const stbox_event_s& event) {
+    return static_cast<std::uint64_t>(Between(event.last_mcast_pkt_ts, event.first_mcast_pkt_ts) / kGapMs +
+                                      1.5);
+}
+
+const IgmpVersion kVersions[] = {IgmpVersion::IGMP_VERSION2, IgmpVersion::IGMP_VERSION3,
+                                 IgmpVersion::MLD_VERSION1, IgmpVersion::MLD_VERSION2};
+bool is_mld(IgmpVersion version) {
+    return version == IgmpVersion::MLD_VERSION1 || version == IgmpVersion::MLD_VERSION2;
+}
+bool has_sources(IgmpVersion version) {
+    return version == IgmpVersion::IGMP_VERSION3 || version == IgmpVersion::MLD_VERSION2;
+}
+
+TEST(LiveRun, RecordsViewsOfEveryVersionOnEveryLink) {
+    const std::vector<std::uint16_t> links[] = {{}, {100}, {100, 7}};
+    for (const IgmpVersion version : kVersions) {
+        for (const auto& vlans : links) {
+            SCOPED_TRACE(fmt::format("version {}, {} VLANs", static_cast<int>(version), vlans.size()));
+            LiveScenario live({host_of(0, vlans, is_mld(version))});
+            live.Speak(version);
+            live.peer.scenario.test.test_duration = 9'500;
+            live.Start();
+            live.RunToEnd();
+            ASSERT_EQ(10u, live.peer.events.size());
+            std::uint16_t channel = 0;
+            for (const stbox_event_s& event : live.peer.events) {
+                EXPECT_EQ(++channel, event.viewed_channel);
+                EXPECT_NEAR(38, join_latency(event), 1.1);
+                EXPECT_NEAR(111, leave_latency(event), 1.1);
+                EXPECT_EQ(packets_of(event), event.total_mcast_packets);
+                EXPECT_EQ(0u, event.lost_mcast_packets + event.reordered_mcast_packets +
+                                  event.duplicate_mcast_packets + event.late_mcast_packets +
+                                  event.mcast_prbs_errors);
+                EXPECT_TRUE(event.first_pkt_ts_valid && event.last_pkt_ts_valid);
+                EXPECT_FALSE(event.mcast_join_latency_flag || event.mcast_leave_latency_flag);
+            }
+            // The last view ends with the test; it is over when its packets are through and its leave is
+            // repeated.
+            ASSERT_EQ(1u, live.peer.end_times.size());
+            EXPECT_LT(milliseconds(9'500 + 112 + 300), live.peer.end_times[0]);
+            EXPECT_GT(milliseconds(11'000), live.peer.end_times[0]);
+            EXPECT_GT(live.peer.end_times[0], live.network->sent.back().time);
+            EXPECT_EQ(std::set<std::string>(), live.network->GetMemberships());
+            EXPECT_EQ(live.hosts[0].vlan.count, live.network->sent.back().vlan.count);
+            const std::string last_leave = is_mld(version) ? "TO_IN ff1e::a {}" : "TO_IN 225.0.0.10 {}";
+            EXPECT_EQ(has_sources(version) ? 2u : 0u, live.network->CountSent(last_leave));
+            EXPECT_EQ(20u, live.GetPort().figures.joins_and_leaves);
+            EXPECT_EQ(0u, live.GetPort().figures.unseen + live.GetPort().figures.late_joins);
+            EXPECT_EQ(EmulatedNetwork::kWay, live.GetPort().figures.latest_join);
+            EXPECT_EQ(1, live.GetPort().runs_over);
+        }
+    }
+}
+
+TEST(LiveRun, CountsWhatTheNetworkDoes) {
+    for (const bool is_foreign : {false, true}) {
+        LiveScenario live({host_of(0)});
+        live.network->is_foreign = is_foreign;
+        live.network->copies = [](std::uint64_t number) {
+            return number % 10 == 7 ? 0 : number % 25 == 3 ? 2 : 1;
+        };
+        if (is_foreign) live.peer.scenario.test.test_env = TestEnv::REAL_WORLD;
+        live.Start();
+        live.RunToEnd();
+        ASSERT_EQ(10u, live.peer.events.size());
+        const std::int64_t first_join = live.peer.events[0].mcast_join_ts;
+        for (const stbox_event_s& event : live.peer.events) {
+            const auto number_at = [&](std::int64_t time) {
+                return static_cast<std::uint64_t>((Between(time, first_join) + 0.02) / kGapMs + 0.5);
+            };
+            std::uint64_t received = 0, lost = 0, duplicate = 0;
+            for (std::uint64_t i = number_at(event.first_mcast_pkt_ts);
+                 i <= number_at(event.last_mcast_pkt_ts); ++i) {
+                const int copies = live.network->copies(i);
+                received += static_cast<std::uint64_t>(copies);
+                lost += copies == 0;
+                duplicate += copies == 2;
+            }
+            EXPECT_EQ(received, event.total_mcast_packets);
+            EXPECT_EQ(lost, event.lost_mcast_packets);
+            EXPECT_EQ(duplicate, event.duplicate_mcast_packets);
+            EXPECT_LT(40u, lost);
+        }
+    }
+}
+
+TEST(LiveRun, OnlyPacketsWithASignatureCountInTheTestEnvironment) {
+    LiveScenario live({host_of(0)});
+    live.network->is_foreign = true;
+    live.Start();
+    live.RunToEnd();
+    ASSERT_EQ(10u, live.peer.events.size());
+    for (const stbox_event_s& event : live.peer.events) {
+        EXPECT_FALSE(event.first_pkt_ts_valid);
+        EXPECT_EQ(0u, event.total_mcast_packets);
+    }
+}
+
+TEST(LiveRun, StbsOfALinkShareItsStreams) {
+    for (const bool is_shared : {true, false}) {
+        LiveScenario live(
+            {host_of(0, {100}), host_of(1, {static_cast<std::uint16_t>(is_shared ? 100 : 101)})});
+        live.peer.scenario.blocks[0].start_delay_step = 200;
+        live.Start();
+        live.RunToEnd();
+        ASSERT_EQ(20u, live.peer.events.size());
+        for (const stbox_event_s& event : live.peer.events) {
+            SCOPED_TRACE(
+                fmt::format("STB {}, channel {}, {}", event.settop_index, event.viewed_channel, is_shared));
+            EXPECT_EQ(packets_of(event), event.total_mcast_packets);
+            EXPECT_EQ(0u, event.lost_mcast_packets);
+            EXPECT_TRUE(event.last_pkt_ts_valid);
+            // STB 1 is 200 ms ahead: the other one is there when it leaves.
+            if (is_shared && event.settop_index == 2) {
+                EXPECT_NEAR(-1, join_latency(event), 1.1);
+            } else {
+                EXPECT_NEAR(38, join_latency(event), 1.1);
+            }
+            if (is_shared && event.settop_index == 1) {
+                EXPECT_NEAR(-1, leave_latency(event), 1.1);
+            } else {
+                EXPECT_NEAR(111, leave_latency(event), 1.1);
+            }
+        }
+    }
+}
+
+TEST(LiveRun, AChannelIsJoinedAgainWhileItsLastPacketsCome) {
+    const struct {
+        const char* what;
+        int leave_delay, leave_to_join, view;  ///< ms
+        double first_after_join;               ///< ms; the stream flows when it is not positive
+        double last_after_leave;
+    } cases[] = {
+        {"in the drain", 112, 50, 950, -1, 49},
+        {"after the drain, not yet sure that it is over", 112, 200, 800, 38, 111},
+        {"after many short views", 0, 101, 45, 38, -1},
+        {"after short views and long silences", 0, 1001, 45, 38, -1},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.what);
+        LiveScenario live({host_of(0)});
+        live.peer.scenario.channels.channel_count = 1;
+        live.network->leave_delay = milliseconds(test.leave_delay);
+        live.peer.scenario.profile.leave_to_join_delay = static_cast<std::uint32_t>(test.leave_to_join);
+        live.peer.scenario.profile.leave_to_leave_delay =
+            static_cast<std::uint32_t>(test.leave_to_join + test.view);
+        live.Start();
+        live.RunToEnd();
+        ASSERT_LT(9u, live.peer.events.size());
+        for (std::size_t i = 1; i + 1 < live.peer.events.size(); ++i) {
+            const stbox_event_s& event = live.peer.events[i];
+            EXPECT_NEAR(test.first_after_join, join_latency(event), 2) << i;
+            EXPECT_NEAR(test.last_after_leave, leave_latency(event), 2) << i;
+            EXPECT_EQ(packets_of(event), event.total_mcast_packets) << i;
+            EXPECT_EQ(0u, event.lost_mcast_packets) << i;
+        }
+    }
+}
+
+TEST(LiveRun, ALeaveWithoutAMessageSaysNothingOfTheLastPacket) {
+    LiveScenario live({host_of(0)});
+    live.Speak(IgmpVersion::IGMP_VERSION1);
+    live.peer.scenario.test.test_duration = 4'000;
+    live.Start();
+    live.RunToEnd();
+    ASSERT_EQ(4u, live.peer.events.size());
+    for (const stbox_event_s& event : live.peer.events) {
+        EXPECT_TRUE(event.first_pkt_ts_valid);
+        EXPECT_FALSE(event.last_pkt_ts_valid);
+        EXPECT_NEAR(900, Between(event.mcast_leave_ts, event.mcast_join_ts), 1);
+        EXPECT_EQ(packets_of(event), event.total_mcast_packets);
+    }
+    EXPECT_EQ(4u, live.GetPort().figures.joins_and_leaves);
+}
+
+TEST(LiveRun, OnlyTheWantedSourcesCount) {
+    for (const IgmpVersion version : {IgmpVersion::IGMP_VERSION3, IgmpVersion::MLD_VERSION2}) {
+        for (const FilterModeType mode : {FilterModeType::INCLUDE, FilterModeType::EXCLUDE}) {
+            const bool is_v6 = is_mld(version);
+            LiveScenario live({host_of(0, {}, is_v6)});
+            live.Speak(version);
+            live.network->sources = {is_v6 ? "2001:db8::99" : "10.0.9.1",
+                                     is_v6 ? "2001:db8::98" : "10.0.9.2"};
+            auto& channels = live.peer.scenario.channels;
+            channels.filterMode = mode;
+            auto& source = channels.source_list.emplace_back();
+            source.type = is_v6;
+            std::ranges::copy(ip(live.network->sources[0]).GetBytes(), source.v6.address);
+            live.Start();
+            live.RunToEnd();
+            ASSERT_EQ(10u, live.peer.events.size());
+            for (const stbox_event_s& event : live.peer.events) {
+                EXPECT_EQ(packets_of(event), event.total_mcast_packets);
+                EXPECT_NEAR(111, leave_latency(event), 1.1);
+            }
+            EXPECT_EQ(20u, live.GetPort().figures.joins_and_leaves);
+        }
+    }
+}
+
+TEST(LiveRun, WhatDidNotLeaveIsNoView) {
+    for (const std::string lost : {"report 225.0.0.3", "leave 225.0.0.3"}) {
+        SCOPED_TRACE(lost);
+        LiveScenario live({host_of(0)});
+        live.network->lost_text = lost;
+        live.Start();
+        live.RunToEnd();
+        EXPECT_EQ(9u, live.peer.events.size());
+        for (const stbox_event_s& event : live.peer.events) EXPECT_NE(3, event.viewed_channel);
+        EXPECT_EQ(1u, live.GetPort().figures.unseen);
+        EXPECT_EQ(18u, live.GetPort().figures.joins_and_leaves);
+        EXPECT_EQ(1u, live.peer.end_times.size());
+    }
+}
+
+TEST(LiveRun, EndsWhenAllIsKnown) {
+    const struct {
+        const char* what;
+        int duration, join_delay, leave_delay;  ///< ms
+        std::size_t records;
+        int end_from, end_to;  ///< ms
+        bool is_last_failed;
+    } cases[] = {
+        {"joined 300 ms ago", 9'300, 3'600'000, 112, 9, 9'300, 9'500, true},
+        {"has failed", 9'700, 3'600'000, 112, 10, 9'700, 9'900, true},
+        {"on its way", 9'000, 37, 112, 9, 9'000, 9'500, false},
+        {"between two views", 9'950, 37, 112, 10, 9'950, 10'400, false},
+        {"a network that does not stop", 9'500, 37, 3'600'000, 10, 19'500, 21'500, false},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.what);
+        LiveScenario live({host_of(0)});
+        live.peer.scenario.test.test_duration = static_cast<std::uint64_t>(test.duration);
+        live.network->join_delay = milliseconds(test.join_delay);
+        live.network->leave_delay = milliseconds(test.leave_delay);
+        live.network->copies = [](std::uint64_t number) { return number % 10 == 0; };
+        live.Start();
+        live.RunToEnd();
+        ASSERT_EQ(test.records, live.peer.events.size());
+        EXPECT_EQ(test.is_last_failed, !live.peer.events.back().first_pkt_ts_valid);
+        ASSERT_EQ(1u, live.peer.end_times.size());
+        EXPECT_LE(milliseconds(test.end_from), live.peer.end_times[0]);
+        EXPECT_GE(milliseconds(test.end_to), live.peer.end_times[0]);
+        EXPECT_EQ(live.network->sent.size(), live.GetPort().figures.frames_sent);
+        EXPECT_EQ(std::set<std::string>(), live.network->GetMemberships());
+    }
+}
+
+TEST(LiveRun, ViewsAreAsLongAsTheProfileSays) {
+    for (const ZapIntervalType type : {ZapIntervalType::LTL, ZapIntervalType::MTL}) {
+        LiveScenario live({host_of(0)});
+        live.peer.scenario.profile.zap_interval_type = type;
+        live.Start();
+        live.RunToEnd();
+        for (std::size_t i = 1; i + 1 < live.peer.events.size(); ++i) {
+            const stbox_event_s& event = live.peer.events[i];
+            const bool is_ltl = type == ZapIntervalType::LTL;
+            const std::int64_t from =
+                is_ltl ? live.peer.events[i - 1].mcast_leave_ts : event.first_mcast_pkt_ts;
+            EXPECT_NEAR(1000, Between(event.mcast_leave_ts, from), 0.1);
+            EXPECT_NEAR(100, Between(event.mcast_join_ts, live.peer.events[i - 1].mcast_leave_ts), 0.1);
+        }
+    }
+}
+
+TEST(LiveRun, VerifiesEachChannelOnce) {
+    LiveScenario live({host_of(0), host_of(1, {100})});
+    live.peer.scenario.test.test_type = TestType::VERIFICATION;
+    live.peer.scenario.channels.channel_count = 4;
+    live.Start();
+    live.RunTo(9'000);
+    std::map<std::uint32_t, std::set<int>> seen;
+    for (const stbox_event_s& event : live.peer.events) seen[event.settop_index].insert(event.viewed_channel);
+    EXPECT_EQ(8u, live.peer.events.size());
+    EXPECT_EQ((std::map<std::uint32_t, std::set<int>>{{1, {1, 2, 3, 4}}, {2, {1, 2, 3, 4}}}), seen);
+}
+
+TEST(LiveRun, AnAbandonedTestLeavesItsGroups) {
+    for (const bool is_reset : {true, false}) {
+        LiveScenario live({host_of(0), host_of(1, {100})});
+        live.Start();
+        live.RunTo(2'500);
+        EXPECT_EQ(std::set<std::string>{"225.0.0.3"}, live.network->GetMemberships());
+        orv::tm::Message reset;
+        create_req_Reset(&reset);
+        if (is_reset) {
+            EXPECT_EQ("", live.peer.FaultOf(std::move(reset)));
+        } else {
+            live.network->to_port = nullptr;
+            live.peer.port.reset();
+        }
+        live.RunTo(2'501);
+        EXPECT_EQ(std::set<std::string>(), live.network->GetMemberships());
+        EXPECT_EQ(2u, live.network->CountSent("leave 225.0.0.3"));
+        live.RunTo(20'000);
+        EXPECT_TRUE(live.peer.end_times.empty());
+    }
+}
+
+TEST(LiveRun, QueriesAreAnsweredByTheMembersOfTheLink) {
+    const struct {
+        const char* query;
+        bool suppress;
+        std::set<int> hosts;  ///< that answer, by the last byte of their address; empty: any one
+    } cases[] = {{"igmp2_general", false, {1, 2}}, {"igmp2_general", true, {}}};
+    for (const auto& test : cases) {
+        LiveScenario live({host_of(0, {100}), host_of(1, {100}), host_of(2, {101}), host_of(3)},
+                          {.suppress_reports = test.suppress});
+        live.peer.scenario.test.test_duration = 60'000;
+        live.peer.scenario.profile.leave_to_leave_delay = 50'000;
+        live.network->copies = [](auto) { return 0; };
+        live.Start();
+        live.RunTo(20'000);  // what is told of joins is told
+        live.network->sent.clear();
+        live.network->Deliver(sample_frame(test.query),
+                              {.stripped_tag = orv::live::VlanTag{0x8100, 0xe000 | 100}});
+        live.RunTo(40'000);
+        std::set<int> answered;
+        for (const auto& sent : live.network->sent) answered.insert(sent.host.bytes[5]);
+        if (test.hosts.empty()) {
+            EXPECT_EQ(1u, live.network->sent.size());
+            EXPECT_GE(2, *answered.begin());
+        } else {
+            EXPECT_EQ(test.hosts, answered);
+        }
+    }
+}
+
+TEST(LiveRun, SaysWhatItCannotRun) {
+    const struct {
+        std::function<void(LiveScenario&)> spoil;
+        const char* fault;
+    } cases[] = {
+        {[](auto& live) { live.peer.scenario.test.test_type = TestType::FAST_CHANNEL_CHANGE; },
+         "the test type fast channel change is not offered by live ports"},
+        {[](auto& live) { live.peer.scenario.test.test_type = TestType::RELIABLE_RETRANSMISSION; },
+         "the test type RTP retransmission is not offered by live ports"},
+        {[](auto& live) { live.peer.scenario.test.test_type = TestType::FCC_WITH_RRR; },
+         "the test type fast channel change with RTP retransmission is not offered by live ports"},
+        {[](auto& live) { live.peer.scenario.blocks[0].settop_count = 3; },
+         "STB block 3 has 3 STBs, and interface 5 only 2 hosts"},
+        {[](auto& live) { live.peer.scenario.blocks[0].vif_handle = 6; },
+         "there is no interface with handle 6"},
+        {[](auto& live) { live.peer.scenario.blocks[0].igmp_version = IgmpVersion::MLD_VERSION2; },
+         "STB block 3: "},
+        {[](auto& live) { live.hosts[1].vlan.count = 1; }, ""},
+    };
+    for (const auto& test : cases) {
+        LiveScenario live({host_of(0), host_of(1)});
+        test.spoil(live);
+        EXPECT_EQ("", live.Configure());
+        const std::string fault = live.peer.FaultOf(live.peer.StartRequest());
+        const std::string expected = *test.fault ? std::string("iptvcd_1.Start: ") + test.fault : "";
+        EXPECT_EQ(expected, fault.substr(0, expected.size()));
+    }
+}
+
+}  // namespace
