@@ -63,7 +63,8 @@ def make(*, version="IGMP_V3", stbs=1, channels=4, vlans=(), head_vlans=None, gr
   - IptvViewingProfileConfig: Profile
     Interval: {interval}
     SetTopLeaveJoinDelay: {gap}
-    LeaveLatencyThreshold: 5000
+    JoinLatencyThreshold: {min(500, interval - gap)}
+    LeaveLatencyThreshold: {2 * interval}
   - EmulatedDevice: Sources
     AffiliationPort: Head end
     TopLevelIf: Sources/Ipv{family}If
