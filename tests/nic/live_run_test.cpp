@@ -256,7 +256,7 @@ TEST(LiveRun, EndsWhenAllIsKnown) {
         live.peer.scenario.test.test_duration = static_cast<std::uint64_t>(test.duration);
         live.network->join_delay = milliseconds(test.join_delay);
         live.network->leave_delay = milliseconds(test.leave_delay);
-        live.network->copies = [](std::uint64_t number) { return number % 10 == 0; };
+        live.network->copies = [](std::uint64_t number) { return number % 5 == 0; };
         live.Start();
         live.RunToEnd();
         ASSERT_EQ(test.records, live.peer.events.size());

@@ -1,0 +1,353 @@
+// Live ports on real interfaces: the two ends of a cable, without a device in between, so that streams always
+// flow.
+#include "orv/nic/live_port.h"
+
+#include <gtest/gtest.h>
+#include <linux/capability.h>
+#include <poll.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <condition_variable>
+#include <cstring>
+#include <deque>
+#include <mutex>
+#include <random>
+#include <thread>
+
+#include "emulated_network.h"
+#include "live/sample_frames.h"
+#include "live/sent_frames.h"
+#include "orv/live/frame.h"
+#include "own_network.h"
+#include "packet_link.h"
+#include "stacks.h"
+#include "thrown.h"
+
+namespace {
+
+using namespace testing_aids;  // NOLINT: a test
+using namespace std::chrono_literals;
+using orv::live::HostAddress;
+using orv::nic::LivePort;
+using orv::nic::NicError;
+
+/// For machines that do other things as well.
+constexpr auto kPatience = 30s;
+
+/// What comes from a live port's thread, handed on to the test's; a request waits for its answer.
+class WaitingPort : public orv::il::ISoftwarePort {
+  public:
+    WaitingPort(LivePort::Setup setup, Send send, HangUp hang_up)
+        : send_(std::move(send)),
+          hang_up_(std::move(hang_up)),
+          port(
+              std::move(setup),
+              [this](std::vector<std::byte> bytes) {
+                  Push({std::move(bytes), {}});
+              },
+              [this](const std::string& reason) {
+                  Push({{}, reason});
+              },
+              [this](const std::string& what) {
+                  const std::lock_guard lock(mutex_);
+                  complaints_.push_back(what);
+              }) {}
+
+    void Receive(const std::vector<std::byte>& bytes) override {
+        const int before = answers_;
+        port.Receive(bytes);
+        WaitUntil([&] { return answers_ > before || is_closed_; });
+    }
+    void ChannelsChange(const std::function<void()>& change) override { change(); }
+
+    /// Hands on what comes until `done`. Fails the test when that takes too long.
+    void WaitUntil(const std::function<bool()>& done) {
+        const auto deadline = std::chrono::steady_clock::now() + kPatience;
+        while (!done()) {
+            std::unique_lock lock(mutex_);
+            const bool any = arrived_.wait_until(lock, deadline, [this] { return !arrivals_.empty(); });
+            ASSERT_TRUE(any) << "nothing came from the port";
+            const Arrival first = std::move(arrivals_.front());
+            arrivals_.pop_front();
+            lock.unlock();
+            HandOn(first);
+        }
+    }
+    std::vector<std::string> GetComplaints() const {
+        const std::lock_guard lock(mutex_);
+        return complaints_;
+    }
+
+  private:
+    struct Arrival {
+        std::vector<std::byte> bytes;
+        std::string hang_up_reason;
+    };
+    void Push(Arrival arrival) {
+        const std::lock_guard lock(mutex_);
+        arrivals_.push_back(std::move(arrival));
+        arrived_.notify_one();
+    }
+    void HandOn(const Arrival& arrival) {
+        if (arrival.bytes.empty()) {
+            is_closed_ = true;
+            return hang_up_(arrival.hang_up_reason);
+        }
+        answers_ += orv::tm::Message::decode(arrival.bytes).get_msg_type() != orv::tm::TMT_REQUEST;
+        send_(arrival.bytes);
+    }
+
+    Send send_;
+    HangUp hang_up_;
+    mutable std::mutex mutex_;
+    std::condition_variable arrived_;
+    std::deque<Arrival> arrivals_;
+    std::vector<std::string> complaints_;
+    int answers_ = 0;
+    bool is_closed_ = false;
+
+  public:
+    LivePort port;  ///< the last one: its thread uses all the others
+};
+
+/// The other end of the cable, frame by frame.
+class Wire {
+  public:
+    explicit Wire(const std::string& interface) : link_(interface) {}
+
+    void Send(std::span<const std::byte> frame) {
+        std::span<std::byte> room;
+        while ((room = link_.room()).empty()) link_.flush();
+        std::memcpy(room.data(), frame.data(), frame.size());
+        link_.commit(frame.size());
+        if (++unflushed_ % 32 == 0) link_.flush();
+    }
+    void Flush() { link_.flush(); }
+    /// Takes what comes in until a frame ends with these bytes; padding does not come in here.
+    testing::AssertionResult WaitFor(const std::string& hex) {
+        const auto deadline = std::chrono::steady_clock::now() + kPatience;
+        bool found = false;
+        while (!found && std::chrono::steady_clock::now() < deadline) {
+            pollfd waited{link_.get_descriptor(), POLLIN, 0};
+            ::poll(&waited, 1, 100);
+            link_.receive([&](const orv::nic::SeenFrame& frame) {
+                if (!frame.is_outgoing) found = found || hex_text(frame.bytes) == hex;
+            });
+        }
+        if (found) return testing::AssertionSuccess();
+        return testing::AssertionFailure() << "no frame " << hex;
+    }
+
+  private:
+    orv::nic::PacketLink link_;
+    int unflushed_ = 0;
+};
+
+std::string hex_of(const std::function<std::size_t(std::span<std::byte>)>& write) {
+    std::array<std::byte, orv::live::kMaxFrameLength> frame;
+    return hex_text(std::span(frame).first(write(frame)));
+}
+
+class LivePortTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        if (const std::string why = WhyNoOwnNetwork(); !why.empty()) GTEST_SKIP() << why;
+        pair_.emplace();
+    }
+
+    /// Two STBs that zap three channels, with their port on the near end.
+    std::unique_ptr<Peer> MakePeer(const std::vector<HostAddress>& hosts) {
+        Scenario scenario;
+        scenario.test.test_duration = 1'500;
+        scenario.profile.leave_to_leave_delay = 200;
+        scenario.profile.leave_to_join_delay = 50;
+        scenario.channels.channel_count = 3;
+        scenario.channels.channel_initial_step = 1;
+        scenario.interval_ms = 100;
+        scenario.blocks[0].settop_count = static_cast<std::uint32_t>(hosts.size());
+        scenario.blocks[0].vif_handle = LiveScenario::kInterface;
+        auto peer = std::make_unique<Peer>(scenario, [this](orv::il::ITimeline&, auto send, auto hang_up) {
+            return std::make_unique<WaitingPort>(LivePort::Setup{.name = "Port 1", .interface = pair_->near},
+                                                 std::move(send), std::move(hang_up));
+        });
+        orv::tm::Message message;
+        iptvcd_1_bll::create_req_ConfigInterfacesWithIlHandle(&message, {LiveScenario::kInterface},
+                                                              {stack_of(hosts)}, {}, true);
+        EXPECT_EQ("", peer->FaultOf(std::move(message)));
+        peer->Configure();
+        return peer;
+    }
+    static WaitingPort& PortOf(Peer& peer) { return static_cast<WaitingPort&>(*peer.port); }
+
+    /// Of the three channels, 500 packets per second each, on the VLANs of `host`.
+    std::vector<orv::nic::Stream> StreamsFor(const HostAddress& host) {
+        std::vector<orv::nic::Stream> streams(3);
+        for (std::uint32_t i = 0; i < 3; ++i) {
+            streams[i].id = i;
+            streams[i].source = {{{2, 0, 0, 0, 9, 1}}, ip("10.0.9.1"), host.vlan};
+            streams[i].group = ip("225.0.0." + std::to_string(i + 1));
+            streams[i].packets_per_second = 500;
+        }
+        return streams;
+    }
+    /// Lets the test end, and the streams after it.
+    void RunToEnd(Peer& peer, LivePort& sender) {
+        const auto running =
+            std::chrono::steady_clock::now() + milliseconds(peer.scenario.test.test_duration);
+        while (std::chrono::steady_clock::now() < running) std::this_thread::sleep_for(10ms);
+        sender.SetStreams({});
+        PortOf(peer).WaitUntil([&] { return !peer.end_times.empty(); });
+    }
+    std::unique_ptr<LivePort> MakeSender() {
+        return std::make_unique<LivePort>(
+            LivePort::Setup{.name = "Source", .interface = pair_->far}, [](auto) {},
+            [](const std::string& reason) { ADD_FAILURE() << reason; }, [](const auto&) {});
+    }
+
+    std::optional<VethPair> pair_;
+};
+
+TEST_F(LivePortTest, ZapsOnEveryKindOfLink) {
+    const std::vector<std::uint16_t> links[] = {{}, {100}, {100, 7}};
+    for (const auto& vlans : links) {
+        SCOPED_TRACE(vlans.size());
+        const std::vector<HostAddress> hosts{host_of(0, vlans), host_of(1, vlans)};
+        const auto sender = MakeSender();
+        sender->SetStreams(StreamsFor(hosts[0]));
+        const auto peer = MakePeer(hosts);
+        EXPECT_EQ("", peer->FaultOf(peer->StartRequest()));
+        EXPECT_EQ("iptvcd_1.Start: a test is running", peer->FaultOf(peer->StartRequest()));
+        RunToEnd(*peer, *sender);
+
+        EXPECT_LE(10u, peer->events.size());
+        std::uint64_t received = 0;
+        for (const stbox_event_s& event : peer->events) {
+            received += event.total_mcast_packets;
+            EXPECT_EQ(0u, event.lost_mcast_packets + event.reordered_mcast_packets +
+                              event.duplicate_mcast_packets + event.late_mcast_packets +
+                              event.mcast_prbs_errors);
+        }
+        EXPECT_LT(100u, received);
+        const auto figures = PortOf(*peer).port.GetFigures();
+        EXPECT_EQ(0u, figures.unseen + figures.frames_unsent + figures.frames_dropped);
+        EXPECT_EQ(2 * peer->events.size(), figures.joins_and_leaves);
+        EXPECT_LE(figures.joins_and_leaves, figures.frames_sent);
+        EXPECT_LE(500u, sender->GetFigures().stream_packets_sent);
+        EXPECT_EQ(std::vector<std::string>(), PortOf(*peer).GetComplaints());
+    }
+}
+
+TEST_F(LivePortTest, RefusesWhatItDoesNotOffer) {
+    const auto peer = MakePeer({host_of(0)});
+    peer->scenario.test.test_type = TestType::FAST_CHANNEL_CHANGE;
+    peer->Configure();
+    EXPECT_EQ("iptvcd_1.Start: the test type fast channel change is not offered by live ports",
+              peer->FaultOf(peer->StartRequest()));
+}
+
+TEST_F(LivePortTest, AnswersForItsHosts) {
+    const auto peer = MakePeer({host_of(0, {100})});
+    Wire wire(pair_->far);
+    const HostAddress asker = host_of(200, {100});
+    std::array<std::byte, orv::live::kMaxFrameLength> frame;
+    wire.Send(std::span(frame).first(orv::live::WriteArpRequest(frame, asker, ip("10.0.0.1"))));
+    wire.Flush();
+    // The kernel takes the outer tag out of the bytes.
+    EXPECT_TRUE(wire.WaitFor(
+        hex_of([&](auto out) { return orv::live::WriteArpReply(out, host_of(0), asker.mac, asker.ip); })));
+}
+
+TEST_F(LivePortTest, LeavesItsGroupsWhenItGoes) {
+    auto peer = MakePeer({host_of(0)});
+    peer->scenario.profile.leave_to_leave_delay = 60'000;
+    peer->scenario.test.test_duration = 60'000;
+    peer->Configure();
+    Wire wire(pair_->far);
+    EXPECT_EQ("", peer->FaultOf(peer->StartRequest()));
+    const auto message = [](auto write) {
+        return hex_of([&](auto out) {
+            return write(out, host_of(0), orv::live::MembershipVersion::Igmp2, ip("225.0.0.1"));
+        });
+    };
+    EXPECT_TRUE(wire.WaitFor(message(orv::live::WriteMembershipReport)));
+    peer->port.reset();
+    EXPECT_TRUE(wire.WaitFor(message(orv::live::WriteMembershipLeave)));
+}
+
+TEST_F(LivePortTest, HangsUpWhenItsInterfaceGoesDown) {
+    const auto peer = MakePeer({host_of(0)});
+    EXPECT_EQ("", peer->FaultOf(peer->StartRequest()));
+    SetInterface(pair_->near, "down");
+    PortOf(*peer).WaitUntil([&] { return !peer->hang_up_reason.empty(); });
+    EXPECT_EQ("interface orvnear: it cannot be used any longer: Network is down", peer->hang_up_reason);
+    SetInterface(pair_->near, "up");
+}
+
+TEST_F(LivePortTest, HostileFramesChangeNothing) {
+    const auto sender = MakeSender();
+    const HostAddress host = host_of(0);
+    sender->SetStreams(StreamsFor(host));
+    const auto peer = MakePeer({host});
+    EXPECT_EQ("", peer->FaultOf(peer->StartRequest()));
+    Wire wire(pair_->far);
+    std::mt19937 random(20261123);
+    const auto samples = sample_frames();
+    for (int i = 0; i < 50'000;) {
+        std::vector<std::byte> frame = bytes_of(samples[random() % samples.size()].hex);
+        if (i % 2 == 0) {
+            frame.resize(14 + random() % (frame.size() - 14));
+        } else {
+            for (std::byte& byte : std::span(frame).subspan(i % 4 == 1 ? 12 : 34))
+                byte = static_cast<std::byte>(random());
+        }
+        if (orv::live::ParseFrame(frame)) continue;  // a good one in spite of that
+        wire.Send(frame);
+        ++i;
+    }
+    wire.Flush();
+    RunToEnd(*peer, *sender);
+    EXPECT_LE(4u, peer->events.size());
+    const auto figures = PortOf(*peer).port.GetFigures();
+    EXPECT_LT(50'000u, figures.frames_received + figures.frames_dropped);
+    EXPECT_EQ(0u, figures.unseen + figures.frames_unsent);
+    EXPECT_EQ(2 * peer->events.size(), figures.joins_and_leaves);
+}
+
+/// Takes it from this thread alone.
+void drop_raw_sockets() {
+    __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+    __user_cap_data_struct data[2]{};
+    ASSERT_EQ(0, ::syscall(SYS_capget, &header, data));
+    data[0].effective &= ~(1U << CAP_NET_RAW);
+    ASSERT_EQ(0, ::syscall(SYS_capset, &header, data));
+}
+
+TEST_F(LivePortTest, SaysWhyAnInterfaceCannotBeUsed) {
+    const auto failure_of = [](const std::string& interface) {
+        return ThrownBy<NicError>([&] { orv::nic::PacketLink link(interface); });
+    };
+    EXPECT_EQ("nothing thrown", failure_of(pair_->near));
+    EXPECT_EQ("interface nosuch: there is no such interface", failure_of("nosuch"));
+    std::thread([&] {
+        drop_raw_sockets();
+        const std::string failure = failure_of(pair_->near);
+        EXPECT_TRUE(failure.starts_with("interface orvnear: the capability CAP_NET_RAW is missing"))
+            << failure;
+    }).join();
+    SetInterface(pair_->far, "down");
+    EXPECT_EQ("interface orvnear has no carrier", failure_of(pair_->near));
+    EXPECT_EQ("interface orvfar is down", failure_of(pair_->far));
+
+    EXPECT_LT(0, orv::nic::GetLineRate(pair_->near));
+    EXPECT_EQ("interface nosuch: there is no such interface",
+              ThrownBy<NicError>([] { orv::nic::GetLineRate("nosuch"); }));
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    EnterOwnNetwork(argv);
+    testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+}

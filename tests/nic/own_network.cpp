@@ -1,0 +1,61 @@
+#include "own_network.h"
+
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+#include <vector>
+
+namespace testing_aids {
+
+namespace {
+
+constexpr const char* kMark = "ORV_TEST_OWN_NETWORK";
+
+void run(const std::string& command) {
+    if (std::system(command.c_str()) != 0) throw std::runtime_error("failed: " + command);
+}
+
+}  // namespace
+
+void EnterOwnNetwork(char** arguments) {
+    if (std::getenv(kMark)) return;
+    const std::string program = std::filesystem::read_symlink("/proc/self/exe");
+    // Users other than root need a user namespace around it.
+    for (const char* how : {"-n", "-Urn"}) {
+        const std::string trial =
+            std::string("unshare ") + how + " ip link add orvnear type veth peer name orvfar 2>/dev/null";
+        if (std::system(trial.c_str()) != 0) continue;
+        ::setenv(kMark, "1", 1);
+        std::vector<char*> command{const_cast<char*>("unshare"), const_cast<char*>(how),
+                                   const_cast<char*>(program.c_str())};
+        for (char** argument = arguments + 1; *argument; ++argument) command.push_back(*argument);
+        command.push_back(nullptr);
+        ::execvp(command[0], command.data());
+    }
+}
+
+std::string WhyNoOwnNetwork() {
+    return std::getenv(kMark) ? ""
+                              : "no network namespace with a pair of virtual interfaces can be made here";
+}
+
+VethPair::VethPair() {
+    // Otherwise it announces addresses of its own.
+    std::ofstream("/proc/sys/net/ipv6/conf/default/disable_ipv6") << 1;
+    run("ip link add " + near + " type veth peer name " + far);
+    SetInterface(near, "up");
+    SetInterface(far, "up");
+}
+
+VethPair::~VethPair() {
+    [[maybe_unused]] const int done = std::system(("ip link del " + near).c_str());
+}
+
+void SetInterface(const std::string& interface, const std::string& state) {
+    run("ip link set " + interface + " " + state);
+}
+
+}  // namespace testing_aids
