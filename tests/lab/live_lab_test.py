@@ -174,7 +174,7 @@ class LiveLabTest(unittest.TestCase):
         cpu = after.ru_utime + after.ru_stime - before.ru_utime - before.ru_stime
         # Box i begins i ms after the start and joins once a second.
         self.assertAlmostEqual(len(outcome.events), 59500, delta=1100)
-        viewers, = [port for port in outcome.json["live_ports"] if port["port"] == "Viewers"]
+        viewers, = [port for port in outcome.json["live_ports"] if port["name"] == "Viewers"]
         self.assertGreaterEqual(viewers["joins_and_leaves"], 2 * len(outcome.events))
         print(f"1,000 boxes: {len(outcome.events)} views, {cpu / took:.2f} of a core, {after.ru_maxrss / 1024:.0f} MiB, "
               f"late {viewers['late_joins']}, latest {viewers['latest_join_ms']} ms", flush=True)

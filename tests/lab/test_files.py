@@ -121,6 +121,7 @@ class Run:
             for line in self._recording.read_text().splitlines():
                 for block in json.loads(line).get("blocks", []):
                     outcome.events += block["events"]
+        self._folder.cleanup()
         return outcome
 
 

@@ -146,6 +146,7 @@ void LiveRun::begin_view(std::uint32_t number, Time planned) {
     view.channel = stb.channel;
     view.planned_join = planned;
     view.reception = reception_of(view);
+    flow_of(view).viewers.push_back(number);
 
     const std::uint32_t subscription = block.channels[stb.channel].subscription;
     const SourceChoice& choice = choices_[plan_.subscriptions[subscription].filter_index];
@@ -180,6 +181,7 @@ void LiveRun::end_view(Stb& stb, Time planned) {
     const std::uint32_t id = std::exchange(stb.view, kNone);
     View& view = views_[id];
     view.planned_leave = stb.last_leave = planned;
+    std::erase(flow_of(view).viewers, view.stb);
     current_ = {id, Act::Leave};
     hosts_[view.stb].Leave(groups_[channel_of(view).subscription]);
     // A leave without a frame: IGMPv1, or somebody else has reported for the host.

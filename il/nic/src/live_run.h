@@ -95,9 +95,10 @@ class LiveRun : public il::Run {
         std::uint32_t view = kNone;
         Act act = Act::Repeat;
     };
-    /// The receptions of one group on one link, one for each choice of sources.
+    /// One group on one link.
     struct Flow {
-        std::vector<std::uint32_t> receptions;
+        std::vector<std::uint32_t> receptions;  ///< one for each choice of sources
+        std::vector<std::uint32_t> viewers;     ///< STBs
     };
     struct FlowKey {
         std::uint32_t link;
@@ -118,6 +119,7 @@ class LiveRun : public il::Run {
                   std::uint64_t seed, il::Time start);
     void add_groups();
     Flow* find_flow(std::uint32_t link, const live::IpAddress& group);
+    Flow& flow_of(const View& view);
     std::uint32_t reception_of(const View& view);
 
     // What STBs decide.
@@ -132,6 +134,7 @@ class LiveRun : public il::Run {
     void on_join(std::uint32_t id, il::Time stamp);
     void on_leave(std::uint32_t id, il::Time stamp, bool told);
     void on_packet(const live::ParsedFrame& frame, const live::UdpPacket& packet, il::Time stamp);
+    void on_query(const live::VlanTags& vlan, const live::MembershipQuery& query);
     void note_lateness(il::Time planned, il::Time stamp);
     void resolve_leaver(Reception& reception);
     void watch();

@@ -41,9 +41,13 @@ LiveRun::Flow* LiveRun::find_flow(std::uint32_t link, const live::IpAddress& gro
     return &flow;
 }
 
+LiveRun::Flow& LiveRun::flow_of(const View& view) {
+    return *find_flow(stbs_[view.stb].link, groups_[channel_of(view).subscription]);
+}
+
 std::uint32_t LiveRun::reception_of(const View& view) {
     const std::uint32_t subscription = channel_of(view).subscription;
-    const Flow& flow = *find_flow(stbs_[view.stb].link, groups_[subscription]);
+    const Flow& flow = flow_of(view);
     return *std::ranges::find(flow.receptions, subscription,
                               [this](std::uint32_t reception) { return subscription_of_[reception]; });
 }
@@ -133,12 +137,24 @@ void LiveRun::on_frame(const live::ParsedFrame& frame, Time stamp) {
     if (const auto* packet = std::get_if<live::UdpPacket>(&frame.content)) {
         on_packet(frame, *packet, stamp);
     } else if (const auto* query = std::get_if<live::MembershipQuery>(&frame.content)) {
-        const auto link = links_.find(frame.vlan);
-        if (!link) return;
-        for (const std::uint32_t number : on_link_[*link]) {
-            const live::IpAddress& to = query->destination;
-            if (to.IsMulticast() || to == hosts_[number].GetAddress().ip) hosts_[number].OnQuery(*query);
-        }
+        on_query(frame.vlan, *query);
+    }
+}
+
+/// A device with many viewers behind one port asks for a group whenever one of them leaves it: only those who
+/// view it have an answer.
+void LiveRun::on_query(const live::VlanTags& vlan, const live::MembershipQuery& query) {
+    const auto link = links_.find(vlan);
+    if (!link) return;
+    const std::vector<std::uint32_t>* asked = &on_link_[*link];
+    if (!query.group.IsUnspecified()) {
+        const Flow* flow = find_flow(*link, query.group);
+        if (!flow) return;
+        asked = &flow->viewers;
+    }
+    for (const std::uint32_t number : *asked) {
+        live::MembershipHost& host = hosts_[number];
+        if (query.destination.IsMulticast() || query.destination == host.GetAddress().ip) host.OnQuery(query);
     }
 }
 
