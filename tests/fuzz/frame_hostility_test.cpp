@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "fuzz/frame_check.h"
+#include "fuzz/live_run_check.h"
 #include "live/sample_frames.h"
 
 namespace testing_aids {
@@ -13,6 +14,17 @@ namespace {
 TEST(FrameHostilityTest, SamplesAreReactedTo) {
     for (const SampleFrame& sample : sample_frames())
         EXPECT_TRUE(check_frame_bytes(bytes_of(sample.hex))) << sample.name;
+}
+
+TEST(FrameHostilityTest, LiveRunsEndAsTheyShould) {
+    for (const SampleFrame& sample : sample_frames()) {
+        std::vector<std::byte> bytes = bytes_of(sample.hex);
+        bytes.emplace_back();
+        for (unsigned choice = 0; choice < 8; ++choice) {
+            bytes.back() = static_cast<std::byte>(choice);
+            EXPECT_NO_THROW(check_live_run_bytes(bytes)) << sample.name << ", " << choice;
+        }
+    }
 }
 
 TEST(FrameHostilityTest, RandomBytes) {

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <utility>
+
 #include "live/sample_frames.h"
 #include "live/sent_frames.h"
 #include "orv/live/frame.h"
@@ -39,10 +41,6 @@ bool is_join(const std::string& text) {
 
 }  // namespace
 
-EmulatedNetwork::EmulatedNetwork(FakeTimeline& timeline) : timeline_(timeline) {
-    Tick();
-}
-
 bool EmulatedNetwork::send(std::span<const std::byte> frame) {
     timeline_.PostAfter(
         kWay, [this, bytes = std::vector<std::byte>(frame.begin(), frame.end())] { OnLeft(bytes); });
@@ -58,10 +56,13 @@ void EmulatedNetwork::OnLeft(const std::vector<std::byte>& frame) {
     if (!lost_text.empty() && left.text == lost_text) return;
     sent.push_back(left);
     if (to_port) to_port({frame, left.time.count(), true, {}});
+    if (left.text.empty()) return;  // an answer to a neighbour
 
     const std::size_t begin = left.text.find(' ') + 1;
     Flow& flow = flows_[{left.vlan, left.text.substr(begin, left.text.find(' ', begin) - begin)}];
     if (is_join(left.text)) {
+        if (!std::exchange(is_sending_, true) && !is_silent)
+            timeline_.PostAfter(kGap - left.time % kGap, [this] { Tick(); });
         if (flow.members.empty()) {
             if (left.time > flow.until || flow.until == Nanoseconds{}) flow.from = left.time + join_delay;
             flow.until = kNever;

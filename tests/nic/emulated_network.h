@@ -21,7 +21,7 @@ class EmulatedNetwork : public orv::nic::FrameSink {
   public:
     using Nanoseconds = orv::il::Nanoseconds;
 
-    explicit EmulatedNetwork(FakeTimeline& timeline);
+    explicit EmulatedNetwork(FakeTimeline& timeline) : timeline_(timeline) {}
 
     bool send(std::span<const std::byte> frame) override;
     /// A frame from elsewhere. `info` as the kernel would say it.
@@ -34,6 +34,7 @@ class EmulatedNetwork : public orv::nic::FrameSink {
     Nanoseconds leave_delay = std::chrono::milliseconds(112);
     std::vector<std::string> sources{"10.0.9.1"};
     bool is_foreign = false;  ///< packets are RTP without a signature
+    bool is_silent = false;   ///< there are no packets
     std::function<int(std::uint64_t number)> copies = [](auto) { return 1; };  ///< of a packet that arrive
     std::string lost_text;  ///< frames that say this are taken, and never seen leaving
 
@@ -61,6 +62,7 @@ class EmulatedNetwork : public orv::nic::FrameSink {
                     const std::string& source, std::uint64_t number);
 
     FakeTimeline& timeline_;
+    bool is_sending_ = false;
     std::map<std::pair<orv::live::VlanTags, std::string>, Flow> flows_;
 };
 
