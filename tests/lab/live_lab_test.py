@@ -144,6 +144,24 @@ class LiveLabTest(unittest.TestCase):
             self.assertIn(named, outcome.errors)
             self.assertIn("not offered by live ports", outcome.errors)
 
+    def test_multicast_router(self):
+        # The router takes reports with sources in the source-specific range only (RFC 4607).
+        for version, group, sources in (("IGMP_V2", "225.1.0.1", False), ("IGMP_V3", "232.1.0.1", True)):
+            with self.subTest(version=version, group=group), laboratory.Laboratory(
+                    router="igmpv" + version[-1], last_member_interval=100) as lab:
+                run = test_files.Run(lab, test_files.make(
+                    version=version, group=group, sources=sources, interval=2000, seconds=4))
+                wanted, seen = (group, test_files.HEAD[4] + ".2" if sources else "*"), set()
+                while run.process.poll() is None:
+                    seen |= lab.router_groups()
+                    time.sleep(0.2)
+                outcome = run.wait()
+                self.assertIn(wanted, seen)
+                self.assert_good(outcome)
+                self.assertEqual(len(outcome.events), 2)
+                for event in outcome.events:
+                    self.assertGreater(event["total_mcast_packets"], 500)
+
     def test_interrupt_leaves_nothing_behind(self):
         lab = self.up(last_member_interval=100)
         run = test_files.Run(lab, test_files.make(stbs=4, interval=5000, seconds=60))
