@@ -22,6 +22,9 @@ def measure(program):
         # What runs only once has no median.
         if run.get("aggregate_name", "median" if run["repetitions"] == 1 else "") != "median":
             continue
+        if run.get("error_occurred"):
+            print(f"{program.name}: {run['error_message']}", file=sys.stderr)
+            continue
         name = re.sub(r"/(iterations:\d+|repeats:\d+|manual_time|real_time)", "", run["run_name"])
         per_item = 1 / run["items_per_second"] if run.get("items_per_second") else run["real_time"]
         medians[name] = {**run, "per item": per_item}
@@ -63,6 +66,8 @@ def main():
         program = figure["program"]
         if program not in measured:
             measured[program] = measure(arguments.programs / program)
+        if not measured[program]:
+            continue  # it has said why
         value = evaluate(figure, measured[program])
         target, word = verdict(figure, value)
         short |= word == "falls short"

@@ -182,6 +182,15 @@ class LiveLabTest(unittest.TestCase):
         self.assertEqual(outcome.status, 3)
         self.assertIn("CAP_NET_RAW", outcome.errors)
 
+    def test_example(self):
+        lab = self.up()
+        text = (laboratory.PROJECT / "examples" / "live-zapping.yaml").read_text()
+        outcome = test_files.Run(lab, text).wait()
+        self.assert_good(outcome)
+        self.assertEqual(len(outcome.events), 20)
+        self.assertLess(statistics.median(join_latencies(outcome)), 5)
+        self.assertAlmostEqual(statistics.median(leave_latencies(outcome)), 2000, delta=50)
+
     def test_thousand_boxes(self):
         lab = self.up(last_member_interval=100)
         before = resource.getrusage(resource.RUSAGE_CHILDREN)

@@ -1,6 +1,8 @@
 #include "orv/nic/live_port.h"
 
 #include <poll.h>
+#include <pthread.h>
+#include <sched.h>
 #include <sys/prctl.h>
 
 #include <array>
@@ -93,7 +95,7 @@ class LivePort::Impl {
 
   private:
     void run() {
-        ::prctl(PR_SET_TIMERSLACK, 1);  // joins are to leave at their time
+        keep_time();
         try {
             while (!is_ending_) turn();
         } catch (const std::exception& error) {
@@ -106,6 +108,15 @@ class LivePort::Impl {
         } catch (const std::exception&) {  // the interface has gone, and with it all memberships
         }
         publish();
+    }
+
+    /// Joins are to leave at their time. Real-time scheduling is for those who may have it; nothing else
+    /// needs more than packet sockets do.
+    static void keep_time() {
+        ::prctl(PR_SET_TIMERSLACK, 1);
+        sched_param priority{};
+        priority.sched_priority = 1;
+        ::pthread_setschedparam(::pthread_self(), SCHED_RR, &priority);
     }
 
     void turn() {

@@ -84,7 +84,7 @@ class LiveRun : public il::Run {
         bool unseen = false;          ///< a frame of it was never seen leaving
         bool undecided = false;       ///< the test ended before it showed whether the join has failed
         bool closed = false;          ///< has its record, if any
-        il::Time planned_join = il::kNever, planned_leave = il::kNever;
+        il::Time planned_join = il::kNever, planned_leave = il::kNever;  ///< kNever when at no set time
         il::ViewTimes times;
         il::Packets before;  ///< what the reception had counted when the first packet came
         il::Packets packets;

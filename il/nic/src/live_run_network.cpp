@@ -69,6 +69,7 @@ void LiveRun::on_sent(std::span<const std::byte> frame, Time stamp) {
 }
 
 void LiveRun::note_lateness(Time planned, Time stamp) {
+    if (planned == kNever) return;
     const Time late = stamp - planned;
     if (late > kMostLateness) ++context_.figures.late_joins;
     context_.figures.latest_join = std::max(context_.figures.latest_join, Nanoseconds(late));
@@ -204,7 +205,7 @@ void LiveRun::forget_unseen(Time sent_before) {
         if (view.closed) {
             release(ticket->view);
         } else if (ticket->act == Act::Leave) {
-            on_leave(ticket->view, view.planned_leave, true);
+            on_leave(ticket->view, sent_before, true);
         }
     }
 }

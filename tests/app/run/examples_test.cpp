@@ -10,6 +10,16 @@ namespace {
 
 using namespace testing_aids;  // NOLINT: a test
 
+bool IsLive(const std::filesystem::path& example) {
+    return ReadFile(example).find("linux://") != std::string::npos;
+}
+
+std::vector<std::filesystem::path> FindExamplesThatAre(bool live) {
+    std::vector<std::filesystem::path> examples = FindExamples();
+    std::erase_if(examples, [live](const auto& example) { return IsLive(example) != live; });
+    return examples;
+}
+
 class ExampleTest : public testing::TestWithParam<std::filesystem::path> {};
 
 TEST_P(ExampleTest, EndsAsItSaysAndEveryTimeTheSame) {
@@ -32,13 +42,21 @@ TEST_P(ExampleTest, EndsAsItSaysAndEveryTimeTheSame) {
     EXPECT_EQ(FirstDifference(dump, DumpDatabase(replayed)), "") << "the recording, replayed";
 }
 
-INSTANTIATE_TEST_SUITE_P(Examples, ExampleTest, testing::ValuesIn(FindExamples()), [](const auto& info) {
-    return std::regex_replace(info.param.stem().string(), std::regex("[^a-z0-9]"), "_");
-});
+INSTANTIATE_TEST_SUITE_P(Examples, ExampleTest, testing::ValuesIn(FindExamplesThatAre(false)),
+                         [](const auto& info) {
+                             return std::regex_replace(info.param.stem().string(), std::regex("[^a-z0-9]"),
+                                                       "_");
+                         });
+
+TEST(ExamplesTest, LiveOnesAreGoodFiles) {
+    ASSERT_FALSE(FindExamplesThatAre(true).empty());
+    for (const auto& example : FindExamplesThatAre(true))
+        EXPECT_EQ(RunIptvtest("validate " + example.string()).status, 0) << example;
+}
 
 TEST(ExamplesTest, ThereIsOneForEachTestTypeEnvironmentAndIpVersion) {
     std::set<std::string> found;
-    for (const auto& file : FindExamples()) {
+    for (const auto& file : FindExamplesThatAre(false)) {
         const std::string text = ReadFile(file);
         const auto value = [&text](const char* key) {
             std::smatch match;
