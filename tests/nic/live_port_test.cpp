@@ -276,12 +276,15 @@ TEST_F(LivePortTest, LeavesItsGroupsWhenItGoes) {
 }
 
 TEST_F(LivePortTest, HangsUpWhenItsInterfaceGoesDown) {
-    const auto peer = MakePeer({host_of(0)});
-    EXPECT_EQ("", peer->FaultOf(peer->StartRequest()));
-    SetInterface(pair_->near, "down");
-    PortOf(*peer).WaitUntil([&] { return !peer->hang_up_reason.empty(); });
-    EXPECT_EQ("interface orvnear: it cannot be used any longer: Network is down", peer->hang_up_reason);
-    SetInterface(pair_->near, "up");
+    for (const bool is_running : {false, true}) {
+        const auto peer = MakePeer({host_of(0)});
+        EXPECT_EQ("", is_running ? peer->FaultOf(peer->StartRequest()) : "");
+        SetInterface(pair_->near, "down");
+        PortOf(*peer).WaitUntil([&] { return !peer->hang_up_reason.empty(); });
+        EXPECT_EQ("interface orvnear: it cannot be used any longer: Network is down", peer->hang_up_reason);
+        pair_.reset();
+        pair_.emplace();
+    }
 }
 
 TEST_F(LivePortTest, HostileFramesChangeNothing) {

@@ -2,10 +2,12 @@
 
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
+#include <thread>
 #include <vector>
 
 namespace testing_aids {
@@ -48,6 +50,10 @@ VethPair::VethPair() {
     run("ip link add " + near + " type veth peer name " + far);
     SetInterface(near, "up");
     SetInterface(far, "up");
+    // The kernel notices a cable a little later.
+    const std::string is_running = "ip link show " + near + " | grep -q 'state UP'";
+    for (int tries = 0; std::system(is_running.c_str()) != 0 && tries < 1000; ++tries)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
 }
 
 VethPair::~VethPair() {
