@@ -50,14 +50,17 @@ VethPair::VethPair() {
     run("ip link add " + near + " type veth peer name " + far);
     SetInterface(near, "up");
     SetInterface(far, "up");
-    // The kernel notices a cable a little later.
-    const std::string is_running = "ip link show " + near + " | grep -q 'state UP'";
-    for (int tries = 0; std::system(is_running.c_str()) != 0 && tries < 1000; ++tries)
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    WaitForState(near, "UP");
 }
 
 VethPair::~VethPair() {
     [[maybe_unused]] const int done = std::system(("ip link del " + near).c_str());
+}
+
+void WaitForState(const std::string& interface, const std::string& state) {
+    const std::string look = "ip link show " + interface + " | grep -q 'state " + state + "'";
+    for (int tries = 0; std::system(look.c_str()) != 0 && tries < 1000; ++tries)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
 }
 
 void SetInterface(const std::string& interface, const std::string& state) {
