@@ -78,7 +78,7 @@ void EmulatedNetwork::Tick() {
     const auto number = static_cast<std::uint64_t>(now / kGap);
     for (const auto& [key, flow] : flows_) {
         if (now < flow.from || now > flow.until) continue;
-        for (int left = copies(number); left > 0; --left)
+        for (int left = copies(number, key.second); left > 0; --left)
             for (const std::string& source : sources) SendPacket(key.first, ip(key.second), source, number);
     }
     timeline_.PostAfter(kGap, [this] { Tick(); });

@@ -35,7 +35,9 @@ class EmulatedNetwork : public orv::nic::FrameSink {
     std::vector<std::string> sources{"10.0.9.1"};
     bool is_foreign = false;  ///< packets are RTP without a signature
     bool is_silent = false;   ///< there are no packets
-    std::function<int(std::uint64_t number)> copies = [](auto) { return 1; };  ///< of a packet that arrive
+    std::function<int(std::uint64_t number, const std::string& group)> copies = [](auto, const auto&) {
+        return 1;
+    };                      ///< of a packet that arrive
     std::string lost_text;  ///< frames that say this are taken, and never seen leaving
 
     struct Sent {

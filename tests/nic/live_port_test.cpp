@@ -159,7 +159,7 @@ class LivePortTest : public ::testing::Test {
     /// Two STBs that zap three channels, with their port on the near end.
     std::unique_ptr<Peer> MakePeer(const std::vector<HostAddress>& hosts) {
         Scenario scenario;
-        scenario.test.test_duration = 1'500;
+        scenario.test.test_duration = 1'000;
         scenario.profile.leave_to_leave_delay = 200;
         scenario.profile.leave_to_join_delay = 50;
         scenario.channels.channel_count = 3;
@@ -209,10 +209,13 @@ class LivePortTest : public ::testing::Test {
 };
 
 TEST_F(LivePortTest, ZapsOnEveryKindOfLink) {
-    const std::vector<std::uint16_t> links[] = {{}, {100}, {100, 7}};
-    for (const auto& vlans : links) {
-        SCOPED_TRACE(vlans.size());
-        const std::vector<HostAddress> hosts{host_of(0, vlans), host_of(1, vlans)};
+    const std::vector<std::uint16_t> links[] = {{}, {0x8100}, {0x88a8, 0x8100}, {0x9100, 0x9100}};
+    for (const auto& types : links) {
+        SCOPED_TRACE(testing::PrintToString(types));
+        std::vector<HostAddress> hosts{host_of(0), host_of(1)};
+        for (HostAddress& host : hosts)
+            for (const std::uint16_t type : types)
+                host.vlan.tags[host.vlan.count++] = {type, static_cast<std::uint16_t>(100 + host.vlan.count)};
         const auto sender = MakeSender();
         sender->SetStreams(StreamsFor(hosts[0]));
         const auto peer = MakePeer(hosts);
@@ -220,7 +223,7 @@ TEST_F(LivePortTest, ZapsOnEveryKindOfLink) {
         EXPECT_EQ("iptvcd_1.Start: a test is running", peer->FaultOf(peer->StartRequest()));
         RunToEnd(*peer, *sender);
 
-        EXPECT_LE(10u, peer->events.size());
+        EXPECT_LE(6u, peer->events.size());
         std::uint64_t received = 0;
         for (const stbox_event_s& event : peer->events) {
             received += event.total_mcast_packets;
@@ -233,7 +236,7 @@ TEST_F(LivePortTest, ZapsOnEveryKindOfLink) {
         EXPECT_EQ(0u, figures.unseen + figures.frames_unsent + figures.frames_dropped);
         EXPECT_EQ(2 * peer->events.size(), figures.joins_and_leaves);
         EXPECT_LE(figures.joins_and_leaves, figures.frames_sent);
-        EXPECT_LE(500u, sender->GetFigures().stream_packets_sent);
+        EXPECT_LE(200u, sender->GetFigures().stream_packets_sent);
         EXPECT_EQ(std::vector<std::string>(), PortOf(*peer).GetComplaints());
     }
 }
@@ -276,12 +279,15 @@ TEST_F(LivePortTest, LeavesItsGroupsWhenItGoes) {
 }
 
 TEST_F(LivePortTest, HangsUpWhenItsInterfaceGoesDown) {
-    const auto peer = MakePeer({host_of(0)});
-    EXPECT_EQ("", peer->FaultOf(peer->StartRequest()));
-    SetInterface(pair_->near, "down");
-    PortOf(*peer).WaitUntil([&] { return !peer->hang_up_reason.empty(); });
-    EXPECT_EQ("interface orvnear: it cannot be used any longer: Network is down", peer->hang_up_reason);
-    SetInterface(pair_->near, "up");
+    for (const bool is_running : {false, true}) {
+        const auto peer = MakePeer({host_of(0)});
+        EXPECT_EQ("", is_running ? peer->FaultOf(peer->StartRequest()) : "");
+        SetInterface(pair_->near, "down");
+        PortOf(*peer).WaitUntil([&] { return !peer->hang_up_reason.empty(); });
+        EXPECT_EQ("interface orvnear: it cannot be used any longer: Network is down", peer->hang_up_reason);
+        pair_.reset();
+        pair_.emplace();
+    }
 }
 
 TEST_F(LivePortTest, HostileFramesChangeNothing) {
@@ -307,7 +313,7 @@ TEST_F(LivePortTest, HostileFramesChangeNothing) {
     }
     wire.Flush();
     RunToEnd(*peer, *sender);
-    EXPECT_LE(4u, peer->events.size());
+    EXPECT_LE(3u, peer->events.size());
     const auto figures = PortOf(*peer).port.GetFigures();
     EXPECT_LT(50'000u, figures.frames_received + figures.frames_dropped);
     EXPECT_EQ(0u, figures.unseen + figures.frames_unsent);
@@ -336,6 +342,7 @@ TEST_F(LivePortTest, SaysWhyAnInterfaceCannotBeUsed) {
             << failure;
     }).join();
     SetInterface(pair_->far, "down");
+    WaitForState(pair_->near, "LOWERLAYERDOWN");
     EXPECT_EQ("interface orvnear has no carrier", failure_of(pair_->near));
     EXPECT_EQ("interface orvfar is down", failure_of(pair_->far));
 

@@ -2,10 +2,12 @@
 
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
+#include <thread>
 #include <vector>
 
 namespace testing_aids {
@@ -48,10 +50,17 @@ VethPair::VethPair() {
     run("ip link add " + near + " type veth peer name " + far);
     SetInterface(near, "up");
     SetInterface(far, "up");
+    WaitForState(near, "UP");
 }
 
 VethPair::~VethPair() {
     [[maybe_unused]] const int done = std::system(("ip link del " + near).c_str());
+}
+
+void WaitForState(const std::string& interface, const std::string& state) {
+    const std::string look = "ip link show " + interface + " | grep -q 'state " + state + "'";
+    for (int tries = 0; std::system(look.c_str()) != 0 && tries < 1000; ++tries)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
 }
 
 void SetInterface(const std::string& interface, const std::string& state) {

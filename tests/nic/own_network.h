@@ -24,5 +24,7 @@ class VethPair {
 
 /// "up" or "down".
 void SetInterface(const std::string& interface, const std::string& state);
+/// Of the cable: "UP", "LOWERLAYERDOWN". The kernel notices a little later.
+void WaitForState(const std::string& interface, const std::string& state);
 
 }  // namespace testing_aids

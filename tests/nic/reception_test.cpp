@@ -117,11 +117,6 @@ TEST_F(ReceptionTest, KnowsWhetherPacketsStillCome) {
     add_signed(reception, 201);
     EXPECT_TRUE(reception.flows(now_ + 5 * kMillisecond));
     EXPECT_FALSE(reception.flows(now_ + 6 * kMillisecond));
-    // Nor is the time before the first packet of somebody who waits for one.
-    now_ += orv::il::kSecond;
-    reception.waiting = {1};
-    add_signed(reception, 202);
-    EXPECT_FALSE(reception.flows(now_ + 6 * kMillisecond));
 }
 
 TEST(SourceChoice, LetsPass) {

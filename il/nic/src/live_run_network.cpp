@@ -80,8 +80,9 @@ void LiveRun::on_join(std::uint32_t id, Time stamp) {
     Reception& reception = receptions_[view.reception];
     view.times.join = stamp;
     resolve_leaver(reception);
-    ++reception.members;
-    if (!reception.flows(stamp)) {
+    const bool flows = reception.flows(stamp);
+    if (reception.members++ == 0 && !flows) reception.restart();
+    if (!flows) {
         reception.waiting.push_back(id);
         return;
     }
@@ -107,10 +108,7 @@ void LiveRun::on_leave(std::uint32_t id, Time stamp, bool told) {
     } else {
         std::erase(reception.waiting, id);
     }
-    if (reception.members > 0 || !has_packet || !view.times.last_valid) {
-        if (reception.members == 0) reception.restart();
-        return close(id);
-    }
+    if (reception.members > 0 || !has_packet || !view.times.last_valid) return close(id);
     // It was the last one: now it shows how long the network goes on.
     reception.leaver = id;
     leavers_.push_back(view.reception);
@@ -186,7 +184,6 @@ void LiveRun::watch() {
         const Time silent_since = std::max(reception.last(), leave);
         if (now - silent_since < reception.quiet_time() && now - leave < kLongestLeave) return false;
         resolve_leaver(reception);
-        reception.restart();
         return true;
     });
     watch_timer_ = 0;

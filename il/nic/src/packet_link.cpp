@@ -100,16 +100,17 @@ constexpr auto make_filter() {
     constexpr unsigned kTo = BPF_LDX | BPF_W | BPF_IMM;
     return std::array{
         load(BPF_LD | BPF_W | BPF_ABS, static_cast<std::uint32_t>(SKF_AD_OFF + SKF_AD_PKTTYPE)),
-        jump(BPF_JEQ, PACKET_OUTGOING, 0, 18),
+        jump(BPF_JEQ, PACKET_OUTGOING, 0, 19),
         load(kTo, 0),
         load(kHalf, 12),
         jump(BPF_JEQ, 0x8100, 2, 0),  // a first tag
         jump(BPF_JEQ, 0x88a8, 1, 0),
-        jump(BPF_JEQ, 0x9100, 0, 6),
+        jump(BPF_JEQ, 0x9100, 0, 7),
         load(kTo, 4),
         load(kHalf, 12),
-        jump(BPF_JEQ, 0x8100, 1, 0),  // a second one
-        jump(BPF_JEQ, 0x88a8, 0, 2),
+        jump(BPF_JEQ, 0x8100, 2, 0),  // a second one
+        jump(BPF_JEQ, 0x88a8, 1, 0),
+        jump(BPF_JEQ, 0x9100, 0, 2),
         load(kTo, 8),
         load(kHalf, 12),
         jump(BPF_JEQ, 0x0800, 0, 2),

@@ -34,8 +34,7 @@ bool Reception::add(il::Time stamp, const live::UdpPacket& packet) {
     } else if (!add_signed(packet)) {
         return false;
     }
-    // What somebody has waited for is not the distance of packets of a stream that flows.
-    if (last_ != il::kNever && stamp > last_ && waiting.empty()) {
+    if (last_ != il::kNever && stamp > last_) {
         const il::Time gap = std::min(stamp - last_, kLongestQuiet);
         gap_ = gap_ == 0 ? gap : gap_ + (gap - gap_) / 8;
     }

@@ -42,7 +42,8 @@ class Reception {
     il::Time quiet_time() const;
     /// Since ever.
     const il::Packets& packets() const { return packets_; }
-    /// Nobody listens any longer: what is not heard from now on is not lost.
+    /// Somebody listens after a time when nobody did: what was not heard meanwhile, of any source, is not
+    /// lost.
     void restart();
 
     std::uint32_t members = 0;           ///< views
