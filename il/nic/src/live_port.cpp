@@ -63,8 +63,14 @@ class LivePort::Impl {
           world_(setup_, work_, sink_, figures_, [this] { look_for_complaints(); }),
           complaints_(std::move(complain)),
           hang_up_(std::move(hang_up)),
-          core_(std::in_place, setup_.name, setup_.faults, setup_.seed, world_, work_, std::move(send),
-                hang_up_),
+          core_(
+              std::in_place, setup_.name, setup_.faults, setup_.seed, world_, work_,
+              // Who has heard of the end of a test finds all of it in the figures.
+              [this, send = std::move(send)](std::vector<std::byte> bytes) {
+                  publish();
+                  send(std::move(bytes));
+              },
+              hang_up_),
           thread_([this] { run(); }) {}
 
     ~Impl() {
