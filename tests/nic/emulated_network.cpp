@@ -115,7 +115,7 @@ std::set<std::string> EmulatedNetwork::GetMemberships() const {
 
 EmulatedPort::EmulatedPort(const orv::nic::MembershipSettings& settings, orv::il::ITimeline& timeline,
                            EmulatedNetwork& network, Send send, HangUp hang_up)
-    : world_({.name = "Port 1", .interface = {}, .membership = settings}, timeline, network, figures,
+    : world_({.name = "Port 1", .interface = {}, .membership = settings}, {timeline, network, figures, 1500},
              [this] { ++runs_over; }),
       core_("Port 1", {}, 1, world_, timeline, std::move(send), std::move(hang_up)) {
     network.to_port = [this](const SeenFrame& frame) { world_.on_seen(frame, frame.stamp); };

@@ -13,6 +13,7 @@
 #include <deque>
 #include <mutex>
 #include <random>
+#include <set>
 #include <thread>
 
 #include "emulated_network.h"
@@ -137,6 +138,21 @@ class Wire {
         }
         if (found) return testing::AssertionSuccess();
         return testing::AssertionFailure() << "no frame " << hex;
+    }
+
+    /// Different senders of frames that are such, until there are so many; what there is after a while.
+    std::size_t CountUntil(std::size_t count, bool (*is_such)(const orv::live::ParsedFrame&)) {
+        const auto deadline = std::chrono::steady_clock::now() + kPatience;
+        std::set<orv::live::MacAddress> senders;
+        while (senders.size() < count && std::chrono::steady_clock::now() < deadline) {
+            pollfd waited{link_.get_descriptor(), POLLIN, 0};
+            ::poll(&waited, 1, 100);
+            link_.receive([&](const orv::nic::SeenFrame& frame) {
+                const auto parsed = orv::live::ParseFrame(frame.bytes, frame.info);
+                if (!frame.is_outgoing && parsed && is_such(*parsed)) senders.insert(parsed->source);
+            });
+        }
+        return senders.size();
     }
 
   private:
@@ -276,6 +292,28 @@ TEST_F(LivePortTest, LeavesItsGroupsWhenItGoes) {
     EXPECT_TRUE(wire.WaitFor(message(orv::live::WriteMembershipReport)));
     peer->port.reset();
     EXPECT_TRUE(wire.WaitFor(message(orv::live::WriteMembershipLeave)));
+}
+
+/// An interface that takes frames more slowly than hosts make them.
+TEST_F(LivePortTest, EveryFrameLeavesThroughANarrowLink) {
+    MakeNarrow(pair_->near);
+    constexpr std::size_t kHosts = 800;  // more frames than the kernel keeps for a socket
+    std::vector<HostAddress> hosts(kHosts, host_of(0));
+    for (std::size_t i = 0; i < kHosts; ++i) hosts[i].mac.bytes[3] = static_cast<std::uint8_t>(i >> 8);
+    for (std::size_t i = 0; i < kHosts; ++i) hosts[i].mac.bytes[4] = static_cast<std::uint8_t>(i);
+    auto peer = MakePeer(hosts);
+    peer->scenario.profile.leave_to_leave_delay = 60'000;
+    peer->scenario.test.test_duration = 60'000;
+    peer->Configure();
+    Wire wire(pair_->far);
+    EXPECT_EQ("", peer->FaultOf(peer->StartRequest()));
+    EXPECT_EQ(kHosts, wire.CountUntil(kHosts, [](const orv::live::ParsedFrame& frame) {
+        return std::holds_alternative<orv::live::MembershipReport>(frame.content);
+    }));
+    peer->port.reset();
+    EXPECT_EQ(kHosts, wire.CountUntil(kHosts, [](const orv::live::ParsedFrame& frame) {
+        return std::holds_alternative<orv::live::MembershipLeave>(frame.content);
+    }));
 }
 
 TEST_F(LivePortTest, HangsUpWhenItsInterfaceGoesDown) {

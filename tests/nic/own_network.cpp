@@ -67,4 +67,8 @@ void SetInterface(const std::string& interface, const std::string& state) {
     run("ip link set " + interface + " " + state);
 }
 
+void MakeNarrow(const std::string& interface) {
+    run("tc qdisc add dev " + interface + " root tbf rate 5mbit burst 3000 limit 1000000");
+}
+
 }  // namespace testing_aids

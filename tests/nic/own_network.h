@@ -24,6 +24,8 @@ class VethPair {
 
 /// "up" or "down".
 void SetInterface(const std::string& interface, const std::string& state);
+/// Lets 5 Mbit/s out, and has others wait.
+void MakeNarrow(const std::string& interface);
 /// Of the cable: "UP", "LOWERLAYERDOWN". The kernel notices a little later.
 void WaitForState(const std::string& interface, const std::string& state);
 

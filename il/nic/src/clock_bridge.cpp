@@ -1,5 +1,6 @@
 #include "clock_bridge.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <ctime>
 #include <limits>
@@ -11,6 +12,8 @@ namespace {
 /// Differences below that are the measurement's own.
 constexpr std::int64_t kSmallestStep = 100'000;
 constexpr int kTries = 3;
+/// From the stamp of a frame until it can be read: blocks of the ring are handed over every millisecond.
+constexpr il::Time kLongestOnTheWay = 50 * il::kMillisecond;
 
 std::int64_t read_clock(clockid_t clock) {
     timespec time{};
@@ -22,6 +25,21 @@ std::int64_t read_clock(clockid_t clock) {
 
 il::Time get_monotonic_time() {
     return read_clock(CLOCK_MONOTONIC);
+}
+
+void ClockBridge::begin_reading() {
+    measure();
+    now_ = get_monotonic_time();
+}
+
+il::Time ClockBridge::read(std::int64_t time_of_day) {
+    const il::Time time = time_of_day - difference_;
+    if (time > now_) now_ = get_monotonic_time();
+    return std::clamp(time, std::min(read_up_to_ - kLongestOnTheWay, now_), now_);
+}
+
+void ClockBridge::end_reading(bool all) {
+    if (all) read_up_to_ = now_;
 }
 
 void ClockBridge::measure() {

@@ -11,18 +11,27 @@ namespace orv::nic {
 il::Time get_monotonic_time();
 
 /// Frames are stamped with the time of day, which may be set while a test runs; everything else goes by a
-/// clock that is not. The difference is measured before stamps are read, so that a step is met within one
-/// turn of the port's loop.
+/// clock that is not. The difference is measured before stamps are read. A frame that was stamped before the
+/// time of day was set and is read afterwards has a wrong time, which is brought back to when it can have
+/// come.
 class ClockBridge {
   public:
     ClockBridge() { measure(); }
 
-    void measure();
-    il::Time to_monotonic(std::int64_t time_of_day) const { return time_of_day - difference_; }
+    void begin_reading();
+    /// Not later than now, and not before all frames had been read.
+    il::Time read(std::int64_t time_of_day);
+    /// `all`: no frame is left.
+    void end_reading(bool all);
+
     std::int64_t to_time_of_day(il::Time monotonic) const { return monotonic + difference_; }
 
   private:
+    void measure();
+
     std::int64_t difference_ = 0;
+    il::Time now_ = 0;         ///< as of the last look
+    il::Time read_up_to_ = 0;  ///< frames from before have been read
 };
 
 }  // namespace orv::nic

@@ -11,6 +11,13 @@ constexpr double kSmallShortage = 0.01;
 
 }  // namespace
 
+void Complaints::on_too_long(std::size_t streams, std::size_t mtu) const {
+    complain_(
+        fmt::format("{} streams are not sent: their packets are longer than the {} bytes that the "
+                    "interface's MTU leaves",
+                    streams, mtu));
+}
+
 void Complaints::look(const LiveFigures& figures) {
     const auto grown = [&](std::uint64_t LiveFigures::*figure) { return figures.*figure - before_.*figure; };
     if (const auto unseen = grown(&LiveFigures::unseen); unseen > 0) {

@@ -11,6 +11,8 @@ class Complaints {
     explicit Complaints(LivePort::Complain complain) : complain_(std::move(complain)) {}
 
     void look(const LiveFigures& figures);
+    /// Streams whose packets do not fit into what the interface sends.
+    void on_too_long(std::size_t streams, std::size_t mtu) const;
 
   private:
     LivePort::Complain complain_;

@@ -7,7 +7,6 @@
 
 #include <array>
 #include <atomic>
-#include <cstring>
 #include <mutex>
 #include <optional>
 #include <thread>
@@ -15,6 +14,7 @@
 
 #include "clock_bridge.h"
 #include "complaints.h"
+#include "link_sink.h"
 #include "live_world.h"
 #include "mailbox.h"
 #include "packet_link.h"
@@ -30,26 +30,10 @@ namespace {
 constexpr int kMostTimers = 16;
 constexpr il::Time kHousekeeping = il::kSecond;
 
-/// Frames of hosts go out with the next flush.
-class LinkSink : public FrameSink {
-  public:
-    explicit LinkSink(PacketLink& link) : link_(link) {}
-
-    bool send(std::span<const std::byte> frame) override {
-        std::span<std::byte> room = link_.room();
-        if (room.empty()) {  // behind the packets of a generator, perhaps
-            link_.flush();
-            room = link_.room();
-        }
-        if (room.size() < frame.size()) return false;
-        std::memcpy(room.data(), frame.data(), frame.size());
-        link_.commit(frame.size());
-        return true;
-    }
-
-  private:
-    PacketLink& link_;
-};
+/// A link that did not take all frames is asked again after that time.
+constexpr il::Time kSendAgain = 200'000;
+/// How long the last frames have to leave: at 10 Mbit/s, the leaves of ten thousand STBs.
+constexpr il::Time kLongestGoodbye = il::kSecond;
 
 }  // namespace
 
@@ -60,7 +44,7 @@ class LivePort::Impl {
           link_(setup_.interface),
           sink_(link_),
           sender_(link_, clock_, figures_),
-          world_(setup_, work_, sink_, figures_, [this] { look_for_complaints(); }),
+          world_(setup_, {work_, sink_, figures_, link_.get_mtu()}, [this] { look_for_complaints(); }),
           complaints_(std::move(complain)),
           hang_up_(std::move(hang_up)),
           core_(
@@ -80,6 +64,7 @@ class LivePort::Impl {
     }
 
     void receive(std::vector<std::byte> bytes) {
+        if (is_over_) return;
         mailbox_.post([this, bytes = std::move(bytes)] {
             core_->receive(bytes);
             world_.know_hosts(core_->configuration().interfaces);
@@ -89,8 +74,8 @@ class LivePort::Impl {
     void set_streams(std::vector<Stream> streams) {
         mailbox_.post([this, streams = std::move(streams)]() mutable {
             if (streams.empty()) look_for_complaints();
-            has_streams_ = !streams.empty();
-            sender_.set(std::move(streams), get_monotonic_time());
+            const std::size_t too_long = sender_.set(std::move(streams), get_monotonic_time());
+            if (too_long > 0) complaints_.on_too_long(too_long, link_.get_mtu());
         });
     }
 
@@ -107,13 +92,24 @@ class LivePort::Impl {
         } catch (const std::exception& error) {
             hang_up_(error.what());
         }
-        // The run of a test leaves its groups when it goes.
-        try {
-            core_.reset();
-            link_.flush();
-        } catch (const std::exception&) {  // the interface has gone, and with it all memberships
-        }
+        is_over_ = true;
+        say_goodbye();
+        look_for_complaints();
         publish();
+    }
+
+    /// Does what was asked for before the end; the run of a test leaves its groups when it goes.
+    void say_goodbye() {
+        try {
+            mailbox_.work_off();
+        } catch (const std::exception& error) {
+            hang_up_(error.what());
+        }
+        core_.reset();
+        sender_.set({}, 0);
+        const il::Time until = get_monotonic_time() + kLongestGoodbye;
+        for (link_.flush(); link_.get_backlog() > 0 && get_monotonic_time() < until; link_.flush())
+            std::this_thread::sleep_for(Nanoseconds(kSendAgain));
     }
 
     /// Joins are to leave at their time. Real-time scheduling is for those who may have it; nothing else
@@ -129,25 +125,21 @@ class LivePort::Impl {
         il::Time now = get_monotonic_time();
         for (int done = 0; done < kMostTimers && is_due(work_.next(), now); ++done) work_.run_next();
         if (is_due(sender_.next(), now)) sender_.run(now);
-        flush();
+        link_.flush();
         if (is_due(housekeeping_, now)) keep_house(now);
         wait();
-        clock_.measure();
-        link_.receive([this](const SeenFrame& frame) {
+        clock_.begin_reading();
+        has_more_ = !link_.receive([this](const SeenFrame& frame) {
             if (!frame.is_outgoing) ++figures_.frames_received;
-            world_.on_seen(frame, clock_.to_monotonic(frame.stamp));
+            world_.on_seen(frame, clock_.read(frame.stamp));
         });
+        clock_.end_reading(!has_more_);
         mailbox_.work_off();
-        flush();
+        link_.flush();
         publish();
     }
 
     static bool is_due(il::Time time, il::Time now) { return time != il::kNever && time <= now; }
-
-    /// The kernel does not say which frames it has refused: nearly all of them are those of streams.
-    void flush() {
-        (has_streams_ ? figures_.stream_packets_unsent : figures_.frames_unsent) += link_.flush();
-    }
 
     void keep_house(il::Time now) {
         housekeeping_ = now + kHousekeeping;
@@ -163,7 +155,9 @@ class LivePort::Impl {
         il::Time until = housekeeping_;
         for (const il::Time next : {work_.next(), sender_.next()})
             if (next != il::kNever) until = std::min(until, next);
-        const il::Time left = std::max<il::Time>(until - get_monotonic_time(), 0);
+        const il::Time now = get_monotonic_time();
+        if (link_.get_backlog() > 0) until = std::min(until, now + kSendAgain);
+        const il::Time left = has_more_ ? 0 : std::max<il::Time>(until - now, 0);
         const timespec timeout{left / il::kSecond, left % il::kSecond};
         std::array waited{pollfd{link_.get_descriptor(), POLLIN, 0},
                           pollfd{mailbox_.get_descriptor(), POLLIN, 0}};
@@ -188,11 +182,12 @@ class LivePort::Impl {
     LiveWorld world_;
     Complaints complaints_;
     HangUp hang_up_;
-    bool has_streams_ = false;
+    bool has_more_ = false;  ///< frames to receive
     il::Time housekeeping_ = 0;
     std::optional<il::PortCore> core_;
     std::atomic<bool> is_ending_ = false;
-    std::thread thread_;  ///< the last one: it uses all the others
+    std::atomic<bool> is_over_ = false;  ///< nothing is done any more
+    std::thread thread_;                 ///< the last one: it uses all the others
 };
 
 LivePort::LivePort(Setup setup, Send send, HangUp hang_up, Complain complain)

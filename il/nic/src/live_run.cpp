@@ -82,6 +82,7 @@ void LiveRun::add_stbs(const std::vector<live::HostAddress>& hosts, const Member
         own.version = version_of(block.config.igmp_version);
         own.robustness = settings.robustness;
         own.suppress_reports = settings.suppress_reports;
+        own.mtu = static_cast<std::uint16_t>(std::min<std::size_t>(context_.mtu, own.mtu));
         for (std::uint32_t i = 0; i < block.config.settop_count; ++i) {
             const std::uint32_t number = block.first_stb + i;
             Stb& stb = stbs_[number];

@@ -33,6 +33,7 @@ struct RunContext {
     const il::TickCounter& counter;
     il::ResultReport& report;
     LiveFigures& figures;
+    std::size_t mtu;  ///< of the IP packets of hosts, in bytes
 };
 
 /// Makes every STB of a plan a membership host of its own, and event records of what happens to its frames.

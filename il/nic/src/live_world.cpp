@@ -79,16 +79,14 @@ class LiveWorld::RunHere : public LiveRun {
     LiveWorld& world_;
 };
 
-LiveWorld::LiveWorld(const LivePort::Setup& setup, il::ITimeline& timeline, FrameSink& sink,
-                     LiveFigures& figures, std::function<void()> run_over)
+LiveWorld::LiveWorld(const LivePort::Setup& setup, const LiveSurroundings& surroundings,
+                     std::function<void()> run_over)
     : port_(setup.name),
       membership_(setup.membership),
       seed_(setup.seed),
-      timeline_(timeline),
-      sink_(sink),
-      figures_(figures),
+      surroundings_(surroundings),
       run_over_(std::move(run_over)),
-      counter_(setup.seed, port_, timeline.GetNow().count()) {}
+      counter_(setup.seed, port_, surroundings.timeline.GetNow().count()) {}
 
 std::unique_ptr<il::Run> LiveWorld::start(const il::PortConfiguration& configuration,
                                           const il::TestStart& start, il::Time now,
@@ -99,7 +97,8 @@ std::unique_ptr<il::Run> LiveWorld::start(const il::PortConfiguration& configura
     const auto hosts = hosts_of_stbs(plan, configuration.interfaces);
     const std::uint64_t seed = il::seed_of(seed_, port_, kRunPurpose + (runs_ << kRunShift));
     auto run = std::make_unique<RunHere>(*this, std::move(plan), hosts, membership_, seed, now,
-                                         RunContext{timeline_, sink_, counter_, report, figures_});
+                                         RunContext{surroundings_.timeline, surroundings_.sink, counter_,
+                                                    report, surroundings_.figures, surroundings_.mtu});
     ++runs_;
     return run;
 }
@@ -128,7 +127,7 @@ void LiveWorld::on_seen(const SeenFrame& frame, il::Time stamp) {
     }
     if (frame.is_outgoing) return;
     if (run_) run_->on_frame(*parsed, stamp);
-    neighbours_.on_frame(*parsed, sink_);
+    neighbours_.on_frame(*parsed, surroundings_.sink);
 }
 
 }  // namespace orv::nic

@@ -13,10 +13,18 @@
 
 namespace orv::nic {
 
+/// What a world uses and does not own.
+struct LiveSurroundings {
+    il::ITimeline& timeline;
+    FrameSink& sink;
+    LiveFigures& figures;
+    std::size_t mtu;  ///< of the IP packets of hosts, in bytes
+};
+
 class LiveWorld : public il::World {
   public:
     /// `run_over` is called when a run is over, before its port says so.
-    LiveWorld(const LivePort::Setup& setup, il::ITimeline& timeline, FrameSink& sink, LiveFigures& figures,
+    LiveWorld(const LivePort::Setup& setup, const LiveSurroundings& surroundings,
               std::function<void()> run_over);
 
     /// Refuses tests that need unicast.
@@ -34,9 +42,7 @@ class LiveWorld : public il::World {
     std::string port_;
     MembershipSettings membership_;
     std::uint64_t seed_;
-    il::ITimeline& timeline_;
-    FrameSink& sink_;
-    LiveFigures& figures_;
+    const LiveSurroundings surroundings_;
     std::function<void()> run_over_;
     const il::TickCounter counter_;
     Neighbours neighbours_;

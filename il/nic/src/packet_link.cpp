@@ -5,6 +5,7 @@
 #include <linux/if_ether.h>
 #include <linux/if_packet.h>
 #include <net/if.h>
+#include <net/if_arp.h>
 #include <netinet/in.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
@@ -20,9 +21,11 @@ namespace orv::nic {
 
 namespace {
 
-// A quarter of a second of a gigabit per second: longer than the port's thread is ever kept waiting.
-constexpr std::size_t kReceiveBlock = 1 << 18;
-constexpr std::size_t kReceiveBlocks = 128;
+// Blocks are handed over after a millisecond, however empty: so many of them are two seconds of a quiet
+// network, and a quarter of a second of a gigabit per second.
+constexpr std::size_t kReceiveBlock = 1 << 14;
+constexpr std::size_t kReceiveBlocks = 2048;
+constexpr int kBlocksAtOnce = 16;
 /// A block that is not full is handed over after that time, so that answers to queries are not late.
 constexpr unsigned kRetireMs = 1;
 constexpr std::size_t kSendSlot = 2048;
@@ -72,18 +75,35 @@ void bind_to(const FileDescriptor& socket, int index, std::uint16_t protocol, co
         fail(interface, "the packet socket cannot be bound", errno);
 }
 
-/// Index of an interface that is up.
-int find(const std::string& interface) {
-    const unsigned index = ::if_nametoindex(interface.c_str());
-    if (index == 0) throw NicError(fmt::format("interface {}: there is no such interface", interface));
+constexpr int kLeastMtu = 1280 + 4;  ///< of IPv6 (RFC 8200 section 5), behind two tags
+
+ifreq ask(const std::string& interface, unsigned long question, const char* what) {
     const FileDescriptor any(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     ifreq request{};
     interface.copy(request.ifr_name, IFNAMSIZ - 1);
-    if (::ioctl(any.get(), SIOCGIFFLAGS, &request) != 0) fail(interface, "its state is not known", errno);
-    if ((request.ifr_flags & IFF_UP) == 0) throw NicError(fmt::format("interface {} is down", interface));
-    if ((request.ifr_flags & IFF_RUNNING) == 0)
-        throw NicError(fmt::format("interface {} has no carrier", interface));
-    return static_cast<int>(index);
+    if (::ioctl(any.get(), question, &request) != 0) fail(interface, what, errno);
+    return request;
+}
+
+struct Interface {
+    int index;
+    int mtu;
+};
+
+/// An Ethernet interface that is up.
+Interface find(const std::string& interface) {
+    const unsigned index = ::if_nametoindex(interface.c_str());
+    if (index == 0) throw NicError(fmt::format("interface {}: there is no such interface", interface));
+    if (ask(interface, SIOCGIFHWADDR, "its type is not known").ifr_hwaddr.sa_family != ARPHRD_ETHER)
+        throw NicError(fmt::format("interface {} is not an Ethernet interface", interface));
+    const auto flags = ask(interface, SIOCGIFFLAGS, "its state is not known").ifr_flags;
+    if ((flags & IFF_UP) == 0) throw NicError(fmt::format("interface {} is down", interface));
+    if ((flags & IFF_RUNNING) == 0) throw NicError(fmt::format("interface {} has no carrier", interface));
+    const int mtu = ask(interface, SIOCGIFMTU, "its MTU is not known").ifr_mtu;
+    if (mtu < kLeastMtu)
+        throw NicError(
+            fmt::format("interface {}: its MTU is {}, and at least {} is needed", interface, mtu, kLeastMtu));
+    return {static_cast<int>(index), mtu};
 }
 
 /// Lets everything in, and of what goes out IGMP and packets with a hop-by-hop header (MLD), behind up to two
@@ -127,7 +147,8 @@ constexpr auto make_filter() {
 }  // namespace
 
 PacketLink::PacketLink(const std::string& interface) : interface_(interface) {
-    const int index = find(interface);
+    const auto [index, mtu] = find(interface);
+    mtu_ = static_cast<std::size_t>(mtu) - 4;  // the kernel allows for one tag
     open_receiver(index);
     open_sender(index);
 }
@@ -169,15 +190,15 @@ void PacketLink::open_sender(int index) {
     bind_to(out_, index, 0, interface_);
 }
 
-void PacketLink::receive(const std::function<void(const SeenFrame&)>& see) {
+bool PacketLink::receive(const std::function<void(const SeenFrame&)>& see) {
     int error = 0;
     socklen_t length = sizeof error;
-    if (::getsockopt(in_.get(), SOL_SOCKET, SO_ERROR, &error, &length) == 0 && error != 0)
-        fail(interface_, "it cannot be used any longer", error);
-    for (;;) {
+    if (error_ != 0 || (::getsockopt(in_.get(), SOL_SOCKET, SO_ERROR, &error, &length) == 0 && error != 0))
+        fail(interface_, "it cannot be used any longer", error_ != 0 ? error_ : error);
+    for (int blocks = 0; blocks < kBlocksAtOnce; ++blocks) {
         auto* block = reinterpret_cast<tpacket_block_desc*>(in_ring_.slot(next_in_));
         std::atomic_ref status(block->hdr.bh1.block_status);
-        if ((status.load(std::memory_order_acquire) & TP_STATUS_USER) == 0) return;
+        if ((status.load(std::memory_order_acquire) & TP_STATUS_USER) == 0) return true;
         const std::byte* at = in_ring_.slot(next_in_) + block->hdr.bh1.offset_to_first_pkt;
         for (std::uint32_t left = block->hdr.bh1.num_pkts; left > 0; --left) {
             const auto& frame = *reinterpret_cast<const tpacket3_hdr*>(at);
@@ -200,6 +221,7 @@ void PacketLink::receive(const std::function<void(const SeenFrame&)>& see) {
         status.store(TP_STATUS_KERNEL, std::memory_order_release);
         next_in_ = (next_in_ + 1) % in_ring_.slots();
     }
+    return false;
 }
 
 std::uint64_t PacketLink::take_dropped() {
@@ -209,13 +231,15 @@ std::uint64_t PacketLink::take_dropped() {
     return statistics.tp_drops;
 }
 
+std::uint32_t PacketLink::get_status(std::size_t slot) const {
+    auto* header = reinterpret_cast<tpacket2_hdr*>(out_ring_.slot(slot));
+    return std::atomic_ref(header->tp_status).load(std::memory_order_acquire);
+}
+
 std::span<std::byte> PacketLink::room() {
-    std::byte* slot = out_ring_.slot(next_out_);
-    std::atomic_ref status(reinterpret_cast<tpacket2_hdr*>(slot)->tp_status);
-    const auto is = status.load(std::memory_order_acquire);
     // A wrong format is one that the kernel has skipped.
-    if ((is & (TP_STATUS_SEND_REQUEST | TP_STATUS_SENDING)) != 0) return {};
-    return {slot + kSendOffset, kSendSlot - kSendOffset};
+    if ((get_status(next_out_) & (TP_STATUS_SEND_REQUEST | TP_STATUS_SENDING)) != 0) return {};
+    return {out_ring_.slot(next_out_) + kSendOffset, kSendSlot - kSendOffset};
 }
 
 void PacketLink::commit(std::size_t length) {
@@ -223,21 +247,24 @@ void PacketLink::commit(std::size_t length) {
     header->tp_len = static_cast<std::uint32_t>(length);
     std::atomic_ref(header->tp_status).store(TP_STATUS_SEND_REQUEST, std::memory_order_release);
     next_out_ = (next_out_ + 1) % kSendSlots;
-    ++committed_;
 }
 
-std::uint64_t PacketLink::flush() {
-    std::uint64_t refused = 0;
-    // Each error is one frame that is gone; the call goes on with the next one.
-    while (committed_ > 0 && ::send(out_.get(), nullptr, 0, MSG_DONTWAIT) < 0) {
+void PacketLink::flush() {
+    if (first_waiting_ == next_out_) return;
+    // A full send buffer, or a queue that has dropped a frame: it stays in the ring, and is sent again.
+    while (::send(out_.get(), nullptr, 0, MSG_DONTWAIT) < 0) {
         if (errno == EINTR) continue;
-        if (errno == EAGAIN) break;
-        if (errno == ENETDOWN || errno == ENXIO || errno == ENODEV)
-            fail(interface_, "it cannot be used any longer", errno);
-        if (++refused == committed_) break;
+        if (errno == EAGAIN || errno == ENOBUFS) break;
+        error_ = errno;
+        first_waiting_ = next_out_;  // nothing leaves any more
+        return;
     }
-    committed_ = 0;
-    return refused;
+    while (first_waiting_ != next_out_ && (get_status(first_waiting_) & TP_STATUS_SEND_REQUEST) == 0)
+        first_waiting_ = (first_waiting_ + 1) % kSendSlots;
+}
+
+std::size_t PacketLink::get_backlog() const {
+    return (next_out_ + kSendSlots - first_waiting_) % kSendSlots;
 }
 
 }  // namespace orv::nic

@@ -29,11 +29,13 @@ class PacketLink {
     /// Throws NicError.
     explicit PacketLink(const std::string& interface);
 
-    const std::string& interface() const { return interface_; }
+    /// Of an IP packet behind two tags, in bytes; behind fewer it may be 4 bytes longer.
+    std::size_t get_mtu() const { return mtu_; }
     /// Readable when there are frames to receive.
     int get_descriptor() const { return in_.get(); }
-    /// Calls `see` for every frame that there is, in order. Throws NicError when the interface has gone.
-    void receive(const std::function<void(const SeenFrame&)>& see);
+    /// Calls `see` for frames that there are, in order; not for all of them at once when they are many. True
+    /// when there was none left. Throws NicError when the interface has gone, also when a flush found that.
+    bool receive(const std::function<void(const SeenFrame&)>& see);
     /// Frames that found no room in the ring since the last call.
     std::uint64_t take_dropped();
 
@@ -41,20 +43,24 @@ class PacketLink {
     std::span<std::byte> room();
     /// The frame in room() is complete.
     void commit(std::size_t length);
-    /// Hands complete frames to the interface. Returns how many of them the kernel has refused so far, since
-    /// the last call.
-    std::uint64_t flush();
+    /// Hands complete frames to the interface, as many as it takes now.
+    void flush();
+    /// Complete frames that the interface has not taken yet: flush has to be called again, a little later.
+    std::size_t get_backlog() const;
 
   private:
     void open_receiver(int index);
     void open_sender(int index);
+    std::uint32_t get_status(std::size_t slot) const;  ///< of a frame to be sent
 
-    std::string interface_;
+    const std::string interface_;
     FileDescriptor in_, out_;
     MappedRing in_ring_, out_ring_;
-    std::size_t next_in_ = 0;    ///< block
-    std::size_t next_out_ = 0;   ///< frame
-    std::size_t committed_ = 0;  ///< since the last flush
+    std::size_t next_in_ = 0;        ///< block
+    std::size_t next_out_ = 0;       ///< frame
+    std::size_t first_waiting_ = 0;  ///< of those that the interface has not taken
+    std::size_t mtu_ = 0;
+    int error_ = 0;  ///< that a flush found
 };
 
 }  // namespace orv::nic

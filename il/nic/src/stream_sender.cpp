@@ -17,12 +17,14 @@ namespace {
 /// Packets wait for each other that long: a wake-up for each would cost more than sending it.
 constexpr Time kBatch = 200'000;
 constexpr int kMostAtOnce = 64;
+/// Packets that wait for the interface: joins of the same port have to wait behind them.
+constexpr std::size_t kMostWaiting = 512;
 /// A packet that could not be sent for so long is given up, instead of sending many at once later.
 constexpr Time kMostBehind = 100 * kMillisecond;
 
 }  // namespace
 
-void StreamSender::set(std::vector<Stream> streams, Time now) {
+std::size_t StreamSender::set(std::vector<Stream> streams, Time now) {
     std::map<std::tuple<std::uint32_t, live::IpAddress, live::IpAddress>, std::uint64_t> sequences;
     const auto key_of = [](const Stream& stream) {
         return std::tuple(stream.id, stream.source.ip, stream.group);
@@ -30,6 +32,7 @@ void StreamSender::set(std::vector<Stream> streams, Time now) {
     for (const Flow& flow : flows_) sequences[key_of(flow.stream)] = flow.sequence;
     flows_.clear();
     due_ = {};
+    std::size_t too_long = 0;
     for (std::size_t i = 0; i < streams.size(); ++i) {
         Flow flow;
         flow.stream = streams[i];
@@ -39,13 +42,20 @@ void StreamSender::set(std::vector<Stream> streams, Time now) {
         flow.headers.destination_mac = live::MulticastMac(flow.stream.group);
         flow.headers.source_port = flow.stream.source_port;
         flow.headers.destination_port = flow.stream.destination_port;
+        const std::size_t headers = live::UdpPayloadOffset(flow.headers) - live::kEthernetHeaderLength -
+                                    4 * flow.stream.source.vlan.count;
+        if (headers + live::kStreamPayloadLength > link_.get_mtu()) {
+            ++too_long;
+            continue;
+        }
         if (const auto before = sequences.find(key_of(flow.stream)); before != sequences.end())
             flow.sequence = before->second;
         const auto share = static_cast<double>(i) / static_cast<double>(streams.size());
-        due_.push(
-            {now + static_cast<Time>(share * static_cast<double>(flow.gap)), static_cast<std::uint32_t>(i)});
+        due_.push({now + static_cast<Time>(share * static_cast<double>(flow.gap)),
+                   static_cast<std::uint32_t>(flows_.size())});
         flows_.push_back(std::move(flow));
     }
+    return too_long;
 }
 
 Time StreamSender::next() const {
@@ -73,7 +83,7 @@ void StreamSender::run(Time now) {
 
 void StreamSender::write(Flow& flow, Time now) {
     const std::span<std::byte> room = link_.room();
-    if (room.empty()) {
+    if (room.empty() || link_.get_backlog() >= kMostWaiting) {
         ++figures_.stream_packets_unsent;
         return;
     }

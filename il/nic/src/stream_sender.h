@@ -21,8 +21,9 @@ class StreamSender {
         : link_(link), clock_(clock), figures_(figures) {}
 
     /// In place of what was sent so far; the streams begin one after the other, spread over the first
-    /// distance of their packets. Streams that go on keep their numbers.
-    void set(std::vector<Stream> streams, il::Time now);
+    /// distance of their packets. Streams that go on keep their numbers. Returns how many are left out
+    /// because their packets do not fit into the link's MTU.
+    std::size_t set(std::vector<Stream> streams, il::Time now);
 
     /// When to call run; kNever when nothing is sent.
     il::Time next() const;

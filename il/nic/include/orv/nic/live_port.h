@@ -44,12 +44,12 @@ struct MembershipSettings {
 struct LiveFigures {
     std::uint64_t joins_and_leaves = 0;  ///< that event records were made of
     std::uint64_t unseen = 0;            ///< joins and leaves that were not seen leaving the interface
-    std::uint64_t frames_sent = 0;       ///< of hosts: reports, leaves, answers
-    std::uint64_t frames_unsent = 0;     ///< of hosts: the interface did not take them
+    std::uint64_t frames_sent = 0;       ///< of hosts: reports and leaves
+    std::uint64_t frames_unsent = 0;     ///< of hosts: they found no room
     std::uint64_t frames_received = 0;   ///< that passed the filter
     std::uint64_t frames_dropped = 0;    ///< by the receive ring, which was full
     std::uint64_t stream_packets_sent = 0;
-    std::uint64_t stream_packets_unsent = 0;  ///< the interface did not take them, or their time was over
+    std::uint64_t stream_packets_unsent = 0;  ///< they found no room, or their time was over
     std::uint64_t late_joins = 0;             ///< joins and leaves more than 1 ms after their time
     Nanoseconds latest_join{};                ///< the longest that one was late
 };
