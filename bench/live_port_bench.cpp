@@ -57,7 +57,7 @@ std::string MakeTestFile(int stbs) {
         "{2}"
         "sequence:\n  - GeneratorStartCommand:\n  - IptvStartTestCommand: Start\n    TestEnv: TESTING\n"
         "    TestDuration: {3}\n  - IptvWaitForTestCompletionCommand:\n  - GeneratorStopCommand:\n",
-        kChannels * 20, kChannels, blocks, kSeconds);
+        20, kChannels, blocks, kSeconds);
 }
 
 struct Run {

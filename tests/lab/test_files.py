@@ -45,7 +45,7 @@ def make(*, version="IGMP_V3", stbs=1, channels=4, vlans=(), head_vlans=None, gr
       - StreamBlock: Streams
         SrcBinding: Sources/Ipv{family}If
         DstBinding: Groups/Ipv{family}NetworkBlock
-        Load: {packets * channels}
+        Load: {packets}
         LoadUnit: FRAMES_PER_SECOND
   - Port: Viewers
     Location: linux://home0

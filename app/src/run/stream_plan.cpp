@@ -74,19 +74,20 @@ struct Load {
     }
 };
 
+/// A load is that of every stream; a percentage is that of the block, because there is only one line.
 Load GetLoadOfStream(const CStreamBlock& block, double line_rate, std::size_t streams) {
-    const double share = block.GetDouble(ids::StreamBlock::Load) / static_cast<double>(streams);
+    const double load = block.GetDouble(ids::StreamBlock::Load);
     switch (block.GetU8(ids::StreamBlock::LoadUnit)) {
         case ids::LoadUnit::FRAMES_PER_SECOND:
-            return {share, true};
+            return {load, true};
         case ids::LoadUnit::BITS_PER_SECOND:
-            return {share};
+            return {load};
         case ids::LoadUnit::KILOBITS_PER_SECOND:
-            return {share * 1e3};
+            return {load * 1e3};
         case ids::LoadUnit::MEGABITS_PER_SECOND:
-            return {share * 1e6};
+            return {load * 1e6};
         default:
-            return {share / 100 * line_rate};
+            return {load / 100 * line_rate / static_cast<double>(streams)};
     }
 }
 

@@ -13,6 +13,8 @@ class Complaints {
     void look(const LiveFigures& figures);
     /// Streams whose packets do not fit into what the interface sends.
     void on_too_long(std::size_t streams, std::size_t mtu) const;
+    /// Frames that have not left when the port goes.
+    void on_left_behind(std::size_t frames) const;
 
   private:
     LivePort::Complain complain_;

@@ -110,6 +110,7 @@ class LivePort::Impl {
         const il::Time until = get_monotonic_time() + kLongestGoodbye;
         for (link_.flush(); link_.get_backlog() > 0 && get_monotonic_time() < until; link_.flush())
             std::this_thread::sleep_for(Nanoseconds(kSendAgain));
+        if (link_.get_backlog() > 0) complaints_.on_left_behind(link_.get_backlog());
     }
 
     /// Joins are to leave at their time. Real-time scheduling is for those who may have it; nothing else

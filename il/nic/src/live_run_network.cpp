@@ -19,6 +19,8 @@ constexpr Time kWatchInterval = 50 * kMillisecond;
 /// A frame that has not left by then has not left at all.
 constexpr Time kLongestWay = kSecond;
 constexpr Time kMostLateness = kMillisecond;
+/// Who is that late does not do what the test says, and answers queries too late.
+constexpr Time kOverload = 50 * kMillisecond;
 
 }  // namespace
 
@@ -72,6 +74,7 @@ void LiveRun::note_lateness(Time planned, Time stamp) {
     if (planned == kNever) return;
     const Time late = stamp - planned;
     if (late > kMostLateness) ++context_.figures.late_joins;
+    if (late > kOverload) ++context_.figures.very_late_joins;
     context_.figures.latest_join = std::max(context_.figures.latest_join, Nanoseconds(late));
 }
 

@@ -46,8 +46,7 @@ FileDescriptor open_socket(const std::string& interface) {
     if (errno == EPERM || errno == EACCES) {
         throw NicError(fmt::format(
             "interface {}: the capability CAP_NET_RAW is missing, which packet sockets need; run as "
-            "root, or grant it alone: \"setpriv --ambient-caps +net_raw --inh-caps +net_raw\", "
-            "\"setcap cap_net_raw+ep\"",
+            "root, or grant it alone: \"setpriv --ambient-caps +net_raw --inh-caps +net_raw\"",
             interface));
     }
     fail(interface, "no packet socket", errno);

@@ -73,7 +73,7 @@ TEST_F(StreamPlanTest, StreamsPairHostsAndGroupsInOneRowOfNumbers) {
     EXPECT_EQ(shared[3].source.ip.ToString(), "10.0.0.2");
 }
 
-TEST_F(StreamPlanTest, TheLoadIsThatOfTheBlock) {
+TEST_F(StreamPlanTest, TheLoadIsThatOfEachStream) {
     struct Case {
         const char* what;
         Source source;
@@ -84,10 +84,10 @@ TEST_F(StreamPlanTest, TheLoadIsThatOfTheBlock) {
              {"percent", {.groups = 4, .block = "        Load: 50\n"}, 5e8 / 4 / kFrameBits},
              {"frames",
               {.groups = 4, .block = "        Load: 1000\n        LoadUnit: FRAMES_PER_SECOND\n"},
-              250},
+              1000},
              {"frames of any length",
               {.groups = 4, .block = "        Load: 1000\n        LoadUnit: FRAMES_PER_SECOND\n", .vlans = 1},
-              250},
+              1000},
              {"bits",
               {.block = "        Load: 109600\n        LoadUnit: BITS_PER_SECOND\n"},
               109600 / kFrameBits},
@@ -96,7 +96,7 @@ TEST_F(StreamPlanTest, TheLoadIsThatOfTheBlock) {
               8e6 / kFrameBits},
              {"megabits of two sources",
               {.hosts = 2, .groups = 2, .block = "        Load: 8\n        LoadUnit: MEGABITS_PER_SECOND\n"},
-              4e6 / kFrameBits},
+              8e6 / kFrameBits},
              {"tags and IPv6 make frames longer",
               {.block = "        Load: 8\n        LoadUnit: MEGABITS_PER_SECOND\n", .ipv6 = true, .vlans = 2},
               8e6 / (kFrameBits + 8 * (20 + 2 * 4))}}) {

@@ -51,6 +51,7 @@ struct LiveFigures {
     std::uint64_t stream_packets_sent = 0;
     std::uint64_t stream_packets_unsent = 0;  ///< they found no room, or their time was over
     std::uint64_t late_joins = 0;             ///< joins and leaves more than 1 ms after their time
+    std::uint64_t very_late_joins = 0;        ///< more than 50 ms
     Nanoseconds latest_join{};                ///< the longest that one was late
 };
 
