@@ -92,9 +92,8 @@ void LiveRun::add_stbs(const std::vector<live::HostAddress>& hosts, const Member
             on_link_.resize(links_.size());
             on_link_[stb.link].push_back(number);
             try {
-                hosts_.emplace_back(
-                    hosts[number], own, context_.timeline, stb.random.next(),
-                    [this, number](std::span<const std::byte> frame) { send(number, frame); });
+                hosts_.emplace_back(hosts[number], own, context_.timeline, stb.random.next(),
+                                    [this](std::span<const std::byte> frame) { send(frame); });
             } catch (const std::invalid_argument& error) {
                 throw il::PortFault(
                     il::FaultCode::BadValue,
@@ -188,7 +187,7 @@ void LiveRun::end_view(Stb& stb, Time planned) {
     if (std::exchange(current_, {}).view != kNone) on_leave(id, context_.timeline.GetNow().count(), false);
 }
 
-void LiveRun::send(std::uint32_t, std::span<const std::byte> frame) {
+void LiveRun::send(std::span<const std::byte> frame) {
     const Ticket ticket = std::exchange(current_, {});
     if (ticket.view != kNone) ++views_[ticket.view].on_the_way;
     sent_.add(frame, context_.timeline.GetNow().count(), ticket);

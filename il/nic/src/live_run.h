@@ -128,7 +128,7 @@ class LiveRun : public il::Run {
     void begin_view(std::uint32_t number, il::Time planned);
     void try_end_view(std::uint32_t number, il::Time planned);
     void end_view(Stb& stb, il::Time planned);
-    void send(std::uint32_t number, std::span<const std::byte> frame);
+    void send(std::span<const std::byte> frame);
 
     // What the network shows of it.
     void on_join(std::uint32_t id, il::Time stamp);

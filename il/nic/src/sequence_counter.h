@@ -23,8 +23,6 @@ class SequenceCounter {
 
     bool has_begun() const { return begun_; }
     std::uint64_t highest() const { return highest_; }
-    /// The next packet is the first one again.
-    void restart() { begun_ = false; }
 
   private:
     static constexpr std::uint64_t kWindow = 1024;  ///< remembered, behind the highest
