@@ -57,12 +57,13 @@ class Reception {
         std::uint16_t port = 0;
         std::uint32_t stream = 0;  ///< of the signature or, of RTP, the SSRC
         SequenceCounter counter;
+        il::Time heard = 0;
     };
     static constexpr std::size_t kMostSources = 16;  ///< of one group at a time; others are only counted
 
-    Source* source_of(const live::UdpPacket& packet, std::uint32_t stream);
-    bool add_signed(const live::UdpPacket& packet);
-    void add_foreign(const live::UdpPacket& packet);
+    Source* source_of(il::Time stamp, const live::UdpPacket& packet, std::uint32_t stream);
+    bool add_signed(il::Time stamp, const live::UdpPacket& packet);
+    void add_foreign(il::Time stamp, const live::UdpPacket& packet);
 
     Numbering numbering_;
     il::Time last_ = il::kNever;
