@@ -386,6 +386,23 @@ TEST(LiveRun, SaysWhatItCannotRun) {
          "there is no interface with handle 6"},
         {[](auto& live) { live.peer.scenario.blocks[0].igmp_version = IgmpVersion::MLD_VERSION2; },
          "STB block 3: "},
+        {[](auto& live) {
+             live.peer.scenario.channels.channel_ip_start.v4 = {{239, 255, 255, 250}};
+         },
+         "STB block 3: channel 7 has the group 240.0.0.0, which is no IPv4 multicast address"},
+        {[](auto& live) {
+             live.peer.scenario.channels.channel_ip_start = {1, {}};
+             live.peer.scenario.channels.channel_ip_start.v6 = {{0xff, 0x1e}};
+         },
+         "STB block 3: channel 1 has the group ff1e::, which is no IPv4 multicast address"},
+        {[](auto& live) {
+             live.Speak(IgmpVersion::IGMP_VERSION3);
+             auto& source = live.peer.scenario.channels.source_list.emplace_back();
+             source.type = 1;
+             source.v6 = {{0x20, 1, 0xd, 0xb8}};
+         },
+         "STB block 3: channel 1 has the group 225.0.0.1, and the source 2001:db8::, which is no IPv4 "
+         "address"},
         {[](auto& live) { live.hosts[1].vlan.count = 1; }, ""},
     };
     for (const auto& test : cases) {

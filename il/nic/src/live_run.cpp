@@ -102,6 +102,29 @@ void LiveRun::add_stbs(const std::vector<live::HostAddress>& hosts, const Member
             if (!block.channels.empty())
                 queue_.push({il::start_of(plan_, block, i, start), number, il::Step::Begin});
         }
+        check_channels(block);
+    }
+}
+
+/// Counting up groups may lead out of the multicast addresses.
+void LiveRun::check_channels(const il::PlannedBlock& block) const {
+    const bool is_v6 = live::IsMld(version_of(block.config.igmp_version));
+    const char* family = is_v6 ? "IPv6" : "IPv4";
+    for (const il::PlannedChannel& channel : block.channels) {
+        const live::IpAddress& group = groups_[channel.subscription];
+        const auto refuse = [&](const std::string& what) {
+            throw il::PortFault(
+                il::FaultCode::BadValue,
+                fmt::format("STB block {}: channel {} has the group {}, {}", block.config.stblock_handle,
+                            channel.number, group.ToString(), what));
+        };
+        if (!group.IsMulticast() || group.IsV6() != is_v6)
+            refuse(fmt::format("which is no {} multicast address", family));
+        for (const live::IpAddress& source :
+             choices_[plan_.subscriptions[channel.subscription].filter_index].sources) {
+            if (source.IsV6() != is_v6)
+                refuse(fmt::format("and the source {}, which is no {} address", source.ToString(), family));
+        }
     }
 }
 

@@ -41,7 +41,8 @@ struct RunContext {
 /// when no more packets come, or somebody else of the link joins the channel: only then there is a record.
 class LiveRun : public il::Run {
   public:
-    /// `hosts`: by STB of the port. Throws PortFault when a host does not speak its block's protocol.
+    /// `hosts`: by STB of the port. Throws PortFault when a host does not speak its block's protocol, or that
+    /// protocol cannot tell of a channel's group and sources.
     LiveRun(il::TestPlan plan, const std::vector<live::HostAddress>& hosts,
             const MembershipSettings& settings, std::uint64_t seed, il::Time start,
             const RunContext& context);
@@ -118,6 +119,7 @@ class LiveRun : public il::Run {
     void add_stbs(const std::vector<live::HostAddress>& hosts, const MembershipSettings& settings,
                   std::uint64_t seed, il::Time start);
     void add_groups();
+    void check_channels(const il::PlannedBlock& block) const;
     Flow* find_flow(std::uint32_t link, const live::IpAddress& group);
     Flow& flow_of(const View& view);
     std::uint32_t reception_of(const View& view);
