@@ -100,6 +100,8 @@ class LiveRun : public il::Run {
     struct Flow {
         std::vector<std::uint32_t> receptions;  ///< one for each choice of sources
         std::vector<std::uint32_t> viewers;     ///< STBs
+        std::uint32_t members = 0;              ///< views, of all receptions
+        std::uint32_t leaver = kNone;  ///< view that was the last to leave, while packets may still come
     };
     struct FlowKey {
         std::uint32_t link;
@@ -138,7 +140,7 @@ class LiveRun : public il::Run {
     void on_packet(const live::ParsedFrame& frame, const live::UdpPacket& packet, il::Time stamp);
     void on_query(const live::VlanTags& vlan, const live::MembershipQuery& query);
     void note_lateness(il::Time planned, il::Time stamp);
-    void resolve_leaver(Reception& reception);
+    void resolve_leaver(Flow& flow);
     void watch();
     void forget_unseen(il::Time sent_before);
 
@@ -159,7 +161,7 @@ class LiveRun : public il::Run {
 
     Links links_;
     std::vector<Stb> stbs_;
-    std::deque<live::MembershipHost> hosts_;           ///< by STB
+    std::deque<live::MembershipHost> hosts_;  ///< by STB
     std::vector<std::vector<std::uint32_t>> on_link_;  ///< STBs
     std::vector<SourceChoice> choices_;                ///< by filter of the plan
     std::vector<live::IpAddress> groups_;              ///< by subscription of the plan
@@ -173,7 +175,7 @@ class LiveRun : public il::Run {
     il::Time armed_for_ = il::kNever;
     std::vector<View> views_;
     std::vector<std::uint32_t> free_views_;
-    std::vector<std::uint32_t> leavers_;  ///< receptions with one
+    std::vector<Flow*> leavers_;  ///< flows with one
     std::uint64_t watch_timer_ = 0;
     SentFrames<Ticket> sent_;
     Ticket current_;  ///< what the next frame of a host is about

@@ -48,8 +48,6 @@ class Reception {
 
     std::uint32_t members = 0;           ///< views
     std::vector<std::uint32_t> waiting;  ///< members without a packet
-    std::uint32_t leaver = kNobody;  ///< the view that was the last to leave, while packets may still come
-    static constexpr std::uint32_t kNobody = UINT32_MAX;
 
   private:
     struct Source {
