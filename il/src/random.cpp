@@ -12,6 +12,12 @@ std::uint64_t seed_of(std::uint64_t seed, std::string_view port, std::uint64_t p
     return mixed(hash + purpose);
 }
 
+std::uint64_t seed_of_run(std::uint64_t seed, std::string_view port, std::uint64_t number) {
+    constexpr std::uint64_t kRunPurpose = 2;
+    constexpr int kRunShift = 8;  // purposes fit below
+    return seed_of(seed, port, kRunPurpose + (number << kRunShift));
+}
+
 namespace {
 
 constexpr double kLongestDelayMs = 1e9;  ///< a week and a half; keeps sums of times within their range

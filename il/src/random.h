@@ -29,6 +29,8 @@ constexpr std::uint64_t mixed(std::uint64_t value) {
 
 /// A seed for each purpose of each port.
 std::uint64_t seed_of(std::uint64_t seed, std::string_view port, std::uint64_t purpose);
+/// For the STBs of a port's run; `number` counts its runs from 0.
+std::uint64_t seed_of_run(std::uint64_t seed, std::string_view port, std::uint64_t number);
 
 /// SplitMix64: eight bytes, so that every STB can have its own.
 class Random {

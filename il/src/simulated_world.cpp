@@ -8,13 +8,6 @@
 
 namespace orv::il {
 
-namespace {
-
-constexpr std::uint64_t kRunPurpose = 2;
-constexpr int kRunShift = 8;  ///< later runs of a port have other seeds; purposes fit below
-
-}  // namespace
-
 SimulatedWorld::SimulatedWorld(std::string port, const Network& network, Time now,
                                std::optional<Recordings> recordings)
     : port_(std::move(port)),
@@ -32,7 +25,7 @@ std::unique_ptr<Run> SimulatedWorld::start(const PortConfiguration& configuratio
         const Recording& recording = runs_ < recordings_->size() ? (*recordings_)[runs_] : nothing;
         run = std::make_unique<ReplayRun>(plan, recording, now, report);
     } else {
-        const std::uint64_t seed = seed_of(network_.seed, port_, kRunPurpose + (runs_ << kRunShift));
+        const std::uint64_t seed = seed_of_run(network_.seed, port_, runs_);
         run = std::make_unique<TestRun>(std::move(plan), network_, seed, now, counter_, report);
     }
     ++runs_;

@@ -134,6 +134,7 @@ TEST(MembershipQueryTest, LeavingTakesTheAnswerAlong) {
             ask(network, version, 10s, about);
             become(network.host, "-");
             network.take();
+            EXPECT_TRUE(network.host.IsIdle());
             EXPECT_EQ(network.run(1h), "");
         }
     }

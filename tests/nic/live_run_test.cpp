@@ -147,6 +147,37 @@ TEST(LiveRun, StbsOfALinkShareItsStreams) {
     }
 }
 
+TEST(LiveRun, OneGroupWithTwoChoicesOfSourcesIsOneGroupOfTheNetwork) {
+    const struct {
+        std::vector<HostAddress> hosts;
+        double last_after_leave;
+    } cases[] = {
+        {{host_of(0)}, 99},              // until it joins again, with the other choice
+        {{host_of(0), host_of(1)}, -1},  // one of them is always there
+    };
+    for (const auto& test : cases) {
+        LiveScenario live(test.hosts);
+        live.Speak(IgmpVersion::IGMP_VERSION3);
+        live.network->leave_delay = milliseconds(10'000);
+        live.peer.scenario.blocks[0].start_delay_step = 200;
+        live.peer.scenario.channels.channel_count = 1;
+        channelBlockConfig_s others = live.peer.scenario.channels;
+        others.channel_handle = kChannels + 1;
+        others.source_list.emplace_back().v4 = {{10, 0, 9, 77}};
+        live.peer.scenario.blocks[0].channel_handle.push_back(others.channel_handle);
+        orv::tm::Message update;
+        create_req_UpdateChannelBlock(&update, {others}, true);
+        EXPECT_EQ("", live.peer.FaultOf(std::move(update)));
+        live.Start();
+        live.RunTo(9'000);
+        ASSERT_LT(6u * test.hosts.size(), live.peer.events.size());
+        for (const stbox_event_s& event : live.peer.events) {
+            EXPECT_NEAR(test.last_after_leave, leave_latency(event), 2) << event.settop_index;
+            EXPECT_EQ(packets_of(event), event.total_mcast_packets);
+        }
+    }
+}
+
 TEST(LiveRun, AChannelIsJoinedAgainWhileItsLastPacketsCome) {
     const struct {
         const char* what;
@@ -386,6 +417,23 @@ TEST(LiveRun, SaysWhatItCannotRun) {
          "there is no interface with handle 6"},
         {[](auto& live) { live.peer.scenario.blocks[0].igmp_version = IgmpVersion::MLD_VERSION2; },
          "STB block 3: "},
+        {[](auto& live) {
+             live.peer.scenario.channels.channel_ip_start.v4 = {{239, 255, 255, 250}};
+         },
+         "STB block 3: channel 7 has the group 240.0.0.0, which is no IPv4 multicast address"},
+        {[](auto& live) {
+             live.peer.scenario.channels.channel_ip_start = {1, {}};
+             live.peer.scenario.channels.channel_ip_start.v6 = {{0xff, 0x1e}};
+         },
+         "STB block 3: channel 1 has the group ff1e::, which is no IPv4 multicast address"},
+        {[](auto& live) {
+             live.Speak(IgmpVersion::IGMP_VERSION3);
+             auto& source = live.peer.scenario.channels.source_list.emplace_back();
+             source.type = 1;
+             source.v6 = {{0x20, 1, 0xd, 0xb8}};
+         },
+         "STB block 3: channel 1 has the group 225.0.0.1, and the source 2001:db8::, which is no IPv4 "
+         "address"},
         {[](auto& live) { live.hosts[1].vlan.count = 1; }, ""},
     };
     for (const auto& test : cases) {

@@ -84,13 +84,24 @@ TEST_F(ReceptionTest, ForeignPackets) {
     EXPECT_EQ("9 received, 1 lost, 1 reordered, 0 damaged", text_of(reception));
 }
 
-TEST_F(ReceptionTest, ManySourcesAreCountedWithoutNumbers) {
+TEST_F(ReceptionTest, OfManySourcesAtATimeSixteenHaveNumbers) {
     Reception reception(Numbering::Signature);
     for (std::uint32_t stream = 0; stream < 100; ++stream) {
         add_signed(reception, 10, stream);
         add_signed(reception, 12, stream);
     }
     EXPECT_EQ("200 received, 16 lost, 0 reordered, 0 damaged", text_of(reception));
+    // One after the other all have: each takes the place of the one that has been silent longest.
+    now_ += 990 * kMillisecond;
+    add_signed(reception, 14, 15);
+    EXPECT_EQ("201 received, 17 lost, 0 reordered, 0 damaged", text_of(reception));
+    for (std::uint32_t stream = 100; stream < 200; ++stream) {
+        now_ += orv::il::kSecond / 10;
+        add_signed(reception, 10, stream);
+        add_signed(reception, 12, stream);
+        add_signed(reception, 14 + 2 * (stream - 99), 15);
+    }
+    EXPECT_EQ("501 received, 217 lost, 0 reordered, 0 damaged", text_of(reception));
 }
 
 TEST_F(ReceptionTest, KnowsWhetherPacketsStillCome) {

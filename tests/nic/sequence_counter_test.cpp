@@ -32,7 +32,7 @@ Packets count(const std::vector<std::uint64_t>& sequences, bool is_wrapping) {
 }
 
 TEST(SequenceCounter, TellsWhatBecameOfPackets) {
-    constexpr std::uint64_t kFar = 1'000'000'000;
+    constexpr std::uint64_t kFar = std::uint64_t{1} << 41;
     const struct {
         const char* what;
         std::vector<std::uint64_t> sequences;
@@ -65,7 +65,11 @@ TEST(SequenceCounter, TellsWhatBecameOfPackets) {
          "5 received, 0 lost, 0 reordered, 0 duplicate, 0 late",
          false},
         {"two strays", {5, kFar, 2 * kFar, 6}, "4 received, 0 lost, 0 reordered, 0 duplicate, 0 late", false},
-        {"a long outage", {5, 60005}, "2 received, 59999 lost, 0 reordered, 0 duplicate, 0 late", false},
+        {"a long outage", {5, 32772}, "2 received, 32766 lost, 0 reordered, 0 duplicate, 0 late"},
+        {"an outage of days",
+         {5, 1'000'000'005, 1'000'000'006, 1'000'000'008},
+         "4 received, 1000000000 lost, 0 reordered, 0 duplicate, 0 late",
+         false},
         {"the last number",
          {UINT64_MAX - 1, UINT64_MAX, 0, 1},
          "4 received, 0 lost, 0 reordered, 0 duplicate, 1 late",

@@ -21,6 +21,9 @@ struct MembershipHost::Membership {
 
     explicit Membership(const IpAddress& of) : group(of) {}
 
+    /// Whether there is anything to say about it when somebody asks.
+    bool has_answer() const { return state.is_member() && is_reportable(group); }
+
     const IpAddress group;
     GroupState state;
     /// Repeats changes (IGMPv3, MLDv2).

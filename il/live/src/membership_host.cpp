@@ -96,6 +96,10 @@ MembershipHost::Membership* MembershipHost::find(const IpAddress& group) const {
     return at == memberships_.end() ? nullptr : at->get();
 }
 
+bool MembershipHost::has_anything_to_report() const {
+    return std::ranges::any_of(memberships_, [](const auto& membership) { return membership->has_answer(); });
+}
+
 void MembershipHost::remove(const Membership& membership) {
     std::erase_if(memberships_, [&](const auto& element) { return element.get() == &membership; });
 }
@@ -131,6 +135,7 @@ std::optional<Nanoseconds> MembershipHost::tell_change(Membership& membership, b
     if (!is_member) {
         cancel(membership.report_timer);
         membership.queried_sources.clear();
+        if (!has_anything_to_report()) cancel(general_timer_);
     }
     if (is_reportable(membership.group) && HasSourceFilters(spoken_)) {
         send_changes(membership);

@@ -89,11 +89,7 @@ void MembershipHost::on_filter_query(const MembershipQuery& query) {
     const Nanoseconds now = timeline_.GetNow();
     const bool is_general = query.group.IsUnspecified();
     Membership* membership = is_general ? nullptr : find(query.group);
-    const auto has_state = [](const auto& element) {
-        return element->state.is_member() && is_reportable(element->group);
-    };
-    if (is_general ? std::ranges::none_of(memberships_, has_state) : !membership || !has_state(membership))
-        return;
+    if (is_general ? !has_anything_to_report() : !membership || !membership->has_answer()) return;
 
     const Nanoseconds delay = random_delay(query.max_response_time);
     if (general_timer_ != 0 && general_due_ < now + delay) return;
@@ -142,7 +138,7 @@ void MembershipHost::send_general_answer() {
     records.reserve(memberships_.size());  // reports point to the sources
     Reports reports(*this);
     for (const auto& membership : memberships_) {
-        if (!membership->state.is_member() || !is_reportable(membership->group)) continue;
+        if (!membership->has_answer()) continue;
         records.push_back(membership->state.current());
         reports.add(membership->group, records.back());
     }

@@ -93,9 +93,8 @@ void LiveRun::add_stbs(const std::vector<live::HostAddress>& hosts, const Member
             on_link_.resize(links_.size());
             on_link_[stb.link].push_back(number);
             try {
-                hosts_.emplace_back(
-                    hosts[number], own, context_.timeline, stb.random.next(),
-                    [this, number](std::span<const std::byte> frame) { send(number, frame); });
+                hosts_.emplace_back(hosts[number], own, context_.timeline, stb.random.next(),
+                                    [this](std::span<const std::byte> frame) { send(frame); });
             } catch (const std::invalid_argument& error) {
                 throw il::PortFault(
                     il::FaultCode::BadValue,
@@ -103,6 +102,29 @@ void LiveRun::add_stbs(const std::vector<live::HostAddress>& hosts, const Member
             }
             if (!block.channels.empty())
                 queue_.push({il::start_of(plan_, block, i, start), number, il::Step::Begin});
+        }
+        check_channels(block);
+    }
+}
+
+/// Counting up groups may lead out of the multicast addresses.
+void LiveRun::check_channels(const il::PlannedBlock& block) const {
+    const bool is_v6 = live::IsMld(version_of(block.config.igmp_version));
+    const char* family = is_v6 ? "IPv6" : "IPv4";
+    for (const il::PlannedChannel& channel : block.channels) {
+        const live::IpAddress& group = groups_[channel.subscription];
+        const auto refuse = [&](const std::string& what) {
+            throw il::PortFault(
+                il::FaultCode::BadValue,
+                fmt::format("STB block {}: channel {} has the group {}, {}", block.config.stblock_handle,
+                            channel.number, group.ToString(), what));
+        };
+        if (!group.IsMulticast() || group.IsV6() != is_v6)
+            refuse(fmt::format("which is no {} multicast address", family));
+        for (const live::IpAddress& source :
+             choices_[plan_.subscriptions[channel.subscription].filter_index].sources) {
+            if (source.IsV6() != is_v6)
+                refuse(fmt::format("and the source {}, which is no {} address", source.ToString(), family));
         }
     }
 }
@@ -189,7 +211,7 @@ void LiveRun::end_view(Stb& stb, Time planned) {
     if (std::exchange(current_, {}).view != kNone) on_leave(id, context_.timeline.GetNow().count(), false);
 }
 
-void LiveRun::send(std::uint32_t, std::span<const std::byte> frame) {
+void LiveRun::send(std::span<const std::byte> frame) {
     const Ticket ticket = std::exchange(current_, {});
     if (ticket.view != kNone) ++views_[ticket.view].on_the_way;
     sent_.add(frame, context_.timeline.GetNow().count(), ticket);

@@ -42,7 +42,8 @@ struct RunContext {
 /// when no more packets come, or somebody else of the link joins the channel: only then there is a record.
 class LiveRun : public il::Run {
   public:
-    /// `hosts`: by STB of the port. Throws PortFault when a host does not speak its block's protocol.
+    /// `hosts`: by STB of the port. Throws PortFault when a host does not speak its block's protocol, or that
+    /// protocol cannot tell of a channel's group and sources.
     LiveRun(il::TestPlan plan, const std::vector<live::HostAddress>& hosts,
             const MembershipSettings& settings, std::uint64_t seed, il::Time start,
             const RunContext& context);
@@ -100,6 +101,8 @@ class LiveRun : public il::Run {
     struct Flow {
         std::vector<std::uint32_t> receptions;  ///< one for each choice of sources
         std::vector<std::uint32_t> viewers;     ///< STBs
+        std::uint32_t members = 0;              ///< views, of all receptions
+        std::uint32_t leaver = kNone;  ///< view that was the last to leave, while packets may still come
     };
     struct FlowKey {
         std::uint32_t link;
@@ -119,6 +122,7 @@ class LiveRun : public il::Run {
     void add_stbs(const std::vector<live::HostAddress>& hosts, const MembershipSettings& settings,
                   std::uint64_t seed, il::Time start);
     void add_groups();
+    void check_channels(const il::PlannedBlock& block) const;
     Flow* find_flow(std::uint32_t link, const live::IpAddress& group);
     Flow& flow_of(const View& view);
     std::uint32_t reception_of(const View& view);
@@ -129,7 +133,7 @@ class LiveRun : public il::Run {
     void begin_view(std::uint32_t number, il::Time planned);
     void try_end_view(std::uint32_t number, il::Time planned);
     void end_view(Stb& stb, il::Time planned);
-    void send(std::uint32_t number, std::span<const std::byte> frame);
+    void send(std::span<const std::byte> frame);
 
     // What the network shows of it.
     void on_join(std::uint32_t id, il::Time stamp);
@@ -137,7 +141,7 @@ class LiveRun : public il::Run {
     void on_packet(const live::ParsedFrame& frame, const live::UdpPacket& packet, il::Time stamp);
     void on_query(const live::VlanTags& vlan, const live::MembershipQuery& query);
     void note_lateness(il::Time planned, il::Time stamp);
-    void resolve_leaver(Reception& reception);
+    void resolve_leaver(Flow& flow);
     void watch();
     void forget_unseen(il::Time sent_before);
 
@@ -158,7 +162,7 @@ class LiveRun : public il::Run {
 
     Links links_;
     std::vector<Stb> stbs_;
-    std::deque<live::MembershipHost> hosts_;           ///< by STB
+    std::deque<live::MembershipHost> hosts_;  ///< by STB
     std::vector<std::vector<std::uint32_t>> on_link_;  ///< STBs
     std::vector<SourceChoice> choices_;                ///< by filter of the plan
     std::vector<live::IpAddress> groups_;              ///< by subscription of the plan
@@ -172,7 +176,7 @@ class LiveRun : public il::Run {
     il::Time armed_for_ = il::kNever;
     std::vector<View> views_;
     std::vector<std::uint32_t> free_views_;
-    std::vector<std::uint32_t> leavers_;  ///< receptions with one
+    std::vector<Flow*> leavers_;  ///< flows with one
     std::uint64_t watch_timer_ = 0;
     SentFrames<Ticket> sent_;
     Ticket current_;  ///< what the next frame of a host is about

@@ -80,9 +80,12 @@ void LiveRun::note_lateness(Time planned, Time stamp) {
 
 void LiveRun::on_join(std::uint32_t id, Time stamp) {
     View& view = views_[id];
+    Flow& flow = flow_of(view);
     Reception& reception = receptions_[view.reception];
     view.times.join = stamp;
-    resolve_leaver(reception);
+    // With whatever choice of sources: what comes from now on may come for this one.
+    resolve_leaver(flow);
+    ++flow.members;
     const bool flows = reception.flows(stamp);
     if (reception.members++ == 0 && !flows) reception.restart();
     if (!flows) {
@@ -101,8 +104,10 @@ void LiveRun::on_leave(std::uint32_t id, Time stamp, bool told) {
     View& view = views_[id];
     view.times.leave = stamp;
     if (view.times.join == kNever) return close(id);  // that was not seen leaving
+    Flow& flow = flow_of(view);
     Reception& reception = receptions_[view.reception];
     --reception.members;
+    --flow.members;
     const bool has_packet = view.times.first != kNever;
     if (has_packet) {
         view.times.last = reception.last();
@@ -111,10 +116,10 @@ void LiveRun::on_leave(std::uint32_t id, Time stamp, bool told) {
     } else {
         std::erase(reception.waiting, id);
     }
-    if (reception.members > 0 || !has_packet || !view.times.last_valid) return close(id);
-    // It was the last one: now it shows how long the network goes on.
-    reception.leaver = id;
-    leavers_.push_back(view.reception);
+    if (flow.members > 0 || !has_packet || !view.times.last_valid) return close(id);
+    // It was the group's last one: now it shows how long the network goes on.
+    flow.leaver = id;
+    leavers_.push_back(&flow);
 }
 
 void LiveRun::on_packet(const live::ParsedFrame& frame, const live::UdpPacket& packet, Time stamp) {
@@ -169,24 +174,26 @@ void LiveRun::on_report(const live::VlanTags& vlan, const live::IpAddress& group
 }
 
 /// What has come up to now is all that the leaver gets.
-void LiveRun::resolve_leaver(Reception& reception) {
-    if (reception.leaver == Reception::kNobody) return;
-    View& view = views_[reception.leaver];
+void LiveRun::resolve_leaver(Flow& flow) {
+    if (flow.leaver == kNone) return;
+    View& view = views_[flow.leaver];
+    const Reception& reception = receptions_[view.reception];
     view.times.last = reception.last();
     view.packets = reception.packets();
-    close(std::exchange(reception.leaver, Reception::kNobody));
+    close(std::exchange(flow.leaver, kNone));
 }
 
 void LiveRun::watch() {
     const Time now = context_.timeline.GetNow().count();
     forget_unseen(now - kLongestWay);
-    std::erase_if(leavers_, [this, now](std::uint32_t index) {
-        Reception& reception = receptions_[index];
-        if (reception.leaver == Reception::kNobody) return true;
-        const Time leave = views_[reception.leaver].times.leave;
+    std::erase_if(leavers_, [this, now](Flow* flow) {
+        if (flow->leaver == kNone) return true;
+        const View& view = views_[flow->leaver];
+        const Reception& reception = receptions_[view.reception];
+        const Time leave = view.times.leave;
         const Time silent_since = std::max(reception.last(), leave);
         if (now - silent_since < reception.quiet_time() && now - leave < kLongestLeave) return false;
-        resolve_leaver(reception);
+        resolve_leaver(*flow);
         return true;
     });
     watch_timer_ = 0;

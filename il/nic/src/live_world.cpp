@@ -13,9 +13,6 @@ using iptvcd_1_bll::TestType;
 
 namespace {
 
-constexpr std::uint64_t kRunPurpose = 2;
-constexpr int kRunShift = 8;  ///< later runs of a port have other seeds; purposes fit below
-
 /// Plans name it; nothing asks it anything here.
 const il::Network& no_network() {
     static const il::Network network;
@@ -95,7 +92,7 @@ std::unique_ptr<il::Run> LiveWorld::start(const il::PortConfiguration& configura
     il::TestPlan plan(configuration, no_network(), port_, start.config_handle, start.stb_blocks,
                       start.start_delay_step);
     const auto hosts = hosts_of_stbs(plan, configuration.interfaces);
-    const std::uint64_t seed = il::seed_of(seed_, port_, kRunPurpose + (runs_ << kRunShift));
+    const std::uint64_t seed = il::seed_of_run(seed_, port_, runs_);
     auto run = std::make_unique<RunHere>(*this, std::move(plan), hosts, membership_, seed, now,
                                          RunContext{surroundings_.timeline, surroundings_.sink, counter_,
                                                     report, surroundings_.figures, surroundings_.mtu});

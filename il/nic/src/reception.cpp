@@ -14,6 +14,9 @@ constexpr il::Time kLongestQuiet = 3 * il::kSecond;
 constexpr il::Time kQuietGaps = 20;
 constexpr il::Time kFlowingGaps = 4;
 constexpr il::Time kShortestFlowing = 5 * il::kMillisecond;
+/// A source that is silent for so long gives up its place to a new one. None that speaks can be driven out by
+/// a flood of made-up ones.
+constexpr il::Time kSilent = il::kSecond;
 
 /// A number that a damaged signature may have right.
 bool is_near(std::uint64_t sequence, const SequenceCounter& counter) {
@@ -30,8 +33,8 @@ bool SourceChoice::lets_pass(const live::IpAddress& source) const {
 
 bool Reception::add(il::Time stamp, const live::UdpPacket& packet) {
     if (numbering_ == Numbering::Rtp) {
-        add_foreign(packet);
-    } else if (!add_signed(packet)) {
+        add_foreign(stamp, packet);
+    } else if (!add_signed(stamp, packet)) {
         return false;
     }
     if (last_ != il::kNever && stamp > last_) {
@@ -56,22 +59,30 @@ void Reception::restart() {
     gap_ = 0;
 }
 
-Reception::Source* Reception::source_of(const live::UdpPacket& packet, std::uint32_t stream) {
+/// Null when it is one too many.
+Reception::Source* Reception::source_of(il::Time stamp, const live::UdpPacket& packet, std::uint32_t stream) {
     const auto found = std::find_if(sources_.begin(), sources_.end(), [&](const Source& source) {
         return source.stream == stream && source.port == packet.source_port &&
                source.address == packet.source;
     });
-    if (found != sources_.end()) return &*found;
-    if (sources_.size() == kMostSources) return nullptr;
-    return &sources_.emplace_back(Source{packet.source, packet.source_port, stream, {}});
+    if (found != sources_.end()) {
+        found->heard = stamp;
+        return &*found;
+    }
+    const Source made{packet.source, packet.source_port, stream, {}, stamp};
+    if (sources_.size() < kMostSources) return &sources_.emplace_back(made);
+    const auto longest_silent = std::ranges::min_element(sources_, {}, &Source::heard);
+    if (stamp - longest_silent->heard < kSilent) return nullptr;
+    *longest_silent = made;
+    return &*longest_silent;
 }
 
-bool Reception::add_signed(const live::UdpPacket& packet) {
+bool Reception::add_signed(il::Time stamp, const live::UdpPacket& packet) {
     const auto read = live::ReadStreamPacket(packet.payload);
     if (!read) return false;
     const live::StreamSignature& signature = read->signature;
     if (read->is_intact) {
-        if (Source* source = source_of(packet, signature.stream_id)) {
+        if (Source* source = source_of(stamp, packet, signature.stream_id)) {
             source->counter.add(signature.sequence_number, packets_);
             return true;
         }
@@ -81,6 +92,7 @@ bool Reception::add_signed(const live::UdpPacket& packet) {
             if (source.stream != signature.stream_id || source.address != packet.source ||
                 !is_near(signature.sequence_number, source.counter))
                 continue;
+            source.heard = stamp;
             source.counter.add(signature.sequence_number, packets_);
             return true;
         }
@@ -89,9 +101,9 @@ bool Reception::add_signed(const live::UdpPacket& packet) {
     return true;
 }
 
-void Reception::add_foreign(const live::UdpPacket& packet) {
+void Reception::add_foreign(il::Time stamp, const live::UdpPacket& packet) {
     const auto rtp = live::ReadRtpPacket(packet.payload);
-    Source* source = rtp ? source_of(packet, rtp->ssrc) : nullptr;
+    Source* source = rtp ? source_of(stamp, packet, rtp->ssrc) : nullptr;
     if (source) {
         source->counter.add_wrapping(rtp->sequence_number, packets_);
     } else {

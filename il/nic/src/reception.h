@@ -48,8 +48,6 @@ class Reception {
 
     std::uint32_t members = 0;           ///< views
     std::vector<std::uint32_t> waiting;  ///< members without a packet
-    std::uint32_t leaver = kNobody;  ///< the view that was the last to leave, while packets may still come
-    static constexpr std::uint32_t kNobody = UINT32_MAX;
 
   private:
     struct Source {
@@ -57,12 +55,13 @@ class Reception {
         std::uint16_t port = 0;
         std::uint32_t stream = 0;  ///< of the signature or, of RTP, the SSRC
         SequenceCounter counter;
+        il::Time heard = 0;
     };
     static constexpr std::size_t kMostSources = 16;  ///< of one group at a time; others are only counted
 
-    Source* source_of(const live::UdpPacket& packet, std::uint32_t stream);
-    bool add_signed(const live::UdpPacket& packet);
-    void add_foreign(const live::UdpPacket& packet);
+    Source* source_of(il::Time stamp, const live::UdpPacket& packet, std::uint32_t stream);
+    bool add_signed(il::Time stamp, const live::UdpPacket& packet);
+    void add_foreign(il::Time stamp, const live::UdpPacket& packet);
 
     Numbering numbering_;
     il::Time last_ = il::kNever;

@@ -12,23 +12,25 @@ namespace orv::nic {
 ///
 /// - Reordered: comes after a packet that was sent later. Late: is 64 places behind or more, so that no
 ///   decoder would have waited for it. Either is not lost any more.
-/// - A packet so far ahead or behind that it cannot be told what it is starts the count anew when the next
-///   one follows it: its sender has.
+/// - What lies between the highest number and one ahead of it is lost, however long the outage was.
+/// - A packet 1,024 places behind or more cannot be told from a copy of an earlier one: it counts as late,
+///   and what was lost stays lost. When the next one follows it, its sender has started anew, and so does the
+///   count.
 class SequenceCounter {
   public:
     /// Adds what the packet means to `packets`, its arrival included.
     void add(std::uint64_t sequence, il::Packets& packets);
-    /// The same of 16 bits that wrap (RFC 3550 section 5.1).
+    /// The same of 16 bits that wrap (RFC 3550 section 5.1): the nearest place that the number may stand for,
+    /// which is at most 32,767 ahead.
     void add_wrapping(std::uint16_t sequence, il::Packets& packets);
 
     bool has_begun() const { return begun_; }
     std::uint64_t highest() const { return highest_; }
-    /// The next packet is the first one again.
-    void restart() { begun_ = false; }
 
   private:
     static constexpr std::uint64_t kWindow = 1024;  ///< remembered, behind the highest
-    static constexpr std::uint64_t kMostAhead = 1 << 16;
+    /// No outage is that long: 35 years of 1,000 packets a second.
+    static constexpr std::uint64_t kMostAhead = std::uint64_t{1} << 40;
     static constexpr std::uint64_t kLate = 64;
 
     void begin(std::uint64_t sequence);

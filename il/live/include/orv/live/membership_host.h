@@ -31,7 +31,8 @@ class MembershipHost {
   public:
     struct Settings {
         MembershipVersion version = MembershipVersion::Igmp2;
-        /// How often a change is told, the first time included (RFC 3376 section 8.1); 1 to 255.
+        /// How often a change is told, the first time included (RFC 3376 section 8.1); 1 to 255. Leaves of
+        /// IGMPv2 and MLDv1 are told once.
         std::uint8_t robustness = 2;
         /// Hosts hear each other's reports and keep quiet when one has spoken for them, and a host that was
         /// not the last one to report leaves in silence. IGMPv1, IGMPv2 and MLDv1 only.
@@ -98,6 +99,7 @@ class MembershipHost {
     class Reports;
 
     Membership* find(const IpAddress& group) const;
+    bool has_anything_to_report() const;
     void remove(const Membership& membership);
     void check_group(const IpAddress& group, std::span<const IpAddress> sources) const;
     std::optional<Nanoseconds> change(const IpAddress& group, FilterMode mode,
