@@ -135,4 +135,5 @@ def join_latencies(outcome):
 
 
 def leave_latencies(outcome):
-    return [milliseconds(event, "last_mcast_pkt_ts", "mcast_leave_ts") for event in outcome.events]
+    return [milliseconds(event, "last_mcast_pkt_ts", "mcast_leave_ts") for event in outcome.events
+            if event.get("last_pkt_ts_valid")]

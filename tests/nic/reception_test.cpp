@@ -118,16 +118,22 @@ TEST_F(ReceptionTest, KnowsWhetherPacketsStillCome) {
         now_ += 49 * kMillisecond;
         add_signed(reception, i);
     }
-    EXPECT_NEAR(1000, static_cast<double>(reception.quiet_time() / kMillisecond), 10);
     EXPECT_TRUE(reception.flows(now_ + 190 * kMillisecond));
     EXPECT_FALSE(reception.flows(now_ + 210 * kMillisecond));
+    // So does one that comes in bursts.
+    for (std::uint64_t i = 200; i < 400; ++i) {
+        if (i % 40 == 0) now_ += 599 * kMillisecond;
+        add_signed(reception, i);
+    }
+    EXPECT_EQ(1800 * kMillisecond, reception.quiet_time());
+    EXPECT_TRUE(reception.flows(now_ + 590 * kMillisecond));
+    EXPECT_FALSE(reception.has_paused(now_ + 1700 * kMillisecond));
+    EXPECT_TRUE(reception.has_paused(now_ + 1900 * kMillisecond));
     // The time in which nobody listened is no distance of packets.
     reception.restart();
     now_ += 10 * orv::il::kSecond;
-    add_signed(reception, 200);
-    add_signed(reception, 201);
-    EXPECT_TRUE(reception.flows(now_ + 5 * kMillisecond));
-    EXPECT_FALSE(reception.flows(now_ + 6 * kMillisecond));
+    add_signed(reception, 400);
+    EXPECT_EQ(1800 * kMillisecond, reception.quiet_time());
 }
 
 TEST(SourceChoice, LetsPass) {

@@ -23,7 +23,7 @@ Packets count(const std::vector<std::uint64_t>& sequences, bool is_wrapping) {
     Packets packets;
     for (const std::uint64_t sequence : sequences) {
         if (is_wrapping) {
-            counter.add_wrapping(static_cast<std::uint16_t>(sequence), packets);
+            counter.add_wrapping(static_cast<std::uint16_t>(sequence), 40'000, packets);
         } else {
             counter.add(sequence, packets);
         }

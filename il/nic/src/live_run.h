@@ -141,7 +141,7 @@ class LiveRun : public il::Run {
     void on_packet(const live::ParsedFrame& frame, const live::UdpPacket& packet, il::Time stamp);
     void on_query(const live::VlanTags& vlan, const live::MembershipQuery& query);
     void note_lateness(il::Time planned, il::Time stamp);
-    void resolve_leaver(Flow& flow);
+    void resolve_leaver(Flow& flow, bool is_known);
     void watch();
     void forget_unseen(il::Time sent_before);
 
@@ -162,7 +162,7 @@ class LiveRun : public il::Run {
 
     Links links_;
     std::vector<Stb> stbs_;
-    std::deque<live::MembershipHost> hosts_;  ///< by STB
+    std::deque<live::MembershipHost> hosts_;           ///< by STB
     std::vector<std::vector<std::uint32_t>> on_link_;  ///< STBs
     std::vector<SourceChoice> choices_;                ///< by filter of the plan
     std::vector<live::IpAddress> groups_;              ///< by subscription of the plan

@@ -84,7 +84,7 @@ void LiveRun::on_join(std::uint32_t id, Time stamp) {
     Reception& reception = receptions_[view.reception];
     view.times.join = stamp;
     // With whatever choice of sources: what comes from now on may come for this one.
-    resolve_leaver(flow);
+    if (flow.leaver != kNone) resolve_leaver(flow, !receptions_[views_[flow.leaver].reception].flows(stamp));
     ++flow.members;
     const bool flows = reception.flows(stamp);
     if (reception.members++ == 0 && !flows) reception.restart();
@@ -129,7 +129,12 @@ void LiveRun::on_packet(const live::ParsedFrame& frame, const live::UdpPacket& p
     for (const std::uint32_t index : flow->receptions) {
         const SourceChoice& choice = choices_[plan_.subscriptions[subscription_of_[index]].filter_index];
         Reception& reception = receptions_[index];
-        if (!choice.lets_pass(packet.source) || !reception.add(stamp, packet)) continue;
+        if (!choice.lets_pass(packet.source)) continue;
+        // After its leave the device has stopped, and begins anew for somebody else: nothing of that was
+        // missed.
+        if (flow->leaver != kNone && views_[flow->leaver].reception == index && reception.has_paused(stamp))
+            resolve_leaver(*flow, true);
+        if (!reception.add(stamp, packet)) continue;
         for (const std::uint32_t id : reception.waiting) {
             View& view = views_[id];
             view.times.first = stamp;
@@ -174,11 +179,12 @@ void LiveRun::on_report(const live::VlanTags& vlan, const live::IpAddress& group
 }
 
 /// What has come up to now is all that the leaver gets.
-void LiveRun::resolve_leaver(Flow& flow) {
-    if (flow.leaver == kNone) return;
+/// `is_known`: no more would have come.
+void LiveRun::resolve_leaver(Flow& flow, bool is_known) {
     View& view = views_[flow.leaver];
     const Reception& reception = receptions_[view.reception];
     view.times.last = reception.last();
+    view.times.last_valid = is_known;
     view.packets = reception.packets();
     close(std::exchange(flow.leaver, kNone));
 }
@@ -193,7 +199,7 @@ void LiveRun::watch() {
         const Time leave = view.times.leave;
         const Time silent_since = std::max(reception.last(), leave);
         if (now - silent_since < reception.quiet_time() && now - leave < kLongestLeave) return false;
-        resolve_leaver(*flow);
+        resolve_leaver(*flow, true);
         return true;
     });
     watch_timer_ = 0;

@@ -1,6 +1,7 @@
 #include "reception.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "orv/live/stream_packet.h"
 
@@ -9,10 +10,15 @@ namespace orv::nic {
 namespace {
 
 constexpr il::Time kShortestQuiet = 300 * il::kMillisecond;
-constexpr il::Time kLongestQuiet = 3 * il::kSecond;
-/// Gaps that the time without packets is longer than.
-constexpr il::Time kQuietGaps = 20;
+constexpr il::Time kLongestQuiet = 5 * il::kSecond;
+/// Longest gaps that the time without packets is longer than.
+constexpr il::Time kQuietGaps = 3;
+constexpr il::Time kShortestPause = 100 * il::kMillisecond;
+constexpr il::Time kGapWindow = 3 * il::kSecond;
 constexpr il::Time kFlowingGaps = 4;
+/// RFC 3550 appendix A.1: numbers that may be missing at once without the sender having started anew; more of
+/// them when so much time has passed.
+constexpr std::uint64_t kMostDropout = 3000;
 constexpr il::Time kShortestFlowing = 5 * il::kMillisecond;
 /// A source that is silent for so long gives up its place to a new one. None that speaks can be driven out by
 /// a flood of made-up ones.
@@ -37,20 +43,33 @@ bool Reception::add(il::Time stamp, const live::UdpPacket& packet) {
     } else if (!add_signed(stamp, packet)) {
         return false;
     }
-    if (last_ != il::kNever && stamp > last_) {
-        const il::Time gap = std::min(stamp - last_, kLongestQuiet);
-        gap_ = gap_ == 0 ? gap : gap_ + (gap - gap_) / 8;
-    }
+    if (last_ != il::kNever && stamp > last_) note_gap(stamp);
     last_ = std::max(last_, stamp);
     return true;
 }
 
+void Reception::note_gap(il::Time stamp) {
+    const il::Time gap = std::min(stamp - last_, kLongestQuiet);
+    gap_ = gap_ == 0 ? gap : gap_ + (gap - gap_) / 8;
+    if (stamp - window_ > kGapWindow) {
+        longest_before_ = std::exchange(longest_, 0);
+        window_ = stamp;
+    }
+    longest_ = std::max(longest_, gap);
+}
+
 bool Reception::flows(il::Time time) const {
-    return last_ != il::kNever && time - last_ <= std::max(kFlowingGaps * gap_, kShortestFlowing);
+    const il::Time longest = std::max({longest_, longest_before_, kFlowingGaps * gap_, kShortestFlowing});
+    return last_ != il::kNever && time - last_ <= longest;
 }
 
 il::Time Reception::quiet_time() const {
-    return std::clamp(kQuietGaps * gap_, kShortestQuiet, kLongestQuiet);
+    return std::clamp(kQuietGaps * std::max(longest_, longest_before_), kShortestQuiet, kLongestQuiet);
+}
+
+bool Reception::has_paused(il::Time time) const {
+    return last_ != il::kNever &&
+           time - last_ > std::max(kQuietGaps * std::max(longest_, longest_before_), kShortestPause);
 }
 
 void Reception::restart() {
@@ -105,7 +124,9 @@ void Reception::add_foreign(il::Time stamp, const live::UdpPacket& packet) {
     const auto rtp = live::ReadRtpPacket(packet.payload);
     Source* source = rtp ? source_of(stamp, packet, rtp->ssrc) : nullptr;
     if (source) {
-        source->counter.add_wrapping(rtp->sequence_number, packets_);
+        const auto missing = gap_ > 0 && last_ != il::kNever ? 2 * (stamp - last_) / gap_ : 0;
+        source->counter.add_wrapping(rtp->sequence_number,
+                                     std::max(kMostDropout, static_cast<std::uint64_t>(missing)), packets_);
     } else {
         ++packets_.received;
     }

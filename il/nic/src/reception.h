@@ -40,6 +40,9 @@ class Reception {
     il::Time last() const { return last_; }  ///< packet; kNever when there was none since the restart
     /// So long after the last packet it is sure that no more are coming: many times the distance of packets.
     il::Time quiet_time() const;
+    /// Whether the time since the last packet is so long that the stream must have stopped in between, when
+    /// one comes at `time`.
+    bool has_paused(il::Time time) const;
     /// Since ever.
     const il::Packets& packets() const { return packets_; }
     /// Somebody listens after a time when nobody did: what was not heard meanwhile, of any source, is not
@@ -65,7 +68,11 @@ class Reception {
 
     Numbering numbering_;
     il::Time last_ = il::kNever;
+    void note_gap(il::Time stamp);
+
     il::Time gap_ = 0;  ///< between packets, a moving average
+    /// The longest gaps of the time since `window_` and of that before it: streams may come in bursts.
+    il::Time longest_ = 0, longest_before_ = 0, window_ = 0;
     il::Packets packets_;
     std::vector<Source> sources_;
 };

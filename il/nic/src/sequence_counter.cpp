@@ -34,11 +34,15 @@ void SequenceCounter::clear(std::uint64_t from, std::uint64_t to) {
 }
 
 void SequenceCounter::add(std::uint64_t sequence, il::Packets& packets) {
+    add(sequence, kMostAhead, packets);
+}
+
+void SequenceCounter::add(std::uint64_t sequence, std::uint64_t most_ahead, il::Packets& packets) {
     ++packets.received;
     if (!begun_) return begin(sequence);
     if (sequence > highest_) {
         const std::uint64_t ahead = sequence - highest_;
-        if (ahead > kMostAhead) {
+        if (ahead > most_ahead) {
             if (is_restart(sequence)) begin(sequence);
             return;
         }
@@ -64,10 +68,10 @@ void SequenceCounter::add(std::uint64_t sequence, il::Packets& packets) {
     if (sequence > lowest_) --packets.lost;
 }
 
-void SequenceCounter::add_wrapping(std::uint16_t sequence, il::Packets& packets) {
+void SequenceCounter::add_wrapping(std::uint16_t sequence, std::uint64_t most_ahead, il::Packets& packets) {
     if (!begun_) return add(std::uint64_t{1} << 32 | sequence, packets);
     const auto ahead = static_cast<std::int16_t>(sequence - static_cast<std::uint16_t>(highest_));
-    add(highest_ + static_cast<std::uint64_t>(std::int64_t{ahead}), packets);
+    add(highest_ + static_cast<std::uint64_t>(std::int64_t{ahead}), most_ahead, packets);
 }
 
 }  // namespace orv::nic

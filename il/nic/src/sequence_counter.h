@@ -21,8 +21,9 @@ class SequenceCounter {
     /// Adds what the packet means to `packets`, its arrival included.
     void add(std::uint64_t sequence, il::Packets& packets);
     /// The same of 16 bits that wrap (RFC 3550 section 5.1): the nearest place that the number may stand for,
-    /// which is at most 32,767 ahead.
-    void add_wrapping(std::uint16_t sequence, il::Packets& packets);
+    /// at most 32,767 ahead. One further ahead than `most_ahead` is that of a sender that starts anew, when
+    /// the next one follows it (RFC 3550 appendix A.1).
+    void add_wrapping(std::uint16_t sequence, std::uint64_t most_ahead, il::Packets& packets);
 
     bool has_begun() const { return begun_; }
     std::uint64_t highest() const { return highest_; }
@@ -33,6 +34,7 @@ class SequenceCounter {
     static constexpr std::uint64_t kMostAhead = std::uint64_t{1} << 40;
     static constexpr std::uint64_t kLate = 64;
 
+    void add(std::uint64_t sequence, std::uint64_t most_ahead, il::Packets& packets);
     void begin(std::uint64_t sequence);
     bool is_restart(std::uint64_t sequence);
     bool test_and_set(std::uint64_t sequence);
