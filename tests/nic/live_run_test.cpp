@@ -400,6 +400,49 @@ TEST(LiveRun, QueriesAreAnsweredByTheMembersOfTheLink) {
     }
 }
 
+/// Hosts that have one long view each, some time after they have joined.
+std::unique_ptr<LiveScenario> long_views(std::vector<HostAddress> hosts, IgmpVersion version) {
+    auto live = std::make_unique<LiveScenario>(std::move(hosts));
+    live->Speak(version);
+    live->peer.scenario.test.test_duration = 60'000;
+    live->peer.scenario.profile.leave_to_leave_delay = 50'000;
+    live->network->is_silent = true;
+    live->Start();
+    live->RunTo(20'000);
+    live->network->sent.clear();
+    return live;
+}
+
+TEST(LiveRun, MldQueriesReachWhomTheyConcern) {
+    for (const bool has_older_querier : {false, true}) {
+        const auto live = long_views({host_of(0, {}, true), host_of(1, {}, true)}, IgmpVersion::MLD_VERSION2);
+        if (has_older_querier) live->network->Deliver(sample_frame("mld1_group"));  // of a group of others
+        std::vector<std::byte> query = sample_frame(has_older_querier ? "mld1_general" : "mld2_general");
+        std::ranges::copy(std::as_bytes(live->hosts[1].ip.GetBytes()), query.begin() + 38);
+        query[66] = query[67] = std::byte{1};
+        refit_checksums(query);
+        live->network->Deliver(query);
+        live->RunTo(21'000);
+        ASSERT_EQ(1u, live->network->sent.size());
+        EXPECT_EQ(live->hosts[1].mac, live->network->sent[0].host);
+        live->RunTo(65'000);
+        EXPECT_EQ(has_older_querier ? 2u : 0u, live->network->CountSent("leave ff1e::1"));
+        EXPECT_EQ(has_older_querier ? 0u : 4u, live->network->CountSent("TO_IN ff1e::1 {}"));
+    }
+}
+
+TEST(LiveRun, AFloodOfGeneralQueriesIsAnsweredAFewTimesASecond) {
+    const auto live = long_views({host_of(0), host_of(1), host_of(2)}, IgmpVersion::IGMP_VERSION3);
+    std::vector<std::byte> query = sample_frame("igmp3_general");
+    query[39] = std::byte{0};  // to be answered at once
+    refit_checksums(query);
+    for (int time = 20'000; time < 21'000; ++time) {
+        live->network->Deliver(query);
+        live->RunTo(time + 1);
+    }
+    EXPECT_EQ(3u * 20, live->network->sent.size());
+}
+
 TEST(LiveRun, SaysWhatItCannotRun) {
     const struct {
         std::function<void(LiveScenario&)> spoil;

@@ -157,12 +157,18 @@ std::optional<Nanoseconds> MembershipHost::tell_change(Membership& membership, b
     return sent;
 }
 
-void MembershipHost::note_querier(const MembershipQuery& query) {
-    const Nanoseconds now = timeline_.GetNow();
+void MembershipHost::NoteQuerier(const MembershipQuery& query) {
+    if (IsMld(query.version) != IsMld(settings_.version)) return;
     if (HasSourceFilters(query.version)) {
         if (query.query_interval.count() > 0) settings_.query_interval = query.query_interval;
-        return;
+    } else {
+        note_older_querier(query);
     }
+    settle_version();
+}
+
+void MembershipHost::note_older_querier(const MembershipQuery& query) {
+    const Nanoseconds now = timeline_.GetNow();
     const Nanoseconds until =
         now + settings_.robustness * settings_.query_interval + settings_.query_response_interval;
     if (settings_.version == MembershipVersion::Igmp2) {

@@ -51,8 +51,7 @@ class MembershipHost::Reports {
 
 void MembershipHost::OnQuery(const MembershipQuery& query) {
     if (IsMld(query.version) != IsMld(settings_.version)) return;
-    note_querier(query);
-    settle_version();
+    NoteQuerier(query);
     HasSourceFilters(spoken_) ? on_filter_query(query) : on_older_query(query);
 }
 

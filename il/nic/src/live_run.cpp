@@ -90,8 +90,8 @@ void LiveRun::add_stbs(const std::vector<live::HostAddress>& hosts, const Member
             stb.index = i;
             stb.block = b;
             stb.link = links_.add(hosts[number].vlan);
-            on_link_.resize(links_.size());
-            on_link_[stb.link].push_back(number);
+            by_link_.resize(links_.size());
+            by_link_[stb.link].stbs.push_back(number);
             try {
                 hosts_.emplace_back(hosts[number], own, context_.timeline, stb.random.next(),
                                     [this](std::span<const std::byte> frame) { send(frame); });
@@ -100,6 +100,9 @@ void LiveRun::add_stbs(const std::vector<live::HostAddress>& hosts, const Member
                     il::FaultCode::BadValue,
                     fmt::format("STB block {}: {}", block.config.stblock_handle, error.what()));
             }
+            // An IPv6 host is asked at its link-local address as well.
+            for (const live::IpAddress& own_ip : {hosts[number].ip, hosts_.back().GetAddress().ip})
+                own_addresses_.emplace(LinkAddress{stb.link, own_ip}, number);
             if (!block.channels.empty())
                 queue_.push({il::start_of(plan_, block, i, start), number, il::Step::Begin});
         }

@@ -16,6 +16,7 @@
 #include "orv/live/frame_parser.h"
 #include "orv/live/membership_host.h"
 #include "orv/nic/live_port.h"
+#include "query_gate.h"
 #include "reception.h"
 #include "result_report.h"
 #include "run.h"
@@ -104,13 +105,18 @@ class LiveRun : public il::Run {
         std::uint32_t members = 0;              ///< views, of all receptions
         std::uint32_t leaver = kNone;  ///< view that was the last to leave, while packets may still come
     };
-    struct FlowKey {
+    struct LinkAddress {
         std::uint32_t link;
-        live::IpAddress group;
-        bool operator==(const FlowKey&) const = default;
+        live::IpAddress address;
+        bool operator==(const LinkAddress&) const = default;
     };
-    struct FlowHash {
-        std::size_t operator()(const FlowKey& key) const;
+    struct LinkAddressHash {
+        std::size_t operator()(const LinkAddress& key) const;
+    };
+    struct Link {
+        std::vector<std::uint32_t> stbs;
+        QueryGate general_queries;
+        il::Time querier_noted = il::kNever;  ///< the last time that all hosts were told of an older one
     };
 
     const il::PlannedBlock& block_of(const Stb& stb) const { return plan_.blocks[stb.block]; }
@@ -162,12 +168,13 @@ class LiveRun : public il::Run {
 
     Links links_;
     std::vector<Stb> stbs_;
-    std::deque<live::MembershipHost> hosts_;           ///< by STB
-    std::vector<std::vector<std::uint32_t>> on_link_;  ///< STBs
-    std::vector<SourceChoice> choices_;                ///< by filter of the plan
-    std::vector<live::IpAddress> groups_;              ///< by subscription of the plan
+    std::deque<live::MembershipHost> hosts_;  ///< by STB
+    std::vector<Link> by_link_;
+    std::unordered_map<LinkAddress, std::uint32_t, LinkAddressHash> own_addresses_;  ///< STBs
+    std::vector<SourceChoice> choices_;    ///< by filter of the plan
+    std::vector<live::IpAddress> groups_;  ///< by subscription of the plan
     std::unordered_map<live::IpAddress, std::vector<std::uint32_t>, AddressHash> subscriptions_;
-    std::unordered_map<FlowKey, Flow, FlowHash> flows_;
+    std::unordered_map<LinkAddress, Flow, LinkAddressHash> flows_;
     std::vector<Reception> receptions_;
     std::vector<std::uint32_t> subscription_of_;  ///< by reception
 

@@ -21,16 +21,18 @@ constexpr Time kLongestWay = kSecond;
 constexpr Time kMostLateness = kMillisecond;
 /// Who is that late does not do what the test says, and answers queries too late.
 constexpr Time kOverload = 50 * kMillisecond;
+/// An older querier is news that soon again, and no sooner.
+constexpr Time kNoteInterval = kSecond;
 
 }  // namespace
 
-std::size_t LiveRun::FlowHash::operator()(const FlowKey& key) const {
-    return hash_of(key.group, key.link);
+std::size_t LiveRun::LinkAddressHash::operator()(const LinkAddress& key) const {
+    return hash_of(key.address, key.link);
 }
 
 /// Null for a group that is none of the test's.
 LiveRun::Flow* LiveRun::find_flow(std::uint32_t link, const live::IpAddress& group) {
-    const FlowKey key{link, group};
+    const LinkAddress key{link, group};
     if (const auto found = flows_.find(key); found != flows_.end()) return &found->second;
     const auto of_group = subscriptions_.find(group);
     if (of_group == subscriptions_.end()) return nullptr;
@@ -154,27 +156,38 @@ void LiveRun::on_frame(const live::ParsedFrame& frame, Time stamp) {
 }
 
 /// A device with many viewers behind one port asks for a group whenever one of them leaves it: only those who
-/// view it have an answer.
+/// view it have an answer. However many queries come, those that all hosts of a link have to hear are few.
 void LiveRun::on_query(const live::VlanTags& vlan, const live::MembershipQuery& query) {
-    const auto link = links_.find(vlan);
-    if (!link) return;
-    const std::vector<std::uint32_t>* asked = &on_link_[*link];
-    if (!query.group.IsUnspecified()) {
-        const Flow* flow = find_flow(*link, query.group);
-        if (!flow) return;
-        asked = &flow->viewers;
+    const auto number = links_.find(vlan);
+    if (!number) return;
+    if (!query.destination.IsMulticast()) {
+        const auto asked = own_addresses_.find({*number, query.destination});
+        if (asked != own_addresses_.end()) hosts_[asked->second].OnQuery(query);
+        return;
     }
-    for (const std::uint32_t number : *asked) {
-        live::MembershipHost& host = hosts_[number];
-        if (query.destination.IsMulticast() || query.destination == host.GetAddress().ip) host.OnQuery(query);
+    Link& link = by_link_[*number];
+    const Time now = context_.timeline.GetNow().count();
+    if (query.group.IsUnspecified()) {
+        if (!link.general_queries.lets_pass(query, now)) return;
+        for (const std::uint32_t stb : link.stbs) hosts_[stb].OnQuery(query);
+        return;
     }
+    // It makes a difference to everybody that there is such a querier (RFC 3810 section 8.2.1).
+    if (query.version == live::MembershipVersion::Mld1 &&
+        (link.querier_noted == kNever || now - link.querier_noted >= kNoteInterval)) {
+        link.querier_noted = now;
+        for (const std::uint32_t stb : link.stbs) hosts_[stb].NoteQuerier(query);
+    }
+    const Flow* flow = find_flow(*number, query.group);
+    if (!flow) return;
+    for (const std::uint32_t stb : flow->viewers) hosts_[stb].OnQuery(query);
 }
 
 void LiveRun::on_report(const live::VlanTags& vlan, const live::IpAddress& group,
                         const live::MacAddress& sender) {
     const auto link = links_.find(vlan);
     if (!link) return;
-    for (const std::uint32_t number : on_link_[*link])
+    for (const std::uint32_t number : by_link_[*link].stbs)
         if (hosts_[number].GetAddress().mac != sender) hosts_[number].OnReport(group);
 }
 

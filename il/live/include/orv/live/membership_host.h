@@ -82,6 +82,8 @@ class MembershipHost {
     /// A query of the host's link that was sent to a multicast address or to the host. One of the other
     /// protocol does nothing.
     void OnQuery(const MembershipQuery& query);
+    /// A query that asks others of the link: says nothing but which version the link's querier speaks.
+    void NoteQuerier(const MembershipQuery& query);
     /// A report of another host of the link, sent in IGMPv1, IGMPv2 or MLDv1. Does nothing unless reports are
     /// suppressed.
     void OnReport(const IpAddress& group);
@@ -119,7 +121,7 @@ class MembershipHost {
     void start_report_timer(Membership& membership, Nanoseconds delay);
     void on_older_query(const MembershipQuery& query);
 
-    void note_querier(const MembershipQuery& query);
+    void note_older_querier(const MembershipQuery& query);
     bool settle_version();
     Nanoseconds random_delay(Nanoseconds longest);
     void cancel(std::uint64_t& timer);
