@@ -392,12 +392,19 @@ TEST(ProgramTest, TheCommandLineTeaches) {
     EXPECT_TRUE(nlohmann::json::accept(RunIptvtest("schema").out));
 }
 
-TEST(ProgramTest, CtrlCOnceEndsTheTestAndTwiceTheProgram) {
+TEST(ProgramTest, SignalsEndTheTestOnceAndTheProgramTwice) {
     const TemporaryFolder folder;
     const auto file = folder / "test.yaml", database = folder / "r.db";
     WriteFile(file, TestText{.seconds = 3600}.ToString());
-    // The first interrupt comes when the test runs, the second one at once, or never.
-    for (const bool twice : {false, true}) {
+    struct Case {
+        const char* first;   ///< signal, when the test runs
+        const char* second;  ///< half a second later; empty: none
+    };
+    for (const auto& [first, second] :
+         std::initializer_list<Case>{{"INT", ""}, {"INT", "TERM"}, {"PIPE", "HUP"}}) {
+        SCOPED_TRACE(fmt::format("{} {}", first, second));
+        std::filesystem::remove(database);
+        const bool is_at_once = *second && first == std::string("INT");
         const std::string script =
             fmt::format("{} run {} --clock real --db {} >{}/out 2>&1 & sleep 2; kill -INT $!; {} wait $!",
                         PROGRAM_PATH, file.string(), database.string(), file.parent_path().string(),
@@ -405,8 +412,8 @@ TEST(ProgramTest, CtrlCOnceEndsTheTestAndTwiceTheProgram) {
         const int status = std::system(("bash -c '" + script + "'").c_str());
         EXPECT_EQ(WEXITSTATUS(status), 130);
         const std::string out = ReadFile(folder / "out");
-        EXPECT_THAT(out, HasSubstr(twice ? "Ended at once" : "The run ended with: interrupted"));
-        if (!twice) {
+        EXPECT_THAT(out, HasSubstr(is_at_once ? "Ended at once" : "The run ended with: interrupted"));
+        if (!is_at_once) {
             EXPECT_EQ(Query(database, "SELECT count(*) FROM DataSets WHERE EndTime IS NOT NULL"), "1");
         }
     }
