@@ -25,7 +25,7 @@ TestControl::TestControl(World& world, ITimeline& timeline, FaultInjector& fault
 
 TestControl::~TestControl() {
     cancel_wake();
-    for (const std::uint64_t id : late_ends_) timeline_.Cancel(id);
+    for (const auto& [number, id] : late_ends_) timeline_.Cancel(id);
 }
 
 void TestControl::start(const PortConfiguration& configuration, const TestStart& test) {
@@ -53,7 +53,7 @@ void TestControl::channels_change(const std::function<void()>& change) {
 
 void TestControl::abandon() {
     cancel_wake();
-    for (const std::uint64_t id : late_ends_) timeline_.Cancel(id);
+    for (const auto& [number, id] : late_ends_) timeline_.Cancel(id);
     late_ends_.clear();
     run_.reset();
     is_ending_ = false;
@@ -131,8 +131,12 @@ void TestControl::announce_end() {
         if (fault.delay_ms == 0) {
             send_end_of_test();
         } else {
-            late_ends_.push_back(timeline_.PostAfter(Nanoseconds(fault.delay_ms * kMillisecond),
-                                                     [this] { send_end_of_test(); }));
+            const std::uint64_t number = ++last_late_end_;
+            late_ends_[number] =
+                timeline_.PostAfter(Nanoseconds(fault.delay_ms * kMillisecond), [this, number] {
+                    late_ends_.erase(number);
+                    send_end_of_test();
+                });
         }
     }
 }

@@ -3,10 +3,10 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <set>
-#include <vector>
 
 #include "connection.h"
 #include "orv/il/timeline.h"
@@ -70,7 +70,9 @@ class TestControl {
     bool end_missed_ = false;  ///< the last test ended without a word
     Time next_report_ = kNever;
     std::uint64_t wake_ = 0;  ///< id of the timeline; 0: none
-    std::vector<std::uint64_t> late_ends_;
+    /// Announcements that are on their way: ids of the timeline, each under a number of its own.
+    std::map<std::uint64_t, std::uint64_t> late_ends_;
+    std::uint64_t last_late_end_ = 0;
 };
 
 }  // namespace orv::il

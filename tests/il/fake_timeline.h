@@ -18,10 +18,13 @@ class FakeTimeline : public orv::il::ITimeline {
         return last_id_;
     }
     void Cancel(std::uint64_t id) override {
-        std::erase_if(work_, [id](const auto& entry) { return entry.first.second == id; });
+        if (std::erase_if(work_, [id](const auto& entry) { return entry.first.second == id; }) == 0)
+            ++vain_cancels_;
     }
 
     std::size_t GetPending() const { return work_.size(); }
+    /// Of what has run or never was.
+    int GetVainCancels() const { return vain_cancels_; }
     /// Runs what is due until `time`, and stops there.
     void RunTo(Nanoseconds time) {
         while (!work_.empty() && work_.begin()->first.first <= time) {
@@ -35,6 +38,7 @@ class FakeTimeline : public orv::il::ITimeline {
   private:
     Nanoseconds now_{};
     std::uint64_t last_id_ = 0;
+    int vain_cancels_ = 0;
     std::map<std::pair<Nanoseconds, std::uint64_t>, std::function<void()>> work_;
 };
 

@@ -38,6 +38,8 @@ TEST(Faults, EndOfTest) {
         EXPECT_EQ("", peer.FaultOf(peer.StartRequest()));
         peer.RunTo(milliseconds(22'000));
         EXPECT_EQ(ends.size() + 1, peer.end_times.size());
+        peer.port.reset();
+        EXPECT_EQ(0, peer.timeline.GetVainCancels()) << "an end that has been told is kept";
     }
 }
 

@@ -79,6 +79,8 @@ TEST(HostStacks, SaysWhatIsWrong) {
         {with_layer(InterfaceTypeList_t::PPPOE), "has a PPP session, which is not offered by live ports"},
         {with_layer(InterfaceTypeList_t::GRE),
          "has a layer other than IP, VLAN and Ethernet, which is not offered by live ports"},
+        {[](auto& stack) { stack.VlanInterfaceList[0].Tpid = 0x9200; },
+         "has a VLAN tag of type 0x9200; live ports offer 0x8100, 0x88a8 and 0x9100"},
         {[](auto& stack) { stack.ifDescriptors[1].indexInList = 2; }, "names a layer that it does not have"},
         {[](auto& stack) { stack.VlanInterfaceList[0].IdList.push_back(3); },
          "has 2 entries for one of its layers and 3 for another"},

@@ -119,11 +119,13 @@ std::string MakeTestSummary(const TestReport& test) {
 std::string MakeLivePortLine(const LivePortReport& port) {
     const nic::LiveFigures& figures = port.figures;
     std::vector<std::string> parts;
-    if (figures.joins_and_leaves > 0) {
-        const std::string seen = figures.unseen == 0 ? std::string("all seen")
-                                                     : fmt::format("{} of them not seen", figures.unseen);
+    if (figures.joins_and_leaves > 0 || figures.unseen > 0) {
         parts.push_back(
-            fmt::format("{} joins and leaves, {} leaving the interface", figures.joins_and_leaves, seen));
+            figures.unseen == 0
+                ? fmt::format("{} joins and leaves, all seen leaving the interface", figures.joins_and_leaves)
+                : fmt::format("{} joins and leaves seen leaving the interface, {} not seen: not "
+                              "in the results",
+                              figures.joins_and_leaves, figures.unseen));
         parts.push_back(fmt::format("latest {:.1f} ms after its time",
                                     std::chrono::duration<double, std::milli>(figures.latest_join).count()));
     }

@@ -1,43 +1,70 @@
 #include "interrupts.h"
 
+#include <semaphore.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <csignal>
 #include <ctime>
+#include <thread>
 
 namespace orv::app {
 
 namespace {
 
 constexpr int kInterruptedStatus = 130;
-
-volatile std::sig_atomic_t interrupts = 0;
-
 /// Whoever stops a program may signal it and its group: that is one interrupt.
 constexpr long kApartMs = 300;
-volatile std::sig_atomic_t last_ms = 0;
+/// For what comes before the end.
+constexpr unsigned kPatienceSeconds = 1;
 
-void OnInterrupt(int) {
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    const long now_ms = (now.tv_sec % 1'000'000) * 1000 + now.tv_nsec / 1'000'000;
-    if (interrupts > 0 && now_ms - last_ms >= 0 && now_ms - last_ms < kApartMs) return;
-    last_ms = static_cast<std::sig_atomic_t>(now_ms);
-    interrupts = interrupts + 1;
-    if (interrupts < 2) return;
+// Signals come on any thread.
+std::atomic<int> interrupts = 0;
+std::atomic<long> last_ms = 0;
+static_assert(std::atomic<int>::is_always_lock_free && std::atomic<long>::is_always_lock_free);
+sem_t ending;
+
+void EndAtOnce(int) {
     // What was written of the results stays readable.
     constexpr char text[] = "\nEnded at once; the results are incomplete.\n";
     [[maybe_unused]] const auto written = write(STDERR_FILENO, text, sizeof text - 1);
     _exit(kInterruptedStatus);
 }
 
+void OnInterrupt(int) {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    const long now_ms = now.tv_sec * 1000 + now.tv_nsec / 1'000'000;
+    if (interrupts > 0 && now_ms - last_ms < kApartMs) return;
+    last_ms = now_ms;
+    const int count = ++interrupts;
+    if (count > 2) EndAtOnce(0);
+    if (count < 2) return;
+    alarm(kPatienceSeconds);
+    sem_post(&ending);
+}
+
 }  // namespace
 
-void CountInterrupts() {
+void CountInterrupts(void (*before_end)()) {
+    sem_init(&ending, 0, 0);
+    std::thread([before_end] {
+        while (sem_wait(&ending) != 0) {
+        }
+        before_end();
+        EndAtOnce(0);
+    }).detach();
     struct sigaction action {};
+    action.sa_handler = EndAtOnce;
+    sigaction(SIGALRM, &action, nullptr);
     action.sa_handler = OnInterrupt;
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
+    struct sigaction before {};
+    sigaction(SIGHUP, nullptr, &before);
+    if (before.sa_handler != SIG_IGN) sigaction(SIGHUP, &action, nullptr);
+    action.sa_handler = SIG_IGN;
+    sigaction(SIGPIPE, &action, nullptr);
 }
 
 int GetInterruptCount() {

@@ -20,6 +20,7 @@
 #include "output/summary.h"
 #include "output_paths.h"
 #include "program_version.h"
+#include "run/endable_port.h"
 #include "test_file/schema.h"
 
 namespace orv::app {
@@ -80,7 +81,7 @@ int Run(const Arguments& arguments) {
     auto& loggers = framework::BLLLoggerFactory::GetInstance();
     loggers.SetConsole(false);
     if (arguments.log_level) loggers.SetLevel("", *arguments.log_level);
-    CountInterrupts();
+    CountInterrupts(&EndablePort::EndAll);
     // What cannot be written should be known before the test has run for an hour.
     if (const std::string problem = FindPathProblem(arguments); !problem.empty()) {
         std::cerr << "iptvtest: " << problem << '\n';

@@ -1,17 +1,12 @@
 #include "addresses.h"
 
-#include <fmt/format.h>
-
 #include <cstring>
 
-#include "orv/common/exceptions.h"
-#include "orv/core/eth_ii_if.h"
 #include "orv/core/ipv4_if.h"
 #include "orv/core/ipv4_network_block.h"
 #include "orv/core/ipv6_if.h"
 #include "orv/core/ipv6_network_block.h"
 #include "orv/core/network_interface_stack_enumerator.h"
-#include "orv/core/vlan_if.h"
 #include "orv/ids/core_ids.h"
 
 namespace orv::app {
@@ -55,13 +50,6 @@ ipAddress_t GetIp(const core::CNetworkInterface& interface) {
                                                          : Convert(interface.GetIpv6(ids::Ipv6If::Address));
 }
 
-live::VlanTag GetTag(const core::CNetworkInterface& vlan) {
-    namespace Id = ids::VlanIf;
-    return {vlan.GetU16(Id::Tpid),
-            static_cast<std::uint16_t>(vlan.GetU8(Id::Priority) << 13 | vlan.GetU8(Id::Cfi) << 12 |
-                                       vlan.GetU16(Id::VlanId))};
-}
-
 }  // namespace
 
 std::vector<ipAddress_t> GetAddresses(const core::CNetworkBlock& block) {
@@ -77,28 +65,6 @@ std::vector<ipAddress_t> GetHostAddresses(const core::CNetworkEndpoint& endpoint
     std::vector<ipAddress_t> addresses;
     ForEachHost(endpoint, [&addresses](const auto& stack) { addresses.push_back(GetIp(*stack.front())); });
     return addresses;
-}
-
-std::vector<live::HostAddress> GetLiveHosts(const core::CNetworkEndpoint& endpoint) {
-    std::vector<live::HostAddress> hosts;
-    ForEachHost(endpoint, [&](const std::vector<core::CNetworkInterface*>& stack) {
-        live::HostAddress& host = hosts.emplace_back();
-        host.ip = ToLiveAddress(GetIp(*stack.front()));
-        // From below, where the outer tag is.
-        for (auto at = stack.rbegin(); at + 1 != stack.rend(); ++at) {
-            const core::CNetworkInterface& layer = **at;
-            if (layer.IsTypeOf(core::CEthIIIf::CLASS_ID())) {
-                host.mac.bytes = layer.GetT<common::CMacAddress>(ids::EthIIIf::SourceMac).GetBytes();
-            } else if (layer.IsTypeOf(core::CVlanIf::CLASS_ID()) && host.vlan.count < live::VlanTags::kMost) {
-                host.vlan.tags[host.vlan.count++] = GetTag(layer);
-            } else {
-                throw common::COrvRunTimeError(fmt::format(
-                    "{} stands on more than Ethernet and {} VLAN tags, which live ports do not offer",
-                    endpoint.Describe(), live::VlanTags::kMost));
-            }
-        }
-    });
-    return hosts;
 }
 
 live::IpAddress ToLiveAddress(const ipAddress_t& address) {

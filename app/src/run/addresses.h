@@ -17,10 +17,6 @@ std::vector<ipAddress_t> GetAddresses(const core::CNetworkBlock& block);
 /// The addresses of the hosts behind an IP interface; none for another endpoint.
 std::vector<ipAddress_t> GetHostAddresses(const core::CNetworkEndpoint& endpoint);
 
-/// The hosts behind an IP interface as the frames of live ports have them; none for another endpoint. Throws
-/// COrvRunTimeError for a stack that such frames have no room for.
-std::vector<live::HostAddress> GetLiveHosts(const core::CNetworkEndpoint& endpoint);
-
 live::IpAddress ToLiveAddress(const ipAddress_t& address);
 
 /// Orders addresses of both versions.

@@ -7,7 +7,7 @@
 #include <set>
 #include <vector>
 
-#include "orv/common/exceptions.h"
+#include "live_port_check.h"
 #include "orv/core/port.h"
 #include "orv/framework/handle_registry.h"
 #include "orv/framework/scriptable_locator.h"
@@ -17,8 +17,6 @@
 #include "orv/ids/core_ids.h"
 #include "orv/ids/iptv_ids.h"
 #include "port_location.h"
-#include "stream_plan.h"
-#include "traffic.h"
 
 namespace orv::app {
 
@@ -76,7 +74,9 @@ class Check {
             const std::string& location = port.GetString(ids::Port::Location);
             if (const std::string problem = FindLocationProblem(location); !problem.empty())
                 Add(port, problem);
-            if (GetLiveInterface(port)) Streams(port);
+            if (GetLiveInterface(port)) {
+                for (const auto& [user, problem] : FindLivePortProblems(port)) AddOnce(*user, problem);
+            }
             const auto [other, is_new] = by_address.emplace(port.GetMessenger().ToMessengerString(), &port);
             if (!is_new)
                 Add(port,
@@ -130,14 +130,8 @@ class Check {
         }
     }
 
-    void Streams(const core::CPort& port) {
-        for (const l2l3::CStreamBlock* block : GetActiveStreamBlocks(port)) {
-            try {
-                CheckStreams(*block);
-            } catch (const common::COrvRunTimeError& error) {
-                Add(*block, error.what());
-            }
-        }
+    void AddOnce(const CScriptable& object, const std::string& problem) {
+        if (known_.emplace(object.GetHandle(), problem).second) Add(object, problem);
     }
 
     void Add(const CScriptable& object, const std::string& problem) {

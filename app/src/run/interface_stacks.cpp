@@ -18,6 +18,7 @@
 #include "orv/framework/rpc_manager.h"
 #include "orv/framework/task_manager.h"
 #include "orv/ids/core_ids.h"
+#include "orv/nic/interface_stack.h"
 #include "orv/tm/message.h"
 
 namespace orv::app {
@@ -142,10 +143,12 @@ bool IsOnPort(const core::CEmulatedDevice& device, const core::CPort& port) {
     return !device.IsDeleted() && device.GetActive() && device.GetPort() == &port;
 }
 
+bool IsIp(const CNetworkInterface& interface) {
+    return interface.IsTypeOf(core::CIpv4If::CLASS_ID()) || interface.IsTypeOf(core::CIpv6If::CLASS_ID());
+}
+
 bool HasStack(const CNetworkInterface& interface) {
-    const bool is_ip =
-        interface.IsTypeOf(core::CIpv4If::CLASS_ID()) || interface.IsTypeOf(core::CIpv6If::CLASS_ID());
-    return is_ip && !interface.IsDeleted() && interface.GetActive() &&
+    return IsIp(interface) && !interface.IsDeleted() && interface.GetActive() &&
            interface.GetU8(ids::EmulatedIf::IlMembership) == ids::IlMembership::INCLUDED;
 }
 
@@ -176,8 +179,8 @@ class Answer {
 
 }  // namespace
 
-InterfaceStacks MakeInterfaceStacks(const core::CPort& port) {
-    InterfaceStacks stacks;
+std::vector<const CNetworkInterface*> FindStacks(const core::CPort& port) {
+    std::vector<const CNetworkInterface*> found;
     framework::ScriptableVec devices;
     port.GetParent()->GetObjects(devices, core::CEmulatedDevice::CLASS_ID(), common::kParentChild);
     for (const framework::CScriptable* device : devices) {
@@ -186,12 +189,29 @@ InterfaceStacks MakeInterfaceStacks(const core::CPort& port) {
         device->GetObjects(interfaces, CNetworkInterface::CLASS_ID(), common::kParentChild);
         for (const framework::CScriptable* object : interfaces) {
             const auto& interface = dynamic_cast<const CNetworkInterface&>(*object);
-            if (!HasStack(interface)) continue;
-            stacks.handles.push_back(interface.GetIlIfHandle(&port));
-            stacks.stacks.push_back(StackWriter(interface).Take());
+            if (HasStack(interface)) found.push_back(&interface);
         }
     }
+    return found;
+}
+
+InterfaceStacks MakeInterfaceStacks(const core::CPort& port) {
+    InterfaceStacks stacks;
+    for (const CNetworkInterface* interface : FindStacks(port)) {
+        stacks.handles.push_back(interface->GetIlIfHandle(&port));
+        stacks.stacks.push_back(StackWriter(*interface).Take());
+    }
     return stacks;
+}
+
+std::vector<live::HostAddress> GetLiveHosts(const core::CNetworkEndpoint& endpoint) {
+    const auto* top = dynamic_cast<const CNetworkInterface*>(&endpoint);
+    if (!top || !IsIp(*top)) return {};
+    try {
+        return nic::GetHosts(StackWriter(*top).Take());
+    } catch (const nic::StackError& error) {
+        throw common::COrvRunTimeError(error.what());
+    }
 }
 
 void ConfigureInterfaces(const core::CPort& port) {

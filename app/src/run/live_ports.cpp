@@ -11,6 +11,26 @@
 
 namespace orv::app {
 
+namespace {
+
+/// What a link has of a live port.
+class FarEnd : public il::ISoftwarePort {
+  public:
+    explicit FarEnd(std::shared_ptr<EndablePort> port) : port_(std::move(port)) {}
+    ~FarEnd() override { port_->End(); }
+    FarEnd(const FarEnd&) = delete;
+    FarEnd& operator=(const FarEnd&) = delete;
+
+    void Receive(const std::vector<std::byte>& bytes) override { port_->Receive(bytes); }
+    /// What flows is up to the network.
+    void ChannelsChange(const std::function<void()>& change) override { change(); }
+
+  private:
+    const std::shared_ptr<EndablePort> port_;
+};
+
+}  // namespace
+
 std::unique_ptr<il::ISoftwarePort> LivePorts::Make(const core::CPort& port, const std::string& interface,
                                                    il::FaultSchedule faults, il::ISoftwarePort::Send send,
                                                    il::ISoftwarePort::HangUp hang_up) {
@@ -24,10 +44,10 @@ std::unique_ptr<il::ISoftwarePort> LivePorts::Make(const core::CPort& port, cons
         complain(fmt::format("Port \"{}\" ({}): {}", name, interface, what));
     };
     try {
-        auto made =
-            std::make_unique<nic::LivePort>(std::move(setup), std::move(send), std::move(hang_up), complain);
-        ports_.push_back({&port, interface, nic::GetLineRate(interface), made.get()});
-        return made;
+        auto made = std::make_shared<EndablePort>(
+            std::make_unique<nic::LivePort>(std::move(setup), std::move(send), std::move(hang_up), complain));
+        ports_.push_back({&port, interface, nic::GetLineRate(interface), made});
+        return std::make_unique<FarEnd>(std::move(made));
     } catch (const nic::NicError& error) {
         throw common::COrvRunTimeError(fmt::format("Port \"{}\": {}", port.GetName(), error.what()));
     }

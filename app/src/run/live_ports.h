@@ -2,9 +2,11 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "endable_port.h"
 #include "orv/core/port.h"
 #include "orv/il/faults.h"
 #include "orv/nic/live_port.h"
@@ -13,7 +15,7 @@
 
 namespace orv::app {
 
-/// Makes live ports and keeps up with them while their links live, which outlive it.
+/// Makes live ports, ends them with their links, and keeps what they did.
 class LivePorts {
   public:
     /// Gets what makes the figures of the run wrong, on any thread.
@@ -39,7 +41,7 @@ class LivePorts {
         const core::CPort* port;
         std::string interface;
         double line_rate;  ///< bit/s
-        nic::LivePort* far_end;
+        std::shared_ptr<EndablePort> far_end;
         bool is_sending = false;
     };
 

@@ -51,6 +51,7 @@ PortLink::~PortLink() {
 }
 
 void PortLink::OnMessage(std::vector<std::byte> message) {
+    if (is_cut_) return;  // said before, and still on its way then
     if (message.size() <= kMostBytes) NoteTest(message);
     const auto* port = dynamic_cast<const core::CPort*>(framework::CHandleRegistry::Instance().Find(handle_));
     if (port && tap_) tap_(*port, message);
@@ -73,6 +74,7 @@ void PortLink::Cut(const std::string& reason) {
     if (std::exchange(is_cut_, true)) return;
     gone_(name_, reason);
     far_end_->Close();
+    port_.reset();
     auto* port = dynamic_cast<core::CPort*>(framework::CHandleRegistry::Instance().Find(handle_));
     if (!port) return;
     framework::CRpcManager::Instance().Disconnect(port->GetMessenger());

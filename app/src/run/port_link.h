@@ -40,8 +40,11 @@ class PortLink {
     TestState GetTestState() const { return test_; }
     void ForgetTest() { test_ = TestState::NotStarted; }
     /// See ISoftwarePort.
-    void ChannelsChange(const std::function<void()>& change) { port_->ChannelsChange(change); }
-    /// Ends the connection; the port is offline afterwards.
+    void ChannelsChange(const std::function<void()>& change) {
+        port_ ? port_->ChannelsChange(change) : change();
+    }
+    /// Ends the connection and the software port; the port is offline afterwards. Not to be called in the
+    /// middle of what the software port sends.
     void Cut(const std::string& reason);
 
   private:
@@ -55,7 +58,7 @@ class PortLink {
     TestState test_ = TestState::NotStarted;
     bool is_cut_ = false;
     std::unique_ptr<framework::ITransport> far_end_;
-    std::unique_ptr<il::ISoftwarePort> port_;
+    std::unique_ptr<il::ISoftwarePort> port_;  ///< null once it has been cut
     /// Leads posted work here, for as long as there is a link. Used under the task lock.
     struct Anchor {
         std::shared_ptr<PortLink*> link;

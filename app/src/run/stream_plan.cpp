@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "addresses.h"
+#include "interface_stacks.h"
 #include "orv/common/exceptions.h"
 #include "orv/ids/l2l3_ids.h"
 #include "orv/l2l3/stream_index_manager.h"
@@ -25,7 +26,12 @@ struct Path {
 };
 
 Path ReadPath(const CStreamBlock::TrafficPath& path) {
-    Path read{CStreamBlock::GetStreamCount(path), GetLiveHosts(*path.first), {}};
+    Path read{CStreamBlock::GetStreamCount(path), {}, {}};
+    try {
+        read.hosts = GetLiveHosts(*path.first);
+    } catch (const COrvRunTimeError& error) {
+        throw COrvRunTimeError(fmt::format("the source {} {}", path.first->Describe(), error.what()));
+    }
     if (read.hosts.empty())
         throw COrvRunTimeError(fmt::format(
             "the source {} is no IP interface; live ports send from nothing else", path.first->Describe()));

@@ -4,38 +4,47 @@
 
 #include <algorithm>
 
+#include "orv/nic/interface_stack.h"
 #include "port_fault.h"
 
 namespace orv::nic {
 
 using namespace IFSETUP_1_bll;  // NOLINT: the records are what this file is about
-using il::FaultCode;
-using il::PortFault;
 
 namespace {
 
 template <class... Arguments>
-[[noreturn]] void refuse(std::uint32_t handle, fmt::format_string<Arguments...> format,
-                         Arguments&&... arguments) {
-    throw PortFault(
-        FaultCode::BadValue,
-        fmt::format("interface {} {}", handle, fmt::format(format, std::forward<Arguments>(arguments)...)));
+[[noreturn]] void refuse(fmt::format_string<Arguments...> format, Arguments&&... arguments) {
+    throw StackError(fmt::format(format, std::forward<Arguments>(arguments)...));
 }
 
-live::MacAddress convert(std::uint32_t handle, const ifSetup_1_bll::MacAddress_s& address) {
+std::uint16_t tag_type(std::uint16_t tpid) {
+    switch (tpid) {
+        case 0:
+            return live::VlanTag{}.type;
+        case 0x8100:
+        case 0x88a8:
+        case 0x9100:
+            return tpid;
+        default:
+            refuse("has a VLAN tag of type {:#06x}; live ports offer 0x8100, 0x88a8 and 0x9100", tpid);
+    }
+}
+
+live::MacAddress convert(const ifSetup_1_bll::MacAddress_s& address) {
     live::MacAddress mac;
     if (address.address.size() != mac.bytes.size())
-        refuse(handle, "has a MAC address of {} bytes", address.address.size());
+        refuse("has a MAC address of {} bytes", address.address.size());
     std::copy(address.address.begin(), address.address.end(), mac.bytes.begin());
     return mac;
 }
 
 class Stack {
   public:
-    Stack(std::uint32_t handle, const NetworkInterfaceStack_s& stack) : handle_(handle), stack_(stack) {
+    explicit Stack(const NetworkInterfaceStack_s& stack) : stack_(stack) {
         for (const NetworkInterfaceDescriptor_s& layer : stack.ifDescriptors) add(layer);
-        if (!has_ip_) refuse(handle_, "has no IP layer");
-        if (!ethernet_) refuse(handle_, "has no Ethernet layer");
+        if (!has_ip_) refuse("has no IP layer");
+        if (!ethernet_) refuse("has no Ethernet layer");
         // From the IP layer down: the last tag met is the outer one.
         std::reverse(vlans_.begin(), vlans_.end());
     }
@@ -46,10 +55,10 @@ class Stack {
         std::vector<live::HostAddress> made(count);
         for (std::size_t i = 0; i < count; ++i) {
             made[i].ip = entry(ips_, ips_.front(), count, i);
-            made[i].mac = convert(handle_, entry(ethernet_->SrcMacList, ethernet_->SourceMac, count, i));
+            made[i].mac = convert(entry(ethernet_->SrcMacList, ethernet_->SourceMac, count, i));
             for (const auto* vlan : vlans_) {
                 live::VlanTag& tag = made[i].vlan.tags[made[i].vlan.count++];
-                if (vlan->Tpid != 0) tag.type = vlan->Tpid;
+                tag.type = tag_type(vlan->Tpid);
                 tag.control =
                     static_cast<std::uint16_t>((vlan->Priority & 7) << 13 | (vlan->Cfi & 1) << 12 |
                                                (entry(vlan->IdList, vlan->VlanId, count, i) & 0xfff));
@@ -61,7 +70,7 @@ class Stack {
   private:
     template <class List>
     const auto& at(const List& list, std::uint32_t index) const {
-        if (index >= list.size()) refuse(handle_, "names a layer that it does not have");
+        if (index >= list.size()) refuse("names a layer that it does not have");
         return list[index];
     }
 
@@ -71,13 +80,13 @@ class Stack {
                        std::size_t i) const {
         if (list.size() <= 1) return list.empty() ? only : list.front();
         if (list.size() != count)
-            refuse(handle_, "has {} entries for one of its layers and {} for another", list.size(), count);
+            refuse("has {} entries for one of its layers and {} for another", list.size(), count);
         return list[i];
     }
 
     template <class Record>
     void add_ips(const Record& record) {
-        if (has_ip_) refuse(handle_, "has more than one IP layer");
+        if (has_ip_) refuse("has more than one IP layer");
         has_ip_ = true;
         for (const auto& address : record.AddrList)
             ips_.push_back(live::IpAddress::FromBytes(address.address));
@@ -92,7 +101,7 @@ class Stack {
                 return add_ips(at(stack_.Ipv6InterfaceList, layer.indexInList));
             case InterfaceTypeList_t::VLAN:
                 if (vlans_.size() == live::VlanTags::kMost)
-                    refuse(handle_, "has more than {} VLANs", live::VlanTags::kMost);
+                    refuse("has more than {} VLANs", live::VlanTags::kMost);
                 vlans_.push_back(&at(stack_.VlanInterfaceList, layer.indexInList));
                 return;
             case InterfaceTypeList_t::ETHII:
@@ -100,14 +109,12 @@ class Stack {
                 return;
             case InterfaceTypeList_t::PPP:
             case InterfaceTypeList_t::PPPOE:
-                refuse(handle_, "has a PPP session, which is not offered by live ports");
+                refuse("has a PPP session, which is not offered by live ports");
             default:
-                refuse(handle_,
-                       "has a layer other than IP, VLAN and Ethernet, which is not offered by live ports");
+                refuse("has a layer other than IP, VLAN and Ethernet, which is not offered by live ports");
         }
     }
 
-    std::uint32_t handle_;
     const NetworkInterfaceStack_s& stack_;
     bool has_ip_ = false;
     std::vector<live::IpAddress> ips_;
@@ -117,8 +124,16 @@ class Stack {
 
 }  // namespace
 
+std::vector<live::HostAddress> GetHosts(const NetworkInterfaceStack_s& stack) {
+    return Stack(stack).hosts();
+}
+
 std::vector<live::HostAddress> hosts_of(std::uint32_t handle, const NetworkInterfaceStack_s& stack) {
-    return Stack(handle, stack).hosts();
+    try {
+        return GetHosts(stack);
+    } catch (const StackError& error) {
+        throw il::PortFault(il::FaultCode::BadValue, fmt::format("interface {} {}", handle, error.what()));
+    }
 }
 
 }  // namespace orv::nic

@@ -22,6 +22,8 @@ using app::PortLink;
 /// Sends numbered messages from a thread of its own until it is destroyed, which waits for the thread.
 class ChattyPort : public il::ISoftwarePort {
   public:
+    static inline int alive = 0;
+
     ChattyPort(Send send, HangUp hang_up, int hang_up_after)
         : thread_([this, send, hang_up, hang_up_after] {
               for (int i = 0; !stop_; ++i) {
@@ -29,8 +31,11 @@ class ChattyPort : public il::ISoftwarePort {
                   if (i == hang_up_after) hang_up("enough");
                   if (i % 64 == 0) std::this_thread::sleep_for(std::chrono::microseconds(200));
               }
-          }) {}
+          }) {
+        ++alive;
+    }
     ~ChattyPort() override {
+        --alive;
         stop_ = true;
         thread_.join();
     }
@@ -92,6 +97,27 @@ TEST_F(PortLinkTest, APortThatHangsUpOnItsThreadIsOffline) {
     EXPECT_TRUE(Tasks().WaitUntil([this] { return !port_->IsOnline(); }, std::chrono::seconds(30)));
     EXPECT_EQ(reason, "enough");
     EXPECT_FALSE(framework::CRpcManager::Instance().IsConnected(port_->GetMessenger()));
+}
+
+TEST_F(PortLinkTest, APortThatIsCutIsGone) {
+    int seen = 0;
+    std::vector<std::string> reasons;
+    PortLink link(
+        *port_, Chatty(-1), PortLink::Calls::OnOwnThread,
+        [&seen](const core::CPort&, const std::vector<std::byte>&) { ++seen; },
+        [&reasons](const std::string&, const std::string& why) { reasons.push_back(why); });
+    EXPECT_TRUE(Tasks().WaitUntil([&] { return seen > 300; }, std::chrono::seconds(30)));
+    // What it sends meanwhile is on its way when the link is cut.
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    for (const char* reason : {"mute", "overdue"}) link.Cut(reason);
+    EXPECT_EQ(ChattyPort::alive, 0);
+    EXPECT_EQ(reasons, std::vector<std::string>{"mute"});
+    const int before = seen;
+    Tasks().CtmYield(20);
+    EXPECT_EQ(seen, before);
+    bool is_called = false;
+    link.ChannelsChange([&is_called] { is_called = true; });
+    EXPECT_TRUE(is_called) << "other ports wait for it";
 }
 
 TEST_F(PortLinkTest, APortThatCannotBeMadeIsNotConnected) {

@@ -81,6 +81,28 @@ TEST_F(RunTest, BadInputIsRefusedBeforeAnythingRuns) {
               "- Port: Head end\n    Location: linux://a\n    children:\n      - StreamBlock: Streams\n"
               "        LoadUnit: INTER_BURST_GAP\n",
               "StreamBlock \"Streams\": LoadUnit INTER_BURST_GAP is not offered by live ports"},
+             {"a layer that live ports do not offer",
+              {},
+              "- Port: Viewers\n",
+              "- Port: Viewers\n    Location: linux://a\n  - EmulatedDevice: Others\n    AffiliationPort: "
+              "Viewers\n"
+              "    children:\n      - EthIIIf: E\n      - VlanIf: V\n        Tpid: 0x9200\n        "
+              "StackedOn: E\n"
+              "      - Ipv4If: Top\n        StackedOn: V\n",
+              "test.yaml:\\d+:9: Ipv4If \"Top\": has a VLAN tag of type 0x9200; live ports offer 0x8100, "
+              "0x88a8 and"},
+             {"channels beyond the last group",
+              {.groups = {"StartIpList: 239.255.255.253"}},
+              "- Port: Viewers\n",
+              "- Port: Viewers\n    Location: linux://a\n",
+              "^test.yaml:\\d+:5: IptvChannelBlock \"Channels\": the address of its channel 4, 240.0.0.0, is "
+              "no "
+              "multicast group, which live ports cannot join\n$"},
+             {"channels beyond the last IPv6 group",
+              {.ipv6 = true, .groups = {"StartIpList: 'ffff:ffff:ffff:ffff:ffff:ffff:ffff:fffd'"}},
+              "- Port: Viewers\n",
+              "- Port: Viewers\n    Location: linux://a\n",
+              "channel 4, ::, is no multicast group"},
              {"a live port on the virtual clock",
               {},
               "- Port: Viewers\n",
@@ -310,8 +332,11 @@ TEST(OutputTest, SaysWhatLivePortsDid) {
     figures.late_joins = 6;
     EXPECT_THAT(
         orv::app::MakeSummary(outcome),
-        testing::AllOf(HasSubstr("3 of them not seen leaving"), HasSubstr("4 frames of hosts not sent"),
-                       HasSubstr("5 received frames dropped"), HasSubstr("6 more than 1 ms late")));
+        testing::AllOf(
+            HasSubstr(
+                "2000 joins and leaves seen leaving the interface, 3 not seen: not in the results; latest"),
+            HasSubstr("4 frames of hosts not sent"), HasSubstr("5 received frames dropped"),
+            HasSubstr("6 more than 1 ms late")));
     const auto json = nlohmann::json::parse(orv::app::MakeOutcomeJson(outcome))["live_ports"][0];
     EXPECT_EQ(json["name"], "Viewers");
     EXPECT_EQ(json["interface"], "stb0");
@@ -392,21 +417,28 @@ TEST(ProgramTest, TheCommandLineTeaches) {
     EXPECT_TRUE(nlohmann::json::accept(RunIptvtest("schema").out));
 }
 
-TEST(ProgramTest, CtrlCOnceEndsTheTestAndTwiceTheProgram) {
+TEST(ProgramTest, SignalsEndTheTestOnceAndTheProgramTwice) {
     const TemporaryFolder folder;
     const auto file = folder / "test.yaml", database = folder / "r.db";
     WriteFile(file, TestText{.seconds = 3600}.ToString());
-    // The first interrupt comes when the test runs, the second one at once, or never.
-    for (const bool twice : {false, true}) {
+    struct Case {
+        const char* first;   ///< signal, when the test runs
+        const char* second;  ///< half a second later; empty: none
+    };
+    for (const auto& [first, second] :
+         std::initializer_list<Case>{{"INT", ""}, {"INT", "TERM"}, {"PIPE", "HUP"}}) {
+        SCOPED_TRACE(fmt::format("{} {}", first, second));
+        std::filesystem::remove(database);
+        const bool is_at_once = *second && first == std::string("INT");
         const std::string script =
-            fmt::format("{} run {} --clock real --db {} >{}/out 2>&1 & sleep 2; kill -INT $!; {} wait $!",
-                        PROGRAM_PATH, file.string(), database.string(), file.parent_path().string(),
-                        twice ? "sleep 0.5; kill -INT $!;" : "");
+            fmt::format("{} run {} --clock real --db {} >{}/out 2>&1 & sleep 2; kill -{} $!; {} wait $!",
+                        PROGRAM_PATH, file.string(), database.string(), file.parent_path().string(), first,
+                        *second ? fmt::format("sleep 0.5; kill -{} $!;", second) : "");
         const int status = std::system(("bash -c '" + script + "'").c_str());
         EXPECT_EQ(WEXITSTATUS(status), 130);
         const std::string out = ReadFile(folder / "out");
-        EXPECT_THAT(out, HasSubstr(twice ? "Ended at once" : "The run ended with: interrupted"));
-        if (!twice) {
+        EXPECT_THAT(out, HasSubstr(is_at_once ? "Ended at once" : "The run ended with: interrupted"));
+        if (!is_at_once) {
             EXPECT_EQ(Query(database, "SELECT count(*) FROM DataSets WHERE EndTime IS NOT NULL"), "1");
         }
     }

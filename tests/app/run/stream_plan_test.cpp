@@ -135,7 +135,7 @@ TEST_F(StreamPlanTest, WhatLivePortsCannotSendIsSaid) {
              {"too many",
               {.hosts = 1024, .groups = 1025},
               "it has 1049600 streams; live ports send at most 1048576"},
-             {"three tags", {.vlans = 3}, "more than Ethernet and 2 VLAN tags"},
+             {"three tags", {.vlans = 3}, "has more than 2 VLANs"},
              {"unicast", {.start = "10.9.9.9"}, "is no block of multicast groups"},
              {"both versions", {.destination = "Others"}, "one is IPv4, the other IPv6"}}) {
         SCOPED_TRACE(c.what);

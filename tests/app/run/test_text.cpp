@@ -34,12 +34,12 @@ std::string TestText::ToString() const {
             ip, ipv6 ? "2000::99" : "192.85.1.99");
     }
     text += fmt::format(
-        "  - {0}Group: Groups\n    children:\n      - {0}NetworkBlock:\n        NetworkCount: {1}\n"
+        "  - {0}Group: Groups\n    children:\n      - {0}NetworkBlock:\n        NetworkCount: {1}\n{3}"
         "  - IptvChannelBlock: Channels\n    MulticastParam: Groups\n    RtpNackEnable: true\n"
         "  - IptvViewedChannels: Range\n    ChannelBlock: Channels\n    ChannelRangeEnd: {1}\n"
         "    RtpNackEnable: true\n"
         "  - IptvViewingProfileConfig: Profile\n{2}",
-        ip, channels, Lines(profile, 4));
+        ip, channels, Lines(profile, 4), Lines(groups, 8));
     for (int i = 0; i < ports; ++i) {
         const std::string number = i == 0 ? "" : fmt::format(" {}", i + 1);
         text += fmt::format(

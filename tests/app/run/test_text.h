@@ -15,6 +15,7 @@ struct TestText {
     int ports = 1;                          ///< with set-top boxes
     int stbs = 4;                           ///< on each port, each in a VLAN of its own
     int channels = 8;                       ///< in one block, from number 1 on
+    std::vector<std::string> groups = {};   ///< properties of their network block
     std::vector<std::string> test = {};     ///< properties of the start command
     std::vector<std::string> profile = {};  ///< of the viewing profile
     std::vector<std::string> block = {};    ///< of the STB blocks

@@ -1,0 +1,36 @@
+// Live ports that can be ended at any time.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include "orv/nic/live_port.h"
+
+namespace orv::app {
+
+/// A live port that any thread may end, and that takes calls in vain and knows its figures afterwards.
+class EndablePort {
+  public:
+    explicit EndablePort(std::unique_ptr<nic::LivePort> port);
+    ~EndablePort();
+    EndablePort(const EndablePort&) = delete;
+    EndablePort& operator=(const EndablePort&) = delete;
+
+    void Receive(const std::vector<std::byte>& bytes);
+    void SetStreams(std::vector<nic::Stream> streams);
+    nic::LiveFigures GetFigures() const;
+    /// The port has left its groups and is gone when it returns.
+    void End();
+
+    /// Ends all there are, for a process that is about to end.
+    static void EndAll();
+
+  private:
+    mutable std::mutex mutex_;
+    std::unique_ptr<nic::LivePort> port_;  ///< null once it has been ended
+    nic::LiveFigures last_;                ///< then
+};
+
+}  // namespace orv::app
