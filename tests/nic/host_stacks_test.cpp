@@ -86,6 +86,12 @@ TEST(HostStacks, SaysWhatIsWrong) {
          "has 2 entries for one of its layers and 3 for another"},
         {[](auto& stack) { stack.EthIIInterfaceList[0].SrcMacList[1].address.pop_back(); },
          "has a MAC address of 5 bytes"},
+        {[](auto& stack) { stack.EthIIInterfaceList[0].SrcMacList[1].address[0] = 3; },
+         "has a host with a multicast MAC address"},
+        {[](auto& stack) {
+             stack.Ipv4InterfaceList[0].AddrList[1] = {{224, 1, 1, 1}};
+         },
+         "has a host with the address 224.1.1.1"},
     };
     for (const auto& test : cases) {
         NetworkInterfaceStack_s spoilt = stack();

@@ -20,6 +20,12 @@ class LastFrame : public orv::nic::FrameSink {
     std::string hex;
 };
 
+class CountingSink : public orv::nic::FrameSink {
+  public:
+    bool send(std::span<const std::byte>) override { return ++frames > 0; }
+    int frames = 0;
+};
+
 TEST(Neighbours, AnswersForItsHosts) {
     orv::nic::Neighbours neighbours;
     for (const bool is_v6 : {false, true}) {
@@ -50,7 +56,7 @@ TEST(Neighbours, AnswersForItsHosts) {
             const auto parsed = ParseFrame(std::span(frame).first(length));
             EXPECT_TRUE(parsed);
             LastFrame sink;
-            if (parsed) neighbours.on_frame(*parsed, sink);
+            if (parsed) neighbours.on_frame(*parsed, 0, sink);
             return sink.hex;
         };
         std::string expected;
@@ -75,8 +81,19 @@ TEST(Neighbours, AnswersForItsHosts) {
     neighbours.clear();
     std::array<std::byte, kMaxFrameLength> frame;
     const std::size_t length = WriteArpRequest(frame, host_of(200), own.ip);
-    neighbours.on_frame(*ParseFrame(std::span(frame).first(length)), sink);
+    neighbours.on_frame(*ParseFrame(std::span(frame).first(length)), 0, sink);
     EXPECT_EQ("", sink.hex);
+}
+
+TEST(Neighbours, AnswersNoFlood) {
+    orv::nic::Neighbours neighbours;
+    neighbours.add(host_of(0));
+    std::array<std::byte, kMaxFrameLength> frame;
+    const std::size_t length = WriteArpRequest(frame, host_of(200), host_of(0).ip);
+    const auto question = *ParseFrame(std::span(frame).first(length));
+    CountingSink sink;
+    for (int i = 0; i < 10'000; ++i) neighbours.on_frame(question, i * 10'000, sink);  // 100 ms
+    EXPECT_EQ(1000, sink.frames);
 }
 
 }  // namespace

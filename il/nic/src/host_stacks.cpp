@@ -56,6 +56,9 @@ class Stack {
         for (std::size_t i = 0; i < count; ++i) {
             made[i].ip = entry(ips_, ips_.front(), count, i);
             made[i].mac = convert(entry(ethernet_->SrcMacList, ethernet_->SourceMac, count, i));
+            if (made[i].ip.IsMulticast() || made[i].ip.IsUnspecified())
+                refuse("has a host with the address {}", made[i].ip.ToString());
+            if ((made[i].mac.bytes[0] & 1) != 0) refuse("has a host with a multicast MAC address");
             for (const auto* vlan : vlans_) {
                 live::VlanTag& tag = made[i].vlan.tags[made[i].vlan.count++];
                 tag.type = tag_type(vlan->Tpid);

@@ -124,7 +124,7 @@ void LiveWorld::on_seen(const SeenFrame& frame, il::Time stamp) {
     }
     if (frame.is_outgoing) return;
     if (run_) run_->on_frame(*parsed, stamp);
-    neighbours_.on_frame(*parsed, surroundings_.sink);
+    neighbours_.on_frame(*parsed, stamp, surroundings_.sink);
 }
 
 }  // namespace orv::nic

@@ -8,6 +8,14 @@
 
 namespace orv::nic {
 
+namespace {
+
+constexpr il::Time kPeriod = 10 * il::kMillisecond;
+/// Ten thousand a second: a router may ask for all of its hosts at once.
+constexpr int kMostAnswers = 100;
+
+}  // namespace
+
 std::size_t Neighbours::Hash::operator()(const Key& key) const {
     return hash_of(key.ip, key.link);
 }
@@ -26,7 +34,7 @@ const live::HostAddress* Neighbours::find(const live::VlanTags& vlan, const live
     return found == hosts_.end() ? nullptr : &found->second;
 }
 
-void Neighbours::on_frame(const live::ParsedFrame& frame, FrameSink& sink) const {
+void Neighbours::on_frame(const live::ParsedFrame& frame, il::Time stamp, FrameSink& sink) {
     std::array<std::byte, live::kMaxFrameLength> answer;
     std::size_t length = 0;
     if (const auto* arp = std::get_if<live::ArpRequest>(&frame.content)) {
@@ -39,7 +47,12 @@ void Neighbours::on_frame(const live::ParsedFrame& frame, FrameSink& sink) const
         if (host && asked->asker_mac != host->mac)
             length = live::WriteNeighborAdvertisement(answer, *host, asked->asker_mac, asked->asker);
     }
-    if (length > 0) sink.send(std::span(answer).first(length));
+    if (length == 0) return;
+    if (stamp - period_ >= kPeriod) {
+        period_ = stamp;
+        answers_ = 0;
+    }
+    if (++answers_ <= kMostAnswers) sink.send(std::span(answer).first(length));
 }
 
 }  // namespace orv::nic

@@ -8,6 +8,7 @@
 #include "frame_sink.h"
 #include "orv/live/address.h"
 #include "orv/live/frame_parser.h"
+#include "random.h"
 
 namespace orv::nic {
 
@@ -19,7 +20,8 @@ class Neighbours {
     void add(const live::HostAddress& host);
 
     /// Answers when the target is one of the hosts; anything else is not for them.
-    void on_frame(const live::ParsedFrame& frame, FrameSink& sink) const;
+    /// So many in 10 ms at most: a flood of questions is not answered with one.
+    void on_frame(const live::ParsedFrame& frame, il::Time stamp, FrameSink& sink);
 
   private:
     struct Key {
@@ -33,6 +35,8 @@ class Neighbours {
     const live::HostAddress* find(const live::VlanTags& vlan, const live::IpAddress& target) const;
 
     std::unordered_map<Key, live::HostAddress, Hash> hosts_;
+    il::Time period_ = 0;  ///< in which answers are counted
+    int answers_ = 0;
 };
 
 }  // namespace orv::nic

@@ -36,7 +36,8 @@ struct Stream {
 
 /// How hosts speak IGMP and MLD; the version comes with the STB block.
 struct MembershipSettings {
-    std::uint8_t robustness = 2;    ///< how often a change is told; 1 to 7 (RFC 3376 section 8.1)
+    /// How often a change is told; 1 to 7 (RFC 3376 section 8.1). Leaves of IGMPv2 and MLDv1 are told once.
+    std::uint8_t robustness = 2;
     bool suppress_reports = false;  ///< IGMPv1, IGMPv2, MLDv1: a host keeps quiet when another has spoken
 };
 
