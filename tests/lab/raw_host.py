@@ -73,6 +73,21 @@ def membership(version, group, join=True, sources=(), tags=()):
     return ethernet(destination, ip_packet(MLD_HOST, destination, 58, message, options=b"\0\x05\x02\0\0\x01\0"), tags)
 
 
+def question(target, tags=()):
+    """Asks a host of the laboratory's home for its MAC address: ARP or a neighbour solicitation."""
+    packed = ipaddress.ip_address(target).packed
+    vlan = b"".join(struct.pack("!HH", 0x8100, tag) for tag in tags)
+    if len(packed) == 4:
+        asking = struct.pack("!HHBBH", 1, 0x0800, 6, 4, 1) + MAC + ipaddress.ip_address("10.0.0.9").packed
+        return b"\xff" * 6 + MAC + vlan + b"\x08\x06" + asking + bytes(6) + packed
+    # To all hosts of the link: a group of its own would be kept back by devices that snoop.
+    source, everyone = "2001:db8::9", "ff02::1"
+    pseudo = ipaddress.ip_address(source).packed + ipaddress.ip_address(everyone).packed + struct.pack("!II", 32, 58)
+    body = bytes(4) + packed + b"\x01\x01" + MAC
+    message = struct.pack("!BBH", 135, 0, checksum(pseudo + bytes([135, 0, 0, 0]) + body)) + body
+    return ethernet(everyone, ip_packet(source, everyone, 58, message, hop_limit=255), tags)
+
+
 def stream_packet(group, number, tags=()):
     """UDP with a sequence number; 1328 bytes of payload."""
     source = "2001:db8::2" if ":" in group else "10.255.0.2"

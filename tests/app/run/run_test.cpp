@@ -342,6 +342,9 @@ TEST(OutputTest, SaysWhatLivePortsDid) {
     EXPECT_EQ(json["interface"], "stb0");
     EXPECT_EQ(json["unseen"], 3);
     EXPECT_NEAR(json["latest_join_ms"], 0.31, 1e-9);
+    figures.joins_and_leaves = 0;
+    EXPECT_THAT(orv::app::MakeSummary(outcome),
+                HasSubstr("0 joins and leaves seen leaving the interface, 3 not"));
 }
 
 TEST(ProgramTest, LivePortsBringTheRealClockAndNeedTheirInterface) {
