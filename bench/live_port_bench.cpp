@@ -83,7 +83,8 @@ Run RunProgram(int stbs) {
     std::filesystem::remove(file.string() + ".db");
     if (output.empty() && run.status == kCannotBeMade) return run;
     if (output.empty()) throw std::runtime_error("iptvtest said nothing");
-    for (const auto& port : nlohmann::json::parse(output).at("live_ports")) {
+    const auto outcome = nlohmann::json::parse(output);
+    for (const auto& port : outcome.at("live_ports")) {
         if (port.at("name") != "Viewers") continue;
         const auto seen = port.at("joins_and_leaves").get<double>();
         if (seen > 0 && port.at("unseen") == 0)
@@ -95,7 +96,7 @@ Run RunProgram(int stbs) {
 void LivePort(benchmark::State& state) {
     int carried = 0;
     for (auto _ : state) {
-        for (int stbs : {500, 1000, 2000, 3000, 4000, 6000, 8000, 12000, 16000}) {
+        for (int stbs : {500, 1000, 2000, 4000, 6000, 8000, 12000, 16000}) {
             Run run;
             for (int tries = 0; tries < kTries && run.late_fraction > kLateFraction; ++tries) {
                 run = RunProgram(stbs);
