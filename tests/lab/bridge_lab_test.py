@@ -1,7 +1,6 @@
 """The laboratory does what it promises: a bridge that snoops, delay, loss, a line with an outer tag."""
 
 import time
-import unittest
 
 import laboratory
 import raw_host
@@ -9,7 +8,7 @@ import raw_host
 GROUPS = {"IGMPv2": "239.1.1.1", "IGMPv3": "239.1.1.1", "MLDv1": "ff1e::101", "MLDv2": "ff1e::101"}
 
 
-class BridgeLabTest(unittest.TestCase):
+class BridgeLabTest(laboratory.LabTestCase):
 
     def up(self, **options):
         lab = self.enterContext(laboratory.Laboratory(**options))

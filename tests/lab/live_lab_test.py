@@ -6,7 +6,6 @@ import resource
 import signal
 import statistics
 import time
-import unittest
 
 import laboratory
 import raw_host
@@ -21,7 +20,7 @@ def querier(version):
     return {"igmp_version": 2 if version == "IGMP_V2" else 3, "mld_version": 1 if version == "MLD_V1" else 2}
 
 
-class LiveLabTest(unittest.TestCase):
+class LiveLabTest(laboratory.LabTestCase):
 
     def up(self, **options):
         return self.enterContext(laboratory.Laboratory(**options))

@@ -1,7 +1,6 @@
 """The laboratory with a router in place of the bridge: streams flow between join and leave, from wanted sources only."""
 
 import time
-import unittest
 
 import laboratory
 import raw_host
@@ -9,7 +8,7 @@ import raw_host
 SOURCE = "10.255.0.2"  # of raw_host's streams
 
 
-class RouterLabTest(unittest.TestCase):
+class RouterLabTest(laboratory.LabTestCase):
 
     def up(self, **options):
         lab = self.enterContext(laboratory.Laboratory(last_member_interval=100, **options))
