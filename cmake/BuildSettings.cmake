@@ -15,7 +15,10 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_L
   add_compile_options(-Wno-restrict)
 endif()
 # Source paths in log and error texts are the project's, not the machine's.
-add_compile_options(-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
+# The second form is how the compiler cache, which serves every checkout, names them.
+file(RELATIVE_PATH ORV_SOURCE_FROM_BUILD ${CMAKE_BINARY_DIR} ${PROJECT_SOURCE_DIR})
+string(REGEX REPLACE "/$" "" ORV_SOURCE_FROM_BUILD ${ORV_SOURCE_FROM_BUILD})
+add_compile_options(-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/= -fmacro-prefix-map=${ORV_SOURCE_FROM_BUILD}/=)
 if(ORV_SANITIZE)
   add_compile_options(-fsanitize=${ORV_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all -O1 -g1)
   add_link_options(-fsanitize=${ORV_SANITIZE})
