@@ -119,8 +119,9 @@ void AttachInterfaceState::ProcessResponse(CIptvMsgSetCln* client, std::uint16_t
     IFSETUP_1_bll::parse_resp_AttachInterfaces(response);
     for (const auto& [block, il_interface] : client->AttachedInterfaces()) {
         // Should the block not follow, the interface is detached again.
-        const auto [known, is_new] = client->KnownBlocks().try_emplace(block);
-        if (is_new || known->second.deleted) known->second = {.il_interface = il_interface, .deleted = true};
+        const auto known =
+            client->KnownBlocks().try_emplace(block, CIptvMsgSetCln::KnownBlock{.deleted = true});
+        known.first->second.il_interface = il_interface;
     }
 }
 

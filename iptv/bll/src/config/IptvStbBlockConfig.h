@@ -53,6 +53,8 @@ class CIptvStbBlockConfig : public CScriptable,
     /// The values as they were sent last.
     const StbBlockValues& GetNewValuesForApply() const { return applied_values_; }
     void SetAppliedValues(StbBlockValues values) { applied_values_ = std::move(values); }
+    /// Its port has no interface attached for it any more.
+    void ForgetInterface() { applied_values_.vif_handle = 0; }
     /// True when a value differs from what was sent last. `update`: the present values count as sent from now
     /// on.
     bool CheckIfAnyRelatedObjectsAreDirty(bool update);
