@@ -73,9 +73,10 @@ struct IpInterface {
 void WarnWhenUnresolved(const core::CPort& port, const CIptvStbBlockConfig& block,
                         const IpInterface& interface) {
     if (!block.GetParent() || interface.IsResolved()) return;
-    LogResource(userLogger(), LogLevelType::Warn, resource::kText,
-                {" For " + port.GetName() + ": EmulatedDevice: " + block.GetParent()->GetName() +
-                 ": Please resolve IP addresses before attempting to " + "start IPTV test."});
+    LogResource(userLogger(), LogLevelType::Warn, resource::kText, {[&] {
+                    return " For " + port.GetName() + ": EmulatedDevice: " + block.GetParent()->GetName() +
+                           ": Please resolve IP addresses before attempting to " + "start IPTV test.";
+                }});
 }
 
 rrr_stbConfig_s MakeRetransmissionRecord(const core::CPort& port, const CIptvStbBlockConfig& block,

@@ -82,9 +82,10 @@ void CIptvStbBlockConfig::FileUnderPort() {
     AddObjectToMap();
     ConfigChanges::NotePort(GetBlockKey());
     if (GetBlockKey() != 0 && !HasBlockIndex()) {
-        LogText(userLogger(), LogLevelType::Error,
-                Describe() + " has no index: its port carries " + std::to_string(kNoIndex) +
-                    " set-top-box blocks already");
+        LogText(userLogger(), LogLevelType::Error, [&] {
+            return Describe() + " has no index: its port carries " + std::to_string(kNoIndex) +
+                   " set-top-box blocks already";
+        });
     }
 }
 

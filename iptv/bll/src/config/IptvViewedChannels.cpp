@@ -80,7 +80,8 @@ bool CIptvViewedChannels::IsViewedChannelDirty(const ChannelBlockIndex& channelB
     if (const auto* v6 = dynamic_cast<const core::CIpv6NetworkBlock*>(block))
         return dirty || sent_v6_ != GetChannelAddress(*v6, offset);
     ThrowLookupFailure(
-        {"Ipv4Block or Ipv6Block", "NetworkBlock", std::string(kOperation) + ". Typecast failed"},
+        {"Ipv4Block or Ipv6Block", "NetworkBlock",
+         "CIptvViewedChannels::IsViewedChannelDirty. Typecast failed"},
         "NetworkBlock " + block->GetName() + " couldnot be converted to Ipv4Block or Ipv4Block");
 }
 

@@ -116,7 +116,7 @@ void PortCheck::CheckProtocol(const CIptvStbBlockConfig& block, const core::CEmu
         has_ipv6_ = true;
     } else {
         ThrowLookupFailure({"IgmpHostConfig or MldHostConfig", "MulticastHostConfig",
-                            std::string(kOperation) + ". Typecast failed."},
+                            "CIptvStbBlockConfig::OnValidateStbBlock. Typecast failed."},
                            "MulticastHostConfig " + protocol->GetName() +
                                " cannot be conveted to IgmpHostConfig or MldHostConfig");
     }

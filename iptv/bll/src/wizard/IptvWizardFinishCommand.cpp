@@ -4,8 +4,6 @@
 
 #include "InitAttributeBuilder.h"
 #include "IptvErrors.h"
-#include "IptvLog.h"
-#include "IptvResources.h"
 #include "orv/common/exceptions.h"
 #include "orv/core/project.h"
 #include "orv/framework/meta_class_manager.h"
@@ -55,8 +53,7 @@ CIptvWizardTestConfig& GetOrMakeTestConfig() {
         object = framework::CScriptableCreator().Create(CIptvWizardTestConfig::CLASS_ID(), project);
     auto* config = dynamic_cast<CIptvWizardTestConfig*>(object);
     if (!config) {
-        LogResource(devLogger(), LogLevelType::Error, resource::kMemoryAllocationError,
-                    {"IptvWizardTestConfig"});
+        LogCreationFailure("IptvWizardTestConfig");
         throw common::COrvException(iptvAutomationMemErrMsg + "IptvWizardTestConfig.", true);
     }
     return *config;

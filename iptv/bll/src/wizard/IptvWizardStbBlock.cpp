@@ -101,13 +101,19 @@ igmpmld::CMulticastHostConfig& CIptvWizardStbBlock::SetupMcastHostConfig(std::ui
 }
 
 void CIptvWizardStbBlock::WarnOfVersions(bool ipv4, const core::CNetworkInterface& interface) const {
-    const std::string boxes = Describe() + " on " + GetParent()->GetName();
     if (!interface.IsTypeOf(ipv4 ? ids::Ipv4If::CLASS : ids::Ipv6If::CLASS))
-        WarnOfIpVersion(boxes + " uses " + interface.Describe(), ipv4);
+        WarnOfIpVersion(
+            [&] { return Describe() + " on " + GetParent()->GetName() + " uses " + interface.Describe(); },
+            ipv4);
     const std::uint8_t version = GetU8(Id::IgmpMldVersion);
     const bool of_ipv4 = version <= ids::WizardIgmpMldVersion::IGMP_V3;
     if (version <= ids::WizardIgmpMldVersion::MLD_V2 && of_ipv4 != ipv4)
-        WarnOfIpVersion(boxes + " has the version " + Get("IgmpMldVersion"), ipv4);
+        WarnOfIpVersion(
+            [&] {
+                return Describe() + " on " + GetParent()->GetName() + " has the version " +
+                       Get("IgmpMldVersion");
+            },
+            ipv4);
 }
 
 void CIptvWizardStbBlock::SetupViewedChannels(const CIptvStbBlockConfig& block,
