@@ -8,7 +8,6 @@
 #include "orv/core/if_manager.h"
 #include "orv/core/network_interface.h"
 #include "orv/framework/handle_registry.h"
-#include "orv/framework/meta_class_manager.h"
 #include "orv/framework/static_registration.h"
 #include "orv/framework/validation.h"
 #include "orv/ids/core_ids.h"
@@ -47,17 +46,6 @@ bool CIptvStbBlockConfig::m_ifFinderRegistered = false;
 CIptvStbBlockConfig::CIptvStbBlockConfig() = default;
 CIptvStbBlockConfig::~CIptvStbBlockConfig() {
     StopListening();
-}
-
-ClassId CIptvStbBlockConfig::CLASS_ID() {
-    static const ClassId id = ids::IptvStbBlockConfig::CLASS;
-    return id;
-}
-
-const framework::CMetaClass* CIptvStbBlockConfig::GetMetaClassStatic() {
-    static const framework::CMetaClass* const meta_class =
-        framework::CMetaClassManager::Instance().GetClass(CLASS_ID());
-    return meta_class;
 }
 
 std::uint32_t CIptvStbBlockConfig::GetIndexHandle() const {

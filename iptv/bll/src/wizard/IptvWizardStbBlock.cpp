@@ -12,7 +12,6 @@
 #include "orv/common/exceptions.h"
 #include "orv/core/emulated_device.h"
 #include "orv/core/network_interface.h"
-#include "orv/framework/meta_class_manager.h"
 #include "orv/framework/notification_service.h"
 #include "orv/framework/static_registration.h"
 #include "orv/ids/core_ids.h"
@@ -37,17 +36,6 @@ bool HasChild(const CScriptable& parent, ClassId id, std::uint32_t handle) {
 }
 
 }  // namespace
-
-ClassId CIptvWizardStbBlock::CLASS_ID() {
-    static const ClassId id = Id::CLASS;
-    return id;
-}
-
-const framework::CMetaClass* CIptvWizardStbBlock::GetMetaClassStatic() {
-    static const framework::CMetaClass* const meta_class =
-        framework::CMetaClassManager::Instance().GetClass(CLASS_ID());
-    return meta_class;
-}
 
 core::CEmulatedDevice& CIptvWizardStbBlock::GetDevice(const char* operation) const {
     if (auto* device = dynamic_cast<core::CEmulatedDevice*>(GetParent())) return *device;
