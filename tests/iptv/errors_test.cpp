@@ -1,6 +1,8 @@
 // The patterns in which failures are logged, reported and thrown.
 #include <gtest/gtest.h>
 
+#include <type_traits>
+
 #include "IptvErrors.h"
 #include "IptvLog.h"
 #include "IptvResourceRegisterer.h"
@@ -97,13 +99,21 @@ TEST_F(ErrorsTest, NoTextIsMadeForALevelThatIsOff) {
         made = true;
         return std::string("Validating IptvChannelBlock News");
     };
-    Trace(make);
+    const auto log = [&make] {
+        Trace(make);
+        LogText(devLogger(), LogLevelType::Info, make);
+        LogResource(devLogger(), LogLevelType::Debug, resource::kText, {make});
+    };
+    log();
     EXPECT_FALSE(made);
     EXPECT_TRUE(Logged().empty());
     devLogger()->SetLevel(LogLevelType::Debug);
-    Trace(make);
-    EXPECT_EQ(Logged(),
-              std::vector<std::string>{"content.mulvane.iptv Debug:  Validating IptvChannelBlock News"});
+    log();
+    const std::string written = "Validating IptvChannelBlock News";
+    EXPECT_EQ(Logged(), (std::vector<std::string>{"content.mulvane.iptv Debug:  " + written,
+                                                  "content.mulvane.iptv Info: " + written,
+                                                  "content.mulvane.iptv Debug: " + written}));
+    static_assert(!std::is_constructible_v<LazyText, std::string>, "it would be made for nothing");
 }
 
 TEST_F(ErrorsTest, AssertionTextHasItsFourParts) {

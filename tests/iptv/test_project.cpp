@@ -155,4 +155,14 @@ LogCapture::~LogCapture() {
     loggers.SetConsole(true);
 }
 
+NoOther::NoOther(const std::string& class_name)
+    : is_singleton_(const_cast<bool&>(framework::CMetaClassManager::Instance()
+                                          .GetClass(class_name, nullptr, true)
+                                          ->GetDefinition()
+                                          .is_singleton)) {
+    is_singleton_ = true;
+    one_.reset(framework::CScriptableCreator().Create(class_name, nullptr, false, false));
+    EXPECT_TRUE(one_) << class_name;
+}
+
 }  // namespace testing_aids

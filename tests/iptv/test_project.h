@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "IptvCreation.h"
 #include "config/IptvChannelBlock.h"
 #include "config/IptvStbBlockConfig.h"
 #include "config/IptvViewedChannels.h"
@@ -88,6 +89,19 @@ class LogCapture {
   private:
     std::vector<std::string> lines_;
     int listener_;
+};
+
+/// While it lives, no object of a class can be made: there is one, and the class allows no other.
+class NoOther {
+  public:
+    explicit NoOther(const std::string& class_name);
+    ~NoOther() { is_singleton_ = false; }
+    NoOther(const NoOther&) = delete;
+    NoOther& operator=(const NoOther&) = delete;
+
+  private:
+    bool& is_singleton_;
+    orv::iptv::OwnedScriptable one_;
 };
 
 /// A class that the data model derives from `base`, although its objects are no objects of the C++ class of

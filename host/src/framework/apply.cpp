@@ -36,7 +36,9 @@ void TellStatus(ApplyStatus status, const std::string& text) {
         try {
             handler(status, text);
         } catch (...) {
-            LogError("an apply-status handler failed: " + DescribeException(std::current_exception()));
+            LogError([&] {
+                return "an apply-status handler failed: " + DescribeException(std::current_exception());
+            });
         }
     }
 }
@@ -47,8 +49,10 @@ void LogEarlierRpcErrors() {
     std::vector<ErrorMsg> errors;
     CRpcManager::Instance().TakeErrors(errors);
     for (const ErrorMsg& error : errors) {
-        LogWarn(fmt::format("before the apply: sequence number {} of {}: fault {}, {}", error.msg_seq_num,
-                            error.messenger_string, error.fault_code, error.fault_string));
+        LogWarn([&] {
+            return fmt::format("before the apply: sequence number {} of {}: fault {}, {}", error.msg_seq_num,
+                               error.messenger_string, error.fault_code, error.fault_string);
+        });
     }
 }
 

@@ -23,7 +23,7 @@ void CApplyToILCommand::DoRun() {
     ValidationContext context;
     ApplyToIL(*project, context);
     for (const ValidationReport& warning : context.GetWarnings()) {
-        LogWarn(fmt::format("{}: {}", warning.object, warning.message));
+        LogWarn([&] { return fmt::format("{}: {}", warning.object, warning.message); });
     }
 }
 

@@ -91,8 +91,9 @@ void CCommand::Prepare() {
     CommandContext context(*this);
     const bool valid = Validate(context);
     for (const ValidationReport& warning : context.GetWarnings())
-        LogWarn(Describe() + ": " + warning.message);
-    for (const ValidationReport& error : context.GetErrors()) LogError(Describe() + ": " + error.message);
+        LogWarn([&] { return Describe() + ": " + warning.message; });
+    for (const ValidationReport& error : context.GetErrors())
+        LogError([&] { return Describe() + ": " + error.message; });
     if (valid && context.GetErrors().empty()) return;
     // A command may have found words of its own.
     std::string text = GetStatus();
@@ -116,7 +117,7 @@ void CCommand::RunGuarded() {
         }
     } catch (...) {
         const std::string text = DescribeFailure(*this, std::current_exception());
-        LogError(Describe() + ": " + text);
+        LogError([&] { return Describe() + ": " + text; });
         outcome = COMMAND_FAILED;
         ReportGuarded("status", [&] { SetStatus(text); });
     }
@@ -132,8 +133,10 @@ void CCommand::ReportGuarded(const char* what, const std::function<void()>& repo
     try {
         report();
     } catch (...) {
-        LogError(fmt::format("{}: reporting its {} failed: {}", Describe(), what,
-                             DescribeException(std::current_exception())));
+        LogError([&] {
+            return fmt::format("{}: reporting its {} failed: {}", Describe(), what,
+                               DescribeException(std::current_exception()));
+        });
     }
 }
 

@@ -17,20 +17,19 @@ int LineOf(const std::source_location& where) {
 
 }  // namespace
 
-bool IsDebugLogged() {
-    return Logger().IsEnabledFor(LogLevelType::Debug);
+void LogDebug(const LazyText& text, const std::source_location& where) {
+    if (Logger().IsEnabledFor(LogLevelType::Debug))
+        Logger().Debug(text.Get(), where.file_name(), LineOf(where));
 }
 
-void LogDebug(const std::string& text, const std::source_location& where) {
-    if (IsDebugLogged()) Logger().Debug(text, where.file_name(), LineOf(where));
+void LogWarn(const LazyText& text, const std::source_location& where) {
+    if (Logger().IsEnabledFor(LogLevelType::Warn))
+        Logger().Warn(text.Get(), where.file_name(), LineOf(where));
 }
 
-void LogWarn(const std::string& text, const std::source_location& where) {
-    if (Logger().IsEnabledFor(LogLevelType::Warn)) Logger().Warn(text, where.file_name(), LineOf(where));
-}
-
-void LogError(const std::string& text, const std::source_location& where) {
-    if (Logger().IsEnabledFor(LogLevelType::Error)) Logger().Error(text, where.file_name(), LineOf(where));
+void LogError(const LazyText& text, const std::source_location& where) {
+    if (Logger().IsEnabledFor(LogLevelType::Error))
+        Logger().Error(text.Get(), where.file_name(), LineOf(where));
 }
 
 std::string DescribeException(const std::exception_ptr& exception) {

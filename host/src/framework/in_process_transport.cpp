@@ -53,7 +53,8 @@ void Deliver(const std::shared_ptr<Link>& link, int index) {
                 closed(kClosedByPeer);
             }
         } catch (...) {
-            LogError("receiving a message failed: " + DescribeException(std::current_exception()));
+            LogError(
+                [&] { return "receiving a message failed: " + DescribeException(std::current_exception()); });
         }
     }
 }

@@ -40,7 +40,9 @@ void CNotificationService::Notify(CScriptable& object, Change change) {
         try {
             listener(object, change);
         } catch (...) {
-            LogError("a listener for object changes failed: " + DescribeException(std::current_exception()));
+            LogError([&] {
+                return "a listener for object changes failed: " + DescribeException(std::current_exception());
+            });
         }
     }
 }

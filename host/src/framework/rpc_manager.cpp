@@ -90,8 +90,10 @@ void CRpcManager::Reset() {
 int CRpcManager::Impl::Send(const Messenger& messenger, Message& message, PendingRequest request,
                             std::uint32_t timeout_ms) {
     const auto refuse = [&](SendResult result, const std::string& why) {
-        LogError(fmt::format("request {} to {} was not sent: {}", message.get_request_name(),
-                             messenger.ToMessengerString(), why));
+        LogError([&] {
+            return fmt::format("request {} to {} was not sent: {}", message.get_request_name(),
+                               messenger.ToMessengerString(), why);
+        });
         return static_cast<int>(result);
     };
     const auto connection = Find(messenger);
@@ -151,7 +153,8 @@ int CRpcManager::RegisterForNotification(const Messenger& messenger, Message& me
 
 int CRpcManager::DeregisterForNotification(const Messenger& messenger, Message& message, int registrationId) {
     if (impl_->registrations.erase(registrationId) == 0) {
-        LogWarn(fmt::format("there is no notification registration {} to end", registrationId));
+        LogWarn(
+            [&] { return fmt::format("there is no notification registration {} to end", registrationId); });
         return -1;
     }
     // Nobody waits for this answer, so its fault is no one's error.

@@ -62,11 +62,13 @@ void CRpcManager::Impl::OnMessage(const std::shared_ptr<RpcConnection>& connecti
     const std::uint32_t seq_no = message.header().get_seq_no();
     auto request = connection->Take(seq_no);
     if (!request) {
-        return LogWarn(
-            fmt::format("a {} of {} for sequence number {} is dropped: no request of that number waits "
-                        "for one",
-                        message.get_msg_type() == tm::TMT_FAULT ? "fault" : "response",
-                        connection->GetMessenger().ToMessengerString(), seq_no));
+        return LogWarn([&] {
+            return fmt::format(
+                "a {} of {} for sequence number {} is dropped: no request of that number waits "
+                "for one",
+                message.get_msg_type() == tm::TMT_FAULT ? "fault" : "response",
+                connection->GetMessenger().ToMessengerString(), seq_no);
+        });
     }
     Answer(connection->GetMessenger(), std::move(*request), message);
 }
@@ -89,7 +91,7 @@ void CRpcManager::Impl::Answer(const Messenger& messenger, PendingRequest reques
         } catch (...) {
             const std::string text = fmt::format("handling the answer to {} failed: {}", request.request_name,
                                                  DescribeException(std::current_exception()));
-            LogError(fmt::format("{} (from {})", text, messenger.ToMessengerString()));
+            LogError([&] { return fmt::format("{} (from {})", text, messenger.ToMessengerString()); });
             AddError(messenger, request.seq_no, kFaultDelegateFailed, text);
         }
         --delegates_of_this_thread;
@@ -100,7 +102,9 @@ void CRpcManager::Impl::Answer(const Messenger& messenger, PendingRequest reques
 
 void CRpcManager::Impl::AnswerWithFault(const Messenger& messenger, PendingRequest request, int code,
                                         const std::string& text) {
-    LogWarn(fmt::format("request {} to {}: {}", request.request_name, messenger.ToMessengerString(), text));
+    LogWarn([&] {
+        return fmt::format("request {} to {}: {}", request.request_name, messenger.ToMessengerString(), text);
+    });
     Message fault;
     fault.set_msg_type(tm::TMT_FAULT);
     fault.set_request_name(request.request_name);
@@ -121,8 +125,10 @@ void CRpcManager::Impl::OnTimeout(RpcConnection& connection, std::uint16_t seq_n
 void CRpcManager::Impl::OnClosed(const std::shared_ptr<RpcConnection>& connection,
                                  const std::string& reason) {
     if (!connection->IsOpen()) return;
-    LogWarn(fmt::format("the connection to {} is lost: {}", connection->GetMessenger().ToMessengerString(),
-                        reason));
+    LogWarn([&] {
+        return fmt::format("the connection to {} is lost: {}", connection->GetMessenger().ToMessengerString(),
+                           reason);
+    });
     connection->Close();
     connections.erase(connection->GetMessenger().ToMessengerString());
     FailAll(*connection, reason);
@@ -159,8 +165,10 @@ void CRpcManager::Impl::OnNotification(const std::shared_ptr<RpcConnection>& con
             receivers.push_back(id);
         }
     }
-    if (receivers.empty() && IsDebugLogged()) {
-        LogDebug(fmt::format("nobody is registered for {} from {}", message.get_request_name(), address));
+    if (receivers.empty()) {
+        LogDebug([&] {
+            return fmt::format("nobody is registered for {} from {}", message.get_request_name(), address);
+        });
     }
     for (const int id : receivers) {
         const auto found = registrations.find(id);
@@ -172,7 +180,7 @@ void CRpcManager::Impl::OnNotification(const std::shared_ptr<RpcConnection>& con
         } catch (...) {
             const std::string text = fmt::format("handling the notification {} failed: {}", registration.name,
                                                  DescribeException(std::current_exception()));
-            LogError(fmt::format("{} (from {})", text, address));
+            LogError([&] { return fmt::format("{} (from {})", text, address); });
             AddError(connection->GetMessenger(), message.header().get_seq_no(), kFaultDelegateFailed, text);
         }
     }

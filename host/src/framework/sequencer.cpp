@@ -150,7 +150,7 @@ void CSequencer::RunAll(const std::vector<std::uint32_t>& commandHandles) {
 void CSequencer::End(SequencerState state, const std::string& errorText) {
     Set(ids::Sequencer::CurrentCommand, std::uint32_t{0});
     SetT<std::string>(ids::Sequencer::ErrorText, errorText);
-    if (!errorText.empty()) LogError("the sequence failed: " + errorText);
+    if (!errorText.empty()) LogError([&] { return "the sequence failed: " + errorText; });
     Set(ids::Sequencer::State, static_cast<std::uint8_t>(state));
     CTaskManager::Instance().Wake();
 }

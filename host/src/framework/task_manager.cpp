@@ -47,8 +47,10 @@ void RunTaskGuarded(CTask& task) {
     try {
         task.Run();
     } catch (...) {
-        LogError(fmt::format("task \"{}\" failed: {}", task.GetName(),
-                             DescribeException(std::current_exception())));
+        LogError([&] {
+            return fmt::format("task \"{}\" failed: {}", task.GetName(),
+                               DescribeException(std::current_exception()));
+        });
     }
 }
 
@@ -57,7 +59,7 @@ void RunWorkGuarded(const std::function<void()>& work) {
     try {
         work();
     } catch (...) {
-        LogError("timed work failed: " + DescribeException(std::current_exception()));
+        LogError([&] { return "timed work failed: " + DescribeException(std::current_exception()); });
     }
 }
 

@@ -84,7 +84,9 @@ void RealTaskClock::Stop() {
 void RealTaskClock::Post(std::shared_ptr<CTask> task) {
     JoinEndedTasks();
     const std::lock_guard guard(tasks_mutex_);
-    if (stopping_) return LogDebug(fmt::format("task \"{}\" is dropped: the host stops", task->GetName()));
+    if (stopping_)
+        return LogDebug(
+            [&] { return fmt::format("task \"{}\" is dropped: the host stops", task->GetName()); });
     TaskThread& entry = tasks_.emplace_back();
     lock_.Reserve(entry.place);
     try {

@@ -212,9 +212,10 @@ void ResultsFile::BecomeOneFile() {
         connection_->Execute("PRAGMA journal_mode = DELETE");
     } catch (const SqliteError& error) {
         if (!error.IsBusy()) throw;
-        framework::LogWarn(
-            "another program reads " + data_set_.path +
-            "; the file beside it that ends in -wal belongs to it until that program closes it");
+        framework::LogWarn([&] {
+            return "another program reads " + data_set_.path +
+                   "; the file beside it that ends in -wal belongs to it until that program closes it";
+        });
     }
 }
 
@@ -223,7 +224,8 @@ void ResultsFile::Close() noexcept {
     try {
         BecomeOneFile();
     } catch (const std::exception& error) {
-        framework::LogWarn(data_set_.path + " needs the file beside it that ends in -wal: " + error.what());
+        framework::LogWarn(
+            [&] { return data_set_.path + " needs the file beside it that ends in -wal: " + error.what(); });
     }
     Drop();
 }

@@ -63,7 +63,8 @@ void ResultsWriter::WarnOfWaiting() {
         if (std::exchange(has_warned_, true)) return;
         path = path_;
     }
-    framework::LogWarn("writing results to " + path + " is slower than the test makes them: the test waits");
+    framework::LogWarn(
+        [&] { return "writing results to " + path + " is slower than the test makes them: the test waits"; });
 }
 
 void ResultsWriter::Stop() {

@@ -33,9 +33,13 @@ void ThrowLookupFailure(const LookupFailure& failure, framework::CBaseValidation
     throw COrvRunTimeError(iptvAutomationObjErrMsg + detail, true);
 }
 
-void ThrowCreationFailure(const std::string& what, const std::string& class_name,
-                          const std::source_location& where) {
+void LogCreationFailure(const framework::LazyText& what, const std::source_location& where) {
     LogResource(devLogger(), LogLevelType::Error, resource::kMemoryAllocationError, {what}, where);
+}
+
+void ThrowCreationFailure(const framework::LazyText& what, const std::string& class_name,
+                          const std::source_location& where) {
+    LogCreationFailure(what, where);
     throw COrvRunTimeError(iptvAutomationMemErrMsg + class_name + ".", true);
 }
 

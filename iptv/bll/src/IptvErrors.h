@@ -4,6 +4,8 @@
 #include <source_location>
 #include <string>
 
+#include "orv/framework/lazy_text.h"
+
 namespace orv::framework {
 class CBaseValidationContext;
 }
@@ -17,9 +19,9 @@ extern const std::string iptvAutomationMemErrMsg;
 
 /// An object that the configuration must contain was not found, or is of another class.
 struct LookupFailure {
-    std::string object;     ///< what was sought: "MulticastGroup"
-    std::string from;       ///< where it was sought from: "ChannelBlock"
-    std::string operation;  ///< who sought it: "CIptvChannelBlock::ValidateChannelBlock"
+    const char* object;     ///< what was sought: "MulticastGroup"
+    const char* from;       ///< where it was sought from: "ChannelBlock"
+    const char* operation;  ///< who sought it: "CIptvChannelBlock::ValidateChannelBlock"
 };
 
 /// Developer log (details) and user log (summary).
@@ -35,9 +37,12 @@ void LogLookupFailure(const LookupFailure& failure,
                                      const std::string& report, const std::string& detail,
                                      const std::source_location& where = std::source_location::current());
 
-/// The host's creator returned nothing: logs `what`, and throws COrvRunTimeError with the memory prefix and
-/// `class_name` with a full stop.
-[[noreturn]] void ThrowCreationFailure(const std::string& what, const std::string& class_name,
+/// An object could not be created: logs `what`.
+void LogCreationFailure(const framework::LazyText& what,
+                        const std::source_location& where = std::source_location::current());
+
+/// Logs, and throws COrvRunTimeError with the memory prefix and `class_name` with a full stop.
+[[noreturn]] void ThrowCreationFailure(const framework::LazyText& what, const std::string& class_name,
                                        const std::source_location& where = std::source_location::current());
 
 /// The source of a validation report: path and line without separator.

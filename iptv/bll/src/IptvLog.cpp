@@ -40,23 +40,19 @@ BLLLogger* userLogger() {
 }
 
 void LogResource(BLLLogger* logger, LogLevelType level, std::uint32_t id,
-                 std::initializer_list<std::string> arguments, const std::source_location& where) {
+                 std::initializer_list<framework::LazyText> arguments, const std::source_location& where) {
     if (!logger || !logger->IsEnabledFor(level)) return;
     framework::ResourceFormatter formatter(id);
-    for (const std::string& argument : arguments) formatter << argument;
+    for (const framework::LazyText& argument : arguments) formatter << argument.Get();
     Write(*logger, level, formatter.ToString(), where);
 }
 
-void LogText(BLLLogger* logger, LogLevelType level, const std::string& text,
+void LogText(BLLLogger* logger, LogLevelType level, const framework::LazyText& text,
              const std::source_location& where) {
-    if (logger && logger->IsEnabledFor(level)) Write(*logger, level, text, where);
+    if (logger && logger->IsEnabledFor(level)) Write(*logger, level, text.Get(), where);
 }
 
-bool TracesAreOn() {
-    return devLogger() && devLogger()->IsEnabledFor(LogLevelType::Debug);
-}
-
-void WriteTrace(const std::string& text, const std::source_location& where) {
+void Trace(const framework::LazyText& text, const std::source_location& where) {
     LogResource(devLogger(), LogLevelType::Debug, resource::kTrace, {text}, where);
 }
 

@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <initializer_list>
 #include <source_location>
-#include <string>
 
+#include "orv/framework/lazy_text.h"
 #include "orv/framework/logger.h"
 
 namespace orv::iptv {
@@ -20,23 +20,14 @@ framework::BLLLogger* userLogger();
 /// Writes a resource with its arguments. Nothing is formatted when the logger is missing or off for the
 /// level.
 void LogResource(framework::BLLLogger* logger, LogLevelType level, std::uint32_t id,
-                 std::initializer_list<std::string> arguments,
+                 std::initializer_list<framework::LazyText> arguments,
                  const std::source_location& where = std::source_location::current());
 /// Writes a plain text, under the same guard.
-void LogText(framework::BLLLogger* logger, LogLevelType level, const std::string& text,
+void LogText(framework::BLLLogger* logger, LogLevelType level, const framework::LazyText& text,
              const std::source_location& where = std::source_location::current());
 
-/// A debug trace on the developer log. The text is made by a function so that it costs nothing while traces
-/// are off.
-template <class MakeText>
-void Trace(const MakeText& make_text, const std::source_location& where = std::source_location::current());
-
-bool TracesAreOn();
-void WriteTrace(const std::string& text, const std::source_location& where);
-
-template <class MakeText>
-void Trace(const MakeText& make_text, const std::source_location& where) {
-    if (TracesAreOn()) WriteTrace(make_text(), where);
-}
+/// A debug trace on the developer log.
+void Trace(const framework::LazyText& text,
+           const std::source_location& where = std::source_location::current());
 
 }  // namespace orv::iptv

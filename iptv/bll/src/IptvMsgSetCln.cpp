@@ -4,7 +4,6 @@
 
 #include "IptvErrors.h"
 #include "IptvLog.h"
-#include "IptvResources.h"
 #include "apply/ApplyStates.h"
 #include "config/IptvChannelBlock.h"
 #include "config/IptvStbBlockConfig.h"
@@ -211,8 +210,10 @@ void CIptvMsgSetCln::Send(Message& message, bool await_response, bool& pending) 
     const int result = framework::CRpcManager::Instance().SendAsyncMessage(
         messenger, message, &m_responseDelegate, nullptr, 0, true);
     if (static_cast<std::uint16_t>(result) != 0) {
-        LogText(devLogger(), LogLevelType::Error,
-                DescribeError("CIptvMsgSetCln::Dispatch (" + m_state->GetName() + ") message send", message));
+        LogText(devLogger(), LogLevelType::Error, [&] {
+            return DescribeError("CIptvMsgSetCln::Dispatch (" + m_state->GetName() + ") message send",
+                                 message);
+        });
         m_sendErrors.push_back({message.header().get_seq_no(), messenger.ToMessengerString(), result,
                                 message.get_request_name() + " could not be sent"});
         Abandon();
@@ -235,11 +236,11 @@ std::string CIptvMsgSetCln::DescribeError(const std::string& prefix, const Messa
 void CIptvMsgSetCln::GenericResponseHandler(std::uint16_t sequence, Message* response, void* context) {
     m_waitingResponse = false;
     if (response->get_msg_type() == tm::TMT_FAULT) {
-        std::string state;
-        if (m_state) state.append("(").append(m_state->GetName()).append(") ");
-        LogText(
-            devLogger(), LogLevelType::Error,
-            DescribeError("CIptvMsgSetCln::GenericResponseHandler " + state + "message response", *response));
+        LogText(devLogger(), LogLevelType::Error, [&] {
+            const std::string state = m_state ? "(" + m_state->GetName() + ") " : "";
+            return DescribeError("CIptvMsgSetCln::GenericResponseHandler " + state + "message response",
+                                 *response);
+        });
         Abandon();
     } else if (response->get_msg_type() == tm::TMT_RESPONSE && m_state) {
         try {

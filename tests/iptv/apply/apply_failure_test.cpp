@@ -3,6 +3,7 @@
 #include "apply_fixture.h"
 #include "orv/core/ipv4_network_block.h"
 #include "orv/framework/handle_registry.h"
+#include "results/IptvResultsManager.h"
 
 namespace {
 
@@ -109,6 +110,35 @@ TEST_F(ApplyFailureTest, WhatIsNewToAPortIsSentUntilThePortHasIt) {
     EXPECT_EQ(Apply(), "");
     EXPECT_THAT(far2.Take(), ElementsAre(interface, block));
     EXPECT_THAT(far1.Take(), testing::Not(testing::Contains(block)));
+}
+
+TEST_F(ApplyFailureTest, AnExcludedInterfaceIsDetachedHoweverFarItsBlockHasCome) {
+    c.SetObjects({&fast}, relations::IptvProfile);
+    c.SetObjects({&range}, relations::StbChannel);
+    ASSERT_EQ(Apply(), "");
+    far1.Take();
+    constexpr auto kOn = ids::IlMembership::INCLUDED, kOff = ids::IlMembership::EXCLUDED;
+    constexpr std::size_t kNone = 9;
+    const std::string attach = "AttachInterfaces 2", update = "UpdateSettopBlock C",
+                      remove = "DeleteSettopBlock C", detach = "DetachInterfaces 2";
+    const struct {
+        std::uint8_t membership;
+        std::size_t failing;
+        Requests sent;
+    } applies[] = {{kOff, 0, {remove}},        {kOff, 1, {remove, detach}}, {kOff, kNone, {detach}},
+                   {kOn, 1, {attach, update}}, {kOff, kNone, {detach}},     {kOn, kNone, {attach, update}}};
+    auto& results = *iptv::CIptvResultsManager::GetResultsManager();
+    for (const auto& apply : applies) {
+        c.GetMcastIf()->Set(ids::EmulatedIf::IlMembership, apply.membership);
+        Spoil(far1, apply.failing, Answer::Fault);
+        EXPECT_EQ(Apply() == "", apply.failing == kNone);
+        EXPECT_THAT(far1.Take(), ElementsAreArray(apply.sent));
+        if (apply.failing != kNone) continue;
+        // Nothing has changed since, so that an apply has nothing to refuse.
+        results.SetTestRunning(true);
+        EXPECT_EQ(Apply(), "");
+        results.SetTestRunning(false);
+    }
 }
 
 TEST_F(ApplyFailureTest, AMovedGroupReachesAlsoThePortThatFailedBeforeIt) {

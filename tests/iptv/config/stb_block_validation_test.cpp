@@ -156,24 +156,32 @@ TEST(StbBlockValidation, NothingChangesUnderATest) {
              Remove(s.block);
          },
          {kChanged}},
-        {"the only one of all ports, deleted",
+        {"the last one of all ports, deleted: nothing is left to check",
          [](Scene& s) { TakePart(s), s.StartTest(), Remove(s.block); },
-         {kChanged}},
+         {}},
         {"deleted, not part of the test", [](Scene& s) { s.StartTest(), Remove(s.block); }, {}},
         {"off its port",
          [](Scene& s) {
+             s.AddBoxes(&s.project.MakePort(), "Other");
              TakePart(s);
              s.StartTest();
              s.device.RemoveObject(s.port, relations::AffiliationPort);
          },
          {kChanged}},
-        {"port deleted", [](Scene& s) { TakePart(s), s.StartTest(), Remove(s.port); }, {kChanged}},
+        {"port deleted",
+         [](Scene& s) {
+             s.AddBoxes(&s.project.MakePort(), "Other");
+             TakePart(s), s.StartTest(), Remove(s.port);
+         },
+         {kChanged}},
         {"off, incomplete and no part of the test",
          [](Scene& s) {
              TakeProfile(s), SwitchOff(s.block), s.project.Settle();
              iptv::CIptvResultsManager::GetResultsManager()->SetTestRunning(true);
          },
-         {}},
+         {},
+         "IptvViewingProfileConfig from IptvStbBlockConfig in CIptvPortConfig::OnApplyStbBlockUpdate",
+         "IptvViewingProfileConfig associated with Boxes"},
         {"deleted without a test", [](Scene& s) { TakePart(s), Remove(s.block); }, {}},
         {"moved, checked on its new port only",
          [](Scene& s) {
@@ -300,6 +308,8 @@ TEST(StbBlockValidation, NoProcessorServesTooManyBoxes) {
                 },
                 row.reports}});
     }
+    CheckCases(&CIptvStbBlockConfig::CheckCcpuDeviceLimit,
+               {{"alone", [](Scene& s) { Put(s, {{16385}}); }, {TooMany("A", "16385")}}});
     Check({
         {"the blocks of a port together",
          [](Scene& s) {

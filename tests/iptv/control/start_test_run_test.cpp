@@ -1,6 +1,7 @@
 // What a test start does, in which order, and what it leaves when it is given up or fails.
 #include <algorithm>
 
+#include "control/StopRunningTest.h"
 #include "orv/core/orv_system.h"
 #include "start_run_fixture.h"
 
@@ -275,6 +276,25 @@ TEST_F(StartRunTest, AFailureNamesStepAndPort) {
                 StartsWith("IptvStartTestCommand failed: Test configuration on P2: it threw the integer -"));
     EXPECT_FALSE(CIptvResultsManager::IsTestRunning());
     EXPECT_TRUE(IsEnabled(Id::CLASS));
+}
+
+TEST_F(StartRunTest, ACommandThatCannotBeMadeIsNamed) {
+    const std::string failed = "MEMORY ALLOCATION ERROR: for object: ";
+    const struct {
+        const char* class_name;
+        const char* where;
+    } commands[] = {{"AnalyzerStartCommand", " in CIptvStartTestCommand::DoRun"},
+                    {"AnalyzerStopCommand", ""},
+                    {"ApplyToILCommand", ""}};
+    for (const auto& [class_name, where] : commands) {
+        const testing_aids::NoOther none(class_name);
+        EXPECT_EQ(Start(),
+                  std::string(" BAD ALLOCATION ERROR: Error in Memory Allocation. ") + class_name + ".");
+        EXPECT_THAT(log.Take(), Contains("content.mulvane.iptv Error: " + failed + class_name + where + " "));
+    }
+    const testing_aids::NoOther none("IptvStopTestCommand");
+    EXPECT_THROW(iptv::StopRunningTest("why"), common::COrvRunTimeError);
+    EXPECT_THAT(log.Take(), Contains(HasSubstr(failed + "IptvStopTestCommand ")));
 }
 
 TEST_F(StartRunTest, AStartThatFailsHalfwayLeavesNothingToTheNextTest) {

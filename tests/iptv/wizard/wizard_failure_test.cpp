@@ -163,27 +163,6 @@ TEST(WizardFailures, NamesObjectsOfTheWrongKind) {
     }
 }
 
-/// While it lives, no object of a class can be made: there is one, and the class allows no other.
-class NoOther {
-  public:
-    explicit NoOther(const std::string& class_name)
-        : is_singleton_(const_cast<bool&>(framework::CMetaClassManager::Instance()
-                                              .GetClass(class_name, nullptr, true)
-                                              ->GetDefinition()
-                                              .is_singleton)) {
-        is_singleton_ = true;
-        one_.reset(CScriptableCreator().Create(class_name, nullptr, false, false));
-        EXPECT_TRUE(one_) << class_name;
-    }
-    ~NoOther() { is_singleton_ = false; }
-    NoOther(const NoOther&) = delete;
-    NoOther& operator=(const NoOther&) = delete;
-
-  private:
-    bool& is_singleton_;
-    iptv::OwnedScriptable one_;
-};
-
 TEST(WizardFailures, NamesWhatCannotBeMade) {
     const struct {
         const char* class_name;
@@ -212,7 +191,7 @@ TEST(WizardFailures, NamesWhatCannotBeMade) {
         const Good good{own_scene};
         good.config.Set("IpVersion", wanted.ip_version);
         {
-            const NoOther none(wanted.class_name);
+            const testing_aids::NoOther none(wanted.class_name);
             EXPECT_EQ(own_scene.Finish(),
                       kBadAllocation + wanted.logged.substr(0, wanted.logged.find(' ')) + ".");
         }

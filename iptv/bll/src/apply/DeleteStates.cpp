@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "apply/ApplyStates.h"
+#include "config/IptvStbBlockConfig.h"
 #include "config/IptvViewedChannels.h"
 #include "config/IptvViewingProfileConfig.h"
 #include "msgset/interface_requests.h"
@@ -65,6 +66,10 @@ void DetachInterfaceState::ProcessResponse(CIptvMsgSetCln* client, std::uint16_t
     IFSETUP_1_bll::parse_resp_DetachInterfaces(response);
     for (const std::uint32_t block : client->GetHandlesFromApplyMap(apply_key::kDeleteSettopBlock))
         client->KnownBlocks().erase(block);
+    for (auto* block : client->GetFromApplyMap<CIptvStbBlockConfig>(apply_key::kDeleteSettopBlock)) {
+        // One that has moved on may have been attached to its new port already.
+        if (block->GetBlockKey() == client->GetPortHandle()) block->ForgetInterface();
+    }
 }
 
 bool DeleteChannelBlockState::FillMessage(CIptvMsgSetCln* client, Message& message, bool& awaitResponse) {

@@ -71,7 +71,11 @@ void ApplyTables::SortBlock(CIptvStbBlockConfig& block) {
     }
     const core::CNetworkInterface* interface = block.GetMcastIf();
     if (interface && interface->GetU8(ids::EmulatedIf::IlMembership) != ids::IlMembership::INCLUDED) {
-        if (!IsKnown(block.GetHandle())) return;
+        if (!client_.KnownBlocks().contains(block.GetHandle())) {
+            // The port has lost, or never had, what an apply had attached.
+            block.ForgetInterface();
+            return;
+        }
         client_.AddToApplyMap(apply_key::kDeleteSettopBlock, &block);
         // What it watches counts as used once more, and is the next apply's.
         ConfigChanges::NotePort(port_.GetHandle());

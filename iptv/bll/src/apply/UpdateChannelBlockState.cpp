@@ -81,7 +81,8 @@ void AddSourcesOfDevice(channelBlockConfig_s& record, const core::CEmulatedDevic
     } else {
         ThrowLookupFailure(
             {"Ipv4If or Ipv6If", "EmulatedDevice",
-             std::string(kOperation) + " typecast from MulticastGroup to Ipv4 or Ipv6group failed."},
+             "CIptvMsgSetCln (Update Channel Block State) typecast from MulticastGroup to Ipv4 or Ipv6group "
+             "failed."},
             "NetworkInterface " + top->GetName() + " cannot be classified as Ipv4If or Ipv6If.");
     }
 }
@@ -108,10 +109,10 @@ class ChannelBlockPart {
 };
 
 void ChannelBlockPart::ThrowNeitherVersion() const {
-    ThrowLookupFailure(
-        {"Ipv4Group or Ipv6Group", "MulticastGroup",
-         std::string(kOperation) + "typecast from MulticastGroup to Ipv4 or Ipv6group failed."},
-        group_.GetName() + " cannot be classified as Ipv4Group or Ipv6Group.");
+    ThrowLookupFailure({"Ipv4Group or Ipv6Group", "MulticastGroup",
+                        "CIptvMsgSetCln (Update Channel Block State)typecast from MulticastGroup to Ipv4 or "
+                        "Ipv6group failed."},
+                       group_.GetName() + " cannot be classified as Ipv4Group or Ipv6Group.");
 }
 
 void ChannelBlockPart::Fill() {

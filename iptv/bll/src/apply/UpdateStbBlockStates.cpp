@@ -73,9 +73,10 @@ struct IpInterface {
 void WarnWhenUnresolved(const core::CPort& port, const CIptvStbBlockConfig& block,
                         const IpInterface& interface) {
     if (!block.GetParent() || interface.IsResolved()) return;
-    LogResource(userLogger(), LogLevelType::Warn, resource::kText,
-                {" For " + port.GetName() + ": EmulatedDevice: " + block.GetParent()->GetName() +
-                 ": Please resolve IP addresses before attempting to " + "start IPTV test."});
+    LogResource(userLogger(), LogLevelType::Warn, resource::kText, {[&] {
+                    return " For " + port.GetName() + ": EmulatedDevice: " + block.GetParent()->GetName() +
+                           ": Please resolve IP addresses before attempting to " + "start IPTV test.";
+                }});
 }
 
 rrr_stbConfig_s MakeRetransmissionRecord(const core::CPort& port, const CIptvStbBlockConfig& block,
@@ -119,8 +120,9 @@ void AttachInterfaceState::ProcessResponse(CIptvMsgSetCln* client, std::uint16_t
     IFSETUP_1_bll::parse_resp_AttachInterfaces(response);
     for (const auto& [block, il_interface] : client->AttachedInterfaces()) {
         // Should the block not follow, the interface is detached again.
-        const auto [known, is_new] = client->KnownBlocks().try_emplace(block);
-        if (is_new || known->second.deleted) known->second = {.il_interface = il_interface, .deleted = true};
+        const auto known =
+            client->KnownBlocks().try_emplace(block, CIptvMsgSetCln::KnownBlock{.deleted = true});
+        known.first->second.il_interface = il_interface;
     }
 }
 

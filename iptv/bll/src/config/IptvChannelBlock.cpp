@@ -1,7 +1,6 @@
 #include "config/IptvChannelBlock.h"
 
 #include "InitAttributeBuilder.h"
-#include "orv/framework/meta_class_manager.h"
 #include "orv/framework/static_registration.h"
 #include "orv/framework/validation.h"
 #include "orv/ids/core_ids.h"
@@ -10,17 +9,6 @@
 #include "orv/mcastcore/multicast_group.h"
 
 namespace orv::iptv {
-
-ClassId CIptvChannelBlock::CLASS_ID() {
-    static const ClassId id = ids::IptvChannelBlock::CLASS;
-    return id;
-}
-
-const framework::CMetaClass* CIptvChannelBlock::GetMetaClassStatic() {
-    static const framework::CMetaClass* const meta_class =
-        framework::CMetaClassManager::Instance().GetClass(CLASS_ID());
-    return meta_class;
-}
 
 std::uint32_t CIptvChannelBlock::GetChannelStart() const {
     return GetU32(ids::IptvChannelBlock::ChannelStart);

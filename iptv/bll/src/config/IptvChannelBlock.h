@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "ModelClass.h"
 #include "orv/framework/scriptable.h"
 
 namespace orv::core {
@@ -23,18 +24,14 @@ using framework::CScriptable;
 
 /// Numbers the addresses of a multicast group as TV channels: channel ChannelStart + i is the i-th address of
 /// the group's network block, counted from 0. Deleted together with its group.
-class CIptvChannelBlock : public CScriptable {
+class CIptvChannelBlock : public ModelClass<ids::IptvChannelBlock::CLASS.GetValue(), CScriptable> {
   public:
-    static ClassId CLASS_ID();
-    static const framework::CMetaClass* GetMetaClassStatic();
-
     std::uint32_t GetChannelStart() const;
     const std::string& GetChannelName() const;
     /// The group whose addresses are the channels, or null.
     mcastcore::CMulticastGroup* GetMulticastGroup() const;
 
     void OnRelationModified(RelationType type, CScriptable& other, bool added) override;
-    bool IsSingleton() const override { return false; }
 
     /// Channel numbers are unique over all channel blocks, and every channel has a UDP port.
     static void OnValidateChannelBlock(framework::ValidationContext& context);

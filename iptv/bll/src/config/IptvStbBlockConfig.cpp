@@ -8,7 +8,6 @@
 #include "orv/core/if_manager.h"
 #include "orv/core/network_interface.h"
 #include "orv/framework/handle_registry.h"
-#include "orv/framework/meta_class_manager.h"
 #include "orv/framework/static_registration.h"
 #include "orv/framework/validation.h"
 #include "orv/ids/core_ids.h"
@@ -49,17 +48,6 @@ CIptvStbBlockConfig::~CIptvStbBlockConfig() {
     StopListening();
 }
 
-ClassId CIptvStbBlockConfig::CLASS_ID() {
-    static const ClassId id = ids::IptvStbBlockConfig::CLASS;
-    return id;
-}
-
-const framework::CMetaClass* CIptvStbBlockConfig::GetMetaClassStatic() {
-    static const framework::CMetaClass* const meta_class =
-        framework::CMetaClassManager::Instance().GetClass(CLASS_ID());
-    return meta_class;
-}
-
 std::uint32_t CIptvStbBlockConfig::GetIndexHandle() const {
     if (!GetParent()) return 0;
     const CScriptable* port = GetParent()->GetObject(ids::Port::CLASS, ids::relations::AffiliationPort);
@@ -82,9 +70,10 @@ void CIptvStbBlockConfig::FileUnderPort() {
     AddObjectToMap();
     ConfigChanges::NotePort(GetBlockKey());
     if (GetBlockKey() != 0 && !HasBlockIndex()) {
-        LogText(userLogger(), LogLevelType::Error,
-                Describe() + " has no index: its port carries " + std::to_string(kNoIndex) +
-                    " set-top-box blocks already");
+        LogText(userLogger(), LogLevelType::Error, [&] {
+            return Describe() + " has no index: its port carries " + std::to_string(kNoIndex) +
+                   " set-top-box blocks already";
+        });
     }
 }
 

@@ -5,6 +5,7 @@
 #include <map>
 #include <vector>
 
+#include "ModelClass.h"
 #include "config/StbBlockValues.h"
 #include "orv/common/indexed_object.h"
 #include "orv/framework/scriptable.h"
@@ -29,13 +30,11 @@ using StbPortMap = std::map<std::uint32_t, std::vector<std::uint32_t>>;
 /// device is on, with an index that is unique among the blocks of the port; it follows its device from port
 /// to port. A port has at most 65535 blocks: creating one more throws COrvRunTimeError; one that is moved
 /// there with its device is kept without index, and the user log says so.
-class CIptvStbBlockConfig : public CScriptable,
+class CIptvStbBlockConfig : public ModelClass<ids::IptvStbBlockConfig::CLASS.GetValue(), CScriptable>,
                             public common::IndexedObject<CIptvStbBlockConfig, unsigned short, unsigned int> {
   public:
     CIptvStbBlockConfig();
     ~CIptvStbBlockConfig() override;
-    static ClassId CLASS_ID();
-    static const framework::CMetaClass* GetMetaClassStatic();
 
     /// Handle of the port that the parent device is on, 0 without parent or port.
     std::uint32_t GetIndexHandle() const;
@@ -53,6 +52,8 @@ class CIptvStbBlockConfig : public CScriptable,
     /// The values as they were sent last.
     const StbBlockValues& GetNewValuesForApply() const { return applied_values_; }
     void SetAppliedValues(StbBlockValues values) { applied_values_ = std::move(values); }
+    /// Its port has no interface attached for it any more.
+    void ForgetInterface() { applied_values_.vif_handle = 0; }
     /// True when a value differs from what was sent last. `update`: the present values count as sent from now
     /// on.
     bool CheckIfAnyRelatedObjectsAreDirty(bool update);
@@ -65,7 +66,6 @@ class CIptvStbBlockConfig : public CScriptable,
     bool OnInit() override;
     bool OnMarkDelete() override;
     void OnRelationModified(RelationType type, CScriptable& other, bool added) override;
-    bool IsSingleton() const override { return false; }
 
     /// Told of every relation change of the parent device.
     void RelChangeHandler(CScriptable& source, CScriptable& other, RelationType type, bool added);

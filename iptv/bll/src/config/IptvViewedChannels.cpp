@@ -7,7 +7,6 @@
 #include "config/IptvChannelBlock.h"
 #include "orv/core/ipv4_network_block.h"
 #include "orv/core/ipv6_network_block.h"
-#include "orv/framework/meta_class_manager.h"
 #include "orv/framework/relation_manager.h"
 #include "orv/framework/static_registration.h"
 #include "orv/framework/validation.h"
@@ -21,17 +20,6 @@ namespace Id = ids::IptvViewedChannels;
 
 CIptvViewedChannels::~CIptvViewedChannels() {
     Leave(*this);
-}
-
-ClassId CIptvViewedChannels::CLASS_ID() {
-    static const ClassId id = Id::CLASS;
-    return id;
-}
-
-const framework::CMetaClass* CIptvViewedChannels::GetMetaClassStatic() {
-    static const framework::CMetaClass* const meta_class =
-        framework::CMetaClassManager::Instance().GetClass(CLASS_ID());
-    return meta_class;
 }
 
 std::uint32_t CIptvViewedChannels::GetChannelRangeStart() const {
@@ -80,7 +68,8 @@ bool CIptvViewedChannels::IsViewedChannelDirty(const ChannelBlockIndex& channelB
     if (const auto* v6 = dynamic_cast<const core::CIpv6NetworkBlock*>(block))
         return dirty || sent_v6_ != GetChannelAddress(*v6, offset);
     ThrowLookupFailure(
-        {"Ipv4Block or Ipv6Block", "NetworkBlock", std::string(kOperation) + ". Typecast failed"},
+        {"Ipv4Block or Ipv6Block", "NetworkBlock",
+         "CIptvViewedChannels::IsViewedChannelDirty. Typecast failed"},
         "NetworkBlock " + block->GetName() + " couldnot be converted to Ipv4Block or Ipv4Block");
 }
 

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "ModelClass.h"
 #include "config/AppliedPorts.h"
 #include "orv/common/addresses.h"
 #include "orv/framework/scriptable.h"
@@ -24,11 +25,10 @@ using framework::ScriptableVec;
 /// InitialChannelStart, each next one InitialChannelStep further on.
 ///
 /// Remembers the ports on which it has been created, and the address and increment that were sent last.
-class CIptvViewedChannels : public CScriptable, public AppliedPorts {
+class CIptvViewedChannels : public ModelClass<ids::IptvViewedChannels::CLASS.GetValue(), CScriptable>,
+                            public AppliedPorts {
   public:
     ~CIptvViewedChannels() override;
-    static ClassId CLASS_ID();
-    static const framework::CMetaClass* GetMetaClassStatic();
 
     std::uint32_t GetChannelRangeStart() const;
     std::uint32_t GetChannelRangeEnd() const;
@@ -57,7 +57,6 @@ class CIptvViewedChannels : public CScriptable, public AppliedPorts {
 
     /// A clone is watched by no STB block.
     bool CloneRelationType(const CScriptable& other, const RelationType& type) const override;
-    bool IsSingleton() const override { return false; }
 
     /// Every range lies in a channel block, and the ranges of an STB block do not overlap.
     static void OnValidateViewedChannels(framework::ValidationContext& context);

@@ -1,7 +1,6 @@
 #include "config/IptvViewingProfileConfig.h"
 
 #include "InitAttributeBuilder.h"
-#include "orv/framework/meta_class_manager.h"
 #include "orv/framework/relation_manager.h"
 #include "orv/framework/static_registration.h"
 #include "orv/framework/validation.h"
@@ -14,17 +13,6 @@ bool CIptvViewingProfileConfig::m_bTriggerDelayCheck = false;
 
 CIptvViewingProfileConfig::~CIptvViewingProfileConfig() {
     Leave(*this);
-}
-
-ClassId CIptvViewingProfileConfig::CLASS_ID() {
-    static const ClassId id = ids::IptvViewingProfileConfig::CLASS;
-    return id;
-}
-
-const framework::CMetaClass* CIptvViewingProfileConfig::GetMetaClassStatic() {
-    static const framework::CMetaClass* const meta_class =
-        framework::CMetaClassManager::Instance().GetClass(CLASS_ID());
-    return meta_class;
 }
 
 std::uint32_t CIptvViewingProfileConfig::GetInterval() const {

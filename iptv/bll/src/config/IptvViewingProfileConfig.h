@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "ModelClass.h"
 #include "config/AppliedPorts.h"
 #include "orv/framework/scriptable.h"
 
@@ -18,11 +19,11 @@ using framework::CScriptable;
 
 /// How the set-top boxes of the blocks that use it zap between channels, how long they view, and from which
 /// latency on a join or leave is flagged. Remembers the ports on which it has been created.
-class CIptvViewingProfileConfig : public CScriptable, public AppliedPorts {
+class CIptvViewingProfileConfig
+    : public ModelClass<ids::IptvViewingProfileConfig::CLASS.GetValue(), CScriptable>,
+      public AppliedPorts {
   public:
     ~CIptvViewingProfileConfig() override;
-    static ClassId CLASS_ID();
-    static const framework::CMetaClass* GetMetaClassStatic();
 
     /// Zap interval, ms.
     std::uint32_t GetInterval() const;
@@ -31,7 +32,6 @@ class CIptvViewingProfileConfig : public CScriptable, public AppliedPorts {
 
     /// A clone is used by no STB block.
     bool CloneRelationType(const CScriptable& other, const RelationType& type) const override;
-    bool IsSingleton() const override { return false; }
 
     /// Delays and thresholds fit into the zap interval and the view duration.
     static void OnValidateViewingProfile(framework::ValidationContext& context);

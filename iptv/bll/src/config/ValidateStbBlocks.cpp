@@ -80,11 +80,9 @@ void PortCheck::Check(CIptvStbBlockConfig& block) {
 }
 
 void PortCheck::CheckUnderTest(CIptvStbBlockConfig& block) {
-    // A block that is off matters only when the running test was started with it; it need not even be
-    // complete.
-    if (!block.GetActive() && !TakesPart(port_, block)) return;
-    if (block.IsObjectDirty(false) || block.CheckIfAnyRelatedObjectsAreDirty(false))
-        ReportChangeUnderTest(context_, block);
+    if (!block.IsObjectDirty(false) && !block.CheckIfAnyRelatedObjectsAreDirty(false)) return;
+    // A block that is off matters only when the running test was started with it.
+    if (block.GetActive() || TakesPart(port_, block)) ReportChangeUnderTest(context_, block);
 }
 
 void PortCheck::CheckBlock(CIptvStbBlockConfig& block, const core::CEmulatedDevice& device) {
@@ -118,7 +116,7 @@ void PortCheck::CheckProtocol(const CIptvStbBlockConfig& block, const core::CEmu
         has_ipv6_ = true;
     } else {
         ThrowLookupFailure({"IgmpHostConfig or MldHostConfig", "MulticastHostConfig",
-                            std::string(kOperation) + ". Typecast failed."},
+                            "CIptvStbBlockConfig::OnValidateStbBlock. Typecast failed."},
                            "MulticastHostConfig " + protocol->GetName() +
                                " cannot be conveted to IgmpHostConfig or MldHostConfig");
     }
@@ -161,13 +159,6 @@ void CheckMissingBlocks(ValidationContext& context) {
     }
 }
 
-}  // namespace
-
-namespace {
-
-/// Active set-top boxes by port (a handle), as of the last check of the port.
-std::map<std::uint32_t, std::uint64_t> settop_boxes;
-
 std::uint64_t CountSetTopBoxes(std::uint32_t port) {
     std::vector<CIptvStbBlockConfig*> blocks;
     CIptvStbBlockConfig::FindObjects(port, blocks);
@@ -180,25 +171,40 @@ std::uint64_t CountSetTopBoxes(std::uint32_t port) {
     return count;
 }
 
-void CheckPorts(ValidationContext& context, const ConfigChanges& changes) {
-    const bool running = CIptvResultsManager::IsTestRunning();
-    if (running) CheckMissingBlocks(context);
-    std::vector<std::uint32_t> ports;
-    CIptvStbBlockConfig::FindObjectHandles(ports);
-    if (changes.IsEverything()) settop_boxes.clear();
-    for (const std::uint32_t port : ports) {
-        if (!changes.Concern(port)) continue;
-        CheckPort(context, port, running);
-        settop_boxes[port] = CountSetTopBoxes(port);
+/// Counts the active set-top boxes of ports; what has not changed since is not counted again.
+class SetTopBoxCount {
+  public:
+    void Update(const std::vector<std::uint32_t>& ports) {
+        const ConfigChanges changes = counted_.GetChanges();
+        counted_ = ConfigLook::Now();
+        if (changes.IsEverything()) by_port_.clear();
+        for (const std::uint32_t port : ports) {
+            if (changes.Concern(port)) by_port_[port] = CountSetTopBoxes(port);
+        }
     }
-}
+    std::uint64_t Get(std::uint32_t port) const {
+        const auto found = by_port_.find(port);
+        return found == by_port_.end() ? 0 : found->second;
+    }
+
+  private:
+    ConfigLook counted_;
+    std::map<std::uint32_t, std::uint64_t> by_port_;  ///< by the port's handle
+};
 
 }  // namespace
 
 void CIptvStbBlockConfig::OnValidateStbBlock(ValidationContext& context) {
     static RepeatedCheck check;
     check.Run(context, [&](const ConfigChanges& changes) {
-        CheckPorts(context, changes);
+        std::vector<std::uint32_t> ports;
+        FindObjectHandles(ports);
+        if (ports.empty()) return;
+        const bool running = CIptvResultsManager::IsTestRunning();
+        if (running) CheckMissingBlocks(context);
+        for (const std::uint32_t port : ports) {
+            if (changes.Concern(port)) CheckPort(context, port, running);
+        }
         CheckCcpuDeviceLimit(context);
     });
 }
@@ -213,6 +219,8 @@ void CIptvStbBlockConfig::CheckCcpuDeviceLimit(ValidationContext& context) {
     std::map<std::uint32_t, Ccpu> ccpus;
     std::vector<std::uint32_t> ports;
     FindObjectHandles(ports);
+    static SetTopBoxCount settop_boxes;
+    settop_boxes.Update(ports);
     for (const std::uint32_t handle : ports) {
         auto* port = dynamic_cast<core::CPort*>(framework::CHandleRegistry::Instance().Find(handle));
         if (!port || !port->IsReachable()) continue;
@@ -220,7 +228,7 @@ void CIptvStbBlockConfig::CheckCcpuDeviceLimit(ValidationContext& context) {
         const std::uint32_t key = core::COrvSystem::OfflinePortsTakePart() ? kSharedByAll
                                   : group                                  ? group->GetHandle()
                                                                            : 0;
-        const std::uint64_t count = settop_boxes[handle];
+        const std::uint64_t count = settop_boxes.Get(handle);
         if (count == 0) continue;
         ccpus[key].settop_boxes += count;
         ccpus[key].port = port;

@@ -1,9 +1,9 @@
 // What the analyzer of a test port sorts the received frames by.
 #include <memory>
 
+#include "IptvCreation.h"
 #include "IptvErrors.h"
 #include "IptvLog.h"
-#include "IptvResources.h"
 #include "control/IptvStartTestCommand.h"
 #include "orv/core/port.h"
 #include "orv/framework/notification_service.h"
@@ -42,7 +42,7 @@ Filter& CreateFilter(CAnalyzer& analyzer, const char* what,
     auto* filter =
         dynamic_cast<Filter*>(framework::CScriptableCreator().Create(Filter::CLASS_ID(), &analyzer));
     if (filter) return *filter;
-    LogResource(devLogger(), LogLevelType::Error, resource::kMemoryAllocationError, {what}, where);
+    LogCreationFailure(what, where);
     throw common::COrvRunTimeError(iptvAutomationMemErrMsg);
 }
 
@@ -67,9 +67,7 @@ void MarkFiltersDeleted(const CAnalyzer& analyzer, common::ClassId id) {
 }
 
 void StopAnalyzer(const CAnalyzer& analyzer) {
-    const std::unique_ptr<l2l3::CAnalyzerStopCommand, decltype(&framework::ReleaseScriptable)> stop(
-        &framework::CScriptableCreator().Make<l2l3::CAnalyzerStopCommand>(nullptr),
-        &framework::ReleaseScriptable);
+    const auto stop = CreateCommand<l2l3::CAnalyzerStopCommand>("AnalyzerStopCommand");
     stop->SetAnalyzerList({analyzer.GetHandle()});
     stop->Execute(false);
 }

@@ -2,7 +2,6 @@
 
 #include "InitAttributeBuilder.h"
 #include "orv/core/project.h"
-#include "orv/framework/meta_class_manager.h"
 #include "orv/framework/static_registration.h"
 #include "orv/ids/iptv_ids.h"
 #include "results/IptvResultsManager.h"
@@ -15,17 +14,6 @@ namespace Id = ids::IptvStartTestCommand;
 // must still find the registrations of a start that failed.
 CIptvStartTestCommand::CIptvStartTestCommand() = default;
 CIptvStartTestCommand::~CIptvStartTestCommand() = default;
-
-ClassId CIptvStartTestCommand::CLASS_ID() {
-    static const ClassId id = Id::CLASS;
-    return id;
-}
-
-const framework::CMetaClass* CIptvStartTestCommand::GetMetaClassStatic() {
-    static const framework::CMetaClass* const meta_class =
-        framework::CMetaClassManager::Instance().GetClass(CLASS_ID());
-    return meta_class;
-}
 
 std::uint8_t CIptvStartTestCommand::GetTypeOfTest() const {
     return GetU8(Id::TestType);

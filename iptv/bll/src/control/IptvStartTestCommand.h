@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "ModelClass.h"
 #include "config/IptvStbBlockConfig.h"
 #include "control/StreamMap.h"
 #include "orv/framework/command.h"
@@ -33,12 +34,11 @@ using tm::Message;
 /// ports have been told to start; the test runs on.
 ///
 /// Runs on the command's task. Nothing waits for the ports' answers; a fault among them is logged.
-class CIptvStartTestCommand : public framework::CCommand {
+class CIptvStartTestCommand
+    : public ModelClass<ids::IptvStartTestCommand::CLASS.GetValue(), framework::CCommand> {
   public:
     CIptvStartTestCommand();
     ~CIptvStartTestCommand() override;
-    static ClassId CLASS_ID();
-    static const framework::CMetaClass* GetMetaClassStatic();
 
     std::uint8_t GetTypeOfTest() const;
     std::uint8_t GetTestEnv() const;
@@ -48,7 +48,6 @@ class CIptvStartTestCommand : public framework::CCommand {
     const std::string& GetDatabaseFileName() const;
 
     bool OnInit() override;
-    bool IsSingleton() const override { return false; }
     bool DoReset() override { return true; }
     /// A command inside a sequence is saved with the project.
     bool CanSave() const override { return GetParent() != nullptr; }

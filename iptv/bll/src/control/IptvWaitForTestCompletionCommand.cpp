@@ -5,7 +5,6 @@
 #include "InitAttributeBuilder.h"
 #include "IptvLog.h"
 #include "control/StopRunningTest.h"
-#include "orv/framework/meta_class_manager.h"
 #include "orv/framework/static_registration.h"
 #include "orv/framework/task_manager.h"
 #include "orv/ids/framework_ids.h"
@@ -25,17 +24,6 @@ bool ClockWorks() {
 }
 
 }  // namespace
-
-ClassId CIptvWaitForTestCompletionCommand::CLASS_ID() {
-    static const ClassId id = ids::IptvWaitForTestCompletionCommand::CLASS;
-    return id;
-}
-
-const framework::CMetaClass* CIptvWaitForTestCompletionCommand::GetMetaClassStatic() {
-    static const framework::CMetaClass* const meta_class =
-        framework::CMetaClassManager::Instance().GetClass(CLASS_ID());
-    return meta_class;
-}
 
 void CIptvWaitForTestCompletionCommand::DoRun() {
     CScriptable::Set(ids::Command::ProgressIsCancellable, true);

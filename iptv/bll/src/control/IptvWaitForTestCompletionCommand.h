@@ -1,6 +1,7 @@
 // Waits for the end of the running test.
 #pragma once
 
+#include "ModelClass.h"
 #include "orv/framework/command.h"
 
 namespace orv::iptv {
@@ -9,14 +10,11 @@ using common::ClassId;
 
 /// Ends when no test runs any more, however long that takes. A sequence that is stopped meanwhile stops the
 /// test, once, and the wait goes on until it has ended.
-class CIptvWaitForTestCompletionCommand : public framework::CCommand {
+class CIptvWaitForTestCompletionCommand
+    : public ModelClass<ids::IptvWaitForTestCompletionCommand::CLASS.GetValue(), framework::CCommand> {
   public:
-    static ClassId CLASS_ID();
-    static const framework::CMetaClass* GetMetaClassStatic();
-
     bool DoReset() override { return true; }
     void DoRun() override;
-    bool IsSingleton() const override { return false; }
 };
 
 }  // namespace orv::iptv

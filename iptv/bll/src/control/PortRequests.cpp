@@ -51,7 +51,7 @@ void NoteAnswer(const char* handler, const Message& response) {
     });
     if (response.get_msg_type() != tm::TMT_FAULT) return;
     LogResource(devLogger(), LogLevelType::Error, resource::kRpcFaultError,
-                {response.get_request_name(), std::to_string(response.header().get_seq_no()),
+                {response.get_request_name(), [&] { return std::to_string(response.header().get_seq_no()); },
                  response.get_fault_string(), ""});
 }
 
@@ -62,8 +62,9 @@ std::uint32_t Register(const core::CPort& port, Message& message, const char* no
     const int result = CRpcManager::Instance().RegisterForNotification(port.GetMessenger(), message,
                                                                        notification, delegate, context, &id);
     if (result == 0) return static_cast<std::uint32_t>(id);
-    LogText(devLogger(), LogLevelType::Error,
-            std::string("Failed to send RegisterForNotification message to register ") + what + " handler");
+    LogText(devLogger(), LogLevelType::Error, [&] {
+        return std::string("Failed to send RegisterForNotification message to register ") + what + " handler";
+    });
     return 0;
 }
 
@@ -151,9 +152,10 @@ void CIptvStartTestCommand::StartTestHandler(std::uint16_t sequence, Message* re
     if (response->get_msg_type() == tm::TMT_RESPONSE) {
         iptvcd_1_bll::parse_resp_Start(response);
     } else if (response->get_msg_type() == tm::TMT_FAULT) {
-        LogText(devLogger(), LogLevelType::Error,
-                "Rcvd error response on IptvStartTestCommand: seq(" + std::to_string(sequence) + ") " +
-                    response->get_fault_string() + " on port ");
+        LogText(devLogger(), LogLevelType::Error, [&] {
+            return "Rcvd error response on IptvStartTestCommand: seq(" + std::to_string(sequence) + ") " +
+                   response->get_fault_string() + " on port ";
+        });
     }
 }
 

@@ -3,6 +3,7 @@
 #include <memory>
 #include <utility>
 
+#include "IptvCreation.h"
 #include "IptvErrors.h"
 #include "IptvLog.h"
 #include "IptvResources.h"
@@ -56,8 +57,9 @@ class EndHeldBack {
         try {
             manager_.ReleaseEnd();
         } catch (const std::exception& error) {
-            LogText(devLogger(), LogLevelType::Error,
-                    std::string("The end of a test that was not started failed: ") + error.what());
+            LogText(devLogger(), LogLevelType::Error, [&] {
+                return std::string("The end of a test that was not started failed: ") + error.what();
+            });
         }
     }
     EndHeldBack(const EndHeldBack&) = delete;
@@ -66,12 +68,6 @@ class EndHeldBack {
   private:
     CIptvResultsManager& manager_;
 };
-
-/// An object without parent, destroyed with its owner.
-struct Release {
-    void operator()(CScriptable* object) const { framework::ReleaseScriptable(object); }
-};
-using OwnedScriptable = std::unique_ptr<CScriptable, Release>;
 
 core::CProject& GetProject() {
     if (auto* project = core::CProject::GetCurrentActiveInstance()) return *project;
@@ -228,12 +224,10 @@ void CIptvStartTestCommand::PrepareResultsManager() {
 }
 
 void CIptvStartTestCommand::MakeAnalyzerStartCommand() {
-    OwnedScriptable object(CScriptableCreator().Create(l2l3::CAnalyzerStartCommand::CLASS_ID(), nullptr));
-    m_pAnalyzerStartCommand = dynamic_cast<l2l3::CAnalyzerStartCommand*>(object.get());
-    if (!m_pAnalyzerStartCommand)
-        ThrowCreationFailure(std::string("AnalyzerStartCommand in ") + kRun, "AnalyzerStartCommand");
+    m_pAnalyzerStartCommand = &CreateOrThrow<l2l3::CAnalyzerStartCommand>(
+        l2l3::CAnalyzerStartCommand::CLASS_ID(), nullptr,
+        [] { return std::string("AnalyzerStartCommand in ") + kRun; }, "AnalyzerStartCommand");
     m_pAnalyzerStartCommand->SetAnalyzerList({});
-    object.release();
 }
 
 bool CIptvStartTestCommand::SetUpPorts() {
@@ -294,9 +288,7 @@ void CIptvStartTestCommand::Apply(const core::CProject& project) {
     CScriptable* options = project.GetObject(l2l3::CResultOptions::CLASS_ID(), common::kParentChild);
     if (!options) ThrowLookupFailure({"ResultOptions", "Project", kRun}, "Cannot Set Result Options ");
     const OptionsOfApply during_apply(*options);
-    auto& apply = CScriptableCreator().Make<framework::CApplyToILCommand>(nullptr);
-    const OwnedScriptable owner(&apply);
-    apply.Execute(false);
+    CreateCommand<framework::CApplyToILCommand>("ApplyToILCommand")->Execute(false);
 }
 
 template <class Work>
@@ -357,17 +349,18 @@ void CIptvStartTestCommand::MakeTestResults(core::CProject& project) {
         results = dynamic_cast<CIptvTestResults*>(
             CScriptableCreator().Create(CIptvTestResults::CLASS_ID(), &project));
         if (!results) {
-            LogResource(devLogger(), LogLevelType::Error, resource::kMemoryAllocationError,
-                        {std::string("IptvTestResults in ") + kRun});
+            LogCreationFailure([] { return std::string("IptvTestResults in ") + kRun; });
             LogResource(userLogger(), LogLevelType::Error, resource::kMemoryAllocationError,
                         {"IptvTestResults "});
             throw common::COrvRunTimeError(iptvAutomationMemErrMsg, true);
         }
         std::string why;
         if (!project.AddObject(*results, ids::relations::ResultChild, &why)) {
-            LogResource(devLogger(), LogLevelType::Error, resource::kBadArgumentError,
-                        {std::string("In ") + kRun +
-                         " Unable to add results-child relation between project and IptvTestResults"});
+            LogResource(
+                devLogger(), LogLevelType::Error, resource::kBadArgumentError, {[&] {
+                    return std::string("In ") + kRun +
+                           " Unable to add results-child relation between project and IptvTestResults";
+                }});
             throw common::COrvRunTimeError(iptvAutomationObjErrMsg + why, true);
         }
     }

@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "IptvErrors.h"
 #include "IptvLog.h"
 #include "control/IptvStopTestCommand.h"
 #include "orv/common/exceptions.h"
@@ -14,7 +15,10 @@ void StopRunningTest(const char* failure) {
     LogText(devLogger(), LogLevelType::Info, " Test cancelled by user used sequencer stop.");
     auto* stop = dynamic_cast<CIptvStopTestCommand*>(framework::CScriptableCreator().Create(
         CIptvStopTestCommand::CLASS_ID(), core::CProject::GetCurrentActiveInstance()));
-    if (!stop) throw common::COrvRunTimeError(failure, true);
+    if (!stop) {
+        LogCreationFailure("IptvStopTestCommand");
+        throw common::COrvRunTimeError(failure, true);
+    }
     const auto remove = [](framework::CScriptable* command) { command->Delete(); };
     const std::unique_ptr<framework::CScriptable, decltype(remove)> owner(stop, remove);
     stop->Execute(false);

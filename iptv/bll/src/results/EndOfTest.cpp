@@ -72,7 +72,7 @@ void CIptvResultsManager::GoOnWithoutPort(std::uint32_t port) {
         finishing_ && !end_held_ ? CarryOutEnd(false) : EndOfTestProcessing(true);
     } catch (const std::exception& error) {
         LogText(devLogger(), LogLevelType::Error,
-                std::string("The end of a test that lost a port failed: ") + error.what());
+                [&] { return std::string("The end of a test that lost a port failed: ") + error.what(); });
     }
 }
 
@@ -122,8 +122,9 @@ void CIptvResultsManager::SendStop(const deregHandles& registration) {
     const int result = CRpcManager::Instance().SendAsyncMessage(port.GetMessenger(), message, &stop_delegate_,
                                                                 nullptr, 0, false);
     if (result < 0) {
-        LogText(devLogger(), LogLevelType::Error,
-                "Error sending IptvStopTest Message on port" + port.GetMessenger().ToMessengerString());
+        LogText(devLogger(), LogLevelType::Error, [&] {
+            return "Error sending IptvStopTest Message on port" + port.GetMessenger().ToMessengerString();
+        });
     }
 }
 
@@ -137,9 +138,10 @@ void CIptvResultsManager::StopTestHandler(std::uint16_t, Message* message, void*
             iptvcd_1_bll::parse_resp_Stop(message);
         } else if (message->get_msg_type() == tm::TMT_FAULT) {
             for (auto* logger : {devLogger(), userLogger()}) {
-                LogResource(logger, LogLevelType::Error, resource::kRpcFaultError,
-                            {"IptvStopTestCommand", std::to_string(message->header().get_seq_no()),
-                             message->get_fault_string(), ""});
+                LogResource(
+                    logger, LogLevelType::Error, resource::kRpcFaultError,
+                    {"IptvStopTestCommand", [&] { return std::to_string(message->header().get_seq_no()); },
+                     message->get_fault_string(), ""});
             }
             // That port will not say that it has ended. The test may be another one by now.
             if (finishing_ && !final_done_) FinalProcessing();

@@ -61,8 +61,9 @@ EventRowWriter::EventRowWriter(const CIptvStbBlockConfig& block) : base_stb_inde
     v4_ = dynamic_cast<const core::CIpv4If*>(interface);
     v6_ = dynamic_cast<const core::CIpv6If*>(interface);
     if (!v4_ && !v6_) {
-        LogText(devLogger(), LogLevelType::Error,
-                std::string(kOperation) + " NetworkInterface typecast to Ipv4 or Ipv6 failed.");
+        LogText(devLogger(), LogLevelType::Error, [&] {
+            return std::string(kOperation) + " NetworkInterface typecast to Ipv4 or Ipv6 failed.";
+        });
         throw common::COrvRunTimeError(
             "NetworkInterface " + (interface ? interface->GetName() : "") + " not IPv4 or IPv6. ", true);
     }

@@ -1,15 +1,14 @@
 // The views of the channels of a range.
 #pragma once
 
+#include "ModelClass.h"
 #include "results/IptvJoinLeaveResults.h"
 
 namespace orv::iptv {
 
-class CIptvChannelResults : public CIptvJoinLeaveResults {
+class CIptvChannelResults
+    : public ModelClass<ids::IptvChannelResults::CLASS.GetValue(), CIptvJoinLeaveResults> {
   public:
-    static ClassId CLASS_ID();
-    static const framework::CMetaClass* GetMetaClassStatic();
-
     /// Everything to 0, and no channel name ("NA").
     void ResetResults();
 };

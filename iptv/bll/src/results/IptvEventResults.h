@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "ModelClass.h"
 #include "msgset/iptvcd_1.h"
 #include "results/IptvBaseEventResults.h"
 
@@ -11,11 +12,8 @@ namespace orv::iptv {
 using iptvcd_1_bll::stbox_event_s;
 
 /// One channel view of one set-top box, stored when its block saves time stamps.
-class CIptvEventResults : public CIptvBaseEventResults {
+class CIptvEventResults : public ModelClass<ids::IptvEventResults::CLASS.GetValue(), CIptvBaseEventResults> {
   public:
-    static ClassId CLASS_ID();
-    static const framework::CMetaClass* GetMetaClassStatic();
-
     /// The earlier of two time stamps that happened; 0 when neither did.
     static constexpr std::int64_t EarlierNonZero(std::int64_t a, std::int64_t b) {
         if (a == 0) return b;

@@ -1,7 +1,6 @@
 #include "results/IptvGapOverlapResults.h"
 
 #include "InitAttributeBuilder.h"
-#include "orv/framework/meta_class_manager.h"
 #include "orv/framework/static_registration.h"
 #include "orv/ids/iptv_ids.h"
 #include "results/IptvEventResults.h"
@@ -11,17 +10,6 @@ namespace orv::iptv {
 
 namespace Id = ids::IptvGapOverlapResults;
 namespace Row = ids::IptvEventResults;
-
-ClassId CIptvGapOverlapResults::CLASS_ID() {
-    static const ClassId id = Id::CLASS;
-    return id;
-}
-
-const framework::CMetaClass* CIptvGapOverlapResults::GetMetaClassStatic() {
-    static const framework::CMetaClass* const meta_class =
-        framework::CMetaClassManager::Instance().GetClass(CLASS_ID());
-    return meta_class;
-}
 
 void CIptvGapOverlapResults::CalculateDiffnChangeLatencies(const stbox_event_s& ev, CIptvEventResults* row,
                                                            const SetTopTimeStampsForMap& previous) {

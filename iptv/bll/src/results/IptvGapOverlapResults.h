@@ -1,16 +1,15 @@
 // What happens between one view of a set-top box and its next.
 #pragma once
 
+#include "ModelClass.h"
 #include "results/IptvJoinLeaveResults.h"
 #include "results/PreviousViews.h"
 
 namespace orv::iptv {
 
-class CIptvGapOverlapResults : public CIptvJoinLeaveResults {
+class CIptvGapOverlapResults
+    : public ModelClass<ids::IptvGapOverlapResults::CLASS.GetValue(), CIptvJoinLeaveResults> {
   public:
-    static ClassId CLASS_ID();
-    static const framework::CMetaClass* GetMetaClassStatic();
-
     /// Gap or overlap between the last packet of the previous view and the first of this one, and the time
     /// from the previous leave to the first packet. Only reads the previous view.
     void CalculateDiffnChangeLatencies(const stbox_event_s& ev, CIptvEventResults* row,

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "ModelClass.h"
 #include "msgset/iptvcd_1.h"
 #include "orv/core/result.h"
 #include "results/IlTimestamp.h"
@@ -18,12 +19,8 @@ using iptvcd_1_bll::stbox_event_s;
 
 /// Collects the values of one batch of events, and those of the whole test. A batch ends with AccumLatencies,
 /// CopyJoinLeaveResultsToDataModel and ResetJoinLeaveClassVar, in this order.
-class CIptvJoinLeaveResults : public core::CResult {
+class CIptvJoinLeaveResults : public ModelClass<ids::IptvJoinLeaveResults::CLASS.GetValue(), core::CResult> {
   public:
-    static ClassId CLASS_ID();
-    static const framework::CMetaClass* GetMetaClassStatic();
-    bool IsSingleton() const override { return false; }
-
     /// A view of at most that many ticks (5 ms) counts as no real view: no latency is computed of it.
     static constexpr std::int64_t kMinimumView = 500000;
 

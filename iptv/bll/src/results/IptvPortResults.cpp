@@ -1,7 +1,6 @@
 #include "results/IptvPortResults.h"
 
 #include "InitAttributeBuilder.h"
-#include "orv/framework/meta_class_manager.h"
 #include "orv/framework/static_registration.h"
 #include "orv/ids/iptv_ids.h"
 #include "results/ResultProperties.h"
@@ -9,17 +8,6 @@
 namespace orv::iptv {
 
 namespace Id = ids::IptvPortResults;
-
-ClassId CIptvPortResults::CLASS_ID() {
-    static const ClassId id = Id::CLASS;
-    return id;
-}
-
-const framework::CMetaClass* CIptvPortResults::GetMetaClassStatic() {
-    static const framework::CMetaClass* const meta_class =
-        framework::CMetaClassManager::Instance().GetClass(CLASS_ID());
-    return meta_class;
-}
 
 void CIptvPortResults::AccumResultToDataModel(std::uint64_t lost, std::uint64_t reordered,
                                               std::uint64_t duplicate, std::uint64_t prbs, std::uint64_t late,

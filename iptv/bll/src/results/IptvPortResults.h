@@ -1,18 +1,15 @@
 // What all set-top boxes of a port received.
 #pragma once
 
+#include "ModelClass.h"
 #include "orv/core/result.h"
 
 namespace orv::iptv {
 
 using common::ClassId;
 
-class CIptvPortResults : public core::CResult {
+class CIptvPortResults : public ModelClass<ids::IptvPortResults::CLASS.GetValue(), core::CResult> {
   public:
-    static ClassId CLASS_ID();
-    static const framework::CMetaClass* GetMetaClassStatic();
-    bool IsSingleton() const override { return false; }
-
     /// Adds what a batch brought: packets of each kind, and the time in which they came, s.
     void AccumResultToDataModel(std::uint64_t lost, std::uint64_t reordered, std::uint64_t duplicate,
                                 std::uint64_t prbs, std::uint64_t late, double packets, double seconds);

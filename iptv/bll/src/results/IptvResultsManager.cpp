@@ -53,7 +53,7 @@ void CIptvResultsManager::Prepare(TestRun run) {
 bool CIptvResultsManager::LogRefusal(const Message& answer) {
     if (answer.get_msg_type() != tm::TMT_FAULT) return false;
     LogResource(devLogger(), LogLevelType::Error, resource::kRpcFaultError,
-                {answer.get_request_name(), std::to_string(answer.header().get_seq_no()),
+                {answer.get_request_name(), [&] { return std::to_string(answer.header().get_seq_no()); },
                  answer.get_fault_string(), ""});
     return true;
 }

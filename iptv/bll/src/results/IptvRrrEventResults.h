@@ -1,14 +1,12 @@
 // The row of one retransmission.
 #pragma once
 
+#include "ModelClass.h"
 #include "results/IptvBaseEventResults.h"
 
 namespace orv::iptv {
 
-class CIptvRrrEventResults : public CIptvBaseEventResults {
-  public:
-    static ClassId CLASS_ID();
-    static const framework::CMetaClass* GetMetaClassStatic();
-};
+class CIptvRrrEventResults
+    : public ModelClass<ids::IptvRrrEventResults::CLASS.GetValue(), CIptvBaseEventResults> {};
 
 }  // namespace orv::iptv

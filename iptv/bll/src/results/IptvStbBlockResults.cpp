@@ -1,26 +1,11 @@
 #include "results/IptvStbBlockResults.h"
 
 #include "InitAttributeBuilder.h"
-#include "orv/framework/meta_class_manager.h"
 #include "orv/framework/static_registration.h"
-#include "orv/ids/iptv_ids.h"
 #include "results/IptvPortResults.h"
 #include "results/IptvViewingProfileResults.h"
 
 namespace orv::iptv {
-
-namespace Id = ids::IptvStbBlockResults;
-
-ClassId CIptvStbBlockResults::CLASS_ID() {
-    static const ClassId id = Id::CLASS;
-    return id;
-}
-
-const framework::CMetaClass* CIptvStbBlockResults::GetMetaClassStatic() {
-    static const framework::CMetaClass* const meta_class =
-        framework::CMetaClassManager::Instance().GetClass(CLASS_ID());
-    return meta_class;
-}
 
 void CIptvStbBlockResults::BinStbBlockEvents(const JoinLeaveSums& sums, CIptvViewingProfileResults& profile,
                                              CIptvPortResults& port) {

@@ -1,6 +1,7 @@
 // The views of a block of set-top boxes.
 #pragma once
 
+#include "ModelClass.h"
 #include "results/IptvTotalResults.h"
 
 namespace orv::iptv {
@@ -8,11 +9,9 @@ namespace orv::iptv {
 class CIptvPortResults;
 class CIptvViewingProfileResults;
 
-class CIptvStbBlockResults : public CIptvTotalResults {
+class CIptvStbBlockResults
+    : public ModelClass<ids::IptvStbBlockResults::CLASS.GetValue(), CIptvTotalResults> {
   public:
-    static ClassId CLASS_ID();
-    static const framework::CMetaClass* GetMetaClassStatic();
-
     /// Ends a batch: merges it, passes it on to the profile's and the port's results, and empties it. `sums`:
     /// what SetAndAccumLatencies was given for the batch.
     void BinStbBlockEvents(const JoinLeaveSums& sums, CIptvViewingProfileResults& profile,

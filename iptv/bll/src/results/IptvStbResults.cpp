@@ -1,24 +1,9 @@
 #include "results/IptvStbResults.h"
 
 #include "InitAttributeBuilder.h"
-#include "orv/framework/meta_class_manager.h"
 #include "orv/framework/static_registration.h"
-#include "orv/ids/iptv_ids.h"
 
 namespace orv::iptv {
-
-namespace Id = ids::IptvStbResults;
-
-ClassId CIptvStbResults::CLASS_ID() {
-    static const ClassId id = Id::CLASS;
-    return id;
-}
-
-const framework::CMetaClass* CIptvStbResults::GetMetaClassStatic() {
-    static const framework::CMetaClass* const meta_class =
-        framework::CMetaClassManager::Instance().GetClass(CLASS_ID());
-    return meta_class;
-}
 
 namespace {
 

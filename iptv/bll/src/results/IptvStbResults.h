@@ -1,14 +1,11 @@
 // The views of one set-top box.
 #pragma once
 
+#include "ModelClass.h"
 #include "results/IptvTotalResults.h"
 
 namespace orv::iptv {
 
-class CIptvStbResults : public CIptvTotalResults {
-  public:
-    static ClassId CLASS_ID();
-    static const framework::CMetaClass* GetMetaClassStatic();
-};
+class CIptvStbResults : public ModelClass<ids::IptvStbResults::CLASS.GetValue(), CIptvTotalResults> {};
 
 }  // namespace orv::iptv

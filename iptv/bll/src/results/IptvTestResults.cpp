@@ -6,7 +6,6 @@
 #include <optional>
 
 #include "InitAttributeBuilder.h"
-#include "orv/framework/meta_class_manager.h"
 #include "orv/framework/static_registration.h"
 #include "orv/ids/framework_ids.h"
 #include "orv/ids/iptv_ids.h"
@@ -14,17 +13,6 @@
 namespace orv::iptv {
 
 namespace Id = ids::IptvTestResults;
-
-ClassId CIptvTestResults::CLASS_ID() {
-    static const ClassId id = Id::CLASS;
-    return id;
-}
-
-const framework::CMetaClass* CIptvTestResults::GetMetaClassStatic() {
-    static const framework::CMetaClass* const meta_class =
-        framework::CMetaClassManager::Instance().GetClass(CLASS_ID());
-    return meta_class;
-}
 
 namespace {
 

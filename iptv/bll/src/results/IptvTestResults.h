@@ -1,18 +1,15 @@
 // A test and how it ended.
 #pragma once
 
+#include "ModelClass.h"
 #include "orv/core/result.h"
 
 namespace orv::iptv {
 
 using common::ClassId;
 
-class CIptvTestResults : public core::CResult {
+class CIptvTestResults : public ModelClass<ids::IptvTestResults::CLASS.GetValue(), core::CResult> {
   public:
-    static ClassId CLASS_ID();
-    static const framework::CMetaClass* GetMetaClassStatic();
-    bool IsSingleton() const override { return false; }
-
     /// Names the object after its handle, and notes the test's name and the local time as its start.
     void SetTestParams(const std::string& testName);
     /// Notes the local time as the test's end.

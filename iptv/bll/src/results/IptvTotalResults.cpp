@@ -3,7 +3,6 @@
 #include <iterator>
 
 #include "InitAttributeBuilder.h"
-#include "orv/framework/meta_class_manager.h"
 #include "orv/framework/static_registration.h"
 #include "orv/ids/iptv_ids.h"
 #include "results/IptvEventResults.h"
@@ -13,17 +12,6 @@ namespace orv::iptv {
 
 namespace Id = ids::IptvTotalResults;
 namespace Row = ids::IptvEventResults;
-
-ClassId CIptvTotalResults::CLASS_ID() {
-    static const ClassId id = Id::CLASS;
-    return id;
-}
-
-const framework::CMetaClass* CIptvTotalResults::GetMetaClassStatic() {
-    static const framework::CMetaClass* const meta_class =
-        framework::CMetaClassManager::Instance().GetClass(CLASS_ID());
-    return meta_class;
-}
 
 void CIptvTotalResults::BinEvent(const stbox_event_s& ev, CIptvEventResults* row,
                                  const ViewContext& context) {

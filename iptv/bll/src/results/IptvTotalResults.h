@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdint>
 
+#include "ModelClass.h"
 #include "results/IptvGapOverlapResults.h"
 
 namespace orv::iptv {
@@ -18,11 +19,8 @@ struct ViewContext {
     std::uint8_t zap_interval_type = kNoProfile;  ///< of the block's viewing profile
 };
 
-class CIptvTotalResults : public CIptvGapOverlapResults {
+class CIptvTotalResults : public ModelClass<ids::IptvTotalResults::CLASS.GetValue(), CIptvGapOverlapResults> {
   public:
-    static ClassId CLASS_ID();
-    static const framework::CMetaClass* GetMetaClassStatic();
-
     /// Adds one view to the batch and to its row, and remembers it as the set-top box's previous one.
     void BinEvent(const stbox_event_s& ev, CIptvEventResults* row, const ViewContext& context);
     /// After the last view of a batch: merges gaps, overlaps, changes and intervals into the test's values.

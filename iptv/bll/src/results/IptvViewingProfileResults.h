@@ -1,15 +1,14 @@
 // The views of all set-top boxes that zap by a profile.
 #pragma once
 
+#include "ModelClass.h"
 #include "results/IptvGapOverlapResults.h"
 
 namespace orv::iptv {
 
-class CIptvViewingProfileResults : public CIptvGapOverlapResults {
+class CIptvViewingProfileResults
+    : public ModelClass<ids::IptvViewingProfileResults::CLASS.GetValue(), CIptvGapOverlapResults> {
   public:
-    static ClassId CLASS_ID();
-    static const framework::CMetaClass* GetMetaClassStatic();
-
     void ResetResults() { CompleteResetGapOverlapResults(); }
 };
 

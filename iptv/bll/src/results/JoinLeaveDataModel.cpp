@@ -2,7 +2,6 @@
 #include <iterator>
 
 #include "InitAttributeBuilder.h"
-#include "orv/framework/meta_class_manager.h"
 #include "orv/framework/static_registration.h"
 #include "orv/ids/iptv_ids.h"
 #include "results/IptvJoinLeaveResults.h"
@@ -57,17 +56,6 @@ constexpr framework::PropId kCounterProperties[] = {DroppedFrameCount,
 static_assert(std::size(kCounterProperties) == kJoinLeaveCounters);
 
 }  // namespace
-
-ClassId CIptvJoinLeaveResults::CLASS_ID() {
-    static const ClassId id = CLASS;
-    return id;
-}
-
-const framework::CMetaClass* CIptvJoinLeaveResults::GetMetaClassStatic() {
-    static const framework::CMetaClass* const meta_class =
-        framework::CMetaClassManager::Instance().GetClass(CLASS_ID());
-    return meta_class;
-}
 
 void CIptvJoinLeaveResults::AccumLatencies() {
     for (std::size_t i = 0; i < kJoinLeaveStats; ++i) {

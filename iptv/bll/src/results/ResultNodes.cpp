@@ -2,7 +2,6 @@
 
 #include "IptvErrors.h"
 #include "IptvLog.h"
-#include "IptvResources.h"
 #include "orv/common/exceptions.h"
 #include "orv/framework/meta_class_manager.h"
 #include "orv/framework/scriptable_creator.h"
@@ -21,16 +20,17 @@ CScriptable* GetResultTypeNode(const common::ClassId& id, CScriptable* parent, b
         // The creator names it after its class and handle.
         result = framework::CScriptableCreator().Create(mc, parent);
         if (!result) {
-            LogResource(devLogger(), LogLevelType::Error, resource::kMemoryAllocationError, {mc->GetName()});
+            LogCreationFailure(mc->GetName());
             return nullptr;
         }
     }
     if (addResultChild && !parent->ContainsObject(*result, ids::relations::ResultChild)) {
         std::string why;
         if (!parent->AddObject(*result, ids::relations::ResultChild, &why)) {
-            LogText(devLogger(), LogLevelType::Error,
-                    "Unable to add ResultChild relation for " + result->GetName() + " to " +
-                        parent->GetName() + ": " + why);
+            LogText(devLogger(), LogLevelType::Error, [&] {
+                return "Unable to add ResultChild relation for " + result->GetName() + " to " +
+                       parent->GetName() + ": " + why;
+            });
         }
     }
     return result;

@@ -34,7 +34,7 @@ std::string MoveDatabase(const std::string& from, const std::string& iteration_d
     if (old_path == new_path) return new_path.string();
     const auto stays = [&from](const std::string& why) {
         LogText(userLogger(), LogLevelType::Error,
-                "The results of the iteration stay in " + from + ": " + why);
+                [&] { return "The results of the iteration stay in " + from + ": " + why; });
         return std::string();
     };
     // Rows that are in the log beside the file would be lost.

@@ -4,11 +4,8 @@
 
 #include "InitAttributeBuilder.h"
 #include "IptvErrors.h"
-#include "IptvLog.h"
-#include "IptvResources.h"
 #include "orv/common/exceptions.h"
 #include "orv/core/project.h"
-#include "orv/framework/meta_class_manager.h"
 #include "orv/framework/scriptable_creator.h"
 #include "orv/framework/sequencer.h"
 #include "orv/framework/static_registration.h"
@@ -55,8 +52,7 @@ CIptvWizardTestConfig& GetOrMakeTestConfig() {
         object = framework::CScriptableCreator().Create(CIptvWizardTestConfig::CLASS_ID(), project);
     auto* config = dynamic_cast<CIptvWizardTestConfig*>(object);
     if (!config) {
-        LogResource(devLogger(), LogLevelType::Error, resource::kMemoryAllocationError,
-                    {"IptvWizardTestConfig"});
+        LogCreationFailure("IptvWizardTestConfig");
         throw common::COrvException(iptvAutomationMemErrMsg + "IptvWizardTestConfig.", true);
     }
     return *config;
@@ -68,17 +64,6 @@ bool IsInSequencer(const CScriptable* object) {
 }
 
 }  // namespace
-
-ClassId CIptvWizardFinishCommand::CLASS_ID() {
-    static const ClassId id = From::CLASS;
-    return id;
-}
-
-const framework::CMetaClass* CIptvWizardFinishCommand::GetMetaClassStatic() {
-    static const framework::CMetaClass* const meta_class =
-        framework::CMetaClassManager::Instance().GetClass(CLASS_ID());
-    return meta_class;
-}
 
 bool CIptvWizardFinishCommand::OnInit() {
     if (const CScriptable* config = FindTestConfig()) {

@@ -1,6 +1,7 @@
 // Ends the wizard: builds the test that it describes.
 #pragma once
 
+#include "ModelClass.h"
 #include "orv/framework/command.h"
 
 namespace orv::iptv {
@@ -11,17 +12,14 @@ using common::ClassId;
 /// wizard test configuration, if there is one. Each one that is changed is changed in that configuration too,
 /// which is made when there is none; a default that nobody has changed is not. Running the command builds the
 /// test and its sequence (CIptvWizardManager::SetupTest).
-class CIptvWizardFinishCommand : public framework::CCommand {
+class CIptvWizardFinishCommand
+    : public ModelClass<ids::IptvWizardFinishCommand::CLASS.GetValue(), framework::CCommand> {
   public:
-    static ClassId CLASS_ID();
-    static const framework::CMetaClass* GetMetaClassStatic();
-
     bool OnInit() override;
     /// Throws COrvException when there is no wizard test configuration and none can be made.
     void OnPropertyModified(framework::Property& property) override;
     /// Fails inside a sequence, which it would destroy together with itself.
     void DoRun() override;
-    bool IsSingleton() const override { return false; }
 };
 
 }  // namespace orv::iptv

@@ -109,7 +109,7 @@ void CIptvWizardManager::SetupStartTestCommand(std::vector<std::uint32_t>& stbBl
     namespace To = ids::IptvStartTestCommand;
     constexpr const char* kOperation = "CIptvWizardManager::SetupStartTestCommand";
     auto& start = MakeWizardObject<CIptvStartTestCommand>(
-        CIptvStartTestCommand::CLASS_ID(), &GetWizardProject(kOperation), "IptvStartTestCommand", "");
+        CIptvStartTestCommand::CLASS_ID(), &GetWizardProject(kOperation), "IptvStartTestCommand", nullptr);
     m_startCommandHandle = start.GetHandle();
     static constexpr CopiedProperty kCopied[] = {
         {From::TestName, To::TestName},
@@ -149,7 +149,7 @@ void CIptvWizardManager::SetupRelations(std::uint32_t objectHandle, std::string 
                                         std::uint32_t relativeHandle, bool append) {
     namespace Id = ids::SetRelativesCommand;
     auto& command = MakeWizardObject<framework::CSetRelativesCommand>(
-        framework::CSetRelativesCommand::CLASS_ID(), nullptr, "SetRelativesCommand", "");
+        framework::CSetRelativesCommand::CLASS_ID(), nullptr, "SetRelativesCommand", nullptr);
     const OwnedScriptable owner(&command);
     command.Set(Id::SrcObjectHandle, objectHandle);
     command.Set(Id::RelationName, relationName + (targets ? "-Targets" : "-Sources"));

@@ -1,18 +1,14 @@
 // A mark for the wizard's user interface.
 #pragma once
 
+#include "ModelClass.h"
 #include "orv/framework/scriptable.h"
 
 namespace orv::iptv {
 
 using common::ClassId;
 
-class CIptvWizardMcastPorts : public framework::CScriptable {
-  public:
-    static ClassId CLASS_ID();
-    static const framework::CMetaClass* GetMetaClassStatic();
-
-    bool IsSingleton() const override { return false; }
-};
+class CIptvWizardMcastPorts
+    : public ModelClass<ids::IptvWizardMcastPorts::CLASS.GetValue(), framework::CScriptable> {};
 
 }  // namespace orv::iptv

@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "InitAttributeBuilder.h"
-#include "orv/framework/meta_class_manager.h"
 #include "orv/framework/static_registration.h"
 #include "orv/ids/iptv_ids.h"
 #include "orv/mcastcore/multicast_group.h"
@@ -15,17 +14,6 @@
 namespace orv::iptv {
 
 namespace Id = ids::IptvWizardMcastSources;
-
-ClassId CIptvWizardMcastSources::CLASS_ID() {
-    static const ClassId id = Id::CLASS;
-    return id;
-}
-
-const framework::CMetaClass* CIptvWizardMcastSources::GetMetaClassStatic() {
-    static const framework::CMetaClass* const meta_class =
-        framework::CMetaClassManager::Instance().GetClass(CLASS_ID());
-    return meta_class;
-}
 
 const std::vector<std::uint32_t>& CIptvWizardMcastSources::GetTrafHostList() const {
     return GetCollection<std::uint32_t>(Id::TrafHostList);

@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "ModelClass.h"
 #include "orv/framework/scriptable.h"
 
 namespace orv::mcastcore {
@@ -23,11 +24,9 @@ using common::ClassId;
 
 /// Expands into a multicast group with its network block, a channel block, and in the test environment a
 /// stream block for each traffic host.
-class CIptvWizardMcastSources : public framework::CScriptable {
+class CIptvWizardMcastSources
+    : public ModelClass<ids::IptvWizardMcastSources::CLASS.GetValue(), framework::CScriptable> {
   public:
-    static ClassId CLASS_ID();
-    static const framework::CMetaClass* GetMetaClassStatic();
-
     /// The traffic hosts of a source, to be read and changed. Every change is one of the property.
     class TrafHosts {
       public:
@@ -51,7 +50,6 @@ class CIptvWizardMcastSources : public framework::CScriptable {
 
     /// A traffic host is added to the list; a preset becomes a channel rate.
     void OnPropertyModified(framework::Property& property) override;
-    bool IsSingleton() const override { return false; }
 
     /// Makes the objects. `groupHandle` is set and `streamBlockHandles` appended to as soon as each of them
     /// exists, also when the call throws: COrvRunTimeError for what is missing or cannot be made,

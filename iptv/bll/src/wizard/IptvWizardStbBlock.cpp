@@ -12,7 +12,6 @@
 #include "orv/common/exceptions.h"
 #include "orv/core/emulated_device.h"
 #include "orv/core/network_interface.h"
-#include "orv/framework/meta_class_manager.h"
 #include "orv/framework/notification_service.h"
 #include "orv/framework/static_registration.h"
 #include "orv/ids/core_ids.h"
@@ -37,17 +36,6 @@ bool HasChild(const CScriptable& parent, ClassId id, std::uint32_t handle) {
 }
 
 }  // namespace
-
-ClassId CIptvWizardStbBlock::CLASS_ID() {
-    static const ClassId id = Id::CLASS;
-    return id;
-}
-
-const framework::CMetaClass* CIptvWizardStbBlock::GetMetaClassStatic() {
-    static const framework::CMetaClass* const meta_class =
-        framework::CMetaClassManager::Instance().GetClass(CLASS_ID());
-    return meta_class;
-}
 
 core::CEmulatedDevice& CIptvWizardStbBlock::GetDevice(const char* operation) const {
     if (auto* device = dynamic_cast<core::CEmulatedDevice*>(GetParent())) return *device;
@@ -101,13 +89,19 @@ igmpmld::CMulticastHostConfig& CIptvWizardStbBlock::SetupMcastHostConfig(std::ui
 }
 
 void CIptvWizardStbBlock::WarnOfVersions(bool ipv4, const core::CNetworkInterface& interface) const {
-    const std::string boxes = Describe() + " on " + GetParent()->GetName();
     if (!interface.IsTypeOf(ipv4 ? ids::Ipv4If::CLASS : ids::Ipv6If::CLASS))
-        WarnOfIpVersion(boxes + " uses " + interface.Describe(), ipv4);
+        WarnOfIpVersion(
+            [&] { return Describe() + " on " + GetParent()->GetName() + " uses " + interface.Describe(); },
+            ipv4);
     const std::uint8_t version = GetU8(Id::IgmpMldVersion);
     const bool of_ipv4 = version <= ids::WizardIgmpMldVersion::IGMP_V3;
     if (version <= ids::WizardIgmpMldVersion::MLD_V2 && of_ipv4 != ipv4)
-        WarnOfIpVersion(boxes + " has the version " + Get("IgmpMldVersion"), ipv4);
+        WarnOfIpVersion(
+            [&] {
+                return Describe() + " on " + GetParent()->GetName() + " has the version " +
+                       Get("IgmpMldVersion");
+            },
+            ipv4);
 }
 
 void CIptvWizardStbBlock::SetupViewedChannels(const CIptvStbBlockConfig& block,

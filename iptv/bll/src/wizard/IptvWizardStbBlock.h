@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "ModelClass.h"
 #include "config/ChannelBlockIndex.h"
 #include "orv/framework/scriptable.h"
 
@@ -21,18 +22,14 @@ using common::ClassId;
 
 /// Expands into an IGMP or MLD host configuration, a set-top-box block, its range of viewed channels and its
 /// viewing profile.
-class CIptvWizardStbBlock : public framework::CScriptable {
+class CIptvWizardStbBlock
+    : public ModelClass<ids::IptvWizardStbBlock::CLASS.GetValue(), framework::CScriptable> {
   public:
-    static ClassId CLASS_ID();
-    static const framework::CMetaClass* GetMetaClassStatic();
-
     /// Makes the objects. Each handle is set as soon as its object exists, also when the call throws:
     /// COrvRunTimeError for what is missing or cannot be made, and for a range of channels that no channel
     /// block holds. `channelBlocks`: those to choose from; one list does for all wizard objects of a project.
     void ExpandWizStbBlock(std::uint32_t& stbBlockHandle, std::uint32_t& hostConfigHandle,
                            const ChannelBlockIndex& channelBlocks = ChannelBlockIndex::OfProject());
-
-    bool IsSingleton() const override { return false; }
 
   private:
     /// The parent; anything else is an internal lookup failure.

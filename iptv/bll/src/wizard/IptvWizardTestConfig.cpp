@@ -1,22 +1,10 @@
 #include "wizard/IptvWizardTestConfig.h"
 
 #include "InitAttributeBuilder.h"
-#include "orv/framework/meta_class_manager.h"
 #include "orv/framework/static_registration.h"
 #include "orv/ids/iptv_ids.h"
 
 namespace orv::iptv {
-
-ClassId CIptvWizardTestConfig::CLASS_ID() {
-    static const ClassId id = ids::IptvWizardTestConfig::CLASS;
-    return id;
-}
-
-const framework::CMetaClass* CIptvWizardTestConfig::GetMetaClassStatic() {
-    static const framework::CMetaClass* const meta_class =
-        framework::CMetaClassManager::Instance().GetClass(CLASS_ID());
-    return meta_class;
-}
 
 bool CIptvWizardTestConfig::IsTestEnvironment() const {
     return GetU8(ids::IptvWizardTestConfig::TestEnv) == ids::TestEnv::TESTING;

@@ -3,25 +3,22 @@
 
 #include <cstdint>
 
+#include "ModelClass.h"
 #include "orv/framework/scriptable.h"
 
 namespace orv::iptv {
 
 using common::ClassId;
 
-class CIptvWizardTestConfig : public framework::CScriptable {
+class CIptvWizardTestConfig
+    : public ModelClass<ids::IptvWizardTestConfig::CLASS.GetValue(), framework::CScriptable> {
   public:
-    static ClassId CLASS_ID();
-    static const framework::CMetaClass* GetMetaClassStatic();
-
     /// The channels come from this application's generators, not from a network.
     bool IsTestEnvironment() const;
     /// The test is one of IPv4, otherwise one of IPv6.
     bool IsIpv4() const;
     /// Distance of the group addresses of successive channels, as a number.
     std::uint32_t GetGroupAddrIncrement() const;
-
-    bool IsSingleton() const override { return false; }
 };
 
 }  // namespace orv::iptv

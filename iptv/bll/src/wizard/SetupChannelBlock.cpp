@@ -26,14 +26,14 @@ constexpr std::uint8_t kIpv6Bits = 128;
 
 /// Makes the group, and returns its network block.
 template <class Group, class Block>
-Block& MakeGroup(CScriptable& project, const std::string& class_name, const std::string& block_class_name,
+Block& MakeGroup(CScriptable& project, const char* class_name, const char* block_class_name,
                  std::uint32_t& handle) {
     auto& group = MakeWizardObject<Group>(Group::CLASS_ID(), &project, class_name, kGroupOperation);
     handle = group.GetHandle();
     auto* block = dynamic_cast<Block*>(group.GetObject(Block::CLASS_ID(), common::kParentChild));
     if (!block) {
         ThrowLookupFailure({block_class_name, class_name, kGroupOperation},
-                           block_class_name + " associated with " + group.GetName());
+                           std::string(block_class_name) + " associated with " + group.GetName());
     }
     return *block;
 }
@@ -87,9 +87,10 @@ void CIptvWizardMcastSources::SetupChannelBlock(const mcastcore::CMulticastGroup
         {Id::ChannelStart, ids::IptvChannelBlock::ChannelStart},
     };
     CopyProperties(*this, channel_block, kCopied);
-    AddWizardRelation(
-        channel_block, "MulticastParam-Targets", group.GetHandle(),
-        std::string("Failed adding relation between IptvChannelBlock and MulticastGroup in ") + kOperation);
+    AddWizardRelation(channel_block, "MulticastParam-Targets", group.GetHandle(), [&] {
+        return std::string("Failed adding relation between IptvChannelBlock and MulticastGroup in ") +
+               kOperation;
+    });
     if (GetBool(Id::SourceFilterEnable)) SetupSourceFilter(channel_block, ipv4);
     Register(channel_block);
 }
@@ -100,10 +101,10 @@ void CIptvWizardMcastSources::SetupSourceFilter(CIptvChannelBlock& channelBlock,
         channelBlock.Set(ids::IptvChannelBlock::UseNetworkBlockSources, true);
         CopyNetworkBlock(channelBlock, ipv4);
     } else {
-        AddWizardRelation(
-            channelBlock, "TrafficSources-Targets", GetU32(Id::SourceDevice),
-            std::string("Failed adding relation between IptvChannelBlock and EmulatedDevice in ") +
-                kOperation);
+        AddWizardRelation(channelBlock, "TrafficSources-Targets", GetU32(Id::SourceDevice), [&] {
+            return std::string("Failed adding relation between IptvChannelBlock and EmulatedDevice in ") +
+                   kOperation;
+        });
     }
 }
 
@@ -131,7 +132,8 @@ void CIptvWizardMcastSources::CopyNetworkBlock(CIptvChannelBlock& channelBlock, 
     const bool is_ipv4 = own->IsTypeOf(core::CIpv4NetworkBlock::CLASS_ID());
     CopyProperties(*own, copy, is_ipv4 ? kOfIpv4 : kOfIpv6);
     if (is_ipv4 != ipv4)
-        WarnOfIpVersion(DescribeWithPort(*this) + " filters by the sources of " + own->Describe(), ipv4);
+        WarnOfIpVersion(
+            [&] { return DescribeWithPort(*this) + " filters by the sources of " + own->Describe(); }, ipv4);
     Register(copy);
 }
 

@@ -76,14 +76,16 @@ void CIptvWizardMcastSources::MakeStreamBlock(core::CPort& port, const core::CEm
         ThrowLookupFailure({"NetworkInterface", "EmulatedDevice", kOperation},
                            "NetworkInterface associated with " + device.GetName());
     }
-    AddWizardRelation(block, "SrcBinding", source->GetHandle(), FailedRelation("NetworkInterface"));
+    AddWizardRelation(block, "SrcBinding", source->GetHandle(),
+                      [&] { return FailedRelation("NetworkInterface"); });
     AddWizardRelation(block, "DstBinding", group.GetNetworkBlock()->GetHandle(),
-                      FailedRelation("NetworkBlock"));
+                      [&] { return FailedRelation("NetworkBlock"); });
     if (!source->IsTypeOf(ipv4 ? ids::Ipv4If::CLASS : ids::Ipv6If::CLASS)) {
-        LogText(userLogger(), LogLevelType::Error,
-                "IP version for the source and destination bindings for stream block are not the same. On "
-                "Port " +
-                    port.GetName());
+        LogText(userLogger(), LogLevelType::Error, [&] {
+            return "IP version for the source and destination bindings for stream block are not the same. On "
+                   "Port " +
+                   port.GetName();
+        });
     }
     block.Set(ids::StreamBlock::FrameConfig, MakeFrameLayout(*source));
 }

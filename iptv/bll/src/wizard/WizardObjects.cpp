@@ -15,7 +15,7 @@ core::CProject& GetWizardProject(const char* operation) {
 }
 
 void AddWizardRelation(CScriptable& source, const std::string& relation, std::uint32_t target,
-                       const std::string& failure, const std::source_location& where) {
+                       const framework::LazyText& failure, const std::source_location& where) {
     std::string why;
     if (framework::CRelationHelper::Instance().AddRelation(&source, relation, {target}, why)) return;
     LogResource(devLogger(), LogLevelType::Error, resource::kBadArgumentError, {failure}, where);
@@ -36,9 +36,11 @@ core::CNetworkInterface* FindTopInterface(const core::CEmulatedDevice& device, b
     return found;
 }
 
-void WarnOfIpVersion(const std::string& text, bool ipv4_test, const std::source_location& where) {
-    LogText(userLogger(), LogLevelType::Warn,
-            text + ", which does not fit a test of " + (ipv4_test ? "IPv4." : "IPv6."), where);
+void WarnOfIpVersion(const framework::LazyText& text, bool ipv4_test, const std::source_location& where) {
+    const auto add_test = [&] {
+        return text.Get() + ", which does not fit a test of " + (ipv4_test ? "IPv4." : "IPv6.");
+    };
+    LogText(userLogger(), LogLevelType::Warn, add_test, where);
 }
 
 void CopyProperties(const CScriptable& from, CScriptable& to, std::span<const CopiedProperty> properties) {

@@ -3,18 +3,17 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 #include <source_location>
 #include <span>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "IptvCreation.h"
 #include "IptvErrors.h"
 #include "orv/core/network_interface.h"
 #include "orv/core/project.h"
 #include "orv/framework/scriptable.h"
-#include "orv/framework/scriptable_creator.h"
 
 namespace orv::core {
 class CEmulatedDevice;
@@ -24,12 +23,6 @@ namespace orv::iptv {
 
 using common::ClassId;
 using framework::CScriptable;
-
-/// Releases an object that has no parent.
-struct ReleaseOwned {
-    void operator()(CScriptable* object) const { framework::ReleaseScriptable(object); }
-};
-using OwnedScriptable = std::unique_ptr<CScriptable, ReleaseOwned>;
 
 /// The open project; none is an internal lookup failure.
 core::CProject& GetWizardProject(const char* operation);
@@ -53,25 +46,19 @@ std::vector<T*> GetWizardChildren(const CScriptable& parent, const LookupFailure
 }
 
 /// A new object. When it cannot be made, the log says so with `where_used`
-/// ("CIptvWizardStbBlock::SetupViewedChannels"), and without it when that is empty. What is made without
+/// ("CIptvWizardStbBlock::SetupViewedChannels"), and without it when that is null. What is made without
 /// parent is the caller's.
 template <class T>
-T& MakeWizardObject(ClassId id, CScriptable* parent, const std::string& class_name,
-                    const std::string& where_used,
+T& MakeWizardObject(ClassId id, CScriptable* parent, const std::string& class_name, const char* where_used,
                     const std::source_location& where = std::source_location::current()) {
-    CScriptable* object = framework::CScriptableCreator().Create(id, parent, true, true, 0);
-    auto* made = dynamic_cast<T*>(object);
-    if (!made) {
-        const std::string what = where_used.empty() ? class_name : class_name + " in " + where_used;
-        ThrowCreationFailure(what, class_name, where);
-    }
-    return *made;
+    const auto what = [&] { return where_used ? class_name + " in " + where_used : class_name; };
+    return CreateOrThrow<T>(id, parent, what, class_name, where);
 }
 
 /// Relates two objects by a relation's name. On failure logs `failure` as a bad argument, and throws
 /// COrvException.
 void AddWizardRelation(CScriptable& source, const std::string& relation, std::uint32_t target,
-                       const std::string& failure,
+                       const framework::LazyText& failure,
                        const std::source_location& where = std::source_location::current());
 
 /// The device's top interface of the wanted IP version; one of another version when there is none, null
@@ -79,7 +66,7 @@ void AddWizardRelation(CScriptable& source, const std::string& relation, std::ui
 core::CNetworkInterface* FindTopInterface(const core::CEmulatedDevice& device, bool ipv4);
 
 /// Tells the user that something does not fit the IP version of the test, which is built all the same.
-void WarnOfIpVersion(const std::string& text, bool ipv4_test,
+void WarnOfIpVersion(const framework::LazyText& text, bool ipv4_test,
                      const std::source_location& where = std::source_location::current());
 
 /// A property of one object, and the property of another that takes its value. Both are of one type.
