@@ -43,6 +43,7 @@ TEST_F(WizardRefusalTest, WhileSomethingRuns) {
     auto& results = *CIptvResultsManager::GetResultsManager();
     results.Prepare({});
     results.SetPortCount(1);
+    results.NotePortStarted(good.to.GetHandle());
     results.SetTestRunning(true);
     ExpectRefusal("an IPTV test while it runs. Stop it, or wait for its end.");
     results.EndOfTestProcessing(true);

@@ -32,7 +32,9 @@ using tm::Message;
 /// online port of the listed STB blocks what to do, and hands the test to the results manager. Ends when the
 /// ports have been told to start; the test runs on.
 ///
-/// Runs on the command's task. Nothing waits for the ports' answers; a fault among them is logged.
+/// Runs on the command's task. Nothing waits for the ports' answers; a fault among them is logged. A new
+/// command takes back what an earlier start has left that came to no test: its ports, and their
+/// notifications.
 class CIptvStartTestCommand : public framework::CCommand {
   public:
     CIptvStartTestCommand();
@@ -156,6 +158,7 @@ class CIptvStartTestCommand : public framework::CCommand {
     bool IsSbitMode() const;
 
     // Steps of the run.
+    static bool IsStartUnderWay();
     void ListStbBlocks();
     bool IsInSequence() const;
     void PrepareResultsManager();
