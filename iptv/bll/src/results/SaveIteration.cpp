@@ -78,7 +78,7 @@ void CIptvResultsHandler::CollectAndSave(bool, std::set<ClassId>) {
     auto* database = core::TestResultManager::GetCurrentInstance();
     if (!database) return LogMissing("testResManager");
     const std::string current = database->GetDatabasePath();
-    if (current.find("-Iter-") == std::string::npos || !manager->AreResultsSaved()) return;
+    if (current.find("-Iter-") == std::string::npos || manager->GetDatabasePath().empty()) return;
 
     const std::string moved = MoveDatabase(manager->GetDatabasePath(), current);
     const auto* first =
