@@ -95,8 +95,10 @@ void CCommand::Prepare() {
     for (const ValidationReport& error : context.GetErrors())
         LogError([&] { return Describe() + ": " + error.message; });
     if (valid && context.GetErrors().empty()) return;
-    // A command may have found words of its own.
+    // A command may have found words of its own; those of a warning are not the reason.
     std::string text = GetStatus();
+    for (const ValidationReport& warning : context.GetWarnings())
+        if (text == warning.message) text.clear();
     if (text.empty() && !context.GetErrors().empty()) text = context.GetErrors().front().message;
     if (text.empty()) text = Describe() + " is not valid";
     throw common::COrvRunTimeError(text);

@@ -171,7 +171,7 @@ TEST(StartTestPreconditions, AGeneratorHasAMinuteToStart) {
         {"starts too late", STARTING, 60010, [&](S& s) { set(s, RUNNING); }, kNoGenerator, 60000},
         {"goes", STARTING, 140, [&](S& s) { generator(s).Delete(); }, kNoGenerator, 150},
         {"the test is cancelled", STARTING, 140,
-         [](S& s) { s.command.Set(ids::Command::ProgressCancelled, true); }, "", 150},
+         [](S& s) { s.command.Set(ids::Command::ProgressCancelled, true); }, kNoGenerator, 60000},
         {"is waited for although another one runs", STARTING, 140, [&](S& s) { set(s, STOPPED); }, "", 60000},
     };
     auto& tasks = framework::CTaskManager::Instance();

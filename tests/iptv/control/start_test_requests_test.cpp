@@ -6,6 +6,7 @@
 #include "msgset/HwGeneral_1.h"
 #include "msgset/iptvcd_1.h"
 #include "orv/framework/sequencer.h"
+#include "orv/framework/transport.h"
 #include "start_run_fixture.h"
 
 namespace {
@@ -65,6 +66,7 @@ TEST_F(StartRunTest, TheConfigurationSaysWhatTheCommandSays) {
     EXPECT_EQ(Manager().GetRun().test_results, Results()->GetHandle());
     EXPECT_EQ(Manager().GetRun().command, command.GetHandle());
     EXPECT_EQ(Manager().GetRun().join_fail_threshold, 5);
+    EXPECT_EQ(Manager().GetRun().test_duration, 30.9);
     EXPECT_FALSE(Manager().GetRun().sequencer_mode);
     EXPECT_EQ(Manager().GetPortCount(), 2u);
     EXPECT_EQ(Manager().GetDatabasePath(), "/results/test.db");
@@ -134,6 +136,31 @@ TEST_F(StartRunTest, APortThatRefusesToReportItsEndCountsAsEnded) {
     EXPECT_TRUE(CIptvResultsManager::IsTestRunning());
     End(far2);
     EXPECT_FALSE(CIptvResultsManager::IsTestRunning());
+}
+
+/// A connection that ends when a port is to be asked for the end of its test.
+struct EndsAtEnd : framework::ITransport {
+    explicit EndsAtEnd(Lines& carried) : carried_(carried) {}
+    bool Send(std::vector<std::byte> bytes) override {
+        carried_.push_back(tm::Message::decode(std::move(bytes)).get_request_name());
+        return carried_.back() != "iptvcd_1.RegisterEOTNotify";
+    }
+    void SetCallbacks(Receive, Closed) override {}
+    void Close() override {}
+    Lines& carried_;
+};
+
+TEST_F(StartRunTest, APortThatCannotBeAskedForItsEndReportsResultsUntilTheNextTest) {
+    Manager().Prepare({});
+    Lines carried;
+    auto& rpc = framework::CRpcManager::Instance();
+    rpc.Connect(p1.GetMessenger(), std::make_unique<EndsAtEnd>(carried));
+    command.RegisterForResultAndEotNotifications(p1, {7}, 1);
+    EXPECT_THAT(log.Take(), Contains(HasSubstr("message to register EOT handler")));
+    EXPECT_THAT(carried, ElementsAre(HasSubstr("RegisterResultsNotify"), HasSubstr("RegisterEOTNotify")));
+    Manager().Prepare({});
+    EXPECT_EQ(carried.back(), "iptvcd_1.DeregisterResultsNotify") << "or each result would come twice";
+    rpc.Disconnect(p1.GetMessenger());
 }
 
 TEST_F(StartRunTest, TheFirstBlockOfAPortSaysWhichTagsAreFiltered) {
@@ -210,6 +237,9 @@ TEST_F(StartRunTest, FaultsAreLoggedAndAnswersMayComeWhenTheCommandIsGone) {
                 Contains(testing::AllOf(StartsWith("content.mulvane.iptv Error: Rcvd error response on "
                                                    "IptvStartTestCommand: seq("),
                                         testing::EndsWith(") refused on port "))));
+    EXPECT_THAT(lines,
+                Contains("content.mulvane.iptv Error: P1 did not carry out iptvcd_1.UpdateConfig: refused"));
+    EXPECT_THAT(lines, Not(Contains(HasSubstr("REMOTE PROCEDURE ERROR"))));
     EXPECT_THAT(lines, Contains(HasSubstr(" In CIptvStartTestCommand::SetConfigHandler Message Response 2")));
     EXPECT_THAT(lines, Contains(HasSubstr(" In CIptvStartTestCommand::SetConfigHandler Message Response 1")));
 }

@@ -69,13 +69,13 @@ TEST_F(StartRunTest, EverythingComesInOrderForEveryTypeOfTest) {
                                 kRegistered,
                                 {"P1 Start", "P2 Start"},
                                 kSaved}));
-        EXPECT_TRUE(CIptvResultsManager::IsTestRunning());
+        EXPECT_TRUE(CIptvResultsManager::IsTestRunning() && !Manager().AreResultsSaved());
         EXPECT_EQ(Manager().GetRun().kind.type, test.type);
         EXPECT_EQ(IsEnabled(Id::CLASS), false);
         EXPECT_EQ(IsEnabled(ids::IptvStopTestCommand::CLASS), true);
         End(far1);
         End(far2);
-        EXPECT_FALSE(CIptvResultsManager::IsTestRunning());
+        EXPECT_TRUE(!CIptvResultsManager::IsTestRunning() && Manager().AreResultsSaved());
         for (core::CPort* port : {&p1, &p2})
             port->GetObject("Analyzer", common::kParentChild)
                 ->Set(ids::Analyzer::State, std::uint8_t{ids::AnalyzerState::STOPPED});
@@ -109,12 +109,13 @@ TEST_F(StartRunTest, ACancelledStartLeavesWhatItsStepSays) {
          true,
          false,
          {}},
-        {"Starting Test on  P1", Join({set_up, kRegistered, {"P1 Start"}, stopped}), true, false,
-         deregistered},
         {"Starting Test on  P2", Join({set_up, kRegistered, {"P1 Start", "P2 Start"}, stopped}), true, false,
          deregistered},
         {"SetTestCommand Start", Join({set_up, kRegistered, {"P1 Start", "P2 Start"}, kSaved, stopped}), true,
          true, Join({{"db SaveObjects", "db Finalise"}, deregistered})},
+        // The other port will not say that it has ended, so what it is registered for ends with the next
+        // start.
+        {"Starting Test on  P1", Join({set_up, kRegistered, {"P1 Start"}, stopped}), true, false, {}},
     };
     const auto cancel_on = [this](const char* at) {
         return [this, at](const std::string& text) {
@@ -150,11 +151,19 @@ TEST_F(StartRunTest, ACancelledStartLeavesWhatItsStepSays) {
         EXPECT_EQ(Take(), test.after_the_end);
         EXPECT_FALSE(CIptvResultsManager::IsTestRunning());
         EXPECT_EQ(project.Root().GetObject("IptvStopTestCommand", common::kParentChild), nullptr);
+        // A user's own stop has nothing to stop then, and the next start nothing to wait for.
+        auto& stop = CScriptableCreator().Make<iptv::CIptvStopTestCommand>(&project.Root());
+        stop.Execute(false);
+        stop.Delete();
         for (core::CPort* port : {&p1, &p2})
             port->GetObject("Analyzer", common::kParentChild)
                 ->Set(ids::Analyzer::State, std::uint8_t{ids::AnalyzerState::STOPPED});
         Take();
     }
+    EXPECT_EQ(Manager().GetPortCount(), 2u);
+    on_log = [](const std::string&) {};
+    EXPECT_EQ(Start(), "");
+    EXPECT_THAT(Take(), testing::IsSupersetOf(deregistered));
 }
 
 TEST_F(StartRunTest, OnlyPortsThatCanBeReachedTakePart) {
@@ -247,6 +256,8 @@ TEST_F(StartRunTest, AStartThatIsCancelledWhilePortsStartLeavesNothingBehindButT
                 testing::AllOf(Contains("P1 Stop"), Contains("P2 Stop"), Not(Contains(StartsWith("db ")))));
     on_log = [](const std::string&) {};
     EXPECT_THAT(Start(), HasSubstr("are stopping")) << "their ends would be those of the next test";
+    CScriptableCreator().Make<iptv::CIptvStartTestCommand>(&project.Root());
+    EXPECT_EQ(Manager().GetPortCount(), 2u) << "a new command does not lose what the ports still report";
 
     iptvcd_1_bll::stblock_event_s events{a.GetHandle(), std::vector<iptvcd_1_bll::stbox_event_s>(600), {}};
     for (auto& view : events.events) view.viewed_channel = 2;
@@ -306,6 +317,9 @@ TEST_F(StartRunTest, AStartThatFailsHalfwayLeavesNothingToTheNextTest) {
     EXPECT_THAT(log.Take(), Contains("content.mulvane.iptv Error: StartTestCommand failed"));
     EXPECT_FALSE(CIptvResultsManager::IsTestRunning());
     EXPECT_THAT(Take(), Not(Contains(StartsWith("db "))));
+    CScriptableCreator().Make<iptv::CIptvStartTestCommand>(&project.Root());
+    EXPECT_EQ(Manager().GetPortCount(), 0u) << "a new command has nothing of the failed start";
+    EXPECT_THAT(Take(), ElementsAre("P1 DeregisterEOTNotify", "P1 DeregisterResultsNotify"));
 
     on_log = [](const std::string&) {};
     testing_aids::ScriptedPort again(p2);

@@ -122,13 +122,18 @@ TEST_F(StreamMapTest, StreamsToAndFromOthersArePassedOver) {
     auto& first = MakeHosts(2, "10.0.0.1");
     auto& second = MakeHosts(1, "10.0.0.9");
     auto& third = MakeHosts(1, "2000::7", true);
-    // Streams in order: first to viewer 6, first to four 2, first to six 2, second 3 + 2 + 2, third 3 + 2
-    // + 2.
-    auto& streams = MakeStreams({&first, &second, &third}, {&viewer, &AddressesOf(four), &AddressesOf(six)});
+    first.Set("AddrList", std::string("10.9.9.50 10.9.9.51"));  // the first address and the step count
+    // Neither hosts, nor hosts with IP addresses: only the streams of the latter to other hosts have numbers.
+    auto& network = AddressesOf(project.MakeChannelBlock("Network", 21, 5));
+    auto& link = TestProject::LayerOf(project.MakeDevice(&sender, 1), "EthIIIf");
+    // Streams in order: link to viewer 3, first to viewer 6, first to four 2, first to six 2, second 3 + 2 +
+    // 2, third 3 + 2 + 2.
+    auto& streams = MakeStreams({&network, &link, &first, &second, &third},
+                                {&viewer, &AddressesOf(four), &AddressesOf(six)});
     Make({&stbs});
     EXPECT_THAT(Lines(streams),
-                ElementsAre("1>1:6", "2>2:7", "1>v6:1:8", "2>v6:2:9", "9>1:13", "9>2:14", "9>v6:1:15",
-                            "9>v6:2:16", "v6:7>1:20", "v6:7>2:21", "v6:7>v6:1:22", "v6:7>v6:2:23"));
+                ElementsAre("1>1:9", "2>2:10", "1>v6:1:11", "2>v6:2:12", "9>1:16", "9>2:17", "9>v6:1:18",
+                            "9>v6:2:19", "v6:7>1:23", "v6:7>2:24", "v6:7>v6:1:25", "v6:7>v6:2:26"));
 }
 
 TEST_F(StreamMapTest, WithoutAStreamForEachGroupTheStreamsAreNotToldApart) {

@@ -11,8 +11,9 @@ class CStreamBlock;
 
 /// Gives every stream the number that its frames carry in their signature. Numbers are unique in the process,
 /// because a port receives the streams of all others; counted from 1; in one row for each stream block, in
-/// the order of its paths; and stay as they are while the block's number of streams does not change. Numbers
-/// of blocks that are gone are used again. Used under the task lock.
+/// the order of its paths, those that do not come from IP interfaces of emulated devices behind all others;
+/// and stay as they are while the block's number of streams does not change. Numbers of blocks that are gone
+/// are used again. Used under the task lock.
 class CStreamIndexManager {
   public:
     /// Most streams of one block: more is taken for a mistake in the configuration.

@@ -109,8 +109,6 @@ bool CIptvStartTestCommand::CheckForDuplicateAddresses(CBaseValidationContext& c
             (framework::ResourceFormatter(resource::kDuplicateAddresses) << kind << port->GetName())
                 .ToString();
         ReportError(context, text);
-        // Instead of a warning's text, which would be taken for the reason of the failure.
-        SetStatus(text);
         return false;
     }
     return true;

@@ -10,9 +10,10 @@ namespace orv::iptv {
 
 namespace Id = ids::IptvStartTestCommand;
 
-// A new command leaves the results manager as it is: what a start needs of it is set by the run, and a stop
-// must still find the registrations of a start that failed.
-CIptvStartTestCommand::CIptvStartTestCommand() = default;
+CIptvStartTestCommand::CIptvStartTestCommand() {
+    CIptvResultsManager* manager = CIptvResultsManager::FindResultsManager();
+    if (manager && !IsStartUnderWay()) manager->ForgetPorts();
+}
 CIptvStartTestCommand::~CIptvStartTestCommand() = default;
 
 std::uint8_t CIptvStartTestCommand::GetTypeOfTest() const {

@@ -33,7 +33,9 @@ using tm::Message;
 /// online port of the listed STB blocks what to do, and hands the test to the results manager. Ends when the
 /// ports have been told to start; the test runs on.
 ///
-/// Runs on the command's task. Nothing waits for the ports' answers; a fault among them is logged.
+/// Runs on the command's task. Nothing waits for the ports' answers; a fault among them is logged. A new
+/// command takes back what an earlier start has left that came to no test: its ports, and their
+/// notifications.
 class CIptvStartTestCommand
     : public ModelClass<ids::IptvStartTestCommand::CLASS.GetValue(), framework::CCommand> {
   public:
@@ -155,6 +157,7 @@ class CIptvStartTestCommand
     bool IsSbitMode() const;
 
     // Steps of the run.
+    static bool IsStartUnderWay();
     void ListStbBlocks();
     bool IsInSequence() const;
     void PrepareResultsManager();

@@ -6,6 +6,7 @@
 #include "IptvLog.h"
 #include "IptvResources.h"
 #include "control/IptvStartTestCommand.h"
+#include "control/SendRequest.h"
 #include "msgset/HwGeneral_1.h"
 #include "msgset/iptvcd_1.h"
 #include "orv/core/port.h"
@@ -32,9 +33,7 @@ void* AsContext(const core::CPort& port) {
 }
 
 void SendOrThrow(const core::CPort& port, Message& message, const ResponseDelegate& delegate) {
-    // Faults are the delegate's business; the apply that follows must not fail because of them.
-    const int result =
-        CRpcManager::Instance().SendAsyncMessage(port.GetMessenger(), message, &delegate, nullptr, 0, false);
+    const int result = SendRequest(port, message, delegate);
     if (result < 0) throw result;
 }
 
@@ -44,15 +43,11 @@ std::uint64_t GetDurationMs(double seconds) {
     return static_cast<std::uint64_t>(std::trunc(std::clamp(seconds, 0.0, most))) * 1000;
 }
 
-void NoteAnswer(const char* handler, const Message& response) {
+void TraceAnswer(const char* handler, const Message& response) {
     Trace([&] {
         return std::string(" In CIptvStartTestCommand::") + handler + "Message Response " +
                std::to_string(static_cast<int>(response.get_msg_type()));
     });
-    if (response.get_msg_type() != tm::TMT_FAULT) return;
-    LogResource(devLogger(), LogLevelType::Error, resource::kRpcFaultError,
-                {response.get_request_name(), [&] { return std::to_string(response.header().get_seq_no()); },
-                 response.get_fault_string(), ""});
 }
 
 /// Registers with the port; 0 after logging when that fails.
@@ -96,15 +91,17 @@ void CIptvStartTestCommand::OnApplyTestUpdate(core::CPort& port) {
     if (kind.HasRetransmission()) config.rrr_test_config.push_back({GetU32(Id::TestRetransThres)});
     Message update;
     create_req_UpdateConfig(&update, config, true);
-    SendOrThrow(port, update, ResponseDelegate::To<&CIptvStartTestCommand::SetConfigHandler>());
+    SendOrThrow(port, update,
+                ResponseDelegate::To<&LogFaultAndHandle<&CIptvStartTestCommand::SetConfigHandler>>());
 
     if (kind.type != kFccWithRrr) return;
     Message enables;
     HwGeneral_1_bll::create_req_SetCutThruRxFilterEnables(
         &enables,
         {.allowVeltraSigFrames = true, .allowNonVeltraSigFrames = true, .allowRxInvalidFrames = false}, true);
-    SendOrThrow(port, enables,
-                ResponseDelegate::To<&CIptvStartTestCommand::SetCutThruRxFilterEnablesHandler>());
+    SendOrThrow(
+        port, enables,
+        ResponseDelegate::To<&LogFaultAndHandle<&CIptvStartTestCommand::SetCutThruRxFilterEnablesHandler>>());
 }
 
 void CIptvStartTestCommand::RegisterForResultAndEotNotifications(core::CPort& port,
@@ -130,15 +127,7 @@ void CIptvStartTestCommand::RegisterForResultAndEotNotifications(core::CPort& po
     if (handles.results_id == 0) return;
     handles.end_test_id =
         Register(port, end, "iptvcd_1.EOTNotification", manager.GetEndTestDelegate(), AsContext(port), "EOT");
-    if (handles.end_test_id == 0) {
-        // Nobody would end it with the test.
-        Message deregister;
-        iptvcd_1_bll::create_req_DeregisterResultsNotify(&deregister);
-        CRpcManager::Instance().DeregisterForNotification(port.GetMessenger(), deregister,
-                                                          static_cast<int>(handles.results_id));
-        return;
-    }
-    manager.AddRegistration(handles);
+    handles.end_test_id == 0 ? manager.AddIncompleteRegistration(handles) : manager.AddRegistration(handles);
 }
 
 void CIptvStartTestCommand::SendMessageToIL(core::CPort& port, const std::vector<std::uint32_t>& stbBlocks) {
@@ -160,15 +149,15 @@ void CIptvStartTestCommand::StartTestHandler(std::uint16_t sequence, Message* re
 }
 
 void CIptvStartTestCommand::SetConfigHandler(std::uint16_t, Message* response, void*) {
-    NoteAnswer("SetConfigHandler ", *response);
+    TraceAnswer("SetConfigHandler ", *response);
 }
 
 void CIptvStartTestCommand::UpdateStreamMapHandler(std::uint16_t, Message* response, void*) {
-    NoteAnswer("UpdateStreamMapHandler ", *response);
+    TraceAnswer("UpdateStreamMapHandler ", *response);
 }
 
 void CIptvStartTestCommand::SetCutThruRxFilterEnablesHandler(std::uint16_t, Message* response, void*) {
-    NoteAnswer("SetCutThruRxFilterEnablesHandler ", *response);
+    TraceAnswer("SetCutThruRxFilterEnablesHandler ", *response);
 }
 
 }  // namespace orv::iptv

@@ -40,7 +40,7 @@ void CIptvStartTestCommand::SaveCommandToDb() {
     if (!database) {
         LogResource(devLogger(), LogLevelType::Warn, resource::kBadObjectError,
                     {"TestResultMananger", "Static Function", "CIptvResultsManager::SaveCommandToDb"});
-        return;
+        return manager->NoteDataSet();
     }
     if (!manager->GetRun().sequencer_mode) database->StartInteractive();
     database->SetTestResultSetting(
@@ -48,6 +48,7 @@ void CIptvStartTestCommand::SaveCommandToDb() {
     database->SaveConfiguration(true);
     manager->SetDatabasePath(database->GetDatabasePath());
     database->SetTestCommand(*this);
+    manager->NoteDataSet();
 }
 
 void CIptvStartTestCommand::DeregisterDueToSequencerCancel() {

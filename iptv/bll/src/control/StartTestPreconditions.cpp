@@ -69,22 +69,22 @@ bool IsGeneratorInState(std::uint32_t handle, std::uint8_t state) {
     return generator && generator->GetState() == state;
 }
 
-/// Gives a generator that is starting a minute to run; less when the command is cancelled.
-void WaitForGenerator(std::uint32_t handle, const framework::CCommand& command) {
+/// Gives a generator that is starting a minute to run.
+void WaitForGenerator(std::uint32_t handle) {
     constexpr int kYields = 1200;
     constexpr int kYieldMs = 50;
     if (!IsGeneratorInState(handle, ids::GeneratorState::STARTING)) return;
     for (int i = 0; i < kYields; ++i) {
         if (IsGeneratorInState(handle, ids::GeneratorState::RUNNING)) return;
-        if (!FindByHandle<l2l3::CGenerator>(handle) || command.GetProgressCancelled()) return;
+        if (!FindByHandle<l2l3::CGenerator>(handle)) return;
         framework::CTaskManager::Instance().CtmYield(kYieldMs);
     }
 }
 
-bool IsGeneratorRunning(const framework::CCommand& command) {
+bool IsGeneratorRunning() {
     bool is_running = false;
     for (const std::uint32_t handle : ListGenerators()) {
-        WaitForGenerator(handle, command);
+        WaitForGenerator(handle);
         is_running = is_running || IsGeneratorInState(handle, ids::GeneratorState::RUNNING);
     }
     return is_running;
@@ -133,16 +133,12 @@ void CIptvStartTestCommand::CheckPreconditions() const {
     std::uint32_t port = 0;
     if (!HasIpAddressBeenResolved(device, port)) ThrowNotResolved(device, port);
 
-    if (GetTestEnv() == ids::TestEnv::TESTING) {
-        const bool is_running = IsGeneratorRunning(*this);
-        if (GetProgressCancelled()) return;  // whoever did not wait cannot say what is missing
-        if (!is_running) {
-            throw COrvRunTimeError(
-                " In IptvStartTestCommand: The Environment option is set to Testing Environment but there "
-                "are no traffic generators started in the Veltra Labrium application. Using Testing "
-                "Environment implies that the traffic is generated using Veltra Labrium. Please set up "
-                "traffic and start at least one traffic generator  ");
-        }
+    if (GetTestEnv() == ids::TestEnv::TESTING && !IsGeneratorRunning()) {
+        throw COrvRunTimeError(
+            " In IptvStartTestCommand: The Environment option is set to Testing Environment but there "
+            "are no traffic generators started in the Veltra Labrium application. Using Testing "
+            "Environment implies that the traffic is generated using Veltra Labrium. Please set up "
+            "traffic and start at least one traffic generator  ");
     }
 
     if (GetTypeOfTest() != ids::TestType::ZAPPING) return;

@@ -119,6 +119,10 @@ class OptionsOfApply {
 
 }  // namespace
 
+bool CIptvStartTestCommand::IsStartUnderWay() {
+    return start_under_way;
+}
+
 bool CIptvStartTestCommand::DoRunnableValidate(std::string& reason) const {
     const CIptvResultsManager* manager = CIptvResultsManager::FindResultsManager();
     const bool stopping = manager && manager->IsStopping();
@@ -212,6 +216,7 @@ void CIptvStartTestCommand::PrepareResultsManager() {
     run.stb_blocks = m_stbBlocks;
     run.command = GetHandle();
     run.test_name = GetString(Id::TestName);
+    run.test_duration = GetDouble(Id::TestDuration);
     run.join_fail_threshold = GetU32(Id::JoinFailThreshold);
     run.kind = {GetTypeOfTest(), GetMulticastJoinTrigger()};
     run.sequencer_mode = IsInSequence();
@@ -325,16 +330,13 @@ bool CIptvStartTestCommand::RegisterPorts() {
 
 bool CIptvStartTestCommand::StartPorts() {
     CIptvResultsManager& manager = *CIptvResultsManager::GetResultsManager();
-    std::uint32_t started = 0;
     for (const auto& entry : CIptvStbBlockConfig::m_startTestStbMap) {
         const auto& blocks = entry.second;
         if (blocks.empty()) continue;
         const auto start_port = [&](core::CPort& port) { SendMessageToIL(port, blocks); };
         if (!TryOnPort(entry.first, "Start", start_port)) return false;
-        ++started;
+        manager.NotePortStarted(entry.first);
         if (!GetProgressCancelled()) continue;
-        // The others will not say that they have ended.
-        manager.SetPortCount(started);
         manager.ReleaseEnd();
         StopTest();
         return false;

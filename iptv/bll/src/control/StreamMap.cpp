@@ -13,12 +13,14 @@
 #include "config/IptvStbBlockConfig.h"
 #include "config/IptvViewedChannels.h"
 #include "control/IptvStartTestCommand.h"
+#include "control/SendRequest.h"
 #include "orv/core/emulated_device.h"
 #include "orv/core/ipv4_if.h"
 #include "orv/core/ipv6_if.h"
 #include "orv/core/network_block.h"
 #include "orv/core/port.h"
 #include "orv/core/project.h"
+#include "orv/ids/core_ids.h"
 #include "orv/ids/iptv_ids.h"
 #include "orv/l2l3/stream_block.h"
 #include "orv/l2l3/stream_index_manager.h"
@@ -29,17 +31,32 @@ namespace orv::iptv {
 
 namespace {
 
-bool IsInterfaceOfDevice(const core::CNetworkEndpoint* endpoint) {
+/// The device that an endpoint is an interface of, or null.
+const core::CEmulatedDevice* GetDeviceOf(const core::CNetworkEndpoint* endpoint) {
     const auto* interface = dynamic_cast<const core::CNetworkInterface*>(endpoint);
-    return interface && interface->GetDevice();
+    return interface ? interface->GetDevice() : nullptr;
 }
 
-/// The addresses of the hosts behind an endpoint of a path; empty for what is no IP interface.
-std::vector<ipAddress_t> GetHostAddresses(core::CNetworkEndpoint* endpoint) {
-    std::vector<ipAddress_t> addresses;
-    if (auto* v4 = dynamic_cast<core::CIpv4If*>(endpoint)) GetSrcList(addresses, v4);
-    if (auto* v6 = dynamic_cast<core::CIpv6If*>(endpoint)) GetSrcList(addresses, v6);
-    return addresses;
+template <class Address>
+ipAddress_t AddressOfHost(Address first, Address step, std::uint32_t host) {
+    step *= host;
+    first += step;
+    return ToIpAddress(first);
+}
+
+/// The address of a host behind an IP interface: the first one and the step, also where the interface has a
+/// list of addresses besides.
+ipAddress_t GetHostAddress(const core::CNetworkEndpoint& interface, std::uint32_t host) {
+    if (interface.IsTypeOf(core::CIpv4If::CLASS_ID())) {
+        return AddressOfHost(interface.GetIp(ids::Ipv4If::Address), interface.GetIp(ids::Ipv4If::AddrStep),
+                             host);
+    }
+    return AddressOfHost(interface.GetIpv6(ids::Ipv6If::Address), interface.GetIpv6(ids::Ipv6If::AddrStep),
+                         host);
+}
+
+bool IsIpInterface(const core::CNetworkEndpoint& endpoint) {
+    return endpoint.IsTypeOf(core::CIpv4If::CLASS_ID()) || endpoint.IsTypeOf(core::CIpv6If::CLASS_ID());
 }
 
 /// The addresses of channel blocks, each block's worked out once.
@@ -121,32 +138,30 @@ void StreamMap::ProcessOneStreamBlock(std::uint32_t portHandle, l2l3::CStreamBlo
     std::vector<std::uint32_t> ids;
     l2l3::CStreamIndexManager::Instance().GetStreamIdsNoThrow(block, portHandle, ids);
 
-    std::uint64_t offset = 0;
+    std::uint64_t offset = 0;  // of the path's first stream among the numbers
     for (const auto& path : block->GetTrafficPaths()) {
+        const core::CEmulatedDevice* device = GetDeviceOf(path.first);
+        if (!device) continue;  // streams of no host are numbered behind all others
         const std::uint64_t count = l2l3::CStreamBlock::GetStreamCount(path);
-        auto* channels = dynamic_cast<core::CNetworkBlock*>(path.second);
-        if (!channels || !IsInterfaceOfDevice(path.first)) {
-            offset += std::min<std::uint64_t>(count, ids.size());  // others' streams are passed over
+        if (GetDeviceOf(path.second)) {
+            offset += std::min<std::uint64_t>(count, ids.size());  // between hosts: no channels
             continue;
         }
-        // Without numbers for all of them nobody can say which number is whose.
-        if (count > ids.size() || offset > ids.size() - count) continue;
+        auto* channels = dynamic_cast<core::CNetworkBlock*>(path.second);
+        if (!channels || !IsIpInterface(*path.first) || count > ids.size()) continue;
         const std::uint64_t first = offset;
         offset += count;
-        const std::vector<ipAddress_t> hosts = GetHostAddresses(path.first);
-        const auto* device = dynamic_cast<const core::CNetworkInterface*>(path.first)->GetDevice();
-        const std::uint64_t host_count = std::max<std::uint64_t>(device->GetDeviceCount(), 1);
-        if (hosts.empty()) continue;
+        // Without numbers for all of them nobody can say which number is whose.
+        if (count == 0 || offset > ids.size()) continue;
         std::vector<ipAddress_t> addresses;
         BlockToVector(channels, addresses);
-        if (addresses.empty()) continue;
         for (std::uint64_t k = 0; k < count; ++k) {
             const ipAddress_t& group = addresses[k % addresses.size()];
             const auto relevant = m_relevant.find(group);
             if (relevant == m_relevant.end()) continue;
             m_found[relevant->second] = true;
-            // A list of addresses may be shorter or longer than there are hosts.
-            sources.push_back(hosts[k % host_count % hosts.size()]);
+            sources.push_back(
+                GetHostAddress(*path.first, static_cast<std::uint32_t>(k % device->GetDeviceCount())));
             groups.push_back(group);
             streamIds.push_back(ids[first + k]);
         }
@@ -179,14 +194,14 @@ void StreamMap::Clear() {
 
 void CIptvStartTestCommand::MakeMap(const core::CProject& project) {
     m_streamMap.Make(project, GetStbBlocks());
-    const auto delegate = framework::ResponseDelegate::To<&CIptvStartTestCommand::UpdateStreamMapHandler>();
+    const auto delegate =
+        framework::ResponseDelegate::To<&LogFaultAndHandle<&CIptvStartTestCommand::UpdateStreamMapHandler>>();
     ForEachReachablePort(project, [&](const core::CPort& port) {
         Message message;
         iptvcd_1_bll::create_req_UpdateStreamMap(&message, m_streamMap.GetSources(), m_streamMap.GetGroups(),
                                                  m_streamMap.GetStreamIds(), false);
-        const int result = framework::CRpcManager::Instance().SendAsyncMessage(port.GetMessenger(), message,
-                                                                               &delegate, nullptr, 0, false);
-        if (result != 0) LogText(devLogger(), LogLevelType::Error, "Failed to send interface message");
+        if (SendRequest(port, message, delegate) != 0)
+            LogText(devLogger(), LogLevelType::Error, "Failed to send interface message");
     });
 }
 

@@ -67,6 +67,7 @@ void CIptvResultsManager::GoOnWithoutPort(std::uint32_t port) {
     DropRegistration(deregHandles(*lost));
     registrations_.erase(lost);
     --port_count_;
+    started_.erase(port);
     if (known_ends_.erase(port) > 0) --ended_ports_;
     try {
         finishing_ && !end_held_ ? CarryOutEnd(false) : EndOfTestProcessing(true);
@@ -85,8 +86,13 @@ void CIptvResultsManager::EndOfTestProcessing(bool stopRequested) {
     }
 }
 
+bool CIptvResultsManager::IsAwaitingEnds() const {
+    return finishing_ && !final_done_ &&
+           !std::includes(known_ends_.begin(), known_ends_.end(), started_.begin(), started_.end());
+}
+
 bool CIptvResultsManager::IsStopping() const {
-    return finishing_ && !final_done_ && framework::CTaskManager::Instance().GetNow() < stopping_until_;
+    return IsAwaitingEnds() && framework::CTaskManager::Instance().GetNow() < stopping_until_;
 }
 
 void CIptvResultsManager::ReleaseEnd() {
@@ -183,7 +189,7 @@ void CIptvResultsManager::FinalProcessing() {
     test_running_ = false;
     SetCommandStatus(run_, ids::IptvStartTestCommand::CLASS, true);
     DeregisterAllNotifications();
-    previous_views_.Clear();
+    ResetBlockTimeStampVec();
     DestroyRows();
     LogText(devLogger(), LogLevelType::Info, " IPTV test has finished.");
 }
@@ -197,6 +203,14 @@ void CIptvResultsManager::DeregisterAllNotifications() {
 /// What a test has left that did not come to its end; ports and connections may be gone.
 void CIptvResultsManager::DropRegistrations() {
     for (const deregHandles& registration : std::exchange(registrations_, {})) DropRegistration(registration);
+    for (const deregHandles& registration : std::exchange(incomplete_, {})) {
+        const core::CPort* port = FindPort(registration.port);
+        if (!port || !CRpcManager::Instance().IsConnected(port->GetMessenger())) continue;
+        Message message;
+        iptvcd_1_bll::create_req_DeregisterResultsNotify(&message);
+        CRpcManager::Instance().DeregisterForNotification(port->GetMessenger(), message,
+                                                          static_cast<int>(registration.results_id));
+    }
 }
 
 void CIptvResultsManager::DropRegistration(const deregHandles& registration) {

@@ -32,22 +32,38 @@ CIptvResultsManager::CIptvResultsManager()
 void CIptvResultsManager::Prepare(TestRun run) {
     const ManagerLock lock(m_iptvMutex);  // no results of an earlier test are being binned
     run_ = std::move(run);
-    port_count_ = 0;
-    ended_ports_ = 0;
-    known_ends_.clear();
+    ResetPorts();
     failed_joins_ = 0;
     net_channel_changes_ = 0;
-    DropRegistrations();
     database_path_.clear();
     finishing_ = false;
     final_done_ = false;
+    results_pending_ = true;
+    results_saved_ = false;
     end_held_ = false;
     stop_held_ = false;
     has_ipv4_ = false;
     has_ipv6_ = false;
     has_event_rows_ = false;
-    previous_views_.Clear();
+    ResetBlockTimeStampVec();
     DestroyRows();
+}
+
+void CIptvResultsManager::ForgetPorts() {
+    if (!test_running_ && !IsAwaitingEnds()) ResetPorts();
+}
+
+void CIptvResultsManager::ResetPorts() {
+    port_count_ = 0;
+    ended_ports_ = 0;
+    started_.clear();
+    known_ends_.clear();
+    DropRegistrations();
+}
+
+void CIptvResultsManager::NoteDataSet() {
+    results_pending_ = false;
+    results_saved_ = false;
 }
 
 bool CIptvResultsManager::LogRefusal(const Message& answer) {
@@ -92,7 +108,7 @@ std::size_t CIptvResultsManager::GetRowLimit() const {
 
 void CIptvResultsManager::SaveRowsWhenDue() {
     if (port_count_ == 0 || unsaved_rows_.size() < GetRowLimit()) return;
-    if (end_held_) return;  // there may be no data set yet
+    if (end_held_ && results_pending_) return;  // the start of the test has not made its data set yet
     if (database_path_.empty() && core::TestResultManager::GetCurrentInstance())
         return DestroyRows();  // none comes
     if (auto* database = core::TestResultManager::GetCurrentInstance()) {

@@ -38,6 +38,7 @@ struct TestRun {
     std::uint32_t command = 0;              ///< handle of the start command
     std::string test_name;
     std::uint32_t test_results = 0;    ///< handle of the CIptvTestResults
+    double test_duration = 0.0;        ///< s
     double join_fail_threshold = 0.0;  ///< most failed joins of a test that passes, percent
     TestKind kind;
     bool sequencer_mode = false;      ///< a sequence runs the test, not a user
@@ -69,17 +70,29 @@ class CIptvResultsManager : public core::CResult {
     void SetTestResults(std::uint32_t handle) { run_.test_results = handle; }
     void SetTestRunning(bool running) { test_running_ = running; }
     bool IsFinishing() const { return finishing_; }
-    /// Ports that have been told to stop are still expected to say that they have. Not for ever: one of them
-    /// may be gone.
+    /// Ports that have been started, and told to stop, are still expected to say that they have. Not for
+    /// ever: one of them may be gone.
     bool IsStopping() const;
     /// Path of the database that the test writes; empty while there is none.
     const std::string& GetDatabasePath() const { return database_path_; }
     void SetDatabasePath(std::string path) { database_path_ = std::move(path); }
+    /// The data set of the test has been made: its results need not wait any more, and none is stored yet.
+    void NoteDataSet();
+    /// The test has ended and stored what there was to store.
+    bool AreResultsSaved() const { return results_saved_; }
 
     /// Ports that take part.
     void SetPortCount(std::uint32_t ports) { port_count_ = ports; }
     std::uint32_t GetPortCount() const { return port_count_; }
     void AddRegistration(deregHandles registration) { registrations_.push_back(registration); }
+    /// A port that reports results but not its end: it stays so until the next test, which would otherwise
+    /// hear of each result twice.
+    void AddIncompleteRegistration(deregHandles registration) { incomplete_.push_back(registration); }
+    /// The port has been told to start its test.
+    void NotePortStarted(std::uint32_t port) { started_.insert(port); }
+    /// No port takes part, and none reports any more. Not while a test runs, nor while ports are still to
+    /// report what they found before they were told to stop.
+    void ForgetPorts();
 
     /// From now on an end of the test, by its ports or by a user, is noted only: a port may end while the
     /// start of the test is not done with. ReleaseEnd carries out what was noted.
@@ -110,6 +123,8 @@ class CIptvResultsManager : public core::CResult {
     void SaveToDatabase(double failPercent);
 
     // --- What binning notes
+    /// Every set-top box is as one that has viewed nothing yet.
+    void ResetBlockTimeStampVec() { previous_views_.Clear(); }
     PreviousViews& GetPreviousViews() { return previous_views_; }
     void NoteIpv4() { has_ipv4_ = true; }
     void NoteIpv6() { has_ipv6_ = true; }
@@ -135,6 +150,8 @@ class CIptvResultsManager : public core::CResult {
     void CarryOutEnd(bool stopRequested);
     void GoOnWithoutPort(std::uint32_t port);
     void SendStop(const deregHandles& registration);
+    bool IsAwaitingEnds() const;
+    void ResetPorts();
     void DropRegistrations();
     static void DropRegistration(const deregHandles& registration);
     static void Deregister(const deregHandles& registration);
@@ -147,15 +164,19 @@ class CIptvResultsManager : public core::CResult {
     TestRun run_;
     std::uint32_t port_count_ = 0;
     std::uint32_t ended_ports_ = 0;
+    std::set<std::uint32_t> started_;     ///< handles of the ports that have been told to start
     std::set<std::uint32_t> known_ends_;  ///< handles of the ports that have reported their end
     double failed_joins_ = 0;
     double net_channel_changes_ = 0;
     std::vector<deregHandles> registrations_;
+    std::vector<deregHandles> incomplete_;  ///< of results only
     std::string database_path_;
     bool finishing_ = false;                     ///< the ports have been told to stop
     std::chrono::nanoseconds stopping_until_{};  ///< so long their ends are expected
     bool final_done_ = false;                    ///< the final processing has run after a fault
     bool test_running_ = false;
+    bool results_pending_ = false;  ///< a test begins whose data set is still to be made
+    bool results_saved_ = false;    ///< what the test has found is in its data set
     bool end_held_ = false;
     bool stop_held_ = false;  ///< a user has ended the test meanwhile
     bool has_ipv4_ = false;

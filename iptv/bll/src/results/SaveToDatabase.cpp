@@ -55,6 +55,7 @@ void CIptvResultsManager::SaveToDatabase(double failPercent) {
         return "Saving Final Set of results into database and creating tree views for Results Reporter";
     });
     auto* database = core::TestResultManager::GetCurrentInstance();
+    results_pending_ = false;
     // A test that was stopped before it had a data set must not write into the one of the test before.
     if (database && database_path_.empty()) return;
     const std::uint32_t data_set = database ? database->GetDataSetId() : 0;
@@ -70,6 +71,7 @@ void CIptvResultsManager::SaveToDatabase(double failPercent) {
     database->SaveObjects({ids::EotResultNode::CLASS});
     database->SetRootNode(*root);
     if (database->MustFinalise()) database->Finalise();
+    results_saved_ = true;
 }
 
 }  // namespace orv::iptv

@@ -77,9 +77,10 @@ bool CIptvWizardFinishCommand::OnInit() {
 }
 
 void CIptvWizardFinishCommand::OnPropertyModified(framework::Property& property) {
+    CIptvWizardTestConfig& config = GetOrMakeTestConfig();
     const auto* mirrored = std::find_if(std::begin(kMirrored), std::end(kMirrored),
                                         [&](const auto& pair) { return pair.first == property.GetId(); });
-    if (mirrored != std::end(kMirrored)) CopyProperties(*this, GetOrMakeTestConfig(), {mirrored, 1});
+    if (mirrored != std::end(kMirrored)) CopyProperties(*this, config, {mirrored, 1});
     CCommand::OnPropertyModified(property);
 }
 

@@ -9,9 +9,10 @@ namespace orv::iptv {
 using common::ClassId;
 
 /// Holds the settings of the whole test while a user edits them. A new one shows those of the project's
-/// wizard test configuration, if there is one. Each one that is changed is changed in that configuration too,
-/// which is made when there is none; a default that nobody has changed is not. Running the command builds the
-/// test and its sequence (CIptvWizardManager::SetupTest).
+/// wizard test configuration, if there is one. The first change of any property of the command, its state
+/// when it runs included, makes that configuration when there is none; each setting that is changed is
+/// changed in it too, a default that nobody has changed is not. Running the command builds the test and its
+/// sequence (CIptvWizardManager::SetupTest).
 class CIptvWizardFinishCommand
     : public ModelClass<ids::IptvWizardFinishCommand::CLASS.GetValue(), framework::CCommand> {
   public:

@@ -110,7 +110,6 @@ void CIptvWizardManager::SetupStartTestCommand(std::vector<std::uint32_t>& stbBl
     constexpr const char* kOperation = "CIptvWizardManager::SetupStartTestCommand";
     auto& start = MakeWizardObject<CIptvStartTestCommand>(
         CIptvStartTestCommand::CLASS_ID(), &GetWizardProject(kOperation), "IptvStartTestCommand", nullptr);
-    m_startCommandHandle = start.GetHandle();
     static constexpr CopiedProperty kCopied[] = {
         {From::TestName, To::TestName},
         {From::TestType, To::TestType},
@@ -130,8 +129,7 @@ void CIptvWizardManager::SetupStartTestCommand(std::vector<std::uint32_t>& stbBl
 }
 
 void CIptvWizardManager::SetupIptvSequencer() {
-    WizardSequence sequence(GetWizardProject("CIptvWizardManager::SetupIptvSequencer"), GetWizTestConfig(),
-                            m_startCommandHandle);
+    WizardSequence sequence(GetWizardProject("CIptvWizardManager::SetupIptvSequencer"), GetWizTestConfig());
     sequence.Build();
     sequence.HandOver();
     Trace([] { return "CIptvWizardManager::SetupSequencer Sequencer has been set up"; });

@@ -37,7 +37,7 @@ class CIptvWizardManager : public framework::CScriptable {
     /// Appends the handles of the set-top-box blocks that are made.
     void SetupStbBlocks(std::vector<std::uint32_t>& stbBlockHandles);
     void SetupStartTestCommand(std::vector<std::uint32_t>& stbBlockHandles);
-    /// Runs the start command of the last SetupStartTestCommand; without it in the project an internal lookup
+    /// Runs the project's start command, the first one if there are several; none is an internal lookup
     /// failure.
     void SetupIptvSequencer();
 
@@ -60,7 +60,6 @@ class CIptvWizardManager : public framework::CScriptable {
     std::vector<std::uint32_t> m_mcastGroupHandles;
     std::vector<std::uint32_t> m_streamBlockHandles;
     std::vector<std::uint32_t> m_hostConfigHandles;
-    std::uint32_t m_startCommandHandle = 0;
 };
 
 }  // namespace orv::iptv

@@ -1,6 +1,5 @@
 #include "wizard/IptvWizardMcastSources.h"
 
-#include <algorithm>
 #include <iterator>
 #include <utility>
 
@@ -43,9 +42,8 @@ void CIptvWizardMcastSources::SetChannelRate(double rate) {
 
 void CIptvWizardMcastSources::OnPropertyModified(framework::Property& property) {
     if (property.GetId() == Id::TrafHost) {
-        const std::uint32_t host = GetU32(Id::TrafHost);
-        TrafHosts hosts = GetTrafHostList();
-        if (host != 0 && std::find(hosts.begin(), hosts.end(), host) == hosts.end()) hosts.push_back(host);
+        // 0 names no host: it is what the property begins with.
+        if (const std::uint32_t host = GetU32(Id::TrafHost)) GetTrafHostList().push_back(host);
     } else if (property.GetId() == Id::ChannelRatePreset) {
         constexpr double kMbps[] = {1.5, 2, 2.5, 3, 4, 8};
         const std::uint8_t preset = GetU8(Id::ChannelRatePreset);

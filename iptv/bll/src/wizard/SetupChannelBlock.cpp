@@ -1,8 +1,6 @@
 // The multicast group and the channel block of a wizard source.
 #include "IptvLog.h"
-#include "IptvResources.h"
 #include "config/IptvChannelBlock.h"
-#include "orv/common/exceptions.h"
 #include "orv/core/ipv4_network_block.h"
 #include "orv/core/ipv6_network_block.h"
 #include "orv/framework/notification_service.h"
@@ -51,11 +49,8 @@ void Register(CScriptable& object) {
 
 mcastcore::CMulticastGroup& CIptvWizardMcastSources::SetupChannelBlocknMcastGroup(
     const CIptvWizardTestConfig& config, std::uint32_t& groupHandle) {
-    if (GetNumOfChannels() == 0) {
-        const std::string text = DescribeWithPort(*this) + " has no channels.";
-        LogResource(devLogger(), LogLevelType::Error, resource::kPreconditionError, {text});
-        throw common::COrvRunTimeError(text, true);
-    }
+    if (GetNumOfChannels() == 0)
+        LogText(userLogger(), LogLevelType::Warn, DescribeWithPort(*this) + " has no channels.");
     CScriptable& project = GetWizardProject(kGroupOperation);
     core::CNetworkBlock* block = nullptr;
     if (config.IsIpv4()) {

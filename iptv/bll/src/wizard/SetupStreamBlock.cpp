@@ -1,6 +1,4 @@
 // The traffic of a wizard source.
-#include <set>
-
 #include "IptvLog.h"
 #include "control/FindByHandle.h"
 #include "orv/core/emulated_device.h"
@@ -49,9 +47,7 @@ void CIptvWizardMcastSources::SetupStreamBlock(const mcastcore::CMulticastGroup&
         ThrowLookupFailure({"Port", "IptvWizardMcastSources", kOperation},
                            "Port associated with " + GetName());
     }
-    std::set<std::uint32_t> done;
     for (const std::uint32_t handle : GetTrafHostList()) {
-        if (!done.insert(handle).second) continue;
         const auto* device = FindByHandle<core::CEmulatedDevice>(handle);
         if (!device || device->IsDeleted()) {
             ThrowLookupFailure({"EmulatedDevice", "TrafHostList", kOperation},

@@ -58,7 +58,6 @@ void CIptvWizardManager::CleanUp() {
     DeleteBllObjInVec(m_mcastGroupHandles);
     DeleteBllObjInVec(m_streamBlockHandles);
     DeleteBllObjInVec(m_hostConfigHandles);
-    m_startCommandHandle = 0;
     Trace([] { return "CIptvWizardManager::CleanUp() Any previous set up was deleted."; });
 }
 

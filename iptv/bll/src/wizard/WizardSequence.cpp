@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "control/FindByHandle.h"
 #include "control/IptvStartTestCommand.h"
 #include "orv/core/emulated_device.h"
 #include "orv/core/port.h"
@@ -53,8 +52,9 @@ BindingDevices WizardSequence::GetBindingDevices() const {
 }
 
 const CIptvStartTestCommand& WizardSequence::FindStartTestCommand() const {
-    const auto* start = FindByHandle<CIptvStartTestCommand>(start_command_);
-    if (!start || start->GetParent() != &project_ || start->IsDeleted())
+    const auto* start = dynamic_cast<const CIptvStartTestCommand*>(
+        project_.GetObject(CIptvStartTestCommand::CLASS_ID(), common::kParentChild));
+    if (!start || start->IsDeleted())
         ThrowLookupFailure({"CIptvStartTestCommand", "CProject", kOperation}, "IptvStartTestCommand.");
     return *start;
 }

@@ -25,10 +25,8 @@ struct BindingDevices {
 /// Commands that it still holds when it is destroyed go with it.
 class WizardSequence {
   public:
-    /// `startCommand`: handle of the start command, a child of the project.
-    WizardSequence(const core::CProject& project, const CIptvWizardTestConfig& config,
-                   std::uint32_t startCommand)
-        : project_(project), config_(config), start_command_(startCommand) {}
+    WizardSequence(const core::CProject& project, const CIptvWizardTestConfig& config)
+        : project_(project), config_(config) {}
 
     /// Makes all commands. Throws COrvRunTimeError when one cannot be made, or an object that they work on is
     /// missing.
@@ -60,7 +58,6 @@ class WizardSequence {
 
     const core::CProject& project_;
     const CIptvWizardTestConfig& config_;
-    std::uint32_t start_command_;
     std::vector<std::uint32_t> list_;    ///< the sequence
     std::vector<OwnedScriptable> made_;  ///< commands without parent
 };
