@@ -18,9 +18,10 @@ struct Case {
 TEST_F(TestFileTest, MistakesOfTheTextAndItsSections) {
     const Case cases[] = {
         {"", "zap.yaml:1:1: the file is empty; expected the sections of a test\n"},
-        {"project: [\n", "zap.yaml:2:1: this is no YAML: end of sequence flow not found\n"},
+        {"project: [\n",
+         "zap.yaml:1:10: the list or the keys that begin here are not closed; expected \"]\" or \"}\"\n"},
         {"project:\n  - Port: [a\n  b: }\n",
-         "zap.yaml:3:4: this is no YAML: end of sequence flow not found\n"},
+         "zap.yaml:3:4: this is no part of the list that begins in line 2; expected \",\" or \"]\"\n"},
         {"- Port: a\n",
          "zap.yaml:1:1: there is a list; expected the sections title, project, sequence, simulation, live\n"},
         {"titel: a\nproject:\n",
@@ -32,7 +33,7 @@ TEST_F(TestFileTest, MistakesOfTheTextAndItsSections) {
          "zap.yaml:3:11: sequence: there are keys and values; expected a list of objects\n"},
         {"project:\nproject:\n", "zap.yaml:2:1: project: the key is given twice, first in line 1\n"},
         {"project:\n---\nproject:\n",
-         "zap.yaml:3:1: a second document begins here; expected one in a file\n"},
+         "zap.yaml:2:1: a second document begins here; expected one in a file\n"},
         {"title: &a text\nproject: *a\n",
          "zap.yaml:1:8: anchors and aliases are not known here; expected the value itself\n"
          "zap.yaml:2:10: anchors and aliases are not known here; expected the value itself\n"},
@@ -64,7 +65,7 @@ TEST_F(TestFileTest, MistakesOfObjects) {
          "properties below\n"
          "zap.yaml:3:5: project: a list is no object; expected \"Class: name\", and the object's properties "
          "below\n"
-         "zap.yaml:5:1: project: nothing is no object; expected \"Class: name\", and the object's properties "
+         "zap.yaml:4:4: project: nothing is no object; expected \"Class: name\", and the object's properties "
          "below\n"},
         {"  - Port: {Location: here}\n",
          "zap.yaml:2:11: Port: there are keys and values; expected the object's name; its properties in the "
