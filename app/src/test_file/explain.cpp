@@ -44,7 +44,9 @@ std::string ListClasses() {
         TextTable table(
             {{commands ? "Commands of the sequence" : "Objects of the project"}, {"What they are"}});
         for (const CMetaClass* one : FindWritable()) {
-            if (IsCommand(*one) == commands) table.AddRow({one->GetName(), one->GetDefinition().doc});
+            const auto& definition = one->GetDefinition();
+            const std::string& meaning = definition.doc.empty() ? definition.display_name : definition.doc;
+            if (IsCommand(*one) == commands) table.AddRow({definition.name, meaning});
         }
         text += table.ToString() + "\n";
     }

@@ -37,6 +37,7 @@ constexpr Wording kWordings[] = {
      "\\x and two, \\u and four or \\U and eight hexadecimal digits"},
     {"found invalid Unicode character escape code", "an escape of a text in double quotes is no character",
      "the number of a Unicode character"},
+    {"found unexpected ':'", kMissingBlank, "\"key: value\""},
     {"could not find expected ':'", "this is no key: a colon and a blank are missing", "\"key: value\"",
      true},
     {"mapping values are not allowed in this context", "no key can stand here",
