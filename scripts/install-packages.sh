@@ -8,7 +8,7 @@ packages=(
   python3 python3-yaml
   libgtest-dev libgmock-dev libbenchmark-dev librapidcheck-dev
   libboost-filesystem-dev libboost-thread-dev libboost-dev
-  libfmt-dev libspdlog-dev libsqlite3-dev libyaml-cpp-dev libmsgpack-cxx-dev nlohmann-json3-dev libcli11-dev sqlite3
+  libfmt-dev libspdlog-dev libsqlite3-dev libyaml-cpp-dev libyaml-dev pkg-config libmsgpack-cxx-dev nlohmann-json3-dev libcli11-dev sqlite3
   protobuf-compiler libprotobuf-dev
   iproute2 nftables frr tshark shellcheck
 )

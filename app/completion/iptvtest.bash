@@ -40,29 +40,35 @@ _iptvtest_views() {
     done < <("$(_iptvtest_unquote "${COMP_WORDS[0]}")" results "$(_iptvtest_unquote "$2")" --list 2>/dev/null)
 }
 
+# Classes of test files that begin with $1: of the lists of `explain` the first words, without headers and the last line.
+_iptvtest_classes() {
+    mapfile -t COMPREPLY < <(compgen -W "$("$(_iptvtest_unquote "${COMP_WORDS[0]}")" explain 2>/dev/null |
+        awk '/^(Objects|Commands|-|iptvtest|$)/ {next} {print $1}')" -- "$1")
+}
+
 _iptvtest() {
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
     local command=${COMP_WORDS[1]} options='' words=() i
     COMPREPLY=()
     if ((COMP_CWORD == 1)); then
-        mapfile -t COMPREPLY < <(compgen -W 'run validate results schema version --help' -- "$current")
+        mapfile -t COMPREPLY < <(compgen -W 'run validate results explain schema version --help' -- "$current")
         return
     fi
 
     case $command:$previous in
         run:--clock) options='real virtual' ;;
         run:--log-level) options='debug info warn error off' ;;
-        run:--seed | results:--data-set) return ;;
+        run:--seed | results:--data-set | *:--set) return ;;
         run:--db) _iptvtest_files "$current" '*.db'; return ;;
         run:--junit) _iptvtest_files "$current" '*.xml'; return ;;
         run:--record | run:--replay) _iptvtest_files "$current"; return ;;
     esac
     if [[ -z $options && $current == -* ]]; then
         case $command in
-            run) options='--quiet --json --junit --db --seed --clock --log-level --record --replay --help' ;;
-            validate) options='--json --help' ;;
+            run) options='--quiet --json --junit --db --seed --clock --log-level --record --replay --set --help' ;;
+            validate) options='--json --set --help' ;;
             results) options='--csv --json --data-set --list --help' ;;
-            schema | version) options='--help' ;;
+            explain | schema | version) options='--help' ;;
         esac
     fi
     if [[ -n $options ]]; then
@@ -73,7 +79,7 @@ _iptvtest() {
     # What has been given without an option so far: the file, and the view.
     for ((i = 2; i < COMP_CWORD; ++i)); do
         case ${COMP_WORDS[i]} in
-            --junit | --db | --seed | --clock | --log-level | --record | --replay | --data-set) ((++i)) ;;
+            --junit | --db | --seed | --clock | --log-level | --record | --replay | --data-set | --set) ((++i)) ;;
             -*) ;;
             *) words+=("${COMP_WORDS[i]}") ;;
         esac
@@ -81,6 +87,7 @@ _iptvtest() {
     case $command:${#words[@]} in
         run:0 | validate:0) _iptvtest_files "$current" '*.yaml' '*.yml' ;;
         results:0) _iptvtest_files "$current" '*.db' ;;
+        explain:0) _iptvtest_classes "$current" ;;
         results:1) _iptvtest_views "$current" "${words[0]}" ;;
     esac
 }

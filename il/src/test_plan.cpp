@@ -38,11 +38,16 @@ ipAddress_t sum(ipAddress_t address, const ipAddress_t& step) {
 const NetworkBehaviour& behaviour_of(const Network& network, const std::string& port,
                                      const ipAddress_t& group) {
     const AddressOrder less;
-    for (const Network::GroupRange& range : network.groups)
+    const auto of_port = [&port](const auto& ports,
+                                 const NetworkBehaviour& others) -> const NetworkBehaviour& {
+        const auto own = ports.find(port);
+        return own == ports.end() ? others : own->second;
+    };
+    for (const Network::GroupRange& range : network.groups) {
         if (range.first.type == group.type && !less(group, range.first) && !less(range.last, group))
-            return range.behaviour;
-    const auto of_port = network.ports.find(port);
-    return of_port == network.ports.end() ? network.behaviour : of_port->second;
+            return range.ports ? of_port(*range.ports, range.behaviour) : range.behaviour;
+    }
+    return of_port(network.ports, network.behaviour);
 }
 
 /// Numbers distinct keys in the order in which they come.

@@ -267,5 +267,35 @@ TEST_F(BuildTest, WhatTheHostRefusesHasAPlaceInTheFile) {
         "zap.yaml:12:22: SetRelativesCommand \"c\", SrcObjectHandle: an object that it names was not made\n");
 }
 
+TEST_F(BuildTest, ValuesForOneRunGoBeforeThoseOfTheFile) {
+    const auto draw = [this](const std::string& text, const std::vector<std::string>& settings) {
+        const auto file = orv::app::TestFile::Parse({"zap.yaml", text, {}}, settings);
+        EXPECT_EQ(Join(file.GetMistakes()), "");
+        host_.NewProject();
+        EXPECT_EQ(Join(file.Build(host_.GetProject(), CSequencer::Instance()).mistakes), "");
+        return Drawn();
+    };
+    std::string text = kGoodFile;
+    const std::vector<std::pair<const char*, const char*>> replaced{
+        {"SchedulingMode: rate_based", "SchedulingMode: MANUAL_BASED"},
+        {"DeviceCount: 100", "DeviceCount: 7"},
+        {"[10.0.0.5, 10.0.0.7]", "[10.0.0.8, 10.0.0.9]"},
+        {"TestDuration: 2.5", "TestDuration: 4"},
+        {"AffiliationPort: Viewers", "AffiliationPort: Head end"},
+        {"Location: //sim/2", "Location:"},
+    };
+    for (const auto& [old_value, new_value] : replaced)
+        text.replace(text.find(old_value), std::string(old_value).size(), new_value);
+    EXPECT_EQ(draw(kGoodFile,
+                   {"Head end/Generator/GeneratorConfig/schedulingmode=RATE_BASED",
+                    "Head end/Generator/GeneratorConfig/SchedulingMode=MANUAL_BASED",
+                    "Living rooms/DeviceCount=7", "Sources/Ipv4If/AddrList=[10.0.0.8, 10.0.0.9]",
+                    "Start/TestDuration=4", "Living rooms/AffiliationPort=Head end", "Viewers/Location="}),
+              draw(text, {}));
+    // Of an object that the file does not mention.
+    EXPECT_NE(draw("project:\n  - Port: p\n", {"p/Analyzer/Active=false"}).find(".Active = false"),
+              std::string::npos);
+}
+
 }  // namespace
 }  // namespace test_file_test

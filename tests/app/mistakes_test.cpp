@@ -18,9 +18,10 @@ struct Case {
 TEST_F(TestFileTest, MistakesOfTheTextAndItsSections) {
     const Case cases[] = {
         {"", "zap.yaml:1:1: the file is empty; expected the sections of a test\n"},
-        {"project: [\n", "zap.yaml:2:1: this is no YAML: end of sequence flow not found\n"},
+        {"project: [\n",
+         "zap.yaml:1:10: the list or the keys that begin here are not closed; expected \"]\" or \"}\"\n"},
         {"project:\n  - Port: [a\n  b: }\n",
-         "zap.yaml:3:4: this is no YAML: end of sequence flow not found\n"},
+         "zap.yaml:3:4: this is no part of the list that begins in line 2; expected \",\" or \"]\"\n"},
         {"- Port: a\n",
          "zap.yaml:1:1: there is a list; expected the sections title, project, sequence, simulation, live\n"},
         {"titel: a\nproject:\n",
@@ -32,7 +33,7 @@ TEST_F(TestFileTest, MistakesOfTheTextAndItsSections) {
          "zap.yaml:3:11: sequence: there are keys and values; expected a list of objects\n"},
         {"project:\nproject:\n", "zap.yaml:2:1: project: the key is given twice, first in line 1\n"},
         {"project:\n---\nproject:\n",
-         "zap.yaml:3:1: a second document begins here; expected one in a file\n"},
+         "zap.yaml:2:1: a second document begins here; expected one in a file\n"},
         {"title: &a text\nproject: *a\n",
          "zap.yaml:1:8: anchors and aliases are not known here; expected the value itself\n"
          "zap.yaml:2:10: anchors and aliases are not known here; expected the value itself\n"},
@@ -51,6 +52,38 @@ TEST_F(TestFileTest, MistakesOfTheTextAndItsSections) {
          "zap.yaml:6:22: anchors and aliases are not known here; expected the value itself\n"
          "zap.yaml:7:5: anchors and aliases are not known here; expected the value itself\n"
          "zap.yaml:8:13: anchors and aliases are not known here; expected the value itself\n"},
+        // Quotes that are closed elsewhere than is meant, or not at all.
+        {"project:\n  - Port: \"Head end\n    Location: //sim/1\n  - Port: b\n",
+         "zap.yaml:2:11: the quote that opens here is not closed; expected a quote at the end of the text\n"},
+        {"project:\n  - Port: \"Head end\n    Location: \"//sim/1\"\n",
+         "zap.yaml:2:11: the text in quotes that begins here is closed in line 3, column 15, and more stands "
+         "behind "
+         "it; expected a quote at the end of the text; within it, '' between single and \\\" between double "
+         "quotes\n"},
+        {"project:\n  - Port: 'it's'\n",
+         "zap.yaml:2:11: the text in quotes that begins here is closed in line 2, column 14, and more stands "
+         "behind "
+         "it; expected a quote at the end of the text; within it, '' between single and \\\" between double "
+         "quotes\n"},
+        // Keys without a blank behind the colon, which YAML takes for texts.
+        {"project:a\n", "zap.yaml:1:1: a blank is missing behind the colon; expected \"project: a\"\n"},
+        {"project:\n  - Port: a\n    Location://sim/1\n  - Port: b\n",
+         "zap.yaml:3:14: a blank is missing behind the colon; expected \"Location: //sim/1\"\n"},
+        {"project:\n  - Port:a\n    Location: b\n",
+         "zap.yaml:2:10: a blank is missing behind the colon; expected \"Port: a\"\n"},
+        {"project:\n  - Port:a\nsimulation: {seed:5}\n",
+         "zap.yaml:2:5: project: a blank is missing behind the colon; expected \"Port: a\"\n"
+         "zap.yaml:3:14: simulation, seed:5: a blank is missing behind the colon; expected \"seed: 5\"\n"},
+        // Places count bytes, whatever stands before them.
+        {"\xef\xbb\xbfproject:\n# \xc3\xa9\xe2\x80\xa8\n  - Port: \xc3\xa9\t@\n    \xc3\xa9: @\n",
+         "zap.yaml:4:9: no value can begin with @; expected the text in quotes\n"},
+        {"project:\r\n\t- Port: a\r\n", "zap.yaml:2:1: there is a tab; expected blanks\n"},
+        {"project:\n  - Port: \xc3\xa9\xe9\n",
+         "zap.yaml:2:13: this is not UTF-8; expected a file in UTF-8\n"},
+        {"project:\n  - Port: a\x1b[2J\n",
+         "zap.yaml:2:12: the control character U+001B is not allowed in a file; expected text\n"},
+        {"project:\n  - Port: \xef\xbf\xbe\n",
+         "zap.yaml:2:11: the character U+FFFE is not allowed in a file; expected text\n"},
         {"title: a\n", "zap.yaml:1:1: project: the section is missing; expected the objects of the test\n"},
     };
     for (const Case& one : cases) EXPECT_EQ(ListMistakes(one.text), one.mistakes) << one.text;
@@ -64,7 +97,7 @@ TEST_F(TestFileTest, MistakesOfObjects) {
          "properties below\n"
          "zap.yaml:3:5: project: a list is no object; expected \"Class: name\", and the object's properties "
          "below\n"
-         "zap.yaml:5:1: project: nothing is no object; expected \"Class: name\", and the object's properties "
+         "zap.yaml:4:4: project: nothing is no object; expected \"Class: name\", and the object's properties "
          "below\n"},
         {"  - Port: {Location: here}\n",
          "zap.yaml:2:11: Port: there are keys and values; expected the object's name; its properties in the "
@@ -93,6 +126,12 @@ TEST_F(TestFileTest, MistakesOfObjects) {
          "zap.yaml:3:15: Port \"p\", children: \"here\" is wrong; expected a list of objects\n"},
         {"  - Port: p\n    children:\n    Children:\n",
          "zap.yaml:4:5: Port \"p\", Children: the key is given twice\n"},
+        {"  - DeviceCount: 3\n    EmulatedDevice: d\n    Devicecuont: 4\n",
+         "zap.yaml:2:5: project: the object does not begin with its class, which stands in line 3; expected "
+         "\"EmulatedDevice: d\" first\n"
+         "zap.yaml:4:5: EmulatedDevice \"d\", Devicecuont: the class has neither property nor relation of "
+         "this name; "
+         "did you mean DeviceCount?\n"},
         {"  - Sequencer: s\n", "zap.yaml:2:5: Sequencer: objects of this class are the host's own\n"},
     };
     for (const Case& one : cases) EXPECT_EQ(ListMistakes(WithObjects(one.text)), one.mistakes) << one.text;
@@ -135,6 +174,14 @@ TEST_F(TestFileTest, MistakesOfProperties) {
          "zap.yaml:7:21: Ipv4If, GatewayMac: \"00:11\" is wrong; expected a MAC address\n"
          "zap.yaml:9:17: VlanIf, IdStep: \"-40000\" is wrong; expected a whole number from -32768 to "
          "32767\n"},
+        // Numbers that the names belie, and values of the other protocol.
+        {"  - EmulatedDevice: d\n    children:\n      - IgmpHostConfig: i\n        Version: 3\n      - "
+         "MldHostConfig: m\n"
+         "        Version: igmp_v2\n      - IgmpHostConfig: j\n        Version: igmp_v3\n",
+         "zap.yaml:5:18: IgmpHostConfig \"i\", Version: \"3\" is wrong; expected one of IGMP_V1, IGMP_V2, "
+         "IGMP_V3\n"
+         "zap.yaml:7:18: MldHostConfig \"m\", Version: \"igmp_v2\" is wrong; expected one of MLD_V1, "
+         "MLD_V2\n"},
         {"sequence:\n  - IptvStartTestCommand:\n    TestDuration: long\n",
          "zap.yaml:4:19: IptvStartTestCommand, TestDuration: \"long\" is wrong; expected a number\n"},
     };
@@ -189,6 +236,12 @@ TEST_F(TestFileTest, MistakesOfReferences) {
          "object's name or path\n"},
         {"  - Prot: odd\n  - EmulatedDevice: e\n    AffiliationPort: odd\n",
          "zap.yaml:9:5: Prot: no data model has this class; did you mean Port?\n"},
+        // Of several the one that fits; of several that fit, all are named.
+        {"    children:\n      - Ipv4If: p\n      - VlanIf: q\n        StackedOn: q\n    AffiliationPort: p\n"
+         "    TopLevelIf: [p, q, Ethernet]\n",
+         "zap.yaml:12:20: VlanIf \"q\", StackedOn: the interface is stacked on itself\n"
+         "zap.yaml:14:24: EmulatedDevice \"d\", TopLevelIf: \"Ethernet\" names 2 objects; expected one of "
+         "first/Ethernet, second/Ethernet\n"},
         // Handles are of classes, too.
         {"  - IptvViewedChannels: v\n    ChannelBlock: d\n",
          "zap.yaml:10:19: IptvViewedChannels \"v\", ChannelBlock: EmulatedDevice \"d\" is of the wrong "
@@ -208,6 +261,39 @@ TEST_F(TestFileTest, MistakesOfReferences) {
     };
     for (const Case& one : cases)
         EXPECT_EQ(ListMistakes(WithObjects(devices + one.text)), one.mistakes) << one.text;
+}
+
+TEST_F(TestFileTest, MistakesOfValuesForOneRunNameTheOption) {
+    const Case cases[] = {
+        {"d/DeviceCount", "--set d/DeviceCount: this sets nothing; expected NAME/Property=VALUE\n"},
+        {"DeviceCount=3", "--set DeviceCount=3: this sets nothing; expected NAME/Property=VALUE\n"},
+        {"Homes/DeviceCount=3",
+         "--set Homes/DeviceCount=3: \"Homes\" names no object; expected an object's name or path; did you "
+         "mean Home?\n"},
+        {"Home/DeviceCount=many",
+         "--set Home/DeviceCount=many: EmulatedDevice \"Home\", DeviceCount: \"many\" is wrong; expected a "
+         "whole number "
+         "from 1 to 65535\n"},
+        {"Home/Devicecuont=3",
+         "--set Home/Devicecuont=3: EmulatedDevice \"Home\", Devicecuont: the class has neither property nor "
+         "relation of "
+         "this name; did you mean DeviceCount?\n"},
+        {"Home/AffiliationPort=[p",
+         "--set Home/AffiliationPort=[p: EmulatedDevice \"Home\", AffiliationPort: the list or the keys that "
+         "begin here "
+         "are not closed; expected \"]\" or \"}\"\n"},
+        {"Home/AffiliationPort=q",
+         "--set Home/AffiliationPort=q: EmulatedDevice \"Home\", AffiliationPort: \"q\" names no object; "
+         "expected an "
+         "object's name or path\n"},
+        {"Home/DeviceCount=4", ""},
+    };
+    // What is replaced is not looked at.
+    const orv::app::FileText file{"zap.yaml", "project:\n  - EmulatedDevice: Home\n    Active: maybe\n", {}};
+    for (const Case& one : cases) {
+        const auto test = orv::app::TestFile::Parse(file, {one.text, "Home/Active=true"});
+        EXPECT_EQ(Join(test.GetMistakes()), one.mistakes) << one.text;
+    }
 }
 
 TEST_F(TestFileTest, AllMistakesComeAtOnceInTheOrderOfTheFileAndNothingIsMade) {

@@ -4,6 +4,7 @@
 #include <tuple>
 
 #include "good_file.h"
+#include "test_file/explain.h"
 #include "test_file/schema.h"
 
 namespace test_file_test {
@@ -39,6 +40,7 @@ TEST_F(SchemaTest, SaysWhatThePropertiesTake) {
          R"("Time between two channel changes; a multiple of 50 ms. Unit: ms.")"},
         {"/$defs/IptvViewingProfileConfig/properties/Interval/default", "1000"},
         {"/$defs/VlanIf/properties/IdStep/minimum", "-32768"},
+        {"/$defs/MldHostConfig/properties/Version/enum", R"(["MLD_V1", "MLD_V2"])"},
         {"/$defs/Ipv4If/properties/AddrList/anyOf/0/anyOf/0/items/format", R"("ipv4")"},
         {"/$defs/IptvViewedChannels/properties/ChannelBlock/description",
          R"("The channel block that the range lies in. Refers to: IptvChannelBlock.")"},
@@ -85,6 +87,37 @@ TEST_F(SchemaTest, OffersClassesWhereTheyCanStand) {
     };
     for (const auto& [list, class_name, expected] : cases)
         EXPECT_EQ(offers(list, class_name), expected) << list << " " << class_name;
+}
+
+/// The two are made of the same model in different ways.
+TEST_F(SchemaTest, ExplanationsSayWhatTheSchemaDoes) {
+    const std::string list = orv::app::ExplainClass("").text;
+    int classes = 0;
+    for (const auto& [name, definition] : schema_["$defs"].items()) {
+        if (!definition.contains("required") || definition["required"] != Json{name}) continue;
+        ++classes;
+        EXPECT_TRUE(list.find("\n" + name + " ") != list.npos || list.find("\n" + name + "\n") != list.npos)
+            << name;
+        const std::string text = orv::app::ExplainClass(name).text;
+        for (const auto& [key, value] : definition["properties"].items()) {
+            const std::string wanted = key == "children" ? ""
+                                       : key == name     ? "- " + name + ": "
+                                                         : "\n  " + key + ": ";
+            EXPECT_NE(text.find(wanted), std::string::npos) << name << " " << key;
+            if (!value.contains("default") || value["default"].is_structured()) continue;
+            const Json& shown = value["default"];
+            EXPECT_NE(text.find("default " + (shown.is_string() ? shown.get<std::string>() : shown.dump())),
+                      std::string::npos)
+                << name << " " << key << " " << shown;
+        }
+        EXPECT_EQ(ListMistakes(orv::app::MakeExample(name)), "") << text;
+    }
+    EXPECT_GT(classes, 40);
+    EXPECT_EQ(orv::app::ExplainClass("emulateddevise").text,
+              "iptvtest: no data model has the class \"emulateddevise\"; did you mean EmulatedDevice?\n");
+    EXPECT_NE(orv::app::ExplainClass("MulticastHostConfig")
+                  .text.find("a file has one of IgmpHostConfig, MldHostConfig."),
+              std::string::npos);
 }
 
 TEST_F(SchemaTest, EveryReferenceInsideLeadsSomewhere) {

@@ -22,7 +22,7 @@ TEST_F(TestFileTest, SimulationIsRead) {
               "  ports:\n"
               "    Viewers: {leave_delay: {normal: [112, 5.5]}, loss: 0}\n"
               "  channel_blocks:\n"
-              "    News: {unicast_join_delay: {uniform: [1, 2]}, jitter: {exponential: [3, 4]}}\n"
+              "    News: {loss: 0.5, unicast_join_delay: {uniform: [1, 2]}, jitter: {exponential: [3, 4]}}\n"
               "  seed: 18446744073709551615\n"
               "  defaults: {join_delay: 37, loss: 1 %, payload_error: 0.25, burst_rate: 2}\n"
               "  faults:\n"
@@ -40,10 +40,13 @@ TEST_F(TestFileTest, SimulationIsRead) {
     EXPECT_EQ(Describe(viewers.leave_delay), "normal 112 5.5");
     EXPECT_EQ(viewers.loss, 0);
     EXPECT_EQ(viewers.payload_error, 0.25);
-    const auto& news = simulation.channel_blocks.at("News");
+    const auto news = simulation.channel_blocks.at("News").ApplyTo(viewers);
+    EXPECT_EQ(Describe(news.leave_delay), "normal 112 5.5")
+        << "what the block does not say is as the port has it";
     EXPECT_EQ(Describe(news.unicast_join_delay), "uniform 1 2");
     EXPECT_EQ(Describe(news.jitter), "exponential 3 4");
     EXPECT_EQ(news.burst_rate, 2);
+    EXPECT_EQ(news.loss, 0.5) << "though the port says 0";
     const auto& faults = simulation.faults.at("Viewers");
     ASSERT_EQ(faults.size(), 2u);
     EXPECT_EQ(faults[0].kind, orv::il::Fault::Kind::Refuse);

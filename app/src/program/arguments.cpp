@@ -18,7 +18,8 @@ constexpr const char* kFooter = R"(A first test, from the folder of the examples
   iptvtest results zap.db "Port Result"        look at one of it
 
 A test file lists ports, set-top boxes, channels and how people zap, in YAML; `iptvtest schema` prints a JSON
-schema with which an editor completes and explains it. docs/test-file.md describes it.
+schema with which an editor completes and explains it, and `iptvtest explain Port` explains one class. docs/test-file.md
+describes it.
 
 Exit status: 0 passed, 1 failed verdict, 2 bad input, 3 run-time failure, 130 interrupted.)";
 
@@ -63,10 +64,19 @@ std::string CheckSeed(const std::string& text) {
     return good ? "" : text + " is no seed; expected a whole number from 0 to 18446744073709551615";
 }
 
+void AddTestFile(CLI::App& command, Arguments& arguments) {
+    command.add_option("FILE", arguments.file, "Test file; - for the standard input")->required();
+    command
+        .add_option("--set", arguments.settings,
+                    "Replace a value of the test file, for this time; can be given several times")
+        ->type_name("NAME/Property=VALUE")
+        ->allow_extra_args(false);
+}
+
 void AddRun(CLI::App& app, Arguments& arguments, std::string& clock, std::string& level,
             std::uint64_t& seed) {
     CLI::App* run = app.add_subcommand("run", "Run a test and show what it found");
-    run->add_option("FILE", arguments.file, "Test file")->required();
+    AddTestFile(*run, arguments);
     run->add_flag("-q,--quiet", arguments.quiet,
                   "Show nothing but errors; the exit status tells the verdict");
     run->add_flag("--json", arguments.json,
@@ -124,10 +134,13 @@ std::optional<Arguments> ReadArguments(int argc, const char* const* argv, int& s
     app.footer(kFooter);
     AddRun(app, arguments, clock, level, seed);
     CLI::App* validate = app.add_subcommand("validate", "Check a test file, without running it");
-    validate->add_option("FILE", arguments.file, "Test file")->required();
+    AddTestFile(*validate, arguments);
     validate->add_flag("--json", arguments.json, "Write what is wrong as JSON");
     validate->callback([&arguments] { arguments.command = Arguments::Command::Validate; });
     AddResults(app, arguments, csv, results_json, data_set);
+    CLI::App* explain = app.add_subcommand("explain", "Explain what test files are made of");
+    explain->add_option("CLASS", arguments.class_name, "Class of objects; without it the classes are listed");
+    explain->callback([&arguments] { arguments.command = Arguments::Command::Explain; });
     app.add_subcommand("schema", "Print the JSON schema of test files")->callback([&arguments] {
         arguments.command = Arguments::Command::Schema;
     });

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "orv/framework/logger.h"
 #include "results_viewer/show_results.h"
@@ -12,10 +13,11 @@
 namespace orv::app {
 
 struct Arguments {
-    enum class Command { Run, Validate, Results, Schema, Version };
+    enum class Command { Run, Validate, Results, Explain, Schema, Version };
     Command command = Command::Version;
 
-    std::filesystem::path file;  ///< of run and validate
+    std::filesystem::path file;         ///< of run and validate; "-" is the standard input
+    std::vector<std::string> settings;  ///< of run and validate, "NAME/Property=VALUE"
     bool quiet = false;
     bool json = false;  ///< of run and validate
     std::filesystem::path junit;
@@ -25,6 +27,7 @@ struct Arguments {
         framework::LogLevelType::Warn;  ///< none: nothing is shown
 
     ResultsRequest results;
+    std::string class_name;  ///< of explain; empty: all classes
 };
 
 /// Reads a command line. Where there is nothing to carry out, a wrong one or a question for help, the answer

@@ -1,38 +1,26 @@
 #include "clock_choice.h"
 
-#include <algorithm>
-#include <fstream>
-#include <ios>
-#include <iterator>
-#include <string>
-
-#include "run/port_location.h"
-#include "test_file/names.h"
-#include "test_file/source_tree.h"
-
 namespace orv::app {
+
+using framework::ClockKind;
 
 namespace {
 
-bool HasLiveLocation(const SourceNode& node) {
-    return std::any_of(node.items.begin(), node.items.end(), HasLiveLocation) ||
-           std::any_of(node.entries.begin(), node.entries.end(), [](const SourceEntry& entry) {
-               return (IsSameName(entry.key.text, "Location") && entry.value.text.starts_with(kLiveScheme)) ||
-                      HasLiveLocation(entry.value);
-           });
+LoadedTest Load(ClockKind clock, const Arguments& arguments, const FileText& text,
+                const std::filesystem::path& plugin) {
+    auto session = std::make_unique<Session>(clock, plugin);
+    TestFile file = session->Parse(text, arguments.settings);
+    return {std::move(session), std::move(file)};
 }
 
 }  // namespace
 
-bool MentionsLivePort(const std::filesystem::path& path) {
-    try {
-        std::ifstream file(path);
-        if (!file) return false;
-        MistakeList ignored(path.string());
-        return HasLiveLocation(ReadSourceTree({std::istreambuf_iterator<char>(file), {}}, ignored));
-    } catch (const std::ios_base::failure&) {
-        return false;  // a folder, for one
-    }
+LoadedTest LoadTest(const Arguments& arguments, const FileText& text, const std::filesystem::path& plugin) {
+    LoadedTest test = Load(arguments.clock.value_or(ClockKind::Virtual), arguments, text, plugin);
+    if (arguments.clock || !arguments.run.replay.empty() || !test.file.HasLivePort()) return test;
+    // A session keeps its clock, and only a session knows what the file means. There is one at a time.
+    test.session.reset();
+    return Load(ClockKind::Real, arguments, text, plugin);
 }
 
 }  // namespace orv::app

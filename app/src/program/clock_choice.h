@@ -2,11 +2,22 @@
 #pragma once
 
 #include <filesystem>
+#include <memory>
+
+#include "arguments.h"
+#include "run/session.h"
 
 namespace orv::app {
 
-/// True when a location in the test file is that of a live port. The clock is needed before the file can be
-/// checked, so this looks at the text only; what cannot be read has none.
-bool MentionsLivePort(const std::filesystem::path& file);
+/// A session, and the test that is to run in it.
+struct LoadedTest {
+    std::unique_ptr<Session> session;
+    TestFile file;
+};
+
+/// Reads the test file of the arguments in a session with the clock that the arguments ask for, or else with
+/// the one that the file's ports need: live ones the real clock, others the virtual one. A recording is
+/// played back without a network, on the virtual clock.
+LoadedTest LoadTest(const Arguments& arguments, const FileText& text, const std::filesystem::path& plugin);
 
 }  // namespace orv::app

@@ -28,6 +28,13 @@ std::string FindObstacle(const fs::path& path) {
     return access(folder.c_str(), W_OK) == 0 ? "" : folder.string() + ": " + std::strerror(errno);
 }
 
+/// Links followed as far as they lead to files: pipes have no path.
+fs::path Resolve(const fs::path& path) {
+    std::error_code error;
+    const fs::path resolved = fs::weakly_canonical(path, error);
+    return error ? fs::absolute(path).lexically_normal() : resolved;
+}
+
 }  // namespace
 
 std::string FindPathProblem(const Arguments& arguments) {
@@ -37,7 +44,7 @@ std::string FindPathProblem(const Arguments& arguments) {
                                                                     {"--record", arguments.run.record}}) {
         if (output.second.empty()) continue;
         for (const auto& [name, path] : seen) {
-            if (!path.empty() && fs::weakly_canonical(path) == fs::weakly_canonical(output.second))
+            if (!path.empty() && Resolve(path) == Resolve(output.second))
                 return fmt::format("{} and {} are the same file, {}", output.first, name, path.string());
         }
         if (const std::string obstacle = FindObstacle(output.second); !obstacle.empty())

@@ -21,6 +21,7 @@
 #include "output_paths.h"
 #include "program_version.h"
 #include "run/endable_port.h"
+#include "test_file/explain.h"
 #include "test_file/schema.h"
 
 namespace orv::app {
@@ -71,16 +72,12 @@ void WriteFile(const std::filesystem::path& path, const std::string& text) {
             fmt::format("{} cannot be written: {}", path.string(), std::strerror(errno)));
 }
 
-framework::ClockKind ChooseClock(const Arguments& arguments) {
-    // A recording is played back without a network.
-    const bool is_live = arguments.run.replay.empty() && MentionsLivePort(arguments.file);
-    return is_live ? framework::ClockKind::Real : framework::ClockKind::Virtual;
-}
-
 int Run(const Arguments& arguments) {
     auto& loggers = framework::BLLLoggerFactory::GetInstance();
     loggers.SetConsole(false);
     if (arguments.log_level) loggers.SetLevel("", *arguments.log_level);
+    // Who types the file, or waits for a pipe, can still break that off.
+    const FileText text = ReadFileText(arguments.file);
     CountInterrupts(&EndablePort::EndAll);
     // What cannot be written should be known before the test has run for an hour.
     if (const std::string problem = FindPathProblem(arguments); !problem.empty()) {
@@ -89,9 +86,9 @@ int Run(const Arguments& arguments) {
     }
     RunOutcome outcome;
     {
-        Session session = MakeSession(arguments.clock.value_or(ChooseClock(arguments)));
+        const LoadedTest test = LoadTest(arguments, text, FindPlugin());
         Console console(std::cerr, MakeConsoleOptions(arguments));
-        outcome = session.Run(session.Load(arguments.file), arguments.run, console);
+        outcome = test.session->Run(test.file, arguments.run, console);
     }
     // Warnings have been logged.
     for (const Mistake& mistake : outcome.mistakes) std::cerr << mistake.ToString() << '\n';
@@ -107,12 +104,13 @@ int Run(const Arguments& arguments) {
 int Validate(const Arguments& arguments) {
     framework::BLLLoggerFactory::GetInstance().SetConsole(false);  // what is logged is in the outcome
     Session session = MakeSession(framework::ClockKind::Virtual);
-    const RunOutcome outcome = session.Validate(session.Load(arguments.file));
+    const FileText text = ReadFileText(arguments.file);
+    const RunOutcome outcome = session.Validate(session.Parse(text, arguments.settings));
     if (arguments.json) {
         std::cout << MakeOutcomeJson(outcome);
     } else {
         PrintMistakes(std::cerr, outcome);
-        if (outcome.mistakes.empty()) std::cout << arguments.file.string() << " is a good test file.\n";
+        if (outcome.mistakes.empty()) std::cout << text.name << " is a good test file.\n";
     }
     return static_cast<int>(outcome.end);
 }
@@ -125,6 +123,13 @@ int PrintVersion() {
     return 0;
 }
 
+int Explain(const std::string& class_name) {
+    const Session session = MakeSession(framework::ClockKind::Virtual);
+    const Explanation explanation = ExplainClass(class_name);
+    (explanation.is_known ? std::cout : std::cerr) << explanation.text;
+    return static_cast<int>(explanation.is_known ? RunEnd::Passed : RunEnd::BadInput);
+}
+
 int CarryOut(const Arguments& arguments) {
     switch (arguments.command) {
         case Arguments::Command::Run:
@@ -133,6 +138,8 @@ int CarryOut(const Arguments& arguments) {
             return Validate(arguments);
         case Arguments::Command::Results:
             return ShowResults(arguments.results, std::cout, std::cerr);
+        case Arguments::Command::Explain:
+            return Explain(arguments.class_name);
         case Arguments::Command::Schema: {
             const Session session = MakeSession(framework::ClockKind::Virtual);
             std::cout << MakeJsonSchema() << '\n';

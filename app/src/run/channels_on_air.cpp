@@ -64,8 +64,11 @@ void ChannelsOnAir::Look() {
                 const auto* groups = dynamic_cast<const core::CNetworkBlock*>(path.second);
                 if (!groups) continue;
                 const std::vector<ipAddress_t> hosts = GetHostAddresses(*path.first);
-                for (const ipAddress_t& group : GetAddresses(*groups))
-                    sources_[group].insert(hosts.begin(), hosts.end());
+                const std::vector<ipAddress_t> addresses = GetAddresses(*groups);
+                if (hosts.empty() || addresses.empty()) continue;
+                // Stream i goes from host i to group i, each counted anew when there are no more.
+                for (std::uint64_t i = 0; i < l2l3::CStreamBlock::GetStreamCount(path); ++i)
+                    sources_[addresses[i % addresses.size()]].insert(hosts[i % hosts.size()]);
             }
         }
     }

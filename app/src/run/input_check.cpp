@@ -17,6 +17,7 @@
 #include "orv/ids/core_ids.h"
 #include "orv/ids/iptv_ids.h"
 #include "port_location.h"
+#include "traffic.h"
 
 namespace orv::app {
 
@@ -74,6 +75,10 @@ class Check {
             const std::string& location = port.GetString(ids::Port::Location);
             if (const std::string problem = FindLocationProblem(location); !problem.empty())
                 Add(port, problem);
+            for (const l2l3::CStreamBlock* block : GetActiveStreamBlocks(port)) {
+                if (const std::string problem = FindStreamCountProblem(*block); !problem.empty())
+                    AddOnce(*block, problem);
+            }
             if (GetLiveInterface(port)) {
                 for (const auto& [user, problem] : FindLivePortProblems(port)) AddOnce(*user, problem);
             }

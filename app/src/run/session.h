@@ -30,6 +30,10 @@ class Session {
 
     /// Reads a file with the vocabulary of host and plug-in.
     TestFile Load(const std::filesystem::path& path) const { return TestFile::Load(path); }
+    /// The same of a text, with values set in it.
+    TestFile Parse(const FileText& file, const std::vector<std::string>& settings) const {
+        return TestFile::Parse(file, settings);
+    }
 
     /// Builds the file's test and checks it by the rules of the plug-in; nothing is sent. Mistakes and
     /// warnings of the outcome say what is wrong.

@@ -54,10 +54,8 @@ Path ReadPath(const CStreamBlock::TrafficPath& path) {
 std::vector<Path> ReadPaths(const CStreamBlock& block) {
     if (block.GetU8(ids::StreamBlock::LoadUnit) == ids::LoadUnit::INTER_BURST_GAP)
         throw COrvRunTimeError("LoadUnit INTER_BURST_GAP is not offered by live ports");
-    constexpr std::uint64_t most = l2l3::CStreamIndexManager::kMaxStreamsPerBlock;
-    if (block.GetStreamCount() > most)
-        throw COrvRunTimeError(
-            fmt::format("it has {} streams; live ports send at most {}", block.GetStreamCount(), most));
+    if (const std::string problem = FindStreamCountProblem(block); !problem.empty())
+        throw COrvRunTimeError(problem);
     std::vector<Path> paths;
     for (const CStreamBlock::TrafficPath& path : block.GetTrafficPaths()) paths.push_back(ReadPath(path));
     return paths;

@@ -1,7 +1,10 @@
 #include "traffic.h"
 
+#include <fmt/format.h>
+
 #include "orv/ids/l2l3_ids.h"
 #include "orv/l2l3/generator.h"
+#include "orv/l2l3/stream_index_manager.h"
 
 namespace orv::app {
 
@@ -20,6 +23,13 @@ std::vector<const l2l3::CStreamBlock*> GetActiveStreamBlocks(const core::CPort& 
             blocks.push_back(&dynamic_cast<const l2l3::CStreamBlock&>(*object));
     }
     return blocks;
+}
+
+std::string FindStreamCountProblem(const l2l3::CStreamBlock& block) {
+    constexpr std::uint64_t most = l2l3::CStreamIndexManager::kMaxStreamsPerBlock;
+    const std::uint64_t count = block.GetStreamCount();
+    if (count <= most) return {};
+    return fmt::format("it has {} streams; a stream block has at most {}", count, most);
 }
 
 }  // namespace orv::app

@@ -27,6 +27,8 @@ std::vector<Key> KeyReader::ReadEntries(const SourceNode& node, const MistakeLis
         const std::string& name = entry.key.text;
         if (known.Contains(name)) {
             keys.push_back({section, entry});
+        } else if (const std::string meant = InsertMissingBlank(name); !meant.empty()) {
+            mistakes_.Add({entry.key.at, section, name}, kMissingBlank, "\"" + meant + "\"");
         } else {
             mistakes_.Add({entry.key.at, section, name}, "this is not known here",
                           known.Get().empty() ? "nothing: the file has no such object"

@@ -21,15 +21,22 @@ std::string Mistake::ToString() const {
     return text;
 }
 
+MistakeList::MistakeList(std::string file, const std::vector<std::string>& settings)
+    : sources_{std::move(file)} {
+    sources_.insert(sources_.end(), settings.begin(), settings.end());
+}
+
 void MistakeList::Add(const Where& where, const std::string& problem, const std::string& expected,
                       const std::string& nearest) {
-    if (settled_.contains({where.at.line, where.at.column})) return;
-    mistakes_.push_back({file_, where.at, where.object, where.property, problem, expected, nearest});
+    if (settled_.contains({where.at.setting, where.at.line, where.at.column})) return;
+    mistakes_.push_back({sources_.at(static_cast<std::size_t>(where.at.setting)), where.at, where.object,
+                         where.property, problem, expected, nearest});
 }
 
 std::vector<Mistake> MistakeList::TakeSorted() {
     std::stable_sort(mistakes_.begin(), mistakes_.end(), [](const Mistake& a, const Mistake& b) {
-        return std::tie(a.at.line, a.at.column) < std::tie(b.at.line, b.at.column);
+        return std::tie(a.at.setting, a.at.line, a.at.column) <
+               std::tie(b.at.setting, b.at.line, b.at.column);
     });
     return std::exchange(mistakes_, {});
 }

@@ -3,7 +3,7 @@
 
 #include <set>
 #include <string>
-#include <utility>
+#include <tuple>
 #include <vector>
 
 namespace orv::app {
@@ -12,11 +12,12 @@ namespace orv::app {
 struct Position {
     int line = 0;
     int column = 0;
+    int setting = 0;  ///< not in the file but in that of the values that replace its own, counted from 1
 };
 
 /// One mistake of a test file.
 struct Mistake {
-    std::string file;
+    std::string file;  ///< or the option that it stands in
     Position at;
     std::string object;    ///< `Port "Head end"`, or the section; empty when the file as a whole is meant
     std::string property;  ///< property, relation or key; empty when the object itself is meant
@@ -29,10 +30,11 @@ struct Mistake {
     std::string ToString() const;
 };
 
-/// The mistakes of one file, collected so that all are known at once.
+/// The mistakes of one file, and of values that replace its own, collected so that all are known at once.
 class MistakeList {
   public:
-    explicit MistakeList(std::string file) : file_(std::move(file)) {}
+    /// `settings` names the values that replace those of the file.
+    explicit MistakeList(std::string file, const std::vector<std::string>& settings = {});
 
     /// What a mistake is about, and the rest of it.
     struct Where {
@@ -44,16 +46,16 @@ class MistakeList {
              const std::string& nearest = {});
     /// What stands there is wrong whatever it is taken for: that it is not what is expected is no mistake of
     /// its own, and left out.
-    void Settle(Position at) { settled_.emplace(at.line, at.column); }
+    void Settle(Position at) { settled_.emplace(at.setting, at.line, at.column); }
 
     bool IsEmpty() const { return mistakes_.empty(); }
-    /// In the order of their positions; those of one place as they were found.
+    /// In the order of their positions, those of the file first; those of one place as they were found.
     std::vector<Mistake> TakeSorted();
 
   private:
-    std::string file_;
+    std::vector<std::string> sources_;
     std::vector<Mistake> mistakes_;
-    std::set<std::pair<int, int>> settled_;
+    std::set<std::tuple<int, int, int>> settled_;
 };
 
 }  // namespace orv::app

@@ -80,6 +80,16 @@ std::string FindNearestName(std::string_view name, const std::vector<std::string
     return nearest;
 }
 
+std::string InsertMissingBlank(std::string_view text) {
+    const auto is_letter = [](char c) { return std::isalnum(static_cast<unsigned char>(c)) || c == '_'; };
+    const std::size_t colon = text.find(':');
+    if (colon == text.npos || colon == 0 || colon + 1 >= text.size()) return {};
+    const std::string_view key = text.substr(0, colon), value = text.substr(colon + 1);
+    if (std::isdigit(static_cast<unsigned char>(key.front())) || value.front() == ' ') return {};
+    if (!std::all_of(key.begin(), key.end(), is_letter)) return {};
+    return fmt::format("{}: {}", key, value);
+}
+
 std::string JoinNames(const std::vector<std::string>& names, std::size_t most) {
     if (most == 0 || names.size() <= most) return fmt::format("{}", fmt::join(names, ", "));
     const auto end = names.begin() + static_cast<std::ptrdiff_t>(most);

@@ -17,6 +17,11 @@ bool IsSameName(std::string_view a, std::string_view b);
 /// to become `name`, without regard to case; empty when none is near enough to be meant. The first of equals.
 std::string FindNearestName(std::string_view name, const std::vector<std::string>& known);
 
+/// What is wrong with such a text.
+inline constexpr const char* kMissingBlank = "a blank is missing behind the colon";
+/// "DeviceCount: 100" for "DeviceCount:100", which is one text to YAML; empty for a text that is not so.
+std::string InsertMissingBlank(std::string_view text);
+
 /// "a, b, c". With `most`, so many of them, and "..." for the others.
 std::string JoinNames(const std::vector<std::string>& names, std::size_t most = 0);
 

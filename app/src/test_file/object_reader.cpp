@@ -12,6 +12,7 @@ namespace orv::app {
 
 namespace {
 
+constexpr const char* kChildren = "children";
 constexpr const char* kObjectForm = "\"Class: name\", and the object's properties below";
 
 bool IsInSequence(const Plan& plan, std::size_t parent) {
@@ -28,6 +29,13 @@ std::vector<std::string> FindAlternatives(const CMetaClass& meta_class, const CM
 
 }  // namespace
 
+bool HasKey(const CMetaClass& meta_class, const std::string& key) {
+    const auto relations = GetRelationsOf(meta_class);
+    return IsSameName(key, kChildren) || meta_class.FindProperty(key) ||
+           std::any_of(relations.begin(), relations.end(),
+                       [&key](const CRelationMeta* relation) { return IsSameName(relation->name, key); });
+}
+
 void ObjectReader::ReadObjects(const SourceNode& list, std::size_t parent, const MistakeList::Where& where) {
     if (list.IsNothing()) return;
     if (!list.IsList()) {
@@ -39,18 +47,20 @@ void ObjectReader::ReadObjects(const SourceNode& list, std::size_t parent, const
 
 void ObjectReader::ReadObject(const SourceNode& node, std::size_t parent, const MistakeList::Where& where) {
     if (!node.IsMap() || node.entries.empty()) {
-        mistakes_.Add({node.at, where.object, where.property}, node.Describe() + " is no object",
-                      kObjectForm);
+        const std::string meant = InsertMissingBlank(node.text);
+        mistakes_.Add({node.at, where.object, where.property},
+                      meant.empty() ? node.Describe() + " is no object" : kMissingBlank,
+                      meant.empty() ? kObjectForm : "\"" + meant + "\"");
         return;
     }
-    const SourceEntry& first = node.entries.front();
+    const SourceEntry& first = FindClassEntry(node, where);
     const CMetaClass* meta_class = FindClass(first.key, parent);
     const std::string name = ReadName(first, parent);
     const std::size_t index = Place(meta_class, name, first.key.at, parent);
     bool has_children = false;
-    for (std::size_t i = 1; i < node.entries.size(); ++i) {
-        const SourceEntry& entry = node.entries[i];
-        if (IsSameName(entry.key.text, "children")) {
+    for (const SourceEntry& entry : node.entries) {
+        if (&entry == &first) continue;
+        if (IsSameName(entry.key.text, kChildren)) {
             if (std::exchange(has_children, true))
                 mistakes_.Add({entry.key.at, plan_.Describe(index), entry.key.text},
                               "the key is given twice");
@@ -59,6 +69,25 @@ void ObjectReader::ReadObject(const SourceNode& node, std::size_t parent, const 
             entries_.push_back({index, &entry});
         }
     }
+}
+
+/// The first entry. Where that can only belong to an object whose class stands further down, this is a
+/// mistake, and the object is read as it is meant.
+const SourceEntry& ObjectReader::FindClassEntry(const SourceNode& node, const MistakeList::Where& where) {
+    const SourceEntry& first = node.entries.front();
+    const auto& classes = framework::CMetaClassManager::Instance();
+    if (classes.GetClass(first.key.text)) return first;
+    for (const SourceEntry& entry : node.entries) {
+        const CMetaClass* meta_class = classes.GetClass(entry.key.text);
+        if (!meta_class || !HasKey(*meta_class, first.key.text)) continue;
+        mistakes_.Add({first.key.at, where.object, where.property},
+                      fmt::format("the object does not begin with its class, which stands in line {}",
+                                  entry.key.at.line),
+                      fmt::format("\"{}:{}{}\" first", entry.key.text, entry.value.text.empty() ? "" : " ",
+                                  entry.value.text));
+        return entry;
+    }
+    return first;
 }
 
 const CMetaClass* ObjectReader::FindClass(const SourceNode& key, std::size_t parent) {
@@ -73,6 +102,10 @@ const CMetaClass* ObjectReader::FindClass(const SourceNode& key, std::size_t par
 }
 
 void ObjectReader::RefuseClass(const SourceNode& key, const CMetaClass* parent_class) {
+    if (const std::string meant = InsertMissingBlank(key.text); !meant.empty()) {
+        mistakes_.Add({key.at, key.text}, kMissingBlank, "\"" + meant + "\"");
+        return;
+    }
     const auto [said, is_new] = unknown_.try_emplace({parent_class, key.text});
     auto& [expected, nearest] = said->second;
     if (is_new) {
@@ -104,7 +137,7 @@ void ObjectReader::CheckPlace(const CMetaClass& meta_class, const MistakeList::W
         mistakes_.Add(where, "this is no command", "a command");
     } else if (!CanStandBelow(meta_class, *parent_class)) {
         mistakes_.Add(where, "it cannot be below " + plan_.Describe(parent),
-                      "a parent of class " + JoinNames(GetParents(meta_class)));
+                      "a parent of class " + JoinNames(DescribeClasses(GetParentClasses(meta_class))));
     }
 }
 

@@ -18,6 +18,9 @@ struct ObjectEntry {
     const SourceEntry* entry = nullptr;
 };
 
+/// Objects of the class can have such a key below their class.
+bool HasKey(const CMetaClass& meta_class, const std::string& key);
+
 /// Puts objects into a plan. Their properties and relations wait until all objects are known, since they may
 /// refer to objects further down.
 class ObjectReader {
@@ -32,6 +35,7 @@ class ObjectReader {
     void ReadObject(const SourceNode& node, std::size_t parent, const MistakeList::Where& where);
     const CMetaClass* FindClass(const SourceNode& key, std::size_t parent);
     void RefuseClass(const SourceNode& key, const CMetaClass* parent_class);
+    const SourceEntry& FindClassEntry(const SourceNode& node, const MistakeList::Where& where);
     void CheckPlace(const CMetaClass& meta_class, const MistakeList::Where& where, std::size_t parent);
     std::string ReadName(const SourceEntry& first, std::size_t parent);
     std::size_t Place(const CMetaClass* meta_class, const std::string& name, Position at, std::size_t parent);

@@ -6,33 +6,48 @@
 
 namespace orv::app {
 
-std::optional<std::size_t> ReferenceReader::Resolve(const SourceNode& reference, std::size_t object,
-                                                    const std::string& property) {
+std::optional<std::size_t> ReferenceReader::Resolve(const SourceNode& reference, const Fits& fits,
+                                                    const Where& where) {
     constexpr const char* kExpected = "an object's name or path";
-    const auto where = [&] { return MistakeList::Where{reference.at, plan_.Describe(object), property}; };
     if (!reference.IsText()) {
         mistakes_.Add(where(), reference.DescribeWrong(), kExpected);
         return std::nullopt;
     }
-    const std::vector<std::size_t>& found = Find(reference.text);
-    if (found.size() == 1) return found.front();
+    const Found& found = Find(reference.text);
+    if (found.all.size() == 1) return found.all.front();
     const std::string quoted = reference.Describe();
-    if (found.empty()) {
+    if (found.all.empty()) {
         mistakes_.Add(where(), quoted + " names no object", kExpected, FindNearest(reference.text));
         return std::nullopt;
     }
     constexpr std::size_t kMostShown = 5;
+    std::vector<std::size_t> shown;
+    std::size_t count = 0;
+    const auto show = [&](const std::vector<std::size_t>& indexes) {
+        count += indexes.size();
+        const auto more = static_cast<std::ptrdiff_t>(std::min(indexes.size(), kMostShown + 1));
+        shown.insert(shown.end(), indexes.begin(), indexes.begin() + more);
+    };
+    for (const auto& [meta_class, indexes] : found.by_class) {
+        if (meta_class && fits(*meta_class)) show(indexes);
+    }
+    if (count == 1) return shown.front();
+    if (count == 0) show(found.all);
+    std::sort(shown.begin(), shown.end());
     std::vector<std::string> paths;
-    for (std::size_t i = 0; i < std::min(found.size(), kMostShown + 1); ++i)
-        paths.push_back(plan_.GetPath(found[i]));
-    mistakes_.Add(where(), fmt::format("{} names {} objects", quoted, found.size()),
+    for (const std::size_t index : shown) paths.push_back(plan_.GetPath(index));
+    mistakes_.Add(where(), fmt::format("{} names {} objects", quoted, count),
                   "one of " + JoinNames(paths, kMostShown));
     return std::nullopt;
 }
 
-const std::vector<std::size_t>& ReferenceReader::Find(const std::string& text) {
+const ReferenceReader::Found& ReferenceReader::Find(const std::string& text) {
     const auto [found, is_new] = found_.try_emplace(text);
-    if (is_new) found->second = plan_.FindReferenced(text);
+    if (is_new) {
+        found->second.all = plan_.FindReferenced(text);
+        for (const std::size_t index : found->second.all)
+            found->second.by_class[plan_.At(index).meta_class].push_back(index);
+    }
     return found->second;
 }
 

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
+#include <map>
 #include <optional>
 #include <string>
 #include <unordered_map>
@@ -19,18 +21,24 @@ class ReferenceReader {
   public:
     ReferenceReader(const Plan& plan, MistakeList& mistakes) : plan_(plan), mistakes_(mistakes) {}
 
-    /// The one object that a reference leads to. What is wrong with it is said of a property or relation of
-    /// `object`.
-    std::optional<std::size_t> Resolve(const SourceNode& reference, std::size_t object,
-                                       const std::string& property);
+    using Fits = std::function<bool(const CMetaClass&)>;
+    using Where = std::function<MistakeList::Where()>;
+    /// The one object that a reference leads to; of several the one whose class fits. Where it leads to one
+    /// that does not fit, that one.
+    std::optional<std::size_t> Resolve(const SourceNode& reference, const Fits& fits, const Where& where);
 
   private:
-    const std::vector<std::size_t>& Find(const std::string& text);
+    /// What a text may mean, by class: equal references are judged without going through all objects again.
+    struct Found {
+        std::vector<std::size_t> all;
+        std::map<const CMetaClass*, std::vector<std::size_t>> by_class;
+    };
+    const Found& Find(const std::string& text);
     std::string FindNearest(const std::string& text);
 
     const Plan& plan_;
     MistakeList& mistakes_;
-    std::unordered_map<std::string, std::vector<std::size_t>> found_;
+    std::unordered_map<std::string, Found> found_;
     // Made when the first is asked for.
     std::optional<KnownNames> names_;
     std::optional<KnownNames> paths_;

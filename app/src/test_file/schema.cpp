@@ -28,7 +28,7 @@ Json MakeRelations(const CMetaClass& source) {
     std::set<std::string> single;
     for (const CRelationMeta* relation : GetRelationsOf(source)) {
         const auto* target = framework::CMetaClassManager::Instance().GetClass(relation->target);
-        targets[relation->name].push_back(target->GetName());
+        targets[relation->name].push_back(DescribeClasses({target}).front());
         if (relation->max_targets == 1) single.insert(relation->name);
     }
     Json relations = Json::object();
@@ -45,7 +45,7 @@ Json MakeClass(const CMetaClass& meta_class) {
     properties[definition.name] = {{"type", {"string", "number", "boolean", "null"}},
                                    {"description", "Name of the object. " + definition.doc}};
     for (const CPropertyMeta* property : meta_class.GetProperties()) {
-        if (CanBeWritten(*property)) properties[property->name] = MakePropertySchema(*property);
+        if (CanBeWritten(*property)) properties[property->name] = MakePropertySchema(*property, meta_class);
     }
     properties.update(MakeRelations(meta_class));
     const Json children = MakeObjectList(meta_class);

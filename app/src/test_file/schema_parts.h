@@ -9,8 +9,8 @@ namespace orv::app {
 
 using Json = nlohmann::ordered_json;
 
-/// Schema of what a property takes.
-Json MakePropertySchema(const CPropertyMeta& property);
+/// Schema of what objects of a class take for a property.
+Json MakePropertySchema(const CPropertyMeta& property, const CMetaClass& owner);
 /// Definitions "simulation" (the section) and those that it refers to.
 Json MakeSimulationDefinitions();
 /// Schema of the section "live".

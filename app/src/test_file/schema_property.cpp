@@ -14,15 +14,17 @@ Json ToNumber(const std::string& text) {
     return Json::parse(text);
 }
 
-Json MakeEnumeration(const framework::CEnumMeta& enumeration) {
-    Json values = Json::array();
-    for (const auto& [name, value] : enumeration.values) values.push_back(name);
-    for (const auto& [name, value] : enumeration.values) values.push_back(value);
+Json MakeEnumeration(const CPropertyMeta& property, const CMetaClass& owner) {
+    const std::vector<std::string> names = GetValueNames(property, owner);
+    Json values = names;
+    if (TakesNumbers(*property.enumeration)) {
+        for (const std::string& name : names) values.push_back(*property.enumeration->FindValue(name));
+    }
     return {{"enum", values}};
 }
 
-Json MakeOne(const CPropertyMeta& property) {
-    if (property.enumeration) return MakeEnumeration(*property.enumeration);
+Json MakeOne(const CPropertyMeta& property, const CMetaClass& owner) {
+    if (property.enumeration) return MakeEnumeration(property, owner);
     switch (property.type) {
         case PropertyType::Bool:
             return {{"type", "boolean"}};
@@ -52,9 +54,8 @@ Json MakeOne(const CPropertyMeta& property) {
 }
 
 /// The default as a file would have it; null for none worth showing.
-Json MakeDefault(const CPropertyMeta& property) {
-    if (property.collection || property.type == PropertyType::Handle) return nullptr;
-    const std::string text = property.Format(property.default_value);
+Json MakeDefault(const CPropertyMeta& property, const CMetaClass& owner) {
+    const std::string text = GetDefaultText(property, owner);
     if (text.empty()) return nullptr;
     const bool plain = property.type == PropertyType::Bool || property.type == PropertyType::Double ||
                        IsWhole(property.type);
@@ -67,7 +68,7 @@ std::string MakeDescription(const CPropertyMeta& property) {
     if (const std::string* doc = property.FindAttribute("doc")) text = *doc;
     const auto targets = GetTargetClasses(property);
     if (!targets.empty())
-        text += (text.empty() ? "Refers to: " : " Refers to: ") + JoinNames(GetNames(targets)) + ".";
+        text += (text.empty() ? "Refers to: " : " Refers to: ") + JoinNames(DescribeClasses(targets)) + ".";
     if (const std::string* unit = property.FindAttribute("unit"))
         text += (text.empty() ? "Unit: " : " Unit: ") + *unit + ".";
     return text;
@@ -75,8 +76,8 @@ std::string MakeDescription(const CPropertyMeta& property) {
 
 }  // namespace
 
-Json MakePropertySchema(const CPropertyMeta& property) {
-    Json schema = MakeOne(property);
+Json MakePropertySchema(const CPropertyMeta& property, const CMetaClass& owner) {
+    Json schema = MakeOne(property, owner);
     if (property.collection) schema = {{"anyOf", {{{"type", "array"}, {"items", schema}}, schema}}};
     const bool may_be_empty =
         property.nullable || property.collection || property.type == PropertyType::Handle ||
@@ -85,7 +86,7 @@ Json MakePropertySchema(const CPropertyMeta& property) {
     if (const std::string* title = property.FindAttribute("displayName")) schema["title"] = *title;
     const std::string description = MakeDescription(property);
     if (!description.empty()) schema["description"] = description;
-    const Json default_value = MakeDefault(property);
+    const Json default_value = MakeDefault(property, owner);
     if (!default_value.is_null()) schema["default"] = default_value;
     return schema;
 }

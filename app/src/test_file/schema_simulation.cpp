@@ -93,7 +93,9 @@ Json MakeSimulationDefinitions() {
         {"seed", MakeWhole(0, std::numeric_limits<std::uint64_t>::max(), "Of all that is drawn at random.")},
         {"defaults", behaviour},
         {"ports", MakeByName("By name of the port.", behaviour)},
-        {"channel_blocks", MakeByName("By name of the channel block; goes before the port's.", behaviour)},
+        {"channel_blocks", MakeByName("By name of the channel block; goes before the port's, and what it "
+                                      "does not say is as the port has it.",
+                                      behaviour)},
         {"faults", MakeByName("By name of the port.", {{"type", "array"}, {"items", MakeFault()}})},
     });
     schema["description"] = "What the simulated network and the software ports do.";

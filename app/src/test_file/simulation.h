@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "orv/il/faults.h"
@@ -15,13 +16,25 @@ namespace orv::app {
 /// Delays of the network and of faults, in milliseconds: more than a week, which no test outlasts.
 inline constexpr std::uint32_t kLongestDelayMs = 1'000'000'000;
 
+/// What a part of the section says of a behaviour; the rest stays as it is.
+struct BehaviourChange {
+    std::vector<std::pair<il::Distribution il::NetworkBehaviour::*, il::Distribution>> delays;
+    std::vector<std::pair<double il::NetworkBehaviour::*, double>> numbers;
+
+    il::NetworkBehaviour ApplyTo(il::NetworkBehaviour behaviour) const {
+        for (const auto& [member, value] : delays) behaviour.*member = value;
+        for (const auto& [member, value] : numbers) behaviour.*member = value;
+        return behaviour;
+    }
+};
+
 struct Simulation {
     std::uint64_t seed = 1;
     il::NetworkBehaviour defaults;
     /// By name of the port; what a port does not say is as in `defaults`.
     std::map<std::string, il::NetworkBehaviour> ports;
-    /// By name of the channel block, likewise; goes before the port's.
-    std::map<std::string, il::NetworkBehaviour> channel_blocks;
+    /// /// By name of the channel block; what it does not say is as the port has it.
+    std::map<std::string, BehaviourChange> channel_blocks;
     /// By name of the port.
     std::map<std::string, il::FaultSchedule> faults;
 };

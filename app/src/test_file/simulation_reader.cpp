@@ -64,16 +64,19 @@ class SimulationReader : KeyReader {
         const auto entries = ReadEntries(node, {node.at, "simulation"}, keys);
         // The defaults first, wherever they stand: others begin with them.
         for (const Key& key : entries) {
-            if (key.entry.key.text == "defaults") ReadBehaviour(key, simulation.defaults);
+            if (key.entry.key.text == "defaults")
+                simulation.defaults = ReadBehaviour(key).ApplyTo(simulation.defaults);
         }
         for (const Key& key : entries) {
             const std::string& name = key.entry.key.text;
             if (name == "seed") {
                 ReadWhole<std::uint64_t>(key, simulation.seed, 0, std::numeric_limits<std::uint64_t>::max());
             } else if (name == "ports") {
-                ReadBehaviours(key, ports_, simulation.defaults, simulation.ports);
+                for (const Key& port : ReadEntries(key, ports_))
+                    simulation.ports[port.entry.key.text] = ReadBehaviour(port).ApplyTo(simulation.defaults);
             } else if (name == "channel_blocks") {
-                ReadBehaviours(key, channel_blocks_, simulation.defaults, simulation.channel_blocks);
+                for (const Key& block : ReadEntries(key, channel_blocks_))
+                    simulation.channel_blocks[block.entry.key.text] = ReadBehaviour(block);
             } else if (name == "faults") {
                 for (const Key& port : ReadEntries(key, ports_)) ReadFaults(port, simulation.faults);
             }
@@ -82,47 +85,41 @@ class SimulationReader : KeyReader {
     }
 
   private:
-    void ReadBehaviours(const Key& key, KnownNames& known, const il::NetworkBehaviour& defaults,
-                        std::map<std::string, il::NetworkBehaviour>& behaviours) {
-        for (const Key& object : ReadEntries(key, known)) {
-            il::NetworkBehaviour behaviour = defaults;
-            ReadBehaviour(object, behaviour);
-            behaviours.emplace(object.entry.key.text, behaviour);
-        }
-    }
-
-    void ReadBehaviour(const Key& key, il::NetworkBehaviour& behaviour) {
+    BehaviourChange ReadBehaviour(const Key& key) {
+        BehaviourChange change;
         for (const Key& member : ReadEntries(key, members_)) {
             const std::string& name = member.entry.key.text;
-            if (const DelayMember* delay = FindForm(GetDelayMembers(), name))
-                ReadDistribution(member, behaviour.*delay->member);
-            if (const NumberMember* number = FindForm(GetNumberMembers(), name))
-                ReadNumber(member, *number, behaviour.*number->member);
+            if (const DelayMember* delay = FindForm(GetDelayMembers(), name)) {
+                if (const auto value = ReadDistribution(member))
+                    change.delays.emplace_back(delay->member, *value);
+            } else if (const NumberMember* number = FindForm(GetNumberMembers(), name)) {
+                if (const auto value = ReadNumber(member, *number))
+                    change.numbers.emplace_back(number->member, *value);
+            }
         }
+        return change;
     }
 
-    void ReadNumber(const Key& key, const NumberMember& member, double& number) {
+    std::optional<double> ReadNumber(const Key& key, const NumberMember& member) const {
         const bool fraction = member.kind == NumberMember::Kind::Fraction;
         const std::string& text = key.Value().text;
         const auto value = fraction ? ParseFraction(text) : ParseNumber(text);
         if (!key.Value().IsText() || !value || (!fraction && *value <= 0) || *value > member.most) {
             Refuse(key, fraction ? "a fraction from 0 to 1, or from 0 % to 100 %"
                                  : fmt::format("a number above 0, at most {}", member.most));
-            return;
+            return std::nullopt;
         }
-        number = *value;
+        return value;
     }
 
-    void ReadDistribution(const Key& key, il::Distribution& distribution) {
+    std::optional<il::Distribution> ReadDistribution(const Key& key) const {
         const SourceNode& value = key.Value();
         const auto constant = ParseNumber(value.text);
-        if (value.IsText() && IsDelay(constant)) {
-            distribution = {il::Distribution::Kind::Constant, *constant, 0};
-            return;
-        }
+        if (value.IsText() && IsDelay(constant))
+            return il::Distribution{il::Distribution::Kind::Constant, *constant, 0};
         if (!value.IsMap() || value.entries.size() != 1) {
             Refuse(key, DescribeDelay());
-            return;
+            return std::nullopt;
         }
         const SourceEntry& entry = value.entries.front();
         const Key form_key{key.section + ", " + key.entry.key.text, entry};
@@ -131,7 +128,7 @@ class SimulationReader : KeyReader {
             const auto known = NamesOf(GetDistributionForms());
             Mistakes().Add({entry.key.at, form_key.section, entry.key.text}, "this is no distribution",
                            JoinNames(known), FindNearestName(entry.key.text, known));
-            return;
+            return std::nullopt;
         }
         std::vector<double> parameters;
         for (const SourceNode& item : entry.value.items) {
@@ -144,9 +141,9 @@ class SimulationReader : KeyReader {
             Mistakes().Add(
                 form_key.Where(), "the parameters are wrong",
                 fmt::format("{} in milliseconds, each from 0 to {}", form->parameters, kLongestDelayMs));
-            return;
+            return std::nullopt;
         }
-        distribution = {form->kind, parameters[0], parameters[1]};
+        return il::Distribution{form->kind, parameters[0], parameters[1]};
     }
 
     void ReadFaults(const Key& port, std::map<std::string, il::FaultSchedule>& schedules) {

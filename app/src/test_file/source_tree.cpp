@@ -1,58 +1,88 @@
 #include "source_tree.h"
 
 #include <fmt/format.h>
-#include <yaml-cpp/depthguard.h>
-#include <yaml-cpp/eventhandler.h>
-#include <yaml-cpp/exceptions.h>
-#include <yaml-cpp/parser.h>
+#include <yaml.h>
 
 #include <algorithm>
-#include <sstream>
+#include <new>
+#include <optional>
 #include <unordered_map>
 #include <utility>
+
+#include "text_places.h"
+#include "yaml_mistake.h"
 
 namespace orv::app {
 
 namespace {
 
-/// Builds the tree from what the parser meets.
-class TreeBuilder : public YAML::EventHandler {
+/// Deeper than any test file; readers go as deep as values lie.
+constexpr std::size_t kMostDepth = 200;
+
+/// A parser, and the event that it came upon last.
+class EventReader {
   public:
-    explicit TreeBuilder(MistakeList& mistakes) : mistakes_(mistakes) {}
+    explicit EventReader(std::string_view text) {
+        if (!yaml_parser_initialize(&parser_)) throw std::bad_alloc();
+        // A mark at the beginning is for people's editors; other encodings are mistakes.
+        yaml_parser_set_encoding(&parser_, YAML_UTF8_ENCODING);
+        yaml_parser_set_input_string(&parser_, reinterpret_cast<const unsigned char*>(text.data()),
+                                     text.size());
+    }
+    ~EventReader() {
+        yaml_event_delete(&event_);
+        yaml_parser_delete(&parser_);
+    }
+    EventReader(const EventReader&) = delete;
+    EventReader& operator=(const EventReader&) = delete;
 
-    SourceNode TakeRoot() { return std::move(root_); }
-    /// Of the lists and maps that are not read to the end.
-    Position GetInnermost() const { return open_.empty() ? Position{1, 1} : open_.back().node.at; }
+    /// False when the text is no YAML.
+    bool Next() {
+        yaml_event_delete(&event_);
+        if (yaml_parser_parse(&parser_, &event_)) return true;
+        if (parser_.error == YAML_MEMORY_ERROR) throw std::bad_alloc();
+        return false;
+    }
+    const yaml_event_t& Event() const { return event_; }
+    const yaml_parser_t& Parser() const { return parser_; }
 
-    void OnDocumentStart(const YAML::Mark&) override {}
-    void OnDocumentEnd() override {}
-    void OnNull(const YAML::Mark& mark, YAML::anchor_t anchor) override {
-        RefuseExtras(mark, "", anchor);
-        Close(Make(SourceNode::Kind::Nothing, mark));
-    }
-    void OnAlias(const YAML::Mark& mark, YAML::anchor_t) override {
-        RefuseReference(mark);
-        Close(Make(SourceNode::Kind::Alias, mark));
-    }
-    void OnScalar(const YAML::Mark& mark, const std::string& tag, YAML::anchor_t anchor,
-                  const std::string& value) override {
-        RefuseExtras(mark, tag, anchor);
-        SourceNode node = Make(SourceNode::Kind::Text, mark);
-        node.text = value;
-        Close(std::move(node));
-    }
-    void OnSequenceStart(const YAML::Mark& mark, const std::string& tag, YAML::anchor_t anchor,
-                         YAML::EmitterStyle::value) override {
-        Open(SourceNode::Kind::List, mark, tag, anchor);
-    }
-    void OnSequenceEnd() override { CloseOpen(); }
-    void OnMapStart(const YAML::Mark& mark, const std::string& tag, YAML::anchor_t anchor,
-                    YAML::EmitterStyle::value) override {
-        Open(SourceNode::Kind::Map, mark, tag, anchor);
-    }
-    void OnMapEnd() override { CloseOpen(); }
+  private:
+    yaml_parser_t parser_{};
+    yaml_event_t event_{};
+};
 
-    static Position ToPosition(const YAML::Mark& mark) { return {mark.line + 1, mark.column + 1}; }
+std::string_view ToText(const yaml_char_t* text) {
+    return text ? reinterpret_cast<const char*>(text) : std::string_view();
+}
+
+/// Builds the tree from what the parser meets.
+class TreeBuilder {
+  public:
+    TreeBuilder(std::string_view text, MistakeList& mistakes)
+        : places_(text), mistakes_(mistakes), events_(text) {}
+
+    SourceNode Read() {
+        int documents = 0;
+        while (events_.Next()) {
+            if (events_.Event().type == YAML_STREAM_END_EVENT) {
+                if (documents == 0) mistakes_.Add({{1, 1}}, "the file is empty", "the sections of a test");
+                return std::move(root_);
+            }
+            if (events_.Event().type == YAML_DOCUMENT_START_EVENT && ++documents > 1) {
+                mistakes_.Add({GetStart()}, "a second document begins here", "one in a file");
+                return std::move(root_);
+            }
+            OnEvent(events_.Event());
+            if (open_.size() > kMostDepth) {
+                mistakes_.Add({open_.back().node.at}, "values lie too deep within each other");
+                return {};
+            }
+        }
+        ReadSoFar so_far{last_quoted_, {}};
+        if (!open_.empty()) so_far.innermost = open_.back().node.at;
+        AddYamlMistake(events_.Parser(), places_, so_far, mistakes_);
+        return {};
+    }
 
   private:
     struct OpenNode {
@@ -62,29 +92,73 @@ class TreeBuilder : public YAML::EventHandler {
         std::unordered_map<std::string, int> lines;  ///< of the keys
     };
 
-    static SourceNode Make(SourceNode::Kind kind, const YAML::Mark& mark) {
+    /// Of the event.
+    Position GetStart() const {
+        return places_.GetPosition(places_.GetByteOf(events_.Event().start_mark.index));
+    }
+
+    void OnEvent(const yaml_event_t& event) {
+        switch (event.type) {
+            case YAML_ALIAS_EVENT:
+                RefuseReference();
+                return Close(Make(SourceNode::Kind::Alias));
+            case YAML_SCALAR_EVENT:
+                return OnScalar(event);
+            case YAML_SEQUENCE_START_EVENT:
+                return Open(SourceNode::Kind::List, event.data.sequence_start.anchor,
+                            event.data.sequence_start.tag);
+            case YAML_MAPPING_START_EVENT:
+                return Open(SourceNode::Kind::Map, event.data.mapping_start.anchor,
+                            event.data.mapping_start.tag);
+            case YAML_SEQUENCE_END_EVENT:
+            case YAML_MAPPING_END_EVENT:
+                return CloseOpen();
+            default:
+                return;
+        }
+    }
+
+    void OnScalar(const yaml_event_t& event) {
+        const auto& scalar = event.data.scalar;
+        RefuseExtras(scalar.anchor, scalar.tag);
+        SourceNode node = Make(SourceNode::Kind::Text);
+        node.text.assign(reinterpret_cast<const char*>(scalar.value), scalar.length);
+        const auto is = [&node](const char* text) { return node.text == text; };
+        const bool is_plain = scalar.style == YAML_PLAIN_SCALAR_STYLE && !scalar.tag;
+        if (is_plain && (is("") || is("~") || is("null") || is("Null") || is("NULL"))) {
+            node.kind = SourceNode::Kind::Nothing;
+            node.text.clear();
+        }
+        if (scalar.style == YAML_SINGLE_QUOTED_SCALAR_STYLE ||
+            scalar.style == YAML_DOUBLE_QUOTED_SCALAR_STYLE)
+            last_quoted_ = {places_.GetByteOf(event.start_mark.index),
+                            places_.GetByteOf(event.end_mark.index)};
+        Close(std::move(node));
+    }
+
+    SourceNode Make(SourceNode::Kind kind) const {
         SourceNode node;
         node.kind = kind;
-        node.at = ToPosition(mark);
+        node.at = GetStart();
         return node;
     }
 
-    void RefuseReference(const YAML::Mark& mark) {
-        mistakes_.Add({ToPosition(mark)}, "anchors and aliases are not known here", "the value itself");
-        mistakes_.Settle(ToPosition(mark));
+    void RefuseReference() {
+        mistakes_.Add({GetStart()}, "anchors and aliases are not known here", "the value itself");
+        mistakes_.Settle(GetStart());
     }
 
-    void RefuseExtras(const YAML::Mark& mark, const std::string& tag, YAML::anchor_t anchor) {
-        if (anchor != 0) RefuseReference(mark);
-        // "?" and "!" are how the parser says plain and quoted.
-        if (tag.empty() || tag == "?" || tag == "!") return;
-        mistakes_.Add({ToPosition(mark)}, "the tag " + tag + " is not known here", "the value without a tag");
-        mistakes_.Settle(ToPosition(mark));
+    void RefuseExtras(const yaml_char_t* anchor, const yaml_char_t* tag) {
+        if (anchor) RefuseReference();
+        if (!tag) return;
+        mistakes_.Add({GetStart()}, fmt::format("the tag {} is not known here", ToText(tag)),
+                      "the value without a tag");
+        mistakes_.Settle(GetStart());
     }
 
-    void Open(SourceNode::Kind kind, const YAML::Mark& mark, const std::string& tag, YAML::anchor_t anchor) {
-        RefuseExtras(mark, tag, anchor);
-        open_.push_back({Make(kind, mark), {}, false, {}});
+    void Open(SourceNode::Kind kind, const yaml_char_t* anchor, const yaml_char_t* tag) {
+        RefuseExtras(anchor, tag);
+        open_.push_back({Make(kind), {}, false, {}});
     }
 
     void CloseOpen() {
@@ -113,7 +187,6 @@ class TreeBuilder : public YAML::EventHandler {
 
     void CloseEntry(OpenNode& outer, SourceNode value) {
         SourceNode& key = outer.key;
-        // The parser sees that there is no value only where the next thing begins.
         if (value.IsNothing()) value.at = key.at;
         if (!key.IsText()) {
             mistakes_.Add({key.at}, key.Describe() + " cannot be a key", "a name");
@@ -128,9 +201,12 @@ class TreeBuilder : public YAML::EventHandler {
         outer.node.entries.push_back({std::move(key), std::move(value)});
     }
 
+    TextPlaces places_;
     MistakeList& mistakes_;
+    EventReader events_;
     SourceNode root_;
     std::vector<OpenNode> open_;
+    std::optional<QuotedText> last_quoted_;
 };
 
 /// A text in quotes, on one line.
@@ -144,17 +220,6 @@ std::string Shorten(std::string text) {
         text = text.substr(0, end) + "...";
     }
     return "\"" + text + "\"";
-}
-
-/// The parser places some errors nowhere, or behind the end.
-Position MoveInside(Position at, const std::string& text) {
-    const int lines = 1 + static_cast<int>(std::count(text.begin(), text.end(), '\n'));
-    at.line = std::clamp(at.line, 1, lines);
-    std::size_t start = 0;
-    for (int line = 1; line < at.line; ++line) start = text.find('\n', start) + 1;
-    const std::size_t end = std::min(text.find('\n', start), text.size());
-    at.column = std::clamp(at.column, 1, static_cast<int>(end - start) + 1);
-    return at;
 }
 
 }  // namespace
@@ -180,27 +245,10 @@ std::string SourceNode::DescribeWrong() const {
     return (IsMap() ? "there are " : "there is ") + Describe();
 }
 
-SourceNode ReadSourceTree(const std::string& text, MistakeList& mistakes) {
-    TreeBuilder builder(mistakes);
-    try {
-        std::istringstream stream(text);
-        YAML::Parser parser(stream);
-        if (!parser.HandleNextDocument(builder)) {
-            mistakes.Add({{1, 1}}, "the file is empty", "the sections of a test");
-            return {};
-        }
-        SourceNode root = builder.TakeRoot();
-        if (parser.HandleNextDocument(builder)) {
-            mistakes.Add({builder.TakeRoot().at}, "a second document begins here", "one in a file");
-        }
-        return root;
-    } catch (const YAML::DeepRecursion&) {
-        mistakes.Add({builder.GetInnermost()}, "values lie too deep within each other");
-    } catch (const YAML::Exception& error) {
-        const Position at = error.mark.is_null() ? Position{1, 1} : TreeBuilder::ToPosition(error.mark);
-        mistakes.Add({MoveInside(at, text)}, "this is no YAML: " + error.msg);
-    }
-    return {};
+SourceNode ReadSourceTree(std::string_view text, MistakeList& mistakes) {
+    constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
+    if (text.starts_with(kByteOrderMark)) text.remove_prefix(kByteOrderMark.size());
+    return TreeBuilder(text, mistakes).Read();
 }
 
 }  // namespace orv::app

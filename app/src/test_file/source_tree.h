@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "mistake.h"
@@ -36,9 +37,10 @@ struct SourceEntry {
     SourceNode value;
 };
 
-/// Reads YAML strictly: one document, no key twice, no anchors, aliases and tags (a test file is read by
-/// people who need not know them, and what they would do here is not obvious). What is wrong goes to
-/// `mistakes`; the tree then holds what could be read.
-SourceNode ReadSourceTree(const std::string& text, MistakeList& mistakes);
+/// Reads YAML strictly: UTF-8 (with or without byte order mark), one document, no key twice, no anchors,
+/// aliases and tags (a test file is read by people who need not know them, and what they would do here is not
+/// obvious). What is wrong goes to `mistakes`; the tree then holds what could be read: nothing of what is no
+/// YAML.
+SourceNode ReadSourceTree(std::string_view text, MistakeList& mistakes);
 
 }  // namespace orv::app

@@ -26,7 +26,7 @@ const PlannedReference* FindLower(const PlannedObject& object) {
 void Refuse(const Plan& plan, const std::vector<std::size_t>& circle, MistakeList& mistakes) {
     const auto place_of = [&plan](std::size_t index) {
         const Position at = FindLower(plan.At(index))->at;
-        return std::tuple(at.line, at.column);
+        return std::tuple(at.setting, at.line, at.column);
     };
     const auto last = std::max_element(circle.begin(), circle.end(), [&](std::size_t a, std::size_t b) {
         return place_of(a) < place_of(b);

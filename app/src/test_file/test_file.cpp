@@ -3,18 +3,16 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
-#include <fstream>
-#include <ios>
-#include <iterator>
 
 #include "builder.h"
 #include "live_section.h"
 #include "names.h"
 #include "object_reader.h"
 #include "orv/common/exceptions.h"
+#include "orv/ids/core_ids.h"
 #include "plan.h"
+#include "run/port_location.h"
+#include "setting.h"
 #include "source_tree.h"
 #include "value_reader.h"
 
@@ -47,16 +45,25 @@ bool HasStreams(const Plan& plan) {
 class SectionReader {
   public:
     SectionReader(const SourceNode& root, Plan& plan, MistakeList& mistakes)
-        : root_(root), plan_(plan), mistakes_(mistakes), objects_(plan, mistakes) {}
+        : root_(root),
+          plan_(plan),
+          mistakes_(mistakes),
+          objects_(plan, mistakes),
+          settings_(plan, mistakes) {}
 
-    void Read() {
+    void Read(const std::vector<std::string>& settings) {
         if (!root_.IsMap()) {
-            mistakes_.Add({root_.at}, root_.DescribeWrong(), "the sections " + JoinNames(kSections));
+            const std::string meant = InsertMissingBlank(root_.text);
+            if (meant.empty()) {
+                mistakes_.Add({root_.at}, root_.DescribeWrong(), "the sections " + JoinNames(kSections));
+            } else {
+                mistakes_.Add({root_.at}, kMissingBlank, "\"" + meant + "\"");
+            }
             return;
         }
         for (const SourceEntry& entry : root_.entries) CheckKey(entry.key);
         ReadTitle();
-        ReadObjects();
+        ReadObjects(settings);
         if (const SourceEntry* section = Find("simulation")) {
             plan_.simulation = ReadSimulation(
                 section->value, {plan_.GetNamesOf("Port"), plan_.GetNamesOf("IptvChannelBlock")}, mistakes_);
@@ -90,7 +97,7 @@ class SectionReader {
         }
     }
 
-    void ReadObjects() {
+    void ReadObjects(const std::vector<std::string>& settings) {
         if (const SourceEntry* project = Find("project")) {
             objects_.ReadObjects(project->value, Plan::kProject, {project->value.at, {}, "project"});
         } else if (!has_misspelt_project_) {
@@ -105,13 +112,16 @@ class SectionReader {
             for (SourceNode& item : default_sequence_.items) item.entries.front().key.at = root_.at;
             objects_.ReadObjects(default_sequence_, Plan::kSequencer, {root_.at, {}, "sequence"});
         }
-        ReadValues(objects_.GetEntries(), plan_, mistakes_);
+        std::vector<ObjectEntry> entries = objects_.GetEntries();
+        settings_.Read(settings, entries);
+        ReadValues(entries, plan_, mistakes_);
     }
 
     const SourceNode& root_;
     Plan& plan_;
     MistakeList& mistakes_;
     ObjectReader objects_;
+    SettingReader settings_;
     bool has_misspelt_project_ = false;
     SourceNode default_sequence_;
 };
@@ -123,33 +133,24 @@ TestFile::TestFile(TestFile&&) noexcept = default;
 TestFile& TestFile::operator=(TestFile&&) noexcept = default;
 TestFile::~TestFile() = default;
 
-TestFile TestFile::Load(const std::filesystem::path& path) {
-    std::string why;
-    try {
-        std::ifstream file(path);
-        // A folder can be opened, but not be read.
-        if (file) return Parse({std::istreambuf_iterator<char>(file), {}}, path.string());
-        why = std::strerror(errno);
-    } catch (const std::ios_base::failure& error) {
-        why = error.code().message();
-    }
+TestFile TestFile::Parse(const FileText& file, const std::vector<std::string>& settings) {
     TestFile test;
-    test.file_ = path.string();
-    MistakeList mistakes(test.file_);
-    mistakes.Add({}, "the file cannot be read: " + why);
+    test.file_ = file.name;
+    for (const std::string& setting : settings) test.settings_.push_back("--set " + setting);
+    MistakeList mistakes = test.MakeMistakeList();
+    if (file.problem.empty()) {
+        const SourceNode root = ReadSourceTree(file.text, mistakes);
+        // What is no YAML has nothing in it to look at.
+        if (mistakes.IsEmpty() || root.IsMap()) SectionReader(root, *test.plan_, mistakes).Read(settings);
+    } else {
+        mistakes.Add({}, file.problem);
+    }
     test.mistakes_ = mistakes.TakeSorted();
     return test;
 }
 
-TestFile TestFile::Parse(const std::string& text, const std::string& file) {
-    TestFile test;
-    test.file_ = file;
-    MistakeList mistakes(file);
-    const SourceNode root = ReadSourceTree(text, mistakes);
-    // What is no YAML has nothing in it to look at.
-    if (mistakes.IsEmpty() || root.IsMap()) SectionReader(root, *test.plan_, mistakes).Read();
-    test.mistakes_ = mistakes.TakeSorted();
-    return test;
+MistakeList TestFile::MakeMistakeList() const {
+    return MistakeList(file_, settings_);
 }
 
 const std::string& TestFile::GetTitle() const {
@@ -166,7 +167,7 @@ const nic::MembershipSettings& TestFile::GetMembership() const {
 
 TestFile::Built TestFile::Build(framework::CScriptable& project, framework::CSequencer& sequencer) const {
     if (!IsGood()) throw common::COrvLogicError("a test file with mistakes cannot be built: " + file_);
-    MistakeList mistakes(file_);
+    MistakeList mistakes = MakeMistakeList();
     Built built;
     built.positions = Builder(*plan_, mistakes).Build(project, sequencer);
     built.mistakes = mistakes.TakeSorted();
@@ -174,11 +175,22 @@ TestFile::Built TestFile::Build(framework::CScriptable& project, framework::CSeq
 }
 
 Mistake TestFile::MakeMistake(Position at, const std::string& object, const std::string& problem) const {
-    return {file_, at, object, {}, problem, {}, {}};
+    MistakeList mistakes = MakeMistakeList();
+    mistakes.Add({at, object}, problem);
+    return mistakes.TakeSorted().front();
 }
 
 bool TestFile::HasSequence() const {
     return plan_->has_sequence;
+}
+
+bool TestFile::HasLivePort() const {
+    const auto is_live = [](const PlannedValue& value) {
+        return value.property->id == ids::Port::Location && value.text.starts_with(kLiveScheme);
+    };
+    return std::any_of(plan_->Objects().begin(), plan_->Objects().end(), [&](const PlannedObject& object) {
+        return std::any_of(object.values.begin(), object.values.end(), is_live);
+    });
 }
 
 }  // namespace orv::app

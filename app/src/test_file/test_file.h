@@ -7,6 +7,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "file_text.h"
 #include "mistake.h"
 #include "orv/nic/live_port.h"
 #include "simulation.h"
@@ -25,9 +26,13 @@ class Plan;
 class TestFile {
   public:
     /// A file that cannot be read is a mistake, too.
-    static TestFile Load(const std::filesystem::path& path);
+    static TestFile Load(const std::filesystem::path& path) { return Parse(ReadFileText(path)); }
     /// `file` names the text in mistakes.
-    static TestFile Parse(const std::string& text, const std::string& file);
+    static TestFile Parse(const std::string& text, const std::string& file) {
+        return Parse(FileText{file, text, {}});
+    }
+    /// `settings`, each "NAME/Property=VALUE", replace values of the file.
+    static TestFile Parse(const FileText& file, const std::vector<std::string>& settings = {});
 
     TestFile(TestFile&&) noexcept;
     TestFile& operator=(TestFile&&) noexcept;
@@ -57,11 +62,16 @@ class TestFile {
     Mistake MakeMistake(Position at, const std::string& object, const std::string& problem) const;
     /// True when the file says itself which commands are run.
     bool HasSequence() const;
+    /// True when a port of the file is on a network interface, as far as the file could be read.
+    bool HasLivePort() const;
 
   private:
     TestFile();
 
+    MistakeList MakeMistakeList() const;
+
     std::string file_;
+    std::vector<std::string> settings_;  ///< as mistakes name them
     std::unique_ptr<Plan> plan_;
     std::vector<Mistake> mistakes_;
 };

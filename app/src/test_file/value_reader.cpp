@@ -46,29 +46,33 @@ class ValueReader {
           value_(entry.entry->value) {}
 
     void Read() {
-        const CMetaClass* meta_class = plan_.At(index_).meta_class;
-        if (!meta_class) return;  // that is a mistake already
-        if (const CPropertyMeta* property = meta_class->FindProperty(key_.text)) {
+        if (!plan_.At(index_).meta_class) return;  // that is a mistake already
+        if (const CPropertyMeta* property = Class().FindProperty(key_.text)) {
             ReadProperty(*property);
             return;
         }
-        const auto relations = GetRelationsOf(*meta_class);
+        const auto relations = GetRelationsOf(Class());
         const auto relation =
             std::find_if(relations.begin(), relations.end(),
                          [this](const CRelationMeta* known) { return IsSameName(known->name, key_.text); });
         if (relation != relations.end()) {
             ReadRelation(**relation);
         } else {
-            RefuseKey(*meta_class, relations);
+            RefuseKey(relations);
         }
     }
 
   private:
     MistakeList::Where At(Position at) const { return {at, plan_.Describe(index_), key_.text}; }
+    const CMetaClass& Class() const { return *plan_.At(index_).meta_class; }
 
-    void RefuseKey(const CMetaClass& meta_class, const std::vector<const CRelationMeta*>& relations) {
+    void RefuseKey(const std::vector<const CRelationMeta*>& relations) {
+        if (const std::string meant = InsertMissingBlank(key_.text); !meant.empty()) {
+            mistakes_.Add(At(key_.at), kMissingBlank, "\"" + meant + "\"");
+            return;
+        }
         std::vector<std::string> known{"children"};
-        for (const CPropertyMeta* property : meta_class.GetProperties()) {
+        for (const CPropertyMeta* property : Class().GetProperties()) {
             if (CanBeWritten(*property)) known.push_back(property->name);
         }
         for (const CRelationMeta* relation : relations) known.push_back(relation->name);
@@ -135,22 +139,20 @@ class ValueReader {
         if (value.IsText()) {
             try {
                 property.Parse(value.text);
-                return;
+                if (!property.enumeration || IsValueOf(property, Class(), value.text)) return;
             } catch (const common::COrvRunTimeError&) {
                 // What is expected says more than what the host says.
             }
         }
         std::vector<std::string> names;
-        if (property.enumeration) {
-            for (const auto& [name, number] : property.enumeration->values) names.push_back(name);
-        }
-        mistakes_.Add(At(value.at), value.DescribeWrong(), DescribeExpected(property),
+        if (property.enumeration) names = GetValueNames(property, Class());
+        mistakes_.Add(At(value.at), value.DescribeWrong(), DescribeExpected(property, Class()),
                       value.IsText() ? FindNearestName(value.text, names) : std::string());
     }
 
     void ReadHandles(const CPropertyMeta& property, std::vector<PlannedReference>& references) {
         if (!property.collection && value_.IsList()) {
-            mistakes_.Add(At(value_.at), "there is a list", DescribeExpected(property));
+            mistakes_.Add(At(value_.at), "there is a list", DescribeExpected(property, Class()));
             return;
         }
         const auto allowed = GetTargetClasses(property);
@@ -172,7 +174,7 @@ class ValueReader {
             mistakes_.Add(At(key_.at), "the relation is given twice", "one list of all its objects");
             return;
         }
-        const CMetaClass& source = *plan_.At(index_).meta_class;
+        const CMetaClass& source = Class();
         PlannedRelation relation{meta.type, meta.name, {}};
         relation.targets = ReadTargets([&](const CMetaClass& target) {
             const bool fits = CRelationManager::Instance().FindRelation(source, target, {meta.type, 0});
@@ -195,7 +197,9 @@ class ValueReader {
         if (value_.IsNothing()) return targets;
         std::unordered_set<std::size_t> known;
         for (const SourceNode* item : ListValues(value_)) {
-            const auto target = references_.Resolve(*item, index_, key_.text);
+            const auto target = references_.Resolve(
+                *item, [&](const CMetaClass& target_class) { return find_wrong(target_class).empty(); },
+                [&] { return At(item->at); });
             if (!target) continue;
             if (!known.insert(*target).second) {
                 mistakes_.Add(At(item->at), plan_.Describe(*target) + " is given twice");
@@ -207,7 +211,7 @@ class ValueReader {
                 targets.push_back({*target, item->at});
             } else {
                 mistakes_.Add(At(item->at), plan_.Describe(*target) + " is of the wrong class",
-                              JoinNames(GetNames(expected)));
+                              JoinNames(DescribeClasses(expected)));
             }
         }
         return targets;

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <iterator>
 #include <limits>
 #include <sstream>
 
@@ -42,6 +43,12 @@ WholeRange GetTypeRange(PropertyType type) {
     }
 }
 
+/// Of an attribute that may not be there.
+std::vector<std::string> SplitWords(const std::string* text) {
+    std::istringstream stream(text ? *text : std::string());
+    return {std::istream_iterator<std::string>(stream), {}};
+}
+
 std::string DescribeNumbers(const CPropertyMeta& property) {
     if (!property.minimum && !property.maximum) return "a number";
     if (!property.maximum) return fmt::format("a number of at least {}", *property.minimum);
@@ -49,12 +56,8 @@ std::string DescribeNumbers(const CPropertyMeta& property) {
     return fmt::format("a number from {} to {}", *property.minimum, *property.maximum);
 }
 
-std::string DescribeOne(const CPropertyMeta& property) {
-    if (property.enumeration) {
-        std::vector<std::string> names;
-        for (const auto& [name, value] : property.enumeration->values) names.push_back(name);
-        return "one of " + JoinNames(names);
-    }
+std::string DescribeOne(const CPropertyMeta& property, const CMetaClass& owner) {
+    if (property.enumeration) return "one of " + JoinNames(GetValueNames(property, owner));
     switch (property.type) {
         case PropertyType::Bool:
             return "true or false";
@@ -99,22 +102,23 @@ bool CanBeWritten(const CMetaClass& meta_class) {
            meta_class.GetFactory().make;
 }
 
-std::vector<std::string> GetParents(const CMetaClass& child) {
+std::vector<const CMetaClass*> GetParentClasses(const CMetaClass& child) {
+    std::vector<const CMetaClass*> parents;
     // The rule of the nearest class that has one holds.
-    for (const CMetaClass* in_lineage = &child; in_lineage; in_lineage = in_lineage->GetBase()) {
-        const auto& allowed = in_lineage->GetDefinition().parents;
-        if (!allowed.empty()) return allowed;
+    for (const CMetaClass* in_lineage = &child; in_lineage && parents.empty();
+         in_lineage = in_lineage->GetBase()) {
+        for (const std::string& name : in_lineage->GetDefinition().parents)
+            parents.push_back(CMetaClassManager::Instance().GetClass(name));
     }
-    return {};
+    return parents;
 }
 
 bool CanStandBelow(const CMetaClass& child, const CMetaClass& parent) {
     const bool in_sequence = IsCommand(parent) || parent.IsTypeOf(ids::Sequencer::CLASS);
-    const std::vector<std::string> allowed = GetParents(child);
+    const std::vector<const CMetaClass*> allowed = GetParentClasses(child);
     return IsCommand(child) == in_sequence &&
-           (allowed.empty() ||
-            std::any_of(allowed.begin(), allowed.end(), [&parent](const std::string& name) {
-                return parent.IsTypeOf(std::string_view(name));
+           (allowed.empty() || std::any_of(allowed.begin(), allowed.end(), [&parent](const CMetaClass* one) {
+                return parent.IsTypeOf(*one);
             }));
 }
 
@@ -157,9 +161,7 @@ std::vector<const CMetaClass*> GetTargetClasses(std::uint32_t relation_type, con
 
 std::vector<const CMetaClass*> GetTargetClasses(const CPropertyMeta& property) {
     std::vector<const CMetaClass*> classes;
-    const std::string* names = property.FindAttribute("of");
-    std::istringstream words(names ? *names : std::string());
-    for (std::string name; words >> name;)
+    for (const std::string& name : SplitWords(property.FindAttribute("of")))
         classes.push_back(CMetaClassManager::Instance().GetClass(name, nullptr, true));
     return classes;
 }
@@ -170,8 +172,56 @@ std::vector<std::string> GetNames(const std::vector<const CMetaClass*>& classes)
     return names;
 }
 
-std::string DescribeExpected(const CPropertyMeta& property) {
-    return (property.collection ? "a list, each " : "") + DescribeOne(property);
+std::vector<std::string> DescribeClasses(const std::vector<const CMetaClass*>& classes) {
+    constexpr std::size_t kMostShown = 12;
+    std::vector<std::string> texts;
+    for (const CMetaClass* meta_class : classes) {
+        std::string& text = texts.emplace_back(meta_class->GetName());
+        if (!meta_class->GetDefinition().is_abstract) continue;
+        std::vector<const CMetaClass*> meant = CMetaClassManager::Instance().GetClasses();
+        std::erase_if(meant, [meta_class](const CMetaClass* other) {
+            return !other->IsTypeOf(*meta_class) || !CanBeWritten(*other);
+        });
+        if (!meant.empty()) text += " (" + JoinNames(GetNames(meant), kMostShown) + ")";
+    }
+    return texts;
+}
+
+std::vector<std::string> GetValueNames(const CPropertyMeta& property, const CMetaClass& owner) {
+    for (const CMetaClass* in_lineage = &owner; in_lineage; in_lineage = in_lineage->GetBase()) {
+        if (const std::string* names = property.FindAttribute("only " + in_lineage->GetName()))
+            return SplitWords(names);
+    }
+    std::vector<std::string> names;
+    for (const auto& [name, value] : property.enumeration->values) names.push_back(name);
+    return names;
+}
+
+bool TakesNumbers(const framework::CEnumMeta& enumeration) {
+    return std::all_of(enumeration.values.begin(), enumeration.values.end(), [](const auto& entry) {
+        const std::size_t digits = entry.first.find_last_not_of("0123456789") + 1;
+        return digits == entry.first.size() || entry.first.substr(digits) == std::to_string(entry.second);
+    });
+}
+
+bool IsValueOf(const CPropertyMeta& property, const CMetaClass& owner, const std::string& text) {
+    const bool is_name = property.enumeration->FindValue(text).has_value();
+    if (!is_name && !TakesNumbers(*property.enumeration)) return false;
+    const auto names = GetValueNames(property, owner);
+    const auto value = property.Parse(text);
+    return std::any_of(names.begin(), names.end(),
+                       [&](const std::string& name) { return property.Parse(name) == value; });
+}
+
+std::string DescribeExpected(const CPropertyMeta& property, const CMetaClass& owner) {
+    return (property.collection ? "a list, each " : "") + DescribeOne(property, owner);
+}
+
+std::string GetDefaultText(const CPropertyMeta& property, const CMetaClass& owner) {
+    if (property.collection || property.type == PropertyType::Handle) return {};
+    const std::string text = property.Format(property.default_value);
+    const bool is_others = property.enumeration && !text.empty() && !IsValueOf(property, owner, text);
+    return is_others ? std::string() : text;
 }
 
 WholeRange GetWholeRange(const CPropertyMeta& property) {

@@ -23,7 +23,7 @@ bool IsCommand(const CMetaClass& meta_class);
 /// the only one of their kind.
 bool CanBeWritten(const CMetaClass& meta_class);
 /// Classes below which the data model allows objects of a class; empty for any.
-std::vector<std::string> GetParents(const CMetaClass& child);
+std::vector<const CMetaClass*> GetParentClasses(const CMetaClass& child);
 /// The data model allows such children below such a parent, and commands stand where commands do: in the
 /// sequence.
 bool CanStandBelow(const CMetaClass& child, const CMetaClass& parent);
@@ -43,8 +43,23 @@ std::vector<const CMetaClass*> GetTargetClasses(std::uint32_t relation_type, con
 std::vector<const CMetaClass*> GetTargetClasses(const CPropertyMeta& property);
 
 std::vector<std::string> GetNames(const std::vector<const CMetaClass*>& classes);
-/// What a property takes, in words: "a whole number from 1 to 65535".
-std::string DescribeExpected(const CPropertyMeta& property);
+/// The names, an abstract class followed by those that are meant by it: "MulticastHostConfig (IgmpHostConfig,
+/// MldHostConfig)".
+std::vector<std::string> DescribeClasses(const std::vector<const CMetaClass*>& classes);
+
+/// Names of the values of an enumeration that objects of a class take for a property.
+std::vector<std::string> GetValueNames(const CPropertyMeta& property, const CMetaClass& owner);
+/// False where the names end in numbers that are not their values: "3" would be read as IGMP_V3, and mean
+/// MLD_V1.
+bool TakesNumbers(const framework::CEnumMeta& enumeration);
+/// The text, which the property can parse, is the name of such a value, or its number where that is clear.
+bool IsValueOf(const CPropertyMeta& property, const CMetaClass& owner, const std::string& text);
+
+/// What objects of a class take for a property, in words: "a whole number from 1 to 65535".
+std::string DescribeExpected(const CPropertyMeta& property, const CMetaClass& owner);
+/// The default of a property for objects of a class, as a file would have it; empty for none worth showing,
+/// and where objects of the class begin with another value.
+std::string GetDefaultText(const CPropertyMeta& property, const CMetaClass& owner);
 /// Smallest and largest value of a whole-number property, as texts.
 struct WholeRange {
     std::string low;

@@ -143,6 +143,14 @@ class Builder {
         for (const NamedLine& child : definition.children) FindClass(child);
         for (const PropertyDefinition& property : definition.properties) {
             for (const NamedLine& target : property.of) FindClass(target);
+            for (const auto& [class_name, values] : property.only) {
+                FindClass(class_name);
+                for (const NamedLine& value : values) {
+                    if (!FindEnumeration(property)->FindValue(value.name))
+                        FailAt(value.where,
+                               "enumeration " + property.enumeration->name + " has no name " + value.name);
+                }
+            }
         }
     }
 

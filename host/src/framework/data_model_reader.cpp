@@ -49,12 +49,21 @@ void ReadAliases(const StrictNode& node, EnumDefinition& definition) {
     }
 }
 
-std::vector<NamedLine> ReadNames(const StrictMap& map, const char* key) {
+std::vector<NamedLine> ReadNames(const StrictNode& list) {
     std::vector<NamedLine> names;
-    if (const auto list = map.Find(key)) {
-        for (const auto& entry : list->List()) names.push_back(entry.Name());
-    }
+    for (const auto& entry : list.List()) names.push_back(entry.Name());
     return names;
+}
+
+std::vector<NamedLine> ReadNames(const StrictMap& map, const char* key) {
+    const auto list = map.Find(key);
+    return list ? ReadNames(*list) : std::vector<NamedLine>();
+}
+
+std::string JoinWords(const std::vector<NamedLine>& names) {
+    std::string words;
+    for (const NamedLine& name : names) words += (words.empty() ? "" : " ") + name.name;
+    return words;
 }
 
 /// The attribute "of" is the names of the classes, separated by blanks.
@@ -66,14 +75,26 @@ void ReadTargetClasses(const StrictMap& map, PropertyDefinition& definition) {
         of->Fail("property " + meta.name + ": only handles are of classes, not " + GetTypeName(meta.type));
     definition.of = ReadNames(map, "of");
     if (definition.of.empty()) of->Fail("property " + meta.name + ": the list of classes is empty");
-    std::string& names = meta.attributes["of"];
-    for (const NamedLine& name : definition.of) names += (names.empty() ? "" : " ") + name.name;
+    meta.attributes["of"] = JoinWords(definition.of);
+}
+
+/// The attribute "only <class>" is the names of the values, separated by blanks.
+void ReadValuesOfClasses(const StrictMap& map, PropertyDefinition& definition) {
+    const auto only = map.Find("only");
+    if (!only) return;
+    if (!map.Find("enum"))
+        only->Fail("property " + definition.meta.name + ": only enumerations have such values");
+    const StrictMap classes(*only);
+    for (const auto& [class_name, values] : classes.Entries()) {
+        definition.only.emplace_back(class_name, ReadNames(values));
+        definition.meta.attributes["only " + class_name.name] = JoinWords(definition.only.back().second);
+    }
 }
 
 PropertyDefinition ReadProperty(ClassId class_id, const StrictNode& node) {
     const StrictMap map(node);
     map.AllowOnly({"name", "id", "type", "default", "min", "max", "enum", "collection", "nullable",
-                   "read-only", "transient", "display", "unit", "doc", "of"});
+                   "read-only", "transient", "display", "unit", "doc", "of", "only"});
     PropertyDefinition definition;
     definition.where = node.Where();
     CPropertyMeta& meta = definition.meta;
@@ -102,6 +123,7 @@ PropertyDefinition ReadProperty(ClassId class_id, const StrictNode& node) {
         if (const auto text = map.Find(key)) meta.attributes[attribute] = text->Text();
     }
     ReadTargetClasses(map, definition);
+    ReadValuesOfClasses(map, definition);
     if (const auto enumeration = map.Find("enum")) definition.enumeration = enumeration->Name();
     if (const auto value = map.Find("default")) {
         definition.default_where = value->Where();

@@ -36,6 +36,8 @@ struct PropertyDefinition {
     std::optional<std::vector<std::string>> default_texts;
     SourceLine default_where;
     std::vector<NamedLine> of;  ///< classes whose objects a handle may name; empty: any
+    /// Classes whose objects take some values of the enumeration only, and which.
+    std::vector<std::pair<NamedLine, std::vector<NamedLine>>> only;
 };
 
 struct ClassDefinition {

@@ -45,8 +45,9 @@ std::vector<Row> ReadRows(sqlite3* database, const std::string& sql) {
 
 ProgramRun RunIptvtest(const std::string& arguments) {
     const TemporaryFolder folder;
-    const std::string command = std::string(PROGRAM_PATH) + " " + arguments + " >" +
-                                (folder / "out").string() + " 2>" + (folder / "err").string();
+    WriteFile(folder / "command", std::string(PROGRAM_PATH) + " " + arguments);
+    const std::string command = "bash " + (folder / "command").string() + " >" + (folder / "out").string() +
+                                " 2>" + (folder / "err").string();
     const int status = std::system(command.c_str());
     return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), ReadFile(folder / "out"),
             ReadFile(folder / "err")};

@@ -13,7 +13,7 @@ struct ProgramRun {
     std::string err;
 };
 
-/// Runs `iptvtest` with arguments of a shell's command line.
+/// Runs `iptvtest` with arguments of a command line of bash.
 ProgramRun RunIptvtest(const std::string& arguments);
 
 /// A folder that goes with its test.

@@ -1,5 +1,6 @@
 // Runs as a whole: what is refused, what ends them, what they leave.
 #include <fmt/format.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 
 #include <algorithm>
@@ -347,6 +348,54 @@ TEST(OutputTest, SaysWhatLivePortsDid) {
                 HasSubstr("0 joins and leaves seen leaving the interface, 3 not"));
 }
 
+TEST_F(RunTest, TooManyStreamsAreRefusedBeforeTheyTakeMemory) {
+    std::string many = TestText{.environment = "TESTING"}.ToString();
+    // Their numbers have no common divisor: every source sends every group.
+    many.replace(many.find("EmulatedDevice: Sources\n"), 24,
+                 "EmulatedDevice: Sources\n    DeviceCount: 65534\n");
+    many.replace(many.find("NetworkCount: 8\n"), 16, "NetworkCount: 65535\n");
+    rusage before{}, after{};
+    getrusage(RUSAGE_SELF, &before);
+    const RunOutcome outcome = Run(many);
+    getrusage(RUSAGE_SELF, &after);
+    EXPECT_EQ(outcome.end, RunEnd::BadInput);
+    EXPECT_THAT(Mistakes(outcome),
+                HasSubstr("StreamBlock \"Streams\": it has 4294770690 streams; a stream block has at "
+                          "most 1048576\n"));
+    EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 500'000) << "KiB";
+}
+
+TEST(ProgramTest, FilesMayBePipesAndHaveValuesSet) {
+    const TemporaryFolder folder;
+    const std::string file = (folder / "test.yaml").string(),
+                      run = " --db " + (folder / "r.db").string() + " --json ";
+    const std::string live = " --set Viewers/Location=linux://nosuch0";
+    WriteFile(file, TestText{.seconds = 1}.ToString());
+    struct Case {
+        std::string arguments;
+        int status;
+        const char* text;
+    };
+    for (const Case& c : std::initializer_list<Case>{
+             {"validate - <" + file, 0, "<stdin> is a good test file"},
+             {"validate - <<<'project: ['", 2, "<stdin>:1:10: the list"},
+             {"run <(cat " + file + ")" + run, 0, "\"end\": \"passed\""},
+             {"run - <" + file + run + "--set Start/TestName=other", 0, "\"other\""},
+             // The clock is that of the ports that there are then.
+             {"run - <" + file + run + live, 3, "nosuch0"},
+             {"run " + file + run + live + " --set Viewers/Location=//sim/7", 0, "passed"},
+             {"validate /dev/zero", 2, "/dev/zero: the file is larger than 16 MiB"},
+             {"validate " + file + " --set Nobody/Active=true", 2,
+              "--set Nobody/Active=true: \"Nobody\" names no object"},
+             {"explain Prot", 2, "did you mean Port?"},
+         }) {
+        SCOPED_TRACE(c.arguments);
+        const ProgramRun result = RunIptvtest(c.arguments);
+        EXPECT_EQ(result.status, c.status) << result.err;
+        EXPECT_THAT(result.out + result.err, HasSubstr(c.text));
+    }
+}
+
 TEST(ProgramTest, LivePortsBringTheRealClockAndNeedTheirInterface) {
     const TemporaryFolder folder;
     const auto file = folder / "test.yaml";
@@ -389,7 +438,7 @@ TEST(ProgramTest, SaysWhatCameOfARunInEveryForm) {
 TEST(ProgramTest, TheCommandLineTeaches) {
     const std::string manual = ReadFile(MANUAL_PATH), completion = ReadFile(COMPLETION_PATH);
     std::set<std::string> options;
-    for (const char* command : {"", "run", "validate", "results", "schema", "version"}) {
+    for (const char* command : {"", "run", "validate", "results", "explain", "schema", "version"}) {
         const ProgramRun help = RunIptvtest(std::string(command) + " --help");
         EXPECT_EQ(help.status, 0);
         static const std::regex option("--[a-z][a-z-]*");

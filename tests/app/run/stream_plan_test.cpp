@@ -134,7 +134,7 @@ TEST_F(StreamPlanTest, WhatLivePortsCannotSendIsSaid) {
               "INTER_BURST_GAP is not offered by live ports"},
              {"too many",
               {.hosts = 1024, .groups = 1025},
-              "it has 1049600 streams; live ports send at most 1048576"},
+              "it has 1049600 streams; a stream block has at most 1048576"},
              {"three tags", {.vlans = 3}, "has more than 2 VLANs"},
              {"unicast", {.start = "10.9.9.9"}, "is no block of multicast groups"},
              {"both versions", {.destination = "Others"}, "one is IPv4, the other IPv6"}}) {

@@ -145,7 +145,7 @@ const ErrorCase kPropertyCases[] = {
     {"UnknownKey", "{name: P, id: 0x7d001001, type: u8, Default: 1}",
      "m.yaml:7: unknown key \"Default\"; there are name, id, type, default, min, max, enum, collection, "
      "nullable, "
-     "read-only, transient, display, unit, doc, of"},
+     "read-only, transient, display, unit, doc, of, only"},
     {"KeyTwice", "{name: P, id: 0x7d001001, type: u8, min: 1, min: 2}",
      "m.yaml:7: key \"min\" is given twice, first in line 7"},
     {"IdOutsideClass", "{name: P, id: 0x7d002001, type: u8}",
@@ -210,6 +210,12 @@ const ErrorCase kPropertyCases[] = {
      "m.yaml:7: property P: the list of classes is empty"},
     {"UnknownClassOfAHandle", "{name: P, id: 0x7d001001, type: handle,\n  of: [A, Nobody]}",
      "m.yaml:8: there is no class \"Nobody\""},
+    {"ValuesOfAClassWithoutEnumeration", "{name: P, id: 0x7d001001, type: u8, only: {A: [ON]}}",
+     "m.yaml:7: property P: only enumerations have such values"},
+    {"UnknownClassOfValues", "{name: P, id: 0x7d001001, type: u8, enum: Mode,\n  only: {Nobody: [ON]}}",
+     "m.yaml:8: there is no class \"Nobody\""},
+    {"UnknownValueOfAClass", "{name: P, id: 0x7d001001, type: u8, enum: Mode,\n  only: {A: [ON, LOW]}}",
+     "m.yaml:8: enumeration Mode has no name LOW"},
     {"NullableText", "{name: P, id: 0x7d001001, type: string, nullable: true}",
      "m.yaml:7: property P: collections and texts cannot be nullable: an empty one and none would look "
      "alike"},

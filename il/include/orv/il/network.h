@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <memory>
 #include <span>
 #include <string>
 #include <vector>
@@ -58,12 +59,14 @@ struct Network {
     NetworkBehaviour behaviour;  ///< of everything that has none of its own
     /// By name of the port; replaces `behaviour` for that port.
     std::map<std::string, NetworkBehaviour> ports;
-    /// Of the channels of a multicast group range, first to last address; the first that holds a group
+    /// /// Of the channels of a multicast group range, first to last address; the first that holds a group
     /// counts, and goes before the port's.
     struct GroupRange {
         ipAddress_t first;
         ipAddress_t last;
         NetworkBehaviour behaviour;
+        /// By name of the port; replaces `behaviour` for that port. Unset: no port has its own.
+        std::shared_ptr<const std::map<std::string, NetworkBehaviour>> ports = {};
     };
     std::vector<GroupRange> groups;
     /// True while something sends the group that passes the filter; asked in the test environment only.

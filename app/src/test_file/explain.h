@@ -1,0 +1,22 @@
+// What test files are made of, for people who write one.
+#pragma once
+
+#include <string>
+
+namespace orv::app {
+
+struct Explanation {
+    bool is_known = true;
+    std::string text;  ///< of whole lines; what is wrong when there is no such class
+};
+
+/// A class of the data models that are active: its place in a file, its properties with type, range, default,
+/// unit and meaning, its relations, and an example that can be copied. Without a name all classes that a file
+/// can hold.
+Explanation ExplainClass(const std::string& class_name);
+
+/// An example of a class that a file can hold: a file with all objects that the class is part of, and with
+/// the properties that have a default.
+std::string MakeExample(const std::string& class_name);
+
+}  // namespace orv::app

@@ -1,0 +1,34 @@
+// Values of a test file that the command line replaces for one run.
+#pragma once
+
+#include <list>
+#include <string>
+#include <vector>
+
+#include "mistake.h"
+#include "object_reader.h"
+#include "plan.h"
+#include "source_tree.h"
+
+namespace orv::app {
+
+/// Reads values to be set, "NAME/Property=VALUE", in their order: NAME leads to an object as references in
+/// the file do, and VALUE is YAML as it stands in the file. They go before what the file says; the last one
+/// counts.
+class SettingReader {
+  public:
+    SettingReader(Plan& plan, MistakeList& mistakes) : plan_(plan), mistakes_(mistakes) {}
+
+    /// When all objects are in the plan. Puts the values among the entries, in place of those of the file.
+    /// The entries lead to texts that this object keeps.
+    void Read(const std::vector<std::string>& settings, std::vector<ObjectEntry>& entries);
+
+  private:
+    void ReadOne(const std::string& setting, int number, std::vector<ObjectEntry>& entries);
+
+    Plan& plan_;
+    MistakeList& mistakes_;
+    std::list<SourceEntry> texts_;
+};
+
+}  // namespace orv::app

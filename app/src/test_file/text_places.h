@@ -1,0 +1,34 @@
+// Places in a text.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "mistake.h"
+
+namespace orv::app {
+
+/// Finds lines and columns in a text, which has to live as long.
+class TextPlaces {
+  public:
+    explicit TextPlaces(std::string_view text);
+
+    std::string_view GetText() const { return text_; }
+    /// Of the character with that number, counted from 0; the end of the text for all behind it. Where the
+    /// text is not UTF-8, only those before that place are right.
+    std::size_t GetByteOf(std::size_t character) const;
+    Position GetPosition(std::size_t byte) const;
+    /// The line in which a byte stands, without its end.
+    std::string_view GetLine(std::size_t byte) const;
+
+  private:
+    std::size_t FindLine(std::size_t byte) const;
+
+    std::string_view text_;
+    std::vector<std::size_t> lines_;        ///< byte at which each begins
+    std::vector<std::size_t> checkpoints_;  ///< byte of every so manieth character
+};
+
+}  // namespace orv::app

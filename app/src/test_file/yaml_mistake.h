@@ -1,0 +1,31 @@
+// What is no YAML, in words.
+#pragma once
+
+#include <yaml.h>
+
+#include <cstddef>
+#include <optional>
+
+#include "mistake.h"
+#include "text_places.h"
+
+namespace orv::app {
+
+/// Where a text in quotes stands: its first byte, and the first one behind it.
+struct QuotedText {
+    std::size_t begin = 0;
+    std::size_t end = 0;
+};
+
+/// What was met before a parser stopped.
+struct ReadSoFar {
+    std::optional<QuotedText>
+        last_quoted;                    ///< many mistakes come of one that is closed elsewhere than is meant
+    std::optional<Position> innermost;  ///< where the list or map begins that is being read
+};
+
+/// Adds why a parser has stopped.
+void AddYamlMistake(const yaml_parser_t& parser, const TextPlaces& places, const ReadSoFar& so_far,
+                    MistakeList& mistakes);
+
+}  // namespace orv::app
