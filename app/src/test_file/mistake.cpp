@@ -21,6 +21,12 @@ std::string Mistake::ToString() const {
     return text;
 }
 
+void SortMistakes(std::vector<Mistake>& mistakes) {
+    std::stable_sort(mistakes.begin(), mistakes.end(), [](const Mistake& a, const Mistake& b) {
+        return std::tie(a.at.line, a.at.column) < std::tie(b.at.line, b.at.column);
+    });
+}
+
 void MistakeList::Add(const Where& where, const std::string& problem, const std::string& expected,
                       const std::string& nearest) {
     if (settled_.contains({where.at.line, where.at.column})) return;
@@ -28,9 +34,7 @@ void MistakeList::Add(const Where& where, const std::string& problem, const std:
 }
 
 std::vector<Mistake> MistakeList::TakeSorted() {
-    std::stable_sort(mistakes_.begin(), mistakes_.end(), [](const Mistake& a, const Mistake& b) {
-        return std::tie(a.at.line, a.at.column) < std::tie(b.at.line, b.at.column);
-    });
+    SortMistakes(mistakes_);
     return std::exchange(mistakes_, {});
 }
 
