@@ -7,24 +7,26 @@
 #include <set>
 #include <vector>
 
+#include "channel_check.h"
+#include "device_check.h"
 #include "live_port_check.h"
+#include "mistake_writer.h"
 #include "orv/core/port.h"
 #include "orv/framework/handle_registry.h"
-#include "orv/framework/scriptable_locator.h"
 #include "orv/framework/sequencer.h"
 #include "orv/framework/task_manager.h"
 #include "orv/framework/validation.h"
 #include "orv/ids/core_ids.h"
 #include "orv/ids/iptv_ids.h"
 #include "port_location.h"
+#include "report_keys.h"
+#include "sequence_check.h"
+#include "test_parts.h"
 #include "traffic.h"
 
 namespace orv::app {
 
 namespace {
-
-using framework::CScriptable;
-using framework::ScriptableVec;
 
 /// What the set-top boxes of live ports cannot do; null for all else.
 const char* FindRefusedTest(std::uint8_t type) {
@@ -41,150 +43,159 @@ const char* FindRefusedTest(std::uint8_t type) {
 }
 
 /// Ports with blocks that a command starts, each once.
-std::vector<const core::CPort*> FindPortsOf(const CScriptable& start_command) {
+std::vector<const core::CPort*> FindPortsOf(const framework::CCommand& start) {
     std::vector<const core::CPort*> found;
-    for (const std::uint32_t handle :
-         start_command.GetCollection<std::uint32_t>(ids::IptvStartTestCommand::StbBlockList)) {
-        const CScriptable* root = framework::CHandleRegistry::Instance().Find(handle);
-        if (!root) continue;
-        ScriptableVec blocks;
-        framework::CScriptableLocator::Instance().GetObjectsEx(blocks, ids::IptvStbBlockConfig::CLASS, root);
-        for (const CScriptable* block : blocks) {
-            const auto* port = dynamic_cast<const core::CPort*>(
-                block->GetParent()->GetObject(core::CPort::CLASS_ID(), ids::relations::AffiliationPort));
-            if (!port || !block->GetActive()) continue;
-            if (std::find(found.begin(), found.end(), port) == found.end()) found.push_back(port);
-        }
+    for (const CScriptable* block : FindStbBlocks(start)) {
+        const auto* port = dynamic_cast<const core::CPort*>(
+            block->GetParent()->GetObject(core::CPort::CLASS_ID(), ids::relations::AffiliationPort));
+        if (!port || !block->GetActive()) continue;
+        if (std::find(found.begin(), found.end(), port) == found.end()) found.push_back(port);
     }
     return found;
 }
 
 class Check {
   public:
-    Check(const TestFile& file, const TestFile::Built& built, RunOutcome& outcome)
-        : file_(file), built_(built), outcome_(outcome) {}
+    Check(const TestFile& file, const TestFile::Built& built, core::CProject& project, RunOutcome& outcome)
+        : file_(file), writer_(file, built), project_(project), outcome_(outcome) {}
 
-    void Ports(const core::CProject& project) {
-        ScriptableVec ports;
-        project.GetObjects(ports, core::CPort::CLASS_ID(), common::kParentChild);
-        if (ports.empty())
-            outcome_.mistakes.push_back(file_.MakeMistake({}, "project", "the test has no port"));
+    void Ports() {
+        const ScriptableVec ports = GetPorts();
+        if (ports.empty()) outcome_.mistakes.push_back(file_.MakeMistake("project", "the test has no port"));
         std::map<std::string, const CScriptable*> by_address;
         for (const CScriptable* object : ports) {
             const auto& port = dynamic_cast<const core::CPort&>(*object);
             const std::string& location = port.GetString(ids::Port::Location);
             if (const std::string problem = FindLocationProblem(location); !problem.empty())
-                Add(port, problem);
+                Add({&port, "Location", problem});
             for (const l2l3::CStreamBlock* block : GetActiveStreamBlocks(port)) {
                 if (const std::string problem = FindStreamCountProblem(*block); !problem.empty())
-                    AddOnce(*block, problem);
+                    Add({block, "DstBinding", problem});
             }
-            if (GetLiveInterface(port)) {
-                for (const auto& [user, problem] : FindLivePortProblems(port)) AddOnce(*user, problem);
-            }
+            if (GetLiveInterface(port)) Add(FindLivePortProblems(port));
             const auto [other, is_new] = by_address.emplace(port.GetMessenger().ToMessengerString(), &port);
             if (!is_new)
-                Add(port,
-                    fmt::format("Location \"{}\" is that of {}, too", location, other->second->Describe()));
+                Add({&port, "Location",
+                     fmt::format("Location \"{}\" is that of {}, too", location, other->second->Describe())});
         }
     }
 
+    /// The program's own rules come first: they speak of the file, where those of the plug-in may speak of
+    /// what they have looked for in vain.
+    void Parts() {
+        Add(FindDeviceProblems(project_));
+        Add(FindChannelProblems(project_));
+        Add(FindSequenceProblems());
+    }
+
     void StartCommands() {
-        ScriptableVec commands;
-        framework::CScriptableLocator::Instance().GetObjectsEx(commands, ids::IptvStartTestCommand::CLASS,
-                                                               &framework::CSequencer::Instance());
+        ScriptableVec commands =
+            FindBelow(framework::CSequencer::Instance(), ids::IptvStartTestCommand::CLASS);
         if (commands.empty())
-            outcome_.mistakes.push_back(file_.MakeMistake({}, "sequence", "no command of it starts a test"));
-        for (CScriptable* command : commands) {
-            if (command->GetDouble(ids::IptvStartTestCommand::TestDuration) < 0)
-                Add(*command, "TestDuration is negative");
-            TestType(*command);
+            outcome_.mistakes.push_back(file_.MakeMistake("sequence", "no command of it starts a test"));
+        for (CScriptable* object : commands) {
+            auto& command = dynamic_cast<framework::CCommand&>(*object);
+            TestType(command);
             framework::ValidationContext context;
-            context.SetCurrentObject(command);
-            dynamic_cast<framework::CCommand&>(*command).Validate(context);
+            context.SetCurrentObject(&command);
+            command.Validate(context);
             Take(context);
         }
     }
 
-    void Clock(const core::CProject& project) {
-        ScriptableVec ports;
-        project.GetObjects(ports, core::CPort::CLASS_ID(), common::kParentChild);
-        for (const CScriptable* object : ports) {
+    void Clock() {
+        for (const CScriptable* object : GetPorts()) {
             const auto& port = dynamic_cast<const core::CPort&>(*object);
             if (GetLiveInterface(port))
-                Add(port,
-                    "a live port needs the real clock (--clock real): the virtual one runs ahead of its "
-                    "network");
+                Add({&port, "Location",
+                     "a live port needs the real clock (--clock real): the virtual one runs ahead of its "
+                     "network"});
         }
     }
 
-    void Objects(core::CProject& project) {
+    void Objects() {
         framework::ValidationContext context;
-        framework::ValidatorRegistry::Instance().ValidateTree(project, context);
+        framework::ValidatorRegistry::Instance().ValidateTree(project_, context);
         Take(context);
     }
 
+    /// What nothing else has been found for is said, however it is said.
+    void Finish() {
+        if (outcome_.mistakes.empty()) std::swap(outcome_.mistakes, said_better_);
+    }
+
   private:
-    void TestType(const CScriptable& command) {
+    ScriptableVec GetPorts() const {
+        ScriptableVec ports;
+        project_.GetObjects(ports, core::CPort::CLASS_ID(), common::kParentChild);
+        return ports;
+    }
+
+    void TestType(const framework::CCommand& command) {
         const char* refused = FindRefusedTest(command.GetU8(ids::IptvStartTestCommand::TestType));
         if (!refused) return;
         for (const core::CPort* port : FindPortsOf(command)) {
             if (!GetLiveInterface(*port)) continue;
-            Add(command, fmt::format("{} is not offered by live ports, one of which is {}", refused,
-                                     port->Describe()));
+            Add({&command, "TestType",
+                 fmt::format("{} is not offered by live ports, one of which is {}", refused,
+                             port->Describe())});
         }
     }
 
-    void AddOnce(const CScriptable& object, const std::string& problem) {
-        if (known_.emplace(object.GetHandle(), problem).second) Add(object, problem);
+    void Add(const ObjectProblem& problem) {
+        const std::uint32_t handle = problem.object->GetHandle();
+        if (known_.emplace(handle, problem.text).second) outcome_.mistakes.push_back(writer_.Write(problem));
     }
 
-    void Add(const CScriptable& object, const std::string& problem) {
-        outcome_.mistakes.push_back(
-            file_.MakeMistake(GetPosition(object.GetHandle()), object.Describe(), problem));
+    void Add(const ObjectProblems& problems) {
+        for (const ObjectProblem& problem : problems) Add(problem);
     }
 
-    Position GetPosition(std::uint32_t handle) const {
-        const auto found = built_.positions.find(handle);
-        return found == built_.positions.end() ? Position{} : found->second;
+    ObjectProblem ReadReport(const framework::ValidationReport& report) const {
+        const CScriptable* object = framework::CHandleRegistry::Instance().Find(report.object_handle);
+        return {object ? object : &project_, FindKeyOfReport(report.message), report.message};
     }
 
     /// The rules of a start command and those of the objects overlap.
     void Take(const framework::ValidationContext& context) {
         for (const auto& report : context.GetErrors()) {
+            const ObjectProblem problem = ReadReport(report);
             if (!known_.emplace(report.object_handle, report.message).second) continue;
-            outcome_.mistakes.push_back(
-                file_.MakeMistake(GetPosition(report.object_handle), report.object, report.message));
+            (IsSaidBetter(report.message) ? said_better_ : outcome_.mistakes)
+                .push_back(writer_.Write(problem));
         }
         for (const auto& report : context.GetWarnings()) {
             if (!known_.emplace(report.object_handle, report.message).second) continue;
-            outcome_.warnings.push_back(
-                file_.MakeMistake(GetPosition(report.object_handle), report.object, report.message)
-                    .ToString());
+            outcome_.warnings.push_back(writer_.Write(ReadReport(report)).ToString());
         }
     }
 
     const TestFile& file_;
-    const TestFile::Built& built_;
+    const MistakeWriter writer_;
+    core::CProject& project_;
     RunOutcome& outcome_;
-    std::set<std::pair<std::uint32_t, std::string>> known_;
+    std::vector<Mistake> said_better_;                       ///< by other mistakes
+    std::set<std::pair<std::uint32_t, std::string>> known_;  ///< what was said of objects
 };
 
 }  // namespace
 
 void CheckInput(const TestFile& file, const TestFile::Built& built, core::CProject& project,
                 RunOutcome& outcome) {
-    Check check(file, built, outcome);
-    check.Ports(project);
+    Check check(file, built, project, outcome);
+    check.Ports();
+    check.Parts();
     check.StartCommands();
     // The validators go by what kind of test the start commands say it is.
-    check.Objects(project);
+    check.Objects();
+    check.Finish();
+    SortMistakes(outcome.mistakes);
 }
 
-void CheckClock(const TestFile& file, const TestFile::Built& built, const core::CProject& project,
+void CheckClock(const TestFile& file, const TestFile::Built& built, core::CProject& project,
                 RunOutcome& outcome) {
     if (framework::CTaskManager::Instance().GetClockKind() == framework::ClockKind::Virtual)
-        Check(file, built, outcome).Clock(project);
+        Check(file, built, project, outcome).Clock();
 }
 
 }  // namespace orv::app

@@ -7,13 +7,13 @@
 
 namespace orv::app {
 
-/// Applies the rules of the plug-in to the project and to the commands that start tests, and those of the
-/// program to the ports. What is wrong goes to the outcome, with the objects' places in the file.
+/// Applies the rules of the program and those of the plug-in to the project and the sequence, so that what
+/// passes runs. What is wrong goes to the outcome's mistakes, in the order of the file.
 void CheckInput(const TestFile& file, const TestFile::Built& built, core::CProject& project,
                 RunOutcome& outcome);
 
 /// A run with live ports needs the real clock.
-void CheckClock(const TestFile& file, const TestFile::Built& built, const core::CProject& project,
+void CheckClock(const TestFile& file, const TestFile::Built& built, core::CProject& project,
                 RunOutcome& outcome);
 
 }  // namespace orv::app

@@ -1,19 +1,12 @@
 // What live ports cannot do with the objects that use them.
 #pragma once
 
-#include <string>
-#include <vector>
-
+#include "object_problem.h"
 #include "orv/core/port.h"
 
 namespace orv::app {
 
-struct ObjectProblem {
-    const framework::CScriptable* object;
-    std::string text;
-};
-
-/// Interface stacks on the port, its stream blocks, and the channel blocks that its set-top boxes view.
-std::vector<ObjectProblem> FindLivePortProblems(const core::CPort& port);
+/// Interface stacks on the port, and its stream blocks.
+ObjectProblems FindLivePortProblems(const core::CPort& port);
 
 }  // namespace orv::app

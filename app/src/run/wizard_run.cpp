@@ -2,10 +2,12 @@
 
 #include <exception>
 
+#include "mistake_writer.h"
 #include "orv/framework/command.h"
 #include "orv/framework/scriptable_creator.h"
 #include "orv/framework/scriptable_locator.h"
 #include "orv/ids/iptv_ids.h"
+#include "wizard_check.h"
 
 namespace orv::app {
 
@@ -35,14 +37,16 @@ void RunWizard(const TestFile& file, const TestFile::Built& built, core::CProjec
                RunOutcome& outcome) {
     CScriptable* object = FindWizardObject(project);
     if (!object) return;
-    const auto position = built.positions.find(object->GetHandle());
+    const MistakeWriter writer(file, built);
     const auto complain = [&](const std::string& problem) {
-        outcome.mistakes.push_back(file.MakeMistake(
-            position == built.positions.end() ? Position{} : position->second, object->Describe(), problem));
+        outcome.mistakes.push_back(writer.Write({object, {}, problem}));
     };
     if (file.HasSequence())
         return complain(
             "the wizard makes the sequence; the file's own section \"sequence\" cannot be run, too");
+    for (const ObjectProblem& problem : FindWizardProblems(project))
+        outcome.mistakes.push_back(writer.Write(problem));
+    if (!outcome.mistakes.empty()) return SortMistakes(outcome.mistakes);
     try {
         auto* finish =
             dynamic_cast<framework::CCommand*>(FindFirst(ids::IptvWizardFinishCommand::CLASS, project));

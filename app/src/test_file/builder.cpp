@@ -13,8 +13,8 @@ namespace orv::app {
 using framework::CScriptable;
 using framework::ScriptableVec;
 
-std::unordered_map<std::uint32_t, Position> Builder::Build(CScriptable& project,
-                                                           framework::CSequencer& sequencer) {
+std::unordered_map<std::uint32_t, std::size_t> Builder::Build(CScriptable& project,
+                                                              framework::CSequencer& sequencer) {
     made_.assign(plan_.Objects().size(), nullptr);
     made_[Plan::kProject] = &project;
     made_[Plan::kSequencer] = &sequencer;
@@ -28,11 +28,11 @@ std::unordered_map<std::uint32_t, Position> Builder::Build(CScriptable& project,
         if (made_[i] && object.parent != i)
             Guard({object.at, plan_.Describe(i)}, [&] { made_[i]->OnLoadCompleted(); });
     }
-    std::unordered_map<std::uint32_t, Position> positions;
+    std::unordered_map<std::uint32_t, std::size_t> indexes;
     for (std::size_t i = 0; i < made_.size(); ++i) {
-        if (made_[i]) positions[made_[i]->GetHandle()] = plan_.At(i).at;
+        if (made_[i]) indexes[made_[i]->GetHandle()] = i;
     }
-    return positions;
+    return indexes;
 }
 
 template <class Step>

@@ -16,9 +16,9 @@ class Builder {
   public:
     Builder(const Plan& plan, MistakeList& mistakes) : plan_(plan), mistakes_(mistakes) {}
 
-    /// Returns where the objects stand in the file, by handle.
-    std::unordered_map<std::uint32_t, Position> Build(framework::CScriptable& project,
-                                                      framework::CSequencer& sequencer);
+    /// Returns what the objects are in the plan, by handle.
+    std::unordered_map<std::uint32_t, std::size_t> Build(framework::CScriptable& project,
+                                                         framework::CSequencer& sequencer);
 
   private:
     template <class Step>

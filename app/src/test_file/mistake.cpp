@@ -26,6 +26,13 @@ MistakeList::MistakeList(std::string file, const std::vector<std::string>& setti
     sources_.insert(sources_.end(), settings.begin(), settings.end());
 }
 
+void SortMistakes(std::vector<Mistake>& mistakes) {
+    std::stable_sort(mistakes.begin(), mistakes.end(), [](const Mistake& a, const Mistake& b) {
+        return std::tie(a.at.setting, a.at.line, a.at.column) <
+               std::tie(b.at.setting, b.at.line, b.at.column);
+    });
+}
+
 void MistakeList::Add(const Where& where, const std::string& problem, const std::string& expected,
                       const std::string& nearest) {
     if (settled_.contains({where.at.setting, where.at.line, where.at.column})) return;
@@ -34,10 +41,7 @@ void MistakeList::Add(const Where& where, const std::string& problem, const std:
 }
 
 std::vector<Mistake> MistakeList::TakeSorted() {
-    std::stable_sort(mistakes_.begin(), mistakes_.end(), [](const Mistake& a, const Mistake& b) {
-        return std::tie(a.at.setting, a.at.line, a.at.column) <
-               std::tie(b.at.setting, b.at.line, b.at.column);
-    });
+    SortMistakes(mistakes_);
     return std::exchange(mistakes_, {});
 }
 

@@ -30,6 +30,9 @@ struct Mistake {
     std::string ToString() const;
 };
 
+/// Puts mistakes in the order of their positions; those of one place stay as they are.
+void SortMistakes(std::vector<Mistake>& mistakes);
+
 /// The mistakes of one file, and of values that replace its own, collected so that all are known at once.
 class MistakeList {
   public:

@@ -102,6 +102,17 @@ std::string Plan::GetPath(std::size_t index) const {
     }
 }
 
+Position Plan::GetPlace(std::size_t index, const std::string& key) const {
+    const PlannedObject& object = objects_[index];
+    for (const PlannedValue& value : object.values) {
+        if (value.property->name == key) return value.at;
+    }
+    for (const PlannedRelation& relation : object.relations) {
+        if (relation.name == key && !relation.targets.empty()) return relation.targets.front().at;
+    }
+    return object.at;
+}
+
 std::optional<std::size_t> Plan::FindChild(std::size_t parent, const std::string& name) const {
     const Indexes& children = FindIndexes(by_parent_and_name_, MakeKey(parent, name));
     return children.empty() ? std::nullopt : std::optional(children.front());

@@ -70,6 +70,9 @@ class Plan {
     /// A reference that leads to the object: "Living rooms/Ipv4If".
     std::string GetPath(std::size_t index) const;
 
+    /// Where a property or relation of an object has its value; without one, where the object stands.
+    Position GetPlace(std::size_t index, const std::string& key) const;
+
     /// The first child of that name.
     std::optional<std::size_t> FindChild(std::size_t parent, const std::string& name) const;
     /// Objects that a reference can mean: of that name; otherwise at the end of that path, each part of which

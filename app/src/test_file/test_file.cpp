@@ -169,15 +169,28 @@ TestFile::Built TestFile::Build(framework::CScriptable& project, framework::CSeq
     if (!IsGood()) throw common::COrvLogicError("a test file with mistakes cannot be built: " + file_);
     MistakeList mistakes = MakeMistakeList();
     Built built;
-    built.positions = Builder(*plan_, mistakes).Build(project, sequencer);
+    built.objects = Builder(*plan_, mistakes).Build(project, sequencer);
     built.mistakes = mistakes.TakeSorted();
     return built;
 }
 
-Mistake TestFile::MakeMistake(Position at, const std::string& object, const std::string& problem) const {
+Mistake TestFile::MakeMistake(const std::string& section, const std::string& problem) const {
+    return {file_, {}, section, {}, problem, {}, {}};
+}
+
+Mistake TestFile::MakeMistake(const Built& built, std::uint32_t handle, const std::string& key,
+                              const std::string& problem, const std::string& expected) const {
+    const std::size_t index = built.objects.at(handle);
     MistakeList mistakes = MakeMistakeList();
-    mistakes.Add({at, object}, problem);
+    mistakes.Add({plan_->GetPlace(index, key), plan_->Describe(index), key}, problem, expected);
     return mistakes.TakeSorted().front();
+}
+
+std::optional<std::string> TestFile::FindReference(const Built& built, std::uint32_t handle) const {
+    const auto found = built.objects.find(handle);
+    if (found == built.objects.end()) return std::nullopt;
+    const std::string& name = plan_->At(found->second).name;
+    return name.empty() ? plan_->GetPath(found->second) : name;
 }
 
 bool TestFile::HasSequence() const {

@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -52,14 +53,21 @@ class TestFile {
     struct Built {
         /// What the host refused: the project is then incomplete and to be replaced.
         std::vector<Mistake> mistakes;
-        /// Where the objects stand in the file, by handle.
-        std::unordered_map<std::uint32_t, Position> positions;
+        /// What the objects are in the file's plan, by handle.
+        std::unordered_map<std::uint32_t, std::size_t> objects;
     };
     /// Makes the objects below an empty project, and the commands in place of those of the sequencer. Throws
     /// COrvLogicError when the file is not good.
     Built Build(framework::CScriptable& project, framework::CSequencer& sequencer) const;
-    /// A mistake that shows only when the objects are there.
-    Mistake MakeMistake(Position at, const std::string& object, const std::string& problem) const;
+    /// A mistake of a section of the file.
+    Mistake MakeMistake(const std::string& section, const std::string& problem) const;
+    /// A mistake that shows only when the objects are there, of an object of the file: `handle` is among the
+    /// built ones. It is where `key`, a property or relation, has its value; otherwise where the object is.
+    Mistake MakeMistake(const Built& built, std::uint32_t handle, const std::string& key,
+                        const std::string& problem, const std::string& expected = {}) const;
+    /// What people call an object of the file: its name, or for want of one a reference that leads to it.
+    /// Nothing for what is not of the file.
+    std::optional<std::string> FindReference(const Built& built, std::uint32_t handle) const;
     /// True when the file says itself which commands are run.
     bool HasSequence() const;
     /// True when a port of the file is on a network interface, as far as the file could be read.

@@ -1,0 +1,13 @@
+// Whether the devices of set-top boxes hang together: port, interfaces, protocol.
+#pragma once
+
+#include "object_problem.h"
+#include "orv/core/project.h"
+
+namespace orv::app {
+
+/// What a start would stumble over in devices, and in the STB blocks that it looks at: relations that are
+/// missing or lead to parts of another device, and devices of one port that differ in their tags.
+ObjectProblems FindDeviceProblems(const core::CProject& project);
+
+}  // namespace orv::app

@@ -1,0 +1,203 @@
+#include "sequence_check.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <set>
+#include <utility>
+
+#include "orv/core/port.h"
+#include "orv/framework/relation_helper.h"
+#include "orv/framework/sequencer.h"
+#include "orv/ids/core_ids.h"
+#include "orv/ids/framework_ids.h"
+#include "orv/ids/igmpmld_ids.h"
+#include "orv/ids/iptv_ids.h"
+#include "orv/ids/l2l3_ids.h"
+#include "test_parts.h"
+
+namespace orv::app {
+
+namespace {
+
+using framework::CCommand;
+
+constexpr double kLongest = 31'536'000;  ///< a year, in seconds: so long a run waits for a test's end
+
+/// Commands that bring the blocks of a protocol up and down.
+struct ProtocolCommands {
+    common::ClassId bind, release, bind_wait, release_wait, blocks;
+};
+constexpr ProtocolCommands kProtocols[] = {
+    {ids::Dhcpv4BindCommand::CLASS, ids::Dhcpv4ReleaseCommand::CLASS, ids::Dhcpv4BindWaitCommand::CLASS,
+     ids::Dhcpv4ReleaseWaitCommand::CLASS, ids::Dhcpv4BlockConfig::CLASS},
+    {ids::Dhcpv6BindCommand::CLASS, ids::Dhcpv6ReleaseCommand::CLASS, ids::Dhcpv6BindWaitCommand::CLASS,
+     ids::Dhcpv6ReleaseWaitCommand::CLASS, ids::Dhcpv6BaseBlockConfig::CLASS},
+    {ids::PppoxConnectCommand::CLASS, ids::PppoxDisconnectCommand::CLASS, ids::PppoxConnectWaitCommand::CLASS,
+     ids::PppoxDisconnectWaitCommand::CLASS, ids::AbstPppBlockConfig::CLASS},
+    {ids::L2tpConnectCommand::CLASS, ids::L2tpDisconnectCommand::CLASS, ids::L2tpConnectWaitCommand::CLASS,
+     ids::L2tpDisconnectWaitCommand::CLASS, ids::L2tpBlockConfig::CLASS},
+};
+
+class SequenceWalk {
+  public:
+    void Walk(const std::vector<const CCommand*>& commands) {
+        for (const CCommand* command : commands) {
+            if (command->GetActive()) Meet(*command);
+        }
+    }
+
+    ObjectProblems Take() { return std::move(problems_); }
+
+  private:
+    void Meet(const CCommand& command) {
+        const common::ClassId id = command.GetClassId();
+        if (id == ids::SequencerLoopCommand::CLASS) {
+            Loop(command);
+        } else if (id == ids::IptvStartTestCommand::CLASS) {
+            Start(command);
+        } else if (id == ids::IptvWaitForTestCompletionCommand::CLASS) {
+            test_ = nullptr;
+        } else if (id == ids::GeneratorStartCommand::CLASS || id == ids::GeneratorStopCommand::CLASS) {
+            SwitchGenerators(command, id == ids::GeneratorStartCommand::CLASS);
+        } else if (id == ids::ArpNdStartOnAllDevicesCommand::CLASS) {
+            addresses_resolved_ = true;
+        } else if (id == ids::SetRelativesCommand::CLASS) {
+            Relate(command);
+        } else if (id == ids::IptvWizardFinishCommand::CLASS) {
+            Add(command, {}, "the wizard makes the sequence and cannot be a part of it",
+                "the command in the project");
+        } else if (id == ids::WaitCommand::CLASS) {
+            CheckTime(command, "WaitTime", command.GetU32(ids::WaitCommand::WaitTime));
+        } else {
+            for (const ProtocolCommands& protocol : kProtocols) UseProtocol(command, protocol);
+        }
+    }
+
+    void SwitchGenerators(const CCommand& command, bool on) {
+        for (const CScriptable* generator :
+             FindNamed(command, ids::Generator::CLASS, ids::GeneratorCommand::GeneratorList)) {
+            Put(running_, generator, on);
+            const auto* port = dynamic_cast<const core::CPort*>(generator->GetParent());
+            if (on && port && !port->IsReachable())
+                Add(*port, "Online", "the port is off line when its generator is started", "true");
+        }
+    }
+
+    /// What holds after the second time holds after each later one.
+    void Loop(const CCommand& loop) {
+        ScriptableVec children;
+        loop.GetObjects(children, CCommand::CLASS_ID(), common::kParentChild);
+        std::vector<const CCommand*> commands;
+        for (const CScriptable* child : children) commands.push_back(dynamic_cast<const CCommand*>(child));
+        Walk(commands);
+        if (loop.GetU32(ids::SequencerLoopCommand::IterationCount) != 1) Walk(commands);
+    }
+
+    void Start(const CCommand& start) {
+        namespace Id = ids::IptvStartTestCommand;
+        CheckTime(start, "TestDuration", start.GetDouble(Id::TestDuration));
+        if (test_) {
+            Add(start, {},
+                fmt::format("the test that {} starts may still run",
+                            test_ == &start ? "it" : test_->Describe()),
+                "an IptvWaitForTestCompletionCommand before the next start");
+        }
+        test_ = &start;
+        if (start.GetU8(Id::TestEnv) == ids::TestEnv::TESTING && running_.empty()) {
+            Add(start, "TestEnv", "no generator runs when the test starts",
+                "a GeneratorStartCommand before it, or REAL_WORLD when others send the channels");
+        }
+        if (!addresses_resolved_) CheckAddresses(start);
+    }
+
+    void CheckTime(const CCommand& command, const char* key, double seconds) {
+        if (seconds >= 0 && seconds <= kLongest) return;  // not so for what is no number
+        Add(command, key, fmt::format("{} is out of range", seconds),
+            fmt::format("a number of seconds from 0 to {}", kLongest));
+    }
+
+    void CheckAddresses(const CCommand& start) {
+        for (const CScriptable* block : FindStbBlocks(start)) {
+            const CScriptable* protocol =
+                block->GetObject("MulticastHostConfig", ids::relations::MulticastParam);
+            const CScriptable* top =
+                protocol ? protocol->GetObject(ids::NetworkInterface::CLASS, ids::relations::UsesIf)
+                         : nullptr;
+            if (!top || !top->GetMetaClass()->FindProperty("AddrResolveState")) continue;
+            const std::string state = top->Get("AddrResolveState");
+            if (state == "RESOLVE_DONE" || state == "RESOLVE_PARTIALLY_DONE") continue;
+            Add(*top, "AddrResolveState", state + " when the test starts",
+                "RESOLVE_DONE, or an ArpNdStartOnAllDevicesCommand before the start");
+        }
+    }
+
+    void UseProtocol(const CCommand& command, const ProtocolCommands& protocol) {
+        const common::ClassId id = command.GetClassId();
+        const bool binds = id == protocol.bind,
+                   waits = id == protocol.bind_wait || id == protocol.release_wait;
+        if (!binds && id != protocol.release && !waits) return;
+        const auto list = waits ? ids::ProtocolWaitCommand::ObjectList : ids::ProtocolBlockCommand::BlockList;
+        for (const CScriptable* block : FindNamed(command, protocol.blocks, list)) {
+            if (!block->GetActive()) continue;
+            if (!waits) {
+                Put(bound_, block, binds);
+            } else if (bound_.contains(block) != (id == protocol.bind_wait)) {
+                Add(command, {},
+                    fmt::format("{} of {} is {} when the command waits", block->Describe(),
+                                block->GetParent()->Describe(),
+                                id == protocol.bind_wait ? "not bound" : "bound"),
+                    fmt::format("a command before it that {} it",
+                                id == protocol.bind_wait ? "binds" : "releases"));
+            }
+        }
+    }
+
+    void Relate(const CCommand& command) {
+        namespace Id = ids::SetRelativesCommand;
+        common::RelationType type;
+        if (command.GetU32(Id::SrcObjectHandle) == 0)
+            Add(command, "SrcObjectHandle", "there is no object to relate others to",
+                "an object's name or path");
+        const std::string& name = command.GetString(Id::RelationName);
+        if (!framework::CRelationHelper::Instance().ParseRelation(name, type.type, type.direction))
+            Add(command, "RelationName", fmt::format("there is no relation \"{}\"", name),
+                "the name of a relation");
+    }
+
+    static ScriptableVec FindNamed(const CCommand& command, common::ClassId id, common::PropId list) {
+        ScriptableVec objects;
+        command.ProcessInputHandleVec(id, command.GetCollection<std::uint32_t>(list), objects);
+        return objects;
+    }
+
+    static void Put(std::set<const CScriptable*>& set, const CScriptable* object, bool in) {
+        if (in) {
+            set.insert(object);
+        } else {
+            set.erase(object);
+        }
+    }
+
+    void Add(const CScriptable& object, const char* key, const std::string& text,
+             const std::string& expected) {
+        problems_.push_back({&object, key ? key : "", text, expected});
+    }
+
+    std::set<const CScriptable*> running_;  ///< generators
+    std::set<const CScriptable*> bound_;    ///< protocol blocks
+    const CCommand* test_ = nullptr;        ///< started by it, and not waited for
+    bool addresses_resolved_ = false;
+    ObjectProblems problems_;
+};
+
+}  // namespace
+
+ObjectProblems FindSequenceProblems() {
+    SequenceWalk walk;
+    const std::vector<CCommand*> commands = framework::CSequencer::Instance().GetCommands();
+    walk.Walk({commands.begin(), commands.end()});
+    return walk.Take();
+}
+
+}  // namespace orv::app
