@@ -132,7 +132,7 @@ int CarryOut(const Arguments& arguments) {
         case Arguments::Command::Validate:
             return Validate(arguments);
         case Arguments::Command::Results:
-            return ShowResults(arguments.results, std::cout, std::cerr);
+            return ShowResults(arguments.results, STDOUT_FILENO, std::cerr);
         case Arguments::Command::Schema: {
             const Session session = MakeSession(framework::ClockKind::Virtual);
             std::cout << MakeJsonSchema() << '\n';

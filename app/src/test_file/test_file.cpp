@@ -144,6 +144,7 @@ TestFile TestFile::Load(const std::filesystem::path& path) {
 TestFile TestFile::Parse(const std::string& text, const std::string& file) {
     TestFile test;
     test.file_ = file;
+    test.text_ = text;
     MistakeList mistakes(file);
     const SourceNode root = ReadSourceTree(text, mistakes);
     // What is no YAML has nothing in it to look at.

@@ -37,6 +37,10 @@ class TestFile {
     /// All that is wrong, in the order of the file.
     const std::vector<Mistake>& GetMistakes() const { return mistakes_; }
 
+    /// As it is named in mistakes.
+    const std::string& GetFile() const { return file_; }
+    /// All that was read.
+    const std::string& GetText() const { return text_; }
     /// Empty when the file gives none.
     const std::string& GetTitle() const;
     const Simulation& GetSimulation() const;
@@ -62,6 +66,7 @@ class TestFile {
     TestFile();
 
     std::string file_;
+    std::string text_;
     std::unique_ptr<Plan> plan_;
     std::vector<Mistake> mistakes_;
 };
