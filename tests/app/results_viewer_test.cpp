@@ -6,10 +6,17 @@
 #include <sqlite3.h>
 #include <unistd.h>
 
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+
+#include <csignal>
 #include <fstream>
+#include <iostream>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <sstream>
+#include <thread>
 
 #include "orv/core/eot_result.h"
 #include "orv/core/host_application.h"
@@ -70,6 +77,7 @@ class ResultsViewerTest : public testing::Test {
         manager_->StartInteractive();
         manager_->SetTestResultSetting({"Samples", name, ""});
         manager_->SaveConfiguration(true);
+        Settle();
         root_ = nullptr;
     }
     /// A node of the tree; the first one of a data set becomes the root.
@@ -96,10 +104,11 @@ class ResultsViewerTest : public testing::Test {
     void Store() {
         manager_->SaveObjects({ids::EotResultNode::CLASS});
         manager_->SetRootNode(*root_);
-        // Another thread writes it; a reader sees nothing of it, and then all.
-        const app::ResultsRequest list{manager_->GetDatabasePath(), "", {}, manager_->GetDataSetId(), true};
-        for (int i = 0; i < 500 && Print(list).out.empty(); ++i) usleep(10000);
+        Settle();
     }
+
+    /// Waits until everything has been written.
+    void Settle() { manager_->Describe("Version", "1"); }
 
     fs::path folder_;
     core::CHostApplication host_;
@@ -138,8 +147,7 @@ TEST_F(ResultsViewerTest, TheTreeShowsWhatThereIs) {
     const Shown tree = Print({Database(), "", ResultsFormat::Table, {}});
     EXPECT_EQ(tree.status, 0);
     EXPECT_THAT(tree.err, IsEmpty());
-    EXPECT_EQ(tree.out.find("Data set 1 (Samples), "), 0u) << tree.out;
-    EXPECT_THAT(tree.out, HasSubstr("\n\nView        What it shows\n"
+    EXPECT_THAT(tree.out, HasSubstr("\n\nData set 1:\n\nView        What it shows\n"
                                     "----------  -----------------------------------------------\n"
                                     "Summary     About Summary (failed)\n"
                                     "  Ports     About Ports\n"
@@ -178,6 +186,13 @@ TEST_F(ResultsViewerTest, RowsArePrinted) {
          "T              Übrig  N\n---------  ---------  -\né\\x1b[31m          0\n"
          "1          123456.79  5\n"},
         {Table, "SELECT 1 AS a WHERE 0", "(no rows)\n"},
+        {Table, "SELECT 1 AS 'a\x1b[2J', 2 AS b" + very_long,
+         "Row 1\n  a\\x1b[2J: 1\n  b:        2\n  Long:     " + std::string(120, 'x') + "\n"},
+        {Csv, "SELECT CAST(x'41ff42' AS TEXT) AS a, CAST(x'61006d' AS TEXT) AS b",
+         "a,b\r\nA\ufffdB,a\ufffdm\r\n"},
+        {Json, "SELECT CAST(x'41ff42' AS TEXT) AS a",
+         "{\"view\": \"Odd\", \"data_set\": 1, \"columns\": [\"a\"],\n \"rows\": [\n  {\"a\": "
+         "\"A\ufffdB\"}]}\n"},
         {Table, wide + "UNION ALL SELECT 'B', 3, 4.5, 'x'",
          "Block                                                    A    B\n"
          "---------------------------------------------------  -----  ---\n"
@@ -222,6 +237,122 @@ TEST_F(ResultsViewerTest, AWideViewOfManyRowsLosesNone) {
         if (line == "  Number: " + std::to_string(rows + 1)) ++rows;
     }
     EXPECT_EQ(rows, 600);
+}
+
+TEST_F(ResultsViewerTest, WhatIsWantedOfAViewIsPrinted) {
+    Begin();
+    AddView("Odd",
+            "SELECT Name AS 'Port Name', length(Name) AS Length, Handle AS 'a,b', 7 AS 'port name' FROM Port "
+            "WHERE DataSetId = @DataSetId ORDER BY Name DESC;");
+    End();
+    struct Case {
+        app::Selection selection;
+        int status;
+        testing::Matcher<std::string> text;  ///< of the output, or of the error
+    };
+    const Case cases[] = {
+        {{"", "\"Length\" > 7", {}},
+         0,
+         testing::StartsWith("Port Name,Length,\"a,b\",port name\r\nHead end,8,")},
+        {{"length,PORT NAME", "1 -- all", {}}, 0, "Length,Port Name\r\n7,Viewers\r\n8,Head end\r\n"},
+        {{"Length, length", "[Port Name (2)] = 7 AND 'a)' <> ';'", 1}, 0, "Length,Length\r\n7,7\r\n"},
+        {{"\"a,b\"", "", 0}, 0, "\"a,b\"\r\n"},
+        {{"Lenth", "", {}},
+         2,
+         AllOf(HasSubstr("no column \"Lenth\"; did you mean \"Length\"?"), HasSubstr("\n  port name (2)\n"))},
+        {{"", "\"Lenth\" = 1", {}}, 2, HasSubstr("no such column: Lenth; did you mean \"Length\"?")},
+        {{"", "Length = ", {}}, 2, HasSubstr("syntax error")},
+        {{"", "1) UNION SELECT 1, 2, 3, (4", {}}, 2, HasSubstr("no SQL expression")},
+        {{"", "1; DELETE FROM Port", {}}, 2, HasSubstr("no SQL expression")},
+        {{"", "(SELECT 1 FROM pragma_user_version)", {}}, 2, HasSubstr("not authorized")},
+    };
+    for (const Case& test : cases) {
+        SCOPED_TRACE(test.selection.columns + "|" + test.selection.where);
+        app::ResultsRequest request{Database(), "Odd", ResultsFormat::Csv, {}};
+        request.selection = test.selection;
+        const Shown shown = Print(request);
+        EXPECT_EQ(shown.status, test.status) << shown.err;
+        EXPECT_THAT(test.status == 0 ? shown.out : shown.err, test.text);
+        EXPECT_THAT(test.status == 0 ? shown.err : shown.out, IsEmpty());
+    }
+    app::ResultsRequest request{Database(), "", ResultsFormat::Table, {}};
+    request.selection.limit = 1;
+    EXPECT_THAT(Print(request).err, HasSubstr("name one"));
+}
+
+/// Everything that comes from a pipe.
+std::string ReadAll(int descriptor) {
+    std::string text;
+    char chunk[4096];
+    for (ssize_t size; (size = read(descriptor, chunk, sizeof chunk)) > 0;)
+        text.append(chunk, static_cast<std::size_t>(size));
+    return text;
+}
+
+TEST_F(ResultsViewerTest, OutputIsMadeAsRowsAreFound) {
+    const auto select_numbers = [](const std::string& where) {
+        return "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n" + where +
+               ") SELECT i AS Number, printf('%.100c', 'x') AS Long FROM n";
+    };
+    Begin();
+    AddView("Endless", select_numbers(""));
+    AddView("Many", select_numbers(" WHERE i < 5000"));
+    AddView("Huge", "SELECT printf('%.60000000c', 'x') AS a");
+    End();
+    for (const auto format : {ResultsFormat::Table, ResultsFormat::Csv, ResultsFormat::Json}) {
+        // A reader who has seen enough.
+        int ends[2];
+        ASSERT_EQ(pipe(ends), 0);
+        const pid_t child = fork();
+        if (child == 0) {
+            close(ends[0]);
+            const rlimit memory{std::size_t{2} << 30, std::size_t{2} << 30};
+            setrlimit(RLIMIT_AS, &memory);
+            app::ResultsRequest request{Database(), "Endless", format, {}};
+            _exit(app::ShowResults(request, ends[1], std::cerr));
+        }
+        close(ends[1]);
+        std::string text(2'000'000, ' ');
+        for (std::size_t at = 0; at < text.size();) {
+            const ssize_t size = read(ends[0], text.data() + at, text.size() - at);
+            ASSERT_GT(size, 0);
+            at += static_cast<std::size_t>(size);
+        }
+        close(ends[0]);
+        int status = 0;
+        waitpid(child, &status, 0);
+        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGPIPE) << status;
+
+        // One who takes his time does not keep the database.
+        const app::ResultsRequest many{Database(), "Many", format, {}};
+        ASSERT_EQ(pipe(ends), 0);
+        std::thread pager([&] {
+            EXPECT_EQ(app::ShowResults(many, ends[1], std::cerr), 0);
+            close(ends[1]);
+        });
+        usleep(20'000);
+        sqlite3* writer = nullptr;
+        sqlite3_open(Database().c_str(), &writer);
+        sqlite3_busy_timeout(writer, 20'000);
+        EXPECT_EQ(sqlite3_exec(writer, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr), SQLITE_OK);
+        sqlite3_close(writer);
+        const std::string paged = ReadAll(ends[0]);
+        pager.join();
+        close(ends[0]);
+        EXPECT_EQ(paged, Print(many).out);
+        EXPECT_GT(paged.size(), 500'000U);
+
+        const int full = open("/dev/full", O_WRONLY);
+        std::ostringstream err;
+        EXPECT_EQ(app::ShowResults(many, full, err), 3);
+        EXPECT_THAT(err.str(), HasSubstr("the output cannot be written: No space left"));
+        close(full);
+    }
+    sqlite3_hard_heap_limit64(20'000'000);
+    const Shown huge = Print({Database(), "Huge", ResultsFormat::Csv, {}});
+    sqlite3_hard_heap_limit64(0);
+    EXPECT_EQ(huge.status, 3);
+    EXPECT_THAT(huge.err, HasSubstr("not enough memory"));
 }
 
 TEST_F(ResultsViewerTest, NamesAndPathsFindViews) {
@@ -270,8 +401,15 @@ TEST_F(ResultsViewerTest, DataSetsAreChosenAlsoWhileOneIsWritten) {
     Begin();
     const Shown early = Print({Database(), "", ResultsFormat::Table, {}});
     EXPECT_EQ(early.status, 0);
-    EXPECT_THAT(early.out, AllOf(HasSubstr("no end yet"), HasSubstr("no views")));
-    EXPECT_EQ(Print({Database(), "Ports", ResultsFormat::Table, {}}).status, 2);
+    EXPECT_THAT(early.err, HasSubstr("no end yet"));
+    EXPECT_THAT(Print({Database(), "Ports", ResultsFormat::Table, {}}).err, HasSubstr("it has started"));
+    // What there is of a test that never ends is shown nevertheless.
+    EXPECT_THAT(early.out, HasSubstr("\nPort                 2 rows\n"));
+    app::ResultsRequest rows{Database(), "port", ResultsFormat::Csv, {}};
+    rows.selection.columns = "belongs to,Name,DataSetId";
+    const std::string project = host_.GetProject().GetName();
+    EXPECT_EQ(Print(rows).out,
+              "Belongs to,Name,DataSetId\r\n" + project + ",Head end,1\r\n" + project + ",Viewers,1\r\n");
     AddView("Ports", kPorts);
     End();
 
@@ -293,6 +431,58 @@ TEST_F(ResultsViewerTest, DataSetsAreChosenAlsoWhileOneIsWritten) {
     EXPECT_THAT(Print({Database(), "", ResultsFormat::Csv, 3}).err, HasSubstr("no data set 3; it has: 1, 2"));
     manager_->Finalise();
     EXPECT_FALSE(fs::exists(Database().string() + "-wal")) << "a reader has kept the file open";
+}
+
+TEST_F(ResultsViewerTest, DataSetsSayWhatTheyAreResultsOf) {
+    const std::string file = "title: \u00e9\n\x1b";
+    for (const auto& [name, text] : {std::pair("Title", "A \x1b[1mtitle"),
+                                     {"TestFileText", file.c_str()},
+                                     {"Seed", "18446744073709551615"}})
+        manager_->Describe(name, text);
+    Begin();
+    AddView("Ports", kPorts);
+    End();
+    manager_->Describe("Outcome", "interrupted");
+    Begin();
+    AddView("Ports", kPorts);
+    End();
+    Execute(Database(), "DELETE FROM DataSetDescriptions WHERE DataSetId = 2 AND Name <> 'Seed'");
+
+    EXPECT_THAT(Print({Database(), "", ResultsFormat::Table, {}}).out, HasSubstr("A \\x1b[1mtitle"));
+    const auto json = nlohmann::json::parse(Print({Database(), "", ResultsFormat::Json, {}}).out);
+    const auto& first = json["data_sets"][0];
+    EXPECT_EQ(first["outcome"], "interrupted");
+    EXPECT_EQ(first["seed"], 18446744073709551615U);
+    EXPECT_GT(first["wall_clock_end"], "2026");
+    EXPECT_EQ(first["start"].get<std::string>().substr(0, 4), "2000");
+    EXPECT_TRUE(json["data_sets"][1]["title"].is_null());
+    app::ResultsRequest request{Database(), "", ResultsFormat::Table, 1};
+    request.test_file = true;
+    EXPECT_EQ(Print(request).out, file);
+    request.data_set = 2;
+    EXPECT_THAT(Print(request).err, HasSubstr("holds no test file for data set 2"));
+    Execute(Database(), "DROP TABLE DataSetDescriptions");
+    EXPECT_THAT(Print({Database(), "", ResultsFormat::Table, {}}).out, HasSubstr("2000-01-01"));
+}
+
+TEST_F(ResultsViewerTest, AFileIsNamedAsForTheRunThatWritesIt) {
+    fs::current_path(folder_);
+    for (const char* name : {"g", "file:odd?mode=memory", "both"}) {
+        Begin(name);
+        AddView("Ports", "SELECT 1 AS a");
+        End();
+    }
+    std::ofstream("both") << "something else";
+    fs::rename("file:odd?mode=memory.db", "file:plain");
+    Begin("file:odd?mode=memory");
+    AddView("Ports", "SELECT 1 AS a");
+    End();
+    for (const char* name : {"g", "g.db", "./g", "both", "file:odd?mode=memory", "file:plain"}) {
+        const Shown shown = Print({name, "Ports", ResultsFormat::Csv, {}});
+        EXPECT_EQ(shown.out, "a\r\n1\r\n") << name << shown.err;
+        EXPECT_EQ(shown.err.empty(), std::string(name) != "both") << shown.err;
+    }
+    fs::current_path("/");
 }
 
 TEST_F(ResultsViewerTest, ResultsOfAnIterationAreReadFromItsFile) {

@@ -52,7 +52,8 @@ void TextTable::AddRow(std::vector<std::string> cells) {
 
 void TextTable::AppendLine(std::string& text, const std::vector<std::string>& cells) const {
     for (std::size_t i = 0; i < cells.size(); ++i) {
-        const std::string padding(widths_[i] - CountCodePoints(cells[i]), ' ');
+        const std::size_t width = CountCodePoints(cells[i]);
+        const std::string padding(std::max(widths_[i], width) - width, ' ');
         const bool right = columns_[i].align == Align::Right;
         if (i > 0) text += kGap;
         text += right ? padding + cells[i] : cells[i] + padding;
@@ -72,6 +73,12 @@ std::string TextTable::ToString() const {
     AppendLine(text, headers);
     AppendLine(text, rules);
     for (const auto& row : rows_) AppendLine(text, row);
+    return text;
+}
+
+std::string TextTable::FormatRow(const std::vector<std::string>& cells) const {
+    std::string text;
+    AppendLine(text, cells);
     return text;
 }
 

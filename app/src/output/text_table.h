@@ -33,6 +33,9 @@ class TextTable {
     /// Every line ends with a line feed.
     std::string ToString() const;
 
+    /// A line for a row that is not added; a cell that is too wide for its column sticks out.
+    std::string FormatRow(const std::vector<std::string>& cells) const;
+
     /// Characters of the longest line that there can be.
     std::size_t GetWidth() const;
 

@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <charconv>
+#include <limits>
 #include <map>
 
 namespace orv::app {
@@ -35,9 +36,12 @@ other ranges or under another share of joins that may fail if the file has been 
 nothing is sent to the network of a live port, and what the ports flagged stays flagged.)";
 
 constexpr const char* kResultsFooter =
-    R"(Without a view the tree of views is shown. A view is named as in the tree,
+    R"text(Without a view the tree of views is shown. A view is named as in the tree,
 in any case, or by its path ("Port Config/Port Result"). A view that is too wide for a table is printed turned on its
-side. The file may be written to meanwhile.)";
+side. The file may be written to meanwhile. What a test has stored that was broken off is shown by table.
+
+  iptvtest results zap.db "Event Result" --csv --columns "Device Name,Channel Number,Join Latency(msec)"
+      --where '"Join Latency(msec)" > 50' --limit 1000)text";
 
 const std::map<std::string, framework::ClockKind> kClocks{{"real", framework::ClockKind::Real},
                                                           {"virtual", framework::ClockKind::Virtual}};
@@ -103,6 +107,18 @@ void AddRun(CLI::App& app, Arguments& arguments, std::string& clock, std::string
     run->callback([&arguments] { arguments.command = Arguments::Command::Run; });
 }
 
+CLI::Validator CountFrom(std::uint64_t least, const char* what) {
+    return {[least, what](std::string& text) {
+                std::uint64_t value = 0;
+                const auto result = std::from_chars(text.data(), text.data() + text.size(), value);
+                const bool good = result.ec == std::errc{} && result.ptr == text.data() + text.size() &&
+                                  value >= least && value <= std::numeric_limits<std::uint32_t>::max();
+                return good ? std::string()
+                            : text + " is no " + what + ", a whole number from " + std::to_string(least);
+            },
+            "", what};
+}
+
 void AddResults(CLI::App& app, Arguments& arguments, bool& csv, bool& json, std::uint32_t& data_set) {
     CLI::App* results = app.add_subcommand("results", "Show the results of a test");
     results->add_option("DB", arguments.results.database, "Results database")->required();
@@ -111,8 +127,20 @@ void AddResults(CLI::App& app, Arguments& arguments, bool& csv, bool& json, std:
     results->add_flag("--json", json, "As JSON")->excludes(as_csv);
     results->add_flag("--list", arguments.results.list, "Only the names of the views, one in a line");
     results->add_option("--data-set", data_set, "Test to look at, counted from 1; the latest one without it")
-        ->check(CLI::PositiveNumber)
+        ->check(CountFrom(1, "number of a data set"))
         ->type_name("N");
+    Selection& selection = arguments.results.selection;
+    results->add_option("--columns", selection.columns, "Only these columns of the view, in this order")
+        ->type_name("A,B,...");
+    results
+        ->add_option("--where", selection.where,
+                     "Only the rows for which this SQL expression is true; names of columns in double quotes")
+        ->type_name("EXPR");
+    results->add_option("--limit", selection.limit, "Only so many rows")
+        ->check(CountFrom(0, "number of rows"))
+        ->type_name("N");
+    results->add_flag("--test-file", arguments.results.test_file,
+                      "Only the test file that the results are of, to run it again");
     results->footer(kResultsFooter);
     results->callback([&arguments] { arguments.command = Arguments::Command::Results; });
 }

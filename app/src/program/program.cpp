@@ -137,7 +137,7 @@ int CarryOut(const Arguments& arguments) {
         case Arguments::Command::Validate:
             return Validate(arguments);
         case Arguments::Command::Results:
-            return ShowResults(arguments.results, std::cout, std::cerr);
+            return ShowResults(arguments.results, STDOUT_FILENO, std::cerr);
         case Arguments::Command::Explain:
             return Explain(arguments.class_name);
         case Arguments::Command::Schema: {

@@ -3,7 +3,11 @@
 #include <fmt/format.h>
 #include <sqlite3.h>
 
+#include <algorithm>
 #include <cctype>
+#include <new>
+#include <nlohmann/json.hpp>
+#include <optional>
 #include <string_view>
 #include <system_error>
 
@@ -38,7 +42,52 @@ bool HasLog(const fs::path& path) {
     return !error && size > 0;
 }
 
+int AllowSelecting(void*, int action, const char*, const char*, const char*, const char*) {
+    switch (action) {
+        case SQLITE_SELECT:
+        case SQLITE_READ:
+        case SQLITE_FUNCTION:
+        case SQLITE_RECURSIVE:
+            return SQLITE_OK;
+        default:
+            return SQLITE_DENY;
+    }
+}
+
+/// While it lives, only what selects can be prepared.
+class SelectingOnly {
+  public:
+    explicit SelectingOnly(sqlite3* connection) : connection_(connection) {
+        sqlite3_set_authorizer(connection_, AllowSelecting, nullptr);
+        // Otherwise a misspelt column is a text.
+        sqlite3_db_config(connection_, SQLITE_DBCONFIG_DQS_DML, 0, nullptr);
+    }
+    ~SelectingOnly() { sqlite3_set_authorizer(connection_, nullptr, nullptr); }
+    SelectingOnly(const SelectingOnly&) = delete;
+    SelectingOnly& operator=(const SelectingOnly&) = delete;
+
+  private:
+    sqlite3* connection_;
+};
+
+std::string MakeValid(std::string text) {
+    using nlohmann::json;
+    const auto is_ascii = [](char c) { return static_cast<unsigned char>(c) < 0x80; };
+    if (std::all_of(text.begin(), text.end(), is_ascii)) return text;
+    const json quoted = std::move(text);
+    return json::parse(quoted.dump(-1, ' ', false, json::error_handler_t::replace)).get<std::string>();
+}
+
 }  // namespace
+
+fs::path FindDatabase(const fs::path& name) {
+    constexpr std::string_view kEnding = ".db";
+    if (name.string().ends_with(kEnding)) return name;
+    fs::path with_ending = name;
+    with_ending += kEnding;
+    std::error_code error;
+    return fs::exists(with_ending, error) ? with_ending : name;
+}
 
 void ResultsDatabase::Closer::operator()(sqlite3* connection) const {
     sqlite3_close(connection);
@@ -53,7 +102,8 @@ ResultsDatabase::ResultsDatabase(const fs::path& path) : path_(path) {
     if (error) throw ResultsError(fmt::format("{}: {}", path.string(), error.message()));
     if (fs::is_directory(status)) throw ResultsError(fmt::format("{} is a folder", path.string()));
 
-    Open(path.string(), SQLITE_OPEN_READONLY);
+    // A relative path could begin with "file:", which SQLite takes for a URI.
+    Open(fs::absolute(path).string(), SQLITE_OPEN_READONLY);
     int code = BeginReading();
     const int kind = code & 0xff;
     if ((kind == SQLITE_READONLY || kind == SQLITE_CANTOPEN) && !HasLog(path)) {
@@ -70,6 +120,7 @@ void ResultsDatabase::Open(const std::string& name, int flags) {
     sqlite3* connection = nullptr;
     const int code = sqlite3_open_v2(name.c_str(), &connection, flags | SQLITE_OPEN_NOMUTEX, nullptr);
     connection_.reset(connection);
+    if (code == SQLITE_NOMEM) throw std::bad_alloc();
     if (code != SQLITE_OK) ThrowUnreadable(code);
     sqlite3_busy_timeout(connection, kLockWaitMs);
 }
@@ -100,20 +151,28 @@ void ResultsDatabase::ThrowUnreadable(int code) const {
 
 void ResultsDatabase::CheckTables() {
     for (const char* table : {"DataSets", "EotResultNode", "EotResultViewDefinition", "IterationDatabases"}) {
-        ResultsQuery query(*this, "SELECT 1 FROM sqlite_master WHERE type = 'table' AND name = @Name");
-        query.Bind("@Name", std::string(table));
-        if (!query.Next()) {
+        if (!HasTable(table)) {
             throw ResultsError(
                 fmt::format("{} is no results database: it has no table {}", path_.string(), table));
         }
     }
 }
 
+bool ResultsDatabase::HasTable(const std::string& name) const {
+    ResultsQuery query(*this,
+                       "SELECT 1 FROM sqlite_master WHERE type = 'table' AND name = @Name COLLATE NOCASE");
+    query.Bind("@Name", name);
+    return query.Next();
+}
+
 void ResultsQuery::Finalizer::operator()(sqlite3_stmt* statement) const {
     sqlite3_finalize(statement);
 }
 
-ResultsQuery::ResultsQuery(const ResultsDatabase& database, const std::string& sql) : database_(database) {
+ResultsQuery::ResultsQuery(const ResultsDatabase& database, const std::string& sql, Kind kind)
+    : database_(database) {
+    std::optional<SelectingOnly> guard;
+    if (kind == Kind::View) guard.emplace(database.Get());
     sqlite3_stmt* statement = nullptr;
     const int code = sqlite3_prepare_v2(database.Get(), sql.c_str(), static_cast<int>(sql.size()) + 1,
                                         &statement, nullptr);
@@ -124,7 +183,12 @@ ResultsQuery::ResultsQuery(const ResultsDatabase& database, const std::string& s
 
 void ResultsQuery::Check(int code) const {
     if (code == SQLITE_OK || code == SQLITE_ROW || code == SQLITE_DONE) return;
-    throw ResultsError(fmt::format("{}: {}", database_.GetPath().string(), sqlite3_errmsg(database_.Get())));
+    const int kind = code & 0xff;
+    if (kind == SQLITE_NOMEM) throw std::bad_alloc();
+    const auto text = fmt::format("{}: {}", database_.GetPath().string(), sqlite3_errmsg(database_.Get()));
+    // SQLite sorts in temporary files.
+    if (kind == SQLITE_FULL || kind == SQLITE_IOERR) throw ResultsFailure(text);
+    throw ResultsError(text);
 }
 
 void ResultsQuery::Bind(const std::string& parameter, const ResultValue& value) {
@@ -154,7 +218,8 @@ int ResultsQuery::GetColumnCount() const {
 
 std::string ResultsQuery::GetTitle(int column) const {
     const char* title = sqlite3_column_name(statement_.get(), column);
-    return title ? title : "";
+    if (!title) throw std::bad_alloc();
+    return MakeValid(title);
 }
 
 ResultValue ResultsQuery::Get(int column) const {
@@ -184,8 +249,10 @@ std::int64_t ResultsQuery::GetInteger(int column) const {
 
 std::string ResultsQuery::GetText(int column) const {
     const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement_.get(), column));
-    return text ? std::string(text, static_cast<std::size_t>(sqlite3_column_bytes(statement_.get(), column)))
-                : "";
+    if (text)
+        return MakeValid({text, static_cast<std::size_t>(sqlite3_column_bytes(statement_.get(), column))});
+    if (sqlite3_errcode(database_.Get()) == SQLITE_NOMEM) throw std::bad_alloc();
+    return "";
 }
 
 }  // namespace orv::app

@@ -13,14 +13,24 @@ struct sqlite3_stmt;
 
 namespace orv::app {
 
-/// What keeps results from being shown, as a user reads it.
+/// What is wrong with the database or with what is asked of it, as a user reads it.
 class ResultsError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+/// That there is not enough memory or room on the disk, or that the output cannot be written.
+class ResultsFailure : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
 };
 
 /// No value, a whole number, a number, or a text.
 using ResultValue = std::variant<std::monostate, std::int64_t, double, std::string>;
+
+/// The file that a run given the same name writes: NAME.db, unless the name ends so. Without such a file, the
+/// one of just that name.
+std::filesystem::path FindDatabase(const std::filesystem::path& name);
 
 /// A results database, opened to be read. Everything that is read from one object is of the same moment.
 class ResultsDatabase {
@@ -29,6 +39,8 @@ class ResultsDatabase {
     explicit ResultsDatabase(const std::filesystem::path& path);
 
     const std::filesystem::path& GetPath() const { return path_; }
+    /// Without regard to case.
+    bool HasTable(const std::string& name) const;
     sqlite3* Get() const { return connection_.get(); }
 
   private:
@@ -46,10 +58,13 @@ class ResultsDatabase {
 };
 
 /// One query, read row by row. The database must live longer. All operations throw ResultsError with SQLite's
-/// reason.
+/// reason, or ResultsFailure. Texts are UTF-8: bytes that are none come as U+FFFD.
 class ResultsQuery {
   public:
-    ResultsQuery(const ResultsDatabase& database, const std::string& sql);
+    /// Views may only select: nothing else of SQL is for them, and a name in double quotes is a column's.
+    enum class Kind { Own, View };
+
+    ResultsQuery(const ResultsDatabase& database, const std::string& sql, Kind kind = Kind::Own);
 
     /// Binds the parameter of that name ("@DataSetId"); none when the SQL does not have it.
     void Bind(const std::string& parameter, const ResultValue& value);

@@ -1,8 +1,15 @@
 #include "results_viewer/show_results.h"
 
 #include <fmt/format.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <charconv>
+#include <csignal>
+#include <cstring>
+#include <new>
 #include <nlohmann/json.hpp>
 #include <ostream>
 #include <sstream>
@@ -10,8 +17,10 @@
 
 #include "output/text_table.h"
 #include "results_viewer/results_database.h"
+#include "results_viewer/spooled_output.h"
 #include "results_viewer/view_printer.h"
 #include "results_viewer/view_tree.h"
+#include "run/description_names.h"
 #include "test_file/names.h"
 
 namespace orv::app {
@@ -21,15 +30,7 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr int kBadInput = 2;
-
-/// What a node's parameter is worth: numbers are compared with numbers.
-ResultValue ToParameter(const std::string& text) {
-    std::int64_t number = 0;
-    const char* end = text.data() + text.size();
-    const auto [rest, error] = std::from_chars(text.data(), end, number);
-    if (error == std::errc() && rest == end) return number;
-    return text;
-}
+constexpr int kFailure = 3;
 
 /// Files are moved together: one that is not where it was is looked for beside the one that names it.
 fs::path FindOtherFile(const fs::path& named, const fs::path& database) {
@@ -45,44 +46,87 @@ std::string DescribeNode(const ViewNode& node) {
     return MakePrintable(text);
 }
 
+/// The data sets as rows of a table.
+class DataSetRows : public RowSource {
+  public:
+    explicit DataSetRows(const std::vector<DataSet>& data_sets) : data_sets_(data_sets) {}
+    const std::vector<std::string>& GetTitles() const override { return titles_; }
+    const std::vector<std::string>& GetNames() const override { return titles_; }
+    bool Next(std::vector<ResultValue>& row) override {
+        if (next_ == data_sets_.size()) return false;
+        const DataSet& data_set = data_sets_[next_++];
+        row = {std::int64_t{data_set.id}, data_set.test, data_set.verdict, ToSeconds(data_set.GetStart()),
+               ToSeconds(data_set.GetEnd())};
+        for (const char* name : {run_description::kTitle, run_description::kTestFile, run_description::kSeed,
+                                 run_description::kVersion})
+            row.emplace_back(data_set.GetText(name));
+        return true;
+    }
+
+  private:
+    static std::string ToSeconds(const std::string& time) { return time.substr(0, time.find('.')); }
+
+    const std::vector<DataSet>& data_sets_;
+    std::size_t next_ = 0;
+    const std::vector<std::string> titles_{"Data set", "Test",      "Verdict", "Started (UTC)", "Ended (UTC)",
+                                           "Title",    "Test file", "Seed",    "Version"};
+};
+
 /// One run of the command.
 class Show {
   public:
     Show(const ResultsRequest& request, std::ostream& err)
         : request_(request),
           err_(err),
-          database_(request.database),
-          data_sets_(ReadDataSets(database_)),
-          data_set_(ChooseDataSet(database_, data_sets_, request.data_set)),
-          tree_(database_, data_set_) {}
+          database_(std::make_shared<ResultsDatabase>(FindDatabase(request.database))),
+          data_sets_(ReadDataSets(*database_)),
+          data_set_(ChooseDataSet(*database_, data_sets_, request.data_set)),
+          tree_(*database_, data_set_) {}
 
     void Print(std::ostream& out) {
         if (request_.list) {
-            for (const std::string& name : tree_.ListNames()) out << name << '\n';
-            return;
+            for (const std::string& name : tree_.ListNames()) out << MakePrintable(name) << '\n';
+        } else if (request_.test_file) {
+            PrintTestFile(out);
+        } else if (request_.view.empty()) {
+            if (!request_.selection.IsAll())
+                throw ResultsError("--columns, --where and --limit choose from a view: name one");
+            Warn();
+            PrintTree(out);
+        } else {
+            PrintViews(out);
         }
-        Warn();
-        if (request_.view.empty()) return PrintTree(out);
-        const std::vector<const ViewNode*> views = FindViews();
-        if (request_.format != ResultsFormat::Table) return PrintView(*views.front(), out);
-        for (const ViewNode* view : views) {
-            if (views.size() > 1) out << (view == views.front() ? "" : "\n") << view->path << "\n\n";
-            PrintView(*view, out);
-        }
+        CheckOutput(out);
     }
 
   private:
-    std::string File() const { return request_.database.string(); }
+    std::string File() const { return database_->GetPath().string(); }
 
     void Warn() const {
+        if (database_->GetPath() != request_.database && fs::exists(request_.database)) {
+            err_ << fmt::format("Note: {} is shown, to which a run writes that is given {}\n",
+                                MakePrintable(File()), MakePrintable(request_.database.string()));
+        }
         if (data_set_.end_time.empty()) {
-            err_ << fmt::format("Note: data set {} {}\n", data_set_.id, DescribeTimes(data_set_));
+            err_ << fmt::format("Note: data set {} {}\n", data_set_.id,
+                                MakePrintable(DescribeTimes(data_set_)));
         }
         const DataSet& last = data_sets_.back();
         if (!request_.data_set && last.id != data_set_.id) {
-            err_ << fmt::format("Note: data set {} is shown; data set {} has no views yet: {}\n",
-                                data_set_.id, last.id, DescribeTimes(last));
+            err_ << fmt::format(
+                "Note: data set {} is shown; data set {} has no views yet: {}; its rows so far: "
+                "--data-set {}\n",
+                data_set_.id, last.id, MakePrintable(DescribeTimes(last)), last.id);
         }
+    }
+
+    void PrintTestFile(std::ostream& out) const {
+        const auto text = data_set_.description.find(run_description::kTestFileText);
+        if (text == data_set_.description.end()) {
+            throw ResultsError(fmt::format("{} holds no test file for data set {}: what wrote it stores none",
+                                           File(), data_set_.id));
+        }
+        out << text->second;
     }
 
     void PrintTree(std::ostream& out) const {
@@ -99,16 +143,15 @@ class Show {
             case ResultsFormat::Table:
                 break;
         }
-        out << fmt::format("Data set {} ({}), {}\n", data_set_.id, MakePrintable(data_set_.category),
-                           DescribeTimes(data_set_));
-        for (const DataSet& other : data_sets_) {
-            if (other.id == data_set_.id) continue;
-            out << fmt::format("There is also data set {} ({}), {}\n", other.id,
-                               MakePrintable(other.category), DescribeTimes(other));
-        }
-        out << '\n';
-        if (!data_set_.HasViews()) {
-            out << "It has no views: they are stored when the test ends.\n";
+        DataSetRows rows(data_sets_);
+        PrintTable(rows, request_.line_width, out);
+        out << fmt::format("\nData set {}{}:\n\n", data_set_.id,
+                           data_set_.HasViews()
+                               ? ""
+                               : " has no views, which are stored when the test ends. What it "
+                                 "holds so far");
+        if (tree_.GetNodes().empty()) {
+            out << "(no rows)\n";
             return;
         }
         TextTable table({{"View"}, {"What it shows"}});
@@ -120,14 +163,31 @@ class Show {
 
     void PrintTreeAsJson(std::ostream& out) const {
         using nlohmann::ordered_json;
+        const auto text_or_null = [](const std::string& text) {
+            return text.empty() ? ordered_json() : ordered_json(text);
+        };
         ordered_json data_sets = ordered_json::array();
         for (const DataSet& data_set : data_sets_) {
-            const bool open = data_set.end_time.empty();
-            data_sets.push_back({{"data_set", data_set.id},
-                                 {"category", data_set.category},
-                                 {"start", data_set.start_time},
-                                 {"end", open ? ordered_json() : ordered_json(data_set.end_time)},
-                                 {"has_views", data_set.HasViews()}});
+            ordered_json entry{{"data_set", data_set.id},
+                               {"category", data_set.category},
+                               {"start", data_set.start_time},
+                               {"end", text_or_null(data_set.end_time)},
+                               {"has_views", data_set.HasViews()},
+                               {"test", text_or_null(data_set.test)},
+                               {"verdict", text_or_null(data_set.verdict)},
+                               {"wall_clock_start", text_or_null(data_set.GetText("StartTime"))},
+                               {"wall_clock_end", text_or_null(data_set.GetText("EndTime"))}};
+            namespace names = run_description;
+            for (const auto& [key, name] : {std::pair("title", names::kTitle),
+                                            {"test_file", names::kTestFile},
+                                            {"version", names::kVersion},
+                                            {"outcome", names::kOutcome}})
+                entry[key] = text_or_null(data_set.GetText(name));
+            std::uint64_t seed = 0;
+            const std::string digits = data_set.GetText(names::kSeed);
+            std::from_chars(digits.data(), digits.data() + digits.size(), seed);
+            entry["seed"] = digits.empty() ? ordered_json() : ordered_json(seed);
+            data_sets.push_back(std::move(entry));
         }
         ordered_json views = ordered_json::array();
         for (const ViewNode& node : tree_.GetNodes()) {
@@ -146,11 +206,6 @@ class Show {
 
     /// At least one that can be printed, and just one for the formats that programs read.
     std::vector<const ViewNode*> FindViews() const {
-        if (!data_set_.HasViews()) {
-            throw ResultsError(
-                fmt::format("{}: data set {} has no views: they are stored when the test ends ({})", File(),
-                            data_set_.id, DescribeTimes(data_set_)));
-        }
         std::vector<const ViewNode*> views = tree_.Find(request_.view);
         if (views.empty()) ThrowUnknownView();
         const ViewNode first = *views.front();
@@ -165,7 +220,7 @@ class Show {
         }
         if (views.size() > 1 && request_.format != ResultsFormat::Table) {
             std::string paths;
-            for (const ViewNode* view : views) paths += "\n  " + view->path;
+            for (const ViewNode* view : views) paths += "\n  " + MakePrintable(view->path);
             throw ResultsError(fmt::format("{}: {} views are called \"{}\"; say which one by its path:{}",
                                            File(), views.size(), request_.view, paths));
         }
@@ -178,30 +233,44 @@ class Show {
             fmt::format("{} has no view \"{}\" in data set {}", File(), request_.view, data_set_.id);
         const std::string nearest = FindNearestName(request_.view, names);
         if (!nearest.empty()) text += fmt::format("; did you mean \"{}\"?", nearest);
-        text += "\nIts views are:";
-        for (const std::string& name : names) text += "\n  " + name;
+        if (!data_set_.HasViews())
+            text +=
+                fmt::format("; views are stored when the test ends, but it has {}", DescribeTimes(data_set_));
+        text += data_set_.HasViews() ? "\nIts views are:" : "\nThere are rows in:";
+        for (const std::string& name : names) text += "\n  " + MakePrintable(name);
         throw ResultsError(text);
     }
 
-    void PrintView(const ViewNode& view, std::ostream& out) const {
-        if (view.other_file.empty()) return PrintQuery(view, database_, out);
-        PrintQuery(view, ResultsDatabase(FindOtherFile(view.other_file, request_.database)), out);
-    }
-
-    void PrintQuery(const ViewNode& view, const ResultsDatabase& database, std::ostream& out) const {
-        try {
-            ResultsQuery query(database, view.sql);
-            if (query.GetColumnCount() == 0) throw ResultsError("its SQL selects nothing");
-            query.Bind("@DataSetId", std::int64_t{data_set_.id});
-            for (const auto& [name, value] : view.parameters) query.Bind(name, ToParameter(value));
+    void PrintViews(std::ostream& out) const {
+        const std::vector<const ViewNode*> views = FindViews();
+        // What cannot be read is found out before anything is printed.
+        std::vector<ViewRows> rows;
+        rows.reserve(views.size());
+        for (const ViewNode* view : views) rows.push_back(OpenView(*view));
+        Warn();
+        for (std::size_t i = 0; i < views.size(); ++i) {
+            if (views.size() > 1) out << (i == 0 ? "" : "\n") << MakePrintable(views[i]->path) << "\n\n";
             switch (request_.format) {
                 case ResultsFormat::Table:
-                    return PrintTable(query, request_.line_width, out);
+                    PrintTable(rows[i], request_.line_width, out);
+                    break;
                 case ResultsFormat::Csv:
-                    return PrintCsv(query, out);
+                    PrintCsv(rows[i], out);
+                    break;
                 case ResultsFormat::Json:
-                    return PrintJson(query, view.name, data_set_.id, out);
+                    PrintJson(rows[i], views[i]->name, data_set_.id, out);
             }
+        }
+    }
+
+    ViewRows OpenView(const ViewNode& view) const {
+        try {
+            auto database = database_;
+            if (!view.other_file.empty()) {
+                database =
+                    std::make_shared<ResultsDatabase>(FindOtherFile(view.other_file, database_->GetPath()));
+            }
+            return {database, view, data_set_.id, request_.selection};
         } catch (const ResultsError& error) {
             throw ResultsError(fmt::format("the view \"{}\" cannot be read: {}", view.name, error.what()));
         }
@@ -209,24 +278,45 @@ class Show {
 
     const ResultsRequest& request_;
     std::ostream& err_;
-    ResultsDatabase database_;
+    std::shared_ptr<const ResultsDatabase> database_;
     std::vector<DataSet> data_sets_;
     const DataSet& data_set_;
     ViewTree tree_;
 };
 
+/// Line by line: the lines are the program's, what stands in them is not.
+int PrintError(std::ostream& err, const std::string& text, int status) {
+    std::istringstream lines("Error: " + text);
+    for (std::string line; std::getline(lines, line);) err << MakePrintable(line) << '\n';
+    return status;
+}
+
 }  // namespace
 
 int ShowResults(const ResultsRequest& request, std::ostream& out, std::ostream& err) {
-    std::ostringstream text;
     try {
-        Show(request, err).Print(text);
+        errno = 0;
+        Show(request, err).Print(out);
     } catch (const ResultsError& error) {
-        err << "Error: " << error.what() << '\n';
-        return kBadInput;
+        return PrintError(err, error.what(), kBadInput);
+    } catch (const ResultsFailure& error) {
+        return PrintError(err, error.what(), kFailure);
+    } catch (const std::bad_alloc&) {
+        return PrintError(err, "there is not enough memory", kFailure);
     }
-    out << text.view();
     return 0;
+}
+
+int ShowResults(ResultsRequest request, int out_descriptor, std::ostream& err) {
+    winsize size{};
+    if (ioctl(out_descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) request.line_width = size.ws_col;
+    SpooledOutput output(out_descriptor);
+    std::ostream out(&output);
+    int status = ShowResults(request, out, err);
+    if (out && !output.Finish())
+        status =
+            PrintError(err, fmt::format("the output cannot be written: {}", std::strerror(errno)), kFailure);
+    return status;
 }
 
 }  // namespace orv::app

@@ -8,12 +8,14 @@
 #include <optional>
 #include <string>
 
+#include "results_viewer/view_rows.h"
+
 namespace orv::app {
 
 enum class ResultsFormat { Table, Csv, Json };
 
 struct ResultsRequest {
-    std::filesystem::path database;
+    std::filesystem::path database;  ///< or its path without ".db"
     /// Name of a view without regard to case, or the end of its path: "Parent/Child". Empty: the tree of
     /// views.
     std::string view;
@@ -22,33 +24,29 @@ struct ResultsRequest {
     std::optional<std::uint32_t> data_set;
     /// Instead of anything else, names by which `view` can be given, one per line.
     bool list = false;
+    /// What to print of a view.
+    Selection selection = {};
+    /// Instead of anything else, the text of the test file that the data set is a result of.
+    bool test_file = false;
     /// Characters of a line. A wider table is printed with its columns as lines, next to each other where
     /// the rows fit, otherwise one row below the other.
     std::size_t line_width = 120;
 };
 
-/// What a user should know of the output, for the command's help.
-inline constexpr const char* kResultsHelp =
-    "Without VIEW: the tree of views. A view is given by its name, without regard to case, or by the end of "
-    "its\n"
-    "path (\"Port Config/Port Result\").\n"
-    "A table that is too wide for a line is turned on its side: its columns become lines, each row a column. "
-    "If\n"
-    "that is too wide, too, each row is printed as lines of \"name: value\". Tables round to three "
-    "decimals;\n"
-    "--csv and --json are exact.\n";
-
 /// Prints to `out`; what is wrong, and that a data set has no end yet, goes to `err`. Returns the exit
-/// status: 0, or 2 when there is nothing to print (then nothing has been written to `out`).
+/// status: 0; 2 when there is nothing to print (then mostly nothing has been written to `out`); 3 when there
+/// is not enough memory or room on the disk, or `out` cannot be written.
 ///
-/// The database is only read, also while a test writes it, and is closed again before anything is printed,
-/// so that an output that somebody pages through holds up no test.
-///
-/// A view name that fits several views prints each of them under its path as tables; for CSV and JSON it is
-/// an error that names the paths. CSV is as in RFC 4180. JSON: {"view": name, "data_set": n, "columns":
-/// [...], "rows": [{column: value}, ...]}, where of columns with the same name the second is "name (2)" and
-/// so on. The tree in JSON: {"data_set": n, "data_sets": [...], "views": [{"name", "path", "kind", ...},
-/// ...]}.
+/// The database is only read, row by row, also while a test writes it. A view name that fits several views
+/// prints each of them under its path as tables; for CSV and JSON it is an error that names the paths. CSV is
+/// as in RFC 4180. JSON: {"view": name, "data_set": n, "columns": [...], "rows": [{column: value}, ...]},
+/// where of columns with the same name the second is "name (2)" and so on. The tree in JSON: {"data_set": n,
+/// "data_sets": [...], "views": [{"name", "path", "kind", ...}, ...]}.
 int ShowResults(const ResultsRequest& request, std::ostream& out, std::ostream& err);
+
+/// The same to a file descriptor; where that is a terminal, its lines are as wide as they are. An output that
+/// somebody pages through does not keep the database open. A reader who goes away (SIGPIPE) ends the process
+/// as that signal does.
+int ShowResults(ResultsRequest request, int out_descriptor, std::ostream& err);
 
 }  // namespace orv::app

@@ -3,10 +3,14 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <boost/algorithm/string/replace.hpp>
+#include <cerrno>
 #include <cmath>
+#include <cstring>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <ostream>
-#include <set>
+#include <utility>
 #include <vector>
 
 #include "output/text_table.h"
@@ -15,7 +19,7 @@ namespace orv::app {
 
 namespace {
 
-/// A table that does not fit by then never will; the rows of a large view need not stay in memory for it.
+/// The rows by which a table's form and the widths of its columns are chosen.
 constexpr std::size_t kRowsToDecide = 256;
 
 bool IsNumber(const ResultValue& value) {
@@ -43,12 +47,6 @@ std::string ToCell(const ResultValue& value) {
     return MakePrintable(ToExactText(value));
 }
 
-std::vector<std::string> GetTitles(const ResultsQuery& query) {
-    std::vector<std::string> titles;
-    for (int i = 0; i < query.GetColumnCount(); ++i) titles.push_back(query.GetTitle(i));
-    return titles;
-}
-
 using Row = std::vector<std::string>;
 
 class TablePrinter {
@@ -61,34 +59,45 @@ class TablePrinter {
         }
     }
 
-    void Add(const ResultsQuery& query) {
+    void Add(const std::vector<ResultValue>& values) {
         Row row;
         for (std::size_t i = 0; i < titles_.size(); ++i) {
-            const ResultValue value = query.Get(static_cast<int>(i));
+            const ResultValue& value = values[i];
             row.push_back(ToCell(value));
-            right_[i] = right_[i] && (IsNumber(value) || std::holds_alternative<std::monostate>(value));
+            if (!upright_)
+                right_[i] = right_[i] && (IsNumber(value) || std::holds_alternative<std::monostate>(value));
         }
         if (one_by_one_) return PrintOne(row);
+        if (upright_) {
+            out_ << upright_->FormatRow(row);
+            return;
+        }
         rows_.push_back(std::move(row));
-        if (rows_.size() == kRowsToDecide && MakeUpright().GetWidth() > line_width_) PrintOneByOne();
+        if (rows_.size() < kRowsToDecide) return;
+        if (!PrintUpright()) PrintOneByOne();
+        rows_.clear();
     }
 
     void Finish() {
-        if (one_by_one_) return;
+        if (one_by_one_ || upright_) return;
         if (rows_.empty()) {
             out_ << "(no rows)\n";
             return;
         }
-        if (PrintIfItFits(MakeUpright())) return;
-        if (rows_.size() < kRowsToDecide && PrintIfItFits(MakeTurned())) return;
-        PrintOneByOne();
+        if (PrintUpright()) return;
+        const TextTable turned = MakeTurned();
+        if (turned.GetWidth() > line_width_) return PrintOneByOne();
+        out_ << turned.ToString();
     }
 
   private:
-    bool PrintIfItFits(const TextTable& table) {
-        const bool fits = table.GetWidth() <= line_width_;
-        if (fits) out_ << table.ToString();
-        return fits;
+    /// False, when it would be too wide.
+    bool PrintUpright() {
+        TextTable table = MakeUpright();
+        if (table.GetWidth() > line_width_) return false;
+        out_ << table.ToString();
+        upright_ = std::move(table);
+        return true;
     }
 
     TextTable MakeUpright() const {
@@ -117,7 +126,6 @@ class TablePrinter {
     void PrintOneByOne() {
         one_by_one_ = true;
         for (const Row& row : rows_) PrintOne(row);
-        rows_.clear();
     }
 
     void PrintOne(const Row& row) {
@@ -138,25 +146,10 @@ class TablePrinter {
     std::size_t line_width_;
     std::ostream& out_;
     std::vector<Row> rows_;
+    std::optional<TextTable> upright_;  ///< once it has been printed; further rows have its widths
     bool one_by_one_ = false;
     std::size_t printed_ = 0;
 };
-
-/// The second one of a name is called "name (2)".
-std::vector<std::string> MakeUnique(const std::vector<std::string>& titles) {
-    std::set<std::string> taken(titles.begin(), titles.end());
-    std::set<std::string> used;
-    std::vector<std::string> unique;
-    for (const std::string& title : titles) {
-        std::string name = title;
-        if (!used.insert(name).second) {
-            for (int n = 2; !taken.insert(name = fmt::format("{} ({})", title, n)).second; ++n) {
-            }
-        }
-        unique.push_back(name);
-    }
-    return unique;
-}
 
 std::string Dump(const nlohmann::json& value) {
     return value.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
@@ -179,48 +172,65 @@ void PrintCsvLine(const Row& fields, std::ostream& out) {
     out << "\r\n";
 }
 
+/// A reader sees the first row at once; of those behind it, as many as fit into a buffer.
+void FlushFirst(std::ostream& out, bool& is_first) {
+    if (std::exchange(is_first, false)) out.flush();
+    CheckOutput(out);
+}
+
 }  // namespace
 
-void PrintTable(ResultsQuery& query, std::size_t line_width, std::ostream& out) {
-    TablePrinter printer(GetTitles(query), line_width, out);
-    while (query.Next()) printer.Add(query);
+void CheckOutput(const std::ostream& out) {
+    if (out) return;
+    const std::string why = errno == 0 ? "" : fmt::format(": {}", std::strerror(errno));
+    throw ResultsFailure("the output cannot be written" + why);
+}
+
+void PrintTable(RowSource& rows, std::size_t line_width, std::ostream& out) {
+    TablePrinter printer(rows.GetTitles(), line_width, out);
+    for (std::vector<ResultValue> row; rows.Next(row);) {
+        printer.Add(row);
+        CheckOutput(out);
+    }
     printer.Finish();
+    CheckOutput(out);
 }
 
 std::string QuoteCsv(const std::string& field) {
+    if (field.find('\0') != std::string::npos)
+        return QuoteCsv(boost::algorithm::replace_all_copy(field, std::string(1, '\0'), "\ufffd"));
     if (field.find_first_of(",\"\r\n") == std::string::npos) return field;
-    std::string quoted = "\"";
-    for (const char c : field) {
-        if (c == '"') quoted += c;
-        quoted += c;
-    }
-    return quoted + '"';
+    return "\"" + boost::algorithm::replace_all_copy(field, "\"", "\"\"") + "\"";
 }
 
-void PrintCsv(ResultsQuery& query, std::ostream& out) {
-    PrintCsvLine(GetTitles(query), out);
-    while (query.Next()) {
+void PrintCsv(RowSource& rows, std::ostream& out) {
+    PrintCsvLine(rows.GetTitles(), out);
+    bool is_first = true;
+    for (std::vector<ResultValue> row; rows.Next(row);) {
         Row fields;
-        for (int i = 0; i < query.GetColumnCount(); ++i) fields.push_back(ToExactText(query.Get(i)));
+        for (const ResultValue& value : row) fields.push_back(ToExactText(value));
         PrintCsvLine(fields, out);
+        FlushFirst(out, is_first);
     }
+    CheckOutput(out);
 }
 
-void PrintJson(ResultsQuery& query, const std::string& view, std::uint32_t data_set, std::ostream& out) {
+void PrintJson(RowSource& rows, const std::string& view, std::uint32_t data_set, std::ostream& out) {
     // Row by row: a document of all rows would take many times the memory of its text.
-    const std::vector<std::string> names = MakeUnique(GetTitles(query));
     out << fmt::format("{{\"view\": {}, \"data_set\": {}, \"columns\": {},\n \"rows\": [", Dump(view),
-                       data_set, Dump(names));
-    const char* row_separator = "\n";
-    while (query.Next()) {
-        out << row_separator << "  {";
-        row_separator = ",\n";
-        for (std::size_t i = 0; i < names.size(); ++i) {
-            out << (i == 0 ? "" : ", ") << Dump(names[i]) << ": " << ToJson(query.Get(static_cast<int>(i)));
-        }
+                       data_set, Dump(rows.GetNames()));
+    std::vector<std::string> keys;
+    for (const std::string& name : rows.GetNames())
+        keys.push_back((keys.empty() ? "" : ", ") + Dump(name) + ": ");
+    bool is_first = true;
+    for (std::vector<ResultValue> row; rows.Next(row);) {
+        out << (is_first ? "\n  {" : ",\n  {");
+        for (std::size_t i = 0; i < keys.size(); ++i) out << keys[i] << ToJson(row[i]);
         out << '}';
+        FlushFirst(out, is_first);
     }
     out << "]}\n";
+    CheckOutput(out);
 }
 
 }  // namespace orv::app

@@ -1,4 +1,4 @@
-// What a query selects, as text.
+// Rows as text.
 #pragma once
 
 #include <cstddef>
@@ -6,22 +6,30 @@
 #include <iosfwd>
 #include <string>
 
-#include "results_viewer/results_database.h"
+#include "results_viewer/view_rows.h"
 
 namespace orv::app {
 
-/// For people. Numbers have at most three decimals. What is wider than `line_width` characters is turned on
-/// its side: the first column is the names, and every row is a column; where that is too wide, too, the rows
-/// follow each other as lines of "name: value".
-void PrintTable(ResultsQuery& query, std::size_t line_width, std::ostream& out);
+/// All of them print row by row, in memory that does not grow with the rows, and throw ResultsFailure when
+/// the output cannot be written.
 
-/// For spreadsheets, as in RFC 4180. Numbers are exact, no value is an empty field.
-void PrintCsv(ResultsQuery& query, std::ostream& out);
+/// For people. Numbers have at most three decimals. Columns are as wide as the first rows need; a wider cell
+/// further below sticks out. What is wider than `line_width` characters is turned on its side: the first
+/// column is the names, and every row is a column; where that is too wide, too, the rows follow each other as
+/// lines of "name: value".
+void PrintTable(RowSource& rows, std::size_t line_width, std::ostream& out);
+
+/// For spreadsheets, as in RFC 4180. Numbers are exact, no value is an empty field, and U+FFFD stands for a
+/// NUL, at which many readers stop.
+void PrintCsv(RowSource& rows, std::ostream& out);
 
 /// For programs. Numbers are exact, no value is null.
-void PrintJson(ResultsQuery& query, const std::string& view, std::uint32_t data_set, std::ostream& out);
+void PrintJson(RowSource& rows, const std::string& view, std::uint32_t data_set, std::ostream& out);
 
 /// A field of a CSV file, in quotes where it needs them.
 std::string QuoteCsv(const std::string& field);
+
+/// Throws ResultsFailure, with the reason that errno gives, when what was written did not arrive.
+void CheckOutput(const std::ostream& out);
 
 }  // namespace orv::app

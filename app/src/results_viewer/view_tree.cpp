@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <boost/algorithm/string/classification.hpp>
+#include <boost/algorithm/string/replace.hpp>
 #include <boost/algorithm/string/split.hpp>
 #include <map>
 #include <set>
@@ -72,6 +73,44 @@ void AppendBelow(std::vector<ViewNode>& nodes, Children& children, std::int64_t 
     }
 }
 
+std::string QuoteName(const std::string& name) {
+    return "\"" + boost::algorithm::replace_all_copy(name, "\"", "\"\"") + "\"";
+}
+
+/// Those with rows of the data set that are more than the tree itself.
+std::map<std::string, std::int64_t> CountRows(const ResultsDatabase& database, const DataSet& data_set) {
+    ResultsQuery tables(database,
+                        "SELECT t.name FROM sqlite_master t JOIN pragma_table_info(t.name) c "
+                        "WHERE t.type = 'table' AND c.name = 'ParentHnd' AND t.name NOT IN ('AllDevice', "
+                        "'EotResultNode', 'EotResultViewDefinition')");
+    std::map<std::string, std::int64_t> counts;
+    while (tables.Next()) {
+        const std::string table = tables.GetText(0);
+        ResultsQuery count(database,
+                           "SELECT count(*) FROM " + QuoteName(table) + " WHERE DataSetId = @DataSetId");
+        count.Bind("@DataSetId", std::int64_t{data_set.id});
+        if (count.Next() && count.GetInteger(0) > 0) counts[table] = count.GetInteger(0);
+    }
+    return counts;
+}
+
+/// All rows of a table, behind the name of the object above each. Those objects are mostly in one table: the
+/// one that has that of the first row.
+std::string SelectRows(const ResultsDatabase& database, const DataSet& data_set, const std::string& table,
+                       const std::map<std::string, std::int64_t>& tables) {
+    const std::string rows = QuoteName(table) + " t WHERE t.DataSetId = @DataSetId";
+    for (const auto& [parent, count] : tables) {
+        ResultsQuery first(database, "SELECT 1 FROM " + QuoteName(parent) +
+                                         " WHERE Handle = (SELECT ParentHnd FROM " + rows + " LIMIT 1)");
+        first.Bind("@DataSetId", std::int64_t{data_set.id});
+        if (!first.Next()) continue;
+        return "SELECT parent.Name AS 'Belongs to', t.* FROM " + QuoteName(table) + " t LEFT JOIN " +
+               QuoteName(parent) +
+               " parent ON parent.Handle = t.ParentHnd WHERE t.DataSetId = @DataSetId ORDER BY t.Handle";
+    }
+    return "SELECT * FROM " + rows + " ORDER BY Handle";
+}
+
 bool EndsInName(std::string_view path, std::string_view name) {
     if (name.size() >= path.size()) return IsSameName(path, name);
     const std::size_t before = path.size() - name.size() - 1;
@@ -79,46 +118,6 @@ bool EndsInName(std::string_view path, std::string_view name) {
 }
 
 }  // namespace
-
-std::vector<DataSet> ReadDataSets(const ResultsDatabase& database) {
-    std::vector<DataSet> data_sets;
-    ResultsQuery query(
-        database,
-        "SELECT DataSetId, Category, StartTime, EndTime, RootNode FROM DataSets ORDER BY DataSetId");
-    while (query.Next()) {
-        data_sets.push_back({static_cast<std::uint32_t>(query.GetInteger(0)), query.GetText(1),
-                             query.GetText(2), query.GetText(3), query.GetInteger(4)});
-    }
-    if (data_sets.empty()) {
-        throw ResultsError(database.GetPath().string() +
-                           " has no data set: no test has written its results to it");
-    }
-    return data_sets;
-}
-
-const DataSet& ChooseDataSet(const ResultsDatabase& database, const std::vector<DataSet>& data_sets,
-                             std::optional<std::uint32_t> id) {
-    if (!id) {
-        const auto latest =
-            std::find_if(data_sets.rbegin(), data_sets.rend(), [](const auto& d) { return d.HasViews(); });
-        return latest == data_sets.rend() ? data_sets.back() : *latest;
-    }
-    std::vector<std::string> known;
-    for (const DataSet& data_set : data_sets) {
-        if (data_set.id == *id) return data_set;
-        known.push_back(std::to_string(data_set.id));
-    }
-    throw ResultsError(
-        fmt::format("{} has no data set {}; it has: {}", database.GetPath().string(), *id, JoinNames(known)));
-}
-
-std::string DescribeTimes(const DataSet& data_set) {
-    if (!data_set.end_time.empty()) {
-        return fmt::format("{} to {} (UTC)", data_set.start_time, data_set.end_time);
-    }
-    return fmt::format("started {} (UTC), no end yet: it is being written, or its test was broken off",
-                       data_set.start_time);
-}
 
 std::string_view ViewNode::GetKindName() const {
     switch (kind) {
@@ -147,12 +146,27 @@ ViewTree::ViewTree(const ResultsDatabase& database, const DataSet& data_set) {
         nodes_.push_back(std::move(node));
     }
     if (nodes_.empty()) {
-        if (!data_set.HasViews()) return;
+        if (!data_set.HasViews()) {
+            AddTables(database, data_set);
+            return;
+        }
         throw ResultsError(fmt::format("{} is damaged: the root of the views of data set {} is missing",
                                        database.GetPath().string(), data_set.id));
     }
     const std::string root_path = nodes_.front().path;
     AppendBelow(nodes_, children, data_set.root_node, root_path, 1);
+}
+
+void ViewTree::AddTables(const ResultsDatabase& database, const DataSet& data_set) {
+    const auto counts = CountRows(database, data_set);
+    for (const auto& [table, count] : counts) {
+        ViewNode node;
+        node.name = node.path = table;
+        node.description = fmt::format("{} row{}", count, count == 1 ? "" : "s");
+        node.kind = ViewNode::Kind::Table;
+        node.sql = SelectRows(database, data_set, table, counts);
+        nodes_.push_back(std::move(node));
+    }
 }
 
 std::vector<const ViewNode*> ViewTree::Find(std::string_view name) const {

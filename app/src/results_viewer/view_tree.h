@@ -1,38 +1,15 @@
-// The data sets of a results database, and the views of one.
+// The views of a data set.
 #pragma once
 
-#include <cstdint>
 #include <filesystem>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
-#include "results_viewer/results_database.h"
+#include "results_viewer/data_sets.h"
 
 namespace orv::app {
-
-/// The results of one test.
-struct DataSet {
-    std::uint32_t id = 0;
-    std::string category;
-    std::string start_time;
-    std::string end_time;  ///< empty: it is being written, or its test was broken off
-    std::int64_t root_node = 0;
-    bool HasViews() const { return root_node != 0; }
-};
-
-/// In order. Throws ResultsError when there is none.
-std::vector<DataSet> ReadDataSets(const ResultsDatabase& database);
-
-/// The one with the number; without a number the latest one with views, or the latest one where none has any.
-/// Throws ResultsError when there is no such data set.
-const DataSet& ChooseDataSet(const ResultsDatabase& database, const std::vector<DataSet>& data_sets,
-                             std::optional<std::uint32_t> id);
-
-/// "started ..., no end yet: it is being written, or its test was broken off"
-std::string DescribeTimes(const DataSet& data_set);
 
 struct ViewNode {
     /// A table can be printed, a report is made by another program, a heading only has others below it.
@@ -52,7 +29,8 @@ struct ViewNode {
     std::string_view GetKindName() const;
 };
 
-/// The tree of views of one data set.
+/// The tree of views of one data set. As long as it has none (they are stored when the test ends), a view of
+/// each table that holds rows of it: its columns, behind the name of the object that a row belongs to.
 class ViewTree {
   public:
     /// Throws ResultsError when the tree cannot be read.
@@ -68,6 +46,7 @@ class ViewTree {
     std::vector<std::string> ListNames() const;
 
   private:
+    void AddTables(const ResultsDatabase& database, const DataSet& data_set);
     std::string GetShortestName(const ViewNode& node) const;
 
     std::vector<ViewNode> nodes_;

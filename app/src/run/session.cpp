@@ -17,6 +17,7 @@
 #include "orv/ids/iptv_ids.h"
 #include "recording/recorder.h"
 #include "recording/recording_file.h"
+#include "run_description.h"
 #include "run_log.h"
 #include "test_watch.h"
 #include "wizard_run.h"
@@ -117,6 +118,7 @@ class Session::Impl {
         if (!options.record.empty()) recorder.emplace(options.record);
 
         const auto database = core::MakeSqliteTestResultManager(std::filesystem::current_path().string());
+        DescribeRun(*database, file, outcome);
         Laboratory::Setup setup;
         setup.simulation = simulation;
         setup.membership = file.GetMembership();
@@ -142,6 +144,11 @@ class Session::Impl {
             }
             outcome.live_ports = laboratory.GetLiveReports();
         }
+        RunOutcome so_far = outcome;
+        so_far.errors = log.GetErrors();
+        if (const std::string why = database->GetErrorText(); !why.empty()) so_far.errors.push_back(why);
+        Judge(so_far);
+        database->Describe(run_description::kOutcome, GetRunEndName(so_far.end));
         outcome.database = database->GetDatabasePath();
         if (const std::string why = database->GetErrorText(); !why.empty()) log.AddError(why);
         if (recorder) recorder->Close();

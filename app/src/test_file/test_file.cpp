@@ -149,8 +149,21 @@ TestFile TestFile::Parse(const FileText& file, const std::vector<std::string>& s
     return test;
 }
 
+<<<<<<< HEAD
 MistakeList TestFile::MakeMistakeList() const {
     return MistakeList(file_, settings_);
+=======
+TestFile TestFile::Parse(const std::string& text, const std::string& file) {
+    TestFile test;
+    test.file_ = file;
+    test.text_ = text;
+    MistakeList mistakes(file);
+    const SourceNode root = ReadSourceTree(text, mistakes);
+    // What is no YAML has nothing in it to look at.
+    if (mistakes.IsEmpty() || root.IsMap()) SectionReader(root, *test.plan_, mistakes).Read();
+    test.mistakes_ = mistakes.TakeSorted();
+    return test;
+>>>>>>> fix-results
 }
 
 const std::string& TestFile::GetTitle() const {

@@ -43,6 +43,10 @@ class TestFile {
     /// All that is wrong, in the order of the file.
     const std::vector<Mistake>& GetMistakes() const { return mistakes_; }
 
+    /// As it is named in mistakes.
+    const std::string& GetFile() const { return file_; }
+    /// All that was read.
+    const std::string& GetText() const { return text_; }
     /// Empty when the file gives none.
     const std::string& GetTitle() const;
     const Simulation& GetSimulation() const;
@@ -79,7 +83,11 @@ class TestFile {
     MistakeList MakeMistakeList() const;
 
     std::string file_;
+<<<<<<< HEAD
     std::vector<std::string> settings_;  ///< as mistakes name them
+=======
+    std::string text_;
+>>>>>>> fix-results
     std::unique_ptr<Plan> plan_;
     std::vector<Mistake> mistakes_;
 };

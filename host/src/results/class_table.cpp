@@ -70,14 +70,22 @@ const std::string& Prepare(SqliteConnection& connection, TableCatalogue& catalog
 
 }  // namespace
 
-TableCatalogue::TableCatalogue(SqliteConnection& connection) : connection_(connection) {
-    SqliteStatement list(connection,
+std::int64_t TableCatalogue::ReadVersion() {
+    SqliteStatement version(connection_, "PRAGMA schema_version");
+    version.Step();
+    return version.GetInteger(0);
+}
+
+void TableCatalogue::Read() {
+    columns_.clear();
+    SqliteStatement list(connection_,
                          "SELECT t.name, c.name FROM sqlite_master t JOIN pragma_table_info(t.name) c "
                          "WHERE t.type = 'table'");
     while (list.Step()) columns_[ToLower(list.GetText(0))].insert(ToLower(list.GetText(1)));
 }
 
 void TableCatalogue::Ensure(const std::string& table, const std::vector<Column>& columns) {
+    if (ReadVersion() != version_) Read();
     const auto [known, is_new] = columns_.try_emplace(ToLower(table));
     std::string definitions;
     for (const Column& column : columns) {
@@ -90,6 +98,7 @@ void TableCatalogue::Ensure(const std::string& table, const std::vector<Column>&
         }
     }
     if (is_new) connection_.Execute("CREATE TABLE " + QuoteName(table) + "(" + definitions + ")");
+    version_ = ReadVersion();
 }
 
 std::vector<Column> GetColumns(const CMetaClass& meta_class) {

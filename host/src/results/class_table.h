@@ -17,16 +17,20 @@ struct Column {
     std::string type;  ///< SQL type with constraints
 };
 
-/// The tables of an open file.
+/// The tables of an open file. Other programs change the file, too, and transactions are rolled back.
 class TableCatalogue {
   public:
-    explicit TableCatalogue(SqliteConnection& connection);
+    explicit TableCatalogue(SqliteConnection& connection) : connection_(connection) {}
 
-    /// Makes the table, or adds the columns that it lacks.
+    /// Makes the table, or adds the columns that it lacks. In a transaction that writes.
     void Ensure(const std::string& table, const std::vector<Column>& columns);
 
   private:
+    std::int64_t ReadVersion();
+    void Read();
+
     SqliteConnection& connection_;
+    std::int64_t version_ = -1;                             ///< of the file's schema, as it was read
     std::map<std::string, std::set<std::string>> columns_;  ///< names in lower case
 };
 

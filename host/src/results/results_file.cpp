@@ -1,9 +1,13 @@
 #include "results_file.h"
 
 #include <boost/filesystem.hpp>
+#include <exception>
+#include <thread>
 
 #include "../framework/framework_log.h"
 #include "orv/common/exceptions.h"
+#include "orv/core/test_result_manager.h"
+#include "recovery_file.h"
 
 namespace orv::results {
 
@@ -15,6 +19,10 @@ using Mode = SqliteConnection::Mode;
 constexpr const char* kPageSize = "PRAGMA page_size = 8192";
 /// 32 MB of log between two checkpoints, which are what waits for the disk.
 constexpr const char* kCheckpointDistance = "PRAGMA wal_autocheckpoint = 4000";
+/// So many times longer than other operations, the beginning of a data set waits: other runs make all their
+/// tables meanwhile, and there is nothing to lose yet.
+constexpr int kSetUpPatience = 10;
+constexpr std::chrono::milliseconds kRetryPause{10};
 /// How long the end of a test waits for readers.
 constexpr std::chrono::milliseconds kReaderWait{1000};
 
@@ -30,58 +38,132 @@ void MakeFolders(const boost::filesystem::path& folder) {
 
 std::uint32_t ResultsFile::Begin(NewDataSet data_set) {
     Close();
+    if (has_left_ || data_set.path != data_set_.path) begun_.clear();
+    has_left_ = false;
+    detour_.reset();
     id_ = 0;
     data_set_ = std::move(data_set);
+    try {
+        SetUp(0);
+    } catch (const std::exception& error) {
+        if (!GoOnBeside(error.what())) throw;
+    }
+    return id_;
+}
+
+void ResultsFile::SetUp(std::uint32_t id) {
     MakeFolders(boost::filesystem::path(data_set_.path).parent_path());
     Open(Mode::Create);
     try {
+        // Other runs that begin in the file do the same: each sees the tables of those before it.
+        connection_->SetLockWait(lock_wait_ * kSetUpPatience);
         SqliteTransaction transaction(*connection_);
-        catalogue_.emplace(*connection_);
+        connection_->SetLockWait(lock_wait_);
         EnsureOwnTables();
         for (const framework::CMetaClass* meta_class : data_set_.classes) {
             catalogue_->Ensure(meta_class->GetName(), GetColumns(*meta_class));
         }
-        SqliteStatement last(*connection_, "SELECT coalesce(max(DataSetId), 0) FROM DataSets");
-        last.Step();
-        const auto id = static_cast<std::uint32_t>(last.GetInteger(0) + 1);
-        SqliteStatement insert(
-            *connection_,
-            "INSERT INTO DataSets(DataSetId, Category, StartTime, Iteration) VALUES(?, ?, ?, ?)");
-        insert.Bind(1, std::int64_t{id});
-        insert.Bind(2, data_set_.category);
-        insert.Bind(3, data_set_.start_time);
-        insert.Bind(4, std::int64_t{data_set_.iteration});
-        insert.Run();
+        if (id == 0) {
+            SqliteStatement last(*connection_, "SELECT coalesce(max(DataSetId), 0) FROM DataSets");
+            last.Step();
+            id = static_cast<std::uint32_t>(last.GetInteger(0) + 1);
+        }
+        InsertDataSet(id);
         transaction.Commit();
-        id_ = id;
     } catch (...) {
         Drop();
         throw;
     }
-    return id_;
+    id_ = id;
+    begun_.push_back(id);
+}
+
+void ResultsFile::InsertDataSet(std::uint32_t id) {
+    SqliteStatement insert(
+        *connection_, "INSERT INTO DataSets(DataSetId, Category, StartTime, Iteration) VALUES(?, ?, ?, ?)");
+    insert.Bind(1, std::int64_t{id});
+    insert.Bind(2, data_set_.category);
+    insert.Bind(3, data_set_.start_time);
+    insert.Bind(4, std::int64_t{data_set_.iteration});
+    insert.Run();
+    for (const auto& [name, text] : data_set_.description) StoreText(id, name, text);
+}
+
+bool ResultsFile::GoOnBeside(const std::string& reason) {
+    if (has_left_) return false;
+    Drop();
+    const std::string from = data_set_.path;
+    const std::uint32_t id = id_;
+    for (const std::string& folder : GetRecoveryFolders(from)) {
+        std::string to;
+        try {
+            to = MakeRecoveryFile(folder, from);
+            data_set_.path = to;
+            begun_.clear();
+            SetUp(id);
+            const bool has_all = id == 0 || CopyFrom(from);
+            has_left_ = true;
+            detour_ = Detour{from, to, reason, has_all};
+            return true;
+        } catch (const std::exception& error) {
+            framework::LogWarn("results cannot be written to " + (to.empty() ? folder : to) +
+                               " either: " + error.what());
+            Drop();
+            boost::system::error_code ignored;
+            if (!to.empty()) boost::filesystem::remove(to, ignored);
+        }
+    }
+    data_set_.path = from;
+    id_ = id;
+    try {
+        if (id != 0) Open(Mode::Existing);  // to be left as one file
+    } catch (const SqliteError&) {
+    }
+    return false;
+}
+
+bool ResultsFile::CopyFrom(const std::string& path) {
+    if (!boost::filesystem::exists(path)) return false;  // SQLite would make it
+    try {
+        CopyDataSet(*connection_, *catalogue_, path, id_);
+        return true;
+    } catch (const SqliteError& error) {
+        // A folder that has no room for the results so far has none for those to come.
+        if (error.IsOutOfRoom()) throw;
+        framework::LogWarn("results cannot be copied from " + path + ": " + error.what());
+        return false;
+    }
 }
 
 void ResultsFile::Open(Mode mode) {
     connection_ = std::make_unique<SqliteConnection>(data_set_.path, mode);
     try {
         connection_->SetLockWait(lock_wait_);
+        catalogue_.emplace(*connection_);
         if (mode != Mode::Create) return;
         connection_->Execute(kPageSize);
         EnterWalMode();
         connection_->Execute("PRAGMA synchronous = NORMAL");
         connection_->Execute(kCheckpointDistance);
     } catch (...) {
-        connection_.reset();
+        Drop();
         throw;
     }
 }
 
 void ResultsFile::EnterWalMode() {
-    try {
-        connection_->Execute("PRAGMA journal_mode = WAL");
-    } catch (const SqliteError& error) {
-        // Somebody reads an older data set just now; without WAL mode he and the test wait for each other.
-        if (!error.IsBusy()) throw;
+    // SQLite gives up at once where waiting could be in vain: when several runs make the file together.
+    const auto deadline = std::chrono::steady_clock::now() + lock_wait_;
+    for (;;) {
+        try {
+            return connection_->Execute("PRAGMA journal_mode = WAL");
+        } catch (const SqliteError& error) {
+            if (!error.IsBusy()) throw;
+            // Somebody reads an older data set just now; without WAL mode he and the test wait for each
+            // other.
+            if (std::chrono::steady_clock::now() >= deadline) return;
+        }
+        std::this_thread::sleep_for(kRetryPause);
     }
 }
 
@@ -93,6 +175,7 @@ void ResultsFile::EnsureOwnTables() {
                                     {"RootNode", "INTEGER"},
                                     {"TestCommand", "INTEGER"},
                                     {"Iteration", "INTEGER"}});
+    catalogue_->Ensure("DataSetDescriptions", {{"DataSetId", "INTEGER"}, {"Name", "TEXT"}, {"Text", "TEXT"}});
     catalogue_->Ensure("IterationDatabases",
                        {{"NodeHnd", "INTEGER"}, {"Path", "TEXT"}, {"DataSetId", "INTEGER"}});
     catalogue_->Ensure(
@@ -108,15 +191,27 @@ void ResultsFile::EnsureOwnTables() {
 template <class Work>
 void ResultsFile::InTransaction(const Work& work) {
     ORV_ASSERT(id_ != 0, "A data set comes before what is in it");
+    try {
+        Attempt(work);
+    } catch (const std::exception& error) {
+        if (!GoOnBeside(error.what())) throw;
+        Attempt(work);
+    }
+}
+
+template <class Work>
+void ResultsFile::Attempt(const Work& work) {
     const bool was_open = connection_ != nullptr;
     if (!was_open) Open(Mode::Existing);
     try {
-        if (!catalogue_) catalogue_.emplace(*connection_);
         SqliteTransaction transaction(*connection_);
         work();
         transaction.Commit();
     } catch (...) {
         if (!was_open) Drop();
+        // Their tables may be gone with the transaction.
+        tables_.clear();
+        all_device_.reset();
         throw;
     }
     if (!was_open) Drop();
@@ -192,12 +287,38 @@ void ResultsFile::AddIterationDatabase(std::uint32_t node_handle, const std::str
     });
 }
 
-void ResultsFile::Finalise(const std::string& end_time) {
+void ResultsFile::Describe(const std::string& name, const std::string& text) {
+    try {
+        Attempt([&] {
+            for (const std::uint32_t id : begun_) StoreText(id, name, text);
+        });
+    } catch (const std::exception& error) {
+        // No result is lost by it, so the results stay where they are.
+        framework::LogWarn(data_set_.path + " lacks a part of its description (" + name +
+                           "): " + error.what());
+    }
+}
+
+void ResultsFile::StoreText(std::uint32_t id, const std::string& name, const std::string& text) {
+    SqliteStatement clear(*connection_, "DELETE FROM DataSetDescriptions WHERE DataSetId = ? AND Name = ?");
+    clear.Bind(1, std::int64_t{id});
+    clear.Bind(2, name);
+    clear.Run();
+    SqliteStatement insert(*connection_,
+                           "INSERT INTO DataSetDescriptions(DataSetId, Name, Text) VALUES(?, ?, ?)");
+    insert.Bind(1, std::int64_t{id});
+    insert.Bind(2, name);
+    insert.Bind(3, text);
+    insert.Run();
+}
+
+void ResultsFile::Finalise(const std::string& end_time, const std::string& wall_clock_time) {
     InTransaction([&] {
         SqliteStatement update(*connection_, "UPDATE DataSets SET EndTime = ? WHERE DataSetId = ?");
         update.Bind(1, end_time);
         update.Bind(2, std::int64_t{id_});
         update.Run();
+        StoreText(id_, core::description::kEndTime, wall_clock_time);
     });
     if (!connection_) return;
     BecomeOneFile();

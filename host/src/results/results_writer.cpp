@@ -1,5 +1,6 @@
 #include "results_writer.h"
 
+#include <exception>
 #include <utility>
 
 #include "../framework/framework_log.h"
@@ -95,9 +96,32 @@ void ResultsWriter::Fail(const char* purpose, const std::string& reason) {
         if (has_failed_) return;
         has_failed_ = true;
         const std::string place = path_.empty() ? "" : " to " + path_;
-        text = error_text_ = "results cannot be written" + place + " (" + purpose + "): " + reason;
+        text = "results cannot be written" + place + " (" + purpose + "): " + reason;
+    }
+    AddError(text);
+}
+
+void ResultsWriter::NoteDetour(const char* purpose, const Detour& detour) {
+    {
+        const Guard guard(mutex_);
+        path_ = detour_ = detour.to;
+    }
+    const std::string rest = detour.has_all ? "" : ", but for those stored before, which stay there";
+    AddError("results cannot be written to " + detour.from + " (" + purpose + "): " + detour.reason +
+             "; those of this test are in " + detour.to + rest);
+}
+
+void ResultsWriter::AddError(const std::string& text) {
+    {
+        const Guard guard(mutex_);
+        error_text_ += (error_text_.empty() ? "" : "; ") + text;
     }
     framework::LogError(text);
+}
+
+std::string ResultsWriter::GetDetour() const {
+    const Guard guard(mutex_);
+    return detour_;
 }
 
 void ResultsWriter::Run() {
@@ -125,15 +149,20 @@ void ResultsWriter::Do(const Job& job) {
         has_failed_ = false;
         has_warned_ = false;
         error_text_.clear();
+        detour_.clear();
         path_ = job.path;
     }
     if (job.kind == Kind::Write && HasFailed()) return;
+    std::exception_ptr failure;
     try {
         job.run(file_);
     } catch (...) {
-        Fail(job.purpose, framework::DescribeException(std::current_exception()));
-        if (job.kind == Kind::Finish) file_.Close();
+        failure = std::current_exception();
     }
+    if (const auto detour = file_.TakeDetour()) NoteDetour(job.purpose, *detour);
+    if (!failure) return;
+    Fail(job.purpose, framework::DescribeException(failure));
+    if (job.kind == Kind::Finish) file_.Close();
 }
 
 }  // namespace orv::results

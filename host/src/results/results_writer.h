@@ -21,7 +21,7 @@ struct WriterOptions {
 };
 
 /// Does jobs in the order in which they are pushed. The first job that fails is the last that is done: those
-/// behind it are dropped until one starts afresh.
+/// behind it are dropped until one starts afresh. A job whose results went to another file has not failed.
 ///
 /// Whoever waits gives up the task lock meanwhile. He waits on a condition variable and does no other work,
 /// since he may hold a lock of his own that such work would want.
@@ -55,6 +55,8 @@ class ResultsWriter {
     /// Thread-safe.
     bool HasFailed() const;
     std::string GetErrorText() const;
+    /// The file that took the place of the one that was asked for; empty when none did.
+    std::string GetDetour() const;
     /// Notes a failure and logs it, unless there is one already.
     void Fail(const char* purpose, const std::string& reason);
 
@@ -68,6 +70,8 @@ class ResultsWriter {
     void WarnOfWaiting();
     void Run();
     void Do(const Job& job);
+    void NoteDetour(const char* purpose, const Detour& detour);
+    void AddError(const std::string& text);
 
     const WriterOptions options_;
     mutable std::mutex mutex_;
@@ -82,6 +86,7 @@ class ResultsWriter {
     bool has_warned_ = false;
     std::string error_text_;
     std::string path_;
+    std::string detour_;
     ResultsFile file_;  ///< of the thread
     std::thread thread_;
 };

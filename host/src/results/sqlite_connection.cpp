@@ -89,8 +89,8 @@ void SqliteStatement::Check(int code) const {
     if (code != SQLITE_OK) throw SqliteError(sqlite3_db_handle(statement_), code);
 }
 
-SqliteTransaction::SqliteTransaction(SqliteConnection& connection) : connection_(connection) {
-    connection.Execute("BEGIN IMMEDIATE");
+SqliteTransaction::SqliteTransaction(SqliteConnection& connection, Kind kind) : connection_(connection) {
+    connection.Execute(kind == Kind::Immediate ? "BEGIN IMMEDIATE" : "BEGIN");
 }
 
 SqliteTransaction::~SqliteTransaction() {

@@ -17,7 +17,12 @@ class SqliteError : public std::runtime_error {
     SqliteError(sqlite3* connection, int code);
     int GetCode() const { return code_; }
     /// Another connection holds a lock.
-    bool IsBusy() const { return (code_ & 0xff) == SQLITE_BUSY || (code_ & 0xff) == SQLITE_LOCKED; }
+    bool IsBusy() const {
+        const int kind = code_ & 0xff;
+        return kind == SQLITE_BUSY || kind == SQLITE_LOCKED || kind == SQLITE_PROTOCOL;
+    }
+    /// The disk is full, or the file as large as it may become.
+    bool IsOutOfRoom() const { return (code_ & 0xff) == SQLITE_FULL || code_ == SQLITE_IOERR_WRITE; }
 
   private:
     int code_;
@@ -76,7 +81,11 @@ class SqliteStatement {
 /// Rolls back unless it is committed.
 class SqliteTransaction {
   public:
-    explicit SqliteTransaction(SqliteConnection& connection);
+    /// Immediate: every database of the connection is locked for writing from the beginning. Deferred: each
+    /// is locked as it is used.
+    enum class Kind { Immediate, Deferred };
+
+    explicit SqliteTransaction(SqliteConnection& connection, Kind kind = Kind::Immediate);
     ~SqliteTransaction();
     SqliteTransaction(const SqliteTransaction&) = delete;
     SqliteTransaction& operator=(const SqliteTransaction&) = delete;

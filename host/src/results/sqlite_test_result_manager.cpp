@@ -18,12 +18,20 @@ namespace orv::results {
 namespace {
 
 /// Universal time with milliseconds, as SQLite's date functions read it.
-std::string GetTimeText() {
+std::string FormatTime(std::chrono::system_clock::duration since_1970) {
     using std::chrono::milliseconds;
-    const auto time =
-        std::chrono::duration_cast<milliseconds>(framework::CTaskManager::Instance().GetSystemTime()).count();
+    const auto time = std::chrono::duration_cast<milliseconds>(since_1970).count();
     return fmt::format("{:%Y-%m-%d %H:%M:%S}.{:03}", fmt::gmtime(static_cast<std::time_t>(time / 1000)),
                        time % 1000);
+}
+
+/// By the clock of the test.
+std::string GetTimeText() {
+    return FormatTime(framework::CTaskManager::Instance().GetSystemTime());
+}
+
+std::string GetWallClockText() {
+    return FormatTime(std::chrono::system_clock::now().time_since_epoch());
 }
 
 }  // namespace
@@ -37,13 +45,22 @@ SqliteTestResultManager::~SqliteTestResultManager() {
 }
 
 std::string SqliteTestResultManager::GetDatabasePath() const {
+    const std::string detour = writer_.GetDetour();
     const std::lock_guard guard(mutex_);
-    return path_;
+    return path_.empty() || detour.empty() ? path_ : detour;
 }
 
 void SqliteTestResultManager::SetPath(const std::string& path) {
     const std::lock_guard guard(mutex_);
     path_ = path;
+}
+
+void SqliteTestResultManager::Describe(const std::string& name, const std::string& text) {
+    std::erase_if(description_, [&name](const auto& entry) { return entry.first == name; });
+    description_.emplace_back(name, text);
+    if (data_set_id_ == 0 || writer_.HasFailed()) return;
+    writer_.PushAndWait({ResultsWriter::Kind::Write, "storing a description", text.size(),
+                         [&name, &text](ResultsFile& file) { file.Describe(name, text); }, ""});
 }
 
 void SqliteTestResultManager::StartInteractive() {
@@ -74,7 +91,9 @@ void SqliteTestResultManager::SetTestResultSetting(const TestResultSetting& sett
                         GetTimeText(),
                         iteration_,
                         GetStoredClasses(),
-                        framework::CMetaClassManager::Instance().GetClass(ids::EmulatedDevice::CLASS)};
+                        framework::CMetaClassManager::Instance().GetClass(ids::EmulatedDevice::CLASS),
+                        description_};
+    data_set.description.emplace_back(core::description::kStartTime, GetWallClockText());
     std::uint32_t id = 0;
     writer_.PushAndWait({ResultsWriter::Kind::Begin, "opening", 0,
                          [&](ResultsFile& file) { id = file.Begin(std::move(data_set)); }, path});
@@ -148,9 +167,9 @@ void SqliteTestResultManager::RegisterIterationDatabase(framework::CScriptable& 
 void SqliteTestResultManager::Finalise() {
     if (!must_finalise_) return;
     writer_.PushAndWait({ResultsWriter::Kind::Finish, "finalising", 0,
-                         [this, time = GetTimeText()](ResultsFile& file) {
+                         [this, time = GetTimeText(), wall_clock = GetWallClockText()](ResultsFile& file) {
                              // What is incomplete has no end.
-                             writer_.HasFailed() ? file.Close() : file.Finalise(time);
+                             writer_.HasFailed() ? file.Close() : file.Finalise(time, wall_clock);
                          },
                          ""});
     must_finalise_ = false;

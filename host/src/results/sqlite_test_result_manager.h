@@ -18,6 +18,7 @@ class SqliteTestResultManager : public core::TestResultManager {
     SqliteTestResultManager(const std::string& folder, const WriterOptions& options);
     ~SqliteTestResultManager() override;
 
+    void Describe(const std::string& name, const std::string& text) override;
     void StartInteractive() override;
     void SetTestResultSetting(const TestResultSetting& setting) override;
     void SaveConfiguration(bool save) override;
@@ -40,6 +41,7 @@ class SqliteTestResultManager : public core::TestResultManager {
     bool CanWrite(const char* purpose);
     void Write(const char* purpose, std::size_t bytes, std::function<void(ResultsFile&)> work);
 
+    Description description_;
     const boost::filesystem::path folder_;  ///< absolute
     mutable std::mutex mutex_;              ///< of the path
     std::string path_;

@@ -82,6 +82,7 @@ std::string DumpDatabase(const std::filesystem::path& path) {
          ReadRows(database.get(), "SELECT name FROM sqlite_master WHERE type = 'table' ORDER BY name")) {
         const std::string& name = table.front().second;
         for (const Row& row : ReadRows(database.get(), "SELECT * FROM \"" + name + "\"")) {
+            if (name == "DataSetDescriptions" && left_out.contains(row[1].second)) continue;
             dump += name;
             for (const auto& [column, value] : row) {
                 if (!left_out.contains(column)) dump += "|" + column + "=" + value;

@@ -18,68 +18,158 @@ using testing::HasSubstr;
 
 class FailureTest : public ResultsTest {
   protected:
-    /// One error in the log, which is the manager's error text.
-    void ExpectOneError(const services_test::LogCatcher& log, const std::string& path,
-                        const std::string& reason) {
+    /// The errors of the log are the manager's error text.
+    void ExpectErrors(const services_test::LogCatcher& log, const std::string& path,
+                      const std::string& reason, int expected = 1) {
         EXPECT_THAT(Manager().GetErrorText(), AllOf(HasSubstr(path), HasSubstr(reason)));
-        int errors = 0;
+        std::string errors;
+        int count = 0;
         for (const auto& record : log.GetRecords()) {
-            if (record.level != LogLevelType::Error) continue;
-            ++errors;
-            EXPECT_EQ(record.text, Manager().GetErrorText());
+            if (record.level == LogLevelType::Error) errors += (count++ == 0 ? "" : "; ") + record.text;
         }
-        EXPECT_EQ(errors, 1);
+        EXPECT_EQ(errors, Manager().GetErrorText());
+        EXPECT_EQ(count, expected);
     }
-    void RunWholeTest(const std::string& name) {
-        Begin(name);
-        Manager().SaveConfiguration(true);
-        Manager().SaveResults(MakeResults(2));
-        Manager().SaveObjects({ids::Project::CLASS});
-        Manager().SetRootNode(Project());
-        Manager().Finalise();
+    /// `trouble` comes before the step of that number.
+    void RunWholeTest(const std::string& name, int trouble_at = 0,
+                      const std::function<void()>& trouble = {}) {
+        const std::function<void()> steps[] = {
+            [&] { Begin(name); },
+            [&] { Manager().SaveConfiguration(true); },
+            [&] { Manager().SetTestCommand(dynamic_cast<CCommand&>(Make(kSampleCommand))); },
+            [&] { Manager().SaveResults(MakeResults(2)); },
+            [&] { Manager().SaveObjects({ids::Project::CLASS}); },
+            [&] { Manager().SetRootNode(Project()); },
+            [&] { Manager().Finalise(); },
+        };
+        for (int i = 0; i < static_cast<int>(std::size(steps)); ++i) {
+            if (trouble && i == trouble_at) {
+                Settle();
+                trouble();
+            }
+            steps[i]();
+        }
+    }
+    /// Waits until everything has been written.
+    void Settle() { Manager().Describe("Title", "All of it"); }
+    static void Hold(sqlite3*& holder, const std::string& path, const char* lock) {
+        sqlite3_open(path.c_str(), &holder);
+        EXPECT_EQ(sqlite3_exec(holder, lock, nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(holder);
     }
 };
 
-TEST_F(FailureTest, AFileThatCannotBeOpenedIsOneErrorAndTheNextTestStartsAfresh) {
-    MakeManager({.lock_wait = std::chrono::milliseconds(50)});
+TEST_F(FailureTest, WhatCannotBeWrittenToItsFileIsAllInAnotherOne) {
+    MakeManager({.lock_wait = std::chrono::milliseconds(20)});
+    fs::create_directory(folder_ / "tmp");
+    setenv("TMPDIR", (folder_ / "tmp").c_str(), 1);
     sqlite3* holder = nullptr;
+    constexpr int kEnd = 6;
     const struct {
         const char* name;
-        std::function<void(const std::string& path)> prepare;
+        std::vector<int> steps;  ///< before which the trouble comes
+        std::function<void(const std::string& path)> trouble;
         const char* reason;
+        const char* other = "";  ///< folder of the other file
     } cases[] = {
-        {"text", [](const auto& path) { std::ofstream(path) << std::string(5000, 'x'); },
+        {"text",
+         {0},
+         [](const auto& path) { std::ofstream(path) << std::string(5000, 'x'); },
          "file is not a database"},
-        {"folder", [](const auto& path) { fs::create_directory(path); }, "unable to open database file"},
-        {"no_folder/x", [&](const auto&) { std::ofstream(folder_ / "no_folder") << "x"; },
-         "the folder cannot be made"},
+        {"folder", {0}, [](const auto& path) { fs::create_directory(path); }, "unable to open database file"},
+        {"no_folder/x",
+         {0},
+         [&](const auto&) { std::ofstream(folder_ / "no_folder") << "x"; },
+         "the folder cannot be made",
+         "tmp/"},
         {"locked",
+         {0},
+         [&](const auto& path) { Hold(holder, path, "BEGIN EXCLUSIVE"); },
+         "database is locked"},
+        {"read",
+         {0},
          [&](const auto& path) {
-             sqlite3_open(path.c_str(), &holder);
-             EXPECT_EQ(sqlite3_exec(holder, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr), SQLITE_OK);
+             RunWholeTest("read");
+             Hold(holder, path, "BEGIN; SELECT count(*) FROM Project");
          },
+         "database is locked"},
+        {"written",
+         {1, 3, 5, kEnd},
+         [&](const auto& path) { Hold(holder, path, "BEGIN IMMEDIATE"); },
          "database is locked"},
     };
     for (const auto& bad : cases) {
-        SCOPED_TRACE(bad.name);
-        const services_test::LogCatcher log;
-        const std::string path = folder_ / (std::string(bad.name) + ".db");
-        bad.prepare(path);
-        RunWholeTest(bad.name);
-        ExpectOneError(log, path, bad.reason);
-        EXPECT_EQ(Manager().GetDatabasePath(), "");
-        EXPECT_EQ(Manager().GetDataSetId(), 0u);
-        EXPECT_FALSE(Manager().MustFinalise());
+        for (const int step : bad.steps) {
+            SCOPED_TRACE(bad.name + std::to_string(step));
+            const services_test::LogCatcher log;
+            const std::string name = bad.name + (step == 0 ? "" : std::to_string(step));
+            const std::string path = folder_ / (name + ".db");
+            RunWholeTest(name, step, [&] { bad.trouble(path); });
+            sqlite3_close(std::exchange(holder, nullptr));
+            const std::string other =
+                folder_ / (bad.other + fs::path(name).stem().string() + ".recovered-1.db");
+            ExpectErrors(log, path, bad.reason);
+            EXPECT_THAT(Manager().GetErrorText(), testing::EndsWith("are in " + other));
+            EXPECT_EQ(Manager().GetDatabasePath(), other);
+            const Reader reader(other);
+            EXPECT_EQ(
+                reader.Get("SELECT count(*) || RootNode || (TestCommand = Handle) || (EndTime > StartTime) "
+                           "FROM DataSets, SampleCommand"),
+                "1" + std::to_string(Project().GetHandle()) + "10");
+            EXPECT_EQ(
+                reader.Get(
+                    "SELECT (SELECT count(*) > 0 FROM Project) || (SELECT count(*) > 1 FROM SampleResult)"
+                    " || (SELECT count(*) || min(Name) FROM DataSetDescriptions)"),
+                "113EndTime");
 
-        RunWholeTest("good");
-        EXPECT_EQ(Manager().GetErrorText(), "");
+            RunWholeTest("good");
+            EXPECT_EQ(Manager().GetErrorText(), "");
+            EXPECT_EQ(Manager().GetDatabasePath(), folder_ / "good.db");
+        }
     }
-    sqlite3_close(holder);
+    unsetenv("TMPDIR");
     EXPECT_EQ(Reader(folder_ / "good.db").Get("SELECT count(*) FROM DataSets WHERE EndTime IS NOT NULL"),
-              "4");
+              "9");
 }
 
-TEST_F(FailureTest, AFullDiskEndsTheWritingAndLeavesWhatIsThere) {
+TEST(BeginTest, ProgramsThatMakeOneFileTogetherAllWriteToIt) {
+    constexpr int kPrograms = 12;
+    const Folder folder;
+    std::vector<pid_t> children;
+    for (int i = 0; i < kPrograms; ++i) {
+        children.push_back(fork());
+        if (children.back() != 0) continue;
+        int status = 1;
+        try {
+            class Program : public ResultsTest {
+              public:
+                int Run(const std::string& path) {
+                    Begin("", path);
+                    Manager().SetTestCommand(dynamic_cast<CCommand&>(Make(kSampleCommand)));
+                    Manager().SaveResults(MakeResults(3));
+                    Manager().Finalise();
+                    return Manager().GetErrorText().empty() ? 0 : 1;
+                }
+                void TestBody() override {}
+            };
+            status = Program().Run(folder / "new");
+        } catch (...) {
+        }
+        _exit(status);
+    }
+    for (const pid_t child : children) {
+        int status = -1;
+        waitpid(child, &status, 0);
+        EXPECT_EQ(status, 0);
+    }
+    EXPECT_THAT(folder.List(), testing::ElementsAre("new.db"));
+    const Reader reader(folder / "new.db");
+    EXPECT_EQ(reader.Get("PRAGMA integrity_check"), "ok");
+    EXPECT_EQ(reader.Get("SELECT (SELECT max(DataSetId) || ' ' || count(EndTime) FROM DataSets) || ' ' || "
+                         "count(*) || ' ' || count(DISTINCT DataSetId) FROM SampleResult"),
+              "12 12 36 12");
+}
+
+TEST_F(FailureTest, WhatFillsAlsoTheOtherFileEndsThere) {
     const services_test::LogCatcher log;
     Begin();
     Manager().SaveConfiguration(true);
@@ -96,9 +186,9 @@ TEST_F(FailureTest, AFullDiskEndsTheWritingAndLeavesWhatIsThere) {
     }
     Manager().Finalise();
     setrlimit(RLIMIT_FSIZE, &before);
-    ExpectOneError(log, folder_ / "test.db", "disk I/O error");
+    ExpectErrors(log, folder_ / "test.db", "disk I/O error", 2);
 
-    const Reader reader(folder_ / "test.db");
+    const Reader reader(folder_ / "test.recovered-1.db");
     EXPECT_EQ(reader.Get("PRAGMA integrity_check"), "ok");
     EXPECT_EQ(reader.Get("SELECT count(*) FROM SampleResult WHERE Text = 'kept'"), "10");
     EXPECT_EQ(reader.Get("SELECT count(*) % 20 FROM SampleResult WHERE Text <> 'kept'"), "0");
@@ -111,7 +201,7 @@ TEST_F(FailureTest, ResultsWithoutATestAreAnErrorAndNoException) {
     Manager().SaveObjects({});
     Manager().SetRootNode(Project());
     Manager().Finalise();
-    ExpectOneError(log, "", "no data set");
+    ExpectErrors(log, "", "no data set");
 }
 
 /// Saves groups of 50 rows until it is killed.

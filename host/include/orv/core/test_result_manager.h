@@ -21,16 +21,27 @@ struct TestResultSetting {
     std::string output_file_path;  ///< path without ending; a relative one begins in the manager's folder
 };
 
+/// Names of texts that describe a data set and that the manager knows itself: when it was begun and
+/// finalised, in universal time, by the clock on the wall, whatever clock the test has.
+namespace description {
+inline constexpr const char* kStartTime = "StartTime";
+inline constexpr const char* kEndTime = "EndTime";
+}  // namespace description
+
 /// Base of the object that stores results while it lives. A host without one runs tests all the same;
 /// plug-ins find null then.
 ///
 /// A test's results are one data set of a database file. For each test the operations come in the order in
-/// which they are declared. Used under the task lock; an operation that waits for the disk gives the lock up
-/// meanwhile, after it has copied what it stores. The getters may be called from any thread.
+/// which they are declared (Describe at any time). Used under the task lock; an operation that waits for the
+/// disk gives the lock up meanwhile, after it has copied what it stores. The getters may be called from any
+/// thread.
 ///
-/// What cannot be written never stops a test: the first failure is logged once, as an error that names the
-/// path, and kept for GetErrorText; what was written stays readable, and what comes later is dropped until
-/// the next SetTestResultSetting.
+/// What cannot be written never stops a test. When a file cannot be written (any more), its data set goes on
+/// in a new file beside it, which gets all that has been stored of the test so far; GetDatabasePath says
+/// where. That is logged as an error that names both paths, and kept for GetErrorText, although nothing is
+/// lost: who reads the file that was asked for would take the results of an earlier test for those of this
+/// one. When the other file cannot be written either, that is a second error; what was written stays
+/// readable, and what comes later is dropped until the next SetTestResultSetting.
 class TestResultManager {
   public:
     using TestResultSetting = core::TestResultSetting;
@@ -42,6 +53,10 @@ class TestResultManager {
     TestResultManager(const TestResultManager&) = delete;
     TestResultManager& operator=(const TestResultManager&) = delete;
 
+    /// A text that describes what is run, under a name: stored with each data set begun from now on, and with
+    /// those that this manager has begun so far in the current file; in place of the one stored under that
+    /// name before. Returns once it is stored; what cannot be stored is a warning in the log.
+    virtual void Describe(const std::string& name, const std::string& text) = 0;
     /// A user starts a test by hand: it is no iteration of a sequence.
     virtual void StartInteractive() = 0;
     /// Opens the database file, made with its folders if there is none, and begins a new data set in it. The
@@ -49,8 +64,8 @@ class TestResultManager {
     virtual void SetTestResultSetting(const TestResultSetting& setting) = 0;
     /// True: stores the configuration as it is now, with its relations.
     virtual void SaveConfiguration(bool save) = 0;
-    /// Absolute path of the database file with its ending; empty before there is one, also when it could not
-    /// be opened.
+    /// Absolute path of the database file with its ending: the one that was asked for, or the one that
+    /// took its place. Empty before there is one, also when none could be made.
     virtual std::string GetDatabasePath() const = 0;
     /// The file's data set that this test writes, counted from 1; 0 before there is one.
     virtual std::uint32_t GetDataSetId() const = 0;
@@ -96,8 +111,8 @@ class TestResultManager {
 /// else as text, the elements of a list separated by blanks, NULL for no value. AllDevice holds the emulated
 /// devices of all classes, RelationTable (SourceHnd, TargetHnd, Type, DataSetId) the relations by name,
 /// DataSets the tests (Category; StartTime and EndTime in universal time, EndTime is null until the data set
-/// is finalised; RootNode, TestCommand, Iteration), IterationDatabases (NodeHnd, Path, DataSetId) other
-/// files.
+/// is finalised; RootNode, TestCommand, Iteration), DataSetDescriptions (DataSetId, Name, Text) the texts
+/// that describe them, IterationDatabases (NodeHnd, Path, DataSetId) other files.
 ///
 /// Handles of several data sets do not meet in a file, so that tables can be joined by handle alone: data set
 /// n adds (n - 1) * 2^32 to every handle that it stores, those in properties of type handle included.

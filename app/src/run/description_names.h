@@ -1,0 +1,13 @@
+// Names of the texts by which a results database describes the run that wrote it.
+#pragma once
+
+namespace orv::app::run_description {
+
+inline constexpr const char* kTitle = "Title";
+inline constexpr const char* kTestFile = "TestFile";  ///< its path, as it was given
+inline constexpr const char* kTestFileText = "TestFileText";
+inline constexpr const char* kSeed = "Seed";
+inline constexpr const char* kVersion = "Version";  ///< of the program
+inline constexpr const char* kOutcome = "Outcome";  ///< GetRunEndName, once the run has ended
+
+}  // namespace orv::app::run_description

@@ -1,0 +1,14 @@
+// What a results database says of the run that wrote it, so that the run can be repeated.
+#pragma once
+
+#include "description_names.h"
+#include "orv/core/test_result_manager.h"
+#include "run_outcome.h"
+#include "test_file/test_file.h"
+
+namespace orv::app {
+
+/// Before the first test.
+void DescribeRun(core::TestResultManager& database, const TestFile& file, const RunOutcome& outcome);
+
+}  // namespace orv::app
