@@ -106,8 +106,10 @@ bool ResultsFile::GoOnBeside(const std::string& reason) {
             detour_ = Detour{from, to, reason, has_all};
             return true;
         } catch (const std::exception& error) {
-            framework::LogWarn("results cannot be written to " + (to.empty() ? folder : to) +
-                               " either: " + error.what());
+            framework::LogWarn([&] {
+                return "results cannot be written to " + (to.empty() ? folder : to) +
+                       " either: " + error.what();
+            });
             Drop();
             boost::system::error_code ignored;
             if (!to.empty()) boost::filesystem::remove(to, ignored);
@@ -130,7 +132,7 @@ bool ResultsFile::CopyFrom(const std::string& path) {
     } catch (const SqliteError& error) {
         // A folder that has no room for the results so far has none for those to come.
         if (error.IsOutOfRoom()) throw;
-        framework::LogWarn("results cannot be copied from " + path + ": " + error.what());
+        framework::LogWarn([&] { return "results cannot be copied from " + path + ": " + error.what(); });
         return false;
     }
 }
@@ -294,8 +296,9 @@ void ResultsFile::Describe(const std::string& name, const std::string& text) {
         });
     } catch (const std::exception& error) {
         // No result is lost by it, so the results stay where they are.
-        framework::LogWarn(data_set_.path + " lacks a part of its description (" + name +
-                           "): " + error.what());
+        framework::LogWarn([&] {
+            return data_set_.path + " lacks a part of its description (" + name + "): " + error.what();
+        });
     }
 }
 

@@ -17,9 +17,10 @@ void LogFault(const Message& answer, void* port_handle) {
     if (answer.get_msg_type() != tm::TMT_FAULT) return;
     const auto handle = static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(port_handle));
     const auto* port = FindByHandle<core::CPort>(handle);
-    LogText(devLogger(), LogLevelType::Error,
-            (port ? port->GetName() : std::string("A port")) + " did not carry out " +
-                answer.get_request_name() + ": " + answer.get_fault_string());
+    LogText(devLogger(), LogLevelType::Error, [&] {
+        return (port ? port->GetName() : std::string("A port")) + " did not carry out " +
+               answer.get_request_name() + ": " + answer.get_fault_string();
+    });
 }
 
 }  // namespace orv::iptv

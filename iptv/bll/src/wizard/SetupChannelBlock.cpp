@@ -50,7 +50,8 @@ void Register(CScriptable& object) {
 mcastcore::CMulticastGroup& CIptvWizardMcastSources::SetupChannelBlocknMcastGroup(
     const CIptvWizardTestConfig& config, std::uint32_t& groupHandle) {
     if (GetNumOfChannels() == 0)
-        LogText(userLogger(), LogLevelType::Warn, DescribeWithPort(*this) + " has no channels.");
+        LogText(userLogger(), LogLevelType::Warn,
+                [this] { return DescribeWithPort(*this) + " has no channels."; });
     CScriptable& project = GetWizardProject(kGroupOperation);
     core::CNetworkBlock* block = nullptr;
     if (config.IsIpv4()) {
