@@ -242,6 +242,10 @@ TEST_F(TestFileTest, MistakesOfReferences) {
          "zap.yaml:12:20: VlanIf \"q\", StackedOn: the interface is stacked on itself\n"
          "zap.yaml:14:24: EmulatedDevice \"d\", TopLevelIf: \"Ethernet\" names 2 objects; expected one of "
          "first/Ethernet, second/Ethernet\n"},
+        {"  - IptvChannelBlock: c\n    MulticastParam: p\n",
+         "zap.yaml:10:21: IptvChannelBlock \"c\", MulticastParam: Port \"p\" is of the wrong class; expected "
+         "MulticastGroup "
+         "(Ipv4Group, Ipv6Group)\n"},
         // Handles are of classes, too.
         {"  - IptvViewedChannels: v\n    ChannelBlock: d\n",
          "zap.yaml:10:19: IptvViewedChannels \"v\", ChannelBlock: EmulatedDevice \"d\" is of the wrong "

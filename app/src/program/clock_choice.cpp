@@ -1,10 +1,21 @@
 #include "clock_choice.h"
 
+#include <algorithm>
+
+#include "orv/ids/core_ids.h"
+#include "run/port_location.h"
+
 namespace orv::app {
 
 using framework::ClockKind;
 
 namespace {
+
+bool HasLivePort(const TestFile& file) {
+    const auto locations = file.GetValues(ids::Port::Location);
+    return std::any_of(locations.begin(), locations.end(),
+                       [](const std::string& location) { return location.starts_with(kLiveScheme); });
+}
 
 LoadedTest Load(ClockKind clock, const Arguments& arguments, const FileText& text,
                 const std::filesystem::path& plugin) {
@@ -17,7 +28,7 @@ LoadedTest Load(ClockKind clock, const Arguments& arguments, const FileText& tex
 
 LoadedTest LoadTest(const Arguments& arguments, const FileText& text, const std::filesystem::path& plugin) {
     LoadedTest test = Load(arguments.clock.value_or(ClockKind::Virtual), arguments, text, plugin);
-    if (arguments.clock || !arguments.run.replay.empty() || !test.file.HasLivePort()) return test;
+    if (arguments.clock || !arguments.run.replay.empty() || !HasLivePort(test.file)) return test;
     // A session keeps its clock, and only a session knows what the file means. There is one at a time.
     test.session.reset();
     return Load(ClockKind::Real, arguments, text, plugin);

@@ -9,9 +9,7 @@
 #include "names.h"
 #include "object_reader.h"
 #include "orv/common/exceptions.h"
-#include "orv/ids/core_ids.h"
 #include "plan.h"
-#include "run/port_location.h"
 #include "setting.h"
 #include "source_tree.h"
 #include "value_reader.h"
@@ -210,13 +208,14 @@ bool TestFile::HasSequence() const {
     return plan_->has_sequence;
 }
 
-bool TestFile::HasLivePort() const {
-    const auto is_live = [](const PlannedValue& value) {
-        return value.property->id == ids::Port::Location && value.text.starts_with(kLiveScheme);
-    };
-    return std::any_of(plan_->Objects().begin(), plan_->Objects().end(), [&](const PlannedObject& object) {
-        return std::any_of(object.values.begin(), object.values.end(), is_live);
-    });
+std::vector<std::string> TestFile::GetValues(framework::PropId property) const {
+    std::vector<std::string> texts;
+    for (const PlannedObject& object : plan_->Objects()) {
+        for (const PlannedValue& value : object.values) {
+            if (value.property->id == property) texts.push_back(value.text);
+        }
+    }
+    return texts;
 }
 
 }  // namespace orv::app

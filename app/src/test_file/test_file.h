@@ -10,6 +10,7 @@
 
 #include "file_text.h"
 #include "mistake.h"
+#include "orv/framework/meta_class.h"
 #include "orv/nic/live_port.h"
 #include "simulation.h"
 
@@ -74,8 +75,8 @@ class TestFile {
     std::optional<std::string> FindReference(const Built& built, std::uint32_t handle) const;
     /// True when the file says itself which commands are run.
     bool HasSequence() const;
-    /// True when a port of the file is on a network interface, as far as the file could be read.
-    bool HasLivePort() const;
+    /// /// The texts that objects of the file have for a property, as far as the file could be read.
+    std::vector<std::string> GetValues(framework::PropId property) const;
 
   private:
     TestFile();
