@@ -256,7 +256,7 @@ class LiveLabTest(laboratory.LabTestCase):
         text = (laboratory.PROJECT / "examples" / "live-zapping.yaml").read_text()
         outcome = test_files.Run(lab, text).wait()
         self.assert_good(outcome)
-        self.assertEqual(len(outcome.events), 20)
+        self.assertEqual(len(outcome.events), 8)
         self.assertLess(statistics.median(join_latencies(outcome)), 5)
         self.assertAlmostEqual(statistics.median(leave_latencies(outcome)), 2000, delta=50)
 
