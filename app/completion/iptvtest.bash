@@ -45,7 +45,7 @@ _iptvtest() {
     local command=${COMP_WORDS[1]} options='' words=() i
     COMPREPLY=()
     if ((COMP_CWORD == 1)); then
-        mapfile -t COMPREPLY < <(compgen -W 'run validate results schema version --help' -- "$current")
+        mapfile -t COMPREPLY < <(compgen -W 'run validate results schema version help --help --version' -- "$current")
         return
     fi
 
@@ -59,7 +59,7 @@ _iptvtest() {
     esac
     if [[ -z $options && $current == -* ]]; then
         case $command in
-            run) options='--quiet --json --junit --db --seed --clock --log-level --record --replay --help' ;;
+            run) options='--quiet --json --junit --db --seed --clock --log-level --record --replay --replay-incomplete --help' ;;
             validate) options='--json --help' ;;
             results) options='--csv --json --data-set --list --help' ;;
             schema | version) options='--help' ;;
@@ -81,6 +81,7 @@ _iptvtest() {
     case $command:${#words[@]} in
         run:0 | validate:0) _iptvtest_files "$current" '*.yaml' '*.yml' ;;
         results:0) _iptvtest_files "$current" '*.db' ;;
+        help:0) mapfile -t COMPREPLY < <(compgen -W 'run validate results schema version' -- "$current") ;;
         results:1) _iptvtest_views "$current" "${words[0]}" ;;
     esac
 }

@@ -21,6 +21,14 @@ std::string Mistake::ToString() const {
     return text;
 }
 
+Mistake MakeCommandLineMistake(const std::string& option, const std::string& problem) {
+    Mistake mistake;
+    mistake.file = "command line";
+    mistake.object = option;
+    mistake.problem = problem;
+    return mistake;
+}
+
 void MistakeList::Add(const Where& where, const std::string& problem, const std::string& expected,
                       const std::string& nearest) {
     if (settled_.contains({where.at.line, where.at.column})) return;

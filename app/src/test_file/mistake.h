@@ -29,6 +29,9 @@ struct Mistake {
     std::string ToString() const;
 };
 
+/// A mistake of the command line, of an option ("--db") or as a whole ("").
+Mistake MakeCommandLineMistake(const std::string& option, const std::string& problem);
+
 /// The mistakes of one file, collected so that all are known at once.
 class MistakeList {
   public:

@@ -242,17 +242,23 @@ TEST_F(RunTest, ADatabaseOrRecordingThatCannotBeWrittenIsAnError) {
                 Contains(HasSubstr("all.jsonl cannot be written")));
 }
 
+/// A recording with the events of one notification.
+std::string Notification(const std::string& events, int time_ms = 5) {
+    return fmt::format(
+        R"({{"port": "Viewers", "time_ms": {}, "blocks": [{{"stb_block": "Boxes", "events": [{}]}}]}})",
+        time_ms, events);
+}
+
 TEST_F(RunTest, EventsOfSomebodyElseAreBinned) {
     RunOptions options;
     options.replay = folder / "events.jsonl";
-    WriteFile(options.replay,
-              R"({"port": "Viewers", "time_ms": 1000, "blocks": [{"stb_block": "Boxes", "events": [
-        {"settop_index": 1, "viewed_channel": 2, "viewed_ip": "225.0.0.2", "mcast_join_ts": 100000, "first_mcast_pkt_ts": 350000,
-         "mcast_leave_ts": 9000000, "last_mcast_pkt_ts": 9100000, "first_pkt_ts_valid": true, "last_pkt_ts_valid": true,
-         "total_mcast_packets": 100, "lost_mcast_packets": 3}]}]})");
-    std::string text = ReadFile(options.replay);
-    text.erase(std::remove(text.begin(), text.end(), '\n'), text.end());
-    WriteFile(options.replay, text + "\n\n");
+    WriteFile(
+        options.replay,
+        Notification(R"({"settop_index": 1, "viewed_channel": 2, "viewed_ip": "225.0.0.2",)"
+                     R"("mcast_join_ts": 100000, "first_mcast_pkt_ts": 350000,)"
+                     R"("mcast_leave_ts": 9000000, "last_mcast_pkt_ts": 9100000, "first_pkt_ts_valid": true,)"
+                     R"("last_pkt_ts_valid": true, "total_mcast_packets": 100, "lost_mcast_packets": 3})") +
+            "\n\n{\"notifications\": 1}\n");
     const RunOutcome outcome = Run(TestText{}.ToString(), options);
     ASSERT_EQ(outcome.tests.size(), 1U) << Mistakes(outcome);
     const auto& block = outcome.tests[0].stb_blocks.at(0);
@@ -272,13 +278,13 @@ TEST_F(RunTest, ARecordingWithMistakesIsRefusedWithAllOfThem) {
               "{\"port\": \"Viewer\", \"time_ms\": 5, \"blocks\": []}\n"
               "{\"port\": \"Viewers\", \"time_ms\": -5, \"blocks\": []}\n"
               "{\"port\": \"Viewers\", \"time_ms\": 5}\n"
-              "{\"port\": \"Viewers\", \"time_ms\": 5, \"blocks\": [{\"stb_block\": \"Nobody\"}]}\n"
-              "{\"port\": \"Viewers\", \"time_ms\": 5, \"blocks\": [{\"stb_block\": \"Boxes\", \"events\": "
-              "[{\"viewed_chanel\": 3}]}]}\n"
-              "{\"port\": \"Viewers\", \"time_ms\": 5, \"blocks\": [{\"stb_block\": \"Boxes\", \"events\": "
-              "[{\"viewed_channel\": 70000}]}]}\n"
-              "{\"port\": \"Viewers\", \"time_ms\": 5, \"blocks\": [{\"stb_block\": \"Boxes\", \"events\": "
-              "[{\"viewed_ip\": \"here\"}]}]}\n");
+              "{\"port\": \"Viewers\", \"time_ms\": 5, \"blocks\": [{\"stb_block\": \"Nobody\"}]}\n" +
+                  Notification(R"({"viewed_chanel": 3})") + "\n" +
+                  Notification(R"({"viewed_channel": 70000})") + "\n" +
+                  Notification(R"({"viewed_ip": "here"})") + "\n" + Notification(R"({"settop_index": 5})") +
+                  "\n" + Notification(R"({"settop_index": 4})") + "\n" +
+                  Notification(R"({"settop_index": 4})") + "\n" + Notification(R"({"viewed_channel": 1})") +
+                  "\n{\"notifications\": 11}\n\n" + Notification({}) + "\n");
     const RunOutcome outcome = Run(TestText{}.ToString(), options);
     EXPECT_EQ(outcome.end, RunEnd::BadInput);
     const std::string mistakes = std::regex_replace(Mistakes(outcome), std::regex("[^\n]*bad.jsonl"), "");
@@ -294,7 +300,42 @@ TEST_F(RunTest, ARecordingWithMistakesIsRefusedWithAllOfThem) {
         ":8:1: notification, events: an event has no member \"viewed_chanel\"; did you mean viewed_channel?\n"
         ":9:1: notification, events: viewed_channel: 70000 is wrong; expected a whole number from 0 to "
         "65535\n"
-        ":10:1: notification, events: viewed_ip: \"here\" is wrong; expected an IPv4 or IPv6 address\n");
+        ":10:1: notification, events: viewed_ip: \"here\" is wrong; expected an IPv4 or IPv6 address\n"
+        ":11:1: notification, events: settop_index: the block has no STB 5; expected a number from 1 to 4\n"
+        ":13:1: notification: the line repeats line 12\n"
+        ":14:1: notification, events: settop_index: the block has no STB 0; expected a number from 1 to 4\n"
+        ":15:1: notification, notifications: the recording has 13 notifications, not 11\n"
+        ":17:1: notification: there is something behind the last line of the recording\n");
+}
+
+TEST_F(RunTest, ARecordingThatWasCutOffIsPlayedBackOnlyWhenAskedFor) {
+    const std::string text = TestText{}.ToString();
+    RunOptions options;
+    options.record = folder / "all.jsonl";
+    Run(text, options);
+    const std::string all = ReadFile(options.record);
+    options = {};
+    options.replay = folder / "cut.jsonl";
+    const std::size_t end = all.rfind('\n', all.size() - 2) + 1, last_line = all.rfind('\n', end - 2) + 1;
+    struct Case {
+        std::size_t size;
+        bool may_be_cut;
+        RunEnd end;
+        std::size_t warnings;
+    };
+    for (const Case& c : std::initializer_list<Case>{{all.size(), false, RunEnd::Passed, 0},
+                                                     {all.size() - 1, false, RunEnd::Passed, 0},
+                                                     {all.size(), true, RunEnd::Passed, 0},
+                                                     {end, false, RunEnd::BadInput, 0},
+                                                     {end, true, RunEnd::Passed, 1},
+                                                     {last_line + 20, false, RunEnd::BadInput, 0},
+                                                     {last_line + 20, true, RunEnd::Passed, 1}}) {
+        WriteFile(options.replay, all.substr(0, c.size));
+        options.replay_incomplete = c.may_be_cut;
+        const RunOutcome outcome = Run(text, options);
+        EXPECT_EQ(outcome.end, c.end) << c.size << Mistakes(outcome);
+        EXPECT_EQ(outcome.warnings.size(), c.warnings) << c.size;
+    }
 }
 
 TEST_F(RunTest, ARecordingReplacesLivePorts) {
@@ -357,8 +398,7 @@ TEST(ProgramTest, LivePortsBringTheRealClockAndNeedTheirInterface) {
     const std::string run = "run " + file.string() + " --db " + (folder / "r.db").string();
     const ProgramRun missing = RunIptvtest(run);
     EXPECT_EQ(missing.status, 3);
-    EXPECT_THAT(missing.out, HasSubstr("Port \"Viewers\": "));
-    EXPECT_THAT(missing.out, HasSubstr("nosuch0"));
+    EXPECT_THAT(missing.err, HasSubstr("Port \"Viewers\": interface nosuch0"));
     const ProgramRun refused = RunIptvtest(run + " --clock virtual");
     EXPECT_EQ(refused.status, 2);
     EXPECT_THAT(refused.err, HasSubstr("a live port needs the real clock"));
@@ -378,7 +418,7 @@ TEST(ProgramTest, SaysWhatCameOfARunInEveryForm) {
     EXPECT_EQ(json["tests"][0]["stb_blocks"][0]["name"], "Boxes");
     EXPECT_GT(json["tests"][0]["stb_blocks"][0]["JoinFails"], 5);
     EXPECT_THAT(ReadFile(junit),
-                testing::AllOf(HasSubstr("<testsuites tests=\"3\" failures=\"2\" errors=\"0\">"),
+                testing::AllOf(HasSubstr("<testsuites tests=\"3\" failures=\"2\" errors=\"0\" "),
                                HasSubstr("name=\"STB block Boxes\"")));
     const ProgramRun text =
         RunIptvtest("run " + file.string() + " --seed 6 --db " + (folder / "s.db").string());
@@ -389,7 +429,7 @@ TEST(ProgramTest, SaysWhatCameOfARunInEveryForm) {
 TEST(ProgramTest, TheCommandLineTeaches) {
     const std::string manual = ReadFile(MANUAL_PATH), completion = ReadFile(COMPLETION_PATH);
     std::set<std::string> options;
-    for (const char* command : {"", "run", "validate", "results", "schema", "version"}) {
+    for (const char* command : {"", "run", "validate", "results", "schema", "version", "help"}) {
         const ProgramRun help = RunIptvtest(std::string(command) + " --help");
         EXPECT_EQ(help.status, 0);
         static const std::regex option("--[a-z][a-z-]*");
@@ -406,44 +446,73 @@ TEST(ProgramTest, TheCommandLineTeaches) {
         int status;
         const char* text;
     };
-    for (const Case& c : std::initializer_list<Case>{{"", 2, "subcommand"},
-                                                     {"run", 2, "FILE is required"},
-                                                     {"run x.yaml --clock sundial", 2, "sundial"},
-                                                     {"run /nowhere.yaml", 2, "/nowhere.yaml"},
-                                                     {"results /nowhere.db", 2, "/nowhere.db"},
-                                                     {"validate /nowhere.yaml", 2, "/nowhere.yaml"}}) {
+    for (const Case& c :
+         std::initializer_list<Case>{{"", 2, "Usage: iptvtest [OPTIONS]"},
+                                     {"vaildate x", 2, "did you mean validate?"},
+                                     {"help", 0, "Usage: iptvtest [OPTIONS]"},
+                                     {"help run", 0, "Usage: iptvtest run [OPTIONS] FILE"},
+                                     {"help nothing", 2, "no command \"nothing\" (run, validate"},
+                                     {"run x.yaml --db ''", 2, "--db: the name is empty"},
+                                     {"run x.yaml --replay-incomplete", 2, "requires --replay"},
+                                     {"run", 2, "FILE is required"},
+                                     {"run x.yaml --clock sundial", 2, "sundial"},
+                                     {"run /nowhere.yaml", 2, "/nowhere.yaml"},
+                                     {"results /nowhere.db", 2, "/nowhere.db"},
+                                     {"validate /nowhere.yaml", 2, "/nowhere.yaml"}}) {
         const ProgramRun run = RunIptvtest(c.arguments);
         EXPECT_EQ(run.status, c.status) << c.arguments;
         EXPECT_THAT(run.out + run.err, HasSubstr(c.text));
     }
-    EXPECT_THAT(RunIptvtest("version").out, testing::MatchesRegex("iptvtest [0-9.]+\niptv.so [0-9.]+\n"));
+    for (const char* version : {"version", "--version", "-V"}) {
+        EXPECT_THAT(RunIptvtest(version).out, testing::MatchesRegex("iptvtest [0-9.]+\niptv.so [0-9.]+\n"));
+    }
     EXPECT_TRUE(nlohmann::json::accept(RunIptvtest("schema").out));
 }
 
 TEST(ProgramTest, SignalsEndTheTestOnceAndTheProgramTwice) {
     const TemporaryFolder folder;
-    const auto file = folder / "test.yaml", database = folder / "r.db";
-    WriteFile(file, TestText{.seconds = 3600}.ToString());
+    const auto file = folder / "test.yaml", mute = folder / "mute.yaml", loop = folder / "loop.yaml";
+    const auto database = folder / "r.db";
+    TestText text{.seconds = 3600};
+    WriteFile(file, text.ToString());
+    text.faults = {"{kind: miss_end_of_test}"};
+    WriteFile(mute, text.ToString());
+    text.sequence = "  - SequencerLoopCommand:\n    IterationCount: 4000000000\n" +
+                    std::string("  - IptvStartTestCommand:\n    TestEnv: REAL_WORLD\n");
+    WriteFile(loop, text.ToString());
     struct Case {
+        std::filesystem::path file;
         const char* first;   ///< signal, when the test runs
         const char* second;  ///< half a second later; empty: none
+        std::size_t tests;   ///< that came to their end
+        bool at_once;
     };
-    for (const auto& [first, second] :
-         std::initializer_list<Case>{{"INT", ""}, {"INT", "TERM"}, {"PIPE", "HUP"}}) {
-        SCOPED_TRACE(fmt::format("{} {}", first, second));
+    for (const Case& c : std::initializer_list<Case>{{file, "INT", "", 1, false},
+                                                     {file, "PIPE", "HUP", 1, false},
+                                                     {mute, "INT", "TERM", 0, true},
+                                                     {loop, "INT", "", 0, false}}) {
+        SCOPED_TRACE(fmt::format("{} {} {}", c.file.string(), c.first, c.second));
         std::filesystem::remove(database);
-        const bool is_at_once = *second && first == std::string("INT");
-        const std::string script =
-            fmt::format("{} run {} --clock real --db {} >{}/out 2>&1 & sleep 2; kill -{} $!; {} wait $!",
-                        PROGRAM_PATH, file.string(), database.string(), file.parent_path().string(), first,
-                        *second ? fmt::format("sleep 0.5; kill -{} $!;", second) : "");
-        const int status = std::system(("bash -c '" + script + "'").c_str());
-        EXPECT_EQ(WEXITSTATUS(status), 130);
-        const std::string out = ReadFile(folder / "out");
-        EXPECT_THAT(out, HasSubstr(is_at_once ? "Ended at once" : "The run ended with: interrupted"));
-        if (!is_at_once) {
-            EXPECT_EQ(Query(database, "SELECT count(*) FROM DataSets WHERE EndTime IS NOT NULL"), "1");
-        }
+        // Where it ends in order, it does so by itself within the second after the signal that is obeyed.
+        const std::string script = fmt::format(
+            "cd {}; {} run {} --clock real --db r.db --json --junit junit.xml >out 2>err & sleep 2; kill -{} "
+            "$!; {} "
+            "{} wait $!",
+            folder.GetPath().string(), PROGRAM_PATH, c.file.string(), c.first,
+            *c.second ? fmt::format("sleep 0.5; kill -{} $!;", c.second) : "",
+            c.at_once ? "" : "sleep 1; [ -e /proc/$! ] && ! grep -q Z /proc/$!/status && exit 1;");
+        EXPECT_EQ(WEXITSTATUS(std::system(("bash -c '" + script + "'").c_str())), 130);
+        EXPECT_EQ(ReadFile(folder / "err").find("Ended at once") != std::string::npos, c.at_once);
+        const auto json = nlohmann::json::parse(ReadFile(folder / "out"));
+        EXPECT_EQ(json["end"], "interrupted");
+        EXPECT_EQ(json["exit_status"], 130);
+        EXPECT_EQ(json["tests"].size(), c.tests);
+        EXPECT_EQ(json.contains("unfinished_test"), c.at_once);
+        EXPECT_THAT(ReadFile(folder / "junit.xml"), HasSubstr("<error message=\"interrupted\">"));
+        if (c.tests == 0) continue;
+        EXPECT_EQ(json["tests"][0]["verdict"], "not finished");
+        EXPECT_NEAR(json["tests"][0]["duration_s"], 2, 1.5);
+        EXPECT_EQ(Query(database, "SELECT count(*) FROM DataSets WHERE EndTime IS NOT NULL"), "1");
     }
 }
 
