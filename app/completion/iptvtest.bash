@@ -51,7 +51,7 @@ _iptvtest() {
     local command=${COMP_WORDS[1]} options='' words=() i
     COMPREPLY=()
     if ((COMP_CWORD == 1)); then
-        mapfile -t COMPREPLY < <(compgen -W 'run validate results explain schema version --help' -- "$current")
+        mapfile -t COMPREPLY < <(compgen -W 'run validate results explain schema version help --help --version' -- "$current")
         return
     fi
 
@@ -65,7 +65,7 @@ _iptvtest() {
     esac
     if [[ -z $options && $current == -* ]]; then
         case $command in
-            run) options='--quiet --json --junit --db --seed --clock --log-level --record --replay --set --help' ;;
+            run) options='--quiet --json --junit --db --seed --clock --log-level --record --replay --replay-incomplete --set --help' ;;
             validate) options='--json --set --help' ;;
             results) options='--csv --json --data-set --list --help' ;;
             explain | schema | version) options='--help' ;;
@@ -88,6 +88,7 @@ _iptvtest() {
         run:0 | validate:0) _iptvtest_files "$current" '*.yaml' '*.yml' ;;
         results:0) _iptvtest_files "$current" '*.db' ;;
         explain:0) _iptvtest_classes "$current" ;;
+        help:0) mapfile -t COMPREPLY < <(compgen -W 'run validate results explain schema version' -- "$current") ;;
         results:1) _iptvtest_views "$current" "${words[0]}" ;;
     esac
 }

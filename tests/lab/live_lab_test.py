@@ -216,16 +216,15 @@ class LiveLabTest(laboratory.LabTestCase):
     def test_interrupt_leaves_nothing_behind(self):
         lab = self.up(last_member_interval=100)
         everything = {f"225.1.0.{i}" for i in range(1, 5)}
-        # The end in order takes its time when the port does not obey.
-        stubborn = "simulation:\n  faults:\n    Viewers:\n      - {kind: refuse, request: Stop}\n"
-        for signals, live in (((signal.SIGINT,), ""), ((signal.SIGHUP,), ""), ((signal.SIGINT, signal.SIGTERM), stubborn)):
+        # The end in order takes its time when a port does not tell its end.
+        mute = "simulation:\n  faults:\n    Viewers:\n      - {kind: miss_end_of_test}\n"
+        for signals, live in (((signal.SIGINT,), ""), ((signal.SIGHUP,), ""), ((signal.SIGINT, signal.SIGTERM), mute)):
             with self.subTest(signals=signals):
                 run = test_files.Run(lab, test_files.make(stbs=4, interval=5000, seconds=60, live=live))
                 self.assertEqual(lab.wait_for_groups(everything, 10), everything)
                 run.process.send_signal(signals[0])
                 for number in signals[1:]:
                     time.sleep(0.5)
-                    self.assertEqual(lab.groups(), everything)
                     run.process.send_signal(number)
                 outcome = run.wait(30)
                 self.assertEqual(outcome.status, 130)
@@ -256,7 +255,7 @@ class LiveLabTest(laboratory.LabTestCase):
         text = (laboratory.PROJECT / "examples" / "live-zapping.yaml").read_text()
         outcome = test_files.Run(lab, text).wait()
         self.assert_good(outcome)
-        self.assertEqual(len(outcome.events), 20)
+        self.assertEqual(len(outcome.events), 8)
         self.assertLess(statistics.median(join_latencies(outcome)), 5)
         self.assertAlmostEqual(statistics.median(leave_latencies(outcome)), 2000, delta=50)
 

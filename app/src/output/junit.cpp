@@ -1,31 +1,42 @@
 #include <fmt/format.h>
 
+#include <string_view>
+#include <vector>
+
 #include "outcome_json.h"
+#include "output/printable.h"
 
 namespace orv::app {
 
 namespace {
 
-/// Text for an attribute or an element (XML 1.0 sections 2.2 and 2.4).
-std::string Escape(const std::string& text) {
+/// True for what XML 1.0 (section 2.2) has no place for, and for further controls.
+bool IsForbidden(const CodePoint& c) {
+    return !c.is_valid || c.value < 0x20 || (c.value >= 0x7f && c.value < 0xa0) || c.value == 0xfffe ||
+           c.value == 0xffff;
+}
+
+/// Text for an attribute or an element (XML 1.0 section 2.4).
+std::string Escape(std::string_view text) {
     std::string escaped;
-    for (const char c : text) {
-        switch (c) {
-            case '&':
-                escaped += "&amp;";
-                break;
-            case '<':
-                escaped += "&lt;";
-                break;
-            case '>':
-                escaped += "&gt;";
-                break;
-            case '"':
-                escaped += "&quot;";
-                break;
-            default:
-                escaped += static_cast<unsigned char>(c) < ' ' ? ' ' : c;
+    while (!text.empty()) {
+        const CodePoint c = ReadCodePoint(text);
+        if (c.value == '&') {
+            escaped += "&amp;";
+        } else if (c.value == '<') {
+            escaped += "&lt;";
+        } else if (c.value == '>') {
+            escaped += "&gt;";
+        } else if (c.value == '"') {
+            escaped += "&quot;";
+        } else if (c.value == '\n' || c.value == '\t' || c.value == '\r') {
+            escaped += ' ';
+        } else if (IsForbidden(c)) {
+            escaped += "\ufffd";
+        } else {
+            escaped += text.substr(0, c.size);
         }
+        text.remove_prefix(c.size);
     }
     return escaped;
 }
@@ -41,14 +52,14 @@ class Suite {
             body_ += "/>\n";
             return;
         }
-        ++(kind == kFailure ? failures_ : errors_);
+        ++(kind == kFailure ? failures_ : kind == kError ? errors_ : skipped_);
         body_ +=
             fmt::format(">\n      <{0} message=\"{1}\">{1}</{0}>\n    </testcase>\n", kind, Escape(text));
     }
 
     std::string ToString(const std::string& name) const {
-        const std::string counts =
-            fmt::format("tests=\"{}\" failures=\"{}\" errors=\"{}\"", cases_, failures_, errors_);
+        const std::string counts = fmt::format("tests=\"{}\" failures=\"{}\" errors=\"{}\" skipped=\"{}\"",
+                                               cases_, failures_, errors_, skipped_);
         return fmt::format(
             "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuites {}>\n  <testsuite name=\"{}\" {}>\n{}"
             "  </testsuite>\n</testsuites>\n",
@@ -57,10 +68,11 @@ class Suite {
 
     static constexpr const char* kFailure = "failure";
     static constexpr const char* kError = "error";
+    static constexpr const char* kSkipped = "skipped";
 
   private:
     std::string body_;
-    int cases_ = 0, failures_ = 0, errors_ = 0;
+    int cases_ = 0, failures_ = 0, errors_ = 0, skipped_ = 0;
 };
 
 /// A block has failed when more of its own joins failed than may.
@@ -73,24 +85,37 @@ std::string JudgeBlock(const TestReport& test, const ResultRow& block) {
     return fmt::format("{} of {} joins failed; {} % may", failed, views, test.join_fail_threshold);
 }
 
+void AddTest(Suite& suite, const RunOutcome& outcome, const TestReport& test) {
+    const std::string verdict = GetVerdict(outcome, test);
+    if (verdict == "not finished") {
+        const std::string why = "not finished: " + GetUnfinishedReason(outcome);
+        suite.AddCase(test.name, "verdict", test.duration, Suite::kError, why);
+        for (const ResultRow& block : test.stb_blocks)
+            suite.AddCase(test.name, "STB block " + block.name, test.duration, Suite::kSkipped, why);
+        return;
+    }
+    suite.AddCase(test.name, "verdict", test.duration, Suite::kFailure,
+                  test.passed ? ""
+                              : fmt::format("{:.2f} % of the joins failed; {} % may", test.GetFailedPercent(),
+                                            test.join_fail_threshold));
+    for (const ResultRow& block : test.stb_blocks) {
+        suite.AddCase(test.name, "STB block " + block.name, test.duration, Suite::kFailure,
+                      JudgeBlock(test, block));
+    }
+}
+
 }  // namespace
 
 std::string MakeJUnitXml(const RunOutcome& outcome) {
     Suite suite;
-    std::string problems;
-    for (const Mistake& mistake : outcome.mistakes) problems += mistake.ToString() + "; ";
-    for (const std::string& error : outcome.errors) problems += error + "; ";
-    if (outcome.end == RunEnd::Interrupted) problems += "interrupted; ";
-    suite.AddCase("iptvtest", "run", 0, Suite::kError, problems);
-    for (const TestReport& test : outcome.tests) {
-        suite.AddCase(test.name, "verdict", test.duration, Suite::kFailure,
-                      test.passed ? ""
-                                  : fmt::format("{:.2f} % of the joins failed; {} % may",
-                                                test.GetFailedPercent(), test.join_fail_threshold));
-        for (const ResultRow& block : test.stb_blocks)
-            suite.AddCase(test.name, "STB block " + block.name, test.duration, Suite::kFailure,
-                          JudgeBlock(test, block));
-    }
+    std::vector<std::string> problems = outcome.errors;
+    for (const Mistake& mistake : outcome.mistakes) problems.push_back(mistake.ToString());
+    if (outcome.end == RunEnd::Interrupted) problems.emplace_back("interrupted");
+    suite.AddCase("iptvtest", "run", 0, Suite::kError, fmt::format("{}", fmt::join(problems, "; ")));
+    for (const TestReport& test : outcome.tests) AddTest(suite, outcome, test);
+    if (const auto& test = outcome.unfinished_test)
+        suite.AddCase(test->name, "verdict", test->elapsed, Suite::kError,
+                      "not finished: " + GetUnfinishedReason(outcome));
     return suite.ToString(outcome.title.empty() ? "iptvtest" : outcome.title);
 }
 

@@ -20,12 +20,13 @@ Json MakeRows(const std::vector<ResultRow>& rows) {
     return list;
 }
 
-Json MakeTest(const TestReport& test) {
+Json MakeTest(const RunOutcome& outcome, const TestReport& test) {
     return {{"name", test.name},
             {"type", test.type},
             {"environment", test.environment},
             {"duration_s", test.duration},
-            {"verdict", test.passed ? "passed" : "failed"},
+            {"configured_duration_s", test.configured_duration},
+            {"verdict", GetVerdict(outcome, test)},
             {"channel_changes", test.GetChannelChanges()},
             {"failed_joins", test.GetFailedJoins()},
             {"failed_percent", test.GetFailedPercent()},
@@ -71,7 +72,13 @@ std::string MakeOutcomeJson(const RunOutcome& outcome) {
               {"mistakes", Json::array()},
               {"warnings", outcome.warnings},
               {"errors", outcome.errors}};
-    for (const TestReport& test : outcome.tests) json["tests"].push_back(MakeTest(test));
+    for (const TestReport& test : outcome.tests) json["tests"].push_back(MakeTest(outcome, test));
+    if (const auto& test = outcome.unfinished_test) {
+        json["unfinished_test"] = {{"name", test->name},
+                                   {"elapsed_s", test->elapsed},
+                                   {"configured_duration_s", test->configured_duration}};
+    }
+    if (const std::string why = GetUnfinishedReason(outcome); !why.empty()) json["unfinished_reason"] = why;
     for (const LivePortReport& port : outcome.live_ports) json["live_ports"].push_back(MakeLivePort(port));
     for (const Mistake& mistake : outcome.mistakes) json["mistakes"].push_back(MakeMistake(mistake));
     // A name in the file need not be proper UTF-8.

@@ -9,13 +9,15 @@ namespace orv::app {
 
 /// One JSON object: "end" ("passed", "failed", "bad input", "run-time failure", "interrupted"),
 /// "exit_status", "title", "seed", "database", "tests" (each with name, type, environment, duration,
-/// thresholds, verdict, and the figures of "channel_ranges", "stb_blocks", "profiles" and "ports" by the
-/// names of the data model), "mistakes" (file, line, column, object, property, problem, expected, nearest),
-/// "warnings" and "errors".
+/// thresholds, verdict ("passed", "failed", "not finished"), and the figures of "channel_ranges",
+/// "stb_blocks", "profiles" and "ports" by the names of the data model), "unfinished_test" where one ran to
+/// no end (name, elapsed time), "unfinished_reason" where the run did not come to its end in order,
+/// "mistakes" (file, line, column, object, property, problem, expected, nearest), "warnings" and "errors".
 std::string MakeOutcomeJson(const RunOutcome& outcome);
 
 /// The same as a JUnit report: a test case per test for its verdict and one per STB block for its joins; what
-/// went wrong is an error of the suite's case "run".
+/// went wrong is an error of the suite's case "run". Well-formed whatever names hold: what XML cannot carry
+/// becomes U+FFFD.
 std::string MakeJUnitXml(const RunOutcome& outcome);
 
 }  // namespace orv::app

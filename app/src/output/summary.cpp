@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cmath>
 #include <cstdint>
+#include <string_view>
 #include <vector>
 
 #include "text_table.h"
@@ -13,6 +14,8 @@
 namespace orv::app {
 
 namespace {
+
+constexpr std::string_view kGap = "   ";
 
 /// Which tests a column is for.
 enum class Shown { Always, Unicast, Retransmission };
@@ -79,8 +82,8 @@ bool IsShown(const TestReport& test, Shown shown) {
 }
 
 template <class... Columns>
-std::string MakeTable(const TestReport& test, const std::string& title, const std::vector<ResultRow>& rows,
-                      const Columns&... columns) {
+std::string MakeTable(const TestReport& test, std::size_t line_width, const std::string& title,
+                      const std::vector<ResultRow>& rows, const Columns&... columns) {
     std::vector<Column> shown;
     const auto choose = [&](const auto& group) {
         std::copy_if(std::begin(group), std::end(group), std::back_inserter(shown),
@@ -91,20 +94,32 @@ std::string MakeTable(const TestReport& test, const std::string& title, const st
     for (const Column& column : shown) headers.push_back({column.header, TextTable::Align::Right});
     TextTable table(std::move(headers));
     for (const ResultRow& row : rows) {
-        std::vector<std::string> cells{row.name};
+        std::vector<std::string> cells{MakePrintable(row.name)};
         for (const Column& column : shown) cells.push_back(FormatCell(row, column));
         table.AddRow(std::move(cells));
     }
-    return table.ToString() + "\n";
+    return table.ToString(line_width) + "\n";
 }
 
-std::string MakeTestSummary(const TestReport& test) {
-    std::string text = fmt::format("Test \"{}\": {}, {}, {} s   (latencies: least / mean / greatest)\n\n",
-                                   test.name, test.type, test.environment, FormatNumber(test.duration));
-    text += MakeTable(test, "Channel range", test.channel_ranges, kJoinColumns);
-    text += MakeTable(test, "STB block", test.stb_blocks, kJoinColumns, kChangeColumns);
-    text += MakeTable(test, "Viewing profile", test.profiles, kJoinColumns, kChangeColumns);
-    text += MakeTable(test, "Port", test.ports, kPortColumns);
+std::string MakeVerdictLine(const RunOutcome& outcome, const TestReport& test) {
+    const std::string verdict = GetVerdict(outcome, test);
+    if (verdict != "not finished") return verdict == "passed" ? "Verdict: PASSED\n" : "Verdict: FAILED\n";
+    return fmt::format("Verdict: NOT FINISHED, {}{}\n", GetUnfinishedReason(outcome),
+                       test.IsCutShort() ? fmt::format("; {} of {} s ran", FormatNumber(test.duration),
+                                                       FormatNumber(test.configured_duration))
+                                         : "");
+}
+
+std::string MakeTestSummary(const RunOutcome& outcome, const TestReport& test, std::size_t line_width) {
+    std::string text = fmt::format("Test \"{}\": {}, {}, {} s", MakePrintable(test.name), test.type,
+                                   test.environment, FormatNumber(test.duration));
+    constexpr std::string_view kLegend = "(latencies: least / mean / greatest)";
+    const bool fits = CountCodePoints(text) + kGap.size() + kLegend.size() <= line_width;
+    text += fmt::format("{}{}\n\n", fits ? kGap : "\n", kLegend);
+    text += MakeTable(test, line_width, "Channel range", test.channel_ranges, kJoinColumns);
+    text += MakeTable(test, line_width, "STB block", test.stb_blocks, kJoinColumns, kChangeColumns);
+    text += MakeTable(test, line_width, "Viewing profile", test.profiles, kJoinColumns, kChangeColumns);
+    text += MakeTable(test, line_width, "Port", test.ports, kPortColumns);
     if (test.GetChannelChanges() == 0) {
         text += "No channel was viewed.\n";
     } else {
@@ -112,8 +127,7 @@ std::string MakeTestSummary(const TestReport& test) {
                             FormatNumber(test.GetFailedJoins()), FormatNumber(test.GetNetChannelChanges()),
                             test.GetFailedPercent(), FormatNumber(test.join_fail_threshold));
     }
-    text += fmt::format("Verdict: {}\n", test.passed ? "PASSED" : "FAILED");
-    return text;
+    return text + MakeVerdictLine(outcome, test);
 }
 
 std::string MakeLivePortLine(const LivePortReport& port) {
@@ -138,23 +152,28 @@ std::string MakeLivePortLine(const LivePortReport& port) {
     add(figures.frames_unsent, "frames of hosts not sent");
     add(figures.frames_dropped, "received frames dropped");
     if (parts.empty()) parts.push_back("no joins and leaves");
-    return fmt::format("Port {} on {}: {}\n", port.name, port.interface, fmt::join(parts, "; "));
+    return fmt::format("Port {} on {}: {}\n", MakePrintable(port.name), port.interface,
+                       fmt::join(parts, "; "));
 }
 
 }  // namespace
 
-std::string MakeSummary(const RunOutcome& outcome) {
+std::string MakeSummary(const RunOutcome& outcome, std::size_t line_width) {
     std::string text;
-    if (!outcome.title.empty()) text += outcome.title + "\n\n";
-    for (const TestReport& test : outcome.tests) text += MakeTestSummary(test) + "\n";
-    for (const LivePortReport& port : outcome.live_ports) text += MakeLivePortLine(port);
-    if (!outcome.database.empty()) text += fmt::format("Results: {}\n", outcome.database);
-    if (!outcome.errors.empty()) {
-        text += "What went wrong:\n";
-        for (const std::string& error : outcome.errors) text += fmt::format("  {}\n", error);
+    if (!outcome.title.empty()) text += MakePrintable(outcome.title) + "\n\n";
+    for (const TestReport& test : outcome.tests) text += MakeTestSummary(outcome, test, line_width) + "\n";
+    if (const auto& test = outcome.unfinished_test) {
+        text += fmt::format("Test \"{}\"\nVerdict: NOT FINISHED, {}; {} of {} s ran\n\n",
+                            MakePrintable(test->name), GetUnfinishedReason(outcome),
+                            FormatNumber(test->elapsed), FormatNumber(test->configured_duration));
     }
-    if (outcome.end == RunEnd::Failure || outcome.end == RunEnd::Interrupted)
-        text += fmt::format("The run ended with: {}\n", GetRunEndName(outcome.end));
+    for (const LivePortReport& port : outcome.live_ports) text += MakeLivePortLine(port);
+    if (!outcome.database.empty()) text += fmt::format("Results: {}\n", MakePrintable(outcome.database));
+    if (outcome.end == RunEnd::Failure || outcome.end == RunEnd::Interrupted) {
+        const std::size_t count = outcome.errors.size();
+        text += fmt::format("The run ended with: {}{}\n", GetRunEndName(outcome.end),
+                            count == 0 ? "" : fmt::format(" ({} error{})", count, count == 1 ? "" : "s"));
+    }
     return text;
 }
 

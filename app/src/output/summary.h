@@ -1,13 +1,18 @@
 // What came of a run, for people.
 #pragma once
 
+#include <cstddef>
+#include <limits>
 #include <string>
 
 #include "run/run_outcome.h"
 
 namespace orv::app {
 
-/// A table per channel range, STB block, profile and port of each test, the verdict, and what went wrong.
-std::string MakeSummary(const RunOutcome& outcome);
+/// A table per channel range, STB block, profile and port of each test, the verdict, and how the run ended.
+/// Errors are counted only: they are shown as they come up. Tables have lines of at most `line_width`
+/// characters where they can.
+std::string MakeSummary(const RunOutcome& outcome,
+                        std::size_t line_width = std::numeric_limits<std::size_t>::max());
 
 }  // namespace orv::app

@@ -12,28 +12,6 @@ namespace {
 constexpr std::string_view kGap = "  ";
 }
 
-std::size_t CountCodePoints(std::string_view text) {
-    const auto begins_one = [](char c) { return (static_cast<unsigned char>(c) & 0xc0) != 0x80; };
-    return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), begins_one));
-}
-
-std::string MakePrintable(std::string_view text) {
-    std::string printable;
-    for (const char c : text) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (c == '\n') {
-            printable += "\\n";
-        } else if (c == '\t') {
-            printable += "\\t";
-        } else if (byte < 0x20 || byte == 0x7f) {
-            printable += fmt::format("\\x{:02x}", byte);
-        } else {
-            printable += c;
-        }
-    }
-    return printable;
-}
-
 TextTable::TextTable(std::vector<Column> columns) : columns_(std::move(columns)) {
     for (const Column& column : columns_) widths_.push_back(CountCodePoints(column.header));
 }
@@ -85,6 +63,43 @@ std::string TextTable::FormatRow(const std::vector<std::string>& cells) const {
 std::size_t TextTable::GetWidth() const {
     const std::size_t gaps = columns_.empty() ? 0 : (columns_.size() - 1) * kGap.size();
     return std::accumulate(widths_.begin(), widths_.end(), gaps);
+}
+
+TextTable TextTable::MakeTurned() const {
+    std::vector<Column> columns{{columns_.front().header, Align::Left}};
+    for (const auto& row : rows_) columns.push_back({row.front(), Align::Right});
+    TextTable turned(std::move(columns));
+    for (std::size_t i = 1; i < columns_.size(); ++i) {
+        std::vector<std::string> line{columns_[i].header};
+        for (const auto& row : rows_) line.push_back(row[i]);
+        turned.AddRow(std::move(line));
+    }
+    return turned;
+}
+
+/// As much as it takes until a word fits no more; a word is never cut.
+std::string TextTable::MakeLists(std::size_t line_width) const {
+    std::string text;
+    for (const auto& row : rows_) {
+        text += row.front();
+        std::size_t used = CountCodePoints(row.front());
+        for (std::size_t i = 1; i < columns_.size(); ++i) {
+            const std::string entry = columns_[i].header + ": " + row[i];
+            const std::size_t size = CountCodePoints(entry);
+            const bool fits = i > 1 && used + kGap.size() + size <= line_width;
+            text += fits ? std::string(kGap) : "\n  ";
+            used = fits ? used + kGap.size() + size : kGap.size() + size;
+            text += entry;
+        }
+        text += '\n';
+    }
+    return text;
+}
+
+std::string TextTable::ToString(std::size_t line_width) const {
+    if (GetWidth() <= line_width || rows_.empty() || columns_.size() < 2) return ToString();
+    const TextTable turned = MakeTurned();
+    return turned.GetWidth() <= line_width ? turned.ToString() : MakeLists(line_width);
 }
 
 }  // namespace orv::app

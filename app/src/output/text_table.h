@@ -3,16 +3,11 @@
 
 #include <cstddef>
 #include <string>
-#include <string_view>
 #include <vector>
 
+#include "output/printable.h"
+
 namespace orv::app {
-
-/// Code points of a UTF-8 text, which is what a terminal shows as one character most of the time.
-std::size_t CountCodePoints(std::string_view text);
-
-/// `text` with what would move a terminal's cursor or change its colours written as \n, \t or \x1b.
-std::string MakePrintable(std::string_view text);
 
 /// A table with a rule under its header, and two blanks between columns; columns are as wide as their widest
 /// cell, lines have no blanks at their end. Cells are printed as they are.
@@ -35,11 +30,17 @@ class TextTable {
 
     /// A line for a row that is not added; a cell that is too wide for its column sticks out.
     std::string FormatRow(const std::vector<std::string>& cells) const;
+    /// The same where its lines have at most `line_width` characters. A wider table is turned on its side:
+    /// the names of its columns become the first column, and each row a column. Where that is too wide, too,
+    /// each row is its first cell and, below it, the others as "header: cell", as many in a line as fit.
+    std::string ToString(std::size_t line_width) const;
 
     /// Characters of the longest line that there can be.
     std::size_t GetWidth() const;
 
   private:
+    TextTable MakeTurned() const;
+    std::string MakeLists(std::size_t line_width) const;
     void AppendLine(std::string& text, const std::vector<std::string>& cells) const;
 
     std::vector<Column> columns_;

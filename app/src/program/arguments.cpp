@@ -1,9 +1,17 @@
 #include "arguments.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <charconv>
+#include <iostream>
 #include <limits>
 #include <map>
+#include <string_view>
+#include <vector>
+
+#include "output/printable.h"
+#include "reports.h"
+#include "test_file/names.h"
 
 namespace orv::app {
 
@@ -25,13 +33,15 @@ describes it.
 Exit status: 0 passed, 1 failed verdict, 2 bad input, 3 run-time failure, 130 interrupted.)";
 
 constexpr const char* kRunFooter =
-    R"(Ctrl-C once ends the test in order, and its results are written; twice ends at once.
+    R"(Ctrl-C once ends the test in order, and its results are written; twice ends at once, and the reports say what is
+known.
 
 On simulated ports a test runs on a virtual clock: ten minutes of it take seconds, and the same seed gives the same
 results. --clock real makes it take as long as on a real network. A test with live ports, those whose Location is
 linux://<interface>, runs on the real clock.
 
-A recording has one line of JSON for each notification of a port. Playing it back bins the same events again, into
+A recording has one line of JSON for each notification of a port, and a last one that says how many there are;
+without it, it has been cut off and is refused. Playing it back bins the same events again, into
 other ranges or under another share of joins that may fail if the file has been changed; no set-top box is simulated,
 nothing is sent to the network of a live port, and what the ports flagged stays flagged.)";
 
@@ -77,6 +87,11 @@ void AddTestFile(CLI::App& command, Arguments& arguments) {
         ->allow_extra_args(false);
 }
 
+/// Nobody means a file without a name.
+std::string CheckName(const std::string& text) {
+    return text.empty() ? "the name is empty" : "";
+}
+
 void AddRun(CLI::App& app, Arguments& arguments, std::string& clock, std::string& level,
             std::uint64_t& seed) {
     CLI::App* run = app.add_subcommand("run", "Run a test and show what it found");
@@ -85,10 +100,12 @@ void AddRun(CLI::App& app, Arguments& arguments, std::string& clock, std::string
                   "Show nothing but errors; the exit status tells the verdict");
     run->add_flag("--json", arguments.json,
                   "Write the result to standard output as JSON, and everything else to standard error");
-    run->add_option("--junit", arguments.junit, "Write a JUnit report")->type_name("FILE");
+    const CLI::Validator name(CheckName, "", "name");
+    run->add_option("--junit", arguments.junit, "Write a JUnit report")->check(name)->type_name("FILE");
     run->add_option(
            "--db", arguments.run.database,
            "Write the results database here (.db is added to a name without it), wherever the test file says")
+        ->check(name)
         ->type_name("FILE");
     run->add_option("--seed", seed, "Seed of the simulated network, in place of the test file's")
         ->check(CLI::Validator(CheckSeed, "", "seed"))
@@ -100,9 +117,15 @@ void AddRun(CLI::App& app, Arguments& arguments, std::string& clock, std::string
         ->check(OneOf(kLevels))
         ->type_name("LEVEL");
     run->add_option("--record", arguments.run.record, "Write every result notification as JSON Lines")
+        ->check(name)
         ->type_name("FILE");
-    run->add_option("--replay", arguments.run.replay, "Let the ports report what was recorded")
-        ->type_name("FILE");
+    CLI::Option* replay =
+        run->add_option("--replay", arguments.run.replay, "Let the ports report what was recorded")
+            ->check(name)
+            ->type_name("FILE");
+    run->add_flag("--replay-incomplete", arguments.run.replay_incomplete,
+                  "Also a recording that was cut off: what there is of it")
+        ->needs(replay);
     run->footer(kRunFooter);
     run->callback([&arguments] { arguments.command = Arguments::Command::Run; });
 }
@@ -145,6 +168,61 @@ void AddResults(CLI::App& app, Arguments& arguments, bool& csv, bool& json, std:
     results->callback([&arguments] { arguments.command = Arguments::Command::Results; });
 }
 
+std::vector<std::string> ListCommands(const CLI::App& app) {
+    std::vector<std::string> names;
+    for (const CLI::App* command : app.get_subcommands(nullptr)) names.push_back(command->get_name());
+    return names;
+}
+
+int RefuseCommand(const CLI::App& app, const std::string& word) {
+    const std::vector<std::string> names = ListCommands(app);
+    const std::string nearest = FindNearestName(word, names);
+    PrintError("there is no command \"" + word + "\"" +
+               (nearest.empty() ? "" : "; did you mean " + nearest + "?") + " (" + JoinNames(names) + ")");
+    return kBadInput;
+}
+
+/// The exit status when there is nothing to read any more: no words at all, a question for help, a command
+/// that is none.
+std::optional<int> AnswerFirstWord(const CLI::App& app, int argc, const char* const* argv) {
+    if (argc < 2) {
+        std::cerr << app.help();
+        return kBadInput;
+    }
+    const std::vector<std::string> names = ListCommands(app);
+    const auto is_command = [&names](const std::string& word) {
+        return std::find(names.begin(), names.end(), word) != names.end();
+    };
+    const std::string first = argv[1], second = argc > 2 ? argv[2] : "";
+    if (!first.starts_with('-') && !is_command(first)) return RefuseCommand(app, first);
+    if (first != "help" || second.starts_with('-')) return std::nullopt;
+    if (second.empty()) {
+        std::cout << app.help();
+    } else if (is_command(second)) {
+        std::cout << app.get_subcommand(second)->help(app.get_name());
+    } else {
+        return RefuseCommand(app, second);
+    }
+    return 0;
+}
+
+/// Says what is wrong with a command line, also as JSON where that is asked for, or prints the help.
+int Answer(const CLI::App& app, const CLI::ParseError& error, int argc, const char* const* argv) {
+    // Help is no error; the library's own numbers for errors mean nothing to callers.
+    if (error.get_exit_code() == 0) return app.exit(error);
+    const std::string command = argv[1];
+    const bool is_command = !command.starts_with('-');
+    PrintError(error.what());
+    std::cerr << "iptvtest help" << (is_command ? " " + command : "") << " tells more.\n";
+    const bool wants_json =
+        std::any_of(argv + 1, argv + argc, [](const std::string_view word) { return word == "--json"; });
+    if (!wants_json || (command != "run" && command != "validate")) return kBadInput;
+    RunOutcome outcome;
+    outcome.end = RunEnd::BadInput;
+    outcome.mistakes.push_back(MakeCommandLineMistake("", error.what()));
+    return PrintJson(outcome);
+}
+
 }  // namespace
 
 std::optional<Arguments> ReadArguments(int argc, const char* const* argv, int& status) {
@@ -158,8 +236,10 @@ std::optional<Arguments> ReadArguments(int argc, const char* const* argv, int& s
         "Tests multicast TV networks: how long until viewers who zap see a picture, and what is lost on the "
         "way",
         "iptvtest");
-    app.require_subcommand(1);
     app.footer(kFooter);
+    bool version = false;  // the default command
+    std::string help_of;
+    app.add_flag("-V,--version", version, "Print the versions of program and plug-in");
     AddRun(app, arguments, clock, level, seed);
     CLI::App* validate = app.add_subcommand("validate", "Check a test file, without running it");
     AddTestFile(*validate, arguments);
@@ -176,11 +256,17 @@ std::optional<Arguments> ReadArguments(int argc, const char* const* argv, int& s
         arguments.command = Arguments::Command::Version;
     });
 
+    app.add_subcommand("help", "Explain the program, or one of its commands")
+        ->add_option("COMMAND", help_of, "Command to explain");
+
+    if (const auto answered = AnswerFirstWord(app, argc, argv)) {
+        status = *answered;
+        return std::nullopt;
+    }
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        // Help is no error; the library's own numbers for errors mean nothing to callers.
-        status = app.exit(error) == 0 ? 0 : kBadInput;
+        status = Answer(app, error, argc, argv);
         return std::nullopt;
     }
     if (!clock.empty()) arguments.clock = kClocks.at(clock);

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <ostream>
 
+#include "output/printable.h"
+
 namespace orv::app {
 
 using framework::LogLevelType;
@@ -57,7 +59,7 @@ void Console::OnTestBegins(const std::string& test, std::chrono::nanoseconds dur
     if (options_.progress != Progress::Lines) return;
     const std::lock_guard guard(mutex_);
     shown_ = Clock::now();
-    Print(fmt::format("Test \"{}\" runs for {}", test, FormatTime(duration)));
+    Print(fmt::format("Test \"{}\" runs for {}", MakePrintable(test), FormatTime(duration)));
 }
 
 bool Console::WantsProgress() {
@@ -87,9 +89,7 @@ void Console::OnNote(const std::string& text) {
 void Console::OnLog(const framework::LogRecord& record) {
     if (!options_.level || GetSeverity(record.level) < GetSeverity(*options_.level)) return;
     const std::lock_guard guard(mutex_);
-    const std::size_t first = record.text.find_first_not_of(" \n");
-    Print(fmt::format("{}: {}", framework::GetLevelName(record.level),
-                      first == std::string::npos ? "" : record.text.substr(first)));
+    Print(fmt::format("{}: {}", framework::GetLevelName(record.level), MakePrintable(record.text)));
 }
 
 void Console::Print(const std::string& line) {

@@ -7,6 +7,7 @@
 #include <csignal>
 #include <ctime>
 #include <thread>
+#include <utility>
 
 namespace orv::app {
 
@@ -24,11 +25,15 @@ std::atomic<long> last_ms = 0;
 static_assert(std::atomic<int>::is_always_lock_free && std::atomic<long>::is_always_lock_free);
 sem_t ending;
 
-void EndAtOnce(int) {
+void EndWith(int status) {
     // What was written of the results stays readable.
     constexpr char text[] = "\nEnded at once; the results are incomplete.\n";
     [[maybe_unused]] const auto written = write(STDERR_FILENO, text, sizeof text - 1);
-    _exit(kInterruptedStatus);
+    _exit(status);
+}
+
+void EndAtOnce(int) {
+    EndWith(kInterruptedStatus);
 }
 
 void OnInterrupt(int) {
@@ -46,13 +51,12 @@ void OnInterrupt(int) {
 
 }  // namespace
 
-void CountInterrupts(void (*before_end)()) {
+void CountInterrupts(std::function<int()> break_off) {
     sem_init(&ending, 0, 0);
-    std::thread([before_end] {
+    std::thread([break_off = std::move(break_off)] {
         while (sem_wait(&ending) != 0) {
         }
-        before_end();
-        EndAtOnce(0);
+        EndWith(break_off());
     }).detach();
     struct sigaction action {};
     action.sa_handler = EndAtOnce;

@@ -1,13 +1,15 @@
 // Ctrl-C.
 #pragma once
 
+#include <functional>
+
 namespace orv::app {
 
 /// From now on SIGINT, SIGTERM and SIGHUP are counted, those that come within 300 ms as one; SIGHUP is left
-/// alone where it is ignored (nohup). The second one calls `before_end` on a thread of its own and ends the
-/// process with status 130 when that has returned, but after a second in any case; the third one ends it at
-/// once. A reader of the output that goes away (SIGPIPE) ends nothing. Called once.
-void CountInterrupts(void (*before_end)());
+/// alone where it is ignored (nohup). The second one calls `break_off` on a thread of its own and ends the
+/// process with the status that it returns, but after a second in any case; the third one ends it at once,
+/// both with status 130. A reader of the output that goes away (SIGPIPE) ends nothing. Called once.
+void CountInterrupts(std::function<int()> break_off);
 int GetInterruptCount();
 
 }  // namespace orv::app

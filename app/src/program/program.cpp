@@ -1,26 +1,14 @@
 #include "program.h"
 
-#include <fmt/format.h>
-#include <sys/ioctl.h>
-#include <unistd.h>
-
-#include <cerrno>
 #include <cstdlib>
-#include <cstring>
-#include <fstream>
 #include <iostream>
 
 #include "arguments.h"
-#include "clock_choice.h"
-#include "console.h"
-#include "interrupts.h"
-#include "orv/common/exceptions.h"
 #include "orv/framework/plugin_loader.h"
-#include "output/outcome_json.h"
-#include "output/summary.h"
-#include "output_paths.h"
+#include "output/printable.h"
 #include "program_version.h"
-#include "run/endable_port.h"
+#include "reports.h"
+#include "run_command.h"
 #include "test_file/explain.h"
 #include "test_file/schema.h"
 
@@ -41,77 +29,31 @@ Session MakeSession(framework::ClockKind clock) {
 }
 
 void PrintMistakes(std::ostream& out, const RunOutcome& outcome) {
-    for (const Mistake& mistake : outcome.mistakes) out << mistake.ToString() << '\n';
-    for (const std::string& warning : outcome.warnings) out << warning << " (warning)\n";
+    for (const Mistake& mistake : outcome.mistakes) out << MakePrintable(mistake.ToString()) << '\n';
+    for (const std::string& warning : outcome.warnings) out << MakePrintable(warning) << " (warning)\n";
+    for (const std::string& error : outcome.errors) PrintError(error);
 }
 
-Console::Options MakeConsoleOptions(const Arguments& arguments) {
-    Console::Options options;
-    options.level = arguments.log_level;
-    options.get_interrupts = GetInterruptCount;
-    options.notes = !arguments.quiet;
-    if (arguments.quiet && options.level &&
-        GetSeverity(*options.level) < GetSeverity(framework::LogLevelType::Error))
-        options.level = framework::LogLevelType::Error;
-    if (arguments.quiet) {
-        options.progress = Console::Progress::None;
-    } else if (isatty(STDERR_FILENO)) {
-        options.progress = Console::Progress::Bar;
-        winsize size{};
-        if (ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) options.width = size.ws_col;
+RunOutcome ValidateGuarded(const Arguments& arguments, const FileText& text) {
+    try {
+        Session session = MakeSession(framework::ClockKind::Virtual);
+        return session.Validate(session.Parse(text, arguments.settings));
+    } catch (const std::exception& error) {
+        RunOutcome outcome;
+        outcome.end = RunEnd::Failure;
+        outcome.errors.emplace_back(error.what());
+        return outcome;
     }
-    return options;
-}
-
-void WriteFile(const std::filesystem::path& path, const std::string& text) {
-    std::ofstream file(path);
-    file << text;
-    file.close();
-    if (!file)
-        throw common::COrvRunTimeError(
-            fmt::format("{} cannot be written: {}", path.string(), std::strerror(errno)));
-}
-
-int Run(const Arguments& arguments) {
-    auto& loggers = framework::BLLLoggerFactory::GetInstance();
-    loggers.SetConsole(false);
-    if (arguments.log_level) loggers.SetLevel("", *arguments.log_level);
-    // Who types the file, or waits for a pipe, can still break that off.
-    const FileText text = ReadFileText(arguments.file);
-    CountInterrupts(&EndablePort::EndAll);
-    // What cannot be written should be known before the test has run for an hour.
-    if (const std::string problem = FindPathProblem(arguments); !problem.empty()) {
-        std::cerr << "iptvtest: " << problem << '\n';
-        return static_cast<int>(RunEnd::BadInput);
-    }
-    RunOutcome outcome;
-    {
-        const LoadedTest test = LoadTest(arguments, text, FindPlugin());
-        Console console(std::cerr, MakeConsoleOptions(arguments));
-        outcome = test.session->Run(test.file, arguments.run, console);
-    }
-    // Warnings have been logged.
-    for (const Mistake& mistake : outcome.mistakes) std::cerr << mistake.ToString() << '\n';
-    if (arguments.json) {
-        std::cout << MakeOutcomeJson(outcome);
-    } else if (!arguments.quiet && outcome.end != RunEnd::BadInput) {
-        std::cout << MakeSummary(outcome);
-    }
-    if (!arguments.junit.empty()) WriteFile(arguments.junit, MakeJUnitXml(outcome));
-    return static_cast<int>(outcome.end);
 }
 
 int Validate(const Arguments& arguments) {
     framework::BLLLoggerFactory::GetInstance().SetConsole(false);  // what is logged is in the outcome
-    Session session = MakeSession(framework::ClockKind::Virtual);
     const FileText text = ReadFileText(arguments.file);
-    const RunOutcome outcome = session.Validate(session.Parse(text, arguments.settings));
-    if (arguments.json) {
-        std::cout << MakeOutcomeJson(outcome);
-    } else {
-        PrintMistakes(std::cerr, outcome);
-        if (outcome.mistakes.empty()) std::cout << text.name << " is a good test file.\n";
-    }
+    const RunOutcome outcome = ValidateGuarded(arguments, text);
+    if (arguments.json) return PrintJson(outcome);
+    PrintMistakes(std::cerr, outcome);
+    if (outcome.end == RunEnd::Passed)
+        std::cout << MakePrintable(text.name) << " is a good test file.\n";
     return static_cast<int>(outcome.end);
 }
 
@@ -133,7 +75,7 @@ int Explain(const std::string& class_name) {
 int CarryOut(const Arguments& arguments) {
     switch (arguments.command) {
         case Arguments::Command::Run:
-            return Run(arguments);
+            return RunTest(arguments, FindPlugin());
         case Arguments::Command::Validate:
             return Validate(arguments);
         case Arguments::Command::Results:
@@ -160,10 +102,11 @@ int RunProgram(int argc, const char* const* argv) {
     try {
         status = CarryOut(*arguments);
         std::cout.flush();
-        if (std::cout) return status;
-        std::cerr << "iptvtest: the output cannot be written\n";
+        // A run has told of it itself.
+        if (std::cout || arguments->command == Arguments::Command::Run) return status;
+        PrintError("the output cannot be written");
     } catch (const std::exception& error) {
-        std::cerr << "iptvtest: " << error.what() << '\n';
+        PrintError(error.what());
     }
     return kFailure;
 }

@@ -57,10 +57,13 @@ void Recorder::Write(const core::CPort& port, const tm::Message& notification) {
         for (const auto& event : block.rrr_events) entry["rrr_events"].push_back(ToJson(event));
         line["blocks"].push_back(std::move(entry));
     }
-    file_ << line.dump() << '\n';
+    // A name need not be proper UTF-8.
+    file_ << line.dump(-1, ' ', false, OrderedJson::error_handler_t::replace) << '\n';
+    ++notifications_;
 }
 
 void Recorder::Close() {
+    file_ << OrderedJson{{kRecordingEnd, notifications_}}.dump() << '\n';
     file_.close();
     if (!file_) ThrowCannotWrite(path_);
 }

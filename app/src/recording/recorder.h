@@ -17,11 +17,15 @@ class Message;
 
 namespace orv::app {
 
+/// Member of a recording's last line: how many notifications there are before it. What has been cut off
+/// anywhere is known by it.
+inline constexpr const char* kRecordingEnd = "notifications";
+
 /// One line of JSON for each result notification: {"port": name, "test": the how manieth of the port, left
 /// out for the first, "time_ms": milliseconds since that test started, "blocks": [{"stb_block": name,
 /// "events": [{member: value, ...}], "rrr_events": [...]}]}. Members have the names of the message set; one
 /// that is 0, false or the zero address is left out. A block whose name others have, too, is written with
-/// that of its device, "Living rooms/Boxes".
+/// that of its device, "Living rooms/Boxes". The last line is {"notifications": number of lines before it}.
 class Recorder {
   public:
     /// Throws COrvRunTimeError that names the path when the file cannot be made.
@@ -29,7 +33,7 @@ class Recorder {
 
     /// A message of a port's; what is no result notification, or cannot be read, is left out.
     void OnMessage(const core::CPort& port, const std::vector<std::byte>& message);
-    /// Writes what is left. Throws COrvRunTimeError when something could not be written.
+    /// Writes what is left, and the last line. Throws COrvRunTimeError when something could not be written.
     void Close();
 
   private:
@@ -37,6 +41,7 @@ class Recorder {
 
     std::filesystem::path path_;
     std::ofstream file_;
+    std::uint64_t notifications_ = 0;
     StbBlockNames names_;
     struct Test {
         std::uint64_t number = 0;

@@ -6,12 +6,16 @@
 #include <cerrno>
 #include <cstring>
 #include <fstream>
+#include <functional>
+#include <unordered_map>
 
 #include "event_json.h"
 #include "orv/common/exceptions.h"
+#include "orv/core/emulated_device.h"
 #include "orv/core/port.h"
 #include "orv/framework/handle_registry.h"
 #include "orv/ids/core_ids.h"
+#include "recorder.h"
 #include "stb_block_names.h"
 #include "test_file/names.h"
 
@@ -24,7 +28,8 @@ constexpr std::size_t kMostMistakes = 20;
 
 class Reader {
   public:
-    Reader(const std::string& file, const core::CProject& project) : mistakes_(file) {
+    Reader(const std::string& file, const core::CProject& project, RecordingEnd end)
+        : file_(file), end_(end), mistakes_(file) {
         framework::ScriptableVec ports;
         project.GetObjects(ports, core::CPort::CLASS_ID(), common::kParentChild);
         for (const auto* port : ports) {
@@ -36,8 +41,10 @@ class Reader {
     RecordingFile Read(std::istream& file) {
         std::string text;
         for (line_ = 1; mistake_count_ < kMostMistakes && std::getline(file, text); ++line_) {
+            is_cut_off_ = file.eof();
             if (text.find_first_not_of(" \t\r") != text.npos) ReadLine(text);
         }
+        if (file.eof()) CheckEnd();
         for (auto& [port, recordings] : result_.ports) {
             for (il::Recording& recording : recordings) {
                 std::stable_sort(recording.begin(), recording.end(),
@@ -64,7 +71,12 @@ class Reader {
 
     void ReadLine(const std::string& text) {
         const OrderedJson line = OrderedJson::parse(text, nullptr, false);
+        if (!line.is_object() && is_cut_off_ && end_ == RecordingEnd::MayBeMissing) return;
         if (!line.is_object()) return Complain({}, "the line is no JSON object");
+        if (has_end_) return Complain({}, "there is something behind the last line of the recording");
+        if (line.contains(kRecordingEnd)) return ReadEnd(line);
+        ++notifications_;
+        event_count_ = 0;
         const auto port = line.find("port");
         if (port == line.end() || !port->is_string())
             return Complain("port", "the name of the port is missing");
@@ -90,6 +102,29 @@ class Reader {
         il::RecordedReport& report = recordings->second[test - 1].emplace_back();
         report.after_start = std::chrono::milliseconds(time->get<std::uint64_t>());
         for (const OrderedJson& block : *blocks) ReadBlock(block, recordings->first, report);
+        // Nothing reports the same twice; lines without events say nothing.
+        const auto [first, is_new] = lines_.emplace(std::hash<std::string>{}(text), line_);
+        if (!is_new && event_count_ > 0) Complain({}, fmt::format("the line repeats line {}", first->second));
+    }
+
+    void ReadEnd(const OrderedJson& line) {
+        has_end_ = true;
+        const OrderedJson& count = line[kRecordingEnd];
+        if (!CheckMembers(line, {kRecordingEnd})) return;
+        if (!count.is_number_unsigned() || count.get<std::uint64_t>() != notifications_)
+            Complain(kRecordingEnd,
+                     fmt::format("the recording has {} notifications, not {}", notifications_, count.dump()));
+    }
+
+    void CheckEnd() {
+        if (has_end_) return;
+        if (end_ == RecordingEnd::Required) {
+            return Complain({},
+                            "the last line, which says how many notifications there are, is missing: the "
+                            "recording has been cut off; --replay-incomplete plays back what is there");
+        }
+        result_.warnings.push_back(
+            fmt::format("{}: the recording has been cut off after {} notifications", file_, notifications_));
     }
 
     void ReadBlock(const OrderedJson& json, const std::string& port, il::RecordedReport& report) {
@@ -103,8 +138,9 @@ class Reader {
         if (const std::string at = FindPortOf(block.stblock_handle); at != port)
             return Complain("stb_block", fmt::format("{} is on port \"{}\"", name->dump(), at));
         if (!CheckMembers(json, {"stb_block", "events", "rrr_events"})) return;
-        ReadEvents(json, "events", block.events);
-        ReadEvents(json, "rrr_events", block.rrr_events);
+        const std::uint32_t stbs = CountStbs(block.stblock_handle);
+        ReadEvents(json, "events", stbs, block.events);
+        ReadEvents(json, "rrr_events", stbs, block.rrr_events);
     }
 
     /// False, with a complaint, when the object has members that mean nothing.
@@ -124,16 +160,29 @@ class Reader {
         return port ? port->GetName() : "";
     }
 
+    static std::uint32_t CountStbs(std::uint32_t block) {
+        const auto* object = framework::CHandleRegistry::Instance().Find(block);
+        const auto* device = dynamic_cast<const core::CEmulatedDevice*>(object->GetParent());
+        return device ? device->GetDeviceCount() : 0;
+    }
+
     template <class Event>
-    void ReadEvents(const OrderedJson& block, const char* list, std::vector<Event>& events) {
+    void ReadEvents(const OrderedJson& block, const char* list, std::uint32_t stbs,
+                    std::vector<Event>& events) {
         const auto found = block.find(list);
         if (found == block.end()) return;
         if (!found->is_array()) return Complain(list, "this is no list of events");
         for (const OrderedJson& json : *found) {
             try {
                 FromJson(json, events.emplace_back());
+                ++event_count_;
             } catch (const common::COrvRunTimeError& error) {
                 return Complain(list, error.what());
+            }
+            const std::uint32_t stb = events.back().settop_index;
+            if (stb < 1 || stb > stbs) {
+                return Complain(list, fmt::format("settop_index: the block has no STB {}", stb),
+                                fmt::format("a number from 1 to {}", stbs));
             }
         }
     }
@@ -141,18 +190,26 @@ class Reader {
     static constexpr std::uint64_t kMostTests = 1'000'000;
     static constexpr std::uint64_t kMostTimeMs = 1'000'000'000'000;  // 30 years
 
+    std::string file_;
+    RecordingEnd end_;
     MistakeList mistakes_;
     RecordingFile result_;
     std::vector<std::string> port_names_;
     StbBlockNames names_;
     std::size_t mistake_count_ = 0;
     int line_ = 0;
+    bool is_cut_off_ = false;  ///< the line has no end
+    bool has_end_ = false;     ///< of the recording
+    std::uint64_t notifications_ = 0;
+    std::size_t event_count_ = 0;                 ///< of the line
+    std::unordered_map<std::size_t, int> lines_;  ///< by hash of their text
 };
 
 }  // namespace
 
-RecordingFile ReadRecording(const std::filesystem::path& path, const core::CProject& project) {
-    Reader reader(path.string(), project);
+RecordingFile ReadRecording(const std::filesystem::path& path, const core::CProject& project,
+                            RecordingEnd end) {
+    Reader reader(path.string(), project, end);
     std::ifstream file(path);
     std::error_code none;
     if (std::filesystem::is_directory(path, none)) {

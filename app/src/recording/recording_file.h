@@ -17,10 +17,15 @@ struct RecordingFile {
     std::map<std::string, il::Recordings>
         ports;                      ///< by name; one, perhaps empty, for every port of the project
     std::vector<Mistake> mistakes;  ///< all that is wrong with the file; then nothing may be replayed
+    std::vector<std::string> warnings;
 };
 
+/// Whether a recording without its last line, which has been cut off somewhere, is refused.
+enum class RecordingEnd { Required, MayBeMissing };
+
 /// Reads a file that Recorder wrote, or that somebody wrote in its form, for the ports and blocks of a
-/// project.
-RecordingFile ReadRecording(const std::filesystem::path& path, const core::CProject& project);
+/// project. With MayBeMissing a line that was cut off is left out.
+RecordingFile ReadRecording(const std::filesystem::path& path, const core::CProject& project,
+                            RecordingEnd end);
 
 }  // namespace orv::app

@@ -1,6 +1,7 @@
 #include "run_log.h"
 
 #include <algorithm>
+#include <string_view>
 #include <utility>
 
 namespace orv::app {
@@ -9,32 +10,68 @@ using framework::BLLLoggerFactory;
 using framework::LogLevelType;
 using framework::LogRecord;
 
+namespace {
+
+std::string Trim(const std::string& text) {
+    const std::size_t first = text.find_first_not_of(" \n");
+    return first == text.npos ? "" : text.substr(first, text.find_last_not_of(" \n") - first + 1);
+}
+
+/// "b: c" and "c" of "a: b: c".
+std::vector<std::string> GetEnds(std::string_view text) {
+    constexpr std::string_view kSeparator = ": ";
+    std::vector<std::string> ends;
+    for (std::size_t at; (at = text.find(kSeparator)) != text.npos;) {
+        text.remove_prefix(at + kSeparator.size());
+        ends.emplace_back(text);
+    }
+    return ends;
+}
+
+}  // namespace
+
 RunLog::RunLog(Listener listener) : listener_(std::move(listener)) {
-    id_ = BLLLoggerFactory::GetInstance().AddListener([this](const LogRecord& record) {
-        if (record.level == LogLevelType::Error || record.level == LogLevelType::Fatal) Keep(record.text);
-        listener_(record);
-    });
+    id_ = BLLLoggerFactory::GetInstance().AddListener([this](const LogRecord& record) { Take(record); });
 }
 
 RunLog::~RunLog() {
     BLLLoggerFactory::GetInstance().RemoveListener(id_);
 }
 
-void RunLog::AddError(const std::string& text) {
-    Keep(text);
-    listener_({"iptvtest", LogLevelType::Error, text, __FILE__, __LINE__});
+bool RunLog::IsError(const LogRecord& record) {
+    return record.level == LogLevelType::Error || record.level == LogLevelType::Fatal;
 }
 
-void RunLog::Keep(const std::string& text) {
-    const std::size_t first = text.find_first_not_of(" \n");
-    const std::size_t last = text.find_last_not_of(" \n");
-    if (first == text.npos) return;
-    const std::lock_guard guard(mutex_);
-    const std::string trimmed = text.substr(first, last - first + 1);
-    const bool is_known = std::any_of(errors_.begin(), errors_.end(), [&trimmed](const std::string& kept) {
-        return trimmed.ends_with(kept) || kept.ends_with(trimmed);
-    });
-    if (!is_known) errors_.push_back(trimmed);
+void RunLog::AddError(const std::string& text) {
+    Take({"iptvtest", LogLevelType::Error, text, __FILE__, __LINE__});
+}
+
+void RunLog::AddPassedOn(const std::string& text) {
+    Take({"iptvtest", LogLevelType::Error, text, __FILE__, __LINE__}, Origin::PassedOn);
+}
+
+void RunLog::Take(LogRecord record, Origin origin) {
+    record.text = Trim(record.text);
+    const bool is_error = IsError(record);
+    if (is_error || record.level == LogLevelType::Warn) {
+        if (record.text.empty()) return;
+        const std::lock_guard guard(mutex_);
+        if (!Keep(is_error ? known_errors_ : known_warnings_, record.text, origin)) return;
+        if (is_error) errors_.push_back(record.text);
+    }
+    listener_(record);
+}
+
+bool RunLog::Keep(Texts& texts, const std::string& text, Origin origin) {
+    std::vector<std::string> ends = GetEnds(text);
+    const auto is_known = [&](const std::string& end) {
+        return texts.whole.contains(end) || (origin == Origin::PassedOn && texts.ends.contains(end));
+    };
+    if (texts.whole.contains(text) || texts.ends.contains(text)) return false;
+    if (std::any_of(ends.begin(), ends.end(), is_known)) return false;
+    texts.whole.insert(text);
+    texts.ends.insert(std::make_move_iterator(ends.begin()), std::make_move_iterator(ends.end()));
+    return true;
 }
 
 std::vector<std::string> RunLog::GetErrors() const {

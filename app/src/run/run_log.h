@@ -4,15 +4,16 @@
 #include <functional>
 #include <mutex>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 #include "orv/framework/logger.h"
 
 namespace orv::app {
 
-/// Listens for its life. Errors are kept: a run with errors has failed, whatever its verdict. A text is kept
-/// once: loggers tell the same to developers and users, and whoever passes an error on puts his name before
-/// it. Thread-safe.
+/// Listens for its life. Errors are kept: a run with errors has failed, whatever its verdict. An error or
+/// warning is kept, and passed on to the listener, once: loggers tell the same to developers and users, and
+/// whoever passes an error on puts his name before it. Thread-safe.
 class RunLog {
   public:
     using Listener = std::function<void(const framework::LogRecord&)>;
@@ -22,15 +23,29 @@ class RunLog {
     RunLog(const RunLog&) = delete;
     RunLog& operator=(const RunLog&) = delete;
 
+    /// Whether a record is kept.
+    static bool IsError(const framework::LogRecord& record);
     /// An error of the program's own.
     void AddError(const std::string& text);
+    /// An error that those who passed it on have put their names before: "Loop: Start: no port".
+    void AddPassedOn(const std::string& text);
     std::vector<std::string> GetErrors() const;
 
   private:
-    void Keep(const std::string& text);
+    /// The texts of one level.
+    struct Texts {
+        std::unordered_set<std::string> whole;
+        std::unordered_set<std::string> ends;  ///< of all in `whole`, without those who passed them on
+    };
+    enum class Origin { Any, PassedOn };
+
+    void Take(framework::LogRecord record, Origin origin = Origin::Any);
+    /// False when it is known.
+    static bool Keep(Texts& texts, const std::string& text, Origin origin);
 
     mutable std::mutex mutex_;
     std::vector<std::string> errors_;
+    Texts known_errors_, known_warnings_;
     Listener listener_;
     int id_;
 };

@@ -1,5 +1,7 @@
 #include "run_outcome.h"
 
+#include <fmt/format.h>
+
 namespace orv::app {
 
 const char* GetRunEndName(RunEnd end) {
@@ -16,6 +18,19 @@ const char* GetRunEndName(RunEnd end) {
             return "interrupted";
     }
     return "";
+}
+
+std::string GetUnfinishedReason(const RunOutcome& outcome) {
+    if (outcome.end == RunEnd::Interrupted) return "the run was interrupted";
+    if (outcome.end != RunEnd::Failure) return {};
+    const std::size_t count = outcome.errors.size();
+    return fmt::format("the run had {} error{}", count, count == 1 ? "" : "s");
+}
+
+const char* GetVerdict(const RunOutcome& outcome, const TestReport& test) {
+    const bool is_good_run = outcome.end != RunEnd::Failure && outcome.end != RunEnd::Interrupted;
+    if (!is_good_run && (test.passed || test.IsCutShort())) return "not finished";
+    return test.passed ? "passed" : "failed";
 }
 
 }  // namespace orv::app

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -30,6 +31,13 @@ struct LivePortReport {
     nic::LiveFigures figures;
 };
 
+/// A test that runs, or had not come to its end when the program did.
+struct UnfinishedTest {
+    std::string name;
+    double elapsed = 0;              ///< seconds
+    double configured_duration = 0;  ///< seconds
+};
+
 struct RunOutcome {
     RunEnd end = RunEnd::Passed;
     std::string title;
@@ -39,7 +47,16 @@ struct RunOutcome {
     std::vector<std::string> errors;    ///< of the run, in the order in which they came up
     std::vector<TestReport> tests;      ///< those that came to their end, in order
     std::vector<LivePortReport> live_ports;
+    std::optional<UnfinishedTest> unfinished_test;
     std::string database;  ///< path; empty when nothing was stored
 };
+
+/// Why no test of a run is called passed: "the run was interrupted". Empty when the run came to its end
+/// without errors.
+std::string GetUnfinishedReason(const RunOutcome& outcome);
+
+/// What is said of a test: "passed", "failed", or "not finished" for one that was cut short and for one that
+/// did not fail in a run that is not finished itself.
+const char* GetVerdict(const RunOutcome& outcome, const TestReport& test);
 
 }  // namespace orv::app

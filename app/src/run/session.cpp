@@ -31,14 +31,20 @@ namespace {
 /// So long the results of a test may take to be written when its sequence has ended.
 constexpr auto kLastWrites = std::chrono::seconds(120);
 
-/// All results go to this file, also those of iterations that were to have one of their own.
-void SetDatabaseName(const std::filesystem::path& database) {
+framework::ScriptableVec FindStartCommands() {
     framework::ScriptableVec commands;
     framework::CScriptableLocator::Instance().GetObjectsEx(commands, ids::IptvStartTestCommand::CLASS,
                                                            &CSequencer::Instance());
-    for (framework::CScriptable* command : commands) {
-        command->Set(ids::IptvStartTestCommand::DatabaseFileName,
-                     std::filesystem::absolute(database).lexically_normal().string());
+    return commands;
+}
+
+/// The file of a command that names none, and of one with a file for each iteration.
+constexpr const char* kDefaultDatabase = "iptvTest.db";
+
+/// All results go to this file, also those of iterations that were to have one of their own.
+void SetDatabaseName(const std::filesystem::path& database) {
+    for (framework::CScriptable* command : FindStartCommands()) {
+        command->Set(ids::IptvStartTestCommand::DatabaseFileName, MakeDatabasePath(database).string());
         command->Set(ids::IptvStartTestCommand::SaveResultsPerIteration, false);
     }
 }
@@ -66,33 +72,47 @@ class Session::Impl {
         return outcome;
     }
 
-    RunOutcome Run(const TestFile& file, const RunOptions& options, IRunObserver& observer) {
+    RunOutcome Run(const TestFile& file, const RunOptions& options, IRunObserver& observer,
+                   OutputFiles& outputs, KnownOutcome& known) {
         RunOutcome outcome;
-        Prepare(file, &options, outcome);
+        outcome.seed = options.seed.value_or(file.GetSimulation().seed);
+        const TestFile::Built built = Prepare(file, &options, outcome);
+        if (outcome.mistakes.empty() && options.database.empty())
+            OpenDatabases(file, built, outputs, outcome);
+        known.Change([&outcome](RunOutcome& shared) { shared = outcome; });
         if (outcome.mistakes.empty()) {
-            RunLog log([&observer](const framework::LogRecord& record) { observer.OnLog(record); });
+            for (const std::string& warning : recording_warnings_)
+                observer.OnLog({"iptvtest", framework::LogLevelType::Warn, warning, __FILE__, __LINE__});
+            RunLog log([&](const framework::LogRecord& record) {
+                if (RunLog::IsError(record))
+                    known.Change([&record](RunOutcome& shared) { shared.errors.push_back(record.text); });
+                observer.OnLog(record);
+            });
             try {
-                RunSequence(file, options, log, observer, outcome);
+                RunSequence(file, options, log, observer, known, outcome);
             } catch (const std::exception& error) {
                 log.AddError(error.what());
+                outcome.tests = known.Get().tests;
             }
             if (outcome.tests.empty() && outcome.end == RunEnd::Passed && log.GetErrors().empty())
                 log.AddError("No test was run.");
             outcome.errors = log.GetErrors();
         }
         Judge(outcome);
+        if (!GetUnfinishedReason(outcome).empty()) outcome.unfinished_test = known.Get().unfinished_test;
         host_.NewProject();
         return outcome;
     }
 
   private:
     /// Without options nothing is to be run.
-    void Prepare(const TestFile& file, const RunOptions* options, RunOutcome& outcome) {
+    TestFile::Built Prepare(const TestFile& file, const RunOptions* options, RunOutcome& outcome) {
+        TestFile::Built built;
         outcome.title = file.GetTitle();
         outcome.mistakes = file.GetMistakes();
         if (outcome.mistakes.empty()) {
             core::CProject& project = host_.NewProject();
-            const TestFile::Built built = file.Build(project, CSequencer::Instance());
+            built = file.Build(project, CSequencer::Instance());
             outcome.mistakes = built.mistakes;
             if (outcome.mistakes.empty()) RunWizard(file, built, project, outcome);
             if (outcome.mistakes.empty()) CheckInput(file, built, project, outcome);
@@ -100,22 +120,45 @@ class Session::Impl {
                 CheckClock(file, built, project, outcome);
         }
         recordings_.clear();
+        recording_warnings_.clear();
         if (outcome.mistakes.empty() && options && !options->replay.empty()) {
-            RecordingFile recording = ReadRecording(options->replay, host_.GetProject());
+            RecordingFile recording = ReadRecording(
+                options->replay, host_.GetProject(),
+                options->replay_incomplete ? RecordingEnd::MayBeMissing : RecordingEnd::Required);
             outcome.mistakes = std::move(recording.mistakes);
+            recording_warnings_ = std::move(recording.warnings);
+            outcome.warnings.insert(outcome.warnings.end(), recording_warnings_.begin(),
+                                    recording_warnings_.end());
             recordings_ = std::move(recording.ports);
+        }
+        if (!outcome.mistakes.empty()) outcome.end = RunEnd::BadInput;
+        return built;
+    }
+
+    /// Those that the file names.
+    static void OpenDatabases(const TestFile& file, const TestFile::Built& built, OutputFiles& outputs,
+                              RunOutcome& outcome) {
+        namespace Command = ids::IptvStartTestCommand;
+        for (const framework::CScriptable* command : FindStartCommands()) {
+            if (!command->GetActive()) continue;
+            std::string path = command->GetOutputFilePath(Command::DatabaseFileName).ToString();
+            if (path.empty() || command->GetBool(Command::SaveResultsPerIteration)) path = kDefaultDatabase;
+            const std::string problem = outputs.AddOutput("the database", path, OutputFiles::Kind::Database);
+            if (problem.empty()) continue;
+            const auto at = built.positions.find(command->GetHandle());
+            outcome.mistakes.push_back(file.MakeMistake(at == built.positions.end() ? Position{} : at->second,
+                                                        command->Describe(), problem));
+            outcome.mistakes.back().property = "DatabaseFileName";
         }
         if (!outcome.mistakes.empty()) outcome.end = RunEnd::BadInput;
     }
 
     void RunSequence(const TestFile& file, const RunOptions& options, RunLog& log, IRunObserver& observer,
-                     RunOutcome& outcome) {
+                     KnownOutcome& known, RunOutcome& outcome) {
         Simulation simulation = file.GetSimulation();
-        if (options.seed) simulation.seed = *options.seed;
-        outcome.seed = simulation.seed;
+        simulation.seed = outcome.seed;
         if (!options.database.empty()) SetDatabaseName(options.database);
         std::optional<Recorder> recorder;
-        if (!options.record.empty()) recorder.emplace(options.record);
 
         const auto database = core::MakeSqliteTestResultManager(std::filesystem::current_path().string());
         DescribeRun(*database, file, outcome);
@@ -134,7 +177,9 @@ class Session::Impl {
             const Connections connections;
             Laboratory laboratory(host_.GetProject(), setup);
             laboratory.ConfigureInterfaces();
-            TestWatch watch(laboratory, log, observer);
+            // Only now: a recording that is there is not given up for a run that does not begin.
+            if (!options.record.empty()) recorder.emplace(options.record);
+            TestWatch watch(laboratory, log, observer, known);
             RunToEnd(watch, *database, log);
             outcome.tests = watch.TakeReports();
             if (watch.IsInterrupted()) {
@@ -159,7 +204,7 @@ class Session::Impl {
         sequencer.Start();
         sequencer.WaitForEnd();
         if (sequencer.GetSequencerState() == CSequencer::SEQUENCER_FAILED)
-            log.AddError(sequencer.GetErrorText());
+            log.AddPassedOn(sequencer.GetErrorText());
         // A sequence may end before its test does.
         auto& tasks = framework::CTaskManager::Instance();
         tasks.WaitUntil([&watch] { return !watch.IsTestUnderWay(); }, std::chrono::hours(24 * 365));
@@ -189,6 +234,7 @@ class Session::Impl {
 
     core::CHostApplication host_;
     Laboratory::Recordings recordings_;
+    std::vector<std::string> recording_warnings_;
 };
 
 Session::Session(framework::ClockKind clock, const std::filesystem::path& plugin)
@@ -199,8 +245,15 @@ RunOutcome Session::Validate(const TestFile& file) {
     return impl_->Validate(file);
 }
 
+RunOutcome Session::Run(const TestFile& file, const RunOptions& options, IRunObserver& observer,
+                        OutputFiles& outputs, KnownOutcome& known) {
+    return impl_->Run(file, options, observer, outputs, known);
+}
+
 RunOutcome Session::Run(const TestFile& file, const RunOptions& options, IRunObserver& observer) {
-    return impl_->Run(file, options, observer);
+    OutputFiles outputs;
+    KnownOutcome known;
+    return Run(file, options, observer, outputs, known);
 }
 
 }  // namespace orv::app

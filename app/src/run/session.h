@@ -6,7 +6,9 @@
 #include <optional>
 #include <vector>
 
+#include "known_outcome.h"
 #include "orv/framework/task_manager.h"
+#include "output_files.h"
 #include "run_observer.h"
 #include "run_outcome.h"
 #include "test_file/test_file.h"
@@ -17,7 +19,8 @@ struct RunOptions {
     std::optional<std::uint64_t> seed;  ///< in place of the file's
     std::filesystem::path database;     ///< in place of the one that the file names; empty: that one
     std::filesystem::path record;       ///< where to write what ports report; empty: nowhere
-    std::filesystem::path replay;  ///< what ports report instead of emulating set-top boxes; empty: nothing
+    std::filesystem::path replay;    ///< what ports report instead of emulating set-top boxes; empty: nothing
+    bool replay_incomplete = false;  ///< also a recording whose end is missing
 };
 
 /// A process has at most one session at a time, but may have several one after the other. Runs leave nothing
@@ -40,7 +43,11 @@ class Session {
     RunOutcome Validate(const TestFile& file);
 
     /// Runs the file's sequence. What is wrong with the input is found before anything is sent, and a file
-    /// with mistakes is not run.
+    /// with mistakes is not run. Neither is one that names a database which cannot be written, or is one of
+    /// the files in `outputs`; those that the options name have been opened by the caller. `known` always
+    /// tells how far it has come.
+    RunOutcome Run(const TestFile& file, const RunOptions& options, IRunObserver& observer,
+                   OutputFiles& outputs, KnownOutcome& known);
     RunOutcome Run(const TestFile& file, const RunOptions& options, IRunObserver& observer);
 
   private:

@@ -93,7 +93,7 @@ TestReport MakeTestReport(const framework::CCommand& start_command, bool passed)
     report.name = NameOf(start_command, Command::TestName);
     report.type = NameOf(start_command, Command::TestType);
     report.environment = NameOf(start_command, Command::TestEnv);
-    report.duration = start_command.GetDouble(Command::TestDuration);
+    report.duration = report.configured_duration = start_command.GetDouble(Command::TestDuration);
     report.join_fail_threshold = start_command.GetU32(Command::JoinFailThreshold);
     report.passed = passed;
     report.channel_ranges = MakeRows(ids::IptvChannelResults::CLASS);

@@ -23,19 +23,22 @@ struct ResultRow {
     double GetNumber(const std::string& figure) const;
 };
 
-/// One test of a run. `type` and `environment` are names of the data model, the duration is in seconds.
+/// One test of a run. `type` and `environment` are names of the data model, durations are in seconds.
 struct TestReport {
     std::string name;
     std::string type;
     std::string environment;
-    double duration = 0;
+    double duration = 0;             ///< that it ran
+    double configured_duration = 0;  ///< that it was to run
     double join_fail_threshold = 0;  ///< percent
-    bool passed = false;
+    bool passed = false;             ///< by its figures; see GetVerdict for what is said of it
     std::vector<ResultRow> channel_ranges;
     std::vector<ResultRow> stb_blocks;
     std::vector<ResultRow> profiles;
     std::vector<ResultRow> ports;
 
+    /// It was stopped, or lost its ports, before its time was over.
+    bool IsCutShort() const { return duration < configured_duration; }
     double GetChannelChanges() const { return Sum("NumOfChannelChanges"); }
     double GetFailedJoins() const { return Sum("JoinFails") + Sum("UnicastJoinFails"); }
     /// Channel changes that joined something: those to a channel that was there already are left out.

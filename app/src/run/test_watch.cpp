@@ -6,6 +6,7 @@
 
 #include "orv/common/exceptions.h"
 #include "orv/core/project.h"
+#include "orv/core/test_result_manager.h"
 #include "orv/framework/command_status_manager.h"
 #include "orv/framework/handle_registry.h"
 #include "orv/framework/scriptable_creator.h"
@@ -31,6 +32,9 @@ constexpr auto kTick = std::chrono::milliseconds(100);
 constexpr auto kGrace = std::chrono::seconds(60);
 /// So long ports have to report their end when they have been told to stop: the wait command looks every 5 s.
 constexpr auto kPatience = std::chrono::seconds(15);
+/// Ports begin a little before the command that starts them is done: a test that ran all its time seems to
+/// have run less by that.
+constexpr auto kStartSlack = std::chrono::duration<double>(1);
 
 ScriptableVec FindAll(common::ClassId id, const CScriptable* root) {
     ScriptableVec objects;
@@ -46,8 +50,8 @@ bool IsStartDisabled(std::uint32_t block) {
 
 }  // namespace
 
-TestWatch::TestWatch(Laboratory& laboratory, RunLog& log, IRunObserver& observer)
-    : laboratory_(laboratory), log_(log), observer_(observer) {
+TestWatch::TestWatch(Laboratory& laboratory, RunLog& log, IRunObserver& observer, KnownOutcome& known)
+    : laboratory_(laboratory), log_(log), observer_(observer), known_(known) {
     for (CScriptable* command :
          FindAll(ids::IptvStartTestCommand::CLASS, &framework::CSequencer::Instance())) {
         start_commands_.push_back(command->GetHandle());
@@ -98,6 +102,11 @@ void TestWatch::OnCommandState(CScriptable* object, framework::PropId) {
     if (!completed && (test.block == 0 || running_)) return;
     running_ = test;
     observer_.OnTestBegins(test.name, test.duration);
+    known_.Change([&test](RunOutcome& outcome) {
+        outcome.unfinished_test = {test.name, 0, std::chrono::duration<double>(test.duration).count()};
+        if (const auto* database = core::TestResultManager::GetCurrentInstance())
+            outcome.database = database->GetDatabasePath();
+    });
     CScriptable* results = project->GetObject(ids::IptvTestResults::CLASS, common::kParentChild);
     if (!results) return;
     if (results_ != results->GetHandle()) {
@@ -114,7 +123,15 @@ void TestWatch::OnVerdict(CScriptable* results, framework::PropId) {
     if (!running_ || running_->has_report || verdict == ids::TestOutcome::NONE) return;
     running_->has_report = true;
     const auto* command = dynamic_cast<const CCommand*>(CHandleRegistry::Instance().Find(running_->command));
-    if (command) reports_.push_back(MakeTestReport(*command, verdict == ids::TestOutcome::PASSED));
+    if (!command) return;
+    TestReport report = MakeTestReport(*command, verdict == ids::TestOutcome::PASSED);
+    const double seconds = GetSecondsRun();
+    if (seconds + kStartSlack.count() < report.configured_duration) report.duration = seconds;
+    known_.Change([&report](RunOutcome& outcome) {
+        outcome.tests.push_back(report);
+        outcome.unfinished_test.reset();
+    });
+    reports_.push_back(std::move(report));
 }
 
 void TestWatch::OnTick() {
@@ -130,8 +147,22 @@ void TestWatch::OnTick() {
     }
 }
 
+double TestWatch::GetSecondsRun() const {
+    const Nanoseconds end = running_->stopped.value_or(CTaskManager::Instance().GetNow());
+    return std::chrono::duration<double>(end - running_->started).count();
+}
+
 void TestWatch::LookForEnd() {
-    if (running_ && !IsStartDisabled(running_->block)) running_.reset();
+    if (!running_) return;
+    if (!running_->has_report) {
+        known_.Change([seconds = GetSecondsRun()](RunOutcome& outcome) {
+            if (outcome.unfinished_test) outcome.unfinished_test->elapsed = seconds;
+        });
+    }
+    if (IsStartDisabled(running_->block)) return;
+    running_.reset();
+    // Whoever waits for the end of the test need not wait for the next time that it looks.
+    if (interrupted_) framework::CSequencer::Instance().Stop();
 }
 
 void TestWatch::LookForInterrupt() {
@@ -175,6 +206,7 @@ void TestWatch::LookForOverdue() {
 }
 
 void TestWatch::Stop() {
+    running_->stopped = CTaskManager::Instance().GetNow();
     auto* project = core::CProject::GetCurrentActiveInstance();
     framework::CScriptableCreator creator;
     auto* stop = dynamic_cast<CCommand*>(creator.Create(ids::IptvStopTestCommand::CLASS, project));

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "known_outcome.h"
 #include "laboratory.h"
 #include "orv/framework/command.h"
 #include "run_log.h"
@@ -20,7 +21,7 @@ namespace orv::app {
 /// the task manager drives it.
 class TestWatch {
   public:
-    TestWatch(Laboratory& laboratory, RunLog& log, IRunObserver& observer);
+    TestWatch(Laboratory& laboratory, RunLog& log, IRunObserver& observer, KnownOutcome& known);
     ~TestWatch();
     TestWatch(const TestWatch&) = delete;
     TestWatch& operator=(const TestWatch&) = delete;
@@ -42,6 +43,7 @@ class TestWatch {
         Nanoseconds duration{};
         Effort effort = Effort::None;
         Nanoseconds next_effort_at{};
+        std::optional<Nanoseconds> stopped{};  ///< when it was told to end
         bool has_report = false;
     };
 
@@ -55,10 +57,12 @@ class TestWatch {
     void Stop();
     void CutMutePorts();
     void ShowProgress();
+    double GetSecondsRun() const;
 
     Laboratory& laboratory_;
     RunLog& log_;
     IRunObserver& observer_;
+    KnownOutcome& known_;
     std::vector<std::uint32_t> start_commands_;  ///< handles
     std::uint32_t results_ = 0;                  ///< handle of the test results that are listened to
     std::optional<Running> running_;

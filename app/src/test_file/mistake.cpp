@@ -33,6 +33,14 @@ void SortMistakes(std::vector<Mistake>& mistakes) {
     });
 }
 
+Mistake MakeCommandLineMistake(const std::string& option, const std::string& problem) {
+    Mistake mistake;
+    mistake.file = "command line";
+    mistake.object = option;
+    mistake.problem = problem;
+    return mistake;
+}
+
 void MistakeList::Add(const Where& where, const std::string& problem, const std::string& expected,
                       const std::string& nearest) {
     if (settled_.contains({where.at.setting, where.at.line, where.at.column})) return;

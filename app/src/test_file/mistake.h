@@ -33,6 +33,9 @@ struct Mistake {
 /// Puts mistakes in the order of their positions; those of one place stay as they are.
 void SortMistakes(std::vector<Mistake>& mistakes);
 
+/// A mistake of the command line, of an option ("--db") or as a whole ("").
+Mistake MakeCommandLineMistake(const std::string& option, const std::string& problem);
+
 /// The mistakes of one file, and of values that replace its own, collected so that all are known at once.
 class MistakeList {
   public:

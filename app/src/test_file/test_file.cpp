@@ -134,6 +134,7 @@ TestFile::~TestFile() = default;
 TestFile TestFile::Parse(const FileText& file, const std::vector<std::string>& settings) {
     TestFile test;
     test.file_ = file.name;
+    test.text_ = file.text;
     for (const std::string& setting : settings) test.settings_.push_back("--set " + setting);
     MistakeList mistakes = test.MakeMistakeList();
     if (file.problem.empty()) {
@@ -147,21 +148,8 @@ TestFile TestFile::Parse(const FileText& file, const std::vector<std::string>& s
     return test;
 }
 
-<<<<<<< HEAD
 MistakeList TestFile::MakeMistakeList() const {
     return MistakeList(file_, settings_);
-=======
-TestFile TestFile::Parse(const std::string& text, const std::string& file) {
-    TestFile test;
-    test.file_ = file;
-    test.text_ = text;
-    MistakeList mistakes(file);
-    const SourceNode root = ReadSourceTree(text, mistakes);
-    // What is no YAML has nothing in it to look at.
-    if (mistakes.IsEmpty() || root.IsMap()) SectionReader(root, *test.plan_, mistakes).Read();
-    test.mistakes_ = mistakes.TakeSorted();
-    return test;
->>>>>>> fix-results
 }
 
 const std::string& TestFile::GetTitle() const {

@@ -75,7 +75,7 @@ class TestFile {
     std::optional<std::string> FindReference(const Built& built, std::uint32_t handle) const;
     /// True when the file says itself which commands are run.
     bool HasSequence() const;
-    /// /// The texts that objects of the file have for a property, as far as the file could be read.
+    /// The texts that objects of the file have for a property, as far as the file could be read.
     std::vector<std::string> GetValues(framework::PropId property) const;
 
   private:
@@ -84,11 +84,8 @@ class TestFile {
     MistakeList MakeMistakeList() const;
 
     std::string file_;
-<<<<<<< HEAD
     std::vector<std::string> settings_;  ///< as mistakes name them
-=======
     std::string text_;
->>>>>>> fix-results
     std::unique_ptr<Plan> plan_;
     std::vector<Mistake> mistakes_;
 };

@@ -114,6 +114,7 @@ void CSequencer::Stop() {
     if (GetSequencerState() != SEQUENCER_RUNNING) return;
     stopping_ = true;
     if (CCommand* current = FindCommand(GetU32(ids::Sequencer::CurrentCommand))) current->Cancel();
+    CTaskManager::Instance().CutYield(task_);
 }
 
 void CSequencer::WaitForEnd() {
@@ -124,6 +125,7 @@ void CSequencer::WaitForEnd() {
 }
 
 void CSequencer::Run(const std::vector<std::uint32_t>& commandHandles) {
+    task_ = CTaskManager::Instance().CtmGetCurrentTask();
     try {
         RunAll(commandHandles);
         End(stopping_ ? SEQUENCER_STOPPED : SEQUENCER_COMPLETED, {});
@@ -150,7 +152,9 @@ void CSequencer::RunAll(const std::vector<std::uint32_t>& commandHandles) {
 void CSequencer::End(SequencerState state, const std::string& errorText) {
     Set(ids::Sequencer::CurrentCommand, std::uint32_t{0});
     SetT<std::string>(ids::Sequencer::ErrorText, errorText);
-    if (!errorText.empty()) LogError([&] { return "the sequence failed: " + errorText; });
+    task_ = nullptr;
+    // The command that failed has logged why.
+    if (!errorText.empty()) LogDebug([&] { return "the sequence failed: " + errorText; });
     Set(ids::Sequencer::State, static_cast<std::uint8_t>(state));
     CTaskManager::Instance().Wake();
 }

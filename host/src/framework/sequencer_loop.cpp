@@ -9,6 +9,9 @@ namespace orv::framework {
 
 namespace {
 
+/// So many iterations may pass without any time passing.
+constexpr int kMostIdle = 250;
+
 const StaticRegisterClass<CSequencerLoopCommand> registration{ids::SequencerLoopCommand::CLASS};
 
 }  // namespace
@@ -27,6 +30,9 @@ void CSequencerLoopCommand::OnCommandStateChange(CommandState from, CommandState
 
 void CSequencerLoopCommand::DoRun() {
     Set(ids::Command::ProgressIsCancellable, true);
+    CTaskManager& tasks = CTaskManager::Instance();
+    auto last = tasks.GetNow();
+    int idle = 0;
     const std::uint32_t count = GetU32(ids::SequencerLoopCommand::IterationCount);
     for (std::uint32_t iteration = 1; count == 0 || iteration <= count; ++iteration) {
         if (GetProgressCancelled()) return;
@@ -34,8 +40,12 @@ void CSequencerLoopCommand::DoRun() {
         SetProgress(iteration, count);
         RunOnce();
         if (GetProgressCancelled()) return;
-        // Whoever is to stop an endless loop of commands that take no time must get some.
-        CTaskManager::Instance().CtmYield(count == 0 ? 1 : 0);
+        // Whoever is to stop a loop of commands that take no time must get some: on the virtual clock timers
+        // would never fall due. Loops of usual length keep their times.
+        idle = tasks.GetNow() == last ? idle + 1 : 0;
+        tasks.CtmYield(count == 0 || idle >= kMostIdle ? 1 : 0);
+        if (idle >= kMostIdle) idle = 0;
+        last = tasks.GetNow();
     }
 }
 

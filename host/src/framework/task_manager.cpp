@@ -141,6 +141,10 @@ void CTaskManager::CtmYield(int milliseconds, CTask*, bool) {
     impl_->Clock().Yield(std::chrono::milliseconds(milliseconds));
 }
 
+void CTaskManager::CutYield(const CTask* task) {
+    impl_->Clock().CutYield(task);
+}
+
 bool CTaskManager::WaitUntil(const std::function<bool()>& ready, Nanoseconds timeout) {
     return impl_->Clock().WaitUntil(ready, timeout);
 }

@@ -31,6 +31,7 @@ class TaskClock {
     virtual void CancelTimer(std::uint64_t id) = 0;
 
     virtual void Yield(Nanoseconds time) = 0;
+    virtual void CutYield(const CTask* task) = 0;
     virtual bool WaitUntil(const std::function<bool()>& ready, Nanoseconds timeout) = 0;
     virtual void Wake() = 0;
     /// Somebody has given the lock up, so what others wait for may have come true.

@@ -181,6 +181,12 @@ void RealTaskClock::RunMessages() {
 }
 
 void RealTaskClock::Yield(Nanoseconds time) {
+    // Whoever cuts the yield holds the lock: the task is known before it is released.
+    CTask* const task = IsMessageThread() ? nullptr : GetTaskOfThisThread();
+    if (task) {
+        const std::lock_guard guard(yields_mutex_);
+        yields_[task] = false;
+    }
     const int depth = lock_.ReleaseAll();
     OnLockReleased();
     if (IsMessageThread()) {
@@ -190,12 +196,27 @@ void RealTaskClock::Yield(Nanoseconds time) {
             Guard guard(mutex_);
             WaitForWork(guard, deadline, [] { return false; });
         } while (GetNow() < deadline);
+    } else if (task && time > Nanoseconds::zero()) {
+        std::unique_lock guard(yields_mutex_);
+        yield_cut_.wait_until(guard, ToTimePoint(GetDeadline(time)), [this, task] { return yields_[task]; });
     } else if (time > Nanoseconds::zero()) {
         std::this_thread::sleep_for(time);
     } else {
         std::this_thread::yield();
     }
+    if (task) {
+        const std::lock_guard guard(yields_mutex_);
+        yields_.erase(task);
+    }
     lock_.Reacquire(depth);
+}
+
+void RealTaskClock::CutYield(const CTask* task) {
+    const std::lock_guard guard(yields_mutex_);
+    const auto yield = yields_.find(task);
+    if (yield == yields_.end()) return;
+    yield->second = true;
+    yield_cut_.notify_all();
 }
 
 bool RealTaskClock::WaitUntil(const std::function<bool()>& ready, Nanoseconds timeout) {

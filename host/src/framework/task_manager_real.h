@@ -4,6 +4,7 @@
 #include <atomic>
 #include <condition_variable>
 #include <list>
+#include <map>
 #include <mutex>
 #include <thread>
 
@@ -29,6 +30,7 @@ class RealTaskClock : public TaskClock {
     void CancelTimer(std::uint64_t id) override;
 
     void Yield(Nanoseconds time) override;
+    void CutYield(const CTask* task) override;
     bool WaitUntil(const std::function<bool()>& ready, Nanoseconds timeout) override;
     void Wake() override;
     void OnLockReleased() override;
@@ -59,6 +61,10 @@ class RealTaskClock : public TaskClock {
 
     std::mutex tasks_mutex_;
     std::list<TaskThread> tasks_;
+
+    std::mutex yields_mutex_;
+    std::map<const CTask*, bool> yields_;  ///< of the tasks that yield: whether theirs has been cut
+    std::condition_variable yield_cut_;
 
     std::mutex mutex_;  ///< of everything below
     TimedQueue queue_;

@@ -25,6 +25,7 @@ class VirtualTaskClock : public TaskClock {
     void CancelTimer(std::uint64_t id) override;
 
     void Yield(Nanoseconds time) override;
+    void CutYield(const CTask*) override {}
     bool WaitUntil(const std::function<bool()>& ready, Nanoseconds timeout) override;
     void Wake() override {}
     void OnLockReleased() override {}

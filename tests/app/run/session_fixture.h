@@ -17,6 +17,12 @@ namespace testing_aids {
 using orv::app::RunEnd;
 using orv::app::RunOutcome;
 
+inline std::string Mistakes(const RunOutcome& outcome) {
+    std::string text;
+    for (const auto& mistake : outcome.mistakes) text += mistake.ToString() + "\n";
+    return text;
+}
+
 /// Shows nothing; counts what it is told.
 class SilentObserver : public orv::app::IRunObserver {
   public:

@@ -39,6 +39,31 @@ class RealClock : public testing::Test {
     }
 };
 
+TEST_F(RealClock, AYieldIsCutForItsTaskAlone) {
+    CTask* first = nullptr;
+    int yields = 0;
+    bool second_ended = false;
+    Tasks().Post("first", [&] {
+        first = Tasks().CtmGetCurrentTask();
+        while (yields < 2) {
+            Tasks().CtmYield(std::chrono::milliseconds(kTooLong).count());
+            ++yields;
+        }
+    });
+    Tasks().Post("second", [&] {
+        Tasks().CtmYield(1500);
+        second_ended = true;
+    });
+    // One cut ends one yield.
+    Tasks().PostAfter(50ms, [&] { Tasks().CutYield(first); });
+    Tasks().PostAfter(100ms, [&] { EXPECT_EQ(yields, 1); });
+    Tasks().PostAfter(150ms, [&] { Tasks().CutYield(first); });
+    EXPECT_TRUE(Tasks().WaitUntil([&] { return yields == 2; }, kTooLong / 2));
+    EXPECT_FALSE(second_ended);
+    Tasks().CutYield(first);  // gone by now
+    EXPECT_TRUE(Tasks().WaitUntil([&] { return second_ended; }, kTooLong));
+}
+
 TEST_F(RealClock, TasksAndMessagesRunOneAtATimeAndTasksInOrderOfPosting) {
     // Plain variables: a second one under way would be a data race and an error of its own.
     int inside = 0;

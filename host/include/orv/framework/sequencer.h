@@ -9,6 +9,8 @@
 
 namespace orv::framework {
 
+class CTask;
+
 /// Runs its child commands one after the other. One per host, a child of the system object.
 class CSequencer : public CScriptable {
   public:
@@ -38,7 +40,8 @@ class CSequencer : public CScriptable {
     /// Runs the sequence as a task; a command that fails ends it, one that is not active is left out. Throws
     /// COrvRunTimeError when it runs already.
     void Start();
-    /// Ends the sequence: the running command is cancelled, later ones do not run. Returns at once.
+    /// Ends the sequence: the running command is cancelled, later ones do not run. Returns at once. A command
+    /// that yields looks at once whether it goes on; called again, once more.
     void Stop();
     /// Yields until the sequence has ended. Throws COrvLogicError when nothing is left that could end it
     /// (which can only happen with the virtual clock).
@@ -56,6 +59,7 @@ class CSequencer : public CScriptable {
     void End(SequencerState state, const std::string& errorText);
 
     bool stopping_ = false;
+    CTask* task_ = nullptr;  ///< that runs the sequence
 };
 
 /// Runs its child commands a number of times (property IterationCount, 0: until stopped).

@@ -55,6 +55,9 @@ class CTaskManager {
     /// messages get their turn, and takes it again. `task` and `now` are accepted for callers that pass them:
     /// the waiting task is always the current one.
     void CtmYield(int milliseconds, CTask* task = nullptr, bool now = false);
+    /// Ends the yield in which `task` is with the real clock, so that it looks at once whether it goes on. A
+    /// task that does not yield, or is gone, is left alone, and so is the virtual clock, where no one waits.
+    void CutYield(const CTask* task);
     /// Yields until `ready()` (called under the lock) is true or the time has passed; returns the last
     /// answer.
     bool WaitUntil(const std::function<bool()>& ready, Nanoseconds timeout);

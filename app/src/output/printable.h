@@ -1,0 +1,28 @@
+// Texts of others, names above all, on their way to terminals and files.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace orv::app {
+
+/// One character of a UTF-8 text, and the bytes that it takes.
+struct CodePoint {
+    char32_t value = 0;
+    std::size_t size = 0;
+    bool is_valid = true;  ///< false: one byte that is no UTF-8
+};
+
+/// The first character of a text that is not empty (RFC 3629).
+CodePoint ReadCodePoint(std::string_view text);
+
+/// Characters of a UTF-8 text, which is what a terminal shows as one each most of the time.
+std::size_t CountCodePoints(std::string_view text);
+
+/// `text` without what would move a terminal's cursor, change its colours or turn the direction of writing:
+/// controls are written as \n, \t, \x1b or \u0085, bidirectional controls as \u202e, bytes that are no UTF-8
+/// as \xff.
+std::string MakePrintable(std::string_view text);
+
+}  // namespace orv::app

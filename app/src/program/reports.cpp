@@ -1,0 +1,77 @@
+#include "reports.h"
+
+#include <fmt/format.h>
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <limits>
+#include <utility>
+
+#include "output/outcome_json.h"
+#include "output/printable.h"
+#include "output/summary.h"
+#include "terminal.h"
+
+namespace orv::app {
+
+namespace {
+
+/// The run did not come to its end as it was to, unless that is known.
+void AddError(RunOutcome& outcome, const std::string& text) {
+    PrintError(text);
+    outcome.errors.push_back(text);
+    if (outcome.end == RunEnd::Passed || outcome.end == RunEnd::Failed) outcome.end = RunEnd::Failure;
+}
+
+}  // namespace
+
+void PrintError(const std::string& text) {
+    std::cerr << "iptvtest: " << MakePrintable(text) << '\n';
+}
+
+Reports::Reports(const Arguments& arguments, std::filesystem::path junit)
+    : json_(arguments.json), quiet_(arguments.quiet), junit_(std::move(junit)) {}
+
+int Reports::Write(RunOutcome outcome) {
+    const std::lock_guard guard(mutex_);
+    if (status_) return *status_;
+    if (!junit_.empty()) WriteJUnit(outcome);
+    // Last, because it is to tell of the others; and they of it.
+    if (!WriteStandardOutput(outcome) && !junit_.empty()) WriteJUnit(outcome);
+    status_ = static_cast<int>(outcome.end);
+    return *status_;
+}
+
+bool Reports::WriteJUnit(RunOutcome& outcome) const {
+    errno = 0;
+    std::ofstream file(junit_);
+    file << MakeJUnitXml(outcome);
+    file.close();
+    if (file) return true;
+    AddError(outcome,
+             fmt::format("--junit: {} cannot be written: {}", junit_.string(), std::strerror(errno)));
+    return false;
+}
+
+bool Reports::WriteStandardOutput(RunOutcome& outcome) const {
+    errno = 0;
+    if (json_) {
+        std::cout << MakeOutcomeJson(outcome);
+    } else if (!quiet_ && outcome.end != RunEnd::BadInput) {
+        constexpr std::size_t kAny = std::numeric_limits<std::size_t>::max();
+        std::cout << MakeSummary(outcome, GetTerminalWidth(STDOUT_FILENO).value_or(kAny));
+    }
+    std::cout.flush();
+    if (std::cout) return true;
+    AddError(outcome, fmt::format("the output cannot be written: {}", std::strerror(errno)));
+    return false;
+}
+
+int PrintJson(const RunOutcome& outcome) {
+    std::cout << MakeOutcomeJson(outcome);
+    return static_cast<int>(outcome.end);
+}
+
+}  // namespace orv::app

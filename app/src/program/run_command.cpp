@@ -1,0 +1,125 @@
+#include "run_command.h"
+
+#include <iostream>
+#include <memory>
+#include <thread>
+
+#include "clock_choice.h"
+#include "console.h"
+#include "interrupts.h"
+#include "output/printable.h"
+#include "reports.h"
+#include "run/endable_port.h"
+#include "run/session.h"
+#include "terminal.h"
+
+namespace orv::app {
+
+namespace {
+
+Console::Options MakeConsoleOptions(const Arguments& arguments) {
+    Console::Options options;
+    options.level = arguments.log_level;
+    options.get_interrupts = GetInterruptCount;
+    options.notes = !arguments.quiet;
+    if (arguments.quiet && options.level &&
+        GetSeverity(*options.level) < GetSeverity(framework::LogLevelType::Error))
+        options.level = framework::LogLevelType::Error;
+    if (arguments.quiet) {
+        options.progress = Console::Progress::None;
+    } else if (isatty(STDERR_FILENO)) {
+        options.progress = Console::Progress::Bar;
+        options.width = static_cast<int>(GetTerminalWidth(STDERR_FILENO).value_or(80));
+    }
+    return options;
+}
+
+/// What a second Ctrl-C does: all groups are left and the reports say what is known, side by side, since the
+/// time for both is short. Returns the exit status.
+int BreakOff(Reports& reports, const KnownOutcome& known) {
+    std::thread leave(&EndablePort::EndAll);
+    RunOutcome outcome = known.Get();
+    outcome.end = RunEnd::Interrupted;
+    const int status = reports.Write(std::move(outcome));
+    leave.join();
+    return status;
+}
+
+class Run {
+  public:
+    /// Reads the test file. Who types it, or waits for a pipe, can still break that off: nothing catches
+    /// signals yet.
+    Run(const Arguments& arguments, const std::filesystem::path& plugin)
+        : arguments_(arguments), plugin_(plugin), text_(ReadFileText(arguments.file)) {}
+
+    int Do() {
+        std::vector<Mistake> mistakes = OpenOutputs();
+        // What cannot be written, or is something else as well, is left as it is.
+        const std::filesystem::path junit = mistakes.empty() ? arguments_.junit : "";
+        // Shared with the second Ctrl-C, which may come at any time until the process ends.
+        const auto reports = std::make_shared<Reports>(arguments_, junit);
+        const auto known = std::make_shared<KnownOutcome>();
+        CountInterrupts([reports, known] { return BreakOff(*reports, *known); });
+        RunOutcome outcome;
+        if (mistakes.empty()) {
+            outcome = RunGuarded(*known);
+        } else {
+            outcome.end = RunEnd::BadInput;
+            outcome.mistakes = std::move(mistakes);
+        }
+        // Warnings have been logged, and so have errors unless nothing was to be.
+        for (const Mistake& mistake : outcome.mistakes)
+            std::cerr << MakePrintable(mistake.ToString()) << '\n';
+        if (!arguments_.log_level) {
+            for (const std::string& error : outcome.errors) PrintError(error);
+        }
+        return reports->Write(std::move(outcome));
+    }
+
+  private:
+    std::vector<Mistake> OpenOutputs() {
+        if (arguments_.file != "-") outputs_.AddInput("the test file", arguments_.file);
+        outputs_.AddInput("--replay", arguments_.run.replay);
+        if (arguments_.json || !arguments_.quiet) outputs_.AddStandardOutput();
+        std::vector<Mistake> mistakes;
+        const auto open = [&](const char* option, const std::filesystem::path& path, OutputFiles::Kind kind) {
+            if (path.empty()) return;
+            const std::string problem = outputs_.AddOutput(option, path, kind);
+            if (!problem.empty()) mistakes.push_back(MakeCommandLineMistake(option, problem));
+        };
+        open("--db", arguments_.run.database, OutputFiles::Kind::Database);
+        open("--junit", arguments_.junit, OutputFiles::Kind::Report);
+        open("--record", arguments_.run.record, OutputFiles::Kind::Report);
+        return mistakes;
+    }
+
+    RunOutcome RunGuarded(KnownOutcome& known) {
+        try {
+            const LoadedTest test = LoadTest(arguments_, text_, plugin_);
+            Console console(std::cerr, MakeConsoleOptions(arguments_));
+            return test.session->Run(test.file, arguments_.run, console, outputs_, known);
+        } catch (const std::exception& error) {
+            RunOutcome outcome = known.Get();
+            outcome.end = RunEnd::Failure;
+            outcome.errors.emplace_back(error.what());
+            if (arguments_.log_level) PrintError(error.what());
+            return outcome;
+        }
+    }
+
+    const Arguments& arguments_;
+    const std::filesystem::path& plugin_;
+    const FileText text_;
+    OutputFiles outputs_;
+};
+
+}  // namespace
+
+int RunTest(const Arguments& arguments, const std::filesystem::path& plugin) {
+    auto& loggers = framework::BLLLoggerFactory::GetInstance();
+    loggers.SetConsole(false);
+    if (arguments.log_level) loggers.SetLevel("", *arguments.log_level);
+    return Run(arguments, plugin).Do();
+}
+
+}  // namespace orv::app

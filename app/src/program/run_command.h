@@ -1,0 +1,13 @@
+// The command "iptvtest run".
+#pragma once
+
+#include <filesystem>
+
+#include "arguments.h"
+
+namespace orv::app {
+
+/// Runs a test file and reports what came of it, whatever that is. Returns the exit status.
+int RunTest(const Arguments& arguments, const std::filesystem::path& plugin);
+
+}  // namespace orv::app
