@@ -52,8 +52,7 @@ int Validate(const Arguments& arguments) {
     const RunOutcome outcome = ValidateGuarded(arguments, text);
     if (arguments.json) return PrintJson(outcome);
     PrintMistakes(std::cerr, outcome);
-    if (outcome.end == RunEnd::Passed)
-        std::cout << MakePrintable(text.name) << " is a good test file.\n";
+    if (outcome.end == RunEnd::Passed) std::cout << MakePrintable(text.name) << " is a good test file.\n";
     return static_cast<int>(outcome.end);
 }
 

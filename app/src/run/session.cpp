@@ -145,10 +145,11 @@ class Session::Impl {
             if (path.empty() || command->GetBool(Command::SaveResultsPerIteration)) path = kDefaultDatabase;
             const std::string problem = outputs.AddOutput("the database", path, OutputFiles::Kind::Database);
             if (problem.empty()) continue;
-            const auto at = built.positions.find(command->GetHandle());
-            outcome.mistakes.push_back(file.MakeMistake(at == built.positions.end() ? Position{} : at->second,
-                                                        command->Describe(), problem));
-            outcome.mistakes.back().property = "DatabaseFileName";
+            // A file need not have a sequence of its own.
+            const bool is_in_file = built.objects.contains(command->GetHandle());
+            outcome.mistakes.push_back(
+                is_in_file ? file.MakeMistake(built, command->GetHandle(), "DatabaseFileName", problem)
+                           : file.MakeMistake("sequence", problem));
         }
         if (!outcome.mistakes.empty()) outcome.end = RunEnd::BadInput;
     }
