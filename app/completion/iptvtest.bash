@@ -52,7 +52,7 @@ _iptvtest() {
     case $command:$previous in
         run:--clock) options='real virtual' ;;
         run:--log-level) options='debug info warn error off' ;;
-        run:--seed | results:--data-set) return ;;
+        run:--seed | results:--data-set | results:--where | results:--limit | results:--columns) return ;;
         run:--db) _iptvtest_files "$current" '*.db'; return ;;
         run:--junit) _iptvtest_files "$current" '*.xml'; return ;;
         run:--record | run:--replay) _iptvtest_files "$current"; return ;;
@@ -61,7 +61,7 @@ _iptvtest() {
         case $command in
             run) options='--quiet --json --junit --db --seed --clock --log-level --record --replay --help' ;;
             validate) options='--json --help' ;;
-            results) options='--csv --json --data-set --list --help' ;;
+            results) options='--csv --json --columns --where --limit --data-set --list --test-file --help' ;;
             schema | version) options='--help' ;;
         esac
     fi
@@ -73,7 +73,7 @@ _iptvtest() {
     # What has been given without an option so far: the file, and the view.
     for ((i = 2; i < COMP_CWORD; ++i)); do
         case ${COMP_WORDS[i]} in
-            --junit | --db | --seed | --clock | --log-level | --record | --replay | --data-set) ((++i)) ;;
+            --junit | --db | --seed | --clock | --log-level | --record | --replay | --data-set | --columns | --where | --limit) ((++i)) ;;
             -*) ;;
             *) words+=("${COMP_WORDS[i]}") ;;
         esac
