@@ -58,7 +58,7 @@ _iptvtest() {
     case $command:$previous in
         run:--clock) options='real virtual' ;;
         run:--log-level) options='debug info warn error off' ;;
-        run:--seed | results:--data-set | *:--set) return ;;
+        run:--seed | results:--data-set | results:--where | results:--limit | results:--columns | *:--set) return ;;
         run:--db) _iptvtest_files "$current" '*.db'; return ;;
         run:--junit) _iptvtest_files "$current" '*.xml'; return ;;
         run:--record | run:--replay) _iptvtest_files "$current"; return ;;
@@ -67,7 +67,7 @@ _iptvtest() {
         case $command in
             run) options='--quiet --json --junit --db --seed --clock --log-level --record --replay --replay-incomplete --set --help' ;;
             validate) options='--json --set --help' ;;
-            results) options='--csv --json --data-set --list --help' ;;
+            results) options='--csv --json --columns --where --limit --data-set --list --test-file --help' ;;
             explain | schema | version) options='--help' ;;
         esac
     fi
@@ -79,7 +79,7 @@ _iptvtest() {
     # What has been given without an option so far: the file, and the view.
     for ((i = 2; i < COMP_CWORD; ++i)); do
         case ${COMP_WORDS[i]} in
-            --junit | --db | --seed | --clock | --log-level | --record | --replay | --data-set | --set) ((++i)) ;;
+            --junit | --db | --seed | --clock | --log-level | --record | --replay | --data-set | --columns | --where | --limit | --set) ((++i)) ;;
             -*) ;;
             *) words+=("${COMP_WORDS[i]}") ;;
         esac

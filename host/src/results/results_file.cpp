@@ -21,8 +21,11 @@ constexpr const char* kPageSize = "PRAGMA page_size = 8192";
 constexpr const char* kCheckpointDistance = "PRAGMA wal_autocheckpoint = 4000";
 /// So many times longer than other operations, the beginning of a data set waits: other runs make all their
 /// tables meanwhile, and there is nothing to lose yet.
-constexpr int kSetUpPatience = 10;
+constexpr int kSetUpPatience = 3;
 constexpr std::chrono::milliseconds kRetryPause{10};
+/// The share of the wait that readers get at the beginning of a data set, once before the change to WAL mode
+/// and once after it has failed: they read as long as they like, and somebody waits for the test to begin.
+constexpr int kReaderShare = 5;
 /// How long the end of a test waits for readers.
 constexpr std::chrono::milliseconds kReaderWait{1000};
 
@@ -58,7 +61,7 @@ void ResultsFile::SetUp(std::uint32_t id) {
         // Other runs that begin in the file do the same: each sees the tables of those before it.
         connection_->SetLockWait(lock_wait_ * kSetUpPatience);
         SqliteTransaction transaction(*connection_);
-        connection_->SetLockWait(lock_wait_);
+        connection_->SetLockWait(lock_wait_ / kReaderShare);
         EnsureOwnTables();
         for (const framework::CMetaClass* meta_class : data_set_.classes) {
             catalogue_->Ensure(meta_class->GetName(), GetColumns(*meta_class));
@@ -70,6 +73,7 @@ void ResultsFile::SetUp(std::uint32_t id) {
         }
         InsertDataSet(id);
         transaction.Commit();
+        connection_->SetLockWait(lock_wait_);
     } catch (...) {
         Drop();
         throw;
@@ -155,18 +159,21 @@ void ResultsFile::Open(Mode mode) {
 
 void ResultsFile::EnterWalMode() {
     // SQLite gives up at once where waiting could be in vain: when several runs make the file together.
-    const auto deadline = std::chrono::steady_clock::now() + lock_wait_;
-    for (;;) {
+    connection_->SetLockWait(std::chrono::milliseconds(0));
+    const auto deadline = std::chrono::steady_clock::now() + lock_wait_ / kReaderShare;
+    for (bool done = false; !done;) {
         try {
-            return connection_->Execute("PRAGMA journal_mode = WAL");
+            connection_->Execute("PRAGMA journal_mode = WAL");
+            done = true;
         } catch (const SqliteError& error) {
             if (!error.IsBusy()) throw;
             // Somebody reads an older data set just now; without WAL mode he and the test wait for each
             // other.
-            if (std::chrono::steady_clock::now() >= deadline) return;
+            done = std::chrono::steady_clock::now() >= deadline;
+            if (!done) std::this_thread::sleep_for(kRetryPause);
         }
-        std::this_thread::sleep_for(kRetryPause);
     }
+    connection_->SetLockWait(lock_wait_);
 }
 
 void ResultsFile::EnsureOwnTables() {

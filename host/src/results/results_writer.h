@@ -17,7 +17,7 @@ namespace orv::results {
 
 struct WriterOptions {
     std::size_t queue_bytes = std::size_t{32} << 20;  ///< more than this waiting makes the caller wait
-    std::chrono::milliseconds lock_wait{5000};        ///< how long another program may lock the file
+    std::chrono::milliseconds lock_wait{20'000};      ///< how long another program may lock the file
 };
 
 /// Does jobs in the order in which they are pushed. The first job that fails is the last that is done: those

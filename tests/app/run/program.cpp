@@ -74,8 +74,9 @@ void WriteFile(const std::filesystem::path& path, const std::string& text) {
 }
 
 std::string DumpDatabase(const std::filesystem::path& path) {
-    static const std::set<std::string> left_out{"StartTime",        "EndTime", "TestStartTime", "TestEndTime",
-                                                "DatabaseFileName", "Path",    "LastUpdateTime"};
+    static const std::set<std::string> left_out{"StartTime",      "EndTime",          "TestStartTime",
+                                                "TestEndTime",    "DatabaseFileName", "Path",
+                                                "LastUpdateTime", "TestFile"};
     const Database database = Open(path);
     std::string dump;
     for (const Row& table :

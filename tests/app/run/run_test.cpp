@@ -210,8 +210,11 @@ TEST_F(RunTest, ADatabaseOrRecordingThatCannotBeWrittenIsAnError) {
     WriteFile(folder / "file", "no folder");
     RunOptions options;
     options.database = folder / "file" / "results.db";
+    setenv("TMPDIR", (folder / "").c_str(), 1);
     const RunOutcome outcome = Run(TestText{}.ToString(), options);
+    unsetenv("TMPDIR");
     EXPECT_EQ(outcome.end, RunEnd::Failure);
+    EXPECT_EQ(outcome.database, (folder / "results.recovered-1.db").string());
     EXPECT_THAT(testing::PrintToString(outcome.errors), HasSubstr("file/results.db"));
     options = {};
     options.record = folder / "file" / "all.jsonl";

@@ -70,7 +70,9 @@ TEST_F(IterationTest, WhatCannotBeWrittenIsSaidAndStopsNothing) {
     Manager().Finalise();
     fs::remove_all(beside);
     std::ofstream(beside) << "no folder";
+    setenv("TMPDIR", (folder_ / "").c_str(), 1);  // where the results go instead
     write.Execute(false);
+    unsetenv("TMPDIR");
     EXPECT_EQ(write.GetCommandState(), CCommand::COMMAND_COMPLETED);
     EXPECT_THAT(write.GetStatus(), HasSubstr((beside / "Video-Iter-1").string()));
     EXPECT_EQ(Manager().GetIterationNumber(), 0);

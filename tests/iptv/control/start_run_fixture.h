@@ -47,6 +47,7 @@ inline void Yield(int ms = 20) {
 class RecordedResults : public core::TestResultManager {
   public:
     explicit RecordedResults(Lines& journal) : journal_(journal) {}
+    void Describe(const std::string&, const std::string&) override {}
     void StartInteractive() override { Note("StartInteractive"); }
     void SetTestResultSetting(const core::TestResultSetting& setting) override {
         Note("Setting " + setting.category + " " + setting.base_name + "|" + setting.output_file_path);
