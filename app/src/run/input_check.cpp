@@ -71,7 +71,7 @@ class Check {
             const auto [other, is_new] = by_address.emplace(port.GetMessenger().ToMessengerString(), &port);
             if (!is_new)
                 Add({&port, "Location",
-                     fmt::format("Location \"{}\" is that of {}, too", location, other->second->Describe())});
+                     fmt::format("\"{}\" is that of {}, too", location, other->second->Describe())});
         }
     }
 
