@@ -74,6 +74,9 @@ bool HasTwins(GeneratedFile& file, GeneratedObject& object) {
 bool IsRepeated(GeneratedFile& file, GeneratedObject&) {
     return !file.Find("SequencerLoopCommand").empty();
 }
+bool IsOnlyStart(GeneratedFile& file, GeneratedObject&) {
+    return file.Find("IptvStartTestCommand").size() == 1;
+}
 bool SendsChannels(GeneratedFile& file, GeneratedObject& object) {
     return file.testing && !file.wizard && !file.sequence.empty() && object.name == "Head end";
 }
@@ -165,6 +168,7 @@ constexpr Violation kViolations[] = {
     {"IptvStartTestCommand", "StbBlockList", "[]", "At least 1 Block of STBs"},
     {"IptvStartTestCommand", "TestEnv", "TESTING", "Test Environment mode", Retransmits},
     {"IptvStartTestCommand", "MulticastJoinTrigger", "SBIT_AND_DELAY", "S-bit", Retransmits},
+    {"IptvStartTestCommand", "Active", "false", "no other command starts a test", IsOnlyStart},
     {"IptvWaitForTestCompletionCommand", "Active", "false", "may still run", IsRepeated,
      "IptvStartTestCommand", ""},
     {"GeneratorStartCommand", "GeneratorList", "[]", "no generator runs", IsTested, "IptvStartTestCommand",
