@@ -41,7 +41,7 @@ struct Tags {
     }
     bool HasSame(const Tags& other) const { return vlans == other.vlans && pppoe == other.pppoe; }
     std::string ToString() const {
-        return fmt::format("{} VLAN tags and {}PPPoE", vlans, pppoe ? "" : "no ");
+        return fmt::format("{} VLAN tag{} and {}PPPoE", vlans, vlans == 1 ? "" : "s", pppoe ? "" : "no ");
     }
 };
 

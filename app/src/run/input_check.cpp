@@ -76,7 +76,7 @@ class Check {
             const auto [other, is_new] = by_address.emplace(port.GetMessenger().ToMessengerString(), &port);
             if (!is_new)
                 Add({&port, "Location",
-                     fmt::format("Location \"{}\" is that of {}, too", location, other->second->Describe())});
+                     fmt::format("\"{}\" is that of {}, too", location, other->second->Describe())});
         }
     }
 
@@ -89,10 +89,9 @@ class Check {
     }
 
     void StartCommands() {
-        ScriptableVec commands =
-            FindBelow(framework::CSequencer::Instance(), ids::IptvStartTestCommand::CLASS);
-        if (commands.empty())
-            outcome_.mistakes.push_back(file_.MakeMistake("sequence", "no command of it starts a test"));
+        const framework::CSequencer& sequence = framework::CSequencer::Instance();
+        const ScriptableVec commands = FindActive(sequence, ids::IptvStartTestCommand::CLASS);
+        if (commands.empty()) RefuseLackOfStart(FindBelow(sequence, ids::IptvStartTestCommand::CLASS));
         for (CScriptable* object : commands) {
             auto& command = dynamic_cast<framework::CCommand&>(*object);
             TestType(command);
@@ -129,6 +128,13 @@ class Check {
         ScriptableVec ports;
         project_.GetObjects(ports, core::CPort::CLASS_ID(), common::kParentChild);
         return ports;
+    }
+
+    void RefuseLackOfStart(const ScriptableVec& idle) {
+        if (idle.empty())
+            return outcome_.mistakes.push_back(
+                file_.MakeMistake("sequence", "no command of it starts a test"));
+        Add({idle.front(), "Active", "it is off, and no other command starts a test", "true"});
     }
 
     void TestType(const framework::CCommand& command) {

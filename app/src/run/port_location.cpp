@@ -32,12 +32,12 @@ std::string FindLocationProblem(const std::string& location) {
     if (location.starts_with(kLiveScheme)) {
         if (IsInterfaceName(std::string_view(location).substr(kLiveScheme.size()))) return {};
         return fmt::format(
-            "Location \"{}\" names no network interface; expected {}<interface>, the name of 1 to {} "
+            "\"{}\" names no network interface; expected {}<interface>, the name of 1 to {} "
             "characters without '/' and blanks",
             location, kLiveScheme, kLongestName);
     }
     return fmt::format(
-        "Location \"{}\" is no place for a port; expected {}<name> or nothing for a simulated port, "
+        "\"{}\" is no place for a port; expected {}<name> or nothing for a simulated port, "
         "{}<interface> for a live one",
         location, kSimulatedScheme, kLiveScheme);
 }

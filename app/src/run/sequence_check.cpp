@@ -7,7 +7,9 @@
 #include <utility>
 
 #include "orv/core/port.h"
+#include "orv/framework/handle_registry.h"
 #include "orv/framework/relation_helper.h"
+#include "orv/framework/relation_manager.h"
 #include "orv/framework/sequencer.h"
 #include "orv/ids/core_ids.h"
 #include "orv/ids/framework_ids.h"
@@ -155,14 +157,29 @@ class SequenceWalk {
 
     void Relate(const CCommand& command) {
         namespace Id = ids::SetRelativesCommand;
-        common::RelationType type;
-        if (command.GetU32(Id::SrcObjectHandle) == 0)
+        const auto find = [](std::uint32_t handle) {
+            return framework::CHandleRegistry::Instance().Find(handle);
+        };
+        const CScriptable* source = find(command.GetU32(Id::SrcObjectHandle));
+        if (!source)
             Add(command, "SrcObjectHandle", "there is no object to relate others to",
                 "an object's name or path");
         const std::string& name = command.GetString(Id::RelationName);
+        common::RelationType type;
         if (!framework::CRelationHelper::Instance().ParseRelation(name, type.type, type.direction))
-            Add(command, "RelationName", fmt::format("there is no relation \"{}\"", name),
-                "the name of a relation");
+            return Add(command, "RelationName", fmt::format("there is no relation \"{}\"", name),
+                       "a relation's name");
+        const auto& relations = framework::CRelationManager::Instance();
+        for (const std::uint32_t handle : command.GetCollection<std::uint32_t>(Id::RelativeList)) {
+            const CScriptable* relative = find(handle);
+            if (!source || !relative ||
+                relations.FindRelation(*source->GetMetaClass(), *relative->GetMetaClass(), type))
+                continue;
+            Add(command, "RelativeList",
+                fmt::format("{} cannot be related to {} by {}", relative->Describe(), source->Describe(),
+                            name),
+                "objects of the relation's classes");
+        }
     }
 
     static ScriptableVec FindNamed(const CCommand& command, common::ClassId id, common::PropId list) {

@@ -220,6 +220,13 @@ void GeneratedFile::AddSequence() {
     if (dhcp_) sequence = {{ip + "BindCommand", "", {}}, {ip + "BindWaitCommand", "", {}}};
     if (Chance(10)) sequence.push_back({"ArpNdStartOnAllDevicesCommand", "", {}});
     if (Chance(10)) sequence.push_back({"ApplyToILCommand", "", {}});
+    if (Chance(10)) {
+        sequence.push_back({"SetRelativesCommand",
+                            "",
+                            {{"SrcObjectHandle", "Boxes 1 1"},
+                             {"RelationName", OneOf({"IptvProfile", "IptvProfile-Targets"})},
+                             {"RelativeList", "Profile 1"}}});
+    }
     if (testing) sequence.push_back({"GeneratorStartCommand", "", {}});
     if (testing && Chance(30))
         sequence.back().Set("GeneratorList", OneOf({"Head end", "[Head end/Generator]"}));
