@@ -136,12 +136,12 @@ constexpr const char* kPorts =
 
 TEST_F(ResultsViewerTest, TheTreeShowsWhatThereIs) {
     Begin();
-    AddView("Summary", "SELECT 1").SetStatus(2);
+    AddView("Summary", "SELECT 1").Set(ids::EotResultNode::Status, std::uint8_t{2});
     auto& ports = AddView("Ports", kPorts);
     AddView("Result", "SELECT 1 AS one", &ports);
     auto* definition = AddView("Details").GetViewDefinition();
     definition->SetResultViewType("EXTERNAL_REPORT");
-    definition->SetExternalReportCommandLine("templates/Details.rtp");
+    definition->Set("ExternalReportCommandLine", "templates/Details.rtp");
     End();
 
     const Shown tree = Print({Database(), "", ResultsFormat::Table, {}});

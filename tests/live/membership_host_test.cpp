@@ -116,11 +116,9 @@ TEST(MembershipHostTest, EveryVersionJoinsRepeatsAndLeaves) {
         }
         EXPECT_EQ(lettered(network.take()), c.join);
         EXPECT_EQ(network.timeline.GetPending(), 0U) << "an idle host needs no timer";
-        EXPECT_TRUE(host.IsMember(lettered_address('G', c.version)));
 
         EXPECT_EQ(become(host, "-").has_value(), *c.leave != '\0');
         EXPECT_EQ(become(host, "-"), std::nullopt) << "nothing left to leave";
-        EXPECT_FALSE(host.IsMember(lettered_address('G', c.version)));
         EXPECT_EQ(lettered(network.run(30s)), c.leave);
         EXPECT_EQ(network.timeline.GetPending(), 0U);
     }
@@ -296,12 +294,10 @@ TEST(MembershipHostTest, NothingIsSaidOfGroupsThatEverybodyHears) {
     for (const Case& c : cases) {
         ListeningNetwork network(c.version);
         EXPECT_EQ(network.host.Join(ip(c.group), FilterMode::Exclude).has_value(), c.told) << c.group;
-        EXPECT_TRUE(network.host.IsMember(ip(c.group)));
         network.host.OnQuery(TestQuery(c.version, 10s).query);
         network.host.OnQuery(TestQuery(c.version, 10s, ip(c.group)).query);
         EXPECT_EQ(!network.run(1min).empty(), c.told) << c.group;
         EXPECT_EQ(network.host.Leave(ip(c.group)).has_value(), c.told) << c.group;
-        EXPECT_FALSE(network.host.IsMember(ip(c.group)));
     }
 }
 

@@ -2,8 +2,7 @@
 
 namespace orv::common {
 
-COrvException::COrvException(const std::string& text, bool showToUser)
-    : std::runtime_error(text), for_user_(showToUser) {}
+COrvException::COrvException(const std::string& text, bool) : std::runtime_error(text) {}
 COrvException::~COrvException() = default;
 COrvLogicError::~COrvLogicError() = default;
 COrvRunTimeError::~COrvRunTimeError() = default;

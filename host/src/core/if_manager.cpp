@@ -15,10 +15,6 @@ void CIfManager::RegisterInterfaceUserFinderFactoryMethod(const FinderFactory& f
         factories_.push_back(factory);
 }
 
-void CIfManager::UnregisterInterfaceUserFinderFactoryMethod(const FinderFactory& factory) {
-    std::erase(factories_, factory);
-}
-
 InterfaceUserMap CIfManager::GetInterfaceUsers(const CPort& port) const {
     InterfaceUserMap users;
     for (const FinderFactory& factory : factories_) {

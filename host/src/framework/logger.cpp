@@ -6,12 +6,9 @@
 #include <spdlog/pattern_formatter.h>
 #include <spdlog/sinks/base_sink-inl.h>  // its templates are not in the compiled library for this mutex
 #include <spdlog/sinks/base_sink.h>
-#include <spdlog/sinks/basic_file_sink.h>
 #include <spdlog/sinks/dist_sink.h>
 #include <spdlog/sinks/stdout_sinks.h>
 
-#include <cerrno>
-#include <cstdio>
 #include <map>
 #include <mutex>
 #include <string_view>
@@ -180,19 +177,6 @@ struct BLLLoggerFactory::Impl {
     std::map<std::string, std::unique_ptr<SpdlogLogger>> loggers;
     LogLevelType default_level = LogLevelType::Warn;
     std::shared_ptr<spdlog::sinks::sink> console;
-    std::shared_ptr<spdlog::sinks::sink> file;
-
-    void Replace(std::shared_ptr<spdlog::sinks::sink>& place, std::shared_ptr<spdlog::sinks::sink> by) {
-        const std::lock_guard guard(mutex);
-        if (place) {
-            place->flush();
-            places.output->remove_sink(place);
-        }
-        place = std::move(by);
-        if (!place) return;
-        place->set_formatter(MakeFormatter());
-        places.output->add_sink(place);
-    }
 };
 
 BLLLoggerFactory::BLLLoggerFactory() : impl_(std::make_unique<Impl>()) {
@@ -221,26 +205,16 @@ void BLLLoggerFactory::SetLevel(const std::string& name, LogLevelType level) {
 }
 
 void BLLLoggerFactory::SetConsole(bool on) {
-    impl_->Replace(impl_->console, on ? std::make_shared<spdlog::sinks::stderr_sink_mt>() : nullptr);
-}
-
-void BLLLoggerFactory::SetFile(const std::string& path) {
-    const auto refuse = [&path](const std::string& cause) {
-        throw common::COrvRunTimeError(fmt::format("cannot open the log file \"{}\": {}", path, cause));
-    };
-    // Tried by hand first: spdlog would make missing folders, and a mistyped path is better refused.
-    std::FILE* trial = std::fopen(path.c_str(), "a");
-    if (!trial) return refuse(std::generic_category().message(errno));
-    std::fclose(trial);
-    try {
-        impl_->Replace(impl_->file, std::make_shared<spdlog::sinks::basic_file_sink_mt>(path));
-    } catch (const spdlog::spdlog_ex& error) {
-        refuse(error.what());
+    const std::lock_guard guard(impl_->mutex);
+    if (impl_->console) {
+        impl_->console->flush();
+        impl_->places.output->remove_sink(impl_->console);
+        impl_->console.reset();
     }
-}
-
-void BLLLoggerFactory::CloseFile() {
-    impl_->Replace(impl_->file, nullptr);
+    if (!on) return;
+    impl_->console = std::make_shared<spdlog::sinks::stderr_sink_mt>();
+    impl_->console->set_formatter(MakeFormatter());
+    impl_->places.output->add_sink(impl_->console);
 }
 
 int BLLLoggerFactory::AddListener(std::function<void(const LogRecord&)> listener) {

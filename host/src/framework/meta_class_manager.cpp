@@ -214,9 +214,4 @@ const CMetaClass& CMetaClassManager::AddClass(CMetaClass::Definition definition)
     return impl_->Add(std::make_unique<CMetaClass>(std::move(definition)));
 }
 
-const CEnumMeta& CMetaClassManager::AddEnumeration(CEnumMeta enumeration) {
-    impl_->enumerations.push_back(std::make_unique<CEnumMeta>(std::move(enumeration)));
-    return *impl_->enumerations.back();
-}
-
 }  // namespace orv::framework

@@ -72,22 +72,14 @@ const PluginInfo& CPluginLoader::Load(const std::filesystem::path& path) {
     FailOnUndeclaredClass(file, with_factory);
     auto* plugin_version = FindEntry<const char*()>(library, file, "PluginVersion");
     auto* plugin_register = FindEntry<int()>(library, file, "PluginRegister");
-    auto* plugin_unregister = FindEntry<int()>(library, file, "PluginUnregister");
+    FindEntry<int()>(library, file, "PluginUnregister");  // called by nobody: plug-ins stay to the end
 
     const char* version = plugin_version();
     if (!version || !*version) Fail(file, "PluginVersion gives no version");
     const int result = plugin_register();
     if (result != 0) Fail(file, "PluginRegister returned " + std::to_string(result) + ", expected 0");
-    unregister_.push_back(plugin_unregister);
     plugins_.push_back({file, version});
     return plugins_.back();
-}
-
-void CPluginLoader::UnregisterAll() {
-    while (!unregister_.empty()) {
-        unregister_.back()();
-        unregister_.pop_back();
-    }
 }
 
 }  // namespace orv::framework

@@ -163,10 +163,6 @@ int CRpcManager::DeregisterForNotification(const Messenger& messenger, Message& 
     return impl_->Send(messenger, message, std::move(request), 0);
 }
 
-std::size_t CRpcManager::GetOutstandingCount() const {
-    return impl_->CountPending();
-}
-
 void CRpcManager::TakeErrors(std::vector<ErrorMsg>& errors) {
     errors.insert(errors.end(), std::make_move_iterator(impl_->errors.begin()),
                   std::make_move_iterator(impl_->errors.end()));

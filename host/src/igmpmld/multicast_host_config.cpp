@@ -13,10 +13,6 @@ void CMulticastHostConfig::SetVersion(std::uint8_t version) {
     Set(ids::MulticastHostConfig::Version, version);
 }
 
-std::uint8_t CMulticastHostConfig::GetVersion() const {
-    return GetU8(ids::MulticastHostConfig::Version);
-}
-
 framework::ClassId CIgmpHostConfig::CLASS_ID() {
     return ids::IgmpHostConfig::CLASS;
 }

@@ -14,10 +14,6 @@ void CAnalyzer::ClearAllStats() {
     Set(ids::Analyzer::SignatureFrameCount, std::uint64_t{0});
 }
 
-std::uint8_t CAnalyzer::GetState() const {
-    return GetU8(ids::Analyzer::State);
-}
-
 void CAnalyzer::SetState(std::uint8_t state) {
     Set(ids::Analyzer::State, state);
 }

@@ -15,7 +15,6 @@ namespace orv::results {
 class SqliteError : public std::runtime_error {
   public:
     SqliteError(sqlite3* connection, int code);
-    int GetCode() const { return code_; }
     /// Another connection holds a lock.
     bool IsBusy() const {
         const int kind = code_ & 0xff;

@@ -52,13 +52,6 @@ std::size_t write_neighbor(std::span<std::byte> out, const HostAddress& host, co
 
 }  // namespace
 
-std::size_t WriteEthernetHeader(std::span<std::byte> out, const MacAddress& destination,
-                                const MacAddress& source, const VlanTags& vlan, std::uint16_t ether_type) {
-    Writer writer(out);
-    write_ethernet(writer, destination, {.mac = source, .ip = {}, .vlan = vlan}, ether_type);
-    return writer.size();
-}
-
 std::size_t WriteArpRequest(std::span<std::byte> out, const HostAddress& host, const IpAddress& target) {
     return write_arp(out, host, kBroadcast, 1, {}, target);
 }

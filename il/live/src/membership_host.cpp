@@ -65,11 +65,6 @@ void MembershipHost::LeaveAll() {
     for (const IpAddress& group : groups) Leave(group);
 }
 
-bool MembershipHost::IsMember(const IpAddress& group) const {
-    const Membership* membership = find(group);
-    return membership && membership->state.is_member();
-}
-
 bool MembershipHost::IsIdle() const {
     return general_timer_ == 0 && std::ranges::all_of(memberships_, [](const auto& membership) {
                return membership->change_timer == 0 && membership->report_timer == 0;

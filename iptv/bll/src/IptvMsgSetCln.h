@@ -96,7 +96,6 @@ class CIptvMsgSetCln {
     void ClearApplyMap(const std::string& key);
     /// True when there are objects under the key. An entry without objects is erased.
     bool EntriesInApplyMap(const std::string& key);
-    bool IsApplyMapEmpty() const { return m_applyMap.empty(); }
 
     void AddProcessedObject(CScriptable& object, bool flag);
     void AddProcessedObjects(ScriptableVec& objects, bool flag);

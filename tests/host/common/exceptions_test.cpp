@@ -26,8 +26,6 @@ TEST(Exceptions, KindsAreToldApartByType) {
     EXPECT_THROW(throw COrvLogicError("a", true), COrvException);
     EXPECT_THROW(throw COrvRunTimeError("a", true), COrvException);
     EXPECT_FALSE((std::is_convertible_v<COrvRunTimeError*, COrvLogicError*>));
-    EXPECT_FALSE(COrvRunTimeError("a", false).IsForUser());
-    EXPECT_TRUE(COrvRunTimeError("a").IsForUser());
 }
 
 }  // namespace

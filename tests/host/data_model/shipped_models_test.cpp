@@ -153,32 +153,6 @@ TEST_F(ShippedModelsTest, EveryFactoryBelongsToADeclaredClass) {
     }
 }
 
-TEST_F(ShippedModelsTest, RootsOfTheObjectTreeAndHostPropertiesKeepTheirIds) {
-    const auto& manager = CMetaClassManager::Instance();
-    const struct {
-        const char* class_name;
-        std::uint32_t class_id;
-        const char* property;
-        std::uint32_t property_id;
-    } cases[] = {
-        {"Scriptable", 0x1000, "Active", 0x1003},
-        {"System", 0x2000, "OfflinePortsTakePart", 0x200b},
-        {"Project", 0x6000, "Handle", 0x1005},
-        {"Command", 0xe000, "ProgressIsCancellable", 0xe01b},
-        {"Command", 0xe000, "ProgressCancelled", 0xe01c},
-        {"Port", 0x01058000, "Online", 0x01058006},
-        {"MulticastGroup", 0x19001000, "Name", 0x1002},
-    };
-    for (const auto& expected : cases) {
-        const CMetaClass* meta_class = manager.GetClass(expected.class_name);
-        ASSERT_NE(meta_class, nullptr) << expected.class_name;
-        EXPECT_EQ(meta_class->GetClassId().GetValue(), expected.class_id) << expected.class_name;
-        const CPropertyMeta* property = meta_class->FindProperty(expected.property);
-        ASSERT_NE(property, nullptr) << expected.property;
-        EXPECT_EQ(property->id.GetValue(), expected.property_id) << expected.property;
-    }
-}
-
 }  // namespace
 
 }  // namespace data_model_test

@@ -1,12 +1,8 @@
-// What the data models say: what comes with a new object, what may lie below what, what may be related to
-// what.
-#include <gmock/gmock.h>
-
+// What the classes of the data models do beside keeping values.
 #include "modules_fixture.h"
 #include "orv/core/physical_chassis.h"
 #include "orv/core/port_group.h"
 #include "orv/framework/meta_class_manager.h"
-#include "orv/framework/relation_helper.h"
 #include "orv/ids/framework_ids.h"
 
 namespace orv::test {
@@ -14,83 +10,6 @@ namespace {
 
 using framework::CScriptable;
 using ModelRulesTest = ModulesTest;
-
-std::vector<std::string> ChildClasses(const CScriptable& object) {
-    framework::ScriptableVec children;
-    object.GetObjects(children, CScriptable::CLASS_ID(), common::kParentChild);
-    std::vector<std::string> names;
-    for (const CScriptable* child : children) names.push_back(child->GetMetaClass()->GetName());
-    return names;
-}
-
-TEST_F(ModelRulesTest, DefaultChildren) {
-    EXPECT_THAT(ChildClasses(Project()), testing::ElementsAre("ResultOptions"));
-    const auto& port = MakePort();
-    EXPECT_THAT(ChildClasses(port),
-                testing::UnorderedElementsAre("Generator", "Analyzer", "MulticastPortConfig"));
-    EXPECT_THAT(ChildClasses(*port.GetObject("Generator", common::kParentChild)),
-                testing::ElementsAre("GeneratorConfig"));
-}
-
-TEST_F(ModelRulesTest, ParentsOfClasses) {
-    auto& port = MakePort();
-    auto& device = MakeDevice(&port);
-    CScriptable& analyzer = *port.GetObject("Analyzer", common::kParentChild);
-    CScriptable* const parents[] = {&Project(), &port, &device, &analyzer};
-    struct {
-        const char* class_name;
-        std::vector<CScriptable*> allowed;
-    } const cases[] = {
-        {"Port", {&Project()}},
-        {"EmulatedDevice", {&Project()}},
-        {"Ipv4If", {&device}},
-        {"IgmpHostConfig", {&device}},
-        {"Dhcpv6PdBlockConfig", {&device}},
-        {"StreamBlock", {&port}},
-        {"Analyzer16BitFilter", {&analyzer}},
-        {"Ipv4Group", {&Project()}},
-        {"GeneratorStartCommand", {&Project()}},
-    };
-    for (const auto& expected : cases) {
-        for (CScriptable* parent : parents) {
-            const bool allowed = testing::Value(expected.allowed, testing::Contains(parent));
-            framework::CScriptableCreator creator;
-            EXPECT_EQ(creator.Create(expected.class_name, parent) != nullptr, allowed)
-                << expected.class_name << " under " << parent->Describe() << ": " << creator.GetErrorText();
-        }
-    }
-}
-
-TEST_F(ModelRulesTest, RelationsByNameAndTheirLimits) {
-    auto& port = MakePort();
-    auto& other_port = MakePort();
-    auto& device = MakeDevice(nullptr);
-    auto& igmp = MakeByName("IgmpHostConfig", &device);
-    auto& ipv4 = MakeByName("Ipv4If", &device);
-    auto& stream = MakeByName("StreamBlock", &port);
-    struct {
-        CScriptable& source;
-        const char* relation;
-        CScriptable& target;
-        bool allowed;
-    } const cases[] = {
-        {device, "AffiliationPort", port, true},
-        {device, "AffiliationPort", other_port, false},
-        {device, "TopLevelIf-Targets", ipv4, true},
-        {igmp, "UsesIf", ipv4, true},
-        {igmp, "UsesIf", port, false},
-        {stream, "SrcBinding", ipv4, true},
-        {stream, "DstBinding", device, false},
-        {igmp, "SrcBinding", ipv4, false},
-    };
-    for (const auto& expected : cases) {
-        std::string error;
-        EXPECT_EQ(framework::CRelationHelper::Instance().AddRelation(&expected.source, expected.relation,
-                                                                     {expected.target.GetHandle()}, error),
-                  expected.allowed)
-            << expected.relation << " to " << expected.target.Describe() << ": " << error;
-    }
-}
 
 TEST_F(ModelRulesTest, EveryClassThatIsNotAbstractHasItsCppClass) {
     const auto plain_object =

@@ -27,8 +27,6 @@ TEST_F(PropertyTest, StartsWithDefaultsAndKeepsWhatIsSet) {
     EXPECT_EQ(item.GetString(kText), "a literal is a text");
     EXPECT_EQ(item.GetU16(kMaybe), 7);
     EXPECT_EQ(item.GetCollection<std::uint32_t>(kNumbers), (std::vector<std::uint32_t>{4, 5, 6}));
-    item.SetNull(kMaybe);
-    EXPECT_FALSE(item.GetNullableHasValue(kMaybe));
 
     EXPECT_EQ(MakeItem().GetU32(kCount), 3u) << "another object keeps its own values";
 }

@@ -1,4 +1,5 @@
 // What a test stores from its start to its end.
+#include "orv/core/orv_system.h"
 #include "results_fixture.h"
 
 namespace results_test {
@@ -122,7 +123,7 @@ TEST_F(DataSetTest, RowsOutliveTheirObjectsAndAnObjectHasOneRow) {
 }
 
 TEST_F(DataSetTest, TheTreeOfNodesCanBeWalkedAndItsViewsRun) {
-    CScriptable& system = host_.GetSystem();
+    CScriptable& system = orv::core::COrvSystem::Instance();
     const auto make_node = [&](CScriptable& parent, const std::string& name, const std::string& sql) {
         auto& view = CScriptableCreator().Make<core::CEotResultViewDefinition>(&system);
         view.SetSqlCommand(sql);
@@ -138,7 +139,8 @@ TEST_F(DataSetTest, TheTreeOfNodesCanBeWalkedAndItsViewsRun) {
         core::CEotResultNode* root =
             make_node(system, "root", "SELECT count(*) FROM SampleResult WHERE DataSetId = @DataSetId");
         make_node(*root, "leaf", "SELECT DataSetId FROM Project WHERE DataSetId = @DataSetId");
-        EXPECT_EQ(*root->FindParameter("@DataSetId"), std::to_string(test + 1));
+        EXPECT_EQ(root->GetCollection<std::string>(ids::EotResultNode::ParameterValues),
+                  std::vector{std::to_string(test + 1)});
         Manager().SaveConfiguration(true);
         Manager().SaveResults(MakeResults(test + 4));
         Manager().SaveObjects({ids::EotResultNode::CLASS});

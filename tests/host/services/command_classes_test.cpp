@@ -28,7 +28,7 @@ class CommandClassesTest : public HostTest {
 };
 
 TEST_F(CommandClassesTest, ApplySettlesTheProjectWhereverTheCommandStands) {
-    CScriptable* const parents[] = {&Project(), &host_.GetSystem(), nullptr};
+    CScriptable* const parents[] = {&Project(), &orv::core::COrvSystem::Instance(), nullptr};
     for (CScriptable* parent : parents) {
         CScriptable& thing = MakeThing("a");
         auto& apply = CScriptableCreator().Make<CApplyToILCommand>(parent);

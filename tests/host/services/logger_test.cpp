@@ -3,22 +3,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-#include <sstream>
-
 #include "host/services/log_catcher.h"
-#include "orv/common/exceptions.h"
-#include "thrown.h"
 
 namespace services_test {
-
-using testing_aids::ThrownBy;
 
 namespace {
 
 using namespace orv::framework;  // NOLINT: tests
-using testing::HasSubstr;
 
 BLLLoggerFactory& Factory() {
     return BLLLoggerFactory::GetInstance();
@@ -85,52 +76,15 @@ TEST(Logger, AListenerMayLogAndRemoveItself) {
     EXPECT_EQ(heard, (std::vector<std::string>{"outer", "inner"}));
 }
 
-class LogFile : public testing::Test {
-  protected:
-    LogFile() : path_(std::filesystem::path(testing::TempDir()) / "services_logger_test.log") {
-        std::filesystem::remove(path_);
-        Factory().SetConsole(false);
-    }
-    ~LogFile() override {
-        Factory().CloseFile();
-        Factory().SetConsole(true);
-        std::filesystem::remove(path_);
-    }
-    std::string ReadFile() const {
-        std::ostringstream text;
-        text << std::ifstream(path_).rdbuf();
-        return text.str();
-    }
-
-    std::filesystem::path path_;
-};
-
-TEST_F(LogFile, HoldsTimeLevelLoggerTextAndPlace) {
-    BLLLogger& logger = *Factory().GetLogger("test.file");
-    Factory().SetFile(path_.string());
-    logger.Warn("a text with {} and {1}", "iptv/source.cpp", 42);
-    Factory().CloseFile();
-    logger.Warn("into the void", "iptv/source.cpp", 43);
-    Factory().SetFile(path_.string());
-    logger.Fatal("appended", "iptv/source.cpp", 44);
-    Factory().CloseFile();
-
-    std::istringstream lines(ReadFile());
-    std::string first, second, third;
-    std::getline(lines, first);
-    std::getline(lines, second);
-    EXPECT_THAT(first, testing::MatchesRegex("[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9:]{8}\\.[0-9]{3} Warn  "
-                                             "\\[test\\.file\\] a text with \\{\\} and \\{1\\} "
-                                             "\\(iptv/source\\.cpp:42\\)"));
-    EXPECT_THAT(second, HasSubstr("Fatal [test.file] appended (iptv/source.cpp:44)"));
-    EXPECT_FALSE(std::getline(lines, third)) << third;
-}
-
-TEST_F(LogFile, ThatCannotBeOpenedIsNamedWithTheCause) {
-    const std::string path = (path_.parent_path() / "no such folder" / "host.log").string();
-    EXPECT_EQ(ThrownBy<orv::common::COrvRunTimeError>([&] { Factory().SetFile(path); }),
-              "cannot open the log file \"" + path + "\": No such file or directory");
-    EXPECT_FALSE(std::filesystem::exists(path));
+TEST(Logger, TheConsoleShowsTimeLevelLoggerTextAndPlace) {
+    testing::internal::CaptureStderr();
+    Factory().SetConsole(false);
+    Factory().SetConsole(true);
+    Factory().GetLogger("test.console")->Warn("a text with {} and {1}", "iptv/source.cpp", 42);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                testing::MatchesRegex("[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9:]{8}\\.[0-9]{3} Warn  "
+                                      "\\[test\\.console\\] a text with \\{\\} and \\{1\\} "
+                                      "\\(iptv/source\\.cpp:42\\)\n"));
 }
 
 }  // namespace

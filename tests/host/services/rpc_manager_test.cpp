@@ -114,10 +114,8 @@ TEST_F(RpcTest, WhatCannotBeSentIsRefused) {
         log.Has(LogLevelType::Error, "request set_1.Do to //nobody was not sent: there is no connection"));
     Message unspeakable = MakeRequest(std::string("set_1.\0Do", 9));
     EXPECT_LT(Rpc().SendAsyncMessage(port, unspeakable, nullptr), 0);
-    EXPECT_EQ(Rpc().GetOutstandingCount(), 0u);
     peer->Close();
     EXPECT_LT(Send(recorder), 0);
-    EXPECT_EQ(Rpc().GetOutstandingCount(), 0u);
     Yield(10);
     EXPECT_FALSE(Rpc().IsConnected(port));
     EXPECT_THAT(recorder.answers, IsEmpty());
@@ -179,7 +177,6 @@ TEST_F(RpcTest, NothingIsDeliveredAfterTheConnectionsEnd) {
         peer->Notify("set_1.Event", 1);
         c.end();
         EXPECT_EQ(gone->answers.size(), c.faults) << "faults come before the end returns";
-        EXPECT_EQ(Rpc().GetOutstandingCount(), 0u);
         gone.reset();  // whatever comes now would meet a dead object
         Yield(60'000);
         EXPECT_EQ(Wait().size(), c.faults == 0 ? 0 : 3u) << "one of them is the registration's";

@@ -185,7 +185,7 @@ TEST_F(ApplySequenceTest, OfflinePortsWaitUnlessTheyTakePart) {
     EXPECT_EQ(Apply(), "");
     EXPECT_EQ(far1.Take().size(), 4u);
     EXPECT_THAT(far2.Take(), IsEmpty());
-    project.Host().GetSystem().Set(ids::System::OfflinePortsTakePart, true);
+    core::COrvSystem::Instance().Set(ids::System::OfflinePortsTakePart, true);
     EXPECT_EQ(Apply(), "");
     EXPECT_THAT(far1.Take(), IsEmpty());
     EXPECT_EQ(far2.Take().size(), 4u);

@@ -117,7 +117,7 @@ TEST_F(LostChangesTest, AnAddressThatMovesMeanwhileReachesAllPorts) {
 }
 
 TEST_F(LostChangesTest, APortThatDoesNotTakePartForAWhileIsSentWhatItMissed) {
-    CScriptable& system = project.Host().GetSystem();
+    CScriptable& system = core::COrvSystem::Instance();
     system.Set(ids::System::OfflinePortsTakePart, true);
     p2.Set(ids::Port::Online, false);
     Begin();

@@ -55,7 +55,7 @@ TEST_F(PortClientTest, ApplyMap) {
     EXPECT_FALSE(client.EntriesInApplyMap("X"));
     EXPECT_THAT(get("X"), ElementsAre(nullptr));
     client.AddToApplyMap("X", static_cast<CScriptable*>(nullptr));
-    EXPECT_TRUE(client.IsApplyMapEmpty());
+    EXPECT_FALSE(client.EntriesInApplyMap("X"));
     for (CScriptable* object : {&c, &a, &c}) client.AddToApplyMap("X", object);
     client.AddToApplyMap("Y", &b);
     client.AddToApplyMap("Y", &range);
@@ -70,7 +70,7 @@ TEST_F(PortClientTest, ApplyMap) {
     EXPECT_FALSE(client.EntriesInApplyMap("X"));
     EXPECT_TRUE(client.EntriesInApplyMap("Y"));
     client.ClearApplyMap("");
-    EXPECT_TRUE(client.IsApplyMapEmpty());
+    EXPECT_FALSE(client.EntriesInApplyMap("Y"));
 }
 
 std::vector<std::string> ToText(const std::vector<ipAddress_t>& list) {
@@ -191,14 +191,6 @@ TEST_F(StackRuleTest, AllBlocksOfAPortHaveTheSameLayers) {
         EXPECT_EQ(Validate(), "");
     }
     EXPECT_THAT(journal, IsEmpty());
-}
-
-TEST_F(StackRuleTest, LayersAreAddedToTheCallersCount) {
-    int vlans = 5;
-    bool pppoe = false;
-    CIptvMsgSetCln::CheckVlanAndPppEnable(&MakeBlock(p1, {.vlans = 2, .pppoe = true}, "First"), vlans, pppoe);
-    EXPECT_EQ(vlans, 7);
-    EXPECT_TRUE(pppoe);
 }
 
 TEST_F(StackRuleTest, MissingObjectsAreNamed) {

@@ -281,20 +281,6 @@ TEST_F(ConfigClassesTest, ABrokenListFailsWhereNoBlockBeforeAnswers) {
     EXPECT_EQ(range_.GetChannelBlockForViewChan({&without_addresses, &channels_}), &channels_);
 }
 
-TEST_F(ConfigClassesTest, ARangeLiesInTheBlockThatHoldsAllOfIt) {
-    const struct {
-        std::uint32_t start, end;
-        bool inside;
-    } cases[] = {{100, 109, true},  {99, 109, false}, {100, 110, false}, {109, 109, true}, {110, 110, false},
-                 {100, 100, false}, {101, 101, true}, {105, 103, true},  {105, 100, false}};
-    for (const auto& c : cases) {
-        range_.Set(ids::IptvViewedChannels::ChannelRangeStart, c.start);
-        range_.Set(ids::IptvViewedChannels::ChannelRangeEnd, c.end);
-        EXPECT_EQ(range_.GetChannelBlockForViewChan({&channels_}), c.inside ? &channels_ : nullptr)
-            << c.start << "-" << c.end;
-    }
-}
-
 /// The rules one by one: the first active block of the list that fulfils all four. 32-bit arithmetic.
 const CScriptable* FindOneByOne(const std::vector<iptv::CIptvChannelBlock*>& blocks, std::uint32_t start,
                                 std::uint32_t end) {

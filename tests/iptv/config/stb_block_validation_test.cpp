@@ -303,8 +303,8 @@ TEST(StbBlockValidation, NoProcessorServesTooManyBoxes) {
         Check({{"row " + std::to_string(number++),
                 [&row](Scene& s) {
                     Put(s, row.loads);
-                    s.project.Host().GetSystem().Set(ids::System::OfflinePortsTakePart,
-                                                     row.offline_ports_take_part);
+                    orv::core::COrvSystem::Instance().Set(ids::System::OfflinePortsTakePart,
+                                                          row.offline_ports_take_part);
                 },
                 row.reports}});
     }

@@ -14,7 +14,6 @@ namespace testing_aids {
 namespace {
 
 using l2l3::CAnalyzer;
-using l2l3::CAnalyzer16BitFilter;
 using l2l3::CAnalyzer32BitFilter;
 using S = StartScene;
 using Texts = std::vector<std::string>;
@@ -88,12 +87,13 @@ struct AnalyzerScene : S {
             if (object->IsDeleted() != deleted) continue;
             EXPECT_TRUE(framework::CNotificationService::Instance().IsRegistered(object->GetHandle()) ||
                         deleted);
-            const auto& filter = dynamic_cast<const l2l3::CAnalyzerFilter&>(*object);
-            const auto* wide = dynamic_cast<const CAnalyzer32BitFilter*>(object);
-            const auto* narrow = dynamic_cast<const CAnalyzer16BitFilter*>(object);
-            texts.push_back(fmt::format("{}: {} at {}+{} & {:x}", filter.GetFilterName(), wide ? 32 : 16,
-                                        wide ? wide->GetLocationType() : narrow->GetLocationType(),
-                                        filter.GetOffset(), wide ? wide->GetMask() : narrow->GetMask()));
+            const bool wide = object->IsTypeOf(CAnalyzer32BitFilter::CLASS_ID());
+            texts.push_back(fmt::format("{}: {} at {}+{} & {:x}", object->Get("FilterName"), wide ? 32 : 16,
+                                        object->GetU8(wide ? ids::Analyzer32BitFilter::LocationType
+                                                           : ids::Analyzer16BitFilter::LocationType),
+                                        object->GetU32(ids::AnalyzerFilter::Offset),
+                                        wide ? object->GetU32(ids::Analyzer32BitFilter::Mask)
+                                             : object->GetU16(ids::Analyzer16BitFilter::Mask)));
         }
         return texts;
     }
@@ -231,7 +231,7 @@ TEST(AnalyzerSetup, EachRunStartsAnew) {
     LogCapture log;
     s.Apply({.vlans = 2});
     s.command.init_analyzer(s.port, s.block);
-    EXPECT_EQ(s.analyzer.GetState(), ids::AnalyzerState::STOPPED);
+    EXPECT_EQ(s.analyzer.GetU8(ids::Analyzer::State), ids::AnalyzerState::STOPPED);
     EXPECT_EQ(other.GetU8(ids::Analyzer::State), ids::AnalyzerState::RUNNING) << "not its turn";
     EXPECT_EQ(s.analyzer.GetU64(ids::Analyzer::TotalFrameCount), 0u);
     EXPECT_EQ(s.start.GetAnalyzerList(), std::vector{s.analyzer.GetHandle()});

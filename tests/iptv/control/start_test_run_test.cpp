@@ -181,7 +181,7 @@ TEST_F(StartRunTest, OnlyPortsThatCanBeReachedTakePart) {
     EXPECT_FALSE(CIptvResultsManager::IsTestRunning()) << "nobody would ever end it";
     EXPECT_THAT(log.Take(), Contains(HasSubstr("no port of its set-top boxes is online")));
 
-    project.Host().GetSystem().Set(ids::System::OfflinePortsTakePart, true);
+    orv::core::COrvSystem::Instance().Set(ids::System::OfflinePortsTakePart, true);
     ASSERT_EQ(Start(), "");
     EXPECT_EQ(Manager().GetPortCount(), 2u);
 }

@@ -158,7 +158,7 @@ TEST_F(StreamMapTest, WithoutAStreamForEachGroupTheStreamsAreNotToldApart) {
     sender.Set(ids::Port::Online, false);
     Make({&stbs});
     EXPECT_THAT(map.GetSources(), IsEmpty());
-    project.Host().GetSystem().Set(ids::System::OfflinePortsTakePart, true);
+    core::COrvSystem::Instance().Set(ids::System::OfflinePortsTakePart, true);
     Make({&stbs});
     EXPECT_EQ(map.GetStreamIds().size(), 4u);
 }

@@ -6,15 +6,12 @@
 
 namespace orv::common {
 
-/// Base of all. The flag says whether the text may be shown to the user as it stands; callers pass true.
+/// Base of all. Every text may be shown to the user as it stands: the flag that would say otherwise is always
+/// true.
 class COrvException : public std::runtime_error {
   public:
     explicit COrvException(const std::string& text, bool showToUser = true);
     ~COrvException() override;
-    bool IsForUser() const { return for_user_; }
-
-  private:
-    bool for_user_;
 };
 
 /// A programming error: a failed assertion, an abstract class created, a property that a class does not have.

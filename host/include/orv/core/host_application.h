@@ -28,7 +28,6 @@ class CHostApplication {
     CHostApplication(const CHostApplication&) = delete;
     CHostApplication& operator=(const CHostApplication&) = delete;
 
-    COrvSystem& GetSystem() const { return *system_; }
     CProject& GetProject() const { return *project_; }
     /// Replaces the project by an empty one.
     CProject& NewProject();

@@ -50,7 +50,6 @@ class CIfManager {
 
     /// A factory that is registered already stays registered once.
     void RegisterInterfaceUserFinderFactoryMethod(const FinderFactory& factory);
-    void UnregisterInterfaceUserFinderFactoryMethod(const FinderFactory& factory);
 
     /// The users on a port that all registered finders know.
     InterfaceUserMap GetInterfaceUsers(const CPort& port) const;

@@ -38,7 +38,7 @@ struct LogRecord {
     int line;
 };
 
-/// Makes loggers and says where they write: the console (standard error), a file, listeners. Thread-safe.
+/// Makes loggers and says where they write: the console (standard error) and listeners. Thread-safe.
 /// Loggers start at Warn; all write to the same places.
 class BLLLoggerFactory {
   public:
@@ -50,9 +50,6 @@ class BLLLoggerFactory {
     void SetLevel(const std::string& name, LogLevelType level);
 
     void SetConsole(bool on);
-    /// Appends to a file. Throws COrvRunTimeError that names the path when it cannot be opened.
-    void SetFile(const std::string& path);
-    void CloseFile();
 
     /// Listeners are called in the writing thread; returns an id for RemoveListener.
     int AddListener(std::function<void(const LogRecord&)> listener);

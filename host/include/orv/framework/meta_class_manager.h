@@ -49,7 +49,6 @@ class CMetaClassManager {
 
     /// Adds a class that no file declares. For programs that make their own (tests, benchmarks).
     const CMetaClass& AddClass(CMetaClass::Definition definition);
-    const CEnumMeta& AddEnumeration(CEnumMeta enumeration);
 
   private:
     CMetaClassManager();

@@ -23,17 +23,13 @@ class CPluginLoader {
     /// Loads and registers a plug-in. Loading the same file again does nothing. Throws COrvRunTimeError that
     /// names the file and says what is wrong: cannot be loaded, an entry point is missing (expected against
     /// found), its data model or a static registration is wrong, a factory for a class that no data model
-    /// declares, or PluginRegister did not return 0.
+    /// declares, or PluginRegister did not return 0. A plug-in stays until the process ends: the registries
+    /// refer to its code.
     const PluginInfo& Load(const std::filesystem::path& path);
     const std::deque<PluginInfo>& GetPlugins() const { return plugins_; }
 
-    /// Calls PluginUnregister of every plug-in, the last loaded first. Their code stays in memory: the
-    /// registries refer to it until the process ends.
-    void UnregisterAll();
-
   private:
     std::deque<PluginInfo> plugins_;
-    std::vector<int (*)()> unregister_;
 };
 
 }  // namespace orv::framework

@@ -85,8 +85,6 @@ class CRpcManager {
     /// Hands over the errors gathered so far without waiting.
     void TakeErrors(std::vector<ErrorMsg>& errors);
 
-    std::size_t GetOutstandingCount() const;
-
   private:
     CRpcManager();
     ~CRpcManager();

@@ -108,7 +108,6 @@ class CScriptable {
     void SetT(PropId id, T value) {
         SetValue(id, typename SlotOf<T>::type(std::move(value)));
     }
-    void SetNull(PropId id) { SetValue(id, std::monostate{}); }
 
     // --- Collections
     // ----------------------------------------------------------------------------------------------

@@ -13,7 +13,6 @@ class CMulticastHostConfig : public framework::CScriptable {
 
     /// One of ids::GroupMembershipVersion; COrvRunTimeError for any other number.
     void SetVersion(std::uint8_t version);
-    std::uint8_t GetVersion() const;
 };
 
 class CIgmpHostConfig : public CMulticastHostConfig {

@@ -15,7 +15,6 @@ class CAnalyzer : public framework::CScriptable {
     /// All counters start again from 0.
     void ClearAllStats();
     /// One of ids::AnalyzerState.
-    std::uint8_t GetState() const;
     void SetState(std::uint8_t state);
 };
 

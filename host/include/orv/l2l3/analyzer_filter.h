@@ -15,10 +15,8 @@ class CAnalyzerFilter : public framework::CScriptable {
 
     /// Bytes from the location on.
     void SetOffset(std::uint32_t offset);
-    std::uint32_t GetOffset() const;
     /// The label shown with the results.
     void SetFilterName(const std::string& name);
-    const std::string& GetFilterName() const;
 };
 
 class CAnalyzer16BitFilter : public CAnalyzerFilter {
@@ -27,9 +25,7 @@ class CAnalyzer16BitFilter : public CAnalyzerFilter {
 
     /// One of ids::FilterLocation; COrvRunTimeError for any other number.
     void SetLocationType(std::uint8_t location);
-    std::uint8_t GetLocationType() const;
     void SetMask(std::uint16_t mask);
-    std::uint16_t GetMask() const;
 };
 
 /// A new one matches the stream id of the signature field.
@@ -38,9 +34,7 @@ class CAnalyzer32BitFilter : public CAnalyzerFilter {
     static framework::ClassId CLASS_ID();
 
     void SetLocationType(std::uint8_t location);
-    std::uint8_t GetLocationType() const;
     void SetMask(std::uint32_t mask);
-    std::uint32_t GetMask() const;
 };
 
 }  // namespace orv::l2l3

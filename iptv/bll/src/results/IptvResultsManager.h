@@ -128,9 +128,6 @@ class CIptvResultsManager : public core::CResult {
     PreviousViews& GetPreviousViews() { return previous_views_; }
     void NoteIpv4() { has_ipv4_ = true; }
     void NoteIpv6() { has_ipv6_ = true; }
-    bool HasSeenIpv4() const { return has_ipv4_; }
-    bool HasSeenIpv6() const { return has_ipv6_; }
-    bool HasEventRows() const { return has_event_rows_; }
     void AddToVerdict(const JoinLeaveSums& sums);
     double GetFailedJoins() const { return failed_joins_; }
     double GetNetChannelChanges() const { return net_channel_changes_; }

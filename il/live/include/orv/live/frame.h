@@ -21,10 +21,6 @@ inline constexpr std::size_t kEthernetHeaderLength = 14;
 /// Room for any frame with an IP packet of at most 1500 bytes.
 inline constexpr std::size_t kMaxFrameLength = kEthernetHeaderLength + 4 * VlanTags::kMost + 1500;
 
-/// Ethernet II with up to two tags (IEEE 802.1Q). Returns the length of the header.
-std::size_t WriteEthernetHeader(std::span<std::byte> out, const MacAddress& destination,
-                                const MacAddress& source, const VlanTags& vlan, std::uint16_t ether_type);
-
 /// Asks all of the link for `target` (RFC 826). With `target` the host's own address, an announcement (RFC
 /// 5227 section 3).
 std::size_t WriteArpRequest(std::span<std::byte> out, const HostAddress& host, const IpAddress& target);

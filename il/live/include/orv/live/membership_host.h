@@ -88,7 +88,6 @@ class MembershipHost {
     /// suppressed.
     void OnReport(const IpAddress& group);
 
-    bool IsMember(const IpAddress& group) const;
     /// Whether there is anything left to repeat or to answer.
     bool IsIdle() const;
     /// The version that is spoken now.
