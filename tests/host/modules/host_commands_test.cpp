@@ -80,12 +80,12 @@ TEST_F(HostCommandsTest, AnalyzerCommandsWorkOnTheirList) {
     start.SetAnalyzerList({});
     start.AddAnalyzer(first.GetHandle());
     start.Execute(false);
-    EXPECT_EQ(first.GetState(), 1);
-    EXPECT_EQ(second.GetState(), 0);
+    EXPECT_EQ(first.GetU8(ids::Analyzer::State), 1);
+    EXPECT_EQ(second.GetU8(ids::Analyzer::State), 0);
     auto& stop = MakeCommand("AnalyzerStopCommand");
     stop.Set("AnalyzerList", std::to_string(second.GetParent()->GetHandle()));
     stop.Execute(false);
-    EXPECT_EQ(first.GetState(), 1) << "not below the port in the list";
+    EXPECT_EQ(first.GetU8(ids::Analyzer::State), 1) << "not below the port in the list";
 }
 
 TEST_F(HostCommandsTest, ApplyClearsAnalyzersWhenAskedTo) {
