@@ -28,6 +28,24 @@ std::vector<std::string> GetEnds(std::string_view text) {
     return ends;
 }
 
+/// What an apply that has failed says: first no more than these words, then all faults in one line, which the
+/// commands that asked for it pass on.
+constexpr std::string_view kFailedApply = "IPTV Apply received error";
+
+/// The faults that the line names, whatever they say.
+std::vector<std::string_view> GetFaults(std::string_view text) {
+    constexpr std::string_view kFault = "faultString: ", kNext = ": msgSeqNum ";
+    std::vector<std::string_view> faults;
+    for (std::size_t at; (at = text.find(kFault)) != text.npos;) {
+        text.remove_prefix(at + kFault.size());
+        const std::size_t next = text.find(kNext);
+        // "error 1" stands between them.
+        const std::size_t end = next == text.npos ? text.size() : text.rfind("error ", next);
+        faults.push_back(text.substr(0, end));
+    }
+    return faults;
+}
+
 }  // namespace
 
 RunLog::RunLog(Listener listener) : listener_(std::move(listener)) {
@@ -56,10 +74,20 @@ void RunLog::Take(LogRecord record, Origin origin) {
     if (is_error || record.level == LogLevelType::Warn) {
         if (record.text.empty()) return;
         const std::lock_guard guard(mutex_);
+        if (is_error && IsRepeatedApply(record.text)) return;
         if (!Keep(is_error ? known_errors_ : known_warnings_, record.text, origin)) return;
         if (is_error) errors_.push_back(record.text);
     }
     listener_(record);
+}
+
+bool RunLog::IsRepeatedApply(const std::string& text) const {
+    if (text.find(kFailedApply) == text.npos) return false;
+    const auto faults = GetFaults(text);
+    return std::all_of(faults.begin(), faults.end(), [this](std::string_view fault) {
+        return std::any_of(errors_.begin(), errors_.end(),
+                           [fault](const std::string& error) { return error.find(fault) != error.npos; });
+    });
 }
 
 bool RunLog::Keep(Texts& texts, const std::string& text, Origin origin) {

@@ -40,6 +40,8 @@ class RunLog {
     enum class Origin { Any, PassedOn };
 
     void Take(framework::LogRecord record, Origin origin = Origin::Any);
+    /// An apply's list of faults, all of which have been told when the ports answered.
+    bool IsRepeatedApply(const std::string& text) const;
     /// False when it is known.
     static bool Keep(Texts& texts, const std::string& text, Origin origin);
 

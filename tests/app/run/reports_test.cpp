@@ -105,9 +105,8 @@ TEST(ReportsTest, AllOfThemSayTheSame) {
     const TemporaryFolder folder;
     TestText text;
     WriteFile(folder / "test.yaml", text.ToString());
-    const std::string start = "  - IptvStartTestCommand:\n    TestEnv: REAL_WORLD\n    TestDuration: 5\n";
-    text.sequence = start + start;
-    WriteFile(folder / "twice.yaml", text.ToString());
+    text.faults = {"{kind: refuse, request: UpdateProfile}"};
+    WriteFile(folder / "refused.yaml", text.ToString());
     WriteFile(folder / "bad.yaml", "project:\n  - Prot: x\n");
     struct Case {
         const char* arguments;
@@ -119,9 +118,9 @@ TEST(ReportsTest, AllOfThemSayTheSame) {
     for (const Case& c : std::initializer_list<Case>{
              {"test.yaml", 0, "passed", "", true},
              {"bad.yaml", 2, "bad input", "did you mean Port?", true},
-             {"twice.yaml", 3, "run-time failure", "An IPTV test is running.", true},
-             {"twice.yaml --quiet", 3, "run-time failure", "An IPTV test is running.", true},
-             {"twice.yaml --log-level off", 3, "run-time failure", "An IPTV test is running.", true},
+             {"refused.yaml", 3, "run-time failure", "refused on purpose", true},
+             {"refused.yaml --quiet", 3, "run-time failure", "refused on purpose", true},
+             {"refused.yaml --log-level off", 3, "run-time failure", "refused on purpose", true},
              {"test.yaml --junit /dev/full", 3, "run-time failure", "/dev/full cannot be written", false},
              {"test.yaml --record /dev/full", 3, "run-time failure", "/dev/full cannot be written", true},
              {"test.yaml --clock sundial", 2, "bad input", "sundial", false},
