@@ -126,6 +126,9 @@ class Show {
             throw ResultsError(fmt::format("{} holds no test file for data set {}: what wrote it stores none",
                                            File(), data_set_.id));
         }
+        std::istringstream settings(data_set_.GetText(run_description::kSettings));
+        for (std::string setting; std::getline(settings, setting);)
+            err_ << "Note: it was run with " << MakePrintable(setting) << '\n';
         out << text->second;
     }
 
@@ -180,6 +183,7 @@ class Show {
             namespace names = run_description;
             for (const auto& [key, name] : {std::pair("title", names::kTitle),
                                             {"test_file", names::kTestFile},
+                                            {"settings", names::kSettings},
                                             {"version", names::kVersion},
                                             {"outcome", names::kOutcome}})
                 entry[key] = text_or_null(data_set.GetText(name));

@@ -48,6 +48,8 @@ class TestFile {
     const std::string& GetFile() const { return file_; }
     /// All that was read.
     const std::string& GetText() const { return text_; }
+    /// What takes the place of values of the file, each "--set NAME/Property=VALUE".
+    const std::vector<std::string>& GetSettings() const { return settings_; }
     /// Empty when the file gives none.
     const std::string& GetTitle() const;
     const Simulation& GetSimulation() const;

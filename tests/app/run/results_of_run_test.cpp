@@ -28,7 +28,7 @@ TEST(ResultsOfRunTest, ARunIsRepeatedFromItsDatabase) {
     const std::string database = (folder / "first").string(), repeated = (folder / "second.db").string();
     WriteFile(file, TestText{.network = {"join_delay: 37"}}.ToString());
     const auto run = [](const auto& path, const std::string& to) {
-        return RunIptvtest(fmt::format("run {} --seed 6 --quiet --db {}", path.string(), to)).status;
+        return RunIptvtest(fmt::format("run {} --seed 6 --set Boxes/SaveTimeStamps=true --quiet --db {}", path.string(), to)).status;
     };
     const int status = run(file, database);
     const json first = List(database)[0];
@@ -36,6 +36,7 @@ TEST(ResultsOfRunTest, ARunIsRepeatedFromItsDatabase) {
     EXPECT_EQ(first["outcome"], status == 0 ? "passed" : "failed");
     EXPECT_EQ(first["test_file"], file.string());
     EXPECT_EQ(first["seed"], 6);
+    EXPECT_EQ(first["settings"], "--set Boxes/SaveTimeStamps=true");
     EXPECT_EQ(fmt::format("iptvtest {}", first["version"].get<std::string>()),
               RunIptvtest("version").out.substr(0, RunIptvtest("version").out.find('\n')));
 
