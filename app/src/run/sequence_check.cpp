@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "orv/core/port.h"
+#include "orv/core/protocol_blocks.h"
 #include "orv/framework/handle_registry.h"
 #include "orv/framework/relation_helper.h"
 #include "orv/framework/relation_manager.h"
@@ -25,21 +26,6 @@ namespace {
 using framework::CCommand;
 
 constexpr double kLongest = 31'536'000;  ///< a year, in seconds: so long a run waits for a test's end
-
-/// Commands that bring the blocks of a protocol up and down.
-struct ProtocolCommands {
-    common::ClassId bind, release, bind_wait, release_wait, blocks;
-};
-constexpr ProtocolCommands kProtocols[] = {
-    {ids::Dhcpv4BindCommand::CLASS, ids::Dhcpv4ReleaseCommand::CLASS, ids::Dhcpv4BindWaitCommand::CLASS,
-     ids::Dhcpv4ReleaseWaitCommand::CLASS, ids::Dhcpv4BlockConfig::CLASS},
-    {ids::Dhcpv6BindCommand::CLASS, ids::Dhcpv6ReleaseCommand::CLASS, ids::Dhcpv6BindWaitCommand::CLASS,
-     ids::Dhcpv6ReleaseWaitCommand::CLASS, ids::Dhcpv6BaseBlockConfig::CLASS},
-    {ids::PppoxConnectCommand::CLASS, ids::PppoxDisconnectCommand::CLASS, ids::PppoxConnectWaitCommand::CLASS,
-     ids::PppoxDisconnectWaitCommand::CLASS, ids::AbstPppBlockConfig::CLASS},
-    {ids::L2tpConnectCommand::CLASS, ids::L2tpDisconnectCommand::CLASS, ids::L2tpConnectWaitCommand::CLASS,
-     ids::L2tpDisconnectWaitCommand::CLASS, ids::L2tpBlockConfig::CLASS},
-};
 
 class SequenceWalk {
   public:
@@ -72,7 +58,8 @@ class SequenceWalk {
         } else if (id == ids::WaitCommand::CLASS) {
             CheckTime(command, "WaitTime", command.GetU32(ids::WaitCommand::WaitTime));
         } else {
-            for (const ProtocolCommands& protocol : kProtocols) UseProtocol(command, protocol);
+            for (const core::ProtocolCommands& protocol : core::kProtocolCommands)
+                UseProtocol(command, protocol);
         }
     }
 
@@ -134,7 +121,7 @@ class SequenceWalk {
         }
     }
 
-    void UseProtocol(const CCommand& command, const ProtocolCommands& protocol) {
+    void UseProtocol(const CCommand& command, const core::ProtocolCommands& protocol) {
         const common::ClassId id = command.GetClassId();
         const bool binds = id == protocol.bind,
                    waits = id == protocol.bind_wait || id == protocol.release_wait;

@@ -21,32 +21,15 @@ using framework::ScriptableVec;
 
 namespace {
 
-/// The commands of a protocol, and the blocks they work on.
-struct ProtocolCommands {
-    ClassId bind, release, bind_wait, release_wait;
-    ClassId blocks;
-};
-
-constexpr ProtocolCommands kProtocols[] = {
-    {ids::Dhcpv4BindCommand::CLASS, ids::Dhcpv4ReleaseCommand::CLASS, ids::Dhcpv4BindWaitCommand::CLASS,
-     ids::Dhcpv4ReleaseWaitCommand::CLASS, ids::Dhcpv4BlockConfig::CLASS},
-    {ids::Dhcpv6BindCommand::CLASS, ids::Dhcpv6ReleaseCommand::CLASS, ids::Dhcpv6BindWaitCommand::CLASS,
-     ids::Dhcpv6ReleaseWaitCommand::CLASS, ids::Dhcpv6BaseBlockConfig::CLASS},
-    {ids::PppoxConnectCommand::CLASS, ids::PppoxDisconnectCommand::CLASS, ids::PppoxConnectWaitCommand::CLASS,
-     ids::PppoxDisconnectWaitCommand::CLASS, ids::AbstPppBlockConfig::CLASS},
-    {ids::L2tpConnectCommand::CLASS, ids::L2tpDisconnectCommand::CLASS, ids::L2tpConnectWaitCommand::CLASS,
-     ids::L2tpDisconnectWaitCommand::CLASS, ids::L2tpBlockConfig::CLASS},
-};
-
 /// The blocks of the command's protocol that its list names and that are active.
 ScriptableVec FindBlocks(const framework::CCommand& command, framework::PropId list) {
     const ClassId id = command.GetClassId();
     const auto* protocol =
-        std::find_if(std::begin(kProtocols), std::end(kProtocols), [id](const auto& commands) {
+        std::find_if(std::begin(kProtocolCommands), std::end(kProtocolCommands), [id](const auto& commands) {
             return id == commands.bind || id == commands.release || id == commands.bind_wait ||
                    id == commands.release_wait;
         });
-    ORV_ASSERT(protocol != std::end(kProtocols), "The command belongs to no protocol");
+    ORV_ASSERT(protocol != std::end(kProtocolCommands), "The command belongs to no protocol");
     ScriptableVec blocks;
     command.ProcessInputHandleVec(protocol->blocks, command.GetCollection<std::uint32_t>(list), blocks);
     std::erase_if(blocks, [](const CScriptable* block) { return !block->GetActive() || block->IsDeleted(); });
@@ -191,8 +174,8 @@ struct RegisterCommands {
 };
 
 const RegisterCommands command_registrations[] = {
-    RegisterCommands{kProtocols[0]}, RegisterCommands{kProtocols[1]}, RegisterCommands{kProtocols[2]},
-    RegisterCommands{kProtocols[3]}};
+    RegisterCommands{kProtocolCommands[0]}, RegisterCommands{kProtocolCommands[1]},
+    RegisterCommands{kProtocolCommands[2]}, RegisterCommands{kProtocolCommands[3]}};
 
 const framework::StaticRegisterClass<CArpNdStartOnAllDevicesCommand> arp_registration{
     CArpNdStartOnAllDevicesCommand::CLASS_ID()};

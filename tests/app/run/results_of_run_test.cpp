@@ -28,7 +28,9 @@ TEST(ResultsOfRunTest, ARunIsRepeatedFromItsDatabase) {
     const std::string database = (folder / "first").string(), repeated = (folder / "second.db").string();
     WriteFile(file, TestText{.network = {"join_delay: 37"}}.ToString());
     const auto run = [](const auto& path, const std::string& to) {
-        return RunIptvtest(fmt::format("run {} --seed 6 --set Boxes/SaveTimeStamps=true --quiet --db {}", path.string(), to)).status;
+        return RunIptvtest(fmt::format("run {} --seed 6 --set Boxes/SaveTimeStamps=true --quiet --db {}",
+                                       path.string(), to))
+            .status;
     };
     const int status = run(file, database);
     const json first = List(database)[0];

@@ -207,9 +207,10 @@ TEST_F(RunTest, TooManyStreamsAreRefusedBeforeTheyTakeMemory) {
     const RunOutcome outcome = Run(many);
     getrusage(RUSAGE_SELF, &after);
     EXPECT_EQ(outcome.end, RunEnd::BadInput);
-    EXPECT_THAT(Mistakes(outcome),
-                HasSubstr("StreamBlock \"Streams\", DstBinding: it has 4294770690 streams; a stream block has at "
-                          "most 1048576\n"));
+    EXPECT_THAT(
+        Mistakes(outcome),
+        HasSubstr("StreamBlock \"Streams\", DstBinding: it has 4294770690 streams; a stream block has at "
+                  "most 1048576\n"));
     EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 500'000) << "KiB";
 }
 

@@ -5,8 +5,24 @@
 #pragma once
 
 #include "orv/framework/command.h"
+#include "orv/ids/core_ids.h"
 
 namespace orv::core {
+
+/// The commands of a protocol, and the class of the blocks they work on.
+struct ProtocolCommands {
+    common::ClassId bind, release, bind_wait, release_wait, blocks;
+};
+inline constexpr ProtocolCommands kProtocolCommands[] = {
+    {ids::Dhcpv4BindCommand::CLASS, ids::Dhcpv4ReleaseCommand::CLASS, ids::Dhcpv4BindWaitCommand::CLASS,
+     ids::Dhcpv4ReleaseWaitCommand::CLASS, ids::Dhcpv4BlockConfig::CLASS},
+    {ids::Dhcpv6BindCommand::CLASS, ids::Dhcpv6ReleaseCommand::CLASS, ids::Dhcpv6BindWaitCommand::CLASS,
+     ids::Dhcpv6ReleaseWaitCommand::CLASS, ids::Dhcpv6BaseBlockConfig::CLASS},
+    {ids::PppoxConnectCommand::CLASS, ids::PppoxDisconnectCommand::CLASS, ids::PppoxConnectWaitCommand::CLASS,
+     ids::PppoxDisconnectWaitCommand::CLASS, ids::AbstPppBlockConfig::CLASS},
+    {ids::L2tpConnectCommand::CLASS, ids::L2tpDisconnectCommand::CLASS, ids::L2tpConnectWaitCommand::CLASS,
+     ids::L2tpDisconnectWaitCommand::CLASS, ids::L2tpBlockConfig::CLASS},
+};
 
 class CProtocolBlockConfig : public framework::CScriptable {
   public:
