@@ -56,10 +56,12 @@ TEST_F(TestFileTest, MistakesOfTheTextAndItsSections) {
         {"project:\n  - Port: \"Head end\n    Location: //sim/1\n  - Port: b\n",
          "zap.yaml:2:11: the quote that opens here is not closed; expected a quote at the end of the text\n"},
         {"project:\n  - Port: \"Head end\n    Location: \"//sim/1\"\n",
-         "zap.yaml:2:11: the text in quotes that begins here is closed in line 3, column 15, and more stands "
-         "behind "
-         "it; expected a quote at the end of the text; within it, '' between single and \\\" between double "
-         "quotes\n"},
+         "zap.yaml:2:11: the quote that opens here is not closed in its line; expected a quote at the end of "
+         "the text; a longer text stands behind | or >\n"},
+        {"project:\n  - Port: \"Head end\n    Location: //sim/1\n  - Port: \"\n",
+         "zap.yaml:2:11: the quote that opens here is not closed in its line; expected a quote at the end of "
+         "the text; a longer text stands behind | or >\n"},
+        {"project:\n  - Port: |#\n      a\n", "zap.yaml:2:12: a blank is missing before the comment\n"},
         {"project:\n  - Port: 'it's'\n",
          "zap.yaml:2:11: the text in quotes that begins here is closed in line 2, column 14, and more stands "
          "behind "

@@ -18,6 +18,8 @@ def build(events):
     if isinstance(event, yaml.AliasEvent) or event.anchor is not None or event.tag is not None:
         raise ValueError
     if isinstance(event, yaml.ScalarEvent):
+        if event.style in ("'", '"') and event.start_mark.line != event.end_mark.line:
+            raise ValueError
         return "~" if event.style is None and event.value in NOTHING else text(event.value)
     parts, keys, ends = [], set(), (yaml.SequenceEndEvent, yaml.MappingEndEvent)
     is_map = isinstance(event, yaml.MappingStartEvent)

@@ -18,12 +18,8 @@ using orv::app::SourceNode;
 const std::string kConstructs = R"(title: 'it''s' # not ''
 plain: two
   lines
-double: "a \"b\" \\ \x41 \u00e9
-  folded \
-  on"
-single: 'one
-
-  two'
+double: "a \"b\" \\ \x41 \u00e9"
+single: 'one'
 flow: {a: [1, "b", 'c'], d: , "e": {f: g}, h}
 literal: |
   as

@@ -3,6 +3,8 @@
 #include <chrono>
 #include <nlohmann/json.hpp>
 
+#include "output/printable.h"
+
 namespace orv::app {
 
 namespace {
@@ -82,7 +84,7 @@ std::string MakeOutcomeJson(const RunOutcome& outcome) {
     for (const LivePortReport& port : outcome.live_ports) json["live_ports"].push_back(MakeLivePort(port));
     for (const Mistake& mistake : outcome.mistakes) json["mistakes"].push_back(MakeMistake(mistake));
     // A name in the file need not be proper UTF-8.
-    return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+    return MakePrintableJson(json.dump(2, ' ', false, Json::error_handler_t::replace)) + "\n";
 }
 
 }  // namespace orv::app

@@ -73,4 +73,21 @@ std::string MakePrintable(std::string_view text) {
     return printable;
 }
 
+std::string MakePrintableJson(std::string_view json) {
+    const bool is_ascii =
+        std::all_of(json.begin(), json.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+    if (is_ascii) return std::string(json);
+    std::string printable;
+    while (!json.empty()) {
+        const CodePoint c = ReadCodePoint(json);
+        if (c.is_valid && c.size > 1 && IsControl(c.value)) {
+            printable += fmt::format("\\u{:04x}", static_cast<unsigned>(c.value));
+        } else {
+            printable += json.substr(0, c.size);
+        }
+        json.remove_prefix(c.size);
+    }
+    return printable;
+}
+
 }  // namespace orv::app

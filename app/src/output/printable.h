@@ -25,4 +25,7 @@ std::size_t CountCodePoints(std::string_view text);
 /// as \xff.
 std::string MakePrintable(std::string_view text);
 
+/// A JSON document with those characters of its texts as \\u0085 and the like, which mean the same there.
+std::string MakePrintableJson(std::string_view json);
+
 }  // namespace orv::app

@@ -87,6 +87,11 @@ void AddTestFile(CLI::App& command, Arguments& arguments) {
         ->allow_extra_args(false);
 }
 
+/// A variable of a script that is empty must not choose everything.
+std::string CheckGiven(const std::string& text) {
+    return text.find_first_not_of(' ') == text.npos ? "it is empty" : "";
+}
+
 /// Nobody means a file without a name.
 std::string CheckName(const std::string& text) {
     return text.empty() ? "the name is empty" : "";
@@ -153,11 +158,14 @@ void AddResults(CLI::App& app, Arguments& arguments, bool& csv, bool& json, std:
         ->check(CountFrom(1, "number of a data set"))
         ->type_name("N");
     Selection& selection = arguments.results.selection;
+    const CLI::Validator given(CheckGiven, "", "given");
     results->add_option("--columns", selection.columns, "Only these columns of the view, in this order")
+        ->check(given)
         ->type_name("A,B,...");
     results
         ->add_option("--where", selection.where,
                      "Only the rows for which this SQL expression is true; names of columns in double quotes")
+        ->check(given)
         ->type_name("EXPR");
     results->add_option("--limit", selection.limit, "Only so many rows")
         ->check(CountFrom(0, "number of rows"))

@@ -1,5 +1,6 @@
 #include "program.h"
 
+#include <csignal>
 #include <cstdlib>
 #include <iostream>
 
@@ -95,6 +96,8 @@ int CarryOut(const Arguments& arguments) {
 }  // namespace
 
 int RunProgram(int argc, const char* const* argv) {
+    // A file that may not grow is one that cannot be written, and that is told.
+    std::signal(SIGXFSZ, SIG_IGN);
     int status = 0;
     const auto arguments = ReadArguments(argc, argv, status);
     if (!arguments) return status;

@@ -2,6 +2,7 @@
 
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <thread>
 
 #include "clock_choice.h"
@@ -73,7 +74,9 @@ class Run {
         if (!arguments_.log_level) {
             for (const std::string& error : outcome.errors) PrintError(error);
         }
-        return reports->Write(std::move(outcome));
+        const int status = reports->Write(std::move(outcome));
+        if (test_) test_->session->Conclude(static_cast<RunEnd>(status));
+        return status;
     }
 
   private:
@@ -95,9 +98,9 @@ class Run {
 
     RunOutcome RunGuarded(KnownOutcome& known) {
         try {
-            const LoadedTest test = LoadTest(arguments_, text_, plugin_);
+            test_ = LoadTest(arguments_, text_, plugin_);
             Console console(std::cerr, MakeConsoleOptions(arguments_));
-            return test.session->Run(test.file, arguments_.run, console, outputs_, known);
+            return test_->session->Run(test_->file, arguments_.run, console, outputs_, known);
         } catch (const std::exception& error) {
             RunOutcome outcome = known.Get();
             outcome.end = RunEnd::Failure;
@@ -110,6 +113,7 @@ class Run {
     const Arguments& arguments_;
     const std::filesystem::path& plugin_;
     const FileText text_;
+    std::optional<LoadedTest> test_;
     OutputFiles outputs_;
 };
 

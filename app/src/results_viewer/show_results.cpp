@@ -126,6 +126,8 @@ class Show {
             throw ResultsError(fmt::format("{} holds no test file for data set {}: what wrote it stores none",
                                            File(), data_set_.id));
         }
+        if (const std::string seed = data_set_.GetText(run_description::kSeed); !seed.empty())
+            err_ << "Note: it was run with --seed " << MakePrintable(seed) << '\n';
         std::istringstream settings(data_set_.GetText(run_description::kSettings));
         for (std::string setting; std::getline(settings, setting);)
             err_ << "Note: it was run with " << MakePrintable(setting) << '\n';
@@ -133,14 +135,17 @@ class Show {
     }
 
     void PrintTree(std::ostream& out) const {
+        const auto csv = [this](const std::string& text) {
+            return QuoteCsv(request_.is_terminal ? MakePrintable(text) : text);
+        };
         switch (request_.format) {
             case ResultsFormat::Json:
                 return PrintTreeAsJson(out);
             case ResultsFormat::Csv:
                 out << "Path,Kind,Description,Failed\r\n";
                 for (const ViewNode& node : tree_.GetNodes()) {
-                    out << fmt::format("{},{},{},{:d}\r\n", QuoteCsv(node.path), node.GetKindName(),
-                                       QuoteCsv(node.description), node.failed);
+                    out << fmt::format("{},{},{},{:d}\r\n", csv(node.path), node.GetKindName(),
+                                       csv(node.description), node.failed);
                 }
                 return;
             case ResultsFormat::Table:
@@ -161,7 +166,15 @@ class Show {
         for (const ViewNode& node : tree_.GetNodes()) {
             table.AddRow({std::string(2 * node.depth, ' ') + MakePrintable(node.name), DescribeNode(node)});
         }
-        out << table.ToString();
+        if (table.GetWidth() <= request_.line_width) {
+            out << table.ToString();
+            return;
+        }
+        for (const ViewNode& node : tree_.GetNodes()) {
+            const std::string indent(2 * node.depth, ' ');
+            out << indent << MakePrintable(node.name) << '\n'
+                << indent << "  (" << DescribeNode(node) << ")\n";
+        }
     }
 
     void PrintTreeAsJson(std::ostream& out) const {
@@ -205,7 +218,7 @@ class Show {
             views.push_back(std::move(view));
         }
         const ordered_json tree{{"data_set", data_set_.id}, {"data_sets", data_sets}, {"views", views}};
-        out << tree.dump(1, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
+        out << MakePrintableJson(tree.dump(1, ' ', false, nlohmann::json::error_handler_t::replace)) << '\n';
     }
 
     /// At least one that can be printed, and just one for the formats that programs read.
@@ -259,7 +272,7 @@ class Show {
                     PrintTable(rows[i], request_.line_width, out);
                     break;
                 case ResultsFormat::Csv:
-                    PrintCsv(rows[i], out);
+                    PrintCsv(rows[i], request_.is_terminal, out);
                     break;
                 case ResultsFormat::Json:
                     PrintJson(rows[i], views[i]->name, data_set_.id, out);
@@ -314,6 +327,7 @@ int ShowResults(const ResultsRequest& request, std::ostream& out, std::ostream& 
 int ShowResults(ResultsRequest request, int out_descriptor, std::ostream& err) {
     winsize size{};
     if (ioctl(out_descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) request.line_width = size.ws_col;
+    request.is_terminal = isatty(out_descriptor) == 1;
     SpooledOutput output(out_descriptor);
     std::ostream out(&output);
     int status = ShowResults(request, out, err);

@@ -31,6 +31,7 @@ struct ResultsRequest {
     /// Characters of a line. A wider table is printed with its columns as lines, next to each other where
     /// the rows fit, otherwise one row below the other.
     std::size_t line_width = 120;
+    bool is_terminal = false;  ///< no control characters, then, whatever the format
 };
 
 /// Prints to `out`; what is wrong, and that a data set has no end yet, goes to `err`. Returns the exit

@@ -152,7 +152,7 @@ class TablePrinter {
 };
 
 std::string Dump(const nlohmann::json& value) {
-    return value.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+    return MakePrintableJson(value.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
 }
 
 std::string ToJson(const ResultValue& value) {
@@ -203,12 +203,13 @@ std::string QuoteCsv(const std::string& field) {
     return "\"" + boost::algorithm::replace_all_copy(field, "\"", "\"\"") + "\"";
 }
 
-void PrintCsv(RowSource& rows, std::ostream& out) {
+void PrintCsv(RowSource& rows, bool is_terminal, std::ostream& out) {
     PrintCsvLine(rows.GetTitles(), out);
     bool is_first = true;
     for (std::vector<ResultValue> row; rows.Next(row);) {
         Row fields;
-        for (const ResultValue& value : row) fields.push_back(ToExactText(value));
+        for (const ResultValue& value : row)
+            fields.push_back(is_terminal ? MakePrintable(ToExactText(value)) : ToExactText(value));
         PrintCsvLine(fields, out);
         FlushFirst(out, is_first);
     }

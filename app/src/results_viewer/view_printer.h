@@ -21,7 +21,7 @@ void PrintTable(RowSource& rows, std::size_t line_width, std::ostream& out);
 
 /// For spreadsheets, as in RFC 4180. Numbers are exact, no value is an empty field, and U+FFFD stands for a
 /// NUL, at which many readers stop.
-void PrintCsv(RowSource& rows, std::ostream& out);
+void PrintCsv(RowSource& rows, bool is_terminal, std::ostream& out);
 
 /// For programs. Numbers are exact, no value is null.
 void PrintJson(RowSource& rows, const std::string& view, std::uint32_t data_set, std::ostream& out);

@@ -136,6 +136,8 @@ class ChannelCheck {
 
     void CheckAddresses(const CScriptable& channels, const core::CNetworkBlock& block) {
         const std::vector<ipAddress_t> groups = GetAddresses(block);
+        if (groups.empty() && block.GetNetworkCount() == 0)
+            return Add(block, "NetworkCount", "there are no addresses", "1 or more");
         if (groups.empty())
             return Add(block, "StartIpList", "the list is empty", "the address of the first channel");
         const auto wrong = std::find_if(groups.begin(), groups.end(), [](const ipAddress_t& address) {

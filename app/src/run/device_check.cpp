@@ -71,7 +71,12 @@ class DeviceCheck {
         if (!IsPartOf(device, *protocol, block, "MulticastParam")) return;
         if (!protocol->GetActive()) return RefuseIdle(*protocol, device, block);
         const CNetworkInterface* top = CheckTop(*protocol, device);
-        if (top && port && block.GetActive()) CheckTags(*port, Tags(*top));
+        if (!top || !port || !block.GetActive()) return;
+        CheckTags(*port, Tags(*top));
+        if (top->GetU8(ids::EmulatedIf::IlMembership) != ids::IlMembership::INCLUDED) {
+            Add(*top, "IlMembership", "it takes the set-top boxes of " + block.Describe() + " off their port",
+                "INCLUDED; what is to take no part is not Active");
+        }
     }
 
     ObjectProblems Take() { return std::move(problems_); }

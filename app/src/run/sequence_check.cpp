@@ -53,8 +53,8 @@ class SequenceWalk {
         } else if (id == ids::SetRelativesCommand::CLASS) {
             Relate(command);
         } else if (id == ids::IptvWizardFinishCommand::CLASS) {
-            Add(command, {}, "the wizard makes the sequence and cannot be a part of it",
-                "the command in the project");
+            Add(command, {}, "the wizard is run before the sequence, which it makes",
+                "an IptvWizardTestConfig in the project, and no sequence");
         } else if (id == ids::WaitCommand::CLASS) {
             CheckTime(command, "WaitTime", command.GetU32(ids::WaitCommand::WaitTime));
         } else {
@@ -85,7 +85,8 @@ class SequenceWalk {
 
     void Start(const CCommand& start) {
         namespace Id = ids::IptvStartTestCommand;
-        CheckTime(start, "TestDuration", start.GetDouble(Id::TestDuration));
+        // Parts of a second are cut off.
+        CheckTime(start, "TestDuration", start.GetDouble(Id::TestDuration), 1);
         if (test_) {
             Add(start, {},
                 fmt::format("the test that {} starts may still run",
@@ -100,10 +101,10 @@ class SequenceWalk {
         if (!addresses_resolved_) CheckAddresses(start);
     }
 
-    void CheckTime(const CCommand& command, const char* key, double seconds) {
-        if (seconds >= 0 && seconds <= kLongest) return;  // not so for what is no number
+    void CheckTime(const CCommand& command, const char* key, double seconds, int least = 0) {
+        if (seconds >= least && seconds <= kLongest) return;  // not so for what is no number
         Add(command, key, fmt::format("{} is out of range", seconds),
-            fmt::format("a number of seconds from 0 to {}", kLongest));
+            fmt::format("a number of seconds from {} to {}", least, kLongest));
     }
 
     void CheckAddresses(const CCommand& start) {

@@ -74,6 +74,7 @@ class Session::Impl {
 
     RunOutcome Run(const TestFile& file, const RunOptions& options, IRunObserver& observer,
                    OutputFiles& outputs, KnownOutcome& known) {
+        database_.reset();
         RunOutcome outcome;
         outcome.seed = options.seed.value_or(file.GetSimulation().seed);
         const TestFile::Built built = Prepare(file, &options, outcome);
@@ -99,12 +100,23 @@ class Session::Impl {
             outcome.errors = log.GetErrors();
         }
         Judge(outcome);
+        Describe(outcome.end);
         if (!GetUnfinishedReason(outcome).empty()) outcome.unfinished_test = known.Get().unfinished_test;
         host_.NewProject();
         return outcome;
     }
 
+    void Conclude(RunEnd end) {
+        if (end != described_) Describe(end);
+        database_.reset();
+    }
+
   private:
+    void Describe(RunEnd end) {
+        described_ = end;
+        if (database_) database_->Describe(run_description::kOutcome, GetRunEndName(end));
+    }
+
     /// Without options nothing is to be run.
     TestFile::Built Prepare(const TestFile& file, const RunOptions* options, RunOutcome& outcome) {
         TestFile::Built built;
@@ -161,8 +173,9 @@ class Session::Impl {
         if (!options.database.empty()) SetDatabaseName(options.database);
         std::optional<Recorder> recorder;
 
-        const auto database = core::MakeSqliteTestResultManager(std::filesystem::current_path().string());
-        DescribeRun(*database, file, outcome);
+        database_ = core::MakeSqliteTestResultManager(std::filesystem::current_path().string());
+        core::TestResultManager& database = *database_;
+        DescribeRun(database, file, outcome);
         Laboratory::Setup setup;
         setup.simulation = simulation;
         setup.membership = file.GetMembership();
@@ -181,7 +194,7 @@ class Session::Impl {
             // Only now: a recording that is there is not given up for a run that does not begin.
             if (!options.record.empty()) recorder.emplace(options.record);
             TestWatch watch(laboratory, log, observer, known);
-            RunToEnd(watch, *database, log);
+            RunToEnd(watch, database, log);
             outcome.tests = watch.TakeReports();
             if (watch.IsInterrupted()) {
                 outcome.end = RunEnd::Interrupted;
@@ -190,13 +203,8 @@ class Session::Impl {
             }
             outcome.live_ports = laboratory.GetLiveReports();
         }
-        RunOutcome so_far = outcome;
-        so_far.errors = log.GetErrors();
-        if (const std::string why = database->GetErrorText(); !why.empty()) so_far.errors.push_back(why);
-        Judge(so_far);
-        database->Describe(run_description::kOutcome, GetRunEndName(so_far.end));
-        outcome.database = database->GetDatabasePath();
-        if (const std::string why = database->GetErrorText(); !why.empty()) log.AddError(why);
+        outcome.database = database.GetDatabasePath();
+        if (const std::string why = database.GetErrorText(); !why.empty()) log.AddError(why);
         if (recorder) recorder->Close();
     }
 
@@ -234,6 +242,8 @@ class Session::Impl {
     }
 
     core::CHostApplication host_;
+    std::unique_ptr<core::TestResultManager> database_;  ///< of the last run
+    RunEnd described_ = RunEnd::Passed;                  ///< what the database says of it
     Laboratory::Recordings recordings_;
     std::vector<std::string> recording_warnings_;
 };
@@ -249,6 +259,10 @@ RunOutcome Session::Validate(const TestFile& file) {
 RunOutcome Session::Run(const TestFile& file, const RunOptions& options, IRunObserver& observer,
                         OutputFiles& outputs, KnownOutcome& known) {
     return impl_->Run(file, options, observer, outputs, known);
+}
+
+void Session::Conclude(RunEnd end) {
+    impl_->Conclude(end);
 }
 
 RunOutcome Session::Run(const TestFile& file, const RunOptions& options, IRunObserver& observer) {

@@ -49,6 +49,8 @@ class Session {
     RunOutcome Run(const TestFile& file, const RunOptions& options, IRunObserver& observer,
                    OutputFiles& outputs, KnownOutcome& known);
     RunOutcome Run(const TestFile& file, const RunOptions& options, IRunObserver& observer);
+    /// How the last run has ended for those who started it, reports included: its database says so, too.
+    void Conclude(RunEnd end);
 
   private:
     class Impl;

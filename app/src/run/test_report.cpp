@@ -1,6 +1,7 @@
 #include "test_report.h"
 
 #include <algorithm>
+#include <cmath>
 #include <type_traits>
 
 #include "orv/core/project.h"
@@ -93,7 +94,8 @@ TestReport MakeTestReport(const framework::CCommand& start_command, bool passed)
     report.name = NameOf(start_command, Command::TestName);
     report.type = NameOf(start_command, Command::TestType);
     report.environment = NameOf(start_command, Command::TestEnv);
-    report.duration = report.configured_duration = start_command.GetDouble(Command::TestDuration);
+    // Ports are told whole seconds.
+    report.duration = report.configured_duration = std::trunc(start_command.GetDouble(Command::TestDuration));
     report.join_fail_threshold = start_command.GetU32(Command::JoinFailThreshold);
     report.passed = passed;
     report.channel_ranges = MakeRows(ids::IptvChannelResults::CLASS);

@@ -65,13 +65,25 @@ std::string DescribeProperty(const CPropertyMeta& property, const CMetaClass& ow
     return text;
 }
 
-std::string DescribeRelations(const CMetaClass& meta_class) {
-    std::string text;
+/// Each type once.
+std::vector<const CRelationMeta*> ListRelations(const CMetaClass& meta_class) {
+    std::vector<const CRelationMeta*> relations;
     std::set<std::uint32_t> seen;
     for (const CRelationMeta* relation : GetRelationsOf(meta_class)) {
-        if (!seen.insert(relation->type).second) continue;
+        if (seen.insert(relation->type).second) relations.push_back(relation);
+    }
+    return relations;
+}
+
+std::string DescribeTargets(const CRelationMeta& relation, const CMetaClass& meta_class) {
+    return JoinNames(DescribeClasses(GetTargetClasses(relation.type, meta_class)));
+}
+
+std::string DescribeRelations(const CMetaClass& meta_class) {
+    std::string text;
+    for (const CRelationMeta* relation : ListRelations(meta_class)) {
         text += fmt::format("  {}: names or paths of objects, each of class {}{}\n", relation->name,
-                            JoinNames(DescribeClasses(GetTargetClasses(relation->type, meta_class))),
+                            DescribeTargets(*relation, meta_class),
                             relation->max_targets ? fmt::format("; at most {}", relation->max_targets) : "");
     }
     return text;
@@ -138,6 +150,10 @@ std::string MakeExample(const CMetaClass& meta_class) {
         if (is_own && !value.empty())
             text += fmt::format("{}{}: {}\n", indent, property->name, QuoteValue(value));
     }
+    // What they name depends on the other objects of a file.
+    for (const CRelationMeta* relation : ListRelations(meta_class))
+        text += fmt::format("{}# {}: the name of an object of class {}\n", indent, relation->name,
+                            DescribeTargets(*relation, meta_class));
     return text;
 }
 

@@ -129,11 +129,26 @@ class TreeBuilder {
             node.kind = SourceNode::Kind::Nothing;
             node.text.clear();
         }
-        if (scalar.style == YAML_SINGLE_QUOTED_SCALAR_STYLE ||
-            scalar.style == YAML_DOUBLE_QUOTED_SCALAR_STYLE)
-            last_quoted_ = {places_.GetByteOf(event.start_mark.index),
-                            places_.GetByteOf(event.end_mark.index)};
+        CheckStyle(event);
         Close(std::move(node));
+    }
+
+    /// Notes where quotes stand, and refuses what the parser lets pass.
+    void CheckStyle(const yaml_event_t& event) {
+        const auto style = event.data.scalar.style;
+        const std::size_t begin = places_.GetByteOf(event.start_mark.index);
+        if (style == YAML_LITERAL_SCALAR_STYLE || style == YAML_FOLDED_SCALAR_STYLE) {
+            const std::size_t end = places_.GetText().find_first_not_of("|>+-0123456789", begin);
+            if (end != std::string_view::npos && places_.GetText()[end] == '#')
+                mistakes_.Add({places_.GetPosition(end)}, "a blank is missing before the comment");
+        }
+        if (style != YAML_SINGLE_QUOTED_SCALAR_STYLE && style != YAML_DOUBLE_QUOTED_SCALAR_STYLE) return;
+        last_quoted_ = {begin, places_.GetByteOf(event.end_mark.index)};
+        if (event.start_mark.line == event.end_mark.line) return;
+        // A quote that is missing ends at the next one, many lines later, and what is between is lost.
+        mistakes_.Add({GetStart()}, "the quote that opens here is not closed in its line",
+                      "a quote at the end of the text; a longer text stands behind | or >");
+        mistakes_.Settle(GetStart());
     }
 
     SourceNode Make(SourceNode::Kind kind) const {

@@ -24,9 +24,10 @@ template <class T>
 T& CreateOrThrow(common::ClassId id, framework::CScriptable* parent, const framework::LazyText& what,
                  const std::string& class_name,
                  const std::source_location& where = std::source_location::current()) {
-    auto* made = dynamic_cast<T*>(framework::CScriptableCreator().Create(id, parent, true, true, 0));
-    if (!made) ThrowCreationFailure(what, class_name, where);
-    return *made;
+    framework::CScriptable* const object = framework::CScriptableCreator().Create(id, parent, true, true, 0);
+    if (auto* made = dynamic_cast<T*>(object)) return *made;
+    if (object && !parent) framework::ReleaseScriptable(object);
+    ThrowCreationFailure(what, class_name, where);
 }
 
 /// A new command without parent, of the C++ class that `T::CLASS_ID()` names.

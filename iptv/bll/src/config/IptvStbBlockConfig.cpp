@@ -152,13 +152,12 @@ core::CNetworkInterface* CIptvStbBlockConfig::GetMcastIf() const {
 bool CIptvStbBlockConfig::CheckIfAnyRelatedObjectsAreDirty(bool update) {
     StbBlockValues now;
     GetNewValues(now);
-    const std::string difference = DescribeDifference(now, applied_values_);
-    if (difference.empty()) return false;
-    if (update) applied_values_ = std::move(now);
+    if (now == applied_values_) return false;
     Trace([&] {
         return "CIptvStbBlockConfig::CheckIfAnyRelatedObjectsAreDirty() for " + GetName() +
-               ". Things are dirty (" + difference + ")";
+               ". Things are dirty (" + DescribeDifference(now, applied_values_) + ")";
     });
+    if (update) applied_values_ = std::move(now);
     return true;
 }
 

@@ -28,6 +28,8 @@ struct StbBlockValues {
     std::uint16_t fcc_server_port = 0;             ///< UDP
     std::uint16_t udp_source_port = 0;             ///< of the first set-top box
     std::uint16_t udp_source_port_step = 0;        ///< from one set-top box to the next
+
+    bool operator==(const StbBlockValues&) const = default;
 };
 
 /// Names of the values that differ, in the order of the members, separated by a comma and a blank; empty when

@@ -237,7 +237,6 @@ void CIptvStartTestCommand::MakeAnalyzerStartCommand() {
 
 bool CIptvStartTestCommand::SetUpPorts() {
     std::uint32_t count = 0;
-    std::string names;
     for (const auto& [handle, blocks] : CIptvStbBlockConfig::m_startTestStbMap) {
         if (GetProgressCancelled()) return false;
         if (blocks.empty()) continue;
@@ -252,9 +251,13 @@ bool CIptvStartTestCommand::SetUpPorts() {
         init_analyzer(port, block);
         m_stack = {};
         CIptvResultsManager::GetResultsManager()->SetPortCount(count);
-        names += port.GetName() + " ";
     }
-    Trace([&names] { return "Starting test on ports " + names; });
+    Trace([] {
+        std::string names;
+        for (const auto& [handle, blocks] : CIptvStbBlockConfig::m_startTestStbMap)
+            if (!blocks.empty()) names += GetPort(handle).GetName() + " ";
+        return "Starting test on ports " + names;
+    });
     return true;
 }
 
