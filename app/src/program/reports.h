@@ -15,7 +15,7 @@ namespace orv::app {
 /// all of them and the exit status say the same.
 class Reports {
   public:
-    /// `junit`: where to write the JUnit report, empty for nowhere.
+    /// `junit`: where to write the JUnit report, empty when none is wanted.
     Reports(const Arguments& arguments, std::filesystem::path junit);
 
     /// Returns the exit status. Called again, also by another thread, it waits for the first call to end,

@@ -33,7 +33,7 @@ struct Simulation {
     il::NetworkBehaviour defaults;
     /// By name of the port; what a port does not say is as in `defaults`.
     std::map<std::string, il::NetworkBehaviour> ports;
-    /// /// By name of the channel block; what it does not say is as the port has it.
+    /// By name of the channel block; what it does not say is as the port has it.
     std::map<std::string, BehaviourChange> channel_blocks;
     /// By name of the port.
     std::map<std::string, il::FaultSchedule> faults;
