@@ -1,5 +1,6 @@
 """A host in the roughest form: frames out of and into a packet socket, nothing answered by itself."""
 
+import contextlib
 import ipaddress
 import socket
 import struct
@@ -10,6 +11,7 @@ MAC = bytes.fromhex("021094000001")
 STREAM_PORT = 5004
 SOL_PACKET, PACKET_AUXDATA, PACKET_IGNORE_OUTGOING = 263, 8, 23
 SO_TIMESTAMPNS = 35
+SO_RCVBUFFORCE = 33
 VLAN_VALID = 1 << 4
 
 IGMP_HOST, MLD_HOST = "10.0.0.10", "fe80::10"
@@ -105,6 +107,9 @@ class RawPort:
             self._socket.setsockopt(SOL_PACKET, PACKET_AUXDATA, 1)
             self._socket.setsockopt(socket.SOL_SOCKET, SO_TIMESTAMPNS, 1)
             self._socket.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 1 << 26)
+            # Beyond what the machine allows everybody: a reader in Python falls behind a burst of thousands.
+            with contextlib.suppress(PermissionError):
+                self._socket.setsockopt(socket.SOL_SOCKET, SO_RCVBUFFORCE, 1 << 26)
             self._socket.bind((interface, 3))  # all protocols
         self._socket.settimeout(0.1)
         self.frames = []
