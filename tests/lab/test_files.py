@@ -98,14 +98,14 @@ sequence:
 class Run:
     """iptvtest with a test file, on a laboratory's tester's side."""
 
-    def __init__(self, lab, text, prefix=(), arguments=()):
+    def __init__(self, lab, text, prefix=(), recording=None):
         self._folder = tempfile.TemporaryDirectory(prefix="live-")
         folder = pathlib.Path(self._folder.name)
         os.chmod(folder, 0o777)
         (folder / "test.yaml").write_text(text)
-        self._recording = folder / "recording.jsonl"
+        self._recording = recording or folder / "recording.jsonl"
         command = [*prefix, PROGRAM, "run", folder / "test.yaml", "--json", "--db", folder / "results.db", "--record",
-                   self._recording, *arguments]
+                   self._recording]
         self.process = lab.start(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
 
     def wait(self, seconds=120):
@@ -117,7 +117,7 @@ class Run:
             raise
         outcome = types.SimpleNamespace(status=self.process.returncode, errors=errors, events=[])
         outcome.json = json.loads(output) if output else {}
-        if self._recording.exists():
+        if self._recording.is_file():
             for line in self._recording.read_text().splitlines():
                 for block in json.loads(line).get("blocks", []):
                     outcome.events += block["events"]
