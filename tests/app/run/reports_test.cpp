@@ -96,6 +96,7 @@ TEST(ReportsTest, WhatCannotBeWrittenIsRefusedAndNothingIsChanged) {
              {"test.yaml --db new --junit new/../new.db", "it is the same file as --db, "},
              {"test.yaml --junit link", "it is the same file as the test file, "},
              {"test.yaml --replay old.jsonl --record hard", "it is the same file as --replay, "},
+             {"test.yaml --replay - --record hard <old.jsonl", "it is the same file as --replay, "},
              {"test.yaml --junit old.db", "it is a database"},
              {"named.yaml --record named.db", "named cannot be written: it is the same file as --record"},
              {"test.yaml --record iptvTest.db",
