@@ -40,10 +40,14 @@ _iptvtest_views() {
     done < <("$(_iptvtest_unquote "${COMP_WORDS[0]}")" results "$(_iptvtest_unquote "$2")" --list 2>/dev/null)
 }
 
-# Classes of test files that begin with $1: of the lists of `explain` the first words, without headers and the last line.
+# Classes of test files that begin with $1, without regard to case: of the lists of `explain` the first words, without
+# headers and the last line.
 _iptvtest_classes() {
-    mapfile -t COMPREPLY < <(compgen -W "$("$(_iptvtest_unquote "${COMP_WORDS[0]}")" explain 2>/dev/null |
-        awk '/^(Objects|Commands|-|iptvtest|$)/ {next} {print $1}')" -- "$1")
+    local name
+    while IFS= read -r name; do
+        [[ ${name,,} == "${1,,}"* ]] && COMPREPLY+=("$name")
+    done < <("$(_iptvtest_unquote "${COMP_WORDS[0]}")" explain 2>/dev/null |
+        awk '/^(Objects|Commands|-|iptvtest|$)/ {next} {print $1}')
 }
 
 _iptvtest() {

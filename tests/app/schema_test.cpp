@@ -113,6 +113,8 @@ TEST_F(SchemaTest, ExplanationsSayWhatTheSchemaDoes) {
         EXPECT_EQ(ListMistakes(orv::app::MakeExample(name)), "") << text;
     }
     EXPECT_GT(classes, 40);
+    // Two tables, each with two lines above it and an empty one below, and the last line.
+    EXPECT_EQ(std::count(list.begin(), list.end(), '\n'), classes + 2 * 3 + 1);
     EXPECT_EQ(orv::app::ExplainClass("emulateddevise").text,
               "iptvtest: no data model has the class \"emulateddevise\"; did you mean EmulatedDevice?\n");
     EXPECT_NE(orv::app::ExplainClass("MulticastHostConfig")

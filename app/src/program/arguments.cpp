@@ -124,10 +124,10 @@ void AddRun(CLI::App& app, Arguments& arguments, std::string& clock, std::string
     run->add_option("--record", arguments.run.record, "Write every result notification as JSON Lines")
         ->check(name)
         ->type_name("FILE");
-    CLI::Option* replay =
-        run->add_option("--replay", arguments.run.replay, "Let the ports report what was recorded")
-            ->check(name)
-            ->type_name("FILE");
+    CLI::Option* replay = run->add_option("--replay", arguments.run.replay,
+                                          "Let the ports report what was recorded; - for the standard input")
+                              ->check(name)
+                              ->type_name("FILE");
     run->add_flag("--replay-incomplete", arguments.run.replay_incomplete,
                   "Also a recording that was cut off: what there is of it")
         ->needs(replay);
@@ -214,20 +214,52 @@ std::optional<int> AnswerFirstWord(const CLI::App& app, int argc, const char* co
     return 0;
 }
 
+/// Names of all options as they are typed: "--json", "-q".
+std::vector<std::string> ListOptions(const CLI::App& command) {
+    std::vector<std::string> names;
+    for (const CLI::Option* option : command.get_options()) {
+        for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+        for (const std::string& name : option->get_snames()) names.push_back("-" + name);
+    }
+    return names;
+}
+
+/// What is wrong with the options of a command line; empty when there are no unknown ones.
+std::string FindUnknownOption(const CLI::App& app) {
+    const std::vector<CLI::App*> given = app.get_subcommands();
+    std::vector<const CLI::App*> commands(given.begin(), given.end());
+    commands.push_back(&app);
+    for (const CLI::App* command : commands) {
+        for (const std::string& word : command->remaining()) {
+            if (word.size() < 2 || word.front() != '-' || word == "--") continue;
+            const std::string name = word.substr(0, word.find('='));
+            // Any short one is near to any other.
+            const std::string nearest =
+                name.starts_with("--") ? FindNearestName(name, ListOptions(*command)) : std::string();
+            return "there is no option " + name + (nearest.empty() ? "" : "; did you mean " + nearest + "?");
+        }
+    }
+    return {};
+}
+
 /// Says what is wrong with a command line, also as JSON where that is asked for, or prints the help.
 int Answer(const CLI::App& app, const CLI::ParseError& error, int argc, const char* const* argv) {
     // Help is no error; the library's own numbers for errors mean nothing to callers.
     if (error.get_exit_code() == 0) return app.exit(error);
     const std::string command = argv[1];
     const bool is_command = !command.starts_with('-');
-    PrintError(error.what());
+    // What it complains of otherwise may come of that: the value of a misspelt option is taken for a word of
+    // its own.
+    std::string problem = FindUnknownOption(app);
+    if (problem.empty()) problem = error.what();
+    PrintError(problem);
     std::cerr << "iptvtest help" << (is_command ? " " + command : "") << " tells more.\n";
     const bool wants_json =
         std::any_of(argv + 1, argv + argc, [](const std::string_view word) { return word == "--json"; });
     if (!wants_json || (command != "run" && command != "validate")) return kBadInput;
     RunOutcome outcome;
     outcome.end = RunEnd::BadInput;
-    outcome.mistakes.push_back(MakeCommandLineMistake("", error.what()));
+    outcome.mistakes.push_back(MakeCommandLineMistake("", problem));
     return PrintJson(outcome);
 }
 
@@ -244,7 +276,6 @@ std::optional<Arguments> ReadArguments(int argc, const char* const* argv, int& s
         "Tests multicast TV networks: how long until viewers who zap see a picture, and what is lost on the "
         "way",
         "iptvtest");
-    app.footer(kFooter);
     bool version = false;  // the default command
     std::string help_of;
     app.add_flag("-V,--version", version, "Print the versions of program and plug-in");
@@ -266,6 +297,7 @@ std::optional<Arguments> ReadArguments(int argc, const char* const* argv, int& s
 
     app.add_subcommand("help", "Explain the program, or one of its commands")
         ->add_option("COMMAND", help_of, "Command to explain");
+    app.footer(kFooter);  // last, because commands take over the one that there is
 
     if (const auto answered = AnswerFirstWord(app, argc, argv)) {
         status = *answered;

@@ -46,6 +46,10 @@ int BreakOff(Reports& reports, const KnownOutcome& known) {
     return status;
 }
 
+std::filesystem::path GetInputPath(const std::filesystem::path& given) {
+    return given == "-" ? "/dev/stdin" : given;
+}
+
 class Run {
   public:
     /// Reads the test file. Who types it, or waits for a pipe, can still break that off: nothing catches
@@ -81,10 +85,13 @@ class Run {
 
   private:
     std::vector<Mistake> OpenOutputs() {
-        if (arguments_.file != "-") outputs_.AddInput("the test file", arguments_.file);
-        outputs_.AddInput("--replay", arguments_.run.replay);
+        outputs_.AddInput("the test file", GetInputPath(arguments_.file));
+        outputs_.AddInput("--replay", GetInputPath(arguments_.run.replay));
         if (arguments_.json || !arguments_.quiet) outputs_.AddStandardOutput();
         std::vector<Mistake> mistakes;
+        if (arguments_.file == "-" && arguments_.run.replay == "-")
+            mistakes.push_back(
+                MakeCommandLineMistake("--replay", "the standard input is the test file already"));
         const auto open = [&](const char* option, const std::filesystem::path& path, OutputFiles::Kind kind) {
             if (path.empty()) return;
             const std::string problem = outputs_.AddOutput(option, path, kind);

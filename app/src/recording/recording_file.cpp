@@ -1,6 +1,8 @@
 #include "recording_file.h"
 
 #include <fmt/format.h>
+#include <unistd.h>
+#include <ext/stdio_filebuf.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -209,7 +211,16 @@ class Reader {
 
 RecordingFile ReadRecording(const std::filesystem::path& path, const core::CProject& project,
                             RecordingEnd end) {
-    Reader reader(path.string(), project, end);
+    const bool is_standard_input = path == "-";
+    Reader reader(is_standard_input ? "<stdin>" : path.string(), project, end);
+    if (is_standard_input) {
+        // Not std::cin, which does not tell an end from an error. The copy leaves the standard input open.
+        const int input = dup(STDIN_FILENO);
+        if (input < 0) return reader.CannotRead();
+        __gnu_cxx::stdio_filebuf<char> buffer(input, std::ios::in);
+        std::istream stream(&buffer);
+        return reader.Read(stream);
+    }
     std::ifstream file(path);
     std::error_code none;
     if (std::filesystem::is_directory(path, none)) {

@@ -24,7 +24,7 @@ struct RecordingFile {
 enum class RecordingEnd { Required, MayBeMissing };
 
 /// Reads a file that Recorder wrote, or that somebody wrote in its form, for the ports and blocks of a
-/// project. With MayBeMissing a line that was cut off is left out.
+/// project; "-" is the standard input. With MayBeMissing a line that was cut off is left out.
 RecordingFile ReadRecording(const std::filesystem::path& path, const core::CProject& project,
                             RecordingEnd end);
 

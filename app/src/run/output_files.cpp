@@ -12,6 +12,8 @@
 #include <string_view>
 #include <utility>
 
+#include "orv/core/test_result_manager.h"
+
 namespace orv::app {
 
 namespace fs = std::filesystem;
@@ -58,12 +60,9 @@ std::string ReadBegin(const fs::path& path) {
     return begin;
 }
 
-std::string FindDatabaseProblem(const fs::path& path) {
-    const std::string begin = ReadBegin(path);
-    if (!begin.empty() && begin != kDatabaseBegin) return "it is no database";
-    // Files beside it come and go while it is written.
-    const fs::path folder = path.parent_path();
-    return access(folder.c_str(), W_OK | X_OK) == 0 ? "" : folder.string() + ": " + std::strerror(errno);
+bool IsOtherThanFile(const fs::path& path) {
+    struct stat status {};
+    return stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode);
 }
 
 }  // namespace
@@ -103,11 +102,14 @@ std::string OutputFiles::AddOutput(const std::string& name, const fs::path& path
     std::string problem;
     if (NamesFolder(path)) {
         problem = "it names a folder";
+    } else if (kind == Kind::Database && IsOtherThanFile(path)) {
+        problem = "it is no regular file";  // a device: nobody means a file that is named after it
     } else {
         const fs::path file =
             kind == Kind::Database ? MakeDatabasePath(path) : fs::absolute(path).lexically_normal();
         problem = MakeFolders(file.parent_path());
-        if (problem.empty()) problem = Open(name, file, kind);
+        if (problem.empty())
+            problem = kind == Kind::Database ? CheckDatabase(name, file) : OpenReport(name, file);
     }
     return problem.empty() ? "" : fmt::format("{} cannot be written: {}", path.string(), problem);
 }
@@ -126,38 +128,59 @@ std::string OutputFiles::MakeFolders(const fs::path& folder) {
     return {};
 }
 
-std::string OutputFiles::Open(const std::string& name, const fs::path& path, Kind kind) {
-    const int how = (kind == Kind::Database ? O_RDWR : O_WRONLY) | O_APPEND | O_CLOEXEC | O_NOCTTY;
+std::string OutputFiles::OpenReport(const std::string& name, const fs::path& path) {
+    constexpr int kHow = O_WRONLY | O_APPEND | O_CLOEXEC | O_NOCTTY;
     const fs::path target = Resolve(path);
-    int file = open(target.c_str(), how | O_CREAT | O_EXCL, 0666);
+    int file = open(target.c_str(), kHow | O_CREAT | O_EXCL, 0666);
     const bool is_new = file >= 0;
-    if (file < 0 && errno == EEXIST) file = open(target.c_str(), how);
+    if (file < 0 && errno == EEXIST) file = open(target.c_str(), kHow);
     if (file < 0) return std::strerror(errno);
 
     struct stat status {};
     fstat(file, &status);
     if (is_new) made_files_.push_back({target, status.st_dev, status.st_ino});
-    Known output{name, target, status.st_dev, status.st_ino, kind == Kind::Database};
     std::string problem;
-    if (kind == Kind::Database) {
-        problem = S_ISREG(status.st_mode) ? FindDatabaseProblem(target) : "it is no regular file";
-    } else if (S_ISREG(status.st_mode) && ReadBegin(target) == kDatabaseBegin) {
+    if (S_ISREG(status.st_mode) && ReadBegin(target) == kDatabaseBegin)
         problem = "it is a database";  // the results of tests are not given up for a report
-    }
-    if (problem.empty() && !IsShareable(status)) problem = FindConflict(std::move(output));
+    if (problem.empty() && !IsShareable(status))
+        problem = FindConflict({name, target, status.st_dev, status.st_ino});
     if (problem.empty() && S_ISFIFO(status.st_mode)) {
         held_.push_back(file);
     } else {
-        // A database must not be open here while the database engine locks it: closing would end its locks.
         close(file);
     }
     return problem;
 }
 
+/// A database that is not there is not made here: it could not be taken away again, because another run may
+/// have opened it meanwhile. The run's first test makes it.
+std::string OutputFiles::CheckDatabase(const std::string& name, const fs::path& path) {
+    const fs::path target = Resolve(path), folder = target.parent_path();
+    Known output{name, target, 0, 0, true};
+    struct stat status {};
+    if (stat(target.c_str(), &status) == 0) {
+        if (!S_ISREG(status.st_mode)) return "it is no regular file";
+        // It must not be open here while the database engine locks it: closing would end its locks.
+        const int file = open(target.c_str(), O_RDWR | O_CLOEXEC);
+        if (file < 0) return std::strerror(errno);
+        close(file);
+        output.device = status.st_dev;
+        output.inode = status.st_ino;
+    } else if (errno != ENOENT) {
+        return std::strerror(errno);
+    }
+    // Files beside it come and go while it is written.
+    if (access(folder.c_str(), W_OK | X_OK) != 0) return folder.string() + ": " + std::strerror(errno);
+    const std::string problem = FindConflict(std::move(output));
+    return problem.empty() ? core::FindResultsFileProblem(target.string()) : problem;
+}
+
 /// Empty, and the file is known from now on, when there is none.
 std::string OutputFiles::FindConflict(Known output) {
     for (const Known& other : known_) {
-        if (output.device == other.device && output.inode == other.inode) {
+        const bool is_same_file =
+            output.inode != 0 && output.device == other.device && output.inode == other.inode;
+        if (is_same_file || output.path == other.path) {
             if (output.is_database && other.is_database) return {};
             return "it is the same file as " + other.name + ", " + other.path.string();
         }

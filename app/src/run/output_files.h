@@ -11,8 +11,8 @@ namespace orv::app {
 
 /// Opens what a run will write before it begins, so that a report that cannot be written, or that would
 /// overwrite another, is known then and not after an hour of testing. What is in a file stays there. What was
-/// made here, a file or folder, and is still empty goes when this goes: a run that did not begin leaves
-/// nothing behind.
+/// made here, a report or folder, and is still empty goes when this goes: a run that did not begin leaves
+/// nothing behind. Databases are checked, not made.
 class OutputFiles {
   public:
     enum class Kind {
@@ -30,17 +30,18 @@ class OutputFiles {
     void AddInput(const std::string& name, const std::filesystem::path& path);
     /// What the program writes to standard output: where it is a file or pipe no report may go there, too.
     void AddStandardOutput();
-    /// Opens a file, made with its folders where it is missing. Returns why the run cannot write it, empty
-    /// when it can. `name`: what it is called in such texts, "--db".
+    /// Opens a file, made with its folders where it is missing; of a database that is missing only the
+    /// folders. Returns why the run cannot write it, empty when it can. `name`: what it is called in such
+    /// texts, "--db".
     std::string AddOutput(const std::string& name, const std::filesystem::path& path, Kind kind);
 
   private:
-    /// A file that is there.
+    /// A file that is there, or a database that will be.
     struct Known {
         std::string name;
         std::filesystem::path path;  ///< without links
         dev_t device = 0;
-        ino_t inode = 0;
+        ino_t inode = 0;  ///< 0: it is not there
         bool is_database = false;
     };
     struct Made {
@@ -50,7 +51,8 @@ class OutputFiles {
     };
 
     std::string MakeFolders(const std::filesystem::path& folder);
-    std::string Open(const std::string& name, const std::filesystem::path& path, Kind kind);
+    std::string OpenReport(const std::string& name, const std::filesystem::path& path);
+    std::string CheckDatabase(const std::string& name, const std::filesystem::path& path);
     std::string FindConflict(Known output);
 
     std::vector<Known> known_;

@@ -78,8 +78,10 @@ class Session::Impl {
         RunOutcome outcome;
         outcome.seed = options.seed.value_or(file.GetSimulation().seed);
         const TestFile::Built built = Prepare(file, &options, outcome);
-        if (outcome.mistakes.empty() && options.database.empty())
-            OpenDatabases(file, built, outputs, outcome);
+        if (outcome.mistakes.empty()) {
+            options.database.empty() ? OpenDatabases(file, built, outputs, outcome)
+                                     : CheckDatabase(options.database, outcome);
+        }
         known.Change([&outcome](RunOutcome& shared) { shared = outcome; });
         if (outcome.mistakes.empty()) {
             for (const std::string& warning : recording_warnings_)
@@ -145,6 +147,16 @@ class Session::Impl {
         }
         if (!outcome.mistakes.empty()) outcome.end = RunEnd::BadInput;
         return built;
+    }
+
+    /// The command line's has been opened before the data models, whose tables it must be able to have, were
+    /// there.
+    static void CheckDatabase(const std::filesystem::path& database, RunOutcome& outcome) {
+        const std::string problem = core::FindResultsFileProblem(MakeDatabasePath(database).string());
+        if (problem.empty()) return;
+        outcome.mistakes.push_back(MakeCommandLineMistake(
+            "--db", fmt::format("{} cannot be written: {}", database.string(), problem)));
+        outcome.end = RunEnd::BadInput;
     }
 
     /// Those that the file names.

@@ -19,8 +19,9 @@ struct RunOptions {
     std::optional<std::uint64_t> seed;  ///< in place of the file's
     std::filesystem::path database;     ///< in place of the one that the file names; empty: that one
     std::filesystem::path record;       ///< where to write what ports report; empty: nowhere
-    std::filesystem::path replay;    ///< what ports report instead of emulating set-top boxes; empty: nothing
-    bool replay_incomplete = false;  ///< also a recording whose end is missing
+    std::filesystem::path replay;       ///< what ports report instead of emulating set-top boxes, "-": the
+                                        ///< standard input; empty: nothing
+    bool replay_incomplete = false;     ///< also a recording whose end is missing
 };
 
 /// A process has at most one session at a time, but may have several one after the other. Runs leave nothing

@@ -21,10 +21,9 @@ namespace {
 
 using Classes = std::vector<const CMetaClass*>;
 
-Classes FindWritable() {
+Classes FindOffered() {
     Classes classes = CMetaClassManager::Instance().GetClasses();
-    std::erase_if(classes,
-                  [](const CMetaClass* one) { return !CanBeWritten(*one) || one == &GetProjectClass(); });
+    std::erase_if(classes, [](const CMetaClass* one) { return !IsOffered(*one); });
     return classes;
 }
 
@@ -43,7 +42,7 @@ std::string ListClasses() {
     for (const bool commands : {false, true}) {
         TextTable table(
             {{commands ? "Commands of the sequence" : "Objects of the project"}, {"What they are"}});
-        for (const CMetaClass* one : FindWritable()) {
+        for (const CMetaClass* one : FindOffered()) {
             const auto& definition = one->GetDefinition();
             const std::string& meaning = definition.doc.empty() ? definition.display_name : definition.doc;
             if (IsCommand(*one) == commands) table.AddRow({definition.name, meaning});
@@ -93,7 +92,7 @@ std::string DescribeRelations(const CMetaClass& meta_class) {
 std::string FindHindrance(const CMetaClass& meta_class) {
     if (&meta_class == &GetProjectClass())
         return "The section \"project\" of a file lists what is below it.\n";
-    if (CanBeWritten(meta_class)) return {};
+    if (IsOffered(meta_class)) return {};
     const std::string described = DescribeClasses({&meta_class}).front();
     if (!meta_class.GetDefinition().is_abstract) return "Objects of this class are the host's own.\n";
     const std::size_t meant = described.find('(');
@@ -119,7 +118,7 @@ std::string QuoteValue(const std::string& text) {
 Classes FindLineage(const CMetaClass& meta_class, const Classes& below) {
     const CMetaClass& root = IsCommand(meta_class) ? GetSequencerClass() : GetProjectClass();
     if (CanStandBelow(meta_class, root)) return {&meta_class};
-    for (const CMetaClass* parent : FindWritable()) {
+    for (const CMetaClass* parent : FindOffered()) {
         const bool is_circle = std::find(below.begin(), below.end(), parent) != below.end();
         if (is_circle || !CanStandBelow(meta_class, *parent)) continue;
         Classes further = below;
@@ -202,7 +201,7 @@ Explanation ExplainClass(const std::string& class_name) {
 
 std::string MakeExample(const std::string& class_name) {
     const CMetaClass* meta_class = CMetaClassManager::Instance().GetClass(class_name);
-    return meta_class && CanBeWritten(*meta_class) ? MakeExample(*meta_class) : std::string();
+    return meta_class && IsOffered(*meta_class) ? MakeExample(*meta_class) : std::string();
 }
 
 }  // namespace orv::app

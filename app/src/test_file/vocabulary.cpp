@@ -10,6 +10,7 @@
 #include "names.h"
 #include "orv/framework/meta_class_manager.h"
 #include "orv/ids/framework_ids.h"
+#include "orv/ids/iptv_ids.h"
 
 namespace orv::app {
 
@@ -125,9 +126,21 @@ bool CanStandBelow(const CMetaClass& child, const CMetaClass& parent) {
 std::vector<const CMetaClass*> GetClassesBelow(const CMetaClass& parent) {
     std::vector<const CMetaClass*> classes = CMetaClassManager::Instance().GetClasses();
     std::erase_if(classes, [&parent](const CMetaClass* child) {
-        return !CanBeWritten(*child) || !CanStandBelow(*child, parent);
+        return !CanBeWritten(*child) || !CanStandBelow(*child, parent) ||
+               child->IsTypeOf(ids::IptvWizardFinishCommand::CLASS);
     });
     return classes;
+}
+
+bool IsOffered(const CMetaClass& meta_class) {
+    std::vector<const CMetaClass*> reached{&GetProjectClass(), &GetSequencerClass()};
+    for (std::size_t i = 0; i < reached.size(); ++i) {
+        for (const CMetaClass* below : GetClassesBelow(*reached[i])) {
+            if (below == &meta_class) return true;
+            if (std::find(reached.begin(), reached.end(), below) == reached.end()) reached.push_back(below);
+        }
+    }
+    return false;
 }
 
 bool CanBeWritten(const CPropertyMeta& property) {

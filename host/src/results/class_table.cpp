@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "../framework/text.h"
+#include "orv/common/exceptions.h"
 #include "orv/ids/framework_ids.h"
 
 namespace orv::results {
@@ -91,6 +92,10 @@ void TableCatalogue::Ensure(const std::string& table, const std::vector<Column>&
     for (const Column& column : columns) {
         if (!known->second.insert(ToLower(column.name)).second) continue;
         const std::string definition = QuoteName(column.name) + " " + column.type;
+        if (!is_new && column.type.ends_with("PRIMARY KEY")) {
+            throw common::COrvRunTimeError("its table " + table + " has no " + column.name +
+                                           ", so it is another program's");
+        }
         if (is_new) {
             definitions += (definitions.empty() ? "" : ",") + definition;
         } else {

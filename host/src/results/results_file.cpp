@@ -62,16 +62,7 @@ void ResultsFile::SetUp(std::uint32_t id) {
         connection_->SetLockWait(lock_wait_ * kSetUpPatience);
         SqliteTransaction transaction(*connection_);
         connection_->SetLockWait(lock_wait_ / kReaderShare);
-        EnsureOwnTables();
-        for (const framework::CMetaClass* meta_class : data_set_.classes) {
-            catalogue_->Ensure(meta_class->GetName(), GetColumns(*meta_class));
-        }
-        if (id == 0) {
-            SqliteStatement last(*connection_, "SELECT coalesce(max(DataSetId), 0) FROM DataSets");
-            last.Step();
-            id = static_cast<std::uint32_t>(last.GetInteger(0) + 1);
-        }
-        InsertDataSet(id);
+        id = MakeDataSet(id);
         transaction.Commit();
         connection_->SetLockWait(lock_wait_);
     } catch (...) {
@@ -80,6 +71,35 @@ void ResultsFile::SetUp(std::uint32_t id) {
     }
     id_ = id;
     begun_.push_back(id);
+}
+
+std::uint32_t ResultsFile::MakeDataSet(std::uint32_t id) {
+    EnsureOwnTables();
+    for (const framework::CMetaClass* meta_class : data_set_.classes) {
+        catalogue_->Ensure(meta_class->GetName(), GetColumns(*meta_class));
+    }
+    if (id == 0) {
+        SqliteStatement last(*connection_, "SELECT coalesce(max(DataSetId), 0) FROM DataSets");
+        last.Step();
+        id = static_cast<std::uint32_t>(last.GetInteger(0) + 1);
+    }
+    InsertDataSet(id);
+    return id;
+}
+
+void ResultsFile::Rehearse(NewDataSet data_set, const std::vector<std::string>& schema) {
+    ResultsFile file(std::chrono::milliseconds(0));
+    file.data_set_ = std::move(data_set);
+    file.connection_ = std::make_unique<SqliteConnection>(":memory:", Mode::Create);
+    file.catalogue_.emplace(*file.connection_);
+    for (const std::string& statement : schema) {
+        try {
+            file.connection_->Execute(statement);
+        } catch (const SqliteError&) {
+            // What needs another program's functions is not in the way of results.
+        }
+    }
+    file.MakeDataSet(0);
 }
 
 void ResultsFile::InsertDataSet(std::uint32_t id) {

@@ -65,6 +65,10 @@ class ResultsFile {
     /// Closes the file as it is, as one file where possible.
     void Close() noexcept;
 
+    /// Begins the data set in memory, in a database that has been made by the statements of `schema`. Throws
+    /// as Begin would for a file with that schema, which stays as it is.
+    static void Rehearse(NewDataSet data_set, const std::vector<std::string>& schema);
+
     /// Once for each detour, after the operation that took it.
     std::optional<Detour> TakeDetour() { return std::exchange(detour_, std::nullopt); }
 
@@ -75,6 +79,7 @@ class ResultsFile {
     void Attempt(const Work& work);
     /// Makes a data set with the id, or with the next free one for 0.
     void SetUp(std::uint32_t id);
+    std::uint32_t MakeDataSet(std::uint32_t id);
     void InsertDataSet(std::uint32_t id);
     bool GoOnBeside(const std::string& reason);
     bool CopyFrom(const std::string& path);

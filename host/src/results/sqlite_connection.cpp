@@ -24,7 +24,8 @@ SqliteError::SqliteError(sqlite3* connection, int code)
     : std::runtime_error(DescribeError(connection, code)), code_(code) {}
 
 SqliteConnection::SqliteConnection(const std::string& path, Mode mode) {
-    int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE;
+    int flags = SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE;
+    flags |= mode == Mode::ReadOnly ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE;
     if (mode == Mode::Create) flags |= SQLITE_OPEN_CREATE;
     const int code = sqlite3_open_v2(path.c_str(), &connection_, flags, nullptr);
     if (code == SQLITE_OK) return;

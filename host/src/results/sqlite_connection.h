@@ -20,6 +20,9 @@ class SqliteError : public std::runtime_error {
         const int kind = code_ & 0xff;
         return kind == SQLITE_BUSY || kind == SQLITE_LOCKED || kind == SQLITE_PROTOCOL;
     }
+    bool IsDamage() const { return (code_ & 0xff) == SQLITE_CORRUPT; }
+    /// The file is none of SQLite's.
+    bool IsNoDatabase() const { return (code_ & 0xff) == SQLITE_NOTADB; }
     /// The disk is full, or the file as large as it may become.
     bool IsOutOfRoom() const { return (code_ & 0xff) == SQLITE_FULL || code_ == SQLITE_IOERR_WRITE; }
 
@@ -30,7 +33,7 @@ class SqliteError : public std::runtime_error {
 /// One database. Used by one thread at a time. All operations throw SqliteError.
 class SqliteConnection {
   public:
-    enum class Mode { Existing, Create };
+    enum class Mode { ReadOnly, Existing, Create };
 
     SqliteConnection(const std::string& path, Mode mode);
     ~SqliteConnection();

@@ -3,15 +3,19 @@
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
 
 #include <cstdlib>
 #include <map>
+#include <memory>
 #include <nlohmann/json.hpp>
 
 #include "output/outcome_json.h"
 #include "output/summary.h"
 #include "output/text_table.h"
 #include "program.h"
+#include "run/output_files.h"
 #include "test_text.h"
 
 namespace {
@@ -40,6 +44,14 @@ ProgramRun RunIn(const TemporaryFolder& folder, const std::string& arguments) {
     return {WEXITSTATUS(status), ReadFile(out / "out"), ReadFile(out / "err")};
 }
 
+/// The connection stays open, as another program's.
+std::shared_ptr<sqlite3> Execute(const std::filesystem::path& path, const char* sql) {
+    sqlite3* database = nullptr;
+    sqlite3_open(path.c_str(), &database);
+    EXPECT_EQ(sqlite3_exec(database, sql, nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(database);
+    return {database, &sqlite3_close};
+}
+
 bool IsXml(const std::filesystem::path& file) {
     return std::system(
                ("python3 -c 'import sys, xml.dom.minidom as m; m.parse(sys.argv[1])' " + file.string())
@@ -56,6 +68,13 @@ TEST(ReportsTest, WhatCannotBeWrittenIsRefusedAndNothingIsChanged) {
     WriteFile(folder / "text.db", "no database");
     std::filesystem::create_directory(folder / "sub");
     ASSERT_EQ(RunIn(folder, "run test.yaml -q --db old --record old.jsonl").status, 0);
+    const std::string database = ReadFile(folder / "old.db");
+    WriteFile(folder / "cut.db", database.substr(0, database.size() / 2));
+    WriteFile(folder / "short.db", database.substr(0, database.size() - 1));
+    WriteFile(folder / "begin.db", database.substr(0, 50));
+    Execute(folder / "foreign.db", "CREATE TABLE DataSets(Name TEXT, Size INTEGER)");
+    Execute(folder / "ports.db", "PRAGMA journal_mode = WAL; CREATE VIEW Port AS SELECT 1 AS Number");
+    mkfifo((folder / "pipe").c_str(), 0666);
     std::filesystem::create_symlink("test.yaml", folder / "link");
     std::filesystem::create_symlink("new.db", folder / "dangling");
     std::filesystem::create_hard_link(folder / "old.jsonl", folder / "hard");
@@ -77,12 +96,23 @@ TEST(ReportsTest, WhatCannotBeWrittenIsRefusedAndNothingIsChanged) {
              {"test.yaml --db new --junit new/../new.db", "it is the same file as --db, "},
              {"test.yaml --junit link", "it is the same file as the test file, "},
              {"test.yaml --replay old.jsonl --record hard", "it is the same file as --replay, "},
+             {"test.yaml --replay - --record hard <old.jsonl", "it is the same file as --replay, "},
              {"test.yaml --junit old.db", "it is a database"},
              {"named.yaml --record named.db", "named cannot be written: it is the same file as --record"},
              {"test.yaml --record iptvTest.db",
               "iptvTest.db cannot be written: it is the same file as --record"},
              {"wizard.yaml --record iptvTest.db", "it is the same file as --record"},
              {"test.yaml --db text", "--db: text cannot be written: it is no database"},
+             {"test.yaml --db cut",
+              "--db: cut cannot be written: it is a damaged database, or one that was cut"},
+             {"test.yaml --db short", "--db: short cannot be written: it is a damaged database: of its "},
+             {"test.yaml --db begin", "--db: begin cannot be written: it is a damaged database"},
+             {"test.yaml --db foreign",
+              "it is no results database: its table DataSets has no DataSetId, so it"},
+             {"test.yaml --db ports", "--db: ports cannot be written: it is no results database: "},
+             {"test.yaml --set Start/DatabaseFileName=ports", "Port"},
+             {"test.yaml --db /dev/null", "--db: /dev/null cannot be written: it is no regular file"},
+             {"test.yaml --db pipe", "--db: pipe cannot be written: it is no regular file"},
              {"test.yaml --db new --junit /dev/stdout", "it is the same file as the standard output"},
          }) {
         SCOPED_TRACE(c.arguments);
@@ -92,8 +122,15 @@ TEST(ReportsTest, WhatCannotBeWrittenIsRefusedAndNothingIsChanged) {
         const auto json = nlohmann::json::parse(run.out);
         EXPECT_EQ(json["exit_status"], 2);
         EXPECT_EQ(json["mistakes"].size(), 1U);
-        EXPECT_EQ(ReadAll(folder.GetPath()), before);
+        EXPECT_TRUE(ReadAll(folder.GetPath()) == before);
     }
+    // Another run may have opened what this one found missing.
+    auto outputs = std::make_unique<orv::app::OutputFiles>();
+    EXPECT_EQ(outputs->AddOutput("--db", folder / "shared", orv::app::OutputFiles::Kind::Database), "");
+    const auto other = Execute(folder / "shared.db", "");
+    outputs.reset();
+    EXPECT_TRUE(std::filesystem::exists(folder / "shared.db"));
+    const auto in_use = Execute(folder / "old.db", "PRAGMA journal_mode = WAL; CREATE TABLE Notes(Text)");
     // What is there is added to or replaced, folders are made, several tests share a database.
     EXPECT_EQ(RunIn(folder, "run test.yaml -q --db old.db --record new/r.jsonl --junit new/sub/j.xml").status,
               0);

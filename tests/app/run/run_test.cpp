@@ -230,6 +230,10 @@ TEST(ProgramTest, FilesMayBePipesAndHaveValuesSet) {
              {"validate - <<<'project: ['", 2, "<stdin>:1:10: the list"},
              {"run <(cat " + file + ")" + run, 0, "\"end\": \"passed\""},
              {"run - <" + file + run + "--set Start/TestName=other", 0, "\"other\""},
+             {"run " + file + run + "--replay - <<<'{\"notifications\": 0}'", 1, "\"channel_changes\": 0"},
+             {"run " + file + run + "--replay - <<<'{\"notifications\": 1}'", 2, "<stdin>:1:1: "},
+             {"run " + file + run + "--replay - </", 2, "<stdin>: the file cannot be read: Is a directory"},
+             {"run - --replay -" + run + "<" + file, 2, "--replay: the standard input is the test file"},
              // The clock is that of the ports that there are then.
              {"run - <" + file + run + live, 3, "nosuch0"},
              {"run " + file + run + live + " --set Viewers/Location=//sim/7", 0, "passed"},
@@ -289,6 +293,7 @@ TEST(ProgramTest, TheCommandLineTeaches) {
     for (const char* command : {"", "run", "validate", "results", "explain", "schema", "version", "help"}) {
         const ProgramRun help = RunIptvtest(std::string(command) + " --help");
         EXPECT_EQ(help.status, 0);
+        EXPECT_EQ(help.out.find("A first test") != help.out.npos, !*command) << command;
         static const std::regex option("--[a-z][a-z-]*");
         for (std::sregex_iterator at(help.out.begin(), help.out.end(), option), end; at != end; ++at)
             options.insert(at->str());
@@ -303,19 +308,25 @@ TEST(ProgramTest, TheCommandLineTeaches) {
         int status;
         const char* text;
     };
-    for (const Case& c :
-         std::initializer_list<Case>{{"", 2, "Usage: iptvtest [OPTIONS]"},
-                                     {"vaildate x", 2, "did you mean validate?"},
-                                     {"help", 0, "Usage: iptvtest [OPTIONS]"},
-                                     {"help run", 0, "Usage: iptvtest run [OPTIONS] FILE"},
-                                     {"help nothing", 2, "no command \"nothing\" (run, validate"},
-                                     {"run x.yaml --db ''", 2, "--db: the name is empty"},
-                                     {"run x.yaml --replay-incomplete", 2, "requires --replay"},
-                                     {"run", 2, "FILE is required"},
-                                     {"run x.yaml --clock sundial", 2, "sundial"},
-                                     {"run /nowhere.yaml", 2, "/nowhere.yaml"},
-                                     {"results /nowhere.db", 2, "/nowhere.db"},
-                                     {"validate /nowhere.yaml", 2, "/nowhere.yaml"}}) {
+    for (const Case& c : std::initializer_list<Case>{
+             {"", 2, "Usage: iptvtest [OPTIONS]"},
+             {"vaildate x", 2, "did you mean validate?"},
+             {"help", 0, "Usage: iptvtest [OPTIONS]"},
+             {"help run", 0, "Usage: iptvtest run [OPTIONS] FILE"},
+             {"help nothing", 2, "no command \"nothing\" (run, validate"},
+             {"run x.yaml --db ''", 2, "--db: the name is empty"},
+             {"run x.yaml --replay-incomplete", 2, "requires --replay"},
+             {"run", 2, "FILE is required"},
+             {"run --foo", 2, "iptvtest: there is no option --foo\n"},
+             {"run --replya=x --replay-incomplete", 2, "there is no option --replya; did you mean --replay?"},
+             {"results --cvs", 2, "there is no option --cvs; did you mean --csv?"},
+             {"explain --jsn", 2, "there is no option --jsn"},
+             {"validate x.yaml -x", 2, "there is no option -x\n"},
+             {"--verison", 2, "no option --verison; did you mean --version?"},
+             {"run x.yaml --clock sundial", 2, "sundial"},
+             {"run /nowhere.yaml", 2, "/nowhere.yaml"},
+             {"results /nowhere.db", 2, "/nowhere.db"},
+             {"validate /nowhere.yaml", 2, "/nowhere.yaml"}}) {
         const ProgramRun run = RunIptvtest(c.arguments);
         EXPECT_EQ(run.status, c.status) << c.arguments;
         EXPECT_THAT(run.out + run.err, HasSubstr(c.text));
@@ -324,6 +335,16 @@ TEST(ProgramTest, TheCommandLineTeaches) {
         EXPECT_THAT(RunIptvtest(version).out, testing::MatchesRegex("iptvtest [0-9.]+\niptv.so [0-9.]+\n"));
     }
     EXPECT_TRUE(nlohmann::json::accept(RunIptvtest("schema").out));
+    const auto complete = [](const std::string& word) {
+        const std::string script = fmt::format(
+            "version >/dev/null; source {}; COMP_WORDS=({} explain {}); COMP_CWORD=2; _iptvtest; "
+            "echo \"${{COMPREPLY[*]}}\"",
+            COMPLETION_PATH, PROGRAM_PATH, word);
+        return RunIptvtest(script).out;
+    };
+    EXPECT_EQ(complete("ipTVwizard"),
+              "IptvWizardTestConfig IptvWizardMcastPorts IptvWizardMcastSources IptvWizardStbBlock\n");
+    EXPECT_EQ(complete("eot"), "EOTResultsWriteIterationCommand\n");
 }
 
 TEST(ProgramTest, SignalsEndTheTestOnceAndTheProgramTwice) {

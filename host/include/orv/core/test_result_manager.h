@@ -118,4 +118,10 @@ class TestResultManager {
 /// n adds (n - 1) * 2^32 to every handle that it stores, those in properties of type handle included.
 std::unique_ptr<TestResultManager> MakeSqliteTestResultManager(const std::string& folder);
 
+/// Why such a manager could not store results in a file: it is damaged, no database, or another program's.
+/// Empty when it could, when there is no file, and when somebody else locks it: the manager waits for him.
+/// Reads no rows, however large the file is, so damage in the middle is not found; changes nothing. Of the
+/// tables of classes it knows those of the data models that are active.
+std::string FindResultsFileProblem(const std::string& path);
+
 }  // namespace orv::core
