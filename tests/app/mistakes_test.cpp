@@ -107,7 +107,10 @@ TEST_F(TestFileTest, MistakesOfObjects) {
         {"  - StreamBlock: a\n",
          "zap.yaml:2:5: StreamBlock: it cannot be below Project; expected a parent of class Port\n"},
         {"  - MulticastHostConfig: a\n", "zap.yaml:2:5: MulticastHostConfig: the class is abstract\n"},
-        {"  - EmulatedDevice: d\n    children:\n      - MulticastHostConfig:\n",
+        // All else depends on which one is meant.
+        {"  - EmulatedDevice: d\n    children:\n      - MulticastHostConfig:\n        Version: 9\n"
+         "        children: [{Port: p}]\n      - IptvStbBlockConfig: b\n        MulticastParam: "
+         "d/IgmpHostConfig\n    TopLevelIf: d/MulticastHostConfig/Ipv4If\n",
          "zap.yaml:4:9: MulticastHostConfig: the class is abstract; expected one of IgmpHostConfig, "
          "MldHostConfig\n"},
         {"  - Port: p\n    children:\n      - IptvPortResults:\n",
