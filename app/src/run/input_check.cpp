@@ -57,7 +57,7 @@ std::vector<const core::CPort*> FindPortsOf(const framework::CCommand& start) {
 class Check {
   public:
     Check(const TestFile& file, const TestFile::Built& built, core::CProject& project, RunOutcome& outcome)
-        : file_(file), writer_(file, built), project_(project), outcome_(outcome) {}
+        : file_(file), built_(built), writer_(file, built), project_(project), outcome_(outcome) {}
 
     void Ports() {
         const ScriptableVec ports = GetPorts();
@@ -95,6 +95,7 @@ class Check {
         for (CScriptable* object : commands) {
             auto& command = dynamic_cast<framework::CCommand&>(*object);
             TestType(command);
+            if (IsMadeByDefault(command) && RefuseLackOfBoxes()) continue;
             framework::ValidationContext context;
             context.SetCurrentObject(&command);
             command.Validate(context);
@@ -137,6 +138,24 @@ class Check {
         Add({idle.front(), "Active", "it is off, and no other command starts a test", "true"});
     }
 
+    /// Neither the file nor the wizard says what runs.
+    bool IsMadeByDefault(const CScriptable& command) const {
+        return !file_.HasSequence() && built_.objects.contains(command.GetHandle());
+    }
+
+    /// A command that is not in the file cannot be told to test others. True when there are none.
+    bool RefuseLackOfBoxes() {
+        const ScriptableVec blocks = FindBelow(project_, ids::IptvStbBlockConfig::CLASS);
+        if (!FindActive(project_, ids::IptvStbBlockConfig::CLASS).empty()) return false;
+        if (blocks.empty()) {
+            outcome_.mistakes.push_back(file_.MakeMistake("project", "the test has no set-top boxes",
+                                                          "an IptvStbBlockConfig below an EmulatedDevice"));
+        } else {
+            Add({blocks.front(), "Active", "it is off, and no other set-top boxes are on"});
+        }
+        return true;
+    }
+
     void TestType(const framework::CCommand& command) {
         const char* refused = FindRefusedTest(command.GetU8(ids::IptvStartTestCommand::TestType));
         if (!refused) return;
@@ -177,6 +196,7 @@ class Check {
     }
 
     const TestFile& file_;
+    const TestFile::Built& built_;
     const MistakeWriter writer_;
     core::CProject& project_;
     RunOutcome& outcome_;

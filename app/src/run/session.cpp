@@ -157,11 +157,11 @@ class Session::Impl {
             if (path.empty() || command->GetBool(Command::SaveResultsPerIteration)) path = kDefaultDatabase;
             const std::string problem = outputs.AddOutput("the database", path, OutputFiles::Kind::Database);
             if (problem.empty()) continue;
-            // A file need not have a sequence of its own.
+            // The sequence may be the wizard's.
             const bool is_in_file = built.objects.contains(command->GetHandle());
             outcome.mistakes.push_back(
                 is_in_file ? file.MakeMistake(built, command->GetHandle(), "DatabaseFileName", problem)
-                           : file.MakeMistake("sequence", problem));
+                           : file.MakeMistake("project", problem));
         }
         if (!outcome.mistakes.empty()) outcome.end = RunEnd::BadInput;
     }

@@ -228,6 +228,11 @@ TEST(ProgramTest, FilesMayBePipesAndHaveValuesSet) {
     for (const Case& c : std::initializer_list<Case>{
              {"validate - <" + file, 0, "<stdin> is a good test file"},
              {"validate - <<<'project: ['", 2, "<stdin>:1:10: the list"},
+             {"validate - <<<'project:'", 2, "<stdin>:1:1: project: the test has no port"},
+             {"validate - <<<$'title: t\nproject:\n  - Port: p'", 2,
+              "<stdin>:2:1: project: the test has no set-top boxes"},
+             {"validate - <<<$'project:\n  - Port: p\nsequence:'", 2,
+              "<stdin>:3:1: sequence: no command of it starts a test"},
              {"run <(cat " + file + ")" + run, 0, "\"end\": \"passed\""},
              {"run - <" + file + run + "--set Start/TestName=other", 0, "\"other\""},
              // The clock is that of the ports that there are then.
