@@ -295,6 +295,10 @@ TEST_F(TestFileTest, MistakesOfValuesForOneRunNameTheOption) {
          "--set Home/AffiliationPort=q: EmulatedDevice \"Home\", AffiliationPort: \"q\" names no object; "
          "expected an "
          "object's name or path\n"},
+        {"Home/children=[]",
+         "--set Home/children=[]: children: objects cannot be set, but stand in the file; expected a "
+         "property "
+         "or relation\n"},
         {"Home/DeviceCount=4", ""},
     };
     // What is replaced is not looked at.
