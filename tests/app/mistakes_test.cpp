@@ -79,6 +79,10 @@ TEST_F(TestFileTest, MistakesOfTheTextAndItsSections) {
         // Places count bytes, whatever stands before them.
         {"\xef\xbb\xbfproject:\n# \xc3\xa9\xe2\x80\xa8\n  - Port: \xc3\xa9\t@\n    \xc3\xa9: @\n",
          "zap.yaml:4:9: no value can begin with @; expected the text in quotes\n"},
+        {"title:\ta\rproject:\r\r  - Prot: a\r\n\t- Port: a\r\n",
+         "zap.yaml:5:1: there is a tab; expected blanks\n"},
+        {"%TAG !a! tag:a:\n---\nproject:\n",
+         "zap.yaml:1:1: directives of tags are not known here; expected values without tags\n"},
         {"project:\r\n\t- Port: a\r\n", "zap.yaml:2:1: there is a tab; expected blanks\n"},
         {"project:\n  - Port: \xc3\xa9\xe9\n",
          "zap.yaml:2:13: this is not UTF-8; expected a file in UTF-8\n"},
