@@ -69,8 +69,7 @@ class Check {
             if (const std::string problem = FindLocationProblem(location); !problem.empty())
                 Add({&port, "Location", problem});
             for (const l2l3::CStreamBlock* block : GetActiveStreamBlocks(port)) {
-                if (const std::string problem = FindStreamCountProblem(*block); !problem.empty())
-                    Add({block, "DstBinding", problem});
+                CountStreams(*block);
             }
             if (GetLiveInterface(port)) Add(FindLivePortProblems(port));
             const auto [other, is_new] = by_address.emplace(port.GetMessenger().ToMessengerString(), &port);
@@ -129,6 +128,19 @@ class Check {
         ScriptableVec ports;
         project_.GetObjects(ports, core::CPort::CLASS_ID(), common::kParentChild);
         return ports;
+    }
+
+    /// The first block that goes over the limit of all is told.
+    void CountStreams(const l2l3::CStreamBlock& block) {
+        if (const std::string problem = FindStreamCountProblem(block); !problem.empty())
+            return Add({&block, "DstBinding", problem});
+        const bool is_over = streams_ > kMostStreamsOfTest;
+        streams_ += block.GetStreamCount();
+        if (is_over || streams_ <= kMostStreamsOfTest) return;
+        Add({&block, "DstBinding",
+             fmt::format(
+                 "with it the test has {} streams; the stream blocks of all ports together have at most {}",
+                 streams_, kMostStreamsOfTest)});
     }
 
     void RefuseLackOfStart(const ScriptableVec& idle) {
@@ -200,6 +212,7 @@ class Check {
     const MistakeWriter writer_;
     core::CProject& project_;
     RunOutcome& outcome_;
+    std::uint64_t streams_ = 0;                              ///< of the blocks so far
     std::vector<Mistake> said_better_;                       ///< by other mistakes
     std::set<std::pair<std::uint32_t, std::string>> known_;  ///< what was said of objects
 };

@@ -92,6 +92,7 @@ class Session::Impl {
             try {
                 RunSequence(file, options, log, observer, known, outcome);
             } catch (const std::exception& error) {
+                known.SetPreparing(false);
                 log.AddError(error.what());
                 outcome.tests = known.Get().tests;
             }
@@ -195,6 +196,7 @@ class Session::Impl {
             if (!options.record.empty()) recorder.emplace(options.record);
             TestWatch watch(laboratory, log, observer, known);
             RunToEnd(watch, database, log);
+            known.SetPreparing(false);
             outcome.tests = watch.TakeReports();
             if (watch.IsInterrupted()) {
                 outcome.end = RunEnd::Interrupted;
