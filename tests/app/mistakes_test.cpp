@@ -79,6 +79,10 @@ TEST_F(TestFileTest, MistakesOfTheTextAndItsSections) {
         // Places count bytes, whatever stands before them.
         {"\xef\xbb\xbfproject:\n# \xc3\xa9\xe2\x80\xa8\n  - Port: \xc3\xa9\t@\n    \xc3\xa9: @\n",
          "zap.yaml:4:9: no value can begin with @; expected the text in quotes\n"},
+        {"title:\ta\rproject:\r\r  - Prot: a\r\n\t- Port: a\r\n",
+         "zap.yaml:5:1: there is a tab; expected blanks\n"},
+        {"%TAG !a! tag:a:\n---\nproject:\n",
+         "zap.yaml:1:1: directives of tags are not known here; expected values without tags\n"},
         {"project:\r\n\t- Port: a\r\n", "zap.yaml:2:1: there is a tab; expected blanks\n"},
         {"project:\n  - Port: \xc3\xa9\xe9\n",
          "zap.yaml:2:13: this is not UTF-8; expected a file in UTF-8\n"},
@@ -107,7 +111,10 @@ TEST_F(TestFileTest, MistakesOfObjects) {
         {"  - StreamBlock: a\n",
          "zap.yaml:2:5: StreamBlock: it cannot be below Project; expected a parent of class Port\n"},
         {"  - MulticastHostConfig: a\n", "zap.yaml:2:5: MulticastHostConfig: the class is abstract\n"},
-        {"  - EmulatedDevice: d\n    children:\n      - MulticastHostConfig:\n",
+        // All else depends on which one is meant.
+        {"  - EmulatedDevice: d\n    children:\n      - MulticastHostConfig:\n        Version: 9\n"
+         "        children: [{Port: p}]\n      - IptvStbBlockConfig: b\n        MulticastParam: "
+         "d/IgmpHostConfig\n    TopLevelIf: d/MulticastHostConfig/Ipv4If\n",
          "zap.yaml:4:9: MulticastHostConfig: the class is abstract; expected one of IgmpHostConfig, "
          "MldHostConfig\n"},
         {"  - Port: p\n    children:\n      - IptvPortResults:\n",
@@ -292,6 +299,10 @@ TEST_F(TestFileTest, MistakesOfValuesForOneRunNameTheOption) {
          "--set Home/AffiliationPort=q: EmulatedDevice \"Home\", AffiliationPort: \"q\" names no object; "
          "expected an "
          "object's name or path\n"},
+        {"Home/children=[]",
+         "--set Home/children=[]: children: objects cannot be set, but stand in the file; expected a "
+         "property "
+         "or relation\n"},
         {"Home/DeviceCount=4", ""},
     };
     // What is replaced is not looked at.

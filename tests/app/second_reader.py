@@ -56,7 +56,8 @@ def read(data):
         source = data.decode()
         events = Events(source[1:] if source.startswith("\ufeff") else source)
         next(events)  # the stream
-        next(events)  # the document
+        if next(events).tags:  # the document
+            return "-"
         tree = build(events)
         next(events)
         return tree if isinstance(next(events), yaml.StreamEndEvent) else "-"

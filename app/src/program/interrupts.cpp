@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <csignal>
 #include <ctime>
 #include <thread>
@@ -16,6 +17,8 @@ namespace {
 constexpr int kInterruptedStatus = 130;
 /// Whoever stops a program may signal it and its group: that is one interrupt.
 constexpr long kApartMs = 300;
+/// So long a run may take to end by itself before it is looked at whether there is anything to end.
+constexpr long kHeedMs = 120;
 /// For what comes before the end.
 constexpr unsigned kPatienceSeconds = 1;
 
@@ -23,7 +26,7 @@ constexpr unsigned kPatienceSeconds = 1;
 std::atomic<int> interrupts = 0;
 std::atomic<long> last_ms = 0;
 static_assert(std::atomic<int>::is_always_lock_free && std::atomic<long>::is_always_lock_free);
-sem_t ending;
+sem_t interrupted;  ///< posted by each
 
 void EndWith(int status) {
     // What was written of the results stays readable.
@@ -44,17 +47,40 @@ void OnInterrupt(int) {
     last_ms = now_ms;
     const int count = ++interrupts;
     if (count > 2) EndAtOnce(0);
-    if (count < 2) return;
-    alarm(kPatienceSeconds);
-    sem_post(&ending);
+    if (count == 2) alarm(kPatienceSeconds);
+    sem_post(&interrupted);
+}
+
+void WaitForInterrupt() {
+    while (sem_wait(&interrupted) != 0) {
+    }
+}
+
+/// False when none comes.
+bool WaitForInterrupt(long ms) {
+    timespec until{};
+    clock_gettime(CLOCK_REALTIME, &until);
+    until.tv_nsec += ms * 1'000'000;
+    until.tv_sec += until.tv_nsec / 1'000'000'000;
+    until.tv_nsec %= 1'000'000'000;
+    while (sem_timedwait(&interrupted, &until) != 0) {
+        if (errno == ETIMEDOUT) return false;
+    }
+    return true;
 }
 
 }  // namespace
 
-void CountInterrupts(std::function<int()> break_off) {
-    sem_init(&ending, 0, 0);
-    std::thread([break_off = std::move(break_off)] {
-        while (sem_wait(&ending) != 0) {
+void CountInterrupts(std::function<bool()> has_nothing_to_end, std::function<int()> break_off) {
+    sem_init(&interrupted, 0, 0);
+    std::thread([has_nothing_to_end = std::move(has_nothing_to_end), break_off = std::move(break_off)] {
+        WaitForInterrupt();
+        if (!WaitForInterrupt(kHeedMs)) {
+            if (has_nothing_to_end()) {
+                alarm(kPatienceSeconds);
+            } else {
+                WaitForInterrupt();
+            }
         }
         EndWith(break_off());
     }).detach();

@@ -64,7 +64,8 @@ class Run {
         // Shared with the second Ctrl-C, which may come at any time until the process ends.
         const auto reports = std::make_shared<Reports>(arguments_, junit);
         const auto known = std::make_shared<KnownOutcome>();
-        CountInterrupts([reports, known] { return BreakOff(*reports, *known); });
+        CountInterrupts([known] { return known->IsPreparing(); },
+                        [reports, known] { return BreakOff(*reports, *known); });
         RunOutcome outcome;
         if (mistakes.empty()) {
             outcome = RunGuarded(*known);

@@ -1,6 +1,7 @@
 #include "channels_on_air.h"
 
 #include <algorithm>
+#include <numeric>
 #include <utility>
 
 #include "orv/core/port.h"
@@ -42,18 +43,25 @@ void ChannelsOnAir::OnGeneratorState(framework::CScriptable*, framework::PropId)
 
 bool ChannelsOnAir::IsSent(const ipAddress_t& group, const il::SourceFilter& filter) {
     if (!is_known_) Look();
-    const auto found = sources_.find(group);
-    if (found == sources_.end()) return false;
-    const auto& sources = found->second;
-    const auto is_listed = [&filter](const ipAddress_t& source) {
-        return std::find(filter.sources.begin(), filter.sources.end(), source) != filter.sources.end();
+    const auto found = senders_.find(group);
+    if (found == senders_.end()) return false;
+    const auto passes = [&filter](const ipAddress_t& source) {
+        const bool is_listed =
+            std::find(filter.sources.begin(), filter.sources.end(), source) != filter.sources.end();
+        return is_listed == filter.include;
     };
-    return std::any_of(sources.begin(), sources.end(),
-                       [&](const ipAddress_t& source) { return is_listed(source) == filter.include; });
+    return std::any_of(found->second.begin(), found->second.end(), [&](const Senders& senders) {
+        const std::vector<ipAddress_t>& hosts = hosts_[senders.path];
+        for (std::size_t i = senders.first; i < hosts.size(); i += senders.step) {
+            if (passes(hosts[i])) return true;
+        }
+        return false;
+    });
 }
 
 void ChannelsOnAir::Look() {
-    sources_.clear();
+    hosts_.clear();
+    senders_.clear();
     ScriptableVec ports;
     project_.GetObjects(ports, core::CPort::CLASS_ID(), common::kParentChild);
     for (const framework::CScriptable* object : ports) {
@@ -63,12 +71,15 @@ void ChannelsOnAir::Look() {
             for (const auto& path : block->GetTrafficPaths()) {
                 const auto* groups = dynamic_cast<const core::CNetworkBlock*>(path.second);
                 if (!groups) continue;
-                const std::vector<ipAddress_t> hosts = GetHostAddresses(*path.first);
                 const std::vector<ipAddress_t> addresses = GetAddresses(*groups);
-                if (hosts.empty() || addresses.empty()) continue;
-                // Stream i goes from host i to group i, each counted anew when there are no more.
-                for (std::uint64_t i = 0; i < l2l3::CStreamBlock::GetStreamCount(path); ++i)
-                    sources_[addresses[i % addresses.size()]].insert(hosts[i % hosts.size()]);
+                hosts_.push_back(GetHostAddresses(*path.first));
+                const std::size_t hosts = hosts_.back().size();
+                if (hosts == 0) continue;
+                // Stream i goes from host i to group i, each counted anew when there are no more: group i has
+                // every so manieth host. There may be a million streams, so they are not gone through.
+                const std::size_t step = std::gcd(hosts, addresses.size());
+                for (std::size_t i = 0; i < addresses.size(); ++i)
+                    senders_[addresses[i]].push_back({hosts_.size() - 1, i % step, step});
             }
         }
     }

@@ -1,9 +1,10 @@
 // Which multicast groups the generators of the project send, and from where.
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <map>
-#include <set>
+#include <vector>
 
 #include "addresses.h"
 #include "orv/framework/scriptable.h"
@@ -28,7 +29,12 @@ class ChannelsOnAir {
     bool IsSent(const ipAddress_t& group, const il::SourceFilter& filter);
 
   private:
-    using Addresses = std::set<ipAddress_t, AddressLess>;
+    /// Hosts of a path that send the same group.
+    struct Senders {
+        std::size_t path = 0;
+        std::size_t first = 0;
+        std::size_t step = 1;  ///< from one to the next
+    };
 
     void OnGeneratorState(framework::CScriptable*, framework::PropId);
     void Look();
@@ -37,7 +43,8 @@ class ChannelsOnAir {
     const Announce announce_;
     std::vector<std::uint32_t> generators_;  ///< handles
     bool is_known_ = false;
-    std::map<ipAddress_t, Addresses, AddressLess> sources_;  ///< by group
+    std::vector<std::vector<ipAddress_t>> hosts_;                       ///< by path
+    std::map<ipAddress_t, std::vector<Senders>, AddressLess> senders_;  ///< by group
 };
 
 }  // namespace orv::app

@@ -57,7 +57,7 @@ std::vector<const core::CPort*> FindPortsOf(const framework::CCommand& start) {
 class Check {
   public:
     Check(const TestFile& file, const TestFile::Built& built, core::CProject& project, RunOutcome& outcome)
-        : file_(file), writer_(file, built), project_(project), outcome_(outcome) {}
+        : file_(file), built_(built), writer_(file, built), project_(project), outcome_(outcome) {}
 
     void Ports() {
         const ScriptableVec ports = GetPorts();
@@ -69,8 +69,7 @@ class Check {
             if (const std::string problem = FindLocationProblem(location); !problem.empty())
                 Add({&port, "Location", problem});
             for (const l2l3::CStreamBlock* block : GetActiveStreamBlocks(port)) {
-                if (const std::string problem = FindStreamCountProblem(*block); !problem.empty())
-                    Add({block, "DstBinding", problem});
+                CountStreams(*block);
             }
             if (GetLiveInterface(port)) Add(FindLivePortProblems(port));
             const auto [other, is_new] = by_address.emplace(port.GetMessenger().ToMessengerString(), &port);
@@ -95,6 +94,7 @@ class Check {
         for (CScriptable* object : commands) {
             auto& command = dynamic_cast<framework::CCommand&>(*object);
             TestType(command);
+            if (IsMadeByDefault(command) && RefuseLackOfBoxes()) continue;
             framework::ValidationContext context;
             context.SetCurrentObject(&command);
             command.Validate(context);
@@ -130,11 +130,42 @@ class Check {
         return ports;
     }
 
+    /// The first block that goes over the limit of all is told.
+    void CountStreams(const l2l3::CStreamBlock& block) {
+        if (const std::string problem = FindStreamCountProblem(block); !problem.empty())
+            return Add({&block, "DstBinding", problem});
+        const bool is_over = streams_ > kMostStreamsOfTest;
+        streams_ += block.GetStreamCount();
+        if (is_over || streams_ <= kMostStreamsOfTest) return;
+        Add({&block, "DstBinding",
+             fmt::format(
+                 "with it the test has {} streams; the stream blocks of all ports together have at most {}",
+                 streams_, kMostStreamsOfTest)});
+    }
+
     void RefuseLackOfStart(const ScriptableVec& idle) {
         if (idle.empty())
             return outcome_.mistakes.push_back(
                 file_.MakeMistake("sequence", "no command of it starts a test"));
         Add({idle.front(), "Active", "it is off, and no other command starts a test", "true"});
+    }
+
+    /// Neither the file nor the wizard says what runs.
+    bool IsMadeByDefault(const CScriptable& command) const {
+        return !file_.HasSequence() && built_.objects.contains(command.GetHandle());
+    }
+
+    /// A command that is not in the file cannot be told to test others. True when there are none.
+    bool RefuseLackOfBoxes() {
+        const ScriptableVec blocks = FindBelow(project_, ids::IptvStbBlockConfig::CLASS);
+        if (!FindActive(project_, ids::IptvStbBlockConfig::CLASS).empty()) return false;
+        if (blocks.empty()) {
+            outcome_.mistakes.push_back(file_.MakeMistake("project", "the test has no set-top boxes",
+                                                          "an IptvStbBlockConfig below an EmulatedDevice"));
+        } else {
+            Add({blocks.front(), "Active", "it is off, and no other set-top boxes are on"});
+        }
+        return true;
     }
 
     void TestType(const framework::CCommand& command) {
@@ -177,9 +208,11 @@ class Check {
     }
 
     const TestFile& file_;
+    const TestFile::Built& built_;
     const MistakeWriter writer_;
     core::CProject& project_;
     RunOutcome& outcome_;
+    std::uint64_t streams_ = 0;                              ///< of the blocks so far
     std::vector<Mistake> said_better_;                       ///< by other mistakes
     std::set<std::pair<std::uint32_t, std::string>> known_;  ///< what was said of objects
 };

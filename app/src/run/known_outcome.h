@@ -1,6 +1,7 @@
 // What is known of a run while it goes on.
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <mutex>
 
@@ -22,7 +23,13 @@ class KnownOutcome {
         return outcome_;
     }
 
+    /// Nothing has to be ended in order: the run has not come to its first test, or is starting the next one
+    /// and has not noticed that it is to end.
+    bool IsPreparing() const { return is_preparing_; }
+    void SetPreparing(bool preparing) { is_preparing_ = preparing; }
+
   private:
+    std::atomic<bool> is_preparing_ = true;
     mutable std::mutex mutex_;
     RunOutcome outcome_;
 };

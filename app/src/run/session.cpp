@@ -94,6 +94,7 @@ class Session::Impl {
             try {
                 RunSequence(file, options, log, observer, known, outcome);
             } catch (const std::exception& error) {
+                known.SetPreparing(false);
                 log.AddError(error.what());
                 outcome.tests = known.Get().tests;
             }
@@ -169,11 +170,11 @@ class Session::Impl {
             if (path.empty() || command->GetBool(Command::SaveResultsPerIteration)) path = kDefaultDatabase;
             const std::string problem = outputs.AddOutput("the database", path, OutputFiles::Kind::Database);
             if (problem.empty()) continue;
-            // A file need not have a sequence of its own.
+            // The sequence may be the wizard's.
             const bool is_in_file = built.objects.contains(command->GetHandle());
             outcome.mistakes.push_back(
                 is_in_file ? file.MakeMistake(built, command->GetHandle(), "DatabaseFileName", problem)
-                           : file.MakeMistake("sequence", problem));
+                           : file.MakeMistake("project", problem));
         }
         if (!outcome.mistakes.empty()) outcome.end = RunEnd::BadInput;
     }
@@ -207,6 +208,7 @@ class Session::Impl {
             if (!options.record.empty()) recorder.emplace(options.record);
             TestWatch watch(laboratory, log, observer, known);
             RunToEnd(watch, database, log);
+            known.SetPreparing(false);
             outcome.tests = watch.TakeReports();
             if (watch.IsInterrupted()) {
                 outcome.end = RunEnd::Interrupted;

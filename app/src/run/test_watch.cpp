@@ -78,13 +78,16 @@ TestWatch::~TestWatch() {
 void TestWatch::OnCommandState(CScriptable* object, framework::PropId) {
     auto& command = dynamic_cast<CCommand&>(*object);
     if (command.GetCommandState() == CCommand::COMMAND_RUNNING) {
-        if (!running_) laboratory_.ForgetTests();
+        if (running_) return;
+        laboratory_.ForgetTests();
+        known_.SetPreparing(true);
         return;
     }
     const bool completed = command.GetCommandState() == CCommand::COMMAND_COMPLETED;
     const bool ended = completed || command.GetCommandState() == CCommand::COMMAND_FAILED ||
                        command.GetCommandState() == CCommand::COMMAND_CANCELLED;
     if (!ended) return;
+    known_.SetPreparing(false);
     Running test;
     test.command = command.GetHandle();
     test.name = command.GetString(ids::IptvStartTestCommand::TestName);
@@ -168,6 +171,8 @@ void TestWatch::LookForEnd() {
 void TestWatch::LookForInterrupt() {
     if (interrupted_ || observer_.GetInterrupts() == 0) return;
     interrupted_ = true;
+    // What came before is completed; else there is nothing to wait for.
+    if (!reports_.empty()) known_.SetPreparing(false);
     observer_.OnNote(
         "Interrupted: the test ends in order and its results are written. Once more to end at once.");
     framework::CSequencer::Instance().Stop();

@@ -1,6 +1,8 @@
 // What the generators of ports send.
 #pragma once
 
+#include <cstdint>
+#include <string>
 #include <vector>
 
 #include "orv/core/port.h"
@@ -12,6 +14,10 @@ bool IsGeneratorRunning(const core::CPort& port);
 
 /// The stream blocks of a port that are active, whether or not its generator runs.
 std::vector<const l2l3::CStreamBlock*> GetActiveStreamBlocks(const core::CPort& port);
+
+/// Most streams of all active stream blocks of a test together. Each takes about a kilobyte while the streams
+/// are told to the ports.
+inline constexpr std::uint64_t kMostStreamsOfTest = std::uint64_t{1} << 20;
 
 /// Why a stream block has too many streams to number them; empty when it has not. To be asked before its
 /// addresses are expanded.

@@ -132,7 +132,7 @@ void Builder::FillSequence(framework::CSequencer& sequencer) {
     for (const std::size_t index : plan_.At(Plan::kSequencer).children) {
         if (made_[index]) handles.push_back(made_[index]->GetHandle());
     }
-    Guard({{}, "sequence"}, [&] { sequencer.InsertCommands(handles); });
+    Guard({plan_.At(Plan::kSequencer).at, "sequence"}, [&] { sequencer.InsertCommands(handles); });
 }
 
 }  // namespace orv::app

@@ -12,7 +12,6 @@ namespace orv::app {
 
 namespace {
 
-constexpr const char* kChildren = "children";
 constexpr const char* kObjectForm = "\"Class: name\", and the object's properties below";
 
 bool IsInSequence(const Plan& plan, std::size_t parent) {
@@ -181,7 +180,8 @@ std::size_t ObjectReader::Place(const CMetaClass* meta_class, const std::string&
         }
     }
     PlannedObject object;
-    object.meta_class = meta_class;
+    const bool is_abstract = meta_class && meta_class->GetDefinition().is_abstract;
+    (is_abstract ? object.abstract_class : object.meta_class) = meta_class;
     object.name = name;
     object.parent = parent;
     object.at = at;

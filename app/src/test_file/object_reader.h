@@ -12,6 +12,9 @@
 
 namespace orv::app {
 
+/// The key of the objects that are part of an object.
+inline constexpr const char* kChildren = "children";
+
 /// A key of an object that is neither its class nor its children: a property or a relation.
 struct ObjectEntry {
     std::size_t object = 0;  ///< index in the plan

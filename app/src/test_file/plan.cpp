@@ -1,12 +1,18 @@
 #include "plan.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "orv/framework/meta_class_manager.h"
 
 namespace orv::app {
 
 namespace {
+
+std::string GetClassName(const PlannedObject& object, const char* otherwise) {
+    const CMetaClass* named = object.meta_class ? object.meta_class : object.abstract_class;
+    return named ? named->GetName() : otherwise;
+}
 
 std::vector<std::string> SplitPath(const std::string& path) {
     std::vector<std::string> parts;
@@ -57,6 +63,7 @@ std::size_t Plan::Add(PlannedObject object) {
     objects_[object.parent].children.push_back(index);
     objects_.push_back(std::move(object));
     Enter(index);
+    if (objects_[index].abstract_class) abstract_.push_back(index);
     if (!meta_class) return index;
     by_class_[meta_class].push_back(index);
     for (const CMetaClass* child : framework::CMetaClassManager::Instance().GetDefaultChildren(*meta_class)) {
@@ -82,9 +89,14 @@ void Plan::Enter(std::size_t index) {
     by_parent_and_name_[MakeKey(object.parent, object.name)].push_back(index);
 }
 
+void Plan::PlaceSections(Position project, Position sequence) {
+    for (PlannedObject& object : objects_) object.at = project;
+    objects_[kSequencer].at = sequence;
+}
+
 std::string Plan::Describe(std::size_t index) const {
     const PlannedObject& object = objects_[index];
-    const std::string class_name = object.meta_class ? object.meta_class->GetName() : "object";
+    const std::string class_name = GetClassName(object, "object");
     return object.name.empty() ? class_name : class_name + " \"" + object.name + "\"";
 }
 
@@ -94,9 +106,7 @@ std::string Plan::GetPath(std::size_t index) const {
         const PlannedObject& object = objects_[at];
         const bool is_root = object.parent == at;
         if (is_root && path.find('/') != path.npos) return path;
-        const std::string part = !object.name.empty() ? object.name
-                                 : object.meta_class  ? object.meta_class->GetName()
-                                                      : "?";
+        const std::string part = object.name.empty() ? GetClassName(object, "?") : object.name;
         path = path.empty() ? part : part + "/" + path;
         if (is_root) return path;
     }
@@ -118,6 +128,11 @@ std::optional<std::size_t> Plan::FindChild(std::size_t parent, const std::string
     return children.empty() ? std::nullopt : std::optional(children.front());
 }
 
+bool Plan::CouldBe(std::size_t index, const CMetaClass& wanted) const {
+    const CMetaClass* named = objects_[index].abstract_class;
+    return named && (named->IsTypeOf(wanted) || wanted.IsTypeOf(*named));
+}
+
 /// Objects of that name; where there is none, of that class.
 Plan::Indexes Plan::FindPart(const std::string& part) const {
     Indexes found = FindIndexes(by_name_, part);
@@ -125,6 +140,10 @@ Plan::Indexes Plan::FindPart(const std::string& part) const {
     if (!found.empty() || !wanted) return found;
     for (const auto& [meta_class, indexes] : by_class_) {
         if (meta_class->IsTypeOf(*wanted)) found.insert(found.end(), indexes.begin(), indexes.end());
+    }
+    if (found.empty()) {
+        std::copy_if(abstract_.begin(), abstract_.end(), std::back_inserter(found),
+                     [&](std::size_t index) { return CouldBe(index, *wanted); });
     }
     std::sort(found.begin(), found.end());
     return found;
@@ -136,15 +155,18 @@ Plan::Indexes Plan::FindPartBelow(const Indexes& parents, const std::string& par
         const Indexes& named = FindIndexes(by_parent_and_name_, MakeKey(parent, part));
         found.insert(found.end(), named.begin(), named.end());
     }
+    if (!found.empty()) return found;
     const CMetaClass* wanted = framework::CMetaClassManager::Instance().GetClass(part);
-    if (!found.empty() || !wanted) return found;
+    Indexes meant;  // by what the file is wrong about
     for (const std::size_t parent : parents) {
+        if (!objects_[parent].meta_class) meant.push_back(parent);  // it would have parts
         for (const std::size_t child : objects_[parent].children) {
             const CMetaClass* meta_class = objects_[child].meta_class;
-            if (meta_class && meta_class->IsTypeOf(*wanted)) found.push_back(child);
+            if (wanted && meta_class && meta_class->IsTypeOf(*wanted)) found.push_back(child);
+            if (wanted && CouldBe(child, *wanted)) meant.push_back(child);
         }
     }
-    return found;
+    return found.empty() ? meant : found;
 }
 
 std::vector<std::size_t> Plan::FindReferenced(const std::string& reference) const {
@@ -161,7 +183,7 @@ std::vector<std::string> Plan::GetNamesOf(const std::string& class_name) const {
     std::vector<std::string> names;
     for (const PlannedObject& object : objects_) {
         const bool fits =
-            class_name.empty() || (wanted && object.meta_class && object.meta_class->IsTypeOf(*wanted));
+            class_name.empty() || !object.meta_class || (wanted && object.meta_class->IsTypeOf(*wanted));
         if (fits && !object.name.empty()) names.push_back(object.name);
     }
     return names;

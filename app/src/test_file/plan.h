@@ -34,8 +34,11 @@ struct PlannedRelation {
 };
 
 struct PlannedObject {
-    const CMetaClass* meta_class = nullptr;  ///< null when the file names a class that is not known
-    std::string name;                        ///< empty: the host names it
+    /// Null when the file names a class that is not known, or abstract; that is said once, and nothing else
+    /// of such an object.
+    const CMetaClass* meta_class = nullptr;
+    const CMetaClass* abstract_class = nullptr;  ///< what the file names then
+    std::string name;                            ///< empty: the host names it
     std::size_t parent = 0;
     Position at;
     bool comes_with_parent = false;  ///< made by the host along with its parent
@@ -65,6 +68,10 @@ class Plan {
     PlannedObject& At(std::size_t index) { return objects_[index]; }
     const PlannedObject& At(std::size_t index) const { return objects_[index]; }
 
+    /// Where the sections stand that hold what is below project and sequencer: to be said before anything is
+    /// read.
+    void PlaceSections(Position project, Position sequence);
+
     /// `Port "Head end"`, as the host describes it.
     std::string Describe(std::size_t index) const;
     /// A reference that leads to the object: "Living rooms/Ipv4If".
@@ -78,7 +85,8 @@ class Plan {
     /// Objects that a reference can mean: of that name; otherwise at the end of that path, each part of which
     /// is a name or, where there is none, a class.
     std::vector<std::size_t> FindReferenced(const std::string& reference) const;
-    /// Names of the objects of a class (empty: of all), in the order of the file.
+    /// Names of the objects of a class (empty: of all), and of those whose class is not known, in the order
+    /// of the file.
     std::vector<std::string> GetNamesOf(const std::string& class_name = {}) const;
 
     std::string title;
@@ -91,12 +99,15 @@ class Plan {
     void Enter(std::size_t index);
     Indexes FindPart(const std::string& part) const;
     Indexes FindPartBelow(const Indexes& parents, const std::string& part) const;
+    /// It is of an abstract class, and could be meant to be of that one.
+    bool CouldBe(std::size_t index, const CMetaClass& wanted) const;
 
     std::vector<PlannedObject> objects_;
     // Files may list thousands of objects, each of which is referred to.
     std::unordered_map<std::string, Indexes> by_name_;
     std::unordered_map<std::string, Indexes> by_parent_and_name_;  ///< "<index of the parent>/<name>"
     std::unordered_map<const CMetaClass*, Indexes> by_class_;      ///< objects of just that class
+    Indexes abstract_;                                             ///< objects of abstract classes
 };
 
 }  // namespace orv::app

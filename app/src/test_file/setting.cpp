@@ -42,6 +42,11 @@ void SettingReader::ReadOne(const std::string& setting, int number, std::vector<
         return;
     }
     const std::string property = setting.substr(slash + 1, equals - slash - 1);
+    if (IsSameName(property, kChildren)) {
+        mistakes_.Add({at, {}, property}, "objects cannot be set, but stand in the file",
+                      "a property or relation");
+        return;
+    }
     ReferenceReader references(plan_, mistakes_);
     const auto object = references.Resolve(
         MakeText(setting.substr(0, slash), at),

@@ -72,6 +72,7 @@ class TreeBuilder {
                 mistakes_.Add({GetStart()}, "a second document begins here", "one in a file");
                 return std::move(root_);
             }
+            RefuseTagDirective(events_.Event());
             OnEvent(events_.Event());
             if (open_.size() > kMostDepth) {
                 mistakes_.Add({open_.back().node.at}, "values lie too deep within each other");
@@ -169,6 +170,17 @@ class TreeBuilder {
         mistakes_.Add({GetStart()}, fmt::format("the tag {} is not known here", ToText(tag)),
                       "the value without a tag");
         mistakes_.Settle(GetStart());
+    }
+
+    void RefuseTagDirective(const yaml_event_t& event) {
+        if (event.type != YAML_DOCUMENT_START_EVENT) return;
+        const auto& directives = event.data.document_start.tag_directives;
+        if (directives.start == directives.end) return;
+        // Nothing says where it stands among the other directives of the document.
+        const std::size_t begin = places_.GetByteOf(event.start_mark.index);
+        const std::size_t at = places_.GetText().find("%TAG", begin);
+        mistakes_.Add({places_.GetPosition(at)}, "directives of tags are not known here",
+                      "values without tags");
     }
 
     void Open(SourceNode::Kind kind, const yaml_char_t* anchor, const yaml_char_t* tag) {

@@ -96,19 +96,24 @@ class SectionReader {
     }
 
     void ReadObjects(const std::vector<std::string>& settings) {
-        if (const SourceEntry* project = Find("project")) {
+        const SourceEntry* project = Find("project");
+        const SourceEntry* sequence = Find("sequence");
+        const Position project_at = project ? project->key.at : root_.at;
+        plan_.PlaceSections(project_at, sequence ? sequence->key.at : project_at);
+        if (project) {
             objects_.ReadObjects(project->value, Plan::kProject, {project->value.at, {}, "project"});
         } else if (!has_misspelt_project_) {
             mistakes_.Add({root_.at, {}, "project"}, "the section is missing", "the objects of the test");
         }
-        if (const SourceEntry* sequence = Find("sequence")) {
+        if (sequence) {
             plan_.has_sequence = true;
             objects_.ReadObjects(sequence->value, Plan::kSequencer, {sequence->value.at, {}, "sequence"});
         } else {
             default_sequence_ =
                 ReadSourceTree(HasStreams(plan_) ? kSequenceWithStreams : kSequenceWithoutStreams, mistakes_);
-            for (SourceNode& item : default_sequence_.items) item.entries.front().key.at = root_.at;
-            objects_.ReadObjects(default_sequence_, Plan::kSequencer, {root_.at, {}, "sequence"});
+            // What these commands lack is lacking in the project.
+            for (SourceNode& item : default_sequence_.items) item.entries.front().key.at = project_at;
+            objects_.ReadObjects(default_sequence_, Plan::kSequencer, {project_at, {}, "sequence"});
         }
         std::vector<ObjectEntry> entries = objects_.GetEntries();
         settings_.Read(settings, entries);
@@ -173,8 +178,10 @@ TestFile::Built TestFile::Build(framework::CScriptable& project, framework::CSeq
     return built;
 }
 
-Mistake TestFile::MakeMistake(const std::string& section, const std::string& problem) const {
-    return {file_, {}, section, {}, problem, {}, {}};
+Mistake TestFile::MakeMistake(const std::string& section, const std::string& problem,
+                              const std::string& expected) const {
+    const std::size_t root = section == "sequence" ? Plan::kSequencer : Plan::kProject;
+    return {file_, plan_->At(root).at, section, {}, problem, expected, {}};
 }
 
 Mistake TestFile::MakeMistake(const Built& built, std::uint32_t handle, const std::string& key,

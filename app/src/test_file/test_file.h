@@ -66,8 +66,10 @@ class TestFile {
     /// Makes the objects below an empty project, and the commands in place of those of the sequencer. Throws
     /// COrvLogicError when the file is not good.
     Built Build(framework::CScriptable& project, framework::CSequencer& sequencer) const;
-    /// A mistake of a section of the file.
-    Mistake MakeMistake(const std::string& section, const std::string& problem) const;
+    /// A mistake of one of the sections "project" and "sequence"; for want of the latter it stands at the
+    /// former.
+    Mistake MakeMistake(const std::string& section, const std::string& problem,
+                        const std::string& expected = {}) const;
     /// A mistake that shows only when the objects are there, of an object of the file: `handle` is among the
     /// built ones. It is where `key`, a property or relation, has its value; otherwise where the object is.
     Mistake MakeMistake(const Built& built, std::uint32_t handle, const std::string& key,

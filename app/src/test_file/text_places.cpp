@@ -19,7 +19,8 @@ TextPlaces::TextPlaces(std::string_view text) : text_(text), lines_{0} {
     std::size_t characters = 0;
     for (std::size_t i = 0; i < text.size(); ++i) {
         if (BeginsCharacter(text[i]) && characters++ % kStride == 0) checkpoints_.push_back(i);
-        if (text[i] == '\n') lines_.push_back(i + 1);
+        // "\r\n" is one break, at its end.
+        if (text[i] == '\n' || (text[i] == '\r' && text.substr(i + 1, 1) != "\n")) lines_.push_back(i + 1);
     }
 }
 

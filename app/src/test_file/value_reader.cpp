@@ -71,7 +71,8 @@ class ValueReader {
             mistakes_.Add(At(key_.at), kMissingBlank, "\"" + meant + "\"");
             return;
         }
-        std::vector<std::string> known{"children"};
+        std::vector<std::string> known;
+        if (key_.at.setting == 0) known.emplace_back(kChildren);
         for (const CPropertyMeta* property : Class().GetProperties()) {
             if (CanBeWritten(*property)) known.push_back(property->name);
         }

@@ -197,20 +197,32 @@ TEST(OutputTest, SaysWhatLivePortsDid) {
 }
 
 TEST_F(RunTest, TooManyStreamsAreRefusedBeforeTheyTakeMemory) {
-    std::string many = TestText{.environment = "TESTING"}.ToString();
-    // Their numbers have no common divisor: every source sends every group.
-    many.replace(many.find("EmulatedDevice: Sources\n"), 24,
-                 "EmulatedDevice: Sources\n    DeviceCount: 65534\n");
-    many.replace(many.find("NetworkCount: 8\n"), 16, "NetworkCount: 65535\n");
+    struct Case {
+        int sources, groups;  ///< without a common divisor: every source sends every group
+        const char* mistake;
+    };
+    const std::string second =
+        "      - StreamBlock: More\n        SrcBinding: Sources/Ipv4If\n        "
+        "DstBinding: Groups/Ipv4NetworkBlock\n";
     rusage before{}, after{};
     getrusage(RUSAGE_SELF, &before);
-    const RunOutcome outcome = Run(many);
+    for (const Case& c :
+         {Case{65534, 65535,
+               "StreamBlock \"Streams\", DstBinding: it has 4294770690 streams; a stream block "
+               "has at most 1048576\n"},
+          Case{1024, 1023,
+               "test.yaml:9:21: StreamBlock \"More\", DstBinding: with it the test has 2095104 "
+               "streams; the stream blocks of all ports together have at most 1048576\n"}}) {
+        std::string many = TestText{.environment = "TESTING"}.ToString();
+        many.replace(many.find("NetworkCount: 8\n"), 16, fmt::format("NetworkCount: {}\n", c.groups));
+        const std::string device = "EmulatedDevice: Sources\n";
+        many.insert(many.find(device) + device.size(), fmt::format("    DeviceCount: {}\n", c.sources));
+        many.insert(many.find("  - " + device), second);
+        const RunOutcome outcome = Run(many);
+        EXPECT_EQ(outcome.end, RunEnd::BadInput);
+        EXPECT_THAT(Mistakes(outcome), HasSubstr(c.mistake));
+    }
     getrusage(RUSAGE_SELF, &after);
-    EXPECT_EQ(outcome.end, RunEnd::BadInput);
-    EXPECT_THAT(
-        Mistakes(outcome),
-        HasSubstr("StreamBlock \"Streams\", DstBinding: it has 4294770690 streams; a stream block has at "
-                  "most 1048576\n"));
     EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 500'000) << "KiB";
 }
 
@@ -228,6 +240,11 @@ TEST(ProgramTest, FilesMayBePipesAndHaveValuesSet) {
     for (const Case& c : std::initializer_list<Case>{
              {"validate - <" + file, 0, "<stdin> is a good test file"},
              {"validate - <<<'project: ['", 2, "<stdin>:1:10: the list"},
+             {"validate - <<<'project:'", 2, "<stdin>:1:1: project: the test has no port"},
+             {"validate - <<<$'title: t\nproject:\n  - Port: p'", 2,
+              "<stdin>:2:1: project: the test has no set-top boxes"},
+             {"validate - <<<$'project:\n  - Port: p\nsequence:'", 2,
+              "<stdin>:3:1: sequence: no command of it starts a test"},
              {"run <(cat " + file + ")" + run, 0, "\"end\": \"passed\""},
              {"run - <" + file + run + "--set Start/TestName=other", 0, "\"other\""},
              {"run " + file + run + "--replay - <<<'{\"notifications\": 0}'", 1, "\"channel_changes\": 0"},
@@ -349,7 +366,8 @@ TEST(ProgramTest, TheCommandLineTeaches) {
 
 TEST(ProgramTest, SignalsEndTheTestOnceAndTheProgramTwice) {
     const TemporaryFolder folder;
-    const auto file = folder / "test.yaml", mute = folder / "mute.yaml", loop = folder / "loop.yaml";
+    const auto file = folder / "test.yaml", mute = folder / "mute.yaml", loop = folder / "loop.yaml",
+               many = folder / "many.yaml";
     const auto database = folder / "r.db";
     TestText text{.seconds = 3600};
     WriteFile(file, text.ToString());
@@ -358,6 +376,12 @@ TEST(ProgramTest, SignalsEndTheTestOnceAndTheProgramTwice) {
     text.sequence = "  - SequencerLoopCommand:\n    IterationCount: 4000000000\n" +
                     std::string("  - IptvStartTestCommand:\n    TestEnv: REAL_WORLD\n");
     WriteFile(loop, text.ToString());
+    // Its ports are told of a million streams: nothing that could be ended in order.
+    const std::string device = "EmulatedDevice: Sources\n";
+    std::string streams =
+        TestText{.type = "VERIFICATION", .environment = "TESTING", .channels = 1020}.ToString();
+    streams.insert(streams.find(device) + device.size(), "    DeviceCount: 1021\n");
+    WriteFile(many, streams);
     struct Case {
         std::filesystem::path file;
         const char* first;   ///< signal, when the test runs
@@ -368,7 +392,8 @@ TEST(ProgramTest, SignalsEndTheTestOnceAndTheProgramTwice) {
     for (const Case& c : std::initializer_list<Case>{{file, "INT", "", 1, false},
                                                      {file, "PIPE", "HUP", 1, false},
                                                      {mute, "INT", "TERM", 0, true},
-                                                     {loop, "INT", "", 0, false}}) {
+                                                     {loop, "INT", "", 0, false},
+                                                     {many, "INT", "", 0, true}}) {
         SCOPED_TRACE(fmt::format("{} {} {}", c.file.string(), c.first, c.second));
         std::filesystem::remove(database);
         // Where it ends in order, it does so by itself within the second after the signal that is obeyed.
@@ -378,14 +403,15 @@ TEST(ProgramTest, SignalsEndTheTestOnceAndTheProgramTwice) {
             "{} wait $!",
             folder.GetPath().string(), PROGRAM_PATH, c.file.string(), c.first,
             *c.second ? fmt::format("sleep 0.5; kill -{} $!;", c.second) : "",
-            c.at_once ? "" : "sleep 1; [ -e /proc/$! ] && ! grep -q Z /proc/$!/status && exit 1;");
+            c.at_once && *c.second ? ""
+                                   : "sleep 1; [ -e /proc/$! ] && ! grep -q Z /proc/$!/status && exit 1;");
         EXPECT_EQ(WEXITSTATUS(std::system(("bash -c '" + script + "'").c_str())), 130);
         EXPECT_EQ(ReadFile(folder / "err").find("Ended at once") != std::string::npos, c.at_once);
         const auto json = nlohmann::json::parse(ReadFile(folder / "out"));
         EXPECT_EQ(json["end"], "interrupted");
         EXPECT_EQ(json["exit_status"], 130);
         EXPECT_EQ(json["tests"].size(), c.tests);
-        EXPECT_EQ(json.contains("unfinished_test"), c.at_once);
+        EXPECT_EQ(json.contains("unfinished_test"), c.file == mute);
         EXPECT_THAT(ReadFile(folder / "junit.xml"), HasSubstr("<error message=\"interrupted\">"));
         if (c.tests == 0) continue;
         EXPECT_EQ(json["tests"][0]["verdict"], "not finished");
