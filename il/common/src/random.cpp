@@ -1,4 +1,4 @@
-#include "random.h"
+#include "orv/il/random.h"
 
 #include <algorithm>
 #include <cmath>
@@ -19,8 +19,6 @@ std::uint64_t seed_of_run(std::uint64_t seed, std::string_view port, std::uint64
 }
 
 namespace {
-
-constexpr double kLongestDelayMs = 1e9;  ///< a week and a half; keeps sums of times within their range
 
 constexpr double kMostExactMean = 16;
 constexpr double kLongestRow = 1e15;  ///< nothing that is counted here is longer
@@ -63,25 +61,6 @@ std::uint64_t Random::in_a_row(double probability) {
     if (probability >= 1) return kForever;
     const double times = std::log(1 - fraction()) / std::log(probability);
     return times < kLongestRow ? static_cast<std::uint64_t>(times) : kForever;
-}
-
-Time Random::duration(const Distribution& distribution) {
-    double delay = distribution.a;
-    switch (distribution.kind) {
-        case Distribution::Kind::Constant:
-            break;
-        case Distribution::Kind::Uniform:
-            delay += (distribution.b - distribution.a) * fraction();
-            break;
-        case Distribution::Kind::Normal:
-            delay += distribution.b * normal();
-            break;
-        case Distribution::Kind::Exponential:
-            delay -= distribution.b * std::log(1 - fraction());
-            break;
-    }
-    return static_cast<Time>(
-        std::llround(std::clamp(delay, 0.0, kLongestDelayMs) * static_cast<double>(kMillisecond)));
 }
 
 }  // namespace orv::il

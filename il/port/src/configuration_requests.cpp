@@ -1,4 +1,6 @@
 // Requests about test configurations, profiles, channel blocks and STB blocks.
+#include <fmt/format.h>
+
 #include <algorithm>
 
 #include "request_table.h"
@@ -10,6 +12,29 @@ using tm::Message;
 using Handles = std::vector<std::uint32_t>;
 
 namespace {
+
+constexpr std::uint32_t kMostChannels = 1 << 16;  ///< channel numbers have 16 bits
+
+// Throw PortFault for values that no port could work with. An STB block may name channel blocks that the port
+// does not have: their channels are not viewed.
+void check(const channelBlockConfig_s& block) {
+    if (block.channel_count == 0 || block.channel_count > kMostChannels) {
+        throw PortFault(FaultCode::BadValue,
+                        fmt::format("channel block {} has {} channels; 1 to {} are possible",
+                                    block.channel_handle, block.channel_count, kMostChannels));
+    }
+}
+
+void check(const settopBlockConfig_s& block, const PortConfiguration& configuration) {
+    const auto refuse = [&block](const std::string& why) {
+        throw PortFault(FaultCode::BadValue, fmt::format("STB block {}: {}", block.stblock_handle, why));
+    };
+    if (block.settop_count == 0 || block.settop_count > kMostStbs)
+        refuse(fmt::format("{} STBs; 1 to {} are possible", block.settop_count, kMostStbs));
+    if (!block.ppp_index.empty() && block.ppp_index.size() < block.settop_count)
+        refuse(fmt::format("{} PPP sessions for {} STBs", block.ppp_index.size(), block.settop_count));
+    configuration.profiles.at(block.profile_handle);
+}
 
 template <void (*parse)(const Message*, std::uint32_t*)>
 std::uint32_t handle_of(const Message& request) {

@@ -5,9 +5,9 @@
 #include <string>
 
 #include "fault_injector.h"
+#include "orv/il/random.h"
 #include "orv/il/software_port.h"
 #include "orv/tm/message.h"
-#include "random.h"
 
 namespace orv::il {
 

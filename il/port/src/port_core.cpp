@@ -1,11 +1,14 @@
-#include "port_core.h"
+#include "orv/il/port_core.h"
 
 #include <set>
 #include <utility>
 
+#include "connection.h"
+#include "fault_injector.h"
+#include "orv/il/random.h"
 #include "orv/tm/message.h"
-#include "random.h"
 #include "request_table.h"
+#include "test_control.h"
 
 namespace orv::il {
 
@@ -60,14 +63,38 @@ const std::vector<std::string>& GetRequestNames() {
     return names;
 }
 
+struct PortCore::Impl {
+    Impl(const std::string& name, FaultSchedule schedule, std::uint64_t seed, World& world,
+         ITimeline& timeline, ISoftwarePort::Send send, ISoftwarePort::HangUp hang_up)
+        : faults(std::move(schedule)),
+          connection(faults, seed_of(seed, name, kSpoilPurpose), std::move(send), std::move(hang_up)),
+          control(world, timeline, faults, connection) {}
+
+    tm::Message answer_to(const tm::Message& request);
+
+    PortConfiguration configuration;
+    FaultInjector faults;
+    Connection connection;
+    TestControl control;
+};
+
 PortCore::PortCore(const std::string& name, FaultSchedule faults, std::uint64_t seed, World& world,
                    ITimeline& timeline, ISoftwarePort::Send send, ISoftwarePort::HangUp hang_up)
-    : faults_(std::move(faults)),
-      connection_(faults_, seed_of(seed, name, kSpoilPurpose), std::move(send), std::move(hang_up)),
-      control_(world, timeline, faults_, connection_) {}
+    : impl_(std::make_unique<Impl>(name, std::move(faults), seed, world, timeline, std::move(send),
+                                   std::move(hang_up))) {}
+
+PortCore::~PortCore() = default;
+
+void PortCore::channels_change(const std::function<void()>& change) {
+    impl_->control.channels_change(change);
+}
+
+const PortConfiguration& PortCore::configuration() const {
+    return impl_->configuration;
+}
 
 void PortCore::receive(const std::vector<std::byte>& bytes) {
-    if (!connection_.is_open()) return;
+    if (!impl_->connection.is_open()) return;
     tm::Message request;
     try {
         request = tm::Message::decode(std::vector<std::byte>(bytes));
@@ -77,16 +104,16 @@ void PortCore::receive(const std::vector<std::byte>& bytes) {
     // Acknowledgements of notifications are of no interest.
     if (request.get_msg_type() != tm::TMT_REQUEST) return;
     const std::string operation = operation_of(request.get_request_name());
-    const FaultInjector::OnRequest fault = faults_.on_request(operation);
+    const FaultInjector::OnRequest fault = impl_->faults.on_request(operation);
     if (fault.go_offline) {
-        control_.abandon();
-        return connection_.hang_up("the port went offline at " + operation);
+        impl_->control.abandon();
+        return impl_->connection.hang_up("the port went offline at " + operation);
     }
-    const tm::Message answer = fault.refuse ? refusal_of(request) : answer_to(request);
-    if (!fault.lose_response) connection_.send_answer(answer);
+    const tm::Message answer = fault.refuse ? refusal_of(request) : impl_->answer_to(request);
+    if (!fault.lose_response) impl_->connection.send_answer(answer);
 }
 
-tm::Message PortCore::answer_to(const tm::Message& request) {
+tm::Message PortCore::Impl::answer_to(const tm::Message& request) {
     tm::Message answer = answer_for(request);
     const std::string& name = request.get_request_name();
     const auto handler = request_table().find(name);
@@ -95,7 +122,7 @@ tm::Message PortCore::answer_to(const tm::Message& request) {
         return answer;
     }
     try {
-        PortState state{configuration_, control_};
+        PortState state{configuration, control};
         handler->second(state, request, answer);
     } catch (const PortFault& refused) {
         make_fault(answer, refused.code(), name + ": " + refused.what());

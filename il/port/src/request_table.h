@@ -4,8 +4,8 @@
 #include <map>
 #include <string>
 
+#include "orv/il/port_configuration.h"
 #include "orv/tm/message.h"
-#include "port_configuration.h"
 #include "test_control.h"
 
 namespace orv::il {

@@ -1,4 +1,4 @@
-#include "result_report.h"
+#include "orv/il/result_report.h"
 
 #include <utility>
 

@@ -9,9 +9,9 @@
 #include <set>
 
 #include "connection.h"
+#include "orv/il/result_report.h"
 #include "orv/il/timeline.h"
-#include "result_report.h"
-#include "world.h"
+#include "orv/il/world.h"
 
 namespace orv::il {
 

@@ -1,27 +1,19 @@
-#include "test_plan.h"
+#include "orv/il/test_plan.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cstring>
 #include <map>
 #include <set>
 #include <tuple>
+
+#include "orv/il/address_order.h"
 
 namespace orv::il {
 
 using namespace iptvcd_1_bll;  // NOLINT: the records are what this file is about
 
 namespace {
-
-constexpr std::size_t kMostStbs = std::size_t{1} << 20;
-
-struct AddressOrder {
-    bool operator()(const ipAddress_t& a, const ipAddress_t& b) const {
-        if (a.type != b.type) return a.type < b.type;
-        return std::memcmp(a.v6.address, b.v6.address, ipAddress_t::length_of(a.type)) < 0;
-    }
-};
 
 /// The sum as a number of 4 or 16 bytes in network order.
 ipAddress_t sum(ipAddress_t address, const ipAddress_t& step) {
@@ -33,21 +25,6 @@ ipAddress_t sum(ipAddress_t address, const ipAddress_t& step) {
         carry >>= 8;
     }
     return address;
-}
-
-const NetworkBehaviour& behaviour_of(const Network& network, const std::string& port,
-                                     const ipAddress_t& group) {
-    const AddressOrder less;
-    const auto of_port = [&port](const auto& ports,
-                                 const NetworkBehaviour& others) -> const NetworkBehaviour& {
-        const auto own = ports.find(port);
-        return own == ports.end() ? others : own->second;
-    };
-    for (const Network::GroupRange& range : network.groups) {
-        if (range.first.type == group.type && !less(group, range.first) && !less(range.last, group))
-            return range.ports ? of_port(*range.ports, range.behaviour) : range.behaviour;
-    }
-    return of_port(network.ports, network.behaviour);
 }
 
 /// Numbers distinct keys in the order in which they come.
@@ -94,15 +71,14 @@ class SubscriptionList {
     Indexes<std::pair<std::uint32_t, std::uint32_t>> subscriptions_;
 };
 
-void add_channels(const channelBlockConfig_s& range, const Network& network, const std::string& port,
-                  SubscriptionList& subscriptions, const TestPlan& plan, PlannedBlock& block) {
+void add_channels(const channelBlockConfig_s& range, SubscriptionList& subscriptions, const TestPlan& plan,
+                  PlannedBlock& block) {
     const std::uint32_t filter = subscriptions.filter_of(block.config.igmp_version, range);
     ipAddress_t group = range.channel_ip_start;
     std::uint16_t number = range.channel_number_start;
     for (std::uint32_t i = 0; i < range.channel_count; ++i) {
         const std::uint32_t index = subscriptions.add(group, filter);
-        block.channels.push_back({group, &behaviour_of(network, port, group),
-                                  plan.subscriptions[index].group_index, index, number,
+        block.channels.push_back({group, plan.subscriptions[index].group_index, index, number,
                                   !range.rrr_cbConfig.empty() && range.rrr_cbConfig[0].cbNackEnable});
         group = sum(group, range.channel_ip_step);
         number = static_cast<std::uint16_t>(number + range.channel_number_step);
@@ -137,15 +113,13 @@ std::uint32_t PlannedBlock::initial_channel(std::uint32_t settop_index) const {
     return static_cast<std::uint32_t>((steps % count + count) % count);
 }
 
-TestPlan::TestPlan(const PortConfiguration& configuration, const Network& network, const std::string& port,
-                   std::uint32_t config_handle, const std::vector<std::uint32_t>& stb_blocks,
-                   std::uint32_t delay_step)
-    : test(configuration.tests.at(config_handle)), start_delay_step(delay_step) {
+TestPlan::TestPlan(const PortConfiguration& configuration, const TestStart& start)
+    : test(configuration.tests.at(start.config_handle)), start_delay_step(start.start_delay_step) {
     SubscriptionList subscriptions(*this);
     Links links;
     std::set<std::uint32_t> seen;
     std::size_t stbs = 0;
-    for (const std::uint32_t handle : stb_blocks) {
+    for (const std::uint32_t handle : start.stb_blocks) {
         const settopBlockConfig_s& config = configuration.stb_blocks.at(handle);
         if (!seen.insert(handle).second)
             throw PortFault(FaultCode::BadValue, fmt::format("STB block {} comes twice", handle));
@@ -161,7 +135,7 @@ TestPlan::TestPlan(const PortConfiguration& configuration, const Network& networ
             if (!configuration.channel_blocks.contains(range_handle)) continue;
             const channelBlockConfig_s& range = configuration.channel_blocks.at(range_handle);
             if (block.channels.empty()) set_first_range(range, block);
-            add_channels(range, network, port, subscriptions, *this, block);
+            add_channels(range, subscriptions, *this, block);
         }
         add_links(block, links);
     }

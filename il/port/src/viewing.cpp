@@ -1,4 +1,4 @@
-#include "viewing.h"
+#include "orv/il/viewing.h"
 
 #include <algorithm>
 

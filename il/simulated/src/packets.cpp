@@ -6,6 +6,8 @@ namespace orv::il {
 
 namespace {
 
+constexpr double kLongestDelayMs = 1e9;  ///< a week and a half; keeps sums of times within their range
+
 /// Time that packets lost in a row take; kNever when it is all time.
 Time time_lost(double packets_per_second, double loss, Random& random) {
     const std::uint64_t lost = random.in_a_row(loss);
@@ -14,6 +16,25 @@ Time time_lost(double packets_per_second, double loss, Random& random) {
 }
 
 }  // namespace
+
+Time draw_delay(const Distribution& distribution, Random& random) {
+    double delay = distribution.a;
+    switch (distribution.kind) {
+        case Distribution::Kind::Constant:
+            break;
+        case Distribution::Kind::Uniform:
+            delay += (distribution.b - distribution.a) * random.fraction();
+            break;
+        case Distribution::Kind::Normal:
+            delay += distribution.b * random.normal();
+            break;
+        case Distribution::Kind::Exponential:
+            delay -= distribution.b * std::log(1 - random.fraction());
+            break;
+    }
+    return static_cast<Time>(
+        std::llround(std::clamp(delay, 0.0, kLongestDelayMs) * static_cast<double>(kMillisecond)));
+}
 
 Time first_arrival(Time first, double packets_per_second, double loss, Random& random) {
     if (loss <= 0) return first;

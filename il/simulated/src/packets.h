@@ -5,10 +5,15 @@
 #include <cstdint>
 
 #include "orv/il/network.h"
-#include "random.h"
-#include "tick_counter.h"
+#include "orv/il/random.h"
+#include "orv/il/tick_counter.h"
+#include "orv/il/time.h"
+#include "orv/il/view_record.h"
 
 namespace orv::il {
+
+/// A delay that is drawn anew.
+Time draw_delay(const Distribution& distribution, Random& random);
 
 /// From one packet to the next; never so short that the counter could not tell them apart.
 inline Time packet_gap(double packets_per_second) {
@@ -24,15 +29,6 @@ inline double burst_rate_of(const NetworkBehaviour& network) {
 Time first_arrival(Time first, double packets_per_second, double loss, Random& random);
 /// The last packet that arrives of a stream that ends at `last`. `first` has arrived.
 Time last_arrival(Time first, Time last, double packets_per_second, double loss, Random& random);
-
-struct Packets {
-    std::uint64_t received = 0;
-    std::uint64_t lost = 0;
-    std::uint64_t reordered = 0;
-    std::uint64_t duplicate = 0;
-    std::uint64_t late = 0;
-    std::uint64_t payload_errors = 0;
-};
 
 /// Counts what arrives from `first` to `last`, less a `silence` in between when nothing is sent. The first
 /// and the last packet have arrived. No packets when `first` is kNever.

@@ -5,9 +5,9 @@
 #include <unordered_map>
 
 #include "orv/il/recording.h"
-#include "result_report.h"
-#include "run.h"
-#include "test_plan.h"
+#include "orv/il/result_report.h"
+#include "orv/il/test_plan.h"
+#include "orv/il/world.h"
 
 namespace orv::il {
 

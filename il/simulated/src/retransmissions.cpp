@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "packets.h"
+
 namespace orv::il {
 
 namespace {
@@ -82,7 +84,7 @@ const std::vector<Retransmissions::Nack>& Retransmissions::work_out(
         nack.last_received = nack.sent;
         if (lost < asked_.size())
             nack.last_received +=
-                random.duration(network.retransmission_delay) + random.duration(network.jitter);
+                draw_delay(network.retransmission_delay, random) + draw_delay(network.jitter, random);
         nack.flagged = threshold > 0 && nack.last_received - nack.sent > threshold;
         nacks_.push_back(nack);
     }

@@ -6,8 +6,9 @@
 
 #include "msgset/iptvcd_1.h"
 #include "orv/il/network.h"
-#include "random.h"
-#include "tick_counter.h"
+#include "orv/il/random.h"
+#include "orv/il/tick_counter.h"
+#include "orv/il/time.h"
 
 namespace orv::il {
 

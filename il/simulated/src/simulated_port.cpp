@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "port_core.h"
+#include "orv/il/port_core.h"
 #include "simulated_world.h"
 
 namespace orv::il {

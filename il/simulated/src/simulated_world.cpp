@@ -2,8 +2,8 @@
 
 #include <utility>
 
+#include "orv/il/test_plan.h"
 #include "replay_run.h"
-#include "test_plan.h"
 #include "test_run.h"
 
 namespace orv::il {
@@ -17,8 +17,7 @@ SimulatedWorld::SimulatedWorld(std::string port, const Network& network, Time no
 
 std::unique_ptr<Run> SimulatedWorld::start(const PortConfiguration& configuration, const TestStart& start,
                                            Time now, ResultReport& report) {
-    TestPlan plan(configuration, network_, port_, start.config_handle, start.stb_blocks,
-                  start.start_delay_step);
+    TestPlan plan(configuration, start);
     std::unique_ptr<Run> run;
     if (recordings_) {
         static const Recording nothing;
@@ -26,7 +25,7 @@ std::unique_ptr<Run> SimulatedWorld::start(const PortConfiguration& configuratio
         run = std::make_unique<ReplayRun>(plan, recording, now, report);
     } else {
         const std::uint64_t seed = seed_of_run(network_.seed, port_, runs_);
-        run = std::make_unique<TestRun>(std::move(plan), network_, seed, now, counter_, report);
+        run = std::make_unique<TestRun>(std::move(plan), network_, port_, seed, now, counter_, report);
     }
     ++runs_;
     return run;

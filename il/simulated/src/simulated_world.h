@@ -8,8 +8,8 @@
 
 #include "orv/il/network.h"
 #include "orv/il/recording.h"
-#include "tick_counter.h"
-#include "world.h"
+#include "orv/il/tick_counter.h"
+#include "orv/il/world.h"
 
 namespace orv::il {
 

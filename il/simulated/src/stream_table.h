@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "random.h"
+#include "orv/il/time.h"
 
 namespace orv::il {
 

@@ -4,17 +4,46 @@
 
 #include <algorithm>
 
+#include "orv/il/address_order.h"
+#include "orv/il/viewing.h"
 #include "packets.h"
-#include "viewing.h"
 
 namespace orv::il {
 
 using namespace iptvcd_1_bll;  // NOLINT: the records are what this file is about
 
-TestRun::TestRun(TestPlan plan, const Network& network, std::uint64_t seed, Time start,
-                 const TickCounter& counter, ResultReport& report)
+namespace {
+
+const NetworkBehaviour& behaviour_of(const Network& network, const std::string& port,
+                                     const ipAddress_t& group) {
+    const AddressOrder less;
+    const auto of_port = [&port](const auto& ports,
+                                 const NetworkBehaviour& others) -> const NetworkBehaviour& {
+        const auto own = ports.find(port);
+        return own == ports.end() ? others : own->second;
+    };
+    for (const Network::GroupRange& range : network.groups) {
+        if (range.first.type == group.type && !less(group, range.first) && !less(range.last, group))
+            return range.ports ? of_port(*range.ports, range.behaviour) : range.behaviour;
+    }
+    return of_port(network.ports, network.behaviour);
+}
+
+std::vector<const NetworkBehaviour*> behaviours_of_groups(const TestPlan& plan, const Network& network,
+                                                          const std::string& port) {
+    std::vector<const NetworkBehaviour*> behaviours(plan.group_count);
+    for (const Subscription& subscription : plan.subscriptions)
+        behaviours[subscription.group_index] = &behaviour_of(network, port, subscription.group);
+    return behaviours;
+}
+
+}  // namespace
+
+TestRun::TestRun(TestPlan plan, const Network& network, const std::string& port, std::uint64_t seed,
+                 Time start, const TickCounter& counter, ResultReport& report)
     : plan_(std::move(plan)),
       network_(network),
+      behaviours_(behaviours_of_groups(plan_, network, port)),
       counter_(counter),
       report_(report),
       sent_(ask_what_is_sent()),
@@ -82,7 +111,7 @@ void TestRun::join_multicast(std::uint32_t number, Time now) {
     const PlannedChannel& channel = channel_of(stb);
     stb.join = now;
     stb.join_lost = !streams_.flows(stb.link, channel.group_index, now) &&
-                    stb.random.happens(channel.network->join_failure);
+                    stb.random.happens(network_of(channel).join_failure);
     stb.first = is_sent(channel) && !stb.join_lost ? enter_stream(stb, now) : kNever;
     // A view with a unicast burst has its end already, unless that depends on the first packet.
     if (!plan_.uses_unicast() || block_of(stb).profile.zap_interval_type == ZapIntervalType::MTL)
@@ -92,10 +121,10 @@ void TestRun::join_multicast(std::uint32_t number, Time now) {
 /// Returns the first packet of the stream that reaches the STB.
 Time TestRun::enter_stream(Stb& stb, Time now) {
     const PlannedChannel& channel = channel_of(stb);
-    const NetworkBehaviour& network = *channel.network;
+    const NetworkBehaviour& network = network_of(channel);
     Time first = now;
     if (!streams_.flows(stb.link, channel.group_index, now))
-        first += stb.random.duration(network.join_delay) + stb.random.duration(network.jitter);
+        first += draw_delay(network.join_delay, stb.random) + draw_delay(network.jitter, stb.random);
     first = streams_.join(stb.link, channel.group_index, now, first);
     stb.member = true;
     // Of a stream that flows, it is the last one before the join.

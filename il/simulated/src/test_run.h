@@ -3,26 +3,27 @@
 
 #include <cstdint>
 #include <functional>
+#include <string>
 #include <unordered_map>
 #include <vector>
 
-#include "event_queue.h"
-#include "result_report.h"
+#include "orv/il/event_queue.h"
+#include "orv/il/result_report.h"
+#include "orv/il/test_plan.h"
+#include "orv/il/tick_counter.h"
+#include "orv/il/view_record.h"
+#include "orv/il/world.h"
 #include "retransmissions.h"
-#include "run.h"
 #include "stream_table.h"
-#include "test_plan.h"
-#include "tick_counter.h"
-#include "view_record.h"
 
 namespace orv::il {
 
 /// Emulates the STBs of a plan.
 class TestRun : public Run {
   public:
-    /// `network`, `counter` and `report` outlive the run. `seed` is the port's.
-    TestRun(TestPlan plan, const Network& network, std::uint64_t seed, Time start, const TickCounter& counter,
-            ResultReport& report);
+    /// `network`, `counter` and `report` outlive the run. `seed` is the port's, `port` its name.
+    TestRun(TestPlan plan, const Network& network, const std::string& port, std::uint64_t seed, Time start,
+            const TickCounter& counter, ResultReport& report);
 
     Time end() const override { return end_; }
     /// Records of views that ended are in the report.
@@ -69,6 +70,9 @@ class TestRun : public Run {
 
     const PlannedBlock& block_of(const Stb& stb) const { return plan_.blocks[stb.block]; }
     const PlannedChannel& channel_of(const Stb& stb) const { return block_of(stb).channels[stb.channel]; }
+    const NetworkBehaviour& network_of(const PlannedChannel& channel) const {
+        return *behaviours_[channel.group_index];
+    }
     bool is_sent(const PlannedChannel& channel) const { return sent_[channel.subscription]; }
 
     // What an STB does when.
@@ -105,6 +109,7 @@ class TestRun : public Run {
 
     TestPlan plan_;
     const Network& network_;
+    std::vector<const NetworkBehaviour*> behaviours_;  ///< by group
     const TickCounter& counter_;
     ResultReport& report_;
     std::vector<bool> sent_;  ///< by subscription

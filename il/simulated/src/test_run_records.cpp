@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "packets.h"
+#include "simulated_record.h"
 #include "test_run.h"
 
 namespace orv::il {
@@ -36,14 +37,14 @@ void TestRun::end_view(Stb& stb, Time now, Ending ending) {
 
 void TestRun::leave_multicast(Stb& stb, Time now, ViewTimes& view) {
     const PlannedChannel& channel = channel_of(stb);
-    const NetworkBehaviour& network = *channel.network;
+    const NetworkBehaviour& network = network_of(channel);
     view.join = stb.join;
     view.leave = now;
     Time last = now;
     if (stb.member) {
         const bool tells = block_of(stb).config.igmp_version != IgmpVersion::IGMP_VERSION1;
         const Time end =
-            tells ? now + stb.random.duration(network.leave_delay) + stb.random.duration(network.jitter)
+            tells ? now + draw_delay(network.leave_delay, stb.random) + draw_delay(network.jitter, stb.random)
                   : now + kGroupMembershipInterval;
         const bool was_last = streams_.leave(stb.link, channel.group_index, end);
         // The STB that cannot say that it leaves does not listen any longer either.
@@ -62,7 +63,7 @@ void TestRun::record(Stb& stb, const ViewTimes& view) {
     const PlannedChannel& channel = channel_of(stb);
     stbox_event_s& event = report_.add_event(stb.block);
     identify(block, channel, stb.index, event);
-    fill_in(view, block.profile, *channel.network, counter_, stb.random, event);
+    fill_in(view, block.profile, network_of(channel), counter_, stb.random, event);
 
     if (event.lost_mcast_packets > 0 && plan_.retransmits() && channel.nack_enable)
         record_nacks(stb, view, event.lost_mcast_packets);
@@ -76,7 +77,7 @@ void TestRun::record_nacks(Stb& stb, const ViewTimes& view, std::uint64_t lost) 
     const auto& test = plan_.test.rrr_test_config;
     const std::uint32_t threshold = test.empty() ? 0 : test[0].testRetransThres;
     const Retransmissions::View lossy{view.first, std::min(view.last, view.leave), view.leave, lost};
-    for (const auto& sent : retransmissions_.work_out(lossy, config[0], threshold, *channel.network,
+    for (const auto& sent : retransmissions_.work_out(lossy, config[0], threshold, network_of(channel),
                                                       stb.random, stb.next_nack)) {
         stbox_event_rrr_s& rrr_event = report_.add_rrr_event(stb.block);
         identify(block, channel, stb.index, rrr_event);

@@ -22,14 +22,14 @@ void TestRun::begin_unicast(Stb& stb, Time now) {
     const PlannedChannel& channel = channel_of(stb);
     stb.unicast_join = now;
     stb.unicast_first = stb.unicast_last = stb.sbit_first = kNever;
-    stb.burst_lost = stb.random.happens(channel.network->join_failure);
+    stb.burst_lost = stb.random.happens(network_of(channel).join_failure);
     if (is_sent(channel) && !stb.burst_lost) begin_burst(stb, now);
 }
 
 void TestRun::begin_burst(Stb& stb, Time now) {
-    const NetworkBehaviour& network = *channel_of(stb).network;
+    const NetworkBehaviour& network = network_of(channel_of(stb));
     const Time first =
-        now + stb.random.duration(network.unicast_join_delay) + stb.random.duration(network.jitter);
+        now + draw_delay(network.unicast_join_delay, stb.random) + draw_delay(network.jitter, stb.random);
     draw_sbit(stb, first);
     stb.unicast_first = first_arrival(first, burst_rate_of(network), network.loss, stb.random);
     if (stb.sbit_first != kNever) {
@@ -42,7 +42,7 @@ void TestRun::begin_burst(Stb& stb, Time now) {
     const Time leave = unicast_leave_time(stb);
     if (leave == kNever) return;
     stb.unicast_last =
-        leave + stb.random.duration(network.unicast_leave_delay) + stb.random.duration(network.jitter);
+        leave + draw_delay(network.unicast_leave_delay, stb.random) + draw_delay(network.jitter, stb.random);
     if (stb.sbit_first > stb.unicast_last) stb.sbit_first = kNever;
     if (stb.unicast_first > stb.unicast_last) stb.unicast_first = kNever;
 }
@@ -55,7 +55,7 @@ void TestRun::draw_sbit(Stb& stb, Time burst) {
     Time delay = least + static_cast<Time>(stb.random.fraction() * static_cast<double>(most - least));
     if (const std::uint32_t level = block_of(stb).config.min_buffer_level; level > 0) {
         // The buffer fills by what the STB does not play.
-        const double surplus = channel_of(stb).network->burst_rate - 1;
+        const double surplus = network_of(channel_of(stb)).burst_rate - 1;
         if (surplus <= 1e-6) return;
         const double fill = static_cast<double>(ms(level)) / surplus;
         delay = std::max<Time>(delay, std::llround(std::min(fill, static_cast<double>(ms(kLongestMs)))));
@@ -95,15 +95,15 @@ bool TestRun::has_left_unicast(const Stb& stb, Time now) const {
 }
 
 void TestRun::leave_unicast(Stb& stb, Time now, Ending ending, ViewTimes& view) {
-    const NetworkBehaviour& network = *channel_of(stb).network;
+    const NetworkBehaviour& network = network_of(channel_of(stb));
     const bool left = has_left_unicast(stb, now);
     view.unicast_join = stb.unicast_join;
     view.unicast_leave = left ? unicast_leave_time(stb) : now;
     if (stb.unicast_first == kNever) return;
     Time last = stb.unicast_last;
     if (last == kNever || !left) {
-        last = view.unicast_leave + stb.random.duration(network.unicast_leave_delay) +
-               stb.random.duration(network.jitter);
+        last = view.unicast_leave + draw_delay(network.unicast_leave_delay, stb.random) +
+               draw_delay(network.jitter, stb.random);
     }
     if (stb.interrupted) {
         const Time stopped = interruptions_.at(number_of(stb)).unicast_stopped;

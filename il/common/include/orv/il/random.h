@@ -4,21 +4,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "orv/il/network.h"
-
 namespace orv::il {
-
-/// Times of a run: nanoseconds of the timeline; kNever for what did not happen.
-using Time = std::int64_t;
-inline constexpr Time kNever = -1;
-inline constexpr Time kMillisecond = 1'000'000;
-inline constexpr Time kSecond = 1'000'000'000;
-/// Nothing that a configuration asks for happens later than this after now; sums cannot overflow.
-inline constexpr std::uint64_t kLongestMs = 1'000'000'000'000;  // 30 years
-
-constexpr Time ms(std::uint64_t count) {
-    return static_cast<Time>(count < kLongestMs ? count : kLongestMs) * kMillisecond;
-}
 
 /// Spreads the bits of a number over all 64 (the output step of SplitMix64).
 constexpr std::uint64_t mixed(std::uint64_t value) {
@@ -53,11 +39,10 @@ class Random {
     /// nothing when it is 0.
     std::uint64_t in_a_row(double probability);
     static constexpr std::uint64_t kForever = UINT64_MAX;
-    Time duration(const Distribution& distribution);
+    /// Normally distributed, of mean 0 and standard deviation 1.
+    double normal();
 
   private:
-    double normal();  ///< mean 0, standard deviation 1
-
     std::uint64_t state_;
 };
 

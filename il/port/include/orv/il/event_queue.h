@@ -6,7 +6,7 @@
 #include <tuple>
 #include <vector>
 
-#include "random.h"
+#include "orv/il/time.h"
 
 namespace orv::il {
 
@@ -22,7 +22,7 @@ class EventQueue {
   public:
     struct Entry {
         Time time;
-        std::uint32_t stb;
+        std::uint32_t stb;  ///< number on the port
         Step step;
 
         bool operator<(const Entry& other) const {
@@ -33,6 +33,7 @@ class EventQueue {
     static_assert(sizeof(Entry) == 16);
 
     bool empty() const { return heap_.empty(); }
+    /// The next one; only when there is one, as for pop().
     const Entry& first() const { return heap_.front(); }
 
     void push(Entry entry) {

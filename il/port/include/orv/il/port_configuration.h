@@ -10,9 +10,12 @@
 
 #include "msgset/HwGeneral_1.h"
 #include "msgset/iptvcd_1.h"
-#include "port_fault.h"
+#include "orv/il/port_fault.h"
 
 namespace orv::il {
+
+/// Of a block, and of a test: a peer's word must not make the port use all memory.
+inline constexpr std::uint32_t kMostStbs = 1 << 20;
 
 /// Records of one kind by their handle.
 template <class Record>
@@ -66,13 +69,15 @@ struct InterfaceConfiguration {
     std::uint64_t revision = 0;
 };
 
-/// One entry per stream; an empty list of stream ids means that streams are told apart by their group.
+/// One entry per stream in lists of one length; an empty list of stream ids means that streams are told apart
+/// by their group.
 struct StreamMap {
     std::vector<iptvcd_1_bll::ipAddress_t> sources;
     std::vector<iptvcd_1_bll::ipAddress_t> groups;
     std::vector<std::uint32_t> stream_ids;
 };
 
+/// Records as they came in their requests, in the units of the messages.
 struct PortConfiguration {
     RecordsByHandle<iptvcd_1_bll::testConfig_s> tests{"test configuration"};
     RecordsByHandle<iptvcd_1_bll::profileConfig_s> profiles{"viewing profile"};
@@ -87,10 +92,5 @@ struct PortConfiguration {
     void reset_iptv();
     void reset_hardware();
 };
-
-/// Throw PortFault for values that no port could work with. An STB block may name channel blocks that the
-/// port does not have: their channels are not viewed.
-void check(const iptvcd_1_bll::channelBlockConfig_s& block);
-void check(const iptvcd_1_bll::settopBlockConfig_s& block, const PortConfiguration& configuration);
 
 }  // namespace orv::il

@@ -4,18 +4,15 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
-#include "connection.h"
-#include "fault_injector.h"
 #include "orv/il/faults.h"
+#include "orv/il/port_configuration.h"
 #include "orv/il/software_port.h"
 #include "orv/il/timeline.h"
-#include "orv/tm/message.h"
-#include "port_configuration.h"
-#include "test_control.h"
-#include "world.h"
+#include "orv/il/world.h"
 
 namespace orv::il {
 
@@ -27,23 +24,20 @@ class PortCore {
     /// for `send` and `hang_up`; neither may destroy the port, or call it.
     PortCore(const std::string& name, FaultSchedule faults, std::uint64_t seed, World& world,
              ITimeline& timeline, ISoftwarePort::Send send, ISoftwarePort::HangUp hang_up);
+    ~PortCore();
     PortCore(const PortCore&) = delete;
     PortCore& operator=(const PortCore&) = delete;
 
     /// See ISoftwarePort::Receive.
     void receive(const std::vector<std::byte>& bytes);
     /// See ISoftwarePort::ChannelsChange.
-    void channels_change(const std::function<void()>& change) { control_.channels_change(change); }
+    void channels_change(const std::function<void()>& change);
     /// What the requests up to now have made of it.
-    const PortConfiguration& configuration() const { return configuration_; }
+    const PortConfiguration& configuration() const;
 
   private:
-    tm::Message answer_to(const tm::Message& request);
-
-    PortConfiguration configuration_;
-    FaultInjector faults_;
-    Connection connection_;
-    TestControl control_;
+    struct Impl;
+    std::unique_ptr<Impl> impl_;
 };
 
 }  // namespace orv::il

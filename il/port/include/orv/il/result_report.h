@@ -10,7 +10,8 @@
 
 namespace orv::il {
 
-/// Memory of the records is kept from one report to the next.
+/// The records of a running test, for the thread of the timeline. Memory of the records is kept from one
+/// report to the next.
 class ResultReport {
   public:
     using Blocks = std::vector<iptvcd_1_bll::stblock_event_s>;

@@ -3,7 +3,8 @@
 
 #include <cstdint>
 
-#include "random.h"
+#include "orv/il/random.h"
+#include "orv/il/time.h"
 
 namespace orv::il {
 

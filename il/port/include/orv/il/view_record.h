@@ -1,11 +1,12 @@
 // From a finished view to its event record.
 #pragma once
 
+#include <cstdint>
+
 #include "msgset/iptvcd_1.h"
-#include "orv/il/network.h"
-#include "random.h"
-#include "test_plan.h"
-#include "tick_counter.h"
+#include "orv/il/test_plan.h"
+#include "orv/il/tick_counter.h"
+#include "orv/il/time.h"
 
 namespace orv::il {
 
@@ -25,6 +26,16 @@ struct ViewTimes {
     bool sbit_failure = false;
 };
 
+/// What an STB counted of a stream. Packets that were reordered, duplicate or late are among those received.
+struct Packets {
+    std::uint64_t received = 0;
+    std::uint64_t lost = 0;
+    std::uint64_t reordered = 0;
+    std::uint64_t duplicate = 0;
+    std::uint64_t late = 0;
+    std::uint64_t payload_errors = 0;
+};
+
 /// Whose view it is, and of what. `Event`: stbox_event_s or stbox_event_rrr_s. `settop_index` counts from 0.
 template <class Event>
 void identify(const PlannedBlock& block, const PlannedChannel& channel, std::uint32_t settop_index,
@@ -42,14 +53,11 @@ void identify(const PlannedBlock& block, const PlannedChannel& channel, std::uin
 /// Times of the multicast stream, and whether there are packets to have times.
 void stamp_multicast(const ViewTimes& view, const TickCounter& counter, iptvcd_1_bll::stbox_event_s& event);
 
+/// Packets of the multicast stream.
+void count_multicast(const Packets& packets, iptvcd_1_bll::stbox_event_s& event);
+
 /// Which joins and leaves took longer than the profile's thresholds.
 void flag_latencies(const ViewTimes& view, const iptvcd_1_bll::profileConfig_s& profile,
                     iptvcd_1_bll::stbox_event_s& event);
-
-/// Fills in times, flags and packet counts on a simulated network. Counts are drawn so that fractions are
-/// right on average.
-void fill_in(const ViewTimes& view, const iptvcd_1_bll::profileConfig_s& profile,
-             const NetworkBehaviour& network, const TickCounter& counter, Random& random,
-             iptvcd_1_bll::stbox_event_s& event);
 
 }  // namespace orv::il

@@ -3,8 +3,9 @@
 
 #include <cstdint>
 
-#include "random.h"
-#include "test_plan.h"
+#include "orv/il/random.h"
+#include "orv/il/test_plan.h"
+#include "orv/il/time.h"
 
 namespace orv::il {
 
