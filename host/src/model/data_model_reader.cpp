@@ -1,17 +1,13 @@
 #include "data_model_reader.h"
 
+#include <fmt/format.h>
+
 #include "orv/common/exceptions.h"
 #include "strict_yaml.h"
 
 namespace orv::framework {
 
 namespace {
-
-std::string Hex(std::uint32_t value) {
-    char text[16];
-    std::snprintf(text, sizeof text, "0x%08x", value);
-    return text;
-}
 
 /// Scriptable, the base of all classes.
 constexpr ClassId kRootClass = 0x1000;
@@ -102,8 +98,8 @@ PropertyDefinition ReadProperty(ClassId class_id, const StrictNode& node) {
     const auto id = map.Get("id");
     meta.id = id.U32();
     if (meta.id.GetClassId() != class_id || meta.id.GetValue() == class_id.GetValue()) {
-        id.Fail("property " + meta.name + ": id " + Hex(meta.id.GetValue()) + " is outside its class " +
-                Hex(class_id.GetValue()));
+        id.Fail(fmt::format("property {}: id {:#010x} is outside its class {:#010x}", meta.name,
+                            meta.id.GetValue(), class_id.GetValue()));
     }
     const auto type = map.Get("type");
     try {
@@ -148,12 +144,12 @@ ClassDefinition ReadClass(std::uint32_t model_id, const StrictNode& node) {
     const auto id = map.Get("id");
     meta.id = id.U32();
     if ((meta.id.GetValue() & 0xfff) != 0 || meta.id.GetValue() == 0) {
-        id.Fail("class " + meta.name + ": the low twelve bits of the id " + Hex(meta.id.GetValue()) +
-                " must be zero");
+        id.Fail(fmt::format("class {}: the low twelve bits of the id {:#010x} must be zero", meta.name,
+                            meta.id.GetValue()));
     }
     if (meta.id.GetPluginId() != model_id >> 24) {
-        id.Fail("class " + meta.name + ": id " + Hex(meta.id.GetValue()) + " is outside the data model " +
-                Hex(model_id));
+        id.Fail(fmt::format("class {}: id {:#010x} is outside the data model {:#010x}", meta.name,
+                            meta.id.GetValue(), model_id));
     }
     const bool is_root = meta.id == kRootClass;
     if (const auto base = map.Find("base")) {

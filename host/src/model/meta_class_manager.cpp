@@ -1,6 +1,7 @@
 #include "orv/framework/meta_class_manager.h"
 
 #include <dlfcn.h>
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -67,12 +68,6 @@ std::vector<fs::path> DefaultFolders() {
     return folders;
 }
 
-std::string Hex(std::uint32_t value) {
-    char text[16];
-    std::snprintf(text, sizeof text, "0x%08x", value);
-    return text;
-}
-
 }  // namespace
 
 CMetaClassManager::CMetaClassManager() : impl_(std::make_unique<Impl>()) {
@@ -128,15 +123,15 @@ void CMetaClassManager::ActivateDataModel(std::uint32_t data_model_id) {
     if (IsActive(data_model_id)) return;
     auto& in_work = impl_->in_work;
     if (std::find(in_work.begin(), in_work.end(), data_model_id) != in_work.end()) {
-        throw common::COrvRunTimeError("data model " + Hex(data_model_id) + " requires itself");
+        throw common::COrvRunTimeError(fmt::format("data model {:#010x} requires itself", data_model_id));
     }
     const std::vector<fs::path> paths = impl_->FindFiles(data_model_id);
     if (paths.empty()) {
         std::string folders;
         for (const fs::path& folder : impl_->folders)
             folders += (folders.empty() ? "" : ", ") + folder.string();
-        throw common::COrvRunTimeError("data model " + Hex(data_model_id) + ": no file has this id in " +
-                                       folders);
+        throw common::COrvRunTimeError(
+            fmt::format("data model {:#010x}: no file has this id in {}", data_model_id, folders));
     }
     std::vector<DataModelFile> files;
     for (const fs::path& path : paths) files.push_back(ReadDataModelFile(path));

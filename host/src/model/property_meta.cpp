@@ -12,6 +12,7 @@
 namespace orv::framework {
 
 using common::EqualIgnoringCase;
+using common::HasLeadingZero;
 
 namespace {
 
@@ -50,11 +51,6 @@ std::string DescribeNames(const CEnumMeta& enumeration) {
     std::string names;
     for (const auto& [name, value] : enumeration.values) names += (names.empty() ? "" : ", ") + name;
     return names;
-}
-
-/// "010": decimal to some, octal to others, so it is neither.
-bool HasLeadingZero(std::string_view digits) {
-    return digits.size() > 1 && digits[0] == '0' && std::isdigit(static_cast<unsigned char>(digits[1]));
 }
 
 /// Reads a whole text as a number in decimal or (whole numbers) 0x hexadecimal.

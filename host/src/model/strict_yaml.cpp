@@ -11,16 +11,13 @@
 #include <sstream>
 
 #include "orv/common/exceptions.h"
+#include "orv/common/text.h"
 
 namespace orv::framework {
 
-namespace {
+using common::HasLeadingZero;
 
-/// "010": decimal to some readers, octal to others.
-bool HasLeadingZero(std::string_view number) {
-    if (number.starts_with('-')) number.remove_prefix(1);
-    return number.size() > 1 && number[0] == '0' && std::isdigit(static_cast<unsigned char>(number[1]));
-}
+namespace {
 
 std::optional<std::int64_t> ParseWhole(std::string_view text) {
     if (HasLeadingZero(text)) return std::nullopt;

@@ -1,5 +1,7 @@
 #include "orv/framework/scriptable_creator.h"
 
+#include <fmt/format.h>
+
 #include <memory>
 
 #include "model/containment.h"
@@ -34,19 +36,13 @@ bool HasOwnFactory(const CMetaClass& meta_class) {
     return meta_class.GetFactory().make && (!base || base->GetFactory().make != meta_class.GetFactory().make);
 }
 
-std::string Hex(std::uint32_t value) {
-    char text[16];
-    std::snprintf(text, sizeof text, "0x%x", value);
-    return text;
-}
-
 }  // namespace
 
 CScriptable* CScriptableCreator::Create(common::ClassId id, CScriptable* parent, bool defaultChildren,
                                         bool init, std::uint32_t handle) {
     const CMetaClass* meta_class = CMetaClassManager::Instance().GetClass(id);
     if (!meta_class) {
-        error_text_ = "no active data model has the class " + Hex(id.GetValue());
+        error_text_ = fmt::format("no active data model has the class {:#x}", id.GetValue());
         return nullptr;
     }
     return Create(meta_class, parent, defaultChildren, init, handle);
@@ -118,7 +114,7 @@ CScriptable* CScriptableCreator::Create(const CMetaClass* metaClass, CScriptable
 
 void CScriptableCreator::ThrowNotMade(common::ClassId id) const {
     throw common::COrvRunTimeError(
-        error_text_.empty() ? "class " + Hex(id.GetValue()) + " has another C++ class" : error_text_);
+        error_text_.empty() ? fmt::format("class {:#x} has another C++ class", id.GetValue()) : error_text_);
 }
 
 std::string CScriptable::OnUpdateAutoObjectName() const {

@@ -1,6 +1,7 @@
 #include "orv/framework/plugin_loader.h"
 
 #include <dlfcn.h>
+#include <fmt/format.h>
 
 #include <algorithm>
 
@@ -30,10 +31,8 @@ Function* FindEntry(void* library, const std::filesystem::path& path, const char
 }
 
 void FailOnRegistrationErrors(const std::filesystem::path& path) {
-    std::string text;
-    for (const std::string& error : CStaticRegistration::TakeErrors())
-        text += (text.empty() ? "" : "; ") + error;
-    if (!text.empty()) Fail(path, text);
+    const std::vector<std::string> errors = CStaticRegistration::TakeErrors();
+    if (!errors.empty()) Fail(path, fmt::format("{}", fmt::join(errors, "; ")));
 }
 
 /// A factory that the library registered for a class without declaration would never be used.
