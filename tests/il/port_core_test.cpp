@@ -1,5 +1,5 @@
 // What every port does, in a world of the test's own.
-#include "port_core.h"
+#include "orv/il/port_core.h"
 
 #include <gtest/gtest.h>
 

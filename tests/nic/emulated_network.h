@@ -11,7 +11,7 @@
 #include "frame_sink.h"
 #include "il/scenario.h"
 #include "live_world.h"
-#include "port_core.h"
+#include "orv/il/port_core.h"
 
 namespace testing_aids {
 

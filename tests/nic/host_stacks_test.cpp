@@ -7,7 +7,7 @@
 #include <functional>
 
 #include "live/sample_frames.h"
-#include "port_fault.h"
+#include "orv/il/port_fault.h"
 #include "stacks.h"
 #include "thrown.h"
 

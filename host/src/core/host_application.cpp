@@ -1,5 +1,7 @@
 #include "orv/core/host_application.h"
 
+#include <fmt/format.h>
+
 #include "orv/common/exceptions.h"
 #include "orv/core/orv_system.h"
 #include "orv/core/project.h"
@@ -22,11 +24,8 @@ constexpr std::uint32_t kHostDataModels[] = {0x00000000, 0x01000000, 0x19000000,
 /// Static registrations of the host library itself, and of programs that link a plug-in's objects, ran before
 /// main.
 void FailOnRegistrationErrors() {
-    std::string text;
-    for (const std::string& error : framework::CStaticRegistration::TakeErrors()) {
-        text += (text.empty() ? "" : "; ") + error;
-    }
-    if (!text.empty()) throw common::COrvRunTimeError(text);
+    const std::vector<std::string> errors = framework::CStaticRegistration::TakeErrors();
+    if (!errors.empty()) throw common::COrvRunTimeError(fmt::format("{}", fmt::join(errors, "; ")));
 }
 
 }  // namespace

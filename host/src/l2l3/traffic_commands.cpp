@@ -1,6 +1,6 @@
 #include "orv/l2l3/traffic_commands.h"
 
-#include "../core/command_inputs.h"
+#include "core/command_inputs.h"
 #include "orv/core/port.h"
 #include "orv/framework/static_registration.h"
 #include "orv/framework/task_manager.h"

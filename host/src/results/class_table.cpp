@@ -3,16 +3,16 @@
 #include <algorithm>
 #include <cstring>
 
-#include "../framework/text.h"
 #include "orv/common/exceptions.h"
+#include "orv/common/text.h"
 #include "orv/ids/framework_ids.h"
 
 namespace orv::results {
 
+using common::ToLower;
 using framework::CMetaClass;
 using framework::CPropertyMeta;
 using framework::PropertyType;
-using framework::ToLower;
 
 namespace {
 
@@ -26,7 +26,7 @@ const std::vector<Column>& GetKeyColumns() {
 bool IsKeyColumn(const std::string& name) {
     const auto& keys = GetKeyColumns();
     return std::any_of(keys.begin(), keys.end(),
-                       [&](const Column& key) { return framework::EqualIgnoringCase(key.name, name); });
+                       [&](const Column& key) { return common::EqualIgnoringCase(key.name, name); });
 }
 
 const char* GetSqlType(const CPropertyMeta& property) {

@@ -4,7 +4,7 @@
 #include <exception>
 #include <thread>
 
-#include "../framework/framework_log.h"
+#include "log/framework_log.h"
 #include "orv/common/exceptions.h"
 #include "orv/core/test_result_manager.h"
 #include "recovery_file.h"

@@ -3,7 +3,7 @@
 #include <exception>
 #include <utility>
 
-#include "../framework/framework_log.h"
+#include "log/framework_log.h"
 #include "orv/framework/task_manager.h"
 
 namespace orv::results {

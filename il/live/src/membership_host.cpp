@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "membership.h"
-#include "random.h"
 
 namespace orv::live {
 namespace {
@@ -203,7 +202,7 @@ bool MembershipHost::settle_version() {
 
 Nanoseconds MembershipHost::random_delay(Nanoseconds longest) {
     if (longest.count() <= 0) return Nanoseconds(0);
-    const double fraction = random_fraction(random_);
+    const double fraction = random_.fraction();
     return Nanoseconds(1 + static_cast<std::int64_t>(fraction * static_cast<double>(longest.count())));
 }
 

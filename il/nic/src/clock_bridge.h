@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "random.h"
+#include "orv/il/time.h"
 
 namespace orv::nic {
 

@@ -6,8 +6,8 @@
 #include <cstring>
 #include <span>
 
+#include "orv/il/random.h"
 #include "orv/live/address.h"
-#include "random.h"
 
 namespace orv::nic {
 
@@ -27,5 +27,9 @@ inline std::uint64_t hash_of(std::span<const std::byte> bytes, std::uint64_t see
 inline std::uint64_t hash_of(const live::IpAddress& address, std::uint64_t seed) {
     return hash_of(std::as_bytes(address.GetBytes()), seed);
 }
+
+struct AddressHash {
+    std::size_t operator()(const live::IpAddress& address) const { return hash_of(address, 0); }
+};
 
 }  // namespace orv::nic

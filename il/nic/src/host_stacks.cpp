@@ -4,8 +4,8 @@
 
 #include <algorithm>
 
+#include "orv/il/port_fault.h"
 #include "orv/nic/interface_stack.h"
-#include "port_fault.h"
 
 namespace orv::nic {
 

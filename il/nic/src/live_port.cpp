@@ -17,8 +17,8 @@
 #include "link_sink.h"
 #include "live_world.h"
 #include "mailbox.h"
+#include "orv/il/port_core.h"
 #include "packet_link.h"
-#include "port_core.h"
 #include "stream_sender.h"
 #include "work_queue.h"
 

@@ -6,8 +6,9 @@
 
 #include <algorithm>
 
-#include "port_fault.h"
-#include "viewing.h"
+#include "orv/il/port_fault.h"
+#include "orv/il/viewing.h"
+#include "orv/nic/addresses.h"
 
 namespace orv::nic {
 
@@ -65,10 +66,10 @@ void LiveRun::add_groups() {
     for (const il::PlannedFilter& filter : plan_.filters) {
         SourceChoice& choice = choices_.emplace_back();
         choice.include = filter.include;
-        for (const ipAddress_t& source : filter.sources) choice.sources.push_back(convert(source));
+        for (const ipAddress_t& source : filter.sources) choice.sources.push_back(ToLiveAddress(source));
     }
     for (std::uint32_t i = 0; i < plan_.subscriptions.size(); ++i) {
-        groups_.push_back(convert(plan_.subscriptions[i].group));
+        groups_.push_back(ToLiveAddress(plan_.subscriptions[i].group));
         subscriptions_[groups_.back()].push_back(i);
     }
 }

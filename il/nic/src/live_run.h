@@ -9,21 +9,21 @@
 #include <unordered_map>
 #include <vector>
 
-#include "addresses.h"
-#include "event_queue.h"
 #include "frame_sink.h"
+#include "hash.h"
 #include "links.h"
+#include "orv/il/event_queue.h"
+#include "orv/il/result_report.h"
+#include "orv/il/test_plan.h"
+#include "orv/il/tick_counter.h"
+#include "orv/il/view_record.h"
+#include "orv/il/world.h"
 #include "orv/live/frame_parser.h"
 #include "orv/live/membership_host.h"
 #include "orv/nic/live_port.h"
 #include "query_gate.h"
 #include "reception.h"
-#include "result_report.h"
-#include "run.h"
 #include "sent_frames.h"
-#include "test_plan.h"
-#include "tick_counter.h"
-#include "view_record.h"
 
 namespace orv::nic {
 

@@ -2,7 +2,7 @@
 #include <algorithm>
 
 #include "live_run.h"
-#include "viewing.h"
+#include "orv/il/viewing.h"
 
 namespace orv::nic {
 
@@ -20,6 +20,15 @@ constexpr Time kLongestFinish = 12 * kSecond;
 
 std::uint64_t difference(std::uint64_t now, std::uint64_t before) {
     return now > before ? now - before : 0;
+}
+
+il::Packets difference(const il::Packets& now, const il::Packets& before) {
+    return {.received = difference(now.received, before.received),
+            .lost = difference(now.lost, before.lost),
+            .reordered = difference(now.reordered, before.reordered),
+            .duplicate = difference(now.duplicate, before.duplicate),
+            .late = difference(now.late, before.late),
+            .payload_errors = difference(now.payload_errors, before.payload_errors)};
 }
 
 }  // namespace
@@ -54,14 +63,7 @@ void LiveRun::record(const View& view) {
     il::identify(block, channel_of(view), stb.index, event);
     il::stamp_multicast(view.times, context_.counter, event);
     il::flag_latencies(view.times, block.profile, event);
-    if (view.times.first != kNever) {
-        event.total_mcast_packets = difference(view.packets.received, view.before.received);
-        event.lost_mcast_packets = difference(view.packets.lost, view.before.lost);
-        event.reordered_mcast_packets = difference(view.packets.reordered, view.before.reordered);
-        event.duplicate_mcast_packets = difference(view.packets.duplicate, view.before.duplicate);
-        event.late_mcast_packets = difference(view.packets.late, view.before.late);
-        event.mcast_prbs_errors = difference(view.packets.payload_errors, view.before.payload_errors);
-    }
+    if (view.times.first != kNever) il::count_multicast(difference(view.packets, view.before), event);
     context_.figures.joins_and_leaves += view.seen;
     if (context_.report.is_full()) context_.report.deliver();
 }

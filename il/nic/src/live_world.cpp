@@ -3,7 +3,7 @@
 #include <fmt/format.h>
 
 #include "host_stacks.h"
-#include "port_fault.h"
+#include "orv/il/port_fault.h"
 
 namespace orv::nic {
 
@@ -12,12 +12,6 @@ using il::PortFault;
 using iptvcd_1_bll::TestType;
 
 namespace {
-
-/// Plans name it; nothing asks it anything here.
-const il::Network& no_network() {
-    static const il::Network network;
-    return network;
-}
 
 void check_offered(TestType type) {
     const char* name = nullptr;
@@ -89,8 +83,7 @@ std::unique_ptr<il::Run> LiveWorld::start(const il::PortConfiguration& configura
                                           const il::TestStart& start, il::Time now,
                                           il::ResultReport& report) {
     check_offered(configuration.tests.at(start.config_handle).test_type);
-    il::TestPlan plan(configuration, no_network(), port_, start.config_handle, start.stb_blocks,
-                      start.start_delay_step);
+    il::TestPlan plan(configuration, start);
     const auto hosts = hosts_of_stbs(plan, configuration.interfaces);
     const std::uint64_t seed = il::seed_of_run(seed_, port_, runs_);
     auto run = std::make_unique<RunHere>(*this, std::move(plan), hosts, membership_, seed, now,

@@ -8,8 +8,8 @@
 #include "clock_bridge.h"
 #include "live_run.h"
 #include "neighbours.h"
+#include "orv/il/world.h"
 #include "packet_link.h"
-#include "world.h"
 
 namespace orv::nic {
 

@@ -6,9 +6,9 @@
 #include <vector>
 
 #include "frame_sink.h"
+#include "orv/il/time.h"
 #include "orv/live/address.h"
 #include "orv/live/frame_parser.h"
-#include "random.h"
 
 namespace orv::nic {
 

@@ -1,8 +1,8 @@
 // Which general queries the hosts of a link have to hear.
 #pragma once
 
+#include "orv/il/time.h"
 #include "orv/live/membership_message.h"
-#include "random.h"
 
 namespace orv::nic {
 

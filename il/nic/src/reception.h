@@ -4,9 +4,9 @@
 #include <cstdint>
 #include <vector>
 
+#include "orv/il/time.h"
+#include "orv/il/view_record.h"
 #include "orv/live/frame_parser.h"
-#include "packets.h"
-#include "random.h"
 #include "sequence_counter.h"
 
 namespace orv::nic {

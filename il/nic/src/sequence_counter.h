@@ -4,7 +4,7 @@
 #include <array>
 #include <cstdint>
 
-#include "packets.h"
+#include "orv/il/view_record.h"
 
 namespace orv::nic {
 

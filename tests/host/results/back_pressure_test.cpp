@@ -2,7 +2,7 @@
 #include <atomic>
 #include <thread>
 
-#include "../services/log_catcher.h"
+#include "host/log/log_catcher.h"
 #include "results_fixture.h"
 
 namespace results_test {
@@ -15,7 +15,7 @@ class BackPressureTest : public ResultsTest {
     bool WaitFor(const std::function<bool()>& ready) {
         return CTaskManager::Instance().WaitUntil(ready, std::chrono::seconds(60));
     }
-    services_test::LogCatcher log_;
+    host_test::LogCatcher log_;
 };
 
 TEST_F(BackPressureTest, TheTestWaitsWithoutTheTaskLockAndLosesNoRow) {

@@ -7,7 +7,7 @@
 #include <fstream>
 #include <functional>
 
-#include "../services/log_catcher.h"
+#include "host/log/log_catcher.h"
 #include "results_fixture.h"
 
 namespace results_test {
@@ -19,8 +19,8 @@ using testing::HasSubstr;
 class FailureTest : public ResultsTest {
   protected:
     /// The errors of the log are the manager's error text.
-    void ExpectErrors(const services_test::LogCatcher& log, const std::string& path,
-                      const std::string& reason, int expected = 1) {
+    void ExpectErrors(const host_test::LogCatcher& log, const std::string& path, const std::string& reason,
+                      int expected = 1) {
         EXPECT_THAT(Manager().GetErrorText(), AllOf(HasSubstr(path), HasSubstr(reason)));
         std::string errors;
         int count = 0;
@@ -100,7 +100,7 @@ TEST_F(FailureTest, WhatCannotBeWrittenToItsFileIsAllInAnotherOne) {
     for (const auto& bad : cases) {
         for (const int step : bad.steps) {
             SCOPED_TRACE(bad.name + std::to_string(step));
-            const services_test::LogCatcher log;
+            const host_test::LogCatcher log;
             const std::string name = bad.name + (step == 0 ? "" : std::to_string(step));
             const std::string path = folder_ / (name + ".db");
             RunWholeTest(name, step, [&] { bad.trouble(path); });
@@ -170,7 +170,7 @@ TEST(BeginTest, ProgramsThatMakeOneFileTogetherAllWriteToIt) {
 }
 
 TEST_F(FailureTest, WhatFillsAlsoTheOtherFileEndsThere) {
-    const services_test::LogCatcher log;
+    const host_test::LogCatcher log;
     Begin();
     Manager().SaveConfiguration(true);
     Manager().SaveResults(MakeResults(10, "kept"));
@@ -196,7 +196,7 @@ TEST_F(FailureTest, WhatFillsAlsoTheOtherFileEndsThere) {
 }
 
 TEST_F(FailureTest, ResultsWithoutATestAreAnErrorAndNoException) {
-    const services_test::LogCatcher log;
+    const host_test::LogCatcher log;
     Manager().SaveResults(MakeResults(1));
     Manager().SaveObjects({});
     Manager().SetRootNode(Project());

@@ -9,6 +9,7 @@
 #include <span>
 #include <vector>
 
+#include "orv/il/random.h"
 #include "orv/il/timeline.h"
 #include "orv/live/address.h"
 #include "orv/live/membership_message.h"
@@ -131,7 +132,7 @@ class MembershipHost {
     HostAddress address_;
     Settings settings_;
     MembershipVersion spoken_;  ///< as of the last event
-    std::uint64_t random_;
+    il::Random random_;
     Nanoseconds version1_until_{};  ///< a querier of IGMPv1 or MLDv1 counts as present until then
     Nanoseconds version2_until_{};  ///< of IGMPv2
     std::uint64_t general_timer_ = 0;

@@ -1,7 +1,0 @@
-#include "orv/framework/transport.h"
-
-namespace orv::framework {
-
-ITransport::~ITransport() = default;
-
-}  // namespace orv::framework

@@ -1,0 +1,49 @@
+// Seeded random numbers that are the same on every machine.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+namespace orv::il {
+
+/// Spreads the bits of a number over all 64 (the output step of SplitMix64).
+constexpr std::uint64_t mixed(std::uint64_t value) {
+    value = (value ^ (value >> 30)) * 0xbf58476d1ce4e5b9U;
+    value = (value ^ (value >> 27)) * 0x94d049bb133111ebU;
+    return value ^ (value >> 31);
+}
+
+/// A seed for each purpose of each port.
+std::uint64_t seed_of(std::uint64_t seed, std::string_view port, std::uint64_t purpose);
+/// For the STBs of a port's run; `number` counts its runs from 0.
+std::uint64_t seed_of_run(std::uint64_t seed, std::string_view port, std::uint64_t number);
+
+/// SplitMix64: eight bytes, so that every STB can have its own.
+class Random {
+  public:
+    explicit Random(std::uint64_t seed = 0) : state_(seed) {}
+
+    std::uint64_t next() { return mixed(state_ += 0x9e3779b97f4a7c15U); }
+    /// 0 inclusive to 1 exclusive.
+    double fraction() { return static_cast<double>(next() >> 11) * 0x1p-53; }
+    /// 0 to count - 1; `count` is not 0.
+    std::uint32_t below(std::uint32_t count) {
+        return static_cast<std::uint32_t>(((next() >> 32) * count) >> 32);
+    }
+    /// True with that probability. Draws nothing when it is 0.
+    bool happens(double probability) { return probability > 0 && fraction() < probability; }
+    /// How many of `trials` happen when each does with that probability. Exact up to a mean of 16, from there
+    /// on rounded from a normal distribution. Draws nothing when none can.
+    std::uint64_t binomial(std::uint64_t trials, double probability);
+    /// How many times in a row something of that probability happens; kForever when it always does. Draws
+    /// nothing when it is 0.
+    std::uint64_t in_a_row(double probability);
+    static constexpr std::uint64_t kForever = UINT64_MAX;
+    /// Normally distributed, of mean 0 and standard deviation 1.
+    double normal();
+
+  private:
+    std::uint64_t state_;
+};
+
+}  // namespace orv::il

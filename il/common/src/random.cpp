@@ -1,0 +1,66 @@
+#include "orv/il/random.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+
+namespace orv::il {
+
+std::uint64_t seed_of(std::uint64_t seed, std::string_view port, std::uint64_t purpose) {
+    std::uint64_t hash = mixed(seed + 0x9e3779b97f4a7c15U);
+    for (const char c : port) hash = mixed(hash ^ static_cast<unsigned char>(c)) + 1;
+    return mixed(hash + purpose);
+}
+
+std::uint64_t seed_of_run(std::uint64_t seed, std::string_view port, std::uint64_t number) {
+    constexpr std::uint64_t kRunPurpose = 2;
+    constexpr int kRunShift = 8;  // purposes fit below
+    return seed_of(seed, port, kRunPurpose + (number << kRunShift));
+}
+
+namespace {
+
+constexpr double kMostExactMean = 16;
+constexpr double kLongestRow = 1e15;  ///< nothing that is counted here is longer
+
+/// By inversion: subtracts the probabilities of 0, 1, 2, ... from `left` while it lasts.
+std::uint64_t exact_binomial(std::uint64_t trials, double probability, double left) {
+    const auto count_of_trials = static_cast<double>(trials);
+    const double mean = count_of_trials * probability;
+    const double odds = probability / (1 - probability);
+    double term = std::exp(count_of_trials * std::log1p(-probability));
+    double count = 0;
+    while (left >= term && count < count_of_trials) {
+        left -= term;
+        term *= odds * (count_of_trials - count) / (count + 1);
+        ++count;
+        if (term < 1e-18 && count > mean) break;  // what is left is rounding
+    }
+    return static_cast<std::uint64_t>(count);
+}
+
+}  // namespace
+
+double Random::normal() {
+    const double radius = std::sqrt(-2 * std::log(1 - fraction()));  // Box and Muller
+    return radius * std::cos(2 * std::numbers::pi * fraction());
+}
+
+std::uint64_t Random::binomial(std::uint64_t trials, double probability) {
+    if (trials == 0 || !(probability > 0)) return 0;
+    if (probability >= 1) return trials;
+    if (probability > 0.5) return trials - binomial(trials, 1 - probability);
+    const double mean = static_cast<double>(trials) * probability;
+    if (mean <= kMostExactMean) return exact_binomial(trials, probability, fraction());
+    const double drawn = mean + std::sqrt(mean * (1 - probability)) * normal();
+    return static_cast<std::uint64_t>(std::llround(std::clamp(drawn, 0.0, static_cast<double>(trials))));
+}
+
+std::uint64_t Random::in_a_row(double probability) {
+    if (!(probability > 0)) return 0;
+    if (probability >= 1) return kForever;
+    const double times = std::log(1 - fraction()) / std::log(probability);
+    return times < kLongestRow ? static_cast<std::uint64_t>(times) : kForever;
+}
+
+}  // namespace orv::il

@@ -1,0 +1,79 @@
+// A test's own copy of what it needs of the configuration, worked out for running.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "orv/il/port_configuration.h"
+#include "orv/il/time.h"
+
+namespace orv::il {
+
+/// What a request to start a test names.
+struct TestStart {
+    std::uint32_t config_handle = 0;
+    std::vector<std::uint32_t> stb_blocks;  ///< handles
+    std::uint32_t start_delay_step = 0;     ///< ms, from one STB of the port to the next
+};
+
+/// Of the sources of a group. Without sources, INCLUDE lets nothing pass and EXCLUDE everything.
+struct PlannedFilter {
+    bool include = false;  ///< only these; otherwise all but these
+    std::vector<iptvcd_1_bll::ipAddress_t> sources;
+
+    bool operator==(const PlannedFilter&) const = default;
+};
+
+/// What a join asks the network for.
+struct Subscription {
+    iptvcd_1_bll::ipAddress_t group;
+    std::uint32_t group_index = 0;   ///< of the test's distinct groups
+    std::uint32_t filter_index = 0;  ///< of the test's distinct filters
+};
+
+/// A channel of a block. `number` is the one that users know it by.
+struct PlannedChannel {
+    iptvcd_1_bll::ipAddress_t group;
+    std::uint32_t group_index = 0;
+    std::uint32_t subscription = 0;  ///< of the test's distinct ones
+    std::uint16_t number = 0;
+    bool nack_enable = false;  ///< lost packets may be asked for again
+};
+
+/// An STB block with its profile and channels.
+struct PlannedBlock {
+    iptvcd_1_bll::settopBlockConfig_s config;
+    iptvcd_1_bll::profileConfig_s profile;
+    std::vector<PlannedChannel> channels;  ///< of all channel blocks that the port has, in order; may be none
+    std::vector<std::uint32_t> links;      ///< by STB: index of its VLANs and PPP session
+    std::uint32_t first_stb = 0;           ///< index on the port of the block's first STB
+
+    /// Position in `channels` of the first channel that an STB views; there are channels.
+    std::uint32_t initial_channel(std::uint32_t settop_index) const;
+
+    // Of the first channel block, from which initial_channel() is worked out:
+    std::uint32_t channels_of_first_range = 0;
+    std::int64_t initial_start = 0, initial_step = 0;  ///< channel numbers
+    std::int64_t number_start = 0, number_step = 1;
+};
+
+/// Later changes of the configuration do not change the plan.
+struct TestPlan {
+    /// Throws PortFault for unknown or repeated handles, and for more than a port can hold.
+    TestPlan(const PortConfiguration& configuration, const TestStart& start);
+
+    Time duration() const { return ms(test.test_duration); }
+    bool uses_unicast() const;
+    bool retransmits() const;
+
+    iptvcd_1_bll::testConfig_s test;
+    std::uint32_t start_delay_step = 0;  ///< ms, from one STB of the port to the next
+    std::vector<PlannedBlock> blocks;
+    std::uint32_t stb_count = 0;
+    std::size_t group_count = 0;
+    std::vector<PlannedFilter> filters;
+    std::vector<Subscription> subscriptions;
+};
+
+}  // namespace orv::il

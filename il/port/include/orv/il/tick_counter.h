@@ -1,0 +1,41 @@
+// The counter that the time stamps of events are taken from.
+#pragma once
+
+#include <cstdint>
+
+#include "orv/il/random.h"
+#include "orv/il/time.h"
+
+namespace orv::il {
+
+/// A free-running counter of 46 bits and 10 ns ticks; it wraps every eight days. A seed chooses where it
+/// stands when the port is made. With a seed that is a multiple of 16 it wraps 5 to 15 s later, so that a
+/// test can meet the wrap.
+class TickCounter {
+  public:
+    static constexpr std::int64_t kTicks = std::int64_t{1} << 46;
+    static constexpr Time kTick = 10;  ///< ns
+
+    TickCounter(std::uint64_t seed, std::string_view port, Time now) {
+        Random random(seed_of(seed, port, kPurpose));
+        constexpr std::int64_t kTicksPerSecond = kSecond / kTick;
+        const auto before_wrap = static_cast<std::int64_t>((5 + 10 * random.fraction()) * kTicksPerSecond);
+        offset_ = seed % 16 == 0 ? kTicks - before_wrap
+                                 // The lower half: further from the wrap than any test is long.
+                                 : static_cast<std::int64_t>(random.next() % (kTicks / 2));
+        offset_ -= now / kTick;
+    }
+
+    /// 0 for kNever; what did happen never reads 0, the tick of the wrap reads 1.
+    std::int64_t read(Time time) const {
+        if (time == kNever) return 0;
+        const std::int64_t ticks = (offset_ + time / kTick) & (kTicks - 1);
+        return ticks == 0 ? 1 : ticks;
+    }
+
+  private:
+    static constexpr std::uint64_t kPurpose = 1;
+    std::int64_t offset_;
+};
+
+}  // namespace orv::il

@@ -1,0 +1,45 @@
+// What an STB does when, as far as that does not depend on the network.
+#pragma once
+
+#include <cstdint>
+
+#include "orv/il/random.h"
+#include "orv/il/test_plan.h"
+#include "orv/il/time.h"
+
+namespace orv::il {
+
+/// Shortest view: without one, an STB whose interval is 0 would never let time go on.
+inline constexpr Time kShortestView = kMillisecond;
+
+// Of an STB: `settop_index` counts from 0 within its block, `views_begun` all of its views, the one that is
+// running included.
+
+/// When the STB begins its first view, in a test that starts at `test_start`.
+Time start_of(const TestPlan& plan, const PlannedBlock& block, std::uint32_t settop_index, Time test_start);
+
+/// Position in the block's channels, of which there are some, of the one for the next view; `current` is that
+/// of the previous one. Draws only for random zapping.
+std::uint32_t choose_channel(const PlannedBlock& block, iptvcd_1_bll::TestType type,
+                             std::uint32_t settop_index, std::uint32_t views_begun, std::uint32_t current,
+                             Random& random);
+
+/// How long the running view is, from where its profile says.
+Time interval_of(const PlannedBlock& block, std::uint32_t views_begun);
+
+/// What the end of a view may depend on; kNever for what has not happened.
+struct ViewStart {
+    Time last_leave = kNever;  ///< of the previous channel
+    Time join = kNever;        ///< multicast
+    Time first = kNever;       ///< multicast packet
+    Time unicast_join = kNever;
+    Time unicast_first = kNever;  ///< packet
+};
+
+/// When the running view ends, from what is known of it; one of the joins has happened.
+Time end_of_view(const PlannedBlock& block, std::uint32_t views_begun, const ViewStart& start);
+
+/// Whether there is no view after the running one.
+bool is_done(const PlannedBlock& block, iptvcd_1_bll::TestType type, std::uint32_t views_begun);
+
+}  // namespace orv::il

@@ -1,0 +1,36 @@
+// A port's end of its connection.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "fault_injector.h"
+#include "orv/il/random.h"
+#include "orv/il/software_port.h"
+#include "orv/tm/message.h"
+
+namespace orv::il {
+
+/// Sends what the port has to say, with the faults that are due.
+class Connection {
+  public:
+    Connection(FaultInjector& faults, std::uint64_t seed, ISoftwarePort::Send send,
+               ISoftwarePort::HangUp hang_up);
+
+    bool is_open() const { return open_; }
+    /// Answers keep the number of their request. Nothing when the connection has ended.
+    void send_answer(const tm::Message& message);
+    /// Numbers the message. `discard_eligible`: nobody needs to acknowledge it.
+    void send_notification(tm::Message& message, bool is_results, bool discard_eligible);
+    void hang_up(const std::string& reason);
+
+  private:
+    FaultInjector& faults_;
+    ISoftwarePort::Send send_;
+    ISoftwarePort::HangUp hang_up_;
+    Random random_;
+    std::uint32_t notifications_ = 0;
+    bool open_ = true;
+};
+
+}  // namespace orv::il

@@ -1,0 +1,78 @@
+// Starts and ends a port's tests, and reports while they run.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+
+#include "connection.h"
+#include "orv/il/result_report.h"
+#include "orv/il/timeline.h"
+#include "orv/il/world.h"
+
+namespace orv::il {
+
+/// Asks the run for what it has at each wake-up: the next notification, the end, and after the end as long as
+/// the run has something left to record. Only then the end is announced.
+class TestControl {
+  public:
+    /// All of them outlive it.
+    TestControl(World& world, ITimeline& timeline, FaultInjector& faults, Connection& connection);
+    /// Nothing of the timeline's calls it any more.
+    ~TestControl();
+    TestControl(const TestControl&) = delete;
+    TestControl& operator=(const TestControl&) = delete;
+
+    /// Throws PortFault when a test is running or ending, or cannot be planned.
+    void start(const PortConfiguration& configuration, const TestStart& test);
+    /// Ends, reports and announces the end of a running test. One that is ending goes on doing so. Announces
+    /// an end that was kept quiet on purpose.
+    void stop();
+    /// Calls `change`, which changes what is sent.
+    void channels_change(const std::function<void()>& change);
+    /// Ends a running test without a word, and all registrations.
+    void abandon();
+
+    struct Registration {
+        std::uint32_t interval_ms = 0;
+        bool discard_eligible = false;  ///< notifications like their registration
+    };
+    void register_results(Registration registration, std::set<std::uint32_t> stb_blocks);
+    void deregister_results();
+    void register_end_of_test(Registration registration) { end_of_test_ = registration; }
+    void deregister_end_of_test() { end_of_test_.reset(); }
+
+  private:
+    Time now() const { return timeline_.GetNow().count(); }
+    void wake_next();
+    void wake_at(Time time, void (TestControl::*work)(Time));
+    void cancel_wake();
+    void on_wake(Time time);
+    void end_test(Time time);
+    void on_wake_ending(Time time);
+    void finish(Time time);
+    void announce_end();
+    void send_end_of_test();
+    void send_results(const ResultReport::Blocks& blocks);
+
+    World& world_;
+    ITimeline& timeline_;
+    FaultInjector& faults_;
+    Connection& connection_;
+    ResultReport report_;
+    std::optional<Registration> results_;
+    std::optional<Registration> end_of_test_;
+    std::unique_ptr<Run> run_;
+    bool is_ending_ = false;   ///< the run has been finished, and has something left to record
+    bool end_missed_ = false;  ///< the last test ended without a word
+    Time next_report_ = kNever;
+    std::uint64_t wake_ = 0;  ///< id of the timeline; 0: none
+    /// Announcements that are on their way: ids of the timeline, each under a number of its own.
+    std::map<std::uint64_t, std::uint64_t> late_ends_;
+    std::uint64_t last_late_end_ = 0;
+};
+
+}  // namespace orv::il

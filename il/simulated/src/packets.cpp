@@ -1,0 +1,67 @@
+#include "packets.h"
+
+#include <cmath>
+
+namespace orv::il {
+
+namespace {
+
+constexpr double kLongestDelayMs = 1e9;  ///< a week and a half; keeps sums of times within their range
+
+/// Time that packets lost in a row take; kNever when it is all time.
+Time time_lost(double packets_per_second, double loss, Random& random) {
+    const std::uint64_t lost = random.in_a_row(loss);
+    const auto gap = packet_gap(packets_per_second);
+    return lost > static_cast<std::uint64_t>(ms(kLongestMs) / gap) ? kNever : static_cast<Time>(lost) * gap;
+}
+
+}  // namespace
+
+Time draw_delay(const Distribution& distribution, Random& random) {
+    double delay = distribution.a;
+    switch (distribution.kind) {
+        case Distribution::Kind::Constant:
+            break;
+        case Distribution::Kind::Uniform:
+            delay += (distribution.b - distribution.a) * random.fraction();
+            break;
+        case Distribution::Kind::Normal:
+            delay += distribution.b * random.normal();
+            break;
+        case Distribution::Kind::Exponential:
+            delay -= distribution.b * std::log(1 - random.fraction());
+            break;
+    }
+    return static_cast<Time>(
+        std::llround(std::clamp(delay, 0.0, kLongestDelayMs) * static_cast<double>(kMillisecond)));
+}
+
+Time first_arrival(Time first, double packets_per_second, double loss, Random& random) {
+    if (loss <= 0) return first;
+    const Time lost = time_lost(packets_per_second, loss, random);
+    return lost == kNever ? kNever : first + lost;
+}
+
+Time last_arrival(Time first, Time last, double packets_per_second, double loss, Random& random) {
+    if (loss <= 0) return last;
+    const Time lost = time_lost(packets_per_second, loss, random);
+    return lost == kNever ? first : std::max(first, last - lost);
+}
+
+Packets draw_packets(Time first, Time last, Time silence, double packets_per_second,
+                     const NetworkBehaviour& network, Random& random) {
+    Packets packets;
+    if (first == kNever) return packets;
+    const double seconds = static_cast<double>(last - first - silence) / static_cast<double>(kSecond);
+    const auto sent = static_cast<std::uint64_t>(std::max(1.0, seconds * packets_per_second + 1e-6));
+    packets.lost = random.binomial(sent - std::min<std::uint64_t>(sent, 2), network.loss);
+    const std::uint64_t arrived = sent - packets.lost;
+    packets.reordered = random.binomial(arrived, network.reordering);
+    packets.duplicate = random.binomial(arrived, network.duplication);
+    packets.late = random.binomial(arrived, network.late);
+    packets.payload_errors = random.binomial(arrived, network.payload_error);
+    packets.received = arrived + packets.duplicate;
+    return packets;
+}
+
+}  // namespace orv::il

@@ -1,0 +1,145 @@
+#include "orv/framework/validation.h"
+
+#include <gmock/gmock.h>
+
+#include "host/host_fixture.h"
+#include "thrown.h"
+
+namespace host_test {
+
+using testing_aids::ThrownBy;
+
+namespace {
+
+using testing::ElementsAre;
+
+/// What the test's validators do: note their call, and misbehave on demand. They are registered for good, so
+/// they keep quiet outside of these tests.
+struct Behaviour {
+    std::string calls;
+    std::string reports_on;  ///< name of the object that is wrong
+    std::function<void()> fails;
+};
+Behaviour* behaviour = nullptr;
+
+void Note(const char* validator, ValidationContext& context) {
+    if (!behaviour) return;
+    const std::string name = context.GetCurrentObject()->GetName();
+    behaviour->calls += std::string(validator) + "(" + name + ") ";
+    if (name == behaviour->reports_on) context.AddError("rules.cpp12", name + " is wrong");
+}
+
+void ForThings(ValidationContext& context) {
+    Note("thing", context);
+}
+void ForSpecialThings(ValidationContext& context) {
+    Note("special", context);
+}
+void ForSpecialThingsToo(ValidationContext& context) {
+    Note("special2", context);
+}
+void Failing(ValidationContext& context) {
+    Note("failing", context);
+    if (!behaviour) return;
+    context.SetCurrentObject(nullptr);  // a validator that forgets to set it back
+    if (behaviour->fails) behaviour->fails();
+}
+void ForProject(ValidationContext& context) {
+    if (!behaviour) return;
+    ScriptableVec things;
+    context.GetCurrentObject()->GetObjects(things, kThing, kParentChild);
+    behaviour->calls += "project(" + NamesOf(things) + ") ";
+    context.AddWarning("rules.cpp34", "mind the gap");
+}
+
+template <auto Function>
+Validator::Function To() {
+    return Validator::Function::To<Function>();
+}
+
+// Registered derived class first: the order of calls is not that of registration.
+const Validator special("Test", "Special", kSpecialThing, To<&ForSpecialThings>());
+const Validator special_too("Test", "SpecialToo", kSpecialThing, To<&ForSpecialThingsToo>());
+const Validator failing("Test", "Failing", kThing, To<&Failing>());
+const Validator thing("Test", "Thing", kThing, To<&ForThings>());
+const Validator disabled("Test", "Disabled", kThing, To<&ForThings>(), false);
+const Validator project("Test", "Project", kProjectClass, To<&ForProject>());
+const StaticRegisterValidator registrations[] = {
+    StaticRegisterValidator(&special),  StaticRegisterValidator(&special_too),
+    StaticRegisterValidator(&failing),  StaticRegisterValidator(&thing),
+    StaticRegisterValidator(&disabled), StaticRegisterValidator(&project),
+};
+
+class ValidationTest : public HostTest {
+  protected:
+    ValidationTest() { behaviour = &behaviour_; }
+    ~ValidationTest() override { behaviour = nullptr; }
+
+    Behaviour behaviour_;
+    ValidationContext context_;
+};
+
+TEST_F(ValidationTest, RunsBaseClassValidatorsFirstThenInOrderOfRegistration) {
+    ValidatorRegistry::Instance().ValidateObject(MakeThing("s", nullptr, kSpecialThing), context_);
+    EXPECT_EQ(behaviour_.calls, "failing(s) thing(s) special(s) special2(s) ");
+    EXPECT_EQ(context_.GetCurrentObject(), nullptr);
+}
+
+TEST_F(ValidationTest, WalksTheTreeFromParentToChildAndLeavesTheDeletedOut) {
+    CScriptable& a = MakeThing("a");
+    MakeThing("a1", &a);
+    CScriptable& gone = MakeThing("gone");
+    MakeThing("below", &gone);
+    MakeThing("b");
+    gone.MarkDelete(false, true);
+    ValidatorRegistry::Instance().ValidateTree(Project(), context_);
+    EXPECT_EQ(behaviour_.calls,
+              "project(a b gone) failing(a) thing(a) failing(a1) thing(a1) failing(b) thing(b) ");
+    ASSERT_EQ(context_.GetWarnings().size(), 1u);
+    EXPECT_EQ(context_.GetWarnings()[0].object_handle, Project().GetHandle());
+    EXPECT_TRUE(context_.GetErrors().empty());
+}
+
+TEST_F(ValidationTest, AReportSaysWhereAndWhat) {
+    CScriptable& a = MakeThing("a");
+    behaviour_.reports_on = "a";
+    ValidatorRegistry::Instance().ValidateObject(a, context_);
+    ASSERT_EQ(context_.GetErrors().size(), 2u) << "two validators reported";
+    const ValidationReport& report = context_.GetErrors()[1];
+    EXPECT_EQ(report.object_handle, a.GetHandle());
+    EXPECT_EQ(report.object, "Thing \"a\"");
+    EXPECT_EQ(report.source, "rules.cpp12");
+    EXPECT_EQ(report.message, "a is wrong");
+}
+
+TEST_F(ValidationTest, AnExceptionIsAnErrorAndTheNextValidatorRuns) {
+    const struct {
+        std::function<void()> fails;
+        const char* message;
+    } cases[] = {
+        {[] { throw COrvRunTimeError("no interface"); }, "no interface"},
+        {[] { throw std::out_of_range("index 5"); }, "validator \"Failing\" failed: index 5"},
+        {[] { throw 7; }, "validator \"Failing\" failed: the integer 7"},
+    };
+    CScriptable& a = MakeThing("a");
+    for (const auto& c : cases) {
+        behaviour_ = {{}, {}, c.fails};
+        ValidationContext context;
+        ValidatorRegistry::Instance().ValidateObject(a, context);
+        ASSERT_EQ(context.GetErrors().size(), 1u) << c.message;
+        EXPECT_EQ(context.GetErrors()[0].message, c.message);
+        EXPECT_EQ(behaviour_.calls, "failing(a) thing(a) ");
+    }
+}
+
+TEST_F(ValidationTest, ASecondOfTheSameCategoryNameAndClassIsRefused) {
+    auto& registry = ValidatorRegistry::Instance();
+    const std::size_t before = registry.GetValidators().size();
+    const Validator twin("Test", "Thing", kThing, To<&ForThings>());
+    EXPECT_EQ(ThrownBy<COrvLogicError>([&] { registry.RegisterValidator(&twin); }),
+              "the validator \"Thing\" of category \"Test\" is registered twice for class 0x7d001000");
+    EXPECT_EQ(registry.GetValidators().size(), before);
+}
+
+}  // namespace
+}  // namespace host_test

@@ -1,0 +1,268 @@
+#include "orv/framework/sequencer.h"
+
+#include <gmock/gmock.h>
+
+#include "host/host_fixture.h"
+#include "orv/framework/handle_registry.h"
+#include "orv/framework/task_manager.h"
+#include "orv/ids/framework_ids.h"
+#include "thrown.h"
+
+namespace host_test {
+
+using testing_aids::ThrownBy;
+
+namespace {
+
+using namespace std::chrono_literals;
+using testing::HasSubstr;
+
+class SequencerTest : public HostTest {
+  protected:
+    static CSequencer& Sequencer() { return CSequencer::Instance(); }
+    static CTaskManager& Tasks() { return CTaskManager::Instance(); }
+
+    /// A command that notes its name and, when it has a time to take, can be cancelled.
+    TestCommand& Step(const std::string& name, std::chrono::seconds time = 0s,
+                      CScriptable* parent = nullptr) {
+        TestCommand& command = MakeCommand(name, parent);
+        command.on_run = [this, &command, name, time] {
+            trace_ += name + " ";
+            command.Set(kCancellable, true);
+            Tasks().WaitUntil([&command] { return command.GetProgressCancelled(); }, time);
+        };
+        return command;
+    }
+    void Insert(const std::vector<CScriptable*>& commands) {
+        std::vector<std::uint32_t> handles;
+        for (const CScriptable* command : commands) handles.push_back(command->GetHandle());
+        Sequencer().InsertCommands(handles);
+    }
+    void Run() {
+        Sequencer().Start();
+        Sequencer().WaitForEnd();
+    }
+    std::string GetSequence() {
+        const auto commands = Sequencer().GetCommands();
+        return NamesOf({commands.begin(), commands.end()});
+    }
+
+    std::string trace_;
+};
+
+TEST_F(SequencerTest, RunsItsCommandsInOrderOfInsertion) {
+    TestCommand& c = Step("c");
+    TestCommand& off = Step("off");
+    off.Set(kActive, false);
+    TestCommand& a = Step("a", 5s);
+    Insert({&a, &off});
+    Insert({&c});
+    EXPECT_EQ(c.GetParent(), &Sequencer());
+    EXPECT_EQ(Sequencer().GetSequencerState(), CSequencer::SEQUENCER_IDLE);
+    Sequencer().Start();
+    EXPECT_EQ(trace_, "") << "Start returns at once";
+    EXPECT_EQ(Sequencer().GetSequencerState(), CSequencer::SEQUENCER_RUNNING);
+    Sequencer().WaitForEnd();
+    EXPECT_EQ(trace_, "a c ");
+    EXPECT_EQ(Sequencer().GetSequencerState(), CSequencer::SEQUENCER_COMPLETED);
+    EXPECT_EQ(Sequencer().GetErrorText(), "");
+    Run();
+    EXPECT_EQ(trace_, "a c a c ");
+}
+
+TEST_F(SequencerTest, AFailedCommandEndsTheSequence) {
+    TestCommand& bad = MakeCommand("bad");
+    bad.on_run = [] { throw -1; };
+    TestCommand& good = Step("good");
+    Insert({&bad, &good});
+    Run();
+    EXPECT_EQ(Sequencer().GetSequencerState(), CSequencer::SEQUENCER_FAILED);
+    EXPECT_EQ(Sequencer().GetErrorText(), "bad: TestCommand failed: it threw the integer -1");
+    EXPECT_EQ(trace_, "");
+    bad.on_run = nullptr;
+    Run();
+    EXPECT_EQ(Sequencer().GetSequencerState(), CSequencer::SEQUENCER_COMPLETED);
+    EXPECT_EQ(Sequencer().GetErrorText(), "");
+}
+
+TEST_F(SequencerTest, StopCancelsTheRunningCommandAndLeavesOutTheRest) {
+    TestCommand& a = Step("a", 10s);
+    TestCommand& b = Step("b", 10s);
+    TestCommand& c = Step("c", 10s);
+    Insert({&a, &b, &c});
+    Tasks().PostAfter(15s, [] {
+        Sequencer().Stop();
+        EXPECT_TRUE(Sequencer().IsStopping());
+        EXPECT_EQ(Sequencer().GetSequencerState(), CSequencer::SEQUENCER_RUNNING);
+    });
+    Run();
+    EXPECT_EQ(trace_, "a b ");
+    EXPECT_EQ(Tasks().GetNow(), 15s);
+    EXPECT_EQ(Sequencer().GetSequencerState(), CSequencer::SEQUENCER_STOPPED);
+    EXPECT_EQ(a.GetCommandState(), CCommand::COMMAND_COMPLETED);
+    EXPECT_EQ(b.GetCommandState(), CCommand::COMMAND_CANCELLED);
+    EXPECT_EQ(c.GetCommandState(), CCommand::COMMAND_IDLE);
+    trace_.clear();
+    Run();
+    EXPECT_EQ(trace_, "a b c ") << "a stop is for one run";
+}
+
+TEST_F(SequencerTest, StoppedBeforeItBeganItRunsNothing) {
+    TestCommand& a = Step("a");
+    Insert({&a});
+    Sequencer().Start();
+    Sequencer().Stop();
+    Sequencer().WaitForEnd();
+    EXPECT_EQ(trace_, "");
+    EXPECT_EQ(Sequencer().GetSequencerState(), CSequencer::SEQUENCER_STOPPED);
+    Sequencer().Stop();
+    EXPECT_EQ(Sequencer().GetSequencerState(), CSequencer::SEQUENCER_STOPPED);
+}
+
+TEST_F(SequencerTest, RefusesWhatIsNoCommandAndThenAppendsNone) {
+    TestCommand& a = Step("a");
+    CScriptable& thing = MakeThing("thing");
+    const std::string handle = std::to_string(thing.GetHandle());
+    EXPECT_EQ(ThrownBy<COrvRunTimeError>([&] {
+                  Insert({&a, &thing});
+              }),
+              "the handle " + handle + " names no command");
+    EXPECT_THAT(ThrownBy<COrvRunTimeError>([&] {
+                    Insert({&a, &a});
+                }),
+                HasSubstr("is in the sequence already"));
+    EXPECT_EQ(GetSequence(), "");
+    EXPECT_EQ(a.GetParent(), &Project());
+    Insert({&a});
+    EXPECT_THAT(ThrownBy<COrvRunTimeError>([&] { Insert({&a}); }), HasSubstr("is in the sequence already"));
+    EXPECT_EQ(GetSequence(), "a");
+}
+
+TEST_F(SequencerTest, ClearDestroysOrGivesBack) {
+    TestCommand& a = Step("a");
+    TestCommand& b = Step("b");
+    Insert({&a, &b});
+    Sequencer().Clear(false);
+    EXPECT_EQ(GetSequence(), "");
+    EXPECT_EQ(a.GetParent(), &Project());
+    EXPECT_EQ(b.GetParent(), &Project());
+    Insert({&b});
+    const std::uint32_t handle = b.GetHandle();
+    Sequencer().Clear(true);
+    EXPECT_EQ(CHandleRegistry::Instance().Find(handle), nullptr);
+}
+
+TEST_F(SequencerTest, WhileItRunsItIsNeitherEmptiedNorStartedAgain) {
+    TestCommand& a = MakeCommand("a");
+    std::string clear, start;
+    a.on_run = [&] {
+        clear = ThrownBy<COrvRunTimeError>([] { Sequencer().Clear(true); });
+        start = ThrownBy<COrvRunTimeError>([] { Sequencer().Start(); });
+    };
+    Insert({&a});
+    Run();
+    EXPECT_EQ(clear, "the sequence cannot be emptied while it runs");
+    EXPECT_EQ(start, "the sequence runs already");
+    EXPECT_EQ(a.runs, 1);
+}
+
+TEST_F(SequencerTest, NoCommandIsDestroyedWhileAnotherIsUnderWay) {
+    TestCommand& first = Step("first");
+    auto& loop = CScriptableCreator().Make<CSequencerLoopCommand>(&Project());
+    TestCommand& by_hand = MakeCommand("by hand", &loop);
+    Insert({&first, &loop});
+    const auto try_to_clear = [&](CCommand::CommandState state) {
+        EXPECT_EQ(by_hand.GetCommandState(), state);
+        EXPECT_EQ(ThrownBy<COrvRunTimeError>([] { Sequencer().Clear(true); }),
+                  "the sequence cannot be emptied while TestCommand \"by hand\" is under way");
+        EXPECT_EQ(Sequencer().GetCommands(), (std::vector<CCommand*>{&first, &loop}));
+        EXPECT_FALSE(first.IsDeleted());
+    };
+    by_hand.on_run = [&] { try_to_clear(CCommand::COMMAND_RUNNING); };
+    by_hand.Execute(true);
+    try_to_clear(CCommand::COMMAND_PENDING);
+    Tasks().CtmYield(1);
+    EXPECT_EQ(by_hand.runs, 1);
+    Sequencer().Clear(true);
+    EXPECT_EQ(GetSequence(), "");
+}
+
+class LoopTest : public SequencerTest {
+  protected:
+    CSequencerLoopCommand& MakeLoop(const std::string& name, std::uint32_t count,
+                                    CScriptable* parent = nullptr) {
+        auto& loop = CScriptableCreator().Make<CSequencerLoopCommand>(parent ? parent : &Project());
+        loop.Set("Name", name);
+        loop.Set(orv::ids::SequencerLoopCommand::IterationCount, count);
+        return loop;
+    }
+};
+
+TEST_F(LoopTest, RepeatsItsCommands) {
+    auto& loop = MakeLoop("loop", 2);
+    Step("a", 0s, &loop);
+    auto& inner = MakeLoop("inner", 3, &loop);
+    Step("b", 0s, &inner);
+    TestCommand& last = Step("last");
+    Insert({&loop, &last});
+    Run();
+    EXPECT_EQ(trace_, "a b b b a b b b last ");
+    EXPECT_EQ(loop.GetU32(orv::ids::SequencerLoopCommand::CurrentIteration), 2u);
+}
+
+TEST_F(LoopTest, StopReachesTheInnermostCommand) {
+    auto& loop = MakeLoop("loop", 0);
+    auto& inner = MakeLoop("inner", 0, &loop);
+    TestCommand& a = Step("a", 10s, &inner);
+    TestCommand& last = Step("last");
+    Insert({&loop, &last});
+    Tasks().PostAfter(25s, [] { Sequencer().Stop(); });
+    Run();
+    EXPECT_EQ(trace_, "a a a ");
+    EXPECT_EQ(Tasks().GetNow(), 25s);
+    for (const CCommand* command :
+         {static_cast<CCommand*>(&a), static_cast<CCommand*>(&inner), static_cast<CCommand*>(&loop)}) {
+        EXPECT_EQ(command->GetCommandState(), CCommand::COMMAND_CANCELLED) << command->GetName();
+    }
+    EXPECT_EQ(Sequencer().GetSequencerState(), CSequencer::SEQUENCER_STOPPED);
+}
+
+TEST_F(LoopTest, ALoopOfNothingCanBeStopped) {
+    for (const std::uint32_t count : {0u, 4'000'000'000u}) {
+        Sequencer().Clear(true);
+        Insert({&MakeLoop("loop", count)});
+        Tasks().PostAfter(50ms, [] { Sequencer().Stop(); });
+        Run();
+        EXPECT_EQ(Sequencer().GetSequencerState(), CSequencer::SEQUENCER_STOPPED) << count;
+    }
+}
+
+TEST_F(LoopTest, AFailureInALoopNamesTheWayToIt) {
+    auto& loop = MakeLoop("loop", 5);
+    TestCommand& bad = MakeCommand("bad", &loop);
+    bad.on_run = [&bad] {
+        if (bad.runs == 2) throw COrvRunTimeError("out of luck");
+    };
+    Insert({&loop});
+    Run();
+    EXPECT_EQ(Sequencer().GetErrorText(), "loop: bad: out of luck");
+    EXPECT_EQ(bad.runs, 2);
+}
+
+TEST_F(LoopTest, CancellingTheLoopAloneLetsTheSequenceGoOn) {
+    auto& loop = MakeLoop("loop", 0);
+    Step("a", 10s, &loop);
+    TestCommand& last = Step("last");
+    Insert({&loop, &last});
+    Tasks().PostAfter(5s, [&loop] { loop.Cancel(); });
+    Run();
+    EXPECT_EQ(trace_, "a last ");
+    EXPECT_EQ(Sequencer().GetSequencerState(), CSequencer::SEQUENCER_COMPLETED);
+}
+
+TEST(SequencerWithoutHost, IsALogicError) {
+    EXPECT_EQ(ThrownBy<COrvLogicError>([] { CSequencer::Instance(); }), "the sequencer needs a running host");
+}
+
+}  // namespace
+}  // namespace host_test

@@ -1,0 +1,279 @@
+#include <gtest/gtest.h>
+#include <rapidcheck/gtest.h>
+
+#include <algorithm>
+#include <thread>
+
+#include "host/log/log_catcher.h"
+#include "orv/common/exceptions.h"
+#include "orv/framework/task_manager.h"
+#include "thrown.h"
+
+namespace host_test {
+
+using testing_aids::ThrownBy;
+
+namespace {
+
+using namespace orv::framework;  // NOLINT: tests
+using namespace std::chrono_literals;
+using orv::common::COrvLogicError;
+using Nanoseconds = CTaskManager::Nanoseconds;
+
+CTaskManager& Tasks() {
+    return CTaskManager::Instance();
+}
+
+constexpr auto kForever = Nanoseconds::max();
+
+class VirtualClock : public testing::Test {
+  protected:
+    VirtualClock() {
+        Tasks().Start(ClockKind::Virtual);
+        Tasks().CtmEnter();
+    }
+    ~VirtualClock() override {
+        Tasks().CtmExit();
+        Tasks().Stop();
+    }
+
+    /// Notes name and time (in ms) when the work runs.
+    std::function<void()> Note(const std::string& name) {
+        return [this, name] { NoteNow(name); };
+    }
+    void NoteNow(const std::string& name) { trace_ += name + std::to_string(Tasks().GetNow() / 1ms) + " "; }
+
+    std::string trace_;
+};
+
+TEST_F(VirtualClock, RunsWorkByTimeAndThenByOrderOfPosting) {
+    Tasks().PostAfter(20ms, Note("c"));
+    Tasks().PostAfter(10ms, Note("a"));
+    Tasks().PostAfter(20ms, Note("d"));
+    Tasks().PostAfter(10ms, Note("b"));
+    Tasks().Post("task", Note("t"));
+    Tasks().PostAfter(-5ms, Note("n"));
+    Tasks().PostAfter(31ms, Note("x"));
+    EXPECT_EQ(trace_, "") << "work runs while somebody waits";
+    Tasks().CtmYield(30);
+    EXPECT_EQ(trace_, "t0 n0 a10 b10 c20 d20 ");
+    EXPECT_EQ(Tasks().GetNow(), 30ms);
+    Tasks().CtmYield(1);
+    EXPECT_EQ(trace_, "t0 n0 a10 b10 c20 d20 x31 ");
+}
+
+TEST_F(VirtualClock, AYieldRunsWhatFallsDueOnTheWayAlsoWhenItIsPostedOnTheWay) {
+    Tasks().PostAfter(10ms, [this] {
+        NoteNow("a");
+        Tasks().PostAfter(0ms, Note("b"));
+        Tasks().PostAfter(20ms, Note("c"));
+        Tasks().PostAfter(21ms, Note("late"));
+    });
+    Tasks().CtmYield(30);
+    EXPECT_EQ(trace_, "a10 b10 c30 ");
+}
+
+TEST_F(VirtualClock, AYieldOfNoTimeRunsWhatIsThereOnce) {
+    int runs = 0;
+    std::function<void()> again = [&] {
+        ++runs;
+        Tasks().PostAfter(0ms, again);
+    };
+    Tasks().PostAfter(0ms, again);
+    Tasks().PostAfter(1ms, Note("later"));
+    Tasks().CtmYield(0);
+    EXPECT_EQ(runs, 1);
+    Tasks().CtmYield(0);
+    EXPECT_EQ(runs, 2);
+    EXPECT_EQ(trace_, "");
+    EXPECT_EQ(Tasks().GetNow(), 0ms);
+}
+
+TEST_F(VirtualClock, WorkThatWaitsRunsOtherWorkWithinItsWait) {
+    Tasks().Post("outer", [this] {
+        NoteNow("outer");
+        Tasks().CtmYield(10);
+        NoteNow("outer-end");
+    });
+    Tasks().Post("inner", [this] {
+        NoteNow("inner");
+        Tasks().CtmYield(100);
+        NoteNow("inner-end");
+    });
+    Tasks().PostAfter(50ms, Note("timer"));
+    Tasks().CtmYield(5);
+    EXPECT_EQ(trace_, "outer0 inner0 timer50 inner-end100 outer-end100 ");
+    EXPECT_EQ(Tasks().GetNow(), 100ms) << "time never goes back";
+}
+
+TEST_F(VirtualClock, WaitUntilEndsWhenTheConditionHoldsOrItsTimeIsOver) {
+    bool flag = false;
+    const auto ready = [&flag] { return flag; };
+    Tasks().PostAfter(10ms, Note("a"));
+    Tasks().PostAfter(20ms, [&flag] { flag = true; });
+    Tasks().PostAfter(30ms, Note("b"));
+
+    EXPECT_FALSE(Tasks().WaitUntil(ready, 15ms));
+    EXPECT_EQ(Tasks().GetNow(), 15ms);
+    EXPECT_TRUE(Tasks().WaitUntil(ready, 1h));
+    EXPECT_EQ(Tasks().GetNow(), 20ms);
+    EXPECT_TRUE(Tasks().WaitUntil(ready, 1h)) << "true from the start";
+    EXPECT_EQ(Tasks().GetNow(), 20ms);
+    EXPECT_FALSE(Tasks().WaitUntil([] { return false; }, 1h)) << "runs out of work";
+    EXPECT_EQ(Tasks().GetNow(), 20ms + 1h);
+    EXPECT_FALSE(Tasks().WaitUntil([] { return false; }, kForever)) << "for ever, but nothing is left to run";
+    EXPECT_EQ(Tasks().GetNow(), 20ms + 1h);
+    EXPECT_EQ(trace_, "a10 b30 ");
+}
+
+TEST_F(VirtualClock, CancelledWorkDoesNotRun) {
+    const auto cancelled = Tasks().PostAfter(10ms, Note("cancelled"));
+    std::uint64_t second = 0;
+    Tasks().PostAfter(20ms, [&] {
+        NoteNow("first");
+        Tasks().CancelTimer(second);
+    });
+    second = Tasks().PostAfter(20ms, Note("second"));
+    Tasks().CancelTimer(cancelled);
+    Tasks().CancelTimer(cancelled);
+    Tasks().CancelTimer(123456789);
+    Tasks().CtmYield(50);
+    EXPECT_EQ(trace_, "first20 ");
+}
+
+TEST_F(VirtualClock, WhatWorkThrowsIsLoggedAndGoesNoFurther) {
+    const LogCatcher log;
+    Tasks().Post("the task", [] { throw std::runtime_error("broken"); });
+    Tasks().PostAfter(1ms, [] { throw 5; });
+    Tasks().PostAfter(2ms, Note("goes on"));
+    Tasks().CtmYield(5);
+    EXPECT_TRUE(log.Has(LogLevelType::Error, "task \"the task\" failed: broken"));
+    EXPECT_TRUE(log.Has(LogLevelType::Error, "timed work failed: the integer 5"));
+    EXPECT_EQ(trace_, "goes on2 ");
+}
+
+TEST_F(VirtualClock, TheLockIsGivenUpWhileWaitingWhateverItsDepth) {
+    const CtmLock second;
+    const CtmLock third;
+    bool held = false;
+    bool held_by_other = true;
+    Tasks().PostAfter(0ms, [&] {
+        held = Tasks().IsLockHeld();
+        std::thread([&] { held_by_other = Tasks().IsLockHeld(); }).join();
+    });
+    std::thread other;
+    {
+        CtmReverseLock reverse;
+        EXPECT_FALSE(Tasks().IsLockHeld());
+        other = std::thread([] { const CtmLock mine; });
+        other.join();
+        reverse.Retake();
+        EXPECT_TRUE(Tasks().IsLockHeld());
+    }
+    Tasks().CtmYield(1);
+    EXPECT_TRUE(held);
+    EXPECT_FALSE(held_by_other);
+    EXPECT_TRUE(Tasks().IsLockHeld());
+}
+
+TEST_F(VirtualClock, KnowsTheCurrentTask) {
+    std::string names;
+    const auto note = [&names] {
+        CTask* const task = Tasks().CtmGetCurrentTask();
+        names += (task ? task->GetName() : "none") + " ";
+    };
+    Tasks().Post("A", [&] {
+        note();
+        Tasks().Post("B", note);
+        Tasks().PostAfter(1ms, note);
+        Tasks().CtmYield(2);
+        note();
+    });
+    Tasks().CtmYield(0);
+    note();
+    EXPECT_EQ(names, "A B none A none ");
+}
+
+TEST_F(VirtualClock, StartsAtTheYear2000) {
+    Tasks().CtmYield(1500);
+    EXPECT_EQ(CTimer::GetCurrentSystemTimeInSec(), 946684801.5);
+}
+
+TEST_F(VirtualClock, OtherThreadsMayPostButNotWait) {
+    std::thread([this] {
+        Tasks().PostAfter(1ms, Note("posted"));
+        EXPECT_NE(ThrownBy<COrvLogicError>([] { Tasks().CtmYield(1); }), "nothing thrown");
+    }).join();
+    Tasks().CtmYield(1);
+    EXPECT_EQ(trace_, "posted1 ");
+}
+
+TEST_F(VirtualClock, CannotBeStoppedByItsOwnWorkNorStartedTwice) {
+    std::string refused;
+    Tasks().Post("stopper", [&] { refused = ThrownBy<COrvLogicError>([] { Tasks().Stop(); }); });
+    Tasks().CtmYield(0);
+    EXPECT_EQ(refused, "the task manager cannot be stopped by work that it runs");
+    EXPECT_EQ(ThrownBy<COrvLogicError>([] { Tasks().Start(ClockKind::Real); }),
+              "the task manager runs already");
+}
+
+TEST(StoppedTaskManager, RefusesTasksAndDropsTimers) {
+    Tasks().Start(ClockKind::Virtual, 5s);
+    bool ran = false;
+    Tasks().PostAfter(0ms, [&ran] { ran = true; });
+    Tasks().Stop();
+    EXPECT_EQ(Tasks().PostAfter(0ms, [&ran] { ran = true; }), 0u);
+    EXPECT_EQ(ThrownBy<COrvLogicError>([] { Tasks().Post("t", [] {}); }),
+              "task \"t\" needs a running task manager");
+    Tasks().Start(ClockKind::Virtual, 5s);
+    Tasks().CtmYield(10);
+    EXPECT_EQ(Tasks().GetSystemTime(), 5s + 10ms);
+    EXPECT_FALSE(ran);
+    Tasks().Stop();
+}
+
+/// Runs a program of posts and waits that is derived from numbers alone, and returns everything that
+/// happened.
+std::vector<std::pair<std::int64_t, std::size_t>> RunProgram(const std::vector<std::uint8_t>& numbers) {
+    Tasks().Start(ClockKind::Virtual);
+    std::vector<std::pair<std::int64_t, std::size_t>> trace;
+    for (std::size_t i = 0; i < numbers.size(); ++i) {
+        Tasks().PostAfter(std::chrono::milliseconds(numbers[i] % 16), [&trace, &numbers, i] {
+            trace.emplace_back(Tasks().GetNow() / 1ms, i);
+            if (numbers[i] >= 192) Tasks().CtmYield(numbers[i] % 5);
+            if (numbers[i] >= 128) {
+                Tasks().PostAfter(std::chrono::milliseconds(numbers[i] % 7),
+                                  [&trace, i] { trace.emplace_back(Tasks().GetNow() / 1ms, 1000 + i); });
+            }
+        });
+    }
+    Tasks().WaitUntil([] { return false; }, 1s);
+    Tasks().Stop();
+    return trace;
+}
+
+RC_GTEST_PROP(VirtualClockProperty, SameProgramSameTraceAndTimeNeverGoesBack,
+              (std::vector<std::uint8_t> numbers)) {
+    const auto trace = RunProgram(numbers);
+    RC_ASSERT(trace == RunProgram(numbers));
+    RC_ASSERT(std::is_sorted(trace.begin(), trace.end(), [](auto& a, auto& b) { return a.first < b.first; }));
+    const auto doubled = std::count_if(numbers.begin(), numbers.end(), [](auto n) { return n >= 128; });
+    RC_ASSERT(trace.size() == numbers.size() + static_cast<std::size_t>(doubled));
+}
+
+RC_GTEST_PROP(VirtualClockProperty, WorkComesInTheOrderOfItsTimes, (std::vector<std::uint8_t> delays)) {
+    Tasks().Start(ClockKind::Virtual);
+    std::vector<std::pair<std::uint8_t, std::size_t>> expected, ran;
+    for (std::size_t i = 0; i < delays.size(); ++i) {
+        expected.emplace_back(delays[i], i);
+        Tasks().PostAfter(std::chrono::seconds(delays[i]),
+                          [&ran, &delays, i] { ran.emplace_back(delays[i], i); });
+    }
+    Tasks().WaitUntil([] { return false; }, 1h);
+    Tasks().Stop();
+    std::sort(expected.begin(), expected.end());
+    RC_ASSERT(ran == expected);
+}
+
+}  // namespace
+}  // namespace host_test
