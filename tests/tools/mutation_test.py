@@ -55,7 +55,8 @@ TABLE = [
      "void w(int a) { Trace(a < 3); CHECK(a > 1); LogText(LogLevelType::Debug, true); LogText(LogLevelType::Error, true); }",
      ["LogText(LogLevelType::Error, true); -> deleted"]),
     ("constexpr bool kOn = true; struct Row { int a; bool b; }; const Row kRows[] = {{1 + 1, true}};\n"
-     "void e(bool on = true); int q(int a) { static const bool kFlags[] = {true}; switch (a) { case 1 + 1: return 0; } throw 1 + 1; }",
+     "void e(bool on = true); int q(int a) { static const bool kFlags[] = {true};\n"
+     "switch (a) { case 1 + 1: return 0; } throw 1 + 1; }",
      ["0 -> 1", "1 -> 2", "1 -> 2"]),
     # Constructors, operators and functions evaluated by the compiler.
     ("struct P { int a; bool b; P(int x) : a{x}, b(true) { a += 1; } bool operator<(const P& o) const { return a < o.a; } };\n"
@@ -87,7 +88,8 @@ class MutationTest(unittest.TestCase):
                         layer.append(fault)
                 left = [fault for fault in left if fault not in layer]
                 produced = faults.insert(code, dict(enumerate(layer)))
-                run = subprocess.run([*COMPILE, "-fsyntax-only", "-x", "c++", "-"], input=produced, text=True, capture_output=True)
+                run = subprocess.run([*COMPILE, "-fsyntax-only", "-x", "c++", "-"], input=produced, text=True,
+                                     capture_output=True)
                 self.assertEqual(run.returncode, 0, produced + run.stderr)
                 self.assertEqual(produced.count("\n"), code.count("\n"))
 
@@ -104,7 +106,8 @@ class MutationTest(unittest.TestCase):
             program, reached = os.path.join(folder, "program"), os.path.join(folder, "reached")
             subprocess.run([*COMPILE, "-x", "c++", "-", "-o", program], text=True, check=True,
                            input=faults.insert(code, dict(enumerate(found))))
-            for active, output in (("", "0167"), ("0", "0167"), ("1", "1167"), ("2", "0067"), ("3", "0157"), ("4", "0165")):
+            for active, output in (("", "0167"), ("0", "0167"), ("1", "1167"), ("2", "0067"), ("3", "0157"),
+                                   ("4", "0165")):
                 Path(reached).write_bytes(bytes(6))
                 environment = {**os.environ, "ORV_FAULTS_REACHED": reached, **({"ORV_FAULT": active} if active else {})}
                 run = subprocess.run([program], env=environment, capture_output=True, text=True)
@@ -127,7 +130,8 @@ class MutationTest(unittest.TestCase):
             self.assertEqual(find_broken(output, "/t", "/t/build/m", numbered), broken, output)
 
     def test_a_group_that_crashes_tells_who_had_ended(self):
-        output = ("[ RUN      ] A.b\n[       OK ] A.b (1 ms)\n[ RUN      ] S/C.d/0\ntext[  FAILED  ] S/C.d/0, where GetParam() = 1 (2 ms)\n"
+        output = ("[ RUN      ] A.b\n[       OK ] A.b (1 ms)\n"
+                  "[ RUN      ] S/C.d/0\ntext[  FAILED  ] S/C.d/0, where GetParam() = 1 (2 ms)\n"
                   "[ RUN      ] A.e\n[  SKIPPED ] A.e (0 ms)\n[ RUN      ] A.f\nterminate called")
         self.assertEqual(_read(output), ({"A.b", "S/C.d/0", "A.e", "A.f"}, {"A.b", "A.e"}, {"S/C.d/0"}))
 

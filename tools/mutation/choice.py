@@ -31,17 +31,22 @@ def choose_at_random(project, faults_by_file, count, seed):
     return sorted(chosen, key=lambda fault: (fault.file, fault.start))
 
 
+def _name(file):
+    return file.split("/")[-1]
+
+
 def choose_same(faults_by_file, earlier):
     """The faults of an earlier result that are still there, and the entries of those that are not. Of equal faults in several
-    files, the one in the earlier file is taken."""
+    files, the one in the same file is taken, or else in a file of the same name."""
     found, gone, by_identity = [], [], {}
     for faults in faults_by_file.values():
         for fault in faults:
             by_identity.setdefault(fault.identity, []).append(fault)
     for entry in earlier["faults"]:
         candidates = by_identity.get(entry["identity"], [])
-        candidates.sort(key=lambda fault: (fault.file != entry["file"], fault.file.rsplit("/")[-1] != entry["file"].rsplit("/")[-1]))
-        fresh = [fault for fault in candidates if not any(fault.file == other.file and fault.overlaps(other) for other in found)]
+        candidates.sort(key=lambda fault: (fault.file != entry["file"], _name(fault.file) != _name(entry["file"])))
+        fresh = [fault for fault in candidates
+                 if not any(fault.file == other.file and fault.overlaps(other) for other in found)]
         if fresh:
             found.append(fresh[0])
         else:

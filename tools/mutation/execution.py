@@ -40,7 +40,8 @@ def run_faults(faults, tests, journal_file, stop_at_first, jobs, say):
 def describe(entry):
     if entry["state"] != "noticed":
         return entry["state"]
-    return f"noticed by {entry['noticed_by'][0]}" + (f" and {len(entry['noticed_by']) - 1} more" if entry["noticed_by"][1:] else "")
+    first, others = entry["noticed_by"][0], len(entry["noticed_by"]) - 1
+    return f"noticed by {first}" + (f" and {others} more" if others else "")
 
 
 def _run_fault(number, fault, tests, stop_at_first):

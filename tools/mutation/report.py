@@ -62,7 +62,8 @@ def print_matrix(result):
     for file in sorted(lines_of_file, key=lambda one: (alone_of_file[one], -lines_of_file[one])):
         print(f"{file:60} {lines_of_file[file]:14}  {of_file[file]:7}  {alone_of_file[file]:5}")
 
-    nothing = sorted((place for place in names if not alone_of_case[place]), key=lambda place: -tests[names[place]]["lines"])
+    nothing = sorted((place for place in names if not alone_of_case[place]),
+                     key=lambda place: -tests[names[place]]["lines"])
     total = sum(tests[names[place]]["lines"] for place in nothing)
     print(f"\n{len(nothing)} of {len(names)} test cases notice nothing alone ({total} lines)")
     for place in nothing:
