@@ -3,9 +3,9 @@
 // ORV_FAULT=7                the fault that is active in this process and in those that it starts
 // ORV_FAULTS_REACHED=FILE    a file of one byte per fault; the byte of each fault that is reached becomes 1
 //
-// A process consists of several libraries, one of them with hidden symbols. Each has a state of its own, which
-// it takes from the environment; the file is shared by name. This text stays the same whatever the faults are,
-// so that the compiler cache keeps its value.
+// A process consists of several libraries, one of them with hidden symbols. Each has a state of its own,
+// which it takes from the environment; the file is shared by name. This text stays the same whatever the
+// faults are, so that the compiler cache keeps its value.
 #pragma once
 
 #include <fcntl.h>
@@ -16,7 +16,9 @@
 #include <atomic>
 #include <cstdlib>
 
-namespace orv_fault __attribute__((visibility("hidden"))) {
+#pragma GCC visibility push(hidden)
+
+namespace orv_fault {
 
 struct State {
     long active = -1;
@@ -24,7 +26,8 @@ struct State {
     std::atomic<unsigned char>* reached = nullptr;
 
     State() noexcept {
-        if (const char* number = std::getenv("ORV_FAULT")) active = std::atol(number);
+        const char* number = std::getenv("ORV_FAULT");
+        if (number && *number) active = std::atol(number);
         const char* path = std::getenv("ORV_FAULTS_REACHED");
         const int file = path ? ::open(path, O_RDWR | O_CLOEXEC) : -1;
         if (file < 0) return;
@@ -52,6 +55,8 @@ inline bool IsActive(long number) noexcept {
 
 /// Whether fault `number` is active; never in what the compiler evaluates. (A builtin, because the C++17 that
 /// CMake first looks at the compiler with has no std::is_constant_evaluated().)
-__attribute__((visibility("hidden"))) inline constexpr bool ORV_FAULT(long number) noexcept {
+inline constexpr bool ORV_FAULT(long number) noexcept {
     return !__builtin_is_constant_evaluated() && orv_fault::IsActive(number);
 }
+
+#pragma GCC visibility pop

@@ -63,7 +63,8 @@ def _find_sources(tests, copy):
         places[program] = _cases_of(program)
     for test in tests:
         if test.case:
-            path, test.line = places[test.program][test.case]
+            named, test.line = places[test.program][test.case]
+            path = copy / named  # compiled-in names are the project's
             test.file = os.path.relpath(path, copy)
             if path not in ends:
                 ends[path] = _last_lines(read(path))
