@@ -21,10 +21,8 @@ namespace {
 
 using Classes = std::vector<const CMetaClass*>;
 
-Classes FindOffered() {
-    Classes classes = CMetaClassManager::Instance().GetClasses();
-    std::erase_if(classes, [](const CMetaClass* one) { return !IsOffered(*one); });
-    return classes;
+bool Contains(const Classes& classes, const CMetaClass& meta_class) {
+    return std::find(classes.begin(), classes.end(), &meta_class) != classes.end();
 }
 
 /// Properties that a file can give: the class's own before those that all objects have.
@@ -39,10 +37,11 @@ std::vector<const CPropertyMeta*> FindProperties(const CMetaClass& meta_class) {
 
 std::string ListClasses() {
     std::string text;
+    const Classes offered = GetOfferedClasses();
     for (const bool commands : {false, true}) {
         TextTable table(
             {{commands ? "Commands of the sequence" : "Objects of the project"}, {"What they are"}});
-        for (const CMetaClass* one : FindOffered()) {
+        for (const CMetaClass* one : offered) {
             const auto& definition = one->GetDefinition();
             const std::string& meaning = definition.doc.empty() ? definition.display_name : definition.doc;
             if (IsCommand(*one) == commands) table.AddRow({definition.name, meaning});
@@ -92,7 +91,7 @@ std::string DescribeRelations(const CMetaClass& meta_class) {
 std::string FindHindrance(const CMetaClass& meta_class) {
     if (&meta_class == &GetProjectClass())
         return "The section \"project\" of a file lists what is below it.\n";
-    if (IsOffered(meta_class)) return {};
+    if (Contains(GetOfferedClasses(), meta_class)) return {};
     const std::string described = DescribeClasses({&meta_class}).front();
     if (!meta_class.GetDefinition().is_abstract) return "Objects of this class are the host's own.\n";
     const std::size_t meant = described.find('(');
@@ -115,15 +114,14 @@ std::string QuoteValue(const std::string& text) {
 }
 
 /// Classes from one that stands in a section down to the one that is asked for; empty for none.
-Classes FindLineage(const CMetaClass& meta_class, const Classes& below) {
+Classes FindLineage(const CMetaClass& meta_class, const Classes& offered, const Classes& below) {
     const CMetaClass& root = IsCommand(meta_class) ? GetSequencerClass() : GetProjectClass();
     if (CanStandBelow(meta_class, root)) return {&meta_class};
-    for (const CMetaClass* parent : FindOffered()) {
-        const bool is_circle = std::find(below.begin(), below.end(), parent) != below.end();
-        if (is_circle || !CanStandBelow(meta_class, *parent)) continue;
+    for (const CMetaClass* parent : offered) {
+        if (Contains(below, *parent) || !CanStandBelow(meta_class, *parent)) continue;
         Classes further = below;
         further.push_back(parent);
-        Classes lineage = FindLineage(*parent, further);
+        Classes lineage = FindLineage(*parent, offered, further);
         if (lineage.empty()) continue;
         lineage.push_back(&meta_class);
         return lineage;
@@ -132,7 +130,7 @@ Classes FindLineage(const CMetaClass& meta_class, const Classes& below) {
 }
 
 std::string MakeExample(const CMetaClass& meta_class) {
-    const Classes lineage = FindLineage(meta_class, {&meta_class});
+    const Classes lineage = FindLineage(meta_class, GetOfferedClasses(), {&meta_class});
     if (lineage.empty()) return {};
     std::string text = IsCommand(meta_class) ? "project:\nsequence:\n" : "project:\n";
     std::string indent = "  ";
@@ -201,7 +199,8 @@ Explanation ExplainClass(const std::string& class_name) {
 
 std::string MakeExample(const std::string& class_name) {
     const CMetaClass* meta_class = CMetaClassManager::Instance().GetClass(class_name);
-    return meta_class && IsOffered(*meta_class) ? MakeExample(*meta_class) : std::string();
+    return meta_class && Contains(GetOfferedClasses(), *meta_class) ? MakeExample(*meta_class)
+                                                                    : std::string();
 }
 
 }  // namespace orv::app

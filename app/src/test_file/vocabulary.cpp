@@ -132,15 +132,16 @@ std::vector<const CMetaClass*> GetClassesBelow(const CMetaClass& parent) {
     return classes;
 }
 
-bool IsOffered(const CMetaClass& meta_class) {
+std::vector<const CMetaClass*> GetOfferedClasses() {
     std::vector<const CMetaClass*> reached{&GetProjectClass(), &GetSequencerClass()};
     for (std::size_t i = 0; i < reached.size(); ++i) {
-        for (const CMetaClass* below : GetClassesBelow(*reached[i])) {
-            if (below == &meta_class) return true;
+        for (const CMetaClass* below : GetClassesBelow(*reached[i]))
             if (std::find(reached.begin(), reached.end(), below) == reached.end()) reached.push_back(below);
-        }
     }
-    return false;
+    reached.erase(reached.begin(), reached.begin() + 2);
+    std::sort(reached.begin(), reached.end(),
+              [](const CMetaClass* a, const CMetaClass* b) { return a->GetClassId() < b->GetClassId(); });
+    return reached;
 }
 
 bool CanBeWritten(const CPropertyMeta& property) {

@@ -30,8 +30,9 @@ bool CanStandBelow(const CMetaClass& child, const CMetaClass& parent);
 /// Classes that can be written below an object of a class, in the order of their ids; without the command by
 /// which the wizard is run, which the program does itself.
 std::vector<const CMetaClass*> GetClassesBelow(const CMetaClass& parent);
-/// A file can have objects of the class: its project or its sequence can, or such an object in turn.
-bool IsOffered(const CMetaClass& meta_class);
+/// Classes of which a file can have objects: below its project or its sequence, or below such an object in
+/// turn. In the order of their ids.
+std::vector<const CMetaClass*> GetOfferedClasses();
 
 /// The name of an object is written behind its class, and what the host sets is not written at all.
 bool CanBeWritten(const CPropertyMeta& property);
