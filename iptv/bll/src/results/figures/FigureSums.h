@@ -52,14 +52,6 @@ template <std::size_t number>
 inline constexpr std::size_t kSlot = CountFigures(kFigures[number].GetClass(), kFigures[number].merge,
                                                   number);
 
-/// The number of the figure with a property; that of a rate's total.
-consteval std::size_t FindFigure(common::PropId property) {
-    for (std::size_t i = 0; i < kNumFigures; ++i) {
-        if (kFigures[i].properties[0] == property) return i;
-    }
-    throw "no figure has the property";
-}
-
 /// How a figure is taken from an input; nullptr when it is taken from another one.
 template <std::size_t number, class Input>
 consteval auto FindTake() {

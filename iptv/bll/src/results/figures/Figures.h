@@ -431,4 +431,34 @@ inline constexpr Figure kFigures[] = {
 using table::kFigures;
 inline constexpr std::size_t kNumFigures = std::size(kFigures);
 
+/// The number of the figure with a property.
+consteval std::size_t FindFigure(PropId property) {
+    for (std::size_t i = 0; i < kNumFigures; ++i) {
+        if (kFigures[i].properties[0] == property) return i;
+    }
+    throw "no figure has the property";
+}
+
+/// Two rows must not write one property or stand at one place, and a rate follows the total that it is of.
+consteval bool IsTableConsistent() {
+    for (std::size_t i = 0; i < kNumFigures; ++i) {
+        const Figure& figure = kFigures[i];
+        if (FindFigure(figure.properties[0]) != i) return false;
+        if (figure.merge == Merge::kRate) {
+            const std::size_t total = FindFigure(figure.rate_of);
+            if (total >= i || kFigures[total].merge != Merge::kTotal) return false;
+        }
+        for (std::size_t j = 0; j < i; ++j) {
+            const Figure& other = kFigures[j];
+            if (figure.column.id != PropId() &&
+                other.column.id.GetClassId() == figure.column.id.GetClassId() &&
+                (other.column.id == figure.column.id || other.column.place == figure.column.place))
+                return false;
+            if (figure.port.title && other.port.title && other.port.place == figure.port.place) return false;
+        }
+    }
+    return true;
+}
+static_assert(IsTableConsistent());
+
 }  // namespace orv::iptv::figures
