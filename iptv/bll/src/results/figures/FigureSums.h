@@ -40,7 +40,7 @@ constexpr Merge StorageOf(Merge merge) {
 }
 
 /// How many figures of a class the same array of sums holds, among the first ones of the table.
-consteval std::size_t CountFigures(common::ClassId class_id, Merge merge, std::size_t first = kNumFigures) {
+constexpr std::size_t CountFigures(common::ClassId class_id, Merge merge, std::size_t first = kNumFigures) {
     std::size_t count = 0;
     for (std::size_t i = 0; i < first; ++i)
         count += kFigures[i].GetClass() == class_id && StorageOf(kFigures[i].merge) == StorageOf(merge);
@@ -54,7 +54,7 @@ inline constexpr std::size_t kSlot = CountFigures(kFigures[number].GetClass(), k
 
 /// How a figure is taken from an input; nullptr when it is taken from another one.
 template <std::size_t number, class Input>
-consteval auto FindTake() {
+constexpr auto FindTake() {
     constexpr const Take& take = kFigures[number].take;
     constexpr auto function = std::get<take.index()>(take);
     if constexpr (std::is_invocable_v<decltype(function), const Input&>) {
@@ -66,7 +66,7 @@ consteval auto FindTake() {
 
 /// What the row of an event says of a figure by the event alone; nullptr when that is nothing.
 template <std::size_t number, class AnyEvent>
-consteval auto FindRowValue() {
+constexpr auto FindRowValue() {
     constexpr const RowValue& value = kFigures[number].column.value;
     constexpr auto function = std::get<value.index()>(value);
     if constexpr (std::is_invocable_v<decltype(function), const AnyEvent&>) {

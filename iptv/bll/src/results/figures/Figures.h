@@ -432,7 +432,7 @@ using table::kFigures;
 inline constexpr std::size_t kNumFigures = std::size(kFigures);
 
 /// The number of the figure with a property.
-consteval std::size_t FindFigure(PropId property) {
+constexpr std::size_t FindFigure(PropId property) {
     for (std::size_t i = 0; i < kNumFigures; ++i) {
         if (kFigures[i].properties[0] == property) return i;
     }
@@ -440,7 +440,7 @@ consteval std::size_t FindFigure(PropId property) {
 }
 
 /// Two rows must not write one property or stand at one place, and a rate follows the total that it is of.
-consteval bool IsTableConsistent() {
+constexpr bool IsTableConsistent() {
     for (std::size_t i = 0; i < kNumFigures; ++i) {
         const Figure& figure = kFigures[i];
         if (FindFigure(figure.properties[0]) != i) return false;
