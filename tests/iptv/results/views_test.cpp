@@ -1,4 +1,5 @@
 // The tree of views that a test leaves in its database: every query runs on the file as it stands.
+#include <algorithm>
 #include <fstream>
 #include <map>
 
@@ -58,17 +59,47 @@ std::vector<std::string> GetColumns(const std::string& sql) {
     return columns;
 }
 
-/// What every view selects by kind of test, as written down in view_columns.txt.
+/// Whether a kind of test has what view_columns.txt says of a column: "S-bit", "in Channel Result, ...".
+bool Fits(const std::string& kind, const std::string& view, const std::string& condition) {
+    if (condition.starts_with("in ")) return condition.find(view) != std::string::npos;
+    if (condition == "unicast") return kind != "multicast";
+    if (condition == "S-bit") return kind.ends_with("S-bit");
+    if (condition == "no S-bit") return kind != "multicast" && !kind.ends_with("S-bit");
+    return kind.starts_with(condition);
+}
+
+std::vector<std::string> Split(const std::string& text, const std::string& separator) {
+    std::vector<std::string> parts;
+    for (std::size_t begin = 0; begin <= text.size();) {
+        const std::size_t end = std::min(text.find(separator, begin), text.size());
+        parts.push_back(text.substr(begin, end - begin));
+        begin = end + separator.size();
+    }
+    return parts;
+}
+
+/// What every view selects by kind of test ("unicast: Port Config"), as written down in view_columns.txt: a
+/// line for views that share their columns, and one for each column with the conditions under which it is
+/// shown.
 const std::map<std::string, std::vector<std::string>>& Columns() {
     static const auto columns = [] {
         std::map<std::string, std::vector<std::string>> all;
         std::ifstream file(VIEW_COLUMNS);
-        std::string view;
+        std::vector<std::string> views;
         for (std::string line; std::getline(file, line);) {
-            if (line.starts_with("  ")) {
-                all[view].push_back(line.substr(2));
-            } else {
-                view = line;
+            const bool is_column = line.starts_with("  ");
+            const std::vector<std::string> parts = Split(line, is_column ? " | " : ", ");
+            if (!is_column) {
+                views = parts;
+                continue;
+            }
+            for (const std::string& view : views) {
+                for (const char* kind :
+                     {"multicast", "unicast", "unicast S-bit", "retransmission", "retransmission S-bit"}) {
+                    const auto fits = [&](const std::string& text) { return Fits(kind, view, text); };
+                    if (std::all_of(parts.begin() + 1, parts.end(), fits))
+                        all[std::string(kind) + ": " + view].push_back(parts[0].substr(2));
+                }
             }
         }
         return all;

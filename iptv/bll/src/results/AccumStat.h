@@ -33,14 +33,4 @@ struct CAccumStatDouble {
     bool operator==(const CAccumStatDouble&) const = default;
 };
 
-/// A statistic of one batch of events, and of the whole test.
-struct BatchAndRunning {
-    CAccumStatDouble batch;
-    CAccumStatDouble running;
-
-    void AccumBatch() {
-        if (batch.count != 0) running.accum(batch);
-    }
-};
-
 }  // namespace orv::iptv

@@ -82,13 +82,13 @@ bool BlockBinning::Prepare(std::uint32_t handle) {
 bool BlockBinning::Prepare(CIptvStbBlockConfig& block) {
     block_ = &block;
     row_writer_.reset();
-    auto* stbBlockResult = GetResultNode<CIptvStbBlockResults>(block);
+    auto* stbBlockResult = FindOrMakeResult<CIptvStbBlockResults>(block);
     ORV_ASSERT(stbBlockResult != NULL, "Failed to retrieve IptvStbBlockResults");
     block_results_ = stbBlockResult;
     const bool has_profile = FindProfile(block);
     NoteProtocol(block);
     if (!FindPort(block) || !has_profile) return false;
-    auto* viewProfileResult = GetResultNode<CIptvViewingProfileResults>(*profile_);
+    auto* viewProfileResult = FindOrMakeResult<CIptvViewingProfileResults>(*profile_);
     ORV_ASSERT(viewProfileResult != NULL, "Failed to retrieve IptvViewingProfileResults");
     profile_results_ = viewProfileResult;
     FindRanges(block);
@@ -133,7 +133,7 @@ bool BlockBinning::FindPort(const CIptvStbBlockConfig& block) {
         LogObjectError(device ? "Port" : "EmulatedDevice", device ? "EmulatedDevice" : "IptvStbBlockConfig");
         return false;
     }
-    auto* portResult = GetResultNode<CIptvPortResults>(*port);
+    auto* portResult = FindOrMakeResult<CIptvPortResults>(*port);
     ORV_ASSERT(portResult != NULL, "Failed to retrieve IptvPortResults");
     port_results_ = portResult;
     return true;
@@ -151,7 +151,7 @@ void BlockBinning::FindRanges(const CIptvStbBlockConfig& block) {
             continue;
         }
         if (!range->GetActive() || range->IsDeleted()) continue;
-        auto* chanResult = GetResultNode<CIptvChannelResults>(*range);
+        auto* chanResult = FindOrMakeResult<CIptvChannelResults>(*range);
         ORV_ASSERT(chanResult != NULL, "Failed to retrieve IptvChannelResults");
         if (const auto* channel_block = range->GetChannelBlockForViewChan(channel_blocks_)) {
             chanResult->SetT<std::string>(ids::IptvChannelResults::ChannelName,
@@ -165,7 +165,7 @@ void BlockBinning::FindRanges(const CIptvStbBlockConfig& block) {
     channels_.Build();
 }
 
-const EventRowWriter& BlockBinning::GetRowWriter() {
+const EventRowWriter& BlockBinning::FindOrMakeRowWriter() {
     if (!row_writer_) row_writer_.emplace(*block_);
     return *row_writer_;
 }
@@ -178,8 +178,8 @@ void BlockBinning::BinView(const stbox_event_s& ev) {
     }
     CIptvEventResults* row = nullptr;
     if (makes_rows_) {
-        const EventRowWriter& writer = GetRowWriter();
-        auto* eventResult = GetResultNode<CIptvEventResults>(*block_, false, false);
+        const EventRowWriter& writer = FindOrMakeRowWriter();
+        auto* eventResult = FindOrMakeResult<CIptvEventResults>(*block_, false, false);
         ORV_ASSERT(eventResult != NULL, "Failed to create IptvEventResults");
         manager_.AddUnsavedRow(*eventResult);
         writer.CopyResultFromILEventToBLLClass(ev, *eventResult);
@@ -197,8 +197,8 @@ void BlockBinning::BinRetransmission(const stbox_event_rrr_s& ev) {
     }
     CIptvRrrEventResults* row = nullptr;
     if (makes_rows_) {
-        const EventRowWriter& writer = GetRowWriter();
-        auto* rrrResult = GetResultNode<CIptvRrrEventResults>(*block_, false, false);
+        const EventRowWriter& writer = FindOrMakeRowWriter();
+        auto* rrrResult = FindOrMakeResult<CIptvRrrEventResults>(*block_, false, false);
         ORV_ASSERT(rrrResult != NULL, "Failed to create IptvRrrEventResults");
         manager_.AddUnsavedRow(*rrrResult);
         writer.CopyRrrResultFromILEventToBLLClass(ev, *rrrResult);

@@ -53,7 +53,7 @@ class BlockBinning {
     void BinBatch(std::span<const stbox_event_s> views, std::span<const stbox_event_rrr_s> retransmissions);
     void BinView(const stbox_event_s& ev);
     void BinRetransmission(const stbox_event_rrr_s& ev);
-    const EventRowWriter& GetRowWriter();
+    const EventRowWriter& FindOrMakeRowWriter();
     void RollUp();
 
     CIptvResultsManager& manager_;

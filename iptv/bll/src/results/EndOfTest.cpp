@@ -158,14 +158,14 @@ void CIptvResultsManager::StopTestHandler(std::uint16_t, Message* message, void*
     }
 }
 
-CIptvTestResults& CIptvResultsManager::GetTestResults() {
+CIptvTestResults& CIptvResultsManager::FindOrMakeTestResults() {
     auto* testResult =
         dynamic_cast<CIptvTestResults*>(framework::CHandleRegistry::Instance().Find(run_.test_results));
     // One that a user has cleared meanwhile is as good as gone: it would not be stored.
     if (!testResult || testResult->IsDeleted()) {
         testResult = nullptr;
         auto* project = core::CProject::GetCurrentActiveInstance();
-        if (project) testResult = GetResultNode<CIptvTestResults>(*project, false, true);
+        if (project) testResult = FindOrMakeResult<CIptvTestResults>(*project, false, true);
         if (testResult) testResult->SetTestParams(run_.test_name);
     }
     ORV_ASSERT(testResult != NULL, "Failed to retrieve IptvTestResults");
@@ -177,7 +177,7 @@ void CIptvResultsManager::FinalProcessing() {
     final_done_ = true;  // whatever arrives from now on, a test ends once
     const double fail_percent =
         net_channel_changes_ == 0 ? 100.0 : failed_joins_ * 100.0 / net_channel_changes_;
-    CIptvTestResults& results = GetTestResults();
+    CIptvTestResults& results = FindOrMakeTestResults();
     results.Set(ids::IptvTestResults::TestResult, fail_percent <= run_.join_fail_threshold
                                                       ? ids::TestOutcome::PASSED
                                                       : ids::TestOutcome::FAILED);

@@ -11,6 +11,7 @@
 #include "results/IlTimestamp.h"
 #include "results/IptvEventResults.h"
 #include "results/IptvRrrEventResults.h"
+#include "results/figures/FigureSums.h"
 
 namespace orv::iptv {
 
@@ -38,15 +39,6 @@ void SetTime(CIptvBaseEventResults& row, PropId column, std::int64_t ts) {
 
 void SetDuration(CIptvEventResults& row, PropId column, std::int64_t last, std::int64_t first) {
     row.Set(column, static_cast<double>(TimestampsDifference(last, first)) / 100000.0);
-}
-
-bool HasUnderflow(const iptvcd_1_bll::stbox_event_s& ev) {
-    for (const std::uint64_t counter :
-         {ev.total_mcast_packets, ev.lost_mcast_packets, ev.reordered_mcast_packets,
-          ev.duplicate_mcast_packets, ev.late_mcast_packets, ev.mcast_prbs_errors}) {
-        if (counter == UINT64_MAX) return true;
-    }
-    return false;
 }
 
 }  // namespace
@@ -109,32 +101,8 @@ void EventRowWriter::CopyResultFromILEventToBLLClass(const iptvcd_1_bll::stbox_e
     SetTime(row, FirstUnicastNosbPktTs, ev.first_unicast_nosb_pkt_ts);
     SetTime(row, LastUnicastSbitPktTs, ev.last_unicast_sbit_pkt_ts);
     SetTime(row, FirstUnicastSbitPktTs, ev.first_unicast_sbit_pkt_ts);
-    row.Set(TotalUnicastPktsNosb, ev.total_unicast_nosb_packets);
-    row.Set(TotalUnicastPktsSbit, ev.total_unicast_sbit_packets);
-    const bool underflow = HasUnderflow(ev);
-    const bool clean = HasNoErrors(ev) && !underflow;
-    row.Set(UnicastMulticastPktOverlapCount, clean ? ev.uni_multi_overlap_count : std::uint64_t{0});
-    row.Set(UnicastMulticastPktGapCount, clean ? ev.uni_multi_gap_count : std::uint64_t{0});
-    row.Set(UnderflowEvent, underflow);
-    row.Set(TotalPkts, CountOrZero(ev.total_mcast_packets));
-    row.Set(DroppedFrameCount, CountOrZero(ev.lost_mcast_packets));
-    row.Set(ReorderedFrameCount, CountOrZero(ev.reordered_mcast_packets));
-    row.Set(DuplicateFrameCount, CountOrZero(ev.duplicate_mcast_packets));
-    row.Set(LateFrameCount, CountOrZero(ev.late_mcast_packets));
-    row.Set(PrbsErrorCount, CountOrZero(ev.mcast_prbs_errors));
-    row.Set(DroppedUnicastFrameCount, ev.lost_unicast_packets);
-    row.Set(ReorderedUnicastFrameCount, ev.reordered_unicast_packets);
-    row.Set(DuplicateUnicastFrameCount, ev.duplicate_unicast_packets);
-    row.Set(LateUnicastFrameCount, ev.late_unicast_packets);
-    row.Set(UnicastPrbsErrorCount, ev.unicast_prbs_errors);
-    row.Set(JoinLatencyFlag, ev.mcast_join_latency_flag);
-    row.Set(LeaveLatencyFlag, ev.mcast_leave_latency_flag);
-    row.Set(UnicastJoinLatencyFlag, ev.unicast_join_latency_flag);
-    row.Set(UnicastLeaveLatencyFlag, ev.unicast_leave_latency_flag);
-    row.Set(ExtensionHeaderError, std::uint64_t{ev.ext_hdr_error});
-    row.Set(SbitFailure, std::uint64_t{ev.sbit_failure});
-    row.Set(InvalidFirstPktTs, ev.first_pkt_ts_valid);
-    row.Set(InvalidLastPktTs, ev.last_pkt_ts_valid);
+    row.Set(UnderflowEvent, figures::HasUnderflow(ev));
+    figures::SetColumns(ev, row);
 }
 
 void EventRowWriter::CopyRrrResultFromILEventToBLLClass(const iptvcd_1_bll::stbox_event_rrr_s& ev,
@@ -144,8 +112,7 @@ void EventRowWriter::CopyRrrResultFromILEventToBLLClass(const iptvcd_1_bll::stbo
     row.Set(NackRtpSeqNum, std::uint32_t{ev.nack_rtp_seq_number});
     SetTime(row, RtpNackTs, ev.nack_pkt_tx_ts);
     SetTime(row, LastRetransmissionRtpPktTs, ev.last_retrans_rtp_pkt_rx_ts);
-    row.Set(FlaggedRetransmissionCount, std::uint64_t{ev.flagged_retrans});
-    row.Set(FailedRetransmissionCount, std::uint64_t{ev.retrans_fail});
+    figures::SetColumns(ev, row);
 }
 
 void SaveSourceIp(CIptvBaseEventResults& row, std::uint32_t settopIndex, const core::CIpv4If& interface) {

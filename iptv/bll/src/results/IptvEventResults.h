@@ -42,17 +42,4 @@ class CIptvEventResults : public ModelClass<ids::IptvEventResults::CLASS.GetValu
     }
 };
 
-/// A counter of which a port could not make sense is all ones; it counts as 0.
-constexpr std::uint64_t CountOrZero(std::uint64_t counter) {
-    return counter == UINT64_MAX ? 0 : counter;
-}
-
-/// None of the view's packets was lost, reordered, duplicated, late or broken.
-inline bool HasNoErrors(const stbox_event_s& ev) {
-    return (ev.lost_mcast_packets | ev.reordered_mcast_packets | ev.duplicate_mcast_packets |
-            ev.late_mcast_packets | ev.mcast_prbs_errors | ev.lost_unicast_packets |
-            ev.reordered_unicast_packets | ev.duplicate_unicast_packets | ev.late_unicast_packets |
-            ev.unicast_prbs_errors) == 0;
-}
-
 }  // namespace orv::iptv

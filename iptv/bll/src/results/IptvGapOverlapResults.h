@@ -17,21 +17,16 @@ class CIptvGapOverlapResults
     /// Merges the batch into the test's values.
     void AccumGapOverlapResults();
     /// Takes another object's batch as part of this one's, and merges it.
-    void SetAndAccumGapOverlapResults(const CAccumStatDouble& gap, const CAccumStatDouble& overlap,
-                                      const CAccumStatDouble& change);
+    void SetAndAccumGapOverlapResults(const GapOverlapSums& sums);
     void CopyGapOverlapResultsToDataModel();
     /// Empties the batch of the three statistics.
     void ClearGapOverlapBatch();
     void CompleteResetGapOverlapResults();
 
-    const CAccumStatDouble& GetGapBatch() const { return gap_.batch; }
-    const CAccumStatDouble& GetOverlapBatch() const { return overlap_.batch; }
-    const CAccumStatDouble& GetChangeBatch() const { return change_.batch; }
+    const GapOverlapSums& GetGapOverlapBatch() const { return gap_overlap_.GetBatch(); }
 
   private:
-    BatchAndRunning gap_;      ///< ms
-    BatchAndRunning overlap_;  ///< ms
-    BatchAndRunning change_;   ///< ms
+    FigureStore<ids::IptvGapOverlapResults::CLASS.GetValue()> gap_overlap_;
 };
 
 }  // namespace orv::iptv

@@ -3,32 +3,53 @@
 #include "InitAttributeBuilder.h"
 #include "orv/framework/static_registration.h"
 #include "orv/ids/iptv_ids.h"
-#include "results/ResultProperties.h"
 
 namespace orv::iptv {
 
-namespace Id = ids::IptvPortResults;
+using figures::Figure;
+using figures::kFigures;
+using figures::Merge;
 
-void CIptvPortResults::AccumResultToDataModel(std::uint64_t lost, std::uint64_t reordered,
-                                              std::uint64_t duplicate, std::uint64_t prbs, std::uint64_t late,
-                                              double packets, double seconds) {
-    AddTo(*this, Id::DroppedFrameCount, lost);
-    AddTo(*this, Id::ReorderedFrameCount, reordered);
-    AddTo(*this, Id::DuplicateFrameCount, duplicate);
-    AddTo(*this, Id::PrbsErrorCount, prbs);
-    AddTo(*this, Id::LateFrameCount, late);
-    AddTo(*this, Id::TotalPkts, packets);
-    seconds_ += seconds;
-    Set(Id::TotalPktRate, GetRate(GetDouble(Id::TotalPkts), seconds_));
+namespace {
+
+/// Calls `use` with the number of each figure that ports have.
+template <class Use>
+void ForEachPortFigure(Use use) {
+    figures::ForEachFigureOf<ids::IptvJoinLeaveResults::CLASS.GetValue()>([&use](auto number) {
+        if constexpr (kFigures[number].port.id != framework::PropId()) use(number);
+    });
+}
+
+}  // namespace
+
+void CIptvPortResults::AccumResultToDataModel(const JoinLeaveSums& sums) {
+    ForEachPortFigure([&](auto number) {
+        constexpr const Figure& figure = kFigures[number];
+        constexpr std::size_t slot = figures::kSlot<number>;
+        constexpr framework::PropId property = figure.port.id;
+        if constexpr (figure.merge == Merge::kCounter) {
+            AddTo(*this, property, sums.counters[slot]);
+        } else if constexpr (figure.merge == Merge::kTotal) {
+            AddTo(*this, property, sums.totals[slot]);
+        } else {
+            static_assert(figure.merge == Merge::kRate, "ports have counters, totals and rates");
+            constexpr framework::PropId total = kFigures[figures::FindFigure(figure.rate_of)].port.id;
+            seconds_[slot] += sums.totals[slot];
+            Set(property, GetRate(GetDouble(total), seconds_[slot]));
+        }
+    });
 }
 
 void CIptvPortResults::ResetResults() {
-    for (const framework::PropId count : {Id::DroppedFrameCount, Id::ReorderedFrameCount,
-                                          Id::DuplicateFrameCount, Id::PrbsErrorCount, Id::LateFrameCount})
-        Set(count, std::uint64_t{0});
-    Set(Id::TotalPkts, 0.0);
-    Set(Id::TotalPktRate, 0.0);
-    seconds_ = 0.0;
+    ForEachPortFigure([this](auto number) {
+        constexpr const Figure& figure = kFigures[number];
+        if constexpr (figure.merge == Merge::kCounter) {
+            Set(figure.port.id, std::uint64_t{0});
+        } else {
+            Set(figure.port.id, 0.0);
+        }
+    });
+    seconds_ = {};
 }
 
 namespace {

@@ -3,6 +3,7 @@
 
 #include "ModelClass.h"
 #include "orv/core/result.h"
+#include "results/figures/FigureSums.h"
 
 namespace orv::iptv {
 
@@ -10,13 +11,12 @@ using common::ClassId;
 
 class CIptvPortResults : public ModelClass<ids::IptvPortResults::CLASS.GetValue(), core::CResult> {
   public:
-    /// Adds what a batch brought: packets of each kind, and the time in which they came, s.
-    void AccumResultToDataModel(std::uint64_t lost, std::uint64_t reordered, std::uint64_t duplicate,
-                                std::uint64_t prbs, std::uint64_t late, double packets, double seconds);
+    /// Adds what a batch of a block brought.
+    void AccumResultToDataModel(const JoinLeaveSums& sums);
     void ResetResults();
 
   private:
-    double seconds_ = 0.0;
+    decltype(JoinLeaveSums::totals) seconds_{};  ///< of rates
 };
 
 }  // namespace orv::iptv

@@ -10,6 +10,7 @@
 #include "orv/tm/message.h"
 #include "results/BlockBinning.h"
 #include "results/ManagerLock.h"
+#include "results/figures/FigureSums.h"
 
 namespace orv::iptv {
 
@@ -98,8 +99,15 @@ bool CIptvResultsManager::CmpChannelNBlock(std::uint32_t channel, const CIptvVie
 }
 
 void CIptvResultsManager::AddToVerdict(const JoinLeaveSums& sums) {
-    net_channel_changes_ += sums.channel_views - sums.duplicate_joins - sums.duplicate_unicast_joins;
-    failed_joins_ += sums.join_fails + sums.unicast_join_fails;
+    figures::ForEachFigureOf<ids::IptvJoinLeaveResults::CLASS.GetValue()>([&](auto number) {
+        constexpr const figures::VerdictShare& share = figures::kFigures[number].verdict;
+        if constexpr (share.channel_changes != 0 || share.failed_joins != 0) {
+            static_assert(figures::kFigures[number].merge == figures::Merge::kCount);
+            const double count = sums.counts[figures::kSlot<number>];
+            net_channel_changes_ += share.channel_changes * count;
+            failed_joins_ += share.failed_joins * count;
+        }
+    });
 }
 
 std::size_t CIptvResultsManager::GetRowLimit() const {

@@ -12,9 +12,9 @@
 #include "msgset/iptvcd_1.h"
 #include "orv/core/result.h"
 #include "orv/framework/rpc_manager.h"
-#include "results/JoinLeaveSums.h"
 #include "results/PreviousViews.h"
 #include "results/TestKind.h"
+#include "results/figures/FigureSumsFwd.h"
 
 namespace orv::iptv {
 
@@ -152,7 +152,7 @@ class CIptvResultsManager : public core::CResult {
     void DropRegistrations();
     static void DropRegistration(const deregHandles& registration);
     static void Deregister(const deregHandles& registration);
-    CIptvTestResults& GetTestResults();
+    CIptvTestResults& FindOrMakeTestResults();
     void DestroyRows();
 
     static CIptvResultsManager* m_resultManager;

@@ -12,15 +12,9 @@ void CIptvStbBlockResults::BinStbBlockEvents(const JoinLeaveSums& sums, CIptvVie
     AccumEvents();
     CopyGapOverlapResultsToDataModel();
     CopyTotalResultsToDataModel();
-    profile.SetAndAccumGapOverlapResults(GetGapBatch(), GetOverlapBatch(), GetChangeBatch());
+    profile.SetAndAccumGapOverlapResults(GetGapOverlapBatch());
     profile.CopyGapOverlapResultsToDataModel();
-    const auto both = [&sums](JoinLeaveCounter multicast, JoinLeaveCounter unicast) {
-        return sums.counters[multicast] + sums.counters[unicast];
-    };
-    port.AccumResultToDataModel(both(kLost, kLostUnicast), both(kReordered, kReorderedUnicast),
-                                both(kDuplicate, kDuplicateUnicast), both(kPrbsErrors, kPrbsErrorsUnicast),
-                                both(kLate, kLateUnicast), sums.packets[kAllTraffic],
-                                sums.seconds[kAllTraffic]);
+    port.AccumResultToDataModel(sums);
     ClearGapOverlapBatch();
     profile.ClearGapOverlapBatch();
     ResetTotalResultsClassVar();

@@ -17,7 +17,7 @@ struct SetTopTimeStampsForMap {
 class PreviousViews {
   public:
     /// Zeros for a set-top box that is seen for the first time.
-    SetTopTimeStampsForMap& Get(std::uint32_t settop) {
+    SetTopTimeStampsForMap& FindOrAdd(std::uint32_t settop) {
         if (settop < dense_.size()) return dense_[settop];
         return Insert(settop);
     }

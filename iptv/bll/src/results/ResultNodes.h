@@ -13,7 +13,8 @@ framework::CScriptable* GetResultTypeNode(const common::ClassId& id, framework::
 
 /// The same as the C++ class; null for another one.
 template <class Result>
-Result* GetResultNode(framework::CScriptable& parent, bool findExisting = true, bool addResultChild = true) {
+Result* FindOrMakeResult(framework::CScriptable& parent, bool findExisting = true,
+                         bool addResultChild = true) {
     return dynamic_cast<Result*>(
         GetResultTypeNode(Result::CLASS_ID(), &parent, findExisting, addResultChild));
 }

@@ -1,28 +1,20 @@
 // What the report views show.
 #pragma once
 
-#include <cstdint>
 #include <span>
 #include <string>
 
+#include "orv/common/ids.h"
 #include "results/TestKind.h"
+#include "results/views/When.h"
 
 namespace orv::iptv::views {
 
-/// For which tests a part of a list of columns is shown.
-enum class When {
-    kAll,
-    kMulticastOnly,   ///< zapping and verification
-    kUnicast,         ///< fast channel change and retransmission
-    kRetransmission,  ///< tests with retransmission
-    kSbit,            ///< unicast tests whose multicast join waits for the S-bit
-    kNoSbit           ///< the other unicast tests
-};
-
+/// Columns that are no figures.
 struct Piece {
     When when;
-    const char* columns;        ///< "Table.Column as 'title',..."; titles left out are the display names
-    std::uint8_t views = 0xff;  ///< which of the views that share the list have the columns, joined with |
+    const char* columns;  ///< "Table.Column as 'title',..."; titles left out are the display names
+    int place = 0;        ///< among those of the figures
 };
 
 struct View {
@@ -31,9 +23,11 @@ struct View {
     std::span<const Piece> pieces;
     const char* from;
     const char* where;
-    std::uint8_t bit = 0xff;  ///< the view among those that share the list
+    common::ClassId results = 0;        ///< whose figures the view shows; 0: none
+    const char* table_of_figures = "";  ///< written before their columns
+    In figures_as = In::kAllButIpv4StbResult;
 
-    /// The columns for a kind of test.
+    /// The columns for a kind of test, separated by commas.
     std::string GetSelect(const TestKind& kind) const;
 };
 

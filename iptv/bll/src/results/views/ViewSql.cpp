@@ -3,9 +3,11 @@
 #include <boost/algorithm/string/split.hpp>
 #include <boost/algorithm/string/trim.hpp>
 
+#include <algorithm>
 #include <vector>
 
 #include "orv/framework/meta_class_manager.h"
+#include "results/views/FigureColumns.h"
 #include "results/views/ResultTree.h"
 #include "results/views/ViewDefinitions.h"
 
@@ -62,28 +64,14 @@ std::string BuildSql(const std::string& select, const std::string& from, const s
 namespace views {
 
 std::string View::GetSelect(const TestKind& kind) const {
-    const auto holds = [&kind](When when) {
-        switch (when) {
-            case When::kAll:
-                return true;
-            case When::kMulticastOnly:
-                return !kind.HasUnicast();
-            case When::kUnicast:
-                return kind.HasUnicast();
-            case When::kRetransmission:
-                return kind.HasRetransmission();
-            case When::kSbit:
-                return kind.HasSbit();
-            case When::kNoSbit:
-                return kind.HasUnicast() && !kind.HasSbit();
-        }
-        return false;
-    };
-    std::string columns;
+    std::vector<PlacedColumn> columns = ListFigureColumns(*this, kind);
     for (const Piece& piece : pieces) {
-        if (holds(piece.when) && (piece.views & bit) != 0) columns += piece.columns;
+        if (Holds(piece.when, kind)) columns.push_back({piece.place, piece.columns});
     }
-    return columns;
+    std::ranges::stable_sort(columns, {}, &PlacedColumn::place);
+    std::string select;
+    for (const PlacedColumn& column : columns) select += column.text + ",";
+    return select;
 }
 
 }  // namespace views

@@ -1,0 +1,16 @@
+// The sums of figures by name: for those who only pass them on.
+#pragma once
+
+#include <cstdint>
+
+#include "orv/ids/iptv_ids.h"
+
+namespace orv::iptv {
+
+template <std::uint32_t class_id>
+struct FigureSums;
+
+using JoinLeaveSums = FigureSums<ids::IptvJoinLeaveResults::CLASS.GetValue()>;
+using GapOverlapSums = FigureSums<ids::IptvGapOverlapResults::CLASS.GetValue()>;
+
+}  // namespace orv::iptv
