@@ -137,8 +137,8 @@ TEST(StartTestValidation, TheTestTypeSaysWhatOtherValidatorsCheck) {
             SCOPED_TRACE(std::to_string(type) + " with leave trigger " + std::to_string(leave));
             S scene;
             const bool uses_server = type >= TestType::FAST_CHANNEL_CHANGE;
-            CIptvStbBlockConfig::m_bFccCheck = !uses_server;
-            iptv::CIptvViewingProfileConfig::m_bTriggerDelayCheck = !(uses_server && leave == 0);
+            iptv::RunningTest::SetRules(
+                {.fcc_check = !uses_server, .trigger_delay_check = !(uses_server && leave == 0)});
             scene.Choose(type, type == TestType::RELIABLE_RETRANSMISSION ? kRealWorld : kTesting, 0, leave);
             framework::CBaseValidationContext context;
             EXPECT_TRUE(scene.command.Validate(context));

@@ -12,7 +12,7 @@
 #include "orv/ids/framework_ids.h"
 #include "orv/ids/iptv_ids.h"
 #include "orv/ids/l2l3_ids.h"
-#include "results/IptvResultsManager.h"
+#include "running/RunningTest.h"
 
 namespace orv::iptv {
 
@@ -104,12 +104,12 @@ void ConfigChanges::AddDevice(const core::CEmulatedDevice& device) {
 ConfigLook ConfigLook::Now() {
     ConfigLook look;
     look.moment_ = framework::CChangeLog::Instance().GetNow();
-    look.fcc_check_ = CIptvStbBlockConfig::m_bFccCheck;
+    look.fcc_check_ = RunningTest::GetRules().fcc_check;
     return look;
 }
 
 bool ConfigLook::HasSameRules() const {
-    return fcc_check_ == CIptvStbBlockConfig::m_bFccCheck;
+    return fcc_check_ == RunningTest::GetRules().fcc_check;
 }
 
 ConfigChanges ConfigLook::GetChanges() const {
@@ -117,7 +117,7 @@ ConfigChanges ConfigLook::GetChanges() const {
 }
 
 ConfigChanges RepeatedCheck::GetChanges() const {
-    return CIptvResultsManager::IsTestRunning() ? ConfigChanges::Everything() : clean_.GetChanges();
+    return RunningTest::IsRunning() ? ConfigChanges::Everything() : clean_.GetChanges();
 }
 
 }  // namespace orv::iptv

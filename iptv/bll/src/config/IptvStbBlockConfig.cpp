@@ -39,8 +39,8 @@ void RegisterInterfaceUserFinder() {
 
 }  // namespace
 
-StbPortMap CIptvStbBlockConfig::m_startTestStbMap;
-bool CIptvStbBlockConfig::m_bFccCheck = false;
+const StbPortMap& CIptvStbBlockConfig::m_startTestStbMap = RunningTest::GetParticipants();
+const bool& CIptvStbBlockConfig::m_bFccCheck = RunningTest::GetRules().fcc_check;
 bool CIptvStbBlockConfig::m_ifFinderRegistered = false;
 
 CIptvStbBlockConfig::CIptvStbBlockConfig() = default;

@@ -2,13 +2,13 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
 #include <vector>
 
 #include "ModelClass.h"
 #include "config/StbBlockValues.h"
 #include "orv/common/indexed_object.h"
 #include "orv/framework/scriptable.h"
+#include "running/RunningTest.h"
 
 namespace orv::core {
 class CNetworkInterface;
@@ -22,9 +22,6 @@ namespace orv::iptv {
 using common::ClassId;
 using common::RelationType;
 using framework::CScriptable;
-
-/// Handles of STB blocks, in order, by the handle of their port.
-using StbPortMap = std::map<std::uint32_t, std::vector<std::uint32_t>>;
 
 /// Turns the hosts of its parent, an emulated device, into set-top boxes. Registered under the port that the
 /// device is on, with an index that is unique among the blocks of the port; it follows its device from port
@@ -75,10 +72,11 @@ class CIptvStbBlockConfig : public ModelClass<ids::IptvStbBlockConfig::CLASS.Get
     /// No processor serves more set-top boxes than it can.
     static void CheckCcpuDeviceLimit(framework::ValidationContext& context);
 
-    /// The blocks that take part in the running test.
-    static StbPortMap m_startTestStbMap;
-    /// True when the test that was validated last is for fast channel change or retransmission.
-    static bool m_bFccCheck;
+    /// The blocks that take part in the running test. Set by RunningTest only.
+    static const StbPortMap& m_startTestStbMap;
+    /// True when the test that was validated last is for fast channel change or retransmission. Set by
+    /// RunningTest only.
+    static const bool& m_bFccCheck;
     /// The host has been told how to find the interfaces that blocks use.
     static bool m_ifFinderRegistered;
 

@@ -17,7 +17,7 @@
 #include "orv/framework/validation.h"
 #include "orv/ids/iptv_ids.h"
 #include "orv/igmpmld/multicast_host_config.h"
-#include "results/IptvResultsManager.h"
+#include "running/RunningTest.h"
 
 namespace orv::iptv {
 
@@ -200,7 +200,7 @@ void CIptvStbBlockConfig::OnValidateStbBlock(ValidationContext& context) {
         std::vector<std::uint32_t> ports;
         FindObjectHandles(ports);
         if (ports.empty()) return;
-        const bool running = CIptvResultsManager::IsTestRunning();
+        const bool running = RunningTest::IsRunning();
         if (running) CheckMissingBlocks(context);
         for (const std::uint32_t port : ports) {
             if (changes.Concern(port)) CheckPort(context, port, running);

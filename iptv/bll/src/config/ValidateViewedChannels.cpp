@@ -14,7 +14,7 @@
 #include "orv/framework/handle_registry.h"
 #include "orv/framework/validation.h"
 #include "orv/ids/iptv_ids.h"
-#include "results/IptvResultsManager.h"
+#include "running/RunningTest.h"
 
 namespace orv::iptv {
 
@@ -171,7 +171,7 @@ void CheckEverything(ValidationContext& context) {
     CScriptable& project = *context.GetCurrentObject();
     ScriptableVec ranges;
     project.GetObjects(ranges, CIptvViewedChannels::CLASS_ID(), common::kParentChild);
-    const bool running = CIptvResultsManager::IsTestRunning();
+    const bool running = RunningTest::IsRunning();
     for (CScriptable* object : ranges) {
         auto* range = dynamic_cast<CIptvViewedChannels*>(object);
         if (range && range->GetActive()) CheckRange(context, *range, running);

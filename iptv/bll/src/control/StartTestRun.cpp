@@ -150,7 +150,9 @@ void CIptvStartTestCommand::DoRun() {
     if (NeedsStreamMap(GetTypeOfTest(), GetTestEnv())) MakeMap(project);
     ResetResultClasses({project.GetHandle()});
     ListStbBlocks();
-    CreateStbMap(CIptvStbBlockConfig::m_startTestStbMap, m_stbBlocks, true);
+    StbPortMap participants = RunningTest::GetParticipants();
+    CreateStbMap(participants, m_stbBlocks, true);
+    RunningTest::SetParticipants(std::move(participants));
     SetBlockIndex();
     PrepareResultsManager();
     if (GetProgressCancelled()) return;

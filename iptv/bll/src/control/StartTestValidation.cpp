@@ -11,7 +11,7 @@
 #include "orv/framework/resources.h"
 #include "orv/ids/core_ids.h"
 #include "orv/ids/iptv_ids.h"
-#include "results/TestKind.h"
+#include "running/RunningTest.h"
 
 namespace orv::iptv {
 
@@ -36,11 +36,8 @@ void ReportBlock(CBaseValidationContext& context, std::uint32_t id, const CIptvS
 bool CIptvStartTestCommand::Validate(CBaseValidationContext& context) {
     if (!CheckTestType(context)) return false;
     const std::uint8_t type = GetTypeOfTest();
-    const bool uses_server = TestKind{type}.HasUnicast();
-    // The validators of the apply that follows go by these.
-    CIptvViewingProfileConfig::m_bTriggerDelayCheck =
-        uses_server && GetUnicastLeaveTrigger() == LeaveTrigger::UNICAST_JOIN_AND_DELAY;
-    CIptvStbBlockConfig::m_bFccCheck = uses_server;
+    // Validators and apply go by these from now on.
+    RunningTest::SetRules(TestRules::Of({type}, GetUnicastLeaveTrigger()));
 
     if (type == TestType::ZAPPING && !CheckChannelCounts(context)) return false;
     if (!CheckBlocks(context)) return false;

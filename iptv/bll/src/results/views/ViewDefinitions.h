@@ -5,7 +5,7 @@
 #include <span>
 #include <string>
 
-#include "results/TestKind.h"
+#include "running/TestKind.h"
 
 namespace orv::iptv::views {
 
