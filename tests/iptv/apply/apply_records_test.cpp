@@ -1,8 +1,8 @@
 // What the records of an apply's requests say.
 #include <functional>
 
-#include "apply/SourceLists.h"
 #include "apply_fixture.h"
+#include "config/AddressLists.h"
 #include "orv/core/ipv4_network_block.h"
 #include "orv/core/ipv6_if.h"
 #include "orv/core/ipv6_network_block.h"

@@ -225,12 +225,10 @@ TEST(StartTestValidation, BlocksAreFitForTheTest) {
 
 TEST(StartTestValidation, TheLinkLayersOfAllBlocksAreNoted) {
     const auto check = [](S& s, bool atm, bool ethernet, int encapsulation) {
-        s.inside.Link() = {true, true, 7};
         framework::CBaseValidationContext context;
         EXPECT_TRUE(s.command.Validate(context));
-        EXPECT_EQ(s.inside.Link().m_bAtmPort, atm);
-        EXPECT_EQ(s.inside.Link().m_bEthPort, ethernet);
-        EXPECT_EQ(s.inside.Link().m_atmEncapsulation, encapsulation);
+        const iptv::LinkLayers expected{atm, ethernet, static_cast<std::uint8_t>(encapsulation)};
+        EXPECT_EQ(s.command.GetLinkLayers(), expected);
     };
     S scene;
     const LogCapture log;

@@ -47,24 +47,24 @@ class CIptvStbBlockConfig : public ModelClass<ids::IptvStbBlockConfig::CLASS.Get
     /// COrvRunTimeError.
     void GetNewValues(StbBlockValues& values) const;
     /// The values as they were sent last.
-    const StbBlockValues& GetNewValuesForApply() const { return applied_values_; }
-    void SetAppliedValues(StbBlockValues values) { applied_values_ = std::move(values); }
-    /// Its port has no interface attached for it any more.
-    void ForgetInterface() { applied_values_.vif_handle = 0; }
+    const StbBlockValues& GetNewValuesForApply() const { return m_appliedValues; }
+    void SetAppliedValues(StbBlockValues values) { m_appliedValues = std::move(values); }
+    /// The interface that its port had attached for it is detached.
+    void ForgetInterface() { m_appliedValues.vif_handle = 0; }
     /// True when a value differs from what was sent last. `update`: the present values count as sent from now
     /// on.
     bool CheckIfAnyRelatedObjectsAreDirty(bool update);
 
-    /// Number, in the running test, of the block's first set-top box: how many there are in the blocks
-    /// before.
-    std::uint32_t GetBaseStbIndex() const { return base_stb_index_; }
-    void SetBaseStbIndex(std::uint32_t index) { base_stb_index_ = index; }
+    /// Index of the block's first set-top box in the running test: the number of set-top boxes in the blocks
+    /// before it.
+    std::uint32_t GetBaseStbIndex() const { return m_baseStbIndex; }
+    void SetBaseStbIndex(std::uint32_t index) { m_baseStbIndex = index; }
 
     bool OnInit() override;
     bool OnMarkDelete() override;
     void OnRelationModified(RelationType type, CScriptable& other, bool added) override;
 
-    /// Told of every relation change of the parent device.
+    /// Called on every relation change of the parent device.
     void RelChangeHandler(CScriptable& source, CScriptable& other, RelationType type, bool added);
 
     /// Every block has what it needs to run; a port carries blocks of one IP version.
@@ -86,9 +86,9 @@ class CIptvStbBlockConfig : public ModelClass<ids::IptvStbBlockConfig::CLASS.Get
     void FileUnderPort();
     void LeavePort();
 
-    std::uint32_t listening_to_ = 0;  ///< handle of the device whose relation changes it is told of
-    StbBlockValues applied_values_;
-    std::uint32_t base_stb_index_ = 0;
+    std::uint32_t m_listeningTo = 0;  ///< handle of the device whose relation changes it is told of
+    StbBlockValues m_appliedValues;
+    std::uint32_t m_baseStbIndex = 0;
 };
 
 }  // namespace orv::iptv

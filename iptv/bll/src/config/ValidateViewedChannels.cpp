@@ -117,7 +117,7 @@ void RangesOfBlock::CheckInitialChannel(const CIptvViewedChannels& range) {
         Report(range, " : Initial Channel Start (" + to_string(initial) +
                           ") should be less than or equal to ChannelRangeEnd (" + to_string(end) + ")");
     }
-    // Reported once: what this rule says has no second half.
+    // Reported once per range.
     if (initial_step > end - start) {
         Report(range, " : Initial Channel Step (" + to_string(initial_step) +
                           ") should be less than or equal to  Channel Range End-Channel Range Start (" +
