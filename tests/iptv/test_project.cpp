@@ -30,9 +30,8 @@ TestProject::TestProject(framework::ClockKind clock) : host_({clock}) {
 
 TestProject::~TestProject() {
     iptv::CIptvResultsManager::GetResultsManager()->SetTestRunning(false);
-    iptv::CIptvStbBlockConfig::m_startTestStbMap.clear();
-    iptv::CIptvStbBlockConfig::m_bFccCheck = false;
-    iptv::CIptvViewingProfileConfig::m_bTriggerDelayCheck = false;
+    iptv::RunningTest::SetParticipants({});
+    iptv::RunningTest::SetRules({});
 }
 
 CScriptable& TestProject::Root() {

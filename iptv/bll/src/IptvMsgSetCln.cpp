@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "FindByHandle.h"
 #include "IptvErrors.h"
 #include "IptvLog.h"
 #include "apply/ApplyStates.h"
@@ -83,7 +84,7 @@ CIptvMsgSetCln::~CIptvMsgSetCln() {
 }
 
 const core::CPort* CIptvMsgSetCln::GetPort() const {
-    return dynamic_cast<const core::CPort*>(CHandleRegistry::Instance().Find(m_portHandle));
+    return FindByHandle<core::CPort>(m_portHandle);
 }
 
 void CIptvMsgSetCln::PortOfflineHandler(CScriptable*, framework::PropId) {
@@ -104,8 +105,8 @@ void CIptvMsgSetCln::PortOfflineHandler(CScriptable*, framework::PropId) {
 }
 
 void CIptvMsgSetCln::ForgetEverything() {
-    // A port that comes back may have lost what it knew, so it is sent everything again; an answer that is
-    // still on its way is of no interest.
+    // A port that comes back may have lost its configuration, so it is sent everything again; a response that
+    // is still in flight is ignored.
     Abandon();
     m_knownBlocks.clear();
     m_sent = {};

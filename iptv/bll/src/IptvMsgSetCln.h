@@ -46,9 +46,9 @@ inline constexpr const char* kUpdateSettopBlock = "UpdateSettopBlock";
 /// Brings one port in line with the IPTV configuration: works out what has changed for the port, and sends it
 /// one request at a time, each after the response to the one before.
 ///
-/// What a port knows (profiles, ranges, blocks) is noted when the port has answered, so that an apply that
-/// failed half-way is made good by the next one. Clients are made by the first apply that needs them and
-/// released when their port is gone. Used by the apply task only.
+/// What a port knows (profiles, ranges, blocks) is noted when the port has answered, so that the next apply
+/// completes one that failed half-way. Clients are made by the first apply that needs them and released when
+/// their port is destroyed. Used by the apply task only.
 class CIptvMsgSetCln {
   public:
     class BaseState;
@@ -65,8 +65,8 @@ class CIptvMsgSetCln {
     static void ReleasePortClient(CIptvMsgSetCln* client);
     /// The client of a port's handle, or null.
     static CIptvMsgSetCln* FindPortClient(std::uint32_t port);
-    /// Applies the project: all ports advance together, by one message each and pass. Throws COrvRunTimeError
-    /// with the faults of all ports.
+    /// Applies the project to all ports in parallel: in each pass a port is sent one message. Throws
+    /// COrvRunTimeError with the faults of all ports.
     static void OnApplyProject(ApplyContext& ctx);
     /// All STB blocks of a port have the same number of VLAN tags, and all of them PPPoE or none.
     static void OnValidateIptvNetworkInterface(framework::ValidationContext& ctx);
@@ -83,11 +83,11 @@ class CIptvMsgSetCln {
 
     /// A null object is ignored.
     void AddToApplyMap(const std::string& key, CScriptable* object);
-    /// For an object that may be gone already.
+    /// For an object that may be destroyed already.
     void AddToApplyMap(const std::string& key, std::uint32_t handle) { m_applyMap[key].insert(handle); }
     /// Appends the objects under a key that still exist, by ascending handle.
     void GetFromApplyMap(const std::string& key, ScriptableVec& out) const;
-    /// Handles under a key, ascending, those of objects that are gone included.
+    /// Handles under a key, ascending, those of destroyed objects included.
     std::vector<std::uint32_t> GetHandlesFromApplyMap(const std::string& key) const;
     /// The objects under a key that are of a class.
     template <class T>
@@ -105,29 +105,29 @@ class CIptvMsgSetCln {
     /// Called with the answer to a request.
     void GenericResponseHandler(std::uint16_t sequence, Message* response, void* context);
 
-    /// Handles of the ports that carry STB blocks, know blocks that have left them, or were not brought in
-    /// line to the end; ascending.
+    /// Handles, ascending, of the ports that carry STB blocks, know blocks that have left them, or whose last
+    /// apply was not completed.
     static std::vector<std::uint32_t> FindPorts();
 
     /// Begins an apply of this port.
     void Begin(std::unique_ptr<BaseState> state);
     bool IsBusy() const { return m_state != nullptr; }
-    /// Ends the apply of this port before its time: what was not answered counts as not sent.
+    /// Aborts the apply of this port: requests without a response count as not sent.
     void Abandon();
-    /// At the end of an apply of all ports: when this one did not come to its end, the addresses of the
-    /// ranges that it was to be sent count as not sent, whatever other ports were sent after it.
+    /// At the end of an apply of all ports: if this port's was aborted, the addresses of the ranges that it
+    /// was to be sent count as not sent, whatever other ports were sent after it.
     void ForgetAddresses();
-    /// Takes what went wrong with sending, in the form of the RPC manager's errors.
+    /// Moves the errors of sending to `errors`, in the form of the RPC manager's errors.
     void TakeSendErrors(std::vector<framework::ErrorMsg>& errors);
 
     /// Adds the groups that the port's hosts subscribe to: their own, and those of the channels that the
     /// blocks watch.
     void GetSubscribedMulticastGroups(std::set<CScriptable*>& groups,
                                       const std::vector<std::uint32_t>& stbBlockHandles) const;
-    /// The port can no longer be counted on to know anything.
+    /// The port may have lost its configuration: it counts as knowing nothing.
     void ForgetEverything();
-    /// Notes that a range has been filled in with its addresses in this apply; when ports were given
-    /// different ones, because somebody moved the group meanwhile, the next apply sends it again.
+    /// Notes that this apply sends a range with its addresses. If the group was changed meanwhile, so that
+    /// ports were sent different addresses, the next apply sends the range again.
     static void NoteAddresses(CIptvViewedChannels& range, bool changed);
 
     /// Adds the groups that the port expects now.
@@ -140,9 +140,9 @@ class CIptvMsgSetCln {
 
     /// What the port knows of STB blocks, by block handle.
     std::map<std::uint32_t, KnownBlock>& KnownBlocks() { return m_knownBlocks; }
-    /// The values of blocks, by block handle, that are on their way to the port until it answers.
+    /// The values of blocks, by block handle, that are in flight to the port.
     std::map<std::uint32_t, StbBlockValues>& SentValues() { return m_sentValues; }
-    /// The interfaces, by block handle, whose attaching the port has not answered yet.
+    /// The interfaces, by block handle, whose attach request is in flight.
     std::map<std::uint32_t, std::uint32_t>& AttachedInterfaces() { return m_attachedInterfaces; }
 
     /// The project's viewing profiles and viewed-channel ranges, those removed since the last apply last.
@@ -161,11 +161,11 @@ class CIptvMsgSetCln {
     void Send(Message& message, bool await_response, bool& pending);
     std::string DescribeError(const std::string& prefix, const Message& message) const;
 
-    /// By port handle; owns the clients. Never destroyed: when the process ends, what a client needs for its
-    /// own end may be gone already.
+    /// By port handle; owns the clients. Never destroyed: at the end of the process, what a client's
+    /// destructor needs may be destroyed already.
     static std::map<std::uint32_t, CIptvMsgSetCln*>& m_portMap;
     static framework::PropId m_portOnlineProp;  ///< looked up by the first client
-    /// What was seen then has been sent to all ports, if the host has settled it since.
+    /// What this look saw has been sent to all ports, if the host has settled it since.
     static ConfigLook m_sent;
     /// Handles of the ranges whose addresses were filled in during this apply; true: differently.
     static std::map<std::uint32_t, bool> m_filledRanges;
@@ -174,7 +174,7 @@ class CIptvMsgSetCln {
     const std::uint32_t m_portHandle;
     ApplyContext* m_applyContext = nullptr;
     bool m_waitingResponse = false;
-    bool m_abandoned = false;            ///< the last apply of this port did not come to its end
+    bool m_abandoned = false;            ///< the last apply of this port was not completed
     std::unique_ptr<BaseState> m_state;  ///< null while idle
     framework::ResponseDelegate m_responseDelegate;
     std::set<std::uint32_t> m_expectedGroups;  ///< handles of groups that this client made the port expect

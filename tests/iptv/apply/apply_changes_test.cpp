@@ -73,7 +73,7 @@ void ApplyChangesTest::Edit() {
         [&] { Pick(blocks_).SetObjects({Draw(2) ? &fast : &slow}, relations::IptvProfile); },
         [&] { range.Set(ids::IptvViewedChannels::ChannelRangeStep, static_cast<std::uint32_t>(Draw(3))); },
         [&] { fast.Set(ids::IptvViewingProfileConfig::ZapDirection, static_cast<std::uint8_t>(Draw(2))); },
-        [&] { iptv::CIptvStbBlockConfig::m_bFccCheck = Draw(2); },
+        [&] { iptv::RunningTest::SetRules({.fcc_check = Draw(2) != 0}); },
         [&] {
             Pick(blocks_).Set(ids::IptvStbBlockConfig::UdpSourcePort, static_cast<std::uint16_t>(Draw(3)));
         },

@@ -1,8 +1,8 @@
 // What the records of an apply's requests say.
 #include <functional>
 
-#include "apply/SourceLists.h"
 #include "apply_fixture.h"
+#include "config/AddressLists.h"
 #include "orv/core/ipv4_network_block.h"
 #include "orv/core/ipv6_if.h"
 #include "orv/core/ipv6_network_block.h"
@@ -286,7 +286,7 @@ class SettopRecordsTest : public ApplyRecordsTest {
         block->Set(Stb::RrrServerPort, std::uint16_t{24});
     }
     void EnableFcc() {
-        iptv::CIptvStbBlockConfig::m_bFccCheck = true;
+        iptv::RunningTest::SetRules({.fcc_check = true});
         block->Set(Stb::FccServerAddrV4, "192.0.2.2");
         block->Set(Stb::FccServerAddrV6, "2001:db8::2");
         block->Set(Stb::FccServerPort, std::uint16_t{31});
@@ -327,7 +327,7 @@ TEST_F(SettopRecordsTest, Ipv4) {
          {"neither",
           [this] {
               block->Set(Stb::RtpNackEnable, false);
-              iptv::CIptvStbBlockConfig::m_bFccCheck = false;
+              iptv::RunningTest::SetRules({});
           },
           [](Settop& s) {
               s.rrr_stbConfig.clear();

@@ -204,7 +204,7 @@ TEST_F(ApplySequenceTest, NothingIsSentWhileATestRuns) {
     TakeJournal();
     auto* results = iptv::CIptvResultsManager::GetResultsManager();
     results->SetTestRunning(true);
-    CIptvStbBlockConfig::m_startTestStbMap[p1.GetHandle()] = {a.GetHandle(), c.GetHandle()};
+    iptv::RunningTest::SetParticipants({{p1.GetHandle(), {a.GetHandle(), c.GetHandle()}}});
     EditMinBufferLevel(a);
     EXPECT_EQ(ApplyWithoutValidation(), "");
     EXPECT_THAT(TakeJournal(), IsEmpty());

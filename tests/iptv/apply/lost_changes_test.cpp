@@ -142,11 +142,11 @@ TEST_F(LostChangesTest, WhatIsEditedWhileATestRunsIsSentAfterIt) {
 }
 
 TEST_F(LostChangesTest, ATestTypeThatIsPreparedMeanwhileCountsAsAChange) {
-    Meanwhile("UpdateProfile", [] { iptv::CIptvStbBlockConfig::m_bFccCheck = true; });
+    Meanwhile("UpdateProfile", [] { iptv::RunningTest::SetRules({.fcc_check = true}); });
     a.Set(ids::IptvStbBlockConfig::UdpSourcePort, std::uint16_t{7000});
     Begin();
     far1.answer = nullptr;
-    iptv::CIptvStbBlockConfig::m_bFccCheck = false;
+    iptv::RunningTest::SetRules({});
     EXPECT_THAT(Sent(), ElementsAre("P1 AttachInterfaces 1,2", "P2 AttachInterfaces 1",
                                     "P1 UpdateSettopBlock A,C", "P2 UpdateSettopBlock B"));
 }

@@ -1,8 +1,8 @@
 // The client of a port by itself: its tables, address lists, expected groups, and the rule for stacks.
 #include "IptvMsgSetCln.h"
 
-#include "apply/SourceLists.h"
 #include "apply_fixture.h"
+#include "config/AddressLists.h"
 #include "orv/core/ipv4_if.h"
 #include "orv/core/ipv4_network_block.h"
 #include "orv/core/ipv6_if.h"

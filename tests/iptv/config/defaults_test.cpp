@@ -25,8 +25,7 @@ TEST(Defaults, AProjectMadeOnlyOfDefaultsIsValid) {
         project.MakeStbBlock(device, project.MakeProfile(), {&range});
 
         // Also for the tests that look at more.
-        iptv::CIptvStbBlockConfig::m_bFccCheck = true;
-        iptv::CIptvViewingProfileConfig::m_bTriggerDelayCheck = true;
+        iptv::RunningTest::SetRules({.fcc_check = true, .trigger_delay_check = true});
         framework::ValidationContext context;
         framework::ValidatorRegistry::Instance().ValidateTree(root, context);
         EXPECT_FALSE(framework::ValidatorRegistry::Instance().GetValidators().empty());

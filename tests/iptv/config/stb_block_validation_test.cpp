@@ -36,7 +36,7 @@ void TakeProtocol(Scene& s) {
 
 /// The block is one of the running test's.
 void TakePart(Scene& s) {
-    CIptvStbBlockConfig::m_startTestStbMap = {{s.port.GetHandle(), {s.block.GetHandle()}}};
+    iptv::RunningTest::SetParticipants({{s.port.GetHandle(), {s.block.GetHandle()}}});
 }
 
 TEST(StbBlockValidation, ABlockHasWhatItNeeds) {
@@ -78,7 +78,7 @@ TEST(StbBlockValidation, UdpPortsAreInRangeWhereTheyAreUsed) {
     for (const auto& row : rows) {
         Check({{std::to_string(row.count) + " ports from " + std::to_string(row.port),
                 [&row](Scene& s) {
-                    CIptvStbBlockConfig::m_bFccCheck = row.used;
+                    iptv::RunningTest::SetRules({.fcc_check = row.used});
                     s.device.Set(ids::EmulatedDevice::DeviceCount, row.count);
                     s.block.Set(Id::UdpSourcePort, row.port);
                     s.block.Set(Id::UdpSourcePortStep, row.step);
@@ -88,7 +88,7 @@ TEST(StbBlockValidation, UdpPortsAreInRangeWhereTheyAreUsed) {
     Check({
         {"without protocol",
          [](Scene& s) {
-             CIptvStbBlockConfig::m_bFccCheck = true;
+             iptv::RunningTest::SetRules({.fcc_check = true});
              TakeProtocol(s);
              TakeProfile(s);
          },
@@ -135,16 +135,16 @@ TEST(StbBlockValidation, NothingChangesUnderATest) {
         {"off, not taking part", [&](Scene& s) { start_without(s), edit(s); }, {}},
         {"off, taking part on this port",
          [&](Scene& s) {
-             CIptvStbBlockConfig::m_startTestStbMap = {
-                 {s.port.GetHandle(), {s.range.GetHandle(), s.block.GetHandle()}}};
+             iptv::RunningTest::SetParticipants(
+                 {{s.port.GetHandle(), {s.range.GetHandle(), s.block.GetHandle()}}});
              start_without(s), edit(s);
          },
          {kChanged}},
         {"off, and started on another port",
          [&](Scene& s) {
-             CIptvStbBlockConfig::m_startTestStbMap = {
-                 {s.project.Root().GetHandle(), {s.block.GetHandle()}},  // lower than the port's
-                 {s.port.GetHandle(), {s.range.GetHandle()}}};
+             iptv::RunningTest::SetParticipants(
+                 {{s.project.Root().GetHandle(), {s.block.GetHandle()}},  // lower than the port's
+                  {s.port.GetHandle(), {s.range.GetHandle()}}});
              start_without(s), edit(s);
          },
          {kChanged}},

@@ -36,7 +36,7 @@ constexpr Stack Tagged(int vlans, bool pppoe = false) {
 /// A block of three set-top boxes with two ranges, and what it depends on.
 struct Scene {
     explicit Scene(Stack stack, bool fcc = true) : device(project.MakeDevice(&port, 3, stack)) {
-        CIptvStbBlockConfig::m_bFccCheck = fcc;
+        iptv::RunningTest::SetRules({.fcc_check = fcc});
     }
 
     core::CNetworkInterface& Layer(const char* name, int nth = 0) {

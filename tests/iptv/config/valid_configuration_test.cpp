@@ -39,8 +39,7 @@ struct RandomConfiguration {
 
     RandomConfiguration() {
         orv::core::COrvSystem::Instance().Set(ids::System::OfflinePortsTakePart, Flip());
-        iptv::CIptvStbBlockConfig::m_bFccCheck = Flip();
-        iptv::CIptvViewingProfileConfig::m_bTriggerDelayCheck = Flip();
+        iptv::RunningTest::SetRules({.fcc_check = Flip(), .trigger_delay_check = Flip()});
         AddChannels();
         for (std::uint32_t i = Draw(1, 3); i > 0; --i) AddProfile();
         CScriptable& chassis = *framework::CScriptableCreator().Create("PhysicalChassis", &project.Root());

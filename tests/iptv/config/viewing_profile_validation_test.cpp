@@ -49,7 +49,7 @@ struct Values {
         s.profile.Set(Id::ViewDuration, duration);
         s.profile.Set(Id::ChangesBeforeView, changes);
         s.profile.Set(Id::UnicastLeaveTriggerDelay, trigger_delay);
-        iptv::CIptvViewingProfileConfig::m_bTriggerDelayCheck = trigger_check;
+        iptv::RunningTest::SetRules({.trigger_delay_check = trigger_check});
     }
 };
 

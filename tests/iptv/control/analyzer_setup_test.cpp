@@ -1,6 +1,8 @@
 // What the analyzer of a port sorts frames by.
 #include <fmt/format.h>
 
+#include "control/AnalyzerSetup.h"
+#include "control/StreamMap.h"
 #include "orv/core/project.h"
 #include "orv/framework/handle_registry.h"
 #include "orv/framework/notification_service.h"
@@ -54,12 +56,12 @@ void MakeStreams(S& s) {
 struct AnalyzerScene : S {
     CAnalyzer& analyzer =
         dynamic_cast<CAnalyzer&>(*port.GetObject(CAnalyzer::CLASS_ID(), common::kParentChild));
-    l2l3::CAnalyzerStartCommand& start =
-        framework::CScriptableCreator().Make<l2l3::CAnalyzerStartCommand>(&project.Root());
+    iptv::LinkLayers link{false, true, 1};
+    iptv::StackFlags stack;
+    iptv::StreamMap streams;
 
-    AnalyzerScene() {
-        inside.SetAnalyzerStart(start);
-        start.SetAnalyzerList({});
+    iptv::AnalyzerSetup Setup() const {
+        return {iptv::TestSettings::Of(command), link, stack, !streams.GetStreamIds().empty()};
     }
     void Apply(const Setting& setting) {
         const auto u8 = [](int value) { return static_cast<std::uint8_t>(value); };
@@ -67,16 +69,16 @@ struct AnalyzerScene : S {
         command.Set(Command::VlanSubFilter, u8(setting.sub_filter));
         command.Set(Command::UdpPortType, u8(setting.udp_port));
         const bool llc = setting.link == Link::kEthernetOnAtmWithLlc;
-        inside.Link() = {setting.link != Link::kEthernet, setting.link != Link::kAtm, u8(llc ? 2 : 1)};
-        inside.Stack().m_vlanCount = setting.vlans;
-        inside.Stack().m_bPppEnable = setting.pppoe;
+        link = {setting.link != Link::kEthernet, setting.link != Link::kAtm, u8(llc ? 2 : 1)};
+        stack.m_vlanCount = setting.vlans;
+        stack.m_bPppEnable = setting.pppoe;
         iptv::StbBlockValues values;
         values.igmp_version = static_cast<iptvcd_1_bll::IgmpVersion>(setting.igmp_version);
         block.SetAppliedValues(values);
         if (setting.streams == Streams::kKnown) {
             MakeStreams(*this);
-            inside.Streams().Make(dynamic_cast<core::CProject&>(project.Root()), {&block});
-            ASSERT_THAT(inside.Streams().GetStreamIds(), testing::SizeIs(4));
+            streams.Make(dynamic_cast<core::CProject&>(project.Root()), {&block});
+            ASSERT_THAT(streams.GetStreamIds(), testing::SizeIs(4));
         }
     }
     Texts Filters(bool deleted = false) const {
@@ -213,7 +215,7 @@ TEST(AnalyzerSetup, FiltersFollowTheTestAndTheStack) {
         SCOPED_TRACE(row.what);
         AnalyzerScene s;
         s.Apply(row.setting);
-        s.command.init_analyzer(s.port, s.block);
+        s.Setup().init_analyzer(s.port, s.block);
         EXPECT_EQ(s.Filters(), row.filters);
         EXPECT_FALSE(s.analyzer.GetBool(ids::Analyzer::UseDefault32BitFilter));
     }
@@ -230,11 +232,10 @@ TEST(AnalyzerSetup, EachRunStartsAnew) {
     const std::size_t objects = framework::CHandleRegistry::Instance().GetSize();
     LogCapture log;
     s.Apply({.vlans = 2});
-    s.command.init_analyzer(s.port, s.block);
+    s.Setup().init_analyzer(s.port, s.block);
     EXPECT_EQ(s.analyzer.GetU8(ids::Analyzer::State), ids::AnalyzerState::STOPPED);
     EXPECT_EQ(other.GetU8(ids::Analyzer::State), ids::AnalyzerState::RUNNING) << "not its turn";
     EXPECT_EQ(s.analyzer.GetU64(ids::Analyzer::TotalFrameCount), 0u);
-    EXPECT_EQ(s.start.GetAnalyzerList(), std::vector{s.analyzer.GetHandle()});
     EXPECT_TRUE(framework::CNotificationService::Instance().IsRegistered(s.analyzer.GetHandle()));
     EXPECT_THAT(s.Filters(true), testing::SizeIs(2)) << "what was there";
     EXPECT_EQ(framework::CHandleRegistry::Instance().GetSize(), objects + 5)
@@ -250,7 +251,7 @@ TEST(AnalyzerSetup, EachRunStartsAnew) {
                " The 32bit filter set to Veltra ID with mask 0xffff0000 "}));
 
     s.Apply({});
-    s.command.init_analyzer(s.port, s.block);
+    s.Setup().init_analyzer(s.port, s.block);
     EXPECT_EQ(s.Filters(), Zapping({}));
     s.project.Settle();
     EXPECT_EQ(s.Filters(), Zapping({}));
@@ -266,19 +267,19 @@ TEST(AnalyzerSetup, SaysWhatIsMissing) {
     const std::string no_memory = " BAD ALLOCATION ERROR: Error in Memory Allocation. ";
     s.analyzer.MarkDelete(true, true);  // takes no more filters
     LogCapture log;
-    s.inside.Link() = {true, true, 2};
-    EXPECT_EQ(ThrownBy([&] { s.command.init_comparators(s.analyzer, s.block); }), no_memory);
+    s.link = {true, true, 2};
+    EXPECT_EQ(ThrownBy([&] { s.Setup().init_comparators(s.analyzer, s.block); }), no_memory);
     EXPECT_THAT(log.Take(), testing::Contains(failure("Analyzer16BitFilter VPI")));
-    s.inside.Link() = {};
-    EXPECT_EQ(ThrownBy([&] { s.command.init_comparators(s.analyzer, s.block); }), no_memory);
+    s.link = {};
+    EXPECT_EQ(ThrownBy([&] { s.Setup().init_comparators(s.analyzer, s.block); }), no_memory);
     EXPECT_THAT(log.Take(), testing::Contains(failure("Analyzer16BitFilter")));
     CAnalyzer32BitFilter* filter = nullptr;
-    EXPECT_EQ(ThrownBy([&] { s.command.create32bitFilters(s.analyzer, filter); }), no_memory);
+    EXPECT_EQ(ThrownBy([&] { s.Setup().create32bitFilters(s.analyzer, filter); }), no_memory);
     EXPECT_THAT(log.Take(), testing::Contains(failure("Analyzer32BitFilter")));
 
     s.port.Set(ids::Port::Location, "//10.0.0.1/1/2");
     EXPECT_EQ(
-        ThrownBy([&] { s.command.init_analyzer(s.port, s.block); }),
+        ThrownBy([&] { s.Setup().init_analyzer(s.port, s.block); }),
         " BAD OBJECT ERROR: Error accessing Config Objects. Analyzer associated with port //10.0.0.1/1/2");
     EXPECT_THAT(log.Take(), testing::Contains(
                                 "content.mulvane.iptv Error: BAD OBJECT ERROR: Internal Error. Failed to get "

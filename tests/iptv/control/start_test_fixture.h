@@ -16,25 +16,7 @@
 #include "orv/ids/iptv_ids.h"
 #include "orv/ids/l2l3_ids.h"
 #include "orv/l2l3/generator.h"
-#include "orv/l2l3/traffic_commands.h"
 #include "test_project.h"
-
-namespace orv::iptv {
-
-/// What the checks fill in, and what comes between the command's public operations.
-struct StartTestInternals {
-    CIptvStartTestCommand& command;
-
-    auto& Link() const { return command.m_link; }
-    auto& Stack() const { return command.m_stack; }
-    StreamMap& Streams() const { return command.m_streamMap; }
-    void SetAnalyzerStart(l2l3::CAnalyzerStartCommand& start) const {
-        command.m_pAnalyzerStartCommand = &start;
-    }
-    void CheckPreconditions() const { command.CheckPreconditions(); }
-};
-
-}  // namespace orv::iptv
 
 namespace testing_aids {
 
@@ -57,7 +39,6 @@ struct StartScene {
     iptv::CIptvStbBlockConfig& block = project.MakeStbBlock(device, profile, {&range}, "Boxes");
     iptv::CIptvStartTestCommand& command =
         framework::CScriptableCreator().Make<iptv::CIptvStartTestCommand>(&project.Root());
-    iptv::StartTestInternals inside{command};
 
     StartScene() { List({&project.Root()}); }
 

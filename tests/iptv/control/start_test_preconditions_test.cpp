@@ -143,7 +143,7 @@ TEST(StartTestPreconditions, SayWhatIsMissing) {
         s.GeneratorOf(s.port).SetState(ids::GeneratorState::RUNNING);
         row.change(s);
         LogCapture log;
-        EXPECT_EQ(ThrownBy([&] { s.inside.CheckPreconditions(); }), row.error);
+        EXPECT_EQ(ThrownBy([&] { s.command.CheckPreconditions(); }), row.error);
         EXPECT_EQ(LinesOf(log.Take(), "user.iptv Error: "), row.user_log);
     }
 }
@@ -184,7 +184,7 @@ TEST(StartTestPreconditions, AGeneratorHasAMinuteToStart) {
         if (row.what.find("another") != std::string::npos) s.GeneratorOf(s.port).SetState(RUNNING);
         tasks.PostAfter(milliseconds(row.after_ms), [&] { row.then(s); });
         const auto begin = tasks.GetNow();
-        EXPECT_EQ(ThrownBy([&] { s.inside.CheckPreconditions(); }), row.error);
+        EXPECT_EQ(ThrownBy([&] { s.command.CheckPreconditions(); }), row.error);
         EXPECT_EQ(tasks.GetNow() - begin, milliseconds(row.waited_ms));
         tasks.CtmYield(100000);  // what was posted looks at this scene
     }

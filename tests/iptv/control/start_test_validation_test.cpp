@@ -137,8 +137,8 @@ TEST(StartTestValidation, TheTestTypeSaysWhatOtherValidatorsCheck) {
             SCOPED_TRACE(std::to_string(type) + " with leave trigger " + std::to_string(leave));
             S scene;
             const bool uses_server = type >= TestType::FAST_CHANNEL_CHANGE;
-            CIptvStbBlockConfig::m_bFccCheck = !uses_server;
-            iptv::CIptvViewingProfileConfig::m_bTriggerDelayCheck = !(uses_server && leave == 0);
+            iptv::RunningTest::SetRules(
+                {.fcc_check = !uses_server, .trigger_delay_check = !(uses_server && leave == 0)});
             scene.Choose(type, type == TestType::RELIABLE_RETRANSMISSION ? kRealWorld : kTesting, 0, leave);
             framework::CBaseValidationContext context;
             EXPECT_TRUE(scene.command.Validate(context));
@@ -225,12 +225,10 @@ TEST(StartTestValidation, BlocksAreFitForTheTest) {
 
 TEST(StartTestValidation, TheLinkLayersOfAllBlocksAreNoted) {
     const auto check = [](S& s, bool atm, bool ethernet, int encapsulation) {
-        s.inside.Link() = {true, true, 7};
         framework::CBaseValidationContext context;
         EXPECT_TRUE(s.command.Validate(context));
-        EXPECT_EQ(s.inside.Link().m_bAtmPort, atm);
-        EXPECT_EQ(s.inside.Link().m_bEthPort, ethernet);
-        EXPECT_EQ(s.inside.Link().m_atmEncapsulation, encapsulation);
+        const iptv::LinkLayers expected{atm, ethernet, static_cast<std::uint8_t>(encapsulation)};
+        EXPECT_EQ(s.command.GetLinkLayers(), expected);
     };
     S scene;
     const LogCapture log;

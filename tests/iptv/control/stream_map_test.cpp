@@ -5,13 +5,14 @@
 #include <string>
 #include <vector>
 
-#include "apply/SourceLists.h"
+#include "config/AddressLists.h"
 #include "control/IptvStartTestCommand.h"
 #include "control/StreamMap.h"
 #include "msgset/iptvcd_1.h"
 #include "orv/core/network_block.h"
 #include "orv/core/orv_system.h"
 #include "orv/core/project.h"
+#include "orv/framework/rpc_manager.h"
 #include "orv/framework/task_manager.h"
 #include "orv/ids/core_ids.h"
 #include "orv/ids/framework_ids.h"

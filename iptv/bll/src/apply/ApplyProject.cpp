@@ -1,6 +1,7 @@
 // One apply of all ports.
 #include <algorithm>
 
+#include "FindByHandle.h"
 #include "IptvErrors.h"
 #include "IptvLog.h"
 #include "apply/ApplyStates.h"
@@ -50,16 +51,16 @@ ScriptableVec GetCurrentAndRemoved(const CScriptable& project, common::ClassId i
     throw common::COrvRunTimeError(text, true);
 }
 
-/// The ports that take part in one apply, by handle: while ports are waited for, objects may go.
+/// The ports that take part in one apply, by handle: objects may be destroyed during a wait.
 class Passes {
   public:
     void Add(CIptvMsgSetCln& client) {
         client.Begin(std::make_unique<IptvSetupState>());
-        ports_.push_back(client.GetPortHandle());
-        all_ports_.push_back(client.GetPortHandle());
+        m_ports.push_back(client.GetPortHandle());
+        m_allPorts.push_back(client.GetPortHandle());
     }
 
-    /// Ends with every port done. A fault stops its port only; what went wrong is thrown at the end.
+    /// Returns when every port is done. A fault stops its own port only; all errors are thrown at the end.
     void Run();
 
   private:
@@ -70,63 +71,63 @@ class Passes {
     void ForgetAddresses();
     CIptvMsgSetCln* Find(std::uint32_t port) const { return CIptvMsgSetCln::FindPortClient(port); }
 
-    std::vector<std::uint32_t> ports_;  ///< those that are not done
-    std::vector<std::uint32_t> all_ports_;
-    std::vector<ErrorMsg> errors_;
+    std::vector<std::uint32_t> m_ports;  ///< those that are not done
+    std::vector<std::uint32_t> m_allPorts;
+    std::vector<ErrorMsg> m_errors;
 };
 
 void Passes::Run() {
     try {
         RunPasses();
     } catch (...) {
-        // What other ports have been sent is waited for: they take note of what they have done, and no
-        // answer comes in the middle of the next apply.
+        // Requests in flight to other ports are waited for, so that what these ports do is noted, and no
+        // response arrives in the middle of the next apply.
         Wait();
         AbandonAll();
         ForgetAddresses();
         throw;
     }
     ForgetAddresses();
-    if (!errors_.empty()) ThrowErrors(errors_);
+    if (!m_errors.empty()) ThrowErrors(m_errors);
 }
 
 void Passes::RunPasses() {
-    while (!ports_.empty()) {
+    while (!m_ports.empty()) {
         if (Walk()) Wait();
     }
 }
 
-/// One step of each port. True when an answer is outstanding.
+/// One step of each port. True when a response is outstanding.
 bool Passes::Walk() {
     bool pending = false;
-    for (auto port = ports_.begin(); port != ports_.end();) {
+    for (auto port = m_ports.begin(); port != m_ports.end();) {
         CIptvMsgSetCln* client = Find(*port);
-        // A port may have gone while others were waited for; nobody is left to be told anything.
+        // A port may have been destroyed while others were waited for.
         const bool gone = client && !client->GetPort();
         if (client && client->IsBusy() && !gone) {
             client->Dispatch(pending);
-            client->TakeSendErrors(errors_);
+            client->TakeSendErrors(m_errors);
             ++port;
             continue;
         }
         if (client && (gone || client->GetPort()->IsDeleted())) CIptvMsgSetCln::ReleasePortClient(client);
-        port = ports_.erase(port);
+        port = m_ports.erase(port);
     }
     return pending;
 }
 
 void Passes::Wait() {
-    framework::CRpcManager::Instance().Wait(errors_);
+    framework::CRpcManager::Instance().Wait(m_errors);
 }
 
 void Passes::AbandonAll() {
-    for (const std::uint32_t port : ports_) {
+    for (const std::uint32_t port : m_ports) {
         if (CIptvMsgSetCln* client = Find(port)) client->Abandon();
     }
 }
 
 void Passes::ForgetAddresses() {
-    for (const std::uint32_t port : all_ports_) {
+    for (const std::uint32_t port : m_allPorts) {
         if (CIptvMsgSetCln* client = Find(port)) client->ForgetAddresses();
     }
 }
@@ -155,7 +156,7 @@ void CIptvMsgSetCln::ReleaseClientsOfGonePorts() {
 }
 
 ConfigChanges CIptvMsgSetCln::FindChanges() {
-    // After an apply that failed, also in another handler, everything counts as changed still.
+    // After an apply that failed, also in another handler, everything still counts as changed.
     const bool settled = framework::CChangeLog::Instance().GetSettled() > m_sent.GetMoment();
     return settled ? m_sent.GetChanges() : ConfigChanges::Everything();
 }
@@ -206,10 +207,10 @@ void CIptvMsgSetCln::OnApplyProject(ApplyContext& ctx) {
     Passes passes;
     for (const std::uint32_t handle : ports) {
         if (!changes.Concern(handle)) continue;
-        const auto* port = dynamic_cast<const core::CPort*>(CHandleRegistry::Instance().Find(handle));
+        const auto* port = FindByHandle<core::CPort>(handle);
         if (!port) continue;
         if (!port->IsReachable()) {
-            // What it misses now nobody would send it later.
+            // It misses this apply, and is sent everything when it is back.
             if (CIptvMsgSetCln* client = FindPortClient(handle)) client->ForgetEverything();
             continue;
         }
@@ -223,7 +224,7 @@ void CIptvMsgSetCln::OnApplyProject(ApplyContext& ctx) {
     }
     passes.Run();
     for (const auto& [handle, differently] : m_filledRanges) {
-        auto* range = dynamic_cast<CIptvViewedChannels*>(CHandleRegistry::Instance().Find(handle));
+        auto* range = FindByHandle<CIptvViewedChannels>(handle);
         if (range && differently) range->ForgetIpParam();
     }
     if (now.HasSameRules()) m_sent = now;

@@ -1,8 +1,9 @@
-// What the steps have in common, and their order.
+// The table of steps, and how a step follows its row.
 #include "apply/ApplyStates.h"
 
-#include <string_view>
+#include <iterator>
 
+#include "apply/ApplyRequests.h"
 #include "config/IptvChannelBlock.h"
 #include "config/IptvViewedChannels.h"
 
@@ -29,42 +30,14 @@ void BaseState::CommitObjects(CIptvMsgSetCln*) {}
 
 namespace {
 
-template <class State>
-std::unique_ptr<BaseState> Make() {
-    return std::make_unique<State>();
-}
-
-struct Step {
-    std::string_view key;
-    std::unique_ptr<BaseState> (*make)();
-};
-
-/// Every step that follows on nothing but its own work. Detaching follows on every deletion of blocks,
-/// updating blocks on every attaching.
-constexpr Step kSteps[] = {{apply_key::kDeleteSettopBlock, Make<DeleteStbBlockState>},
-                           {apply_key::kDeleteChannelBlock, Make<DeleteChannelBlockState>},
-                           {apply_key::kDeleteProfile, Make<DeleteProfileState>},
-                           {apply_key::kUpdateProfile, Make<UpdateProfileState>},
-                           {apply_key::kUpdateChannelBlock, Make<UpdateChannelBlockState>},
-                           {apply_key::kUpdateSettopBlock, Make<AttachInterfaceState>}};
-
-}  // namespace
-
-std::unique_ptr<BaseState> MakeStateFrom(CIptvMsgSetCln& client, const char* key) {
-    bool reached = false;
-    for (const Step& step : kSteps) {
-        reached = reached || step.key == key;
-        if (reached && client.EntriesInApplyMap(std::string(step.key))) return step.make();
-    }
-    return nullptr;
-}
-
+/// The objects under a key count as processed by this apply.
 void CommitKey(CIptvMsgSetCln& client, const char* key) {
     ScriptableVec objects;
     client.GetFromApplyMap(key, objects);
     client.AddProcessedObjects(objects, false);
 }
 
+/// The same for ranges, and for the channel blocks that contain them.
 void CommitRanges(CIptvMsgSetCln& client, const char* key) {
     CommitKey(client, key);
     const ChannelBlockIndex channel_blocks = ChannelBlockIndex::OfProject();
@@ -74,40 +47,104 @@ void CommitRanges(CIptvMsgSetCln& client, const char* key) {
     }
 }
 
-std::unique_ptr<BaseState> IptvSetupState::NextState(CIptvMsgSetCln* client) {
-    return MakeStateFrom(*client, apply_key::kDeleteSettopBlock);
+bool SendNothing(CIptvMsgSetCln&, Message&) {
+    return false;
+}
+void CommitNothing(CIptvMsgSetCln&, const char*) {}
+void NoteNothing(CIptvMsgSetCln&, Message*) {}
+
+template <class State>
+std::unique_ptr<BaseState> Make() {
+    return std::make_unique<State>();
 }
 
-std::unique_ptr<BaseState> DeleteStbBlockState::NextState(CIptvMsgSetCln*) {
-    return std::make_unique<DetachInterfaceState>();
+enum class Next {
+    kRowBelow,     ///< in any case
+    kRowWithWork,  ///< the first row below whose key has entries; the end when there is none
+};
+
+struct Row {
+    std::unique_ptr<BaseState> (*make)();
+    const char* name;
+    const char* label;  ///< of a request that could not be sent
+    const char* key;    ///< of the apply map; the step has work when there are entries
+    bool (*send)(CIptvMsgSetCln&, Message&);
+    void (*commit)(CIptvMsgSetCln&, const char*);  ///< once the request is sent
+    void (*note)(CIptvMsgSetCln&, Message*);       ///< once the port has answered
+    Next next;
+};
+
+using namespace apply_key;
+using enum Next;
+
+// Interfaces are detached when the port has deleted the blocks on them, and attached before the port is sent
+// blocks. Profiles and ranges are deleted when no block uses them any more, and sent before those that do.
+//
+// clang-format off
+constexpr Row kRows[] = {
+    //state                         name                        label                   key                  what it sends         what it commits what the answer changes next
+    {Make<IptvSetupState>,          "Prepare Apply Tables",     "",                     "",                  SendNothing,          CommitNothing,  NoteNothing,            kRowWithWork},
+    {Make<DeleteStbBlockState>,     "Delete Set Top Box Block", "Delete Stb Block",     kDeleteSettopBlock,  FillStbBlockDeletion, CommitKey,      NoteDeletedStbBlocks,   kRowBelow},
+    {Make<DetachInterfaceState>,    "Detach Interfaces",        "Detach Interface",     kDeleteSettopBlock,  FillDetach,           CommitNothing,  NoteDetached,           kRowWithWork},
+    {Make<DeleteChannelBlockState>, "Delete Channel Block",     "Delete Channel Block", kDeleteChannelBlock, FillRangeDeletion,    CommitRanges,   NoteDeletedRanges,      kRowWithWork},
+    {Make<DeleteProfileState>,      "Delete Profile",           "Delete Profile",       kDeleteProfile,      FillProfileDeletion,  CommitKey,      NoteDeletedProfiles,    kRowWithWork},
+    {Make<UpdateProfileState>,      "Update Profile",           "Update Profile",       kUpdateProfile,      FillProfiles,         CommitKey,      NoteProfiles,           kRowWithWork},
+    {Make<UpdateChannelBlockState>, "Update Channel Block",     "Update Channel Block", kUpdateChannelBlock, FillRanges,           CommitRanges,   NoteRanges,             kRowWithWork},
+    {Make<AttachInterfaceState>,    "Attach Interfaces",        "Attach Interface",     kUpdateSettopBlock,  FillAttach,           CommitNothing,  NoteAttached,           kRowBelow},
+    {Make<UpdateStbBlockState>,     "Update Set Top Box Block", "Update Stb Block",     kUpdateSettopBlock,  FillStbBlocks,        CommitKey,      NoteStbBlocks,          kRowWithWork},
+};
+// clang-format on
+
+static_assert(std::size(kRows) == static_cast<std::size_t>(ApplyStep::kUpdateStbBlock) + 1);
+
+constexpr const Row& RowOf(ApplyStep step) {
+    return kRows[static_cast<std::size_t>(step)];
 }
 
-std::unique_ptr<BaseState> DetachInterfaceState::NextState(CIptvMsgSetCln* client) {
-    return MakeStateFrom(*client, apply_key::kDeleteChannelBlock);
+}  // namespace
+
+template <ApplyStep step>
+bool TableState<step>::FillMessage(CIptvMsgSetCln* client, Message& message, bool& awaitResponse) {
+    awaitResponse = RowOf(step).send(*client, message);
+    return awaitResponse;
 }
 
-std::unique_ptr<BaseState> DeleteChannelBlockState::NextState(CIptvMsgSetCln* client) {
-    return MakeStateFrom(*client, apply_key::kDeleteProfile);
+template <ApplyStep step>
+std::string TableState<step>::GetName() const {
+    return RowOf(step).name;
 }
 
-std::unique_ptr<BaseState> DeleteProfileState::NextState(CIptvMsgSetCln* client) {
-    return MakeStateFrom(*client, apply_key::kUpdateProfile);
+template <ApplyStep step>
+std::string TableState<step>::SendFailed(CIptvMsgSetCln*, Message&) {
+    return RowOf(step).label;
 }
 
-std::unique_ptr<BaseState> UpdateProfileState::NextState(CIptvMsgSetCln* client) {
-    return MakeStateFrom(*client, apply_key::kUpdateChannelBlock);
+template <ApplyStep step>
+void TableState<step>::ProcessResponse(CIptvMsgSetCln* client, std::uint16_t, Message* response, void*) {
+    RowOf(step).note(*client, response);
 }
 
-std::unique_ptr<BaseState> UpdateChannelBlockState::NextState(CIptvMsgSetCln* client) {
-    return MakeStateFrom(*client, apply_key::kUpdateSettopBlock);
+template <ApplyStep step>
+void TableState<step>::CommitObjects(CIptvMsgSetCln* client) {
+    RowOf(step).commit(*client, RowOf(step).key);
 }
 
-std::unique_ptr<BaseState> AttachInterfaceState::NextState(CIptvMsgSetCln*) {
-    return std::make_unique<UpdateStbBlockState>();
-}
-
-std::unique_ptr<BaseState> UpdateStbBlockState::NextState(CIptvMsgSetCln*) {
+template <ApplyStep step>
+std::unique_ptr<BaseState> TableState<step>::NextState(CIptvMsgSetCln* client) {
+    for (const Row* row = &RowOf(step) + 1; row != std::end(kRows); ++row) {
+        if (RowOf(step).next == Next::kRowBelow || client->EntriesInApplyMap(row->key)) return row->make();
+    }
     return nullptr;
 }
+
+template class TableState<ApplyStep::kSetup>;
+template class TableState<ApplyStep::kDeleteStbBlock>;
+template class TableState<ApplyStep::kDetachInterface>;
+template class TableState<ApplyStep::kDeleteChannelBlock>;
+template class TableState<ApplyStep::kDeleteProfile>;
+template class TableState<ApplyStep::kUpdateProfile>;
+template class TableState<ApplyStep::kUpdateChannelBlock>;
+template class TableState<ApplyStep::kAttachInterface>;
+template class TableState<ApplyStep::kUpdateStbBlock>;
 
 }  // namespace orv::iptv

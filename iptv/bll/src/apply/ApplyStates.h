@@ -1,6 +1,8 @@
-// The steps in which a port is brought in line with the configuration.
+// The steps by which a port is brought in line with the configuration.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -10,10 +12,6 @@ namespace orv::iptv {
 
 /// One step: fills at most one request from the client's apply map. A step has no data of its own; it is
 /// made when it begins and destroyed when it ends.
-///
-/// Order: IptvSetupState, DeleteStbBlockState, DetachInterfaceState, DeleteChannelBlockState,
-/// DeleteProfileState, UpdateProfileState, UpdateChannelBlockState, AttachInterfaceState,
-/// UpdateStbBlockState; a step without work is left out.
 class CIptvMsgSetCln::BaseState {
   public:
     virtual ~BaseState();
@@ -37,108 +35,45 @@ class CIptvMsgSetCln::BaseState {
 
 using BaseState = CIptvMsgSetCln::BaseState;
 
-/// Works out what the port has to be told.
-class IptvSetupState : public BaseState {
+/// Rows of the table of steps in ApplyStates.cpp, from top to bottom.
+enum class ApplyStep : std::size_t {
+    kSetup,
+    kDeleteStbBlock,
+    kDetachInterface,
+    kDeleteChannelBlock,
+    kDeleteProfile,
+    kUpdateProfile,
+    kUpdateChannelBlock,
+    kAttachInterface,
+    kUpdateStbBlock,
+};
+
+/// A step that does what its row of the table says.
+template <ApplyStep step>
+class TableState : public BaseState {
+  public:
+    bool FillMessage(CIptvMsgSetCln* client, Message& message, bool& awaitResponse) override;
+    std::string GetName() const override;
+    std::string SendFailed(CIptvMsgSetCln* client, Message& message) override;
+    void ProcessResponse(CIptvMsgSetCln* client, std::uint16_t sequence, Message* response,
+                         void* context) override;
+    void CommitObjects(CIptvMsgSetCln* client) override;
+    std::unique_ptr<BaseState> NextState(CIptvMsgSetCln* client) override;
+};
+
+/// Works out what the port has to be told, and sends nothing.
+class IptvSetupState : public TableState<ApplyStep::kSetup> {
   public:
     bool PrepareState(CIptvMsgSetCln* client) override;
-    std::string GetName() const override { return "Prepare Apply Tables"; }
-    std::unique_ptr<BaseState> NextState(CIptvMsgSetCln* client) override;
 };
-
-class DeleteStbBlockState : public BaseState {
-  public:
-    bool FillMessage(CIptvMsgSetCln* client, Message& message, bool& awaitResponse) override;
-    std::string GetName() const override { return "Delete Set Top Box Block"; }
-    std::string SendFailed(CIptvMsgSetCln*, Message&) override { return "Delete Stb Block"; }
-    void ProcessResponse(CIptvMsgSetCln* client, std::uint16_t sequence, Message* response,
-                         void* context) override;
-    void CommitObjects(CIptvMsgSetCln* client) override;
-    std::unique_ptr<BaseState> NextState(CIptvMsgSetCln* client) override;
-};
-
-class DetachInterfaceState : public BaseState {
-  public:
-    bool FillMessage(CIptvMsgSetCln* client, Message& message, bool& awaitResponse) override;
-    std::string GetName() const override { return "Detach Interfaces"; }
-    std::string SendFailed(CIptvMsgSetCln*, Message&) override { return "Detach Interface"; }
-    void ProcessResponse(CIptvMsgSetCln* client, std::uint16_t sequence, Message* response,
-                         void* context) override;
-    std::unique_ptr<BaseState> NextState(CIptvMsgSetCln* client) override;
-};
-
+class DeleteStbBlockState : public TableState<ApplyStep::kDeleteStbBlock> {};
+class DetachInterfaceState : public TableState<ApplyStep::kDetachInterface> {};
 /// What a port calls a channel block is a range of viewed channels.
-class DeleteChannelBlockState : public BaseState {
-  public:
-    bool FillMessage(CIptvMsgSetCln* client, Message& message, bool& awaitResponse) override;
-    std::string GetName() const override { return "Delete Channel Block"; }
-    std::string SendFailed(CIptvMsgSetCln*, Message&) override { return "Delete Channel Block"; }
-    void ProcessResponse(CIptvMsgSetCln* client, std::uint16_t sequence, Message* response,
-                         void* context) override;
-    void CommitObjects(CIptvMsgSetCln* client) override;
-    std::unique_ptr<BaseState> NextState(CIptvMsgSetCln* client) override;
-};
-
-class DeleteProfileState : public BaseState {
-  public:
-    bool FillMessage(CIptvMsgSetCln* client, Message& message, bool& awaitResponse) override;
-    std::string GetName() const override { return "Delete Profile"; }
-    std::string SendFailed(CIptvMsgSetCln*, Message&) override { return "Delete Profile"; }
-    void ProcessResponse(CIptvMsgSetCln* client, std::uint16_t sequence, Message* response,
-                         void* context) override;
-    void CommitObjects(CIptvMsgSetCln* client) override;
-    std::unique_ptr<BaseState> NextState(CIptvMsgSetCln* client) override;
-};
-
-class UpdateProfileState : public BaseState {
-  public:
-    bool FillMessage(CIptvMsgSetCln* client, Message& message, bool& awaitResponse) override;
-    std::string GetName() const override { return "Update Profile"; }
-    std::string SendFailed(CIptvMsgSetCln*, Message&) override { return "Update Profile"; }
-    void ProcessResponse(CIptvMsgSetCln* client, std::uint16_t sequence, Message* response,
-                         void* context) override;
-    void CommitObjects(CIptvMsgSetCln* client) override;
-    std::unique_ptr<BaseState> NextState(CIptvMsgSetCln* client) override;
-};
-
-class UpdateChannelBlockState : public BaseState {
-  public:
-    bool FillMessage(CIptvMsgSetCln* client, Message& message, bool& awaitResponse) override;
-    std::string GetName() const override { return "Update Channel Block"; }
-    std::string SendFailed(CIptvMsgSetCln*, Message&) override { return "Update Channel Block"; }
-    void ProcessResponse(CIptvMsgSetCln* client, std::uint16_t sequence, Message* response,
-                         void* context) override;
-    void CommitObjects(CIptvMsgSetCln* client) override;
-    std::unique_ptr<BaseState> NextState(CIptvMsgSetCln* client) override;
-};
-
-class AttachInterfaceState : public BaseState {
-  public:
-    bool FillMessage(CIptvMsgSetCln* client, Message& message, bool& awaitResponse) override;
-    std::string GetName() const override { return "Attach Interfaces"; }
-    std::string SendFailed(CIptvMsgSetCln*, Message&) override { return "Attach Interface"; }
-    void ProcessResponse(CIptvMsgSetCln* client, std::uint16_t sequence, Message* response,
-                         void* context) override;
-    std::unique_ptr<BaseState> NextState(CIptvMsgSetCln* client) override;
-};
-
-class UpdateStbBlockState : public BaseState {
-  public:
-    bool FillMessage(CIptvMsgSetCln* client, Message& message, bool& awaitResponse) override;
-    std::string GetName() const override { return "Update Set Top Box Block"; }
-    std::string SendFailed(CIptvMsgSetCln*, Message&) override { return "Update Stb Block"; }
-    void ProcessResponse(CIptvMsgSetCln* client, std::uint16_t sequence, Message* response,
-                         void* context) override;
-    void CommitObjects(CIptvMsgSetCln* client) override;
-    std::unique_ptr<BaseState> NextState(CIptvMsgSetCln* client) override;
-};
-
-/// The first step with work of those that follow on `key` (the keys in the order of their steps), or null.
-std::unique_ptr<BaseState> MakeStateFrom(CIptvMsgSetCln& client, const char* key);
-
-/// Passes the objects under a key to the apply as processed.
-void CommitKey(CIptvMsgSetCln& client, const char* key);
-
-/// The same for ranges, and the live channel blocks that they lie in.
-void CommitRanges(CIptvMsgSetCln& client, const char* key);
+class DeleteChannelBlockState : public TableState<ApplyStep::kDeleteChannelBlock> {};
+class DeleteProfileState : public TableState<ApplyStep::kDeleteProfile> {};
+class UpdateProfileState : public TableState<ApplyStep::kUpdateProfile> {};
+class UpdateChannelBlockState : public TableState<ApplyStep::kUpdateChannelBlock> {};
+class AttachInterfaceState : public TableState<ApplyStep::kAttachInterface> {};
+class UpdateStbBlockState : public TableState<ApplyStep::kUpdateStbBlock> {};
 
 }  // namespace orv::iptv

@@ -1,4 +1,5 @@
 // The multicast groups that a port has to expect because of what its STB blocks watch.
+#include "FindByHandle.h"
 #include "IptvMsgSetCln.h"
 #include "config/IptvChannelBlock.h"
 #include "config/IptvStbBlockConfig.h"
@@ -30,8 +31,7 @@ void CIptvMsgSetCln::GetSubscribedMulticastGroups(std::set<CScriptable*>& groups
     // Many blocks watch the same ranges, so each range is looked up once.
     std::set<const CScriptable*> ranges_done;
     for (const std::uint32_t handle : stbBlockHandles) {
-        const auto* block =
-            dynamic_cast<const CIptvStbBlockConfig*>(framework::CHandleRegistry::Instance().Find(handle));
+        const auto* block = FindByHandle<CIptvStbBlockConfig>(handle);
         if (!block) continue;
         ScriptableVec ranges;
         block->GetObjects(ranges, CIptvViewedChannels::CLASS_ID(), ids::relations::StbChannel);
@@ -45,7 +45,7 @@ void CIptvMsgSetCln::GetSubscribedMulticastGroups(std::set<CScriptable*>& groups
     }
 }
 
-/// Those that still exist: another group may have got the memory of one that is gone.
+/// Those that still exist. Handles, not pointers: the memory of a destroyed group may be reused.
 std::set<CScriptable*> CIptvMsgSetCln::GetOwnGroups() const {
     std::set<CScriptable*> groups;
     for (const std::uint32_t handle : m_expectedGroups) {

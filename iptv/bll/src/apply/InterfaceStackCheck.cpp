@@ -1,4 +1,5 @@
 // The rule that all STB blocks of a port have the same encapsulation.
+#include "FindByHandle.h"
 #include "IptvErrors.h"
 #include "IptvLog.h"
 #include "IptvMsgSetCln.h"
@@ -10,7 +11,6 @@
 #include "orv/core/port.h"
 #include "orv/core/pppoe_if.h"
 #include "orv/core/vlan_if.h"
-#include "orv/framework/handle_registry.h"
 #include "orv/framework/validation.h"
 #include "orv/ids/core_ids.h"
 #include "orv/ids/framework_ids.h"
@@ -95,7 +95,7 @@ void CheckPorts(framework::ValidationContext& ctx, const ConfigChanges& changes)
     CIptvStbBlockConfig::FindObjectHandles(ports);
     for (const std::uint32_t handle : ports) {
         if (!changes.Concern(handle)) continue;
-        auto* port = dynamic_cast<core::CPort*>(framework::CHandleRegistry::Instance().Find(handle));
+        auto* port = FindByHandle<core::CPort>(handle);
         if (!port) ThrowLookupFailure({"Port", "ValidationContext", kOperation}, "Port. ");
         if (port->IsDeleted()) continue;
         const framework::ReportedObject about(ctx, *port);

@@ -22,17 +22,17 @@ namespace {
 
 class ApplyTables {
   public:
-    ApplyTables(CIptvMsgSetCln& client, const core::CPort& port) : client_(client), port_(port) {}
+    ApplyTables(CIptvMsgSetCln& client, const core::CPort& port) : m_client(client), m_port(port) {}
 
     void SortBlocks();
     void SortProfiles();
     void SortRanges();
-    const std::vector<std::uint32_t>& GetActiveBlocks() const { return active_blocks_; }
+    const std::vector<std::uint32_t>& GetActiveBlocks() const { return m_activeBlocks; }
 
   private:
     bool IsKnown(std::uint32_t block) const {
-        const auto known = client_.KnownBlocks().find(block);
-        return known != client_.KnownBlocks().end() && !known->second.deleted;
+        const auto known = m_client.KnownBlocks().find(block);
+        return known != m_client.KnownBlocks().end() && !known->second.deleted;
     }
     void SortBlock(CIptvStbBlockConfig& block);
     void SortDepartedBlocks();
@@ -40,19 +40,19 @@ class ApplyTables {
     template <class Object, class IsDirty>
     void Sort(Object& object, bool used, const char* delete_key, const char* update_key, IsDirty is_dirty);
 
-    CIptvMsgSetCln& client_;
-    const core::CPort& port_;
-    std::unordered_set<std::uint32_t> blocks_of_port_;
-    std::vector<std::uint32_t> active_blocks_;
-    std::unordered_set<std::uint32_t> used_profiles_;
-    std::unordered_set<std::uint32_t> used_ranges_;
+    CIptvMsgSetCln& m_client;
+    const core::CPort& m_port;
+    std::unordered_set<std::uint32_t> m_blocksOfPort;
+    std::vector<std::uint32_t> m_activeBlocks;
+    std::unordered_set<std::uint32_t> m_usedProfiles;
+    std::unordered_set<std::uint32_t> m_usedRanges;
 };
 
 void ApplyTables::SortBlocks() {
     std::vector<CIptvStbBlockConfig*> blocks;
-    CIptvStbBlockConfig::FindObjects(port_.GetHandle(), blocks);
+    CIptvStbBlockConfig::FindObjects(m_port.GetHandle(), blocks);
     for (CIptvStbBlockConfig* block : blocks) {
-        blocks_of_port_.insert(block->GetHandle());
+        m_blocksOfPort.insert(block->GetHandle());
         SortBlock(*block);
     }
     SortDepartedBlocks();
@@ -60,39 +60,39 @@ void ApplyTables::SortBlocks() {
 
 void ApplyTables::SortBlock(CIptvStbBlockConfig& block) {
     const auto* device = dynamic_cast<const core::CEmulatedDevice*>(block.GetParent());
-    // The blocks of a device that is off are no more of use to the port than those that are off themselves.
+    // The blocks of an inactive device cannot take part in a test, like those that are inactive themselves.
     const bool wanted = device && device->GetActive() && block.GetActive() && !block.IsDeleted();
     if (!wanted) {
-        // A port that does not know the block has nothing to delete, and is told once only.
+        // A port that does not know the block has nothing to delete; the others are told once.
         if (block.GetObjectState() != CScriptable::STATE_OBSOLETE &&
-            client_.KnownBlocks().contains(block.GetHandle()))
-            client_.AddToApplyMap(apply_key::kDeleteSettopBlock, &block);
+            m_client.KnownBlocks().contains(block.GetHandle()))
+            m_client.AddToApplyMap(apply_key::kDeleteSettopBlock, &block);
         return;
     }
     const core::CNetworkInterface* interface = block.GetMcastIf();
     if (interface && interface->GetU8(ids::EmulatedIf::IlMembership) != ids::IlMembership::INCLUDED) {
-        if (!client_.KnownBlocks().contains(block.GetHandle())) {
-            // The port has lost, or never had, what an apply had attached.
+        if (!m_client.KnownBlocks().contains(block.GetHandle())) {
+            // The port has lost the interface that an earlier apply attached, or never had it.
             block.ForgetInterface();
             return;
         }
-        client_.AddToApplyMap(apply_key::kDeleteSettopBlock, &block);
-        // What it watches counts as used once more, and is the next apply's.
-        ConfigChanges::NotePort(port_.GetHandle());
+        m_client.AddToApplyMap(apply_key::kDeleteSettopBlock, &block);
+        // What it watches still counts as used in this apply; the next one deletes it.
+        ConfigChanges::NotePort(m_port.GetHandle());
     } else {
-        active_blocks_.push_back(block.GetHandle());
+        m_activeBlocks.push_back(block.GetHandle());
         if (block.CheckIfAnyRelatedObjectsAreDirty(false) || block.IsObjectDirty(false) ||
             !IsKnown(block.GetHandle())) {
-            client_.AddToApplyMap(apply_key::kUpdateSettopBlock, &block);
+            m_client.AddToApplyMap(apply_key::kUpdateSettopBlock, &block);
         }
     }
     NoteUses(block);
 }
 
-/// Blocks that were deleted, or moved to another port with their device, are not among the port's any more.
+/// Blocks that were deleted, or moved to another port with their device, are no longer among the port's.
 void ApplyTables::SortDepartedBlocks() {
-    for (const auto& [handle, known] : client_.KnownBlocks()) {
-        if (!blocks_of_port_.contains(handle)) client_.AddToApplyMap(apply_key::kDeleteSettopBlock, handle);
+    for (const auto& [handle, known] : m_client.KnownBlocks()) {
+        if (!m_blocksOfPort.contains(handle)) m_client.AddToApplyMap(apply_key::kDeleteSettopBlock, handle);
     }
 }
 
@@ -100,21 +100,21 @@ void ApplyTables::NoteUses(const CIptvStbBlockConfig& block) {
     ScriptableVec ranges;
     block.GetObjects(ranges, CIptvViewedChannels::CLASS_ID(), ids::relations::StbChannel);
     for (const CScriptable* range : ranges) {
-        if (range->GetActive()) used_ranges_.insert(range->GetHandle());
+        if (range->GetActive()) m_usedRanges.insert(range->GetHandle());
     }
     if (const auto* profile =
             block.GetObject(CIptvViewingProfileConfig::CLASS_ID(), ids::relations::IptvProfile))
-        used_profiles_.insert(profile->GetHandle());
+        m_usedProfiles.insert(profile->GetHandle());
 }
 
 template <class Object, class IsDirty>
 void ApplyTables::Sort(Object& object, bool used, const char* delete_key, const char* update_key,
                        IsDirty is_dirty) {
-    const bool known = object.FindPortinVec(port_.GetHandle());
+    const bool known = object.FindPortinVec(m_port.GetHandle());
     if (object.IsDeleted() || !used) {
-        if (known) client_.AddToApplyMap(delete_key, &object);
+        if (known) m_client.AddToApplyMap(delete_key, &object);
     } else if (!known || object.IsObjectDirty(false) || is_dirty()) {
-        client_.AddToApplyMap(update_key, &object);
+        m_client.AddToApplyMap(update_key, &object);
     }
 }
 
@@ -122,11 +122,11 @@ void ApplyTables::SortProfiles() {
     for (CScriptable* object : CIptvMsgSetCln::m_profileList) {
         auto* profile = dynamic_cast<CIptvViewingProfileConfig*>(object);
         ORV_ASSERT(profile != NULL, "Failed to retrieve profile from list");
-        Sort(*profile, used_profiles_.contains(profile->GetHandle()), apply_key::kDeleteProfile,
+        Sort(*profile, m_usedProfiles.contains(profile->GetHandle()), apply_key::kDeleteProfile,
              apply_key::kUpdateProfile, [] { return false; });
     }
-    for (const std::uint32_t profile : GoneObjects::Get<CIptvViewingProfileConfig>().Find(port_.GetHandle()))
-        client_.AddToApplyMap(apply_key::kDeleteProfile, profile);
+    for (const std::uint32_t profile : GoneObjects::Get<CIptvViewingProfileConfig>().Find(m_port.GetHandle()))
+        m_client.AddToApplyMap(apply_key::kDeleteProfile, profile);
 }
 
 void ApplyTables::SortRanges() {
@@ -134,11 +134,11 @@ void ApplyTables::SortRanges() {
     for (CScriptable* object : CIptvMsgSetCln::m_viewedChannelList) {
         auto* channel = dynamic_cast<CIptvViewedChannels*>(object);
         ORV_ASSERT(channel != NULL, "Failed to retrieve channel from list");
-        Sort(*channel, used_ranges_.contains(channel->GetHandle()), apply_key::kDeleteChannelBlock,
+        Sort(*channel, m_usedRanges.contains(channel->GetHandle()), apply_key::kDeleteChannelBlock,
              apply_key::kUpdateChannelBlock, [&] { return channel->IsViewedChannelDirty(channel_blocks); });
     }
-    for (const std::uint32_t range : GoneObjects::Get<CIptvViewedChannels>().Find(port_.GetHandle()))
-        client_.AddToApplyMap(apply_key::kDeleteChannelBlock, range);
+    for (const std::uint32_t range : GoneObjects::Get<CIptvViewedChannels>().Find(m_port.GetHandle()))
+        m_client.AddToApplyMap(apply_key::kDeleteChannelBlock, range);
 }
 
 }  // namespace
@@ -150,7 +150,7 @@ bool IptvSetupState::PrepareState(CIptvMsgSetCln* client) {
     Trace([port] { return " In CIptvMsgSetCln::PrepareState for " + port->GetName(); });
     ApplyTables tables(*client, *port);
     tables.SortBlocks();
-    // A deleted port expects nothing any more, and what kept the groups is deleted with it.
+    // A deleted port expects no groups; the object that holds them is deleted with it.
     if (!port->IsDeleted()) client->UpdateExpectedRxPorts(tables.GetActiveBlocks());
     tables.SortProfiles();
     tables.SortRanges();

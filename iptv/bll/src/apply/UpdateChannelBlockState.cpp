@@ -1,10 +1,10 @@
-// The step that sends ranges of viewed channels: a port's channel blocks.
+// Sending ranges of viewed channels, which are a port's channel blocks.
 #include <algorithm>
 
 #include "IptvErrors.h"
 #include "IptvLog.h"
-#include "apply/ApplyStates.h"
-#include "apply/SourceLists.h"
+#include "apply/ApplyRequests.h"
+#include "config/AddressLists.h"
 #include "config/ChannelAddress.h"
 #include "config/IptvChannelBlock.h"
 #include "config/IptvViewedChannels.h"
@@ -117,7 +117,7 @@ void ChannelBlockPart::ThrowNeitherVersion() const {
 
 void ChannelBlockPart::Fill() {
     const std::uint32_t offset = range_.GetChannelRangeStart() - block_.GetChannelStart();
-    // Each channel of the range that follows has the port's step in UDP ports, but the first has the offset.
+    // From channel to channel the UDP port rises by the port step, but the first one's offset ignores it.
     record_.fcc_multicast_udp_port =
         static_cast<std::uint16_t>(block_.GetU16(Id::UdpDestinationPort) + offset);
     record_.fcc_multicast_udp_port_step = block_.GetU16(Id::UdpDestinationPortStep);
@@ -174,17 +174,16 @@ channelBlockConfig_s MakeNumbering(const CIptvViewedChannels& range) {
 
 }  // namespace
 
-bool UpdateChannelBlockState::FillMessage(CIptvMsgSetCln* client, Message& message, bool& awaitResponse) {
-    const auto ranges = client->GetFromApplyMap<CIptvViewedChannels>(apply_key::kUpdateChannelBlock);
-    awaitResponse = !ranges.empty();
-    if (!awaitResponse) return false;
+bool FillRanges(CIptvMsgSetCln& client, Message& message) {
+    const auto ranges = client.GetFromApplyMap<CIptvViewedChannels>(apply_key::kUpdateChannelBlock);
+    if (ranges.empty()) return false;
     const ChannelBlockIndex channel_blocks(GetChannelBlocks());
     std::vector<channelBlockConfig_s> records;
     records.reserve(ranges.size());
     for (CIptvViewedChannels* range : ranges) {
         records.push_back(MakeNumbering(*range));
         Trace([&] {
-            return " In " + std::string(kOperation) + " for " + client->GetPort()->GetName() + " and " +
+            return " In " + std::string(kOperation) + " for " + client.GetPort()->GetName() + " and " +
                    range->GetName();
         });
         if (const CIptvChannelBlock* block = range->GetChannelBlockForViewChan(channel_blocks))
@@ -194,17 +193,12 @@ bool UpdateChannelBlockState::FillMessage(CIptvMsgSetCln* client, Message& messa
     return true;
 }
 
-void UpdateChannelBlockState::ProcessResponse(CIptvMsgSetCln* client, std::uint16_t, Message* response,
-                                              void*) {
+void NoteRanges(CIptvMsgSetCln& client, Message* response) {
     iptvcd_1_bll::parse_resp_UpdateChannelBlock(response);
-    for (auto* range : client->GetFromApplyMap<CIptvViewedChannels>(apply_key::kUpdateChannelBlock))
-        range->AddPortInVec(client->GetPortHandle());
-    // Should a later step fail, the port has these.
-    client->ClearApplyMap(apply_key::kUpdateChannelBlock);
-}
-
-void UpdateChannelBlockState::CommitObjects(CIptvMsgSetCln* client) {
-    CommitRanges(*client, apply_key::kUpdateChannelBlock);
+    for (auto* range : client.GetFromApplyMap<CIptvViewedChannels>(apply_key::kUpdateChannelBlock))
+        range->AddPortInVec(client.GetPortHandle());
+    // The port has these, even if a later step fails.
+    client.ClearApplyMap(apply_key::kUpdateChannelBlock);
 }
 
 }  // namespace orv::iptv

@@ -1,5 +1,5 @@
-// The step that sends viewing profiles.
-#include "apply/ApplyStates.h"
+// Sending viewing profiles.
+#include "apply/ApplyRequests.h"
 #include "config/IptvViewingProfileConfig.h"
 #include "msgset/iptvcd_1.h"
 #include "orv/ids/iptv_ids.h"
@@ -38,23 +38,19 @@ iptvcd_1_bll::profileConfig_s MakeRecord(const CIptvViewingProfileConfig& profil
 
 }  // namespace
 
-bool UpdateProfileState::FillMessage(CIptvMsgSetCln* client, Message& message, bool& awaitResponse) {
+bool FillProfiles(CIptvMsgSetCln& client, Message& message) {
     std::vector<iptvcd_1_bll::profileConfig_s> records;
-    for (const auto* profile : client->GetFromApplyMap<CIptvViewingProfileConfig>(apply_key::kUpdateProfile))
+    for (const auto* profile : client.GetFromApplyMap<CIptvViewingProfileConfig>(apply_key::kUpdateProfile))
         records.push_back(MakeRecord(*profile));
-    awaitResponse = !records.empty();
-    if (awaitResponse) iptvcd_1_bll::create_req_UpdateProfile(&message, records, true);
-    return awaitResponse;
+    if (records.empty()) return false;
+    iptvcd_1_bll::create_req_UpdateProfile(&message, records, true);
+    return true;
 }
 
-void UpdateProfileState::ProcessResponse(CIptvMsgSetCln* client, std::uint16_t, Message* response, void*) {
+void NoteProfiles(CIptvMsgSetCln& client, Message* response) {
     iptvcd_1_bll::parse_resp_UpdateProfile(response);
-    for (auto* profile : client->GetFromApplyMap<CIptvViewingProfileConfig>(apply_key::kUpdateProfile))
-        profile->AddPortInVec(client->GetPortHandle());
-}
-
-void UpdateProfileState::CommitObjects(CIptvMsgSetCln* client) {
-    CommitKey(*client, apply_key::kUpdateProfile);
+    for (auto* profile : client.GetFromApplyMap<CIptvViewingProfileConfig>(apply_key::kUpdateProfile))
+        profile->AddPortInVec(client.GetPortHandle());
 }
 
 }  // namespace orv::iptv

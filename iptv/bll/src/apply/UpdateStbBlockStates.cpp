@@ -1,9 +1,10 @@
-// The steps that attach the interfaces of STB blocks to a port, and send the blocks.
+// Attaching the interfaces of STB blocks to a port, and sending the blocks.
+#include "FindByHandle.h"
 #include "IptvErrors.h"
 #include "IptvLog.h"
 #include "IptvResources.h"
-#include "apply/ApplyStates.h"
-#include "apply/SourceLists.h"
+#include "apply/ApplyRequests.h"
+#include "config/AddressLists.h"
 #include "config/IptvStbBlockConfig.h"
 #include "msgset/interface_requests.h"
 #include "msgset/iptvcd_1.h"
@@ -11,7 +12,6 @@
 #include "orv/core/ipv4_if.h"
 #include "orv/core/ipv6_if.h"
 #include "orv/core/port.h"
-#include "orv/framework/handle_registry.h"
 #include "orv/ids/core_ids.h"
 #include "orv/ids/iptv_ids.h"
 
@@ -102,40 +102,39 @@ rrr_stbConfig_s MakeRetransmissionRecord(const core::CPort& port, const CIptvStb
 
 }  // namespace
 
-bool AttachInterfaceState::FillMessage(CIptvMsgSetCln* client, Message& message, bool& awaitResponse) {
+bool FillAttach(CIptvMsgSetCln& client, Message& message) {
     std::vector<std::uint32_t> interfaces;
-    client->AttachedInterfaces().clear();
-    for (const CIptvStbBlockConfig* block : GetBlocks(*client)) {
+    client.AttachedInterfaces().clear();
+    for (const CIptvStbBlockConfig* block : GetBlocks(client)) {
         const core::CNetworkInterface* interface = block->GetMcastIf();
         if (!interface) continue;
-        interfaces.push_back(interface->GetIlIfHandle(client->GetPort(), block->GetMcastCfg()));
-        client->AttachedInterfaces()[block->GetHandle()] = interfaces.back();
+        interfaces.push_back(interface->GetIlIfHandle(client.GetPort(), block->GetMcastCfg()));
+        client.AttachedInterfaces()[block->GetHandle()] = interfaces.back();
     }
-    awaitResponse = !interfaces.empty();
-    if (awaitResponse) iptvcd_1_bll::create_req_AttachInterfaces(&message, interfaces, true);
-    return awaitResponse;
+    if (interfaces.empty()) return false;
+    iptvcd_1_bll::create_req_AttachInterfaces(&message, interfaces, true);
+    return true;
 }
 
-void AttachInterfaceState::ProcessResponse(CIptvMsgSetCln* client, std::uint16_t, Message* response, void*) {
+void NoteAttached(CIptvMsgSetCln& client, Message* response) {
     IFSETUP_1_bll::parse_resp_AttachInterfaces(response);
-    for (const auto& [block, il_interface] : client->AttachedInterfaces()) {
-        // Should the block not follow, the interface is detached again.
+    for (const auto& [block, il_interface] : client.AttachedInterfaces()) {
+        // If the block is not sent after all, the interface is detached again.
         const auto known =
-            client->KnownBlocks().try_emplace(block, CIptvMsgSetCln::KnownBlock{.deleted = true});
+            client.KnownBlocks().try_emplace(block, CIptvMsgSetCln::KnownBlock{.deleted = true});
         known.first->second.il_interface = il_interface;
     }
 }
 
-bool UpdateStbBlockState::FillMessage(CIptvMsgSetCln* client, Message& message, bool& awaitResponse) {
-    const core::CPort* port = client->GetPort();
+bool FillStbBlocks(CIptvMsgSetCln& client, Message& message) {
+    const core::CPort* port = client.GetPort();
     ORV_ASSERT(port != NULL, "Failed to retrieve port from IPTV port client");
-    const std::vector<CIptvStbBlockConfig*> blocks = GetBlocks(*client);
-    awaitResponse = !blocks.empty();
-    if (!awaitResponse) return false;
+    const std::vector<CIptvStbBlockConfig*> blocks = GetBlocks(client);
+    if (blocks.empty()) return false;
     std::vector<settopBlockConfig_s> records;
     records.reserve(blocks.size());
     for (const CIptvStbBlockConfig* block : blocks) {
-        StbBlockValues& values = client->SentValues()[block->GetHandle()];
+        StbBlockValues& values = client.SentValues()[block->GetHandle()];
         values = {};
         block->GetNewValues(values);
         settopBlockConfig_s& record = records.emplace_back(MakeRecord(*block, values));
@@ -152,18 +151,14 @@ bool UpdateStbBlockState::FillMessage(CIptvMsgSetCln* client, Message& message, 
     return true;
 }
 
-void UpdateStbBlockState::ProcessResponse(CIptvMsgSetCln* client, std::uint16_t, Message* response, void*) {
+void NoteStbBlocks(CIptvMsgSetCln& client, Message* response) {
     iptvcd_1_bll::parse_resp_UpdateSettopBlock(response);
-    for (auto& [handle, values] : client->SentValues()) {
-        client->KnownBlocks()[handle] = {.il_interface = values.vif_handle, .deleted = false};
-        auto* block = dynamic_cast<CIptvStbBlockConfig*>(framework::CHandleRegistry::Instance().Find(handle));
+    for (auto& [handle, values] : client.SentValues()) {
+        client.KnownBlocks()[handle] = {.il_interface = values.vif_handle, .deleted = false};
+        auto* block = FindByHandle<CIptvStbBlockConfig>(handle);
         if (block) block->SetAppliedValues(std::move(values));
     }
-    client->SentValues().clear();
-}
-
-void UpdateStbBlockState::CommitObjects(CIptvMsgSetCln* client) {
-    CommitKey(*client, apply_key::kUpdateSettopBlock);
+    client.SentValues().clear();
 }
 
 }  // namespace orv::iptv

@@ -9,8 +9,8 @@
 
 namespace orv::iptv {
 
-/// Objects of one class that ports know but that are gone: destroyed at once, without an apply that would
-/// have told the ports.
+/// Objects of one class that ports still have although they are destroyed: deleted without an apply that
+/// would have told the ports.
 class GoneObjects {
   public:
     template <class Object>
@@ -51,7 +51,7 @@ class AppliedPorts {
   protected:
     ~AppliedPorts() = default;
 
-    /// For the object's destructor: notes which ports do not know yet that it is gone.
+    /// For the object's destructor: notes which ports still have the object.
     template <class Object>
     void Leave(const Object& object) {
         for (const std::uint32_t port : ports_) GoneObjects::Get<Object>().Add(port, object.GetHandle());

@@ -2,10 +2,10 @@
 
 #include <algorithm>
 
+#include "FindByHandle.h"
 #include "config/IptvChannelBlock.h"
 #include "orv/core/network_block.h"
 #include "orv/core/project.h"
-#include "orv/framework/handle_registry.h"
 #include "orv/mcastcore/multicast_group.h"
 
 namespace orv::iptv {
@@ -83,8 +83,7 @@ CIptvChannelBlock* ChannelBlockIndex::Find(std::uint32_t first, std::uint32_t la
     // The last channel must lie behind a block's first one.
     if (last > 0) entry = FindInOrder(std::min(first, last - 1), std::max(first, last));
     if (!entry && failure_) ThrowLookupFailure(failure_->what, failure_->detail, failure_->where);
-    return entry ? dynamic_cast<CIptvChannelBlock*>(framework::CHandleRegistry::Instance().Find(entry->block))
-                 : nullptr;
+    return entry ? FindByHandle<CIptvChannelBlock>(entry->block) : nullptr;
 }
 
 }  // namespace orv::iptv

@@ -12,7 +12,7 @@
 #include "orv/ids/framework_ids.h"
 #include "orv/ids/iptv_ids.h"
 #include "orv/ids/l2l3_ids.h"
-#include "results/IptvResultsManager.h"
+#include "running/RunningTest.h"
 
 namespace orv::iptv {
 
@@ -30,7 +30,7 @@ bool IsIrrelevant(const CScriptable& object) {
 }
 
 /// When a block last came to or left a port, by the port's handle.
-std::map<std::uint32_t, ConfigChanges::Moment>& GetMoves() {
+std::map<std::uint32_t, ConfigChanges::Moment>& Moves() {
     static auto* moves = new std::map<std::uint32_t, ConfigChanges::Moment>;
     return *moves;
 }
@@ -38,8 +38,8 @@ std::map<std::uint32_t, ConfigChanges::Moment>& GetMoves() {
 }  // namespace
 
 void ConfigChanges::NotePort(std::uint32_t port) {
-    // Whoever looked before this moment has not seen the move.
-    GetMoves()[port] = framework::CChangeLog::Instance().GetNow() + 1;
+    // Looks taken before this moment have not seen the move.
+    Moves()[port] = framework::CChangeLog::Instance().GetNow() + 1;
 }
 
 ConfigChanges ConfigChanges::Since(Moment moment) {
@@ -49,7 +49,7 @@ ConfigChanges ConfigChanges::Since(Moment moment) {
         changes.Add(*object);
         if (changes.everything_) return Everything();
     }
-    for (const auto& [port, moved] : GetMoves()) {
+    for (const auto& [port, moved] : Moves()) {
         if (moved > moment) changes.ports_.insert(port);
     }
     return changes;
@@ -59,7 +59,7 @@ void ConfigChanges::Add(const CScriptable& object) {
     for (const CScriptable* each = &object; each; each = each->GetParent()) {
         if (IsIrrelevant(*each)) return;
         if (const auto* device = dynamic_cast<const core::CEmulatedDevice*>(each)) return AddDevice(*device);
-        // What is in no project, like a command's own objects, is nobody's configuration.
+        // Objects outside of any project, like a command's own, belong to no configuration.
         if (each->IsTypeOf(ids::Project::CLASS) || each->IsTypeOf(ids::System::CLASS)) everything_ = true;
     }
 }
@@ -71,7 +71,7 @@ const core::CEmulatedDevice* FindDevice(const CScriptable* object) {
     return dynamic_cast<const core::CEmulatedDevice*>(object);
 }
 
-/// Something outside the device is made of what lies at or below the object.
+/// An object outside the device refers to this object or to one below it.
 bool IsUsedFromOutside(const CScriptable& object, const core::CEmulatedDevice& device) {
     static const common::RelationType kUses[] = {
         ids::relations::MulticastParam.Reverse(), ids::relations::UsesIf.Reverse(),
@@ -96,7 +96,7 @@ void ConfigChanges::AddDevice(const core::CEmulatedDevice& device) {
     if (!known_devices_.insert(&device).second) return;
     devices_.push_back(&device);
     const bool carries_blocks = device.GetObject(CIptvStbBlockConfig::CLASS_ID(), common::kParentChild);
-    // Without blocks of its own a device may matter to anybody.
+    // A device without blocks of its own may serve any other (as a traffic source, for example).
     if (!carries_blocks || IsUsedFromOutside(device, device)) everything_ = true;
     if (const core::CPort* port = device.GetPort()) ports_.insert(port->GetHandle());
 }
@@ -104,12 +104,12 @@ void ConfigChanges::AddDevice(const core::CEmulatedDevice& device) {
 ConfigLook ConfigLook::Now() {
     ConfigLook look;
     look.moment_ = framework::CChangeLog::Instance().GetNow();
-    look.fcc_check_ = CIptvStbBlockConfig::m_bFccCheck;
+    look.fcc_check_ = RunningTest::GetRules().fcc_check;
     return look;
 }
 
 bool ConfigLook::HasSameRules() const {
-    return fcc_check_ == CIptvStbBlockConfig::m_bFccCheck;
+    return fcc_check_ == RunningTest::GetRules().fcc_check;
 }
 
 ConfigChanges ConfigLook::GetChanges() const {
@@ -117,7 +117,7 @@ ConfigChanges ConfigLook::GetChanges() const {
 }
 
 ConfigChanges RepeatedCheck::GetChanges() const {
-    return CIptvResultsManager::IsTestRunning() ? ConfigChanges::Everything() : clean_.GetChanges();
+    return RunningTest::IsRunning() ? ConfigChanges::Everything() : clean_.GetChanges();
 }
 
 }  // namespace orv::iptv

@@ -24,7 +24,7 @@ class ConfigChanges {
     static ConfigChanges Everything() { return ConfigChanges(true); }
     /// Changes later than the moment; 0: everything.
     static ConfigChanges Since(Moment moment);
-    /// Notes that a block has come to or left a port (a handle): the port counts as changed.
+    /// Notes that a block was moved to or from a port (a handle): the port counts as changed.
     static void NotePort(std::uint32_t port);
 
     bool IsEverything() const { return everything_; }
@@ -48,7 +48,7 @@ class ConfigChanges {
 /// are prepared.
 class ConfigLook {
   public:
-    /// Nobody has looked yet: everything has changed.
+    /// Before the first look: everything has changed.
     ConfigLook() = default;
     static ConfigLook Now();
 

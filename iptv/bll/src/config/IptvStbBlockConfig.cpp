@@ -39,8 +39,8 @@ void RegisterInterfaceUserFinder() {
 
 }  // namespace
 
-StbPortMap CIptvStbBlockConfig::m_startTestStbMap;
-bool CIptvStbBlockConfig::m_bFccCheck = false;
+const StbPortMap& CIptvStbBlockConfig::m_startTestStbMap = RunningTest::GetParticipants();
+const bool& CIptvStbBlockConfig::m_bFccCheck = RunningTest::GetRules().fcc_check;
 bool CIptvStbBlockConfig::m_ifFinderRegistered = false;
 
 CIptvStbBlockConfig::CIptvStbBlockConfig() = default;
@@ -93,13 +93,13 @@ bool CIptvStbBlockConfig::OnMarkDelete() {
 void CIptvStbBlockConfig::Listen(CScriptable& device) {
     StopListening();
     device.RegisterRelationChangeDelegate(MakeDelegate(this));
-    listening_to_ = device.GetHandle();
+    m_listeningTo = device.GetHandle();
 }
 
 void CIptvStbBlockConfig::StopListening() {
-    CScriptable* device = framework::CHandleRegistry::Instance().Find(listening_to_);
+    CScriptable* device = framework::CHandleRegistry::Instance().Find(m_listeningTo);
     if (device) device->UnregisterRelationChangeDelegate(MakeDelegate(this));
-    listening_to_ = 0;
+    m_listeningTo = 0;
 }
 
 void CIptvStbBlockConfig::OnRelationModified(RelationType type, CScriptable& other, bool added) {
@@ -108,7 +108,7 @@ void CIptvStbBlockConfig::OnRelationModified(RelationType type, CScriptable& oth
         if (!added) {
             StopListening();
             LeavePort();
-        } else if (other.GetHandle() != listening_to_) {
+        } else if (other.GetHandle() != m_listeningTo) {
             Listen(other);
             FileUnderPort();
         }
@@ -152,12 +152,12 @@ core::CNetworkInterface* CIptvStbBlockConfig::GetMcastIf() const {
 bool CIptvStbBlockConfig::CheckIfAnyRelatedObjectsAreDirty(bool update) {
     StbBlockValues now;
     GetNewValues(now);
-    if (now == applied_values_) return false;
+    if (now == m_appliedValues) return false;
     Trace([&] {
         return "CIptvStbBlockConfig::CheckIfAnyRelatedObjectsAreDirty() for " + GetName() +
-               ". Things are dirty (" + DescribeDifference(now, applied_values_) + ")";
+               ". Things are dirty (" + DescribeDifference(now, m_appliedValues) + ")";
     });
-    if (update) applied_values_ = std::move(now);
+    if (update) m_appliedValues = std::move(now);
     return true;
 }
 

@@ -2,13 +2,13 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
 #include <vector>
 
 #include "ModelClass.h"
 #include "config/StbBlockValues.h"
 #include "orv/common/indexed_object.h"
 #include "orv/framework/scriptable.h"
+#include "running/RunningTest.h"
 
 namespace orv::core {
 class CNetworkInterface;
@@ -22,9 +22,6 @@ namespace orv::iptv {
 using common::ClassId;
 using common::RelationType;
 using framework::CScriptable;
-
-/// Handles of STB blocks, in order, by the handle of their port.
-using StbPortMap = std::map<std::uint32_t, std::vector<std::uint32_t>>;
 
 /// Turns the hosts of its parent, an emulated device, into set-top boxes. Registered under the port that the
 /// device is on, with an index that is unique among the blocks of the port; it follows its device from port
@@ -50,24 +47,24 @@ class CIptvStbBlockConfig : public ModelClass<ids::IptvStbBlockConfig::CLASS.Get
     /// COrvRunTimeError.
     void GetNewValues(StbBlockValues& values) const;
     /// The values as they were sent last.
-    const StbBlockValues& GetNewValuesForApply() const { return applied_values_; }
-    void SetAppliedValues(StbBlockValues values) { applied_values_ = std::move(values); }
-    /// Its port has no interface attached for it any more.
-    void ForgetInterface() { applied_values_.vif_handle = 0; }
+    const StbBlockValues& GetNewValuesForApply() const { return m_appliedValues; }
+    void SetAppliedValues(StbBlockValues values) { m_appliedValues = std::move(values); }
+    /// The interface that its port had attached for it is detached.
+    void ForgetInterface() { m_appliedValues.vif_handle = 0; }
     /// True when a value differs from what was sent last. `update`: the present values count as sent from now
     /// on.
     bool CheckIfAnyRelatedObjectsAreDirty(bool update);
 
-    /// Number, in the running test, of the block's first set-top box: how many there are in the blocks
-    /// before.
-    std::uint32_t GetBaseStbIndex() const { return base_stb_index_; }
-    void SetBaseStbIndex(std::uint32_t index) { base_stb_index_ = index; }
+    /// Index of the block's first set-top box in the running test: the number of set-top boxes in the blocks
+    /// before it.
+    std::uint32_t GetBaseStbIndex() const { return m_baseStbIndex; }
+    void SetBaseStbIndex(std::uint32_t index) { m_baseStbIndex = index; }
 
     bool OnInit() override;
     bool OnMarkDelete() override;
     void OnRelationModified(RelationType type, CScriptable& other, bool added) override;
 
-    /// Told of every relation change of the parent device.
+    /// Called on every relation change of the parent device.
     void RelChangeHandler(CScriptable& source, CScriptable& other, RelationType type, bool added);
 
     /// Every block has what it needs to run; a port carries blocks of one IP version.
@@ -75,10 +72,11 @@ class CIptvStbBlockConfig : public ModelClass<ids::IptvStbBlockConfig::CLASS.Get
     /// No processor serves more set-top boxes than it can.
     static void CheckCcpuDeviceLimit(framework::ValidationContext& context);
 
-    /// The blocks that take part in the running test.
-    static StbPortMap m_startTestStbMap;
-    /// True when the test that was validated last is for fast channel change or retransmission.
-    static bool m_bFccCheck;
+    /// The blocks that take part in the running test. Set by RunningTest only.
+    static const StbPortMap& m_startTestStbMap;
+    /// True when the test that was validated last is for fast channel change or retransmission. Set by
+    /// RunningTest only.
+    static const bool& m_bFccCheck;
     /// The host has been told how to find the interfaces that blocks use.
     static bool m_ifFinderRegistered;
 
@@ -88,9 +86,9 @@ class CIptvStbBlockConfig : public ModelClass<ids::IptvStbBlockConfig::CLASS.Get
     void FileUnderPort();
     void LeavePort();
 
-    std::uint32_t listening_to_ = 0;  ///< handle of the device whose relation changes it is told of
-    StbBlockValues applied_values_;
-    std::uint32_t base_stb_index_ = 0;
+    std::uint32_t m_listeningTo = 0;  ///< handle of the device whose relation changes it is told of
+    StbBlockValues m_appliedValues;
+    std::uint32_t m_baseStbIndex = 0;
 };
 
 }  // namespace orv::iptv

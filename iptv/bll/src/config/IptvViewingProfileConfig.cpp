@@ -6,10 +6,11 @@
 #include "orv/framework/validation.h"
 #include "orv/ids/framework_ids.h"
 #include "orv/ids/iptv_ids.h"
+#include "running/RunningTest.h"
 
 namespace orv::iptv {
 
-bool CIptvViewingProfileConfig::m_bTriggerDelayCheck = false;
+const bool& CIptvViewingProfileConfig::m_bTriggerDelayCheck = RunningTest::GetRules().trigger_delay_check;
 
 CIptvViewingProfileConfig::~CIptvViewingProfileConfig() {
     Leave(*this);

@@ -37,7 +37,8 @@ class CIptvViewingProfileConfig
     static void OnValidateViewingProfile(framework::ValidationContext& context);
 
     /// True when the test that was validated last leaves unicast after a delay, which must not be 0 then.
-    static bool m_bTriggerDelayCheck;
+    /// Set by RunningTest only.
+    static const bool& m_bTriggerDelayCheck;
 };
 
 }  // namespace orv::iptv

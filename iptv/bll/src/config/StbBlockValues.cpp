@@ -1,4 +1,4 @@
-// How an STB block collects the values that it takes from around it.
+// How an STB block collects the values that it takes from related objects.
 #include "config/StbBlockValues.h"
 
 #include <boost/algorithm/string/case_conv.hpp>
@@ -7,6 +7,7 @@
 #include <iterator>
 
 #include "IptvErrors.h"
+#include "config/AddressLists.h"
 #include "config/IptvStbBlockConfig.h"
 #include "orv/core/emulated_device.h"
 #include "orv/core/network_interface.h"
@@ -20,7 +21,6 @@ namespace orv::iptv {
 namespace {
 
 using iptvcd_1_bll::IgmpVersion;
-using iptvcd_1_bll::ipAddress_t;
 namespace Id = ids::IptvStbBlockConfig;
 
 [[noreturn]] void ThrowMissing(const char* object, const char* from, const CIptvStbBlockConfig& block,
@@ -47,31 +47,25 @@ void SetVersion(IgmpVersion& version, const std::string& name) {
 }
 
 ipAddress_t GetFccServer(const CIptvStbBlockConfig& block, const std::string& version_name) {
-    ipAddress_t address;
-    if (version_name == "MLD_V1" || version_name == "MLD_V2") {
-        address.type = ipAddress_t::kV6;
-        block.GetIpv6(Id::FccServerAddrV6).CopyTo(address.v6.address);
-    } else {
-        address.type = ipAddress_t::kV4;
-        block.GetIp(Id::FccServerAddrV4).CopyTo(address.v4.address);
-    }
-    return address;
+    const bool ipv6 = version_name == "MLD_V1" || version_name == "MLD_V2";
+    return ipv6 ? ToIpAddress(block.GetIpv6(Id::FccServerAddrV6))
+                : ToIpAddress(block.GetIp(Id::FccServerAddrV4));
 }
 
 /// Takes VLAN tags and PPPoE sessions from the interface stack. The first VLAN tag met, from the link layer
-/// up, is the outer one, the second the inner one; more have no place. False when the sessions are not known
-/// yet: then nothing is to be written.
+/// up, is the outer one, the second the inner one; further tags are ignored. False when the sessions are not
+/// known yet: then nothing is written.
 class StackValues {
   public:
-    explicit StackValues(const CIptvStbBlockConfig& block) : block_(block) {}
+    explicit StackValues(const CIptvStbBlockConfig& block) : m_block(block) {}
 
     bool Collect(const core::CNetworkInterface& top, StbBlockValues& values);
 
   private:
     bool AddSessions(const core::CNetworkInterface& layer, StbBlockValues& values) const;
 
-    const CIptvStbBlockConfig& block_;
-    std::vector<const core::CVlanIf*> vlans_;
+    const CIptvStbBlockConfig& m_block;
+    std::vector<const core::CVlanIf*> m_vlans;
 };
 
 bool StackValues::Collect(const core::CNetworkInterface& top, StbBlockValues& values) {
@@ -79,27 +73,27 @@ bool StackValues::Collect(const core::CNetworkInterface& top, StbBlockValues& va
     top.GetNetworkInterfaceStack(stack);
     for (const core::CNetworkInterface* layer : stack) {
         if (const auto* vlan = dynamic_cast<const core::CVlanIf*>(layer)) {
-            vlans_.push_back(vlan);
+            m_vlans.push_back(vlan);
         } else if (layer->IsTypeOf(core::CPppoeIf::CLASS_ID()) && !AddSessions(*layer, values)) {
             return false;
         }
     }
-    if (!vlans_.empty()) {
+    if (!m_vlans.empty()) {
         values.has_outer_vlan = 1;
-        values.outer_vlan_id = vlans_[0]->GetU16(ids::VlanIf::VlanId);
-        values.outer_vlan_step = static_cast<std::uint16_t>(vlans_[0]->GetS16(ids::VlanIf::IdStep));
+        values.outer_vlan_id = m_vlans[0]->GetU16(ids::VlanIf::VlanId);
+        values.outer_vlan_step = static_cast<std::uint16_t>(m_vlans[0]->GetS16(ids::VlanIf::IdStep));
     }
-    if (vlans_.size() > 1) {
+    if (m_vlans.size() > 1) {
         values.has_inner_vlan = 1;
-        values.inner_vlan_id = vlans_[1]->GetU16(ids::VlanIf::VlanId);
-        values.inner_vlan_step = static_cast<std::uint16_t>(vlans_[1]->GetS16(ids::VlanIf::IdStep));
+        values.inner_vlan_id = m_vlans[1]->GetU16(ids::VlanIf::VlanId);
+        values.inner_vlan_step = static_cast<std::uint16_t>(m_vlans[1]->GetS16(ids::VlanIf::IdStep));
     }
     return true;
 }
 
 bool StackValues::AddSessions(const core::CNetworkInterface& layer, StbBlockValues& values) const {
     const auto* pppoe = dynamic_cast<const core::CPppoeIf*>(&layer);
-    if (!pppoe) ThrowMissing("PppoeIf", "nvIt", block_);
+    if (!pppoe) ThrowMissing("PppoeIf", "nvIt", m_block);
     if (pppoe->GetU8(ids::PppoeIf::SessionResolveState) == ids::ResolveState::RESOLVE_NEEDED) return false;
     const std::vector<std::uint16_t> sessions = pppoe->GetSessionIdList();
     values.ppp_sessions.insert(values.ppp_sessions.end(), sessions.begin(), sessions.end());

@@ -1,4 +1,4 @@
-// What a port is told of an STB block that comes from around it.
+// What an STB block takes from related objects for its port.
 #pragma once
 
 #include <cstdint>

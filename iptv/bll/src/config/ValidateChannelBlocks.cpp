@@ -10,7 +10,7 @@
 #include "orv/framework/validation.h"
 #include "orv/ids/iptv_ids.h"
 #include "orv/mcastcore/multicast_group.h"
-#include "results/IptvResultsManager.h"
+#include "running/RunningTest.h"
 
 namespace orv::iptv {
 
@@ -44,7 +44,7 @@ const core::CNetworkBlock& GetNetworkBlockOrThrow(ValidationContext& context,
 class ChannelBlockCheck {
   public:
     explicit ChannelBlockCheck(ValidationContext& context)
-        : context_(context), running_(CIptvResultsManager::IsTestRunning()) {}
+        : context_(context), running_(RunningTest::IsRunning()) {}
 
     /// False when nothing further is to be examined.
     bool Check(CIptvChannelBlock& block);

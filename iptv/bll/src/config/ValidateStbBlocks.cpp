@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <map>
 
+#include "FindByHandle.h"
 #include "IptvErrors.h"
 #include "IptvLog.h"
 #include "IptvResources.h"
@@ -12,12 +13,11 @@
 #include "orv/core/orv_system.h"
 #include "orv/core/port.h"
 #include "orv/core/port_group.h"
-#include "orv/framework/handle_registry.h"
 #include "orv/framework/resources.h"
 #include "orv/framework/validation.h"
 #include "orv/ids/iptv_ids.h"
 #include "orv/igmpmld/multicast_host_config.h"
-#include "results/IptvResultsManager.h"
+#include "running/RunningTest.h"
 
 namespace orv::iptv {
 
@@ -39,7 +39,7 @@ bool TakesPart(const core::CPort& port, const CIptvStbBlockConfig& block) {
 class PortCheck {
   public:
     PortCheck(ValidationContext& context, core::CPort& port, bool running)
-        : context_(context), port_(port), running_(running) {}
+        : m_context(context), m_port(port), m_running(running) {}
 
     void Check(CIptvStbBlockConfig& block);
     /// After the last block.
@@ -52,37 +52,37 @@ class PortCheck {
     void CheckProtocol(const CIptvStbBlockConfig& block, const core::CEmulatedDevice& device);
     void Report(const core::CEmulatedDevice& device, const std::string& text,
                 const std::source_location& where = std::source_location::current()) {
-        ReportError(context_, "On IPTV device \"" + device.GetName() + "\"" + text, where);
+        ReportError(m_context, "On IPTV device \"" + device.GetName() + "\"" + text, where);
     }
 
-    ValidationContext& context_;
-    core::CPort& port_;
-    const bool running_;
-    bool has_ipv4_ = false;
-    bool has_ipv6_ = false;
+    ValidationContext& m_context;
+    core::CPort& m_port;
+    const bool m_running;
+    bool m_hasIpv4 = false;
+    bool m_hasIpv6 = false;
 };
 
 void PortCheck::Check(CIptvStbBlockConfig& block) {
-    const framework::ReportedObject about(context_, block);
+    const framework::ReportedObject about(m_context, block);
     if (block.IsDeleted()) {
-        if (running_) ReportChangeUnderTest(context_, block);
+        if (m_running) ReportChangeUnderTest(m_context, block);
         return;
     }
-    if (running_) CheckUnderTest(block);
+    if (m_running) CheckUnderTest(block);
     const auto* device = dynamic_cast<const core::CEmulatedDevice*>(block.GetParent());
     if (!device) {
         ThrowLookupFailure({"EmulatedDevice", "EmulatedDeviceIterator", kOperation},
-                           port_.GetMessenger().ToMessengerString() + "EmulatedDevice on port. ");
+                           m_port.GetMessenger().ToMessengerString() + "EmulatedDevice on port. ");
     }
     if (!device->GetActive() || !block.GetActive()) return;
-    Trace([&] { return "Validating IptvStbBlockConfig " + block.GetName() + " On " + port_.GetName(); });
+    Trace([&] { return "Validating IptvStbBlockConfig " + block.GetName() + " On " + m_port.GetName(); });
     CheckBlock(block, *device);
 }
 
 void PortCheck::CheckUnderTest(CIptvStbBlockConfig& block) {
     if (!block.IsObjectDirty(false) && !block.CheckIfAnyRelatedObjectsAreDirty(false)) return;
-    // A block that is off matters only when the running test was started with it.
-    if (block.GetActive() || TakesPart(port_, block)) ReportChangeUnderTest(context_, block);
+    // An inactive block matters only when the running test was started with it.
+    if (block.GetActive() || TakesPart(m_port, block)) ReportChangeUnderTest(m_context, block);
 }
 
 void PortCheck::CheckBlock(CIptvStbBlockConfig& block, const core::CEmulatedDevice& device) {
@@ -111,9 +111,9 @@ void PortCheck::CheckProtocol(const CIptvStbBlockConfig& block, const core::CEmu
     if (!protocol || !protocol->GetActive()) {
         Report(device, ", the IGMP/MLD protocol must be activated.");
     } else if (protocol->IsTypeOf(igmpmld::CIgmpHostConfig::CLASS_ID())) {
-        has_ipv4_ = true;
+        m_hasIpv4 = true;
     } else if (protocol->IsTypeOf(igmpmld::CMldHostConfig::CLASS_ID())) {
-        has_ipv6_ = true;
+        m_hasIpv6 = true;
     } else {
         ThrowLookupFailure({"IgmpHostConfig or MldHostConfig", "MulticastHostConfig",
                             "CIptvStbBlockConfig::OnValidateStbBlock. Typecast failed."},
@@ -123,15 +123,15 @@ void PortCheck::CheckProtocol(const CIptvStbBlockConfig& block, const core::CEmu
 }
 
 void PortCheck::CheckIpVersions() {
-    if (!has_ipv4_ || !has_ipv6_) return;
-    const framework::ReportedObject about(context_, port_);
-    ReportError(context_,
-                "In " + port_.GetName() + " : All devices on the port should have same IP interface." +
+    if (!m_hasIpv4 || !m_hasIpv6) return;
+    const framework::ReportedObject about(m_context, m_port);
+    ReportError(m_context,
+                "In " + m_port.GetName() + " : All devices on the port should have same IP interface." +
                     "Cannot have one device with IPv4 interface and another with Ipv6 interface.  ");
 }
 
 void CheckPort(ValidationContext& context, std::uint32_t handle, bool running) {
-    auto* port = dynamic_cast<core::CPort*>(framework::CHandleRegistry::Instance().Find(handle));
+    auto* port = FindByHandle<core::CPort>(handle);
     if (!port) ThrowLookupFailure({"Port", "PortIterator", kOperation}, "Port. ");
     std::vector<CIptvStbBlockConfig*> blocks;
     CIptvStbBlockConfig::FindObjects(handle, blocks);
@@ -146,13 +146,12 @@ void CheckPort(ValidationContext& context, std::uint32_t handle, bool running) {
     check.CheckIpVersions();
 }
 
-/// A block that was deleted, or has left its port with its device, is not among the blocks of its port any
-/// more.
+/// A block that was deleted, or has left its port with its device, is no longer among the blocks of its
+/// port.
 void CheckMissingBlocks(ValidationContext& context) {
     for (const auto& [port, handles] : CIptvStbBlockConfig::m_startTestStbMap) {
         for (const std::uint32_t handle : handles) {
-            auto* block =
-                dynamic_cast<CIptvStbBlockConfig*>(framework::CHandleRegistry::Instance().Find(handle));
+            auto* block = FindByHandle<CIptvStbBlockConfig>(handle);
             if (block && (block->IsDeleted() || block->GetIndexHandle() != port))
                 ReportChangeUnderTest(context, *block);
         }
@@ -175,21 +174,21 @@ std::uint64_t CountSetTopBoxes(std::uint32_t port) {
 class SetTopBoxCount {
   public:
     void Update(const std::vector<std::uint32_t>& ports) {
-        const ConfigChanges changes = counted_.GetChanges();
-        counted_ = ConfigLook::Now();
-        if (changes.IsEverything()) by_port_.clear();
+        const ConfigChanges changes = m_counted.GetChanges();
+        m_counted = ConfigLook::Now();
+        if (changes.IsEverything()) m_byPort.clear();
         for (const std::uint32_t port : ports) {
-            if (changes.Concern(port)) by_port_[port] = CountSetTopBoxes(port);
+            if (changes.Concern(port)) m_byPort[port] = CountSetTopBoxes(port);
         }
     }
     std::uint64_t Get(std::uint32_t port) const {
-        const auto found = by_port_.find(port);
-        return found == by_port_.end() ? 0 : found->second;
+        const auto found = m_byPort.find(port);
+        return found == m_byPort.end() ? 0 : found->second;
     }
 
   private:
-    ConfigLook counted_;
-    std::map<std::uint32_t, std::uint64_t> by_port_;  ///< by the port's handle
+    ConfigLook m_counted;
+    std::map<std::uint32_t, std::uint64_t> m_byPort;  ///< by the port's handle
 };
 
 }  // namespace
@@ -200,7 +199,7 @@ void CIptvStbBlockConfig::OnValidateStbBlock(ValidationContext& context) {
         std::vector<std::uint32_t> ports;
         FindObjectHandles(ports);
         if (ports.empty()) return;
-        const bool running = CIptvResultsManager::IsTestRunning();
+        const bool running = RunningTest::IsRunning();
         if (running) CheckMissingBlocks(context);
         for (const std::uint32_t port : ports) {
             if (changes.Concern(port)) CheckPort(context, port, running);
@@ -222,7 +221,7 @@ void CIptvStbBlockConfig::CheckCcpuDeviceLimit(ValidationContext& context) {
     static SetTopBoxCount settop_boxes;
     settop_boxes.Update(ports);
     for (const std::uint32_t handle : ports) {
-        auto* port = dynamic_cast<core::CPort*>(framework::CHandleRegistry::Instance().Find(handle));
+        auto* port = FindByHandle<core::CPort>(handle);
         if (!port || !port->IsReachable()) continue;
         const core::CPortGroup* group = port->GetPortGroup();
         const std::uint32_t key = core::COrvSystem::OfflinePortsTakePart() ? kSharedByAll

@@ -14,7 +14,7 @@
 #include "orv/framework/handle_registry.h"
 #include "orv/framework/validation.h"
 #include "orv/ids/iptv_ids.h"
-#include "results/IptvResultsManager.h"
+#include "running/RunningTest.h"
 
 namespace orv::iptv {
 
@@ -117,7 +117,7 @@ void RangesOfBlock::CheckInitialChannel(const CIptvViewedChannels& range) {
         Report(range, " : Initial Channel Start (" + to_string(initial) +
                           ") should be less than or equal to ChannelRangeEnd (" + to_string(end) + ")");
     }
-    // Reported once: what this rule says has no second half.
+    // Reported once per range.
     if (initial_step > end - start) {
         Report(range, " : Initial Channel Step (" + to_string(initial_step) +
                           ") should be less than or equal to  Channel Range End-Channel Range Start (" +
@@ -171,7 +171,7 @@ void CheckEverything(ValidationContext& context) {
     CScriptable& project = *context.GetCurrentObject();
     ScriptableVec ranges;
     project.GetObjects(ranges, CIptvViewedChannels::CLASS_ID(), common::kParentChild);
-    const bool running = CIptvResultsManager::IsTestRunning();
+    const bool running = RunningTest::IsRunning();
     for (CScriptable* object : ranges) {
         auto* range = dynamic_cast<CIptvViewedChannels*>(object);
         if (range && range->GetActive()) CheckRange(context, *range, running);

@@ -6,7 +6,7 @@
 #include "config/IptvViewingProfileConfig.h"
 #include "orv/framework/validation.h"
 #include "orv/ids/iptv_ids.h"
-#include "results/IptvResultsManager.h"
+#include "running/RunningTest.h"
 
 namespace orv::iptv {
 
@@ -69,7 +69,7 @@ void CheckProfile(ValidationContext& context, CIptvViewingProfileConfig& profile
 void CIptvViewingProfileConfig::OnValidateViewingProfile(ValidationContext& context) {
     framework::ScriptableVec profiles;
     context.GetCurrentObject()->GetObjects(profiles, CLASS_ID(), common::kParentChild);
-    const bool running = CIptvResultsManager::IsTestRunning();
+    const bool running = RunningTest::IsRunning();
     for (CScriptable* object : profiles) {
         auto* profile = dynamic_cast<CIptvViewingProfileConfig*>(object);
         if (!profile || !profile->GetActive()) continue;

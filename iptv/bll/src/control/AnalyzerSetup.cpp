@@ -1,10 +1,11 @@
-// What the analyzer of a test port sorts the received frames by.
+#include "control/AnalyzerSetup.h"
+
 #include <memory>
 
 #include "IptvCreation.h"
 #include "IptvErrors.h"
 #include "IptvLog.h"
-#include "control/IptvStartTestCommand.h"
+#include "config/IptvStbBlockConfig.h"
 #include "orv/core/port.h"
 #include "orv/framework/notification_service.h"
 #include "orv/framework/scriptable_creator.h"
@@ -74,29 +75,28 @@ void StopAnalyzer(const CAnalyzer& analyzer) {
 
 }  // namespace
 
-void CIptvStartTestCommand::init_analyzer(core::CPort& port, CIptvStbBlockConfig& stbBlock) {
+CAnalyzer& AnalyzerSetup::init_analyzer(core::CPort& port, const CIptvStbBlockConfig& stbBlock) const {
     Trace([&] { return "Setting up analyzer for " + port.GetName(); });
     auto* analyzer = dynamic_cast<CAnalyzer*>(port.GetObject(CAnalyzer::CLASS_ID(), common::kParentChild));
     if (!analyzer) {
         ThrowLookupFailure({"Analyzer", "Port", "CIptvStartTestCommand::init_analyzer"},
                            "Analyzer associated with port " + port.GetMessenger().ToMessengerString());
     }
-    ORV_ASSERT(m_pAnalyzerStartCommand != nullptr, "The run has no analyzer start command");
     StopAnalyzer(*analyzer);
     analyzer->ClearAllStats();
     clear_comparators(*analyzer);
     init_comparators(*analyzer, stbBlock);
-    m_pAnalyzerStartCommand->AddAnalyzer(analyzer->GetHandle());
     Register(*analyzer);
+    return *analyzer;
 }
 
-void CIptvStartTestCommand::clear_comparators(CAnalyzer& analyzer) {
+void AnalyzerSetup::clear_comparators(const CAnalyzer& analyzer) {
     Trace([&] { return "Clear Comparators for analyzer " + analyzer.GetName(); });
     MarkFiltersDeleted(analyzer, CAnalyzer16BitFilter::CLASS_ID());
     MarkFiltersDeleted(analyzer, CAnalyzer32BitFilter::CLASS_ID());
 }
 
-void CIptvStartTestCommand::init_comparators(CAnalyzer& analyzer, CIptvStbBlockConfig& stbBlock) {
+void AnalyzerSetup::init_comparators(CAnalyzer& analyzer, const CIptvStbBlockConfig& stbBlock) const {
     if (m_link.m_bAtmPort) {
         Add16BitFilter(analyzer, "Analyzer16BitFilter VPI in CIptvStartTestCommand::DoRun", "ATM VPI",
                        Location::START_OF_FRAME, 0, 0x0fff);
@@ -120,12 +120,12 @@ void CIptvStartTestCommand::init_comparators(CAnalyzer& analyzer, CIptvStbBlockC
     Register(*filter);
 }
 
-void CIptvStartTestCommand::AddVlanFilter(CAnalyzer& analyzer) const {
+void AnalyzerSetup::AddVlanFilter(CAnalyzer& analyzer) const {
     if (m_stack.m_vlanCount == 0) return;
     const bool has_other_tag = m_stack.m_vlanCount != 1;
     // With the S-bit or the PPPoE session beside it there is room for one of the tags only.
     const bool takes_inner = (IsSbitMode() || m_stack.m_bPppEnable) && has_other_tag &&
-                             GetU8(ids::IptvStartTestCommand::VlanSubFilter) == ids::VlanSubFilter::INNER;
+                             m_settings.vlan_sub_filter == ids::VlanSubFilter::INNER;
     const std::uint32_t offset = GetLinkLayerOffset() + (takes_inner ? kVlanTagLength : 0);
     const char* name = takes_inner ? "VLAN ID - Inner" : has_other_tag ? "VLAN ID - Outer" : "VLAN ID";
     Add16BitFilter(analyzer, kFilter, name, Location::START_OF_FRAME, offset, kVlanIdMask);
@@ -135,7 +135,7 @@ void CIptvStartTestCommand::AddVlanFilter(CAnalyzer& analyzer) const {
     });
 }
 
-void CIptvStartTestCommand::AddFourthFilter(CAnalyzer& analyzer) const {
+void AnalyzerSetup::AddFourthFilter(CAnalyzer& analyzer) const {
     if (IsSbitMode()) {
         Add16BitFilter(analyzer, kFilter, "S-bit", Location::START_OF_UDP_HEADER, kSbitOffset, kSbitMask);
         Trace(
@@ -152,8 +152,8 @@ void CIptvStartTestCommand::AddFourthFilter(CAnalyzer& analyzer) const {
     }
 }
 
-void CIptvStartTestCommand::createIpFilters(CAnalyzer& analyzer, CIptvStbBlockConfig& stbBlock,
-                                            CAnalyzer16BitFilter*& upper, CAnalyzer16BitFilter*& lower) {
+void AnalyzerSetup::createIpFilters(CAnalyzer& analyzer, const CIptvStbBlockConfig& stbBlock,
+                                    CAnalyzer16BitFilter*& upper, CAnalyzer16BitFilter*& lower) const {
     upper = &CreateFilter<CAnalyzer16BitFilter>(analyzer, kFilter);
     lower = &CreateFilter<CAnalyzer16BitFilter>(analyzer, kFilter);
     switch (stbBlock.GetNewValuesForApply().igmp_version) {
@@ -180,20 +180,20 @@ void CIptvStartTestCommand::createIpFilters(CAnalyzer& analyzer, CIptvStbBlockCo
     upper->SetFilterName("Group IP - Upper");
     lower->SetFilterName("Group IP- Lower");
     // The four channels of a zapping test differ in their last two bits.
-    const bool zaps = GetTypeOfTest() == ids::TestType::ZAPPING;
+    const bool zaps = m_settings.kind.type == ids::TestType::ZAPPING;
     lower->SetMask(zaps ? 0x0003 : 0xffff);
     Trace([&] { return std::string(" LowerIpMask set to ") + (zaps ? "0x0003 " : "0xffff "); });
     upper->SetMask(0xffff);
     Trace([] { return " UpperIpMask set to 0xffff "; });
 }
 
-void CIptvStartTestCommand::create32bitFilters(CAnalyzer& analyzer, CAnalyzer32BitFilter*& filter) {
+void AnalyzerSetup::create32bitFilters(CAnalyzer& analyzer, CAnalyzer32BitFilter*& filter) const {
     constexpr std::uint32_t kUpperHalf = 0xffff0000;
     filter =
         &CreateFilter<CAnalyzer32BitFilter>(analyzer, "Analyzer32BitFilter in CIptvStartTestCommand::DoRun");
     analyzer.Set(ids::Analyzer::UseDefault32BitFilter, false);
-    if (GetTestEnv() == ids::TestEnv::REAL_WORLD) {
-        const bool source = GetU8(ids::IptvStartTestCommand::UdpPortType) == ids::UdpPortType::SOURCE;
+    if (m_settings.environment == ids::TestEnv::REAL_WORLD) {
+        const bool source = m_settings.udp_port_type == ids::UdpPortType::SOURCE;
         const std::uint32_t offset = source ? 0 : 2;
         filter->SetLocationType(Location::START_OF_UDP_HEADER);
         filter->SetMask(kUpperHalf);
@@ -206,12 +206,12 @@ void CIptvStartTestCommand::create32bitFilters(CAnalyzer& analyzer, CAnalyzer32B
     }
     // A new filter lies on the stream id of the signature field.
     filter->SetFilterName("Veltra ID");
-    if (GetTypeOfTest() != ids::TestType::ZAPPING) return;
+    if (m_settings.kind.type != ids::TestType::ZAPPING) return;
     filter->SetMask(kUpperHalf);
     Trace([] { return " The 32bit filter set to Veltra ID with mask 0xffff0000 "; });
 }
 
-std::uint32_t CIptvStartTestCommand::GetLinkLayerOffset() const {
+std::uint32_t AnalyzerSetup::GetLinkLayerOffset() const {
     constexpr std::uint32_t kAtmHeader = 5;  // bytes
     constexpr std::uint32_t kLlcHeader = 8;  // LLC and SNAP
     constexpr std::uint32_t kPadding = 2;    // in front of a bridged frame
@@ -226,14 +226,14 @@ std::uint32_t CIptvStartTestCommand::GetLinkLayerOffset() const {
     return offset;
 }
 
-bool CIptvStartTestCommand::IsStreamIdMode() const {
-    return !m_streamMap.GetStreamIds().empty() && GetTestEnv() == ids::TestEnv::TESTING &&
-           GetTypeOfTest() == ids::TestType::VERIFICATION;
+bool AnalyzerSetup::IsStreamIdMode() const {
+    return m_streamsKnown && m_settings.environment == ids::TestEnv::TESTING &&
+           m_settings.kind.type == ids::TestType::VERIFICATION;
 }
 
-bool CIptvStartTestCommand::IsSbitMode() const {
-    const std::uint8_t type = GetTypeOfTest();
-    return GetMulticastJoinTrigger() == ids::MulticastJoinTrigger::SBIT_AND_DELAY &&
+bool AnalyzerSetup::IsSbitMode() const {
+    const std::uint8_t type = m_settings.kind.type;
+    return m_settings.kind.mcast_join_trigger == ids::MulticastJoinTrigger::SBIT_AND_DELAY &&
            (type == ids::TestType::FAST_CHANNEL_CHANGE || type == ids::TestType::FCC_WITH_RRR);
 }
 

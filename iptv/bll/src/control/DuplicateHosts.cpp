@@ -1,18 +1,15 @@
-// Hosts of a port that cannot be told apart.
+#include "control/DuplicateHosts.h"
+
 #include <unordered_set>
 
-#include "IptvErrors.h"
-#include "IptvResources.h"
-#include "control/FindByHandle.h"
-#include "control/IptvStartTestCommand.h"
-#include "control/StartTestReports.h"
+#include "FindByHandle.h"
+#include "config/IptvStbBlockConfig.h"
 #include "orv/core/emulated_device.h"
 #include "orv/core/ipv4_if.h"
 #include "orv/core/ipv6_if.h"
 #include "orv/core/network_interface_stack_enumerator.h"
 #include "orv/core/port.h"
 #include "orv/core/vlan_if.h"
-#include "orv/framework/resources.h"
 #include "orv/ids/core_ids.h"
 #include "orv/igmpmld/multicast_port_config.h"
 
@@ -20,20 +17,10 @@ namespace orv::iptv {
 
 namespace {
 
-using framework::CBaseValidationContext;
 using InterfaceList = std::vector<core::CNetworkInterface*>;
 
-StbPortMap SortByPort(const std::vector<CIptvStbBlockConfig*>& blocks) {
-    std::vector<std::uint32_t> handles;
-    handles.reserve(blocks.size());
-    for (const CIptvStbBlockConfig* block : blocks) handles.push_back(block->GetHandle());
-    StbPortMap map;
-    CIptvStartTestCommand::CreateStbMap(map, handles, false);
-    return map;
-}
-
-/// Shows the interface stack of each host of the blocks, listed from the top, to `is_duplicate`, blocks on
-/// devices that `skip` picks left out. True when it says so of one: the hosts after it are not looked at.
+/// True when `is_duplicate` is, for the interface stack (from the top) of a host of the blocks; hosts after
+/// it are not looked at. Devices for which `skip` is true are left out.
 template <class Skip, class IsDuplicate>
 bool FindDuplicate(const std::vector<std::uint32_t>& blocks, const Skip& skip,
                    const IsDuplicate& is_duplicate) {
@@ -69,66 +56,50 @@ const char* AddressSets::Add(const InterfaceList& stack) {
     const core::CNetworkInterface& top = *stack.front();
     if (top.IsTypeOf(core::CIpv4If::CLASS_ID())) {
         const std::string address = top.GetIp(ids::Ipv4If::Address).ToString();
-        const bool is_new = ipv4_.insert(CIptvStartTestCommand::GetVlanIds(stack) + address).second;
+        const bool is_new = ipv4_.insert(GetVlanIds(stack) + address).second;
         return is_new ? nullptr : "IPv4";
     }
     if (top.IsTypeOf(core::CIpv6If::CLASS_ID())) {
         const common::CIpv6Address& address = top.GetIpv6(ids::Ipv6If::Address);
         if (!address.IsLinkLocalAddr()) return nullptr;
-        const bool is_new =
-            link_local_.insert(CIptvStartTestCommand::GetVlanIds(stack) + address.ToString()).second;
+        const bool is_new = link_local_.insert(GetVlanIds(stack) + address.ToString()).second;
         return is_new ? nullptr : "IPv6 Link Local";
     }
     return nullptr;
 }
 
-bool IsShaped(const core::CPort& port) {
+}  // namespace
+
+bool IsJoinRateShaped(const core::CPort& port) {
     const CScriptable* config =
         port.GetObject(igmpmld::CMulticastPortConfig::CLASS_ID(), common::kParentChild);
     return config && (config->Get("RatePps") != "0" || config->Get("MaxBurst") != "0");
 }
 
-}  // namespace
-
-bool CIptvStartTestCommand::CheckForDuplicateAddresses(CBaseValidationContext& context) {
+const char* FindDuplicateAddress(const std::vector<std::uint32_t>& stbBlocks) {
     const auto has_other_address = [](const core::CEmulatedDevice& device) {
         return DeviceIsPppoxClient(&device) || DeviceIsDhcpClient(&device);
     };
-    for (const auto& [handle, blocks] : SortByPort(GetStbBlocks())) {
-        const auto* port = FindByHandle<core::CPort>(handle);
-        if (!port) continue;
-        if (IsShaped(*port)) WarnOfTest(*this, context, resource::kPortLevelShaping);
-        AddressSets addresses;
-        const char* kind = nullptr;
-        const auto is_duplicate = [&](const InterfaceList& stack) {
-            kind = addresses.Add(stack);
-            return kind != nullptr;
-        };
-        if (!FindDuplicate(blocks, has_other_address, is_duplicate)) continue;
-        const std::string text =
-            (framework::ResourceFormatter(resource::kDuplicateAddresses) << kind << port->GetName())
-                .ToString();
-        ReportError(context, text);
-        return false;
-    }
-    return true;
+    AddressSets addresses;
+    const char* kind = nullptr;
+    FindDuplicate(stbBlocks, has_other_address, [&](const InterfaceList& stack) {
+        kind = addresses.Add(stack);
+        return kind != nullptr;
+    });
+    return kind;
 }
 
-bool CIptvStartTestCommand::CheckForDuplicateInterfaces(CBaseValidationContext&) const {
+bool ShareLayer2Interface(const std::vector<std::uint32_t>& stbBlocks) {
     const auto is_pppox_client = [](const core::CEmulatedDevice& device) {
         return DeviceIsPppoxClient(&device);
     };
-    for (const auto& [port, blocks] : SortByPort(GetStbBlocks())) {
-        std::unordered_set<std::string> layer2;
-        const auto is_shared = [&layer2](const InterfaceList& stack) {
-            return !layer2.insert(GetVlanIds(stack)).second;
-        };
-        if (FindDuplicate(blocks, is_pppox_client, is_shared)) return true;
-    }
-    return false;
+    std::unordered_set<std::string> layer2;
+    return FindDuplicate(stbBlocks, is_pppox_client, [&layer2](const InterfaceList& stack) {
+        return !layer2.insert(GetVlanIds(stack)).second;
+    });
 }
 
-std::string CIptvStartTestCommand::GetVlanIds(const std::vector<core::CNetworkInterface*>& interfaces) {
+std::string GetVlanIds(const std::vector<core::CNetworkInterface*>& interfaces) {
     std::string ids;
     for (auto layer = interfaces.rbegin(); layer != interfaces.rend(); ++layer) {
         if ((*layer)->IsTypeOf(core::CVlanIf::CLASS_ID()))
@@ -137,11 +108,11 @@ std::string CIptvStartTestCommand::GetVlanIds(const std::vector<core::CNetworkIn
     return ids;
 }
 
-bool CIptvStartTestCommand::DeviceIsPppoxClient(const core::CEmulatedDevice* device) {
+bool DeviceIsPppoxClient(const core::CEmulatedDevice* device) {
     return DeviceHasActiveConfig(device, "AbstPppBlockConfig");
 }
 
-bool CIptvStartTestCommand::DeviceIsDhcpClient(const core::CEmulatedDevice* device) {
+bool DeviceIsDhcpClient(const core::CEmulatedDevice* device) {
     return DeviceHasActiveConfig(device, "Dhcpv4BlockConfig") ||
            DeviceHasActiveConfig(device, "Dhcpv6BaseBlockConfig");
 }

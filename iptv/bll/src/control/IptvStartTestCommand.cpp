@@ -1,6 +1,7 @@
 #include "control/IptvStartTestCommand.h"
 
 #include "InitAttributeBuilder.h"
+#include "control/StartGuards.h"
 #include "orv/core/project.h"
 #include "orv/framework/static_registration.h"
 #include "orv/ids/iptv_ids.h"
@@ -12,7 +13,7 @@ namespace Id = ids::IptvStartTestCommand;
 
 CIptvStartTestCommand::CIptvStartTestCommand() {
     CIptvResultsManager* manager = CIptvResultsManager::FindResultsManager();
-    if (manager && !IsStartUnderWay()) manager->ForgetPorts();
+    if (manager && !StartUnderWay::Exists()) manager->ForgetPorts();
 }
 CIptvStartTestCommand::~CIptvStartTestCommand() = default;
 
@@ -42,7 +43,7 @@ const std::string& CIptvStartTestCommand::GetDatabaseFileName() const {
 
 bool CIptvStartTestCommand::OnInit() {
     const auto* project = core::CProject::GetCurrentActiveInstance();
-    if (project && !CIptvResultsManager::IsTestRunning())
+    if (project && !RunningTest::IsRunning())
         AddToCollection<std::uint32_t>(Id::StbBlockList, project->GetHandle());
     return true;
 }

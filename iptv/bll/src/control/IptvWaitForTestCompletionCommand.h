@@ -8,8 +8,8 @@ namespace orv::iptv {
 
 using common::ClassId;
 
-/// Ends when no test runs any more, however long that takes. A sequence that is stopped meanwhile stops the
-/// test, once, and the wait goes on until it has ended.
+/// Ends when no test runs, however long that takes. When the sequence is stopped meanwhile, it stops the
+/// test once, and waits on until the test has ended.
 class CIptvWaitForTestCompletionCommand
     : public ModelClass<ids::IptvWaitForTestCompletionCommand::CLASS.GetValue(), framework::CCommand> {
   public:

@@ -1,13 +1,14 @@
-// Clearing the results of a project.
+#include "control/ResetResultClasses.h"
+
+#include "FindByHandle.h"
 #include "IptvErrors.h"
 #include "IptvLog.h"
+#include "config/IptvStbBlockConfig.h"
 #include "config/IptvViewedChannels.h"
 #include "config/IptvViewingProfileConfig.h"
-#include "control/IptvStartTestCommand.h"
 #include "orv/core/emulated_device.h"
 #include "orv/core/port.h"
 #include "orv/core/project.h"
-#include "orv/framework/handle_registry.h"
 #include "orv/ids/iptv_ids.h"
 #include "results/IptvChannelResults.h"
 #include "results/IptvPortResults.h"
@@ -19,7 +20,7 @@ namespace orv::iptv {
 
 namespace {
 
-/// Where objects are sought, for the report that one is none of its class.
+/// Where an object of the wrong class was found, for the report.
 struct Iterator {
     const char* object;
     const char* name;
@@ -72,14 +73,12 @@ void ResetProject(const core::CProject& project) {
 
 }  // namespace
 
-void CIptvStartTestCommand::ResetResultClasses(const std::vector<std::uint32_t>& handles) {
+void ResetResultClasses(const std::vector<std::uint32_t>& handles) {
     Trace([] {
         return "CIptvStartTestCommand::ResetResultClasses Resetting all result classes back to zero ";
     });
     for (const std::uint32_t handle : handles) {
-        const auto* project =
-            dynamic_cast<const core::CProject*>(framework::CHandleRegistry::Instance().Find(handle));
-        if (project) ResetProject(*project);
+        if (const auto* project = FindByHandle<core::CProject>(handle)) ResetProject(*project);
     }
 }
 

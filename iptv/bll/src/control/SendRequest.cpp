@@ -1,7 +1,7 @@
 #include "control/SendRequest.h"
 
+#include "FindByHandle.h"
 #include "IptvLog.h"
-#include "control/FindByHandle.h"
 #include "orv/core/port.h"
 #include "orv/tm/message.h"
 

@@ -1,4 +1,4 @@
-// Requests of a test start, whose answers nobody waits for.
+// Requests of a test start. Nothing waits for their responses.
 #pragma once
 
 #include <cstdint>
@@ -13,15 +13,15 @@ namespace orv::iptv {
 
 using tm::Message;
 
-/// Sends a request to a port, and returns what the RPC manager does. The delegate gets the port's handle as
+/// Sends a request to a port and returns the RPC manager's result. The delegate gets the port's handle as
 /// context. A fault does not fail the apply that follows.
 int SendRequest(const core::CPort& port, Message& message, const framework::ResponseDelegate& delegate);
 
-/// A fault among the answers becomes an error in the log that names port and request.
+/// Logs an error that names port and request when the answer is a fault.
 void LogFault(const Message& answer, void* port_handle);
 
-/// Tells of an answer what its handler does not: a port that refuses what it is sent runs another test than
-/// the user wants.
+/// Logs faults before the handler is called: a port that refuses a request does not run the test that the
+/// user wants.
 template <auto handler>
 void LogFaultAndHandle(std::uint16_t sequence, Message* answer, void* port_handle) {
     LogFault(*answer, port_handle);

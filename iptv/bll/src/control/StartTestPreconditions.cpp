@@ -1,11 +1,12 @@
-// What a test needs of the state that the system is in when it starts.
+#include "control/StartTestPreconditions.h"
+
+#include "FindByHandle.h"
 #include "IptvLog.h"
 #include "IptvResources.h"
 #include "config/ChannelBlockIndex.h"
 #include "config/IptvChannelBlock.h"
+#include "config/IptvStbBlockConfig.h"
 #include "config/IptvViewedChannels.h"
-#include "control/FindByHandle.h"
-#include "control/IptvStartTestCommand.h"
 #include "orv/core/emulated_device.h"
 #include "orv/core/ipv4_if.h"
 #include "orv/core/ipv4_network_block.h"
@@ -33,22 +34,6 @@ std::uint8_t GetResolveState(const core::CNetworkInterface* interface) {
     if (dynamic_cast<const core::CIpv4If*>(interface)) return interface->GetU8(ids::Ipv4If::AddrResolveState);
     if (dynamic_cast<const core::CIpv6If*>(interface)) return interface->GetU8(ids::Ipv6If::AddrResolveState);
     throw COrvRunTimeError(" In IptvStartTestCommand:IsResolveNeeded: No valid Uses Interface found");
-}
-
-[[noreturn]] void ThrowNotResolved(std::uint32_t device_handle, std::uint32_t port_handle) {
-    const auto log = [](const std::string& first, const std::string& second) {
-        LogResource(userLogger(), LogLevelType::Error, resource::kAddressNotResolved, {first, second});
-    };
-    const auto* device = FindByHandle<core::CEmulatedDevice>(device_handle);
-    const auto* port = FindByHandle<core::CPort>(port_handle);
-    if (device && port) {
-        log(port->GetName(), device->GetName());
-        throw COrvRunTimeError(" In IptvStartTestCommand: " + port->GetName() + " : EmulatedDevice: " +
-                               device->GetName() + ".  You must resolve IP address before starting test.");
-    }
-    const std::string text = " In IptvStartTestCommand:  You must resolve IP address before starting test.";
-    log(text, "");
-    throw COrvRunTimeError(text);
 }
 
 std::vector<std::uint32_t> ListGenerators() {
@@ -123,41 +108,36 @@ std::string NameBlock(std::uint32_t handle) {
 
 }  // namespace
 
-void CIptvStartTestCommand::CheckPreconditions() const {
-    if (GetStbBlockList().empty()) {
-        throw COrvRunTimeError(
-            " In IptvStartTestCommand: At least one block of STBs should be associated with the "
-            "IptvStartTestCommand.");
-    }
-    std::uint32_t device = 0;
-    std::uint32_t port = 0;
-    if (!HasIpAddressBeenResolved(device, port)) ThrowNotResolved(device, port);
-
-    if (GetTestEnv() == ids::TestEnv::TESTING && !IsGeneratorRunning()) {
-        throw COrvRunTimeError(
-            " In IptvStartTestCommand: The Environment option is set to Testing Environment but there "
-            "are no traffic generators started in the Veltra Labrium application. Using Testing "
-            "Environment implies that the traffic is generated using Veltra Labrium. Please set up "
-            "traffic and start at least one traffic generator  ");
-    }
-
-    if (GetTypeOfTest() != ids::TestType::ZAPPING) return;
-    std::uint32_t block = 0;
-    if (!CheckZappingTestRestrictionOnChannels(block)) {
-        throw COrvRunTimeError(
-            " In IptvStartTestCommand: For Channel Zapping Test, the number of channels viewed by a STB "
-            "should be a multiple of 4. Error in IptvStbBlockConfig: " +
-            NameBlock(block));
-    }
-    CheckIpAddressStepForZapTest();
+void CheckForRunningGenerator() {
+    if (IsGeneratorRunning()) return;
+    throw COrvRunTimeError(
+        " In IptvStartTestCommand: The Environment option is set to Testing Environment but there "
+        "are no traffic generators started in the Veltra Labrium application. Using Testing "
+        "Environment implies that the traffic is generated using Veltra Labrium. Please set up "
+        "traffic and start at least one traffic generator  ");
 }
 
-bool CIptvStartTestCommand::HasIpAddressBeenResolved(std::uint32_t& device, std::uint32_t& port) const {
+void ThrowNotResolved(std::uint32_t device, std::uint32_t port) {
+    const auto log = [](const std::string& first, const std::string& second) {
+        LogResource(userLogger(), LogLevelType::Error, resource::kAddressNotResolved, {first, second});
+    };
+    const auto* hosts = FindByHandle<core::CEmulatedDevice>(device);
+    const auto* where = FindByHandle<core::CPort>(port);
+    if (hosts && where) {
+        log(where->GetName(), hosts->GetName());
+        throw COrvRunTimeError(" In IptvStartTestCommand: " + where->GetName() + " : EmulatedDevice: " +
+                               hosts->GetName() + ".  You must resolve IP address before starting test.");
+    }
+    const std::string text = " In IptvStartTestCommand:  You must resolve IP address before starting test.";
+    log(text, "");
+    throw COrvRunTimeError(text);
+}
+
+bool HasIpAddressBeenResolved(const std::vector<std::uint32_t>& stbBlocks, std::uint32_t& device,
+                              std::uint32_t& port) {
     constexpr std::size_t kBlocksPerYield = 100;
-    std::vector<std::uint32_t> handles;
-    for (const CIptvStbBlockConfig* block : GetStbBlocks()) handles.push_back(block->GetHandle());
     std::size_t passed = 0;
-    for (const std::uint32_t handle : handles) {
+    for (const std::uint32_t handle : stbBlocks) {
         const auto* block = FindByHandle<CIptvStbBlockConfig>(handle);
         if (!block || block->IsDeleted()) continue;
         if (!block->GetMcastCfg()) return false;
@@ -174,9 +154,35 @@ bool CIptvStartTestCommand::HasIpAddressBeenResolved(std::uint32_t& device, std:
     return true;
 }
 
-void CIptvStartTestCommand::CheckIpAddressStepForZapTest() const {
+bool CheckZappingTestRestrictionOnChannels(const std::vector<CIptvStbBlockConfig*>& stbBlocks,
+                                           std::uint32_t& stbBlock) {
+    for (const CIptvStbBlockConfig* block : stbBlocks) {
+        if (!block->GetActive()) continue;
+        framework::ScriptableVec ranges;
+        block->GetObjects(ranges, ids::IptvViewedChannels::CLASS, ids::relations::StbChannel);
+        std::uint32_t channels = 0;  // may wrap: 2^32 is a multiple of 4
+        for (const CScriptable* range : ranges) {
+            channels += range->GetU32(ids::IptvViewedChannels::ChannelRangeEnd) -
+                        range->GetU32(ids::IptvViewedChannels::ChannelRangeStart) + 1;
+        }
+        if (channels % 4 == 0) continue;
+        stbBlock = block->GetHandle();
+        return false;
+    }
+    return true;
+}
+
+void ThrowWrongChannelCount(std::uint32_t stbBlock) {
+    throw COrvRunTimeError(
+        " In IptvStartTestCommand: For Channel Zapping Test, the number of channels viewed by a STB should "
+        "be "
+        "a multiple of 4. Error in IptvStbBlockConfig: " +
+        NameBlock(stbBlock));
+}
+
+void CheckIpAddressStepForZapTest(const std::vector<CIptvStbBlockConfig*>& stbBlocks) {
     const ChannelBlockIndex channel_blocks = ChannelBlockIndex::OfProject();
-    for (const CIptvStbBlockConfig* block : GetStbBlocks()) {
+    for (const CIptvStbBlockConfig* block : stbBlocks) {
         if (!block->GetActive()) continue;
         framework::ScriptableVec ranges;
         block->GetObjects(ranges, CIptvViewedChannels::CLASS_ID(), ids::relations::StbChannel);

@@ -1,4 +1,4 @@
-// How the start-test command says what is wrong with a test.
+// How the start-test command reports what is wrong with a test.
 #pragma once
 
 #include <cstdint>

@@ -1,73 +1,51 @@
 // The run of a test start, step by step.
+#include <algorithm>
 #include <exception>
 #include <memory>
 #include <utility>
 
+#include "FindByHandle.h"
 #include "IptvCreation.h"
 #include "IptvErrors.h"
 #include "IptvLog.h"
 #include "IptvResources.h"
+#include "config/IptvStbBlockConfig.h"
+#include "control/AnalyzerSetup.h"
+#include "control/DataSet.h"
 #include "control/IptvStartTestCommand.h"
 #include "control/IptvStopTestCommand.h"
+#include "control/PortRequests.h"
+#include "control/ResetResultClasses.h"
+#include "control/SendRequest.h"
+#include "control/StartGuards.h"
 #include "control/StopRunningTest.h"
+#include "control/TestSettings.h"
+#include "msgset/iptvcd_1.h"
+#include "orv/common/exceptions.h"
 #include "orv/core/emulated_device.h"
 #include "orv/core/port.h"
-#include "orv/core/pppoe_if.h"
 #include "orv/core/project.h"
-#include "orv/core/vlan_if.h"
+#include "orv/core/test_result_manager.h"
 #include "orv/framework/command_status_manager.h"
-#include "orv/framework/handle_registry.h"
 #include "orv/framework/scriptable_creator.h"
 #include "orv/framework/sequencer.h"
 #include "orv/ids/framework_ids.h"
 #include "orv/ids/iptv_ids.h"
-#include "orv/ids/l2l3_ids.h"
+#include "orv/l2l3/analyzer.h"
 #include "orv/l2l3/result_options.h"
 #include "orv/l2l3/traffic_commands.h"
+#include "orv/tm/message.h"
 #include "results/IptvResultsManager.h"
 #include "results/IptvTestResults.h"
 
 namespace orv::iptv {
 
 namespace Id = ids::IptvStartTestCommand;
-using framework::CHandleRegistry;
-using framework::CScriptableCreator;
+using framework::ResponseDelegate;
 
 namespace {
 
 constexpr const char* kRun = "CIptvStartTestCommand::DoRun";
-
-bool start_under_way = false;
-
-/// Other starts are refused while it lives.
-class StartUnderWay {
-  public:
-    StartUnderWay() { start_under_way = true; }
-    ~StartUnderWay() { start_under_way = false; }
-    StartUnderWay(const StartUnderWay&) = delete;
-    StartUnderWay& operator=(const StartUnderWay&) = delete;
-};
-
-/// A test that ends while it lives ends afterwards. Whoever can deal with a failure of that end releases it
-/// himself.
-class EndHeldBack {
-  public:
-    explicit EndHeldBack(CIptvResultsManager& manager) : manager_(manager) { manager_.HoldEnd(); }
-    ~EndHeldBack() {
-        try {
-            manager_.ReleaseEnd();
-        } catch (const std::exception& error) {
-            LogText(devLogger(), LogLevelType::Error, [&] {
-                return std::string("The end of a test that was not started failed: ") + error.what();
-            });
-        }
-    }
-    EndHeldBack(const EndHeldBack&) = delete;
-    EndHeldBack& operator=(const EndHeldBack&) = delete;
-
-  private:
-    CIptvResultsManager& manager_;
-};
 
 core::CProject& GetProject() {
     if (auto* project = core::CProject::GetCurrentActiveInstance()) return *project;
@@ -75,13 +53,12 @@ core::CProject& GetProject() {
 }
 
 core::CPort& GetPort(std::uint32_t handle) {
-    if (auto* port = dynamic_cast<core::CPort*>(CHandleRegistry::Instance().Find(handle))) return *port;
+    if (auto* port = FindByHandle<core::CPort>(handle)) return *port;
     ThrowLookupFailure({"Port", "StartTestStbMap", kRun}, "Port.");
 }
 
 CIptvStbBlockConfig& GetStbBlock(std::uint32_t handle, const char* operation) {
-    auto* block = dynamic_cast<CIptvStbBlockConfig*>(CHandleRegistry::Instance().Find(handle));
-    if (block) return *block;
+    if (auto* block = FindByHandle<CIptvStbBlockConfig>(handle)) return *block;
     ThrowLookupFailure({"IptvStbBlockConfig", "Block Handle List", operation}, "IptvStbBlockConfig.");
 }
 
@@ -92,41 +69,27 @@ bool NeedsStreamMap(std::uint8_t type, std::uint8_t environment) {
             type == ids::TestType::FCC_WITH_RRR);
 }
 
-/// Sets the results' options for the apply, and puts the one that is the user's back.
-class OptionsOfApply {
-  public:
-    explicit OptionsOfApply(CScriptable& options)
-        : handle_(options.GetHandle()),
-          clears_analyzers_(options.GetBool(ids::ResultOptions::ClearAnalyzersOnApply)) {
-        constexpr std::uint8_t all_sections = 15;
-        if (options.GetU8(ids::ResultOptions::SavedSections) == all_sections) return;
-        options.Set(ids::ResultOptions::ClearAnalyzersOnApply, false);
-        options.Set(ids::ResultOptions::SavedSections, all_sections);
-    }
-    ~OptionsOfApply() {
-        // An apply takes its time, and anything may be gone after it.
-        CScriptable* options = CHandleRegistry::Instance().Find(handle_);
-        if (options && options->GetBool(ids::ResultOptions::ClearAnalyzersOnApply) != clears_analyzers_)
-            options->Set(ids::ResultOptions::ClearAnalyzersOnApply, clears_analyzers_);
-    }
-    OptionsOfApply(const OptionsOfApply&) = delete;
-    OptionsOfApply& operator=(const OptionsOfApply&) = delete;
+/// Applies the whole configuration.
+void ApplyForTest(const core::CProject& project) {
+    CScriptable* options = project.GetObject(l2l3::CResultOptions::CLASS_ID(), common::kParentChild);
+    if (!options) ThrowLookupFailure({"ResultOptions", "Project", kRun}, "Cannot Set Result Options ");
+    const OptionsOfApply during_apply(*options);
+    CreateCommand<framework::CApplyToILCommand>("ApplyToILCommand")->Execute(false);
+}
 
-  private:
-    std::uint32_t handle_;
-    bool clears_analyzers_;
-};
+void TraceAnswer(const char* handler, const Message& response) {
+    Trace([&] {
+        return std::string(" In CIptvStartTestCommand::") + handler + "Message Response " +
+               std::to_string(static_cast<int>(response.get_msg_type()));
+    });
+}
 
 }  // namespace
-
-bool CIptvStartTestCommand::IsStartUnderWay() {
-    return start_under_way;
-}
 
 bool CIptvStartTestCommand::DoRunnableValidate(std::string& reason) const {
     const CIptvResultsManager* manager = CIptvResultsManager::FindResultsManager();
     const bool stopping = manager && manager->IsStopping();
-    if (!start_under_way && !stopping && !CIptvResultsManager::IsTestRunning()) return true;
+    if (!StartUnderWay::Exists() && !stopping && !RunningTest::IsRunning()) return true;
     // The ends that the ports still have to report would be taken for those of the next test.
     reason = "An IPTV test is running. Stop it, or wait for its end, before the next one is started.";
     if (stopping)
@@ -149,8 +112,7 @@ void CIptvStartTestCommand::DoRun() {
     core::CProject& project = GetProject();
     if (NeedsStreamMap(GetTypeOfTest(), GetTestEnv())) MakeMap(project);
     ResetResultClasses({project.GetHandle()});
-    ListStbBlocks();
-    CreateStbMap(CIptvStbBlockConfig::m_startTestStbMap, m_stbBlocks, true);
+    ChooseParticipants();
     SetBlockIndex();
     PrepareResultsManager();
     if (GetProgressCancelled()) return;
@@ -161,7 +123,7 @@ void CIptvStartTestCommand::DoRun() {
     });
     if (!SetUpPorts()) return;
     SetStep("Apply");
-    Apply(project);
+    ApplyForTest(project);
     SetStep("Start of the analyzers");
     m_pAnalyzerStartCommand->Execute(false);
     if (GetProgressCancelled()) return;
@@ -190,9 +152,11 @@ void CIptvStartTestCommand::DoRun() {
     }
 }
 
-void CIptvStartTestCommand::ListStbBlocks() {
-    m_stbBlocks.clear();
-    for (const CIptvStbBlockConfig* block : GetStbBlocks()) m_stbBlocks.push_back(block->GetHandle());
+void CIptvStartTestCommand::ChooseParticipants() {
+    m_stbBlocks = ListStbBlockHandles();
+    StbPortMap participants = RunningTest::GetParticipants();
+    CreateStbMap(participants, m_stbBlocks, true);
+    RunningTest::SetParticipants(std::move(participants));
 }
 
 void CIptvStartTestCommand::SetBlockIndex() {
@@ -237,7 +201,7 @@ void CIptvStartTestCommand::MakeAnalyzerStartCommand() {
 
 bool CIptvStartTestCommand::SetUpPorts() {
     std::uint32_t count = 0;
-    for (const auto& [handle, blocks] : CIptvStbBlockConfig::m_startTestStbMap) {
+    for (const auto& [handle, blocks] : RunningTest::GetParticipants()) {
         if (GetProgressCancelled()) return false;
         if (blocks.empty()) continue;
         ++count;
@@ -254,49 +218,62 @@ bool CIptvStartTestCommand::SetUpPorts() {
     }
     Trace([] {
         std::string names;
-        for (const auto& [handle, blocks] : CIptvStbBlockConfig::m_startTestStbMap)
+        for (const auto& [handle, blocks] : RunningTest::GetParticipants())
             if (!blocks.empty()) names += GetPort(handle).GetName() + " ";
         return "Starting test on ports " + names;
     });
     return true;
 }
 
-void CIptvStartTestCommand::CheckVlanAndPppEnable(CIptvStbBlockConfig& stbBlock) {
-    constexpr const char* kCheck = "CIptvStartTestCommand::CheckVlanAndPppEnable";
-    const CScriptable* protocol = stbBlock.GetMcastCfg();
-    if (!protocol) {
-        ThrowLookupFailure({"MulticastHostConfig", "IptvStbBlockConfig", kCheck},
-                           "MulticastHostConfig associated with " + stbBlock.GetName());
-    }
-    const core::CNetworkInterface* interface = stbBlock.GetMcastIf();
-    if (!interface) {
-        ThrowLookupFailure({"NetworkInterface", "MulticastHostConfig", kCheck},
-                           "NetworkInterface associated with " + protocol->GetName());
-    }
-    std::vector<core::CNetworkInterface*> stack;
-    interface->GetNetworkInterfaceStack(stack);
-    m_stack.m_vlanCount = 0;
-    for (const core::CNetworkInterface* layer : stack) {
-        if (layer->IsTypeOf(core::CVlanIf::CLASS_ID())) {
-            (m_stack.m_vlanCount == 0 ? m_stack.m_bVlanOuter : m_stack.m_bVlanInner) = true;
-            ++m_stack.m_vlanCount;
-        }
-        if (layer->IsTypeOf(core::CPppoeIf::CLASS_ID())) m_stack.m_bPppEnable = true;
-    }
-    if (!m_stack.m_bPppEnable || !m_stack.m_bVlanOuter || !m_stack.m_bVlanInner) return;
-    // PPPoE leaves the analyzer room for one tag only.
-    if (GetU8(Id::VlanSubFilter) == ids::VlanSubFilter::OUTER) {
-        m_stack.m_bVlanInner = false;
-    } else {
-        m_stack.m_bVlanOuter = false;
-    }
+void CIptvStartTestCommand::CheckVlanAndPppEnable(const CIptvStbBlockConfig& stbBlock) {
+    m_stack = iptv::CheckVlanAndPppEnable(stbBlock, GetU8(Id::VlanSubFilter));
 }
 
-void CIptvStartTestCommand::Apply(const core::CProject& project) {
-    CScriptable* options = project.GetObject(l2l3::CResultOptions::CLASS_ID(), common::kParentChild);
-    if (!options) ThrowLookupFailure({"ResultOptions", "Project", kRun}, "Cannot Set Result Options ");
-    const OptionsOfApply during_apply(*options);
-    CreateCommand<framework::CApplyToILCommand>("ApplyToILCommand")->Execute(false);
+void CIptvStartTestCommand::OnApplyTestUpdate(core::CPort& port) {
+    Trace([&port] { return "CIptvStartTestCommand::OnApplyTestUpdate for " + port.GetName(); });
+    const TestSettings settings = TestSettings::Of(*this);
+    SendTestConfig(port, MakeTestConfig(settings, m_stack),
+                   ResponseDelegate::To<&LogFaultAndHandle<&CIptvStartTestCommand::SetConfigHandler>>());
+    if (settings.kind.type != ids::TestType::FCC_WITH_RRR) return;
+    SendCutThruRxFilterEnables(
+        port,
+        ResponseDelegate::To<&LogFaultAndHandle<&CIptvStartTestCommand::SetCutThruRxFilterEnablesHandler>>());
+}
+
+void CIptvStartTestCommand::init_analyzer(core::CPort& port, const CIptvStbBlockConfig& stbBlock) {
+    ORV_ASSERT(m_pAnalyzerStartCommand != nullptr, "The run has no analyzer start command");
+    const bool streams_known = !m_streamMap.GetStreamIds().empty();
+    const AnalyzerSetup setup(TestSettings::Of(*this), m_link, m_stack, streams_known);
+    m_pAnalyzerStartCommand->AddAnalyzer(setup.init_analyzer(port, stbBlock).GetHandle());
+}
+
+void CIptvStartTestCommand::MakeMap(const core::CProject& project) {
+    m_streamMap.Make(project, ListStbBlocks());
+    const auto delegate =
+        ResponseDelegate::To<&LogFaultAndHandle<&CIptvStartTestCommand::UpdateStreamMapHandler>>();
+    for (const core::CPort* port : ListReachablePorts(project)) SendStreamMap(*port, m_streamMap, delegate);
+}
+
+void CIptvStartTestCommand::RegisterForResultAndEotNotifications(core::CPort& port,
+                                                                 const std::vector<std::uint32_t>& stbBlocks,
+                                                                 int portCount) {
+    // The more ports report, the less often each does.
+    const auto interval_ms = static_cast<std::uint32_t>(std::clamp(portCount, 0, 10)) * 1000;
+    Trace([&] {
+        return "Registering Result and EOT notifications for " + port.GetName() +
+               "with Notification Interval " + std::to_string(interval_ms);
+    });
+    CIptvResultsManager& manager = *CIptvResultsManager::GetResultsManager();
+    const deregHandles handles = RegisterForNotifications(
+        port, stbBlocks, interval_ms, manager.GetResultsDelegate(), manager.GetEndTestDelegate());
+    if (handles.results_id == 0) return;
+    handles.end_test_id == 0 ? manager.AddIncompleteRegistration(handles) : manager.AddRegistration(handles);
+}
+
+void CIptvStartTestCommand::SendMessageToIL(core::CPort& port, const std::vector<std::uint32_t>& stbBlocks) {
+    Trace([&port] { return "Starting Test on  " + port.GetName(); });
+    SendStart(port, stbBlocks, GetU32(Id::StartDelayStep),
+              ResponseDelegate::To<&CIptvStartTestCommand::StartTestHandler>());
 }
 
 template <class Work>
@@ -321,7 +298,7 @@ bool CIptvStartTestCommand::TryOnPort(std::uint32_t port, const char* step, cons
 
 bool CIptvStartTestCommand::RegisterPorts() {
     const auto count = static_cast<int>(CIptvResultsManager::GetResultsManager()->GetPortCount());
-    for (const auto& entry : CIptvStbBlockConfig::m_startTestStbMap) {
+    for (const auto& entry : RunningTest::GetParticipants()) {
         const auto& blocks = entry.second;
         const auto register_port = [&](core::CPort& port) {
             RegisterForResultAndEotNotifications(port, blocks, count);
@@ -333,7 +310,7 @@ bool CIptvStartTestCommand::RegisterPorts() {
 
 bool CIptvStartTestCommand::StartPorts() {
     CIptvResultsManager& manager = *CIptvResultsManager::GetResultsManager();
-    for (const auto& entry : CIptvStbBlockConfig::m_startTestStbMap) {
+    for (const auto& entry : RunningTest::GetParticipants()) {
         const auto& blocks = entry.second;
         if (blocks.empty()) continue;
         const auto start_port = [&](core::CPort& port) { SendMessageToIL(port, blocks); };
@@ -347,34 +324,65 @@ bool CIptvStartTestCommand::StartPorts() {
     return true;
 }
 
-void CIptvStartTestCommand::MakeTestResults(core::CProject& project) {
-    auto* results = dynamic_cast<CIptvTestResults*>(
-        project.GetObject(CIptvTestResults::CLASS_ID(), common::kParentChild));
-    if (!results) {
-        results = dynamic_cast<CIptvTestResults*>(
-            CScriptableCreator().Create(CIptvTestResults::CLASS_ID(), &project));
-        if (!results) {
-            LogCreationFailure([] { return std::string("IptvTestResults in ") + kRun; });
-            LogResource(userLogger(), LogLevelType::Error, resource::kMemoryAllocationError,
-                        {"IptvTestResults "});
-            throw common::COrvRunTimeError(iptvAutomationMemErrMsg, true);
-        }
-        std::string why;
-        if (!project.AddObject(*results, ids::relations::ResultChild, &why)) {
-            LogResource(
-                devLogger(), LogLevelType::Error, resource::kBadArgumentError, {[&] {
-                    return std::string("In ") + kRun +
-                           " Unable to add results-child relation between project and IptvTestResults";
-                }});
-            throw common::COrvRunTimeError(iptvAutomationObjErrMsg + why, true);
-        }
+void CIptvStartTestCommand::SaveCommandToDb() {
+    CIptvResultsManager* manager = CIptvResultsManager::FindResultsManager();
+    if (!manager) return;
+    auto* database = core::TestResultManager::GetCurrentInstance();
+    if (!database) {
+        LogResource(devLogger(), LogLevelType::Warn, resource::kBadObjectError,
+                    {"TestResultMananger", "Static Function", "CIptvResultsManager::SaveCommandToDb"});
+        return manager->NoteDataSet();
     }
-    results->SetTestParams(GetString(Id::TestName));
-    CIptvResultsManager::GetResultsManager()->SetTestResults(results->GetHandle());
+    if (!manager->GetRun().sequencer_mode) database->StartInteractive();
+    database->SetTestResultSetting(
+        MakeTestResultSetting(GetDatabaseFileName(), GetBool(Id::SaveResultsPerIteration)));
+    database->SaveConfiguration(true);
+    manager->SetDatabasePath(database->GetDatabasePath());
+    database->SetTestCommand(*this);
+    manager->NoteDataSet();
+}
+
+void CIptvStartTestCommand::DeregisterDueToSequencerCancel() {
+    LogText(devLogger(), LogLevelType::Info,
+            " Deregistering the result and EOT notifications due to Sequencer stop.");
+    CIptvResultsManager::GetResultsManager()->DeregisterAllNotifications();
+}
+
+void CIptvStartTestCommand::MakeTestResults(core::CProject& project) {
+    CIptvTestResults& results = FindOrMakeTestResults(project, kRun);
+    results.SetTestParams(GetString(Id::TestName));
+    CIptvResultsManager::GetResultsManager()->SetTestResults(results.GetHandle());
+}
+
+void CIptvStartTestCommand::ResetResultClasses(const std::vector<std::uint32_t>& handles) {
+    iptv::ResetResultClasses(handles);
 }
 
 void CIptvStartTestCommand::StopTest() {
     StopRunningTest(" In IptvStartTestCommand: Error in stopping test triggered by sequencer stop.");
+}
+
+void CIptvStartTestCommand::StartTestHandler(std::uint16_t sequence, Message* response, void*) {
+    if (response->get_msg_type() == tm::TMT_RESPONSE) {
+        iptvcd_1_bll::parse_resp_Start(response);
+    } else if (response->get_msg_type() == tm::TMT_FAULT) {
+        LogText(devLogger(), LogLevelType::Error, [&] {
+            return "Rcvd error response on IptvStartTestCommand: seq(" + std::to_string(sequence) + ") " +
+                   response->get_fault_string() + " on port ";
+        });
+    }
+}
+
+void CIptvStartTestCommand::SetConfigHandler(std::uint16_t, Message* response, void*) {
+    TraceAnswer("SetConfigHandler ", *response);
+}
+
+void CIptvStartTestCommand::UpdateStreamMapHandler(std::uint16_t, Message* response, void*) {
+    TraceAnswer("UpdateStreamMapHandler ", *response);
+}
+
+void CIptvStartTestCommand::SetCutThruRxFilterEnablesHandler(std::uint16_t, Message* response, void*) {
+    TraceAnswer("SetCutThruRxFilterEnablesHandler ", *response);
 }
 
 }  // namespace orv::iptv

@@ -1,9 +1,9 @@
-// Which STB blocks a test has, and on which ports.
-#include "IptvErrors.h"
+#include "control/StbMap.h"
+
+#include "FindByHandle.h"
 #include "IptvLog.h"
 #include "IptvResources.h"
-#include "control/FindByHandle.h"
-#include "control/IptvStartTestCommand.h"
+#include "config/IptvStbBlockConfig.h"
 #include "orv/core/emulated_device.h"
 #include "orv/core/port.h"
 
@@ -16,7 +16,7 @@ void LogMissing(const char* object, const char* from) {
                 {object, from, "CIptvStartTestCommand::CreateStbMap"});
 }
 
-/// Null, and a word in the log, for a block that lies on no port.
+/// Null for a block on no port, which is logged.
 const core::CPort* FindPort(const CIptvStbBlockConfig& block) {
     const auto* device = dynamic_cast<const core::CEmulatedDevice*>(block.GetParent());
     if (!device) {
@@ -30,27 +30,7 @@ const core::CPort* FindPort(const CIptvStbBlockConfig& block) {
 
 }  // namespace
 
-std::vector<CIptvStbBlockConfig*> CIptvStartTestCommand::GetStbBlocks() const {
-    framework::ScriptableVec objects;
-    ProcessInputHandleVec(CIptvStbBlockConfig::CLASS_ID(), GetStbBlockList(), objects,
-                          INPUT_SKIP_INACTIVE_ROOTS);
-    std::vector<CIptvStbBlockConfig*> blocks;
-    blocks.reserve(objects.size());
-    for (CScriptable* object : objects) {
-        auto* block = dynamic_cast<CIptvStbBlockConfig*>(object);
-        if (!block) {
-            ThrowLookupFailure(
-                {"IptvStbBlockConfig", "Block Handle List", "CIptvStartTestCommand::GetStbBlocks"},
-                "IptvStbBlockConfig.");
-        }
-        // A block that is named itself is found even when the next apply will destroy it.
-        if (!block->IsDeleted()) blocks.push_back(block);
-    }
-    return blocks;
-}
-
-void CIptvStartTestCommand::CreateStbMap(StbPortMap& map, const std::vector<std::uint32_t>& stbBlocks,
-                                         bool onlineOnly) {
+void CreateStbMap(StbPortMap& map, const std::vector<std::uint32_t>& stbBlocks, bool onlineOnly) {
     for (auto& [port, blocks] : map) blocks.clear();
     for (const std::uint32_t handle : stbBlocks) {
         const auto* block = FindByHandle<CIptvStbBlockConfig>(handle);

@@ -3,8 +3,8 @@
 
 namespace orv::iptv {
 
-/// Runs a stop command to its end. Throws COrvRunTimeError: with `failure` when there is no command to be
-/// had, and with the command's own text when it fails.
+/// Runs a stop command to its end. Throws COrvRunTimeError: with `failure` when the command cannot be
+/// created, and with the command's own text when it fails.
 void StopRunningTest(const char* failure);
 
 }  // namespace orv::iptv

@@ -1,12 +1,13 @@
-// How many streams the analyzer of a port can tell apart.
+#include "control/StreamLimit.h"
+
 #include <algorithm>
 #include <limits>
 
+#include "FindByHandle.h"
 #include "IptvErrors.h"
 #include "IptvLog.h"
+#include "config/IptvStbBlockConfig.h"
 #include "config/IptvViewedChannels.h"
-#include "control/FindByHandle.h"
-#include "control/IptvStartTestCommand.h"
 #include "orv/core/emulated_device.h"
 #include "orv/core/rcm_db.h"
 #include "orv/ids/iptv_ids.h"
@@ -44,7 +45,7 @@ double CountViewedChannels(const CIptvStbBlockConfig& block) {
 
 }  // namespace
 
-std::int32_t CIptvStartTestCommand::GetCardLimitOnStreams(std::uint32_t port) {
+std::int32_t GetCardLimitOnStreams(std::uint32_t port) {
     core::RcmKey key;
     if (!core::RcmKeyMgr::GetLookupKey(port, "GA", key)) return kNoLimit;
     const auto value = core::RcmDBMgr::Instance().GetDBValue(key, "analyzer/anaStreams");
@@ -54,11 +55,11 @@ std::int32_t CIptvStartTestCommand::GetCardLimitOnStreams(std::uint32_t port) {
         std::clamp<std::int64_t>(*limit, kNoLimit, std::numeric_limits<std::int32_t>::max()));
 }
 
-void CIptvStartTestCommand::CheckForCardLimitOnStreams(const std::vector<std::uint32_t>& stbBlocks,
-                                                       std::uint32_t port) const {
+void CheckForCardLimitOnStreams(const std::vector<std::uint32_t>& stbBlocks, std::uint32_t port,
+                                std::uint8_t testType) {
     const std::int32_t limit = GetCardLimitOnStreams(port);
     if (limit == kNoLimit) return;
-    const bool verifies = GetTypeOfTest() == ids::TestType::VERIFICATION;
+    const bool verifies = testType == ids::TestType::VERIFICATION;
     double streams = 0;
     for (const std::uint32_t handle : stbBlocks) {
         const auto* block = FindByHandle<CIptvStbBlockConfig>(handle);

@@ -7,13 +7,11 @@
 
 #include "IptvLog.h"
 #include "IptvResources.h"
-#include "apply/SourceLists.h"
+#include "config/AddressLists.h"
 #include "config/ChannelBlockIndex.h"
 #include "config/IptvChannelBlock.h"
 #include "config/IptvStbBlockConfig.h"
 #include "config/IptvViewedChannels.h"
-#include "control/IptvStartTestCommand.h"
-#include "control/SendRequest.h"
 #include "orv/core/emulated_device.h"
 #include "orv/core/ipv4_if.h"
 #include "orv/core/ipv6_if.h"
@@ -25,7 +23,6 @@
 #include "orv/l2l3/stream_block.h"
 #include "orv/l2l3/stream_index_manager.h"
 #include "orv/mcastcore/multicast_group.h"
-#include "orv/tm/message.h"
 
 namespace orv::iptv {
 
@@ -62,7 +59,7 @@ bool IsIpInterface(const core::CNetworkEndpoint& endpoint) {
 /// The addresses of channel blocks, each block's worked out once.
 class ChannelAddresses {
   public:
-    const std::vector<ipAddress_t>& Get(const CIptvChannelBlock& block) {
+    const std::vector<ipAddress_t>& Expand(const CIptvChannelBlock& block) {
         const auto [entry, is_new] = addresses_.try_emplace(&block);
         const auto* group = block.GetMulticastGroup();
         if (is_new && group) BlockToVector(group->GetNetworkBlock(), entry->second);
@@ -90,16 +87,6 @@ std::vector<const CIptvViewedChannels*> GetWatchedRanges(const std::vector<CIptv
     return ranges;
 }
 
-template <class Work>
-void ForEachReachablePort(const core::CProject& project, const Work& work) {
-    framework::ScriptableVec objects;
-    project.GetObjects(objects, core::CPort::CLASS_ID(), common::kParentChild);
-    for (const CScriptable* object : objects) {
-        const auto* port = dynamic_cast<const core::CPort*>(object);
-        if (port && !port->IsDeleted() && port->IsReachable()) work(*port);
-    }
-}
-
 }  // namespace
 
 std::size_t StreamMap::AddressHash::operator()(const ipAddress_t& address) const {
@@ -109,7 +96,7 @@ std::size_t StreamMap::AddressHash::operator()(const ipAddress_t& address) const
 
 void StreamMap::ListRelevantIPs(const core::CProject& project,
                                 const std::vector<CIptvStbBlockConfig*>& blocks) {
-    m_relevant.clear();
+    relevant_.clear();
     framework::ScriptableVec objects;
     project.GetObjects(objects, CIptvChannelBlock::CLASS_ID(), common::kParentChild);
     const ChannelBlockIndex channel_blocks(objects);
@@ -117,16 +104,16 @@ void StreamMap::ListRelevantIPs(const core::CProject& project,
     for (const CIptvViewedChannels* range : GetWatchedRanges(blocks)) {
         const CIptvChannelBlock* block = range->GetChannelBlockForViewChan(channel_blocks);
         if (!block) continue;
-        const auto& addresses = channel_addresses.Get(*block);
+        const auto& addresses = channel_addresses.Expand(*block);
         const std::uint32_t first = block->GetChannelStart();
         const std::uint64_t step = std::max(range->GetChannelRangeStep(), std::uint32_t{1});
         if (range->GetChannelRangeEnd() < range->GetChannelRangeStart()) continue;
         const std::uint64_t last = range->GetChannelRangeEnd() - first;
         for (std::uint64_t i = range->GetChannelRangeStart() - first; i <= last && i < addresses.size();
              i += step)
-            m_relevant.try_emplace(addresses[i], m_relevant.size());
+            relevant_.try_emplace(addresses[i], relevant_.size());
     }
-    m_found.assign(m_relevant.size(), false);
+    found_.assign(relevant_.size(), false);
 }
 
 void StreamMap::ProcessOneStreamBlock(std::uint32_t portHandle, l2l3::CStreamBlock* block,
@@ -138,10 +125,10 @@ void StreamMap::ProcessOneStreamBlock(std::uint32_t portHandle, l2l3::CStreamBlo
     std::vector<std::uint32_t> ids;
     l2l3::CStreamIndexManager::Instance().GetStreamIdsNoThrow(block, portHandle, ids);
 
-    std::uint64_t offset = 0;  // of the path's first stream among the numbers
+    std::uint64_t offset = 0;  // of the path's first stream among the ids
     for (const auto& path : block->GetTrafficPaths()) {
         const core::CEmulatedDevice* device = GetDeviceOf(path.first);
-        if (!device) continue;  // streams of no host are numbered behind all others
+        if (!device) continue;  // streams without a host have the last stream ids
         const std::uint64_t count = l2l3::CStreamBlock::GetStreamCount(path);
         if (GetDeviceOf(path.second)) {
             offset += std::min<std::uint64_t>(count, ids.size());  // between hosts: no channels
@@ -151,15 +138,15 @@ void StreamMap::ProcessOneStreamBlock(std::uint32_t portHandle, l2l3::CStreamBlo
         if (!channels || !IsIpInterface(*path.first) || count > ids.size()) continue;
         const std::uint64_t first = offset;
         offset += count;
-        // Without numbers for all of them nobody can say which number is whose.
+        // Without ids for all streams of the path, ids cannot be matched to streams.
         if (count == 0 || offset > ids.size()) continue;
         std::vector<ipAddress_t> addresses;
         BlockToVector(channels, addresses);
         for (std::uint64_t k = 0; k < count; ++k) {
             const ipAddress_t& group = addresses[k % addresses.size()];
-            const auto relevant = m_relevant.find(group);
-            if (relevant == m_relevant.end()) continue;
-            m_found[relevant->second] = true;
+            const auto relevant = relevant_.find(group);
+            if (relevant == relevant_.end()) continue;
+            found_[relevant->second] = true;
             sources.push_back(
                 GetHostAddress(*path.first, static_cast<std::uint32_t>(k % device->GetDeviceCount())));
             groups.push_back(group);
@@ -168,41 +155,39 @@ void StreamMap::ProcessOneStreamBlock(std::uint32_t portHandle, l2l3::CStreamBlo
     }
 }
 
+std::vector<const core::CPort*> ListReachablePorts(const core::CProject& project) {
+    framework::ScriptableVec objects;
+    project.GetObjects(objects, core::CPort::CLASS_ID(), common::kParentChild);
+    std::vector<const core::CPort*> ports;
+    for (const CScriptable* object : objects) {
+        const auto* port = dynamic_cast<const core::CPort*>(object);
+        if (port && !port->IsDeleted() && port->IsReachable()) ports.push_back(port);
+    }
+    return ports;
+}
+
 void StreamMap::Make(const core::CProject& project, const std::vector<CIptvStbBlockConfig*>& blocks) {
     Clear();
     ListRelevantIPs(project, blocks);
-    ForEachReachablePort(project, [this](const core::CPort& port) {
+    for (const core::CPort* port : ListReachablePorts(project)) {
         framework::ScriptableVec objects;
-        port.GetObjects(objects, l2l3::CStreamBlock::CLASS_ID(), common::kParentChild);
+        port->GetObjects(objects, l2l3::CStreamBlock::CLASS_ID(), common::kParentChild);
         for (CScriptable* object : objects) {
-            ProcessOneStreamBlock(port.GetHandle(), dynamic_cast<l2l3::CStreamBlock*>(object), m_sources,
-                                  m_groups, m_streamIds);
+            ProcessOneStreamBlock(port->GetHandle(), dynamic_cast<l2l3::CStreamBlock*>(object), sources_,
+                                  groups_, stream_ids_);
         }
-    });
-    if (std::find(m_found.begin(), m_found.end(), false) == m_found.end()) return;
+    }
+    if (std::find(found_.begin(), found_.end(), false) == found_.end()) return;
     LogResource(userLogger(), LogLevelType::Warn, resource::kStreamsNotFound, {});
-    m_streamIds.clear();
+    stream_ids_.clear();
 }
 
 void StreamMap::Clear() {
-    m_relevant.clear();
-    m_found.clear();
-    m_sources.clear();
-    m_groups.clear();
-    m_streamIds.clear();
-}
-
-void CIptvStartTestCommand::MakeMap(const core::CProject& project) {
-    m_streamMap.Make(project, GetStbBlocks());
-    const auto delegate =
-        framework::ResponseDelegate::To<&LogFaultAndHandle<&CIptvStartTestCommand::UpdateStreamMapHandler>>();
-    ForEachReachablePort(project, [&](const core::CPort& port) {
-        Message message;
-        iptvcd_1_bll::create_req_UpdateStreamMap(&message, m_streamMap.GetSources(), m_streamMap.GetGroups(),
-                                                 m_streamMap.GetStreamIds(), false);
-        if (SendRequest(port, message, delegate) != 0)
-            LogText(devLogger(), LogLevelType::Error, "Failed to send interface message");
-    });
+    relevant_.clear();
+    found_.clear();
+    sources_.clear();
+    groups_.clear();
+    stream_ids_.clear();
 }
 
 }  // namespace orv::iptv

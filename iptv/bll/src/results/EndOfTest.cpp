@@ -186,7 +186,7 @@ void CIptvResultsManager::FinalProcessing() {
         const ManagerLock lock(m_iptvMutex);
         SaveToDatabase(fail_percent);
     }
-    test_running_ = false;
+    SetTestRunning(false);
     SetCommandStatus(run_, ids::IptvStartTestCommand::CLASS, true);
     DeregisterAllNotifications();
     ResetBlockTimeStampVec();

@@ -51,7 +51,7 @@ void CIptvResultsManager::Prepare(TestRun run) {
 }
 
 void CIptvResultsManager::ForgetPorts() {
-    if (!test_running_ && !IsAwaitingEnds()) ResetPorts();
+    if (!IsTestRunning() && !IsAwaitingEnds()) ResetPorts();
 }
 
 void CIptvResultsManager::ResetPorts() {

@@ -13,8 +13,8 @@
 #include "orv/core/result.h"
 #include "orv/framework/rpc_manager.h"
 #include "results/PreviousViews.h"
-#include "results/TestKind.h"
 #include "results/figures/FigureSumsFwd.h"
+#include "running/RunningTest.h"
 
 namespace orv::iptv {
 
@@ -56,11 +56,11 @@ class CIptvResultsManager : public core::CResult {
     /// Null before it has been asked for.
     static CIptvResultsManager* FindResultsManager() { return m_resultManager; }
     /// True while a test runs; false, too, before there is a results manager.
-    static bool IsTestRunning() { return m_resultManager && m_resultManager->test_running_; }
+    static bool IsTestRunning() { return RunningTest::IsRunning(); }
     /// No test counts as running or stopping any more; makes no results manager.
     static void StopRunning() {
         if (!m_resultManager) return;
-        m_resultManager->test_running_ = false;
+        RunningTest::SetRunning(false);
         m_resultManager->stopping_until_ = {};
     }
 
@@ -68,7 +68,7 @@ class CIptvResultsManager : public core::CResult {
     void Prepare(TestRun run);
     const TestRun& GetRun() const { return run_; }
     void SetTestResults(std::uint32_t handle) { run_.test_results = handle; }
-    void SetTestRunning(bool running) { test_running_ = running; }
+    void SetTestRunning(bool running) { RunningTest::SetRunning(running); }
     bool IsFinishing() const { return finishing_; }
     /// Ports that have been started, and told to stop, are still expected to say that they have. Not for
     /// ever: one of them may be gone.
@@ -171,9 +171,8 @@ class CIptvResultsManager : public core::CResult {
     bool finishing_ = false;                     ///< the ports have been told to stop
     std::chrono::nanoseconds stopping_until_{};  ///< so long their ends are expected
     bool final_done_ = false;                    ///< the final processing has run after a fault
-    bool test_running_ = false;
-    bool results_pending_ = false;  ///< a test begins whose data set is still to be made
-    bool results_saved_ = false;    ///< what the test has found is in its data set
+    bool results_pending_ = false;               ///< a test begins whose data set is still to be made
+    bool results_saved_ = false;                 ///< what the test has found is in its data set
     bool end_held_ = false;
     bool stop_held_ = false;  ///< a user has ended the test meanwhile
     bool has_ipv4_ = false;

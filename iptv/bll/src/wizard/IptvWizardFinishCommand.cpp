@@ -45,7 +45,7 @@ CScriptable* FindTestConfig() {
     return project ? project->GetObject(CIptvWizardTestConfig::CLASS_ID(), common::kParentChild) : nullptr;
 }
 
-CIptvWizardTestConfig& GetOrMakeTestConfig() {
+CIptvWizardTestConfig& FindOrMakeTestConfig() {
     auto* project = core::CProject::GetCurrentActiveInstance();
     CScriptable* object = FindTestConfig();
     if (project && !object)
@@ -77,7 +77,7 @@ bool CIptvWizardFinishCommand::OnInit() {
 }
 
 void CIptvWizardFinishCommand::OnPropertyModified(framework::Property& property) {
-    CIptvWizardTestConfig& config = GetOrMakeTestConfig();
+    CIptvWizardTestConfig& config = FindOrMakeTestConfig();
     const auto* mirrored = std::find_if(std::begin(kMirrored), std::end(kMirrored),
                                         [&](const auto& pair) { return pair.first == property.GetId(); });
     if (mirrored != std::end(kMirrored)) CopyProperties(*this, config, {mirrored, 1});

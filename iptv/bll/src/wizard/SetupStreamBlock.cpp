@@ -1,6 +1,6 @@
 // The traffic of a wizard source.
+#include "FindByHandle.h"
 #include "IptvLog.h"
-#include "control/FindByHandle.h"
 #include "orv/core/emulated_device.h"
 #include "orv/core/network_block.h"
 #include "orv/core/port.h"

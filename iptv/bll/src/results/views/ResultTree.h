@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "orv/framework/scriptable.h"
-#include "results/TestKind.h"
+#include "running/TestKind.h"
 
 namespace orv::iptv {
 

@@ -5,8 +5,8 @@
 #include <string>
 
 #include "orv/common/ids.h"
-#include "results/TestKind.h"
 #include "results/views/When.h"
+#include "running/TestKind.h"
 
 namespace orv::iptv::views {
 

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "results/TestKind.h"
+#include "running/TestKind.h"
 
 namespace orv::iptv::views {
 

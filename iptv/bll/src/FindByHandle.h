@@ -10,8 +10,8 @@ namespace orv::iptv {
 
 /// The object of a handle, or null when there is none or it is of another class.
 template <class T>
-const T* FindByHandle(std::uint32_t handle) {
-    return dynamic_cast<const T*>(framework::CHandleRegistry::Instance().Find(handle));
+T* FindByHandle(std::uint32_t handle) {
+    return dynamic_cast<T*>(framework::CHandleRegistry::Instance().Find(handle));
 }
 
 }  // namespace orv::iptv

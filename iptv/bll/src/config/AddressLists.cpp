@@ -1,4 +1,4 @@
-#include "apply/SourceLists.h"
+#include "config/AddressLists.h"
 
 #include "orv/core/ipv4_if.h"
 #include "orv/core/ipv4_network_block.h"

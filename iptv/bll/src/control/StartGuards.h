@@ -1,0 +1,54 @@
+// What holds while a test is being started, and ends with the scope that it holds in.
+#pragma once
+
+#include <cstdint>
+
+namespace orv::framework {
+class CScriptable;
+}
+
+namespace orv::iptv {
+
+class CIptvResultsManager;
+
+/// Other starts are refused while one exists.
+class StartUnderWay {
+  public:
+    StartUnderWay() { exists_ = true; }
+    ~StartUnderWay() { exists_ = false; }
+    StartUnderWay(const StartUnderWay&) = delete;
+    StartUnderWay& operator=(const StartUnderWay&) = delete;
+
+    static bool Exists() { return exists_; }
+
+  private:
+    static inline bool exists_ = false;
+};
+
+/// A test whose end comes while this exists ends afterwards. A failure of that end is logged; code that can
+/// deal with the failure calls ReleaseEnd itself.
+class EndHeldBack {
+  public:
+    explicit EndHeldBack(CIptvResultsManager& manager);
+    ~EndHeldBack();
+    EndHeldBack(const EndHeldBack&) = delete;
+    EndHeldBack& operator=(const EndHeldBack&) = delete;
+
+  private:
+    CIptvResultsManager& manager_;
+};
+
+/// Sets the options of results for an apply that starts a test, and restores the one that is the user's.
+class OptionsOfApply {
+  public:
+    explicit OptionsOfApply(framework::CScriptable& options);
+    ~OptionsOfApply();
+    OptionsOfApply(const OptionsOfApply&) = delete;
+    OptionsOfApply& operator=(const OptionsOfApply&) = delete;
+
+  private:
+    std::uint32_t handle_;
+    bool clears_analyzers_;
+};
+
+}  // namespace orv::iptv
