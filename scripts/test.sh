@@ -5,6 +5,8 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-packages.sh
 
+scripts/test-share.sh
+
 step() { printf '\n=== %s\n' "$*"; }
 
 step "Fuzzing, briefly"
