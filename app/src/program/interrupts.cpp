@@ -88,6 +88,7 @@ void CountInterrupts(std::function<bool()> has_nothing_to_end, std::function<int
     action.sa_handler = EndAtOnce;
     sigaction(SIGALRM, &action, nullptr);
     action.sa_handler = OnInterrupt;
+    action.sa_flags = SA_RESTART;  // a file that is being opened or read has no error because of it
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
     struct sigaction before {};

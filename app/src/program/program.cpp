@@ -5,6 +5,7 @@
 #include <iostream>
 
 #include "arguments.h"
+#include "interrupts.h"
 #include "orv/framework/plugin_loader.h"
 #include "output/printable.h"
 #include "program_version.h"
@@ -49,6 +50,17 @@ RunOutcome ValidateGuarded(const Arguments& arguments, const FileText& text) {
 
 int Validate(const Arguments& arguments) {
     framework::BLLLoggerFactory::GetInstance().SetConsole(false);  // what is logged is in the outcome
+    if (arguments.json) {
+        // Who reads the object gets one, also when the file never comes.
+        CountInterrupts([] { return true; },
+                        [] {
+                            RunOutcome outcome;
+                            outcome.end = RunEnd::Interrupted;
+                            const int status = PrintJson(outcome);
+                            std::cout.flush();
+                            return status;
+                        });
+    }
     const FileText text = ReadFileText(arguments.file);
     const RunOutcome outcome = ValidateGuarded(arguments, text);
     if (arguments.json) return PrintJson(outcome);

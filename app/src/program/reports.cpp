@@ -31,8 +31,12 @@ void PrintError(const std::string& text) {
     std::cerr << "iptvtest: " << MakePrintable(text) << '\n';
 }
 
-Reports::Reports(const Arguments& arguments, std::filesystem::path junit)
-    : json_(arguments.json), quiet_(arguments.quiet), junit_(std::move(junit)) {}
+Reports::Reports(const Arguments& arguments) : json_(arguments.json), quiet_(arguments.quiet) {}
+
+void Reports::SetJUnit(std::filesystem::path junit) {
+    const std::lock_guard guard(mutex_);
+    junit_ = std::move(junit);
+}
 
 int Reports::Write(RunOutcome outcome) {
     const std::lock_guard guard(mutex_);

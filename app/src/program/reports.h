@@ -15,8 +15,10 @@ namespace orv::app {
 /// all of them and the exit status say the same.
 class Reports {
   public:
-    /// `junit`: where to write the JUnit report, empty when none is wanted.
-    Reports(const Arguments& arguments, std::filesystem::path junit);
+    explicit Reports(const Arguments& arguments);
+
+    /// Where to write the JUnit report; before that, or for an empty path, none is written.
+    void SetJUnit(std::filesystem::path junit);
 
     /// Returns the exit status. Called again, also by another thread, it waits for the first call to end,
     /// writes nothing and returns the status that has been told.
@@ -29,7 +31,7 @@ class Reports {
 
     const bool json_;
     const bool quiet_;
-    const std::filesystem::path junit_;
+    std::filesystem::path junit_;
     std::mutex mutex_;
     std::optional<int> status_;
 };

@@ -52,20 +52,20 @@ std::filesystem::path GetInputPath(const std::filesystem::path& given) {
 
 class Run {
   public:
-    /// Reads the test file. Who types it, or waits for a pipe, can still break that off: nothing catches
-    /// signals yet.
     Run(const Arguments& arguments, const std::filesystem::path& plugin)
-        : arguments_(arguments), plugin_(plugin), text_(ReadFileText(arguments.file)) {}
+        : arguments_(arguments), plugin_(plugin) {}
 
     int Do() {
-        std::vector<Mistake> mistakes = OpenOutputs();
-        // What cannot be written, or is something else as well, is left as it is.
-        const std::filesystem::path junit = mistakes.empty() ? arguments_.junit : "";
-        // Shared with the second Ctrl-C, which may come at any time until the process ends.
-        const auto reports = std::make_shared<Reports>(arguments_, junit);
+        // Shared with a Ctrl-C that ends at once, which may come at any time until the process ends: also
+        // while somebody types the test file, or a pipe is waited for.
+        const auto reports = std::make_shared<Reports>(arguments_);
         const auto known = std::make_shared<KnownOutcome>();
         CountInterrupts([known] { return known->IsPreparing(); },
                         [reports, known] { return BreakOff(*reports, *known); });
+        text_ = ReadFileText(arguments_.file);
+        std::vector<Mistake> mistakes = OpenOutputs();
+        // What cannot be written, or is something else as well, is left as it is.
+        if (mistakes.empty()) reports->SetJUnit(arguments_.junit);
         RunOutcome outcome;
         if (mistakes.empty()) {
             outcome = RunGuarded(*known);
@@ -120,7 +120,7 @@ class Run {
 
     const Arguments& arguments_;
     const std::filesystem::path& plugin_;
-    const FileText text_;
+    FileText text_;
     std::optional<LoadedTest> test_;
     OutputFiles outputs_;
 };

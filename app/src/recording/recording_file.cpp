@@ -27,6 +27,24 @@ namespace {
 
 /// Enough to see what is wrong with a file of a million lines.
 constexpr std::size_t kMostMistakes = 20;
+/// A notification of 65,535 views has some 50 MB.
+constexpr std::size_t kLongestLine = std::size_t{256} << 20;
+
+/// As std::getline, but also ends within a line that is longer than the longest.
+bool ReadLineOf(std::istream& file, std::string& text) {
+    std::string part(std::size_t{1} << 16, '\0');
+    text.clear();
+    while (text.size() <= kLongestLine) {
+        file.getline(part.data(), static_cast<std::streamsize>(part.size()));
+        const auto length = static_cast<std::size_t>(file.gcount());
+        const bool is_part = file.fail() && !file.eof() && !file.bad() && length + 1 == part.size();
+        const bool has_end = file.good();  // taken from the file, and not stored
+        text.append(part, 0, length - (has_end ? 1 : 0));
+        if (!is_part) return !file.fail() || !text.empty();
+        file.clear();
+    }
+    return true;
+}
 
 class Reader {
   public:
@@ -42,7 +60,12 @@ class Reader {
 
     RecordingFile Read(std::istream& file) {
         std::string text;
-        for (line_ = 1; mistake_count_ < kMostMistakes && std::getline(file, text); ++line_) {
+        for (line_ = 1; mistake_count_ < kMostMistakes && ReadLineOf(file, text); ++line_) {
+            if (text.size() > kLongestLine) {
+                Complain({}, fmt::format("the line is longer than {} MiB, which no notification is",
+                                         kLongestLine >> 20));
+                break;
+            }
             is_cut_off_ = file.eof();
             if (text.find_first_not_of(" \t\r") != text.npos) ReadLine(text);
         }

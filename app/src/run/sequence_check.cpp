@@ -46,6 +46,8 @@ class SequenceWalk {
             Start(command);
         } else if (id == ids::IptvWaitForTestCompletionCommand::CLASS) {
             test_ = nullptr;
+        } else if (id == ids::IptvStopTestCommand::CLASS) {
+            NeedTime(command, "is stopped");
         } else if (id == ids::GeneratorStartCommand::CLASS || id == ids::GeneratorStopCommand::CLASS) {
             SwitchGenerators(command, id == ids::GeneratorStartCommand::CLASS);
         } else if (id == ids::ArpNdStartOnAllDevicesCommand::CLASS) {
@@ -57,13 +59,22 @@ class SequenceWalk {
                 "an IptvWizardTestConfig in the project, and no sequence");
         } else if (id == ids::WaitCommand::CLASS) {
             CheckTime(command, "WaitTime", command.GetU32(ids::WaitCommand::WaitTime));
+            has_time_ = true;
         } else {
             for (const core::ProtocolCommands& protocol : core::kProtocolCommands)
                 UseProtocol(command, protocol);
         }
     }
 
+    /// A test that nothing waits for after its start has seen no channel when its streams end.
+    void NeedTime(const CCommand& command, const char* what) {
+        if (!test_ || has_time_) return;
+        Add(command, {}, fmt::format("the test of {} {} as soon as it has started", test_->Describe(), what),
+            "an IptvWaitForTestCompletionCommand or a WaitCommand before it");
+    }
+
     void SwitchGenerators(const CCommand& command, bool on) {
+        if (!on) NeedTime(command, "loses its streams");
         for (const CScriptable* generator :
              FindNamed(command, ids::Generator::CLASS, ids::GeneratorCommand::GeneratorList)) {
             Put(running_, generator, on);
@@ -94,6 +105,7 @@ class SequenceWalk {
                 "an IptvWaitForTestCompletionCommand before the next start");
         }
         test_ = &start;
+        has_time_ = false;
         if (start.GetU8(Id::TestEnv) == ids::TestEnv::TESTING && running_.empty()) {
             Add(start, "TestEnv", "no generator runs when the test starts",
                 "a GeneratorStartCommand before it, or REAL_WORLD when others send the channels");
@@ -192,6 +204,7 @@ class SequenceWalk {
     std::set<const CScriptable*> running_;  ///< generators
     std::set<const CScriptable*> bound_;    ///< protocol blocks
     const CCommand* test_ = nullptr;        ///< started by it, and not waited for
+    bool has_time_ = false;                 ///< something waits after the start
     bool addresses_resolved_ = false;
     ObjectProblems problems_;
 };

@@ -46,6 +46,13 @@ std::vector<std::string> ReadSchema(SqliteConnection& connection) {
     return schema;
 }
 
+/// Other programs' tables would stay as they are, but nobody means to have results among them.
+bool IsOthers(SqliteConnection& connection) {
+    return Get(connection, "SELECT count(*) FROM sqlite_master") > 0 &&
+           Get(connection, "SELECT count(*) FROM sqlite_master WHERE type = 'table' AND name = 'DataSets'") ==
+               0;
+}
+
 /// Throws SqliteError where the file cannot be read.
 std::string FindProblem(const std::string& path) {
     // A file that somebody writes, or whose writer was killed, stays as it is. Any other is opened as the run
@@ -55,6 +62,7 @@ std::string FindProblem(const std::string& path) {
     connection.SetLockWait(kLockWait);
     // Nobody makes the file shorter meanwhile.
     const SqliteTransaction reading(connection, SqliteTransaction::Kind::Deferred);
+    if (IsOthers(connection)) return "it is no results database: it has no table DataSets";
     const std::vector<std::string> schema = ReadSchema(connection);
     const auto expected = static_cast<std::uintmax_t>(Get(connection, "PRAGMA page_count") *
                                                       Get(connection, "PRAGMA page_size"));

@@ -75,6 +75,13 @@ bool HasTwins(GeneratedFile& file, GeneratedObject& object) {
 bool IsRepeated(GeneratedFile& file, GeneratedObject&) {
     return !file.Find("SequencerLoopCommand").empty();
 }
+bool IsOnlyTime(GeneratedFile& file, GeneratedObject& object) {
+    const bool ends =
+        !file.Find(object.class_name == "WaitCommand" ? "IptvStopTestCommand" : "GeneratorStopCommand")
+             .empty();
+    return ends && file.Find("IptvStartTestCommand").size() == 1 && !IsRepeated(file, object) &&
+           (object.class_name == "WaitCommand" || file.Find("WaitCommand").empty());
+}
 bool IsOnlyStart(GeneratedFile& file, GeneratedObject&) {
     return file.Find("IptvStartTestCommand").size() == 1;
 }
@@ -174,6 +181,9 @@ constexpr Violation kViolations[] = {
     {"IptvStartTestCommand", "Active", "false", "no other command starts a test", IsOnlyStart},
     {"IptvWaitForTestCompletionCommand", "Active", "false", "may still run", IsRepeated,
      "IptvStartTestCommand", ""},
+    {"IptvWaitForTestCompletionCommand", "Active", "false", "loses its streams as soon as", IsOnlyTime,
+     "GeneratorStopCommand", ""},
+    {"WaitCommand", "Active", "false", "is stopped as soon as", IsOnlyTime, "IptvStopTestCommand", ""},
     {"GeneratorStartCommand", "GeneratorList", "[]", "no generator runs", IsTested, "IptvStartTestCommand",
      "TestEnv"},
     {"GeneratorStartCommand", "Active", "false", "no generator runs", IsTested, "IptvStartTestCommand",

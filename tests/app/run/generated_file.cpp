@@ -209,8 +209,9 @@ void GeneratedFile::AddTest(std::vector<GeneratedObject>& commands) {
                          {"StbBlockList", OneOf({"Project", "Homes 1 1", "[Boxes 1 1]"})},
                          {"UnicastLeaveTrigger", is_plain ? "UNICAST_JOIN_AND_DELAY" : OneOf({"0", "1"})},
                          {"MulticastJoinTrigger", is_plain ? "UNICAST_JOIN_AND_DELAY" : OneOf({"0", "1"})}}});
-    if (Chance(20)) commands.push_back({"WaitCommand", "", {}});
-    if (Chance(10)) commands.push_back({"IptvStopTestCommand", "", {}});
+    const bool waits = Chance(20);
+    if (waits) commands.push_back({"WaitCommand", "", {}});
+    if (waits && Chance(50)) commands.push_back({"IptvStopTestCommand", "", {}});
     commands.push_back({"IptvWaitForTestCompletionCommand", "", {}});
 }
 

@@ -95,6 +95,9 @@ TEST_F(RecordingTest, ARecordingWithMistakesIsRefusedWithAllOfThem) {
         ":14:1: notification, events: settop_index: the block has no STB 0; expected a number from 1 to 4\n"
         ":15:1: notification, notifications: the recording has 13 notifications, not 11\n"
         ":17:1: notification: there is something behind the last line of the recording\n");
+    std::filesystem::resize_file(options.replay, std::uintmax_t{400} << 20);
+    EXPECT_THAT(Mistakes(Run(TestText{}.ToString(), options)),
+                testing::HasSubstr(":18:1: notification: the line is longer than 256 MiB"));
 }
 
 TEST_F(RecordingTest, ARecordingThatWasCutOffIsPlayedBackOnlyWhenAskedFor) {

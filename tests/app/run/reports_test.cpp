@@ -73,7 +73,10 @@ TEST(ReportsTest, WhatCannotBeWrittenIsRefusedAndNothingIsChanged) {
     WriteFile(folder / "short.db", database.substr(0, database.size() - 1));
     WriteFile(folder / "begin.db", database.substr(0, 50));
     Execute(folder / "foreign.db", "CREATE TABLE DataSets(Name TEXT, Size INTEGER)");
-    Execute(folder / "ports.db", "PRAGMA journal_mode = WAL; CREATE VIEW Port AS SELECT 1 AS Number");
+    Execute(folder / "ports.db",
+            "PRAGMA journal_mode = WAL; CREATE TABLE DataSets(DataSetId INTEGER PRIMARY KEY);"
+            "CREATE VIEW Port AS SELECT 1 AS Number");
+    Execute(folder / "shop.db", "CREATE TABLE Customers(Name TEXT)");
     mkfifo((folder / "pipe").c_str(), 0666);
     std::filesystem::create_symlink("test.yaml", folder / "link");
     std::filesystem::create_symlink("new.db", folder / "dangling");
@@ -109,6 +112,7 @@ TEST(ReportsTest, WhatCannotBeWrittenIsRefusedAndNothingIsChanged) {
              {"test.yaml --db begin", "--db: begin cannot be written: it is a damaged database"},
              {"test.yaml --db foreign",
               "it is no results database: its table DataSets has no DataSetId, so it"},
+             {"test.yaml --db shop", "it is no results database: it has no table DataSets"},
              {"test.yaml --db ports", "--db: ports cannot be written: it is no results database: "},
              {"test.yaml --set Start/DatabaseFileName=ports", "Port"},
              {"test.yaml --db /dev/null", "--db: /dev/null cannot be written: it is no regular file"},

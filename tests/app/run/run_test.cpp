@@ -368,7 +368,8 @@ TEST(ProgramTest, SignalsEndTheTestOnceAndTheProgramTwice) {
     const TemporaryFolder folder;
     const auto file = folder / "test.yaml", mute = folder / "mute.yaml", loop = folder / "loop.yaml",
                many = folder / "many.yaml";
-    const auto database = folder / "r.db";
+    const auto never = folder / "never.yaml", database = folder / "r.db";
+    mkfifo(never.c_str(), 0666);
     TestText text{.seconds = 3600};
     WriteFile(file, text.ToString());
     text.faults = {"{kind: miss_end_of_test}"};
@@ -393,7 +394,8 @@ TEST(ProgramTest, SignalsEndTheTestOnceAndTheProgramTwice) {
                                                      {file, "PIPE", "HUP", 1, false},
                                                      {mute, "INT", "TERM", 0, true},
                                                      {loop, "INT", "", 0, false},
-                                                     {many, "INT", "", 0, true}}) {
+                                                     {many, "INT", "", 0, true},
+                                                     {never, "INT", "", 0, true}}) {
         SCOPED_TRACE(fmt::format("{} {} {}", c.file.string(), c.first, c.second));
         std::filesystem::remove(database);
         // Where it ends in order, it does so by itself within the second after the signal that is obeyed.
