@@ -8,7 +8,7 @@
 
 #include "orv/core/host_application.h"
 #include "orv/core/project.h"
-#include "test_file/test_file.h"
+#include "test_file/parsed_file.h"
 
 namespace test_file_test {
 

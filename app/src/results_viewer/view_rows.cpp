@@ -12,6 +12,7 @@
 #include <numeric>
 #include <utility>
 
+#include "orv/common/text.h"
 #include "test_file/names.h"
 
 namespace orv::app {
@@ -38,7 +39,7 @@ std::vector<std::string> MakeUnique(const std::vector<std::string>& titles) {
     std::vector<std::string> unique;
     const auto is_taken = [&unique](const std::vector<std::string>& names, const std::string& name) {
         return std::any_of(names.begin(), names.end(),
-                           [&](const auto& other) { return IsSameName(other, name); });
+                           [&](const auto& other) { return common::EqualIgnoringCase(other, name); });
     };
     for (const std::string& title : titles) {
         std::string name = title;
@@ -137,7 +138,9 @@ void ViewRows::Choose(const std::string& columns) {
         // No escape character: names hold backslashes as they are.
         for (std::string wanted : boost::tokenizer<Quoted>(columns, Quoted("", ",", "\""))) {
             boost::algorithm::trim(wanted);
-            const auto is_it = [&wanted](const std::string& name) { return IsSameName(name, wanted); };
+            const auto is_it = [&wanted](const std::string& name) {
+                return common::EqualIgnoringCase(name, wanted);
+            };
             const auto found = std::find_if(names_.begin(), names_.end(), is_it);
             if (found == names_.end()) {
                 throw ResultsError(fmt::format("--columns: the view has no column \"{}\"{}", wanted,

@@ -9,6 +9,7 @@
 
 #include "channel_check.h"
 #include "device_check.h"
+#include "find_objects.h"
 #include "live_port_check.h"
 #include "mistake_writer.h"
 #include "orv/core/port.h"
@@ -21,7 +22,6 @@
 #include "port_location.h"
 #include "report_keys.h"
 #include "sequence_check.h"
-#include "test_parts.h"
 #include "traffic.h"
 
 namespace orv::app {

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "object_problem.h"
-#include "test_file/test_file.h"
+#include "test_file/parsed_file.h"
 
 namespace orv::app {
 

@@ -4,6 +4,7 @@
 
 #include "addresses.h"
 #include "orv/ids/iptv_ids.h"
+#include "orv/il/address_order.h"
 #include "orv/mcastcore/multicast_group.h"
 
 namespace orv::app {
@@ -22,7 +23,7 @@ void AppendRanges(std::vector<ipAddress_t> addresses, const BehaviourChange& cha
         // Carries need not join up: two ranges do as well as one.
         return before.type == after.type && ++successor.v6.address[last] != 0 && successor == after;
     };
-    std::sort(addresses.begin(), addresses.end(), AddressLess{});
+    std::sort(addresses.begin(), addresses.end(), il::AddressOrder{});
     bool first = true;
     for (const ipAddress_t& address : addresses) {
         if (!first && (ranges.back().last == address || is_next(ranges.back().last, address))) {

@@ -4,7 +4,7 @@
 #include "description_names.h"
 #include "orv/core/test_result_manager.h"
 #include "run_outcome.h"
-#include "test_file/test_file.h"
+#include "test_file/parsed_file.h"
 
 namespace orv::app {
 

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "orv/framework/logger.h"
-#include "test_report.h"
+#include "report_of_test.h"
 
 namespace orv::app {
 

@@ -19,7 +19,7 @@
 #include "recording/recording_file.h"
 #include "run_description.h"
 #include "run_log.h"
-#include "test_watch.h"
+#include "watchdog.h"
 #include "wizard_run.h"
 
 namespace orv::app {
@@ -206,7 +206,7 @@ class Session::Impl {
             laboratory.ConfigureInterfaces();
             // Only now: a recording that is there is not given up for a run that does not begin.
             if (!options.record.empty()) recorder.emplace(options.record);
-            TestWatch watch(laboratory, log, observer, known);
+            Watchdog watch(laboratory, log, observer, known);
             RunToEnd(watch, database, log);
             known.SetPreparing(false);
             outcome.tests = watch.TakeReports();
@@ -222,7 +222,7 @@ class Session::Impl {
         if (recorder) recorder->Close();
     }
 
-    static void RunToEnd(const TestWatch& watch, core::TestResultManager& database, RunLog& log) {
+    static void RunToEnd(const Watchdog& watch, core::TestResultManager& database, RunLog& log) {
         CSequencer& sequencer = CSequencer::Instance();
         sequencer.Start();
         sequencer.WaitForEnd();

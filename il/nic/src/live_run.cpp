@@ -40,7 +40,7 @@ live::MembershipVersion version_of(IgmpVersion version) {
 
 }  // namespace
 
-LiveRun::LiveRun(il::TestPlan plan, const std::vector<live::HostAddress>& hosts,
+LiveRun::LiveRun(il::RunPlan plan, const std::vector<live::HostAddress>& hosts,
                  const MembershipSettings& settings, std::uint64_t seed, Time start,
                  const RunContext& context)
     : plan_(std::move(plan)),

@@ -14,7 +14,7 @@
 #include "links.h"
 #include "orv/il/event_queue.h"
 #include "orv/il/result_report.h"
-#include "orv/il/test_plan.h"
+#include "orv/il/run_plan.h"
 #include "orv/il/tick_counter.h"
 #include "orv/il/view_record.h"
 #include "orv/il/world.h"
@@ -45,9 +45,8 @@ class LiveRun : public il::Run {
   public:
     /// `hosts`: by STB of the port. Throws PortFault when a host does not speak its block's protocol, or that
     /// protocol cannot tell of a channel's group and sources.
-    LiveRun(il::TestPlan plan, const std::vector<live::HostAddress>& hosts,
-            const MembershipSettings& settings, std::uint64_t seed, il::Time start,
-            const RunContext& context);
+    LiveRun(il::RunPlan plan, const std::vector<live::HostAddress>& hosts, const MembershipSettings& settings,
+            std::uint64_t seed, il::Time start, const RunContext& context);
     /// Leaves every group that is still joined.
     ~LiveRun() override;
 
@@ -159,7 +158,7 @@ class LiveRun : public il::Run {
     bool is_undecided(const View& view, il::Time now) const;
     bool is_settled() const;
 
-    il::TestPlan plan_;
+    il::RunPlan plan_;
     RunContext context_;
     il::Time end_;
     Numbering numbering_;

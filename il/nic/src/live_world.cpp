@@ -34,7 +34,7 @@ void check_offered(TestType type) {
 }
 
 /// By STB of the port.
-std::vector<live::HostAddress> hosts_of_stbs(const il::TestPlan& plan,
+std::vector<live::HostAddress> hosts_of_stbs(const il::RunPlan& plan,
                                              const il::InterfaceConfiguration& interfaces) {
     std::vector<live::HostAddress> all;
     for (const il::PlannedBlock& block : plan.blocks) {
@@ -83,7 +83,7 @@ std::unique_ptr<il::Run> LiveWorld::start(const il::PortConfiguration& configura
                                           const il::TestStart& start, il::Time now,
                                           il::ResultReport& report) {
     check_offered(configuration.tests.at(start.config_handle).test_type);
-    il::TestPlan plan(configuration, start);
+    il::RunPlan plan(configuration, start);
     const auto hosts = hosts_of_stbs(plan, configuration.interfaces);
     const std::uint64_t seed = il::seed_of_run(seed_, port_, runs_);
     auto run = std::make_unique<RunHere>(*this, std::move(plan), hosts, membership_, seed, now,

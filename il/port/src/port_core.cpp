@@ -8,7 +8,7 @@
 #include "orv/il/random.h"
 #include "orv/tm/message.h"
 #include "request_table.h"
-#include "test_control.h"
+#include "run_control.h"
 
 namespace orv::il {
 
@@ -75,7 +75,7 @@ struct PortCore::Impl {
     PortConfiguration configuration;
     FaultInjector faults;
     Connection connection;
-    TestControl control;
+    RunControl control;
 };
 
 PortCore::PortCore(const std::string& name, FaultSchedule faults, std::uint64_t seed, World& world,

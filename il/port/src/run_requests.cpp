@@ -26,7 +26,7 @@ void add_run_requests(RequestTable& table) {
         create_resp_Reset(&response);
     };
     table["iptvcd_1.RegisterResultsNotify"] = [](PortState& port, const Message& request, Message& response) {
-        TestControl::Registration registration;
+        RunControl::Registration registration;
         registration.discard_eligible = request.header().get_discard_eligible();
         std::vector<std::uint32_t> blocks;
         parse_req_RegisterResultsNotify(&request, &blocks, &registration.interval_ms);
@@ -41,7 +41,7 @@ void add_run_requests(RequestTable& table) {
         create_resp_DeregisterResultsNotify(&response);
     };
     table["iptvcd_1.RegisterEOTNotify"] = [](PortState& port, const Message& request, Message& response) {
-        TestControl::Registration registration;
+        RunControl::Registration registration;
         registration.discard_eligible = request.header().get_discard_eligible();
         parse_req_RegisterEOTNotify(&request, &registration.interval_ms);
         port.control.register_end_of_test(registration);

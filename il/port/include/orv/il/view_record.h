@@ -4,7 +4,7 @@
 #include <cstdint>
 
 #include "msgset/iptvcd_1.h"
-#include "orv/il/test_plan.h"
+#include "orv/il/run_plan.h"
 #include "orv/il/tick_counter.h"
 #include "orv/il/time.h"
 

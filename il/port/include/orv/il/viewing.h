@@ -4,7 +4,7 @@
 #include <cstdint>
 
 #include "orv/il/random.h"
-#include "orv/il/test_plan.h"
+#include "orv/il/run_plan.h"
 #include "orv/il/time.h"
 
 namespace orv::il {
@@ -16,7 +16,7 @@ inline constexpr Time kShortestView = kMillisecond;
 // running included.
 
 /// When the STB begins its first view, in a test that starts at `test_start`.
-Time start_of(const TestPlan& plan, const PlannedBlock& block, std::uint32_t settop_index, Time test_start);
+Time start_of(const RunPlan& plan, const PlannedBlock& block, std::uint32_t settop_index, Time test_start);
 
 /// Position in the block's channels, of which there are some, of the one for the next view; `current` is that
 /// of the previous one. Draws only for random zapping.

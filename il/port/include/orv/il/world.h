@@ -6,7 +6,7 @@
 
 #include "orv/il/port_configuration.h"
 #include "orv/il/result_report.h"
-#include "orv/il/test_plan.h"
+#include "orv/il/run_plan.h"
 #include "orv/il/time.h"
 
 namespace orv::il {

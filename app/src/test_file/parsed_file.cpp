@@ -1,4 +1,4 @@
-#include "test_file.h"
+#include "parsed_file.h"
 
 #include <fmt/format.h>
 

@@ -59,9 +59,9 @@ struct PlannedBlock {
 };
 
 /// Later changes of the configuration do not change the plan.
-struct TestPlan {
+struct RunPlan {
     /// Throws PortFault for unknown or repeated handles, and for more than a port can hold.
-    TestPlan(const PortConfiguration& configuration, const TestStart& start);
+    RunPlan(const PortConfiguration& configuration, const TestStart& start);
 
     Time duration() const { return ms(test.test_duration); }
     bool uses_unicast() const;

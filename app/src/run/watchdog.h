@@ -19,12 +19,12 @@ namespace orv::app {
 /// Notices when tests begin and end and takes their reports; ends what does not end by itself: a test whose
 /// time is long over, one that a user interrupts, and ports that do not report the end of theirs. A timer of
 /// the task manager drives it.
-class TestWatch {
+class Watchdog {
   public:
-    TestWatch(Laboratory& laboratory, RunLog& log, IRunObserver& observer, KnownOutcome& known);
-    ~TestWatch();
-    TestWatch(const TestWatch&) = delete;
-    TestWatch& operator=(const TestWatch&) = delete;
+    Watchdog(Laboratory& laboratory, RunLog& log, IRunObserver& observer, KnownOutcome& known);
+    ~Watchdog();
+    Watchdog(const Watchdog&) = delete;
+    Watchdog& operator=(const Watchdog&) = delete;
 
     bool IsTestUnderWay() const { return running_.has_value(); }
     bool IsInterrupted() const { return interrupted_; }

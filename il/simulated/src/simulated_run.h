@@ -9,7 +9,7 @@
 
 #include "orv/il/event_queue.h"
 #include "orv/il/result_report.h"
-#include "orv/il/test_plan.h"
+#include "orv/il/run_plan.h"
 #include "orv/il/tick_counter.h"
 #include "orv/il/view_record.h"
 #include "orv/il/world.h"
@@ -19,11 +19,11 @@
 namespace orv::il {
 
 /// Emulates the STBs of a plan.
-class TestRun : public Run {
+class SimulatedRun : public Run {
   public:
     /// `network`, `counter` and `report` outlive the run. `seed` is the port's, `port` its name.
-    TestRun(TestPlan plan, const Network& network, const std::string& port, std::uint64_t seed, Time start,
-            const TickCounter& counter, ResultReport& report);
+    SimulatedRun(RunPlan plan, const Network& network, const std::string& port, std::uint64_t seed,
+                 Time start, const TickCounter& counter, ResultReport& report);
 
     Time end() const override { return end_; }
     /// Records of views that ended are in the report.
@@ -107,7 +107,7 @@ class TestRun : public Run {
     void record_nacks(Stb& stb, const ViewTimes& view, std::uint64_t lost);
     std::uint32_t number_of(const Stb& stb) const { return static_cast<std::uint32_t>(&stb - stbs_.data()); }
 
-    TestPlan plan_;
+    RunPlan plan_;
     const Network& network_;
     std::vector<const NetworkBehaviour*> behaviours_;  ///< by group
     const TickCounter& counter_;

@@ -17,14 +17,14 @@ namespace orv::il {
 
 /// Asks the run for what it has at each wake-up: the next notification, the end, and after the end as long as
 /// the run has something left to record. Only then the end is announced.
-class TestControl {
+class RunControl {
   public:
     /// All of them outlive it.
-    TestControl(World& world, ITimeline& timeline, FaultInjector& faults, Connection& connection);
+    RunControl(World& world, ITimeline& timeline, FaultInjector& faults, Connection& connection);
     /// Nothing of the timeline's calls it any more.
-    ~TestControl();
-    TestControl(const TestControl&) = delete;
-    TestControl& operator=(const TestControl&) = delete;
+    ~RunControl();
+    RunControl(const RunControl&) = delete;
+    RunControl& operator=(const RunControl&) = delete;
 
     /// Throws PortFault when a test is running or ending, or cannot be planned.
     void start(const PortConfiguration& configuration, const TestStart& test);
@@ -48,7 +48,7 @@ class TestControl {
   private:
     Time now() const { return timeline_.GetNow().count(); }
     void wake_next();
-    void wake_at(Time time, void (TestControl::*work)(Time));
+    void wake_at(Time time, void (RunControl::*work)(Time));
     void cancel_wake();
     void on_wake(Time time);
     void end_test(Time time);

@@ -1,16 +1,16 @@
-#include "test_watch.h"
+#include "watchdog.h"
 
 #include <fmt/format.h>
 
 #include <exception>
 
+#include "find_objects.h"
 #include "orv/common/exceptions.h"
 #include "orv/core/project.h"
 #include "orv/core/test_result_manager.h"
 #include "orv/framework/command_status_manager.h"
 #include "orv/framework/handle_registry.h"
 #include "orv/framework/scriptable_creator.h"
-#include "orv/framework/scriptable_locator.h"
 #include "orv/framework/sequencer.h"
 #include "orv/framework/task_manager.h"
 #include "orv/ids/framework_ids.h"
@@ -23,7 +23,6 @@ using framework::CHandleRegistry;
 using framework::CScriptable;
 using framework::CTaskManager;
 using framework::PropertyChangeDelegate;
-using framework::ScriptableVec;
 
 namespace {
 
@@ -36,13 +35,6 @@ constexpr auto kPatience = std::chrono::seconds(15);
 /// have run less by that.
 constexpr auto kStartSlack = std::chrono::duration<double>(1);
 
-ScriptableVec FindAll(common::ClassId id, const CScriptable* root) {
-    ScriptableVec objects;
-    framework::CScriptableLocator::Instance().GetObjectsEx(
-        objects, id, root, framework::CScriptableLocator::LOCATE_SKIP_DELETED);
-    return objects;
-}
-
 bool IsStartDisabled(std::uint32_t block) {
     return !framework::CCommandStatusManager::Instance().GetCommandStatus(block,
                                                                           ids::IptvStartTestCommand::CLASS);
@@ -50,32 +42,32 @@ bool IsStartDisabled(std::uint32_t block) {
 
 }  // namespace
 
-TestWatch::TestWatch(Laboratory& laboratory, RunLog& log, IRunObserver& observer, KnownOutcome& known)
+Watchdog::Watchdog(Laboratory& laboratory, RunLog& log, IRunObserver& observer, KnownOutcome& known)
     : laboratory_(laboratory), log_(log), observer_(observer), known_(known) {
     for (CScriptable* command :
-         FindAll(ids::IptvStartTestCommand::CLASS, &framework::CSequencer::Instance())) {
+         FindBelow(framework::CSequencer::Instance(), ids::IptvStartTestCommand::CLASS)) {
         start_commands_.push_back(command->GetHandle());
         command->RegisterPropertyChangeDelegate(ids::Command::State,
-                                                PropertyChangeDelegate::To<&TestWatch::OnCommandState>(this));
+                                                PropertyChangeDelegate::To<&Watchdog::OnCommandState>(this));
     }
     timer_ = CTaskManager::Instance().PostAfter(kTick, [this] { OnTick(); });
 }
 
-TestWatch::~TestWatch() {
+Watchdog::~Watchdog() {
     CTaskManager::Instance().CancelTimer(timer_);
     for (const std::uint32_t handle : start_commands_) {
         if (auto* command = CHandleRegistry::Instance().Find(handle)) {
             command->UnregisterPropertyChangeDelegate(
-                ids::Command::State, PropertyChangeDelegate::To<&TestWatch::OnCommandState>(this));
+                ids::Command::State, PropertyChangeDelegate::To<&Watchdog::OnCommandState>(this));
         }
     }
     if (auto* results = CHandleRegistry::Instance().Find(results_)) {
         results->UnregisterPropertyChangeDelegate(ids::IptvTestResults::TestResult,
-                                                  PropertyChangeDelegate::To<&TestWatch::OnVerdict>(this));
+                                                  PropertyChangeDelegate::To<&Watchdog::OnVerdict>(this));
     }
 }
 
-void TestWatch::OnCommandState(CScriptable* object, framework::PropId) {
+void Watchdog::OnCommandState(CScriptable* object, framework::PropId) {
     auto& command = dynamic_cast<CCommand&>(*object);
     if (command.GetCommandState() == CCommand::COMMAND_RUNNING) {
         if (running_) return;
@@ -96,7 +88,7 @@ void TestWatch::OnCommandState(CScriptable* object, framework::PropId) {
         std::chrono::duration<double>(command.GetDouble(ids::IptvStartTestCommand::TestDuration)));
     test.next_effort_at = test.started + test.duration + kGrace;
     auto* project = core::CProject::GetCurrentActiveInstance();
-    for (const CScriptable* block : FindAll(ids::IptvStbBlockConfig::CLASS, project)) {
+    for (const CScriptable* block : FindBelow(*project, ids::IptvStbBlockConfig::CLASS)) {
         if (!IsStartDisabled(block->GetHandle())) continue;
         test.block = block->GetHandle();
         break;
@@ -115,13 +107,13 @@ void TestWatch::OnCommandState(CScriptable* object, framework::PropId) {
     if (results_ != results->GetHandle()) {
         results_ = results->GetHandle();
         results->RegisterPropertyChangeDelegate(ids::IptvTestResults::TestResult,
-                                                PropertyChangeDelegate::To<&TestWatch::OnVerdict>(this));
+                                                PropertyChangeDelegate::To<&Watchdog::OnVerdict>(this));
     }
     // A test that ends while it starts has its verdict already.
     if (test.block == 0) OnVerdict(results, ids::IptvTestResults::TestResult);
 }
 
-void TestWatch::OnVerdict(CScriptable* results, framework::PropId) {
+void Watchdog::OnVerdict(CScriptable* results, framework::PropId) {
     const std::uint8_t verdict = results->GetU8(ids::IptvTestResults::TestResult);
     if (!running_ || running_->has_report || verdict == ids::TestOutcome::NONE) return;
     running_->has_report = true;
@@ -137,7 +129,7 @@ void TestWatch::OnVerdict(CScriptable* results, framework::PropId) {
     reports_.push_back(std::move(report));
 }
 
-void TestWatch::OnTick() {
+void Watchdog::OnTick() {
     timer_ = CTaskManager::Instance().PostAfter(kTick, [this] { OnTick(); });
     try {
         LookForEnd();
@@ -150,12 +142,12 @@ void TestWatch::OnTick() {
     }
 }
 
-double TestWatch::GetSecondsRun() const {
+double Watchdog::GetSecondsRun() const {
     const Nanoseconds end = running_->stopped.value_or(CTaskManager::Instance().GetNow());
     return std::chrono::duration<double>(end - running_->started).count();
 }
 
-void TestWatch::LookForEnd() {
+void Watchdog::LookForEnd() {
     if (!running_) return;
     if (!running_->has_report) {
         known_.Change([seconds = GetSecondsRun()](RunOutcome& outcome) {
@@ -168,7 +160,7 @@ void TestWatch::LookForEnd() {
     if (interrupted_) framework::CSequencer::Instance().Stop();
 }
 
-void TestWatch::LookForInterrupt() {
+void Watchdog::LookForInterrupt() {
     if (interrupted_ || observer_.GetInterrupts() == 0) return;
     interrupted_ = true;
     // What came before is completed; else there is nothing to wait for.
@@ -183,12 +175,12 @@ void TestWatch::LookForInterrupt() {
 }
 
 /// A port that refused to start will never end: without it the others can.
-void TestWatch::LookForRefusal() {
+void Watchdog::LookForRefusal() {
     if (!running_) return;
     for (PortLink* link : laboratory_.FindRefusing()) link->Cut("it refused to start its test");
 }
 
-void TestWatch::LookForOverdue() {
+void Watchdog::LookForOverdue() {
     if (!running_ || CTaskManager::Instance().GetNow() < running_->next_effort_at) return;
     running_->next_effort_at += kPatience;
     switch (running_->effort) {
@@ -210,7 +202,7 @@ void TestWatch::LookForOverdue() {
     }
 }
 
-void TestWatch::Stop() {
+void Watchdog::Stop() {
     running_->stopped = CTaskManager::Instance().GetNow();
     auto* project = core::CProject::GetCurrentActiveInstance();
     framework::CScriptableCreator creator;
@@ -220,11 +212,11 @@ void TestWatch::Stop() {
     stop->Delete();
 }
 
-void TestWatch::CutMutePorts() {
+void Watchdog::CutMutePorts() {
     for (PortLink* link : laboratory_.FindMute()) link->Cut("it does not report the end of its test");
 }
 
-void TestWatch::ShowProgress() {
+void Watchdog::ShowProgress() {
     if (!observer_.WantsProgress()) return;
     RunProgress progress;
     if (running_) {
