@@ -43,7 +43,7 @@ TEST_F(TestFileTest, MistakesOfTheTextAndItsSections) {
         {"Project:\n",
          "zap.yaml:1:1: Project: this is no section of a test file; expected title, project, sequence, "
          "simulation, live; did you mean project?\n"},
-        // What an alias stands for is not looked at, so nothing else is wrong with it.
+        // The target of an alias is not checked, so it has no other mistake.
         {"project:\n  - Port: &a p\n    Location: *a\n  - EmulatedDevice: d\n    DeviceCount: *a\n"
          "    AffiliationPort: *a\n  - *a\nsimulation: *a\n",
          "zap.yaml:2:11: anchors and aliases are not known here; expected the value itself\n"

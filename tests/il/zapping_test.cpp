@@ -289,7 +289,7 @@ TEST(Zapping, BehaviourIsThatOfTheGroupThenOfThePort) {
     }
 }
 
-// A view whose first packet is on its way when the test ends has neither failed nor succeeded.
+// A view whose first packet is in flight when the test ends has neither failed nor succeeded.
 TEST(Zapping, TheEndOfTheTestFailsNoJoin) {
     struct Case {
         TestType type;

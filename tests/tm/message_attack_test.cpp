@@ -14,7 +14,7 @@ using ::testing::HasSubstr;
 using testing::text_of;
 using ::testing::ThrowsMessage;
 
-/// Bytes written by hand: numbers are single bytes, texts stand for their characters.
+/// Bytes written by hand: numbers are single bytes, texts represent their characters.
 class Bytes {
   public:
     Bytes() = default;

@@ -8,7 +8,7 @@ from .cpp_tokens import CppText
 from .functions import Body, find_places
 from .statements import Walker
 
-NUMBER = "\0"  # stands for the number of the fault in `code`
+NUMBER = "\0"  # placeholder for the number of the fault in `code`
 
 
 @dataclass

@@ -35,7 +35,7 @@ Console::Options MakeConsoleOptions(const Arguments& arguments) {
     return options;
 }
 
-/// What a second Ctrl-C does: all groups are left and the reports say what is known, side by side, since the
+/// What a second Ctrl-C does: leaves all groups and writes the reports in parallel, since the
 /// time for both is short. Returns the exit status.
 int BreakOff(Reports& reports, const KnownOutcome& known) {
     std::thread leave(&EndablePort::EndAll);
@@ -52,14 +52,14 @@ std::filesystem::path GetInputPath(const std::filesystem::path& given) {
 
 class Run {
   public:
-    /// Reads the test file. Who types it, or waits for a pipe, can still break that off: nothing catches
+    /// Reads the test file. Reading from a terminal or pipe can still be interrupted: nothing catches
     /// signals yet.
     Run(const Arguments& arguments, const std::filesystem::path& plugin)
         : arguments_(arguments), plugin_(plugin), text_(ReadFileText(arguments.file)) {}
 
     int Do() {
         std::vector<Mistake> mistakes = OpenOutputs();
-        // What cannot be written, or is something else as well, is left as it is.
+        // Files that cannot be written or are used twice are not touched.
         const std::filesystem::path junit = mistakes.empty() ? arguments_.junit : "";
         // Shared with the second Ctrl-C, which may come at any time until the process ends.
         const auto reports = std::make_shared<Reports>(arguments_, junit);
@@ -73,7 +73,7 @@ class Run {
             outcome.end = RunEnd::BadInput;
             outcome.mistakes = std::move(mistakes);
         }
-        // Warnings have been logged, and so have errors unless nothing was to be.
+        // Warnings have been logged, and so have errors unless logging is off.
         for (const Mistake& mistake : outcome.mistakes)
             std::cerr << MakePrintable(mistake.ToString()) << '\n';
         if (!arguments_.log_level) {

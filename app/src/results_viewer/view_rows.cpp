@@ -19,7 +19,7 @@ namespace orv::app {
 
 namespace {
 
-/// What a node's parameter is worth: numbers are compared with numbers.
+/// The value of a node's parameter: numbers are compared with numbers.
 ResultValue ToParameter(const std::string& text) {
     std::int64_t number = 0;
     const char* end = text.data() + text.size();
@@ -28,7 +28,7 @@ ResultValue ToParameter(const std::string& text) {
     return text;
 }
 
-/// The view of the results of ports tells them apart by location; people know them by name.
+/// The view of port results identifies ports by location; users know them by name.
 std::string AddPortName(const std::string& sql) {
     constexpr std::string_view kBegin = "SELECT Port.Location as ";
     if (!boost::algorithm::istarts_with(sql, kBegin)) return sql;
@@ -155,7 +155,7 @@ void ViewRows::Choose(const std::string& columns) {
         throw ResultsError(fmt::format("--columns \"{}\": {}", columns, error.what()));
     }
     titles_ = titles;
-    // A column may be wanted twice.
+    // A column may be requested twice.
     names_ = MakeUnique(names);
     columns_ = chosen;
 }

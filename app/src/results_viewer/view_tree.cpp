@@ -58,7 +58,7 @@ using Children = std::map<std::int64_t, std::vector<std::pair<std::int64_t, View
 
 void AppendBelow(std::vector<ViewNode>& nodes, Children& children, std::int64_t parent,
                  const std::string& path, std::size_t depth) {
-    // Taken out, so that a damaged tree that bites its own tail ends.
+    // Removed, so that a damaged tree with a cycle ends.
     const auto below = children.extract(parent);
     if (!below) return;
     std::set<std::string> paths;

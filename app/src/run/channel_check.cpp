@@ -67,7 +67,7 @@ class ChannelCheck {
         });
     }
 
-    /// A zapping test tells four channels at a time apart, by the last two bits of their addresses.
+    /// A zapping test distinguishes four channels at a time, by the last two bits of their addresses.
     void CheckZapping(const CScriptable& stbs) {
         std::uint64_t channels = 0;
         ForEachRange(stbs, [&](const CScriptable& range) {

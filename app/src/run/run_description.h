@@ -1,4 +1,4 @@
-// What a results database says of the run that wrote it, so that the run can be repeated.
+// Describes a run in its results database, so that the run can be repeated.
 #pragma once
 
 #include "description_names.h"

@@ -1,4 +1,4 @@
-// What came of a run.
+// The outcome of a run.
 #pragma once
 
 #include <cstdint>

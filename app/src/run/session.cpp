@@ -28,7 +28,7 @@ using framework::CSequencer;
 
 namespace {
 
-/// So long the results of a test may take to be written when its sequence has ended.
+/// Time limit for writing the results of a test after its sequence has ended.
 constexpr auto kLastWrites = std::chrono::seconds(120);
 
 framework::ScriptableVec FindStartCommands() {
@@ -49,7 +49,7 @@ void SetDatabaseName(const std::filesystem::path& database) {
     }
 }
 
-/// The connections to ports, which end with it, whatever ended the run. Nobody is told any more.
+/// The connections to ports, which end with it, whatever ended the run. No callbacks follow.
 struct Connections {
     Connections() = default;
     ~Connections() { framework::CRpcManager::Instance().Reset(); }

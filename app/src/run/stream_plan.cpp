@@ -19,7 +19,7 @@ using l2l3::CStreamBlock;
 
 namespace {
 
-/// A traffic path, taken apart.
+/// A traffic path, decomposed.
 struct Path {
     std::uint64_t streams = 0;
     std::vector<live::HostAddress> hosts;

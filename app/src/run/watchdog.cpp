@@ -27,12 +27,12 @@ using framework::PropertyChangeDelegate;
 namespace {
 
 constexpr auto kTick = std::chrono::milliseconds(100);
-/// So long a test may last beyond its time: ports report their last results and end one after the other.
+/// How long a test may exceed its duration: ports report their last results and end one after the other.
 constexpr auto kGrace = std::chrono::seconds(60);
-/// So long ports have to report their end when they have been told to stop: the wait command looks every 5 s.
+/// How long ports have to report their end after a stop request: the wait command polls every 5 s.
 constexpr auto kPatience = std::chrono::seconds(15);
-/// Ports begin a little before the command that starts them is done: a test that ran all its time seems to
-/// have run less by that.
+/// Ports begin shortly before their start command completes: the measured duration of a complete test
+/// is shorter by that.
 constexpr auto kStartSlack = std::chrono::duration<double>(1);
 
 bool IsStartDisabled(std::uint32_t block) {
@@ -93,7 +93,7 @@ void Watchdog::OnCommandState(CScriptable* object, framework::PropId) {
         test.block = block->GetHandle();
         break;
     }
-    // A start that did not succeed may have begun a test all the same.
+    // A failed start may still have begun a test.
     if (!completed && (test.block == 0 || running_)) return;
     running_ = test;
     observer_.OnTestBegins(test.name, test.duration);
@@ -109,7 +109,7 @@ void Watchdog::OnCommandState(CScriptable* object, framework::PropId) {
         results->RegisterPropertyChangeDelegate(ids::IptvTestResults::TestResult,
                                                 PropertyChangeDelegate::To<&Watchdog::OnVerdict>(this));
     }
-    // A test that ends while it starts has its verdict already.
+    // A test that ended during its start has its verdict already.
     if (test.block == 0) OnVerdict(results, ids::IptvTestResults::TestResult);
 }
 
@@ -156,7 +156,7 @@ void Watchdog::LookForEnd() {
     }
     if (IsStartDisabled(running_->block)) return;
     running_.reset();
-    // Whoever waits for the end of the test need not wait for the next time that it looks.
+    // The command that waits for the end of the test need not wait for its next poll.
     if (interrupted_) framework::CSequencer::Instance().Stop();
 }
 
@@ -196,7 +196,7 @@ void Watchdog::LookForOverdue() {
             log_.AddError(fmt::format("The test \"{}\" could not be ended.", running_->name));
             framework::CSequencer::Instance().Stop();
             running_.reset();
-            // Without ports no test counts as running, so that nothing waits for it any more.
+            // Without ports no test counts as running, so nothing waits for it.
             for (PortLink* link : laboratory_.GetPorts()) link->Cut("its test could not be ended");
             return;
     }

@@ -1,4 +1,4 @@
-// Looks after the tests of a running sequence.
+// Supervises the tests of a running sequence.
 #pragma once
 
 #include <chrono>
@@ -32,7 +32,7 @@ class Watchdog {
 
   private:
     using Nanoseconds = std::chrono::nanoseconds;
-    /// What is done, one after the other, with a test that does not end.
+    /// Escalation for a test that does not end.
     enum class Effort { None, Stopped, MutePortsCut };
     struct Running {
         std::uint32_t command = 0;  ///< handle
@@ -43,7 +43,7 @@ class Watchdog {
         Nanoseconds duration{};
         Effort effort = Effort::None;
         Nanoseconds next_effort_at{};
-        std::optional<Nanoseconds> stopped{};  ///< when it was told to end
+        std::optional<Nanoseconds> stopped{};  ///< when it was told to stop
         bool has_report = false;
     };
 

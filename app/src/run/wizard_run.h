@@ -8,7 +8,7 @@
 namespace orv::app {
 
 /// When the project has wizard objects, builds the test that they describe and the sequence that runs it.
-/// What stands in the way goes to the outcome's mistakes.
+/// Problems go to the outcome's mistakes.
 void RunWizard(const TestFile& file, const TestFile::Built& built, core::CProject& project,
                RunOutcome& outcome);
 

@@ -18,7 +18,7 @@ constexpr std::size_t kLongestName = 100;
 /// of at least `limit` when it is not below that.
 std::size_t CountEdits(const std::string& a, const std::string& b, std::size_t limit) {
     if (std::max(a.size(), b.size()) - std::min(a.size(), b.size()) >= limit) return limit;
-    // Plain pointers: this is where all the time of a search goes.
+    // Plain pointers: a search spends all its time here.
     std::size_t rows[3][kLongestName + 1];
     std::size_t* before_last = rows[0];
     std::size_t* last = rows[1];

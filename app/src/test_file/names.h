@@ -30,7 +30,7 @@ class KnownNames {
     const std::vector<std::string>& Get() const { return names_; }
     bool Contains(const std::string& name) const { return set_.contains(name); }
     /// As FindNearestName. Each search goes through all names, so answers are remembered, and after the
-    /// first hundred different questions there is none any more: nobody reads more suggestions.
+    /// first hundred different names it returns none: nobody reads more suggestions.
     std::string FindNearest(const std::string& name);
 
   private:

@@ -28,7 +28,7 @@ std::string Quote(const std::string& text) {
     return quoted + "\"";
 }
 
-/// The values of a list; one value stands for a list of one.
+/// The values of a list; one value is a list of one.
 std::vector<const SourceNode*> ListValues(const SourceNode& value) {
     if (!value.IsList()) return {&value};
     std::vector<const SourceNode*> items;

@@ -40,7 +40,7 @@ struct RunContext {
 /// Makes every STB of a plan a membership host of its own, and event records of what happens to its frames.
 ///
 /// A view begins and ends when its join and leave are seen leaving the interface. Its last packet is known
-/// when no more packets come, or somebody else of the link joins the channel: only then there is a record.
+/// when no more packets come, or another STB of the link joins the channel: only then is there a record.
 class LiveRun : public il::Run {
   public:
     /// `hosts`: by STB of the port. Throws PortFault when a host does not speak its block's protocol, or that
@@ -81,7 +81,7 @@ class LiveRun : public il::Run {
         std::uint32_t stb = 0;
         std::uint32_t channel = 0;
         std::uint32_t reception = 0;
-        std::uint8_t on_the_way = 0;  ///< frames that were not seen leaving yet
+        std::uint8_t on_the_way = 0;  ///< frames in flight, not yet seen leaving
         std::uint8_t seen = 0;        ///< frames that were
         bool unseen = false;          ///< a frame of it was never seen leaving
         bool undecided = false;       ///< the test ended before it showed whether the join has failed

@@ -1,4 +1,4 @@
-// Which request is answered by what.
+// Maps requests to their handlers.
 #pragma once
 
 #include <map>

@@ -7,7 +7,7 @@ namespace orv::il {
 
 namespace {
 
-/// Reports do not come more often, whatever was asked for.
+/// Shortest report interval, whatever was requested.
 constexpr std::uint32_t kShortestIntervalMs = 10;
 
 Time interval_of(const RunControl::Registration& registration) {

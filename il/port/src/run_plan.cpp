@@ -42,7 +42,7 @@ class Indexes {
 
 using Links = Indexes<std::tuple<std::uint16_t, std::uint16_t, std::uint16_t>>;
 
-/// Numbers what the channels of a test ask the network for.
+/// Numbers the subscriptions of a test's channels.
 class SubscriptionList {
   public:
     explicit SubscriptionList(RunPlan& plan) : plan_(plan) {}

@@ -29,7 +29,7 @@ class SimulatedRun : public Run {
     /// Records of views that ended are in the report.
     void run_to(Time time) override;
     void channels_change(Time time, const std::function<void()>& change) override;
-    /// Ends all views that are running at `time`. Those whose first packet is still on its way are not
+    /// Ends all views that are running at `time`. Those whose first packet is still in flight are not
     /// recorded: their joins have neither failed nor succeeded.
     Time finish(Time time) override;
 
@@ -52,8 +52,8 @@ class SimulatedRun : public Run {
         std::uint32_t views = 0;  ///< begun
         bool viewing : 1 = false;
         bool member : 1 = false;       ///< of the channel's stream
-        bool join_lost : 1 = false;    ///< it brings nothing
-        bool burst_lost : 1 = false;   ///< the unicast join brings nothing
+        bool join_lost : 1 = false;    ///< no packets follow
+        bool burst_lost : 1 = false;   ///< no packets follow the unicast join
         bool sbit_late : 1 = false;    ///< later than it may come
         bool interrupted : 1 = false;  ///< there is an interruption
     };

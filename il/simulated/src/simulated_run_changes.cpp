@@ -1,4 +1,4 @@
-// What becomes of running views when channels are no longer sent, or sent again.
+// Effect on running views when channels are no longer sent, or sent again.
 #include <algorithm>
 #include <utility>
 
@@ -38,13 +38,13 @@ void SimulatedRun::channels_change(Time time, const std::function<void()>& chang
         changed[number] = true;
         sent_[subscription] ? find_source(number, time) : lose_source(number, time);
     }
-    // What they were going to do may have waited for packets.
+    // Their pending events may have depended on packets.
     queue_.erase_if([&changed](const EventQueue::Entry& entry) { return changed[entry.stb]; });
     for (std::uint32_t number = 0; number < stbs_.size(); ++number)
         if (changed[number]) schedule(number, time);
 }
 
-/// Streams that everybody has left, and nobody sends any more.
+/// Streams without members that are no longer sent.
 void SimulatedRun::cut_streams(Time now) {
     std::vector<bool> silent(plan_.group_count, true);
     for (std::size_t i = 0; i < sent_.size(); ++i)
@@ -58,7 +58,7 @@ void SimulatedRun::lose_source(std::uint32_t number, Time now) {
         stb.member = false;
         streams_.leave(stb.link, channel_of(stb).group_index, now);
         if (stb.first > now) {
-            stb.first = kNever;  // and does not come any more
+            stb.first = kNever;  // and will not arrive
         } else if (stb.first != kNever) {
             stb.interrupted = true;
             Interruption& multicast = interruptions_[number];

@@ -11,13 +11,13 @@ using namespace iptvcd_1_bll;  // NOLINT: the records are what this file is abou
 
 namespace {
 
-/// How long routers keep sending a group that nobody reports any more, when nobody can say that he left
+/// How long routers keep forwarding a group without reports, when hosts cannot send a leave
 /// (RFC 2236 section 8.4: twice the query interval of 125 s, and the response interval of 10 s).
 constexpr Time kGroupMembershipInterval = 260 * kSecond;
 
 }  // namespace
 
-/// Whether a packet is on its way that makes the difference between a join that failed and one that did not.
+/// Whether a packet is in flight that decides whether the join failed.
 bool SimulatedRun::awaits_packet(const Stb& stb, Time now) const {
     const bool multicast = stb.member && stb.first > now;
     return multicast ||
@@ -47,11 +47,11 @@ void SimulatedRun::leave_multicast(Stb& stb, Time now, ViewTimes& view) {
             tells ? now + draw_delay(network.leave_delay, stb.random) + draw_delay(network.jitter, stb.random)
                   : now + kGroupMembershipInterval;
         const bool was_last = streams_.leave(stb.link, channel.group_index, end);
-        // The STB that cannot say that it leaves does not listen any longer either.
+        // An STB that cannot send a leave stops listening all the same.
         if (tells && was_last) last = end;
         view.last_valid = tells;
     }
-    if (stb.first == kNever || stb.first > now) return;  // the first packet is nobody's any more
+    if (stb.first == kNever || stb.first > now) return;  // the first packet has no receiver
     view.first = stb.first;
     view.last = last;
     if (stb.interrupted) add_interruption(stb, now, view);

@@ -69,7 +69,7 @@ Time SimulatedRun::multicast_join_time(const Stb& stb) const {
     if (plan_.test.mcast_join_trigger == MulticastJoinTriggerType::UNICAST_JOIN_AND_DELAY)
         return stb.unicast_join + delay;
     if (stb.sbit_first != kNever) return stb.sbit_first + delay;
-    // An S-bit that never comes is waited for as long as it may take.
+    // Waits for a missing S-bit until the time-out.
     const Time from = stb.unicast_first != kNever ? stb.unicast_first : stb.unicast_join;
     return from + ms(plan_.test.max_sbit_delay) + delay;
 }
@@ -115,7 +115,7 @@ void SimulatedRun::leave_unicast(Stb& stb, Time now, Ending ending, ViewTimes& v
         view.sbit_first = stb.sbit_first;
         view.sbit_failure = stb.sbit_late;
     } else {
-        // One that the end of the test has cut off could still have come.
+        // An S-bit cut off by the end of the test could still have come.
         view.sbit_failure = waits_for_sbit() && !(ending == Ending::OfTest && stb.sbit_first > now);
     }
     view.unicast_last = last_arrival(std::max(view.unicast_first, view.sbit_first), last, network.packet_rate,

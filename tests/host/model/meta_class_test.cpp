@@ -113,7 +113,7 @@ TEST(MetaClass, ASecondFactoryIsAnErrorThatNamesBoth) {
     EXPECT_EQ(ThrownBy<COrvLogicError>(again), "class 0x6c001000 (TwiceMade)" + both);
     EXPECT_EQ(known.GetFactory().make, &MakeNothing);
 
-    // While a library loads, the same error is kept for whoever loads it.
+    // While a library loads, the same error is kept for the loader.
     CStaticRegistration::TakeErrors();
     CStaticRegistration::Run(again);
     CStaticRegistration::Run([] { throw 5; });

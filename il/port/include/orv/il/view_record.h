@@ -1,4 +1,4 @@
-// From a finished view to its event record.
+// Fills the event record of a finished view.
 #pragma once
 
 #include <cstdint>

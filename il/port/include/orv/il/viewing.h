@@ -1,4 +1,4 @@
-// What an STB does when, as far as that does not depend on the network.
+// The zapping schedule of an STB, independent of the network.
 #pragma once
 
 #include <cstdint>
@@ -9,7 +9,7 @@
 
 namespace orv::il {
 
-/// Shortest view: without one, an STB whose interval is 0 would never let time go on.
+/// Shortest view: without it, an STB with an interval of 0 would stop time.
 inline constexpr Time kShortestView = kMillisecond;
 
 // Of an STB: `settop_index` counts from 0 within its block, `views_begun` all of its views, the one that is
