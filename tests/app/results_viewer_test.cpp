@@ -325,7 +325,7 @@ TEST_F(ResultsViewerTest, OutputIsMadeAsRowsAreFound) {
         waitpid(child, &status, 0);
         EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGPIPE) << status;
 
-        // One who takes his time does not keep the database.
+        // A slow reader does not keep the database open.
         const app::ResultsRequest many{Database(), "Many", format, {}};
         ASSERT_EQ(pipe(ends), 0);
         std::thread pager([&] {
@@ -405,7 +405,7 @@ TEST_F(ResultsViewerTest, DataSetsAreChosenAlsoWhileOneIsWritten) {
     EXPECT_EQ(early.status, 0);
     EXPECT_THAT(early.err, HasSubstr("no end yet"));
     EXPECT_THAT(Print({Database(), "Ports", ResultsFormat::Table, {}}).err, HasSubstr("it has started"));
-    // What there is of a test that never ends is shown nevertheless.
+    // Results of a test without an end are shown all the same.
     EXPECT_THAT(early.out, HasSubstr("\nPort                 2 rows\n"));
     app::ResultsRequest rows{Database(), "port", ResultsFormat::Csv, {}};
     rows.selection.columns = "belongs to,Name,DataSetId";

@@ -85,7 +85,7 @@ class EmulatedPort : public orv::il::ISoftwarePort {
     orv::il::PortCore core_;
 };
 
-/// A port on its network, and who talks to it.
+/// A port on its network, and its peer.
 class LiveScenario {
   public:
     static constexpr std::uint32_t kInterface = 5;

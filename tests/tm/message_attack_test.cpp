@@ -1,4 +1,4 @@
-// Bytes come from a port, so nothing about them can be relied on.
+// Bytes come from a port, so none of them can be trusted.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

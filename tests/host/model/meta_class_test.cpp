@@ -11,7 +11,7 @@ namespace {
 using orv::common::ClassId;
 using orv::common::PropId;
 
-/// A class with many properties, so that ids meet in the table.
+/// A class with many properties, so that ids collide in the table.
 CMetaClass::Definition MakeDefinition(std::uint32_t id, const std::string& name, const CMetaClass* base,
                                       int properties) {
     CMetaClass::Definition definition;
