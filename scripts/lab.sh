@@ -20,7 +20,7 @@ usage() {
   cat <<END
 Usage: scripts/lab.sh COMMAND
 
-  up [OPTIONS]                  builds the laboratory; returns when it does not flood unknown groups any more
+  up [OPTIONS]                  builds the laboratory; returns when it no longer floods unknown groups
   down [--name NAME]            takes it down, or what is left of it
   status [--name NAME]          says whether it is up, and shows the device's groups; exit status 1 when it is down
   exec [--name NAME] COMMAND... runs COMMAND on the tester's side

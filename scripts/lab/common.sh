@@ -27,8 +27,8 @@ is_up() { [ -e "/run/netns/$tester" ] && [ -e "/run/netns/$dut" ]; }
 
 in_dut() { ip netns exec "$dut" "$@"; }
 
-# Ends what has its process id in a file NAME.pid, where NAME is what the kernel calls the process: an id may have
-# gone to somebody else since.
+# Ends the process with its id in the file NAME.pid, if the kernel calls it NAME: an id may have been
+# reused since.
 stop_processes() {
   local file pid
   for file in "$lab_state"/*.pid; do

@@ -16,7 +16,7 @@ enter_private_view() {
   exec "${view[@]}" "${processes[@]}" -- "$lab_script" enter-inside "$@"
 }
 
-# This shell stays, to collect the processes whose parents have gone.
+# This shell stays, to collect the processes whose parents have ended.
 in_private_view() {
   needs "a file system for the names of namespaces cannot be mounted" mount -t tmpfs -o mode=755 tmpfs /run
   export XDG_RUNTIME_DIR=/run/lab

@@ -1,5 +1,5 @@
-// A good file, damaged anywhere, is read or refused with a place inside it; it never takes the program down,
-// nor does a large one.
+// A good file, damaged anywhere, is read or rejected with a position in it, and never crashes the program;
+// neither does a large one.
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -63,7 +63,7 @@ TEST_F(TestFileTest, ManyObjectsTakeTimeInProportion) {
     const auto time = [](const char* kind, int count) {
         std::string text = "project:\n";
         for (int i = 0; i < count; ++i) text += fmt::format(fmt::runtime(kind), i);
-        const std::clock_t start = std::clock();  // of the processor, whatever else it does
+        const std::clock_t start = std::clock();  // CPU time, independent of other load
         Parse(text);
         return static_cast<double>(std::clock() - start);
     };

@@ -1,4 +1,4 @@
-// A test file in which nothing is wrong, and a host that knows its words.
+// A valid test file, and a host with its data models.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -8,7 +8,7 @@
 
 #include "orv/core/host_application.h"
 #include "orv/core/project.h"
-#include "test_file/test_file.h"
+#include "test_file/parsed_file.h"
 
 namespace test_file_test {
 
@@ -91,7 +91,7 @@ class TestFileTest : public testing::Test {
   protected:
     TestFileTest() { host_.LoadPlugin(PLUGIN_PATH); }
 
-    /// What is wrong with a text, a line each.
+    /// The mistakes of a text, a line each.
     static std::string ListMistakes(const std::string& text) { return Join(Parse(text).GetMistakes()); }
     static std::string Join(const std::vector<orv::app::Mistake>& mistakes) {
         std::string lines;

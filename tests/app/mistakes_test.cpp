@@ -1,4 +1,4 @@
-// Every kind of mistake, and how a user is told of it.
+// Every kind of mistake, and its text.
 #include <fstream>
 
 #include "good_file.h"
@@ -43,7 +43,7 @@ TEST_F(TestFileTest, MistakesOfTheTextAndItsSections) {
         {"Project:\n",
          "zap.yaml:1:1: Project: this is no section of a test file; expected title, project, sequence, "
          "simulation, live; did you mean project?\n"},
-        // What an alias stands for is not looked at, so nothing else is wrong with it.
+        // The target of an alias is not checked, so it has no other mistake.
         {"project:\n  - Port: &a p\n    Location: *a\n  - EmulatedDevice: d\n    DeviceCount: *a\n"
          "    AffiliationPort: *a\n  - *a\nsimulation: *a\n",
          "zap.yaml:2:11: anchors and aliases are not known here; expected the value itself\n"
@@ -52,7 +52,7 @@ TEST_F(TestFileTest, MistakesOfTheTextAndItsSections) {
          "zap.yaml:6:22: anchors and aliases are not known here; expected the value itself\n"
          "zap.yaml:7:5: anchors and aliases are not known here; expected the value itself\n"
          "zap.yaml:8:13: anchors and aliases are not known here; expected the value itself\n"},
-        // Quotes that are closed elsewhere than is meant, or not at all.
+        // Quotes that are closed in the wrong place, or not at all.
         {"project:\n  - Port: \"Head end\n    Location: //sim/1\n  - Port: b\n",
          "zap.yaml:2:11: the quote that opens here is not closed; expected a quote at the end of the text\n"},
         {"project:\n  - Port: \"Head end\n    Location: \"//sim/1\"\n",
@@ -67,7 +67,7 @@ TEST_F(TestFileTest, MistakesOfTheTextAndItsSections) {
          "behind "
          "it; expected a quote at the end of the text; within it, '' between single and \\\" between double "
          "quotes\n"},
-        // Keys without a blank behind the colon, which YAML takes for texts.
+        // Keys without a blank behind the colon, which YAML reads as texts.
         {"project:a\n", "zap.yaml:1:1: a blank is missing behind the colon; expected \"project: a\"\n"},
         {"project:\n  - Port: a\n    Location://sim/1\n  - Port: b\n",
          "zap.yaml:3:14: a blank is missing behind the colon; expected \"Location: //sim/1\"\n"},
@@ -183,7 +183,7 @@ TEST_F(TestFileTest, MistakesOfProperties) {
          "zap.yaml:7:21: Ipv4If, GatewayMac: \"00:11\" is wrong; expected a MAC address\n"
          "zap.yaml:9:17: VlanIf, IdStep: \"-40000\" is wrong; expected a whole number from -32768 to "
          "32767\n"},
-        // Numbers that the names belie, and values of the other protocol.
+        // Numbers that contradict the names, and values of the other protocol.
         {"  - EmulatedDevice: d\n    children:\n      - IgmpHostConfig: i\n        Version: 3\n      - "
          "MldHostConfig: m\n"
          "        Version: igmp_v2\n      - IgmpHostConfig: j\n        Version: igmp_v3\n",
@@ -264,7 +264,7 @@ TEST_F(TestFileTest, MistakesOfReferences) {
          "zap.yaml:11:23: IptvStartTestCommand, StbBlockList: Port \"p\" is of the wrong class; expected "
          "IptvStbBlockConfig, EmulatedDevice, Project\n"
          "zap.yaml:11:35: IptvStartTestCommand, StbBlockList: EmulatedDevice \"d\" is given twice\n"},
-        // Interfaces that are stacked on themselves: of each circle the last relation.
+        // Interfaces that are stacked on themselves: of each cycle the last relation.
         {"    children:\n      - VlanIf: a\n        StackedOn: c\n      - VlanIf: b\n        StackedOn: a\n"
          "      - VlanIf: c\n        StackedOn: b\n      - VlanIf: top\n        StackedOn: c\n"
          "      - VlanIf: lone\n        StackedOn: lone\n",

@@ -43,7 +43,7 @@ struct Shown {
     std::string err;
 };
 
-/// As somebody who may write the file.
+/// As a user with write access to the file.
 void Execute(const fs::path& database, const char* sql) {
     sqlite3* connection = nullptr;
     EXPECT_EQ(sqlite3_open(database.c_str(), &connection), SQLITE_OK);
@@ -300,7 +300,7 @@ TEST_F(ResultsViewerTest, OutputIsMadeAsRowsAreFound) {
     AddView("Huge", "SELECT printf('%.60000000c', 'x') AS a");
     End();
     for (const auto format : {ResultsFormat::Table, ResultsFormat::Csv, ResultsFormat::Json}) {
-        // A reader who has seen enough.
+        // A reader that closes the pipe early.
         int ends[2];
         ASSERT_EQ(pipe(ends), 0);
         const pid_t child = fork();
@@ -325,7 +325,7 @@ TEST_F(ResultsViewerTest, OutputIsMadeAsRowsAreFound) {
         waitpid(child, &status, 0);
         EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGPIPE) << status;
 
-        // One who takes his time does not keep the database.
+        // A slow reader does not keep the database open.
         const app::ResultsRequest many{Database(), "Many", format, {}};
         ASSERT_EQ(pipe(ends), 0);
         std::thread pager([&] {
@@ -405,7 +405,7 @@ TEST_F(ResultsViewerTest, DataSetsAreChosenAlsoWhileOneIsWritten) {
     EXPECT_EQ(early.status, 0);
     EXPECT_THAT(early.err, HasSubstr("no end yet"));
     EXPECT_THAT(Print({Database(), "Ports", ResultsFormat::Table, {}}).err, HasSubstr("it has started"));
-    // What there is of a test that never ends is shown nevertheless.
+    // Results of a test without an end are shown all the same.
     EXPECT_THAT(early.out, HasSubstr("\nPort                 2 rows\n"));
     app::ResultsRequest rows{Database(), "port", ResultsFormat::Csv, {}};
     rows.selection.columns = "belongs to,Name,DataSetId";
@@ -557,7 +557,7 @@ TEST_F(ResultsViewerTest, AFolderOfSomebodyElseIsEnough) {
         const Shown shown = Print(request);
         EXPECT_THAT(shown.out, HasSubstr("Viewers")) << "in the log of the file: " << shown.err;
     }
-    // What a test that was killed leaves behind, first with the log that somebody must put in place.
+    // The files of a killed test, first with the log that still has to be recovered.
     const fs::path copies = folder_ / "copies";
     const fs::path copy = copies / "te st?%23#.db";
     fs::create_directory(copies);

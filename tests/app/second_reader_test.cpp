@@ -1,4 +1,4 @@
-// Whatever another YAML reader refuses, the one of test files must; what both take is the same to both.
+// What another YAML reader rejects, the one of test files must reject; what both accept must be equal.
 #include <fmt/format.h>
 
 #include <cstdlib>

@@ -25,7 +25,7 @@ void check_sent(std::span<const std::byte> frame) {
         throw std::logic_error("a host sent nonsense");
 }
 
-/// Joins with and without sources, hears the message, and works off what follows from it.
+/// Joins with and without sources, receives the message, and runs the timers that follow.
 void let_host_react(const MembershipQuery* query, const MembershipReport* report, MembershipVersion version) {
     FakeTimeline timeline;
     const IpAddress address = ip(IsMld(version) ? "fe80::a" : "192.0.2.10");

@@ -33,7 +33,7 @@ TEST(FrameHostilityTest, RandomBytes) {
         std::vector<std::byte> bytes(random() % 200);
         for (std::byte& byte : bytes) byte = static_cast<std::byte>(random());
         if (bytes.size() >= 14 && round % 2 == 0) {
-            // Lets them pass for a protocol that is looked into.
+            // Gives them the type of a protocol that is parsed.
             static constexpr unsigned kTypes[] = {0x0800, 0x0806, 0x86dd, 0x8100};
             const unsigned type = kTypes[random() % 4];
             bytes[12] = static_cast<std::byte>(type >> 8);

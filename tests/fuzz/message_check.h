@@ -1,4 +1,4 @@
-// What must hold for any bytes that are taken for a message.
+// What must hold for any bytes parsed as a message.
 #pragma once
 
 #include <cstddef>

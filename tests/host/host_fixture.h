@@ -1,4 +1,4 @@
-// A host with the virtual clock, and classes made for tests of what works with objects.
+// A host with the virtual clock, and classes for tests that work with objects.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -30,7 +30,7 @@ inline constexpr PropId kCancellable = 0xe01b;
 /// From things to things.
 inline constexpr RelationType kUses{0x7d000001, 0};
 
-/// A command that does what its test says.
+/// A command whose work the test defines.
 class TestCommand : public CCommand {
   public:
     static ClassId CLASS_ID() { return kTestCommand; }

@@ -51,7 +51,7 @@ TEST(Channels, RunningViewsFollowTheirChannel) {
         }
         peer.RunTo(milliseconds(3000));
         ASSERT_GT(peer.events.size(), 1u);
-        // Ten channels; what the network said is remembered from one change to the next.
+        // Ten channels; answers of the network are kept from one change to the next.
         EXPECT_EQ(10 * (1 + c.changes.size()), asked);
         const auto& event = peer.events[0];
         const auto after = [&event](std::int64_t ts) { return Between(ts, event.mcast_join_ts); };
@@ -86,7 +86,7 @@ TEST(Channels, AStreamThatNobodyWatchesEndsWithItsSource) {
     }
 }
 
-// Without a test, and when nothing came of it, a change is just that.
+// Without a test, and after a failed start, a change has no other effect.
 TEST(Channels, AChangeIsMadeInAnyCase) {
     Peer peer{Scenario()};
     int changes = 0;

@@ -201,7 +201,7 @@ TEST(FastChannelChange, FlagsSayWhatIsSlowerThanTheThresholds) {
     }
 }
 
-// A burst ends with its channel and does not come back; one that was asked for in vain comes with it.
+// A burst ends with its channel and does not come back; a failed request is answered when it is sent again.
 TEST(FastChannelChange, BurstsFollowTheirChannel) {
     struct Case {
         int change;  ///< ms after the unicast join

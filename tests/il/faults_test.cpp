@@ -1,4 +1,4 @@
-// What goes wrong on purpose.
+// Fault injection.
 #include <gtest/gtest.h>
 
 #include "scenario.h"
@@ -33,7 +33,7 @@ TEST(Faults, EndOfTest) {
         std::vector<milliseconds> ends = c.ends;
         if (ends.empty()) ends.emplace_back(11'000);
         EXPECT_EQ(ends, peer.end_times);
-        // The next test of the port is a clean one.
+        // The next test of the port is not affected.
         if (c.fault.occurrence > 1) continue;
         EXPECT_EQ("", peer.FaultOf(peer.StartRequest()));
         peer.RunTo(milliseconds(22'000));

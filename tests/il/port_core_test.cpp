@@ -1,4 +1,4 @@
-// What every port does, in a world of the test's own.
+// The core of a port, in a world of the test's own.
 #include "orv/il/port_core.h"
 
 #include <gtest/gtest.h>
@@ -88,7 +88,7 @@ TEST_F(PortCore, ATestThatIsEndingCanBeAbandoned) {
     peer.Stop();
     EXPECT_EQ("", peer.FaultOf(std::move(reset)));
     EXPECT_EQ(0u, peer.timeline.GetPending());
-    // The next one starts, and its end goes with the port.
+    // The next one starts, and ends with the port.
     peer.Start();
     peer.Stop();
     EXPECT_EQ(1u, peer.timeline.GetPending());

@@ -1,4 +1,4 @@
-// Configuration requests, and what is refused.
+// Configuration requests, and what is rejected.
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -94,7 +94,7 @@ TEST(Requests, WhatMakesNoSenseIsRefusedByName) {
         const std::string text = peer.FaultOf(make());
         EXPECT_NE(std::string::npos, text.find(why)) << '"' << text << "\" instead of " << why;
     }
-    // Nothing of what was refused has changed anything.
+    // Rejected requests have changed nothing.
     EXPECT_EQ("", peer.FaultOf(peer.StartRequest()));
     EXPECT_EQ("iptvcd_1.Start: a test is running", peer.FaultOf(peer.StartRequest()));
     peer.RunTo(milliseconds(10'000));

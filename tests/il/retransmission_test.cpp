@@ -1,4 +1,4 @@
-// Lost packets that STBs ask for again.
+// Retransmission of lost packets.
 #include <gtest/gtest.h>
 
 #include <map>
@@ -51,7 +51,7 @@ TEST(Retransmission, LossesAreAskedForAndCome) {
         EXPECT_EQ(20, Between(nack.last_retrans_rtp_pkt_rx_ts, nack.nack_pkt_tx_ts));
         EXPECT_FALSE(nack.flagged_retrans || nack.retrans_fail);
         EXPECT_EQ(nack.viewed_channel, nack.viewed_ip.v4.address[3]);
-        // Noticed one packet (2 ms) after the one lost, asked for 30 ms later; packets count from time 0.
+        // Noticed one packet (2 ms) after the lost one, requested 30 ms later; packets count from time 0.
         const double sent = Between(nack.nack_pkt_tx_ts, outcome.first_join);
         EXPECT_EQ(nack.nack_rtp_seq_number, static_cast<int>((sent - 32 + 0.01) / 2));
     }

@@ -179,7 +179,7 @@ TEST(Runs, ARecordingIsReplayed) {
     EXPECT_EQ(std::vector{milliseconds(10'000)}, peer.end_times);
 }
 
-// What one STB draws is its own matter: others on other VLANs do not change it.
+// Random numbers of one STB do not depend on others on other VLANs.
 TEST(Runs, OtherStbsDoNotChangeWhatOneDraws) {
     Scenario few = Everything(7);
     few.blocks[0].vlan_step = 1;

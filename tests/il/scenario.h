@@ -1,4 +1,4 @@
-// A simulated port as those who talk to it see it: requests in, answers and notifications out.
+// A simulated port as its peer sees it: requests in, responses and notifications out.
 #pragma once
 
 #include <chrono>

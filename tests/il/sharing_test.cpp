@@ -69,7 +69,7 @@ TEST(Sharing, WhoJoinsAFlowingStreamGetsItAtOnce) {
     }
 }
 
-// A join that is taken back before its stream came, by an STB that zaps faster than the network. The other
+// A join that is cancelled before its stream arrives, by an STB that zaps faster than the network. The other
 // STB joins before the first one's leave has come through: there is nothing for it to share.
 TEST(Sharing, ALeaveBeforeTheFirstPacketBringsNone) {
     Scenario scenario;

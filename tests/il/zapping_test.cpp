@@ -1,4 +1,4 @@
-// When STBs join and leave which channels, and what the network makes of it.
+// When STBs join and leave which channels, and the resulting records.
 #include <gtest/gtest.h>
 
 #include <set>
@@ -201,7 +201,7 @@ TEST(Zapping, FractionsComeOutOnAverage) {
     const double arrived = sums[0] - sums[3];
     EXPECT_NEAR(0.01, sums[1] / (arrived + sums[1]), 0.0005);
     for (int i = 2; i < 6; ++i) EXPECT_NEAR(i / 100.0, sums[i] / arrived, 0.0005) << i;
-    for (int i = 1; i < 6; ++i) {  // packets fare independently of each other
+    for (int i = 1; i < 6; ++i) {  // packets are independent of each other
         const double mean = sums[i] / views;
         EXPECT_NEAR(1 - i / 100.0, (squares[i] / views - mean * mean) / mean, 0.2) << i;
     }
@@ -289,7 +289,7 @@ TEST(Zapping, BehaviourIsThatOfTheGroupThenOfThePort) {
     }
 }
 
-// A view whose first packet is on its way when the test ends has neither failed nor succeeded.
+// A view whose first packet is in flight when the test ends has neither failed nor succeeded.
 TEST(Zapping, TheEndOfTheTestFailsNoJoin) {
     struct Case {
         TestType type;

@@ -1,4 +1,4 @@
-// The far end of a port's connection, as a test wants it to behave.
+// A scripted far end of a port's connection.
 #pragma once
 
 #include <chrono>
@@ -22,7 +22,7 @@ enum class Answer {
     CloseInstead  ///< the connection ends
 };
 
-/// Connects itself as the port's far end, keeps every request in order, and answers as told.
+/// Connects itself as the port's far end, keeps every request in order, and answers as scripted.
 class ScriptedPort {
   public:
     explicit ScriptedPort(const orv::core::CPort& port);

@@ -171,7 +171,7 @@ def _set_network(namespace):
 
 
 class LabTestCase(unittest.TestCase):
-    """A test that measures times. A machine that does something else for a moment can spoil a measurement, but it cannot
+    """A test that measures times. A busy machine can spoil a measurement, but it cannot
     make a wrong one right: a test has failed when it fails every time."""
 
     ATTEMPTS = 3

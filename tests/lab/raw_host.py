@@ -1,4 +1,4 @@
-"""A host in the roughest form: frames out of and into a packet socket, nothing answered by itself."""
+"""A minimal host: frames out of and into a packet socket, without automatic answers."""
 
 import contextlib
 import ipaddress

@@ -1,4 +1,4 @@
-// What frames say, and which ones say nothing.
+// Frames that are parsed, and frames that are discarded.
 #include "orv/live/frame_parser.h"
 
 #include <gtest/gtest.h>

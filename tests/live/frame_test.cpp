@@ -1,4 +1,4 @@
-// Frames against bytes that were put together by hand.
+// Frames against bytes written by hand.
 #include "orv/live/frame.h"
 
 #include <gtest/gtest.h>

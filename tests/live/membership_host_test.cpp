@@ -1,4 +1,4 @@
-// Joins, leaves, and which version tells of them.
+// Joins, leaves, and the version that reports them.
 #include "orv/live/membership_host.h"
 
 #include <gtest/gtest.h>
@@ -74,7 +74,7 @@ TEST(MembershipHostTest, ChangesThatFollowEachOtherAreMerged) {
         {{"I a", "I b"},
          "ALLOW G {a}; ALLOW G {b} BLOCK G {a}; ALLOW G {b} BLOCK G {a}; ALLOW G {b} BLOCK G {a}"},
         {{"I a", "E"}, "ALLOW G {a}; TO_EX G {}; TO_EX G {}; TO_EX G {}"},
-        // The mode is told as often as it has to be, and only then the source that came later.
+        // The mode is reported as often as required, and only then the source that was added later.
         {{"E", "E a"}, "TO_EX G {}; TO_EX G {a}; TO_EX G {a}; BLOCK G {a}"},
         {{"E a", "-", "I b"}, "TO_EX G {a}; TO_IN G {}; TO_IN G {b}; TO_IN G {b}; ALLOW G {b}"},
     };

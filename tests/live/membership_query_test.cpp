@@ -1,4 +1,4 @@
-// Answers to queries: what they say, when they come, and when none does.
+// Answers to queries: their contents and times, and when there is none.
 #include <gtest/gtest.h>
 
 #include <algorithm>

@@ -186,8 +186,8 @@ struct TextOf {
     }
 };
 
-// An implementation of its own, by the book and slow, so that it does not share the faults of the one under
-// test.
+// An independent implementation, straightforward and slow, so that it does not share the faults of the one
+// under test.
 unsigned sum_of(std::span<const std::byte> bytes) {
     unsigned sum = 0;
     for (std::size_t i = 0; i < bytes.size(); ++i) {

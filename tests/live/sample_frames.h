@@ -1,4 +1,4 @@
-// Frames as a network sends them to emulated hosts, and what they say.
+// Frames as a network sends them to emulated hosts, and their contents.
 #pragma once
 
 #include <cstddef>
@@ -30,7 +30,7 @@ orv::live::IpAddress ip(const std::string& text);
 std::string text_of(const orv::live::ParsedFrame& frame);
 std::string text_of(const std::optional<orv::live::ParsedFrame>& frame);
 
-/// Puts right the checksums of an IP packet as far as its lengths lead to them.
+/// Corrects the checksums of an IP packet as far as its lengths lead to them.
 void refit_checksums(std::span<std::byte> frame);
 
 }  // namespace testing_aids

@@ -48,7 +48,7 @@ class EmulatedNetwork : public orv::nic::FrameSink {
     };
     std::vector<Sent> sent;  ///< seen leaving
     std::size_t CountSent(const std::string& text) const;
-    /// The groups that somebody is a member of.
+    /// The groups that have members.
     std::set<std::string> GetMemberships() const;
 
     std::function<void(const orv::nic::SeenFrame&)> to_port;
@@ -85,7 +85,7 @@ class EmulatedPort : public orv::il::ISoftwarePort {
     orv::il::PortCore core_;
 };
 
-/// A port on its network, and who talks to it.
+/// A port on its network, and its peer.
 class LiveScenario {
   public:
     static constexpr std::uint32_t kInterface = 5;

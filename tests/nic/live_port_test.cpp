@@ -36,7 +36,7 @@ using orv::live::HostAddress;
 using orv::nic::LivePort;
 using orv::nic::NicError;
 
-/// For machines that do other things as well.
+/// Margin for busy machines.
 constexpr auto kPatience = 30s;
 
 /// What comes from a live port's thread, handed on to the test's; a request waits for its answer.
@@ -227,7 +227,7 @@ class LivePortTest : public ::testing::Test {
     std::optional<VethPair> pair_;
 };
 
-/// Runs what measures times on the real clock, up to three times: a machine that stands still for a moment
+/// Runs what measures times on the real clock, up to three times: a machine that stalls for a moment
 /// can spoil a measurement, but it cannot make a wrong one right.
 void Measure(const std::function<void()>& measurement) {
     for (int trial = 1; trial < 3; ++trial) {

@@ -384,7 +384,7 @@ TEST(LiveRun, QueriesAreAnsweredByTheMembersOfTheLink) {
         live.peer.scenario.profile.leave_to_leave_delay = 50'000;
         live.network->is_silent = true;
         live.Start();
-        live.RunTo(20'000);  // what is told of joins is told
+        live.RunTo(20'000);  // the reports of joins have been sent
         live.network->sent.clear();
         live.network->Deliver(sample_frame(test.query),
                               {.stripped_tag = orv::live::VlanTag{0x8100, 0xe000 | 100}});

@@ -37,7 +37,7 @@ TEST(Neighbours, AnswersForItsHosts) {
     const struct {
         std::string target;
         std::vector<std::uint16_t> vlans;
-        int answers;  ///< the host, by the last byte of its address; 0 for nobody
+        int answers;  ///< the host, by the last byte of its address; 0 for none
     } cases[] = {
         {"10.0.0.1", {}, 1},        {"10.0.0.2", {100}, 2},        {"10.0.0.3", {100, 7}, 3},
         {"10.0.0.1", {100}, 0},     {"10.0.0.2", {}, 0},           {"10.0.0.2", {101}, 0},
@@ -70,7 +70,7 @@ TEST(Neighbours, AnswersForItsHosts) {
             expected = hex_text(std::span(frame).first(length));
         }
         EXPECT_EQ(expected, ask(asker));
-        // A host's own announcement, seen again, is nobody's question.
+        // A host's own announcement, received back, is not a request.
         if (test.answers > 0) {
             asker.mac = host_of(static_cast<std::uint8_t>(test.answers - 1)).mac;
             asker.ip = ip(test.target);

@@ -11,7 +11,7 @@ void EnterOwnNetwork(char** arguments);
 /// Why this is no network of its own; "" when it is one.
 std::string WhyNoOwnNetwork();
 
-/// Two interfaces, connected with each other and up, on which the kernel keeps quiet.
+/// Two interfaces, connected with each other and up, on which the kernel sends nothing.
 class VethPair {
   public:
     VethPair();
@@ -24,7 +24,7 @@ class VethPair {
 
 /// "up" or "down".
 void SetInterface(const std::string& interface, const std::string& state);
-/// Lets 5 Mbit/s out, and has others wait.
+/// Limits the output to 5 Mbit/s and queues the rest.
 void MakeNarrow(const std::string& interface);
 /// Of the cable: "UP", "LOWERLAYERDOWN". The kernel notices a little later.
 void WaitForState(const std::string& interface, const std::string& state);

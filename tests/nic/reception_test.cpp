@@ -129,7 +129,7 @@ TEST_F(ReceptionTest, KnowsWhetherPacketsStillCome) {
     EXPECT_TRUE(reception.flows(now_ + 590 * kMillisecond));
     EXPECT_FALSE(reception.has_paused(now_ + 1700 * kMillisecond));
     EXPECT_TRUE(reception.has_paused(now_ + 1900 * kMillisecond));
-    // The time in which nobody listened is no distance of packets.
+    // Time without members does not count as a gap between packets.
     reception.restart();
     now_ += 10 * orv::il::kSecond;
     add_signed(reception, 400);

@@ -83,7 +83,7 @@ TEST(SequenceCounter, TellsWhatBecameOfPackets) {
     }
 }
 
-/// By the book: what has come is kept in a set.
+/// Reference implementation: received numbers are kept in a set.
 Packets model(const std::vector<std::uint64_t>& sequences) {
     Packets packets;
     std::set<std::uint64_t> seen;

@@ -1,4 +1,4 @@
-// Bytes come from a port, so nothing about them can be relied on.
+// Bytes come from a port, so none of them can be trusted.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -14,7 +14,7 @@ using ::testing::HasSubstr;
 using testing::text_of;
 using ::testing::ThrowsMessage;
 
-/// Bytes written by hand: numbers are single bytes, texts stand for their characters.
+/// Bytes written by hand: numbers are single bytes, texts represent their characters.
 class Bytes {
   public:
     Bytes() = default;

@@ -1,4 +1,4 @@
-"""What tools/mutation takes for a fault, and that the code with the faults in it compiles and switches."""
+"""What tools/mutation treats as a fault, and that the code with the faults in it compiles and switches."""
 import os
 import subprocess
 import sys
@@ -15,7 +15,7 @@ from mutation.groups import _read  # noqa: E402
 
 COMPILE = [COMPILER, "-std=c++20", "-w", "-include", str(Path(TOOLS) / "mutation" / "orv_fault.h")]
 
-# Code, and its faults as "what is there -> what takes its place"; "deleted" stands for nothing.
+# Code, and its faults as "what is there -> what takes its place"; "deleted" means no replacement.
 TABLE = [
     # Conditions are negated, their operators swapped; declarations and what the compiler decides are left alone.
     ("int f(int a, int b) { if (a < b && b) return a; return b; }",

@@ -17,10 +17,10 @@ using Nanoseconds = std::chrono::nanoseconds;
 /// In at one end, out at the other `delay` later.
 class DelayQueue {
   public:
-    /// More do not wait at a time.
+    /// Capacity.
     static constexpr std::size_t kMostFrames = 200'000;
 
-    /// So many of 100 frames overtake the frame before them, if that still waits.
+    /// Percentage of frames that overtake the frame before them, if that still waits.
     DelayQueue(Nanoseconds delay, unsigned reorder_percent) : delay_(delay), percent_(reorder_percent) {}
 
     /// `arrival` never goes back, whatever clock it is of. Returns false, and forgets the frame, when the

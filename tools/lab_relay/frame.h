@@ -1,4 +1,4 @@
-// One Ethernet frame on its way, with room for tags to come.
+// One Ethernet frame in flight, with room for more tags.
 #pragma once
 
 #include <array>

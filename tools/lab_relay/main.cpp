@@ -106,12 +106,12 @@ sigset_t CatchSignals() {
     return before;
 }
 
-/// Frames leave when they should also on a busy machine, as far as this process has the right to that.
+/// Frames leave on time also on a busy machine, as far as this process is privileged.
 void KeepTime() {
     prctl(PR_SET_TIMERSLACK, 1);  // otherwise every wait may be 50 us longer
     sched_param priority{};
     priority.sched_priority = 1;
-    sched_setscheduler(0, SCHED_FIFO, &priority);  // only for the privileged; the others take their chance
+    sched_setscheduler(0, SCHED_FIFO, &priority);  // needs privileges; optional
 }
 
 class Relay {

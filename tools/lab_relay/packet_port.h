@@ -30,8 +30,8 @@ class PacketPort {
     /// Hands on what has arrived, up to `most` frames, each with all of its VLAN tags in its bytes and its
     /// UDP checksum finished. Returns how many.
     std::size_t Receive(std::size_t most, const Take& take);
-    /// Sends the first `count` frames of a queue. Frames that the interface does not take are counted, and
-    /// gone.
+    /// Sends the first `count` frames of a queue. Frames that the interface does not take are counted and
+    /// discarded.
     void Send(const DelayQueue& frames, std::size_t count);
     /// Throws when the interface has gone down.
     void CheckInterface();

@@ -48,7 +48,7 @@ def _record(message_set, record):
 
 
 def _visitor(record):
-    """Calls `visit(name, member)` for each member: for whoever writes records in a form of his own."""
+    """Calls `visit(name, member)` for each member: for writers of records in other formats."""
     calls = "".join(f'    visit("{field.name}", record.{field.name});\n' for field in record.fields)
     return (f"template <class Record, class Visit>\n"
             f"    requires std::is_same_v<std::remove_const_t<Record>, {record.struct}>\n"

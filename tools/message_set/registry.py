@@ -16,7 +16,7 @@ def text(sets):
 
 
 def _fields(record):
-    """Optional members are told apart, because their vectors hold at most one element."""
+    """Optional members are distinguished, because their vectors hold at most one element."""
     calls = "".join(f"    {'optional' if field.kind.form == 'optional' else 'visit'}(record.{field.name});\n"
                     for field in record.fields if field.encoded)
     return ("\ntemplate <class Visit, class Optional>\n"

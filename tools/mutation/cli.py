@@ -110,7 +110,7 @@ def _without_known_broken(numbered, file):
 
 
 def _name_of_run(options, chosen):
-    """The same for the same sources, faults and tests: such a run goes on, any other one begins anew."""
+    """The same for the same sources, faults and tests: such a run is resumed, any other one starts anew."""
     what = [[(fault.file, fault.identity) for fault in chosen], options.without, sources.fingerprint(_PROJECT)]
     digest = hashlib.sha256(json.dumps(what).encode())
     kind = "same" if options.same_faults else f"{options.faults}-{options.seed}"

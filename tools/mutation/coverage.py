@@ -10,7 +10,7 @@ _TIME_LIMIT = 600
 
 
 def measure(tests, fault_count, journal_file, jobs, say):
-    """Sets what tests reach and take; the tests that can be used. Goes on where an earlier call has stopped."""
+    """Sets what tests reach and take; the tests that can be used. Resumes where an earlier call has stopped."""
     with Journal(journal_file) as journal:
         known = {entry["test"]: entry for entry in journal.entries if "test" in entry}
         with ThreadPoolExecutor(jobs) as pool:
@@ -33,7 +33,7 @@ def measure(tests, fault_count, journal_file, jobs, say):
 
 
 def _measure_one(test, fault_count):
-    for _ in range(2):  # a test that fails once only had a bad moment
+    for _ in range(2):  # a test that fails only once is retried
         with tempfile.NamedTemporaryFile() as reached:
             reached.write(bytes(fault_count))
             reached.flush()

@@ -5,12 +5,12 @@ from concurrent.futures import ThreadPoolExecutor, as_completed
 from .groups import make_groups, run_alone, run_group
 from .journal import Journal
 
-_FEW = 3  # so few failures might be tests that fail now and then: each has to fail once more
-_MOST_TIME_OUTS = 3  # a fault that makes everything hang is known well enough by then
+_FEW = 3  # few failures may be flaky tests: each has to fail once more
+_MOST_TIME_OUTS = 3  # enough to detect a fault that makes everything hang
 
 
 def run_faults(faults, tests, journal_file, stop_at_first, jobs, say):
-    """What the tests say to each fault (by number), as entries by identity. Goes on where an earlier call has stopped."""
+    """The verdict of the tests on each fault (by number), as entries by identity. Resumes where an earlier call has stopped."""
     reaching = {number: [] for number in faults}
     for test in tests:
         for number in test.reached:

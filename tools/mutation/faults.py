@@ -1,4 +1,4 @@
-"""The faults that a C++ file can have: where they stand, how the code with the switch in it reads, and who they are."""
+"""The faults that a C++ file can have: where they stand, how the code with the switch in it reads, and their identities."""
 import hashlib
 import re
 from collections import Counter
@@ -8,7 +8,7 @@ from .cpp_tokens import CppText
 from .functions import Body, find_places
 from .statements import Walker
 
-NUMBER = "\0"  # stands for the number of the fault in `code`
+NUMBER = "\0"  # placeholder for the number of the fault in `code`
 
 
 @dataclass
@@ -30,7 +30,7 @@ class Fault:
 
 
 class _Collector:
-    """Takes what the walker finds and makes faults of it."""
+    """Turns the places that the walker finds into faults."""
 
     def __init__(self, text, file):
         self.text = text

@@ -1,4 +1,4 @@
-"""Finds the bodies of functions in a C++ file: the places where faults can stand."""
+"""Finds the bodies of functions in a C++ file: the places where faults can be."""
 from dataclasses import dataclass
 
 _BEFORE_KIND = {"inline", "static", "constexpr", "const", "typedef", "export", "friend", "virtual", "explicit"}

@@ -38,7 +38,7 @@ def time_limit(tests):
 
 
 def run_alone(test, environment):
-    """Whether the test notices something, and whether that is because it took too long."""
+    """Whether the test detects the fault, and whether by a time-out."""
     outcome = processes.run(test.command, {**test.environment, **environment}, time_limit([test]))
     return outcome.status != 0, outcome.status is None
 

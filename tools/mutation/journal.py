@@ -1,4 +1,4 @@
-"""A file of JSON lines that grows as results come, so that an interrupted run goes on where it was."""
+"""A file of JSON lines that grows as results come, so that an interrupted run can resume."""
 import json
 import threading
 
@@ -10,7 +10,7 @@ class Journal:
         whole = 0
         if path.exists():
             content = path.read_bytes()
-            whole = content.rfind(b"\n") + 1  # a last line without an end was cut off
+            whole = content.rfind(b"\n") + 1  # a last line without an end is truncated
             self.entries = [json.loads(line) for line in content[:whole].splitlines()]
         self._file = open(path, "ab")
         self._file.truncate(whole)

@@ -1,4 +1,4 @@
-"""Runs test programs: with a time limit, a folder of their own, and nothing left behind."""
+"""Runs test programs: with a time limit, a folder of their own, and no process left running."""
 import os
 import resource
 import shutil
@@ -13,7 +13,7 @@ _FILE = 4 << 30
 
 
 def limit_resources():
-    """What a fault may take of this machine. Holds for this process and all that it starts from now on."""
+    """Resource limits of a fault. Holds for this process and all that it starts from now on."""
     resource.setrlimit(resource.RLIMIT_AS, (_MEMORY, _MEMORY))
     resource.setrlimit(resource.RLIMIT_FSIZE, (_FILE, _FILE))
     resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
@@ -21,7 +21,7 @@ def limit_resources():
 
 @dataclass
 class Outcome:
-    status: int | None  # None: it took too long
+    status: int | None  # None: timed out
     output: str
     seconds: float
 

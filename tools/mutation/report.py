@@ -1,7 +1,7 @@
 """A result as text: the score, the survivors, and, from a matrix, what each test adds."""
 from collections import Counter, defaultdict
 
-_FOLDERS = 4  # deep enough to tell host/src/results from host/src/framework
+_FOLDERS = 4  # deep enough to distinguish host/src/results from host/src/framework
 
 
 def print_score(result):

@@ -41,7 +41,7 @@ def save(result, path):
 
 
 def compare(earlier, result):
-    """Faults by what became of them: "newly survived", "newly noticed", "gone"."""
+    """Faults by their outcome: "newly survived", "newly noticed", "gone"."""
     before = {fault["identity"]: fault["state"] == "noticed" for fault in earlier["faults"]}
     changed = {"newly survived": [], "newly noticed": [], "gone": result["gone"] + result["does_not_compile"]}
     for fault in result["faults"]:

@@ -10,7 +10,7 @@ namespace orv::app {
 
 namespace {
 
-/// True for what XML 1.0 (section 2.2) has no place for, and for further controls.
+/// True for characters that XML 1.0 (section 2.2) does not allow, and for other control characters.
 bool IsForbidden(const CodePoint& c) {
     return !c.is_valid || c.value < 0x20 || (c.value >= 0x7f && c.value < 0xa0) || c.value == 0xfffe ||
            c.value == 0xffff;

@@ -1,4 +1,4 @@
-// What came of a run, for programs.
+// The outcome of a run, for programs.
 #pragma once
 
 #include <string>
@@ -10,8 +10,8 @@ namespace orv::app {
 /// One JSON object: "end" ("passed", "failed", "bad input", "run-time failure", "interrupted"),
 /// "exit_status", "title", "seed", "database", "tests" (each with name, type, environment, duration,
 /// thresholds, verdict ("passed", "failed", "not finished"), and the figures of "channel_ranges",
-/// "stb_blocks", "profiles" and "ports" by the names of the data model), "unfinished_test" where one ran to
-/// no end (name, elapsed time), "unfinished_reason" where the run did not come to its end in order,
+/// "stb_blocks", "profiles" and "ports" by the names of the data model), "unfinished_test" where one did
+/// not finish (name, elapsed time), "unfinished_reason" where the run did not finish normally,
 /// "mistakes" (file, line, column, object, property, problem, expected, nearest), "warnings" and "errors".
 std::string MakeOutcomeJson(const RunOutcome& outcome);
 

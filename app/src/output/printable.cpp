@@ -8,8 +8,8 @@ namespace orv::app {
 
 namespace {
 
-/// What the first byte says of a character: its bytes, the bits of the first one, and the least value that
-/// needs so many.
+/// What the first byte says about a character: its length, the bits in the first byte, and the least value
+/// that needs so many.
 struct Lead {
     std::size_t size;
     unsigned char bits;

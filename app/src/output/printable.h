@@ -1,4 +1,4 @@
-// Texts of others, names above all, on their way to terminals and files.
+// Makes untrusted texts, mainly names, safe for terminals and files.
 #pragma once
 
 #include <cstddef>
@@ -7,7 +7,7 @@
 
 namespace orv::app {
 
-/// One character of a UTF-8 text, and the bytes that it takes.
+/// One character of a UTF-8 text and its length in bytes.
 struct CodePoint {
     char32_t value = 0;
     std::size_t size = 0;

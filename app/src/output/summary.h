@@ -1,4 +1,4 @@
-// What came of a run, for people.
+// The outcome of a run, for people.
 #pragma once
 
 #include <cstddef>

@@ -77,7 +77,7 @@ TextTable TextTable::MakeTurned() const {
     return turned;
 }
 
-/// As much as it takes until a word fits no more; a word is never cut.
+/// As many words as fit; a word is never cut.
 std::string TextTable::MakeLists(std::size_t line_width) const {
     std::string text;
     for (const auto& row : rows_) {

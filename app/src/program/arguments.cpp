@@ -68,8 +68,8 @@ CLI::Validator OneOf(const std::map<std::string, Value>& values) {
     return CLI::IsMember(std::move(names));
 }
 
-/// As test files take it: what the library reads otherwise, a sign or an octal number, is taken for something
-/// else.
+/// The same form as in test files: signs and octal numbers, which the library would accept, are
+/// rejected.
 std::string CheckSeed(const std::string& text) {
     std::uint64_t value = 0;
     const auto result = std::from_chars(text.data(), text.data() + text.size(), value);
@@ -87,12 +87,12 @@ void AddTestFile(CLI::App& command, Arguments& arguments) {
         ->allow_extra_args(false);
 }
 
-/// A variable of a script that is empty must not choose everything.
+/// An empty shell variable must not select everything.
 std::string CheckGiven(const std::string& text) {
     return text.find_first_not_of(' ') == text.npos ? "it is empty" : "";
 }
 
-/// Nobody means a file without a name.
+/// A file needs a name.
 std::string CheckName(const std::string& text) {
     return text.empty() ? "the name is empty" : "";
 }
@@ -190,8 +190,8 @@ int RefuseCommand(const CLI::App& app, const std::string& word) {
     return kBadInput;
 }
 
-/// The exit status when there is nothing to read any more: no words at all, a question for help, a command
-/// that is none.
+/// The exit status when there is nothing left to parse: no arguments, a request for help, an unknown
+/// command.
 std::optional<int> AnswerFirstWord(const CLI::App& app, int argc, const char* const* argv) {
     if (argc < 2) {
         std::cerr << app.help();
@@ -233,7 +233,7 @@ std::string FindUnknownOption(const CLI::App& app) {
         for (const std::string& word : command->remaining()) {
             if (word.size() < 2 || word.front() != '-' || word == "--") continue;
             const std::string name = word.substr(0, word.find('='));
-            // Any short one is near to any other.
+            // Short option names are all similar to each other.
             const std::string nearest =
                 name.starts_with("--") ? FindNearestName(name, ListOptions(*command)) : std::string();
             return "there is no option " + name + (nearest.empty() ? "" : "; did you mean " + nearest + "?");
@@ -244,12 +244,12 @@ std::string FindUnknownOption(const CLI::App& app) {
 
 /// Says what is wrong with a command line, also as JSON where that is asked for, or prints the help.
 int Answer(const CLI::App& app, const CLI::ParseError& error, int argc, const char* const* argv) {
-    // Help is no error; the library's own numbers for errors mean nothing to callers.
+    // Help is not an error; callers do not know the library's own error numbers.
     if (error.get_exit_code() == 0) return app.exit(error);
     const std::string command = argv[1];
     const bool is_command = !command.starts_with('-');
-    // What it complains of otherwise may come of that: the value of a misspelt option is taken for a word of
-    // its own.
+    // Other errors may follow from it: the value of a misspelt option is parsed as a positional
+    // argument.
     std::string problem = FindUnknownOption(app);
     if (problem.empty()) problem = error.what();
     PrintError(problem);
@@ -297,7 +297,7 @@ std::optional<Arguments> ReadArguments(int argc, const char* const* argv, int& s
 
     app.add_subcommand("help", "Explain the program, or one of its commands")
         ->add_option("COMMAND", help_of, "Command to explain");
-    app.footer(kFooter);  // last, because commands take over the one that there is
+    app.footer(kFooter);  // last, because commands inherit the current footer
 
     if (const auto answered = AnswerFirstWord(app, argc, argv)) {
         status = *answered;

@@ -30,7 +30,7 @@ struct Arguments {
     std::string class_name;  ///< of explain; empty: all classes
 };
 
-/// Reads a command line. Where there is nothing to carry out, a wrong one or a question for help, the answer
+/// Reads a command line. For a wrong command line or a request for help, the answer
 /// has been printed and the exit status is in `status`.
 std::optional<Arguments> ReadArguments(int argc, const char* const* argv, int& status);
 

@@ -29,7 +29,7 @@ LoadedTest Load(ClockKind clock, const Arguments& arguments, const FileText& tex
 LoadedTest LoadTest(const Arguments& arguments, const FileText& text, const std::filesystem::path& plugin) {
     LoadedTest test = Load(arguments.clock.value_or(ClockKind::Virtual), arguments, text, plugin);
     if (arguments.clock || !arguments.run.replay.empty() || !HasLivePort(test.file)) return test;
-    // A session keeps its clock, and only a session knows what the file means. There is one at a time.
+    // A session's clock is fixed, and only a session can interpret the file. There is one session at a time.
     test.session.reset();
     return Load(ClockKind::Real, arguments, text, plugin);
 }

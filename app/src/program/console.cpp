@@ -13,7 +13,7 @@ using framework::LogLevelType;
 
 namespace {
 
-/// Wall time between two pictures of the bar, and between two lines.
+/// Wall time between two updates of the bar, and between two lines.
 constexpr auto kBarPeriod = std::chrono::milliseconds(100);
 constexpr auto kLinePeriod = std::chrono::seconds(10);
 

@@ -1,4 +1,4 @@
-// What a person sees of a run while it goes on.
+// What a user sees of a run while it is in progress.
 #pragma once
 
 #include <chrono>
@@ -11,7 +11,7 @@
 
 namespace orv::app {
 
-/// Shows progress as a bar that is drawn over and over, or as a line now and then where there is no terminal,
+/// Shows progress as a bar that is redrawn in place, or as a line now and then where there is no terminal,
 /// and log texts above it. Everything goes to one stream.
 class Console : public IRunObserver {
   public:
@@ -25,7 +25,7 @@ class Console : public IRunObserver {
     };
 
     Console(std::ostream& out, const Options& options) : out_(out), options_(options) {}
-    /// Takes the bar away.
+    /// Removes the bar.
     ~Console() override;
 
     void OnTestBegins(const std::string& test, std::chrono::nanoseconds duration) override;

@@ -15,11 +15,11 @@ namespace orv::app {
 namespace {
 
 constexpr int kInterruptedStatus = 130;
-/// Whoever stops a program may signal it and its group: that is one interrupt.
+/// A program and its process group may both be signalled: that counts as one interrupt.
 constexpr long kApartMs = 300;
-/// So long a run may take to end by itself before it is looked at whether there is anything to end.
-constexpr long kHeedMs = 120;
-/// For what comes before the end.
+/// Time for a run to end by itself before checking whether there is anything to end.
+constexpr long kGraceMs = 120;
+/// Time limit for the work before the exit.
 constexpr unsigned kPatienceSeconds = 1;
 
 // Signals come on any thread.
@@ -29,7 +29,7 @@ static_assert(std::atomic<int>::is_always_lock_free && std::atomic<long>::is_alw
 sem_t interrupted;  ///< posted by each
 
 void EndWith(int status) {
-    // What was written of the results stays readable.
+    // Results written so far stay readable.
     constexpr char text[] = "\nEnded at once; the results are incomplete.\n";
     [[maybe_unused]] const auto written = write(STDERR_FILENO, text, sizeof text - 1);
     _exit(status);
@@ -56,7 +56,7 @@ void WaitForInterrupt() {
     }
 }
 
-/// False when none comes.
+/// False on time-out.
 bool WaitForInterrupt(long ms) {
     timespec until{};
     clock_gettime(CLOCK_REALTIME, &until);
@@ -75,7 +75,7 @@ void CountInterrupts(std::function<bool()> has_nothing_to_end, std::function<int
     sem_init(&interrupted, 0, 0);
     std::thread([has_nothing_to_end = std::move(has_nothing_to_end), break_off = std::move(break_off)] {
         WaitForInterrupt();
-        if (!WaitForInterrupt(kHeedMs)) {
+        if (!WaitForInterrupt(kGraceMs)) {
             if (has_nothing_to_end()) {
                 alarm(kPatienceSeconds);
             } else {

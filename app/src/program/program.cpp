@@ -20,7 +20,7 @@ namespace {
 
 constexpr int kFailure = static_cast<int>(RunEnd::Failure);
 
-/// Where the plug-in is: as the environment says, or beside the program.
+/// Path of the plug-in: from the environment, or beside the program.
 std::filesystem::path FindPlugin() {
     if (const char* path = std::getenv("IPTVTEST_PLUGIN")) return path;
     return std::filesystem::read_symlink("/proc/self/exe").parent_path() / "plugins" / "iptv.so";
@@ -108,7 +108,7 @@ int CarryOut(const Arguments& arguments) {
 }  // namespace
 
 int RunProgram(int argc, const char* const* argv) {
-    // A file that may not grow is one that cannot be written, and that is told.
+    // A file over the size limit is reported as one that cannot be written.
     std::signal(SIGXFSZ, SIG_IGN);
     int status = 0;
     const auto arguments = ReadArguments(argc, argv, status);
@@ -116,7 +116,7 @@ int RunProgram(int argc, const char* const* argv) {
     try {
         status = CarryOut(*arguments);
         std::cout.flush();
-        // A run has told of it itself.
+        // A run has reported it itself.
         if (std::cout || arguments->command == Arguments::Command::Run) return status;
         PrintError("the output cannot be written");
     } catch (const std::exception& error) {

@@ -18,7 +18,7 @@ namespace orv::app {
 
 namespace {
 
-/// The run did not come to its end as it was to, unless that is known.
+/// The run did not finish normally, unless that is known already.
 void AddError(RunOutcome& outcome, const std::string& text) {
     PrintError(text);
     outcome.errors.push_back(text);
@@ -42,7 +42,7 @@ int Reports::Write(RunOutcome outcome) {
     const std::lock_guard guard(mutex_);
     if (status_) return *status_;
     if (!junit_.empty()) WriteJUnit(outcome);
-    // Last, because it is to tell of the others; and they of it.
+    // Last, because it reports errors of the others, and they report its errors.
     if (!WriteStandardOutput(outcome) && !junit_.empty()) WriteJUnit(outcome);
     status_ = static_cast<int>(outcome.end);
     return *status_;

@@ -1,4 +1,4 @@
-// What a run tells its caller.
+// What a run reports to its caller.
 #pragma once
 
 #include <filesystem>
@@ -11,7 +11,7 @@
 namespace orv::app {
 
 /// Writes the JUnit report, and then the JSON object or the summary to standard output, once: when the run
-/// has ended, or when it is broken off. A report that cannot be written is an error of the outcome, so that
+/// has ended, or when it is aborted. A report that cannot be written is an error of the outcome, so that
 /// all of them and the exit status say the same.
 class Reports {
   public:
@@ -21,7 +21,7 @@ class Reports {
     void SetJUnit(std::filesystem::path junit);
 
     /// Returns the exit status. Called again, also by another thread, it waits for the first call to end,
-    /// writes nothing and returns the status that has been told.
+    /// writes nothing and returns the status already reported.
     int Write(RunOutcome outcome);
 
   private:
@@ -39,7 +39,7 @@ class Reports {
 /// Prints an outcome as JSON; when that fails, says so. Returns the exit status.
 int PrintJson(const RunOutcome& outcome);
 
-/// On standard error, with what a terminal would take for commands made visible.
+/// On standard error, with control characters made visible.
 void PrintError(const std::string& text);
 
 }  // namespace orv::app

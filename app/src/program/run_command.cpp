@@ -35,7 +35,7 @@ Console::Options MakeConsoleOptions(const Arguments& arguments) {
     return options;
 }
 
-/// What a second Ctrl-C does: all groups are left and the reports say what is known, side by side, since the
+/// What a second Ctrl-C does: leaves all groups and writes the reports in parallel, since the
 /// time for both is short. Returns the exit status.
 int BreakOff(Reports& reports, const KnownOutcome& known) {
     std::thread leave(&EndablePort::EndAll);
@@ -64,7 +64,7 @@ class Run {
                         [reports, known] { return BreakOff(*reports, *known); });
         text_ = ReadFileText(arguments_.file);
         std::vector<Mistake> mistakes = OpenOutputs();
-        // What cannot be written, or is something else as well, is left as it is.
+        // Files that cannot be written or are used twice are not touched.
         if (mistakes.empty()) reports->SetJUnit(arguments_.junit);
         RunOutcome outcome;
         if (mistakes.empty()) {
@@ -73,7 +73,7 @@ class Run {
             outcome.end = RunEnd::BadInput;
             outcome.mistakes = std::move(mistakes);
         }
-        // Warnings have been logged, and so have errors unless nothing was to be.
+        // Warnings have been logged, and so have errors unless logging is off.
         for (const Mistake& mistake : outcome.mistakes)
             std::cerr << MakePrintable(mistake.ToString()) << '\n';
         if (!arguments_.log_level) {

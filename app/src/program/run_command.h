@@ -7,7 +7,7 @@
 
 namespace orv::app {
 
-/// Runs a test file and reports what came of it, whatever that is. Returns the exit status.
+/// Runs a test file and reports its outcome, also after an error. Returns the exit status.
 int RunTest(const Arguments& arguments, const std::filesystem::path& plugin);
 
 }  // namespace orv::app

@@ -36,7 +36,7 @@ void Recorder::OnMessage(const core::CPort& port, const std::vector<std::byte>& 
                    message.get_request_name() == "iptvcd_1.ResultsNotification") {
             Write(port, message);
         }
-    } catch (const tm::Tm_exception&) {  // whoever it is for will say so
+    } catch (const tm::Tm_exception&) {  // the receiver will report it
     }
 }
 

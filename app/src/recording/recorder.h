@@ -1,4 +1,4 @@
-// Writes down what ports report.
+// Records what ports report.
 #pragma once
 
 #include <chrono>
@@ -21,7 +21,7 @@ namespace orv::app {
 /// anywhere is known by it.
 inline constexpr const char* kRecordingEnd = "notifications";
 
-/// One line of JSON for each result notification: {"port": name, "test": the how manieth of the port, left
+/// One line of JSON for each result notification: {"port": name, "test": ordinal of the port's test, left
 /// out for the first, "time_ms": milliseconds since that test started, "blocks": [{"stb_block": name,
 /// "events": [{member: value, ...}], "rrr_events": [...]}]}. Members have the names of the message set; one
 /// that is 0, false or the zero address is left out. A block whose name others have, too, is written with

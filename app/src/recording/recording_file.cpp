@@ -127,7 +127,7 @@ class Reader {
         il::RecordedReport& report = recordings->second[test - 1].emplace_back();
         report.after_start = std::chrono::milliseconds(time->get<std::uint64_t>());
         for (const OrderedJson& block : *blocks) ReadBlock(block, recordings->first, report);
-        // Nothing reports the same twice; lines without events say nothing.
+        // No port reports the same twice; lines without events are not compared.
         const auto [first, is_new] = lines_.emplace(std::hash<std::string>{}(text), line_);
         if (!is_new && event_count_ > 0) Complain({}, fmt::format("the line repeats line {}", first->second));
     }
@@ -168,7 +168,7 @@ class Reader {
         ReadEvents(json, "rrr_events", stbs, block.rrr_events);
     }
 
-    /// False, with a complaint, when the object has members that mean nothing.
+    /// False, with a mistake, when the object has unknown members.
     bool CheckMembers(const OrderedJson& json, const std::vector<std::string>& known) {
         for (const auto& [name, value] : json.items()) {
             if (std::find(known.begin(), known.end(), name) != known.end()) continue;
@@ -237,7 +237,8 @@ RecordingFile ReadRecording(const std::filesystem::path& path, const core::CProj
     const bool is_standard_input = path == "-";
     Reader reader(is_standard_input ? "<stdin>" : path.string(), project, end);
     if (is_standard_input) {
-        // Not std::cin, which does not tell an end from an error. The copy leaves the standard input open.
+        // Not std::cin, which does not distinguish an end from an error. The copy leaves the standard input
+        // open.
         const int input = dup(STDIN_FILENO);
         if (input < 0) return reader.CannotRead();
         __gnu_cxx::stdio_filebuf<char> buffer(input, std::ios::in);

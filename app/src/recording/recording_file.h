@@ -12,19 +12,19 @@
 
 namespace orv::app {
 
-/// What a file says of the ports of a project.
+/// What a file contains for the ports of a project.
 struct RecordingFile {
     std::map<std::string, il::Recordings>
         ports;                      ///< by name; one, perhaps empty, for every port of the project
-    std::vector<Mistake> mistakes;  ///< all that is wrong with the file; then nothing may be replayed
+    std::vector<Mistake> mistakes;  ///< all mistakes of the file; with any, nothing may be replayed
     std::vector<std::string> warnings;
 };
 
-/// Whether a recording without its last line, which has been cut off somewhere, is refused.
+/// Whether a recording without its last line, which is truncated, is rejected.
 enum class RecordingEnd { Required, MayBeMissing };
 
 /// Reads a file that Recorder wrote, or that somebody wrote in its form, for the ports and blocks of a
-/// project; "-" is the standard input. With MayBeMissing a line that was cut off is left out.
+/// project; "-" is the standard input. With MayBeMissing a truncated line is discarded.
 RecordingFile ReadRecording(const std::filesystem::path& path, const core::CProject& project,
                             RecordingEnd end);
 

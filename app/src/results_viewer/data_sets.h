@@ -16,7 +16,7 @@ struct DataSet {
     std::uint32_t id = 0;
     std::string category;
     std::string start_time;  ///< by the clock of the test
-    std::string end_time;    ///< empty: it is being written, or its test was broken off
+    std::string end_time;    ///< empty: it is being written, or its test was aborted
     std::int64_t root_node = 0;
     std::string test;     ///< its name
     std::string verdict;  ///< "PASSED", "FAILED", or why there is none; empty when there is no test to judge
@@ -25,7 +25,7 @@ struct DataSet {
     bool HasViews() const { return root_node != 0; }
     /// Empty when there is none.
     std::string GetText(const std::string& name) const;
-    /// By the clock on the wall, as far as that is known.
+    /// By the wall clock, if known.
     std::string GetStart() const;
     std::string GetEnd() const;
 };
@@ -38,7 +38,7 @@ std::vector<DataSet> ReadDataSets(const ResultsDatabase& database);
 const DataSet& ChooseDataSet(const ResultsDatabase& database, const std::vector<DataSet>& data_sets,
                              std::optional<std::uint32_t> id);
 
-/// "started ..., no end yet: it is being written, or its test was broken off"
+/// "started ..., no end yet: it is being written, or its test was aborted"
 std::string DescribeTimes(const DataSet& data_set);
 
 }  // namespace orv::app

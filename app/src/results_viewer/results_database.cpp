@@ -17,10 +17,10 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// A test writes for far less than this at a time.
+/// A test holds its write lock for far less than this.
 constexpr int kLockWaitMs = 5000;
 
-/// The URI of a file that nobody changes, for a database whose log SQLite may not make.
+/// The URI of an immutable file, for a database whose log SQLite may not create.
 std::string MakeImmutableUri(const fs::path& path) {
     std::string uri = "file:";
     for (const char c : fs::absolute(path).string()) {
@@ -59,7 +59,7 @@ class SelectingOnly {
   public:
     explicit SelectingOnly(sqlite3* connection) : connection_(connection) {
         sqlite3_set_authorizer(connection_, AllowSelecting, nullptr);
-        // Otherwise a misspelt column is a text.
+        // Otherwise a misspelt column is read as a string literal.
         sqlite3_db_config(connection_, SQLITE_DBCONFIG_DQS_DML, 0, nullptr);
     }
     ~SelectingOnly() { sqlite3_set_authorizer(connection_, nullptr, nullptr); }
@@ -102,13 +102,13 @@ ResultsDatabase::ResultsDatabase(const fs::path& path) : path_(path) {
     if (error) throw ResultsError(fmt::format("{}: {}", path.string(), error.message()));
     if (fs::is_directory(status)) throw ResultsError(fmt::format("{} is a folder", path.string()));
 
-    // A relative path could begin with "file:", which SQLite takes for a URI.
+    // A relative path could begin with "file:", which SQLite parses as a URI.
     Open(fs::absolute(path).string(), SQLITE_OPEN_READONLY);
     int code = BeginReading();
     const int kind = code & 0xff;
     if ((kind == SQLITE_READONLY || kind == SQLITE_CANTOPEN) && !HasLog(path)) {
-        // A file in WAL mode wants a log beside it, which nobody can make in a folder that is not his. Where
-        // there is none, no test writes the file now, and all of it is in it.
+        // A file in WAL mode needs a log beside it, which cannot be created in a read-only folder. Where
+        // there is none, no test is writing the file, and it is complete.
         Open(MakeImmutableUri(path), SQLITE_OPEN_READONLY | SQLITE_OPEN_URI);
         code = BeginReading();
     }
@@ -126,7 +126,7 @@ void ResultsDatabase::Open(const std::string& name, int flags) {
 }
 
 int ResultsDatabase::BeginReading() {
-    // BEGIN alone does not look at the file.
+    // BEGIN alone does not read the file.
     return sqlite3_exec(connection_.get(), "BEGIN; SELECT count(*) FROM sqlite_master", nullptr, nullptr,
                         nullptr);
 }

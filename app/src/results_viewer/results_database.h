@@ -13,7 +13,7 @@ struct sqlite3_stmt;
 
 namespace orv::app {
 
-/// What is wrong with the database or with what is asked of it, as a user reads it.
+/// An error of the database or of the query, as shown to users.
 class ResultsError : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
@@ -32,7 +32,7 @@ using ResultValue = std::variant<std::monostate, std::int64_t, double, std::stri
 /// one of just that name.
 std::filesystem::path FindDatabase(const std::filesystem::path& name);
 
-/// A results database, opened to be read. Everything that is read from one object is of the same moment.
+/// A results database, opened to be read. Everything read through one object is one snapshot.
 class ResultsDatabase {
   public:
     /// Throws ResultsError, which names the file, when it cannot be read or is no results database.
@@ -58,10 +58,10 @@ class ResultsDatabase {
 };
 
 /// One query, read row by row. The database must live longer. All operations throw ResultsError with SQLite's
-/// reason, or ResultsFailure. Texts are UTF-8: bytes that are none come as U+FFFD.
+/// reason, or ResultsFailure. Texts are UTF-8: invalid bytes are returned as U+FFFD.
 class ResultsQuery {
   public:
-    /// Views may only select: nothing else of SQL is for them, and a name in double quotes is a column's.
+    /// Views may only select; a name in double quotes is a column.
     enum class Kind { Own, View };
 
     ResultsQuery(const ResultsDatabase& database, const std::string& sql, Kind kind = Kind::Own);

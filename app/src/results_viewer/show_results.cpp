@@ -32,7 +32,7 @@ namespace {
 constexpr int kBadInput = 2;
 constexpr int kFailure = 3;
 
-/// Files are moved together: one that is not where it was is looked for beside the one that names it.
+/// Files are often moved together: a missing one is searched beside the file that names it.
 fs::path FindOtherFile(const fs::path& named, const fs::path& database) {
     std::error_code error;
     return fs::exists(named, error) ? named : database.parent_path() / named.filename();
@@ -260,7 +260,7 @@ class Show {
 
     void PrintViews(std::ostream& out) const {
         const std::vector<const ViewNode*> views = FindViews();
-        // What cannot be read is found out before anything is printed.
+        // Read errors are found before anything is printed.
         std::vector<ViewRows> rows;
         rows.reserve(views.size());
         for (const ViewNode* view : views) rows.push_back(OpenView(*view));
@@ -301,7 +301,7 @@ class Show {
     ViewTree tree_;
 };
 
-/// Line by line: the lines are the program's, what stands in them is not.
+/// Line by line: the line breaks are trusted, the contents are not.
 int PrintError(std::ostream& err, const std::string& text, int status) {
     std::istringstream lines("Error: " + text);
     for (std::string line; std::getline(lines, line);) err << MakePrintable(line) << '\n';

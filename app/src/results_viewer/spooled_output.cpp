@@ -66,7 +66,7 @@ bool SpooledOutput::PassOn() {
 }
 
 bool SpooledOutput::IsReady() const {
-    // An error is for the write to find out.
+    // The write reports any error.
     pollfd output{descriptor_, POLLOUT, 0};
     return poll(&output, 1, 0) != 0;
 }
@@ -79,7 +79,7 @@ std::ptrdiff_t SpooledOutput::WriteSome(const char* data, std::size_t size) cons
             pollfd output{descriptor_, POLLOUT, 0};
             poll(&output, 1, -1);
         } else if (errno == EPIPE) {
-            // Whoever started this ignores the signal, or it would have come: the end is the same.
+            // The signal is ignored by inheritance, or it would have been raised: exit the same way.
             std::signal(SIGPIPE, SIG_DFL);
             std::raise(SIGPIPE);
         } else if (errno != EINTR) {
@@ -102,7 +102,7 @@ bool SpooledOutput::Spool(const char* data, std::size_t size) {
     if (spool_ < 0) spool_ = OpenSpool();
     if (spool_ < 0 || spool_end_ + static_cast<std::int64_t>(size) > kMostSpooled) return false;
     const ssize_t written = pwrite(spool_, data, size, spool_end_);
-    // What a full disk takes of it is written over next time.
+    // A partial write to a full disk is overwritten next time.
     if (written != static_cast<ssize_t>(size)) return false;
     spool_end_ += written;
     return true;

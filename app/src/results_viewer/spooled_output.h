@@ -1,4 +1,4 @@
-// Output that nobody has to wait for.
+// Output that does not block the writer.
 #pragma once
 
 #include <array>
@@ -7,9 +7,10 @@
 
 namespace orv::app {
 
-/// Writes to a file descriptor as fast as its reader takes it. What he does not take yet (somebody pages
-/// through it) waits in a temporary file, so that whoever makes the output can finish and let go of what he
-/// holds. That file takes a gigabyte at most; then, and where there is none, writing waits for the reader.
+/// Writes to a file descriptor as fast as its reader takes it. What is not read yet (in a pager, for
+/// instance) waits in a temporary file, so that the producer of the output can finish and release its
+/// resources. That file takes a gigabyte at most; then, and where there is none, writing waits for the
+/// reader.
 ///
 /// A write that fails sets errno, and makes a stream bad. When the reader of a pipe has gone, SIGPIPE ends
 /// the process, also where it is ignored.

@@ -165,7 +165,7 @@ std::string ToJson(const ResultValue& value) {
 void PrintCsvLine(const Row& fields, std::ostream& out) {
     const char* separator = "";
     for (const std::string& field : fields) {
-        // A line without anything would be taken for no row.
+        // An empty line would read as no row.
         out << separator << (fields.size() == 1 && field.empty() ? "\"\"" : QuoteCsv(field));
         separator = ",";
     }

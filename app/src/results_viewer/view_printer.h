@@ -19,7 +19,7 @@ namespace orv::app {
 /// lines of "name: value".
 void PrintTable(RowSource& rows, std::size_t line_width, std::ostream& out);
 
-/// For spreadsheets, as in RFC 4180. Numbers are exact, no value is an empty field, and U+FFFD stands for a
+/// For spreadsheets, as in RFC 4180. Numbers are exact, no value is an empty field, and U+FFFD replaces a
 /// NUL, at which many readers stop.
 void PrintCsv(RowSource& rows, bool is_terminal, std::ostream& out);
 
@@ -29,7 +29,7 @@ void PrintJson(RowSource& rows, const std::string& view, std::uint32_t data_set,
 /// A field of a CSV file, in quotes where it needs them.
 std::string QuoteCsv(const std::string& field);
 
-/// Throws ResultsFailure, with the reason that errno gives, when what was written did not arrive.
+/// Throws ResultsFailure with the text of errno when a write failed.
 void CheckOutput(const std::ostream& out);
 
 }  // namespace orv::app

@@ -12,13 +12,14 @@
 #include <numeric>
 #include <utility>
 
+#include "orv/common/text.h"
 #include "test_file/names.h"
 
 namespace orv::app {
 
 namespace {
 
-/// What a node's parameter is worth: numbers are compared with numbers.
+/// The value of a node's parameter: numbers are compared with numbers.
 ResultValue ToParameter(const std::string& text) {
     std::int64_t number = 0;
     const char* end = text.data() + text.size();
@@ -27,7 +28,7 @@ ResultValue ToParameter(const std::string& text) {
     return text;
 }
 
-/// The view of the results of ports tells them apart by location; people know them by name.
+/// The view of port results identifies ports by location; users know them by name.
 std::string AddPortName(const std::string& sql) {
     constexpr std::string_view kBegin = "SELECT Port.Location as ";
     if (!boost::algorithm::istarts_with(sql, kBegin)) return sql;
@@ -38,7 +39,7 @@ std::vector<std::string> MakeUnique(const std::vector<std::string>& titles) {
     std::vector<std::string> unique;
     const auto is_taken = [&unique](const std::vector<std::string>& names, const std::string& name) {
         return std::any_of(names.begin(), names.end(),
-                           [&](const auto& other) { return IsSameName(other, name); });
+                           [&](const auto& other) { return common::EqualIgnoringCase(other, name); });
     };
     for (const std::string& title : titles) {
         std::string name = title;
@@ -137,7 +138,9 @@ void ViewRows::Choose(const std::string& columns) {
         // No escape character: names hold backslashes as they are.
         for (std::string wanted : boost::tokenizer<Quoted>(columns, Quoted("", ",", "\""))) {
             boost::algorithm::trim(wanted);
-            const auto is_it = [&wanted](const std::string& name) { return IsSameName(name, wanted); };
+            const auto is_it = [&wanted](const std::string& name) {
+                return common::EqualIgnoringCase(name, wanted);
+            };
             const auto found = std::find_if(names_.begin(), names_.end(), is_it);
             if (found == names_.end()) {
                 throw ResultsError(fmt::format("--columns: the view has no column \"{}\"{}", wanted,
@@ -152,7 +155,7 @@ void ViewRows::Choose(const std::string& columns) {
         throw ResultsError(fmt::format("--columns \"{}\": {}", columns, error.what()));
     }
     titles_ = titles;
-    // A column may be wanted twice.
+    // A column may be requested twice.
     names_ = MakeUnique(names);
     columns_ = chosen;
 }

@@ -1,4 +1,4 @@
-// The rows of a view, or those of them that are asked for.
+// The rows of a view, all or selected.
 #pragma once
 
 #include <cstdint>
@@ -22,7 +22,7 @@ class RowSource {
     virtual bool Next(std::vector<ResultValue>& row) = 0;
 };
 
-/// What of a view is wanted.
+/// What is selected of a view.
 struct Selection {
     /// Names of columns in the wanted order, separated by commas, without regard to case. One that holds a
     /// comma stands in double quotes. Empty: all.
@@ -36,7 +36,7 @@ struct Selection {
 
 class ViewRows : public RowSource {
   public:
-    /// Finds the first row. Throws ResultsError when the view cannot be read, or not so.
+    /// Finds the first row. Throws ResultsError when the view cannot be read, or the selection is invalid.
     ViewRows(std::shared_ptr<const ResultsDatabase> database, const ViewNode& view, std::uint32_t data_set,
              const Selection& selection);
 

@@ -9,6 +9,7 @@
 #include <map>
 #include <set>
 
+#include "orv/common/text.h"
 #include "test_file/names.h"
 
 namespace orv::app {
@@ -57,7 +58,7 @@ using Children = std::map<std::int64_t, std::vector<std::pair<std::int64_t, View
 
 void AppendBelow(std::vector<ViewNode>& nodes, Children& children, std::int64_t parent,
                  const std::string& path, std::size_t depth) {
-    // Taken out, so that a damaged tree that bites its own tail ends.
+    // Removed, so that a damaged tree with a cycle ends.
     const auto below = children.extract(parent);
     if (!below) return;
     std::set<std::string> paths;
@@ -112,9 +113,9 @@ std::string SelectRows(const ResultsDatabase& database, const DataSet& data_set,
 }
 
 bool EndsInName(std::string_view path, std::string_view name) {
-    if (name.size() >= path.size()) return IsSameName(path, name);
+    if (name.size() >= path.size()) return common::EqualIgnoringCase(path, name);
     const std::size_t before = path.size() - name.size() - 1;
-    return path[before] == '/' && IsSameName(path.substr(before + 1), name);
+    return path[before] == '/' && common::EqualIgnoringCase(path.substr(before + 1), name);
 }
 
 }  // namespace
@@ -172,7 +173,7 @@ void ViewTree::AddTables(const ResultsDatabase& database, const DataSet& data_se
 std::vector<const ViewNode*> ViewTree::Find(std::string_view name) const {
     std::vector<const ViewNode*> found;
     for (const ViewNode& node : nodes_) {
-        if (IsSameName(node.name, name) || EndsInName(node.path, name)) found.push_back(&node);
+        if (common::EqualIgnoringCase(node.name, name) || EndsInName(node.path, name)) found.push_back(&node);
     }
     return found;
 }

@@ -1,7 +1,5 @@
 #include "addresses.h"
 
-#include <cstring>
-
 #include "orv/core/ipv4_if.h"
 #include "orv/core/ipv4_network_block.h"
 #include "orv/core/ipv6_if.h"
@@ -65,15 +63,6 @@ std::vector<ipAddress_t> GetHostAddresses(const core::CNetworkEndpoint& endpoint
     std::vector<ipAddress_t> addresses;
     ForEachHost(endpoint, [&addresses](const auto& stack) { addresses.push_back(GetIp(*stack.front())); });
     return addresses;
-}
-
-live::IpAddress ToLiveAddress(const ipAddress_t& address) {
-    return live::IpAddress::FromBytes({address.v6.address, ipAddress_t::length_of(address.type)});
-}
-
-bool AddressLess::operator()(const ipAddress_t& a, const ipAddress_t& b) const {
-    if (a.type != b.type) return a.type < b.type;
-    return std::memcmp(a.v6.address, b.v6.address, ipAddress_t::length_of(a.type)) < 0;
 }
 
 }  // namespace orv::app

@@ -5,7 +5,6 @@
 
 #include "msgset/ip_address.h"
 #include "orv/core/network_block.h"
-#include "orv/live/address.h"
 
 namespace orv::app {
 
@@ -16,12 +15,5 @@ std::vector<ipAddress_t> GetAddresses(const core::CNetworkBlock& block);
 
 /// The addresses of the hosts behind an IP interface; none for another endpoint.
 std::vector<ipAddress_t> GetHostAddresses(const core::CNetworkEndpoint& endpoint);
-
-live::IpAddress ToLiveAddress(const ipAddress_t& address);
-
-/// Orders addresses of both versions.
-struct AddressLess {
-    bool operator()(const ipAddress_t& a, const ipAddress_t& b) const;
-};
 
 }  // namespace orv::app

@@ -7,11 +7,12 @@
 #include <utility>
 
 #include "addresses.h"
+#include "find_objects.h"
 #include "orv/core/network_block.h"
 #include "orv/ids/core_ids.h"
 #include "orv/ids/iptv_ids.h"
 #include "orv/mcastcore/multicast_group.h"
-#include "test_parts.h"
+#include "orv/nic/addresses.h"
 
 namespace orv::app {
 
@@ -66,7 +67,7 @@ class ChannelCheck {
         });
     }
 
-    /// A zapping test tells four channels at a time apart, by the last two bits of their addresses.
+    /// A zapping test distinguishes four channels at a time, by the last two bits of their addresses.
     void CheckZapping(const CScriptable& stbs) {
         std::uint64_t channels = 0;
         ForEachRange(stbs, [&](const CScriptable& range) {
@@ -141,12 +142,12 @@ class ChannelCheck {
         if (groups.empty())
             return Add(block, "StartIpList", "the list is empty", "the address of the first channel");
         const auto wrong = std::find_if(groups.begin(), groups.end(), [](const ipAddress_t& address) {
-            return !ToLiveAddress(address).IsMulticast();
+            return !nic::ToLiveAddress(address).IsMulticast();
         });
         if (wrong == groups.end()) return;
         Add(block, "StartIpList",
             fmt::format("address {} of {} is {}, which is no multicast group", wrong - groups.begin() + 1,
-                        channels.Describe(), ToLiveAddress(*wrong).ToString()),
+                        channels.Describe(), nic::ToLiveAddress(*wrong).ToString()),
             "224.0.0.0 to 239.255.255.255, or ff00:: and above");
     }
 

@@ -1,4 +1,4 @@
-// Whether the channels of a test can be joined and told apart.
+// Whether the channels of a test can be joined and distinguished.
 #pragma once
 
 #include "object_problem.h"
@@ -6,7 +6,7 @@
 
 namespace orv::app {
 
-/// What a start would stumble over in the channel blocks that are on, and in what STB blocks view of them:
+/// What would make a start fail in the active channel blocks, and in what STB blocks view of them:
 /// groups, channel numbers, addresses, sources, IP versions, and what zapping tests ask of channels.
 ObjectProblems FindChannelProblems(const core::CProject& project);
 

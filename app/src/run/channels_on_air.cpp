@@ -75,8 +75,8 @@ void ChannelsOnAir::Look() {
                 hosts_.push_back(GetHostAddresses(*path.first));
                 const std::size_t hosts = hosts_.back().size();
                 if (hosts == 0) continue;
-                // Stream i goes from host i to group i, each counted anew when there are no more: group i has
-                // every so manieth host. There may be a million streams, so they are not gone through.
+                // Stream i goes from host i to group i, each modulo its count: group i has
+                // every nth host. There may be a million streams, so they are not enumerated.
                 const std::size_t step = std::gcd(hosts, addresses.size());
                 for (std::size_t i = 0; i < addresses.size(); ++i)
                     senders_[addresses[i]].push_back({hosts_.size() - 1, i % step, step});

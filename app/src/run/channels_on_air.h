@@ -8,6 +8,7 @@
 
 #include "addresses.h"
 #include "orv/framework/scriptable.h"
+#include "orv/il/address_order.h"
 #include "orv/il/network.h"
 
 namespace orv::app {
@@ -43,8 +44,8 @@ class ChannelsOnAir {
     const Announce announce_;
     std::vector<std::uint32_t> generators_;  ///< handles
     bool is_known_ = false;
-    std::vector<std::vector<ipAddress_t>> hosts_;                       ///< by path
-    std::map<ipAddress_t, std::vector<Senders>, AddressLess> senders_;  ///< by group
+    std::vector<std::vector<ipAddress_t>> hosts_;                            ///< by path
+    std::map<ipAddress_t, std::vector<Senders>, il::AddressOrder> senders_;  ///< by group
 };
 
 }  // namespace orv::app

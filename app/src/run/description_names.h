@@ -6,7 +6,7 @@ namespace orv::app::run_description {
 inline constexpr const char* kTitle = "Title";
 inline constexpr const char* kTestFile = "TestFile";  ///< its path, as it was given
 inline constexpr const char* kTestFileText = "TestFileText";
-/// What took the place of values of the file, a line each: "--set NAME/Property=VALUE".
+/// What replaced values of the file, a line each: "--set NAME/Property=VALUE".
 inline constexpr const char* kSettings = "Settings";
 inline constexpr const char* kSeed = "Seed";
 inline constexpr const char* kVersion = "Version";  ///< of the program

@@ -7,12 +7,12 @@
 #include <map>
 #include <utility>
 
+#include "find_objects.h"
 #include "orv/core/network_interface.h"
 #include "orv/ids/core_ids.h"
 #include "orv/ids/framework_ids.h"
 #include "orv/ids/igmpmld_ids.h"
 #include "orv/ids/iptv_ids.h"
-#include "test_parts.h"
 
 namespace orv::app {
 

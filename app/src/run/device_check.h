@@ -1,4 +1,4 @@
-// Whether the devices of set-top boxes hang together: port, interfaces, protocol.
+// Whether the devices of set-top boxes are complete: port, interfaces, protocol.
 #pragma once
 
 #include "object_problem.h"
@@ -6,7 +6,7 @@
 
 namespace orv::app {
 
-/// What a start would stumble over in devices, and in the STB blocks that it looks at: relations that are
+/// What would make a start fail in devices, and in the STB blocks that it looks at: relations that are
 /// missing or lead to parts of another device, and devices of one port that differ in their tags.
 ObjectProblems FindDeviceProblems(const core::CProject& project);
 

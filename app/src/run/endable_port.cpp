@@ -11,7 +11,7 @@ struct Registry {
     std::vector<EndablePort*> ports;
 };
 
-/// Never destroyed: whoever ends the process may come late.
+/// Never destroyed: the thread that ends the process may still use it.
 Registry& GetRegistry() {
     static Registry& registry = *new Registry;
     return registry;

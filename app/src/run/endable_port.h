@@ -10,7 +10,7 @@
 
 namespace orv::app {
 
-/// A live port that any thread may end, and that takes calls in vain and knows its figures afterwards.
+/// A live port that any thread may end. Afterwards it ignores calls and keeps its last figures.
 class EndablePort {
   public:
     explicit EndablePort(std::unique_ptr<nic::LivePort> port);
@@ -21,7 +21,7 @@ class EndablePort {
     void Receive(const std::vector<std::byte>& bytes);
     void SetStreams(std::vector<nic::Stream> streams);
     nic::LiveFigures GetFigures() const;
-    /// The port has left its groups and is gone when it returns.
+    /// The port has left its groups and is destroyed when it returns.
     void End();
 
     /// Ends all there are, for a process that is about to end.

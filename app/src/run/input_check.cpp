@@ -9,6 +9,7 @@
 
 #include "channel_check.h"
 #include "device_check.h"
+#include "find_objects.h"
 #include "live_port_check.h"
 #include "mistake_writer.h"
 #include "orv/core/port.h"
@@ -21,14 +22,13 @@
 #include "port_location.h"
 #include "report_keys.h"
 #include "sequence_check.h"
-#include "test_parts.h"
 #include "traffic.h"
 
 namespace orv::app {
 
 namespace {
 
-/// What the set-top boxes of live ports cannot do; null for all else.
+/// What the set-top boxes of live ports do not support; null for anything else.
 const char* FindRefusedTest(std::uint8_t type) {
     switch (type) {
         case ids::TestType::FAST_CHANNEL_CHANGE:
@@ -79,8 +79,8 @@ class Check {
         }
     }
 
-    /// The program's own rules come first: they speak of the file, where those of the plug-in may speak of
-    /// what they have looked for in vain.
+    /// The program's own rules come first: they refer to the file, where those of the plug-in may refer to
+    /// objects that they did not find.
     void Parts() {
         Add(FindDeviceProblems(project_));
         Add(FindChannelProblems(project_));
@@ -118,7 +118,7 @@ class Check {
         Take(context);
     }
 
-    /// What nothing else has been found for is said, however it is said.
+    /// Reports without a clearer mistake are passed on as they are.
     void Finish() {
         if (outcome_.mistakes.empty()) std::swap(outcome_.mistakes, said_better_);
     }
@@ -130,7 +130,7 @@ class Check {
         return ports;
     }
 
-    /// The first block that goes over the limit of all is told.
+    /// The first block that exceeds the common limit is reported.
     void CountStreams(const l2l3::CStreamBlock& block) {
         if (const std::string problem = FindStreamCountProblem(block); !problem.empty())
             return Add({&block, "DstBinding", problem});
@@ -155,7 +155,7 @@ class Check {
         return !file_.HasSequence() && built_.objects.contains(command.GetHandle());
     }
 
-    /// A command that is not in the file cannot be told to test others. True when there are none.
+    /// Commands that are not in the file cannot be edited there. True when there are none.
     bool RefuseLackOfBoxes() {
         const ScriptableVec blocks = FindBelow(project_, ids::IptvStbBlockConfig::CLASS);
         if (!FindActive(project_, ids::IptvStbBlockConfig::CLASS).empty()) return false;
@@ -225,7 +225,7 @@ void CheckInput(const TestFile& file, const TestFile::Built& built, core::CProje
     check.Ports();
     check.Parts();
     check.StartCommands();
-    // The validators go by what kind of test the start commands say it is.
+    // The validators depend on the kind of test that the start commands select.
     check.Objects();
     check.Finish();
     SortMistakes(outcome.mistakes);

@@ -3,7 +3,7 @@
 
 #include "orv/core/project.h"
 #include "run_outcome.h"
-#include "test_file/test_file.h"
+#include "test_file/parsed_file.h"
 
 namespace orv::app {
 

@@ -81,10 +81,10 @@ void AddHost(const core::CEthIIIf& layer, EthIIIf_s& record) {
     if (record.SrcMacList.size() == 1) record.SourceMac = record.SrcMacList.front();
 }
 
-/// Puts what a layer says of one host into the record of the layer.
+/// Puts a layer's values for one host into the record of the layer.
 using Adder = std::function<void(const CNetworkInterface& layer)>;
 
-/// Writes a stack down layer by layer.
+/// Converts a stack to records, layer by layer.
 class StackWriter {
   public:
     explicit StackWriter(const CNetworkInterface& top) : hosts_(top) {
@@ -152,13 +152,13 @@ bool HasStack(const CNetworkInterface& interface) {
            interface.GetU8(ids::EmulatedIf::IlMembership) == ids::IlMembership::INCLUDED;
 }
 
-/// Waits for the answer to a request.
+/// Waits for the response to a request.
 class Answer {
   public:
     framework::ResponseDelegate GetDelegate() {
         return framework::ResponseDelegate::To<&Answer::OnAnswer>(this);
     }
-    /// The RPC manager answers a request that nobody else has answered.
+    /// The RPC manager itself responds to a request that times out.
     void Wait() const {
         auto& tasks = framework::CTaskManager::Instance();
         while (!tasks.WaitUntil([this] { return has_come_; }, std::chrono::hours(1))) {

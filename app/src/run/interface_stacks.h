@@ -1,4 +1,4 @@
-// The interface stacks of the hosts on a port, as the port is told of them.
+// The interface stacks of the hosts on a port, as they are sent to the port.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-// What is known of a run while it goes on.
+// The known outcome of a run in progress.
 #pragma once
 
 #include <atomic>

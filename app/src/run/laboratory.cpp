@@ -51,7 +51,7 @@ void Laboratory::OnChannelsChange(const std::function<void()>& change) {
     live_.FollowGenerators();
 }
 
-/// All ports have worked off what was before when the change comes.
+/// All ports have processed earlier events when the change takes effect.
 void Laboratory::AnnounceChange(std::size_t link, const std::function<void()>& change) {
     if (link == links_.size()) return change();
     links_[link]->ChannelsChange([&] { AnnounceChange(link + 1, change); });

@@ -2,12 +2,12 @@
 #pragma once
 
 #include "object_problem.h"
-#include "test_file/test_file.h"
+#include "test_file/parsed_file.h"
 
 namespace orv::app {
 
-/// Objects that the wizard has made stand for those that it made them of. Objects without a name of their own
-/// are called by a reference that leads to them, not by the name that the host gave them.
+/// Mistakes of objects that the wizard has made are reported for their source objects. Objects without a name
+/// of their own are called by a reference that leads to them, not by the name that the host gave them.
 class MistakeWriter {
   public:
     /// Both must outlive it.

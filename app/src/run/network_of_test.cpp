@@ -4,6 +4,7 @@
 
 #include "addresses.h"
 #include "orv/ids/iptv_ids.h"
+#include "orv/il/address_order.h"
 #include "orv/mcastcore/multicast_group.h"
 
 namespace orv::app {
@@ -19,10 +20,10 @@ void AppendRanges(std::vector<ipAddress_t> addresses, const BehaviourChange& cha
     const auto is_next = [](const ipAddress_t& before, const ipAddress_t& after) {
         const std::size_t last = ipAddress_t::length_of(after.type) - 1;
         ipAddress_t successor = before;
-        // Carries need not join up: two ranges do as well as one.
+        // Carries need not be merged: two ranges work as well as one.
         return before.type == after.type && ++successor.v6.address[last] != 0 && successor == after;
     };
-    std::sort(addresses.begin(), addresses.end(), AddressLess{});
+    std::sort(addresses.begin(), addresses.end(), il::AddressOrder{});
     bool first = true;
     for (const ipAddress_t& address : addresses) {
         if (!first && (ranges.back().last == address || is_next(ranges.back().last, address))) {

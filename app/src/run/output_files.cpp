@@ -22,7 +22,7 @@ namespace {
 
 constexpr std::string_view kEnding = ".db";
 constexpr std::string_view kDatabaseBegin{"SQLite format 3\0", 16};
-/// What the database engine keeps beside a database.
+/// Files that the database engine keeps beside a database.
 constexpr std::string_view kBeside[] = {"-wal", "-shm", "-journal"};
 
 bool NamesFolder(const fs::path& path) {
@@ -34,14 +34,14 @@ bool NamesFolder(const fs::path& path) {
 fs::path Resolve(fs::path path) {
     constexpr int kMostLinks = 40;
     std::error_code error;
-    // A link that leads to nothing stands for what it leads to: that is what would be made.
+    // A dangling link represents its target: that is what would be created.
     for (int i = 0; i < kMostLinks && fs::is_symlink(path, error) && !fs::exists(path, error); ++i)
         path = path.parent_path() / fs::read_symlink(path, error);
     const fs::path resolved = fs::weakly_canonical(path, error);
     return error ? fs::absolute(path).lexically_normal() : resolved;
 }
 
-/// A device takes what comes, from several as well.
+/// A device accepts output from several writers.
 bool IsShareable(const struct stat& status) {
     return !S_ISREG(status.st_mode) && !S_ISFIFO(status.st_mode);
 }
@@ -51,7 +51,7 @@ bool IsBeside(const fs::path& file, const fs::path& database) {
                        [&](std::string_view ending) { return file == fs::path(database).concat(ending); });
 }
 
-/// What a file begins with; empty for one that is empty or cannot be read.
+/// The first bytes of a file; empty when it is empty or cannot be read.
 std::string ReadBegin(const fs::path& path) {
     std::string begin(kDatabaseBegin.size(), '\0');
     std::ifstream file(path);

@@ -13,7 +13,7 @@ namespace orv::app {
 
 namespace {
 
-/// What ports say of their tests is short; results are not looked into.
+/// Messages about tests are short; results are not decoded.
 constexpr std::size_t kMostBytes = 1024;
 
 }  // namespace
@@ -35,7 +35,7 @@ PortLink::PortLink(core::CPort& port, const MakePort& make, Calls calls, Tap tap
     const auto send_later = [post](std::vector<std::byte> message) {
         post([message = std::move(message)](PortLink& link) mutable { link.OnMessage(std::move(message)); });
     };
-    // A port that hangs up is in the middle of something.
+    // A port that closes the connection is in the middle of a call.
     const auto hang_up = [post](const std::string& reason) {
         post([reason](PortLink& link) { link.Cut(reason); });
     };
@@ -51,7 +51,7 @@ PortLink::~PortLink() {
 }
 
 void PortLink::OnMessage(std::vector<std::byte> message) {
-    if (is_cut_) return;  // said before, and still on its way then
+    if (is_cut_) return;  // sent before, and still in flight then
     if (message.size() <= kMostBytes) NoteTest(message);
     const auto* port = dynamic_cast<const core::CPort*>(framework::CHandleRegistry::Instance().Find(handle_));
     if (port && tap_) tap_(*port, message);
@@ -66,7 +66,7 @@ void PortLink::NoteTest(const std::vector<std::byte>& bytes) {
         } else if (message.get_request_name() == "iptvcd_1.Start") {
             test_ = message.get_msg_type() == tm::TMT_FAULT ? TestState::Refused : TestState::Running;
         }
-    } catch (const tm::Tm_exception&) {  // a port may spoil what it sends; whoever it is for will say so
+    } catch (const tm::Tm_exception&) {  // a port may send damaged messages; the receiver will report it
     }
 }
 

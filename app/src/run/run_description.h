@@ -1,10 +1,10 @@
-// What a results database says of the run that wrote it, so that the run can be repeated.
+// Describes a run in its results database, so that the run can be repeated.
 #pragma once
 
 #include "description_names.h"
 #include "orv/core/test_result_manager.h"
 #include "run_outcome.h"
-#include "test_file/test_file.h"
+#include "test_file/parsed_file.h"
 
 namespace orv::app {
 

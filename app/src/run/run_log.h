@@ -12,8 +12,8 @@
 namespace orv::app {
 
 /// Listens for its life. Errors are kept: a run with errors has failed, whatever its verdict. An error or
-/// warning is kept, and passed on to the listener, once: loggers tell the same to developers and users, and
-/// whoever passes an error on puts his name before it. Thread-safe.
+/// warning is kept, and passed on to the listener, once: loggers write the same for developers and users, and
+/// whatever passes an error on prefixes its name. Thread-safe.
 class RunLog {
   public:
     using Listener = std::function<void(const framework::LogRecord&)>;
@@ -27,7 +27,7 @@ class RunLog {
     static bool IsError(const framework::LogRecord& record);
     /// An error of the program's own.
     void AddError(const std::string& text);
-    /// An error that those who passed it on have put their names before: "Loop: Start: no port".
+    /// An error prefixed with the names of those that passed it on: "Loop: Start: no port".
     void AddPassedOn(const std::string& text);
     std::vector<std::string> GetErrors() const;
 

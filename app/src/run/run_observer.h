@@ -1,11 +1,11 @@
-// Whoever watches a run.
+// Observer of a run.
 #pragma once
 
 #include <chrono>
 #include <string>
 
 #include "orv/framework/logger.h"
-#include "test_report.h"
+#include "report_of_test.h"
 
 namespace orv::app {
 
@@ -21,7 +21,7 @@ class IRunObserver {
   public:
     virtual ~IRunObserver() = default;
     virtual void OnTestBegins(const std::string& test, std::chrono::nanoseconds duration) = 0;
-    /// True while the observer would show figures if it were given some: they are looked up only then.
+    /// True while the observer shows figures: they are looked up only then.
     virtual bool WantsProgress() = 0;
     virtual void OnProgress(const RunProgress& progress) = 0;
     /// One line for people: "the test ends in order".

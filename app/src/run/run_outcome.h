@@ -1,4 +1,4 @@
-// What came of a run.
+// The outcome of a run.
 #pragma once
 
 #include <cstdint>
@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "orv/nic/live_port.h"
+#include "report_of_test.h"
 #include "test_file/mistake.h"
-#include "test_report.h"
 
 namespace orv::app {
 

@@ -6,6 +6,7 @@
 #include <set>
 #include <utility>
 
+#include "find_objects.h"
 #include "orv/core/port.h"
 #include "orv/core/protocol_blocks.h"
 #include "orv/framework/handle_registry.h"
@@ -17,7 +18,6 @@
 #include "orv/ids/igmpmld_ids.h"
 #include "orv/ids/iptv_ids.h"
 #include "orv/ids/l2l3_ids.h"
-#include "test_parts.h"
 
 namespace orv::app {
 

@@ -1,12 +1,12 @@
-// Whether the commands of a sequence find what they need when their turn comes.
+// Whether the commands of a sequence find what they need when they run.
 #pragma once
 
 #include "object_problem.h"
 
 namespace orv::app {
 
-/// Goes through the sequence as a run does, loops twice: generators that are to run, tests that are to have
-/// ended, addresses and protocols that are to be there, and what commands are told to do.
+/// Simulates the sequence as a run executes it, loops twice: generators that are to run, tests that are to
+/// have ended, addresses and protocols that are to be there, and what commands are told to do.
 ObjectProblems FindSequenceProblems();
 
 }  // namespace orv::app

@@ -19,7 +19,7 @@
 #include "recording/recording_file.h"
 #include "run_description.h"
 #include "run_log.h"
-#include "test_watch.h"
+#include "watchdog.h"
 #include "wizard_run.h"
 
 namespace orv::app {
@@ -28,7 +28,7 @@ using framework::CSequencer;
 
 namespace {
 
-/// So long the results of a test may take to be written when its sequence has ended.
+/// Time limit for writing the results of a test after its sequence has ended.
 constexpr auto kLastWrites = std::chrono::seconds(120);
 
 framework::ScriptableVec FindStartCommands() {
@@ -49,7 +49,7 @@ void SetDatabaseName(const std::filesystem::path& database) {
     }
 }
 
-/// The connections to ports, which end with it, whatever ended the run. Nobody is told any more.
+/// The connections to ports, which end with it, whatever ended the run. No callbacks follow.
 struct Connections {
     Connections() = default;
     ~Connections() { framework::CRpcManager::Instance().Reset(); }
@@ -206,7 +206,7 @@ class Session::Impl {
             laboratory.ConfigureInterfaces();
             // Only now: a recording that is there is not given up for a run that does not begin.
             if (!options.record.empty()) recorder.emplace(options.record);
-            TestWatch watch(laboratory, log, observer, known);
+            Watchdog watch(laboratory, log, observer, known);
             RunToEnd(watch, database, log);
             known.SetPreparing(false);
             outcome.tests = watch.TakeReports();
@@ -222,7 +222,7 @@ class Session::Impl {
         if (recorder) recorder->Close();
     }
 
-    static void RunToEnd(const TestWatch& watch, core::TestResultManager& database, RunLog& log) {
+    static void RunToEnd(const Watchdog& watch, core::TestResultManager& database, RunLog& log) {
         CSequencer& sequencer = CSequencer::Instance();
         sequencer.Start();
         sequencer.WaitForEnd();

@@ -11,7 +11,7 @@
 #include "output_files.h"
 #include "run_observer.h"
 #include "run_outcome.h"
-#include "test_file/test_file.h"
+#include "test_file/parsed_file.h"
 
 namespace orv::app {
 

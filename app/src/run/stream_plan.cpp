@@ -9,6 +9,7 @@
 #include "orv/l2l3/stream_index_manager.h"
 #include "orv/live/frame.h"
 #include "orv/live/stream_packet.h"
+#include "orv/nic/addresses.h"
 #include "traffic.h"
 
 namespace orv::app {
@@ -18,7 +19,7 @@ using l2l3::CStreamBlock;
 
 namespace {
 
-/// A traffic path, taken apart.
+/// A traffic path, decomposed.
 struct Path {
     std::uint64_t streams = 0;
     std::vector<live::HostAddress> hosts;
@@ -36,7 +37,8 @@ Path ReadPath(const CStreamBlock::TrafficPath& path) {
         throw COrvRunTimeError(fmt::format(
             "the source {} is no IP interface; live ports send from nothing else", path.first->Describe()));
     if (const auto* block = dynamic_cast<const core::CNetworkBlock*>(path.second)) {
-        for (const ipAddress_t& address : GetAddresses(*block)) read.groups.push_back(ToLiveAddress(address));
+        for (const ipAddress_t& address : GetAddresses(*block))
+            read.groups.push_back(nic::ToLiveAddress(address));
     }
     bool are_groups = !read.groups.empty();
     for (const live::IpAddress& group : read.groups) are_groups &= group.IsMulticast();

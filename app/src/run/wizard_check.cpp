@@ -5,10 +5,10 @@
 #include <algorithm>
 #include <utility>
 
+#include "find_objects.h"
 #include "orv/framework/handle_registry.h"
 #include "orv/ids/core_ids.h"
 #include "orv/ids/iptv_ids.h"
-#include "test_parts.h"
 
 namespace orv::app {
 

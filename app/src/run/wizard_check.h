@@ -6,7 +6,7 @@
 
 namespace orv::app {
 
-/// What the wizard would stumble over in its objects, and in the devices that they turn into set-top boxes
+/// What would make the wizard fail in its objects, and in the devices that they turn into set-top boxes
 /// and sources.
 ObjectProblems FindWizardProblems(const core::CProject& project);
 

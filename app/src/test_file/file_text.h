@@ -7,7 +7,7 @@
 
 namespace orv::app {
 
-/// More than tens of thousands of devices take; what never ends is longer.
+/// More than tens of thousands of devices need; stops endless input.
 inline constexpr std::size_t kLargestFile = std::size_t{16} << 20;
 
 /// What a test file holds. It may be a pipe, which is read only once.

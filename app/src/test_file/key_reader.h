@@ -15,7 +15,7 @@
 
 namespace orv::app {
 
-/// Settings are written as properties of that type are. Nothing for a text that is none.
+/// Settings are written as properties of that type are. Nothing for an invalid text.
 template <class T>
 std::optional<T> ParseValue(framework::PropertyType type, const std::string& text) {
     framework::CPropertyMeta property;
@@ -23,7 +23,7 @@ std::optional<T> ParseValue(framework::PropertyType type, const std::string& tex
     try {
         return std::get<T>(property.Parse(text));
     } catch (const common::COrvRunTimeError&) {
-        return std::nullopt;  // who asks knows more of what is expected
+        return std::nullopt;  // the caller knows better what is expected
     }
 }
 

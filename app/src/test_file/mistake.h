@@ -50,7 +50,7 @@ class MistakeList {
     };
     void Add(const Where& where, const std::string& problem, const std::string& expected = {},
              const std::string& nearest = {});
-    /// What stands there is wrong whatever it is taken for: that it is not what is expected is no mistake of
+    /// The value is wrong in any context: that it is not what is expected is not a mistake of
     /// its own, and left out.
     void Settle(Position at) { settled_.emplace(at.setting, at.line, at.column); }
 

@@ -1,4 +1,5 @@
 #include "names.h"
+#include "orv/common/text.h"
 
 #include <fmt/format.h>
 
@@ -10,24 +11,14 @@ namespace orv::app {
 
 namespace {
 
-char ToLower(char c) {
-    return static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-}
-
 /// Longer texts are no misspelt names, and comparing them would take long.
 constexpr std::size_t kLongestName = 100;
-
-std::string ToLower(std::string_view text) {
-    std::string lower(text);
-    std::transform(lower.begin(), lower.end(), lower.begin(), [](char c) { return ToLower(c); });
-    return lower;
-}
 
 /// Optimal string alignment distance of two texts in lower case, none longer than kLongestName; some number
 /// of at least `limit` when it is not below that.
 std::size_t CountEdits(const std::string& a, const std::string& b, std::size_t limit) {
     if (std::max(a.size(), b.size()) - std::min(a.size(), b.size()) >= limit) return limit;
-    // Plain pointers: this is where all the time of a search goes.
+    // Plain pointers: a search spends all its time here.
     std::size_t rows[3][kLongestName + 1];
     std::size_t* before_last = rows[0];
     std::size_t* last = rows[1];
@@ -59,20 +50,15 @@ std::size_t CountEdits(const std::string& a, const std::string& b, std::size_t l
 
 }  // namespace
 
-bool IsSameName(std::string_view a, std::string_view b) {
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                      [](char x, char y) { return ToLower(x) == ToLower(y); });
-}
-
 std::string FindNearestName(std::string_view name, const std::vector<std::string>& known) {
     if (name.size() > kLongestName) return {};
-    const std::string lower = ToLower(name);
+    const std::string lower = common::ToLower(name);
     std::size_t fewest = std::max<std::size_t>(1, name.size() / 3) + 1;
     std::string nearest;
     for (const std::string& candidate : known) {
         if (candidate.size() > kLongestName) continue;
         const std::size_t limit = std::min(fewest, candidate.size());
-        const std::size_t edits = CountEdits(lower, ToLower(candidate), limit);
+        const std::size_t edits = CountEdits(lower, common::ToLower(candidate), limit);
         if (edits >= limit) continue;
         fewest = edits;
         nearest = candidate;

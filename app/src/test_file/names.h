@@ -10,9 +10,6 @@
 
 namespace orv::app {
 
-/// Compares without regard to case.
-bool IsSameName(std::string_view a, std::string_view b);
-
 /// The known name that takes the fewest edits (a letter put in, left out, changed, or two neighbours swapped)
 /// to become `name`, without regard to case; empty when none is near enough to be meant. The first of equals.
 std::string FindNearestName(std::string_view name, const std::vector<std::string>& known);
@@ -33,7 +30,7 @@ class KnownNames {
     const std::vector<std::string>& Get() const { return names_; }
     bool Contains(const std::string& name) const { return set_.contains(name); }
     /// As FindNearestName. Each search goes through all names, so answers are remembered, and after the
-    /// first hundred different questions there is none any more: nobody reads more suggestions.
+    /// first hundred different names it returns none: nobody reads more suggestions.
     std::string FindNearest(const std::string& name);
 
   private:

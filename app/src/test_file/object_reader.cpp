@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "names.h"
+#include "orv/common/text.h"
 #include "orv/framework/meta_class_manager.h"
 
 namespace orv::app {
@@ -30,9 +31,10 @@ std::vector<std::string> FindAlternatives(const CMetaClass& meta_class, const CM
 
 bool HasKey(const CMetaClass& meta_class, const std::string& key) {
     const auto relations = GetRelationsOf(meta_class);
-    return IsSameName(key, kChildren) || meta_class.FindProperty(key) ||
-           std::any_of(relations.begin(), relations.end(),
-                       [&key](const CRelationMeta* relation) { return IsSameName(relation->name, key); });
+    return common::EqualIgnoringCase(key, kChildren) || meta_class.FindProperty(key) ||
+           std::any_of(relations.begin(), relations.end(), [&key](const CRelationMeta* relation) {
+               return common::EqualIgnoringCase(relation->name, key);
+           });
 }
 
 void ObjectReader::ReadObjects(const SourceNode& list, std::size_t parent, const MistakeList::Where& where) {
@@ -59,7 +61,7 @@ void ObjectReader::ReadObject(const SourceNode& node, std::size_t parent, const 
     bool has_children = false;
     for (const SourceEntry& entry : node.entries) {
         if (&entry == &first) continue;
-        if (IsSameName(entry.key.text, kChildren)) {
+        if (common::EqualIgnoringCase(entry.key.text, kChildren)) {
             if (std::exchange(has_children, true))
                 mistakes_.Add({entry.key.at, plan_.Describe(index), entry.key.text},
                               "the key is given twice");

@@ -36,7 +36,7 @@ Json MakeOne(const CPropertyMeta& property, const CMetaClass& owner) {
         }
         case PropertyType::String:
         case PropertyType::OutputFilePath:
-            // YAML takes 5 and true for something else than texts; as a text they are as good.
+            // YAML reads 5 and true as other types; as texts they are accepted, too.
             return {{"type", {"string", "number", "boolean"}}};
         case PropertyType::Ipv4:
             return {{"type", "string"}, {"format", "ipv4"}};

@@ -73,7 +73,7 @@ Json MakeFault() {
                                   {"description", "Which request, without its message set."}};
         }
         constexpr std::uint64_t kMost = std::numeric_limits<std::uint32_t>::max();
-        members["occurrence"] = MakeWhole(1, kMost, "The how manieth that fits.");
+        members["occurrence"] = MakeWhole(1, kMost, "Ordinal of the match, from 1.");
         if (form.takes_delay) {
             members["delay_ms"] = MakeWhole(1, kLongestDelayMs, "How late.");
             required.push_back("delay_ms");

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "names.h"
+#include "orv/common/text.h"
 #include "reference_reader.h"
 
 namespace orv::app {
@@ -42,7 +43,7 @@ void SettingReader::ReadOne(const std::string& setting, int number, std::vector<
         return;
     }
     const std::string property = setting.substr(slash + 1, equals - slash - 1);
-    if (IsSameName(property, kChildren)) {
+    if (common::EqualIgnoringCase(property, kChildren)) {
         mistakes_.Add({at, {}, property}, "objects cannot be set, but stand in the file",
                       "a property or relation");
         return;
@@ -64,7 +65,7 @@ void SettingReader::ReadOne(const std::string& setting, int number, std::vector<
         return;
     }
     std::erase_if(entries, [&](const ObjectEntry& entry) {
-        return entry.object == *object && IsSameName(entry.entry->key.text, property);
+        return entry.object == *object && common::EqualIgnoringCase(entry.entry->key.text, property);
     });
     // What comes with its parent may not stand in the file.
     plan_.At(*object).is_written = true;

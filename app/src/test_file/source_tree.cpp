@@ -19,7 +19,7 @@ namespace {
 /// Deeper than any test file; readers go as deep as values lie.
 constexpr std::size_t kMostDepth = 200;
 
-/// A parser, and the event that it came upon last.
+/// A parser and its last event.
 class EventReader {
   public:
     explicit EventReader(std::string_view text) {
@@ -55,7 +55,7 @@ std::string_view ToText(const yaml_char_t* text) {
     return text ? reinterpret_cast<const char*>(text) : std::string_view();
 }
 
-/// Builds the tree from what the parser meets.
+/// Builds the tree from parser events.
 class TreeBuilder {
   public:
     TreeBuilder(std::string_view text, MistakeList& mistakes)
@@ -134,7 +134,7 @@ class TreeBuilder {
         Close(std::move(node));
     }
 
-    /// Notes where quotes stand, and refuses what the parser lets pass.
+    /// Notes the positions of quotes, and rejects what the parser accepts.
     void CheckStyle(const yaml_event_t& event) {
         const auto style = event.data.scalar.style;
         const std::size_t begin = places_.GetByteOf(event.start_mark.index);

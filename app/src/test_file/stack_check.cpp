@@ -22,7 +22,7 @@ const PlannedReference* FindLower(const PlannedObject& object) {
     return nullptr;
 }
 
-/// Says it once for a circle, of the relation that comes last in the file: without it there is none.
+/// Reports a cycle once, at its last relation in the file: without that one there is no cycle.
 void Refuse(const Plan& plan, const std::vector<std::size_t>& circle, MistakeList& mistakes) {
     const auto place_of = [&plan](std::size_t index) {
         const Position at = FindLower(plan.At(index))->at;
@@ -55,7 +55,7 @@ void CheckStacks(const Plan& plan, MistakeList& mistakes) {
             at = lower ? std::optional(lower->target) : std::nullopt;
         }
         if (!at) continue;  // the end of a stack
-        // A circle when it was met on this walk, not an earlier one.
+        // A cycle if it was visited on this walk, not on an earlier one.
         const auto start = std::find(walk.begin(), walk.end(), *at);
         if (start != walk.end()) Refuse(plan, {start, walk.end()}, mistakes);
     }

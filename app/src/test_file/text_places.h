@@ -28,7 +28,7 @@ class TextPlaces {
 
     std::string_view text_;
     std::vector<std::size_t> lines_;        ///< byte at which each begins
-    std::vector<std::size_t> checkpoints_;  ///< byte of every so manieth character
+    std::vector<std::size_t> checkpoints_;  ///< byte offset of every nth character
 };
 
 }  // namespace orv::app

@@ -7,6 +7,7 @@
 
 #include "names.h"
 #include "orv/common/exceptions.h"
+#include "orv/common/text.h"
 #include "orv/framework/meta_class_manager.h"
 #include "reference_reader.h"
 #include "stack_check.h"
@@ -27,7 +28,7 @@ std::string Quote(const std::string& text) {
     return quoted + "\"";
 }
 
-/// The values of a list; one value stands for a list of one.
+/// The values of a list; one value is a list of one.
 std::vector<const SourceNode*> ListValues(const SourceNode& value) {
     if (!value.IsList()) return {&value};
     std::vector<const SourceNode*> items;
@@ -52,9 +53,9 @@ class ValueReader {
             return;
         }
         const auto relations = GetRelationsOf(Class());
-        const auto relation =
-            std::find_if(relations.begin(), relations.end(),
-                         [this](const CRelationMeta* known) { return IsSameName(known->name, key_.text); });
+        const auto relation = std::find_if(
+            relations.begin(), relations.end(),
+            [this](const CRelationMeta* known) { return common::EqualIgnoringCase(known->name, key_.text); });
         if (relation != relations.end()) {
             ReadRelation(**relation);
         } else {
@@ -79,7 +80,7 @@ class ValueReader {
         for (const CRelationMeta* relation : relations) known.push_back(relation->name);
         std::vector<std::string> owners;
         for (const CRelationMeta* relation : GetRelations()) {
-            if (IsSameName(relation->name, key_.text))
+            if (common::EqualIgnoringCase(relation->name, key_.text))
                 owners.push_back(
                     framework::CMetaClassManager::Instance().GetClass(relation->source)->GetName());
         }

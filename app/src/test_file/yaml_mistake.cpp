@@ -15,7 +15,7 @@ namespace {
 
 constexpr const char* kNeighbours = "a key below the other keys, with as many blanks before it";
 
-/// What the parser says, and what people are told. "{line}" is where that begins which the parser was
+/// Messages of the parser and the texts shown to users. "{line}" is where that begins which the parser was
 /// reading.
 struct Wording {
     const char* problem;
@@ -95,7 +95,7 @@ Mistake DescribeStart(const TextPlaces& places, std::size_t byte) {
 }
 
 /// A key whose colon has no blank behind it, in the line of a byte or the one above: what follows is then
-/// taken for something else.
+/// misread.
 std::optional<Mistake> FindKeyWithoutBlank(const TextPlaces& places, std::size_t byte) {
     for (int i = 0; i < 2; ++i) {
         std::string_view line = places.GetLine(byte);

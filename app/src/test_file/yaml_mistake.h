@@ -1,4 +1,4 @@
-// What is no YAML, in words.
+// Explains YAML syntax errors.
 #pragma once
 
 #include <yaml.h>
@@ -17,7 +17,7 @@ struct QuotedText {
     std::size_t end = 0;
 };
 
-/// What was met before a parser stopped.
+/// What was read before a parser stopped.
 struct ReadSoFar {
     std::optional<QuotedText>
         last_quoted;                    ///< many mistakes come of one that is closed elsewhere than is meant

@@ -92,8 +92,8 @@ void TellStatus(ApplyStatus status, const std::string& text) {
     }
 }
 
-/// Handlers take what the RPC manager has on its error list for faults of their own requests. What is on it
-/// before the first of them has sent anything belongs to something that nobody waited for.
+/// Handlers treat the RPC manager's error list as the faults of their own requests. Errors
+/// from before the first handler sends belong to requests that nothing waited for.
 void LogEarlierRpcErrors() {
     std::vector<ErrorMsg> errors;
     CRpcManager::Instance().TakeErrors(errors);

@@ -32,7 +32,7 @@ std::vector<std::uint32_t> CApplySettler::FindDoomed(const ScriptableVec& change
     const auto is_doomed = [began](const CScriptable* object) {
         return object->IsDeleted() && object->modified_at_ <= began;
     };
-    // What lies below a doomed object goes with it.
+    // Objects below a deleted one are destroyed with it.
     std::vector<CScriptable*> parents;
     std::unordered_set<const CScriptable*> seen;
     for (const CScriptable* object : changed) {
@@ -43,7 +43,7 @@ std::vector<std::uint32_t> CApplySettler::FindDoomed(const ScriptableVec& change
     for (CScriptable* parent : parents) {
         for (CScriptable::RelationList& list : parent->relations_) {
             if (list.type != common::kParentChild) continue;
-            // The doomed go last in their parent's list: taken from the end, each is found at once.
+            // Deleted objects are last in their parent's list: searched from the end, each is found at once.
             const auto first =
                 std::stable_partition(list.objects.begin(), list.objects.end(),
                                       [&](const CScriptable* child) { return !is_doomed(child); });

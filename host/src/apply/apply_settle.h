@@ -1,4 +1,4 @@
-// What an apply that succeeded leaves behind.
+// Settles the object tree after a successful apply.
 #pragma once
 
 #include <cstdint>

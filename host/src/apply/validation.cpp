@@ -101,7 +101,7 @@ void ValidatorRegistry::ValidateTree(CScriptable& root, ValidationContext& conte
 
 void ValidatorRegistry::ValidateBelow(CScriptable& root, const Holders& holders,
                                       ValidationContext& context) const {
-    // What is going to be deleted may be as wrong as it likes. Validators of the objects above still see it.
+    // Objects marked for deletion are not validated. Validators of the objects above still see them.
     if (root.IsDeleted()) return;
     ValidateObject(root, context);
     if (!holders.Contains(root.GetMetaClass())) return;

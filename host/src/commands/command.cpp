@@ -94,7 +94,7 @@ bool CCommand::CanDelete() const {
 }
 
 void CCommand::Delete() {
-    // One that is pending is simply not found when its turn comes.
+    // A pending one is simply not found when it is due.
     if (GetCommandState() == COMMAND_RUNNING) {
         throw common::COrvRunTimeError(Describe() + " is running and cannot be destroyed");
     }

@@ -31,8 +31,8 @@ std::set<std::uint32_t>& Running() {
     return *running;
 }
 
-/// The status text for what a run threw. Texts of the host's exceptions are made for users and stand by
-/// themselves.
+/// The status text for an exception of a run. Texts of the host's exceptions are meant for users and used
+/// unchanged.
 std::string DescribeFailure(const CCommand& command, const std::exception_ptr& exception) {
     const std::string& class_name = command.GetMetaClass()->GetName();
     const std::string step = command.GetStep().empty() ? "" : command.GetStep() + ": ";
@@ -95,7 +95,7 @@ void CCommand::Prepare() {
     for (const ValidationReport& error : context.GetErrors())
         LogError([&] { return Describe() + ": " + error.message; });
     if (valid && context.GetErrors().empty()) return;
-    // A command may have found words of its own; those of a warning are not the reason.
+    // A command may have set its own status text; that of a warning is not the reason.
     std::string text = GetStatus();
     for (const ValidationReport& warning : context.GetWarnings())
         if (text == warning.message) text.clear();
@@ -131,7 +131,7 @@ void CCommand::RunGuarded() {
 }
 
 void CCommand::ReportGuarded(const char* what, const std::function<void()>& report) {
-    // A value is stored before anybody is told, so whoever fails at being told does not hold the command up.
+    // A value is stored before delegates are called, so a failing delegate does not stop the command.
     try {
         report();
     } catch (...) {
@@ -150,7 +150,7 @@ std::vector<CCommand*> CCommand::GetUnderWay(const CScriptable* root) {
     std::vector<CCommand*> found;
     for (const std::uint32_t handle : Running()) {
         auto* command = dynamic_cast<CCommand*>(CHandleRegistry::Instance().Find(handle));
-        // One that was destroyed while pending has left its handle behind, which another may bear by now.
+        // The handle of one that was destroyed while pending may belong to another object by now.
         if (command && command->IsUnderWay() && is_below(command)) found.push_back(command);
     }
     return found;

@@ -22,7 +22,7 @@ CCommand* FindCommand(std::uint32_t handle) {
     return dynamic_cast<CCommand*>(CHandleRegistry::Instance().Find(handle));
 }
 
-/// What a command of a sequence throws names the command.
+/// Exceptions of a sequence name the command.
 void ExecuteInSequence(CCommand& command) {
     const std::string name = command.GetName();
     try {
@@ -32,7 +32,7 @@ void ExecuteInSequence(CCommand& command) {
     }
 }
 
-/// So many iterations of a loop may pass without any time passing.
+/// Limit of loop iterations that take no time.
 constexpr int kMostIdle = 250;
 
 const StaticRegisterClass<CSequencer> sequencer_registration{ids::Sequencer::CLASS};
@@ -193,8 +193,8 @@ void CSequencerLoopCommand::DoRun() {
         SetProgress(iteration, count);
         RunOnce();
         if (GetProgressCancelled()) return;
-        // Whoever is to stop a loop of commands that take no time must get some: on the virtual clock timers
-        // would never fall due. Loops of usual length keep their times.
+        // A loop of commands that take no time must yield so that it can be stopped: on the virtual clock
+        // timers would never expire. Loops of usual length keep their times.
         idle = tasks.GetNow() == last ? idle + 1 : 0;
         tasks.CtmYield(count == 0 || idle >= kMostIdle ? 1 : 0);
         if (idle >= kMostIdle) idle = 0;

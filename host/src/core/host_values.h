@@ -1,4 +1,4 @@
-// Values that differ from host to host.
+// Values that differ between hosts.
 #pragma once
 
 #include <cstdint>

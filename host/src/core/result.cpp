@@ -110,7 +110,7 @@ void CResultModule::Unsubscribe(std::uint32_t id) {
     if (found == subscribers_.end()) return;
     CResultHandler* handler = found->second.first;
     handler->HandleUnsubscribe(id);
-    handler->UpdateSubscription();  // delivers the last word, so the subscriber goes afterwards
+    handler->UpdateSubscription();  // delivers the last update, so the subscriber is removed afterwards
     subscribers_.erase(id);
 }
 

@@ -60,7 +60,7 @@ class IterationNumber {
         database.SetIterationNumber(iteration);
     }
     ~IterationNumber() {
-        // The manager may have gone in one of the waits.
+        // The manager may have been destroyed during a wait.
         if (auto* database = core::TestResultManager::GetCurrentInstance())
             database->SetIterationNumber(before_);
     }
@@ -74,7 +74,7 @@ class IterationNumber {
 /// A data set: the file, and its number in it.
 using DataSet = std::pair<std::string, std::uint32_t>;
 
-/// What was written last. As long as the manager is still at it no test has been there since.
+/// What was written last. While the manager still has it open, no test has run since.
 DataSet& LastWritten() {
     static DataSet data_set;
     return data_set;

@@ -15,7 +15,7 @@ using framework::ScriptableVec;
 
 namespace {
 
-/// Time in which generators stand ready before they send, so that waiters see them start.
+/// Time in which generators are starting before they send, so that waiters see the state.
 constexpr int kGeneratorStartMs = 10;
 
 void SetStateOfGenerators(const ScriptableVec& generators, std::uint8_t state) {
@@ -97,7 +97,7 @@ void CGeneratorStartCommand::DoRun() {
     }
     const std::string names = core::JoinNames(unreachable);
     framework::CTaskManager::Instance().CtmYield(kGeneratorStartMs);
-    // Whatever was stopped or deleted in the meantime stays as it is.
+    // Generators stopped or deleted in the meantime are not changed.
     ScriptableVec starting = FindGenerators();
     std::erase_if(starting, [](const CScriptable* generator) {
         return dynamic_cast<const CGenerator&>(*generator).GetState() != ids::GeneratorState::STARTING;

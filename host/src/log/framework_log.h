@@ -14,7 +14,7 @@ void LogDebug(const LazyText& text, const std::source_location& where = std::sou
 void LogWarn(const LazyText& text, const std::source_location& where = std::source_location::current());
 void LogError(const LazyText& text, const std::source_location& where = std::source_location::current());
 
-/// What an exception says, whatever its type: its own text, "the integer -1", "an exception of unknown type".
+/// The text of an exception of any type: its own text, "the integer -1", "an exception of unknown type".
 std::string DescribeException(const std::exception_ptr& exception);
 
 }  // namespace orv::framework

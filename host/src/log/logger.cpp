@@ -1,4 +1,4 @@
-// Loggers on spdlog: one spdlog logger per name, all in front of one set of places to write to.
+// Loggers on spdlog: one spdlog logger per name, all with one set of sinks.
 #include "orv/framework/logger.h"
 
 #include <fmt/format.h>
@@ -58,7 +58,7 @@ std::string_view View(spdlog::string_view_t text) {
     return {text.data(), text.size()};
 }
 
-/// Writes the level as callers know it.
+/// Writes the name of the host's level.
 class LevelFlag : public spdlog::custom_flag_formatter {
   public:
     void format(const spdlog::details::log_msg& message, const std::tm&, spdlog::memory_buf_t& out) override {
@@ -107,7 +107,7 @@ class ListenerSink : public spdlog::sinks::base_sink<std::recursive_mutex> {
     int next_id_ = 1;
 };
 
-/// The places that all loggers write to. The mutex of a dist_sink would be held while listeners run and is
+/// The sinks that all loggers write to. The mutex of a dist_sink would be held while listeners run and is
 /// not recursive, so listeners stand beside it.
 struct Places {
     std::shared_ptr<spdlog::sinks::dist_sink_mt> output = std::make_shared<spdlog::sinks::dist_sink_mt>();

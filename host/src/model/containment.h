@@ -1,4 +1,4 @@
-// Which objects can be children of which, and lie below which.
+// Which classes can be children of, or below, which others.
 #pragma once
 
 #include <memory>

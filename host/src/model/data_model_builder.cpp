@@ -157,7 +157,7 @@ class Builder {
         }
     }
 
-    /// An object that brought along one of its own class, directly or through others, could never be created.
+    /// Default children that include their own class, directly or through others, would never end.
     void CheckDefaultChildren() {
         std::set<const CMetaClass*> path;
         for (const DataModelFile& file : files_) {

@@ -12,7 +12,7 @@
 
 namespace orv::framework {
 
-/// Everything that a model adds. Nothing of it is known to anybody until it is taken over.
+/// Everything that a model adds. Nothing of it is visible until it is taken over.
 struct BuiltDataModel {
     std::vector<std::unique_ptr<CEnumMeta>> enumerations;
     std::vector<std::unique_ptr<CMetaClass>> classes;  ///< base classes before derived ones

@@ -19,7 +19,7 @@ CScriptable::CScriptable() {
 CScriptable::~CScriptable() {
     CNotificationService::Instance().Notify(*this, CNotificationService::Change::Destroyed);
     // Delete() has ended relations and destroyed the children where there were any; what is left of an object
-    // that was released or whose creation failed goes quietly: its class is gone already.
+    // that was released or whose creation failed is destroyed without callbacks: its class no longer exists.
     if (const RelationList* children = FindRelations(common::kParentChild)) {
         const std::vector<CScriptable*> doomed = children->objects;
         for (auto child = doomed.rbegin(); child != doomed.rend(); ++child) (*child)->Delete();
@@ -137,7 +137,7 @@ bool CScriptable::MarkDelete(bool children, bool relations) {
 }
 
 void CScriptable::Delete() {
-    // Everything below is told while it is still whole, so that nobody calls an object that is half gone.
+    // Everything below is notified while it is still complete, so that no partly destroyed object is called.
     MarkDelete(true, true);
     if (const RelationList* below = FindRelations(common::kParentChild)) {
         const std::vector<CScriptable*> doomed = below->objects;

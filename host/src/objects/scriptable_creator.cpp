@@ -24,7 +24,7 @@ struct Discard {
         try {
             if (was_initialised) object->MarkDelete(true, true);
         } catch (const std::exception&) {
-            // It goes all the same; why its creation failed is what the caller hears of.
+            // It is destroyed all the same; the caller gets the reason why its creation failed.
         }
         object->SetObjectState(CScriptable::STATE_OBSOLETE);
         object->Delete();
@@ -68,7 +68,7 @@ CScriptable* CScriptableCreator::Create(const CMetaClass* metaClass, CScriptable
     };
     const CMetaClass::Factory factory = metaClass->GetFactory();
     if (definition.is_abstract) {
-        // A class's own factory may refuse in its own words.
+        // A class's own factory may give its own reason.
         if (HasOwnFactory(*metaClass)) factory.destroy(factory.make());
         throw common::COrvLogicError("Trying to create an abstract class : C" + definition.name);
     }

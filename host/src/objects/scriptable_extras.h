@@ -12,7 +12,7 @@ namespace orv::framework {
 struct CScriptable::Extras {
     std::vector<RelationChangeDelegate> relation_delegates;
     std::vector<std::pair<PropId, PropertyChangeDelegate>> property_delegates;
-    /// By handle: an object that has been destroyed since is simply not found any more.
+    /// By handle: an object that has been destroyed since is simply no longer found.
     struct RemovedList {
         RelationType type;
         std::vector<std::uint32_t> handles;

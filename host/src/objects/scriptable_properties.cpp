@@ -99,7 +99,7 @@ std::string CScriptable::Get(const char* name) const {
 }
 
 void CScriptable::StoreValue(const CPropertyMeta& meta, PropertyValue value) {
-    // Active is what comes out of the user's choice and the ancestors; setting it sets the choice.
+    // Active combines the user's choice and the ancestors; setting it sets the choice.
     if (meta.id == ids::Scriptable::Active)
         return StoreValue(FindPropertyOrThrow(ids::Scriptable::LocalActive), value);
     ORV_ASSERT(meta.id != ids::Scriptable::Handle, "A handle is given once, by the creator");
@@ -121,7 +121,7 @@ void CScriptable::NotifyPropertyModified(const CPropertyMeta& meta) {
     Property property{*this, meta};
     OnPropertyModified(property);
     if (extras_ && !extras_->property_delegates.empty()) {
-        // A delegate may register and unregister others; one that is gone by its turn is not called.
+        // A delegate may register and unregister others; one that was removed meanwhile is not called.
         const auto delegates = extras_->property_delegates;
         for (const auto& entry : delegates) {
             const auto& current = extras_->property_delegates;

@@ -248,11 +248,11 @@ void CScriptable::GetObjects(ScriptableVec& objects, ClassId id, RelationType ty
     }
     const RelationList* list = FindRelations(type);
     if (!list) return;
-    // Deleted ones come last, so that whoever takes the first match takes a live object.
+    // Deleted ones come last, so that the first match is a live object.
     bool deleted = false;
     const std::size_t count = list->objects.size();
     for (std::size_t i = 0; i < count; ++i) {
-        // Objects lie far apart; asking for the next ones early hides the way to memory in large projects.
+        // Objects are far apart in memory; prefetching the next ones hides the latency in large projects.
         if (i + 8 < count) __builtin_prefetch(list->objects[i + 8]);
         CScriptable* object = list->objects[i];
         if (!object->IsTypeOf(id)) continue;

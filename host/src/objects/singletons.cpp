@@ -20,7 +20,7 @@ CScriptable* FindSingleton(common::ClassId id) {
     const auto found = Handles().find(id);
     CScriptable* object =
         found == Handles().end() ? nullptr : CHandleRegistry::Instance().Find(found->second);
-    // The handle of one that is gone may have been given to another object since.
+    // The handle of a destroyed one may belong to another object by now.
     return object && object->GetClassId() == id ? object : nullptr;
 }
 

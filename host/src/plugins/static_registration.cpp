@@ -7,7 +7,7 @@ namespace orv::framework {
 namespace {
 
 std::vector<std::string>& Errors() {
-    // Never destroyed: static initialisers of any library may come first or last.
+    // Never destroyed: static initialisers of any library may run first or last.
     static auto* errors = new std::vector<std::string>;
     return *errors;
 }

@@ -1,4 +1,4 @@
-// Whether a file can take results, found out before there are any.
+// Checks whether a file can take results before there are any.
 #include <boost/filesystem/operations.hpp>
 #include <chrono>
 #include <cstdint>
@@ -25,7 +25,7 @@ std::uintmax_t GetSize(const std::string& path) {
     return error ? 0 : size;
 }
 
-/// The log of a file in WAL mode: somebody writes the file, or he was killed.
+/// The log of a file in WAL mode: another process writes the file, or was killed.
 bool HasLog(const std::string& path) {
     return GetSize(path + "-wal") > 0;
 }
@@ -55,12 +55,12 @@ bool IsOthers(SqliteConnection& connection) {
 
 /// Throws SqliteError where the file cannot be read.
 std::string FindProblem(const std::string& path) {
-    // A file that somebody writes, or whose writer was killed, stays as it is. Any other is opened as the run
-    // will open it, because SQLite leaves files beside one in WAL mode when it may only read it.
+    // A file that another process writes, or whose writer was killed, is not changed. Any other is opened as
+    // the run will open it, because SQLite leaves files beside one in WAL mode when it may only read it.
     SqliteConnection connection(
         path, HasLog(path) ? SqliteConnection::Mode::ReadOnly : SqliteConnection::Mode::Existing);
     connection.SetLockWait(kLockWait);
-    // Nobody makes the file shorter meanwhile.
+    // The file is not truncated meanwhile.
     const SqliteTransaction reading(connection, SqliteTransaction::Kind::Deferred);
     if (IsOthers(connection)) return "it is no results database: it has no table DataSets";
     const std::vector<std::string> schema = ReadSchema(connection);
@@ -95,7 +95,7 @@ std::string FindResultsFileProblem(const std::string& path) {
         if (error.IsNoDatabase()) return "it is no database";
         if (error.IsDamage())
             return std::string("it is a damaged database, or one that was cut off: ") + error.what();
-        // A lock ends, and other trouble is told by what comes of it: the results go to another file then.
+        // A lock ends, and other errors show later: the results go to another file then.
         return {};
     }
 }

@@ -80,7 +80,7 @@ std::string MakeRecoveryFile(const std::string& folder, const std::string& path)
 void CopyDataSet(SqliteConnection& connection, TableCatalogue& catalogue, const std::string& from,
                  std::uint32_t data_set) {
     const AttachedFile attached(connection, from);
-    // Another program may be the one that writes to the source just now.
+    // Another program may be writing to the source at present.
     SqliteTransaction transaction(connection, SqliteTransaction::Kind::Deferred);
     for (const std::string& table : ReadTables(connection)) {
         const std::vector<Column> columns = ReadColumns(connection, table);

@@ -19,12 +19,12 @@ using Mode = SqliteConnection::Mode;
 constexpr const char* kPageSize = "PRAGMA page_size = 8192";
 /// 32 MB of log between two checkpoints, which are what waits for the disk.
 constexpr const char* kCheckpointDistance = "PRAGMA wal_autocheckpoint = 4000";
-/// So many times longer than other operations, the beginning of a data set waits: other runs make all their
-/// tables meanwhile, and there is nothing to lose yet.
+/// The beginning of a data set waits this many times longer than other operations: other runs create all
+/// their tables meanwhile, and there is nothing to lose yet.
 constexpr int kSetUpPatience = 3;
 constexpr std::chrono::milliseconds kRetryPause{10};
 /// The share of the wait that readers get at the beginning of a data set, once before the change to WAL mode
-/// and once after it has failed: they read as long as they like, and somebody waits for the test to begin.
+/// and once after it has failed: readers may take long, and the user waits for the test to begin.
 constexpr int kReaderShare = 5;
 /// How long the end of a test waits for readers.
 constexpr std::chrono::milliseconds kReaderWait{1000};
@@ -96,7 +96,7 @@ void ResultsFile::Rehearse(NewDataSet data_set, const std::vector<std::string>& 
         try {
             file.connection_->Execute(statement);
         } catch (const SqliteError&) {
-            // What needs another program's functions is not in the way of results.
+            // Objects that need another program's functions do not affect results.
         }
     }
     file.MakeDataSet(0);
@@ -178,7 +178,7 @@ void ResultsFile::Open(Mode mode) {
 }
 
 void ResultsFile::EnterWalMode() {
-    // SQLite gives up at once where waiting could be in vain: when several runs make the file together.
+    // SQLite fails at once where waiting could deadlock: when several runs create the file together.
     connection_->SetLockWait(std::chrono::milliseconds(0));
     const auto deadline = std::chrono::steady_clock::now() + lock_wait_ / kReaderShare;
     for (bool done = false; !done;) {
@@ -187,7 +187,7 @@ void ResultsFile::EnterWalMode() {
             done = true;
         } catch (const SqliteError& error) {
             if (!error.IsBusy()) throw;
-            // Somebody reads an older data set just now; without WAL mode he and the test wait for each
+            // A reader has an older data set open; without WAL mode it and the test wait for each
             // other.
             done = std::chrono::steady_clock::now() >= deadline;
             if (!done) std::this_thread::sleep_for(kRetryPause);

@@ -23,8 +23,8 @@ struct WriterOptions {
 /// Does jobs in the order in which they are pushed. The first job that fails is the last that is done: those
 /// behind it are dropped until one starts afresh. A job whose results went to another file has not failed.
 ///
-/// Whoever waits gives up the task lock meanwhile. He waits on a condition variable and does no other work,
-/// since he may hold a lock of his own that such work would want.
+/// A waiting thread releases the task lock. It waits on a condition variable and does no other work,
+/// since it may hold another lock that such work would need.
 class ResultsWriter {
   public:
     enum class Kind {

@@ -1,4 +1,4 @@
-// Copies of objects' values on their way to the writer thread.
+// Copies of objects' values for the writer thread.
 #pragma once
 
 #include <cstddef>
@@ -22,7 +22,7 @@ struct StoredValue {
 };
 
 /// Rows of any number of classes. Values lie one behind the other without an allocation of their own, because
-/// whoever copies them holds the task lock.
+/// the copying thread holds the task lock.
 class RowGroup {
   public:
     /// The rows of one class, in the order in which they were added.

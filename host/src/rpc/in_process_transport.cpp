@@ -35,7 +35,7 @@ struct Link {
 };
 
 /// Hands an end what has arrived. Runs under the task lock, and so does Close where it forbids callbacks:
-/// whoever has closed an end knows that no callback of it is running or will run.
+/// after Close no callback of the end is running or will run.
 void Deliver(const std::shared_ptr<Link>& link, int index) {
     Link::End& end = link->ends[index];
     for (;;) {
@@ -61,8 +61,8 @@ void Deliver(const std::shared_ptr<Link>& link, int index) {
     }
 }
 
-/// Puts something on its way. The mutex is held while it is posted, so that the order of two senders is the
-/// same on the way as it will be on arrival. False when the task manager takes no work any more.
+/// Sends a message. The mutex is held while it is posted, so that the order of two senders is the
+/// same in flight as on arrival. False when the task manager takes no more work.
 bool SendLocked(const std::shared_ptr<Link>& link, int to, Arrival arrival) {
     auto carried = std::make_shared<Arrival>(std::move(arrival));
     const auto id = CTaskManager::Instance().PostAfter(link->latency, [link, to, carried] {

@@ -157,7 +157,7 @@ int CRpcManager::DeregisterForNotification(const Messenger& messenger, Message& 
             [&] { return fmt::format("there is no notification registration {} to end", registrationId); });
         return -1;
     }
-    // Nobody waits for this answer, so its fault is no one's error.
+    // Nothing waits for this answer, so its fault is not an error.
     PendingRequest request;
     request.report_faults = false;
     return impl_->Send(messenger, message, std::move(request), 0);

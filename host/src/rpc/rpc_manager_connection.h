@@ -17,7 +17,7 @@ namespace orv::framework {
 struct PendingRequest {
     std::uint16_t seq_no = 0;
     std::string request_name;
-    ResponseDelegate delegate;  ///< empty: the answer is of no interest
+    ResponseDelegate delegate;  ///< empty: the answer is ignored
     void* context = nullptr;
     bool report_faults = true;
     int registration = 0;      ///< what it registers, not 0: a fault goes to that registration's delegate

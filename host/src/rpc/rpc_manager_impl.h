@@ -41,7 +41,7 @@ struct CRpcManager::Impl {
                    std::uint32_t timeout_ms);
     void OnClosed(const std::shared_ptr<RpcConnection>& connection, const std::string& reason);
 
-    /// Hands an answer to whoever asked.
+    /// Delivers a response to its requester.
     void Answer(const Messenger& messenger, PendingRequest request, Message& message);
     void AnswerWithFault(const Messenger& messenger, PendingRequest request, int code,
                          const std::string& text);

@@ -12,7 +12,7 @@ namespace orv::framework {
 
 namespace {
 
-/// A port that sends nothing but garbage must not fill the memory while nobody fetches the errors.
+/// A port that sends only garbage must not fill the memory while the errors are not fetched.
 constexpr std::size_t kMaxErrors = 1000;
 
 /// Response delegates that wait on this thread until what they wait for is done.
@@ -75,7 +75,7 @@ void CRpcManager::Impl::OnMessage(const std::shared_ptr<RpcConnection>& connecti
 
 void CRpcManager::Impl::Answer(const Messenger& messenger, PendingRequest request, Message& message) {
     const auto registration = registrations.find(request.registration);
-    // What the port itself says of a registration is for whoever has registered.
+    // A fault of the port about a registration goes to the registered delegate.
     if (message.get_msg_type() == tm::TMT_FAULT && message.get_fault_code() >= 0 &&
         registration != registrations.end()) {
         request.delegate = registration->second.delegate;
@@ -187,7 +187,7 @@ void CRpcManager::Impl::OnNotification(const std::shared_ptr<RpcConnection>& con
 }
 
 void CRpcManager::Wait(std::vector<ErrorMsg>& errors) {
-    // Whoever waits within a delegate cannot wait for that delegate's own end.
+    // A wait within a delegate cannot wait for that delegate's own end.
     const int own = delegates_of_this_thread;
     CTaskManager::Instance().WaitUntil(
         [this, own] { return impl_->CountPending() == 0 && impl_->running_delegates <= own; },

@@ -72,7 +72,7 @@ CTask::~CTask() = default;
 struct CTaskManager::Impl {
     TaskLock lock;
     // Both live as long as the manager, so that a thread that posts while the manager stops finds a clock
-    // that refuses, and not one that is gone.
+    // that rejects it, and not a destroyed one.
     RealTaskClock real{lock};
     VirtualTaskClock simulated{lock};
     std::atomic<ClockKind> kind = ClockKind::Real;

@@ -34,7 +34,7 @@ class TaskClock {
     virtual void CutYield(const CTask* task) = 0;
     virtual bool WaitUntil(const std::function<bool()>& ready, Nanoseconds timeout) = 0;
     virtual void Wake() = 0;
-    /// Somebody has given the lock up, so what others wait for may have come true.
+    /// A thread has released the lock, so conditions of waiters may have become true.
     virtual void OnLockReleased() = 0;
 
     virtual Nanoseconds GetNow() const = 0;

@@ -9,7 +9,7 @@
 namespace orv::framework {
 
 /// A std::recursive_mutex would let a thread that gives the lock up and asks again at once win against those
-/// that already wait, so that a yield would yield nothing. Here whoever releases hands the lock to the
+/// that already wait, so that a yield would yield nothing. Here the releasing thread hands the lock to the
 /// longest waiter.
 class TaskLock {
   public:
@@ -49,7 +49,7 @@ class TaskLock {
     void Reserve(Place& place);
     /// Waits for a reserved place's turn; the calling thread then holds the lock.
     void Enter(Place& place);
-    /// Gives a reserved place up.
+    /// Releases a reserved place.
     void Leave(Place& place);
 
     /// Releases the lock whatever its depth, and returns the depth; 0 when this thread does not hold it.
@@ -65,7 +65,7 @@ class TaskLock {
     mutable std::mutex mutex_;
     std::deque<Place*> queue_;
     bool taken_ = false;  ///< held by a thread, or granted to a place whose thread has not noticed yet
-    int depth_ = 0;       ///< 0 while nobody holds it
+    int depth_ = 0;       ///< 0 while not held
     std::thread::id owner_;
 };
 

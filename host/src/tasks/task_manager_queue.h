@@ -1,4 +1,4 @@
-// Work to be done at given times.
+// Work scheduled at given times.
 #pragma once
 
 #include <chrono>

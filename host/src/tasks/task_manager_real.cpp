@@ -27,7 +27,7 @@ void WaitFor(std::condition_variable& changed, std::unique_lock<std::mutex>& gua
     }
 }
 
-/// Counts a thread in while it waits, so that nobody is notified when nobody waits.
+/// Counts waiting threads, so that nothing is notified while none waits.
 class Counted {
   public:
     explicit Counted(std::atomic<int>& count) : count_(count) { ++count_; }
@@ -138,7 +138,7 @@ void RealTaskClock::CancelTimer(std::uint64_t id) {
 }
 
 void RealTaskClock::RunOneDue() {
-    // The lock first: what is cancelled by whoever holds the lock meanwhile must not run.
+    // The lock first: what the lock holder cancels meanwhile must not run.
     lock_.Enter();
     std::function<void()> work;
     {
@@ -181,7 +181,7 @@ void RealTaskClock::RunMessages() {
 }
 
 void RealTaskClock::Yield(Nanoseconds time) {
-    // Whoever cuts the yield holds the lock: the task is known before it is released.
+    // CutYield runs under the lock: the task is registered before it is released.
     CTask* const task = IsMessageThread() ? nullptr : GetTaskOfThisThread();
     if (task) {
         const std::lock_guard guard(yields_mutex_);
@@ -222,7 +222,7 @@ void RealTaskClock::CutYield(const CTask* task) {
 bool RealTaskClock::WaitUntil(const std::function<bool()>& ready, Nanoseconds timeout) {
     const TaskLock::Holder held(lock_);
     const Nanoseconds deadline = GetDeadline(timeout);
-    // Only on entry: two waiters that told each other of every look would never rest.
+    // Only on entry: two waiters that notified each other at every check would never sleep.
     OnLockReleased();
     const Counted counted(waiters_);
     for (;;) {

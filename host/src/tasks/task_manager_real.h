@@ -16,7 +16,7 @@ namespace orv::framework {
 /// Each task has a thread; one message thread runs the timed work. All of them take the task lock.
 ///
 /// The message thread may wait, too (a delegate that asks a port and waits for the answer): it then goes on
-/// with the work that falls due, since nobody else would.
+/// with the work that falls due, since no other thread would.
 class RealTaskClock : public TaskClock {
   public:
     using TaskClock::TaskClock;
@@ -68,7 +68,7 @@ class RealTaskClock : public TaskClock {
 
     std::mutex mutex_;  ///< of everything below
     TimedQueue queue_;
-    std::uint64_t generation_ = 0;  ///< counts the occasions on which waiters look again
+    std::uint64_t generation_ = 0;  ///< counts the wake-ups of waiters
     bool end_messages_ = false;
     std::condition_variable work_changed_;   ///< the message thread waits here
     std::condition_variable state_changed_;  ///< all other waiters

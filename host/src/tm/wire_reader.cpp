@@ -81,7 +81,7 @@ void Wire_reader::read_head() {
     message_.set_use_send_member_string(use_catalog);
     if (use_catalog) {
         shapes_.read_catalog();
-        // The wire has one catalog for both groups; keeping it whole lets the message be written as it came.
+        // The wire has one catalog for both groups; keeping it whole lets the message be written as received.
         for (const std::string& name : shapes_.catalog()) message_.group(TMG_MEMBERS).catalog.note(name);
     }
     shapes_.read_shapes();

@@ -50,7 +50,7 @@ inline MacAddress get_mac(const std::byte* bytes) {
     return mac;
 }
 
-/// Puts one thing behind the other, and never beyond the end.
+/// Appends values, and never writes beyond the end.
 class Writer {
   public:
     explicit Writer(std::span<std::byte> out) : out_(out) {}

@@ -6,7 +6,7 @@ namespace orv::live {
 namespace {
 
 /// tables[k][b]: what a byte b contributes that is followed by k zero bytes. Eight of them let eight bytes be
-/// worked off at once.
+/// processed at once.
 constexpr auto kTables = [] {
     std::array<std::array<std::uint32_t, 256>, 8> tables{};
     for (std::uint32_t byte = 0; byte < 256; ++byte) {

@@ -110,7 +110,7 @@ std::size_t WriteUdpHeaders(std::span<std::byte> frame, const UdpFlow& flow, std
     Checksum checksum;
     checksum.add_pseudo_header(flow.source.ip, flow.destination, kProtocolUdp, length);
     checksum.add(frame.subspan(begin, length));
-    // 0 would say that there is no checksum.
+    // 0 would mean that there is no checksum.
     put(writer.at(begin + 6), checksum.value() == 0 ? std::uint16_t{0xffff} : checksum.value());
     return begin + length;
 }

@@ -99,7 +99,7 @@ std::optional<FrameContent> parse_udp(const IpPacket& packet, bool check) {
     const std::size_t length = get16(header + 4);
     if (length < kUdpHeaderLength || length > packet.message.size()) return {};
     const auto datagram = packet.message.first(length);
-    // In IPv4 a checksum of 0 says that there is none, in IPv6 there has to be one (RFC 8200 section 8.1).
+    // In IPv4 a checksum of 0 means that there is none, in IPv6 there has to be one (RFC 8200 section 8.1).
     if (check && (get16(header + 6) != 0 || packet.source.IsV6())) {
         Checksum checksum;
         checksum.add_pseudo_header(packet.source, packet.destination, kProtocolUdp, length);

@@ -9,7 +9,7 @@ namespace orv::live {
 bool GroupState::change(FilterMode mode, std::vector<IpAddress> sources, std::uint8_t robustness) {
     if (mode == mode_ && sources == sources_) return false;
     if (mode != mode_) {
-        // The reports that tell the new mode tell all sources with it, and are as many as any source has
+        // The reports of the new mode include all sources, and are as many as any source has
         // left.
         mode_reports_ = robustness;
         changed_sources_.clear();

@@ -1,4 +1,4 @@
-// What one host wants to hear of one group, and what of it has still to be told.
+// The membership state of one host for one group, and its pending reports.
 #pragma once
 
 #include <cstdint>
@@ -20,7 +20,7 @@ class GroupState {
 
     bool is_member() const { return mode_ == FilterMode::Exclude || !sources_.empty(); }
 
-    /// Takes over a new state, and notes what `robustness` state-change reports have to say of it. False when
+    /// Takes over a new state, and schedules its changes for `robustness` state-change reports. False when
     /// it is the old one.
     bool change(FilterMode mode, std::vector<IpAddress> sources, std::uint8_t robustness);
     bool has_untold_changes() const { return mode_reports_ > 0 || !changed_sources_.empty(); }
@@ -40,7 +40,7 @@ class GroupState {
     };
 
     FilterMode mode_ = FilterMode::Include;
-    /// How many more reports tell the whole state, because the mode has changed.
+    /// How many more reports carry the whole state, because the mode has changed.
     std::uint8_t mode_reports_ = 0;
     std::vector<IpAddress> sources_;
     /// Sources that came or went, and in how many more reports they have to be; sorted.

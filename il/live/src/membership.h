@@ -21,7 +21,7 @@ struct MembershipHost::Membership {
 
     explicit Membership(const IpAddress& of) : group(of) {}
 
-    /// Whether there is anything to say about it when somebody asks.
+    /// Whether there is anything to report when queried.
     bool has_answer() const { return state.is_member() && is_reportable(group); }
 
     const IpAddress group;

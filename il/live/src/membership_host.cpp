@@ -135,7 +135,7 @@ std::optional<Nanoseconds> MembershipHost::tell_change(Membership& membership, b
         send_changes(membership);
         return now;
     }
-    // The older versions know members and others, and nothing in between.
+    // The older versions have members and non-members only, no source filters.
     membership.state.forget_changes();
     std::optional<Nanoseconds> sent;
     if (is_reportable(membership.group) && is_member != was_member) {
@@ -193,7 +193,7 @@ bool MembershipHost::settle_version() {
         membership->state.forget_changes();
         membership->queried_sources.clear();
         membership->repeats = 0;
-        // Whoever leaves while nothing is known of other hosts says so.
+        // A host that leaves while no other host is known sends a leave.
         membership->last_reporter = true;
     }
     std::erase_if(memberships_, [](const auto& membership) { return !membership->state.is_member(); });

@@ -146,7 +146,7 @@ void MembershipHost::send_general_answer() {
 
 void MembershipHost::on_older_query(const MembershipQuery& query) {
     Nanoseconds longest;
-    switch (spoken_) {  // whatever version the query is of: these read its code as a plain number
+    switch (spoken_) {  // whatever the version of the query: these read its code as a plain number
         case MembershipVersion::Igmp1:
             longest = std::chrono::seconds(10);
             break;
@@ -161,7 +161,7 @@ void MembershipHost::on_older_query(const MembershipQuery& query) {
     for (const auto& membership : memberships_) {
         if (!query.group.IsUnspecified() && membership->group != query.group) continue;
         if (!is_reportable(membership->group)) continue;
-        // RFC 2236 section 3, RFC 2710 section 4: a timer that runs is only ever shortened.
+        // RFC 2236 section 3, RFC 2710 section 4: a running timer is only ever shortened.
         if (membership->report_timer != 0 && longest >= membership->report_due - now) continue;
         start_report_timer(*membership, random_delay(longest));
     }

@@ -9,7 +9,7 @@ namespace orv::nic {
 
 namespace {
 
-/// Differences below that are the measurement's own.
+/// Differences below that are measurement noise.
 constexpr std::int64_t kSmallestStep = 100'000;
 constexpr int kTries = 3;
 /// From the stamp of a frame until it can be read: blocks of the ring are handed over every millisecond.

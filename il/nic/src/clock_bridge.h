@@ -1,4 +1,4 @@
-// From the kernel's time stamps to the port's time.
+// Converts the kernel's time stamps to the port's time.
 #pragma once
 
 #include <cstdint>

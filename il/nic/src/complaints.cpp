@@ -6,7 +6,7 @@ namespace orv::nic {
 
 namespace {
 
-/// A generator that is short of less has what it was asked for: a machine may stand still for a moment.
+/// A smaller deficit of a generator is tolerated: a machine may stall for a moment.
 constexpr double kSmallShortage = 0.01;
 constexpr double kFewLate = 0.01;
 

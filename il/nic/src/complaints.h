@@ -1,11 +1,11 @@
-// What makes the figures of a run wrong.
+// Reports what makes the figures of a run wrong.
 #pragma once
 
 #include "orv/nic/live_port.h"
 
 namespace orv::nic {
 
-/// Compares a port's figures with those of the last look, and says what should not have grown.
+/// Compares a port's figures with those of the last check, and reports counters that should not have grown.
 class Complaints {
   public:
     explicit Complaints(LivePort::Complain complain) : complain_(std::move(complain)) {}

@@ -10,7 +10,7 @@ namespace orv::nic {
 class FrameSink {
   public:
     virtual ~FrameSink() = default;
-    /// False when the interface does not take it; who cares counts it.
+    /// False when the interface does not accept it; counting that is up to the caller.
     virtual bool send(std::span<const std::byte> frame) = 0;
 };
 

@@ -11,7 +11,7 @@
 
 namespace orv::nic {
 
-/// `seed` tells tables, or parts of one key, apart.
+/// `seed` distinguishes tables, or parts of one key.
 inline std::uint64_t hash_of(std::span<const std::byte> bytes, std::uint64_t seed) {
     std::uint64_t hash = seed + bytes.size();
     for (; bytes.size() >= 8; bytes = bytes.subspan(8)) {

@@ -26,11 +26,11 @@ namespace orv::nic {
 
 namespace {
 
-/// Timers that go off before frames are handed to the interface.
+/// Most timers that expire before frames are handed to the interface.
 constexpr int kMostTimers = 16;
 constexpr il::Time kHousekeeping = il::kSecond;
 
-/// A link that did not take all frames is asked again after that time.
+/// A link that did not take all frames is retried after that time.
 constexpr il::Time kSendAgain = 200'000;
 /// How long the last frames have to leave: at 10 Mbit/s, the leaves of ten thousand STBs.
 constexpr il::Time kLongestGoodbye = il::kSecond;
@@ -49,7 +49,7 @@ class LivePort::Impl {
           hang_up_(std::move(hang_up)),
           core_(
               std::in_place, setup_.name, setup_.faults, setup_.seed, world_, work_,
-              // Who has heard of the end of a test finds all of it in the figures.
+              // Once the end of a test is reported, all of it is in the figures.
               [this, send = std::move(send)](std::vector<std::byte> bytes) {
                   publish();
                   send(std::move(bytes));
@@ -98,7 +98,7 @@ class LivePort::Impl {
         publish();
     }
 
-    /// Does what was asked for before the end; the run of a test leaves its groups when it goes.
+    /// Finishes requested work before the end; the destructor of a run leaves its groups.
     void say_goodbye() {
         try {
             mailbox_.work_off();
@@ -187,7 +187,7 @@ class LivePort::Impl {
     il::Time housekeeping_ = 0;
     std::optional<il::PortCore> core_;
     std::atomic<bool> is_ending_ = false;
-    std::atomic<bool> is_over_ = false;  ///< nothing is done any more
+    std::atomic<bool> is_over_ = false;  ///< nothing else is done
     std::thread thread_;                 ///< the last one: it uses all the others
 };
 

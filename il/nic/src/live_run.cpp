@@ -19,7 +19,7 @@ using il::Time;
 
 namespace {
 
-/// STBs that act before their frames are handed to the interface and what came in is looked at.
+/// Most STBs that act before their frames are flushed and received frames are processed.
 constexpr int kMostAtOnce = 8;
 
 live::MembershipVersion version_of(IgmpVersion version) {
@@ -40,7 +40,7 @@ live::MembershipVersion version_of(IgmpVersion version) {
 
 }  // namespace
 
-LiveRun::LiveRun(il::TestPlan plan, const std::vector<live::HostAddress>& hosts,
+LiveRun::LiveRun(il::RunPlan plan, const std::vector<live::HostAddress>& hosts,
                  const MembershipSettings& settings, std::uint64_t seed, Time start,
                  const RunContext& context)
     : plan_(std::move(plan)),
@@ -111,7 +111,7 @@ void LiveRun::add_stbs(const std::vector<live::HostAddress>& hosts, const Member
     }
 }
 
-/// Counting up groups may lead out of the multicast addresses.
+/// Incremented groups may leave the multicast range.
 void LiveRun::check_channels(const il::PlannedBlock& block) const {
     const bool is_v6 = live::IsMld(version_of(block.config.igmp_version));
     const char* family = is_v6 ? "IPv6" : "IPv4";

@@ -14,7 +14,7 @@
 #include "links.h"
 #include "orv/il/event_queue.h"
 #include "orv/il/result_report.h"
-#include "orv/il/test_plan.h"
+#include "orv/il/run_plan.h"
 #include "orv/il/tick_counter.h"
 #include "orv/il/view_record.h"
 #include "orv/il/world.h"
@@ -40,14 +40,13 @@ struct RunContext {
 /// Makes every STB of a plan a membership host of its own, and event records of what happens to its frames.
 ///
 /// A view begins and ends when its join and leave are seen leaving the interface. Its last packet is known
-/// when no more packets come, or somebody else of the link joins the channel: only then there is a record.
+/// when no more packets come, or another STB of the link joins the channel: only then is there a record.
 class LiveRun : public il::Run {
   public:
     /// `hosts`: by STB of the port. Throws PortFault when a host does not speak its block's protocol, or that
     /// protocol cannot tell of a channel's group and sources.
-    LiveRun(il::TestPlan plan, const std::vector<live::HostAddress>& hosts,
-            const MembershipSettings& settings, std::uint64_t seed, il::Time start,
-            const RunContext& context);
+    LiveRun(il::RunPlan plan, const std::vector<live::HostAddress>& hosts, const MembershipSettings& settings,
+            std::uint64_t seed, il::Time start, const RunContext& context);
     /// Leaves every group that is still joined.
     ~LiveRun() override;
 
@@ -82,7 +81,7 @@ class LiveRun : public il::Run {
         std::uint32_t stb = 0;
         std::uint32_t channel = 0;
         std::uint32_t reception = 0;
-        std::uint8_t on_the_way = 0;  ///< frames that were not seen leaving yet
+        std::uint8_t on_the_way = 0;  ///< frames in flight, not yet seen leaving
         std::uint8_t seen = 0;        ///< frames that were
         bool unseen = false;          ///< a frame of it was never seen leaving
         bool undecided = false;       ///< the test ended before it showed whether the join has failed
@@ -159,7 +158,7 @@ class LiveRun : public il::Run {
     bool is_undecided(const View& view, il::Time now) const;
     bool is_settled() const;
 
-    il::TestPlan plan_;
+    il::RunPlan plan_;
     RunContext context_;
     il::Time end_;
     Numbering numbering_;

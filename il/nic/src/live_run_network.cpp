@@ -12,16 +12,16 @@ using il::Time;
 
 namespace {
 
-/// A network that goes on sending so long after a leave does not stop.
+/// A network that still sends that long after a leave does not stop.
 constexpr Time kLongestLeave = 10 * kSecond;
-/// How often it is looked whether packets still come after a leave, and whether frames have left.
+/// Polling interval for packets after a leave, and for frames in flight.
 constexpr Time kWatchInterval = 50 * kMillisecond;
-/// A frame that has not left by then has not left at all.
+/// A frame that has not left by then is lost.
 constexpr Time kLongestWay = kSecond;
 constexpr Time kMostLateness = kMillisecond;
-/// Who is that late does not do what the test says, and answers queries too late.
+/// A port that is this late does not follow the test, and answers queries too late.
 constexpr Time kOverload = 50 * kMillisecond;
-/// An older querier is news that soon again, and no sooner.
+/// Shortest interval between two notices of an older querier.
 constexpr Time kNoteInterval = kSecond;
 
 }  // namespace
@@ -30,7 +30,7 @@ std::size_t LiveRun::LinkAddressHash::operator()(const LinkAddress& key) const {
     return hash_of(key.address, key.link);
 }
 
-/// Null for a group that is none of the test's.
+/// Null for a group that is not in the test.
 LiveRun::Flow* LiveRun::find_flow(std::uint32_t link, const live::IpAddress& group) {
     const LinkAddress key{link, group};
     if (const auto found = flows_.find(key); found != flows_.end()) return &found->second;
@@ -85,7 +85,7 @@ void LiveRun::on_join(std::uint32_t id, Time stamp) {
     Flow& flow = flow_of(view);
     Reception& reception = receptions_[view.reception];
     view.times.join = stamp;
-    // With whatever choice of sources: what comes from now on may come for this one.
+    // For any choice of sources: packets from now on may be for this one.
     if (flow.leaver != kNone) resolve_leaver(flow, !receptions_[views_[flow.leaver].reception].flows(stamp));
     ++flow.members;
     const bool flows = reception.flows(stamp);
@@ -94,18 +94,18 @@ void LiveRun::on_join(std::uint32_t id, Time stamp) {
         reception.waiting.push_back(id);
         return;
     }
-    // Somebody of the link gets the channel already: the STB is there in the middle of it.
+    // The link receives the channel already: the STB joins a flowing stream.
     view.times.first = reception.last();
     view.before = reception.packets();
     --view.before.received;
 }
 
-/// `told`: a frame said so. IGMPv1 has none, and a host for which others have reported sends none; then what
-/// the network does says nothing.
+/// `told`: a leave frame was sent. IGMPv1 has none, and a host for which others have reported sends none;
+/// then what the network does says nothing.
 void LiveRun::on_leave(std::uint32_t id, Time stamp, bool told) {
     View& view = views_[id];
     view.times.leave = stamp;
-    if (view.times.join == kNever) return close(id);  // that was not seen leaving
+    if (view.times.join == kNever) return close(id);  // the join was not seen leaving
     Flow& flow = flow_of(view);
     Reception& reception = receptions_[view.reception];
     --reception.members;
@@ -119,7 +119,7 @@ void LiveRun::on_leave(std::uint32_t id, Time stamp, bool told) {
         std::erase(reception.waiting, id);
     }
     if (flow.members > 0 || !has_packet || !view.times.last_valid) return close(id);
-    // It was the group's last one: now it shows how long the network goes on.
+    // It was the group's last member: now measure how long the network still sends.
     flow.leaver = id;
     leavers_.push_back(&flow);
 }
@@ -132,7 +132,7 @@ void LiveRun::on_packet(const live::ParsedFrame& frame, const live::UdpPacket& p
         const SourceChoice& choice = choices_[plan_.subscriptions[subscription_of_[index]].filter_index];
         Reception& reception = receptions_[index];
         if (!choice.lets_pass(packet.source)) continue;
-        // After its leave the device has stopped, and begins anew for somebody else: nothing of that was
+        // After its leave the device stopped, and restarts for another member: nothing in between was
         // missed.
         if (flow->leaver != kNone && views_[flow->leaver].reception == index && reception.has_paused(stamp))
             resolve_leaver(*flow, true);
@@ -172,7 +172,7 @@ void LiveRun::on_query(const live::VlanTags& vlan, const live::MembershipQuery& 
         for (const std::uint32_t stb : link.stbs) hosts_[stb].OnQuery(query);
         return;
     }
-    // It makes a difference to everybody that there is such a querier (RFC 3810 section 8.2.1).
+    // An older querier concerns all hosts of the link (RFC 3810 section 8.2.1).
     if (query.version == live::MembershipVersion::Mld1 &&
         (link.querier_noted == kNever || now - link.querier_noted >= kNoteInterval)) {
         link.querier_noted = now;
@@ -191,7 +191,7 @@ void LiveRun::on_report(const live::VlanTags& vlan, const live::IpAddress& group
         if (hosts_[number].GetAddress().mac != sender) hosts_[number].OnReport(group);
 }
 
-/// What has come up to now is all that the leaver gets.
+/// The leaver gets only what has arrived up to now.
 /// `is_known`: no more would have come.
 void LiveRun::resolve_leaver(Flow& flow, bool is_known) {
     View& view = views_[flow.leaver];
@@ -220,7 +220,7 @@ void LiveRun::watch() {
     watch_timer_ = context_.timeline.PostAfter(Nanoseconds(kWatchInterval), [this] { watch(); });
 }
 
-/// Views whose frames did not leave the interface are no views.
+/// Discards views whose frames did not leave the interface.
 void LiveRun::forget_unseen(Time sent_before) {
     while (const auto ticket = sent_.take_sent_before(sent_before)) {
         if (ticket->view == kNone) continue;

@@ -13,7 +13,7 @@ using il::Time;
 
 namespace {
 
-/// How often it is looked whether a run that ends is over.
+/// Polling interval for the end of a run.
 constexpr Time kFinishInterval = 20 * kMillisecond;
 /// Leaves are repeated and packets still come after the end of the test; not longer than that.
 constexpr Time kLongestFinish = 12 * kSecond;
@@ -51,7 +51,7 @@ void LiveRun::close(std::uint32_t id) {
     release(id);
 }
 
-/// A frame that is still on the way is not to be taken for one of the next view.
+/// A frame still in flight must not count for the next view.
 void LiveRun::release(std::uint32_t id) {
     if (views_[id].on_the_way == 0) free_views_.push_back(id);
 }
@@ -85,7 +85,7 @@ Time LiveRun::finish(Time time) {
     return is_over ? kNever : time + kFinishInterval;
 }
 
-/// Whether a packet may be on its way that makes the difference between a join that failed and one that did
+/// Whether a packet may be in flight that decides whether the join failed or
 /// not.
 bool LiveRun::is_undecided(const View& view, Time now) const {
     if (view.times.first != kNever) return false;

@@ -34,7 +34,7 @@ void check_offered(TestType type) {
 }
 
 /// By STB of the port.
-std::vector<live::HostAddress> hosts_of_stbs(const il::TestPlan& plan,
+std::vector<live::HostAddress> hosts_of_stbs(const il::RunPlan& plan,
                                              const il::InterfaceConfiguration& interfaces) {
     std::vector<live::HostAddress> all;
     for (const il::PlannedBlock& block : plan.blocks) {
@@ -53,7 +53,7 @@ std::vector<live::HostAddress> hosts_of_stbs(const il::TestPlan& plan,
 
 }  // namespace
 
-/// Tells the world when it is gone.
+/// Notifies the world when it is destroyed.
 class LiveWorld::RunHere : public LiveRun {
   public:
     template <class... Arguments>
@@ -83,7 +83,7 @@ std::unique_ptr<il::Run> LiveWorld::start(const il::PortConfiguration& configura
                                           const il::TestStart& start, il::Time now,
                                           il::ResultReport& report) {
     check_offered(configuration.tests.at(start.config_handle).test_type);
-    il::TestPlan plan(configuration, start);
+    il::RunPlan plan(configuration, start);
     const auto hosts = hosts_of_stbs(plan, configuration.interfaces);
     const std::uint64_t seed = il::seed_of_run(seed_, port_, runs_);
     auto run = std::make_unique<RunHere>(*this, std::move(plan), hosts, membership_, seed, now,
@@ -100,14 +100,14 @@ void LiveWorld::know_hosts(const il::InterfaceConfiguration& interfaces) {
     interfaces.stacks.for_each([this](std::uint32_t handle, const auto& stack) {
         try {
             for (const live::HostAddress& host : hosts_of(handle, stack)) neighbours_.add(host);
-        } catch (const PortFault&) {  // whoever starts a test with it will be told
+        } catch (const PortFault&) {  // reported when a test is started with it
         }
     });
 }
 
 void LiveWorld::on_seen(const SeenFrame& frame, il::Time stamp) {
     if (frame.is_outgoing && run_) run_->on_sent(frame.bytes, stamp);
-    // Hosts hear what other hosts of the port report, and nothing else of what goes out.
+    // Of outgoing frames, hosts see only the reports of other hosts of the port.
     if (frame.is_outgoing && !membership_.suppress_reports) return;
     const auto parsed = live::ParseFrame(frame.bytes, frame.info);
     if (!parsed) return;

@@ -1,4 +1,4 @@
-// A network interface as the place where STBs live.
+// The world of a live port: STBs on a network interface.
 #pragma once
 
 #include <cstdint>
@@ -23,15 +23,15 @@ struct LiveSurroundings {
 
 class LiveWorld : public il::World {
   public:
-    /// `run_over` is called when a run is over, before its port says so.
+    /// `run_over` is called when a run is over, before its port reports it.
     LiveWorld(const LivePort::Setup& setup, const LiveSurroundings& surroundings,
               std::function<void()> run_over);
 
-    /// Refuses tests that need unicast.
+    /// Rejects tests that need unicast.
     std::unique_ptr<il::Run> start(const il::PortConfiguration& configuration, const il::TestStart& start,
                                    il::Time now, il::ResultReport& report) override;
 
-    /// Makes the hosts of the port's interfaces answer for themselves.
+    /// Makes the hosts of the port's interfaces answer ARP and neighbour discovery.
     void know_hosts(const il::InterfaceConfiguration& interfaces);
     /// A frame that went through the interface; `stamp` is of the port's time.
     void on_seen(const SeenFrame& frame, il::Time stamp);

@@ -1,4 +1,4 @@
-// Work that other threads hand to a port's.
+// Work that other threads post to a port's thread.
 #pragma once
 
 #include <functional>

@@ -39,7 +39,7 @@ void Neighbours::on_frame(const live::ParsedFrame& frame, il::Time stamp, FrameS
     std::size_t length = 0;
     if (const auto* arp = std::get_if<live::ArpRequest>(&frame.content)) {
         const auto* host = find(frame.vlan, arp->target);
-        // Whoever asks for its own address announces it.
+        // A request for the sender's own address is an announcement.
         if (host && arp->asker != arp->target && arp->asker_mac != host->mac)
             length = live::WriteArpReply(answer, *host, arp->asker_mac, arp->asker);
     } else if (const auto* asked = std::get_if<live::NeighborSolicitation>(&frame.content)) {

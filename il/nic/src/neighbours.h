@@ -1,4 +1,4 @@
-// Who has which address: what ARP and neighbour discovery are asked for.
+// Answers ARP and neighbour discovery.
 #pragma once
 
 #include <cstdint>
@@ -20,7 +20,7 @@ class Neighbours {
     void add(const live::HostAddress& host);
 
     /// Answers when the target is one of the hosts; anything else is not for them.
-    /// So many in 10 ms at most: a flood of questions is not answered with one.
+    /// Rate limit per 10 ms: a flood of requests does not cause a flood of answers.
     void on_frame(const live::ParsedFrame& frame, il::Time stamp, FrameSink& sink);
 
   private:

@@ -255,7 +255,7 @@ void PacketLink::flush() {
         if (errno == EINTR) continue;
         if (errno == EAGAIN || errno == ENOBUFS) break;
         error_ = errno;
-        first_waiting_ = next_out_;  // nothing leaves any more
+        first_waiting_ = next_out_;  // nothing more is sent
         return;
     }
     while (first_waiting_ != next_out_ && (get_status(first_waiting_) & TP_STATUS_SEND_REQUEST) == 0)

@@ -13,11 +13,11 @@
 
 namespace orv::nic {
 
-/// A frame that went through the interface. Its bytes are gone after the call.
+/// A frame that went through the interface. Its bytes are invalid after the call.
 struct SeenFrame {
     std::span<const std::byte> bytes;
     std::int64_t stamp = 0;    ///< of the kernel, ns since 1970
-    bool is_outgoing = false;  ///< on its way out; the stamp was taken when the driver got it
+    bool is_outgoing = false;  ///< outgoing; the stamp was taken when the driver got it
     live::ReceiveInfo info;
 };
 
@@ -34,7 +34,8 @@ class PacketLink {
     /// Readable when there are frames to receive.
     int get_descriptor() const { return in_.get(); }
     /// Calls `see` for frames that there are, in order; not for all of them at once when they are many. True
-    /// when there was none left. Throws NicError when the interface has gone, also when a flush found that.
+    /// when there was none left. Throws NicError when the interface has disappeared, also when a flush found
+    /// that.
     bool receive(const std::function<void(const SeenFrame&)>& see);
     /// Frames that found no room in the ring since the last call.
     std::uint64_t take_dropped();

@@ -1,4 +1,4 @@
-// Which general queries the hosts of a link have to hear.
+// Decides which general queries the hosts of a link process.
 #pragma once
 
 #include "orv/il/time.h"
@@ -8,7 +8,7 @@ namespace orv::nic {
 
 /// A general query costs a pass over all hosts of its link; a flood of them may not cost that many passes.
 ///
-/// - A query that says no more than the one before is dropped: of the same version, shortly after it, with a
+/// - A query that adds nothing to the one before is dropped: of the same version, shortly after it, with a
 ///   response time that is not shorter. A host whose answer is due sooner than to the new query has nothing
 ///   to add (RFC 2236 section 3, RFC 3376 section 5.2, RFC 2710 section 4, RFC 3810 section 6.2).
 /// - Of all others five in a row pass, and 20 a second in the long run.

@@ -20,7 +20,7 @@ constexpr il::Time kFlowingGaps = 4;
 /// them when so much time has passed.
 constexpr std::uint64_t kMostDropout = 3000;
 constexpr il::Time kShortestFlowing = 5 * il::kMillisecond;
-/// A source that is silent for so long gives up its place to a new one. None that speaks can be driven out by
+/// A source that is silent this long is replaced by a new one. No active source is displaced by
 /// a flood of made-up ones.
 constexpr il::Time kSilent = il::kSecond;
 
@@ -78,7 +78,7 @@ void Reception::restart() {
     gap_ = 0;
 }
 
-/// Null when it is one too many.
+/// Null when there are too many.
 Reception::Source* Reception::source_of(il::Time stamp, const live::UdpPacket& packet, std::uint32_t stream) {
     const auto found = std::find_if(sources_.begin(), sources_.end(), [&](const Source& source) {
         return source.stream == stream && source.port == packet.source_port &&

@@ -11,7 +11,7 @@
 
 namespace orv::nic {
 
-/// How packets are told apart.
+/// How packets are identified.
 enum class Numbering : std::uint8_t {
     Signature,  ///< ours; packets without one do not count
     Rtp,        ///< the RTP sequence number where the stream is RTP, otherwise packets are only counted
@@ -38,14 +38,14 @@ class Reception {
     /// Whether packets come at `time`: the last one before it is not older than the next one may take.
     bool flows(il::Time time) const;
     il::Time last() const { return last_; }  ///< packet; kNever when there was none since the restart
-    /// So long after the last packet it is sure that no more are coming: many times the distance of packets.
+    /// After this time without a packet no more are expected: many times the distance of packets.
     il::Time quiet_time() const;
     /// Whether the time since the last packet is so long that the stream must have stopped in between, when
     /// one comes at `time`.
     bool has_paused(il::Time time) const;
-    /// Since ever.
+    /// Since the start.
     const il::Packets& packets() const { return packets_; }
-    /// Somebody listens after a time when nobody did: what was not heard meanwhile, of any source, is not
+    /// A member joins after a time without members: what was not received meanwhile, of any source, is not
     /// lost.
     void restart();
 

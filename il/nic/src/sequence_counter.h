@@ -1,4 +1,4 @@
-// What became of the packets of one stream, by their sequence numbers.
+// Loss, reordering and duplicates of one stream, by sequence numbers.
 #pragma once
 
 #include <array>
@@ -8,21 +8,21 @@
 
 namespace orv::nic {
 
-/// Numbers the packets of one source and tells what is missing, in the wrong order or there twice.
+/// Tracks the packets of one source: lost, reordered, late and duplicate ones.
 ///
 /// - Reordered: comes after a packet that was sent later. Late: is 64 places behind or more, so that no
-///   decoder would have waited for it. Either is not lost any more.
+///   decoder would have waited for it. Neither counts as lost.
 /// - What lies between the highest number and one ahead of it is lost, however long the outage was.
-/// - A packet 1,024 places behind or more cannot be told from a copy of an earlier one: it counts as late,
+/// - A packet 1,024 places behind or more cannot be distinguished from a duplicate: it counts as late,
 ///   and what was lost stays lost. When the next one follows it, its sender has started anew, and so does the
 ///   count.
 class SequenceCounter {
   public:
     /// Adds what the packet means to `packets`, its arrival included.
     void add(std::uint64_t sequence, il::Packets& packets);
-    /// The same of 16 bits that wrap (RFC 3550 section 5.1): the nearest place that the number may stand for,
-    /// at most 32,767 ahead. One further ahead than `most_ahead` is that of a sender that starts anew, when
-    /// the next one follows it (RFC 3550 appendix A.1).
+    /// The same of 16 bits that wrap (RFC 3550 section 5.1): the nearest sequence number that it may
+    /// represent, at most 32,767 ahead. One further ahead than `most_ahead` is that of a sender that starts
+    /// anew, when the next one follows it (RFC 3550 appendix A.1).
     void add_wrapping(std::uint16_t sequence, std::uint64_t most_ahead, il::Packets& packets);
 
     bool has_begun() const { return begun_; }

@@ -14,12 +14,12 @@ using il::Time;
 
 namespace {
 
-/// Packets wait for each other that long: a wake-up for each would cost more than sending it.
+/// Packets are batched for this long: a wake-up for each would cost more than sending it.
 constexpr Time kBatch = 200'000;
 constexpr int kMostAtOnce = 64;
 /// Packets that wait for the interface: joins of the same port have to wait behind them.
 constexpr std::size_t kMostWaiting = 512;
-/// A packet that could not be sent for so long is given up, instead of sending many at once later.
+/// A packet that could not be sent for this long is discarded, instead of sending a burst later.
 constexpr Time kMostBehind = 100 * kMillisecond;
 
 }  // namespace
@@ -77,7 +77,7 @@ void StreamSender::run(Time now) {
         }
         due_.push(due);
     }
-    // What is left is as urgent as it was.
+    // The rest keeps its deadlines.
     if (!due_.empty() && due_.top().time <= now) last_run_ = now - kBatch;
 }
 

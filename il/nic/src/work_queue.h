@@ -1,4 +1,4 @@
-// The port's time, and what it is going to do.
+// The port's clock and timers.
 #pragma once
 
 #include <cstdint>

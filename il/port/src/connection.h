@@ -11,14 +11,14 @@
 
 namespace orv::il {
 
-/// Sends what the port has to say, with the faults that are due.
+/// Sends the port's messages, and injects faults that are due.
 class Connection {
   public:
     Connection(FaultInjector& faults, std::uint64_t seed, ISoftwarePort::Send send,
                ISoftwarePort::HangUp hang_up);
 
     bool is_open() const { return open_; }
-    /// Answers keep the number of their request. Nothing when the connection has ended.
+    /// Responses carry the number of their request. Nothing when the connection has ended.
     void send_answer(const tm::Message& message);
     /// Numbers the message. `discard_eligible`: nobody needs to acknowledge it.
     void send_notification(tm::Message& message, bool is_results, bool discard_eligible);

@@ -1,4 +1,4 @@
-// Decides which fault of a schedule comes now.
+// Decides which fault of a schedule is due.
 #pragma once
 
 #include <cstdint>
@@ -9,7 +9,7 @@
 
 namespace orv::il {
 
-/// Counts what each fault of the schedule waits for. Every question counts as one occurrence.
+/// Counts the matches of each fault of the schedule. Every call counts as one occurrence.
 class FaultInjector {
   public:
     explicit FaultInjector(FaultSchedule schedule);
@@ -19,7 +19,7 @@ class FaultInjector {
         bool lose_response = false;
         bool go_offline = false;
     };
-    /// `operation`: name without set.
+    /// `operation`: name without message set.
     OnRequest on_request(const std::string& operation);
 
     struct OnNotification {

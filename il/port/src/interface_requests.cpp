@@ -1,4 +1,4 @@
-// Requests about interface stacks. They are kept, and answered from what is kept.
+// Requests about interface stacks. They are stored, and queries are answered from the store.
 #include <fmt/format.h>
 
 #include "request_table.h"

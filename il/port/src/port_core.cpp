@@ -8,7 +8,7 @@
 #include "orv/il/random.h"
 #include "orv/tm/message.h"
 #include "request_table.h"
-#include "test_control.h"
+#include "run_control.h"
 
 namespace orv::il {
 
@@ -28,7 +28,7 @@ const RequestTable& request_table() {
     return table;
 }
 
-/// The name without the set.
+/// The name without the message set.
 std::string operation_of(const std::string& request_name) {
     return request_name.substr(request_name.find('.') + 1);
 }
@@ -75,7 +75,7 @@ struct PortCore::Impl {
     PortConfiguration configuration;
     FaultInjector faults;
     Connection connection;
-    TestControl control;
+    RunControl control;
 };
 
 PortCore::PortCore(const std::string& name, FaultSchedule faults, std::uint64_t seed, World& world,
@@ -101,7 +101,7 @@ void PortCore::receive(const std::vector<std::byte>& bytes) {
     } catch (const tm::Tm_exception&) {
         return;  // without its number it cannot be answered
     }
-    // Acknowledgements of notifications are of no interest.
+    // Acknowledgements of notifications are ignored.
     if (request.get_msg_type() != tm::TMT_REQUEST) return;
     const std::string operation = operation_of(request.get_request_name());
     const FaultInjector::OnRequest fault = impl_->faults.on_request(operation);

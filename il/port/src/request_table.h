@@ -1,4 +1,4 @@
-// Which request is answered by what.
+// Maps requests to their handlers.
 #pragma once
 
 #include <map>
@@ -6,14 +6,14 @@
 
 #include "orv/il/port_configuration.h"
 #include "orv/tm/message.h"
-#include "test_control.h"
+#include "run_control.h"
 
 namespace orv::il {
 
 /// What a request may change.
 struct PortState {
     PortConfiguration& configuration;
-    TestControl& control;
+    RunControl& control;
 };
 
 /// Carries a request out and makes `response` the answer, but for its name and number. Throws Tm_exception

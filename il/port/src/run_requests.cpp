@@ -13,7 +13,7 @@ void add_run_requests(RequestTable& table) {
         port.control.start(port.configuration, test);
         create_resp_Start(&response);
     };
-    // Without a test there is nothing to stop: whoever saw the end of a test may still stop it.
+    // Without a test there is nothing to stop: a Stop may cross the end of a test.
     table["iptvcd_1.Stop"] = [](PortState& port, const Message& request, Message& response) {
         parse_req_Stop(&request);
         port.control.stop();
@@ -26,7 +26,7 @@ void add_run_requests(RequestTable& table) {
         create_resp_Reset(&response);
     };
     table["iptvcd_1.RegisterResultsNotify"] = [](PortState& port, const Message& request, Message& response) {
-        TestControl::Registration registration;
+        RunControl::Registration registration;
         registration.discard_eligible = request.header().get_discard_eligible();
         std::vector<std::uint32_t> blocks;
         parse_req_RegisterResultsNotify(&request, &blocks, &registration.interval_ms);
@@ -41,7 +41,7 @@ void add_run_requests(RequestTable& table) {
         create_resp_DeregisterResultsNotify(&response);
     };
     table["iptvcd_1.RegisterEOTNotify"] = [](PortState& port, const Message& request, Message& response) {
-        TestControl::Registration registration;
+        RunControl::Registration registration;
         registration.discard_eligible = request.header().get_discard_eligible();
         parse_req_RegisterEOTNotify(&request, &registration.interval_ms);
         port.control.register_end_of_test(registration);

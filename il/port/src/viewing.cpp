@@ -6,7 +6,7 @@ namespace orv::il {
 
 using namespace iptvcd_1_bll;  // NOLINT: the records are what this file is about
 
-Time start_of(const TestPlan& plan, const PlannedBlock& block, std::uint32_t settop_index, Time test_start) {
+Time start_of(const RunPlan& plan, const PlannedBlock& block, std::uint32_t settop_index, Time test_start) {
     const std::uint64_t index_on_port = std::uint64_t{block.first_stb} + settop_index;
     return test_start + ms(std::uint64_t{settop_index} * block.config.start_delay_step +
                            index_on_port * plan.start_delay_step);

@@ -1,4 +1,4 @@
-// What becomes of the packets of a stream on their way.
+// Delay and loss of the packets of a stream.
 #pragma once
 
 #include <algorithm>
@@ -15,7 +15,7 @@ namespace orv::il {
 /// A delay that is drawn anew.
 Time draw_delay(const Distribution& distribution, Random& random);
 
-/// From one packet to the next; never so short that the counter could not tell them apart.
+/// From one packet to the next; never below the resolution of the counter.
 inline Time packet_gap(double packets_per_second) {
     const double gap = static_cast<double>(kSecond) / std::max(packets_per_second, 1e-3);
     return std::max(static_cast<Time>(gap), TickCounter::kTick);

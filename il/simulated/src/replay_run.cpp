@@ -2,7 +2,7 @@
 
 namespace orv::il {
 
-ReplayRun::ReplayRun(const TestPlan& plan, const Recording& recording, Time start, ResultReport& report)
+ReplayRun::ReplayRun(const RunPlan& plan, const Recording& recording, Time start, ResultReport& report)
     : recording_(recording), report_(report), start_(start), end_(start + plan.duration()) {
     std::vector<std::uint32_t> handles;
     for (const PlannedBlock& block : plan.blocks) {

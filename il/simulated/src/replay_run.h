@@ -6,7 +6,7 @@
 
 #include "orv/il/recording.h"
 #include "orv/il/result_report.h"
-#include "orv/il/test_plan.h"
+#include "orv/il/run_plan.h"
 #include "orv/il/world.h"
 
 namespace orv::il {
@@ -16,7 +16,7 @@ namespace orv::il {
 class ReplayRun : public Run {
   public:
     /// `recording` and `report` outlive the run.
-    ReplayRun(const TestPlan& plan, const Recording& recording, Time start, ResultReport& report);
+    ReplayRun(const RunPlan& plan, const Recording& recording, Time start, ResultReport& report);
 
     Time end() const override { return end_; }
     void run_to(Time time) override;

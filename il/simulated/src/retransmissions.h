@@ -12,14 +12,14 @@
 
 namespace orv::il {
 
-/// Works out which negative acknowledgements (NACKs) an STB sent and what became of them. The object only
+/// Works out which negative acknowledgements (NACKs) an STB sent and their outcome. The object only
 /// keeps memory from one call to the next.
 class Retransmissions {
   public:
     struct View {
         Time first = 0;  ///< multicast packet
         Time last = 0;   ///< multicast packet
-        Time end = 0;    ///< the STB asks for nothing any more
+        Time end = 0;    ///< the STB sends no NACK after it
         std::uint64_t lost = 0;
     };
     /// One NACK, as far as the event record is concerned with it.

@@ -2,9 +2,9 @@
 
 #include <utility>
 
-#include "orv/il/test_plan.h"
+#include "orv/il/run_plan.h"
 #include "replay_run.h"
-#include "test_run.h"
+#include "simulated_run.h"
 
 namespace orv::il {
 
@@ -17,7 +17,7 @@ SimulatedWorld::SimulatedWorld(std::string port, const Network& network, Time no
 
 std::unique_ptr<Run> SimulatedWorld::start(const PortConfiguration& configuration, const TestStart& start,
                                            Time now, ResultReport& report) {
-    TestPlan plan(configuration, start);
+    RunPlan plan(configuration, start);
     std::unique_ptr<Run> run;
     if (recordings_) {
         static const Recording nothing;
@@ -25,7 +25,7 @@ std::unique_ptr<Run> SimulatedWorld::start(const PortConfiguration& configuratio
         run = std::make_unique<ReplayRun>(plan, recording, now, report);
     } else {
         const std::uint64_t seed = seed_of_run(network_.seed, port_, runs_);
-        run = std::make_unique<TestRun>(std::move(plan), network_, port_, seed, now, counter_, report);
+        run = std::make_unique<SimulatedRun>(std::move(plan), network_, port_, seed, now, counter_, report);
     }
     ++runs_;
     return run;

@@ -1,4 +1,4 @@
-// A simulated network as the place where STBs live.
+// The world of a simulated port.
 #pragma once
 
 #include <cstdint>

@@ -9,7 +9,7 @@
 namespace orv::il {
 
 /// One stream per link (VLAN and PPP session) and group. It flows from its first packet until some time after
-/// the last of its members has left; whoever joins meanwhile keeps it flowing. A hash table with room for the
+/// the last of its members has left; a join meanwhile keeps it flowing. A hash table with room for the
 /// streams that flow: there may be many more pairs of link and group.
 class StreamTable {
   public:

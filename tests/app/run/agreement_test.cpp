@@ -1,4 +1,4 @@
-// What "validate" calls good runs, and what it refuses "run" refuses, too.
+// "validate" and "run" accept and reject the same files.
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -19,14 +19,14 @@ struct Violation {
     const char* object;    ///< class of the object that is changed
     const char* property;  ///< what is changed
     const char* text;      ///< its new value; empty: none
-    const char* mistake;   ///< what is said
+    const char* mistake;   ///< the expected mistake
     Applies applies = nullptr;
-    /// Class of the object that is blamed, when it is another one; empty: any of several.
+    /// Class of the object in the mistake, if another one; empty: any of several.
     const char* said_of = nullptr;
     const char* said_property = nullptr;
 };
 
-/// Of the first devices, none of which is off: device, interface, protocol, or STB block.
+/// Of the first active devices: device, interface, protocol, or STB block.
 bool IsOn(GeneratedFile&, GeneratedObject& object) {
     std::string all = object.name;
     for (const auto& [key, text] : object.values) all += key == "StackedOn" || key == "UsesIf" ? text : "";
@@ -285,7 +285,7 @@ class AgreementTest : public SessionTest {
     }
 };
 
-/// Everyday's number is the build's; more of them, or one of them again: see the texts of failures.
+/// The build sets the default number; failure texts say how to run more, or one again.
 std::uint64_t GetNumber(const char* variable, std::uint64_t otherwise) {
     const char* text = std::getenv(variable);
     return text ? std::strtoull(text, nullptr, 10) : otherwise;

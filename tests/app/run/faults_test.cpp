@@ -1,4 +1,4 @@
-// What a user sees when a port goes wrong, and that the next run knows nothing of it.
+// What a user sees when a port fails, and that the next run is not affected.
 #include <fmt/format.h>
 
 #include <cstdlib>
@@ -18,8 +18,8 @@ std::string Join(const std::vector<std::string>& lines) {
     return text;
 }
 
-/// All that a port with set-top boxes is asked in a test of this kind. Nobody misses the answers to the last
-/// two: what they end is over.
+/// All requests to a port with set-top boxes in a test of this kind. Missing responses to the last
+/// two are no error: the test is over.
 const std::vector<std::string> kRequests{"UpdateProfile",
                                          "UpdateChannelBlock",
                                          "AttachInterfaces",
@@ -43,7 +43,7 @@ class FaultsTest : public SessionTest {
         return text;
     }
 
-    /// A run without faults finds what it always finds.
+    /// A run without faults has the usual results.
     void ExpectACleanRun() {
         const RunOutcome clean = Run(TwoPorts().ToString());
         EXPECT_EQ(clean.end, RunEnd::Passed);
@@ -62,7 +62,7 @@ TEST_F(FaultsTest, EveryRequestThatGoesWrongIsAnErrorThatNamesIt) {
                 Run(TwoPorts({fmt::format("{{kind: {}, request: {}}}", kind, request)}).ToString());
             const bool is_missed = !request.starts_with("Deregister") || kind == std::string("go_offline");
             EXPECT_EQ(outcome.end, is_missed ? RunEnd::Failure : RunEnd::Passed);
-            // The plug-in's own texts call the command that has sent the request.
+            // The plug-in's own texts name the command that has sent the request.
             const std::string errors = Join(outcome.errors);
             EXPECT_TRUE(!is_missed || errors.find(request) != errors.npos ||
                         errors.find("IptvStopTestCommand") != errors.npos)
@@ -84,7 +84,7 @@ TEST_F(FaultsTest, ATestThatLosesItsEndOrItsPortEndsAllTheSame) {
              {"{kind: late_end_of_test, delay_ms: 20000}", RunEnd::Passed, "", all},
              {"{kind: repeat_end_of_test}", RunEnd::Passed, "", all},
              {"{kind: miss_end_of_test}", RunEnd::Failure, "has not ended 60 s after its time", all},
-             // The port is gone after its third report; the other one is stopped.
+             // The port goes offline after its third report; the other one is stopped.
              {"{kind: go_offline, occurrence: 3}", RunEnd::Failure,
               "The connection to port \"Viewers\" has ended", 10},
              {"{kind: spoil_notification, occurrence: 2}", RunEnd::Failure, "", all / 2},

@@ -167,7 +167,7 @@ void GeneratedFile::AddViewers(int port) {
               {"UdpSourcePortStep", std::to_string(Below(10))},
               {"RtpNackEnable", OneOf({"true", "false"})},
               {ipv6 ? "RrrServerAddrV6" : "RrrServerAddrV4", ipv6 ? "\"2001:db8::9\"" : "10.9.9.9"}}});
-        // What is off plays no part, but is as complete as the rest.
+        // Inactive objects are not used, but as complete as the rest.
         if (i == 2 && Chance(30)) device.children.back().Set("Active", "false");
         if (dhcp_) device.children.push_back({ipv6 ? "Dhcpv6BlockConfig" : "Dhcpv4BlockConfig", "", {}});
     }

@@ -1,4 +1,4 @@
-// Test files made at random, which hold every rule.
+// Random valid test files.
 #pragma once
 
 #include <cstdint>
@@ -19,7 +19,7 @@ struct GeneratedObject {
     std::vector<GeneratedObject> children = {};
 
     std::string* Find(const std::string& key);
-    /// An empty text takes the property away.
+    /// An empty text removes the property.
     void Set(const std::string& key, const std::string& text);
 };
 

@@ -1,4 +1,4 @@
-// What live ports are told of their hosts.
+// The interface stacks that live ports get.
 #include "run/interface_stacks.h"
 
 #include <fmt/format.h>

@@ -1,4 +1,4 @@
-// Projects made of test files, for tests of what live ports are told.
+// Projects made of test files, for tests of the configuration of live ports.
 #pragma once
 
 #include <algorithm>

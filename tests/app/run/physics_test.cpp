@@ -10,7 +10,7 @@ using namespace testing_aids;  // NOLINT: a test
 using orv::app::ResultRow;
 using orv::app::TestReport;
 
-/// A figure of the STB block, and what it must be; the bound is what chance may add or take away.
+/// A figure of the STB block, and what it must be; the bound allows for random variation.
 struct Expected {
     const char* figure;
     double value;

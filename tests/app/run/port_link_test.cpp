@@ -107,7 +107,7 @@ TEST_F(PortLinkTest, APortThatIsCutIsGone) {
         [&seen](const core::CPort&, const std::vector<std::byte>&) { ++seen; },
         [&reasons](const std::string&, const std::string& why) { reasons.push_back(why); });
     EXPECT_TRUE(Tasks().WaitUntil([&] { return seen > 300; }, std::chrono::seconds(30)));
-    // What it sends meanwhile is on its way when the link is cut.
+    // What it sends meanwhile is in flight when the link is cut.
     std::this_thread::sleep_for(std::chrono::milliseconds(2));
     for (const char* reason : {"mute", "overdue"}) link.Cut(reason);
     EXPECT_EQ(ChattyPort::alive, 0);

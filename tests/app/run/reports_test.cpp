@@ -153,7 +153,7 @@ TEST(ReportsTest, AllOfThemSayTheSame) {
         const char* arguments;
         int status;
         const char* end;
-        const char* error;  ///< told once, to people
+        const char* error;  ///< reported once, to users
         bool has_junit;
     };
     for (const Case& c : std::initializer_list<Case>{
@@ -206,7 +206,7 @@ TEST(ReportsTest, AllOfThemSayTheSame) {
         EXPECT_TRUE(IsXml(folder / "j.xml"));
         EXPECT_EQ(ReadFile(folder / "j.xml").find("errors=\"0\"") != std::string::npos, c.status < 2);
     }
-    // The output that fails last is told of by the report before it.
+    // The report before it names the output that fails last.
     EXPECT_EQ(
         RunIptvtest(
             fmt::format("run -q {0}/test.yaml --db {0}/r --junit {0}/j.xml --json >/dev/full; exit $?; :",

@@ -1,4 +1,4 @@
-// What a run leaves in its database, as `iptvtest results` shows it.
+// The results of a run in its database, as `iptvtest results` shows it.
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

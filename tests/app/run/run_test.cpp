@@ -1,4 +1,4 @@
-// Runs as a whole: what is refused, what ends them, what they leave.
+// Whole runs: what is rejected, what ends them, and their results.
 #include <fmt/format.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -377,7 +377,7 @@ TEST(ProgramTest, SignalsEndTheTestOnceAndTheProgramTwice) {
     text.sequence = "  - SequencerLoopCommand:\n    IterationCount: 4000000000\n" +
                     std::string("  - IptvStartTestCommand:\n    TestEnv: REAL_WORLD\n");
     WriteFile(loop, text.ToString());
-    // Its ports are told of a million streams: nothing that could be ended in order.
+    // Its ports are sent a million streams: nothing can be ended in order yet.
     const std::string device = "EmulatedDevice: Sources\n";
     std::string streams =
         TestText{.type = "VERIFICATION", .environment = "TESTING", .channels = 1020}.ToString();
@@ -398,7 +398,7 @@ TEST(ProgramTest, SignalsEndTheTestOnceAndTheProgramTwice) {
                                                      {never, "INT", "", 0, true}}) {
         SCOPED_TRACE(fmt::format("{} {} {}", c.file.string(), c.first, c.second));
         std::filesystem::remove(database);
-        // Where it ends in order, it does so by itself within the second after the signal that is obeyed.
+        // An orderly end takes less than a second after the signal.
         const std::string script = fmt::format(
             "cd {}; {} run {} --clock real --db r.db --json --junit junit.xml >out 2>err & sleep 2; kill -{} "
             "$!; {} "

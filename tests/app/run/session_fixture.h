@@ -23,7 +23,7 @@ inline std::string Mistakes(const RunOutcome& outcome) {
     return text;
 }
 
-/// Shows nothing; counts what it is told.
+/// Shows nothing; counts its calls.
 class SilentObserver : public orv::app::IRunObserver {
   public:
     void OnTestBegins(const std::string&, std::chrono::nanoseconds) override {}

@@ -1,4 +1,4 @@
-// Test files made to measure.
+// Test files with chosen values.
 #pragma once
 
 #include <string>

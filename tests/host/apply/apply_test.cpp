@@ -256,7 +256,7 @@ TEST_F(ApplyTest, FaultsFromBeforeTheApplyAreNotItsOwn) {
 }
 
 TEST_F(ApplyTest, SettlingTakesTimeInProportion) {
-    // A square law would show: each thing is deleted from one list and forgotten in another.
+    // Quadratic time would show: each thing is deleted from one list and forgotten in another.
     const auto settle = [this](int count) {
         CScriptable& hub = MakeThing("hub");
         CScriptable& crowd = MakeThing("crowd");

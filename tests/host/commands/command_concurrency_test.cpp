@@ -1,4 +1,4 @@
-// Commands that run while the tree around them goes, with the real clock.
+// Commands that run while their tree is destroyed, with the real clock.
 #include <gtest/gtest.h>
 
 #include <chrono>

@@ -17,8 +17,8 @@ using namespace orv::framework;  // NOLINT: tests
 using orv::common::COrvLogicError;
 using orv::common::COrvRunTimeError;
 
-/// The folder is searched by the meta-class manager, and goes with the test so that files of one do not meet
-/// another.
+/// The folder is searched by the meta-class manager, and is removed with the test so that files of one do not
+/// meet another.
 class DataModelTest : public testing::Test {
   protected:
     DataModelTest();

@@ -11,7 +11,7 @@ namespace {
 using orv::common::ClassId;
 using orv::common::PropId;
 
-/// A class with many properties, so that ids meet in the table.
+/// A class with many properties, so that ids collide in the table.
 CMetaClass::Definition MakeDefinition(std::uint32_t id, const std::string& name, const CMetaClass* base,
                                       int properties) {
     CMetaClass::Definition definition;
@@ -113,7 +113,7 @@ TEST(MetaClass, ASecondFactoryIsAnErrorThatNamesBoth) {
     EXPECT_EQ(ThrownBy<COrvLogicError>(again), "class 0x6c001000 (TwiceMade)" + both);
     EXPECT_EQ(known.GetFactory().make, &MakeNothing);
 
-    // While a library loads, the same error is kept for whoever loads it.
+    // While a library loads, the same error is kept for the loader.
     CStaticRegistration::TakeErrors();
     CStaticRegistration::Run(again);
     CStaticRegistration::Run([] { throw 5; });

@@ -171,7 +171,7 @@ TEST(PropertyText, ValuesAreCheckedAsTextsAre) {
     const CPropertyMeta real = MakeProperty(PropertyType::Double);
     EXPECT_EQ(check(real, std::numeric_limits<double>::quiet_NaN()), "property P: nan is no number");
     EXPECT_EQ(check(real, std::numeric_limits<double>::infinity()), "property P: inf is no number");
-    // A path is no text, so that one is not taken for the other.
+    // A path is no text, so that they are not confused.
     EXPECT_EQ(check(MakeProperty(PropertyType::OutputFilePath), Boxed<std::string>("a")),
               "property P: the value is not of type output-file-path");
 }

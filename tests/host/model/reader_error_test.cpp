@@ -1,4 +1,4 @@
-// What is wrong in a data-model file is said with file and line, and nothing of the model is then known.
+// Errors of a data-model file name file and line, and nothing of the model is then known.
 #include "data_model_fixture.h"
 
 namespace data_model_test {

@@ -1,4 +1,4 @@
-// The capability database, and who uses the interfaces of a port.
+// The capability database, and the users of the interfaces of a port.
 #include <gmock/gmock.h>
 
 #include <fstream>

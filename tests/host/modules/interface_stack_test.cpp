@@ -16,7 +16,7 @@ namespace {
 
 using testing::ElementsAre;
 
-/// What the interfaces of one host say, from the top down: addresses and ids that identify the host.
+/// The values of the interfaces of one host, from the top down: addresses and ids that identify the host.
 std::string Describe(const std::vector<core::CNetworkInterface*>& interfaces) {
     static const std::pair<common::ClassId, common::PropId> values[] = {
         {ids::Ipv4If::CLASS, ids::Ipv4If::Address},     {ids::Ipv6If::CLASS, ids::Ipv6If::Address},

@@ -1,4 +1,4 @@
-// What the classes of the data models do beside keeping values.
+// What the classes of the data models do besides storing values.
 #include "modules_fixture.h"
 #include "orv/core/physical_chassis.h"
 #include "orv/core/port_group.h"

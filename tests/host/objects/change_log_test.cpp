@@ -1,4 +1,4 @@
-// What counts as a change, and in which order changes are told.
+// What counts as a change, and the order of changes.
 #include "orv/framework/change_log.h"
 
 #include <gmock/gmock.h>

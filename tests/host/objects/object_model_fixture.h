@@ -1,4 +1,4 @@
-// A host with the test model, and an item class that records what it is told.
+// A host with the test model, and an item class that records its calls.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -37,7 +37,7 @@ inline constexpr PropId kAddress = 0x7e002008;
 inline constexpr RelationType kUses{0x7e000001, 0};
 inline constexpr RelationType kLikes{0x7e000002, 0};
 
-/// What the items were told, in order, as short texts.
+/// Calls of the items, in order, as short texts.
 std::vector<std::string>& Events();
 
 /// The C++ class of TestItem and TestSpecialItem.

@@ -1,4 +1,4 @@
-// What cannot be written, and programs that are killed.
+// Results that cannot be written, and programs that are killed.
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>

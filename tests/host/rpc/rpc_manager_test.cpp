@@ -177,7 +177,7 @@ TEST_F(RpcTest, NothingIsDeliveredAfterTheConnectionsEnd) {
         peer->Notify("set_1.Event", 1);
         c.end();
         EXPECT_EQ(gone->answers.size(), c.faults) << "faults come before the end returns";
-        gone.reset();  // whatever comes now would meet a dead object
+        gone.reset();  // a late call would use a destroyed object
         Yield(60'000);
         EXPECT_EQ(Wait().size(), c.faults == 0 ? 0 : 3u) << "one of them is the registration's";
         EXPECT_EQ(peer->received.back(), "closed");

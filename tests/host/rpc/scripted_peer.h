@@ -1,4 +1,4 @@
-// The far end of a connection, as a test wants it to behave; and a place for the answers that come back.
+// A scripted far end of a connection, and a recorder of answers.
 #pragma once
 
 #include <functional>

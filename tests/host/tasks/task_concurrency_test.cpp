@@ -220,7 +220,7 @@ TEST_F(RealClock, ThreadsPostInAnOrderOfTheirOwn) {
 }
 
 TEST_F(RealClock, WithTheReverseLockTwoThreadsNeverWaitForEachOther) {
-    // Both take the same two locks from opposite ends: one holds the mutex and wants the task lock, the other
+    // Both take the same two locks in opposite order: one holds the mutex and wants the task lock, the other
     // holds the task lock and wants the mutex.
     std::mutex mutex;
     int guarded = 0;

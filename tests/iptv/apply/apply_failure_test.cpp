@@ -1,4 +1,4 @@
-// Ports that do not do as they are told.
+// Ports that reject requests.
 #include "apply/ApplyStates.h"
 #include "apply_fixture.h"
 #include "orv/core/ipv4_network_block.h"

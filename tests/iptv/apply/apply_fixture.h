@@ -61,7 +61,7 @@ class ApplyTest : public testing::Test {
 };
 
 /// Blocks A and C on port P1 (interfaces 1 and 2) and block B on port P2 (interface 1) watch the same
-/// channels with the same profile. Nobody uses the profile Slow.
+/// channels with the same profile. No block uses the profile Slow.
 class TwoPortsTest : public ApplyTest {
   protected:
     orv::iptv::CIptvChannelBlock& channels = project.MakeChannelBlock("News", 1, 8);

@@ -1,4 +1,4 @@
-// What the records of an apply's requests say.
+// The records in an apply's requests.
 #include <functional>
 
 #include "apply_fixture.h"

@@ -1,4 +1,4 @@
-// Changes that an apply could lose: made at odd moments, or reaching ports on odd ways.
+// Changes that an apply could lose: made at unusual moments, or that reach ports indirectly.
 #include "apply_fixture.h"
 #include "config/IptvChannelBlock.h"
 #include "orv/core/ipv4_network_block.h"
@@ -131,7 +131,7 @@ TEST_F(LostChangesTest, APortThatDoesNotTakePartForAWhileIsSentWhatItMissed) {
 }
 
 TEST_F(LostChangesTest, WhatIsEditedWhileATestRunsIsSentAfterIt) {
-    fast.Set(ids::Scriptable::LocalActive, false);  // nobody validates it
+    fast.Set(ids::Scriptable::LocalActive, false);  // it is not validated
     Begin();
     auto& results = *iptv::CIptvResultsManager::GetResultsManager();
     results.SetTestRunning(true);

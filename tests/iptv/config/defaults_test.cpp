@@ -1,4 +1,4 @@
-// What the data model starts a user from.
+// The defaults of the data model.
 #include <gtest/gtest.h>
 
 #include "orv/framework/validation.h"

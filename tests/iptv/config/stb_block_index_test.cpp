@@ -95,7 +95,7 @@ TEST_F(StbBlockIndexTest, ABlockMayChangeItsDevice) {
     second.RemoveObject(other, kPort);
     EXPECT_FALSE(block.HasBlockIndex());
     block.Delete();
-    first.AddObject(port, kPort);  // tells nobody who is gone
+    first.AddObject(port, kPort);  // does not notify the removed one
     second.AddObject(other, kPort);
 }
 

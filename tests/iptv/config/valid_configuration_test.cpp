@@ -127,7 +127,7 @@ struct RandomConfiguration {
         return range;
     }
 
-    /// As wrong as can be, and no matter.
+    /// As wrong as possible, without effect.
     void AddWhatIsOff() {
         SwitchOff(project.MakeChannelBlock("Off", 0, 1));
         auto& profile = project.MakeProfile();

@@ -1,4 +1,4 @@
-// What the analyzer of a port sorts frames by.
+// The filters of the analyzer of a port.
 #include <fmt/format.h>
 
 #include "control/AnalyzerSetup.h"

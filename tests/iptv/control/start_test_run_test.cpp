@@ -1,4 +1,4 @@
-// What a test start does, in which order, and what it leaves when it is given up or fails.
+// What a test start does, in which order, and its state after it is cancelled or fails.
 #include <algorithm>
 
 #include "control/StopRunningTest.h"
@@ -113,7 +113,7 @@ TEST_F(StartRunTest, ACancelledStartLeavesWhatItsStepSays) {
          deregistered},
         {"SetTestCommand Start", Join({set_up, kRegistered, {"P1 Start", "P2 Start"}, kSaved, stopped}), true,
          true, Join({{"db SaveObjects", "db Finalise"}, deregistered})},
-        // The other port will not say that it has ended, so what it is registered for ends with the next
+        // The other port will not report its end, so its registrations end with the next
         // start.
         {"Starting Test on  P1", Join({set_up, kRegistered, {"P1 Start"}, stopped}), true, false, {}},
     };

@@ -81,7 +81,7 @@ void Check(const std::vector<Case>& cases) {
         EXPECT_EQ(texts(context.GetWarnings()), c.warnings);
         EXPECT_EQ(scene.command.GetStatus(), c.status);
         EXPECT_EQ(LinesOf(log.Take(), "user.iptv Warn: "), c.warnings);
-        // Whoever runs it hears of the error, whatever has been warned of.
+        // The caller gets the error, also after warnings.
         if (!c.errors.empty()) {
             EXPECT_EQ(ThrownBy([&] { scene.command.Execute(false); }), c.errors.front());
         }

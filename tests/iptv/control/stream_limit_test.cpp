@@ -1,4 +1,4 @@
-// The number of streams that the analyzer of a port can tell apart.
+// The number of streams that the analyzer of a port can distinguish.
 #include <limits>
 
 #include "orv/core/rcm_db.h"

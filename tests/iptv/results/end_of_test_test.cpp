@@ -110,7 +110,7 @@ TEST_F(EndOfTestTest, APortThatCannotBeToldToStopIsWaitedForAndNamedInTheLog) {
     EXPECT_THAT(log.Take(), Contains(testing::HasSubstr("Error sending IptvStopTest Message on port")));
     End(far2);
     EXPECT_TRUE(iptv::CIptvResultsManager::IsTestRunning());
-    // Its end is the last one; what it was registered for cannot be ended any more.
+    // Its end is the last one; its registration can no longer be ended.
     EXPECT_THROW(Manager().EndOfTestProcessing(false), common::COrvRunTimeError);
     EXPECT_THAT(log.Take(), Contains(testing::HasSubstr("Failed to deregister EOT on port")));
     EXPECT_FALSE(iptv::CIptvResultsManager::IsTestRunning());

@@ -1,4 +1,4 @@
-// Reports of STB blocks that lack something: what can be counted is counted, and the log says what cannot.
+// Reports of STB blocks that lack something: what can be counted is counted, and the log names the rest.
 #include <functional>
 
 #include "orv/ids/core_ids.h"

@@ -235,7 +235,7 @@ Outcome RunTest(std::uint64_t seed, std::size_t count) {
     return outcome;
 }
 
-/// Figures by kind of object and property: which have been something else than nothing.
+/// Figures by kind of object and property: which have been other than 0.
 void NoteUsed(const Figures& figures, std::map<std::string, bool>& used) {
     for (const auto& [key, value] : figures) {
         std::string kind = key;

@@ -1,4 +1,4 @@
-// Results for those who watch a test, and the files of single iterations.
+// Results for subscribers, and the files of single iterations.
 #include "results/IptvResultsHandler.h"
 
 #include <fstream>

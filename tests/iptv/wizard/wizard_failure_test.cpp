@@ -1,4 +1,4 @@
-// Wizards that cannot finish: what they say, what they leave, and the next good run.
+// Wizards that cannot finish: their errors, their leftovers, and the next good run.
 #include "wizard/IptvWizardManager.h"
 #include "wizard/WizardObjects.h"
 #include "wizard/wizard_fixture.h"

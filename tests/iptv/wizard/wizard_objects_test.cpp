@@ -43,7 +43,7 @@ TEST_F(WizardTest, SettingsOfTheCommandAreThoseOfTheTest) {
         const auto* same = config.GetMetaClass()->FindProperty(setting.name);
         ASSERT_TRUE(same) << setting.name;
         const std::string value = AnotherValue(setting);
-        // Who sets nothing gets the same test with and without the command.
+        // Without any setting the test is the same with and without the command.
         EXPECT_EQ(setting.Format(setting.default_value), same->Format(same->default_value)) << setting.name;
         EXPECT_NE(value, setting.Format(setting.default_value)) << setting.name;
         finish.Set(setting.name.c_str(), value);

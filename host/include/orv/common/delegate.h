@@ -1,5 +1,5 @@
-// A callable bound to a function or to an object's member function that can be compared, so that whoever
-// registered it can take exactly it back.
+// A comparable callable bound to a function or to an object's member function, so that the code that
+// registered it can unregister it.
 #pragma once
 
 #include <compare>
@@ -12,8 +12,8 @@ template <class Signature>
 class Delegate;
 
 /// Two delegates are equal when they call the same function on the same object. Small, trivially copyable,
-/// never allocates. Does not own the object: whoever binds a member function unregisters before the object
-/// dies.
+/// never allocates. Does not own the object: code that binds a member function unregisters it before the
+/// object dies.
 template <class Result, class... Args>
 class Delegate<Result(Args...)> {
   public:

@@ -6,7 +6,7 @@
 
 namespace orv::common {
 
-/// Base of all. Every text may be shown to the user as it stands: the flag that would say otherwise is always
+/// Base of all. Every text may be shown to the user as it is: the flag for internal texts is always
 /// true.
 class COrvException : public std::runtime_error {
   public:

@@ -14,7 +14,7 @@ namespace orv::common {
 /// one port, say), and finds objects by key and index.
 ///
 /// A class derives from IndexedObject<Class, Index, Key> and has IsDeleted(), GetHandle() and `Key
-/// GetIndexHandle() const`, whose 0 means that the object belongs to no group just now. The registry is one
+/// GetIndexHandle() const`, whose 0 means that the object belongs to no group at present. The registry is one
 /// per class and process; it is used under the host's task lock.
 template <class Object, class Index, class Key>
 class IndexedObject {
@@ -72,7 +72,7 @@ class IndexedObject {
 
     Key key_ = 0;
     Index index_ = kNoIndex;
-    // What the order looks at is kept here, as it was when the object was filed, so that the set stays in
+    // A copy of the sort keys from when the object was filed, so that the set stays in
     // order.
     bool group_deleted_ = false;
     std::uint32_t handle_ = 0;
@@ -102,7 +102,7 @@ void IndexedObject<Object, Index, Key>::AddObjectToMap() {
     auto* self = static_cast<Object*>(this);
     const Key key = self->GetIndexHandle();
     if (key_ == key && HasBlockIndex() && GetObjectByIndex(key, index_) == self) return;
-    // Also out of the group that it stays in: what the order looks at changes.
+    // Removed also from a group that it stays in: its sort keys change.
     if (key_ != 0) RemoveObjectFromMap();
     if (key == 0) return;
     Group& group = Groups()[key];

@@ -7,7 +7,7 @@
 namespace orv::common {
 
 /// A path as the user wrote it: a bare name (placed in the results folder), relative, or absolute. A type of
-/// its own so that an output path is never mistaken for a text.
+/// its own so that an output path is never confused with a text.
 class OutputFilePath {
   public:
     OutputFilePath() = default;

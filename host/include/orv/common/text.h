@@ -23,7 +23,7 @@ inline bool EqualIgnoringCase(std::string_view a, std::string_view b) {
                       [](char x, char y) { return ToLower(x) == ToLower(y); });
 }
 
-/// True for "007", "-01" and "00.5", which some readers take for octal numbers; "0" and "0.5" are fine.
+/// True for "007", "-01" and "00.5", which some readers parse as octal numbers; "0" and "0.5" are fine.
 inline bool HasLeadingZero(std::string_view number) {
     if (number.starts_with('-')) number.remove_prefix(1);
     return number.size() > 1 && number[0] == '0' && std::isdigit(static_cast<unsigned char>(number[1]));

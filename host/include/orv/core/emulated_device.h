@@ -7,7 +7,7 @@ namespace orv::core {
 
 class CPort;
 
-/// A number of equal hosts on one port. The interfaces below it each stand for all of the hosts.
+/// A number of equal hosts on one port. Each interface below it represents all of the hosts.
 class CEmulatedDevice : public framework::CScriptable {
   public:
     static framework::ClassId CLASS_ID();

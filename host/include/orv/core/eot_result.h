@@ -1,4 +1,4 @@
-// The tree of results that a test leaves behind for whoever reads them.
+// The tree of results that a test leaves for viewers.
 #pragma once
 
 #include <cstdint>

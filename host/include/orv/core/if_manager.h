@@ -40,7 +40,7 @@ class INetworkInterfaceUserFinder {
     virtual const RouteDescriptor* GetRouteDescriptorForIfUser(const framework::CScriptable* user) = 0;
 };
 
-/// Asks whoever has registered for the users of interfaces.
+/// Finds the users of interfaces through registered finders.
 class CIfManager {
   public:
     /// Makes a finder for a port; the caller owns it.

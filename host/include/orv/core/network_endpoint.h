@@ -12,7 +12,7 @@ class CNetworkEndpoint : public framework::CScriptable {
   public:
     static framework::ClassId CLASS_ID();
 
-    /// Number of addresses that the endpoint stands for.
+    /// Number of addresses that the endpoint represents.
     virtual std::uint64_t GetEndpointCount() const = 0;
 };
 

@@ -34,12 +34,12 @@ class CProtocolBlockConfig : public framework::CScriptable {
     void SetBlockState(std::uint8_t state);
 };
 
-/// The commands of one protocol work on the blocks of that protocol only, whatever else their input names.
+/// The commands of one protocol work on the blocks of that protocol only; other input is ignored.
 /// Inactive blocks are left alone.
 class CProtocolBindCommand : public framework::CCommand {
   public:
     bool OnInit() override;
-    /// Blocks that cannot bind become FAILED; the status names them. A wait command tells whether to go on.
+    /// Blocks that cannot bind become FAILED; the status names them. A wait command reports the result.
     void DoRun() override;
 };
 

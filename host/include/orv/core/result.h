@@ -1,4 +1,4 @@
-// Results, and who wants to see them change.
+// Results, and subscriptions to their changes.
 #pragma once
 
 #include <cstdint>
@@ -24,18 +24,18 @@ using framework::ScriptableVec;
 class CResult : public CScriptable {
   public:
     static ClassId CLASS_ID();
-    /// Tells whoever subscribed that all properties of an update have been set.
+    /// Notifies the subscribers that all properties of an update have been set.
     virtual void UpdateFinished();
 };
 
-/// A wish to see the results of a class below some objects.
+/// A subscription to the results of a class below some objects.
 struct ResultSubscription {
     std::uint32_t id = 0;  ///< given by CResultModule::Subscribe
     ClassId result_class;
     std::vector<std::uint32_t> parent_handles;
 };
 
-/// Finds the configuration objects whose results a subscription wants.
+/// Finds the configuration objects whose results a subscription covers.
 class CResultLocator {
   public:
     virtual ~CResultLocator();
@@ -71,7 +71,7 @@ class CSubscriptionInfoMap {
     /// From now on each UpdateFinished of such a result, and of those created later, is delivered.
     void AddAsyncListeners() const;
     void RemoveAsyncListeners() const;
-    /// Tells the subscribers that the results are no longer theirs.
+    /// Notifies the subscribers that the results no longer belong to them.
     void NotifyDeleted() const;
 
   private:

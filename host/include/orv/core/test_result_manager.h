@@ -1,4 +1,4 @@
-// Whoever keeps the results of tests.
+// Stores the results of tests.
 #pragma once
 
 #include <cstdint>
@@ -22,7 +22,7 @@ struct TestResultSetting {
 };
 
 /// Names of texts that describe a data set and that the manager knows itself: when it was begun and
-/// finalised, in universal time, by the clock on the wall, whatever clock the test has.
+/// finalised, in universal time, by the wall clock, whatever clock the test uses.
 namespace description {
 inline constexpr const char* kStartTime = "StartTime";
 inline constexpr const char* kEndTime = "EndTime";
@@ -39,7 +39,7 @@ inline constexpr const char* kEndTime = "EndTime";
 /// What cannot be written never stops a test. When a file cannot be written (any more), its data set goes on
 /// in a new file beside it, which gets all that has been stored of the test so far; GetDatabasePath says
 /// where. That is logged as an error that names both paths, and kept for GetErrorText, although nothing is
-/// lost: who reads the file that was asked for would take the results of an earlier test for those of this
+/// lost: a reader of the requested file would mistake the results of an earlier test for those of this
 /// one. When the other file cannot be written either, that is a second error; what was written stays
 /// readable, and what comes later is dropped until the next SetTestResultSetting.
 class TestResultManager {
@@ -84,7 +84,7 @@ class TestResultManager {
     /// True from the beginning of a data set until Finalise has been called for it.
     virtual bool MustFinalise() const = 0;
     /// Writes everything to the disk and closes the data set, and the file, which is one file then (unless
-    /// somebody reads it just now: then once he has closed it). What is stored afterwards is written at once.
+    /// it has a reader: then once that has closed it). What is stored afterwards is written at once.
     virtual void Finalise() = 0;
 
     /// Number of the iteration of a sequence that runs, from 1; 0 outside of one.
@@ -95,7 +95,7 @@ class TestResultManager {
     /// Notes that the results behind a node are in another file.
     virtual void RegisterIterationDatabase(framework::CScriptable& node, const std::string& path) = 0;
 
-    /// Why something could not be written; empty while all is well.
+    /// Why something could not be written; empty without errors.
     virtual std::string GetErrorText() const = 0;
 
   protected:
@@ -119,9 +119,9 @@ class TestResultManager {
 std::unique_ptr<TestResultManager> MakeSqliteTestResultManager(const std::string& folder);
 
 /// Why such a manager could not store results in a file: it is damaged, no database, or another program's.
-/// Empty when it could, when there is no file, and when somebody else locks it: the manager waits for him.
-/// Reads no rows, however large the file is, so damage in the middle is not found; changes nothing. Of the
-/// tables of classes it knows those of the data models that are active.
+/// Empty when it could, when there is no file, and when another process locks it: the manager waits for the
+/// lock. Reads no rows, however large the file is, so damage in the middle is not found; changes nothing. Of
+/// the tables of classes it knows those of the data models that are active.
 std::string FindResultsFileProblem(const std::string& path);
 
 }  // namespace orv::core

@@ -1,4 +1,4 @@
-// What has changed since.
+// The order of changes.
 #pragma once
 
 #include <cstdint>
@@ -8,7 +8,7 @@
 
 namespace orv::framework {
 
-/// All objects in the order of their last change, so that whoever has looked at everything once needs to
+/// All objects in the order of their last change, so that code that has processed everything once needs to
 /// look only at what has changed since. A change is: created, a property (also one that is not saved), an
 /// end or a beginning of a relation that makes its source dirty, a relation's end that is remembered, a
 /// child that has gone, a mark for deletion, a state that was set.

@@ -54,7 +54,7 @@ class CCommand : public CScriptable {
     const std::string& GetStep() const { return step_; }
 
     /// Turns input handles into objects of a class, each once, in the order of the handles: an object of the
-    /// class stands for itself, any other (a port, the project) for all objects of the class below it. A
+    /// class represents itself, any other (a port, the project) all objects of the class below it. A
     /// handle that names nothing is an error that names it. INPUT_SKIP_INACTIVE_ROOTS leaves out handles
     /// whose object is not active.
     void ProcessInputHandleVec(ClassId id, const std::vector<std::uint32_t>& handles, ScriptableVec& objects,

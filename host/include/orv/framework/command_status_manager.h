@@ -1,4 +1,4 @@
-// Which commands a user may start on an object just now.
+// Which commands a user may start on an object at present.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-// Texts that are put together only when somebody reads them.
+// Texts that are built only when they are written.
 #pragma once
 
 #include <concepts>
@@ -7,10 +7,10 @@
 
 namespace orv::framework {
 
-/// A text for a log: one that is there anyway (a literal, a variable), or a function that puts it together,
+/// A text for a log: an existing one (a literal, a variable), or a function that builds it,
 /// which is called only when the text is written.
 ///
-/// The compiler refuses a text that is put together on the spot, because it would be made also for a level
+/// A text built in the argument does not compile, because it would be built also for a level
 /// that is off: `LogText(logger, level, [&] { return "..." + name; })` instead of `"..." + name`. To be used
 /// as an argument: it refers to what it was made from.
 class LazyText {

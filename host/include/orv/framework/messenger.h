@@ -1,4 +1,4 @@
-// The address of whoever answers messages: a port, as the RPC manager knows it.
+// The address of a peer that answers messages: a port, for the RPC manager.
 #pragma once
 
 #include <string>

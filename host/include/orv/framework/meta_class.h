@@ -1,4 +1,4 @@
-// What the data model says of a class and of its properties.
+// Meta-data of a class and of its properties, from the data model.
 #pragma once
 
 #include <cstdint>

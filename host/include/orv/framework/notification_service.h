@@ -1,4 +1,4 @@
-// Tells a user interface of objects that appear and change.
+// Notifies a user interface of objects that appear and change.
 #pragma once
 
 #include <cstdint>

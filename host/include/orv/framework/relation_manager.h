@@ -1,4 +1,4 @@
-// What the data models say of relations.
+// The relations declared by the data models.
 #pragma once
 
 #include <cstdint>

@@ -35,7 +35,7 @@ struct ErrorMsg {
 enum RpcFaultCode : int {
     kFaultTimeout = -1,
     kFaultConnectionLost = -2,
-    kFaultUnreadable = -3,      ///< only on the error list: nobody knows which request it would have answered
+    kFaultUnreadable = -3,      ///< only on the error list: the request that it answers is unknown
     kFaultDelegateFailed = -4,  ///< only on the error list: the delegate threw
 };
 
@@ -60,7 +60,7 @@ class CRpcManager {
     /// Closes every connection; outstanding requests are dropped without calling their delegates.
     void Reset();
 
-    /// Numbers the message, sends it and remembers `delegate` (copied; null: the answer is of no interest)
+    /// Numbers the message, sends it and remembers `delegate` (copied; null: the answer is ignored)
     /// for its answer. `timeoutMs` 0 means the default of 30 s. `reportFaults`: a fault answer goes onto the
     /// error list of Wait. Returns 0, or a negative number when nothing was sent (no connection, or the
     /// message cannot be encoded).

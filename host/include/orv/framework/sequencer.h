@@ -41,7 +41,7 @@ class CSequencer : public CScriptable {
     /// COrvRunTimeError when it runs already.
     void Start();
     /// Ends the sequence: the running command is cancelled, later ones do not run. Returns at once. A command
-    /// that yields looks at once whether it goes on; called again, once more.
+    /// that yields checks this at once, at each call.
     void Stop();
     /// Yields until the sequence has ended. Throws COrvLogicError when nothing is left that could end it
     /// (which can only happen with the virtual clock).

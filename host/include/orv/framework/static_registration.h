@@ -10,7 +10,7 @@
 namespace orv::framework {
 
 /// What went wrong in static initialisers. An exception may not leave them (the process would end), so it is
-/// kept here for whoever loads the library.
+/// kept here for the loader of the library.
 class CStaticRegistration {
   public:
     /// Runs a registration; an exception becomes an entry of the error list.

@@ -55,13 +55,13 @@ class CTaskManager {
     /// messages get their turn, and takes it again. `task` and `now` are accepted for callers that pass them:
     /// the waiting task is always the current one.
     void CtmYield(int milliseconds, CTask* task = nullptr, bool now = false);
-    /// Ends the yield in which `task` is with the real clock, so that it looks at once whether it goes on. A
-    /// task that does not yield, or is gone, is left alone, and so is the virtual clock, where no one waits.
+    /// Ends the yield in which `task` is with the real clock, so that it checks its state at once. A
+    /// task that does not yield, or no longer exists, is not affected. Does nothing with the virtual clock.
     void CutYield(const CTask* task);
     /// Yields until `ready()` (called under the lock) is true or the time has passed; returns the last
     /// answer.
     bool WaitUntil(const std::function<bool()>& ready, Nanoseconds timeout);
-    /// Makes waiters look at their condition again.
+    /// Makes waiters check their condition again.
     void Wake();
     /// The task that runs on this thread, or null.
     CTask* CtmGetCurrentTask() const;
@@ -92,7 +92,7 @@ class CtmLock {
     CtmLock& operator=(const CtmLock&) = delete;
 };
 
-/// Gives the task lock up while it lives: whoever waits for a mutex of his own does so without it, and takes
+/// Releases the task lock while it lives: a thread that waits for another mutex does so without it, and takes
 /// it again once the mutex is held (Retake), so that two threads never wait for each other's lock.
 class CtmReverseLock {
   public:

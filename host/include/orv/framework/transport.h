@@ -13,7 +13,7 @@ namespace orv::framework {
 
 /// One end of a connection to one peer. A message handed to Send arrives at the other end whole, in order,
 /// once; or the connection is closed. Send may be called from any thread; the callbacks come on a thread of
-/// the transport (or, with the virtual clock, while somebody waits).
+/// the transport (or, with the virtual clock, during a wait).
 class ITransport {
   public:
     using Receive = std::function<void(std::vector<std::byte>)>;

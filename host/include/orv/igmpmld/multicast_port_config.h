@@ -1,4 +1,4 @@
-// What the group members of a port have in common.
+// Multicast settings shared by all group members of a port.
 #pragma once
 
 #include <set>
@@ -20,7 +20,7 @@ class CMulticastPortConfig : public framework::CScriptable {
     /// Brings the expected groups in line with a client's subscriptions: groups of `subscribed` that are not
     /// in `expected` become expected and join `clientGroups`; groups of `clientGroups` that are no longer in
     /// `subscribed` leave both. `clientGroups`, the groups the client itself has added, may hold objects that
-    /// are gone: it is compared, not looked into. Groups that others expect stay.
+    /// are gone: it is compared, not dereferenced. Groups that others expect stay.
     void DoUpdateExpectedRxPorts(const std::set<framework::CScriptable*>& subscribed,
                                  const std::set<framework::CScriptable*>& expected,
                                  std::set<framework::CScriptable*>& clientGroups);

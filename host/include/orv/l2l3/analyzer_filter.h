@@ -1,4 +1,4 @@
-// What an analyzer sorts frames by.
+// Filters by which an analyzer sorts frames.
 #pragma once
 
 #include <cstdint>

@@ -10,7 +10,7 @@ namespace orv::l2l3 {
 /// handler adds what it has. The iteration is that of the loop that the command stands in, 1 outside of one.
 ///
 /// Does nothing, and says so in its status, when no results are kept, or there are none since it last wrote
-/// some. What cannot be written does not stop a sequence; it is logged, and the status tells why.
+/// some. What cannot be written does not stop a sequence; it is logged, and the status gives the reason.
 class CEotResultsWriteIterationCommand : public framework::CCommand {
   public:
     static framework::ClassId CLASS_ID();

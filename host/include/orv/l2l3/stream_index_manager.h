@@ -16,7 +16,7 @@ class CStreamBlock;
 /// are used again. Used under the task lock.
 class CStreamIndexManager {
   public:
-    /// Most streams of one block: more is taken for a mistake in the configuration.
+    /// Most streams of one block: more is treated as a configuration error.
     static constexpr std::uint64_t kMaxStreamsPerBlock = 1u << 20;
 
     static CStreamIndexManager& Instance();

@@ -10,7 +10,7 @@ using Time = std::int64_t;
 inline constexpr Time kNever = -1;
 inline constexpr Time kMillisecond = 1'000'000;
 inline constexpr Time kSecond = 1'000'000'000;
-/// Nothing that a configuration asks for happens later than this after now; sums cannot overflow.
+/// No configured delay is longer than this, so that sums cannot overflow.
 inline constexpr std::uint64_t kLongestMs = 1'000'000'000'000;  // 30 years
 
 constexpr Time ms(std::uint64_t count) {

@@ -1,4 +1,4 @@
-// The time that software ports live in.
+// The clock and timers of software ports.
 #pragma once
 
 #include <chrono>
@@ -9,7 +9,7 @@ namespace orv::il {
 
 using Nanoseconds = std::chrono::nanoseconds;
 
-/// Tells the time and wakes up. All calls, and the wake-ups, come from one thread at a time.
+/// Gives the time and runs timers. All calls and timers come from one thread at a time.
 class ITimeline {
   public:
     virtual ~ITimeline() = default;
@@ -19,7 +19,7 @@ class ITimeline {
     /// Calls `work` once, `delay` from now, work of equal times in the order of the calls. Returns an id for
     /// Cancel; never 0.
     virtual std::uint64_t PostAfter(Nanoseconds delay, std::function<void()> work) = 0;
-    /// Of an id that is unknown or done: nothing.
+    /// Does nothing for an id that is unknown or has expired.
     virtual void Cancel(std::uint64_t id) = 0;
 };
 

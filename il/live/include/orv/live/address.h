@@ -79,7 +79,7 @@ inline constexpr IpAddress kAllMld2Routers = IpAddress::V6LinkGroup(0x16);  ///<
 MacAddress MulticastMac(const IpAddress& group);
 /// fe80::/64 with the modified EUI-64 of the MAC address (RFC 4291 appendix A, RFC 2464 section 5).
 IpAddress LinkLocalAddress(const MacAddress& mac);
-/// The group on which a host hears who asks for the address (RFC 4291 section 2.7.1). `address` is IPv6.
+/// The solicited-node group of the address (RFC 4291 section 2.7.1). `address` is IPv6.
 IpAddress SolicitedNodeAddress(const IpAddress& address);
 
 /// One tag of IEEE 802.1Q.

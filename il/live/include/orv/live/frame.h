@@ -21,18 +21,18 @@ inline constexpr std::size_t kEthernetHeaderLength = 14;
 /// Room for any frame with an IP packet of at most 1500 bytes.
 inline constexpr std::size_t kMaxFrameLength = kEthernetHeaderLength + 4 * VlanTags::kMost + 1500;
 
-/// Asks all of the link for `target` (RFC 826). With `target` the host's own address, an announcement (RFC
+/// An ARP request for `target` (RFC 826). With `target` the host's own address, an announcement (RFC
 /// 5227 section 3).
 std::size_t WriteArpRequest(std::span<std::byte> out, const HostAddress& host, const IpAddress& target);
-/// Tells the asker, and nobody else, the host's MAC address (RFC 826).
+/// A unicast ARP reply with the host's MAC address (RFC 826).
 std::size_t WriteArpReply(std::span<std::byte> out, const HostAddress& host, const MacAddress& asker_mac,
                           const IpAddress& asker);
-/// Asks the link for `target` (RFC 4861 section 4.3), with the host's MAC address as an option.
+/// A neighbour solicitation for `target` (RFC 4861 section 4.3), with the host's MAC address as an option.
 std::size_t WriteNeighborSolicitation(std::span<std::byte> out, const HostAddress& host,
                                       const IpAddress& target);
-/// Tells the asker the host's MAC address (RFC 4861 sections 4.4 and 7.2.4); when the asker has no address
+/// A neighbour advertisement (RFC 4861 sections 4.4 and 7.2.4), sent to the asker; when it has no address
 /// yet
-/// (::), all nodes of the link.
+/// (::), to all nodes of the link.
 std::size_t WriteNeighborAdvertisement(std::span<std::byte> out, const HostAddress& host,
                                        const MacAddress& asker_mac, const IpAddress& asker);
 

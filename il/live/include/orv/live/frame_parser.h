@@ -1,4 +1,4 @@
-// From the bytes of a received frame to what an emulated host has to know of it.
+// Parses received frames for emulated hosts.
 #pragma once
 
 #include <cstddef>
@@ -26,7 +26,7 @@ struct NeighborSolicitation {
     IpAddress target;
 };
 
-/// A UDP datagram (RFC 768) that came in one piece.
+/// A UDP datagram (RFC 768) that was not fragmented.
 struct UdpPacket {
     IpAddress source;
     IpAddress destination;
@@ -44,7 +44,7 @@ struct ParsedFrame {
         content;
 };
 
-/// What the kernel says of a frame beside its bytes.
+/// Metadata of a frame from the kernel.
 struct ReceiveInfo {
     /// The outer tag, where the kernel has taken it out of the bytes.
     std::optional<VlanTag> stripped_tag = {};
@@ -53,7 +53,7 @@ struct ReceiveInfo {
     bool check_udp = true;
 };
 
-/// Nothing for frames that no emulated host reacts to, and for those that a host has to ignore:
+/// Nothing for frames that no emulated host reacts to, and for those that a host must discard:
 /// - anything shorter than it says, with a wrong checksum, or in fragments; bytes beyond the packet's own
 ///   length are padding and do not matter;
 /// - more than two tags;

@@ -16,14 +16,14 @@
 
 namespace orv::live {
 
-/// Tells routers and snooping switches what one host wants to hear: IGMPv1 (RFC 1112), IGMPv2 (RFC 2236),
-/// IGMPv3 (RFC 3376), MLDv1 (RFC 2710) or MLDv2 (RFC 3810).
+/// Reports to routers and snooping switches what one host wants to receive: IGMPv1 (RFC 1112), IGMPv2 (RFC
+/// 2236), IGMPv3 (RFC 3376), MLDv1 (RFC 2710) or MLDv2 (RFC 3810).
 ///
-/// - Joins, leaves and source changes are told at once and, but for leaves of the older versions, repeated.
+/// - Joins, leaves and source changes are reported at once, and repeated except leaves of the older versions.
 /// - Queries are answered after a random part of their response time. IGMPv3 and MLDv2 answer a general query
 ///   with all groups in as few packets as they fit in, the older versions each group at its own time.
 /// - A querier of an older version makes the host speak that version for as long as the RFC says. Groups keep
-///   their sources meanwhile, though no frame tells of them.
+///   their sources meanwhile, though no frame reports them.
 /// - Nothing is sent about 224.0.0.1, ff02::1, and IPv6 groups of the scopes 0 and 1 (RFC 2710 section 5).
 ///
 /// Made to exist in thousands: no timer while there is nothing to send. The same calls at the same times with
@@ -32,15 +32,15 @@ class MembershipHost {
   public:
     struct Settings {
         MembershipVersion version = MembershipVersion::Igmp2;
-        /// How often a change is told, the first time included (RFC 3376 section 8.1); 1 to 255. Leaves of
-        /// IGMPv2 and MLDv1 are told once.
+        /// How often a change is reported, the first time included (RFC 3376 section 8.1); 1 to 255. Leaves
+        /// of IGMPv2 and MLDv1 are sent once.
         std::uint8_t robustness = 2;
-        /// Hosts hear each other's reports and keep quiet when one has spoken for them, and a host that was
-        /// not the last one to report leaves in silence. IGMPv1, IGMPv2 and MLDv1 only.
+        /// Report suppression: hosts suppress a report that another has sent for the group, and a host that
+        /// was not the last one to report leaves in silence. IGMPv1, IGMPv2 and MLDv1 only.
         bool suppress_reports = false;
         /// Of the IP packet of a report, in bytes; 576 to 1500, for MLD 1280 to 1500.
         std::uint16_t mtu = 1500;
-        /// Longest time between two tellings of a change: IGMPv3 (RFC 3376 section 8.11), MLDv2 (RFC 3810
+        /// Longest time between two reports of a change: IGMPv3 (RFC 3376 section 8.11), MLDv2 (RFC 3810
         /// section 9.11).
         Nanoseconds unsolicited_report_interval = std::chrono::seconds(1);
         /// The same of IGMPv1, IGMPv2 (RFC 2236 section 8.10) and MLDv1 (RFC 2710 section 7.10).
@@ -53,7 +53,7 @@ class MembershipHost {
         Nanoseconds query_interval = std::chrono::seconds(125);
         Nanoseconds query_response_interval = std::chrono::seconds(10);
     };
-    /// Gets a finished frame; its bytes are gone after the call. May not call the host or destroy it.
+    /// Takes a finished frame; its bytes are invalid after the call. May not call the host or destroy it.
     using Send = std::function<void(std::span<const std::byte> frame)>;
 
     /// MLD messages come from `address.ip` when that is link-local, otherwise from the link-local address
@@ -61,19 +61,19 @@ class MembershipHost {
     /// address, version and settings do not go together.
     MembershipHost(const HostAddress& address, const Settings& settings, il::ITimeline& timeline,
                    std::uint64_t seed, Send send);
-    /// Says nothing to the network; LeaveAll does.
+    /// Sends nothing to the network; LeaveAll does.
     ~MembershipHost();
     MembershipHost(const MembershipHost&) = delete;
     MembershipHost& operator=(const MembershipHost&) = delete;
 
-    /// Becomes a member, or changes what it wants to hear of a group it is a member of. Exclude without
+    /// Becomes a member, or changes the sources of a group it is a member of. Exclude without
     /// sources is everything, Include without sources is leaving. Returns the moment of the first frame that
     /// says so; nothing when there was none, because nothing changed or this version of the protocol has no
     /// words for it. Throws std::invalid_argument for a group that is no multicast address or addresses of
     /// the wrong family.
     std::optional<Nanoseconds> Join(const IpAddress& group, FilterMode mode,
                                     std::span<const IpAddress> sources = {});
-    /// Returns like Join. IGMPv1 has no leave message: nothing is sent. Of a group that it is no member of:
+    /// Returns like Join. IGMPv1 has no leave message: nothing is sent. Without membership:
     /// nothing.
     std::optional<Nanoseconds> Leave(const IpAddress& group);
     /// Leaves every group, in the order of joining. What has to be repeated is repeated later, as of any
@@ -83,7 +83,7 @@ class MembershipHost {
     /// A query of the host's link that was sent to a multicast address or to the host. One of the other
     /// protocol does nothing.
     void OnQuery(const MembershipQuery& query);
-    /// A query that asks others of the link: says nothing but which version the link's querier speaks.
+    /// A query for other hosts of the link: only shows the version of the link's querier.
     void NoteQuerier(const MembershipQuery& query);
     /// A report of another host of the link, sent in IGMPv1, IGMPv2 or MLDv1. Does nothing unless reports are
     /// suppressed.

@@ -1,4 +1,4 @@
-// What group membership messages say, in the terms that IGMP and MLD share.
+// Contents of group membership messages, in terms that IGMP and MLD share.
 #pragma once
 
 #include <chrono>
@@ -70,12 +70,12 @@ struct MembershipQuery {
     std::uint16_t max_response_code = 0;      ///< as in the message, for hosts of an older version
     Nanoseconds max_response_time{};          ///< as the message's version reads the code; 10 s for IGMPv1
     AddressList sources;                      ///< IGMPv3 and MLDv2
-    bool suppress_router_processing = false;  ///< the S flag; says nothing to hosts
+    bool suppress_router_processing = false;  ///< the S flag; ignored by hosts
     std::uint8_t robustness = 0;              ///< 1 to 7; 0 when the message does not say
     Nanoseconds query_interval{};             ///< whole seconds; 0 when the message does not say
 };
 
-/// A report of IGMPv1, IGMPv2 or MLDv1: the versions that let one host's report stand for others.
+/// A report of IGMPv1, IGMPv2 or MLDv1: the versions with report suppression.
 struct MembershipReport {
     MembershipVersion version = MembershipVersion::Igmp2;
     IpAddress source;

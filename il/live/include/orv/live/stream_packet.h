@@ -15,7 +15,7 @@ inline constexpr std::size_t kRtpHeaderLength = 12;
 /// Seven transport stream packets of 188 bytes (ISO/IEC 13818-1) in an RTP packet (RFC 2250 section 2).
 inline constexpr std::size_t kStreamPayloadLength = kRtpHeaderLength + 7 * 188;
 
-/// What the signature says.
+/// Contents of the signature.
 struct StreamSignature {
     std::uint32_t stream_id = 0;
     std::uint64_t sequence_number = 0;  ///< the RTP sequence number is its lower 16 bits
@@ -24,9 +24,9 @@ struct StreamSignature {
 
 /// Writes the UDP payload of one packet to the begin of `out`: RTP (RFC 3550 section 5.1) of payload type 33
 /// (RFC 3551) with a time stamp of 90 kHz from the send time and the stream id as SSRC; seven null packets of
-/// a transport stream, so that analysers take it for what it looks like; the signature at the end of the last
-/// one, with a CRC-32 (ISO 3309) over everything after the RTP header. Returns kStreamPayloadLength; throws
-/// std::length_error when `out` is shorter. Allocates nothing. Any thread.
+/// a transport stream, so that analysers accept it as a transport stream; the signature at the end of the
+/// last one, with a CRC-32 (ISO 3309) over everything after the RTP header. Returns kStreamPayloadLength;
+/// throws std::length_error when `out` is shorter. Allocates nothing. Any thread.
 std::size_t WriteStreamPacket(std::span<std::byte> out, const StreamSignature& signature);
 
 struct StreamPacket {
@@ -38,7 +38,7 @@ struct StreamPacket {
 /// Nothing for a payload that is not one of ours. Allocates nothing, throws nothing. Any thread.
 std::optional<StreamPacket> ReadStreamPacket(std::span<const std::byte> payload) noexcept;
 
-/// The fields of an RTP header that tell the packets of a foreign stream apart.
+/// The fields of an RTP header that identify the packets of a foreign stream.
 struct RtpPacket {
     std::uint8_t payload_type = 0;
     bool marker = false;

@@ -1,4 +1,4 @@
-// Which hosts live on an interface stack.
+// The hosts on an interface stack.
 #pragma once
 
 #include <stdexcept>

@@ -36,9 +36,10 @@ struct Stream {
 
 /// How hosts speak IGMP and MLD; the version comes with the STB block.
 struct MembershipSettings {
-    /// How often a change is told; 1 to 7 (RFC 3376 section 8.1). Leaves of IGMPv2 and MLDv1 are told once.
+    /// How often a change is reported; 1 to 7 (RFC 3376 section 8.1). Leaves of IGMPv2 and MLDv1 are sent
+    /// once.
     std::uint8_t robustness = 2;
-    bool suppress_reports = false;  ///< IGMPv1, IGMPv2, MLDv1: a host keeps quiet when another has spoken
+    bool suppress_reports = false;  ///< IGMPv1, IGMPv2, MLDv1: no report when another host has sent one
 };
 
 /// What a port did on its interface since it was made.
@@ -74,13 +75,14 @@ class LivePort : public il::ISoftwarePort {
         std::uint64_t seed = 1;
         MembershipSettings membership = {};
     };
-    /// Gets a sentence about what makes the run's figures wrong: frames that could not be sent or received.
+    /// Called with a sentence about what makes the run's figures wrong: frames that could not be sent or
+    /// received.
     using Complain = std::function<void(const std::string& what)>;
 
     /// Opens the interface, which has to be there and up, and leaves all other interfaces alone. `send`,
     /// `hang_up` and `complain` are called on the port's thread; they may not call the port. Throws NicError.
     LivePort(Setup setup, Send send, HangUp hang_up, Complain complain);
-    /// Leaves every group. None of the functions is called any more when it returns.
+    /// Leaves every group. None of the functions is called after it returns.
     ~LivePort() override;
     LivePort(const LivePort&) = delete;
     LivePort& operator=(const LivePort&) = delete;

@@ -1,4 +1,4 @@
-// What STBs are going to do, in order of time.
+// Pending events of STBs, in order of time.
 #pragma once
 
 #include <algorithm>

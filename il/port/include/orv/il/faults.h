@@ -1,4 +1,4 @@
-// What goes wrong with a software port, on purpose.
+// Fault injection for software ports.
 #pragma once
 
 #include <cstdint>
@@ -7,8 +7,8 @@
 
 namespace orv::il {
 
-/// One fault. Faults make a run of the same schedule repeatable, and show that whoever talks to the port
-/// copes.
+/// One fault of a repeatable schedule; shows that the peer of the port
+/// copes with it.
 struct Fault {
     enum class Kind : std::uint8_t {
         LoseResponse,       ///< the request is carried out, its response is not sent
@@ -22,7 +22,7 @@ struct Fault {
     Kind kind = Kind::Refuse;
     /// Refuse, LoseResponse, GoOffline: which request, one of GetRequestNames(); empty: any.
     std::string request = {};
-    /// The how manieth match, from 1; GoOffline without request and SpoilNotification: the how manieth
+    /// Which match, counted from 1; GoOffline without request and SpoilNotification: which
     /// notification.
     std::uint32_t occurrence = 1;
     std::uint32_t delay_ms = 0;  ///< LateEndOfTest

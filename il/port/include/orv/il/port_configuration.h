@@ -14,7 +14,7 @@
 
 namespace orv::il {
 
-/// Of a block, and of a test: a peer's word must not make the port use all memory.
+/// Of a block, and of a test: a peer must not be able to exhaust the memory.
 inline constexpr std::uint32_t kMostStbs = 1 << 20;
 
 /// Records of one kind by their handle.
@@ -64,20 +64,20 @@ struct InterfaceConfiguration {
     std::map<std::uint32_t, IFSETUP_1_bll::GroupMemberConfig_s> groups;
     std::map<IFSETUP_1_bll::ifSetupLibParamType_t, std::uint32_t> library_parameters;
     std::uint32_t last_handle = 0;
-    /// Another one after every change of the stacks, a reset included, so that what was worked out of them
+    /// Changes with every change of the stacks, a reset included, so that values derived from them
     /// can be kept; never an earlier one.
     std::uint64_t revision = 0;
 };
 
-/// One entry per stream in lists of one length; an empty list of stream ids means that streams are told apart
-/// by their group.
+/// One entry per stream in lists of one length; an empty list of stream ids means that streams are
+/// distinguished by their group.
 struct StreamMap {
     std::vector<iptvcd_1_bll::ipAddress_t> sources;
     std::vector<iptvcd_1_bll::ipAddress_t> groups;
     std::vector<std::uint32_t> stream_ids;
 };
 
-/// Records as they came in their requests, in the units of the messages.
+/// Records as received in requests, in the units of the messages.
 struct PortConfiguration {
     RecordsByHandle<iptvcd_1_bll::testConfig_s> tests{"test configuration"};
     RecordsByHandle<iptvcd_1_bll::profileConfig_s> profiles{"viewing profile"};

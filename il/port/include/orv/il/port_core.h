@@ -1,4 +1,4 @@
-// What every software port does, whatever network its STBs live on.
+// The core of every software port, independent of its network.
 #pragma once
 
 #include <cstddef>
@@ -17,7 +17,7 @@
 namespace orv::il {
 
 /// Answers requests, keeps the configuration, and runs tests in a world. Used from one thread at a time, the
-/// timeline's. Destroying it ends everything without a word: nothing of the timeline calls it any more.
+/// timeline's. Destroying it ends everything without notification and cancels its timers.
 class PortCore {
   public:
     /// `world` and `timeline` outlive it. `name` and `seed` decide which bytes are spoilt. See ISoftwarePort
@@ -32,7 +32,7 @@ class PortCore {
     void receive(const std::vector<std::byte>& bytes);
     /// See ISoftwarePort::ChannelsChange.
     void channels_change(const std::function<void()>& change);
-    /// What the requests up to now have made of it.
+    /// The configuration after the requests so far.
     const PortConfiguration& configuration() const;
 
   private:

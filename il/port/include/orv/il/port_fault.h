@@ -1,4 +1,4 @@
-// Why a request is refused.
+// Why a request is rejected.
 #pragma once
 
 #include <stdexcept>
@@ -6,14 +6,14 @@
 
 namespace orv::il {
 
-/// Codes of the faults that a port answers with.
+/// Fault codes of responses.
 enum class FaultCode : int {
     Malformed = 1,  ///< the request's members are not those of its kind
     UnknownRequest = 2,
     UnknownHandle = 3,
     BadValue = 4,
-    WrongState = 5,  ///< not now: a test is running
-    OnPurpose = 6,   ///< of the fault schedule
+    WrongState = 5,  ///< a test is running
+    OnPurpose = 6,   ///< injected by the fault schedule
     Internal = 7,
 };
 

@@ -24,11 +24,11 @@ class ResultReport {
 
     /// A new test with these blocks (IL handles); what was collected is dropped.
     void begin(const std::vector<std::uint32_t>& handles);
-    /// Records of other blocks are not collected any more.
+    /// Records of other blocks are no longer collected.
     void set_registered(std::set<std::uint32_t> handles);
 
     /// A record to fill in, by position of the block; numbered, everything else empty. The reference is good
-    /// until the next call. A record of a block that nobody registered for goes nowhere.
+    /// until the next call. A record of a block that is not registered is discarded.
     iptvcd_1_bll::stbox_event_s& add_event(std::size_t block);
     iptvcd_1_bll::stbox_event_rrr_s& add_rrr_event(std::size_t block);
 

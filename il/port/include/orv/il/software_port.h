@@ -1,4 +1,4 @@
-// A software port, whatever network its set-top boxes live on.
+// A software port, on any kind of network.
 #pragma once
 
 #include <cstddef>
@@ -12,18 +12,18 @@ namespace orv::il {
 /// while a test runs emulates the set-top boxes and reports what they saw.
 class ISoftwarePort {
   public:
-    /// Gets messages for the other end.
+    /// Called with messages for the other end.
     using Send = std::function<void(std::vector<std::byte>)>;
     /// Called when the port ends the connection itself.
     using HangUp = std::function<void(const std::string& reason)>;
 
     virtual ~ISoftwarePort() = default;
 
-    /// A message from the other end. One that is no request, or is malformed, is answered with a fault where
-    /// it can be answered at all, and never ends the port.
+    /// A message from the other end. One that is not a request, or is malformed, is answered with a fault
+    /// where it can be answered at all, and never ends the port.
     virtual void Receive(const std::vector<std::byte>& bytes) = 0;
 
-    /// Which channels are sent is about to change: works off what the STBs did up to now, and calls `change`.
+    /// Which channels are sent is about to change: processes the STBs' events up to now, and calls `change`.
     /// For several ports the calls nest, so that `change` is called once, when all are ready for it. `change`
     /// may not use this port in any other way.
     virtual void ChannelsChange(const std::function<void()>& change) = 0;

@@ -1,4 +1,4 @@
-// The counter that the time stamps of events are taken from.
+// The counter for the time stamps of events.
 #pragma once
 
 #include <cstdint>
@@ -21,7 +21,7 @@ class TickCounter {
         constexpr std::int64_t kTicksPerSecond = kSecond / kTick;
         const auto before_wrap = static_cast<std::int64_t>((5 + 10 * random.fraction()) * kTicksPerSecond);
         offset_ = seed % 16 == 0 ? kTicks - before_wrap
-                                 // The lower half: further from the wrap than any test is long.
+                                 // The lower half: no test is long enough to reach the wrap.
                                  : static_cast<std::int64_t>(random.next() % (kTicks / 2));
         offset_ -= now / kTick;
     }

@@ -1,10 +1,10 @@
-// From a finished view to its event record.
+// Fills the event record of a finished view.
 #pragma once
 
 #include <cstdint>
 
 #include "msgset/iptvcd_1.h"
-#include "orv/il/test_plan.h"
+#include "orv/il/run_plan.h"
 #include "orv/il/tick_counter.h"
 #include "orv/il/time.h"
 

@@ -1,22 +1,22 @@
-// What an STB does when, as far as that does not depend on the network.
+// The zapping schedule of an STB, independent of the network.
 #pragma once
 
 #include <cstdint>
 
 #include "orv/il/random.h"
-#include "orv/il/test_plan.h"
+#include "orv/il/run_plan.h"
 #include "orv/il/time.h"
 
 namespace orv::il {
 
-/// Shortest view: without one, an STB whose interval is 0 would never let time go on.
+/// Shortest view: without it, an STB with an interval of 0 would stop time.
 inline constexpr Time kShortestView = kMillisecond;
 
 // Of an STB: `settop_index` counts from 0 within its block, `views_begun` all of its views, the one that is
 // running included.
 
 /// When the STB begins its first view, in a test that starts at `test_start`.
-Time start_of(const TestPlan& plan, const PlannedBlock& block, std::uint32_t settop_index, Time test_start);
+Time start_of(const RunPlan& plan, const PlannedBlock& block, std::uint32_t settop_index, Time test_start);
 
 /// Position in the block's channels, of which there are some, of the one for the next view; `current` is that
 /// of the previous one. Draws only for random zapping.

@@ -1,4 +1,4 @@
-// Where the STBs of a port live, and what happens there while a test runs.
+// The network of a port's STBs, and the runs of tests on it.
 #pragma once
 
 #include <functional>
@@ -6,21 +6,21 @@
 
 #include "orv/il/port_configuration.h"
 #include "orv/il/result_report.h"
-#include "orv/il/test_plan.h"
+#include "orv/il/run_plan.h"
 #include "orv/il/time.h"
 
 namespace orv::il {
 
-/// A test that runs. Leaves records in a report. What it does by itself between two calls, and when, depends
+/// A running test. Adds records to a report. What it does by itself between two calls, and when, depends
 /// on the network.
 class Run {
   public:
     virtual ~Run() = default;
 
     virtual Time end() const = 0;
-    /// Works off everything before `time`.
+    /// Processes everything before `time`.
     virtual void run_to(Time time) = 0;
-    /// Works off everything before `time` and calls `change`, which changes what is sent.
+    /// Processes everything before `time` and calls `change`, which changes what is sent.
     virtual void channels_change(Time time, const std::function<void()>& change) = 0;
     /// Ends the run at `time`; nothing but finish() is called from then on. Returns kNever when its last
     /// record is in the report, otherwise when to call again, with that time.
@@ -32,8 +32,8 @@ class World {
   public:
     virtual ~World() = default;
 
-    /// A run that starts now and leaves its records in `report`, which outlives it. Throws PortFault when it
-    /// cannot be planned, or is not offered here.
+    /// A run that starts now and adds its records to `report`, which outlives it. Throws PortFault when it
+    /// cannot be planned, or is not supported.
     virtual std::unique_ptr<Run> start(const PortConfiguration& configuration, const TestStart& start,
                                        Time now, ResultReport& report) = 0;
 };

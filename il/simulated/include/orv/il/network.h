@@ -47,14 +47,14 @@ struct NetworkBehaviour {
     double retransmission_loss = 0;  ///< fraction of retransmitted packets that are lost again
 };
 
-/// Which sources of a group an STB wants to hear. INCLUDE without sources lets nothing pass, EXCLUDE without
-/// sources everything. Group membership protocols without source filters ask with the latter.
+/// Which sources of a group an STB wants to receive. INCLUDE without sources lets nothing pass, EXCLUDE
+/// without sources everything. Group membership protocols without source filters ask with the latter.
 struct SourceFilter {
     bool include = false;  ///< INCLUDE: only these; EXCLUDE: all but these
     std::span<const ipAddress_t> sources;
 };
 
-/// The network of one run: what its channels meet, and whether there are any.
+/// The network of one run: its behaviour, and which channels are sent.
 struct Network {
     NetworkBehaviour behaviour;  ///< of everything that has none of its own
     /// By name of the port; replaces `behaviour` for that port.

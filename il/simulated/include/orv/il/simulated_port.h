@@ -37,7 +37,7 @@ class SimulatedPort : public ISoftwarePort {
 
     void Receive(const std::vector<std::byte>& bytes) override;
     /// What the network's `is_sent` says is about to change: after `change`, streams that are no longer sent
-    /// end, and those that are sent again reach whoever waits for them.
+    /// end, and those that are sent again reach waiting STBs.
     void ChannelsChange(const std::function<void()>& change) override;
 
   private:

@@ -1,6 +1,6 @@
-// What STBs do on a simulated network. Unicast bursts are in test_run_unicast.cpp, changes of what is sent in
-// test_run_changes.cpp; how a finished view becomes records is in test_run_records.cpp.
-#include "test_run.h"
+// What STBs do on a simulated network. Unicast bursts are in simulated_run_unicast.cpp, changes of what is
+// sent in simulated_run_changes.cpp; how a finished view becomes records is in simulated_run_records.cpp.
+#include "simulated_run.h"
 
 #include <algorithm>
 
@@ -29,7 +29,7 @@ const NetworkBehaviour& behaviour_of(const Network& network, const std::string& 
     return of_port(network.ports, network.behaviour);
 }
 
-std::vector<const NetworkBehaviour*> behaviours_of_groups(const TestPlan& plan, const Network& network,
+std::vector<const NetworkBehaviour*> behaviours_of_groups(const RunPlan& plan, const Network& network,
                                                           const std::string& port) {
     std::vector<const NetworkBehaviour*> behaviours(plan.group_count);
     for (const Subscription& subscription : plan.subscriptions)
@@ -39,8 +39,8 @@ std::vector<const NetworkBehaviour*> behaviours_of_groups(const TestPlan& plan, 
 
 }  // namespace
 
-TestRun::TestRun(TestPlan plan, const Network& network, const std::string& port, std::uint64_t seed,
-                 Time start, const TickCounter& counter, ResultReport& report)
+SimulatedRun::SimulatedRun(RunPlan plan, const Network& network, const std::string& port, std::uint64_t seed,
+                           Time start, const TickCounter& counter, ResultReport& report)
     : plan_(std::move(plan)),
       network_(network),
       behaviours_(behaviours_of_groups(plan_, network, port)),
@@ -66,7 +66,7 @@ TestRun::TestRun(TestPlan plan, const Network& network, const std::string& port,
     report_.begin(handles);
 }
 
-void TestRun::run_to(Time time) {
+void SimulatedRun::run_to(Time time) {
     const Time until = std::min(time, end_);
     while (!queue_.empty() && queue_.first().time < until) {
         const EventQueue::Entry entry = queue_.first();
@@ -87,7 +87,7 @@ void TestRun::run_to(Time time) {
     }
 }
 
-Time TestRun::finish(Time time) {
+Time SimulatedRun::finish(Time time) {
     for (Stb& stb : stbs_) {
         if (stb.viewing && !awaits_packet(stb, time)) end_view(stb, time, Ending::OfTest);
         if (report_.is_full()) report_.deliver();
@@ -95,7 +95,7 @@ Time TestRun::finish(Time time) {
     return kNever;
 }
 
-void TestRun::begin_view(std::uint32_t number, Time now) {
+void SimulatedRun::begin_view(std::uint32_t number, Time now) {
     Stb& stb = stbs_[number];
     stb.channel =
         choose_channel(block_of(stb), plan_.test.test_type, stb.index, stb.views, stb.channel, stb.random);
@@ -106,7 +106,7 @@ void TestRun::begin_view(std::uint32_t number, Time now) {
     schedule(number, now);
 }
 
-void TestRun::join_multicast(std::uint32_t number, Time now) {
+void SimulatedRun::join_multicast(std::uint32_t number, Time now) {
     Stb& stb = stbs_[number];
     const PlannedChannel& channel = channel_of(stb);
     stb.join = now;
@@ -119,7 +119,7 @@ void TestRun::join_multicast(std::uint32_t number, Time now) {
 }
 
 /// Returns the first packet of the stream that reaches the STB.
-Time TestRun::enter_stream(Stb& stb, Time now) {
+Time SimulatedRun::enter_stream(Stb& stb, Time now) {
     const PlannedChannel& channel = channel_of(stb);
     const NetworkBehaviour& network = network_of(channel);
     Time first = now;
@@ -133,7 +133,7 @@ Time TestRun::enter_stream(Stb& stb, Time now) {
 }
 
 /// What comes next of a view, as far as it is known.
-void TestRun::schedule(std::uint32_t number, Time now) {
+void SimulatedRun::schedule(std::uint32_t number, Time now) {
     const Stb& stb = stbs_[number];
     const profileConfig_s& profile = block_of(stb).profile;
     const bool joins_later = plan_.uses_unicast() && !profile.unicast_only && stb.join == kNever;
@@ -148,7 +148,7 @@ void TestRun::schedule(std::uint32_t number, Time now) {
     if (joins_later && join < end) queue_.push({join, number, Step::JoinMulticast});
 }
 
-void TestRun::schedule_next(std::uint32_t number, Time now) {
+void SimulatedRun::schedule_next(std::uint32_t number, Time now) {
     const Stb& stb = stbs_[number];
     const PlannedBlock& block = block_of(stb);
     if (is_done(block, plan_.test.test_type, stb.views)) return;

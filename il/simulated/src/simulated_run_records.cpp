@@ -3,7 +3,7 @@
 
 #include "packets.h"
 #include "simulated_record.h"
-#include "test_run.h"
+#include "simulated_run.h"
 
 namespace orv::il {
 
@@ -11,20 +11,20 @@ using namespace iptvcd_1_bll;  // NOLINT: the records are what this file is abou
 
 namespace {
 
-/// How long routers keep sending a group that nobody reports any more, when nobody can say that he left
+/// How long routers keep forwarding a group without reports, when hosts cannot send a leave
 /// (RFC 2236 section 8.4: twice the query interval of 125 s, and the response interval of 10 s).
 constexpr Time kGroupMembershipInterval = 260 * kSecond;
 
 }  // namespace
 
-/// Whether a packet is on its way that makes the difference between a join that failed and one that did not.
-bool TestRun::awaits_packet(const Stb& stb, Time now) const {
+/// Whether a packet is in flight that decides whether the join failed.
+bool SimulatedRun::awaits_packet(const Stb& stb, Time now) const {
     const bool multicast = stb.member && stb.first > now;
     return multicast ||
            (stb.unicast_join != kNever && stb.unicast_first > now && !has_left_unicast(stb, now));
 }
 
-void TestRun::end_view(Stb& stb, Time now, Ending ending) {
+void SimulatedRun::end_view(Stb& stb, Time now, Ending ending) {
     ViewTimes view;
     if (stb.unicast_join != kNever) leave_unicast(stb, now, ending, view);
     if (stb.join != kNever) leave_multicast(stb, now, view);
@@ -35,7 +35,7 @@ void TestRun::end_view(Stb& stb, Time now, Ending ending) {
     stb.join = stb.first = kNever;
 }
 
-void TestRun::leave_multicast(Stb& stb, Time now, ViewTimes& view) {
+void SimulatedRun::leave_multicast(Stb& stb, Time now, ViewTimes& view) {
     const PlannedChannel& channel = channel_of(stb);
     const NetworkBehaviour& network = network_of(channel);
     view.join = stb.join;
@@ -47,18 +47,18 @@ void TestRun::leave_multicast(Stb& stb, Time now, ViewTimes& view) {
             tells ? now + draw_delay(network.leave_delay, stb.random) + draw_delay(network.jitter, stb.random)
                   : now + kGroupMembershipInterval;
         const bool was_last = streams_.leave(stb.link, channel.group_index, end);
-        // The STB that cannot say that it leaves does not listen any longer either.
+        // An STB that cannot send a leave stops listening all the same.
         if (tells && was_last) last = end;
         view.last_valid = tells;
     }
-    if (stb.first == kNever || stb.first > now) return;  // the first packet is nobody's any more
+    if (stb.first == kNever || stb.first > now) return;  // the first packet has no receiver
     view.first = stb.first;
     view.last = last;
     if (stb.interrupted) add_interruption(stb, now, view);
     view.last = last_arrival(view.first, view.last, network.packet_rate, network.loss, stb.random);
 }
 
-void TestRun::record(Stb& stb, const ViewTimes& view) {
+void SimulatedRun::record(Stb& stb, const ViewTimes& view) {
     const PlannedBlock& block = block_of(stb);
     const PlannedChannel& channel = channel_of(stb);
     stbox_event_s& event = report_.add_event(stb.block);
@@ -69,7 +69,7 @@ void TestRun::record(Stb& stb, const ViewTimes& view) {
         record_nacks(stb, view, event.lost_mcast_packets);
 }
 
-void TestRun::record_nacks(Stb& stb, const ViewTimes& view, std::uint64_t lost) {
+void SimulatedRun::record_nacks(Stb& stb, const ViewTimes& view, std::uint64_t lost) {
     const PlannedBlock& block = block_of(stb);
     const PlannedChannel& channel = channel_of(stb);
     const auto& config = block.config.rrr_stbConfig;

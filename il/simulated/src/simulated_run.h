@@ -9,7 +9,7 @@
 
 #include "orv/il/event_queue.h"
 #include "orv/il/result_report.h"
-#include "orv/il/test_plan.h"
+#include "orv/il/run_plan.h"
 #include "orv/il/tick_counter.h"
 #include "orv/il/view_record.h"
 #include "orv/il/world.h"
@@ -19,17 +19,17 @@
 namespace orv::il {
 
 /// Emulates the STBs of a plan.
-class TestRun : public Run {
+class SimulatedRun : public Run {
   public:
     /// `network`, `counter` and `report` outlive the run. `seed` is the port's, `port` its name.
-    TestRun(TestPlan plan, const Network& network, const std::string& port, std::uint64_t seed, Time start,
-            const TickCounter& counter, ResultReport& report);
+    SimulatedRun(RunPlan plan, const Network& network, const std::string& port, std::uint64_t seed,
+                 Time start, const TickCounter& counter, ResultReport& report);
 
     Time end() const override { return end_; }
     /// Records of views that ended are in the report.
     void run_to(Time time) override;
     void channels_change(Time time, const std::function<void()>& change) override;
-    /// Ends all views that are running at `time`. Those whose first packet is still on its way are not
+    /// Ends all views that are running at `time`. Those whose first packet is still in flight are not
     /// recorded: their joins have neither failed nor succeeded.
     Time finish(Time time) override;
 
@@ -52,8 +52,8 @@ class TestRun : public Run {
         std::uint32_t views = 0;  ///< begun
         bool viewing : 1 = false;
         bool member : 1 = false;       ///< of the channel's stream
-        bool join_lost : 1 = false;    ///< it brings nothing
-        bool burst_lost : 1 = false;   ///< the unicast join brings nothing
+        bool join_lost : 1 = false;    ///< no packets follow
+        bool burst_lost : 1 = false;   ///< no packets follow the unicast join
         bool sbit_late : 1 = false;    ///< later than it may come
         bool interrupted : 1 = false;  ///< there is an interruption
     };
@@ -107,7 +107,7 @@ class TestRun : public Run {
     void record_nacks(Stb& stb, const ViewTimes& view, std::uint64_t lost);
     std::uint32_t number_of(const Stb& stb) const { return static_cast<std::uint32_t>(&stb - stbs_.data()); }
 
-    TestPlan plan_;
+    RunPlan plan_;
     const Network& network_;
     std::vector<const NetworkBehaviour*> behaviours_;  ///< by group
     const TickCounter& counter_;

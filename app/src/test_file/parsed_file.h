@@ -1,4 +1,4 @@
-// Test files: a test as a person writes it down (docs/test-file.md).
+// Test files: tests as users write them (docs/test-file.md).
 #pragma once
 
 #include <filesystem>
@@ -48,7 +48,7 @@ class TestFile {
     const std::string& GetFile() const { return file_; }
     /// All that was read.
     const std::string& GetText() const { return text_; }
-    /// What takes the place of values of the file, each "--set NAME/Property=VALUE".
+    /// What replaces values of the file, each "--set NAME/Property=VALUE".
     const std::vector<std::string>& GetSettings() const { return settings_; }
     /// Empty when the file gives none.
     const std::string& GetTitle() const;

@@ -1,4 +1,4 @@
-#include "orv/il/test_plan.h"
+#include "orv/il/run_plan.h"
 
 #include <fmt/format.h>
 
@@ -42,10 +42,10 @@ class Indexes {
 
 using Links = Indexes<std::tuple<std::uint16_t, std::uint16_t, std::uint16_t>>;
 
-/// Numbers what the channels of a test ask the network for.
+/// Numbers the subscriptions of a test's channels.
 class SubscriptionList {
   public:
-    explicit SubscriptionList(TestPlan& plan) : plan_(plan) {}
+    explicit SubscriptionList(RunPlan& plan) : plan_(plan) {}
 
     std::uint32_t filter_of(IgmpVersion version, const channelBlockConfig_s& range) {
         PlannedFilter filter;
@@ -66,12 +66,12 @@ class SubscriptionList {
     }
 
   private:
-    TestPlan& plan_;
+    RunPlan& plan_;
     Indexes<ipAddress_t, AddressOrder> groups_;
     Indexes<std::pair<std::uint32_t, std::uint32_t>> subscriptions_;
 };
 
-void add_channels(const channelBlockConfig_s& range, SubscriptionList& subscriptions, const TestPlan& plan,
+void add_channels(const channelBlockConfig_s& range, SubscriptionList& subscriptions, const RunPlan& plan,
                   PlannedBlock& block) {
     const std::uint32_t filter = subscriptions.filter_of(block.config.igmp_version, range);
     ipAddress_t group = range.channel_ip_start;
@@ -113,7 +113,7 @@ std::uint32_t PlannedBlock::initial_channel(std::uint32_t settop_index) const {
     return static_cast<std::uint32_t>((steps % count + count) % count);
 }
 
-TestPlan::TestPlan(const PortConfiguration& configuration, const TestStart& start)
+RunPlan::RunPlan(const PortConfiguration& configuration, const TestStart& start)
     : test(configuration.tests.at(start.config_handle)), start_delay_step(start.start_delay_step) {
     SubscriptionList subscriptions(*this);
     Links links;
@@ -141,11 +141,11 @@ TestPlan::TestPlan(const PortConfiguration& configuration, const TestStart& star
     }
 }
 
-bool TestPlan::uses_unicast() const {
+bool RunPlan::uses_unicast() const {
     return test.test_type == TestType::FAST_CHANNEL_CHANGE || test.test_type == TestType::FCC_WITH_RRR;
 }
 
-bool TestPlan::retransmits() const {
+bool RunPlan::retransmits() const {
     return test.test_type == TestType::RELIABLE_RETRANSMISSION || test.test_type == TestType::FCC_WITH_RRR;
 }
 

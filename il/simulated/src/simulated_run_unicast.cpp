@@ -3,7 +3,7 @@
 #include <cmath>
 
 #include "packets.h"
-#include "test_run.h"
+#include "simulated_run.h"
 
 namespace orv::il {
 
@@ -18,7 +18,7 @@ Time delay_ms(std::int32_t count) {
 
 }  // namespace
 
-void TestRun::begin_unicast(Stb& stb, Time now) {
+void SimulatedRun::begin_unicast(Stb& stb, Time now) {
     const PlannedChannel& channel = channel_of(stb);
     stb.unicast_join = now;
     stb.unicast_first = stb.unicast_last = stb.sbit_first = kNever;
@@ -26,7 +26,7 @@ void TestRun::begin_unicast(Stb& stb, Time now) {
     if (is_sent(channel) && !stb.burst_lost) begin_burst(stb, now);
 }
 
-void TestRun::begin_burst(Stb& stb, Time now) {
+void SimulatedRun::begin_burst(Stb& stb, Time now) {
     const NetworkBehaviour& network = network_of(channel_of(stb));
     const Time first =
         now + draw_delay(network.unicast_join_delay, stb.random) + draw_delay(network.jitter, stb.random);
@@ -48,7 +48,7 @@ void TestRun::begin_burst(Stb& stb, Time now) {
 }
 
 /// `burst`: when it begins. Without an S-bit `sbit_first` is kNever.
-void TestRun::draw_sbit(Stb& stb, Time burst) {
+void SimulatedRun::draw_sbit(Stb& stb, Time burst) {
     if (!waits_for_sbit()) return;
     const Time least = ms(plan_.test.min_sbit_delay);
     const Time most = std::max(least, ms(plan_.test.max_sbit_delay));
@@ -64,23 +64,23 @@ void TestRun::draw_sbit(Stb& stb, Time burst) {
     stb.sbit_first = burst + delay;
 }
 
-Time TestRun::multicast_join_time(const Stb& stb) const {
+Time SimulatedRun::multicast_join_time(const Stb& stb) const {
     const Time delay = delay_ms(block_of(stb).profile.mcast_join_trigger_delay);
     if (plan_.test.mcast_join_trigger == MulticastJoinTriggerType::UNICAST_JOIN_AND_DELAY)
         return stb.unicast_join + delay;
     if (stb.sbit_first != kNever) return stb.sbit_first + delay;
-    // An S-bit that never comes is waited for as long as it may take.
+    // Waits for a missing S-bit until the time-out.
     const Time from = stb.unicast_first != kNever ? stb.unicast_first : stb.unicast_join;
     return from + ms(plan_.test.max_sbit_delay) + delay;
 }
 
-bool TestRun::waits_for_sbit() const {
+bool SimulatedRun::waits_for_sbit() const {
     return plan_.test.mcast_join_trigger == MulticastJoinTriggerType::SBIT_AND_DELAY ||
            plan_.test.max_sbit_delay > 0;
 }
 
 /// When its trigger comes; the end of the view may be earlier. kNever: no trigger is in sight.
-Time TestRun::unicast_leave_time(const Stb& stb) const {
+Time SimulatedRun::unicast_leave_time(const Stb& stb) const {
     const profileConfig_s& profile = block_of(stb).profile;
     if (profile.unicast_only || profile.unicast_stay) return kNever;
     const Time delay = delay_ms(profile.unicast_leave_trigger_delay);
@@ -89,12 +89,12 @@ Time TestRun::unicast_leave_time(const Stb& stb) const {
     return stb.join != kNever && stb.first != kNever ? std::max(stb.first, stb.join) + delay : kNever;
 }
 
-bool TestRun::has_left_unicast(const Stb& stb, Time now) const {
+bool SimulatedRun::has_left_unicast(const Stb& stb, Time now) const {
     const Time leave = unicast_leave_time(stb);
     return leave != kNever && leave <= now;
 }
 
-void TestRun::leave_unicast(Stb& stb, Time now, Ending ending, ViewTimes& view) {
+void SimulatedRun::leave_unicast(Stb& stb, Time now, Ending ending, ViewTimes& view) {
     const NetworkBehaviour& network = network_of(channel_of(stb));
     const bool left = has_left_unicast(stb, now);
     view.unicast_join = stb.unicast_join;
@@ -115,7 +115,7 @@ void TestRun::leave_unicast(Stb& stb, Time now, Ending ending, ViewTimes& view) 
         view.sbit_first = stb.sbit_first;
         view.sbit_failure = stb.sbit_late;
     } else {
-        // One that the end of the test has cut off could still have come.
+        // An S-bit cut off by the end of the test could still have come.
         view.sbit_failure = waits_for_sbit() && !(ending == Ending::OfTest && stb.sbit_first > now);
     }
     view.unicast_last = last_arrival(std::max(view.unicast_first, view.sbit_first), last, network.packet_rate,

@@ -1,4 +1,4 @@
-#include "test_file.h"
+#include "parsed_file.h"
 
 #include <fmt/format.h>
 
@@ -144,7 +144,7 @@ TestFile TestFile::Parse(const FileText& file, const std::vector<std::string>& s
     MistakeList mistakes = test.MakeMistakeList();
     if (file.problem.empty()) {
         const SourceNode root = ReadSourceTree(file.text, mistakes);
-        // What is no YAML has nothing in it to look at.
+        // Text that is not YAML has nothing to check.
         if (mistakes.IsEmpty() || root.IsMap()) SectionReader(root, *test.plan_, mistakes).Read(settings);
     } else {
         mistakes.Add({}, file.problem);

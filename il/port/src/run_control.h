@@ -15,25 +15,25 @@
 
 namespace orv::il {
 
-/// Asks the run for what it has at each wake-up: the next notification, the end, and after the end as long as
+/// Polls the run at each wake-up: for the next notification, at the end, and after the end as long as
 /// the run has something left to record. Only then the end is announced.
-class TestControl {
+class RunControl {
   public:
-    /// All of them outlive it.
-    TestControl(World& world, ITimeline& timeline, FaultInjector& faults, Connection& connection);
-    /// Nothing of the timeline's calls it any more.
-    ~TestControl();
-    TestControl(const TestControl&) = delete;
-    TestControl& operator=(const TestControl&) = delete;
+    /// All arguments must outlive it.
+    RunControl(World& world, ITimeline& timeline, FaultInjector& faults, Connection& connection);
+    /// Cancels its timers.
+    ~RunControl();
+    RunControl(const RunControl&) = delete;
+    RunControl& operator=(const RunControl&) = delete;
 
     /// Throws PortFault when a test is running or ending, or cannot be planned.
     void start(const PortConfiguration& configuration, const TestStart& test);
-    /// Ends, reports and announces the end of a running test. One that is ending goes on doing so. Announces
-    /// an end that was kept quiet on purpose.
+    /// Ends a running test, reports, and announces the end. A test that is ending continues to end. Announces
+    /// an end that a fault suppressed.
     void stop();
     /// Calls `change`, which changes what is sent.
     void channels_change(const std::function<void()>& change);
-    /// Ends a running test without a word, and all registrations.
+    /// Ends a running test without notification, and all registrations.
     void abandon();
 
     struct Registration {
@@ -48,7 +48,7 @@ class TestControl {
   private:
     Time now() const { return timeline_.GetNow().count(); }
     void wake_next();
-    void wake_at(Time time, void (TestControl::*work)(Time));
+    void wake_at(Time time, void (RunControl::*work)(Time));
     void cancel_wake();
     void on_wake(Time time);
     void end_test(Time time);
@@ -67,10 +67,10 @@ class TestControl {
     std::optional<Registration> end_of_test_;
     std::unique_ptr<Run> run_;
     bool is_ending_ = false;   ///< the run has been finished, and has something left to record
-    bool end_missed_ = false;  ///< the last test ended without a word
+    bool end_missed_ = false;  ///< the last test ended without notification
     Time next_report_ = kNever;
     std::uint64_t wake_ = 0;  ///< id of the timeline; 0: none
-    /// Announcements that are on their way: ids of the timeline, each under a number of its own.
+    /// Pending announcements: timer ids, each under a number of its own.
     std::map<std::uint64_t, std::uint64_t> late_ends_;
     std::uint64_t last_late_end_ = 0;
 };

@@ -1,4 +1,4 @@
-// What a test found, taken from its result objects.
+// The report of one test, taken from its result objects.
 #pragma once
 
 #include <cstdint>
@@ -31,7 +31,7 @@ struct TestReport {
     double duration = 0;             ///< that it ran
     double configured_duration = 0;  ///< that it was to run
     double join_fail_threshold = 0;  ///< percent
-    bool passed = false;             ///< by its figures; see GetVerdict for what is said of it
+    bool passed = false;             ///< by its figures; see GetVerdict for the reported verdict
     std::vector<ResultRow> channel_ranges;
     std::vector<ResultRow> stb_blocks;
     std::vector<ResultRow> profiles;

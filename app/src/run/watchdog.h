@@ -1,4 +1,4 @@
-// Looks after the tests of a running sequence.
+// Supervises the tests of a running sequence.
 #pragma once
 
 #include <chrono>
@@ -19,12 +19,12 @@ namespace orv::app {
 /// Notices when tests begin and end and takes their reports; ends what does not end by itself: a test whose
 /// time is long over, one that a user interrupts, and ports that do not report the end of theirs. A timer of
 /// the task manager drives it.
-class TestWatch {
+class Watchdog {
   public:
-    TestWatch(Laboratory& laboratory, RunLog& log, IRunObserver& observer, KnownOutcome& known);
-    ~TestWatch();
-    TestWatch(const TestWatch&) = delete;
-    TestWatch& operator=(const TestWatch&) = delete;
+    Watchdog(Laboratory& laboratory, RunLog& log, IRunObserver& observer, KnownOutcome& known);
+    ~Watchdog();
+    Watchdog(const Watchdog&) = delete;
+    Watchdog& operator=(const Watchdog&) = delete;
 
     bool IsTestUnderWay() const { return running_.has_value(); }
     bool IsInterrupted() const { return interrupted_; }
@@ -32,7 +32,7 @@ class TestWatch {
 
   private:
     using Nanoseconds = std::chrono::nanoseconds;
-    /// What is done, one after the other, with a test that does not end.
+    /// Escalation for a test that does not end.
     enum class Effort { None, Stopped, MutePortsCut };
     struct Running {
         std::uint32_t command = 0;  ///< handle
@@ -43,7 +43,7 @@ class TestWatch {
         Nanoseconds duration{};
         Effort effort = Effort::None;
         Nanoseconds next_effort_at{};
-        std::optional<Nanoseconds> stopped{};  ///< when it was told to end
+        std::optional<Nanoseconds> stopped{};  ///< when it was told to stop
         bool has_report = false;
     };
 

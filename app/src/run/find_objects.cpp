@@ -1,4 +1,4 @@
-#include "test_parts.h"
+#include "find_objects.h"
 
 #include <algorithm>
 

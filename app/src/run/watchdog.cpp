@@ -1,16 +1,16 @@
-#include "test_watch.h"
+#include "watchdog.h"
 
 #include <fmt/format.h>
 
 #include <exception>
 
+#include "find_objects.h"
 #include "orv/common/exceptions.h"
 #include "orv/core/project.h"
 #include "orv/core/test_result_manager.h"
 #include "orv/framework/command_status_manager.h"
 #include "orv/framework/handle_registry.h"
 #include "orv/framework/scriptable_creator.h"
-#include "orv/framework/scriptable_locator.h"
 #include "orv/framework/sequencer.h"
 #include "orv/framework/task_manager.h"
 #include "orv/ids/framework_ids.h"
@@ -23,25 +23,17 @@ using framework::CHandleRegistry;
 using framework::CScriptable;
 using framework::CTaskManager;
 using framework::PropertyChangeDelegate;
-using framework::ScriptableVec;
 
 namespace {
 
 constexpr auto kTick = std::chrono::milliseconds(100);
-/// So long a test may last beyond its time: ports report their last results and end one after the other.
+/// How long a test may exceed its duration: ports report their last results and end one after the other.
 constexpr auto kGrace = std::chrono::seconds(60);
-/// So long ports have to report their end when they have been told to stop: the wait command looks every 5 s.
+/// How long ports have to report their end after a stop request: the wait command polls every 5 s.
 constexpr auto kPatience = std::chrono::seconds(15);
-/// Ports begin a little before the command that starts them is done: a test that ran all its time seems to
-/// have run less by that.
+/// Ports begin shortly before their start command completes: the measured duration of a complete test
+/// is shorter by that.
 constexpr auto kStartSlack = std::chrono::duration<double>(1);
-
-ScriptableVec FindAll(common::ClassId id, const CScriptable* root) {
-    ScriptableVec objects;
-    framework::CScriptableLocator::Instance().GetObjectsEx(
-        objects, id, root, framework::CScriptableLocator::LOCATE_SKIP_DELETED);
-    return objects;
-}
 
 bool IsStartDisabled(std::uint32_t block) {
     return !framework::CCommandStatusManager::Instance().GetCommandStatus(block,
@@ -50,32 +42,32 @@ bool IsStartDisabled(std::uint32_t block) {
 
 }  // namespace
 
-TestWatch::TestWatch(Laboratory& laboratory, RunLog& log, IRunObserver& observer, KnownOutcome& known)
+Watchdog::Watchdog(Laboratory& laboratory, RunLog& log, IRunObserver& observer, KnownOutcome& known)
     : laboratory_(laboratory), log_(log), observer_(observer), known_(known) {
     for (CScriptable* command :
-         FindAll(ids::IptvStartTestCommand::CLASS, &framework::CSequencer::Instance())) {
+         FindBelow(framework::CSequencer::Instance(), ids::IptvStartTestCommand::CLASS)) {
         start_commands_.push_back(command->GetHandle());
         command->RegisterPropertyChangeDelegate(ids::Command::State,
-                                                PropertyChangeDelegate::To<&TestWatch::OnCommandState>(this));
+                                                PropertyChangeDelegate::To<&Watchdog::OnCommandState>(this));
     }
     timer_ = CTaskManager::Instance().PostAfter(kTick, [this] { OnTick(); });
 }
 
-TestWatch::~TestWatch() {
+Watchdog::~Watchdog() {
     CTaskManager::Instance().CancelTimer(timer_);
     for (const std::uint32_t handle : start_commands_) {
         if (auto* command = CHandleRegistry::Instance().Find(handle)) {
             command->UnregisterPropertyChangeDelegate(
-                ids::Command::State, PropertyChangeDelegate::To<&TestWatch::OnCommandState>(this));
+                ids::Command::State, PropertyChangeDelegate::To<&Watchdog::OnCommandState>(this));
         }
     }
     if (auto* results = CHandleRegistry::Instance().Find(results_)) {
         results->UnregisterPropertyChangeDelegate(ids::IptvTestResults::TestResult,
-                                                  PropertyChangeDelegate::To<&TestWatch::OnVerdict>(this));
+                                                  PropertyChangeDelegate::To<&Watchdog::OnVerdict>(this));
     }
 }
 
-void TestWatch::OnCommandState(CScriptable* object, framework::PropId) {
+void Watchdog::OnCommandState(CScriptable* object, framework::PropId) {
     auto& command = dynamic_cast<CCommand&>(*object);
     if (command.GetCommandState() == CCommand::COMMAND_RUNNING) {
         if (running_) return;
@@ -96,12 +88,12 @@ void TestWatch::OnCommandState(CScriptable* object, framework::PropId) {
         std::chrono::duration<double>(command.GetDouble(ids::IptvStartTestCommand::TestDuration)));
     test.next_effort_at = test.started + test.duration + kGrace;
     auto* project = core::CProject::GetCurrentActiveInstance();
-    for (const CScriptable* block : FindAll(ids::IptvStbBlockConfig::CLASS, project)) {
+    for (const CScriptable* block : FindBelow(*project, ids::IptvStbBlockConfig::CLASS)) {
         if (!IsStartDisabled(block->GetHandle())) continue;
         test.block = block->GetHandle();
         break;
     }
-    // A start that did not succeed may have begun a test all the same.
+    // A failed start may still have begun a test.
     if (!completed && (test.block == 0 || running_)) return;
     running_ = test;
     observer_.OnTestBegins(test.name, test.duration);
@@ -115,13 +107,13 @@ void TestWatch::OnCommandState(CScriptable* object, framework::PropId) {
     if (results_ != results->GetHandle()) {
         results_ = results->GetHandle();
         results->RegisterPropertyChangeDelegate(ids::IptvTestResults::TestResult,
-                                                PropertyChangeDelegate::To<&TestWatch::OnVerdict>(this));
+                                                PropertyChangeDelegate::To<&Watchdog::OnVerdict>(this));
     }
-    // A test that ends while it starts has its verdict already.
+    // A test that ended during its start has its verdict already.
     if (test.block == 0) OnVerdict(results, ids::IptvTestResults::TestResult);
 }
 
-void TestWatch::OnVerdict(CScriptable* results, framework::PropId) {
+void Watchdog::OnVerdict(CScriptable* results, framework::PropId) {
     const std::uint8_t verdict = results->GetU8(ids::IptvTestResults::TestResult);
     if (!running_ || running_->has_report || verdict == ids::TestOutcome::NONE) return;
     running_->has_report = true;
@@ -137,7 +129,7 @@ void TestWatch::OnVerdict(CScriptable* results, framework::PropId) {
     reports_.push_back(std::move(report));
 }
 
-void TestWatch::OnTick() {
+void Watchdog::OnTick() {
     timer_ = CTaskManager::Instance().PostAfter(kTick, [this] { OnTick(); });
     try {
         LookForEnd();
@@ -150,12 +142,12 @@ void TestWatch::OnTick() {
     }
 }
 
-double TestWatch::GetSecondsRun() const {
+double Watchdog::GetSecondsRun() const {
     const Nanoseconds end = running_->stopped.value_or(CTaskManager::Instance().GetNow());
     return std::chrono::duration<double>(end - running_->started).count();
 }
 
-void TestWatch::LookForEnd() {
+void Watchdog::LookForEnd() {
     if (!running_) return;
     if (!running_->has_report) {
         known_.Change([seconds = GetSecondsRun()](RunOutcome& outcome) {
@@ -164,11 +156,11 @@ void TestWatch::LookForEnd() {
     }
     if (IsStartDisabled(running_->block)) return;
     running_.reset();
-    // Whoever waits for the end of the test need not wait for the next time that it looks.
+    // The command that waits for the end of the test need not wait for its next poll.
     if (interrupted_) framework::CSequencer::Instance().Stop();
 }
 
-void TestWatch::LookForInterrupt() {
+void Watchdog::LookForInterrupt() {
     if (interrupted_ || observer_.GetInterrupts() == 0) return;
     interrupted_ = true;
     // What came before is completed; else there is nothing to wait for.
@@ -183,12 +175,12 @@ void TestWatch::LookForInterrupt() {
 }
 
 /// A port that refused to start will never end: without it the others can.
-void TestWatch::LookForRefusal() {
+void Watchdog::LookForRefusal() {
     if (!running_) return;
     for (PortLink* link : laboratory_.FindRefusing()) link->Cut("it refused to start its test");
 }
 
-void TestWatch::LookForOverdue() {
+void Watchdog::LookForOverdue() {
     if (!running_ || CTaskManager::Instance().GetNow() < running_->next_effort_at) return;
     running_->next_effort_at += kPatience;
     switch (running_->effort) {
@@ -204,13 +196,13 @@ void TestWatch::LookForOverdue() {
             log_.AddError(fmt::format("The test \"{}\" could not be ended.", running_->name));
             framework::CSequencer::Instance().Stop();
             running_.reset();
-            // Without ports no test counts as running, so that nothing waits for it any more.
+            // Without ports no test counts as running, so nothing waits for it.
             for (PortLink* link : laboratory_.GetPorts()) link->Cut("its test could not be ended");
             return;
     }
 }
 
-void TestWatch::Stop() {
+void Watchdog::Stop() {
     running_->stopped = CTaskManager::Instance().GetNow();
     auto* project = core::CProject::GetCurrentActiveInstance();
     framework::CScriptableCreator creator;
@@ -220,11 +212,11 @@ void TestWatch::Stop() {
     stop->Delete();
 }
 
-void TestWatch::CutMutePorts() {
+void Watchdog::CutMutePorts() {
     for (PortLink* link : laboratory_.FindMute()) link->Cut("it does not report the end of its test");
 }
 
-void TestWatch::ShowProgress() {
+void Watchdog::ShowProgress() {
     if (!observer_.WantsProgress()) return;
     RunProgress progress;
     if (running_) {

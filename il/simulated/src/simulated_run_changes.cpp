@@ -1,15 +1,15 @@
-// What becomes of running views when channels are no longer sent, or sent again.
+// Effect on running views when channels are no longer sent, or sent again.
 #include <algorithm>
 #include <utility>
 
-#include "test_run.h"
+#include "simulated_run.h"
 
 namespace orv::il {
 
 using iptvcd_1_bll::TestEnv;
 
 /// By subscription.
-std::vector<bool> TestRun::ask_what_is_sent() const {
+std::vector<bool> SimulatedRun::ask_what_is_sent() const {
     std::vector<bool> sent;
     sent.reserve(plan_.subscriptions.size());
     const bool asks = plan_.test.test_env == TestEnv::TESTING && network_.is_sent;
@@ -22,7 +22,7 @@ std::vector<bool> TestRun::ask_what_is_sent() const {
     return sent;
 }
 
-void TestRun::channels_change(Time time, const std::function<void()>& change) {
+void SimulatedRun::channels_change(Time time, const std::function<void()>& change) {
     run_to(time);
     change();
     if (time >= end_) return;
@@ -38,27 +38,27 @@ void TestRun::channels_change(Time time, const std::function<void()>& change) {
         changed[number] = true;
         sent_[subscription] ? find_source(number, time) : lose_source(number, time);
     }
-    // What they were going to do may have waited for packets.
+    // Their pending events may have depended on packets.
     queue_.erase_if([&changed](const EventQueue::Entry& entry) { return changed[entry.stb]; });
     for (std::uint32_t number = 0; number < stbs_.size(); ++number)
         if (changed[number]) schedule(number, time);
 }
 
-/// Streams that everybody has left, and nobody sends any more.
-void TestRun::cut_streams(Time now) {
+/// Streams without members that are no longer sent.
+void SimulatedRun::cut_streams(Time now) {
     std::vector<bool> silent(plan_.group_count, true);
     for (std::size_t i = 0; i < sent_.size(); ++i)
         if (sent_[i]) silent[plan_.subscriptions[i].group_index] = false;
     streams_.cut(silent, now);
 }
 
-void TestRun::lose_source(std::uint32_t number, Time now) {
+void SimulatedRun::lose_source(std::uint32_t number, Time now) {
     Stb& stb = stbs_[number];
     if (stb.member) {
         stb.member = false;
         streams_.leave(stb.link, channel_of(stb).group_index, now);
         if (stb.first > now) {
-            stb.first = kNever;  // and does not come any more
+            stb.first = kNever;  // and will not arrive
         } else if (stb.first != kNever) {
             stb.interrupted = true;
             Interruption& multicast = interruptions_[number];
@@ -82,7 +82,7 @@ void TestRun::lose_source(std::uint32_t number, Time now) {
     if (stb.sbit_first > now) stb.sbit_first = kNever;
 }
 
-void TestRun::find_source(std::uint32_t number, Time now) {
+void SimulatedRun::find_source(std::uint32_t number, Time now) {
     Stb& stb = stbs_[number];
     if (stb.join != kNever && !stb.join_lost) {
         const Time first = enter_stream(stb, now);
@@ -96,7 +96,7 @@ void TestRun::find_source(std::uint32_t number, Time now) {
     if (waits && !has_left_unicast(stb, now)) begin_burst(stb, now);
 }
 
-void TestRun::add_interruption(const Stb& stb, Time now, ViewTimes& view) const {
+void SimulatedRun::add_interruption(const Stb& stb, Time now, ViewTimes& view) const {
     const Interruption& multicast = interruptions_.at(number_of(stb));
     if (multicast.stopped == kNever) return;
     view.silence = multicast.silence;

@@ -1,11 +1,11 @@
-#include "test_report.h"
+#include "report_of_test.h"
 
 #include <algorithm>
 #include <cmath>
 #include <type_traits>
 
+#include "find_objects.h"
 #include "orv/core/project.h"
-#include "orv/framework/scriptable_locator.h"
 #include "orv/ids/core_ids.h"
 #include "orv/ids/framework_ids.h"
 #include "orv/ids/iptv_ids.h"
@@ -14,16 +14,10 @@ namespace orv::app {
 
 namespace {
 
-using framework::CScriptable;
-using framework::ScriptableVec;
 namespace Command = ids::IptvStartTestCommand;
 
-ScriptableVec FindAll(common::ClassId id) {
-    ScriptableVec objects;
-    framework::CScriptableLocator::Instance().GetObjectsEx(
-        objects, id, core::CProject::GetCurrentActiveInstance(),
-        framework::CScriptableLocator::LOCATE_SKIP_DELETED);
-    return objects;
+ScriptableVec FindInProject(common::ClassId id) {
+    return FindBelow(*core::CProject::GetCurrentActiveInstance(), id);
 }
 
 Figure ToFigure(const framework::CPropertyMeta& meta, const framework::PropertyValue& value) {
@@ -43,7 +37,7 @@ Figure ToFigure(const framework::CPropertyMeta& meta, const framework::PropertyV
 /// Rows of the objects of `results_class`, each named after the object that it is below.
 std::vector<ResultRow> MakeRows(common::ClassId results_class) {
     std::vector<ResultRow> rows;
-    for (const CScriptable* result : FindAll(results_class)) {
+    for (const CScriptable* result : FindInProject(results_class)) {
         // One set-top box has results of its own class, derived from the same base; blocks are meant.
         if (result->GetClassId() != results_class) continue;
         ResultRow& row = rows.emplace_back();
@@ -109,7 +103,7 @@ LiveFigures GetLiveFigures() {
     namespace Id = ids::IptvJoinLeaveResults;
     LiveFigures figures;
     double latencies = 0, joins = 0;
-    for (const CScriptable* block : FindAll(ids::IptvStbBlockResults::CLASS)) {
+    for (const CScriptable* block : FindInProject(ids::IptvStbBlockResults::CLASS)) {
         const double changes = block->GetDouble(Id::NumOfChannelChanges);
         const double failed = block->GetDouble(Id::JoinFails);
         const double latency = block->GetDouble(Id::AvgJoinLatency);

@@ -1,4 +1,4 @@
-#include "test_control.h"
+#include "run_control.h"
 
 #include <algorithm>
 #include <utility>
@@ -7,28 +7,28 @@ namespace orv::il {
 
 namespace {
 
-/// Reports do not come more often, whatever was asked for.
+/// Shortest report interval, whatever was requested.
 constexpr std::uint32_t kShortestIntervalMs = 10;
 
-Time interval_of(const TestControl::Registration& registration) {
+Time interval_of(const RunControl::Registration& registration) {
     return std::max(registration.interval_ms, kShortestIntervalMs) * kMillisecond;
 }
 
 }  // namespace
 
-TestControl::TestControl(World& world, ITimeline& timeline, FaultInjector& faults, Connection& connection)
+RunControl::RunControl(World& world, ITimeline& timeline, FaultInjector& faults, Connection& connection)
     : world_(world),
       timeline_(timeline),
       faults_(faults),
       connection_(connection),
       report_([this](const ResultReport::Blocks& blocks) { send_results(blocks); }) {}
 
-TestControl::~TestControl() {
+RunControl::~RunControl() {
     cancel_wake();
     for (const auto& [number, id] : late_ends_) timeline_.Cancel(id);
 }
 
-void TestControl::start(const PortConfiguration& configuration, const TestStart& test) {
+void RunControl::start(const PortConfiguration& configuration, const TestStart& test) {
     if (run_) throw PortFault(FaultCode::WrongState, "a test is running");
     const Time start = now();
     run_ = world_.start(configuration, test, start, report_);
@@ -37,7 +37,7 @@ void TestControl::start(const PortConfiguration& configuration, const TestStart&
     wake_next();
 }
 
-void TestControl::stop() {
+void RunControl::stop() {
     if (run_) {
         if (is_ending_) return;
         cancel_wake();
@@ -47,11 +47,11 @@ void TestControl::stop() {
     }
 }
 
-void TestControl::channels_change(const std::function<void()>& change) {
+void RunControl::channels_change(const std::function<void()>& change) {
     run_ && !is_ending_ ? run_->channels_change(now(), change) : change();
 }
 
-void TestControl::abandon() {
+void RunControl::abandon() {
     cancel_wake();
     for (const auto& [number, id] : late_ends_) timeline_.Cancel(id);
     late_ends_.clear();
@@ -62,7 +62,7 @@ void TestControl::abandon() {
     deregister_end_of_test();
 }
 
-void TestControl::register_results(Registration registration, std::set<std::uint32_t> stb_blocks) {
+void RunControl::register_results(Registration registration, std::set<std::uint32_t> stb_blocks) {
     results_ = registration;
     report_.set_registered(std::move(stb_blocks));
     if (!run_ || is_ending_) return;
@@ -71,30 +71,30 @@ void TestControl::register_results(Registration registration, std::set<std::uint
     wake_next();
 }
 
-void TestControl::deregister_results() {
+void RunControl::deregister_results() {
     results_.reset();
     report_.set_registered({});
 }
 
 /// One wake-up at a time: the next report or the end of the test.
-void TestControl::wake_next() {
-    wake_at(results_ ? std::min(next_report_, run_->end()) : run_->end(), &TestControl::on_wake);
+void RunControl::wake_next() {
+    wake_at(results_ ? std::min(next_report_, run_->end()) : run_->end(), &RunControl::on_wake);
 }
 
-void TestControl::wake_at(Time time, void (TestControl::*work)(Time)) {
+void RunControl::wake_at(Time time, void (RunControl::*work)(Time)) {
     wake_ = timeline_.PostAfter(Nanoseconds(std::max<Time>(time - now(), 0)), [this, time, work] {
         wake_ = 0;
         (this->*work)(time);
     });
 }
 
-void TestControl::cancel_wake() {
+void RunControl::cancel_wake() {
     if (wake_ != 0) timeline_.Cancel(wake_);
     wake_ = 0;
 }
 
 /// `time` is when the wake-up was due; a clock that runs late does not change what the STBs did.
-void TestControl::on_wake(Time time) {
+void RunControl::on_wake(Time time) {
     if (!connection_.is_open()) return abandon();
     if (time >= run_->end()) return end_test(run_->end());
     run_->run_to(time);
@@ -103,26 +103,26 @@ void TestControl::on_wake(Time time) {
     wake_next();
 }
 
-void TestControl::end_test(Time time) {
+void RunControl::end_test(Time time) {
     run_->run_to(time);
     finish(std::min(time, run_->end()));
 }
 
-void TestControl::on_wake_ending(Time time) {
+void RunControl::on_wake_ending(Time time) {
     if (!connection_.is_open()) return abandon();
     finish(time);
 }
 
-void TestControl::finish(Time time) {
+void RunControl::finish(Time time) {
     const Time again = run_->finish(time);
     report_.deliver();
     is_ending_ = again != kNever;
-    if (is_ending_) return wake_at(again, &TestControl::on_wake_ending);
+    if (is_ending_) return wake_at(again, &RunControl::on_wake_ending);
     run_.reset();
     announce_end();
 }
 
-void TestControl::announce_end() {
+void RunControl::announce_end() {
     if (!end_of_test_) return;
     const FaultInjector::OnEndOfTest fault = faults_.on_end_of_test();
     end_missed_ = fault.miss;
@@ -141,13 +141,13 @@ void TestControl::announce_end() {
     }
 }
 
-void TestControl::send_end_of_test() {
+void RunControl::send_end_of_test() {
     tm::Message message;
     iptvcd_1_bll::create_req_EOTNotification(&message);
     connection_.send_notification(message, false, end_of_test_ && end_of_test_->discard_eligible);
 }
 
-void TestControl::send_results(const ResultReport::Blocks& blocks) {
+void RunControl::send_results(const ResultReport::Blocks& blocks) {
     tm::Message message;
     iptvcd_1_bll::create_req_ResultsNotification(&message, blocks, false);
     connection_.send_notification(message, true, results_ && results_->discard_eligible);

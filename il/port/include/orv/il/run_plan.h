@@ -1,4 +1,4 @@
-// A test's own copy of what it needs of the configuration, worked out for running.
+// The plan of a run: a copy of the configuration that the test needs, resolved for running.
 #pragma once
 
 #include <cstddef>
@@ -10,14 +10,14 @@
 
 namespace orv::il {
 
-/// What a request to start a test names.
+/// Contents of a request to start a test.
 struct TestStart {
     std::uint32_t config_handle = 0;
     std::vector<std::uint32_t> stb_blocks;  ///< handles
     std::uint32_t start_delay_step = 0;     ///< ms, from one STB of the port to the next
 };
 
-/// Of the sources of a group. Without sources, INCLUDE lets nothing pass and EXCLUDE everything.
+/// Source filter of a group. Without sources, INCLUDE lets nothing pass and EXCLUDE everything.
 struct PlannedFilter {
     bool include = false;  ///< only these; otherwise all but these
     std::vector<iptvcd_1_bll::ipAddress_t> sources;
@@ -25,7 +25,7 @@ struct PlannedFilter {
     bool operator==(const PlannedFilter&) const = default;
 };
 
-/// What a join asks the network for.
+/// Group and source filter of a join.
 struct Subscription {
     iptvcd_1_bll::ipAddress_t group;
     std::uint32_t group_index = 0;   ///< of the test's distinct groups
@@ -59,9 +59,9 @@ struct PlannedBlock {
 };
 
 /// Later changes of the configuration do not change the plan.
-struct TestPlan {
+struct RunPlan {
     /// Throws PortFault for unknown or repeated handles, and for more than a port can hold.
-    TestPlan(const PortConfiguration& configuration, const TestStart& start);
+    RunPlan(const PortConfiguration& configuration, const TestStart& start);
 
     Time duration() const { return ms(test.test_duration); }
     bool uses_unicast() const;

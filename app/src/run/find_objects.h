@@ -1,4 +1,4 @@
-// The objects that the rules of a test go through.
+// Finds the objects of a project that the rules of a test check.
 #pragma once
 
 #include <vector>
