@@ -15,7 +15,7 @@ namespace orv::app {
 
 namespace {
 
-constexpr std::string_view kGap = "   ";
+constexpr std::string_view kLegendGap = "   ";
 
 /// Which tests a column is for.
 enum class Shown { Always, Unicast, Retransmission };
@@ -114,8 +114,8 @@ std::string MakeTestSummary(const RunOutcome& outcome, const TestReport& test, s
     std::string text = fmt::format("Test \"{}\": {}, {}, {} s", MakePrintable(test.name), test.type,
                                    test.environment, FormatNumber(test.duration));
     constexpr std::string_view kLegend = "(latencies: least / mean / greatest)";
-    const bool fits = CountCodePoints(text) + kGap.size() + kLegend.size() <= line_width;
-    text += fmt::format("{}{}\n\n", fits ? kGap : "\n", kLegend);
+    const bool fits = CountCodePoints(text) + kLegendGap.size() + kLegend.size() <= line_width;
+    text += fmt::format("{}{}\n\n", fits ? kLegendGap : "\n", kLegend);
     text += MakeTable(test, line_width, "Channel range", test.channel_ranges, kJoinColumns);
     text += MakeTable(test, line_width, "STB block", test.stb_blocks, kJoinColumns, kChangeColumns);
     text += MakeTable(test, line_width, "Viewing profile", test.profiles, kJoinColumns, kChangeColumns);

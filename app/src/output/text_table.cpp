@@ -9,7 +9,7 @@
 namespace orv::app {
 
 namespace {
-constexpr std::string_view kGap = "  ";
+constexpr std::string_view kColumnGap = "  ";
 }
 
 TextTable::TextTable(std::vector<Column> columns) : columns_(std::move(columns)) {
@@ -33,7 +33,7 @@ void TextTable::AppendLine(std::string& text, const std::vector<std::string>& ce
         const std::size_t width = CountCodePoints(cells[i]);
         const std::string padding(std::max(widths_[i], width) - width, ' ');
         const bool right = columns_[i].align == Align::Right;
-        if (i > 0) text += kGap;
+        if (i > 0) text += kColumnGap;
         text += right ? padding + cells[i] : cells[i] + padding;
     }
     text.erase(text.find_last_not_of(' ') + 1);
@@ -61,7 +61,7 @@ std::string TextTable::FormatRow(const std::vector<std::string>& cells) const {
 }
 
 std::size_t TextTable::GetWidth() const {
-    const std::size_t gaps = columns_.empty() ? 0 : (columns_.size() - 1) * kGap.size();
+    const std::size_t gaps = columns_.empty() ? 0 : (columns_.size() - 1) * kColumnGap.size();
     return std::accumulate(widths_.begin(), widths_.end(), gaps);
 }
 
@@ -86,9 +86,9 @@ std::string TextTable::MakeLists(std::size_t line_width) const {
         for (std::size_t i = 1; i < columns_.size(); ++i) {
             const std::string entry = columns_[i].header + ": " + row[i];
             const std::size_t size = CountCodePoints(entry);
-            const bool fits = i > 1 && used + kGap.size() + size <= line_width;
-            text += fits ? std::string(kGap) : "\n  ";
-            used = fits ? used + kGap.size() + size : kGap.size() + size;
+            const bool fits = i > 1 && used + kColumnGap.size() + size <= line_width;
+            text += fits ? std::string(kColumnGap) : "\n  ";
+            used = fits ? used + kColumnGap.size() + size : kColumnGap.size() + size;
             text += entry;
         }
         text += '\n';

@@ -4,6 +4,7 @@
 #include <sqlite3.h>
 
 #include <algorithm>
+#include <boost/algorithm/string/replace.hpp>
 #include <cctype>
 #include <new>
 #include <nlohmann/json.hpp>
@@ -91,6 +92,10 @@ fs::path FindDatabase(const fs::path& name) {
 
 void ResultsDatabase::Closer::operator()(sqlite3* connection) const {
     sqlite3_close(connection);
+}
+
+std::string QuoteName(const std::string& name) {
+    return "\"" + boost::algorithm::replace_all_copy(name, "\"", "\"\"") + "\"";
 }
 
 ResultsDatabase::ResultsDatabase(const fs::path& path) : path_(path) {

@@ -32,6 +32,9 @@ using ResultValue = std::variant<std::monostate, std::int64_t, double, std::stri
 /// one of just that name.
 std::filesystem::path FindDatabase(const std::filesystem::path& name);
 
+/// A name as SQL takes it.
+std::string QuoteName(const std::string& name);
+
 /// A results database, opened to be read. Everything read through one object is one snapshot.
 class ResultsDatabase {
   public:

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <boost/algorithm/string/classification.hpp>
 #include <boost/algorithm/string/predicate.hpp>
-#include <boost/algorithm/string/replace.hpp>
 #include <boost/algorithm/string/trim.hpp>
 #include <boost/tokenizer.hpp>
 #include <charconv>
@@ -85,10 +84,6 @@ void CheckExpression(const std::string& where) {
     if (depth == 0 && !leaves) return;
     throw ResultsError(fmt::format(
         "--where \"{}\" is no SQL expression: a parenthesis too many or too few, or a semicolon", where));
-}
-
-std::string QuoteName(const std::string& name) {
-    return "\"" + boost::algorithm::replace_all_copy(name, "\"", "\"\"") + "\"";
 }
 
 }  // namespace

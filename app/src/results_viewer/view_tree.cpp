@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <boost/algorithm/string/classification.hpp>
-#include <boost/algorithm/string/replace.hpp>
 #include <boost/algorithm/string/split.hpp>
 #include <map>
 #include <set>
@@ -72,10 +71,6 @@ void AppendBelow(std::vector<ViewNode>& nodes, Children& children, std::int64_t 
         nodes.push_back(std::move(node));
         AppendBelow(nodes, children, handle, own_path, depth + 1);
     }
-}
-
-std::string QuoteName(const std::string& name) {
-    return "\"" + boost::algorithm::replace_all_copy(name, "\"", "\"\"") + "\"";
 }
 
 /// Those with rows of the data set that are more than the tree itself.

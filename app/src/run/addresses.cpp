@@ -11,14 +11,14 @@ namespace orv::app {
 
 namespace {
 
-ipAddress_t Convert(const common::CIpAddress& address) {
+ipAddress_t ToAddressRecord(const common::CIpAddress& address) {
     ipAddress_t converted;
     converted.type = ipAddress_t::kV4;
     address.CopyTo(converted.v4.address);
     return converted;
 }
 
-ipAddress_t Convert(const common::CIpv6Address& address) {
+ipAddress_t ToAddressRecord(const common::CIpv6Address& address) {
     ipAddress_t converted;
     converted.type = ipAddress_t::kV6;
     address.CopyTo(converted.v6.address);
@@ -29,7 +29,7 @@ template <class Block, class Address>
 void Append(const Block& block, const Address& step, std::vector<ipAddress_t>& addresses) {
     for (Address address : block.GetStartIpList()) {
         for (std::uint32_t i = 0; i < block.GetNetworkCount(); ++i, address += step)
-            addresses.push_back(Convert(address));
+            addresses.push_back(ToAddressRecord(address));
     }
 }
 
@@ -44,8 +44,9 @@ void ForEachHost(const core::CNetworkEndpoint& endpoint, const Visit& visit) {
 }
 
 ipAddress_t GetIp(const core::CNetworkInterface& interface) {
-    return interface.IsTypeOf(core::CIpv4If::CLASS_ID()) ? Convert(interface.GetIp(ids::Ipv4If::Address))
-                                                         : Convert(interface.GetIpv6(ids::Ipv6If::Address));
+    return interface.IsTypeOf(core::CIpv4If::CLASS_ID())
+               ? ToAddressRecord(interface.GetIp(ids::Ipv4If::Address))
+               : ToAddressRecord(interface.GetIpv6(ids::Ipv6If::Address));
 }
 
 }  // namespace

@@ -30,19 +30,19 @@ using namespace ifSetup_1_bll;  // NOLINT: the records are what this file is abo
 
 namespace {
 
-Ipv4Address_s Convert(const common::CIpAddress& address) {
+Ipv4Address_s ToRecord(const common::CIpAddress& address) {
     Ipv4Address_s record;
     address.CopyTo(record.address);
     return record;
 }
 
-Ipv6Address_s Convert(const common::CIpv6Address& address) {
+Ipv6Address_s ToRecord(const common::CIpv6Address& address) {
     Ipv6Address_s record;
     address.CopyTo(record.address);
     return record;
 }
 
-MacAddress_s Convert(const common::CMacAddress& address) {
+MacAddress_s ToRecord(const common::CMacAddress& address) {
     return {{address.GetBytes().begin(), address.GetBytes().end()}};
 }
 
@@ -50,20 +50,20 @@ MacAddress_s Convert(const common::CMacAddress& address) {
 
 void AddHost(const core::CIpv4If& layer, Ipv4If_s& record) {
     namespace Id = ids::Ipv4If;
-    record.AddrList.push_back(Convert(layer.GetIp(Id::Address)));
+    record.AddrList.push_back(ToRecord(layer.GetIp(Id::Address)));
     if (record.AddrList.size() > 1) return;
     record.Address = record.AddrList.front();
     record.PrefixLength = layer.GetU8(Id::PrefixLength);
-    record.Gateway = Convert(layer.GetIp(Id::Gateway));
+    record.Gateway = ToRecord(layer.GetIp(Id::Gateway));
 }
 
 void AddHost(const core::CIpv6If& layer, Ipv6If_s& record) {
     namespace Id = ids::Ipv6If;
-    record.AddrList.push_back(Convert(layer.GetIpv6(Id::Address)));
+    record.AddrList.push_back(ToRecord(layer.GetIpv6(Id::Address)));
     if (record.AddrList.size() > 1) return;
     record.Address = record.AddrList.front();
     record.PrefixLength = layer.GetU8(Id::PrefixLength);
-    record.Gateway = Convert(layer.GetIpv6(Id::Gateway));
+    record.Gateway = ToRecord(layer.GetIpv6(Id::Gateway));
 }
 
 void AddHost(const core::CVlanIf& layer, VlanIf_s& record) {
@@ -77,7 +77,7 @@ void AddHost(const core::CVlanIf& layer, VlanIf_s& record) {
 }
 
 void AddHost(const core::CEthIIIf& layer, EthIIIf_s& record) {
-    record.SrcMacList.push_back(Convert(layer.GetT<common::CMacAddress>(ids::EthIIIf::SourceMac)));
+    record.SrcMacList.push_back(ToRecord(layer.GetT<common::CMacAddress>(ids::EthIIIf::SourceMac)));
     if (record.SrcMacList.size() == 1) record.SourceMac = record.SrcMacList.front();
 }
 

@@ -5,6 +5,7 @@
 #include <exception>
 #include <system_error>
 
+#include "find_objects.h"
 #include "input_check.h"
 #include "laboratory.h"
 #include "orv/common/exceptions.h"
@@ -12,7 +13,6 @@
 #include "orv/core/project.h"
 #include "orv/core/test_result_manager.h"
 #include "orv/framework/rpc_manager.h"
-#include "orv/framework/scriptable_locator.h"
 #include "orv/framework/sequencer.h"
 #include "orv/ids/iptv_ids.h"
 #include "recording/recorder.h"
@@ -31,19 +31,13 @@ namespace {
 /// Time limit for writing the results of a test after its sequence has ended.
 constexpr auto kLastWrites = std::chrono::seconds(120);
 
-framework::ScriptableVec FindStartCommands() {
-    framework::ScriptableVec commands;
-    framework::CScriptableLocator::Instance().GetObjectsEx(commands, ids::IptvStartTestCommand::CLASS,
-                                                           &CSequencer::Instance());
-    return commands;
-}
-
 /// The file of a command that names none, and of one with a file for each iteration.
 constexpr const char* kDefaultDatabase = "iptvTest.db";
 
 /// All results go to this file, also those of iterations that were to have one of their own.
 void SetDatabaseName(const std::filesystem::path& database) {
-    for (framework::CScriptable* command : FindStartCommands()) {
+    for (framework::CScriptable* command :
+         FindBelow(CSequencer::Instance(), ids::IptvStartTestCommand::CLASS)) {
         command->Set(ids::IptvStartTestCommand::DatabaseFileName, MakeDatabasePath(database).string());
         command->Set(ids::IptvStartTestCommand::SaveResultsPerIteration, false);
     }
@@ -164,8 +158,7 @@ class Session::Impl {
     static void OpenDatabases(const TestFile& file, const TestFile::Built& built, OutputFiles& outputs,
                               RunOutcome& outcome) {
         namespace Command = ids::IptvStartTestCommand;
-        for (const framework::CScriptable* command : FindStartCommands()) {
-            if (!command->GetActive()) continue;
+        for (const framework::CCommand* command : FindStartCommands()) {
             std::string path = command->GetOutputFilePath(Command::DatabaseFileName).ToString();
             if (path.empty() || command->GetBool(Command::SaveResultsPerIteration)) path = kDefaultDatabase;
             const std::string problem = outputs.AddOutput("the database", path, OutputFiles::Kind::Database);

@@ -74,9 +74,9 @@ void CWaitCommand::DoRun() {
 
 namespace {
 
-const StaticRegisterClass<CApplyToILCommand> apply_registration{ids::ApplyToILCommand::CLASS};
-const StaticRegisterClass<CSetRelativesCommand> set_relatives_registration{ids::SetRelativesCommand::CLASS};
-const StaticRegisterClass<CWaitCommand> wait_registration{ids::WaitCommand::CLASS};
+ORV_REGISTER_CLASS(CApplyToILCommand);
+ORV_REGISTER_CLASS(CSetRelativesCommand);
+ORV_REGISTER_CLASS(CWaitCommand);
 
 }  // namespace
 

@@ -35,8 +35,8 @@ void ExecuteInSequence(CCommand& command) {
 /// Limit of loop iterations that take no time.
 constexpr int kMostIdle = 250;
 
-const StaticRegisterClass<CSequencer> sequencer_registration{ids::Sequencer::CLASS};
-const StaticRegisterClass<CSequencerLoopCommand> loop_registration{ids::SequencerLoopCommand::CLASS};
+ORV_REGISTER_CLASS(CSequencer);
+ORV_REGISTER_CLASS(CSequencerLoopCommand);
 
 }  // namespace
 

@@ -18,6 +18,6 @@ CPort* CEmulatedDevice::GetPort() const {
     return dynamic_cast<CPort*>(GetObject(CPort::CLASS_ID(), ids::relations::AffiliationPort));
 }
 
-static const framework::StaticRegisterClass<CEmulatedDevice> registration{CEmulatedDevice::CLASS_ID()};
+ORV_REGISTER_CLASS(CEmulatedDevice);
 
 }  // namespace orv::core

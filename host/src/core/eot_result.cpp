@@ -55,8 +55,7 @@ void CEotResultNode::SetParameter(const std::string& name, const std::string& va
     SetCollection(node_ids::ParameterValues, std::move(values));
 }
 
-static const framework::StaticRegisterClass<CEotResultViewDefinition> view_registration{
-    CEotResultViewDefinition::CLASS_ID()};
-static const framework::StaticRegisterClass<CEotResultNode> node_registration{CEotResultNode::CLASS_ID()};
+ORV_REGISTER_CLASS(CEotResultViewDefinition);
+ORV_REGISTER_CLASS(CEotResultNode);
 
 }  // namespace orv::core

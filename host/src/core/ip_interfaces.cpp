@@ -42,7 +42,7 @@ void CIpv6If::TakeValuesOfHost(const CNetworkInterface& range, std::uint32_t hos
     SetCollection<CIpv6Address>(AddrList, {});
 }
 
-static const framework::StaticRegisterClass<CIpv4If> ipv4_registration{CIpv4If::CLASS_ID()};
-static const framework::StaticRegisterClass<CIpv6If> ipv6_registration{CIpv6If::CLASS_ID()};
+ORV_REGISTER_CLASS(CIpv4If);
+ORV_REGISTER_CLASS(CIpv6If);
 
 }  // namespace orv::core

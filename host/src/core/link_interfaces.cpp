@@ -84,10 +84,10 @@ void CAal5If::TakeValuesOfHost(const CNetworkInterface& range, std::uint32_t hos
     SetCollection<std::uint16_t>(VciList, {});
 }
 
-static const framework::StaticRegisterClass<CEthIIIf> eth_registration{CEthIIIf::CLASS_ID()};
-static const framework::StaticRegisterClass<CVlanIf> vlan_registration{CVlanIf::CLASS_ID()};
-static const framework::StaticRegisterClass<CPppIf> ppp_registration{CPppIf::CLASS_ID()};
-static const framework::StaticRegisterClass<CPppoeIf> pppoe_registration{CPppoeIf::CLASS_ID()};
-static const framework::StaticRegisterClass<CAal5If> aal5_registration{CAal5If::CLASS_ID()};
+ORV_REGISTER_CLASS(CEthIIIf);
+ORV_REGISTER_CLASS(CVlanIf);
+ORV_REGISTER_CLASS(CPppIf);
+ORV_REGISTER_CLASS(CPppoeIf);
+ORV_REGISTER_CLASS(CAal5If);
 
 }  // namespace orv::core

@@ -56,9 +56,7 @@ std::uint64_t CIpv6NetworkBlock::GetEndpointCount() const {
     return GetStartIpList().size() * std::uint64_t{GetNetworkCount()};
 }
 
-static const framework::StaticRegisterClass<CIpv4NetworkBlock> ipv4_registration{
-    CIpv4NetworkBlock::CLASS_ID()};
-static const framework::StaticRegisterClass<CIpv6NetworkBlock> ipv6_registration{
-    CIpv6NetworkBlock::CLASS_ID()};
+ORV_REGISTER_CLASS(CIpv4NetworkBlock);
+ORV_REGISTER_CLASS(CIpv6NetworkBlock);
 
 }  // namespace orv::core

@@ -32,6 +32,6 @@ bool COrvSystem::OfflinePortsTakePart() {
     return the_system && the_system->GetMetaClass() && the_system->GetBool(ids::System::OfflinePortsTakePart);
 }
 
-static const framework::StaticRegisterClass<COrvSystem> registration{COrvSystem::CLASS_ID()};
+ORV_REGISTER_CLASS(COrvSystem);
 
 }  // namespace orv::core

@@ -47,9 +47,8 @@ framework::ClassId CPhysicalChassis::CLASS_ID() {
     return ids::PhysicalChassis::CLASS;
 }
 
-static const framework::StaticRegisterClass<CPort> port_registration{CPort::CLASS_ID()};
-static const framework::StaticRegisterClass<CPortGroup> group_registration{CPortGroup::CLASS_ID()};
-static const framework::StaticRegisterClass<CPhysicalChassis> chassis_registration{
-    CPhysicalChassis::CLASS_ID()};
+ORV_REGISTER_CLASS(CPort);
+ORV_REGISTER_CLASS(CPortGroup);
+ORV_REGISTER_CLASS(CPhysicalChassis);
 
 }  // namespace orv::core

@@ -38,6 +38,6 @@ CProject* CProject::GetCurrentActiveInstance() {
     return found == projects.rend() ? nullptr : *found;
 }
 
-static const framework::StaticRegisterClass<CProject> registration{CProject::CLASS_ID()};
+ORV_REGISTER_CLASS(CProject);
 
 }  // namespace orv::core

@@ -177,8 +177,7 @@ const RegisterCommands command_registrations[] = {
     RegisterCommands{kProtocolCommands[0]}, RegisterCommands{kProtocolCommands[1]},
     RegisterCommands{kProtocolCommands[2]}, RegisterCommands{kProtocolCommands[3]}};
 
-const framework::StaticRegisterClass<CArpNdStartOnAllDevicesCommand> arp_registration{
-    CArpNdStartOnAllDevicesCommand::CLASS_ID()};
+ORV_REGISTER_CLASS(CArpNdStartOnAllDevicesCommand);
 
 }  // namespace
 

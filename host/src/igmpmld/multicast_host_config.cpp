@@ -31,7 +31,7 @@ void CMldHostConfig::ResetDefaults() {
     SetVersion(ids::GroupMembershipVersion::MLD_V1);
 }
 
-static const framework::StaticRegisterClass<CIgmpHostConfig> igmp_registration{CIgmpHostConfig::CLASS_ID()};
-static const framework::StaticRegisterClass<CMldHostConfig> mld_registration{CMldHostConfig::CLASS_ID()};
+ORV_REGISTER_CLASS(CIgmpHostConfig);
+ORV_REGISTER_CLASS(CMldHostConfig);
 
 }  // namespace orv::igmpmld

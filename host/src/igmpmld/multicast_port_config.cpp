@@ -74,7 +74,6 @@ void CMulticastPortConfig::DoUpdateExpectedRxPorts(const std::set<CScriptable*>&
     }
 }
 
-static const framework::StaticRegisterClass<CMulticastPortConfig> registration{
-    CMulticastPortConfig::CLASS_ID()};
+ORV_REGISTER_CLASS(CMulticastPortConfig);
 
 }  // namespace orv::igmpmld

@@ -18,6 +18,6 @@ void CAnalyzer::SetState(std::uint8_t state) {
     Set(ids::Analyzer::State, state);
 }
 
-static const framework::StaticRegisterClass<CAnalyzer> registration{CAnalyzer::CLASS_ID()};
+ORV_REGISTER_CLASS(CAnalyzer);
 
 }  // namespace orv::l2l3

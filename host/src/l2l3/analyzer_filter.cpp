@@ -35,9 +35,7 @@ void CAnalyzer32BitFilter::SetMask(std::uint32_t mask) {
     Set(ids::Analyzer32BitFilter::Mask, mask);
 }
 
-static const framework::StaticRegisterClass<CAnalyzer16BitFilter> registration_16{
-    CAnalyzer16BitFilter::CLASS_ID()};
-static const framework::StaticRegisterClass<CAnalyzer32BitFilter> registration_32{
-    CAnalyzer32BitFilter::CLASS_ID()};
+ORV_REGISTER_CLASS(CAnalyzer16BitFilter);
+ORV_REGISTER_CLASS(CAnalyzer32BitFilter);
 
 }  // namespace orv::l2l3

@@ -25,8 +25,7 @@ CGeneratorConfig* CGenerator::GetConfig() const {
     return dynamic_cast<CGeneratorConfig*>(GetObject(CGeneratorConfig::CLASS_ID(), common::kParentChild));
 }
 
-static const framework::StaticRegisterClass<CGenerator> registration{CGenerator::CLASS_ID()};
-static const framework::StaticRegisterClass<CGeneratorConfig> config_registration{
-    CGeneratorConfig::CLASS_ID()};
+ORV_REGISTER_CLASS(CGenerator);
+ORV_REGISTER_CLASS(CGeneratorConfig);
 
 }  // namespace orv::l2l3

@@ -155,7 +155,6 @@ void CEotResultsWriteIterationCommand::DoRun() {
     SetStatus(database->GetErrorText());
 }
 
-static const framework::StaticRegisterClass<CEotResultsWriteIterationCommand> registration{
-    CEotResultsWriteIterationCommand::CLASS_ID()};
+ORV_REGISTER_CLASS(CEotResultsWriteIterationCommand);
 
 }  // namespace orv::l2l3

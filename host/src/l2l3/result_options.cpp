@@ -39,6 +39,6 @@ framework::ClassId CResultOptions::CLASS_ID() {
     return ids::ResultOptions::CLASS;
 }
 
-static const framework::StaticRegisterClass<CResultOptions> registration{CResultOptions::CLASS_ID()};
+ORV_REGISTER_CLASS(CResultOptions);
 
 }  // namespace orv::l2l3

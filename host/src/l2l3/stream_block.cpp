@@ -73,6 +73,6 @@ std::uint64_t CStreamBlock::GetStreamCount() const {
     return total;
 }
 
-static const framework::StaticRegisterClass<CStreamBlock> registration{CStreamBlock::CLASS_ID()};
+ORV_REGISTER_CLASS(CStreamBlock);
 
 }  // namespace orv::l2l3

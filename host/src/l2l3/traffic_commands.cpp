@@ -115,13 +115,9 @@ void CGeneratorStopCommand::DoRun() {
     SetStateOfGenerators(FindGenerators(), ids::GeneratorState::STOPPED);
 }
 
-static const framework::StaticRegisterClass<CAnalyzerStartCommand> analyzer_start{
-    CAnalyzerStartCommand::CLASS_ID()};
-static const framework::StaticRegisterClass<CAnalyzerStopCommand> analyzer_stop{
-    CAnalyzerStopCommand::CLASS_ID()};
-static const framework::StaticRegisterClass<CGeneratorStartCommand> generator_start{
-    CGeneratorStartCommand::CLASS_ID()};
-static const framework::StaticRegisterClass<CGeneratorStopCommand> generator_stop{
-    CGeneratorStopCommand::CLASS_ID()};
+ORV_REGISTER_CLASS(CAnalyzerStartCommand);
+ORV_REGISTER_CLASS(CAnalyzerStopCommand);
+ORV_REGISTER_CLASS(CGeneratorStartCommand);
+ORV_REGISTER_CLASS(CGeneratorStopCommand);
 
 }  // namespace orv::l2l3

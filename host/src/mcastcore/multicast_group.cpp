@@ -56,7 +56,7 @@ bool CIpv6Group::OnCreateDefaultChild(const framework::CMetaClass& childClass) {
     return false;
 }
 
-static const framework::StaticRegisterClass<CIpv4Group> ipv4_registration{CIpv4Group::CLASS_ID()};
-static const framework::StaticRegisterClass<CIpv6Group> ipv6_registration{CIpv6Group::CLASS_ID()};
+ORV_REGISTER_CLASS(CIpv4Group);
+ORV_REGISTER_CLASS(CIpv6Group);
 
 }  // namespace orv::mcastcore

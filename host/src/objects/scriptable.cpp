@@ -189,7 +189,7 @@ bool CScriptable::PerformOperation(const std::string&, const std::string&, std::
 namespace {
 
 /// Classes of the data model without a C++ class of their own are plain objects.
-const StaticRegisterClass<CScriptable> registration{CScriptable::CLASS_ID()};
+ORV_REGISTER_CLASS(CScriptable);
 
 }  // namespace
 

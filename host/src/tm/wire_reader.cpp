@@ -120,8 +120,8 @@ Tm_scalar Wire_reader::read_scalar(TMV kind, const std::string& name) {
     const Wire_token& token = tokens_.take();
     return with_type_of(kind, [&]<class T>(T value) {
         if (!to_value(token, value)) {
-            tokens_.fail(
-                fmt::format("the member {} of kind {} is {}", quoted(name), name_of(kind), item_text(token)));
+            tokens_.fail(fmt::format("the member {} of kind {} is {}", tm::quoted(name), name_of(kind),
+                                     item_text(token)));
         }
         return Tm_scalar::of(value);
     });

@@ -31,7 +31,7 @@ void Wire_shape_reader::read_catalog() {
         catalog_.emplace_back(tokens_.take_string(Message::kMaxNameLength, "a name in the catalog"));
     }
     if (const std::string* name = find_twice(catalog_)) {
-        tokens_.fail(fmt::format("the catalog has the name {} twice", quoted(*name)));
+        tokens_.fail(fmt::format("the catalog has the name {} twice", tm::quoted(*name)));
     }
 }
 
@@ -53,7 +53,7 @@ Wire_shape_reader::Shape Wire_shape_reader::read_shape() {
         names->push_back(members.back().name);
     }
     if (const std::string* name = find_twice(*names)) {
-        tokens_.fail(fmt::format("shape {} has the member {} twice", shapes_.size(), quoted(*name)));
+        tokens_.fail(fmt::format("shape {} has the member {} twice", shapes_.size(), tm::quoted(*name)));
     }
     shape.names = std::move(names);
     if (shape.rows_only) shape.flat = make_flat(std::move(members));
@@ -70,7 +70,7 @@ void Wire_shape_reader::read_member(Shape& shape, std::vector<Tm_flat_member>& m
     shape.kinds.push_back(member.kind);
     const std::uint32_t expected = member.kind == TMV_STRUCT ? 3 : member.kind == TMV_ARRAY ? 4 : 2;
     if (items != 2 && items != expected) {
-        tokens_.fail(fmt::format("the member {} of kind {} has {} items", quoted(member.name),
+        tokens_.fail(fmt::format("the member {} of kind {} has {} items", tm::quoted(member.name),
                                  name_of(member.kind), items));
     }
     if (items == 3) {

@@ -20,7 +20,7 @@ using il::Time;
 namespace {
 
 /// Most STBs that act before their frames are flushed and received frames are processed.
-constexpr int kMostAtOnce = 8;
+constexpr int kMostStepsAtOnce = 8;
 
 live::MembershipVersion version_of(IgmpVersion version) {
     switch (version) {
@@ -150,7 +150,7 @@ void LiveRun::arm() {
 
 void LiveRun::work_off() {
     const Time now = context_.timeline.GetNow().count();
-    for (int done = 0; done < kMostAtOnce && !queue_.empty() && queue_.first().time <= now; ++done) {
+    for (int done = 0; done < kMostStepsAtOnce && !queue_.empty() && queue_.first().time <= now; ++done) {
         const il::EventQueue::Entry entry = queue_.first();
         queue_.pop();
         if (entry.step == il::Step::Begin) {

@@ -16,7 +16,7 @@ namespace {
 
 /// Packets are batched for this long: a wake-up for each would cost more than sending it.
 constexpr Time kBatch = 200'000;
-constexpr int kMostAtOnce = 64;
+constexpr int kMostPacketsAtOnce = 64;
 /// Packets that wait for the interface: joins of the same port have to wait behind them.
 constexpr std::size_t kMostWaiting = 512;
 /// A packet that could not be sent for this long is discarded, instead of sending a burst later.
@@ -64,7 +64,7 @@ Time StreamSender::next() const {
 
 void StreamSender::run(Time now) {
     last_run_ = now;
-    for (int sent = 0; sent < kMostAtOnce && !due_.empty() && due_.top().time <= now; ++sent) {
+    for (int sent = 0; sent < kMostPacketsAtOnce && !due_.empty() && due_.top().time <= now; ++sent) {
         Due due = due_.top();
         due_.pop();
         Flow& flow = flows_[due.flow];

@@ -4,10 +4,10 @@
 
 namespace orv::il {
 
-using namespace HwGeneral_1_bll;  // NOLINT: the requests are what this file is about
 using tm::Message;
 
 void add_general_requests(RequestTable& table) {
+    using namespace HwGeneral_1_bll;  // NOLINT: the requests are what this file is about
     table["HwGeneral_1.GetResourcesInfo"] = [](PortState&, const Message& request, Message& response) {
         parse_req_GetResourcesInfo(&request);
         create_resp_GetResourcesInfo(&response, {}, true);
@@ -23,9 +23,9 @@ void add_general_requests(RequestTable& table) {
         create_resp_SetCutThruRxFilterEnables(&response);
     };
     table["HwGeneral_1.Reset"] = [](PortState& port, const Message& request, Message& response) {
-        parse_req_Reset(&request);
+        HwGeneral_1_bll::parse_req_Reset(&request);
         port.configuration.reset_hardware();
-        create_resp_Reset(&response);
+        HwGeneral_1_bll::create_resp_Reset(&response);
     };
     table["HwGeneral_1.UpdatePortSets"] = [](PortState& port, const Message& request, Message& response) {
         std::vector<PortSet_s> sets;

@@ -3,10 +3,10 @@
 
 namespace orv::il {
 
-using namespace iptvcd_1_bll;  // NOLINT: the requests are what this file is about
 using tm::Message;
 
 void add_run_requests(RequestTable& table) {
+    using namespace iptvcd_1_bll;  // NOLINT: the requests are what this file is about
     table["iptvcd_1.Start"] = [](PortState& port, const Message& request, Message& response) {
         TestStart test;
         parse_req_Start(&request, &test.config_handle, &test.stb_blocks, &test.start_delay_step);

@@ -19,8 +19,7 @@ class CStaticRegistration {
     static std::vector<std::string> TakeErrors();
 };
 
-/// Registers the factory of a class of the data model: one line at the end of the class's file.
-/// `static const StaticRegisterClass<CPort> registration{CPort::CLASS_ID()};`
+/// Registers the factory of a class of the data model. `ORV_REGISTER_CLASS` is how a class file uses it.
 template <class T>
 class StaticRegisterClass {
   public:
@@ -33,3 +32,9 @@ class StaticRegisterClass {
 };
 
 }  // namespace orv::framework
+
+/// One line at the end of a class's file, in the class's namespace: `ORV_REGISTER_CLASS(CPort);`
+#define ORV_REGISTER_CLASS(Class)                                                    \
+    static const ::orv::framework::StaticRegisterClass<Class> Class##_registration { \
+        Class::CLASS_ID()                                                            \
+    }

@@ -1,4 +1,5 @@
 // The rule that all STB blocks of a port have the same encapsulation.
+#include "ClassRegistration.h"
 #include "FindByHandle.h"
 #include "IptvErrors.h"
 #include "IptvLog.h"
@@ -11,7 +12,6 @@
 #include "orv/core/port.h"
 #include "orv/core/pppoe_if.h"
 #include "orv/core/vlan_if.h"
-#include "orv/framework/validation.h"
 #include "orv/ids/core_ids.h"
 #include "orv/ids/framework_ids.h"
 
@@ -19,7 +19,7 @@ namespace orv::iptv {
 
 namespace {
 
-constexpr const char* kOperation = "CIptvMsgSetCln::OnValidateIptvNetworkInterface";
+constexpr const char* kOnValidateIptvNetworkInterface = "CIptvMsgSetCln::OnValidateIptvNetworkInterface";
 
 struct Encapsulation {
     int vlans = 0;
@@ -49,7 +49,7 @@ void CheckPort(const core::CPort& port) {
         if (!block->GetActive() || block->IsDeleted()) continue;
         const auto* device = dynamic_cast<const core::CEmulatedDevice*>(block->GetParent());
         if (!device) {
-            ThrowLookupFailure({"EmulatedDevice", "EmulatedDeviceIterator", kOperation},
+            ThrowLookupFailure({"EmulatedDevice", "EmulatedDeviceIterator", kOnValidateIptvNetworkInterface},
                                "Device on Port " + port.GetMessenger().ToMessengerString());
         }
         if (!device->GetActive()) continue;
@@ -96,7 +96,8 @@ void CheckPorts(framework::ValidationContext& ctx, const ConfigChanges& changes)
     for (const std::uint32_t handle : ports) {
         if (!changes.Concern(handle)) continue;
         auto* port = FindByHandle<core::CPort>(handle);
-        if (!port) ThrowLookupFailure({"Port", "ValidationContext", kOperation}, "Port. ");
+        if (!port)
+            ThrowLookupFailure({"Port", "ValidationContext", kOnValidateIptvNetworkInterface}, "Port. ");
         if (port->IsDeleted()) continue;
         const framework::ReportedObject about(ctx, *port);
         Trace([port] { return "Validating the network interfaces on port " + port->GetName(); });
@@ -111,13 +112,6 @@ void CIptvMsgSetCln::OnValidateIptvNetworkInterface(framework::ValidationContext
     check.Run(ctx, [&](const ConfigChanges& changes) { CheckPorts(ctx, changes); });
 }
 
-namespace {
-
-const framework::Validator validator{
-    "Mulvane", "OnValidateIptvNetworkInterface", ids::Project::CLASS,
-    framework::Validator::Function::To<&CIptvMsgSetCln::OnValidateIptvNetworkInterface>()};
-const framework::StaticRegisterValidator regProjectValidator{&validator};
-
-}  // namespace
+IPTV_REGISTER_VALIDATOR(CIptvMsgSetCln, OnValidateIptvNetworkInterface, ids::Project::CLASS);
 
 }  // namespace orv::iptv

@@ -26,9 +26,9 @@ namespace {
 
 using iptvcd_1_bll::channelBlockConfig_s;
 using iptvcd_1_bll::FilterModeType;
-namespace Id = ids::IptvChannelBlock;
+namespace ChannelBlockId = ids::IptvChannelBlock;
 
-constexpr const char* kOperation = "CIptvMsgSetCln (Update Channel Block State)";
+constexpr const char* kUpdateChannelBlockState = "CIptvMsgSetCln (Update Channel Block State)";
 
 /// The project's active channel blocks, in ascending order of their first channel. Throws when one lacks what
 /// makes its channels.
@@ -39,15 +39,16 @@ ScriptableVec GetChannelBlocks() {
     std::stable_sort(blocks.begin(), blocks.end(), CmpChannelBlock);
     for (const CScriptable* object : blocks) {
         const auto* block = dynamic_cast<const CIptvChannelBlock*>(object);
-        if (!block) ThrowLookupFailure({"chanIt", "ChannelBlockVec", kOperation}, "");
+        if (!block) ThrowLookupFailure({"chanIt", "ChannelBlockVec", kUpdateChannelBlockState}, "");
         if (!block->GetActive() || block->IsDeleted()) continue;
         const auto* group = block->GetMulticastGroup();
         if (!group) {
-            ThrowLookupFailure({"MulticastGroup", "IptvChannelBlock", kOperation},
+            ThrowLookupFailure({"MulticastGroup", "IptvChannelBlock", kUpdateChannelBlockState},
                                "MulticastHostConfig associated with " + block->GetChannelName());
         }
         if (!group->GetNetworkBlock())
-            ThrowLookupFailure({"NetworkBlock", "MulticastGroup", kOperation}, group->GetName());
+            ThrowLookupFailure({"NetworkBlock", "MulticastGroup", kUpdateChannelBlockState},
+                               group->GetName());
     }
     return blocks;
 }
@@ -65,7 +66,7 @@ void SetAddresses(channelBlockConfig_s& record, CIptvViewedChannels& range, cons
 void AddSourcesOfDevice(channelBlockConfig_s& record, const core::CEmulatedDevice& device) {
     CScriptable* top = device.GetObject(core::CNetworkInterface::CLASS_ID(), ids::relations::TopLevelIf);
     if (!top) {
-        ThrowLookupFailure({"NetworkInterface", "EmulatedDevice", kOperation},
+        ThrowLookupFailure({"NetworkInterface", "EmulatedDevice", kUpdateChannelBlockState},
                            "NetworkInterface associated with " + device.GetName());
     }
     if (auto* v4 = dynamic_cast<core::CIpv4If*>(top)) {
@@ -119,12 +120,12 @@ void ChannelBlockPart::Fill() {
     const std::uint32_t offset = range_.GetChannelRangeStart() - block_.GetChannelStart();
     // From channel to channel the UDP port rises by the port step, but the first one's offset ignores it.
     record_.fcc_multicast_udp_port =
-        static_cast<std::uint16_t>(block_.GetU16(Id::UdpDestinationPort) + offset);
-    record_.fcc_multicast_udp_port_step = block_.GetU16(Id::UdpDestinationPortStep);
+        static_cast<std::uint16_t>(block_.GetU16(ChannelBlockId::UdpDestinationPort) + offset);
+    record_.fcc_multicast_udp_port_step = block_.GetU16(ChannelBlockId::UdpDestinationPortStep);
     FillAddresses();
-    if (block_.GetU8(Id::FilterMode) == ids::SourceFilterMode::INCLUDE)
+    if (block_.GetU8(ChannelBlockId::FilterMode) == ids::SourceFilterMode::INCLUDE)
         record_.filterMode = FilterModeType::INCLUDE;
-    if (block_.GetBool(Id::RtpNackEnable) && record_.rrr_cbConfig.empty())
+    if (block_.GetBool(ChannelBlockId::RtpNackEnable) && record_.rrr_cbConfig.empty())
         record_.rrr_cbConfig.push_back({.cbNackEnable = true});
     FillSources();
 }
@@ -144,7 +145,7 @@ void ChannelBlockPart::FillAddresses() {
 }
 
 void ChannelBlockPart::FillSources() {
-    if (!block_.GetBool(Id::UseNetworkBlockSources)) {
+    if (!block_.GetBool(ChannelBlockId::UseNetworkBlockSources)) {
         const auto* device = dynamic_cast<const core::CEmulatedDevice*>(
             block_.GetObject(core::CEmulatedDevice::CLASS_ID(), ids::relations::TrafficSources));
         if (device) AddSourcesOfDevice(record_, *device);
@@ -183,8 +184,8 @@ bool FillRanges(CIptvMsgSetCln& client, Message& message) {
     for (CIptvViewedChannels* range : ranges) {
         records.push_back(MakeNumbering(*range));
         Trace([&] {
-            return " In " + std::string(kOperation) + " for " + client.GetPort()->GetName() + " and " +
-                   range->GetName();
+            return " In " + std::string(kUpdateChannelBlockState) + " for " + client.GetPort()->GetName() +
+                   " and " + range->GetName();
         });
         if (const CIptvChannelBlock* block = range->GetChannelBlockForViewChan(channel_blocks))
             ChannelBlockPart(records.back(), *range, *block).Fill();

@@ -21,7 +21,7 @@ namespace {
 
 using iptvcd_1_bll::rrr_stbConfig_s;
 using iptvcd_1_bll::settopBlockConfig_s;
-namespace Id = ids::IptvStbBlockConfig;
+namespace StbBlockId = ids::IptvStbBlockConfig;
 
 /// The blocks to send, less those that were deleted while the port was busy with something else: they have
 /// lost what a record is made from.
@@ -42,7 +42,7 @@ settopBlockConfig_s MakeRecord(const CIptvStbBlockConfig& block, const StbBlockV
     record.vlan_step = values.outer_vlan_step;
     record.vlan_inner_tag = values.inner_vlan_id;
     record.vlan_inner_step = values.inner_vlan_step;
-    record.start_delay_step = block.GetU32(Id::InterClientStartDelayStep);
+    record.start_delay_step = block.GetU32(StbBlockId::InterClientStartDelayStep);
     record.vif_handle = values.vif_handle;
     record.min_buffer_level = values.min_buffer_level;
     record.fcc_server_address = values.fcc_server_address;
@@ -91,12 +91,12 @@ rrr_stbConfig_s MakeRetransmissionRecord(const core::CPort& port, const CIptvStb
     }
     rrr_stbConfig_s record;
     record.stbNackEnable = true;
-    record.nackInterval = block.GetU32(Id::RtpNackInterval);
-    record.nackDelay = block.GetU32(Id::RtpNackDelay);
-    record.nackSeqBits = block.GetU16(Id::RtpNackSeqBitmask);
-    record.rrrServerAddr = interface.v4 ? ToIpAddress(block.GetIp(Id::RrrServerAddrV4))
-                                        : ToIpAddress(block.GetIpv6(Id::RrrServerAddrV6));
-    record.rrrServerPort = block.GetU16(Id::RrrServerPort);
+    record.nackInterval = block.GetU32(StbBlockId::RtpNackInterval);
+    record.nackDelay = block.GetU32(StbBlockId::RtpNackDelay);
+    record.nackSeqBits = block.GetU16(StbBlockId::RtpNackSeqBitmask);
+    record.rrrServerAddr = interface.v4 ? ToIpAddress(block.GetIp(StbBlockId::RrrServerAddrV4))
+                                        : ToIpAddress(block.GetIpv6(StbBlockId::RrrServerAddrV6));
+    record.rrrServerPort = block.GetU16(StbBlockId::RrrServerPort);
     return record;
 }
 
@@ -144,7 +144,7 @@ bool FillStbBlocks(CIptvMsgSetCln& client, Message& message) {
         });
         const IpInterface interface(block->GetMcastIf());
         WarnWhenUnresolved(*port, *block, interface);
-        if (block->GetBool(Id::RtpNackEnable))
+        if (block->GetBool(StbBlockId::RtpNackEnable))
             record.rrr_stbConfig.push_back(MakeRetransmissionRecord(*port, *block, interface));
     }
     iptvcd_1_bll::create_req_UpdateSettopBlock(&message, records, true);

@@ -1,8 +1,6 @@
 #include "config/IptvChannelBlock.h"
 
-#include "InitAttributeBuilder.h"
-#include "orv/framework/static_registration.h"
-#include "orv/framework/validation.h"
+#include "ClassRegistration.h"
 #include "orv/ids/core_ids.h"
 #include "orv/ids/framework_ids.h"
 #include "orv/ids/iptv_ids.h"
@@ -41,15 +39,7 @@ bool CmpChannelBlock(const CScriptable* a, const CScriptable* b) {
     return a->GetU32(ids::IptvChannelBlock::ChannelStart) < b->GetU32(ids::IptvChannelBlock::ChannelStart);
 }
 
-namespace {
-
-const bool init_ab = InitAttributeBuilder();
-const framework::StaticRegisterClass<CIptvChannelBlock> registration{CIptvChannelBlock::CLASS_ID()};
-const framework::Validator validator{
-    "Mulvane", "OnValidateChannelBlock", ids::Project::CLASS,
-    framework::Validator::Function::To<&CIptvChannelBlock::OnValidateChannelBlock>()};
-const framework::StaticRegisterValidator regProjectValidator{&validator};
-
-}  // namespace
+IPTV_REGISTER_CLASS(CIptvChannelBlock);
+IPTV_REGISTER_VALIDATOR(CIptvChannelBlock, OnValidateChannelBlock, ids::Project::CLASS);
 
 }  // namespace orv::iptv

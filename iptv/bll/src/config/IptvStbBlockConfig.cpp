@@ -1,6 +1,6 @@
 #include "config/IptvStbBlockConfig.h"
 
-#include "InitAttributeBuilder.h"
+#include "ClassRegistration.h"
 #include "IptvLog.h"
 #include "config/ConfigChanges.h"
 #include "config/IptvBlockIfUserFinder.h"
@@ -8,8 +8,6 @@
 #include "orv/core/if_manager.h"
 #include "orv/core/network_interface.h"
 #include "orv/framework/handle_registry.h"
-#include "orv/framework/static_registration.h"
-#include "orv/framework/validation.h"
 #include "orv/ids/core_ids.h"
 #include "orv/ids/framework_ids.h"
 #include "orv/ids/igmpmld_ids.h"
@@ -161,15 +159,7 @@ bool CIptvStbBlockConfig::CheckIfAnyRelatedObjectsAreDirty(bool update) {
     return true;
 }
 
-namespace {
-
-const bool init_ab = InitAttributeBuilder();
-const framework::StaticRegisterClass<CIptvStbBlockConfig> registration{CIptvStbBlockConfig::CLASS_ID()};
-const framework::Validator validator{
-    "Mulvane", "OnValidateStbBlock", ids::Project::CLASS,
-    framework::Validator::Function::To<&CIptvStbBlockConfig::OnValidateStbBlock>()};
-const framework::StaticRegisterValidator regProjectValidator{&validator};
-
-}  // namespace
+IPTV_REGISTER_CLASS(CIptvStbBlockConfig);
+IPTV_REGISTER_VALIDATOR(CIptvStbBlockConfig, OnValidateStbBlock, ids::Project::CLASS);
 
 }  // namespace orv::iptv

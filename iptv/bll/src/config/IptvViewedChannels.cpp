@@ -1,6 +1,6 @@
 #include "config/IptvViewedChannels.h"
 
-#include "InitAttributeBuilder.h"
+#include "ClassRegistration.h"
 #include "IptvErrors.h"
 #include "config/ChannelAddress.h"
 #include "config/ChannelBlockIndex.h"
@@ -8,37 +8,35 @@
 #include "orv/core/ipv4_network_block.h"
 #include "orv/core/ipv6_network_block.h"
 #include "orv/framework/relation_manager.h"
-#include "orv/framework/static_registration.h"
-#include "orv/framework/validation.h"
 #include "orv/ids/framework_ids.h"
 #include "orv/ids/iptv_ids.h"
 #include "orv/mcastcore/multicast_group.h"
 
 namespace orv::iptv {
 
-namespace Id = ids::IptvViewedChannels;
+namespace ViewedChannelsId = ids::IptvViewedChannels;
 
 CIptvViewedChannels::~CIptvViewedChannels() {
     Leave(*this);
 }
 
 std::uint32_t CIptvViewedChannels::GetChannelRangeStart() const {
-    return GetU32(Id::ChannelRangeStart);
+    return GetU32(ViewedChannelsId::ChannelRangeStart);
 }
 std::uint32_t CIptvViewedChannels::GetChannelRangeEnd() const {
-    return GetU32(Id::ChannelRangeEnd);
+    return GetU32(ViewedChannelsId::ChannelRangeEnd);
 }
 std::uint32_t CIptvViewedChannels::GetChannelRangeStep() const {
-    return GetU32(Id::ChannelRangeStep);
+    return GetU32(ViewedChannelsId::ChannelRangeStep);
 }
 std::uint32_t CIptvViewedChannels::GetInitialChannelStart() const {
-    return GetU32(Id::InitialChannelStart);
+    return GetU32(ViewedChannelsId::InitialChannelStart);
 }
 std::uint32_t CIptvViewedChannels::GetInitialChannelStep() const {
-    return GetU32(Id::InitialChannelStep);
+    return GetU32(ViewedChannelsId::InitialChannelStep);
 }
 std::uint32_t CIptvViewedChannels::GetChannelBlock() const {
-    return GetU32(Id::ChannelBlock);
+    return GetU32(ViewedChannelsId::ChannelBlock);
 }
 
 CIptvChannelBlock* CIptvViewedChannels::GetChannelBlockForViewChan(const ScriptableVec& channelBlocks) const {
@@ -98,18 +96,10 @@ bool CIptvViewedChannels::CloneRelationType(const CScriptable&, const RelationTy
 }
 
 bool CmpViewedChannels(const CScriptable* a, const CScriptable* b) {
-    return a->GetU32(Id::ChannelRangeStart) < b->GetU32(Id::ChannelRangeStart);
+    return a->GetU32(ViewedChannelsId::ChannelRangeStart) < b->GetU32(ViewedChannelsId::ChannelRangeStart);
 }
 
-namespace {
-
-const bool init_ab = InitAttributeBuilder();
-const framework::StaticRegisterClass<CIptvViewedChannels> registration{CIptvViewedChannels::CLASS_ID()};
-const framework::Validator validator{
-    "Mulvane", "OnValidateViewedChannels", ids::Project::CLASS,
-    framework::Validator::Function::To<&CIptvViewedChannels::OnValidateViewedChannels>()};
-const framework::StaticRegisterValidator regProjectValidator{&validator};
-
-}  // namespace
+IPTV_REGISTER_CLASS(CIptvViewedChannels);
+IPTV_REGISTER_VALIDATOR(CIptvViewedChannels, OnValidateViewedChannels, ids::Project::CLASS);
 
 }  // namespace orv::iptv

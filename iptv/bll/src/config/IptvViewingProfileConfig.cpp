@@ -1,9 +1,7 @@
 #include "config/IptvViewingProfileConfig.h"
 
-#include "InitAttributeBuilder.h"
+#include "ClassRegistration.h"
 #include "orv/framework/relation_manager.h"
-#include "orv/framework/static_registration.h"
-#include "orv/framework/validation.h"
 #include "orv/ids/framework_ids.h"
 #include "orv/ids/iptv_ids.h"
 #include "running/RunningTest.h"
@@ -28,16 +26,7 @@ bool CIptvViewingProfileConfig::CloneRelationType(const CScriptable&, const Rela
     return framework::CRelationManager::Instance().GetTypeName(type.type) != "IptvProfile";
 }
 
-namespace {
-
-const bool init_ab = InitAttributeBuilder();
-const framework::StaticRegisterClass<CIptvViewingProfileConfig> registration{
-    CIptvViewingProfileConfig::CLASS_ID()};
-const framework::Validator validator{
-    "Mulvane", "OnValidateViewingProfile", ids::Project::CLASS,
-    framework::Validator::Function::To<&CIptvViewingProfileConfig::OnValidateViewingProfile>()};
-const framework::StaticRegisterValidator regProjectValidator{&validator};
-
-}  // namespace
+IPTV_REGISTER_CLASS(CIptvViewingProfileConfig);
+IPTV_REGISTER_VALIDATOR(CIptvViewingProfileConfig, OnValidateViewingProfile, ids::Project::CLASS);
 
 }  // namespace orv::iptv

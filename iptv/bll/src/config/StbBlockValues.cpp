@@ -21,7 +21,7 @@ namespace orv::iptv {
 namespace {
 
 using iptvcd_1_bll::IgmpVersion;
-namespace Id = ids::IptvStbBlockConfig;
+namespace StbBlockId = ids::IptvStbBlockConfig;
 
 [[noreturn]] void ThrowMissing(const char* object, const char* from, const CIptvStbBlockConfig& block,
                                const std::source_location& where = std::source_location::current()) {
@@ -48,8 +48,8 @@ void SetVersion(IgmpVersion& version, const std::string& name) {
 
 ipAddress_t GetFccServer(const CIptvStbBlockConfig& block, const std::string& version_name) {
     const bool ipv6 = version_name == "MLD_V1" || version_name == "MLD_V2";
-    return ipv6 ? ToIpAddress(block.GetIpv6(Id::FccServerAddrV6))
-                : ToIpAddress(block.GetIp(Id::FccServerAddrV4));
+    return ipv6 ? ToIpAddress(block.GetIpv6(StbBlockId::FccServerAddrV6))
+                : ToIpAddress(block.GetIp(StbBlockId::FccServerAddrV4));
 }
 
 /// Takes VLAN tags and PPPoE sessions from the interface stack. The first VLAN tag met, from the link layer
@@ -106,7 +106,7 @@ void CIptvStbBlockConfig::GetNewValues(StbBlockValues& values) const {
     const CScriptable* profile = GetObject(ids::IptvViewingProfileConfig::CLASS, ids::relations::IptvProfile);
     if (!profile) ThrowMissing("IptvViewingProfileConfig", "IptvStbBlockConfig", *this);
     values.profile_handle = profile->GetHandle();
-    values.min_buffer_level = GetU16(Id::MinBufferLevel);
+    values.min_buffer_level = GetU16(StbBlockId::MinBufferLevel);
 
     const CScriptable* protocol = GetMcastCfg();
     if (!protocol) ThrowMissing("MulticastHostConfig", "IptvStbBlockConfig", *this);
@@ -114,9 +114,9 @@ void CIptvStbBlockConfig::GetNewValues(StbBlockValues& values) const {
     SetVersion(values.igmp_version, version);
     if (m_bFccCheck) {
         values.fcc_server_address = GetFccServer(*this, version);
-        values.fcc_server_port = GetU16(Id::FccServerPort);
-        values.udp_source_port = GetU16(Id::UdpSourcePort);
-        values.udp_source_port_step = GetU16(Id::UdpSourcePortStep);
+        values.fcc_server_port = GetU16(StbBlockId::FccServerPort);
+        values.udp_source_port = GetU16(StbBlockId::UdpSourcePort);
+        values.udp_source_port_step = GetU16(StbBlockId::UdpSourcePortStep);
     }
 
     const auto* device = dynamic_cast<const core::CEmulatedDevice*>(GetParent());

@@ -19,13 +19,13 @@ namespace {
 using framework::ScriptableVec;
 using framework::ValidationContext;
 
-constexpr const char* kOperation = "CIptvChannelBlock::ValidateChannelBlock";
+constexpr const char* kValidateChannelBlock = "CIptvChannelBlock::ValidateChannelBlock";
 
 const mcastcore::CMulticastGroup& GetGroupOrThrow(ValidationContext& context,
                                                   const CIptvChannelBlock& block) {
     if (const auto* group = block.GetMulticastGroup()) return *group;
     ThrowLookupFailure(
-        {"MulticastGroup", "ChannelBlock", kOperation}, context,
+        {"MulticastGroup", "ChannelBlock", kValidateChannelBlock}, context,
         "MulticastGroup associated with " + block.GetChannelName() + " could not be found. ",
         "In Validation of IptvChannelBlock, the associated MulticastGroup could not be found. ");
 }
@@ -33,7 +33,7 @@ const mcastcore::CMulticastGroup& GetGroupOrThrow(ValidationContext& context,
 const core::CNetworkBlock& GetNetworkBlockOrThrow(ValidationContext& context,
                                                   const mcastcore::CMulticastGroup& group) {
     if (const auto* block = group.GetNetworkBlock()) return *block;
-    ThrowLookupFailure({"NetworkBlock", "MulticastGroup", kOperation}, context,
+    ThrowLookupFailure({"NetworkBlock", "MulticastGroup", kValidateChannelBlock}, context,
                        "Network Block associated with " + group.GetName() + " could not be found. ",
                        "In Validation of IptvChannelBlock " + group.GetName() +
                            ", the NetworkBlock associated with MulticastGroup " + group.GetName() +
@@ -104,7 +104,7 @@ void CIptvChannelBlock::OnValidateChannelBlock(ValidationContext& context) {
     for (CScriptable* object : blocks) {
         auto* block = dynamic_cast<CIptvChannelBlock*>(object);
         if (!block)
-            ThrowLookupFailure({"IptvChannelBlock", "ChannelBlockIterator", kOperation},
+            ThrowLookupFailure({"IptvChannelBlock", "ChannelBlockIterator", kValidateChannelBlock},
                                "IptvChannelBlock. ");
         if (!check.Check(*block)) return;
     }

@@ -24,9 +24,9 @@ namespace orv::iptv {
 namespace {
 
 using framework::ValidationContext;
-namespace Id = ids::IptvStbBlockConfig;
+namespace StbBlockId = ids::IptvStbBlockConfig;
 
-constexpr const char* kOperation = "CIptvStbBlockConfig::OnValidateStbBlock";
+constexpr const char* kOnValidateStbBlock = "CIptvStbBlockConfig::OnValidateStbBlock";
 
 /// The running test was started with the block on that port.
 bool TakesPart(const core::CPort& port, const CIptvStbBlockConfig& block) {
@@ -71,7 +71,7 @@ void PortCheck::Check(CIptvStbBlockConfig& block) {
     if (m_running) CheckUnderTest(block);
     const auto* device = dynamic_cast<const core::CEmulatedDevice*>(block.GetParent());
     if (!device) {
-        ThrowLookupFailure({"EmulatedDevice", "EmulatedDeviceIterator", kOperation},
+        ThrowLookupFailure({"EmulatedDevice", "EmulatedDeviceIterator", kOnValidateStbBlock},
                            m_port.GetMessenger().ToMessengerString() + "EmulatedDevice on port. ");
     }
     if (!device->GetActive() || !block.GetActive()) return;
@@ -100,8 +100,8 @@ void PortCheck::CheckUdpPorts(const CIptvStbBlockConfig& block, const core::CEmu
             {"MulticastHostConfig", "IptvStbBlockConfig", "CIptvPortConfig::OnValidateStbBlock"},
             "MulticastHostConfig associated with " + block.GetName());
     }
-    if (!AreUdpPortsInRange(block.GetU16(Id::UdpSourcePort), block.GetU16(Id::UdpSourcePortStep),
-                            device.GetDeviceCount())) {
+    if (!AreUdpPortsInRange(block.GetU16(StbBlockId::UdpSourcePort),
+                            block.GetU16(StbBlockId::UdpSourcePortStep), device.GetDeviceCount())) {
         Report(device, " : Stb Block cannot have any UdpSourcePorts outside the range of 1 to 65535");
     }
 }
@@ -132,13 +132,13 @@ void PortCheck::CheckIpVersions() {
 
 void CheckPort(ValidationContext& context, std::uint32_t handle, bool running) {
     auto* port = FindByHandle<core::CPort>(handle);
-    if (!port) ThrowLookupFailure({"Port", "PortIterator", kOperation}, "Port. ");
+    if (!port) ThrowLookupFailure({"Port", "PortIterator", kOnValidateStbBlock}, "Port. ");
     std::vector<CIptvStbBlockConfig*> blocks;
     CIptvStbBlockConfig::FindObjects(handle, blocks);
     PortCheck check(context, *port, running);
     for (CIptvStbBlockConfig* block : blocks) {
         if (!block) {
-            ThrowLookupFailure({"IptvStbBlockConfig", "StbIterator", kOperation},
+            ThrowLookupFailure({"IptvStbBlockConfig", "StbIterator", kOnValidateStbBlock},
                                "IptvStbBlockConfig associated with " + port->GetName());
         }
         check.Check(*block);

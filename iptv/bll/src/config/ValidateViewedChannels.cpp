@@ -23,7 +23,7 @@ namespace {
 using framework::ValidationContext;
 using std::to_string;
 
-constexpr const char* kOperation = "CIptvViewedChannels::OnValidateViewedChannels";
+constexpr const char* kOnValidateViewedChannels = "CIptvViewedChannels::OnValidateViewedChannels";
 
 void CheckRange(ValidationContext& context, CIptvViewedChannels& range, bool running) {
     static const auto& registry = framework::CHandleRegistry::Instance();
@@ -135,7 +135,7 @@ bool CheckStbBlock(ValidationContext& context, const CIptvStbBlockConfig& block,
     for (CScriptable* object : ranges) {
         auto* range = dynamic_cast<CIptvViewedChannels*>(object);
         if (!range) {
-            ThrowLookupFailure({"IptvViewedChannels", "ChannelIterator", kOperation},
+            ThrowLookupFailure({"IptvViewedChannels", "ChannelIterator", kOnValidateViewedChannels},
                                "IptvViewedChannels associated with " + block.GetName());
         }
         Trace([&] { return "Validating " + range->GetName() + " for " + block.GetName(); });
@@ -152,7 +152,7 @@ bool CheckDevice(ValidationContext& context, const core::CEmulatedDevice& device
     for (CScriptable* object : blocks) {
         const auto* block = dynamic_cast<CIptvStbBlockConfig*>(object);
         if (!block) {
-            ThrowLookupFailure({"IptvStbBlockConfig", "StbIterator", kOperation},
+            ThrowLookupFailure({"IptvStbBlockConfig", "StbIterator", kOnValidateViewedChannels},
                                "IptvStbBlockConfig associated with " + device.GetName());
         }
         if (block->GetActive() && !CheckStbBlock(context, *block, channel_blocks)) return false;
@@ -186,7 +186,8 @@ void CheckEverything(ValidationContext& context) {
     for (CScriptable* object : devices) {
         const auto* device = dynamic_cast<core::CEmulatedDevice*>(object);
         if (!device)
-            ThrowLookupFailure({"EmulatedDevice", "EmulatedDeviceIterator", kOperation}, "EmulatedDevice.");
+            ThrowLookupFailure({"EmulatedDevice", "EmulatedDeviceIterator", kOnValidateViewedChannels},
+                               "EmulatedDevice.");
         if (device->GetActive() && !CheckDevice(context, *device, *channel_block_index)) return;
     }
 }

@@ -13,7 +13,7 @@ namespace orv::iptv {
 namespace {
 
 using framework::ValidationContext;
-namespace Id = ids::IptvViewingProfileConfig;
+namespace ProfileId = ids::IptvViewingProfileConfig;
 
 constexpr std::uint32_t kTick = 50;  ///< resolution of zap intervals, ms
 
@@ -24,8 +24,8 @@ void CheckProfile(ValidationContext& context, CIptvViewingProfileConfig& profile
     };
     const std::uint32_t interval = profile.GetInterval();
     const std::uint32_t delay = profile.GetSetTopLeaveJoinDelay();
-    const std::uint32_t join = profile.GetU32(Id::JoinLatencyThreshold);
-    const std::uint32_t leave = profile.GetU32(Id::LeaveLatencyThreshold);
+    const std::uint32_t join = profile.GetU32(ProfileId::JoinLatencyThreshold);
+    const std::uint32_t leave = profile.GetU32(ProfileId::LeaveLatencyThreshold);
 
     if (delay > interval - kTick) {
         report(" : Set Top Leave Join Delay must be less than or equal to Zap Interval - " +
@@ -40,8 +40,8 @@ void CheckProfile(ValidationContext& context, CIptvViewingProfileConfig& profile
         report(" : Leave Latency Threshold must be less than or equal to ( 2* Zap Interval ) ");
     if (interval % kTick != 0) report(" : Zap Interval should be a multiple of 50ms.");
 
-    if (profile.GetU8(Id::ZapBehavior) == ids::ZapBehavior::ZAP_AND_VIEW) {
-        const std::uint32_t view = profile.GetU32(Id::ViewDuration) * 1000;
+    if (profile.GetU8(ProfileId::ZapBehavior) == ids::ZapBehavior::ZAP_AND_VIEW) {
+        const std::uint32_t view = profile.GetU32(ProfileId::ViewDuration) * 1000;
         if (delay > view - kTick) {
             report(" : Set Top Leave Join Delay must be less than or equal to View Duration - " +
                    std::to_string(kTick) + " ms");
@@ -54,10 +54,10 @@ void CheckProfile(ValidationContext& context, CIptvViewingProfileConfig& profile
         if (leave > 2 * view)
             report(" : Leave Latency Threshold must be less than or equal to ( 2* View Duration ) ");
     }
-    if (profile.GetU32(Id::ChangesBeforeView) == 0)
+    if (profile.GetU32(ProfileId::ChangesBeforeView) == 0)
         report(" : Changes Before View must be greater than or equal to 1");
     if (CIptvViewingProfileConfig::m_bTriggerDelayCheck &&
-        profile.GetU32(Id::UnicastLeaveTriggerDelay) == 0) {
+        profile.GetU32(ProfileId::UnicastLeaveTriggerDelay) == 0) {
         report(
             " : UnicastLeaveTriggerDelay must be non-zero when UnicastLeaveTrigger is "
             "UNICAST_JOIN_AND_DELAY.");

@@ -1,15 +1,14 @@
 #include "control/IptvStartTestCommand.h"
 
-#include "InitAttributeBuilder.h"
+#include "ClassRegistration.h"
 #include "control/StartGuards.h"
 #include "orv/core/project.h"
-#include "orv/framework/static_registration.h"
 #include "orv/ids/iptv_ids.h"
 #include "results/IptvResultsManager.h"
 
 namespace orv::iptv {
 
-namespace Id = ids::IptvStartTestCommand;
+namespace StartTestId = ids::IptvStartTestCommand;
 
 CIptvStartTestCommand::CIptvStartTestCommand() {
     CIptvResultsManager* manager = CIptvResultsManager::FindResultsManager();
@@ -18,41 +17,36 @@ CIptvStartTestCommand::CIptvStartTestCommand() {
 CIptvStartTestCommand::~CIptvStartTestCommand() = default;
 
 std::uint8_t CIptvStartTestCommand::GetTypeOfTest() const {
-    return GetU8(Id::TestType);
+    return GetU8(StartTestId::TestType);
 }
 
 std::uint8_t CIptvStartTestCommand::GetTestEnv() const {
-    return GetU8(Id::TestEnv);
+    return GetU8(StartTestId::TestEnv);
 }
 
 std::uint8_t CIptvStartTestCommand::GetMulticastJoinTrigger() const {
-    return GetU8(Id::MulticastJoinTrigger);
+    return GetU8(StartTestId::MulticastJoinTrigger);
 }
 
 std::uint8_t CIptvStartTestCommand::GetUnicastLeaveTrigger() const {
-    return GetU8(Id::UnicastLeaveTrigger);
+    return GetU8(StartTestId::UnicastLeaveTrigger);
 }
 
 const std::vector<std::uint32_t>& CIptvStartTestCommand::GetStbBlockList() const {
-    return GetCollection<std::uint32_t>(Id::StbBlockList);
+    return GetCollection<std::uint32_t>(StartTestId::StbBlockList);
 }
 
 const std::string& CIptvStartTestCommand::GetDatabaseFileName() const {
-    return GetOutputFilePath(Id::DatabaseFileName).ToString();
+    return GetOutputFilePath(StartTestId::DatabaseFileName).ToString();
 }
 
 bool CIptvStartTestCommand::OnInit() {
     const auto* project = core::CProject::GetCurrentActiveInstance();
     if (project && !RunningTest::IsRunning())
-        AddToCollection<std::uint32_t>(Id::StbBlockList, project->GetHandle());
+        AddToCollection<std::uint32_t>(StartTestId::StbBlockList, project->GetHandle());
     return true;
 }
 
-namespace {
-
-const bool init_ab = InitAttributeBuilder();
-const framework::StaticRegisterClass<CIptvStartTestCommand> registration{CIptvStartTestCommand::CLASS_ID()};
-
-}  // namespace
+IPTV_REGISTER_CLASS(CIptvStartTestCommand);
 
 }  // namespace orv::iptv

@@ -1,7 +1,6 @@
 #include "control/IptvStopTestCommand.h"
 
-#include "InitAttributeBuilder.h"
-#include "orv/framework/static_registration.h"
+#include "ClassRegistration.h"
 #include "results/IptvResultsManager.h"
 
 namespace orv::iptv {
@@ -11,11 +10,6 @@ void CIptvStopTestCommand::DoRun() {
     if (!manager->IsFinishing()) manager->EndOfTestProcessing(true);
 }
 
-namespace {
-
-const bool init_ab = InitAttributeBuilder();
-const framework::StaticRegisterClass<CIptvStopTestCommand> registration{CIptvStopTestCommand::CLASS_ID()};
-
-}  // namespace
+IPTV_REGISTER_CLASS(CIptvStopTestCommand);
 
 }  // namespace orv::iptv

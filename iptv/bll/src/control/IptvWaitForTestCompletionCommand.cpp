@@ -2,10 +2,9 @@
 
 #include <ctime>
 
-#include "InitAttributeBuilder.h"
+#include "ClassRegistration.h"
 #include "IptvLog.h"
 #include "control/StopRunningTest.h"
-#include "orv/framework/static_registration.h"
 #include "orv/framework/task_manager.h"
 #include "orv/ids/framework_ids.h"
 #include "orv/ids/iptv_ids.h"
@@ -39,12 +38,6 @@ void CIptvWaitForTestCompletionCommand::DoRun() {
     }
 }
 
-namespace {
-
-const bool init_ab = InitAttributeBuilder();
-const framework::StaticRegisterClass<CIptvWaitForTestCompletionCommand> registration{
-    CIptvWaitForTestCompletionCommand::CLASS_ID()};
-
-}  // namespace
+IPTV_REGISTER_CLASS(CIptvWaitForTestCompletionCommand);
 
 }  // namespace orv::iptv

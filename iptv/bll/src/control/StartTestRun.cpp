@@ -40,7 +40,7 @@
 
 namespace orv::iptv {
 
-namespace Id = ids::IptvStartTestCommand;
+namespace StartTestId = ids::IptvStartTestCommand;
 using framework::ResponseDelegate;
 
 namespace {
@@ -179,12 +179,12 @@ void CIptvStartTestCommand::PrepareResultsManager() {
     TestRun run;
     run.stb_blocks = m_stbBlocks;
     run.command = GetHandle();
-    run.test_name = GetString(Id::TestName);
-    run.test_duration = GetDouble(Id::TestDuration);
-    run.join_fail_threshold = GetU32(Id::JoinFailThreshold);
+    run.test_name = GetString(StartTestId::TestName);
+    run.test_duration = GetDouble(StartTestId::TestDuration);
+    run.join_fail_threshold = GetU32(StartTestId::JoinFailThreshold);
     run.kind = {GetTypeOfTest(), GetMulticastJoinTrigger()};
     run.sequencer_mode = IsInSequence();
-    run.save_per_iteration = GetBool(Id::SaveResultsPerIteration);
+    run.save_per_iteration = GetBool(StartTestId::SaveResultsPerIteration);
     Trace([&run] {
         return run.sequencer_mode ? "Test is running through sequencer "
                                   : "Test is running in interactive mode ";
@@ -226,7 +226,7 @@ bool CIptvStartTestCommand::SetUpPorts() {
 }
 
 void CIptvStartTestCommand::CheckVlanAndPppEnable(const CIptvStbBlockConfig& stbBlock) {
-    m_stack = iptv::CheckVlanAndPppEnable(stbBlock, GetU8(Id::VlanSubFilter));
+    m_stack = iptv::CheckVlanAndPppEnable(stbBlock, GetU8(StartTestId::VlanSubFilter));
 }
 
 void CIptvStartTestCommand::OnApplyTestUpdate(core::CPort& port) {
@@ -272,7 +272,7 @@ void CIptvStartTestCommand::RegisterForResultAndEotNotifications(core::CPort& po
 
 void CIptvStartTestCommand::SendMessageToIL(core::CPort& port, const std::vector<std::uint32_t>& stbBlocks) {
     Trace([&port] { return "Starting Test on  " + port.GetName(); });
-    SendStart(port, stbBlocks, GetU32(Id::StartDelayStep),
+    SendStart(port, stbBlocks, GetU32(StartTestId::StartDelayStep),
               ResponseDelegate::To<&CIptvStartTestCommand::StartTestHandler>());
 }
 
@@ -335,7 +335,7 @@ void CIptvStartTestCommand::SaveCommandToDb() {
     }
     if (!manager->GetRun().sequencer_mode) database->StartInteractive();
     database->SetTestResultSetting(
-        MakeTestResultSetting(GetDatabaseFileName(), GetBool(Id::SaveResultsPerIteration)));
+        MakeTestResultSetting(GetDatabaseFileName(), GetBool(StartTestId::SaveResultsPerIteration)));
     database->SaveConfiguration(true);
     manager->SetDatabasePath(database->GetDatabasePath());
     database->SetTestCommand(*this);
@@ -350,7 +350,7 @@ void CIptvStartTestCommand::DeregisterDueToSequencerCancel() {
 
 void CIptvStartTestCommand::MakeTestResults(core::CProject& project) {
     CIptvTestResults& results = FindOrMakeTestResults(project, kRun);
-    results.SetTestParams(GetString(Id::TestName));
+    results.SetTestParams(GetString(StartTestId::TestName));
     CIptvResultsManager::GetResultsManager()->SetTestResults(results.GetHandle());
 }
 

@@ -22,7 +22,8 @@ using iptvcd_1_bll::ipAddress_t;
 
 namespace {
 
-constexpr const char* kOperation = "CIptvResultsManager::CopyResultFromILEventToBLLClass";
+constexpr const char* kCopyResultFromILEventToBLLClass =
+    "CIptvResultsManager::CopyResultFromILEventToBLLClass";
 
 template <class If, class Address>
 Address GetHostAddress(const If& interface, const Address& first, Address step, std::uint32_t settop) {
@@ -46,7 +47,7 @@ void SetDuration(CIptvEventResults& row, PropId column, std::int64_t last, std::
 EventRowWriter::EventRowWriter(const CIptvStbBlockConfig& block) : base_stb_index_(block.GetBaseStbIndex()) {
     const framework::CScriptable* protocol = block.GetMcastCfg();
     if (!protocol) {
-        ThrowLookupFailure({"MulticastHostConfig", "IptvStbBlockConfig", kOperation},
+        ThrowLookupFailure({"MulticastHostConfig", "IptvStbBlockConfig", kCopyResultFromILEventToBLLClass},
                            "MulticastHostConfig associated with " + block.GetName());
     }
     const core::CNetworkInterface* interface = block.GetMcastIf();
@@ -54,7 +55,8 @@ EventRowWriter::EventRowWriter(const CIptvStbBlockConfig& block) : base_stb_inde
     v6_ = dynamic_cast<const core::CIpv6If*>(interface);
     if (!v4_ && !v6_) {
         LogText(devLogger(), LogLevelType::Error, [&] {
-            return std::string(kOperation) + " NetworkInterface typecast to Ipv4 or Ipv6 failed.";
+            return std::string(kCopyResultFromILEventToBLLClass) +
+                   " NetworkInterface typecast to Ipv4 or Ipv6 failed.";
         });
         throw common::COrvRunTimeError(
             "NetworkInterface " + (interface ? interface->GetName() : "") + " not IPv4 or IPv6. ", true);

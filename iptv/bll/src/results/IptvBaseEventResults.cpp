@@ -4,10 +4,10 @@
 
 namespace orv::iptv {
 
-namespace {
+namespace base_event_results {
 
 const bool init_ab = InitAttributeBuilder();
 
-}  // namespace
+}  // namespace base_event_results
 
 }  // namespace orv::iptv

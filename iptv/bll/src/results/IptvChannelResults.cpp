@@ -1,24 +1,18 @@
 #include "results/IptvChannelResults.h"
 
-#include "InitAttributeBuilder.h"
-#include "orv/framework/static_registration.h"
+#include "ClassRegistration.h"
 #include "orv/ids/iptv_ids.h"
 
 namespace orv::iptv {
 
-namespace Id = ids::IptvChannelResults;
+namespace ChannelResultsId = ids::IptvChannelResults;
 
 void CIptvChannelResults::ResetResults() {
-    Set(Id::ChannelName, "NA");
-    Set(Id::NumOfChannels, std::uint32_t{0});
+    Set(ChannelResultsId::ChannelName, "NA");
+    Set(ChannelResultsId::NumOfChannels, std::uint32_t{0});
     CompleteResetJoinLeaveResults();
 }
 
-namespace {
-
-const bool init_ab = InitAttributeBuilder();
-const framework::StaticRegisterClass<CIptvChannelResults> registration{CIptvChannelResults::CLASS_ID()};
-
-}  // namespace
+IPTV_REGISTER_CLASS(CIptvChannelResults);
 
 }  // namespace orv::iptv

@@ -1,15 +1,9 @@
 #include "results/IptvEventResults.h"
 
-#include "InitAttributeBuilder.h"
-#include "orv/framework/static_registration.h"
+#include "ClassRegistration.h"
 
 namespace orv::iptv {
 
-namespace {
-
-const bool init_ab = InitAttributeBuilder();
-const framework::StaticRegisterClass<CIptvEventResults> registration{CIptvEventResults::CLASS_ID()};
-
-}  // namespace
+IPTV_REGISTER_CLASS(CIptvEventResults);
 
 }  // namespace orv::iptv

@@ -1,7 +1,6 @@
 #include "results/IptvGapOverlapResults.h"
 
-#include "InitAttributeBuilder.h"
-#include "orv/framework/static_registration.h"
+#include "ClassRegistration.h"
 #include "orv/ids/iptv_ids.h"
 #include "results/IptvEventResults.h"
 
@@ -39,11 +38,6 @@ void CIptvGapOverlapResults::CompleteResetGapOverlapResults() {
     ZeroOwnNumbers(*this, CLASS_ID());
 }
 
-namespace {
-
-const bool init_ab = InitAttributeBuilder();
-const framework::StaticRegisterClass<CIptvGapOverlapResults> registration{CIptvGapOverlapResults::CLASS_ID()};
-
-}  // namespace
+IPTV_REGISTER_CLASS(CIptvGapOverlapResults);
 
 }  // namespace orv::iptv

@@ -1,7 +1,6 @@
 #include "results/IptvJoinLeaveResults.h"
 
-#include "InitAttributeBuilder.h"
-#include "orv/framework/static_registration.h"
+#include "ClassRegistration.h"
 #include "orv/ids/iptv_ids.h"
 #include "results/IptvEventResults.h"
 #include "results/IptvRrrEventResults.h"
@@ -45,11 +44,6 @@ void CIptvJoinLeaveResults::CompleteResetJoinLeaveResults() {
     ZeroOwnNumbers(*this, CLASS_ID());
 }
 
-namespace {
-
-const bool init_ab = InitAttributeBuilder();
-const framework::StaticRegisterClass<CIptvJoinLeaveResults> registration{CIptvJoinLeaveResults::CLASS_ID()};
-
-}  // namespace
+IPTV_REGISTER_CLASS(CIptvJoinLeaveResults);
 
 }  // namespace orv::iptv

@@ -1,7 +1,6 @@
 #include "results/IptvPortResults.h"
 
-#include "InitAttributeBuilder.h"
-#include "orv/framework/static_registration.h"
+#include "ClassRegistration.h"
 #include "orv/ids/iptv_ids.h"
 
 namespace orv::iptv {
@@ -52,11 +51,6 @@ void CIptvPortResults::ResetResults() {
     seconds_ = {};
 }
 
-namespace {
-
-const bool init_ab = InitAttributeBuilder();
-const framework::StaticRegisterClass<CIptvPortResults> registration{CIptvPortResults::CLASS_ID()};
-
-}  // namespace
+IPTV_REGISTER_CLASS(CIptvPortResults);
 
 }  // namespace orv::iptv

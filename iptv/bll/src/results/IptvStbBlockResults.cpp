@@ -1,7 +1,6 @@
 #include "results/IptvStbBlockResults.h"
 
-#include "InitAttributeBuilder.h"
-#include "orv/framework/static_registration.h"
+#include "ClassRegistration.h"
 #include "results/IptvPortResults.h"
 #include "results/IptvViewingProfileResults.h"
 
@@ -20,11 +19,6 @@ void CIptvStbBlockResults::BinStbBlockEvents(const JoinLeaveSums& sums, CIptvVie
     ResetTotalResultsClassVar();
 }
 
-namespace {
-
-const bool init_ab = InitAttributeBuilder();
-const framework::StaticRegisterClass<CIptvStbBlockResults> registration{CIptvStbBlockResults::CLASS_ID()};
-
-}  // namespace
+IPTV_REGISTER_CLASS(CIptvStbBlockResults);
 
 }  // namespace orv::iptv

@@ -5,14 +5,13 @@
 #include <ctime>
 #include <optional>
 
-#include "InitAttributeBuilder.h"
-#include "orv/framework/static_registration.h"
+#include "ClassRegistration.h"
 #include "orv/ids/framework_ids.h"
 #include "orv/ids/iptv_ids.h"
 
 namespace orv::iptv {
 
-namespace Id = ids::IptvTestResults;
+namespace TestResultsId = ids::IptvTestResults;
 
 namespace {
 
@@ -29,19 +28,14 @@ std::optional<std::string> GetLocalTime() {
 
 void CIptvTestResults::SetTestParams(const std::string& testName) {
     SetT<std::string>(ids::Scriptable::Name, "IptvTestResults " + std::to_string(GetHandle()));
-    if (auto now = GetLocalTime()) SetT<std::string>(Id::TestStartTime, std::move(*now));
-    SetT<std::string>(Id::TestName, testName);
+    if (auto now = GetLocalTime()) SetT<std::string>(TestResultsId::TestStartTime, std::move(*now));
+    SetT<std::string>(TestResultsId::TestName, testName);
 }
 
 void CIptvTestResults::SetEndTime() {
-    if (auto now = GetLocalTime()) SetT<std::string>(Id::TestEndTime, std::move(*now));
+    if (auto now = GetLocalTime()) SetT<std::string>(TestResultsId::TestEndTime, std::move(*now));
 }
 
-namespace {
-
-const bool init_ab = InitAttributeBuilder();
-const framework::StaticRegisterClass<CIptvTestResults> registration{CIptvTestResults::CLASS_ID()};
-
-}  // namespace
+IPTV_REGISTER_CLASS(CIptvTestResults);
 
 }  // namespace orv::iptv

@@ -1,7 +1,6 @@
 #include "results/IptvTotalResults.h"
 
-#include "InitAttributeBuilder.h"
-#include "orv/framework/static_registration.h"
+#include "ClassRegistration.h"
 #include "orv/ids/iptv_ids.h"
 #include "results/IptvEventResults.h"
 
@@ -35,11 +34,6 @@ void CIptvTotalResults::CompleteResetTotalResults() {
     ZeroOwnNumbers(*this, CLASS_ID());
 }
 
-namespace {
-
-const bool init_ab = InitAttributeBuilder();
-const framework::StaticRegisterClass<CIptvTotalResults> registration{CIptvTotalResults::CLASS_ID()};
-
-}  // namespace
+IPTV_REGISTER_CLASS(CIptvTotalResults);
 
 }  // namespace orv::iptv

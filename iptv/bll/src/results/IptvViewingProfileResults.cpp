@@ -1,16 +1,9 @@
 #include "results/IptvViewingProfileResults.h"
 
-#include "InitAttributeBuilder.h"
-#include "orv/framework/static_registration.h"
+#include "ClassRegistration.h"
 
 namespace orv::iptv {
 
-namespace {
-
-const bool init_ab = InitAttributeBuilder();
-const framework::StaticRegisterClass<CIptvViewingProfileResults> registration{
-    CIptvViewingProfileResults::CLASS_ID()};
-
-}  // namespace
+IPTV_REGISTER_CLASS(CIptvViewingProfileResults);
 
 }  // namespace orv::iptv

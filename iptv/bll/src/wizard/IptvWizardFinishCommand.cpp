@@ -2,13 +2,12 @@
 
 #include <algorithm>
 
-#include "InitAttributeBuilder.h"
+#include "ClassRegistration.h"
 #include "IptvErrors.h"
 #include "orv/common/exceptions.h"
 #include "orv/core/project.h"
 #include "orv/framework/scriptable_creator.h"
 #include "orv/framework/sequencer.h"
-#include "orv/framework/static_registration.h"
 #include "orv/ids/iptv_ids.h"
 #include "wizard/IptvWizardManager.h"
 #include "wizard/IptvWizardTestConfig.h"
@@ -90,12 +89,6 @@ void CIptvWizardFinishCommand::DoRun() {
     CIptvWizardManager::GetWizardManager()->SetupTest();
 }
 
-namespace {
-
-const bool init_ab = InitAttributeBuilder();
-const framework::StaticRegisterClass<CIptvWizardFinishCommand> registration{
-    CIptvWizardFinishCommand::CLASS_ID()};
-
-}  // namespace
+IPTV_REGISTER_CLASS(CIptvWizardFinishCommand);
 
 }  // namespace orv::iptv

@@ -1,15 +1,9 @@
 #include "wizard/IptvWizardMcastPorts.h"
 
-#include "InitAttributeBuilder.h"
-#include "orv/framework/static_registration.h"
+#include "ClassRegistration.h"
 
 namespace orv::iptv {
 
-namespace {
-
-const bool init_ab = InitAttributeBuilder();
-const framework::StaticRegisterClass<CIptvWizardMcastPorts> registration{CIptvWizardMcastPorts::CLASS_ID()};
-
-}  // namespace
+IPTV_REGISTER_CLASS(CIptvWizardMcastPorts);
 
 }  // namespace orv::iptv

@@ -3,8 +3,7 @@
 #include <iterator>
 #include <utility>
 
-#include "InitAttributeBuilder.h"
-#include "orv/framework/static_registration.h"
+#include "ClassRegistration.h"
 #include "orv/ids/iptv_ids.h"
 #include "orv/mcastcore/multicast_group.h"
 #include "wizard/IptvWizardManager.h"
@@ -12,10 +11,10 @@
 
 namespace orv::iptv {
 
-namespace Id = ids::IptvWizardMcastSources;
+namespace SourcesId = ids::IptvWizardMcastSources;
 
 const std::vector<std::uint32_t>& CIptvWizardMcastSources::GetTrafHostList() const {
-    return GetCollection<std::uint32_t>(Id::TrafHostList);
+    return GetCollection<std::uint32_t>(SourcesId::TrafHostList);
 }
 
 CIptvWizardMcastSources::TrafHosts::operator const std::vector<std::uint32_t>&() const {
@@ -24,29 +23,29 @@ CIptvWizardMcastSources::TrafHosts::operator const std::vector<std::uint32_t>&()
 
 CIptvWizardMcastSources::TrafHosts& CIptvWizardMcastSources::TrafHosts::operator=(
     std::vector<std::uint32_t> handles) {
-    source_.SetCollection(Id::TrafHostList, std::move(handles));
+    source_.SetCollection(SourcesId::TrafHostList, std::move(handles));
     return *this;
 }
 
 void CIptvWizardMcastSources::TrafHosts::push_back(std::uint32_t handle) {
-    source_.AddToCollection(Id::TrafHostList, handle);
+    source_.AddToCollection(SourcesId::TrafHostList, handle);
 }
 
 std::uint32_t CIptvWizardMcastSources::GetNumOfChannels() const {
-    return GetU32(Id::NumOfChannels);
+    return GetU32(SourcesId::NumOfChannels);
 }
 
 void CIptvWizardMcastSources::SetChannelRate(double rate) {
-    Set(Id::ChannelRate, rate);
+    Set(SourcesId::ChannelRate, rate);
 }
 
 void CIptvWizardMcastSources::OnPropertyModified(framework::Property& property) {
-    if (property.GetId() == Id::TrafHost) {
+    if (property.GetId() == SourcesId::TrafHost) {
         // 0 names no host: it is what the property begins with.
-        if (const std::uint32_t host = GetU32(Id::TrafHost)) GetTrafHostList().push_back(host);
-    } else if (property.GetId() == Id::ChannelRatePreset) {
+        if (const std::uint32_t host = GetU32(SourcesId::TrafHost)) GetTrafHostList().push_back(host);
+    } else if (property.GetId() == SourcesId::ChannelRatePreset) {
         constexpr double kMbps[] = {1.5, 2, 2.5, 3, 4, 8};
-        const std::uint8_t preset = GetU8(Id::ChannelRatePreset);
+        const std::uint8_t preset = GetU8(SourcesId::ChannelRatePreset);
         const std::uint32_t channels = GetNumOfChannels();
         if (preset < std::size(kMbps) && channels != 0) SetChannelRate(kMbps[preset] / channels);
     }
@@ -60,12 +59,6 @@ void CIptvWizardMcastSources::ExpandMcastSource(std::uint32_t& groupHandle,
     if (config.IsTestEnvironment()) SetupStreamBlock(group, config.IsIpv4(), streamBlockHandles);
 }
 
-namespace {
-
-const bool init_ab = InitAttributeBuilder();
-const framework::StaticRegisterClass<CIptvWizardMcastSources> registration{
-    CIptvWizardMcastSources::CLASS_ID()};
-
-}  // namespace
+IPTV_REGISTER_CLASS(CIptvWizardMcastSources);
 
 }  // namespace orv::iptv

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "InitAttributeBuilder.h"
+#include "ClassRegistration.h"
 #include "IptvLog.h"
 #include "IptvResources.h"
 #include "config/IptvChannelBlock.h"
@@ -13,7 +13,6 @@
 #include "orv/core/emulated_device.h"
 #include "orv/core/network_interface.h"
 #include "orv/framework/notification_service.h"
-#include "orv/framework/static_registration.h"
 #include "orv/ids/core_ids.h"
 #include "orv/ids/iptv_ids.h"
 #include "orv/igmpmld/multicast_host_config.h"
@@ -23,7 +22,7 @@
 
 namespace orv::iptv {
 
-namespace Id = ids::IptvWizardStbBlock;
+namespace WizardStbBlockId = ids::IptvWizardStbBlock;
 
 namespace {
 
@@ -60,8 +59,8 @@ void CIptvWizardStbBlock::ExpandWizStbBlock(std::uint32_t& stbBlockHandle, std::
     SetupViewedChannels(block, channelBlocks);
     SetupViewingProfile(block);
     static constexpr CopiedProperty kCopied[] = {
-        {Id::SaveTimeStamps, ids::IptvStbBlockConfig::SaveTimeStamps},
-        {Id::InterClientStartDelayStep, ids::IptvStbBlockConfig::InterClientStartDelayStep},
+        {WizardStbBlockId::SaveTimeStamps, ids::IptvStbBlockConfig::SaveTimeStamps},
+        {WizardStbBlockId::InterClientStartDelayStep, ids::IptvStbBlockConfig::InterClientStartDelayStep},
     };
     CopyProperties(*this, block, kCopied);
 }
@@ -82,7 +81,7 @@ igmpmld::CMulticastHostConfig& CIptvWizardStbBlock::SetupMcastHostConfig(std::ui
         ipv4 ? "MulticastHostConfig" : "MldHostConfig", kMaker);
     hostConfigHandle = config.GetHandle();
     CIptvWizardManager::SetupRelations(hostConfigHandle, "UsesIf", true, interface->GetHandle(), false);
-    const std::uint8_t version = GetU8(Id::IgmpMldVersion);
+    const std::uint8_t version = GetU8(WizardStbBlockId::IgmpMldVersion);
     if (version <= ids::WizardIgmpMldVersion::MLD_V2) config.SetVersion(version);
     framework::CNotificationService::Instance().RegisterCallback(&config);
     return config;
@@ -93,7 +92,7 @@ void CIptvWizardStbBlock::WarnOfVersions(bool ipv4, const core::CNetworkInterfac
         WarnOfIpVersion(
             [&] { return Describe() + " on " + GetParent()->GetName() + " uses " + interface.Describe(); },
             ipv4);
-    const std::uint8_t version = GetU8(Id::IgmpMldVersion);
+    const std::uint8_t version = GetU8(WizardStbBlockId::IgmpMldVersion);
     const bool of_ipv4 = version <= ids::WizardIgmpMldVersion::IGMP_V3;
     if (version <= ids::WizardIgmpMldVersion::MLD_V2 && of_ipv4 != ipv4)
         WarnOfIpVersion(
@@ -110,9 +109,9 @@ void CIptvWizardStbBlock::SetupViewedChannels(const CIptvStbBlockConfig& block,
     auto& range = MakeWizardObject<CIptvViewedChannels>(
         CIptvViewedChannels::CLASS_ID(), &GetWizardProject(kOperation), "IptvViewedChannels", kOperation);
     static constexpr CopiedProperty kCopied[] = {
-        {Id::ChannelRangeStart, ids::IptvViewedChannels::ChannelRangeStart},
-        {Id::ChannelRangeStart, ids::IptvViewedChannels::InitialChannelStart},
-        {Id::ChannelRangeEnd, ids::IptvViewedChannels::ChannelRangeEnd},
+        {WizardStbBlockId::ChannelRangeStart, ids::IptvViewedChannels::ChannelRangeStart},
+        {WizardStbBlockId::ChannelRangeStart, ids::IptvViewedChannels::InitialChannelStart},
+        {WizardStbBlockId::ChannelRangeEnd, ids::IptvViewedChannels::ChannelRangeEnd},
     };
     CopyProperties(*this, range, kCopied);
     const CIptvChannelBlock* channels = range.GetChannelBlockForViewChan(channelBlocks);
@@ -133,25 +132,20 @@ void CIptvWizardStbBlock::SetupViewingProfile(const CIptvStbBlockConfig& block) 
                                                                 &GetWizardProject(kOperation),
                                                                 "IptvViewingProfileConfig", kOperation);
     static constexpr CopiedProperty kCopied[] = {
-        {Id::ZapBehavior, Profile::ZapBehavior},
-        {Id::ZapDirection, Profile::ZapDirection},
-        {Id::ZapIntervalType, Profile::ZapIntervalType},
-        {Id::Interval, Profile::Interval},
-        {Id::ChangesBeforeView, Profile::ChangesBeforeView},
-        {Id::ViewDuration, Profile::ViewDuration},
-        {Id::SetTopLeaveJoinDelay, Profile::SetTopLeaveJoinDelay},
-        {Id::JoinLatencyThreshold, Profile::JoinLatencyThreshold},
-        {Id::LeaveLatencyThreshold, Profile::LeaveLatencyThreshold},
+        {WizardStbBlockId::ZapBehavior, Profile::ZapBehavior},
+        {WizardStbBlockId::ZapDirection, Profile::ZapDirection},
+        {WizardStbBlockId::ZapIntervalType, Profile::ZapIntervalType},
+        {WizardStbBlockId::Interval, Profile::Interval},
+        {WizardStbBlockId::ChangesBeforeView, Profile::ChangesBeforeView},
+        {WizardStbBlockId::ViewDuration, Profile::ViewDuration},
+        {WizardStbBlockId::SetTopLeaveJoinDelay, Profile::SetTopLeaveJoinDelay},
+        {WizardStbBlockId::JoinLatencyThreshold, Profile::JoinLatencyThreshold},
+        {WizardStbBlockId::LeaveLatencyThreshold, Profile::LeaveLatencyThreshold},
     };
     CopyProperties(*this, profile, kCopied);
     CIptvWizardManager::SetupRelations(block.GetHandle(), "IptvProfile", true, profile.GetHandle(), false);
 }
 
-namespace {
-
-const bool init_ab = InitAttributeBuilder();
-const framework::StaticRegisterClass<CIptvWizardStbBlock> registration{CIptvWizardStbBlock::CLASS_ID()};
-
-}  // namespace
+IPTV_REGISTER_CLASS(CIptvWizardStbBlock);
 
 }  // namespace orv::iptv

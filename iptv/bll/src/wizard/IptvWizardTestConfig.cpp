@@ -1,7 +1,6 @@
 #include "wizard/IptvWizardTestConfig.h"
 
-#include "InitAttributeBuilder.h"
-#include "orv/framework/static_registration.h"
+#include "ClassRegistration.h"
 #include "orv/ids/iptv_ids.h"
 
 namespace orv::iptv {
@@ -18,11 +17,6 @@ std::uint32_t CIptvWizardTestConfig::GetGroupAddrIncrement() const {
     return GetU32(ids::IptvWizardTestConfig::GroupAddrIncrement);
 }
 
-namespace {
-
-const bool init_ab = InitAttributeBuilder();
-const framework::StaticRegisterClass<CIptvWizardTestConfig> registration{CIptvWizardTestConfig::CLASS_ID()};
-
-}  // namespace
+IPTV_REGISTER_CLASS(CIptvWizardTestConfig);
 
 }  // namespace orv::iptv

@@ -13,12 +13,12 @@
 
 namespace orv::iptv {
 
-namespace Id = ids::IptvWizardMcastSources;
+namespace SourcesId = ids::IptvWizardMcastSources;
 
 namespace {
 
 constexpr const char* kGroupOperation = "CIptvWizardMcastSources::SetupChannelBlocknMcastGroup";
-constexpr const char* kOperation = "CIptvWizardMcastSources::SetupChannelBlock";
+constexpr const char* kSetupChannelBlock = "CIptvWizardMcastSources::SetupChannelBlock";
 constexpr std::uint8_t kIpv4Bits = 32;
 constexpr std::uint8_t kIpv6Bits = 128;
 
@@ -57,13 +57,13 @@ mcastcore::CMulticastGroup& CIptvWizardMcastSources::SetupChannelBlocknMcastGrou
     if (config.IsIpv4()) {
         auto& v4 = MakeGroup<mcastcore::CIpv4Group, core::CIpv4NetworkBlock>(project, "Ipv4Group",
                                                                              "Ipv4NetworkBlock", groupHandle);
-        v4.SetStartIpList({GetIp(Id::StartIpv4Address)});
+        v4.SetStartIpList({GetIp(SourcesId::StartIpv4Address)});
         v4.Set(ids::Ipv4NetworkBlock::PrefixLength, kIpv4Bits);
         block = &v4;
     } else {
         auto& v6 = MakeGroup<mcastcore::CIpv6Group, core::CIpv6NetworkBlock>(project, "Ipv6Group",
                                                                              "Ipv6NetworkBlock", groupHandle);
-        v6.SetStartIpList({GetIpv6(Id::StartIpv6Address)});
+        v6.SetStartIpList({GetIpv6(SourcesId::StartIpv6Address)});
         v6.Set(ids::Ipv6NetworkBlock::PrefixLength, kIpv6Bits);
         block = &v6;
     }
@@ -76,30 +76,31 @@ mcastcore::CMulticastGroup& CIptvWizardMcastSources::SetupChannelBlocknMcastGrou
 }
 
 void CIptvWizardMcastSources::SetupChannelBlock(const mcastcore::CMulticastGroup& group, bool ipv4) {
-    auto& channel_block = MakeWizardObject<CIptvChannelBlock>(
-        CIptvChannelBlock::CLASS_ID(), &GetWizardProject(kOperation), "IptvChannelBlock", kOperation);
+    auto& channel_block = MakeWizardObject<CIptvChannelBlock>(CIptvChannelBlock::CLASS_ID(),
+                                                              &GetWizardProject(kSetupChannelBlock),
+                                                              "IptvChannelBlock", kSetupChannelBlock);
     static constexpr CopiedProperty kCopied[] = {
-        {Id::ChannelName, ids::IptvChannelBlock::ChannelName},
-        {Id::ChannelStart, ids::IptvChannelBlock::ChannelStart},
+        {SourcesId::ChannelName, ids::IptvChannelBlock::ChannelName},
+        {SourcesId::ChannelStart, ids::IptvChannelBlock::ChannelStart},
     };
     CopyProperties(*this, channel_block, kCopied);
     AddWizardRelation(channel_block, "MulticastParam-Targets", group.GetHandle(), [&] {
         return std::string("Failed adding relation between IptvChannelBlock and MulticastGroup in ") +
-               kOperation;
+               kSetupChannelBlock;
     });
-    if (GetBool(Id::SourceFilterEnable)) SetupSourceFilter(channel_block, ipv4);
+    if (GetBool(SourcesId::SourceFilterEnable)) SetupSourceFilter(channel_block, ipv4);
     Register(channel_block);
 }
 
 void CIptvWizardMcastSources::SetupSourceFilter(CIptvChannelBlock& channelBlock, bool ipv4) {
-    channelBlock.Set(ids::IptvChannelBlock::FilterMode, GetU8(Id::FilterMode));
-    if (GetBool(Id::UseNetworkBlockSources)) {
+    channelBlock.Set(ids::IptvChannelBlock::FilterMode, GetU8(SourcesId::FilterMode));
+    if (GetBool(SourcesId::UseNetworkBlockSources)) {
         channelBlock.Set(ids::IptvChannelBlock::UseNetworkBlockSources, true);
         CopyNetworkBlock(channelBlock, ipv4);
     } else {
-        AddWizardRelation(channelBlock, "TrafficSources-Targets", GetU32(Id::SourceDevice), [&] {
+        AddWizardRelation(channelBlock, "TrafficSources-Targets", GetU32(SourcesId::SourceDevice), [&] {
             return std::string("Failed adding relation between IptvChannelBlock and EmulatedDevice in ") +
-                   kOperation;
+                   kSetupChannelBlock;
         });
     }
 }
@@ -119,11 +120,11 @@ void CIptvWizardMcastSources::CopyNetworkBlock(CIptvChannelBlock& channelBlock, 
     };
     const CScriptable* own = GetObject(core::CNetworkBlock::CLASS_ID(), common::kParentChild);
     if (!own) {
-        ThrowLookupFailure({"NetworkBlock", "IptvWizardMcastSources", kOperation},
+        ThrowLookupFailure({"NetworkBlock", "IptvWizardMcastSources", kSetupChannelBlock},
                            "NetworkBlock associated with " + GetName());
     }
     auto& copy = MakeWizardObject<core::CNetworkBlock>(own->GetClassId(), &channelBlock,
-                                                       own->GetMetaClass()->GetName(), kOperation);
+                                                       own->GetMetaClass()->GetName(), kSetupChannelBlock);
     CopyProperties(*own, copy, kOfAll);
     const bool is_ipv4 = own->IsTypeOf(core::CIpv4NetworkBlock::CLASS_ID());
     CopyProperties(*own, copy, is_ipv4 ? kOfIpv4 : kOfIpv6);

@@ -18,24 +18,26 @@ namespace orv::iptv {
 
 namespace {
 
-constexpr const char* kOperation = "CIptvWizardMcastSources::SetupStreamBlock";
+constexpr const char* kSetupStreamBlock = "CIptvWizardMcastSources::SetupStreamBlock";
 
 /// Each stream block has a load of its own, so the generator must not share the port's load among them.
 void SetupGenerator(const core::CPort& port) {
     const CScriptable* generator = port.GetObject(l2l3::CGenerator::CLASS_ID(), common::kParentChild);
     if (!generator) {
-        ThrowLookupFailure({"Generator", "Port", kOperation}, "Generator associated with " + port.GetName());
+        ThrowLookupFailure({"Generator", "Port", kSetupStreamBlock},
+                           "Generator associated with " + port.GetName());
     }
     CScriptable* config = generator->GetObject(ids::GeneratorConfig::CLASS, common::kParentChild);
     if (!config) {
-        ThrowLookupFailure({"GeneratorConfig", "Generator", kOperation},
+        ThrowLookupFailure({"GeneratorConfig", "Generator", kSetupStreamBlock},
                            "GeneratorConfig associated with " + generator->GetName());
     }
     config->Set(ids::GeneratorConfig::SchedulingMode, std::uint8_t{ids::SchedulingMode::RATE_BASED});
 }
 
 std::string FailedRelation(const char* target) {
-    return std::string("Failed adding relation between StreamBlock and ") + target + " in " + kOperation;
+    return std::string("Failed adding relation between StreamBlock and ") + target + " in " +
+           kSetupStreamBlock;
 }
 
 }  // namespace
@@ -44,13 +46,13 @@ void CIptvWizardMcastSources::SetupStreamBlock(const mcastcore::CMulticastGroup&
                                                std::vector<std::uint32_t>& streamBlockHandles) {
     auto* port = dynamic_cast<core::CPort*>(GetParent());
     if (!port) {
-        ThrowLookupFailure({"Port", "IptvWizardMcastSources", kOperation},
+        ThrowLookupFailure({"Port", "IptvWizardMcastSources", kSetupStreamBlock},
                            "Port associated with " + GetName());
     }
     for (const std::uint32_t handle : GetTrafHostList()) {
         const auto* device = FindByHandle<core::CEmulatedDevice>(handle);
         if (!device || device->IsDeleted()) {
-            ThrowLookupFailure({"EmulatedDevice", "TrafHostList", kOperation},
+            ThrowLookupFailure({"EmulatedDevice", "TrafHostList", kSetupStreamBlock},
                                "EmulatedDevice associated with " + GetName());
         }
         MakeStreamBlock(*port, *device, group, ipv4, streamBlockHandles);
@@ -62,14 +64,14 @@ void CIptvWizardMcastSources::MakeStreamBlock(core::CPort& port, const core::CEm
                                               const mcastcore::CMulticastGroup& group, bool ipv4,
                                               std::vector<std::uint32_t>& streamBlockHandles) {
     auto& block = MakeWizardObject<l2l3::CStreamBlock>(l2l3::CStreamBlock::CLASS_ID(), &port, "StreamBlock",
-                                                       kOperation);
+                                                       kSetupStreamBlock);
     streamBlockHandles.push_back(block.GetHandle());
     block.Set(ids::StreamBlock::Load, GetDouble(ids::IptvWizardMcastSources::ChannelRate));
     block.Set(ids::StreamBlock::LoadUnit, std::uint8_t{ids::LoadUnit::MEGABITS_PER_SECOND});
 
     const core::CNetworkInterface* source = FindTopInterface(device, ipv4);
     if (!source) {
-        ThrowLookupFailure({"NetworkInterface", "EmulatedDevice", kOperation},
+        ThrowLookupFailure({"NetworkInterface", "EmulatedDevice", kSetupStreamBlock},
                            "NetworkInterface associated with " + device.GetName());
     }
     AddWizardRelation(block, "SrcBinding", source->GetHandle(),

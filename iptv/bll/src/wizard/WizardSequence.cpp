@@ -15,11 +15,11 @@ namespace orv::iptv {
 
 namespace {
 
-constexpr const char* kOperation = "CIptvWizardManager::SetupIptvSequencer";
+constexpr const char* kSetupIptvSequencer = "CIptvWizardManager::SetupIptvSequencer";
 constexpr const char* kWaitSeconds = "300";
 
 std::vector<core::CPort*> GetPorts(const core::CProject& project) {
-    return GetWizardChildren<core::CPort>(project, {"Port", "PortIterator", kOperation}, "Port.");
+    return GetWizardChildren<core::CPort>(project, {"Port", "PortIterator", kSetupIptvSequencer}, "Port.");
 }
 
 std::vector<core::CEmulatedDevice*> GetDevices(const core::CProject& project, const char* operation) {
@@ -55,7 +55,8 @@ const CIptvStartTestCommand& WizardSequence::FindStartTestCommand() const {
     const auto* start = dynamic_cast<const CIptvStartTestCommand*>(
         project_.GetObject(CIptvStartTestCommand::CLASS_ID(), common::kParentChild));
     if (!start || start->IsDeleted())
-        ThrowLookupFailure({"CIptvStartTestCommand", "CProject", kOperation}, "IptvStartTestCommand.");
+        ThrowLookupFailure({"CIptvStartTestCommand", "CProject", kSetupIptvSequencer},
+                           "IptvStartTestCommand.");
     return *start;
 }
 
@@ -65,7 +66,7 @@ std::vector<std::uint32_t> WizardSequence::GetGenerators() const {
         if (!port->GetObject(CIptvWizardMcastSources::CLASS_ID(), common::kParentChild)) continue;
         const CScriptable* generator = port->GetObject(std::string("Generator"), common::kParentChild);
         if (!generator) {
-            ThrowLookupFailure({"Generator", "genIterator", kOperation},
+            ThrowLookupFailure({"Generator", "genIterator", kSetupIptvSequencer},
                                "Generator associated with " + port->GetName());
         }
         handles.push_back(generator->GetHandle());
@@ -75,7 +76,7 @@ std::vector<std::uint32_t> WizardSequence::GetGenerators() const {
 
 std::vector<std::uint32_t> WizardSequence::GetAnalyzers() const {
     std::vector<const core::CPort*> with_boxes;
-    for (const auto* device : GetDevices(project_, kOperation)) {
+    for (const auto* device : GetDevices(project_, kSetupIptvSequencer)) {
         if (device->GetObject(CIptvWizardStbBlock::CLASS_ID(), common::kParentChild))
             with_boxes.push_back(device->GetPort());
     }
@@ -84,7 +85,7 @@ std::vector<std::uint32_t> WizardSequence::GetAnalyzers() const {
         if (std::find(with_boxes.begin(), with_boxes.end(), port) == with_boxes.end()) continue;
         const CScriptable* analyzer = port->GetObject(std::string("Analyzer"), common::kParentChild);
         if (!analyzer) {
-            ThrowLookupFailure({"Analyzer", "anaIterator", kOperation},
+            ThrowLookupFailure({"Analyzer", "anaIterator", kSetupIptvSequencer},
                                "Analyzer associated with " + port->GetName());
         }
         handles.push_back(analyzer->GetHandle());
