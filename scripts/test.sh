@@ -7,6 +7,7 @@ scripts/install-packages.sh
 
 scripts/test-share.sh
 
+jobs=$(nproc)
 step() { printf '\n=== %s\n' "$*"; }
 
 step "Fuzzing, briefly"
@@ -22,9 +23,9 @@ ctest --preset tsan
 step "All tests"
 cmake --preset dev >/dev/null
 cmake --build --preset dev
-ctest --preset dev -j2
+ctest --preset dev -j"$jobs"
 
 step "All tests under AddressSanitizer and UndefinedBehaviorSanitizer"
 cmake --preset asan-ubsan >/dev/null
 cmake --build --preset asan-ubsan
-ctest --preset asan-ubsan -j2
+ctest --preset asan-ubsan -j"$jobs"
