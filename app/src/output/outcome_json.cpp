@@ -83,7 +83,7 @@ std::string MakeOutcomeJson(const RunOutcome& outcome) {
     if (const std::string why = GetUnfinishedReason(outcome); !why.empty()) json["unfinished_reason"] = why;
     for (const LivePortReport& port : outcome.live_ports) json["live_ports"].push_back(MakeLivePort(port));
     for (const Mistake& mistake : outcome.mistakes) json["mistakes"].push_back(MakeMistake(mistake));
-    // A name in the file need not be proper UTF-8.
+    // A name in the file need not be valid UTF-8.
     return MakePrintableJson(json.dump(2, ' ', false, Json::error_handler_t::replace)) + "\n";
 }
 

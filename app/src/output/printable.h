@@ -11,7 +11,7 @@ namespace orv::app {
 struct CodePoint {
     char32_t value = 0;
     std::size_t size = 0;
-    bool is_valid = true;  ///< false: one byte that is no UTF-8
+    bool is_valid = true;  ///< false: one byte that is not UTF-8
 };
 
 /// The first character of a text that is not empty (RFC 3629).

@@ -21,21 +21,20 @@ class TextTable {
 
     explicit TextTable(std::vector<Column> columns);
 
-    /// Cells that are left out at the end are empty. Throws std::invalid_argument when there are more cells
-    /// than columns.
+    /// Missing cells at the end are empty. Throws std::invalid_argument if there are more cells than columns.
     void AddRow(std::vector<std::string> cells);
 
     /// Every line ends with a line feed.
     std::string ToString() const;
 
-    /// A line for a row that is not added; a cell that is too wide for its column sticks out.
+    /// The line of a row that is not added to the table; a cell wider than its column is not cut.
     std::string FormatRow(const std::vector<std::string>& cells) const;
-    /// The same where its lines have at most `line_width` characters. A wider table is turned on its side:
-    /// the names of its columns become the first column, and each row a column. Where that is too wide, too,
-    /// each row is its first cell and, below it, the others as "header: cell", as many in a line as fit.
+    /// The table with lines of at most `line_width` characters. A wider table is transposed: the column names
+    /// become the first column, and each row a column. If that is too wide, too, each row is its first cell
+    /// and, below it, the others as "header: cell", as many per line as fit.
     std::string ToString(std::size_t line_width) const;
 
-    /// Characters of the longest line that there can be.
+    /// Number of characters of the longest possible line.
     std::size_t GetWidth() const;
 
   private:

@@ -115,7 +115,7 @@ void Console::DrawBar(const RunProgress& progress) {
     const int filled = static_cast<int>(done * cells);
     std::string line = cells > 0 ? fmt::format("[{:=>{}}{:>{}}] ", "", filled, "", cells - filled) : "";
     line += figures;
-    // A line that wraps could not be drawn over.
+    // A wrapped line could not be overwritten.
     line.resize(
         std::min<std::size_t>(line.size(), static_cast<std::size_t>(std::max(options_.width - 1, 1))));
     out_ << "\r\x1b[K" << line << std::flush;

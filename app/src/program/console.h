@@ -19,7 +19,7 @@ class Console : public IRunObserver {
     struct Options {
         Progress progress = Progress::Lines;
         int width = 80;                                ///< of the terminal, characters
-        std::optional<framework::LogLevelType> level;  ///< the least severe that is shown; none: nothing is
+        std::optional<framework::LogLevelType> level;  ///< lowest level shown; none: nothing is shown
         bool notes = true;
         int (*get_interrupts)() = nullptr;
     };

@@ -26,7 +26,7 @@ constexpr unsigned kPatienceSeconds = 1;
 std::atomic<int> interrupts = 0;
 std::atomic<long> last_ms = 0;
 static_assert(std::atomic<int>::is_always_lock_free && std::atomic<long>::is_always_lock_free);
-sem_t interrupted;  ///< posted by each
+sem_t interrupted;  ///< posted by each signal
 
 void EndWith(int status) {
     // Results written so far stay readable.
@@ -88,7 +88,7 @@ void CountInterrupts(std::function<bool()> has_nothing_to_end, std::function<int
     action.sa_handler = EndAtOnce;
     sigaction(SIGALRM, &action, nullptr);
     action.sa_handler = OnInterrupt;
-    action.sa_flags = SA_RESTART;  // a file that is being opened or read has no error because of it
+    action.sa_flags = SA_RESTART;  // opening or reading a file does not fail with EINTR
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
     struct sigaction before {};

@@ -49,9 +49,9 @@ RunOutcome ValidateGuarded(const Arguments& arguments, const FileText& text) {
 }
 
 int Validate(const Arguments& arguments) {
-    framework::BLLLoggerFactory::GetInstance().SetConsole(false);  // what is logged is in the outcome
+    framework::BLLLoggerFactory::GetInstance().SetConsole(false);  // log entries are in the outcome
     if (arguments.json) {
-        // Who reads the object gets one, also when the file never comes.
+        // Readers get a JSON object even if the wait for the file is interrupted.
         CountInterrupts([] { return true; },
                         [] {
                             RunOutcome outcome;
@@ -116,7 +116,7 @@ int RunProgram(int argc, const char* const* argv) {
     try {
         status = CarryOut(*arguments);
         std::cout.flush();
-        // A run has reported it itself.
+        // The run has reported it.
         if (std::cout || arguments->command == Arguments::Command::Run) return status;
         PrintError("the output cannot be written");
     } catch (const std::exception& error) {

@@ -56,8 +56,8 @@ class Run {
         : arguments_(arguments), plugin_(plugin) {}
 
     int Do() {
-        // Shared with a Ctrl-C that ends at once, which may come at any time until the process ends: also
-        // while somebody types the test file, or a pipe is waited for.
+        // Shared with the handler of a Ctrl-C that ends at once. It may come at any time until the process
+        // ends, even while the test file is read from a terminal or pipe.
         const auto reports = std::make_shared<Reports>(arguments_);
         const auto known = std::make_shared<KnownOutcome>();
         CountInterrupts([known] { return known->IsPreparing(); },

@@ -57,7 +57,7 @@ void Recorder::Write(const core::CPort& port, const tm::Message& notification) {
         for (const auto& event : block.rrr_events) entry["rrr_events"].push_back(ToJson(event));
         line["blocks"].push_back(std::move(entry));
     }
-    // A name need not be proper UTF-8.
+    // A name need not be valid UTF-8.
     file_ << line.dump(-1, ' ', false, OrderedJson::error_handler_t::replace) << '\n';
     ++notifications_;
 }

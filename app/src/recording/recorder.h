@@ -31,9 +31,9 @@ class Recorder {
     /// Throws COrvRunTimeError that names the path when the file cannot be made.
     explicit Recorder(const std::filesystem::path& path);
 
-    /// A message of a port's; what is no result notification, or cannot be read, is left out.
+    /// Writes a message of a port. Skips messages that are not result notifications or cannot be read.
     void OnMessage(const core::CPort& port, const std::vector<std::byte>& message);
-    /// Writes what is left, and the last line. Throws COrvRunTimeError when something could not be written.
+    /// Writes the rest and the last line. Throws COrvRunTimeError if anything could not be written.
     void Close();
 
   private:

@@ -38,7 +38,7 @@ bool ReadLineOf(std::istream& file, std::string& text) {
         file.getline(part.data(), static_cast<std::streamsize>(part.size()));
         const auto length = static_cast<std::size_t>(file.gcount());
         const bool is_part = file.fail() && !file.eof() && !file.bad() && length + 1 == part.size();
-        const bool has_end = file.good();  // taken from the file, and not stored
+        const bool has_end = file.good();  // read from the file, but not stored
         text.append(part, 0, length - (has_end ? 1 : 0));
         if (!is_part) return !file.fail() || !text.empty();
         file.clear();
@@ -127,7 +127,7 @@ class Reader {
         il::RecordedReport& report = recordings->second[test - 1].emplace_back();
         report.after_start = std::chrono::milliseconds(time->get<std::uint64_t>());
         for (const OrderedJson& block : *blocks) ReadBlock(block, recordings->first, report);
-        // No port reports the same twice; lines without events are not compared.
+        // No port reports the same events twice. Lines without events are not compared.
         const auto [first, is_new] = lines_.emplace(std::hash<std::string>{}(text), line_);
         if (!is_new && event_count_ > 0) Complain({}, fmt::format("the line repeats line {}", first->second));
     }
@@ -237,7 +237,7 @@ RecordingFile ReadRecording(const std::filesystem::path& path, const core::CProj
     const bool is_standard_input = path == "-";
     Reader reader(is_standard_input ? "<stdin>" : path.string(), project, end);
     if (is_standard_input) {
-        // Not std::cin, which does not distinguish an end from an error. The copy leaves the standard input
+        // Not std::cin, which does not distinguish the end from an error. The duplicate leaves standard input
         // open.
         const int input = dup(STDIN_FILENO);
         if (input < 0) return reader.CannotRead();

@@ -13,7 +13,7 @@ class StbBlockNames {
   public:
     /// Name of the block with a handle; "#<handle>" when there is none.
     const std::string& GetName(std::uint32_t handle);
-    /// The other way round; 0 when no block has the name.
+    /// The handle of the block with a name; 0 if there is none.
     std::uint32_t FindHandle(const std::string& name);
 
   private:

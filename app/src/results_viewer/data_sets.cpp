@@ -19,7 +19,7 @@ void ReadTable(const ResultsDatabase& database, const char* table, const std::st
 }
 
 std::string MakeVerdict(const DataSet& data_set, std::int64_t outcome) {
-    // A run that went wrong has no verdict, whatever its test found.
+    // A run with errors has no verdict, whatever the result of its test.
     const std::string end = data_set.GetText(run_description::kOutcome);
     if (!end.empty() && end != "passed" && end != "failed") return "not finished: " + end;
     if (data_set.end_time.empty()) return "not finished";

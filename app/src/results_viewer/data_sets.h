@@ -19,7 +19,7 @@ struct DataSet {
     std::string end_time;    ///< empty: it is being written, or its test was aborted
     std::int64_t root_node = 0;
     std::string test;     ///< its name
-    std::string verdict;  ///< "PASSED", "FAILED", or why there is none; empty when there is no test to judge
+    std::string verdict;  ///< "PASSED", "FAILED", or why there is none; empty without a test
     std::map<std::string, std::string> description;  ///< texts by name; none in older databases
 
     bool HasViews() const { return root_node != 0; }

@@ -60,7 +60,7 @@ class SelectingOnly {
   public:
     explicit SelectingOnly(sqlite3* connection) : connection_(connection) {
         sqlite3_set_authorizer(connection_, AllowSelecting, nullptr);
-        // Otherwise a misspelt column is read as a string literal.
+        // Otherwise a misspelt column would be a string literal.
         sqlite3_db_config(connection_, SQLITE_DBCONFIG_DQS_DML, 0, nullptr);
     }
     ~SelectingOnly() { sqlite3_set_authorizer(connection_, nullptr, nullptr); }

@@ -38,11 +38,11 @@ std::string QuoteName(const std::string& name);
 /// A results database, opened to be read. Everything read through one object is one snapshot.
 class ResultsDatabase {
   public:
-    /// Throws ResultsError, which names the file, when it cannot be read or is no results database.
+    /// Throws a ResultsError that names the file if it cannot be read or is not a results database.
     explicit ResultsDatabase(const std::filesystem::path& path);
 
     const std::filesystem::path& GetPath() const { return path_; }
-    /// Without regard to case.
+    /// Case-insensitive.
     bool HasTable(const std::string& name) const;
     sqlite3* Get() const { return connection_.get(); }
 
@@ -69,16 +69,16 @@ class ResultsQuery {
 
     ResultsQuery(const ResultsDatabase& database, const std::string& sql, Kind kind = Kind::Own);
 
-    /// Binds the parameter of that name ("@DataSetId"); none when the SQL does not have it.
+    /// Binds the parameter of that name ("@DataSetId"), if the SQL has it.
     void Bind(const std::string& parameter, const ResultValue& value);
     /// True when there is a row.
     bool Next();
 
     int GetColumnCount() const;
     std::string GetTitle(int column) const;
-    /// A value of the row; what is neither number nor text comes as hexadecimal digits.
+    /// A value of the row; values other than numbers and texts as hexadecimal digits.
     ResultValue Get(int column) const;
-    /// The same; 0 and empty for no value.
+    /// The same; 0 or empty if there is no value.
     std::int64_t GetInteger(int column) const;
     std::string GetText(int column) const;
 

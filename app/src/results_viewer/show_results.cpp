@@ -221,7 +221,7 @@ class Show {
         out << MakePrintableJson(tree.dump(1, ' ', false, nlohmann::json::error_handler_t::replace)) << '\n';
     }
 
-    /// At least one that can be printed, and just one for the formats that programs read.
+    /// At least one table, and exactly one for machine-readable formats.
     std::vector<const ViewNode*> FindViews() const {
         std::vector<const ViewNode*> views = tree_.Find(request_.view);
         if (views.empty()) ThrowUnknownView();

@@ -22,14 +22,14 @@ struct ResultsRequest {
     ResultsFormat format = ResultsFormat::Table;
     /// Empty: the latest one with views.
     std::optional<std::uint32_t> data_set;
-    /// Instead of anything else, names by which `view` can be given, one per line.
+    /// Print only the names that `view` accepts, one per line.
     bool list = false;
     /// What to print of a view.
     Selection selection = {};
-    /// Instead of anything else, the text of the test file that the data set is a result of.
+    /// Print only the text of the test file of the data set.
     bool test_file = false;
-    /// Characters of a line. A wider table is printed with its columns as lines, next to each other where
-    /// the rows fit, otherwise one row below the other.
+    /// Characters per line. A wider table is printed with its columns as lines: rows side by side if they
+    /// fit, otherwise one below the other.
     std::size_t line_width = 120;
     bool is_terminal = false;  ///< no control characters, then, whatever the format
 };

@@ -21,7 +21,7 @@ class SpooledOutput : public std::streambuf {
     SpooledOutput(const SpooledOutput&) = delete;
     SpooledOutput& operator=(const SpooledOutput&) = delete;
 
-    /// Waits until everything has been taken; false, with errno, when that fails.
+    /// Waits until everything is written; on failure returns false and sets errno.
     bool Finish();
 
   protected:
@@ -31,11 +31,11 @@ class SpooledOutput : public std::streambuf {
   private:
     bool PassOn();
     bool IsReady() const;
-    /// The bytes written; below 0 with errno.
+    /// The number of bytes written; below 0, with errno, on failure.
     std::ptrdiff_t WriteSome(const char* data, std::size_t size) const;
     bool WriteAll(const char* data, std::size_t size) const;
     bool Spool(const char* data, std::size_t size);
-    /// Writes what waits; no longer than the reader takes it at once, unless `wait`.
+    /// Writes pending output; unless `wait`, only as much as the reader accepts without blocking.
     bool Drain(bool wait);
     bool HasSpooled() const { return spool_begin_ < spool_end_; }
 
@@ -43,7 +43,7 @@ class SpooledOutput : public std::streambuf {
     int spool_ = -1;
     std::int64_t spool_begin_ = 0;
     std::int64_t spool_end_ = 0;
-    std::array<char, 4096> buffer_;  ///< what a pipe takes at once when it takes anything
+    std::array<char, 4096> buffer_;  ///< the size that a writable pipe accepts without blocking
 };
 
 }  // namespace orv::app

@@ -34,7 +34,7 @@ std::string ToExactText(const ResultValue& value) {
 }
 
 std::string RoundForPeople(double number) {
-    // Beyond that there are no decimals, but hundreds of digits.
+    // Larger numbers have no decimals, but up to hundreds of digits.
     if (!(std::abs(number) < 1e15)) return fmt::format("{:g}", number);
     std::string text = fmt::format("{:.3f}", number);
     text.erase(text.find_last_not_of('0') + 1);
@@ -91,7 +91,7 @@ class TablePrinter {
     }
 
   private:
-    /// False, when it would be too wide.
+    /// False if it would be too wide.
     bool PrintUpright() {
         TextTable table = MakeUpright();
         if (table.GetWidth() > line_width_) return false;
@@ -146,7 +146,7 @@ class TablePrinter {
     std::size_t line_width_;
     std::ostream& out_;
     std::vector<Row> rows_;
-    std::optional<TextTable> upright_;  ///< once it has been printed; further rows have its widths
+    std::optional<TextTable> upright_;  ///< after printing, further rows use its widths
     bool one_by_one_ = false;
     std::size_t printed_ = 0;
 };
@@ -165,7 +165,7 @@ std::string ToJson(const ResultValue& value) {
 void PrintCsvLine(const Row& fields, std::ostream& out) {
     const char* separator = "";
     for (const std::string& field : fields) {
-        // An empty line would read as no row.
+        // An empty line would look like no row.
         out << separator << (fields.size() == 1 && field.empty() ? "\"\"" : QuoteCsv(field));
         separator = ",";
     }
@@ -217,7 +217,7 @@ void PrintCsv(RowSource& rows, bool is_terminal, std::ostream& out) {
 }
 
 void PrintJson(RowSource& rows, const std::string& view, std::uint32_t data_set, std::ostream& out) {
-    // Row by row: a document of all rows would take many times the memory of its text.
+    // Row by row: a JSON document of all rows would take many times the memory of its text.
     out << fmt::format("{{\"view\": {}, \"data_set\": {}, \"columns\": {},\n \"rows\": [", Dump(view),
                        data_set, Dump(rows.GetNames()));
     std::vector<std::string> keys;

@@ -16,7 +16,7 @@ class RowSource {
   public:
     virtual ~RowSource() = default;
     virtual const std::vector<std::string>& GetTitles() const = 0;
-    /// The titles; of several that differ at most in case, the second is "name (2)" and so on.
+    /// The titles. If some differ at most in case, the second one becomes "name (2)" and so on.
     virtual const std::vector<std::string>& GetNames() const = 0;
     /// True when there is a row.
     virtual bool Next(std::vector<ResultValue>& row) = 0;
@@ -24,8 +24,8 @@ class RowSource {
 
 /// What is selected of a view.
 struct Selection {
-    /// Names of columns in the wanted order, separated by commas, without regard to case. One that holds a
-    /// comma stands in double quotes. Empty: all.
+    /// Column names in the desired order, separated by commas, case-insensitive. A name with a comma must be
+    /// in double quotes. Empty: all.
     std::string columns;
     /// An SQL expression over names of columns; empty: all rows.
     std::string where;
@@ -55,7 +55,7 @@ class ViewRows : public RowSource {
     std::vector<std::string> names_;
     std::vector<int> columns_;  ///< of the query
     std::optional<std::uint64_t> left_;
-    bool is_first_ = true;  ///< the row that the constructor has found is the next one
+    bool is_first_ = true;  ///< the constructor has fetched the first row
     bool has_row_ = false;
 };
 

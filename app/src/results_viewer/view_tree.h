@@ -12,7 +12,7 @@
 namespace orv::app {
 
 struct ViewNode {
-    /// A table can be printed, a report is made by another program, a heading only has others below it.
+    /// A table can be printed, a report needs another program, a heading only has nodes below it.
     enum class Kind { Table, Report, Heading };
 
     std::string name;
@@ -24,7 +24,7 @@ struct ViewNode {
     std::string sql;
     std::string report;  ///< the report's template
     std::vector<std::pair<std::string, std::string>> parameters;
-    std::filesystem::path other_file;  ///< the database in which the results are, when it is another one
+    std::filesystem::path other_file;  ///< the database with the results, if it is another one
 
     std::string_view GetKindName() const;
 };
@@ -36,13 +36,13 @@ class ViewTree {
     /// Throws ResultsError when the tree cannot be read.
     ViewTree(const ResultsDatabase& database, const DataSet& data_set);
 
-    /// Every node before those below it.
+    /// Parents come before their children.
     const std::vector<ViewNode>& GetNodes() const { return nodes_; }
 
-    /// Nodes of that name, or whose path ends in it, without regard to case.
+    /// Nodes with that name, or whose path ends with it, case-insensitive.
     std::vector<const ViewNode*> Find(std::string_view name) const;
 
-    /// The names by which the tables can be asked for: the end of each path that no other node has.
+    /// Unique names of the tables: of each path an end that no other node has.
     std::vector<std::string> ListNames() const;
 
   private:

@@ -52,7 +52,7 @@ class ChannelCheck {
         if (CheckNumbers(channels_.back(), *addresses)) CheckAddresses(channels, *addresses);
     }
 
-    /// Hosts speak one of IGMP and MLD, so their channels are of that version, too.
+    /// Hosts use either IGMP or MLD, so their channels must have that IP version, too.
     void CheckVersions(const CScriptable& stbs) {
         const CScriptable* protocol = stbs.GetObject("MulticastHostConfig", ids::relations::MulticastParam);
         if (!protocol) return;
@@ -94,7 +94,7 @@ class ChannelCheck {
         for (const CScriptable* range : ranges) visit(*range);
     }
 
-    /// Those that hold all of a range; null for none.
+    /// The channels that contain a whole range; null if there are none.
     const Channels* FindChannels(const CScriptable& range) {
         const auto [known, is_new] = channels_of_ranges_.try_emplace(&range, nullptr);
         if (!is_new) return known->second;

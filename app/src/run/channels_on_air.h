@@ -16,11 +16,11 @@ namespace orv::app {
 /// Looks at the generators and their stream blocks once, and again after a generator has started or stopped.
 class ChannelsOnAir {
   public:
-    /// Called when a generator has started or stopped; must call `change`, after which IsSent says what is
-    /// sent now.
+    /// Called when a generator has started or stopped; must call `change`, which updates the result of
+    /// IsSent.
     using Announce = std::function<void(const std::function<void()>& change)>;
 
-    /// Generators that come into the project later are not noticed.
+    /// Generators added to the project later are ignored.
     ChannelsOnAir(const framework::CScriptable& project, Announce announce);
     ~ChannelsOnAir();
     ChannelsOnAir(const ChannelsOnAir&) = delete;
@@ -30,7 +30,7 @@ class ChannelsOnAir {
     bool IsSent(const ipAddress_t& group, const il::SourceFilter& filter);
 
   private:
-    /// Hosts of a path that send the same group.
+    /// The hosts of a path that send the same group.
     struct Senders {
         std::size_t path = 0;
         std::size_t first = 0;

@@ -82,7 +82,7 @@ class DeviceCheck {
     ObjectProblems Take() { return std::move(problems_); }
 
   private:
-    /// The IP interface of the hosts; null when it is not as it must be.
+    /// The IP interface of the hosts; null if it is missing or wrong.
     const CNetworkInterface* CheckTop(const CScriptable& protocol, const CScriptable& device) {
         const bool ipv4 = IsIpv4(protocol);
         const std::string expected =
@@ -99,7 +99,7 @@ class DeviceCheck {
         return nullptr;
     }
 
-    /// A start wants the protocol of each block that it covers to be on, whether or not the block is.
+    /// A start command requires the protocols of its blocks to be active, even those of inactive blocks.
     void RefuseIdle(const CScriptable& protocol, const CScriptable& device, const CScriptable& block) {
         const CScriptable& idle = protocol.GetBool(ids::Scriptable::LocalActive) ? device : protocol;
         Add(idle, "Active", fmt::format("it is off, but {} needs it", block.Describe()),

@@ -21,16 +21,16 @@ class EndablePort {
     void Receive(const std::vector<std::byte>& bytes);
     void SetStreams(std::vector<nic::Stream> streams);
     nic::LiveFigures GetFigures() const;
-    /// The port has left its groups and is destroyed when it returns.
+    /// When it returns, the port has left its groups and is destroyed.
     void End();
 
-    /// Ends all there are, for a process that is about to end.
+    /// Ends all ports of the process, which is about to exit.
     static void EndAll();
 
   private:
     mutable std::mutex mutex_;
     std::unique_ptr<nic::LivePort> port_;  ///< null once it has been ended
-    nic::LiveFigures last_;                ///< then
+    nic::LiveFigures last_;                ///< figures at that time
 };
 
 }  // namespace orv::app

@@ -79,8 +79,8 @@ class Check {
         }
     }
 
-    /// The program's own rules come first: they refer to the file, where those of the plug-in may refer to
-    /// objects that they did not find.
+    /// The program's own rules come first: they refer to the file, while those of the plug-in may refer to
+    /// missing objects.
     void Parts() {
         Add(FindDeviceProblems(project_));
         Add(FindChannelProblems(project_));
@@ -118,7 +118,7 @@ class Check {
         Take(context);
     }
 
-    /// Reports without a clearer mistake are passed on as they are.
+    /// Reports for which there is no clearer mistake are passed on unchanged.
     void Finish() {
         if (outcome_.mistakes.empty()) std::swap(outcome_.mistakes, said_better_);
     }
@@ -150,7 +150,7 @@ class Check {
         Add({idle.front(), "Active", "it is off, and no other command starts a test", "true"});
     }
 
-    /// Neither the file nor the wizard says what runs.
+    /// Neither the file nor the wizard provides a sequence.
     bool IsMadeByDefault(const CScriptable& command) const {
         return !file_.HasSequence() && built_.objects.contains(command.GetHandle());
     }
@@ -213,8 +213,8 @@ class Check {
     core::CProject& project_;
     RunOutcome& outcome_;
     std::uint64_t streams_ = 0;                              ///< of the blocks so far
-    std::vector<Mistake> said_better_;                       ///< by other mistakes
-    std::set<std::pair<std::uint32_t, std::string>> known_;  ///< what was said of objects
+    std::vector<Mistake> said_better_;                       ///< covered by other mistakes
+    std::set<std::pair<std::uint32_t, std::string>> known_;  ///< what was reported about objects
 };
 
 }  // namespace

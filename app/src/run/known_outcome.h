@@ -23,8 +23,8 @@ class KnownOutcome {
         return outcome_;
     }
 
-    /// Nothing has to be ended in order: the run has not come to its first test, or is starting the next one
-    /// and has not noticed that it is to end.
+    /// True if nothing has to be ended in order: the run has not reached its first test, or is starting the
+    /// next one and has not seen the stop request yet.
     bool IsPreparing() const { return is_preparing_; }
     void SetPreparing(bool preparing) { is_preparing_ = preparing; }
 

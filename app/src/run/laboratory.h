@@ -21,8 +21,8 @@ namespace orv::app {
 /// location names one, otherwise a simulated one.
 class Laboratory {
   public:
-    /// What ports are to report instead of emulating set-top boxes, by name of the port. These ports are
-    /// simulated, wherever they are.
+    /// Recorded reports, by name of the port, that ports replay instead of emulating set-top boxes. These
+    /// ports are simulated, whatever their location.
     using Recordings = std::map<std::string, il::Recordings>;
 
     struct Setup {
@@ -36,15 +36,14 @@ class Laboratory {
     /// Throws COrvRunTimeError when a network interface cannot be used.
     Laboratory(const core::CProject& project, const Setup& setup);
 
-    /// Tells live ports of their hosts; before anything else is sent. Throws COrvRunTimeError.
+    /// Tells live ports about their hosts. Call before anything else is sent. Throws COrvRunTimeError.
     void ConfigureInterfaces() const { live_.ConfigureInterfaces(); }
     std::vector<LivePortReport> GetLiveReports() const { return live_.GetReports(); }
 
     std::vector<PortLink*> GetPorts();
     /// The ports that have refused to start their test.
     std::vector<PortLink*> FindRefusing();
-    /// The ports with set-top boxes that have not said that their test has ended, whatever became of its
-    /// start.
+    /// The ports with set-top boxes that have not reported the end of their test, even if its start failed.
     std::vector<PortLink*> FindMute();
     /// A new test begins.
     void ForgetTests();

@@ -22,7 +22,7 @@ class FarEnd : public il::ISoftwarePort {
     FarEnd& operator=(const FarEnd&) = delete;
 
     void Receive(const std::vector<std::byte>& bytes) override { port_->Receive(bytes); }
-    /// What flows is up to the network.
+    /// The network decides which channels are sent.
     void ChannelsChange(const std::function<void()>& change) override { change(); }
 
   private:

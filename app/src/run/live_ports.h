@@ -18,21 +18,21 @@ namespace orv::app {
 /// Makes live ports, ends them with their links, and keeps what they did.
 class LivePorts {
   public:
-    /// Gets what makes the figures of the run wrong, on any thread.
+    /// Called, on any thread, with problems that make the figures of the run wrong.
     using Complain = std::function<void(const std::string& text)>;
 
     LivePorts(nic::MembershipSettings membership, std::uint64_t seed, Complain complain)
         : membership_(membership), seed_(seed), complain_(std::move(complain)) {}
 
-    /// Makes a port at the interface; throws COrvRunTimeError that names the port when it cannot be used.
-    /// The port object outlives the link.
+    /// Creates a port on the interface. Throws a COrvRunTimeError that names the port if the interface cannot
+    /// be used. The port object must outlive the link.
     std::unique_ptr<il::ISoftwarePort> Make(const core::CPort& port, const std::string& interface,
                                             il::FaultSchedule faults, il::ISoftwarePort::Send send,
                                             il::ISoftwarePort::HangUp hang_up);
 
-    /// Tells the ports of the hosts that live on them. Throws COrvRunTimeError when one refuses.
+    /// Tells the ports about their hosts. Throws COrvRunTimeError if one refuses.
     void ConfigureInterfaces() const;
-    /// Some generator has started or stopped: the ports send accordingly.
+    /// Updates what the ports send after a generator has started or stopped.
     void FollowGenerators();
     std::vector<LivePortReport> GetReports() const;
 

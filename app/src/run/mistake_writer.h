@@ -10,7 +10,7 @@ namespace orv::app {
 /// of their own are called by a reference that leads to them, not by the name that the host gave them.
 class MistakeWriter {
   public:
-    /// Both must outlive it.
+    /// Both arguments must outlive the object.
     MistakeWriter(const TestFile& file, const TestFile::Built& built) : file_(file), built_(built) {}
 
     Mistake Write(const ObjectProblem& problem) const;

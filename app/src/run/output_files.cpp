@@ -81,7 +81,7 @@ OutputFiles::~OutputFiles() {
                              status.st_ino == made.inode;
         if (is_ours && status.st_size == 0) unlink(made.path.c_str());
     }
-    // One that is not empty stays.
+    // Folders that are not empty are kept.
     std::for_each(made_folders_.rbegin(), made_folders_.rend(),
                   [](const fs::path& folder) { rmdir(folder.c_str()); });
 }
@@ -103,7 +103,7 @@ std::string OutputFiles::AddOutput(const std::string& name, const fs::path& path
     if (NamesFolder(path)) {
         problem = "it names a folder";
     } else if (kind == Kind::Database && IsOtherThanFile(path)) {
-        problem = "it is no regular file";  // a device: nobody means a file that is named after it
+        problem = "it is no regular file";  // a device, not a file that was meant as output
     } else {
         const fs::path file =
             kind == Kind::Database ? MakeDatabasePath(path) : fs::absolute(path).lexically_normal();
@@ -119,7 +119,7 @@ std::string OutputFiles::MakeFolders(const fs::path& folder) {
     if (folder.empty() || fs::is_directory(folder, error)) return {};
     if (const std::string problem = MakeFolders(folder.parent_path()); !problem.empty()) return problem;
     if (mkdir(folder.c_str(), 0777) != 0) {
-        // Another run may have made it just now.
+        // Another run may have created it meanwhile.
         if (errno == EEXIST && fs::is_directory(folder, error)) return {};
         return errno == EEXIST || errno == ENOTDIR ? folder.string() + " is no folder"
                                                    : folder.string() + ": " + std::strerror(errno);
@@ -141,7 +141,7 @@ std::string OutputFiles::OpenReport(const std::string& name, const fs::path& pat
     if (is_new) made_files_.push_back({target, status.st_dev, status.st_ino});
     std::string problem;
     if (S_ISREG(status.st_mode) && ReadBegin(target) == kDatabaseBegin)
-        problem = "it is a database";  // the results of tests are not given up for a report
+        problem = "it is a database";  // a report must not overwrite test results
     if (problem.empty() && !IsShareable(status))
         problem = FindConflict({name, target, status.st_dev, status.st_ino});
     if (problem.empty() && S_ISFIFO(status.st_mode)) {

@@ -16,8 +16,8 @@ namespace orv::app {
 class OutputFiles {
   public:
     enum class Kind {
-        Report,   ///< is replaced as a whole
-        Database  ///< is added to; several tests may have the same; has its own files beside
+        Report,   ///< is overwritten
+        Database  ///< is appended to; may be shared by several tests; has further files beside it
     };
 
     OutputFiles() = default;
@@ -25,23 +25,22 @@ class OutputFiles {
     OutputFiles(const OutputFiles&) = delete;
     OutputFiles& operator=(const OutputFiles&) = delete;
 
-    /// A file that the run reads: no output may be the same, by whatever path or link. One that is not there
-    /// is no concern of this.
+    /// A file that the run reads: no output may be the same file, by any path or link. Missing files are
+    /// ignored.
     void AddInput(const std::string& name, const std::filesystem::path& path);
-    /// What the program writes to standard output: where it is a file or pipe no report may go there, too.
+    /// If standard output is a file or pipe, no report may be written to it as well.
     void AddStandardOutput();
-    /// Opens a file, made with its folders where it is missing; of a database that is missing only the
-    /// folders. Returns why the run cannot write it, empty when it can. `name`: what it is called in such
-    /// texts, "--db".
+    /// Opens a file, and creates it and its folders if missing; of a missing database only the folders.
+    /// Returns why the run cannot write it, or an empty text. `name`: its name in such texts, "--db".
     std::string AddOutput(const std::string& name, const std::filesystem::path& path, Kind kind);
 
   private:
-    /// A file that is there, or a database that will be.
+    /// An existing file, or a database to be created.
     struct Known {
         std::string name;
         std::filesystem::path path;  ///< without links
         dev_t device = 0;
-        ino_t inode = 0;  ///< 0: it is not there
+        ino_t inode = 0;  ///< 0: does not exist
         bool is_database = false;
     };
     struct Made {
@@ -58,7 +57,7 @@ class OutputFiles {
     std::vector<Known> known_;
     std::vector<Made> made_files_;
     std::vector<std::filesystem::path> made_folders_;  ///< outer ones first
-    std::vector<int> held_;  ///< pipes: their readers would take a second opening for the end of the first
+    std::vector<int> held_;  ///< pipes: closing and opening one again would look like its end to readers
 };
 
 /// Where a test stores its results: `name` with the ending .db, which is added where it is missing. Relative

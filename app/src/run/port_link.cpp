@@ -35,7 +35,7 @@ PortLink::PortLink(core::CPort& port, const MakePort& make, Calls calls, Tap tap
     const auto send_later = [post](std::vector<std::byte> message) {
         post([message = std::move(message)](PortLink& link) mutable { link.OnMessage(std::move(message)); });
     };
-    // A port that closes the connection is in the middle of a call.
+    // The port that closes the connection is still in a call.
     const auto hang_up = [post](const std::string& reason) {
         post([reason](PortLink& link) { link.Cut(reason); });
     };
@@ -51,7 +51,7 @@ PortLink::~PortLink() {
 }
 
 void PortLink::OnMessage(std::vector<std::byte> message) {
-    if (is_cut_) return;  // sent before, and still in flight then
+    if (is_cut_) return;  // sent before the connection was cut
     if (message.size() <= kMostBytes) NoteTest(message);
     const auto* port = dynamic_cast<const core::CPort*>(framework::CHandleRegistry::Instance().Find(handle_));
     if (port && tap_) tap_(*port, message);

@@ -24,18 +24,18 @@ class PortLink {
     /// Makes a software port that calls these functions.
     using MakePort = std::function<std::unique_ptr<il::ISoftwarePort>(il::ISoftwarePort::Send send,
                                                                       il::ISoftwarePort::HangUp hang_up)>;
-    /// Where the software port calls them: under the task lock, or on a thread of its own, which never waits
-    /// for the lock. The destructor of such a port may wait for that thread.
+    /// Context of the software port's calls: under the task lock, or on the port's own thread, which never
+    /// waits for the lock, so that the port's destructor may wait for it.
     enum class Calls { UnderTaskLock, OnOwnThread };
 
-    /// What `make` throws is passed on, and nothing is connected then.
+    /// Exceptions of `make` are passed on; nothing is connected then.
     PortLink(core::CPort& port, const MakePort& make, Calls calls, Tap tap, Gone gone);
     ~PortLink();
     PortLink(const PortLink&) = delete;
     PortLink& operator=(const PortLink&) = delete;
 
     const std::string& GetName() const { return name_; }
-    /// What the port has said of its test, since the last call of ForgetTest.
+    /// What the port has reported about its test since the last call of ForgetTest.
     enum class TestState { NotStarted, Refused, Running, Ended };
     TestState GetTestState() const { return test_; }
     void ForgetTest() { test_ = TestState::NotStarted; }
@@ -43,8 +43,8 @@ class PortLink {
     void ChannelsChange(const std::function<void()>& change) {
         port_ ? port_->ChannelsChange(change) : change();
     }
-    /// Ends the connection and the software port; the port is offline afterwards. Not to be called in the
-    /// middle of what the software port sends.
+    /// Ends the connection and the software port; the port is offline afterwards. Must not be called while
+    /// the software port is sending.
     void Cut(const std::string& reason);
 
   private:
@@ -59,7 +59,7 @@ class PortLink {
     bool is_cut_ = false;
     std::unique_ptr<framework::ITransport> far_end_;
     std::unique_ptr<il::ISoftwarePort> port_;  ///< null once it has been cut
-    /// Leads posted work here, for as long as there is a link. Used under the task lock.
+    /// Directs posted work to this link while it exists. Used under the task lock.
     struct Anchor {
         std::shared_ptr<PortLink*> link;
         ~Anchor() { *link = nullptr; }

@@ -38,7 +38,7 @@ Figure ToFigure(const framework::CPropertyMeta& meta, const framework::PropertyV
 std::vector<ResultRow> MakeRows(common::ClassId results_class) {
     std::vector<ResultRow> rows;
     for (const CScriptable* result : FindInProject(results_class)) {
-        // One set-top box has results of its own class, derived from the same base; blocks are meant.
+        // Results of single set-top boxes have another class with the same base; only blocks are wanted.
         if (result->GetClassId() != results_class) continue;
         ResultRow& row = rows.emplace_back();
         row.name = result->GetParent()->GetName();

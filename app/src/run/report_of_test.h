@@ -15,11 +15,11 @@ using Figure = std::variant<bool, std::uint64_t, double, std::string>;
 
 /// The figures of one object of the configuration.
 struct ResultRow {
-    std::string name;  ///< of the object that the figures are of
+    std::string name;  ///< of the object with these figures
     std::vector<std::pair<std::string, Figure>>
         figures;  ///< by name of the property, in the data model's order
 
-    /// 0 for a name that is not there, or is no number.
+    /// 0 if there is no such name, or its value is not a number.
     double GetNumber(const std::string& figure) const;
 };
 
@@ -37,11 +37,11 @@ struct TestReport {
     std::vector<ResultRow> profiles;
     std::vector<ResultRow> ports;
 
-    /// It was stopped, or lost its ports, before its time was over.
+    /// The test was stopped, or lost its ports, before the end of its duration.
     bool IsCutShort() const { return duration < configured_duration; }
     double GetChannelChanges() const { return Sum("NumOfChannelChanges"); }
     double GetFailedJoins() const { return Sum("JoinFails") + Sum("UnicastJoinFails"); }
-    /// Channel changes that joined something: those to a channel that was there already are left out.
+    /// Channel changes with a join; changes to a channel that was already joined are not counted.
     double GetNetChannelChanges() const;
     /// Failed joins of the net channel changes; 100 when there were none. A view may fail twice, by unicast
     /// and by multicast.

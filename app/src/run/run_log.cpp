@@ -39,7 +39,7 @@ std::vector<std::string_view> GetFaults(std::string_view text) {
     for (std::size_t at; (at = text.find(kFault)) != text.npos;) {
         text.remove_prefix(at + kFault.size());
         const std::size_t next = text.find(kNext);
-        // "error 1" stands between them.
+        // "error 1" is between them.
         const std::size_t end = next == text.npos ? text.size() : text.rfind("error ", next);
         faults.push_back(text.substr(0, end));
     }

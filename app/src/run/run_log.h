@@ -25,9 +25,9 @@ class RunLog {
 
     /// Whether a record is kept.
     static bool IsError(const framework::LogRecord& record);
-    /// An error of the program's own.
+    /// An error of the program itself.
     void AddError(const std::string& text);
-    /// An error prefixed with the names of those that passed it on: "Loop: Start: no port".
+    /// An error with the prefixes of the objects that passed it on: "Loop: Start: no port".
     void AddPassedOn(const std::string& text);
     std::vector<std::string> GetErrors() const;
 
@@ -35,14 +35,14 @@ class RunLog {
     /// The texts of one level.
     struct Texts {
         std::unordered_set<std::string> whole;
-        std::unordered_set<std::string> ends;  ///< of all in `whole`, without those who passed them on
+        std::unordered_set<std::string> ends;  ///< of all in `whole`, without prefixes
     };
     enum class Origin { Any, PassedOn };
 
     void Take(framework::LogRecord record, Origin origin = Origin::Any);
-    /// An apply's list of faults, all of which have been told when the ports answered.
+    /// An apply's list of faults, each of which was reported when the port responded.
     bool IsRepeatedApply(const std::string& text) const;
-    /// False when it is known.
+    /// False if it is already known.
     static bool Keep(Texts& texts, const std::string& text, Origin origin);
 
     mutable std::mutex mutex_;

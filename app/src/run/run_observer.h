@@ -21,14 +21,14 @@ class IRunObserver {
   public:
     virtual ~IRunObserver() = default;
     virtual void OnTestBegins(const std::string& test, std::chrono::nanoseconds duration) = 0;
-    /// True while the observer shows figures: they are looked up only then.
+    /// True while the observer shows figures; otherwise they are not looked up.
     virtual bool WantsProgress() = 0;
     virtual void OnProgress(const RunProgress& progress) = 0;
-    /// One line for people: "the test ends in order".
+    /// A message for users: "the test ends in order".
     virtual void OnNote(const std::string& text) = 0;
     /// On any thread.
     virtual void OnLog(const framework::LogRecord& record) = 0;
-    /// How often the user has asked for the end.
+    /// Number of the user's requests to stop.
     virtual int GetInterrupts() const = 0;
 };
 

@@ -16,8 +16,8 @@ namespace orv::app {
 enum class RunEnd : int {
     Passed = 0,
     Failed = 1,    ///< a test's verdict
-    BadInput = 2,  ///< nothing was run
-    Failure = 3,   ///< something went wrong on the way
+    BadInput = 2,  ///< nothing has run
+    Failure = 3,   ///< the run had errors
     Interrupted = 130
 };
 
@@ -44,8 +44,8 @@ struct RunOutcome {
     std::uint64_t seed = 0;
     std::vector<Mistake> mistakes;      ///< of the input
     std::vector<std::string> warnings;  ///< about the input
-    std::vector<std::string> errors;    ///< of the run, in the order in which they came up
-    std::vector<TestReport> tests;      ///< those that came to their end, in order
+    std::vector<std::string> errors;    ///< of the run, in order of occurrence
+    std::vector<TestReport> tests;      ///< those that ended, in order
     std::vector<LivePortReport> live_ports;
     std::optional<UnfinishedTest> unfinished_test;
     std::string database;  ///< path; empty when nothing was stored

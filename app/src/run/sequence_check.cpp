@@ -25,7 +25,7 @@ namespace {
 
 using framework::CCommand;
 
-constexpr double kLongest = 31'536'000;  ///< a year, in seconds: so long a run waits for a test's end
+constexpr double kLongest = 31'536'000;  ///< a year, in seconds: the longest test or wait
 
 class SequenceWalk {
   public:
@@ -66,7 +66,7 @@ class SequenceWalk {
         }
     }
 
-    /// A test that nothing waits for after its start has seen no channel when its streams end.
+    /// If nothing waits after the start of a test, its streams end before it has seen a channel.
     void NeedTime(const CCommand& command, const char* what) {
         if (!test_ || has_time_) return;
         Add(command, {}, fmt::format("the test of {} {} as soon as it has started", test_->Describe(), what),
@@ -84,7 +84,7 @@ class SequenceWalk {
         }
     }
 
-    /// What holds after the second time holds after each later one.
+    /// The state after the second iteration is the same as after each later one.
     void Loop(const CCommand& loop) {
         ScriptableVec children;
         loop.GetObjects(children, CCommand::CLASS_ID(), common::kParentChild);
@@ -96,7 +96,7 @@ class SequenceWalk {
 
     void Start(const CCommand& start) {
         namespace Id = ids::IptvStartTestCommand;
-        // Parts of a second are cut off.
+        // Fractions of a second are dropped.
         CheckTime(start, "TestDuration", start.GetDouble(Id::TestDuration), 1);
         if (test_) {
             Add(start, {},
@@ -114,7 +114,7 @@ class SequenceWalk {
     }
 
     void CheckTime(const CCommand& command, const char* key, double seconds, int least = 0) {
-        if (seconds >= least && seconds <= kLongest) return;  // not so for what is no number
+        if (seconds >= least && seconds <= kLongest) return;  // false for NaN
         Add(command, key, fmt::format("{} is out of range", seconds),
             fmt::format("a number of seconds from {} to {}", least, kLongest));
     }
@@ -203,7 +203,7 @@ class SequenceWalk {
 
     std::set<const CScriptable*> running_;  ///< generators
     std::set<const CScriptable*> bound_;    ///< protocol blocks
-    const CCommand* test_ = nullptr;        ///< started by it, and not waited for
+    const CCommand* test_ = nullptr;        ///< started, and not yet waited for
     bool has_time_ = false;                 ///< something waits after the start
     bool addresses_resolved_ = false;
     ObjectProblems problems_;

@@ -114,7 +114,7 @@ class Session::Impl {
         if (database_) database_->Describe(run_description::kOutcome, GetRunEndName(end));
     }
 
-    /// Without options nothing is to be run.
+    /// Without options there is nothing to run.
     TestFile::Built Prepare(const TestFile& file, const RunOptions* options, RunOutcome& outcome) {
         TestFile::Built built;
         outcome.title = file.GetTitle();
@@ -144,8 +144,8 @@ class Session::Impl {
         return built;
     }
 
-    /// The command line's has been opened before the data models, whose tables it must be able to have, were
-    /// there.
+    /// The database of the command line was opened before the data models were loaded, so its tables are
+    /// checked only now.
     static void CheckDatabase(const std::filesystem::path& database, RunOutcome& outcome) {
         const std::string problem = core::FindResultsFileProblem(MakeDatabasePath(database).string());
         if (problem.empty()) return;
@@ -154,7 +154,7 @@ class Session::Impl {
         outcome.end = RunEnd::BadInput;
     }
 
-    /// Those that the file names.
+    /// Databases named by the file.
     static void OpenDatabases(const TestFile& file, const TestFile::Built& built, OutputFiles& outputs,
                               RunOutcome& outcome) {
         namespace Command = ids::IptvStartTestCommand;
@@ -163,7 +163,7 @@ class Session::Impl {
             if (path.empty() || command->GetBool(Command::SaveResultsPerIteration)) path = kDefaultDatabase;
             const std::string problem = outputs.AddOutput("the database", path, OutputFiles::Kind::Database);
             if (problem.empty()) continue;
-            // The sequence may be the wizard's.
+            // The wizard may have built the sequence.
             const bool is_in_file = built.objects.contains(command->GetHandle());
             outcome.mistakes.push_back(
                 is_in_file ? file.MakeMistake(built, command->GetHandle(), "DatabaseFileName", problem)
@@ -197,7 +197,7 @@ class Session::Impl {
             const Connections connections;
             Laboratory laboratory(host_.GetProject(), setup);
             laboratory.ConfigureInterfaces();
-            // Only now: a recording that is there is not given up for a run that does not begin.
+            // Opened only now: an existing recording must not be overwritten by a run that does not begin.
             if (!options.record.empty()) recorder.emplace(options.record);
             Watchdog watch(laboratory, log, observer, known);
             RunToEnd(watch, database, log);
@@ -228,7 +228,7 @@ class Session::Impl {
         if (database.MustFinalise()) database.Finalise();
     }
 
-    /// A request that was not answered is an error, however short the test was.
+    /// A request without response is an error, even in a short test.
     static void WaitForAnswers(RunLog& log) {
         std::vector<framework::ErrorMsg> errors;
         framework::CRpcManager::Instance().Wait(errors);
@@ -250,7 +250,7 @@ class Session::Impl {
 
     core::CHostApplication host_;
     std::unique_ptr<core::TestResultManager> database_;  ///< of the last run
-    RunEnd described_ = RunEnd::Passed;                  ///< what the database says of it
+    RunEnd described_ = RunEnd::Passed;                  ///< outcome stored in the database
     Laboratory::Recordings recordings_;
     std::vector<std::string> recording_warnings_;
 };

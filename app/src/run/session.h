@@ -16,41 +16,40 @@
 namespace orv::app {
 
 struct RunOptions {
-    std::optional<std::uint64_t> seed;  ///< in place of the file's
-    std::filesystem::path database;     ///< in place of the one that the file names; empty: that one
+    std::optional<std::uint64_t> seed;  ///< overrides that of the file
+    std::filesystem::path database;     ///< overrides that of the file, unless empty
     std::filesystem::path record;       ///< where to write what ports report; empty: nowhere
     std::filesystem::path replay;       ///< what ports report instead of emulating set-top boxes, "-": the
                                         ///< standard input; empty: nothing
-    bool replay_incomplete = false;     ///< also a recording whose end is missing
+    bool replay_incomplete = false;     ///< accept a recording without its end
 };
 
 /// A process has at most one session at a time, but may have several one after the other. Runs leave nothing
 /// behind for each other.
 class Session {
   public:
-    /// Brings up the host and loads the plug-in. Throws COrvRunTimeError that says what is wrong.
+    /// Starts the host and loads the plug-in. Throws COrvRunTimeError with the reason on failure.
     Session(framework::ClockKind clock, const std::filesystem::path& plugin);
     ~Session();
 
     /// Reads a file with the vocabulary of host and plug-in.
     TestFile Load(const std::filesystem::path& path) const { return TestFile::Load(path); }
-    /// The same of a text, with values set in it.
+    /// The same for a text, with overridden values.
     TestFile Parse(const FileText& file, const std::vector<std::string>& settings) const {
         return TestFile::Parse(file, settings);
     }
 
-    /// Builds the file's test and checks it by the rules of the plug-in; nothing is sent. Mistakes and
-    /// warnings of the outcome say what is wrong.
+    /// Builds the file's test and checks it with the rules of the plug-in; sends nothing. Problems are in the
+    /// outcome's mistakes and warnings.
     RunOutcome Validate(const TestFile& file);
 
-    /// Runs the file's sequence. What is wrong with the input is found before anything is sent, and a file
-    /// with mistakes is not run. Neither is one that names a database which cannot be written, or is one of
-    /// the files in `outputs`; those that the options name have been opened by the caller. `known` always
-    /// tells how far it has come.
+    /// Runs the file's sequence. The input is checked before anything is sent, and a file with mistakes is
+    /// not run. Neither is one whose database cannot be written or is one of the files in `outputs`; the
+    /// caller has opened the files named by options. `known` always contains the progress so far.
     RunOutcome Run(const TestFile& file, const RunOptions& options, IRunObserver& observer,
                    OutputFiles& outputs, KnownOutcome& known);
     RunOutcome Run(const TestFile& file, const RunOptions& options, IRunObserver& observer);
-    /// How the last run has ended for those who started it, reports included: its database says so, too.
+    /// Sets the outcome of the last run, reports included, which is then stored in its database.
     void Conclude(RunEnd end);
 
   private:

@@ -109,7 +109,7 @@ void Watchdog::OnCommandState(CScriptable* object, framework::PropId) {
         results->RegisterPropertyChangeDelegate(ids::IptvTestResults::TestResult,
                                                 PropertyChangeDelegate::To<&Watchdog::OnVerdict>(this));
     }
-    // A test that ended during its start has its verdict already.
+    // A test that ended during its start already has a verdict.
     if (test.block == 0) OnVerdict(results, ids::IptvTestResults::TestResult);
 }
 
@@ -196,7 +196,7 @@ void Watchdog::LookForOverdue() {
             log_.AddError(fmt::format("The test \"{}\" could not be ended.", running_->name));
             framework::CSequencer::Instance().Stop();
             running_.reset();
-            // Without ports no test counts as running, so nothing waits for it.
+            // Without ports no test counts as running, so no command waits for it.
             for (PortLink* link : laboratory_.GetPorts()) link->Cut("its test could not be ended");
             return;
     }

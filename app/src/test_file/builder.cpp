@@ -47,7 +47,7 @@ void Builder::Guard(const MistakeList::Where& where, const Step& step) {
 void Builder::MakeObjects() {
     for (std::size_t i = Plan::kSequencer + 1; i < made_.size(); ++i) {
         const PlannedObject& object = plan_.At(i);
-        if (!made_[object.parent]) continue;  // said already
+        if (!made_[object.parent]) continue;  // already reported
         const MistakeList::Where where{object.at, plan_.Describe(i)};
         Guard(where, [&] { made_[i] = MakeObject(i); });
         if (made_[i] && !object.name.empty()) {
@@ -66,7 +66,7 @@ CScriptable* Builder::MakeObject(std::size_t index) {
         }
         return child;
     }
-    // Commands are made where they know the project, and then moved into the sequence.
+    // Commands are created where they know the project, and then moved into the sequence.
     CScriptable* parent = made_[object.parent == Plan::kSequencer ? Plan::kProject : object.parent];
     framework::CScriptableCreator creator;
     CScriptable* made = creator.Create(object.meta_class, parent);
@@ -116,7 +116,7 @@ void Builder::Relate(std::size_t index) {
                 mistakes_.Add(where, "an object that it names was not made");
                 continue;
             }
-            // A host may have related the two by itself.
+            // The host may have related the two already.
             if (made_[index]->ContainsObject(*target, {relation.type, 0})) continue;
             Guard(where, [&] {
                 std::string why;

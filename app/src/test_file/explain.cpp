@@ -147,7 +147,7 @@ std::string MakeExample(const CMetaClass& meta_class) {
         if (is_own && !value.empty())
             text += fmt::format("{}{}: {}\n", indent, property->name, QuoteValue(value));
     }
-    // What they name depends on the other objects of a file.
+    // They refer to other objects of the file.
     for (const CRelationMeta* relation : ListRelations(meta_class))
         text += fmt::format("{}# {}: the name of an object of class {}\n", indent, relation->name,
                             DescribeTargets(*relation, meta_class));

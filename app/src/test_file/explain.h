@@ -7,7 +7,7 @@ namespace orv::app {
 
 struct Explanation {
     bool is_known = true;
-    std::string text;  ///< of whole lines; what is wrong when there is no such class
+    std::string text;  ///< complete lines; an error text if there is no such class
 };
 
 /// A class of the data models that are active: its place in a file, its properties with type, range, default,

@@ -12,7 +12,7 @@ inline constexpr std::size_t kLargestFile = std::size_t{16} << 20;
 
 /// What a test file holds. It may be a pipe, which is read only once.
 struct FileText {
-    std::string name;  ///< what mistakes call it
+    std::string name;  ///< its name in mistakes
     std::string text;
     std::string problem;  ///< why it could not be read; empty when it could
 };

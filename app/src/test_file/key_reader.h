@@ -23,7 +23,7 @@ std::optional<T> ParseValue(framework::PropertyType type, const std::string& tex
     try {
         return std::get<T>(property.Parse(text));
     } catch (const common::COrvRunTimeError&) {
-        return std::nullopt;  // the caller knows better what is expected
+        return std::nullopt;  // the caller reports what is expected
     }
 }
 
@@ -43,7 +43,7 @@ class KeyReader {
     explicit KeyReader(MistakeList& mistakes) : mistakes_(mistakes) {}
 
     MistakeList& Mistakes() const { return mistakes_; }
-    /// That the value of a key is not what is expected.
+    /// Reports that the value of a key is not what is expected.
     void Refuse(const Key& key, const std::string& expected, const std::string& nearest = {}) const;
 
     /// The entries of a map whose keys are among `known`; the others are mistakes.

@@ -12,12 +12,12 @@ namespace orv::app {
 struct Position {
     int line = 0;
     int column = 0;
-    int setting = 0;  ///< not in the file but in that of the values that replace its own, counted from 1
+    int setting = 0;  ///< from 1: in that setting, which replaces a value of the file; 0: in the file
 };
 
 /// One mistake of a test file.
 struct Mistake {
-    std::string file;  ///< or the option that it stands in
+    std::string file;  ///< or the option with the mistake
     Position at;
     std::string object;    ///< `Port "Head end"`, or the section; empty when the file as a whole is meant
     std::string property;  ///< property, relation or key; empty when the object itself is meant
@@ -42,7 +42,7 @@ class MistakeList {
     /// `settings` names the values that replace those of the file.
     explicit MistakeList(std::string file, const std::vector<std::string>& settings = {});
 
-    /// What a mistake is about, and the rest of it.
+    /// The two parts of a mistake's text: what it is about, and the rest.
     struct Where {
         Position at;
         std::string object = {};
@@ -50,12 +50,11 @@ class MistakeList {
     };
     void Add(const Where& where, const std::string& problem, const std::string& expected = {},
              const std::string& nearest = {});
-    /// The value is wrong in any context: that it is not what is expected is not a mistake of
-    /// its own, and left out.
+    /// The value is wrong in any context: do not also report it as unexpected.
     void Settle(Position at) { settled_.emplace(at.setting, at.line, at.column); }
 
     bool IsEmpty() const { return mistakes_.empty(); }
-    /// In the order of their positions, those of the file first; those of one place as they were found.
+    /// Ordered by position, mistakes of the file first; those at the same position in the order of detection.
     std::vector<Mistake> TakeSorted();
 
   private:

@@ -41,7 +41,7 @@ std::size_t CountEdits(const std::string& a, const std::string& b, std::size_t l
             row[j] = edits;
             if (edits < least) least = edits;
         }
-        // All further rows come from the last two.
+        // Further rows depend on the last two, so their values cannot be smaller.
         if (least >= limit && least_of_last + 1 >= limit) return limit;
         least_of_last = least;
     }

@@ -29,8 +29,8 @@ class KnownNames {
 
     const std::vector<std::string>& Get() const { return names_; }
     bool Contains(const std::string& name) const { return set_.contains(name); }
-    /// As FindNearestName. Each search goes through all names, so answers are remembered, and after the
-    /// first hundred different names it returns none: nobody reads more suggestions.
+    /// Like FindNearestName. Each search scans all names, so results are cached, and after a hundred
+    /// different names no more suggestions are given.
     std::string FindNearest(const std::string& name);
 
   private:

@@ -46,7 +46,7 @@ class ObjectReader {
     Plan& plan_;
     MistakeList& mistakes_;
     std::vector<ObjectEntry> entries_;
-    /// What was said of a class that is not known, below objects of a class: expected and nearest.
+    /// Expected and nearest names reported for an unknown class, by class of the parent.
     std::map<std::pair<const CMetaClass*, std::string>, std::pair<std::string, std::string>> unknown_;
 };
 

@@ -111,7 +111,7 @@ class SectionReader {
         } else {
             default_sequence_ =
                 ReadSourceTree(HasStreams(plan_) ? kSequenceWithStreams : kSequenceWithoutStreams, mistakes_);
-            // What these commands lack is lacking in the project.
+            // If these commands lack something, the project lacks it.
             for (SourceNode& item : default_sequence_.items) item.entries.front().key.at = project_at;
             objects_.ReadObjects(default_sequence_, Plan::kSequencer, {project_at, {}, "sequence"});
         }

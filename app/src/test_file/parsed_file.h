@@ -27,7 +27,7 @@ class Plan;
 /// makes no object. All of it under the host's task lock.
 class TestFile {
   public:
-    /// A file that cannot be read is a mistake, too.
+    /// An unreadable file is reported as a mistake, too.
     static TestFile Load(const std::filesystem::path& path) { return Parse(ReadFileText(path)); }
     /// `file` names the text in mistakes.
     static TestFile Parse(const std::string& text, const std::string& file) {
@@ -41,43 +41,43 @@ class TestFile {
     ~TestFile();
 
     bool IsGood() const { return mistakes_.empty(); }
-    /// All that is wrong, in the order of the file.
+    /// All mistakes, in the order of the file.
     const std::vector<Mistake>& GetMistakes() const { return mistakes_; }
 
-    /// As it is named in mistakes.
+    /// Its name in mistakes.
     const std::string& GetFile() const { return file_; }
-    /// All that was read.
+    /// The whole text.
     const std::string& GetText() const { return text_; }
-    /// What replaces values of the file, each "--set NAME/Property=VALUE".
+    /// The options that replace values of the file, each "--set NAME/Property=VALUE".
     const std::vector<std::string>& GetSettings() const { return settings_; }
-    /// Empty when the file gives none.
+    /// Empty if the file has none.
     const std::string& GetTitle() const;
     const Simulation& GetSimulation() const;
     /// Of the section "live".
     const nic::MembershipSettings& GetMembership() const;
 
-    /// What came of building a file.
+    /// The result of building a file.
     struct Built {
-        /// What the host refused: the project is then incomplete and to be replaced.
+        /// What the host refused. The project is then incomplete and must be replaced.
         std::vector<Mistake> mistakes;
         /// What the objects are in the file's plan, by handle.
         std::unordered_map<std::uint32_t, std::size_t> objects;
     };
-    /// Makes the objects below an empty project, and the commands in place of those of the sequencer. Throws
-    /// COrvLogicError when the file is not good.
+    /// Creates the objects below an empty project, and replaces the sequencer's commands. Throws
+    /// COrvLogicError if the file has mistakes.
     Built Build(framework::CScriptable& project, framework::CSequencer& sequencer) const;
-    /// A mistake of one of the sections "project" and "sequence"; for want of the latter it stands at the
-    /// former.
+    /// A mistake in the section "project" or "sequence"; at the former if the latter is missing.
     Mistake MakeMistake(const std::string& section, const std::string& problem,
                         const std::string& expected = {}) const;
-    /// A mistake that shows only when the objects are there, of an object of the file: `handle` is among the
-    /// built ones. It is where `key`, a property or relation, has its value; otherwise where the object is.
+    /// A mistake of an object of the file that is found only after building. `handle` must be of a built
+    /// object. The position is that of the value of `key`, a property or relation, otherwise that of the
+    /// object.
     Mistake MakeMistake(const Built& built, std::uint32_t handle, const std::string& key,
                         const std::string& problem, const std::string& expected = {}) const;
-    /// What people call an object of the file: its name, or for want of one a reference that leads to it.
-    /// Nothing for what is not of the file.
+    /// The name of an object of the file for users, or a reference to it if it has none. No value for objects
+    /// that are not from the file.
     std::optional<std::string> FindReference(const Built& built, std::uint32_t handle) const;
-    /// True when the file says itself which commands are run.
+    /// True if the file has its own sequence.
     bool HasSequence() const;
     /// The texts that objects of the file have for a property, as far as the file could be read.
     std::vector<std::string> GetValues(framework::PropId property) const;
@@ -88,7 +88,7 @@ class TestFile {
     MistakeList MakeMistakeList() const;
 
     std::string file_;
-    std::vector<std::string> settings_;  ///< as mistakes name them
+    std::vector<std::string> settings_;  ///< their names in mistakes
     std::string text_;
     std::unique_ptr<Plan> plan_;
     std::vector<Mistake> mistakes_;

@@ -42,7 +42,7 @@ Plan::Plan() {
     for (const CMetaClass* root : {&GetProjectClass(), &GetSequencerClass()}) {
         PlannedObject object;
         object.meta_class = root;
-        object.parent = objects_.size();  // its own: a root
+        object.parent = objects_.size();  // its own index: a root
         object.comes_with_parent = true;
         objects_.push_back(std::move(object));
         by_class_[root].push_back(objects_.size() - 1);
@@ -157,9 +157,9 @@ Plan::Indexes Plan::FindPartBelow(const Indexes& parents, const std::string& par
     }
     if (!found.empty()) return found;
     const CMetaClass* wanted = framework::CMetaClassManager::Instance().GetClass(part);
-    Indexes meant;  // by what the file is wrong about
+    Indexes meant;  // objects with mistakes that may be meant
     for (const std::size_t parent : parents) {
-        if (!objects_[parent].meta_class) meant.push_back(parent);  // it would have parts
+        if (!objects_[parent].meta_class) meant.push_back(parent);  // it may have such children
         for (const std::size_t child : objects_[parent].children) {
             const CMetaClass* meta_class = objects_[child].meta_class;
             if (wanted && meta_class && meta_class->IsTypeOf(*wanted)) found.push_back(child);

@@ -34,15 +34,15 @@ struct PlannedRelation {
 };
 
 struct PlannedObject {
-    /// Null when the file names a class that is not known, or abstract; that is said once, and nothing else
-    /// of such an object.
+    /// Null if the class in the file is unknown or abstract. That is the only mistake reported for such an
+    /// object.
     const CMetaClass* meta_class = nullptr;
-    const CMetaClass* abstract_class = nullptr;  ///< what the file names then
+    const CMetaClass* abstract_class = nullptr;  ///< the class in the file in that case
     std::string name;                            ///< empty: the host names it
     std::size_t parent = 0;
     Position at;
     bool comes_with_parent = false;  ///< made by the host along with its parent
-    bool is_written = false;         ///< stands in the file
+    bool is_written = false;         ///< is in the file
     std::vector<std::size_t> children;
     std::vector<PlannedValue> values;
     std::vector<PlannedRelation> relations;
@@ -56,10 +56,10 @@ class Plan {
     static constexpr std::size_t kProject = 0;
     static constexpr std::size_t kSequencer = 1;
 
-    /// With project, sequencer, and what comes with them.
+    /// Contains the project, the sequencer, and the objects created with them.
     Plan();
 
-    /// Adds an object and what comes with it.
+    /// Adds an object and those created with it.
     std::size_t Add(PlannedObject object);
     /// Gives an object its name, by which it is found from now on.
     void SetName(std::size_t index, const std::string& name);
@@ -68,8 +68,7 @@ class Plan {
     PlannedObject& At(std::size_t index) { return objects_[index]; }
     const PlannedObject& At(std::size_t index) const { return objects_[index]; }
 
-    /// Where the sections stand that hold what is below project and sequencer: to be said before anything is
-    /// read.
+    /// Sets the positions of the sections for project and sequencer. Call before reading.
     void PlaceSections(Position project, Position sequence);
 
     /// `Port "Head end"`, as the host describes it.
@@ -77,16 +76,16 @@ class Plan {
     /// A reference that leads to the object: "Living rooms/Ipv4If".
     std::string GetPath(std::size_t index) const;
 
-    /// Where a property or relation of an object has its value; without one, where the object stands.
+    /// Position of the value of a property or relation; without value, that of the object.
     Position GetPlace(std::size_t index, const std::string& key) const;
 
     /// The first child of that name.
     std::optional<std::size_t> FindChild(std::size_t parent, const std::string& name) const;
-    /// Objects that a reference can mean: of that name; otherwise at the end of that path, each part of which
-    /// is a name or, where there is none, a class.
+    /// Candidates for a reference: objects of that name; otherwise at the end of that path, each part of
+    /// which is a name or, if no name matches, a class.
     std::vector<std::size_t> FindReferenced(const std::string& reference) const;
-    /// Names of the objects of a class (empty: of all), and of those whose class is not known, in the order
-    /// of the file.
+    /// Names of the objects of a class (empty: of all) and of objects with unknown class, in the order of the
+    /// file.
     std::vector<std::string> GetNamesOf(const std::string& class_name = {}) const;
 
     std::string title;
@@ -99,14 +98,14 @@ class Plan {
     void Enter(std::size_t index);
     Indexes FindPart(const std::string& part) const;
     Indexes FindPartBelow(const Indexes& parents, const std::string& part) const;
-    /// It is of an abstract class, and could be meant to be of that one.
+    /// True if its class is abstract, and a base of that class or derived from it.
     bool CouldBe(std::size_t index, const CMetaClass& wanted) const;
 
     std::vector<PlannedObject> objects_;
     // Files may list thousands of objects, each of which is referred to.
     std::unordered_map<std::string, Indexes> by_name_;
     std::unordered_map<std::string, Indexes> by_parent_and_name_;  ///< "<index of the parent>/<name>"
-    std::unordered_map<const CMetaClass*, Indexes> by_class_;      ///< objects of just that class
+    std::unordered_map<const CMetaClass*, Indexes> by_class_;      ///< without derived classes
     Indexes abstract_;                                             ///< objects of abstract classes
 };
 

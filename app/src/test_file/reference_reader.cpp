@@ -32,7 +32,7 @@ std::optional<std::size_t> ReferenceReader::Resolve(const SourceNode& reference,
         if (meta_class && fits(*meta_class)) show(indexes);
     }
     if (count == 1) return shown.front();
-    // Of those that do not fit, one whose class is not known is meant: that is a mistake already.
+    // If none fits, take one with unknown class: that is already reported as a mistake.
     if (const auto unknown = found.by_class.find(nullptr); count == 0 && unknown != found.by_class.end())
         return unknown->second.front();
     if (count == 0) show(found.all);

@@ -23,12 +23,12 @@ class ReferenceReader {
 
     using Fits = std::function<bool(const CMetaClass&)>;
     using Where = std::function<MistakeList::Where()>;
-    /// The one object that a reference leads to; of several the one whose class fits. Where it leads to one
-    /// that does not fit, that one.
+    /// The object that a reference refers to; of several, the one whose class fits. A single one is returned
+    /// even if its class does not fit.
     std::optional<std::size_t> Resolve(const SourceNode& reference, const Fits& fits, const Where& where);
 
   private:
-    /// What a text may mean, by class: equal references are judged without going through all objects again.
+    /// Results by text and class, so that equal references do not search all objects again.
     struct Found {
         std::vector<std::size_t> all;
         std::map<const CMetaClass*, std::vector<std::size_t>> by_class;
@@ -39,7 +39,7 @@ class ReferenceReader {
     const Plan& plan_;
     MistakeList& mistakes_;
     std::unordered_map<std::string, Found> found_;
-    // Made when the first is asked for.
+    // Created on first use.
     std::optional<KnownNames> names_;
     std::optional<KnownNames> paths_;
 };

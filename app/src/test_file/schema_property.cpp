@@ -36,7 +36,7 @@ Json MakeOne(const CPropertyMeta& property, const CMetaClass& owner) {
         }
         case PropertyType::String:
         case PropertyType::OutputFilePath:
-            // YAML reads 5 and true as other types; as texts they are accepted, too.
+            // YAML reads 5 and true as other types; they are accepted as texts, too.
             return {{"type", {"string", "number", "boolean"}}};
         case PropertyType::Ipv4:
             return {{"type", "string"}, {"format", "ipv4"}};

@@ -55,7 +55,7 @@ void SettingReader::ReadOne(const std::string& setting, int number, std::vector<
         [at] { return MistakeList::Where{at}; });
     if (!object) return;
     MistakeList mistakes_of_value({});
-    // An empty value is nothing, as it is behind a key.
+    // An empty value means no value, as in the file.
     const std::string text = setting.substr(equals + 1);
     SourceNode value = text.empty() ? SourceNode() : ReadSourceTree(text, mistakes_of_value);
     Place(value, at);
@@ -67,7 +67,7 @@ void SettingReader::ReadOne(const std::string& setting, int number, std::vector<
     std::erase_if(entries, [&](const ObjectEntry& entry) {
         return entry.object == *object && common::EqualIgnoringCase(entry.entry->key.text, property);
     });
-    // What comes with its parent may not stand in the file.
+    // Objects that are created with their parent may not be in the file.
     plan_.At(*object).is_written = true;
     texts_.push_back({MakeText(property, at), std::move(value)});
     entries.push_back({*object, &texts_.back()});

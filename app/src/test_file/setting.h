@@ -19,8 +19,8 @@ class SettingReader {
   public:
     SettingReader(Plan& plan, MistakeList& mistakes) : plan_(plan), mistakes_(mistakes) {}
 
-    /// When all objects are in the plan. Puts the values among the entries, in place of those of the file.
-    /// The entries lead to texts that this object keeps.
+    /// Call when all objects are in the plan. Inserts the values into the entries, replacing those of the
+    /// file. The entries refer to texts that this object owns.
     void Read(const std::vector<std::string>& settings, std::vector<ObjectEntry>& entries);
 
   private:

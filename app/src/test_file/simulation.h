@@ -31,9 +31,9 @@ struct BehaviourChange {
 struct Simulation {
     std::uint64_t seed = 1;
     il::NetworkBehaviour defaults;
-    /// By name of the port; what a port does not say is as in `defaults`.
+    /// By name of the port; missing keys are as in `defaults`.
     std::map<std::string, il::NetworkBehaviour> ports;
-    /// By name of the channel block; what it does not say is as the port has it.
+    /// By name of the channel block; missing keys are as for the port.
     std::map<std::string, BehaviourChange> channel_blocks;
     /// By name of the port.
     std::map<std::string, il::FaultSchedule> faults;

@@ -62,7 +62,7 @@ class SimulationReader : KeyReader {
         KnownNames keys({"seed", "defaults", "ports", "channel_blocks", "faults"});
         Simulation simulation;
         const auto entries = ReadEntries(node, {node.at, "simulation"}, keys);
-        // The defaults first, wherever they stand: others begin with them.
+        // The defaults first, wherever they are in the file: the others are based on them.
         for (const Key& key : entries) {
             if (key.entry.key.text == "defaults")
                 simulation.defaults = ReadBehaviour(key).ApplyTo(simulation.defaults);
@@ -203,7 +203,7 @@ class SimulationReader : KeyReader {
             request = text;
             return;
         }
-        // Logs have the name with its message set.
+        // Logs show the name with its message set.
         const std::string nearest = FindNearestName(text.substr(text.find('.') + 1), known);
         Refuse(key, nearest.empty() ? "one of " + JoinNames(known) : "the name of a request", nearest);
     }

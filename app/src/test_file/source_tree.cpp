@@ -24,7 +24,7 @@ class EventReader {
   public:
     explicit EventReader(std::string_view text) {
         if (!yaml_parser_initialize(&parser_)) throw std::bad_alloc();
-        // A mark at the beginning is for people's editors; other encodings are mistakes.
+        // Some editors write a byte order mark; other encodings are mistakes.
         yaml_parser_set_encoding(&parser_, YAML_UTF8_ENCODING);
         yaml_parser_set_input_string(&parser_, reinterpret_cast<const unsigned char*>(text.data()),
                                      text.size());
@@ -36,7 +36,7 @@ class EventReader {
     EventReader(const EventReader&) = delete;
     EventReader& operator=(const EventReader&) = delete;
 
-    /// False when the text is no YAML.
+    /// False if the text is not YAML.
     bool Next() {
         yaml_event_delete(&event_);
         if (yaml_parser_parse(&parser_, &event_)) return true;
@@ -134,7 +134,7 @@ class TreeBuilder {
         Close(std::move(node));
     }
 
-    /// Notes the positions of quotes, and rejects what the parser accepts.
+    /// Records the positions of quotes, and rejects features that the parser accepts but test files do not.
     void CheckStyle(const yaml_event_t& event) {
         const auto style = event.data.scalar.style;
         const std::size_t begin = places_.GetByteOf(event.start_mark.index);
@@ -146,7 +146,8 @@ class TreeBuilder {
         if (style != YAML_SINGLE_QUOTED_SCALAR_STYLE && style != YAML_DOUBLE_QUOTED_SCALAR_STYLE) return;
         last_quoted_ = {begin, places_.GetByteOf(event.end_mark.index)};
         if (event.start_mark.line == event.end_mark.line) return;
-        // A quote that is missing ends at the next one, many lines later, and what is between is lost.
+        // A text with a missing quote would end at the next quote, many lines later, and swallow what is
+        // between.
         mistakes_.Add({GetStart()}, "the quote that opens here is not closed in its line",
                       "a quote at the end of the text; a longer text stands behind | or >");
         mistakes_.Settle(GetStart());
@@ -176,7 +177,7 @@ class TreeBuilder {
         if (event.type != YAML_DOCUMENT_START_EVENT) return;
         const auto& directives = event.data.document_start.tag_directives;
         if (directives.start == directives.end) return;
-        // Nothing says where it stands among the other directives of the document.
+        // Its position among the directives of the document is unknown.
         const std::size_t begin = places_.GetByteOf(event.start_mark.index);
         const std::size_t at = places_.GetText().find("%TAG", begin);
         mistakes_.Add({places_.GetPosition(at)}, "directives of tags are not known here",
@@ -194,7 +195,7 @@ class TreeBuilder {
         Close(std::move(node));
     }
 
-    /// A value is complete: hands it to what it is part of.
+    /// Adds a complete value to its parent.
     void Close(SourceNode node) {
         if (open_.empty()) {
             root_ = std::move(node);
@@ -243,7 +244,7 @@ std::string Shorten(std::string text) {
     if (text.size() > kMost) {
         std::size_t end = kMost;
         while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xc0) == 0x80)
-            --end;  // not within a letter
+            --end;  // not within a UTF-8 character
         text = text.substr(0, end) + "...";
     }
     return "\"" + text + "\"";

@@ -24,10 +24,10 @@ struct SourceNode {
     bool IsText() const { return kind == Kind::Text; }
     bool IsList() const { return kind == Kind::List; }
     bool IsMap() const { return kind == Kind::Map; }
-    /// What the file has here, for texts of mistakes: `"text"`, "a list", "keys and values", "nothing" or
-    /// "an alias".
+    /// The kind of value, for texts of mistakes: `"text"`, "a list", "keys and values", "nothing" or "an
+    /// alias".
     std::string Describe() const;
-    /// That it is not what is expected: `"text" is wrong`, "there is a list".
+    /// The text of a mistake about it: `"text" is wrong`, "there is a list".
     std::string DescribeWrong() const;
 };
 

@@ -16,11 +16,11 @@ class TextPlaces {
     explicit TextPlaces(std::string_view text);
 
     std::string_view GetText() const { return text_; }
-    /// Of the character with that number, counted from 0; the end of the text for all behind it. Where the
-    /// text is not UTF-8, only those before that place are right.
+    /// Position of the nth character, from 0; the end of the text for larger numbers. Positions after an
+    /// invalid UTF-8 sequence are wrong.
     std::size_t GetByteOf(std::size_t character) const;
     Position GetPosition(std::size_t byte) const;
-    /// The line in which a byte stands, without its end.
+    /// The line that contains a byte, without line end.
     std::string_view GetLine(std::size_t byte) const;
 
   private:

@@ -47,7 +47,7 @@ class ValueReader {
           value_(entry.entry->value) {}
 
     void Read() {
-        if (!plan_.At(index_).meta_class) return;  // that is a mistake already
+        if (!plan_.At(index_).meta_class) return;  // already reported as a mistake
         if (const CPropertyMeta* property = Class().FindProperty(key_.text)) {
             ReadProperty(*property);
             return;
@@ -143,7 +143,7 @@ class ValueReader {
                 property.Parse(value.text);
                 if (!property.enumeration || IsValueOf(property, Class(), value.text)) return;
             } catch (const common::COrvRunTimeError&) {
-                // What is expected says more than what the host says.
+                // The expected value is clearer than the host's error.
             }
         }
         std::vector<std::string> names;
@@ -191,8 +191,8 @@ class ValueReader {
 
     // --- References
 
-    /// Objects that are named, each once and of a class that `find_wrong` lets pass: it returns the classes
-    /// expected instead, or none.
+    /// The named objects, each once and of a class that `find_wrong` accepts: it returns the classes expected
+    /// instead, or none.
     template <class FindWrong>
     std::vector<PlannedReference> ReadTargets(const FindWrong& find_wrong) {
         std::vector<PlannedReference> targets;

@@ -105,7 +105,7 @@ bool CanBeWritten(const CMetaClass& meta_class) {
 
 std::vector<const CMetaClass*> GetParentClasses(const CMetaClass& child) {
     std::vector<const CMetaClass*> parents;
-    // The rule of the nearest class that has one holds.
+    // The rule of the nearest class that has one applies.
     for (const CMetaClass* in_lineage = &child; in_lineage && parents.empty();
          in_lineage = in_lineage->GetBase()) {
         for (const std::string& name : in_lineage->GetDefinition().parents)

@@ -21,7 +21,7 @@ struct Wording {
     const char* problem;
     const char* text;
     const char* expected;
-    bool at_begin = false;  ///< the mistake stands where that begins
+    bool at_begin = false;  ///< the mistake is at its beginning
     bool unclosed = false;  ///< when the text ends instead, a bracket is not closed
 };
 
@@ -74,7 +74,7 @@ Mistake DescribeBytes(const yaml_parser_t& parser, const TextPlaces& places) {
                                        is_control ? "control " : "", parser.problem_value),
                            "text");
     }
-    // Of a character that is broken off, the parser says where.
+    // For an incomplete character, the parser reports the position.
     const auto is_inside = [&](std::size_t at) {
         return (static_cast<unsigned char>(places.GetText()[at]) & 0xc0) != 0xc0;
     };

@@ -19,9 +19,8 @@ struct QuotedText {
 
 /// What was read before a parser stopped.
 struct ReadSoFar {
-    std::optional<QuotedText>
-        last_quoted;                    ///< many mistakes come of one that is closed elsewhere than is meant
-    std::optional<Position> innermost;  ///< where the list or map begins that is being read
+    std::optional<QuotedText> last_quoted;  ///< a quote closed in the wrong place causes many mistakes
+    std::optional<Position> innermost;      ///< beginning of the innermost open list or map
 };
 
 /// Adds why a parser has stopped.

@@ -21,7 +21,7 @@ std::uint64_t seed_of_run(std::uint64_t seed, std::string_view port, std::uint64
 namespace {
 
 constexpr double kMostExactMean = 16;
-constexpr double kLongestRow = 1e15;  ///< nothing that is counted here is longer
+constexpr double kLongestRow = 1e15;  ///< longer than anything counted here
 
 /// By inversion: subtracts the probabilities of 0, 1, 2, ... from `left` while it lasts.
 std::uint64_t exact_binomial(std::uint64_t trials, double probability, double left) {
@@ -34,7 +34,7 @@ std::uint64_t exact_binomial(std::uint64_t trials, double probability, double le
         left -= term;
         term *= odds * (count_of_trials - count) / (count + 1);
         ++count;
-        if (term < 1e-18 && count > mean) break;  // what is left is rounding
+        if (term < 1e-18 && count > mean) break;  // the rest is rounding
     }
     return static_cast<std::uint64_t>(count);
 }

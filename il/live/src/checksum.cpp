@@ -10,8 +10,8 @@
 namespace orv::live {
 
 void Checksum::add(std::span<const std::byte> bytes) {
-    // Sums of 32-bit words fold into the same 16 bits as those of 16-bit words. 64 bits are enough for the
-    // longest packet many times over.
+    // Sums of 32-bit words fold to the same 16 bits as sums of 16-bit words. 64 bits are ample for the
+    // longest packet.
     const std::byte* at = bytes.data();
     std::size_t left = bytes.size();
     for (; left >= 4; at += 4, left -= 4) {

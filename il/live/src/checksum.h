@@ -13,14 +13,14 @@ class Checksum {
   public:
     /// Every piece but the last has an even number of bytes.
     void add(std::span<const std::byte> bytes);
-    /// Addresses, protocol and length as UDP (RFC 768) and ICMPv6 (RFC 8200 section 8.1) want them; `length`
-    /// is that of the upper-layer packet.
+    /// Pseudo-header of addresses, protocol and length for UDP (RFC 768) and ICMPv6 (RFC 8200 section 8.1);
+    /// `length`: of the upper-layer packet.
     void add_pseudo_header(const IpAddress& source, const IpAddress& destination, std::uint8_t protocol,
                            std::size_t length);
 
-    /// To be put into the packet's field, which was 0 so far.
+    /// The value for the packet's checksum field, which must have been 0.
     std::uint16_t value() const;
-    /// Whether what was added, with its checksum in it, is as it was sent.
+    /// Whether the added data, including its checksum, is intact.
     bool is_right() const { return value() == 0; }
 
   private:

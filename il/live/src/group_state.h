@@ -20,8 +20,8 @@ class GroupState {
 
     bool is_member() const { return mode_ == FilterMode::Exclude || !sources_.empty(); }
 
-    /// Takes over a new state, and schedules its changes for `robustness` state-change reports. False when
-    /// it is the old one.
+    /// Sets a new state, and schedules its changes for `robustness` state-change reports. False if nothing
+    /// has changed.
     bool change(FilterMode mode, std::vector<IpAddress> sources, std::uint8_t robustness);
     bool has_untold_changes() const { return mode_reports_ > 0 || !changed_sources_.empty(); }
     void forget_changes();
@@ -30,7 +30,7 @@ class GroupState {
 
     /// For the answer to a general or group-specific query.
     Record current() const;
-    /// For the answer to a group-and-source-specific query; without sources there is none to be sent.
+    /// For the answer to a group-and-source-specific query; if it has no sources, none is sent.
     Record answer_about(std::span<const IpAddress> queried) const;
 
   private:
@@ -40,10 +40,10 @@ class GroupState {
     };
 
     FilterMode mode_ = FilterMode::Include;
-    /// How many more reports carry the whole state, because the mode has changed.
+    /// Number of further reports with the whole state, because the mode has changed.
     std::uint8_t mode_reports_ = 0;
     std::vector<IpAddress> sources_;
-    /// Sources that came or went, and in how many more reports they have to be; sorted.
+    /// Added and removed sources, with the number of further reports that must contain them; sorted.
     std::vector<ChangedSource> changed_sources_;
 };
 

@@ -42,7 +42,7 @@ void write_ipv6(Writer& writer, const IpHeader& header, std::size_t payload_leng
         writer.u8(0);  // length in units of 8 bytes beyond the first
         writer.u8(kIpv6RouterAlert);
         writer.u8(2);
-        writer.u16(0);       // the packet is one of MLD
+        writer.u16(0);       // it is an MLD packet
         writer.u16(0x0100);  // PadN without data
     }
 }

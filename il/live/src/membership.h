@@ -15,8 +15,8 @@ inline bool is_reportable(const IpAddress& group) {
 }
 
 struct MembershipHost::Membership {
-    /// Sources beyond that are not recorded from queries, so that a flood of them takes no memory (RFC 3376
-    /// section 9.1): the whole state is the answer then.
+    /// Most sources recorded from queries, so that a flood takes no memory (RFC 3376 section 9.1); with more,
+    /// the answer is the whole state.
     static constexpr std::size_t kMostQueriedSources = 512;
 
     explicit Membership(const IpAddress& of) : group(of) {}
@@ -31,11 +31,11 @@ struct MembershipHost::Membership {
     /// Sends a report: the answer to a query, in the older versions also the next repeat of a join.
     std::uint64_t report_timer = 0;
     Nanoseconds report_due{};
-    /// What the answer is about (IGMPv3, MLDv2), sorted; empty for the whole state.
+    /// Sources that the answer covers (IGMPv3, MLDv2), sorted; empty for the whole state.
     std::vector<IpAddress> queried_sources;
-    /// Repeats of a join that are left (older versions).
+    /// Remaining repeats of a join (older versions).
     std::uint8_t repeats = 0;
-    /// Nobody else of the link has reported since (older versions).
+    /// No other host of the link has reported since (older versions).
     bool last_reporter = false;
 };
 

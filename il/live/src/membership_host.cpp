@@ -172,7 +172,7 @@ void MembershipHost::note_older_querier(const MembershipQuery& query) {
     } else if (query.version == MembershipVersion::Igmp1 || query.version == MembershipVersion::Mld1) {
         version1_until_ = until;
     } else if (query.group.IsUnspecified()) {
-        // Group-specific queries of IGMPv2 say nothing about the querier (RFC 3376 section 7.2.1).
+        // Group-specific queries of IGMPv2 do not show the querier's version (RFC 3376 section 7.2.1).
         version2_until_ = until;
     }
 }
@@ -184,7 +184,7 @@ bool MembershipHost::settle_version() {
     const MembershipVersion now_spoken = GetVersion();
     if (now_spoken == spoken_) return false;
     spoken_ = now_spoken;
-    // An IGMPv2 host only words its reports differently (RFC 2236 section 4).
+    // For an IGMPv2 host, only the format of reports differs (RFC 2236 section 4).
     if (!HasSourceFilters(settings_.version)) return false;
     cancel(general_timer_);
     for (const auto& membership : memberships_) {
@@ -193,7 +193,7 @@ bool MembershipHost::settle_version() {
         membership->state.forget_changes();
         membership->queried_sources.clear();
         membership->repeats = 0;
-        // A host that leaves while no other host is known sends a leave.
+        // A host sends a leave if it knows of no other member.
         membership->last_reporter = true;
     }
     std::erase_if(memberships_, [](const auto& membership) { return !membership->state.is_member(); });

@@ -24,7 +24,7 @@ class MembershipHost::Reports {
             records_.push_back({record.type, group, part});
             used_ += length_of(part.size());
             sources = sources.subspan(part.size());
-            // Of excluded sources those that do not fit stay unsaid: a second record would replace the first.
+            // Excluded sources that do not fit are left out: a second record would replace the first.
             if (sources.empty() || record.type == RecordType::ModeIsExclude ||
                 record.type == RecordType::ChangeToExclude) {
                 break;
@@ -146,7 +146,7 @@ void MembershipHost::send_general_answer() {
 
 void MembershipHost::on_older_query(const MembershipQuery& query) {
     Nanoseconds longest;
-    switch (spoken_) {  // whatever the version of the query: these read its code as a plain number
+    switch (spoken_) {  // for any version of the query: older hosts read its code as a plain number
         case MembershipVersion::Igmp1:
             longest = std::chrono::seconds(10);
             break;
@@ -172,7 +172,7 @@ void MembershipHost::start_report_timer(Membership& membership, Nanoseconds dela
     membership.report_due = timeline_.GetNow() + delay;
     membership.report_timer = timeline_.PostAfter(delay, [this, &membership] {
         membership.report_timer = 0;
-        if (settle_version()) return;  // the older querier's time is over
+        if (settle_version()) return;  // the older querier has timed out
         if (membership.repeats > 0) --membership.repeats;
         send_report(membership);
     });

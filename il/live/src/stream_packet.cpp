@@ -40,7 +40,7 @@ const Template& packet_template() {
 
 /// 90 kHz; wraps after 13 hours.
 std::uint32_t rtp_timestamp(Nanoseconds time) {
-    // In two steps, so that a time since 1970 does not overflow.
+    // In two steps, so that times since 1970 do not overflow.
     const auto ns = static_cast<std::uint64_t>(time.count());
     return static_cast<std::uint32_t>(ns / 1'000'000'000 * 90'000 +
                                       ns % 1'000'000'000 * 90'000 / 1'000'000'000);

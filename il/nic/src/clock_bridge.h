@@ -19,9 +19,9 @@ class ClockBridge {
     ClockBridge() { measure(); }
 
     void begin_reading();
-    /// Not later than now, and not before all frames had been read.
+    /// Converts a kernel time stamp; at most now, and at least the time at which all frames had been read.
     il::Time read(std::int64_t time_of_day);
-    /// `all`: no frame is left.
+    /// `all`: no unread frame is left.
     void end_reading(bool all);
 
     std::int64_t to_time_of_day(il::Time monotonic) const { return monotonic + difference_; }
@@ -30,7 +30,7 @@ class ClockBridge {
     void measure();
 
     std::int64_t difference_ = 0;
-    il::Time now_ = 0;         ///< as of the last look
+    il::Time now_ = 0;         ///< when last read
     il::Time read_up_to_ = 0;  ///< frames from before have been read
 };
 

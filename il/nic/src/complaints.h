@@ -11,9 +11,9 @@ class Complaints {
     explicit Complaints(LivePort::Complain complain) : complain_(std::move(complain)) {}
 
     void look(const LiveFigures& figures);
-    /// Streams whose packets do not fit into what the interface sends.
+    /// Streams whose packets exceed the MTU of the interface.
     void on_too_long(std::size_t streams, std::size_t mtu) const;
-    /// Frames that have not left when the port goes.
+    /// Frames not sent when the port is closed.
     void on_left_behind(std::size_t frames) const;
 
   private:

@@ -10,7 +10,7 @@ namespace orv::nic {
 class FrameSink {
   public:
     virtual ~FrameSink() = default;
-    /// False when the interface does not accept it; counting that is up to the caller.
+    /// False if the interface does not accept it; the caller counts that.
     virtual bool send(std::span<const std::byte> frame) = 0;
 };
 

@@ -45,7 +45,7 @@ class Stack {
         for (const NetworkInterfaceDescriptor_s& layer : stack.ifDescriptors) add(layer);
         if (!has_ip_) refuse("has no IP layer");
         if (!ethernet_) refuse("has no Ethernet layer");
-        // From the IP layer down: the last tag met is the outer one.
+        // From the IP layer down: the last tag is the outer one.
         std::reverse(vlans_.begin(), vlans_.end());
     }
 
@@ -77,7 +77,7 @@ class Stack {
         return list[index];
     }
 
-    /// Of host `i`; what has no list is the same for all.
+    /// The value of host `i`; without a list, the same for all hosts.
     template <class Value>
     const Value& entry(const std::vector<Value>& list, const Value& only, std::size_t count,
                        std::size_t i) const {

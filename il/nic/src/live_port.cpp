@@ -49,7 +49,7 @@ class LivePort::Impl {
           hang_up_(std::move(hang_up)),
           core_(
               std::in_place, setup_.name, setup_.faults, setup_.seed, world_, work_,
-              // Once the end of a test is reported, all of it is in the figures.
+              // When the end of a test is reported, its figures are complete.
               [this, send = std::move(send)](std::vector<std::byte> bytes) {
                   publish();
                   send(std::move(bytes));
@@ -113,8 +113,8 @@ class LivePort::Impl {
         if (link_.get_backlog() > 0) complaints_.on_left_behind(link_.get_backlog());
     }
 
-    /// Joins are to leave at their time. Real-time scheduling is for those who may have it; nothing else
-    /// needs more than packet sockets do.
+    /// Real-time scheduling, if permitted, so that joins leave on time. Nothing else needs more privileges
+    /// than packet sockets.
     static void keep_time() {
         ::prctl(PR_SET_TIMERSLACK, 1);
         sched_param priority{};
@@ -176,7 +176,7 @@ class LivePort::Impl {
     ClockBridge clock_;
     WorkQueue work_;
     Mailbox mailbox_;
-    LiveFigures figures_;  ///< of the port's thread
+    LiveFigures figures_;  ///< used by the port's thread
     mutable std::mutex mutex_;
     LiveFigures published_;
     StreamSender sender_;
@@ -187,8 +187,8 @@ class LivePort::Impl {
     il::Time housekeeping_ = 0;
     std::optional<il::PortCore> core_;
     std::atomic<bool> is_ending_ = false;
-    std::atomic<bool> is_over_ = false;  ///< nothing else is done
-    std::thread thread_;                 ///< the last one: it uses all the others
+    std::atomic<bool> is_over_ = false;  ///< the thread must end
+    std::thread thread_;                 ///< last member, because it uses all others
 };
 
 LivePort::LivePort(Setup setup, Send send, HangUp hang_up, Complain complain)

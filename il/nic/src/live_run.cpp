@@ -1,4 +1,4 @@
-// What STBs decide. What the network shows of it is in live_run_network.cpp, how a view becomes a record in
+// Decisions of STBs. What the network shows of it is in live_run_network.cpp, how a view becomes a record in
 // live_run_records.cpp.
 #include "live_run.h"
 
@@ -101,7 +101,7 @@ void LiveRun::add_stbs(const std::vector<live::HostAddress>& hosts, const Member
                     il::FaultCode::BadValue,
                     fmt::format("STB block {}: {}", block.config.stblock_handle, error.what()));
             }
-            // An IPv6 host is asked at its link-local address as well.
+            // IPv6 hosts also answer for their link-local address.
             for (const live::IpAddress& own_ip : {hosts[number].ip, hosts_.back().GetAddress().ip})
                 own_addresses_.emplace(LinkAddress{stb.link, own_ip}, number);
             if (!block.channels.empty())
@@ -181,7 +181,7 @@ void LiveRun::begin_view(std::uint32_t number, Time planned) {
     hosts_[number].Join(groups_[subscription],
                         choice.include ? live::FilterMode::Include : live::FilterMode::Exclude,
                         choice.sources);
-    // A join without a frame: INCLUDE without sources, or groups that nothing is said about.
+    // A join without a frame: INCLUDE without sources, or a group that is never reported.
     if (std::exchange(current_, {}).view != kNone) on_join(stb.view, context_.timeline.GetNow().count());
     const il::ViewStart begun{.last_leave = stb.last_leave, .join = planned};
     queue_.push({il::end_of_view(block, stb.views, begun), number, il::Step::End});
@@ -211,7 +211,7 @@ void LiveRun::end_view(Stb& stb, Time planned) {
     std::erase(flow_of(view).viewers, view.stb);
     current_ = {id, Act::Leave};
     hosts_[view.stb].Leave(groups_[channel_of(view).subscription]);
-    // A leave without a frame: IGMPv1, or somebody else has reported for the host.
+    // A leave without a frame: IGMPv1, or another host has reported last.
     if (std::exchange(current_, {}).view != kNone) on_leave(id, context_.timeline.GetNow().count(), false);
 }
 

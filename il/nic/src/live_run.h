@@ -34,7 +34,7 @@ struct RunContext {
     const il::TickCounter& counter;
     il::ResultReport& report;
     LiveFigures& figures;
-    std::size_t mtu;  ///< of the IP packets of hosts, in bytes
+    std::size_t mtu;  ///< of IP packets of hosts, bytes
 };
 
 /// Makes every STB of a plan a membership host of its own, and event records of what happens to its frames.
@@ -43,8 +43,8 @@ struct RunContext {
 /// when no more packets come, or another STB of the link joins the channel: only then is there a record.
 class LiveRun : public il::Run {
   public:
-    /// `hosts`: by STB of the port. Throws PortFault when a host does not speak its block's protocol, or that
-    /// protocol cannot tell of a channel's group and sources.
+    /// `hosts`: by STB of the port. Throws PortFault if a host does not use its block's protocol, or that
+    /// protocol cannot express a channel's group and sources.
     LiveRun(il::RunPlan plan, const std::vector<live::HostAddress>& hosts, const MembershipSettings& settings,
             std::uint64_t seed, il::Time start, const RunContext& context);
     /// Leaves every group that is still joined.
@@ -59,7 +59,7 @@ class LiveRun : public il::Run {
     void on_sent(std::span<const std::byte> frame, il::Time stamp);
     /// A frame came in at `stamp`.
     void on_frame(const live::ParsedFrame& frame, il::Time stamp);
-    /// A report of one of the older versions, from whatever host but `sender`.
+    /// A report of one of the older versions, for all hosts except `sender`.
     void on_report(const live::VlanTags& vlan, const live::IpAddress& group, const live::MacAddress& sender);
 
   private:
@@ -73,22 +73,22 @@ class LiveRun : public il::Run {
         std::uint32_t link = 0;
         std::uint32_t channel = 0;
         std::uint32_t views = 0;     ///< begun
-        std::uint32_t view = kNone;  ///< that runs
+        std::uint32_t view = kNone;  ///< the current one
     };
 
-    /// From the moment an STB decides to join to that when its record is made, which may be in later views.
+    /// From the decision to join until its record is made, which may be during later views.
     struct View {
         std::uint32_t stb = 0;
         std::uint32_t channel = 0;
         std::uint32_t reception = 0;
         std::uint8_t on_the_way = 0;  ///< frames in flight, not yet seen leaving
-        std::uint8_t seen = 0;        ///< frames that were
+        std::uint8_t seen = 0;        ///< frames seen leaving
         bool unseen = false;          ///< a frame of it was never seen leaving
-        bool undecided = false;       ///< the test ended before it showed whether the join has failed
-        bool closed = false;          ///< has its record, if any
-        il::Time planned_join = il::kNever, planned_leave = il::kNever;  ///< kNever when at no set time
+        bool undecided = false;       ///< the test ended before it was known whether the join failed
+        bool closed = false;          ///< its record, if any, is made
+        il::Time planned_join = il::kNever, planned_leave = il::kNever;  ///< kNever: not planned
         il::ViewTimes times;
-        il::Packets before;  ///< what the reception had counted when the first packet came
+        il::Packets before;  ///< counted by the reception before the first packet
         il::Packets packets;
     };
 
@@ -102,7 +102,7 @@ class LiveRun : public il::Run {
         std::vector<std::uint32_t> receptions;  ///< one for each choice of sources
         std::vector<std::uint32_t> viewers;     ///< STBs
         std::uint32_t members = 0;              ///< views, of all receptions
-        std::uint32_t leaver = kNone;  ///< view that was the last to leave, while packets may still come
+        std::uint32_t leaver = kNone;           ///< last view to leave, while packets may still come
     };
     struct LinkAddress {
         std::uint32_t link;
@@ -115,7 +115,7 @@ class LiveRun : public il::Run {
     struct Link {
         std::vector<std::uint32_t> stbs;
         QueryGate general_queries;
-        il::Time querier_noted = il::kNever;  ///< the last time that all hosts were told of an older one
+        il::Time querier_noted = il::kNever;  ///< when all hosts were last told about an older querier
     };
 
     const il::PlannedBlock& block_of(const Stb& stb) const { return plan_.blocks[stb.block]; }
@@ -123,7 +123,7 @@ class LiveRun : public il::Run {
         return block_of(stbs_[view.stb]).channels[view.channel];
     }
 
-    // What is prepared.
+    // Preparation.
     void add_stbs(const std::vector<live::HostAddress>& hosts, const MembershipSettings& settings,
                   std::uint64_t seed, il::Time start);
     void add_groups();
@@ -132,7 +132,7 @@ class LiveRun : public il::Run {
     Flow& flow_of(const View& view);
     std::uint32_t reception_of(const View& view);
 
-    // What STBs decide.
+    // Decisions of STBs.
     void arm();
     void work_off();
     void begin_view(std::uint32_t number, il::Time planned);
@@ -140,7 +140,7 @@ class LiveRun : public il::Run {
     void end_view(Stb& stb, il::Time planned);
     void send(std::span<const std::byte> frame);
 
-    // What the network shows of it.
+    // Events on the network.
     void on_join(std::uint32_t id, il::Time stamp);
     void on_leave(std::uint32_t id, il::Time stamp, bool told);
     void on_packet(const live::ParsedFrame& frame, const live::UdpPacket& packet, il::Time stamp);
@@ -150,7 +150,7 @@ class LiveRun : public il::Run {
     void watch();
     void forget_unseen(il::Time sent_before);
 
-    // What is left of a view.
+    // Records of views.
     std::uint32_t make_view();
     void close(std::uint32_t id);
     void release(std::uint32_t id);
@@ -182,10 +182,10 @@ class LiveRun : public il::Run {
     il::Time armed_for_ = il::kNever;
     std::vector<View> views_;
     std::vector<std::uint32_t> free_views_;
-    std::vector<Flow*> leavers_;  ///< flows with one
+    std::vector<Flow*> leavers_;  ///< flows with a leaver
     std::uint64_t watch_timer_ = 0;
     SentFrames<Ticket> sent_;
-    Ticket current_;  ///< what the next frame of a host is about
+    Ticket current_;  ///< of the next frame of a host
 };
 
 }  // namespace orv::nic

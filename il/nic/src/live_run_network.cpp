@@ -85,7 +85,7 @@ void LiveRun::on_join(std::uint32_t id, Time stamp) {
     Flow& flow = flow_of(view);
     Reception& reception = receptions_[view.reception];
     view.times.join = stamp;
-    // For any choice of sources: packets from now on may be for this one.
+    // For any choice of sources: packets from now on may belong to this view.
     if (flow.leaver != kNone) resolve_leaver(flow, !receptions_[views_[flow.leaver].reception].flows(stamp));
     ++flow.members;
     const bool flows = reception.flows(stamp);
@@ -94,7 +94,7 @@ void LiveRun::on_join(std::uint32_t id, Time stamp) {
         reception.waiting.push_back(id);
         return;
     }
-    // The link receives the channel already: the STB joins a flowing stream.
+    // The link already receives the channel: the STB joins a flowing stream.
     view.times.first = reception.last();
     view.before = reception.packets();
     --view.before.received;
@@ -119,7 +119,7 @@ void LiveRun::on_leave(std::uint32_t id, Time stamp, bool told) {
         std::erase(reception.waiting, id);
     }
     if (flow.members > 0 || !has_packet || !view.times.last_valid) return close(id);
-    // It was the group's last member: now measure how long the network still sends.
+    // The last member has left: measure how long the network still sends.
     flow.leaver = id;
     leavers_.push_back(&flow);
 }
@@ -132,8 +132,7 @@ void LiveRun::on_packet(const live::ParsedFrame& frame, const live::UdpPacket& p
         const SourceChoice& choice = choices_[plan_.subscriptions[subscription_of_[index]].filter_index];
         Reception& reception = receptions_[index];
         if (!choice.lets_pass(packet.source)) continue;
-        // After its leave the device stopped, and restarts for another member: nothing in between was
-        // missed.
+        // The device stopped after the leave, and restarts for another member: nothing in between is missing.
         if (flow->leaver != kNone && views_[flow->leaver].reception == index && reception.has_paused(stamp))
             resolve_leaver(*flow, true);
         if (!reception.add(stamp, packet)) continue;

@@ -77,7 +77,7 @@ Time LiveRun::finish(Time time) {
             View& view = views_[stb.view];
             view.undecided = is_undecided(view, time);
             end_view(stb, time);
-            view.planned_leave = kNever;  // all leave at once, one after the other
+            view.planned_leave = kNever;  // all leave now, one after the other
         }
         if (watch_timer_ == 0) watch();
     }

@@ -100,14 +100,14 @@ void LiveWorld::know_hosts(const il::InterfaceConfiguration& interfaces) {
     interfaces.stacks.for_each([this](std::uint32_t handle, const auto& stack) {
         try {
             for (const live::HostAddress& host : hosts_of(handle, stack)) neighbours_.add(host);
-        } catch (const PortFault&) {  // reported when a test is started with it
+        } catch (const PortFault&) {  // reported when a test starts with it
         }
     });
 }
 
 void LiveWorld::on_seen(const SeenFrame& frame, il::Time stamp) {
     if (frame.is_outgoing && run_) run_->on_sent(frame.bytes, stamp);
-    // Of outgoing frames, hosts see only the reports of other hosts of the port.
+    // Of outgoing frames, hosts process only reports of the port's other hosts.
     if (frame.is_outgoing && !membership_.suppress_reports) return;
     const auto parsed = live::ParseFrame(frame.bytes, frame.info);
     if (!parsed) return;

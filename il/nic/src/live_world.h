@@ -18,7 +18,7 @@ struct LiveSurroundings {
     il::ITimeline& timeline;
     FrameSink& sink;
     LiveFigures& figures;
-    std::size_t mtu;  ///< of the IP packets of hosts, in bytes
+    std::size_t mtu;  ///< of IP packets of hosts, bytes
 };
 
 class LiveWorld : public il::World {
@@ -33,7 +33,7 @@ class LiveWorld : public il::World {
 
     /// Makes the hosts of the port's interfaces answer ARP and neighbour discovery.
     void know_hosts(const il::InterfaceConfiguration& interfaces);
-    /// A frame that went through the interface; `stamp` is of the port's time.
+    /// A frame sent or received on the interface; `stamp` is in the port's time.
     void on_seen(const SeenFrame& frame, il::Time stamp);
 
   private:
@@ -47,8 +47,8 @@ class LiveWorld : public il::World {
     const il::TickCounter counter_;
     Neighbours neighbours_;
     std::uint64_t known_revision_ = UINT64_MAX;
-    std::uint64_t runs_ = 0;  ///< started
-    LiveRun* run_ = nullptr;  ///< while there is one
+    std::uint64_t runs_ = 0;  ///< number of runs started
+    LiveRun* run_ = nullptr;  ///< null without a run
 };
 
 }  // namespace orv::nic

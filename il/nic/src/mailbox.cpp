@@ -15,7 +15,7 @@ Mailbox::Mailbox() : event_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
 void Mailbox::post(std::function<void()> work) {
     const std::lock_guard lock(mutex_);
     work_.push_back(std::move(work));
-    // It can only fail when it is readable already.
+    // It fails only if it is readable already.
     [[maybe_unused]] const int done = ::eventfd_write(event_.get(), 1);
 }
 

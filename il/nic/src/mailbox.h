@@ -18,7 +18,7 @@ class Mailbox {
     void post(std::function<void()> work);
     /// Readable while there is work.
     int get_descriptor() const { return event_.get(); }
-    /// Does all of it, in order.
+    /// Runs all work, in order.
     void work_off();
 
   private:

@@ -19,7 +19,7 @@ class Neighbours {
     void clear() { hosts_.clear(); }
     void add(const live::HostAddress& host);
 
-    /// Answers when the target is one of the hosts; anything else is not for them.
+    /// Answers requests for one of the hosts; ignores all others.
     /// Rate limit per 10 ms: a flood of requests does not cause a flood of answers.
     void on_frame(const live::ParsedFrame& frame, il::Time stamp, FrameSink& sink);
 
@@ -35,7 +35,7 @@ class Neighbours {
     const live::HostAddress* find(const live::VlanTags& vlan, const live::IpAddress& target) const;
 
     std::unordered_map<Key, live::HostAddress, Hash> hosts_;
-    il::Time period_ = 0;  ///< in which answers are counted
+    il::Time period_ = 0;  ///< start of the period in which answers are counted
     int answers_ = 0;
 };
 

@@ -40,7 +40,7 @@ constexpr std::size_t kSendOffset = TPACKET2_HDRLEN - sizeof(sockaddr_ll);
 }
 
 FileDescriptor open_socket(const std::string& interface) {
-    // Protocol 0: nothing is received before the ring and the filter are in place.
+    // Protocol 0: nothing is received before ring and filter are set up.
     FileDescriptor made(::socket(AF_PACKET, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     if (made.get() >= 0) return made;
     if (errno == EPERM || errno == EACCES) {
@@ -170,7 +170,7 @@ void PacketLink::open_receiver(int index) {
         fail(interface_, "no filter", errno);
     packet_mreq promiscuous{};
     promiscuous.mr_ifindex = index;
-    promiscuous.mr_type = PACKET_MR_PROMISC;  // hosts have MAC addresses of their own
+    promiscuous.mr_type = PACKET_MR_PROMISC;  // hosts have their own MAC addresses
     set_option(in_, PACKET_ADD_MEMBERSHIP, promiscuous, interface_, "no promiscuous reception");
     bind_to(in_, index, ETH_P_ALL, interface_);
 }
@@ -236,7 +236,7 @@ std::uint32_t PacketLink::get_status(std::size_t slot) const {
 }
 
 std::span<std::byte> PacketLink::room() {
-    // A wrong format is one that the kernel has skipped.
+    // The kernel has skipped a frame of wrong format.
     if ((get_status(next_out_) & (TP_STATUS_SEND_REQUEST | TP_STATUS_SENDING)) != 0) return {};
     return {out_ring_.slot(next_out_) + kSendOffset, kSendSlot - kSendOffset};
 }
@@ -250,7 +250,7 @@ void PacketLink::commit(std::size_t length) {
 
 void PacketLink::flush() {
     if (first_waiting_ == next_out_) return;
-    // A full send buffer, or a queue that has dropped a frame: it stays in the ring, and is sent again.
+    // The send buffer is full, or a queue dropped the frame: it stays in the ring and is sent again.
     while (::send(out_.get(), nullptr, 0, MSG_DONTWAIT) < 0) {
         if (errno == EINTR) continue;
         if (errno == EAGAIN || errno == ENOBUFS) break;

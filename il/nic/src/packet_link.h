@@ -33,20 +33,19 @@ class PacketLink {
     std::size_t get_mtu() const { return mtu_; }
     /// Readable when there are frames to receive.
     int get_descriptor() const { return in_.get(); }
-    /// Calls `see` for frames that there are, in order; not for all of them at once when they are many. True
-    /// when there was none left. Throws NicError when the interface has disappeared, also when a flush found
-    /// that.
+    /// Calls `see` for received frames, in order, but for a limited number at once. True if none is left.
+    /// Throws NicError if the interface has disappeared, even if only a flush has noticed.
     bool receive(const std::function<void(const SeenFrame&)>& see);
-    /// Frames that found no room in the ring since the last call.
+    /// Frames dropped because the ring was full, since the last call.
     std::uint64_t take_dropped();
 
-    /// Where the next frame to be sent can be written; empty while the interface has not taken those before.
+    /// Buffer for the next frame to send; empty while the ring is full.
     std::span<std::byte> room();
     /// The frame in room() is complete.
     void commit(std::size_t length);
     /// Hands complete frames to the interface, as many as it takes now.
     void flush();
-    /// Complete frames that the interface has not taken yet: flush has to be called again, a little later.
+    /// Number of complete frames that the interface has not taken yet: call flush again a little later.
     std::size_t get_backlog() const;
 
   private:
@@ -61,7 +60,7 @@ class PacketLink {
     std::size_t next_out_ = 0;       ///< frame
     std::size_t first_waiting_ = 0;  ///< of those that the interface has not taken
     std::size_t mtu_ = 0;
-    int error_ = 0;  ///< that a flush found
+    int error_ = 0;  ///< error of a flush
 };
 
 }  // namespace orv::nic

@@ -21,11 +21,11 @@ class QueryGate {
     static constexpr il::Time kInterval = 50 * il::kMillisecond;
     static constexpr il::Time kMostAhead = 4 * kInterval;
 
-    bool has_passed_ = false;  ///< the rest is about the last one that did
+    bool has_passed_ = false;  ///< the other members describe the last query that passed
     il::Time passed_ = 0;
     live::MembershipVersion version_{};
     live::Nanoseconds max_response_time_{};
-    il::Time used_until_ = 0;  ///< when the rate would have let all of them pass
+    il::Time used_until_ = 0;  ///< when the rate would have allowed all of them
 };
 
 }  // namespace orv::nic

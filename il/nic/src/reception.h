@@ -32,21 +32,21 @@ class Reception {
   public:
     explicit Reception(Numbering numbering) : numbering_(numbering) {}
 
-    /// A packet that passed. False when it is none of the test's.
+    /// Counts a packet that passed the filter. False if it does not belong to the test.
     bool add(il::Time stamp, const live::UdpPacket& packet);
 
-    /// Whether packets come at `time`: the last one before it is not older than the next one may take.
+    /// Whether the stream flows at `time`: the last packet before is not older than the expected packet
+    /// interval.
     bool flows(il::Time time) const;
     il::Time last() const { return last_; }  ///< packet; kNever when there was none since the restart
-    /// After this time without a packet no more are expected: many times the distance of packets.
+    /// After this time without a packet no more are expected: a multiple of the packet interval.
     il::Time quiet_time() const;
-    /// Whether the time since the last packet is so long that the stream must have stopped in between, when
-    /// one comes at `time`.
+    /// Whether a packet at `time` comes so long after the last one that the stream must have stopped in
+    /// between.
     bool has_paused(il::Time time) const;
     /// Since the start.
     const il::Packets& packets() const { return packets_; }
-    /// A member joins after a time without members: what was not received meanwhile, of any source, is not
-    /// lost.
+    /// A member joins after a time without members: packets missed meanwhile, from any source, are not lost.
     void restart();
 
     std::uint32_t members = 0;           ///< views

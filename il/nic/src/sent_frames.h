@@ -19,7 +19,7 @@ class SentFrames {
         waiting_.push_back({hash_of(frame, 0), now, ticket});
     }
 
-    /// The ticket of a frame that leaves; nothing for one of somebody else's.
+    /// The ticket of a frame seen leaving; none if it is not one of ours.
     std::optional<Ticket> take(std::span<const std::byte> frame) {
         const std::uint64_t hash = hash_of(frame, 0);
         // Frames leave in the order in which they were sent, so it is one of the first.

@@ -64,7 +64,7 @@ void SequenceCounter::add(std::uint64_t sequence, std::uint64_t most_ahead, il::
         return;
     }
     ++(behind < kLate ? packets.reordered : packets.late);
-    // What was sent before the first packet was never missed.
+    // Packets sent before the first one received are not missing.
     if (sequence > lowest_) --packets.lost;
 }
 

@@ -18,19 +18,19 @@ namespace orv::nic {
 ///   count.
 class SequenceCounter {
   public:
-    /// Adds what the packet means to `packets`, its arrival included.
+    /// Adds the packet to `packets`, with the losses, reordering and so on that its number shows.
     void add(std::uint64_t sequence, il::Packets& packets);
-    /// The same of 16 bits that wrap (RFC 3550 section 5.1): the nearest sequence number that it may
-    /// represent, at most 32,767 ahead. One further ahead than `most_ahead` is that of a sender that starts
-    /// anew, when the next one follows it (RFC 3550 appendix A.1).
+    /// The same for 16-bit numbers with wrap-around (RFC 3550 section 5.1): stands for the nearest sequence
+    /// number, at most 32,767 ahead. One further ahead than `most_ahead` means that the sender has restarted,
+    /// if the next one follows it (RFC 3550 appendix A.1).
     void add_wrapping(std::uint16_t sequence, std::uint64_t most_ahead, il::Packets& packets);
 
     bool has_begun() const { return begun_; }
     std::uint64_t highest() const { return highest_; }
 
   private:
-    static constexpr std::uint64_t kWindow = 1024;  ///< remembered, behind the highest
-    /// No outage is that long: 35 years of 1,000 packets a second.
+    static constexpr std::uint64_t kWindow = 1024;  ///< numbers tracked behind the highest
+    /// Longer than any outage: 35 years at 1,000 packets per second.
     static constexpr std::uint64_t kMostAhead = std::uint64_t{1} << 40;
     static constexpr std::uint64_t kLate = 64;
 
@@ -41,9 +41,9 @@ class SequenceCounter {
     void clear(std::uint64_t from, std::uint64_t to);
 
     std::array<std::uint64_t, kWindow / 64> seen_{};
-    std::uint64_t lowest_ = 0;  ///< of this count
+    std::uint64_t lowest_ = 0;  ///< since the count began
     std::uint64_t highest_ = 0;
-    std::uint64_t stray_ = 0;  ///< the last packet out of reach
+    std::uint64_t stray_ = 0;  ///< the last packet out of range
     bool begun_ = false;
     bool has_stray_ = false;
 };

@@ -77,7 +77,7 @@ void StreamSender::run(Time now) {
         }
         due_.push(due);
     }
-    // The rest keeps its deadlines.
+    // The other streams keep their deadlines.
     if (!due_.empty() && due_.top().time <= now) last_run_ = now - kBatch;
 }
 

@@ -16,18 +16,18 @@ namespace orv::nic {
 /// Sends the packets of streams, each at its own distance, written straight into the link's ring.
 class StreamSender {
   public:
-    /// `clock` says what time of day goes into the signatures.
+    /// `clock`: wall clock for the signatures.
     StreamSender(PacketLink& link, const ClockBridge& clock, LiveFigures& figures)
         : link_(link), clock_(clock), figures_(figures) {}
 
-    /// In place of what was sent so far; the streams begin one after the other, spread over the first
-    /// distance of their packets. Streams that go on keep their numbers. Returns how many are left out
-    /// because their packets do not fit into the link's MTU.
+    /// Replaces the streams. They start one after the other, spread over the first packet interval.
+    /// Continuing streams keep their sequence numbers. Returns the number of streams left out because their
+    /// packets exceed the link's MTU.
     std::size_t set(std::vector<Stream> streams, il::Time now);
 
     /// When to call run; kNever when nothing is sent.
     il::Time next() const;
-    /// Writes the packets that are due, up to as many as go out at once. The link has to be flushed then.
+    /// Writes the packets that are due, up to a limit per call. Flush the link afterwards.
     void run(il::Time now);
 
   private:

@@ -32,7 +32,7 @@ class WorkQueue : public il::ITimeline {
 
     /// When the first work is due; kNever when there is none.
     il::Time next() const { return work_.empty() ? il::kNever : work_.begin()->first.first; }
-    /// Does the first work.
+    /// Runs the first work.
     void run_next() {
         const auto first = work_.begin();
         const auto work = std::move(first->second);

@@ -136,7 +136,7 @@ void add_stb_blocks(RequestTable& table) {
         port.configuration.stb_blocks.remove(handles_of<parse_req_DeleteSettopBlock>(request));
         create_resp_DeleteSettopBlock(&response);
     };
-    // One more channel block for an STB block; one that it views already stays where it is.
+    // Adds a channel block to an STB block; one that it already views keeps its position.
     table["iptvcd_1.AssignChannelBlock"] = [](PortState& port, const Message& request, Message& response) {
         std::uint32_t block = 0, channels = 0;
         parse_req_AssignChannelBlock(&request, &block, &channels);

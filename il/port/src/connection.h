@@ -18,9 +18,9 @@ class Connection {
                ISoftwarePort::HangUp hang_up);
 
     bool is_open() const { return open_; }
-    /// Responses carry the number of their request. Nothing when the connection has ended.
+    /// Responses carry the number of their request. Does nothing after the end of the connection.
     void send_answer(const tm::Message& message);
-    /// Numbers the message. `discard_eligible`: nobody needs to acknowledge it.
+    /// Numbers the message. `discard_eligible`: needs no acknowledgement.
     void send_notification(tm::Message& message, bool is_results, bool discard_eligible);
     void hang_up(const std::string& reason);
 

@@ -19,7 +19,7 @@ class FaultInjector {
         bool lose_response = false;
         bool go_offline = false;
     };
-    /// `operation`: name without message set.
+    /// `operation`: request name without message set.
     OnRequest on_request(const std::string& operation);
 
     struct OnNotification {
@@ -40,7 +40,7 @@ class FaultInjector {
         Fault fault;
         std::uint32_t met = 0;
     };
-    /// Counts an occurrence; true when it is the one.
+    /// Counts an occurrence; true if the fault is due.
     static bool is_due(Waiting& waiting) { return ++waiting.met == waiting.fault.occurrence; }
 
     std::vector<Waiting> waiting_;

@@ -36,7 +36,7 @@ void add_general_requests(RequestTable& table) {
     table["HwGeneral_1.DeletePortSets"] = [](PortState& port, const Message& request, Message& response) {
         std::vector<std::uint16_t> handles;
         parse_req_DeletePortSets(&request, &handles);
-        bool all = true;  // the response says so; what is there goes either way
+        bool all = true;  // for the response; existing ones are removed in any case
         for (const std::uint16_t handle : handles) all &= port.configuration.port_sets.erase(handle) > 0;
         create_resp_DeletePortSets(&response, all, true);
     };

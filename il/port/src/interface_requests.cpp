@@ -81,7 +81,7 @@ void add_reading(RequestTable& table) {
         iptvcd_1_bll::parse_req_GetInterfaces(&request, &handles);
         iptvcd_1_bll::create_resp_GetInterfaces(&response, handles, stacks_of(port, handles), true);
     };
-    // A record holds its whole stack, so what is stacked is what there is.
+    // A record holds its whole stack, so all stacked interfaces are known.
     table["iptvcd_1.GetStackedInterfaces"] = [](PortState& port, const Message& request, Message& response) {
         Handles handles;
         iptvcd_1_bll::parse_req_GetStackedInterfaces(&request, &handles);

@@ -99,7 +99,7 @@ void PortCore::receive(const std::vector<std::byte>& bytes) {
     try {
         request = tm::Message::decode(std::vector<std::byte>(bytes));
     } catch (const tm::Tm_exception&) {
-        return;  // without its number it cannot be answered
+        return;  // it cannot be answered without its number
     }
     // Acknowledgements of notifications are ignored.
     if (request.get_msg_type() != tm::TMT_REQUEST) return;

@@ -19,7 +19,7 @@ namespace orv::il {
 /// the run has something left to record. Only then the end is announced.
 class RunControl {
   public:
-    /// All arguments must outlive it.
+    /// All arguments must outlive the object.
     RunControl(World& world, ITimeline& timeline, FaultInjector& faults, Connection& connection);
     /// Cancels its timers.
     ~RunControl();
@@ -31,7 +31,7 @@ class RunControl {
     /// Ends a running test, reports, and announces the end. A test that is ending continues to end. Announces
     /// an end that a fault suppressed.
     void stop();
-    /// Calls `change`, which changes what is sent.
+    /// Calls `change`, which changes the channels that are sent.
     void channels_change(const std::function<void()>& change);
     /// Ends a running test without notification, and all registrations.
     void abandon();
@@ -66,11 +66,11 @@ class RunControl {
     std::optional<Registration> results_;
     std::optional<Registration> end_of_test_;
     std::unique_ptr<Run> run_;
-    bool is_ending_ = false;   ///< the run has been finished, and has something left to record
+    bool is_ending_ = false;   ///< the run has ended, but records are pending
     bool end_missed_ = false;  ///< the last test ended without notification
     Time next_report_ = kNever;
     std::uint64_t wake_ = 0;  ///< id of the timeline; 0: none
-    /// Pending announcements: timer ids, each under a number of its own.
+    /// Timer ids of pending announcements, by a number for each.
     std::map<std::uint64_t, std::uint64_t> late_ends_;
     std::uint64_t last_late_end_ = 0;
 };

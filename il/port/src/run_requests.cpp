@@ -13,7 +13,7 @@ void add_run_requests(RequestTable& table) {
         port.control.start(port.configuration, test);
         create_resp_Start(&response);
     };
-    // Without a test there is nothing to stop: a Stop may cross the end of a test.
+    // Not an error without a test: a Stop may cross the end of a test.
     table["iptvcd_1.Stop"] = [](PortState& port, const Message& request, Message& response) {
         parse_req_Stop(&request);
         port.control.stop();

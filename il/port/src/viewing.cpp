@@ -17,7 +17,7 @@ std::uint32_t choose_channel(const PlannedBlock& block, TestType type, std::uint
     const auto count = static_cast<std::uint32_t>(block.channels.size());
     if (views_begun == 0) return block.initial_channel(settop_index);
     ZapDirection direction = block.profile.zap_direction;
-    // Each channel once: that has an order.
+    // Each channel once, in order.
     if (type == TestType::VERIFICATION && direction == ZapDirection::DIR_RANDOM)
         direction = ZapDirection::DIR_UP;
     switch (direction) {
@@ -46,7 +46,7 @@ Time end_of_view(const PlannedBlock& block, std::uint32_t views_begun, const Vie
     Time reference = joined;
     switch (profile.zap_interval_type) {
         case ZapIntervalType::LTL:
-            // The first view is as long as if there had been one before it.
+            // The first view is as long as if there had been a previous one.
             reference =
                 start.last_leave != kNever ? start.last_leave : joined - ms(profile.leave_to_join_delay);
             break;

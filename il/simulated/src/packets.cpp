@@ -6,7 +6,7 @@ namespace orv::il {
 
 namespace {
 
-constexpr double kLongestDelayMs = 1e9;  ///< a week and a half; keeps sums of times within their range
+constexpr double kLongestDelayMs = 1e9;  ///< a week and a half; keeps sums of times in range
 
 /// Time that packets lost in a row take; kNever when it is all time.
 Time time_lost(double packets_per_second, double loss, Random& random) {

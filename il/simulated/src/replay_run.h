@@ -20,7 +20,7 @@ class ReplayRun : public Run {
 
     Time end() const override { return end_; }
     void run_to(Time time) override;
-    /// What was recorded stays as it was.
+    /// Recorded reports do not change.
     void channels_change(Time, const std::function<void()>& change) override { change(); }
     Time finish(Time time) override;
 

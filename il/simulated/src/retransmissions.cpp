@@ -28,7 +28,7 @@ void Retransmissions::draw_losses(const View& view, double packets_per_ns, Rando
     for (std::uint64_t i = 0; i < view.lost; ++i) {
         const double time = static_cast<double>(view.first) + random.fraction() * length;
         const auto number = static_cast<std::uint64_t>(time * packets_per_ns);
-        // The gap shows when the next packet arrives.
+        // The gap is detected when the next packet arrives.
         packets.push_back({number, static_cast<Time>(static_cast<double>(number + 1) / packets_per_ns)});
     }
     std::sort(packets.begin(), packets.end(),

@@ -22,17 +22,17 @@ class Retransmissions {
         Time end = 0;    ///< the STB sends no NACK after it
         std::uint64_t lost = 0;
     };
-    /// One NACK, as far as the event record is concerned with it.
+    /// One NACK, as needed for its event record.
     struct Nack {
-        std::uint16_t sequence = 0;  ///< RTP sequence number of the first packet asked for
+        std::uint16_t sequence = 0;  ///< RTP sequence number of the first packet requested
         Time sent = kNever;
         Time last_received = kNever;  ///< `sent` when nothing came
         bool flagged = false;
-        bool failed = false;  ///< at least one of the packets asked for was lost again
+        bool failed = false;  ///< at least one requested packet was lost again
     };
 
-    /// `threshold_ms`: slower retransmissions are flagged; 0: none. `next_nack`: the STB sends none before;
-    /// moved on by those that it sends. The result is good until the next call.
+    /// `threshold_ms`: slower retransmissions are flagged; 0: none. `next_nack`: earliest time of the STB's
+    /// next NACK, updated by the NACKs sent. The result is valid until the next call.
     const std::vector<Nack>& work_out(const View& view, const iptvcd_1_bll::rrr_stbConfig_s& config,
                                       std::uint32_t threshold_ms, const NetworkBehaviour& network,
                                       Random& random, Time& next_nack);
@@ -40,14 +40,14 @@ class Retransmissions {
   private:
     struct Missing {
         std::uint64_t number = 0;  ///< of the packet, counted from time 0
-        Time known = 0;            ///< when the STB notices
+        Time known = 0;            ///< when the STB detects the loss
         bool asked = false;
     };
-    /// Packets that are asked for in the order in which they are noticed.
+    /// Missing packets, requested in the order of detection.
     struct Queue {
         std::vector<Missing> packets;
-        std::size_t head = 0;  ///< the first that has not been asked for
-        Time delay = 0;        ///< from noticing to asking
+        std::size_t head = 0;  ///< the first one not yet requested
+        Time delay = 0;        ///< from detection to request
 
         bool empty() const { return head == packets.size(); }
         Time ready() const { return packets[head].known + delay; }
@@ -58,7 +58,7 @@ class Retransmissions {
 
     Queue noticed_;
     Queue lost_again_;
-    std::vector<std::uint64_t> asked_;  ///< numbers of the packets of one NACK
+    std::vector<std::uint64_t> asked_;  ///< numbers of the packets in one NACK
     std::vector<Nack> nacks_;
 };
 

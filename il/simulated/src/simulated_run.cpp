@@ -113,7 +113,7 @@ void SimulatedRun::join_multicast(std::uint32_t number, Time now) {
     stb.join_lost = !streams_.flows(stb.link, channel.group_index, now) &&
                     stb.random.happens(network_of(channel).join_failure);
     stb.first = is_sent(channel) && !stb.join_lost ? enter_stream(stb, now) : kNever;
-    // A view with a unicast burst has its end already, unless that depends on the first packet.
+    // The end of a view with a unicast burst is already planned, unless it depends on the first packet.
     if (!plan_.uses_unicast() || block_of(stb).profile.zap_interval_type == ZapIntervalType::MTL)
         schedule(number, now);
 }
@@ -127,7 +127,7 @@ Time SimulatedRun::enter_stream(Stb& stb, Time now) {
         first += draw_delay(network.join_delay, stb.random) + draw_delay(network.jitter, stb.random);
     first = streams_.join(stb.link, channel.group_index, now, first);
     stb.member = true;
-    // Of a stream that flows, it is the last one before the join.
+    // In a flowing stream, it is the last packet before the join.
     if (first < now) first = std::max(first, now - packet_gap(network.packet_rate));
     return first_arrival(first, network.packet_rate, network.loss, stb.random);
 }
@@ -139,7 +139,7 @@ void SimulatedRun::schedule(std::uint32_t number, Time now) {
     const bool joins_later = plan_.uses_unicast() && !profile.unicast_only && stb.join == kNever;
     const Time join = joins_later ? std::max(multicast_join_time(stb), now) : kNever;
     if (joins_later && profile.zap_interval_type == ZapIntervalType::MTL) {
-        queue_.push({join, number, Step::JoinMulticast});  // the end depends on what it brings
+        queue_.push({join, number, Step::JoinMulticast});  // the end depends on the join's result
         return;
     }
     const ViewStart start{stb.last_leave, stb.join, stb.first, stb.unicast_join, stb.unicast_first};

@@ -42,9 +42,9 @@ class SimulatedRun : public Run {
         Time first = kNever;  ///< multicast packet
         Time unicast_join = kNever;
         Time unicast_first = kNever;
-        Time unicast_last = kNever;  ///< when it is known from the start; the end of the view may be earlier
+        Time unicast_last = kNever;  ///< if known from the start; the end of the view may be earlier
         Time sbit_first = kNever;
-        Time next_nack = 0;       ///< not before
+        Time next_nack = 0;       ///< earliest time
         std::uint32_t index = 0;  ///< within its block, from 0
         std::uint32_t block = 0;
         std::uint32_t link = 0;
@@ -54,17 +54,17 @@ class SimulatedRun : public Run {
         bool member : 1 = false;       ///< of the channel's stream
         bool join_lost : 1 = false;    ///< no packets follow
         bool burst_lost : 1 = false;   ///< no packets follow the unicast join
-        bool sbit_late : 1 = false;    ///< later than it may come
-        bool interrupted : 1 = false;  ///< there is an interruption
+        bool sbit_late : 1 = false;    ///< later than allowed
+        bool interrupted : 1 = false;  ///< has an entry in interruptions_
     };
     static_assert(sizeof(Stb) <= 100);
 
-    /// What happened to a view whose channel was no longer sent.
+    /// Interruption of a view whose channel was no longer sent.
     struct Interruption {
         Time stopped = kNever;          ///< multicast
         Time resumed = kNever;          ///< multicast, after `stopped`; may be still to come
         Time silence = 0;               ///< multicast, before `stopped`
-        Time unicast_stopped = kNever;  ///< for good: a burst is the answer to one request
+        Time unicast_stopped = kNever;  ///< permanently: a burst answers a single request
     };
     enum class Ending : std::uint8_t { OfView, OfTest };
 
@@ -75,7 +75,7 @@ class SimulatedRun : public Run {
     }
     bool is_sent(const PlannedChannel& channel) const { return sent_[channel.subscription]; }
 
-    // What an STB does when.
+    // Schedule of an STB.
     void begin_view(std::uint32_t number, Time now);
     void join_multicast(std::uint32_t number, Time now);
     Time enter_stream(Stb& stb, Time now);
@@ -92,14 +92,14 @@ class SimulatedRun : public Run {
     bool has_left_unicast(const Stb& stb, Time now) const;
     void leave_unicast(Stb& stb, Time now, Ending ending, ViewTimes& view);
 
-    // Changes of what is sent.
+    // Changes of the channels that are sent.
     std::vector<bool> ask_what_is_sent() const;
     void cut_streams(Time now);
     void lose_source(std::uint32_t number, Time now);
     void find_source(std::uint32_t number, Time now);
     void add_interruption(const Stb& stb, Time now, ViewTimes& view) const;
 
-    // How a view ends and what is recorded of it.
+    // End and record of a view.
     bool awaits_packet(const Stb& stb, Time now) const;
     void end_view(Stb& stb, Time now, Ending ending);
     void leave_multicast(Stb& stb, Time now, ViewTimes& view);

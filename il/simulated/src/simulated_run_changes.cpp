@@ -38,7 +38,7 @@ void SimulatedRun::channels_change(Time time, const std::function<void()>& chang
         changed[number] = true;
         sent_[subscription] ? find_source(number, time) : lose_source(number, time);
     }
-    // Their pending events may have depended on packets.
+    // Their pending events may depend on packets.
     queue_.erase_if([&changed](const EventQueue::Entry& entry) { return changed[entry.stb]; });
     for (std::uint32_t number = 0; number < stbs_.size(); ++number)
         if (changed[number]) schedule(number, time);

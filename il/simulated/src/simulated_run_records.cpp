@@ -1,4 +1,4 @@
-// How a view ends and what is recorded of it.
+// End and record of a view.
 #include <algorithm>
 
 #include "packets.h"
@@ -47,11 +47,11 @@ void SimulatedRun::leave_multicast(Stb& stb, Time now, ViewTimes& view) {
             tells ? now + draw_delay(network.leave_delay, stb.random) + draw_delay(network.jitter, stb.random)
                   : now + kGroupMembershipInterval;
         const bool was_last = streams_.leave(stb.link, channel.group_index, end);
-        // An STB that cannot send a leave stops listening all the same.
+        // An STB that cannot send a leave still stops listening.
         if (tells && was_last) last = end;
         view.last_valid = tells;
     }
-    if (stb.first == kNever || stb.first > now) return;  // the first packet has no receiver
+    if (stb.first == kNever || stb.first > now) return;  // the first packet came too late
     view.first = stb.first;
     view.last = last;
     if (stb.interrupted) add_interruption(stb, now, view);

@@ -34,10 +34,10 @@ void SimulatedRun::begin_burst(Stb& stb, Time now) {
     stb.unicast_first = first_arrival(first, burst_rate_of(network), network.loss, stb.random);
     if (stb.sbit_first != kNever) {
         stb.sbit_first = first_arrival(stb.sbit_first, network.packet_rate, network.loss, stb.random);
-        // With all of the burst before it lost, the first packet is the one with the S-bit.
+        // If the whole burst before it is lost, the packet with the S-bit is the first one.
         if (stb.sbit_first != kNever) stb.unicast_first = std::min(stb.unicast_first, stb.sbit_first);
     }
-    // A leave that is known from the start tells now whether the S-bit still comes.
+    // If the leave is known from the start, it is known now whether the S-bit comes before it.
     if (plan_.test.unicast_leave_trigger != UnicastLeaveTriggerType::UNICAST_JOIN_AND_DELAY) return;
     const Time leave = unicast_leave_time(stb);
     if (leave == kNever) return;
@@ -54,7 +54,7 @@ void SimulatedRun::draw_sbit(Stb& stb, Time burst) {
     const Time most = std::max(least, ms(plan_.test.max_sbit_delay));
     Time delay = least + static_cast<Time>(stb.random.fraction() * static_cast<double>(most - least));
     if (const std::uint32_t level = block_of(stb).config.min_buffer_level; level > 0) {
-        // The buffer fills by what the STB does not play.
+        // The buffer fills with the packets received in excess of those played.
         const double surplus = network_of(channel_of(stb)).burst_rate - 1;
         if (surplus <= 1e-6) return;
         const double fill = static_cast<double>(ms(level)) / surplus;
@@ -115,7 +115,7 @@ void SimulatedRun::leave_unicast(Stb& stb, Time now, Ending ending, ViewTimes& v
         view.sbit_first = stb.sbit_first;
         view.sbit_failure = stb.sbit_late;
     } else {
-        // An S-bit cut off by the end of the test could still have come.
+        // Without the end of the test, the S-bit might still have come.
         view.sbit_failure = waits_for_sbit() && !(ending == Ending::OfTest && stb.sbit_first > now);
     }
     view.unicast_last = last_arrival(std::max(view.unicast_first, view.sbit_first), last, network.packet_rate,

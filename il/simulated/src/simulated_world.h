@@ -16,7 +16,7 @@ namespace orv::il {
 /// Emulates STBs, or reports recordings in place of them. Each run of a port has a seed of its own.
 class SimulatedWorld : public World {
   public:
-    /// `network` outlives it. `now` is when the port is made.
+    /// `network` must outlive the world. `now`: creation time of the port.
     SimulatedWorld(std::string port, const Network& network, Time now, std::optional<Recordings> recordings);
 
     std::unique_ptr<Run> start(const PortConfiguration& configuration, const TestStart& start, Time now,
@@ -27,7 +27,7 @@ class SimulatedWorld : public World {
     const Network& network_;
     const TickCounter counter_;
     const std::optional<Recordings> recordings_;
-    std::uint64_t runs_ = 0;  ///< started
+    std::uint64_t runs_ = 0;  ///< number of runs started
 };
 
 }  // namespace orv::il

@@ -6,7 +6,7 @@
 namespace orv::il {
 
 bool StreamTable::Stream::flows(Time now) const {
-    // Left before its first packet and ended before it, too: such a stream never came.
+    // The stream was left, and ended, before its first packet: it never came.
     return members > 0 || (now < end && first < end);
 }
 

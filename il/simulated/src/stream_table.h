@@ -15,14 +15,14 @@ class StreamTable {
   public:
     StreamTable();
 
-    /// Whether a join at that time meets a stream that flows already, or is about to.
+    /// Whether a join at that time finds a stream that flows already or is about to.
     bool flows(std::uint32_t link, std::uint32_t group, Time now) const;
-    /// A new member. `first_packet` starts the stream when it does not flow. Returns the time of the stream's
-    /// first packet. Times of joins do not go back.
+    /// Adds a member. `first_packet` starts the stream if it does not flow. Returns the time of the stream's
+    /// first packet. Times of joins must not decrease.
     Time join(std::uint32_t link, std::uint32_t group, Time now, Time first_packet);
-    /// A member less. When it was the last one, the stream ends at `last_packet`. Returns whether it was.
+    /// Removes a member. If it was the last one, the stream ends at `last_packet`. Returns whether it was.
     bool leave(std::uint32_t link, std::uint32_t group, Time last_packet);
-    /// Streams without members of groups (by index) that are true end now.
+    /// Ends the streams without members of all groups that are true in the list (by index).
     void cut(const std::vector<bool>& groups, Time now);
 
   private:
@@ -30,7 +30,7 @@ class StreamTable {
     struct Stream {
         std::uint64_t key = kFree;  ///< link and group
         Time first = 0;
-        Time end = 0;  ///< no packet then or later; of no meaning while there are members
+        Time end = 0;  ///< no packets from then on; unused while there are members
         std::uint32_t members = 0;
 
         bool flows(Time now) const;
@@ -38,12 +38,12 @@ class StreamTable {
     static std::uint64_t key_of(std::uint32_t link, std::uint32_t group) {
         return std::uint64_t{link} << 32 | group;
     }
-    /// Where the stream is, or is to be put.
+    /// The slot of a stream, or a free slot for it.
     std::size_t slot_of(std::uint64_t key) const;
     void make_room(Time now);
 
-    std::vector<Stream> slots_;  ///< a power of two, half of it free
-    int shift_ = 0;              ///< leaves as many bits of a hash as there are slots
+    std::vector<Stream> slots_;  ///< size is a power of two; at least half are free
+    int shift_ = 0;              ///< reduces a hash to the index of a slot
     std::size_t used_ = 0;
 };
 

@@ -20,14 +20,14 @@ struct Ipv6Address_s {
 };
 extern const char* const Ipv6Address_t_names[];
 
-/// An IPv4 or IPv6 address; 0.0.0.0 until set. A type other than 0 and 1 means no address.
+/// An IPv4 or IPv6 address; 0.0.0.0 by default. A type other than 0 and 1 means no address.
 struct ipAddress_t {
     static constexpr std::uint32_t kV4 = 0;
     static constexpr std::uint32_t kV6 = 1;
 
     std::uint32_t type = kV4;  ///< a value of ipAddressType_t
     union {
-        Ipv4Address_s v4;         ///< type 0; the other bytes have no meaning
+        Ipv4Address_s v4;         ///< type 0; the other bytes are unused
         Ipv6Address_s v6 = {{}};  ///< type 1
     };
 

@@ -1,8 +1,7 @@
-// What the generated encoders and decoders of the message sets are made of.
-//
-// A generated function names the members of one record or message in order; these classes know how a member
-// of each kind travels. Used from one thread at a time, like the messages they write and read. Everything
-// that is wrong with a message ends in Tm_exception.
+// Building blocks of the generated encoders and decoders of the message sets.
+// A generated function lists the members of one record or message in order; these classes encode and decode
+// members of each kind. Not thread-safe, like the messages they write and read. A malformed message causes a
+// Tm_exception.
 #pragma once
 
 #include <algorithm>
@@ -29,10 +28,11 @@ using Encoder = void (*)(Struct* out, const Record* record, bool copy_arrays, tm
 template <class Record>
 using Decoder = void (*)(const tm::Tm_struct* in, Record* record);
 
-/// Element count as arrays take it. Throws Tm_exception above INT_MAX.
+/// An element count as the int that arrays take. Throws Tm_exception above INT_MAX.
 int array_count(std::size_t size);
 
-/// Records of an array as packed rows, and back. Defined in packed_rows.h, which also explains `Row`.
+/// Converts the records of an array to packed rows and back. Defined in packed_rows.h, which also explains
+/// `Row`.
 template <class Row, class Record>
 std::unique_ptr<tm::Tm_value> pack_rows(const std::vector<Record>& records);
 template <class Row, class Record>
@@ -55,7 +55,7 @@ void copy_simple(const tm::Tm_array& array, Simple* to) {
     for (int i = 0; i < count; ++i) array.accept_element(i, taker);
 }
 
-/// Where members of a record go: the next position of its table.
+/// Destination of a record's members: the next position of its table.
 class Record_target {
   public:
     Record_target(tm::Tm_prenamed_struct* out, const char* const* names, tm::Tm_names_catalog* catalog)
@@ -77,7 +77,7 @@ class Record_target {
     int next_ = 0;
 };
 
-/// Where members of a message go: group 1, under the next name of the list.
+/// Destination of a message's members: group 1, under the next name of the list.
 class Message_target {
   public:
     Message_target(tm::Message* out, const char* const* names) : out_(out), next_(names) {}
@@ -98,7 +98,7 @@ class Message_target {
     const char* const* next_;
 };
 
-/// Adds members one after the other.
+/// Adds members in order.
 template <class Target>
 class Members_writer {
   public:
@@ -145,8 +145,8 @@ class Members_writer {
         for (const Record& record : records) array->add_member_and_own(encoded(record, encode).release());
         target_.put_own(std::move(array));
     }
-    /// An optional record: zero or one element. False, and nothing added, when there are more; the record
-    /// then ends before this member.
+    /// Adds an optional record: zero or one element. If there are more, adds nothing and returns false; the
+    /// record then ends before this member.
     template <class Record, class Struct>
     [[nodiscard]] bool add_optional(const std::vector<Record>& records, Encoder<Struct, Record> encode) {
         if (records.size() > 1) return false;
@@ -196,13 +196,12 @@ class Message_writer : public Members_writer<Message_target> {
         : Members_writer(Message_target(out, names), copy_arrays) {}
 };
 
-/// Most elements that room is made for before one has been read. A peer may declare any number of elements,
-/// each of them a byte long, of a record that takes hundreds; memory grows with what has been read.
+/// Most elements to reserve memory for before reading the first. A peer may declare any number of one-byte
+/// elements whose records take hundreds of bytes each; beyond this limit memory grows with the elements read.
 inline constexpr std::size_t kReserveAtOnce = 1024;
 
-/// Reads members by name, in the order in which they are expected, so that finding one costs one comparison.
-/// Every read throws Tm_exception that names a member that is missing or of another kind. Vectors read into
-/// are emptied.
+/// Reads members by name in the expected order, so that finding one costs one comparison. Every read throws a
+/// Tm_exception that names the member if it is missing or of another kind. Output vectors are cleared first.
 class Members_reader {
   public:
     /// `names`: the names of the members to read, in order.
@@ -223,7 +222,7 @@ class Members_reader {
         values->resize(array.size());
         copy_simple(array, values->data());
     }
-    /// Throws Tm_exception for another number of elements than N.
+    /// Throws Tm_exception unless there are exactly N elements.
     template <class Simple, std::size_t N>
     void read(Simple (*values)[N]) {
         const tm::Tm_array& array = next_array(tm::kind_of<Simple>);
@@ -257,7 +256,7 @@ class Members_reader {
         records->reserve(std::min(array.size(), kReserveAtOnce));
         for (int i = 0; i < count; ++i) decode(array.get_member_struct(i), &records->emplace_back());
     }
-    /// Zero or one record; more throws Tm_exception.
+    /// Zero or one record; throws Tm_exception if there are more.
     template <class Record>
     void read_optional(std::vector<Record>* records, Decoder<Record> decode) {
         read_records(records, decode);
@@ -271,10 +270,10 @@ class Members_reader {
 
   private:
     const tm::Tm_struct* next_struct();
-    /// The next member, an array of `kind` or without elements.
+    /// The next member: an array of `kind`, or an empty array.
     const tm::Tm_array& next_array(tm::TMV kind);
     int next_enum(const tm::tm_enum_map* map);
-    /// Value of a name of the member read last.
+    /// Value of an enumeration name. The member read last is named in the error.
     int enum_value(const char* text, const tm::tm_enum_map* map) const;
     void check_length(const tm::Tm_array& array, std::size_t length) const;
     void check_optional(std::size_t count) const;
@@ -293,16 +292,16 @@ class Members_reader {
 /// Request name of a set whose requests are named by the set that offers them.
 inline constexpr const char* kUnnamed = nullptr;
 
-/// Makes the message a request without members. `name` null: its name stays.
+/// Turns the message into a request without members. A null `name` keeps its name.
 void begin_request(tm::Message* message, const char* name);
 void begin_response(tm::Message* message);
-/// Ends a message after its last member.
+/// Completes a message after its last member.
 void finish(tm::Message* message);
 
-/// Throws Tm_type_mismatch_exception(found, request) for another type, Tm_exception for another name (when
-/// not null).
+/// Throws Tm_type_mismatch_exception(found, request) if the message is not a request, and Tm_exception if
+/// `name` is not null and differs from its name.
 void check_request(const tm::Message& message, const char* name);
-/// Throws Tm_type_mismatch_exception(found, response) for another type.
+/// Throws Tm_type_mismatch_exception(found, response) if the message is not a response.
 void check_response(const tm::Message& message);
 const tm::Tm_struct& members_of(const tm::Message& message);
 

@@ -39,7 +39,7 @@ std::optional<std::uint32_t> Row_shapes::address_type_of(
     if (shape == nullptr) return std::nullopt;
     for (std::uint32_t type = 0; type <= kNoAddress; ++type)
         if (shape == shapes_[type]) return type;
-    // A message that was read before this record was first used has a shape of its own that is equal.
+    // A message decoded before the first use of this record has an equal shape of its own.
     for (std::uint32_t type = 0; type <= kNoAddress; ++type)
         if (*shape == *shapes_[type]) return type;
     return std::nullopt;

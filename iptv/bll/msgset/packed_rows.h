@@ -1,11 +1,9 @@
 // Arrays of event records as packed rows: the hot path of result notifications.
-//
 // A row holds the simple members in order, then the bytes of the record's one IP address, whose length
 // depends on its type (orv/tm/flat_shape.h has the layout). So there is one shape per type of address, and
-// simple members lie at the same place in all of them. Records of other shapes, or sent as structs, are read
+// simple members have the same offset in all of them. Records of other shapes, or sent as structs, are read
 // by name with the same result.
-//
-// A description of a record, `Row`, has
+// `Row`, the description of a record, has
 //   Record                      the record
 //   address                     pointer to its member of type ipAddress_t
 //   decode                      its decoder, which reads by name
@@ -31,9 +29,9 @@ namespace orv::msgset {
 using iptvcd_1_bll::ipAddress_t;
 
 static_assert(std::endian::native == std::endian::little,
-              "rows are little-endian and are copied as they lie");
+              "rows are little-endian and are copied byte for byte");
 
-/// Writes simple members to consecutive places of a row.
+/// Writes simple members to consecutive positions of a row.
 class Row_out {
   public:
     explicit Row_out(std::byte* row) : next_(row) {}
@@ -47,7 +45,7 @@ class Row_out {
     std::byte* next_;
 };
 
-/// Reads simple members from consecutive places of a row.
+/// Reads simple members from consecutive positions of a row.
 class Row_in {
   public:
     explicit Row_in(const std::byte* row) : next_(row) {}
@@ -141,8 +139,8 @@ void unpack_rows(const tm::Tm_array& array, std::vector<Record>* records) {
         return Row::shapes().address_type_of(segment.run.shape).value_or(kUnknownShape);
     };
     const auto segments = array.segments();
-    // Rows of a known shape are there in full, so room for all of them is made at once; others grow as they
-    // are read.
+    // All rows of a known shape are in the message, so memory for all is reserved at once; other arrays grow
+    // as they are read.
     std::size_t known = 0;
     for (const auto& segment : segments) known += address_type(segment) == kUnknownShape ? 0 : segment.count;
     records->clear();

@@ -1,4 +1,4 @@
-// Objects of a class by handle.
+// Lookup of objects by handle.
 #pragma once
 
 #include <cstdint>
@@ -8,7 +8,7 @@
 
 namespace orv::iptv {
 
-/// The object of a handle, or null when there is none or it is of another class.
+/// Null if no object has the handle or it is of another class.
 template <class T>
 T* FindByHandle(std::uint32_t handle) {
     return dynamic_cast<T*>(framework::CHandleRegistry::Instance().Find(handle));

@@ -7,10 +7,9 @@ namespace orv::iptv {
 
 inline constexpr std::uint32_t kDataModelId = 0x21000000;
 
-/// Activates the data model on its first call; always true. Every class file calls it from its static
+/// Activates the data model on the first call; always returns true. Every class file calls it from its static
 /// initialiser, so that the model is active before the first factory is registered, whatever the order of the
-/// files. A model that cannot be activated is reported by whoever loads the library: a static initialiser
-/// must not throw.
+/// files. The loader of the library reports a failed activation: a static initialiser must not throw.
 bool InitAttributeBuilder();
 
 }  // namespace orv::iptv

@@ -1,4 +1,4 @@
-// Making objects of the host, and what is said when it cannot make one.
+// Creation of host objects, and the errors when it fails.
 #pragma once
 
 #include <memory>
@@ -12,14 +12,14 @@
 
 namespace orv::iptv {
 
-/// Releases an object that has no parent.
+/// Deleter for an object without parent.
 struct ReleaseOwned {
     void operator()(framework::CScriptable* object) const { framework::ReleaseScriptable(object); }
 };
 using OwnedScriptable = std::unique_ptr<framework::CScriptable, ReleaseOwned>;
 
-/// A new object. When it cannot be made, logs `what` and throws COrvRunTimeError that names `class_name`.
-/// What is made without parent is the caller's.
+/// Creates an object; without `parent` the caller owns it. On failure logs `what` and throws a
+/// COrvRunTimeError that names `class_name`.
 template <class T>
 T& CreateOrThrow(common::ClassId id, framework::CScriptable* parent, const framework::LazyText& what,
                  const std::string& class_name,
@@ -30,7 +30,7 @@ T& CreateOrThrow(common::ClassId id, framework::CScriptable* parent, const frame
     ThrowCreationFailure(what, class_name, where);
 }
 
-/// A new command without parent, of the C++ class that `T::CLASS_ID()` names.
+/// Creates a command of class T, without parent.
 template <class T>
 std::unique_ptr<T, ReleaseOwned> CreateCommand(
     const std::string& class_name, const std::source_location& where = std::source_location::current()) {

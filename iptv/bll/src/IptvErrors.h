@@ -1,4 +1,4 @@
-// The patterns in which the plug-in reports what went wrong. Each logs and then throws or reports.
+// How the plug-in reports errors: each function logs, then throws or adds a validation report.
 #pragma once
 
 #include <source_location>
@@ -12,16 +12,16 @@ class CBaseValidationContext;
 
 namespace orv::iptv {
 
-/// What the texts of thrown errors begin with.
+/// Prefixes of the texts of thrown errors.
 extern const std::string iptvAutomationObjErrMsg;
 extern const std::string iptvAutomationRpcErrMsg;
 extern const std::string iptvAutomationMemErrMsg;
 
-/// An object that the configuration must contain was not found, or is of another class.
+/// A required object was not found, or is of another class.
 struct LookupFailure {
-    const char* object;     ///< what was sought: "MulticastGroup"
-    const char* from;       ///< where it was sought from: "ChannelBlock"
-    const char* operation;  ///< who sought it: "CIptvChannelBlock::ValidateChannelBlock"
+    const char* object;     ///< the missing object: "MulticastGroup"
+    const char* from;       ///< the object that should refer to it: "ChannelBlock"
+    const char* operation;  ///< the operation that needs it: "CIptvChannelBlock::ValidateChannelBlock"
 };
 
 /// Developer log (details) and user log (summary).
@@ -32,12 +32,12 @@ void LogLookupFailure(const LookupFailure& failure,
 [[noreturn]] void ThrowLookupFailure(const LookupFailure& failure, const std::string& detail,
                                      const std::source_location& where = std::source_location::current());
 
-/// The same inside a validator: `report` also becomes an error of the context, between logging and throwing.
+/// The same for validators: between logging and throwing, `report` is added to the context as an error.
 [[noreturn]] void ThrowLookupFailure(const LookupFailure& failure, framework::CBaseValidationContext& context,
                                      const std::string& report, const std::string& detail,
                                      const std::source_location& where = std::source_location::current());
 
-/// An object could not be created: logs `what`.
+/// Logs that `what` could not be created.
 void LogCreationFailure(const framework::LazyText& what,
                         const std::source_location& where = std::source_location::current());
 
@@ -48,7 +48,7 @@ void LogCreationFailure(const framework::LazyText& what,
 /// The source of a validation report: path and line without separator.
 std::string SourceTag(const std::source_location& where);
 
-/// Reports the violation of a rule. Validation goes on.
+/// Reports a broken rule. Validation continues.
 void ReportError(framework::CBaseValidationContext& context, const std::string& message,
                  const std::source_location& where = std::source_location::current());
 

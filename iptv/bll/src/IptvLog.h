@@ -12,21 +12,20 @@ namespace orv::iptv {
 
 using framework::LogLevelType;
 
-/// "content.mulvane.iptv": traces and the details of failures, for whoever maintains the plug-in.
+/// "content.mulvane.iptv": traces and details of failures, for developers.
 framework::BLLLogger* devLogger();
-/// "user.iptv": what a user should know.
+/// "user.iptv": messages for users.
 framework::BLLLogger* userLogger();
 
-/// Writes a resource with its arguments. Nothing is formatted when the logger is missing or off for the
-/// level.
+/// Writes a resource with its arguments. Nothing is formatted if there is no logger or its level is off.
 void LogResource(framework::BLLLogger* logger, LogLevelType level, std::uint32_t id,
                  std::initializer_list<framework::LazyText> arguments,
                  const std::source_location& where = std::source_location::current());
-/// Writes a plain text, under the same guard.
+/// Writes a plain text, on the same condition.
 void LogText(framework::BLLLogger* logger, LogLevelType level, const framework::LazyText& text,
              const std::source_location& where = std::source_location::current());
 
-/// A debug trace on the developer log.
+/// Writes a debug trace to the developer log.
 void Trace(const framework::LazyText& text,
            const std::source_location& where = std::source_location::current());
 

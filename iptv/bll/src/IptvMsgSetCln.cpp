@@ -74,7 +74,7 @@ CIptvMsgSetCln::CIptvMsgSetCln(const core::CPort* port)
         }
         m_portOnlineProp = online->id;
     }
-    // The delegate is the client's own, so that it can be registered with a port that others only look at.
+    // const_cast: registering the client's delegate leaves the port's configuration as it is.
     const_cast<core::CPort*>(port)->RegisterPropertyChangeDelegate(m_portOnlineProp, m_portOnlineDelegate);
 }
 
@@ -99,14 +99,14 @@ void CIptvMsgSetCln::PortOfflineHandler(CScriptable*, framework::PropId) {
     project->GetObjects(objects, CIptvViewingProfileConfig::CLASS_ID(), common::kParentChild);
     project->GetObjects(objects, CIptvChannelBlock::CLASS_ID(), common::kParentChild);
     for (CScriptable* object : objects) {
-        // What is to be deleted stays so.
+        // Objects marked for deletion keep that state.
         if (!object->IsDeleted()) object->SetObjectState(CScriptable::STATE_MODIFIED);
     }
 }
 
 void CIptvMsgSetCln::ForgetEverything() {
-    // A port that comes back may have lost its configuration, so it is sent everything again; a response that
-    // is still in flight is ignored.
+    // A port that comes back may have lost its configuration, so everything is sent again. A response still
+    // in flight is ignored.
     Abandon();
     m_knownBlocks.clear();
     m_sent = {};

@@ -1,4 +1,4 @@
-// The plug-in's client of one port.
+// The plug-in's client for one port.
 #pragma once
 
 #include <cstdint>
@@ -33,7 +33,7 @@ using framework::CScriptable;
 using framework::ScriptableVec;
 using tm::Message;
 
-/// Keys of the apply map: what is to be done with the objects under them.
+/// Keys of the apply map: the pending operation on the objects under a key.
 namespace apply_key {
 inline constexpr const char* kDeleteSettopBlock = "DeleteSettopBlock";
 inline constexpr const char* kDeleteChannelBlock = "DeleteChannelBlock";
@@ -43,12 +43,11 @@ inline constexpr const char* kUpdateChannelBlock = "UpdateChannelBlock";
 inline constexpr const char* kUpdateSettopBlock = "UpdateSettopBlock";
 }  // namespace apply_key
 
-/// Brings one port in line with the IPTV configuration: works out what has changed for the port, and sends it
-/// one request at a time, each after the response to the one before.
-///
-/// What a port knows (profiles, ranges, blocks) is noted when the port has answered, so that the next apply
-/// completes one that failed half-way. Clients are made by the first apply that needs them and released when
-/// their port is destroyed. Used by the apply task only.
+/// Brings one port in line with the IPTV configuration: determines what has changed for the port, and sends
+/// it one request at a time, each after the response to the previous one.
+/// What a port has been sent (profiles, ranges, blocks) is recorded when it has responded, so that the next
+/// apply completes one that failed half-way. The first apply that needs a client creates it; it is released
+/// when its port is destroyed. Used by the apply task only.
 class CIptvMsgSetCln {
   public:
     class BaseState;
@@ -59,18 +58,19 @@ class CIptvMsgSetCln {
         bool deleted = false;            ///< the port has the interface, but not (or no longer) the block
     };
 
-    /// The port's client, made if there is none. Null for a null port. `ctx`, when not null, becomes the
+    /// The port's client, created if there is none. Null for a null port. `ctx`, if not null, becomes the
     /// client's apply context.
     static CIptvMsgSetCln* GetPortClient(const core::CPort* port, ApplyContext* ctx);
     static void ReleasePortClient(CIptvMsgSetCln* client);
-    /// The client of a port's handle, or null.
+    /// The client of the port with this handle, or null.
     static CIptvMsgSetCln* FindPortClient(std::uint32_t port);
     /// Applies the project to all ports in parallel: in each pass a port is sent one message. Throws
     /// COrvRunTimeError with the faults of all ports.
     static void OnApplyProject(ApplyContext& ctx);
-    /// All STB blocks of a port have the same number of VLAN tags, and all of them PPPoE or none.
+    /// Rule: all STB blocks of a port have the same number of VLAN tags, and either all or none use PPPoE.
     static void OnValidateIptvNetworkInterface(framework::ValidationContext& ctx);
-    /// Adds the block's VLAN layers to `vlanCount`, and sets `pppEnabled` when its stack has a PPPoE layer.
+    /// Adds the number of the block's VLAN layers to `vlanCount`; sets `pppEnabled` if its stack has a PPPoE
+    /// layer.
     static void CheckVlanAndPppEnable(CIptvStbBlockConfig* block, int& vlanCount, bool& pppEnabled);
 
     explicit CIptvMsgSetCln(const core::CPort* port);
@@ -87,14 +87,14 @@ class CIptvMsgSetCln {
     void AddToApplyMap(const std::string& key, std::uint32_t handle) { m_applyMap[key].insert(handle); }
     /// Appends the objects under a key that still exist, by ascending handle.
     void GetFromApplyMap(const std::string& key, ScriptableVec& out) const;
-    /// Handles under a key, ascending, those of destroyed objects included.
+    /// Handles under a key, ascending, including those of destroyed objects.
     std::vector<std::uint32_t> GetHandlesFromApplyMap(const std::string& key) const;
     /// The objects under a key that are of a class.
     template <class T>
     std::vector<T*> GetFromApplyMap(const std::string& key) const;
-    /// Erases an entry, or with an empty key all of them.
+    /// Erases the entry of a key, or all entries if the key is empty.
     void ClearApplyMap(const std::string& key);
-    /// True when there are objects under the key. An entry without objects is erased.
+    /// True if there are objects under the key. Erases an empty entry.
     bool EntriesInApplyMap(const std::string& key);
 
     void AddProcessedObject(CScriptable& object, bool flag);
@@ -102,11 +102,11 @@ class CIptvMsgSetCln {
 
     /// Runs the current state one step. Sets `pending` while a request is outstanding.
     void Dispatch(bool& pending);
-    /// Called with the answer to a request.
+    /// Handles the response to a request.
     void GenericResponseHandler(std::uint16_t sequence, Message* response, void* context);
 
-    /// Handles, ascending, of the ports that carry STB blocks, know blocks that have left them, or whose last
-    /// apply was not completed.
+    /// Handles, ascending, of the ports that have STB blocks, still hold blocks moved elsewhere, or whose
+    /// last apply was not completed.
     static std::vector<std::uint32_t> FindPorts();
 
     /// Begins an apply of this port.
@@ -114,42 +114,42 @@ class CIptvMsgSetCln {
     bool IsBusy() const { return m_state != nullptr; }
     /// Aborts the apply of this port: requests without a response count as not sent.
     void Abandon();
-    /// At the end of an apply of all ports: if this port's was aborted, the addresses of the ranges that it
-    /// was to be sent count as not sent, whatever other ports were sent after it.
+    /// Call at the end of an apply of all ports. If this port's apply was aborted, the addresses of its
+    /// ranges count as not sent, even if other ports have received them since.
     void ForgetAddresses();
-    /// Moves the errors of sending to `errors`, in the form of the RPC manager's errors.
+    /// Moves the send errors to `errors`, in the format of the RPC manager's errors.
     void TakeSendErrors(std::vector<framework::ErrorMsg>& errors);
 
     /// Adds the groups that the port's hosts subscribe to: their own, and those of the channels that the
     /// blocks watch.
     void GetSubscribedMulticastGroups(std::set<CScriptable*>& groups,
                                       const std::vector<std::uint32_t>& stbBlockHandles) const;
-    /// The port may have lost its configuration: it counts as knowing nothing.
+    /// Forgets all that the port has been sent: it may have lost its configuration.
     void ForgetEverything();
-    /// Notes that this apply sends a range with its addresses. If the group was changed meanwhile, so that
-    /// ports were sent different addresses, the next apply sends the range again.
+    /// Records that this apply sends a range with its addresses. If the group changes meanwhile, so that
+    /// ports are sent different addresses, the next apply sends the range again.
     static void NoteAddresses(CIptvViewedChannels& range, bool changed);
 
-    /// Adds the groups that the port expects now.
+    /// Adds the groups that the port currently expects.
     void GetExpectedMulticastGroups(std::set<CScriptable*>& groups) const;
     void UpdateExpectedRxPorts(const std::vector<std::uint32_t>& stbBlockHandles);
 
-    /// The port, or null when it is gone.
+    /// The port, or null if it was destroyed.
     const core::CPort* GetPort() const;
     std::uint32_t GetPortHandle() const { return m_portHandle; }
 
-    /// What the port knows of STB blocks, by block handle.
+    /// The STB blocks that the port has been sent, by block handle.
     std::map<std::uint32_t, KnownBlock>& KnownBlocks() { return m_knownBlocks; }
-    /// The values of blocks, by block handle, that are in flight to the port.
+    /// Block values in flight to the port, by block handle.
     std::map<std::uint32_t, StbBlockValues>& SentValues() { return m_sentValues; }
-    /// The interfaces, by block handle, whose attach request is in flight.
+    /// Interfaces whose attach request is in flight, by block handle.
     std::map<std::uint32_t, std::uint32_t>& AttachedInterfaces() { return m_attachedInterfaces; }
 
-    /// The project's viewing profiles and viewed-channel ranges, those removed since the last apply last.
+    /// The project's viewing profiles and viewed-channel ranges; those removed since the last apply are at
+    /// the end.
     static ScriptableVec m_profileList;
     static ScriptableVec m_viewedChannelList;
-    /// The project's channel blocks. Like the lists, as they were when anything that ports share last
-    /// changed.
+    /// The project's channel blocks. Like the lists, renewed when anything that ports share has changed.
     static std::optional<ChannelBlockIndex> m_channelBlocks;
 
   private:
@@ -161,13 +161,14 @@ class CIptvMsgSetCln {
     void Send(Message& message, bool await_response, bool& pending);
     std::string DescribeError(const std::string& prefix, const Message& message) const;
 
-    /// By port handle; owns the clients. Never destroyed: at the end of the process, what a client's
-    /// destructor needs may be destroyed already.
+    /// By port handle; owns the clients. Never destroyed: at process exit, objects that a client's destructor
+    /// needs may already be gone.
     static std::map<std::uint32_t, CIptvMsgSetCln*>& m_portMap;
     static framework::PropId m_portOnlineProp;  ///< looked up by the first client
-    /// What this look saw has been sent to all ports, if the host has settled it since.
+    /// The changes up to this look have been sent to all ports, if the host has settled them since.
     static ConfigLook m_sent;
-    /// Handles of the ranges whose addresses were filled in during this apply; true: differently.
+    /// Handles of the ranges whose addresses were filled in during this apply; true: with differing
+    /// addresses.
     static std::map<std::uint32_t, bool> m_filledRanges;
 
     std::map<std::string, std::set<std::uint32_t>> m_applyMap;  ///< handles by key

@@ -5,7 +5,7 @@
 
 namespace orv::iptv {
 
-/// Tells the host which configuration objects are IPTV's. Carries no data.
+/// Tells the host which configuration objects belong to IPTV. Stateless.
 class CIptvProtocol : public core::CProtocol {
   public:
     static CIptvProtocol* Instance();

@@ -1,4 +1,4 @@
-// What all classes of the plug-in's data model have in common.
+// Common base of the plug-in's data model classes.
 #pragma once
 
 #include <cstdint>
@@ -9,7 +9,8 @@
 
 namespace orv::iptv {
 
-/// Base of the C++ class of the data model's class `id`, in place of its own base:
+/// Adds what each C++ class of a data model class needs. `id`: the data model class; `Base`: the C++ base
+/// class:
 /// `class CIptvStbResults : public ModelClass<ids::IptvStbResults::CLASS.GetValue(), CIptvTotalResults>`.
 template <std::uint32_t id, class Base>
 class ModelClass : public Base {
@@ -17,7 +18,7 @@ class ModelClass : public Base {
     using Base::Base;
 
     static common::ClassId CLASS_ID() { return id; }
-    /// Null before the data model is active.
+    /// Null until the data model is active.
     static const framework::CMetaClass* GetMetaClassStatic() {
         static const framework::CMetaClass* const meta_class =
             framework::CMetaClassManager::Instance().GetClass(CLASS_ID());

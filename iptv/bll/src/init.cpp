@@ -25,7 +25,7 @@ int PluginRegister() {
     return 0;
 }
 
-/// The host's registries hold what was registered until the process ends, so there is nothing to take back.
+/// Nothing to undo: registrations last until the process ends.
 int PluginUnregister() {
     return 0;
 }

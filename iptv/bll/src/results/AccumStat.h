@@ -6,8 +6,8 @@
 
 namespace orv::iptv {
 
-/// Values are positive latencies, counts and rates: the maximum starts at the smallest positive number, so it
-/// stays there when all values are zero or negative.
+/// For positive values (latencies, counts, rates): the maximum starts at the smallest positive number, and
+/// stays there if all values are zero or negative.
 struct CAccumStatDouble {
     double min = std::numeric_limits<double>::max();
     double max = std::numeric_limits<double>::min();
@@ -20,7 +20,7 @@ struct CAccumStatDouble {
         if (value < min) min = value;
         if (value > max) max = value;
     }
-    /// An empty accumulator changes nothing.
+    /// Merging an empty accumulator changes nothing.
     void accum(const CAccumStatDouble& other) {
         count += other.count;
         sum += other.sum;

@@ -34,7 +34,7 @@ void LogObjectError(const char* object, const char* from,
     LogResource(devLogger(), LogLevelType::Error, resource::kBadObjectError, {object, from, operation});
 }
 
-/// Everything that one update set is there.
+/// Tells the host that an update of a result is complete.
 void EndUpdate(core::CResult& results, framework::PropId last_update, double now) {
     results.Set(last_update, now);
     results.UpdateFinished();
@@ -56,14 +56,14 @@ void BlockBinning::Bin(const stblock_event_s& events) {
     const std::span<const stbox_event_rrr_s> retransmissions(events.rrr_events);
     const std::size_t limit = makes_rows_ ? manager_.GetRowLimit() : 0;
     if (limit == 0) return BinBatch(views, retransmissions);
-    // Rows are stored before more are made than memory is meant for.
+    // Long lists are split, so that the number of unsaved rows stays limited.
     const auto part = [limit](auto all, std::size_t first) {
         first = std::min(first, all.size());
         return all.subspan(first, std::min(limit, all.size() - first));
     };
     const std::size_t count = std::max(views.size(), retransmissions.size());
     for (std::size_t i = 0; i == 0 || i < count; i += limit) {
-        // Whoever stores rows may wait for the disk, and others change the configuration meanwhile.
+        // Saving rows may wait for the disk, and the configuration may change meanwhile.
         if (i > 0 && !Prepare(events.stblock_handle)) return;
         BinBatch(part(views, i), part(retransmissions, i));
     }
@@ -220,7 +220,7 @@ void BlockBinning::RollUp() {
     constexpr framework::PropId kLastUpdate = ids::IptvJoinLeaveResults::LastUpdateTime;
     JoinLeaveSums sums;
     for (const Range& range : ranges_) {
-        // A range that nobody watched in this batch stays as it is.
+        // A range without events in this batch does not change.
         if (!range.results->GetBatch().IsEmpty()) {
             range.results->AccumLatencies();
             range.results->CopyJoinLeaveResultsToDataModel();

@@ -1,4 +1,4 @@
-// Routes the events of one STB block to the results that they feed.
+// Routes the events of STB blocks to the results that they feed.
 #pragma once
 
 #include <cstdint>
@@ -28,13 +28,13 @@ class CIptvViewingProfileConfig;
 class CIptvViewingProfileResults;
 using iptvcd_1_bll::stblock_event_s;
 
-/// Serves one notification: everything that an event needs is looked up once for its block. Throws
-/// COrvLogicError when a result object cannot be made.
+/// Handles one notification. Everything that events need is looked up once per block. Throws COrvLogicError
+/// if a result object cannot be created.
 class BlockBinning {
   public:
     explicit BlockBinning(CIptvResultsManager& manager);
 
-    /// A block that is unknown, inactive, deleted, or lacks what it needs is logged and left out.
+    /// Skips inactive and deleted blocks, and, after logging, blocks that are unknown or incomplete.
     void Bin(const stblock_event_s& events);
 
   private:

@@ -15,9 +15,9 @@ void ChannelMap::Add(std::uint32_t first, std::uint32_t last) {
 }
 
 void ChannelMap::Build() {
-    if (ranges_.size() <= kMostToLookThrough) return;
+    if (ranges_.size() <= kMaxLinearSearch) return;
     table_.assign(kChannels, kNoRange);
-    // Ranges may overlap: each channel is filled once, and those that are filled already are jumped over.
+    // Ranges may overlap: each channel is set once, and channels that are already set are skipped.
     next_free_.resize(kChannels + 1);
     std::iota(next_free_.begin(), next_free_.end(), 0u);
     const auto find_free = [this](std::uint32_t channel) {

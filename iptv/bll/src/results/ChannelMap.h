@@ -1,4 +1,4 @@
-// Which range of a block a channel lies in.
+// Finds the range of a block that contains a channel.
 #pragma once
 
 #include <cstddef>
@@ -7,16 +7,17 @@
 
 namespace orv::iptv {
 
-/// Built for the ranges of one block; the first range that holds a channel wins. Its memory is used again.
+/// Built for the ranges of one block; the first range that contains a channel wins. Clear keeps the memory
+/// for reuse.
 class ChannelMap {
   public:
     static constexpr std::size_t kNone = SIZE_MAX;
 
     void Clear();
-    /// Ranges are numbered from 0 in the order in which they are added. Both ends belong to the range;
-    /// channels above 65535 cannot be viewed.
+    /// Ranges are numbered from 0 in the order of calls. Both ends are inclusive; channels above 65535 cannot
+    /// be viewed.
     void Add(std::uint32_t first, std::uint32_t last);
-    /// After the last Add.
+    /// Call after the last Add.
     void Build();
 
     std::size_t Find(std::uint16_t channel) const {
@@ -37,8 +38,8 @@ class ChannelMap {
     };
     static constexpr std::size_t kChannels = 65536;
     static constexpr std::uint32_t kNoRange = UINT32_MAX;
-    /// Few ranges are looked through faster than a table.
-    static constexpr std::size_t kMostToLookThrough = 8;
+    /// Up to this many ranges, linear search is faster than a table.
+    static constexpr std::size_t kMaxLinearSearch = 8;
 
     std::vector<Range> ranges_;
     std::vector<std::uint32_t> table_;  ///< by channel

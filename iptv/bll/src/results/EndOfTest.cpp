@@ -1,4 +1,4 @@
-// How a test ends: on each port, on all of them, and for good.
+// End of a test: on one port, on all ports, and final processing.
 #include <algorithm>
 #include <exception>
 #include <utility>
@@ -34,7 +34,7 @@ const core::CPort& FindPortOrThrow(std::uint32_t handle, const char* object, con
     ThrowLookupFailure({object, "De-registration Vector", operation}, object);
 }
 
-/// The commands' states are those of the first block of the test.
+/// The status of the test commands is kept at the first STB block of the test.
 void SetCommandStatus(const TestRun& run, ClassId command, bool enabled) {
     if (!run.stb_blocks.empty())
         framework::CCommandStatusManager::Instance().SetCommandStatus(run.stb_blocks.front(), command,
@@ -50,8 +50,8 @@ void CIptvResultsManager::EndTestHandler(std::uint16_t, Message* message, void* 
         return "Received EOT notification from " + (port ? port->GetName() : std::string("unknown port"));
     });
     if (!LogRefusal(*message)) iptvcd_1_bll::parse_req_EOTNotification(message);
-    // A port that refuses to say when it ends counts as one that has; one that says it again has ended once.
-    if (port && !known_ends_.insert(port->GetHandle()).second) return;
+    // A port that refused the registration counts as ended. A repeated notification counts once.
+    if (port && !m_knownEnds.insert(port->GetHandle()).second) return;
     EndOfTestProcessing(false);
 }
 
@@ -61,16 +61,16 @@ void CIptvResultsManager::OnPortOffline(std::uint32_t port) {
 }
 
 void CIptvResultsManager::GoOnWithoutPort(std::uint32_t port) {
-    const auto lost = std::find_if(registrations_.begin(), registrations_.end(),
+    const auto lost = std::find_if(m_registrations.begin(), m_registrations.end(),
                                    [port](const deregHandles& entry) { return entry.port == port; });
-    if (lost == registrations_.end() || final_done_) return;
+    if (lost == m_registrations.end() || m_finalDone) return;
     DropRegistration(deregHandles(*lost));
-    registrations_.erase(lost);
-    --port_count_;
-    started_.erase(port);
-    if (known_ends_.erase(port) > 0) --ended_ports_;
+    m_registrations.erase(lost);
+    --m_portCount;
+    m_started.erase(port);
+    if (m_knownEnds.erase(port) > 0) --m_endedPorts;
     try {
-        finishing_ && !end_held_ ? CarryOutEnd(false) : EndOfTestProcessing(true);
+        m_finishing && !m_endHeld ? CarryOutEnd(false) : EndOfTestProcessing(true);
     } catch (const std::exception& error) {
         LogText(devLogger(), LogLevelType::Error,
                 [&] { return std::string("The end of a test that lost a port failed: ") + error.what(); });
@@ -78,43 +78,43 @@ void CIptvResultsManager::GoOnWithoutPort(std::uint32_t port) {
 }
 
 void CIptvResultsManager::EndOfTestProcessing(bool stopRequested) {
-    if (!stopRequested) ++ended_ports_;
-    if (end_held_) {
-        stop_held_ = stop_held_ || stopRequested;
+    if (!stopRequested) ++m_endedPorts;
+    if (m_endHeld) {
+        m_stopHeld = m_stopHeld || stopRequested;
     } else {
         CarryOutEnd(stopRequested);
     }
 }
 
 bool CIptvResultsManager::IsAwaitingEnds() const {
-    return finishing_ && !final_done_ &&
-           !std::includes(known_ends_.begin(), known_ends_.end(), started_.begin(), started_.end());
+    return m_finishing && !m_finalDone &&
+           !std::includes(m_knownEnds.begin(), m_knownEnds.end(), m_started.begin(), m_started.end());
 }
 
 bool CIptvResultsManager::IsStopping() const {
-    return IsAwaitingEnds() && framework::CTaskManager::Instance().GetNow() < stopping_until_;
+    return IsAwaitingEnds() && framework::CTaskManager::Instance().GetNow() < m_stoppingUntil;
 }
 
 void CIptvResultsManager::ReleaseEnd() {
-    if (!std::exchange(end_held_, false)) return;
-    const bool stop = std::exchange(stop_held_, false);
-    if (stop || ended_ports_ > 0) CarryOutEnd(stop);
+    if (!std::exchange(m_endHeld, false)) return;
+    const bool stop = std::exchange(m_stopHeld, false);
+    if (stop || m_endedPorts > 0) CarryOutEnd(stop);
 }
 
 void CIptvResultsManager::CarryOutEnd(bool stopRequested) {
-    const bool all_ended = static_cast<float>(ended_ports_) / static_cast<float>(port_count_) >= 1.0f;
-    if (stopRequested || (all_ended && !finishing_)) {
-        finishing_ = true;
-        stopping_until_ = framework::CTaskManager::Instance().GetNow() + std::chrono::seconds(60);
-        SetCommandStatus(run_, ids::IptvStopTestCommand::CLASS, false);
+    const bool all_ended = static_cast<float>(m_endedPorts) / static_cast<float>(m_portCount) >= 1.0f;
+    if (stopRequested || (all_ended && !m_finishing)) {
+        m_finishing = true;
+        m_stoppingUntil = framework::CTaskManager::Instance().GetNow() + std::chrono::seconds(60);
+        SetCommandStatus(m_run, ids::IptvStopTestCommand::CLASS, false);
         LogText(
             devLogger(), LogLevelType::Info,
             " IPTV test is in the process of finishing. At this time both Start Test and Stop Test buttons "
             "are disabled. Start Test button will be enabled on test completion.");
-        const std::vector<deregHandles> registrations = registrations_;
+        const std::vector<deregHandles> registrations = m_registrations;
         for (const deregHandles& registration : registrations) SendStop(registration);
     }
-    if (ended_ports_ == port_count_ && !final_done_) FinalProcessing();
+    if (m_endedPorts == m_portCount && !m_finalDone) FinalProcessing();
 }
 
 void CIptvResultsManager::SendStop(const deregHandles& registration) {
@@ -124,8 +124,8 @@ void CIptvResultsManager::SendStop(const deregHandles& registration) {
     Trace([&port] { return "CIptvResultsManager::EndOfTestProcessing: Stopping Test On " + port.GetName(); });
     Message message;
     iptvcd_1_bll::create_req_Stop(&message);
-    // The fault of a stop is dealt with by its handler.
-    const int result = CRpcManager::Instance().SendAsyncMessage(port.GetMessenger(), message, &stop_delegate_,
+    // StopTestHandler deals with a fault.
+    const int result = CRpcManager::Instance().SendAsyncMessage(port.GetMessenger(), message, &m_stopDelegate,
                                                                 nullptr, 0, false);
     if (result < 0) {
         LogText(devLogger(), LogLevelType::Error, [&] {
@@ -149,8 +149,8 @@ void CIptvResultsManager::StopTestHandler(std::uint16_t, Message* message, void*
                     {"IptvStopTestCommand", [&] { return std::to_string(message->header().get_seq_no()); },
                      message->get_fault_string(), ""});
             }
-            // That port will not say that it has ended. The test may be another one by now.
-            if (finishing_ && !final_done_) FinalProcessing();
+            // No end-of-test notification will come from that port. By now another test may run.
+            if (m_finishing && !m_finalDone) FinalProcessing();
         }
     } catch (const std::exception& error) {
         LogText(devLogger(), LogLevelType::Error, "got exception on IptvStopTest");
@@ -160,13 +160,13 @@ void CIptvResultsManager::StopTestHandler(std::uint16_t, Message* message, void*
 
 CIptvTestResults& CIptvResultsManager::FindOrMakeTestResults() {
     auto* testResult =
-        dynamic_cast<CIptvTestResults*>(framework::CHandleRegistry::Instance().Find(run_.test_results));
-    // One that a user has cleared meanwhile is as good as gone: it would not be stored.
+        dynamic_cast<CIptvTestResults*>(framework::CHandleRegistry::Instance().Find(m_run.test_results));
+    // A result that a user has cleared meanwhile would not be saved, so it is replaced.
     if (!testResult || testResult->IsDeleted()) {
         testResult = nullptr;
         auto* project = core::CProject::GetCurrentActiveInstance();
         if (project) testResult = FindOrMakeResult<CIptvTestResults>(*project, false, true);
-        if (testResult) testResult->SetTestParams(run_.test_name);
+        if (testResult) testResult->SetTestParams(m_run.test_name);
     }
     ORV_ASSERT(testResult != NULL, "Failed to retrieve IptvTestResults");
     return *testResult;
@@ -174,20 +174,19 @@ CIptvTestResults& CIptvResultsManager::FindOrMakeTestResults() {
 
 void CIptvResultsManager::FinalProcessing() {
     Trace([] { return "CIptvResultsManager::FinalProcessing()"; });
-    final_done_ = true;  // whatever arrives from now on, a test ends once
+    m_finalDone = true;  // a test ends once, whatever arrives later
     const double fail_percent =
-        net_channel_changes_ == 0 ? 100.0 : failed_joins_ * 100.0 / net_channel_changes_;
+        m_netChannelChanges == 0 ? 100.0 : m_failedJoins * 100.0 / m_netChannelChanges;
     CIptvTestResults& results = FindOrMakeTestResults();
-    results.Set(ids::IptvTestResults::TestResult, fail_percent <= run_.join_fail_threshold
-                                                      ? ids::TestOutcome::PASSED
-                                                      : ids::TestOutcome::FAILED);
+    results.Set(ids::IptvTestResults::TestResult,
+                m_run.Passes(fail_percent) ? ids::TestOutcome::PASSED : ids::TestOutcome::FAILED);
     results.SetEndTime();
     {
         const ManagerLock lock(m_iptvMutex);
         SaveToDatabase(fail_percent);
     }
     SetTestRunning(false);
-    SetCommandStatus(run_, ids::IptvStartTestCommand::CLASS, true);
+    SetCommandStatus(m_run, ids::IptvStartTestCommand::CLASS, true);
     DeregisterAllNotifications();
     ResetBlockTimeStampVec();
     DestroyRows();
@@ -195,15 +194,16 @@ void CIptvResultsManager::FinalProcessing() {
 }
 
 void CIptvResultsManager::DeregisterAllNotifications() {
-    const std::vector<deregHandles> registrations = registrations_;
+    const std::vector<deregHandles> registrations = m_registrations;
     for (const deregHandles& registration : registrations) Deregister(registration);
-    registrations_.clear();
+    m_registrations.clear();
 }
 
-/// What a test has left that did not come to its end; ports and connections may be gone.
+/// Cleans up after a test that did not end properly. Its ports and connections may be gone.
 void CIptvResultsManager::DropRegistrations() {
-    for (const deregHandles& registration : std::exchange(registrations_, {})) DropRegistration(registration);
-    for (const deregHandles& registration : std::exchange(incomplete_, {})) {
+    for (const deregHandles& registration : std::exchange(m_registrations, {}))
+        DropRegistration(registration);
+    for (const deregHandles& registration : std::exchange(m_incomplete, {})) {
         const core::CPort* port = FindPort(registration.port);
         if (!port || !CRpcManager::Instance().IsConnected(port->GetMessenger())) continue;
         Message message;
@@ -218,7 +218,7 @@ void CIptvResultsManager::DropRegistration(const deregHandles& registration) {
     if (!port || !CRpcManager::Instance().IsConnected(port->GetMessenger())) return;
     try {
         Deregister(registration);
-    } catch (const common::COrvRunTimeError&) {  // it has been logged
+    } catch (const common::COrvRunTimeError&) {  // already logged
     }
 }
 

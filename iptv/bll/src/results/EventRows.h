@@ -1,4 +1,4 @@
-// Rows of single events.
+// Database rows of single events.
 #pragma once
 
 #include <cstdint>
@@ -17,10 +17,11 @@ class CIptvEventResults;
 class CIptvRrrEventResults;
 class CIptvStbBlockConfig;
 
-/// Fills the rows of one block: what an event says by itself, and the address of its set-top box.
+/// Fills the event rows of one block: the values that depend on the event alone, and the address of its
+/// set-top box.
 class EventRowWriter {
   public:
-    /// Finds the block's IP interface. Throws COrvRunTimeError when it has none.
+    /// Finds the block's IP interface. Throws COrvRunTimeError if there is none.
     explicit EventRowWriter(const CIptvStbBlockConfig& block);
 
     void CopyResultFromILEventToBLLClass(const iptvcd_1_bll::stbox_event_s& ev, CIptvEventResults& row) const;
@@ -36,7 +37,7 @@ class EventRowWriter {
     const core::CIpv6If* v6_ = nullptr;
 };
 
-/// The address of a block's set-top box, counted from 1; that of number 0 is all zeros.
+/// Sets the address of a block's set-top box, counted from 1. The address of number 0 is all zeros.
 void SaveSourceIp(CIptvBaseEventResults& row, std::uint32_t settopIndex, const core::CIpv4If& interface);
 void SaveSourceIp(CIptvBaseEventResults& row, std::uint32_t settopIndex, const core::CIpv6If& interface);
 

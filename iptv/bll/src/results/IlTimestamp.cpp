@@ -8,11 +8,11 @@ namespace orv::iptv {
 
 namespace {
 
-/// Writes digits from the right: a row of results has thirteen times, and general formatting would take more
-/// than everything else about it.
+/// Writes digits from right to left. An event row has thirteen time stamps; general-purpose formatting would
+/// cost more than the rest of the row.
 class DigitsFromTheRight {
   public:
-    /// `value` modulo 10 to the `digits`; returns the rest.
+    /// Writes the last `digits` digits of `value`, and returns the value without them.
     unsigned long Put(unsigned long value, int digits) {
         for (; digits > 0; --digits, value /= 10) *--first_ = static_cast<char>('0' + value % 10);
         return value;
@@ -33,13 +33,13 @@ std::string ConvertTimestampToString(long ts) {
     const long s = ms / 1000;
     const long min = s / 60;
     const long h = min / 60;
-    if (ts < 0) {  // nothing that a port counts
+    if (ts < 0) {  // no valid port time
         return fmt::format("{:04}:{:02}:{:02}.{:03}{:03}{:03}", h, min % 60, s % 60, ms % 1000, us % 1000,
                            ts % 100 * 10);
     }
     DigitsFromTheRight text;
     text.Put('0');
-    text.Put(static_cast<unsigned long>(ts), 8);  // ticks of a second
+    text.Put(static_cast<unsigned long>(ts), 8);  // ticks within the second
     text.Put('.');
     text.Put(static_cast<unsigned long>(s % 60), 2);
     text.Put(':');

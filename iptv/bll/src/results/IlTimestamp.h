@@ -1,4 +1,4 @@
-// Time stamps of the ports: 46-bit counters of 10 ns ticks, in signed 64 bits. 0: the event did not happen.
+// Time stamps of ports: 46-bit counters of 10 ns ticks in signed 64-bit numbers. 0: the event did not happen.
 #pragma once
 
 #include <cstdint>
@@ -6,14 +6,14 @@
 
 namespace orv::iptv {
 
-/// a - b, also when one of the two has wrapped: a counter in its last quarter is taken to be before one in
-/// its first.
+/// a - b in ticks. Handles wrap-around: a value in the last quarter of the counter's range counts as earlier
+/// than one in the first quarter.
 constexpr std::int64_t TimestampsDifference(std::int64_t a, std::int64_t b) {
     constexpr std::int64_t kTop = 0x300000000000;
     constexpr std::int64_t kWrap = 0x400000000000;
     const std::int64_t top_a = a & kTop;
     const std::int64_t top_b = b & kTop;
-    // Unsigned arithmetic: a counter of more than 46 bits must not overflow.
+    // Unsigned arithmetic: values of more than 46 bits must not cause signed overflow.
     const auto subtract = [](std::int64_t x, std::int64_t y) {
         return static_cast<std::int64_t>(static_cast<std::uint64_t>(x) - static_cast<std::uint64_t>(y));
     };
@@ -30,7 +30,7 @@ constexpr double TicksToSeconds(std::int64_t ticks) {
     return TicksToMs(ticks) / 1000.0;
 }
 
-/// "hhhh:mm:ss.mmmuuunnn"; more digits of hours when there are more.
+/// "hhhh:mm:ss.mmmuuunnn"; the hours have more digits if needed.
 std::string ConvertTimestampToString(long ts);
 
 }  // namespace orv::iptv

@@ -1,4 +1,4 @@
-// What the rows of single events have in common.
+// Common base of event rows.
 #pragma once
 
 #include "ModelClass.h"
@@ -8,7 +8,7 @@ namespace orv::iptv {
 
 using common::ClassId;
 
-/// A row of the results database. Made for one event, stored with others, and destroyed.
+/// A row of the results database. Created for one event, saved in a batch, then destroyed.
 class CIptvBaseEventResults : public ModelClass<ids::IptvBaseEventResults::CLASS.GetValue(), core::CResult> {
 };
 

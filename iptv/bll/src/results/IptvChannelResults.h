@@ -1,4 +1,4 @@
-// The views of the channels of a range.
+// Results of the channels of a range.
 #pragma once
 
 #include "ModelClass.h"
@@ -9,7 +9,7 @@ namespace orv::iptv {
 class CIptvChannelResults
     : public ModelClass<ids::IptvChannelResults::CLASS.GetValue(), CIptvJoinLeaveResults> {
   public:
-    /// Everything to 0, and no channel name ("NA").
+    /// Sets all numbers to 0, and the channel name to "NA".
     void ResetResults();
 };
 

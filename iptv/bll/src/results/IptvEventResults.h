@@ -1,4 +1,4 @@
-// The row of one channel view.
+// Event row of a channel view.
 #pragma once
 
 #include <cstdint>
@@ -14,7 +14,7 @@ using iptvcd_1_bll::stbox_event_s;
 /// One channel view of one set-top box, stored when its block saves time stamps.
 class CIptvEventResults : public ModelClass<ids::IptvEventResults::CLASS.GetValue(), CIptvBaseEventResults> {
   public:
-    /// The earlier of two time stamps that happened; 0 when neither did.
+    /// The earlier of two time stamps, ignoring zeros; 0 if both are 0.
     static constexpr std::int64_t EarlierNonZero(std::int64_t a, std::int64_t b) {
         if (a == 0) return b;
         if (b == 0) return a;

@@ -1,4 +1,4 @@
-// What happens between one view of a set-top box and its next.
+// Gaps, overlaps and change latencies between successive views of a set-top box.
 #pragma once
 
 #include "ModelClass.h"
@@ -10,16 +10,16 @@ namespace orv::iptv {
 class CIptvGapOverlapResults
     : public ModelClass<ids::IptvGapOverlapResults::CLASS.GetValue(), CIptvJoinLeaveResults> {
   public:
-    /// Gap or overlap between the last packet of the previous view and the first of this one, and the time
-    /// from the previous leave to the first packet. Only reads the previous view.
+    /// Adds to the batch: gap or overlap between the last packet of the previous view and the first of this
+    /// one, and the time from the previous leave to the first packet. Does not update `previous`.
     void CalculateDiffnChangeLatencies(const stbox_event_s& ev, CIptvEventResults* row,
                                        const SetTopTimeStampsForMap& previous);
-    /// Merges the batch into the test's values.
+    /// Merges the batch into the values of the test.
     void AccumGapOverlapResults();
-    /// Takes another object's batch as part of this one's, and merges it.
+    /// Adds another object's batch to this one's, and merges it into the values of the test.
     void SetAndAccumGapOverlapResults(const GapOverlapSums& sums);
     void CopyGapOverlapResultsToDataModel();
-    /// Empties the batch of the three statistics.
+    /// Clears the batch.
     void ClearGapOverlapBatch();
     void CompleteResetGapOverlapResults();
 

@@ -14,7 +14,7 @@ void CIptvJoinLeaveResults::CalcLatencies(const stbox_event_s& ev, CIptvEventRes
     const figures::ChannelView view(ev, thresholdMs);
     join_leave_.Take(view, row);
     if (!row || !view.unicast_failed) return;
-    // Nobody was led over from a unicast stream that never came.
+    // No unicast stream, so no handover from it.
     row->Set(Row::UnicastMulticastPktOverlapCount, std::uint64_t{0});
     row->Set(Row::UnicastMulticastPktGapCount, std::uint64_t{0});
 }

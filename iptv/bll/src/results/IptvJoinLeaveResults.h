@@ -1,4 +1,4 @@
-// Joins, leaves, packets and errors.
+// Results on joins, leaves, packets and errors.
 #pragma once
 
 #include "ModelClass.h"
@@ -15,24 +15,24 @@ using common::ClassId;
 using iptvcd_1_bll::stbox_event_rrr_s;
 using iptvcd_1_bll::stbox_event_s;
 
-/// Collects the values of one batch of events, and those of the whole test. A batch ends with AccumLatencies,
+/// Collects the values of one batch of events and of the whole test. A batch ends with AccumLatencies,
 /// CopyJoinLeaveResultsToDataModel and ResetJoinLeaveClassVar, in this order.
 class CIptvJoinLeaveResults : public ModelClass<ids::IptvJoinLeaveResults::CLASS.GetValue(), core::CResult>,
                               public JoinLeaveArithmetic {
   public:
-    /// Adds one channel view to the batch, and to its row when there is one.
+    /// Adds a channel view to the batch, and to its row unless `row` is null.
     void CalcLatencies(const stbox_event_s& ev, CIptvEventResults* row, unsigned int thresholdMs);
-    /// Adds one retransmission.
+    /// Adds a retransmission.
     void CalcLatencies(const stbox_event_rrr_s& ev, CIptvRrrEventResults* row);
-    /// Merges the batch into the test's values.
+    /// Merges the batch into the values of the test.
     void AccumLatencies();
-    /// Takes the sums of several objects' batches as this object's batch, and merges it.
+    /// Makes the sums of other objects' batches this object's batch, and merges it.
     void SetAndAccumLatencies(const JoinLeaveSums& sums);
     void CopyJoinLeaveResultsToDataModel();
 
-    /// Empties the batch.
+    /// Clears the batch.
     void ResetJoinLeaveClassVar();
-    /// Empties everything, properties included.
+    /// Clears batch, values of the test and properties.
     void CompleteResetJoinLeaveResults();
 
     const JoinLeaveSums& GetBatch() const { return join_leave_.GetBatch(); }

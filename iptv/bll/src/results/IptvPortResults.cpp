@@ -11,7 +11,7 @@ using figures::Merge;
 
 namespace {
 
-/// Calls `use` with the number of each figure that ports have.
+/// Calls `use` with the index of each figure of port results.
 template <class Use>
 void ForEachPortFigure(Use use) {
     figures::ForEachFigureOf<ids::IptvJoinLeaveResults::CLASS.GetValue()>([&use](auto number) {

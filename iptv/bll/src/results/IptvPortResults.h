@@ -1,4 +1,4 @@
-// What all set-top boxes of a port received.
+// Results of all set-top boxes of a port.
 #pragma once
 
 #include "ModelClass.h"
@@ -11,12 +11,12 @@ using common::ClassId;
 
 class CIptvPortResults : public ModelClass<ids::IptvPortResults::CLASS.GetValue(), core::CResult> {
   public:
-    /// Adds what a batch of a block brought.
+    /// Adds the sums of a block's batch.
     void AccumResultToDataModel(const JoinLeaveSums& sums);
     void ResetResults();
 
   private:
-    decltype(JoinLeaveSums::totals) seconds_{};  ///< of rates
+    decltype(JoinLeaveSums::totals) seconds_{};  ///< durations that rates are computed with
 };
 
 }  // namespace orv::iptv

@@ -1,4 +1,4 @@
-// The plug-in's side of the host's results.
+// The plug-in's handler for the host's result subscriptions and saving.
 #pragma once
 
 #include <map>
@@ -12,18 +12,18 @@ namespace orv::iptv {
 
 using common::ClassId;
 
-/// Finds the objects whose results a subscription wants.
+/// Finds the objects whose results a subscription asks for.
 class CIptvResultLocator : public core::CResultLocator {
   public:
     static CIptvResultLocator& Instance();
 
-    /// Appends the objects of the subscription's class at or below its parents; stops at the first parent
-    /// that is gone. Inactive parents are left out.
+    /// Appends the objects of the subscription's class at or below its parents, skipping inactive parents;
+    /// stops at the first parent that no longer exists.
     void GetResultParents(const core::ResultSubscription& subscription,
                           framework::ScriptableVec& parents) override;
 };
 
-/// Serves those who want to see results while a test runs, and the saving of single iterations.
+/// Serves subscriptions to results of a running test, and saves single iterations.
 class CIptvResultsHandler : public core::CResultHandler {
   public:
     static CIptvResultsHandler* Instance();
@@ -34,8 +34,8 @@ class CIptvResultsHandler : public core::CResultHandler {
     void HandleUnsubscribe(std::uint32_t subscriptionId) override;
     void UpdateSubscription() override;
     void HandleRequest(const std::string&) override {}
-    /// After an iteration of a sequence whose test has a database for each: moves the iteration's database to
-    /// the others, and adds a node that shows how the iteration ended.
+    /// Call after an iteration of a sequence. If each iteration has its own database, moves the database to
+    /// the others, and adds a node that shows the iteration's outcome.
     void CollectAndSave(bool endOfTest, std::set<ClassId> classes) override;
 
   private:

@@ -20,32 +20,32 @@ using framework::ResponseDelegate;
 CIptvResultsManager* CIptvResultsManager::m_resultManager = nullptr;
 
 CIptvResultsManager* CIptvResultsManager::GetResultsManager() {
-    // Never destroyed: messages of ports may arrive until the process is gone.
+    // Never destroyed: messages of ports may arrive until the process ends.
     if (!m_resultManager) m_resultManager = new CIptvResultsManager;
     return m_resultManager;
 }
 
 CIptvResultsManager::CIptvResultsManager()
-    : results_delegate_(ResponseDelegate::To<&CIptvResultsManager::CollectEventsFromIL>(this)),
-      end_test_delegate_(ResponseDelegate::To<&CIptvResultsManager::EndTestHandler>(this)),
-      stop_delegate_(ResponseDelegate::To<&CIptvResultsManager::StopTestHandler>(this)) {}
+    : m_resultsDelegate(ResponseDelegate::To<&CIptvResultsManager::CollectEventsFromIL>(this)),
+      m_endTestDelegate(ResponseDelegate::To<&CIptvResultsManager::EndTestHandler>(this)),
+      m_stopDelegate(ResponseDelegate::To<&CIptvResultsManager::StopTestHandler>(this)) {}
 
 void CIptvResultsManager::Prepare(TestRun run) {
-    const ManagerLock lock(m_iptvMutex);  // no results of an earlier test are being binned
-    run_ = std::move(run);
+    const ManagerLock lock(m_iptvMutex);  // waits for binning of an earlier test's results
+    m_run = std::move(run);
     ResetPorts();
-    failed_joins_ = 0;
-    net_channel_changes_ = 0;
-    database_path_.clear();
-    finishing_ = false;
-    final_done_ = false;
-    results_pending_ = true;
-    results_saved_ = false;
-    end_held_ = false;
-    stop_held_ = false;
-    has_ipv4_ = false;
-    has_ipv6_ = false;
-    has_event_rows_ = false;
+    m_failedJoins = 0;
+    m_netChannelChanges = 0;
+    m_databasePath.clear();
+    m_finishing = false;
+    m_finalDone = false;
+    m_resultsPending = true;
+    m_resultsSaved = false;
+    m_endHeld = false;
+    m_stopHeld = false;
+    m_hasIpv4 = false;
+    m_hasIpv6 = false;
+    m_hasEventRows = false;
     ResetBlockTimeStampVec();
     DestroyRows();
 }
@@ -55,16 +55,16 @@ void CIptvResultsManager::ForgetPorts() {
 }
 
 void CIptvResultsManager::ResetPorts() {
-    port_count_ = 0;
-    ended_ports_ = 0;
-    started_.clear();
-    known_ends_.clear();
+    m_portCount = 0;
+    m_endedPorts = 0;
+    m_started.clear();
+    m_knownEnds.clear();
     DropRegistrations();
 }
 
 void CIptvResultsManager::NoteDataSet() {
-    results_pending_ = false;
-    results_saved_ = false;
+    m_resultsPending = false;
+    m_resultsSaved = false;
 }
 
 bool CIptvResultsManager::LogRefusal(const Message& answer) {
@@ -84,8 +84,8 @@ void CIptvResultsManager::CollectEventsFromIL(std::uint16_t, Message* message, v
                "blocks.";
     });
     const ManagerLock lock(m_iptvMutex);
-    // What was under way when the test ended belongs to no test.
-    if (!final_done_) BinManager(blocks);
+    // Results still in flight when the test ended are dropped.
+    if (!m_finalDone) BinManager(blocks);
 }
 
 void CIptvResultsManager::BinManager(const std::vector<stblock_event_s>& blocks) {
@@ -104,25 +104,25 @@ void CIptvResultsManager::AddToVerdict(const JoinLeaveSums& sums) {
         if constexpr (share.channel_changes != 0 || share.failed_joins != 0) {
             static_assert(figures::kFigures[number].merge == figures::Merge::kCount);
             const double count = sums.counts[figures::kSlot<number>];
-            net_channel_changes_ += share.channel_changes * count;
-            failed_joins_ += share.failed_joins * count;
+            m_netChannelChanges += share.channel_changes * count;
+            m_failedJoins += share.failed_joins * count;
         }
     });
 }
 
 std::size_t CIptvResultsManager::GetRowLimit() const {
-    return port_count_ < 21 ? std::size_t{200} * port_count_ : 4000;
+    return m_portCount < 21 ? std::size_t{200} * m_portCount : 4000;
 }
 
 void CIptvResultsManager::SaveRowsWhenDue() {
-    if (port_count_ == 0 || unsaved_rows_.size() < GetRowLimit()) return;
-    if (end_held_ && results_pending_) return;  // the start of the test has not made its data set yet
-    if (database_path_.empty() && core::TestResultManager::GetCurrentInstance())
-        return DestroyRows();  // none comes
+    if (m_portCount == 0 || m_unsavedRows.size() < GetRowLimit()) return;
+    if (m_endHeld && m_resultsPending) return;  // the start command has not created the data set yet
+    if (m_databasePath.empty() && core::TestResultManager::GetCurrentInstance())
+        return DestroyRows();  // there will be no data set
     if (auto* database = core::TestResultManager::GetCurrentInstance()) {
         framework::ScriptableVec rows;
-        rows.reserve(unsaved_rows_.size());
-        for (const std::uint32_t handle : unsaved_rows_) {
+        rows.reserve(m_unsavedRows.size());
+        for (const std::uint32_t handle : m_unsavedRows) {
             if (CScriptable* row = CHandleRegistry::Instance().Find(handle)) rows.push_back(row);
         }
         database->SaveResults(rows);
@@ -134,8 +134,8 @@ void CIptvResultsManager::SaveRowsWhenDue() {
 }
 
 void CIptvResultsManager::DestroyRows() {
-    // From the last: a parent finds its last child fastest.
-    for (auto handle = unsaved_rows_.rbegin(); handle != unsaved_rows_.rend(); ++handle) {
+    // In reverse, because a parent finds its last child fastest.
+    for (auto handle = m_unsavedRows.rbegin(); handle != m_unsavedRows.rend(); ++handle) {
         CScriptable* row = CHandleRegistry::Instance().Find(*handle);
         if (row) {
             row->Delete();
@@ -143,7 +143,7 @@ void CIptvResultsManager::DestroyRows() {
             LogText(devLogger(), LogLevelType::Warn, " CIptvEventResults is NULL");
         }
     }
-    unsaved_rows_.clear();
+    m_unsavedRows.clear();
 }
 
 }  // namespace orv::iptv

@@ -34,74 +34,76 @@ struct deregHandles {
 
 /// What a test start sets.
 struct TestRun {
-    std::vector<std::uint32_t> stb_blocks;  ///< the first one is the object of the commands' states
+    std::vector<std::uint32_t> stb_blocks;  ///< the first one keeps the status of the commands
     std::uint32_t command = 0;              ///< handle of the start command
     std::string test_name;
     std::uint32_t test_results = 0;    ///< handle of the CIptvTestResults
     double test_duration = 0.0;        ///< s
-    double join_fail_threshold = 0.0;  ///< most failed joins of a test that passes, percent
+    double join_fail_threshold = 0.0;  ///< most failed joins that pass, percent
     TestKind kind;
     bool sequencer_mode = false;      ///< a sequence runs the test, not a user
-    bool save_per_iteration = false;  ///< each iteration of the sequence has a database of its own
+    bool save_per_iteration = false;  ///< each iteration of the sequence has its own database
+
+    /// `fail_percent`: share of failed joins.
+    bool Passes(double fail_percent) const { return fail_percent <= join_fail_threshold; }
 };
 
-/// Collects what the ports report of a running test, decides whether it passes, and stores its results. One
-/// per process, made when it is first asked for; lives until the process ends.
-///
-/// Called under the task lock. m_iptvMutex keeps batches of results apart from the end of the test: it is
-/// taken with the task lock given up, and the task lock is taken again under it.
+/// Collects the results that ports report during a test, decides whether the test passes, and saves its
+/// results. One per process, created on first use; lives until the process ends.
+/// Called under the task lock. m_iptvMutex serialises binning and the end of the test. To take it, the task
+/// lock is released first and taken again under the mutex.
 class CIptvResultsManager : public core::CResult {
   public:
     static CIptvResultsManager* GetResultsManager();
-    /// Null before it has been asked for.
+    /// Null before the first use.
     static CIptvResultsManager* FindResultsManager() { return m_resultManager; }
-    /// True while a test runs; false, too, before there is a results manager.
+    /// True while a test runs. Needs no results manager.
     static bool IsTestRunning() { return RunningTest::IsRunning(); }
-    /// No test counts as running or stopping any more; makes no results manager.
+    /// Marks any test as neither running nor stopping. Creates no results manager.
     static void StopRunning() {
         if (!m_resultManager) return;
         RunningTest::SetRunning(false);
-        m_resultManager->stopping_until_ = {};
+        m_resultManager->m_stoppingUntil = {};
     }
 
-    /// Begins a test: nothing is left of the one before, not even in what its verdict is made of.
+    /// Begins a test: resets all state of the previous one, including the counters for the verdict.
     void Prepare(TestRun run);
-    const TestRun& GetRun() const { return run_; }
-    void SetTestResults(std::uint32_t handle) { run_.test_results = handle; }
+    const TestRun& GetRun() const { return m_run; }
+    void SetTestResults(std::uint32_t handle) { m_run.test_results = handle; }
     void SetTestRunning(bool running) { RunningTest::SetRunning(running); }
-    bool IsFinishing() const { return finishing_; }
-    /// Ports that have been started, and told to stop, are still expected to say that they have. Not for
-    /// ever: one of them may be gone.
+    bool IsFinishing() const { return m_finishing; }
+    /// True while started ports that were told to stop have not all reported their end. Times out, because a
+    /// port may be lost.
     bool IsStopping() const;
-    /// Path of the database that the test writes; empty while there is none.
-    const std::string& GetDatabasePath() const { return database_path_; }
-    void SetDatabasePath(std::string path) { database_path_ = std::move(path); }
-    /// The data set of the test has been made: its results need not wait any more, and none is stored yet.
+    /// Path of the test's database; empty while there is none.
+    const std::string& GetDatabasePath() const { return m_databasePath; }
+    void SetDatabasePath(std::string path) { m_databasePath = std::move(path); }
+    /// Call when the test's data set has been created: rows can be saved from now on.
     void NoteDataSet();
-    /// The test has ended and stored what there was to store.
-    bool AreResultsSaved() const { return results_saved_; }
+    /// True if the test has ended and its results are saved.
+    bool AreResultsSaved() const { return m_resultsSaved; }
 
-    /// Ports that take part.
-    void SetPortCount(std::uint32_t ports) { port_count_ = ports; }
-    std::uint32_t GetPortCount() const { return port_count_; }
-    void AddRegistration(deregHandles registration) { registrations_.push_back(registration); }
-    /// A port that reports results but not its end: it stays so until the next test, which would otherwise
-    /// hear of each result twice.
-    void AddIncompleteRegistration(deregHandles registration) { incomplete_.push_back(registration); }
-    /// The port has been told to start its test.
-    void NotePortStarted(std::uint32_t port) { started_.insert(port); }
-    /// No port takes part, and none reports any more. Not while a test runs, nor while ports are still to
-    /// report what they found before they were told to stop.
+    /// Number of ports that take part.
+    void SetPortCount(std::uint32_t ports) { m_portCount = ports; }
+    std::uint32_t GetPortCount() const { return m_portCount; }
+    void AddRegistration(deregHandles registration) { m_registrations.push_back(registration); }
+    /// A port that reports results but not its end. It is deregistered before the next test, which would
+    /// otherwise get each result twice.
+    void AddIncompleteRegistration(deregHandles registration) { m_incomplete.push_back(registration); }
+    /// Call when the port has been told to start.
+    void NotePortStarted(std::uint32_t port) { m_started.insert(port); }
+    /// Removes and deregisters all ports. Does nothing while a test runs or stopping ports may still report
+    /// results.
     void ForgetPorts();
 
-    /// From now on an end of the test, by its ports or by a user, is noted only: a port may end while the
-    /// start of the test is not done with. ReleaseEnd carries out what was noted.
-    void HoldEnd() { end_held_ = true; }
+    /// Defers the end of the test, by ports or by a user, until ReleaseEnd: a port may end before the start
+    /// command is done.
+    void HoldEnd() { m_endHeld = true; }
     void ReleaseEnd();
 
-    /// Delegates for the notifications of the ports; the context of the second is the port's handle.
-    const framework::ResponseDelegate& GetResultsDelegate() const { return results_delegate_; }
-    const framework::ResponseDelegate& GetEndTestDelegate() const { return end_test_delegate_; }
+    /// Delegates for notifications of ports. The context of the second one is the port's handle.
+    const framework::ResponseDelegate& GetResultsDelegate() const { return m_resultsDelegate; }
+    const framework::ResponseDelegate& GetEndTestDelegate() const { return m_endTestDelegate; }
 
     // --- Results while the test runs
     void CollectEventsFromIL(std::uint16_t sequence, Message* message, void* context);
@@ -111,38 +113,38 @@ class CIptvResultsManager : public core::CResult {
 
     // --- The end of the test
     void EndTestHandler(std::uint16_t sequence, Message* message, void* portHandle);
-    /// `stopRequested`: a user ends the test; otherwise a port has ended it.
+    /// `stopRequested`: a user stops the test; otherwise a port has reported its end.
     void EndOfTestProcessing(bool stopRequested);
-    /// No test counts as running any more. One that the port took part in is stopped on the other ports, and
-    /// ends when they have reported their ends: what they found is not lost.
+    /// Marks any test as not running. A test with this port is stopped on its other ports, and ends when they
+    /// have reported their ends, so that their results are kept.
     static void OnPortOffline(std::uint32_t port);
     void StopTestHandler(std::uint16_t sequence, Message* message, void* context);
     void FinalProcessing();
     void DeregisterAllNotifications();
-    /// Builds the tree of views and stores everything; `failPercent` is the test's share of failed joins.
+    /// Builds the tree of views and saves everything. `failPercent`: share of failed joins.
     void SaveToDatabase(double failPercent);
 
-    // --- What binning notes
-    /// Every set-top box is as one that has viewed nothing yet.
-    void ResetBlockTimeStampVec() { previous_views_.Clear(); }
-    PreviousViews& GetPreviousViews() { return previous_views_; }
-    void NoteIpv4() { has_ipv4_ = true; }
-    void NoteIpv6() { has_ipv6_ = true; }
+    // --- State that binning updates
+    /// Forgets the previous views of all set-top boxes.
+    void ResetBlockTimeStampVec() { m_previousViews.Clear(); }
+    PreviousViews& GetPreviousViews() { return m_previousViews; }
+    void NoteIpv4() { m_hasIpv4 = true; }
+    void NoteIpv6() { m_hasIpv6 = true; }
     void AddToVerdict(const JoinLeaveSums& sums);
-    double GetFailedJoins() const { return failed_joins_; }
-    double GetNetChannelChanges() const { return net_channel_changes_; }
+    double GetFailedJoins() const { return m_failedJoins; }
+    double GetNetChannelChanges() const { return m_netChannelChanges; }
     void AddUnsavedRow(const CScriptable& row) {
-        unsaved_rows_.push_back(row.GetHandle());
-        has_event_rows_ = true;
+        m_unsavedRows.push_back(row.GetHandle());
+        m_hasEventRows = true;
     }
-    /// So many unsaved rows are stored at once; 0 while no port takes part: never.
+    /// Number of unsaved rows at which they are saved. 0 while no port takes part: never.
     std::size_t GetRowLimit() const;
     void SaveRowsWhenDue();
 
   private:
     CIptvResultsManager();
 
-    /// True for the fault of a port that refuses to register a notification.
+    /// Logs the fault of a port that refuses a registration; returns whether it was one.
     static bool LogRefusal(const Message& answer);
     void CarryOutEnd(bool stopRequested);
     void GoOnWithoutPort(std::uint32_t port);
@@ -158,31 +160,31 @@ class CIptvResultsManager : public core::CResult {
     static CIptvResultsManager* m_resultManager;
 
     boost::mutex m_iptvMutex;
-    TestRun run_;
-    std::uint32_t port_count_ = 0;
-    std::uint32_t ended_ports_ = 0;
-    std::set<std::uint32_t> started_;     ///< handles of the ports that have been told to start
-    std::set<std::uint32_t> known_ends_;  ///< handles of the ports that have reported their end
-    double failed_joins_ = 0;
-    double net_channel_changes_ = 0;
-    std::vector<deregHandles> registrations_;
-    std::vector<deregHandles> incomplete_;  ///< of results only
-    std::string database_path_;
-    bool finishing_ = false;                     ///< the ports have been told to stop
-    std::chrono::nanoseconds stopping_until_{};  ///< so long their ends are expected
-    bool final_done_ = false;                    ///< the final processing has run after a fault
-    bool results_pending_ = false;               ///< a test begins whose data set is still to be made
-    bool results_saved_ = false;                 ///< what the test has found is in its data set
-    bool end_held_ = false;
-    bool stop_held_ = false;  ///< a user has ended the test meanwhile
-    bool has_ipv4_ = false;
-    bool has_ipv6_ = false;
-    bool has_event_rows_ = false;
-    PreviousViews previous_views_;
-    std::vector<std::uint32_t> unsaved_rows_;  ///< handles
-    framework::ResponseDelegate results_delegate_;
-    framework::ResponseDelegate end_test_delegate_;
-    framework::ResponseDelegate stop_delegate_;
+    TestRun m_run;
+    std::uint32_t m_portCount = 0;
+    std::uint32_t m_endedPorts = 0;
+    std::set<std::uint32_t> m_started;    ///< handles of ports that were told to start
+    std::set<std::uint32_t> m_knownEnds;  ///< handles of ports that reported their end
+    double m_failedJoins = 0;
+    double m_netChannelChanges = 0;
+    std::vector<deregHandles> m_registrations;
+    std::vector<deregHandles> m_incomplete;  ///< registered for results only
+    std::string m_databasePath;
+    bool m_finishing = false;                    ///< the ports were told to stop
+    std::chrono::nanoseconds m_stoppingUntil{};  ///< deadline for the ports' ends
+    bool m_finalDone = false;                    ///< FinalProcessing has begun
+    bool m_resultsPending = false;               ///< the new test's data set has not been created yet
+    bool m_resultsSaved = false;                 ///< the test's results are in its data set
+    bool m_endHeld = false;                      ///< the end of the test is deferred
+    bool m_stopHeld = false;                     ///< a user stopped the test while its end was deferred
+    bool m_hasIpv4 = false;
+    bool m_hasIpv6 = false;
+    bool m_hasEventRows = false;
+    PreviousViews m_previousViews;
+    std::vector<std::uint32_t> m_unsavedRows;  ///< handles
+    framework::ResponseDelegate m_resultsDelegate;
+    framework::ResponseDelegate m_endTestDelegate;
+    framework::ResponseDelegate m_stopDelegate;
 };
 
 }  // namespace orv::iptv

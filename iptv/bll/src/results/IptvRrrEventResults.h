@@ -1,4 +1,4 @@
-// The row of one retransmission.
+// Event row of a retransmission.
 #pragma once
 
 #include "ModelClass.h"

@@ -1,4 +1,4 @@
-// The views of a block of set-top boxes.
+// Results of a block of set-top boxes.
 #pragma once
 
 #include "ModelClass.h"
@@ -12,8 +12,8 @@ class CIptvViewingProfileResults;
 class CIptvStbBlockResults
     : public ModelClass<ids::IptvStbBlockResults::CLASS.GetValue(), CIptvTotalResults> {
   public:
-    /// Ends a batch: merges it, passes it on to the profile's and the port's results, and empties it. `sums`:
-    /// what SetAndAccumLatencies was given for the batch.
+    /// Ends a batch: merges it, adds it to the results of the profile and the port, and clears it. `sums`: as
+    /// given to SetAndAccumLatencies for the batch.
     void BinStbBlockEvents(const JoinLeaveSums& sums, CIptvViewingProfileResults& profile,
                            CIptvPortResults& port);
     void ResetResults() { CompleteResetTotalResults(); }

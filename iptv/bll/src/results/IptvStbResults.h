@@ -1,4 +1,4 @@
-// The views of one set-top box.
+// Results of one set-top box.
 #pragma once
 
 #include "ModelClass.h"

@@ -15,7 +15,7 @@ namespace TestResultsId = ids::IptvTestResults;
 
 namespace {
 
-/// "2026/01/31 23:59:00"; nothing when the clock cannot be read.
+/// "2026/01/31 23:59:00"; no value if the clock cannot be read.
 std::optional<std::string> GetLocalTime() {
     const std::time_t now = std::time(nullptr);
     std::tm local{};

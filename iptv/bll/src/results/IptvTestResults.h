@@ -1,4 +1,4 @@
-// A test and how it ended.
+// Name, times and verdict of a test.
 #pragma once
 
 #include "ModelClass.h"
@@ -10,9 +10,9 @@ using common::ClassId;
 
 class CIptvTestResults : public ModelClass<ids::IptvTestResults::CLASS.GetValue(), core::CResult> {
   public:
-    /// Names the object after its handle, and notes the test's name and the local time as its start.
+    /// Names the object after its handle, and sets the test's name and, from the local time, its start.
     void SetTestParams(const std::string& testName);
-    /// Notes the local time as the test's end.
+    /// Sets the test's end to the local time.
     void SetEndTime();
 };
 

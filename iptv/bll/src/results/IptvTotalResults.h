@@ -1,4 +1,4 @@
-// The totals of set-top boxes: intervals between events, and what was flagged.
+// Results that cover all views of set-top boxes: intervals between events, and numbers of flags.
 #pragma once
 
 #include <cstdint>
@@ -8,7 +8,7 @@
 
 namespace orv::iptv {
 
-/// What a view is measured against besides itself.
+/// Context needed to evaluate a view.
 struct ViewContext {
     PreviousViews* previous_views = nullptr;
     std::uint32_t base_stb_index = 0;  ///< number of the block's first set-top box in the test
@@ -17,13 +17,14 @@ struct ViewContext {
 
 class CIptvTotalResults : public ModelClass<ids::IptvTotalResults::CLASS.GetValue(), CIptvGapOverlapResults> {
   public:
-    /// Adds one view to the batch and to its row, and remembers it as the set-top box's previous one.
+    /// Adds a view to the batch and to its row, and stores it as the set-top box's previous view.
     void BinEvent(const stbox_event_s& ev, CIptvEventResults* row, const ViewContext& context);
-    /// After the last view of a batch: merges gaps, overlaps, changes and intervals into the test's values.
+    /// Call after the last view of a batch: merges gaps, overlaps, changes and intervals into the values of
+    /// the test.
     void AccumEvents();
     void CopyTotalResultsToDataModel();
 
-    /// Empties the batch of the intervals and of the flags.
+    /// Clears the batch of intervals and flags.
     void ResetTotalResultsClassVar();
     void CompleteResetTotalResults();
 

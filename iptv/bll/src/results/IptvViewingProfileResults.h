@@ -1,4 +1,4 @@
-// The views of all set-top boxes that zap by a profile.
+// Results of all set-top boxes with the same viewing profile.
 #pragma once
 
 #include "ModelClass.h"

@@ -1,4 +1,4 @@
-// The results manager's mutex.
+// Lock for the results manager's mutex.
 #pragma once
 
 #include <boost/thread/mutex.hpp>
@@ -7,8 +7,9 @@
 
 namespace orv::iptv {
 
-/// Holds a mutex while it lives. The task lock is given up while it waits and taken again once the mutex is
-/// held, so that nobody who holds the mutex waits for the task lock of somebody who waits for the mutex.
+/// Scoped lock. Releases the task lock while waiting for the mutex and takes it again under the mutex: a
+/// thread that holds the mutex may wait for the task lock, so waiting for the mutex with the task lock held
+/// would deadlock.
 class ManagerLock {
   public:
     explicit ManagerLock(boost::mutex& mutex) : reverse_(), lock_(mutex) { reverse_.Retake(); }

@@ -1,4 +1,4 @@
-// What each set-top box did last.
+// The previous view of each set-top box.
 #pragma once
 
 #include <cstdint>
@@ -12,11 +12,11 @@ struct SetTopTimeStampsForMap {
     std::int64_t last_packet = 0;  ///< last packet of the previous view, port ticks
 };
 
-/// The previous view of every set-top box of a test, by its number. Numbers are dense, so they are looked up
-/// in an array; a number that no test can have (a message may carry any) costs an entry of a map.
+/// The previous view of every set-top box of a test, by its number. Numbers are dense, so the views are in an
+/// array; numbers beyond those of any test (a malformed message may carry them) are in a map.
 class PreviousViews {
   public:
-    /// Zeros for a set-top box that is seen for the first time.
+    /// All zeros on the first call for a set-top box.
     SetTopTimeStampsForMap& FindOrAdd(std::uint32_t settop) {
         if (settop < dense_.size()) return dense_[settop];
         return Insert(settop);
@@ -28,10 +28,10 @@ class PreviousViews {
     bool IsEmpty() const { return dense_.empty() && others_.empty(); }
 
   private:
-    static constexpr std::uint32_t kMostDense = 1u << 20;
+    static constexpr std::uint32_t kMaxDense = 1u << 20;
 
     SetTopTimeStampsForMap& Insert(std::uint32_t settop) {
-        if (settop >= kMostDense) return others_[settop];
+        if (settop >= kMaxDense) return others_[settop];
         dense_.resize(settop + std::size_t{1});
         return dense_[settop];
     }

@@ -15,7 +15,7 @@ struct StatProperties {
     framework::PropId max;
 };
 
-/// Minimum and maximum of a statistic without value are 0.
+/// Minimum and maximum of an empty statistic are 0.
 inline void SetStat(framework::CScriptable& result, const StatProperties& properties,
                     const CAccumStatDouble& stat) {
     result.Set(properties.min, stat.count == 0 ? 0.0 : stat.min);
@@ -31,12 +31,12 @@ inline void AddTo(framework::CScriptable& result, framework::PropId id, std::uin
     result.Set(id, result.GetU64(id) + value);
 }
 
-/// A rate is 0 while no time has passed.
+/// 0 if `seconds` is 0.
 inline double GetRate(double count, double seconds) {
     return seconds == 0.0 ? 0.0 : count / seconds;
 }
 
-/// Sets the properties of a class (those that it inherits left out) that are numbers to 0.
+/// Sets the numeric properties of a class to 0, except inherited ones.
 void ZeroOwnNumbers(framework::CScriptable& result, common::ClassId id);
 
 }  // namespace orv::iptv

@@ -26,8 +26,8 @@ void LogMissing(const char* object) {
                 {"CIptvResultsHandler", object, "CIptvResultsHandler::CollectAndSave"});
 }
 
-/// Moves the results of a test into the folder of the iteration's database, and removes the folder they were
-/// in when nothing else is left there. Returns the new path; empty, after logging, when that fails.
+/// Moves the results of a test to the folder of the iteration's database, and removes their old folder if it
+/// is empty then. Returns the new path; empty, after logging, on failure.
 std::string MoveDatabase(const std::string& from, const std::string& iteration_database) {
     const fs::path old_path(from);
     const fs::path new_path = fs::path(iteration_database).parent_path() / old_path.filename();
@@ -37,12 +37,12 @@ std::string MoveDatabase(const std::string& from, const std::string& iteration_d
                 [&] { return "The results of the iteration stay in " + from + ": " + why; });
         return std::string();
     };
-    // Rows that are in the log beside the file would be lost.
+    // Rows in the write-ahead log beside the file would be lost.
     if (fs::exists(from + "-wal")) return stays("another program is reading them");
     boost::system::error_code error;
     fs::rename(old_path, new_path, error);
     if (error) return stays(error.message());
-    fs::remove(old_path.parent_path(), error);  // refused while there are other files
+    fs::remove(old_path.parent_path(), error);  // fails if other files are in it
     return new_path.string();
 }
 
@@ -59,7 +59,7 @@ CScriptable* MakeIterationView(int iteration) {
     return view;
 }
 
-/// Null, after logging, when it cannot be made.
+/// Null, after logging, if it cannot be created.
 CScriptable* MakeIterationNode(ResultTree& tree, CScriptable& parent, int iteration) {
     try {
         return tree.CreateIterationSummaryViewNode(&parent, iteration);

@@ -1,4 +1,4 @@
-// Storing a test's results with the tree of views by which they are read.
+// Saves a test's results, and the tree of views that show them.
 #include "IptvErrors.h"
 #include "IptvLog.h"
 #include "IptvResources.h"
@@ -39,7 +39,7 @@ CScriptable* BuildTree(ResultTree& tree, const Shown& shown) {
     return root;
 }
 
-/// The tree's objects go with it, whatever happens.
+/// Destroys the tree's objects in any case, also after an exception.
 class TreeOfTest : public ResultTree {
   public:
     using ResultTree::ResultTree;
@@ -55,14 +55,14 @@ void CIptvResultsManager::SaveToDatabase(double failPercent) {
         return "Saving Final Set of results into database and creating tree views for Results Reporter";
     });
     auto* database = core::TestResultManager::GetCurrentInstance();
-    results_pending_ = false;
-    // A test that was stopped before it had a data set must not write into the one of the test before.
-    if (database && database_path_.empty()) return;
+    m_resultsPending = false;
+    // A test that was stopped before it had a data set must not write to that of the previous test.
+    if (database && m_databasePath.empty()) return;
     const std::uint32_t data_set = database ? database->GetDataSetId() : 0;
-    TreeOfTest tree(run_.kind, data_set == 0 ? 1 : data_set);
+    TreeOfTest tree(m_run.kind, data_set == 0 ? 1 : data_set);
     CScriptable* root =
-        BuildTree(tree, {has_ipv4_, has_ipv6_, has_event_rows_, run_.kind.HasRetransmission()});
-    if (failPercent > run_.join_fail_threshold) root->Set(ids::EotResultNode::Status, kStatusFailed);
+        BuildTree(tree, {m_hasIpv4, m_hasIpv6, m_hasEventRows, m_run.kind.HasRetransmission()});
+    if (!m_run.Passes(failPercent)) root->Set(ids::EotResultNode::Status, kStatusFailed);
     if (!database) {
         LogResource(devLogger(), LogLevelType::Warn, resource::kBadObjectError,
                     {"TestResultMananger", "Static Function", "CIptvResultsManager::SaveToDatabase"});
@@ -71,7 +71,7 @@ void CIptvResultsManager::SaveToDatabase(double failPercent) {
     database->SaveObjects({ids::EotResultNode::CLASS});
     database->SetRootNode(*root);
     if (database->MustFinalise()) database->Finalise();
-    results_saved_ = true;
+    m_resultsSaved = true;
 }
 
 }  // namespace orv::iptv

@@ -1,11 +1,11 @@
-// What kind of test runs.
+// The kind of a test.
 #pragma once
 
 #include <cstdint>
 
 namespace orv::iptv {
 
-/// Test type and multicast join trigger, by the numbers of the message set.
+/// Test type and multicast join trigger, as numbers of the message set.
 struct TestKind {
     std::uint8_t type = 0;                ///< iptvcd_1_bll::TestType
     std::uint8_t mcast_join_trigger = 0;  ///< iptvcd_1_bll::MulticastJoinTriggerType
@@ -14,7 +14,7 @@ struct TestKind {
     bool HasRetransmission() const { return type == 3 || type == 4; }
     /// FAST_CHANNEL_CHANGE and those with retransmission: the STBs also receive unicast.
     bool HasUnicast() const { return type >= 2 && type <= 4; }
-    /// The servers mark the packets before the multicast join.
+    /// The multicast join waits for a unicast packet with the S-bit (SBIT_AND_DELAY).
     bool HasSbit() const { return HasUnicast() && mcast_join_trigger == 1; }
 };
 

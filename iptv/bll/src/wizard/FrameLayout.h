@@ -1,4 +1,4 @@
-// The headers of a wizard's channel traffic.
+// Headers of the channel traffic that the wizard creates.
 #pragma once
 
 #include <string>
@@ -9,9 +9,8 @@ class CNetworkInterface;
 
 namespace orv::iptv {
 
-/// The frame layout of UDP packets that leave by an interface, as XML: an element for each layer of its
-/// stack from the link layer up, and one for UDP. Values of the headers are the interfaces' and the
-/// bindings'.
+/// The frame layout of UDP packets sent on an interface, as XML: one element for each layer of its stack from
+/// the link layer up, and one for UDP. Header values come from the interfaces and bindings, not from the XML.
 std::string MakeFrameLayout(const core::CNetworkInterface& top);
 
 }  // namespace orv::iptv

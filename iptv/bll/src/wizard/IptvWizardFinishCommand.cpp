@@ -20,7 +20,7 @@ namespace {
 namespace From = ids::IptvWizardFinishCommand;
 namespace To = ids::IptvWizardTestConfig;
 
-/// (property of the command, the same of the test configuration)
+/// (property of the command, its counterpart in the test configuration)
 constexpr CopiedProperty kMirrored[] = {
     {From::TestName, To::TestName},
     {From::TestType, To::TestType},
@@ -66,7 +66,7 @@ bool IsInSequencer(const CScriptable* object) {
 
 bool CIptvWizardFinishCommand::OnInit() {
     if (const CScriptable* config = FindTestConfig()) {
-        // Each value goes back to where it is from, which changes nothing there.
+        // Setting a property copies it back to the test configuration, which has that value already.
         for (const auto& [own, of_test] : kMirrored) {
             const CopiedProperty back{of_test, own};
             CopyProperties(*config, *this, {&back, 1});

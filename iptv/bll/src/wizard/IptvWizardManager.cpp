@@ -29,7 +29,7 @@ bool IsOfAnIptvTest(const framework::CCommand& command) {
            command.IsTypeOf(CIptvWaitForTestCompletionCommand::CLASS_ID());
 }
 
-/// What works cannot be deleted, and works with objects that would be.
+/// Running commands and tests cannot be deleted, and use objects that the set-up would delete.
 void CheckNothingIsUnderWay() {
     const auto refuse = [](const std::string& what) {
         throw common::COrvRunTimeError("The IPTV wizard cannot replace " + what);
@@ -54,7 +54,7 @@ void CheckNothingIsUnderWay() {
 }  // namespace
 
 CIptvWizardManager* CIptvWizardManager::GetWizardManager() {
-    // Never destroyed: it is used as long as there is a process.
+    // Never destroyed: it may be used until the process ends.
     static auto* const manager = new CIptvWizardManager;
     return manager;
 }

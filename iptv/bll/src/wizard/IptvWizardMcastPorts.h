@@ -1,4 +1,4 @@
-// A mark for the wizard's user interface.
+// A marker for the wizard's user interface.
 #pragma once
 
 #include "ModelClass.h"

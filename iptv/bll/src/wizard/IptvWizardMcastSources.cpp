@@ -41,7 +41,7 @@ void CIptvWizardMcastSources::SetChannelRate(double rate) {
 
 void CIptvWizardMcastSources::OnPropertyModified(framework::Property& property) {
     if (property.GetId() == SourcesId::TrafHost) {
-        // 0 names no host: it is what the property begins with.
+        // 0, the initial value, means no host.
         if (const std::uint32_t host = GetU32(SourcesId::TrafHost)) GetTrafHostList().push_back(host);
     } else if (property.GetId() == SourcesId::ChannelRatePreset) {
         constexpr double kMbps[] = {1.5, 2, 2.5, 3, 4, 8};

@@ -1,4 +1,4 @@
-// Channels that come from a port, as the wizard knows them.
+// Wizard object for channels that a port sends.
 #pragma once
 
 #include <cstdint>
@@ -22,12 +22,12 @@ class CIptvChannelBlock;
 class CIptvWizardTestConfig;
 using common::ClassId;
 
-/// Expands into a multicast group with its network block, a channel block, and in the test environment a
-/// stream block for each traffic host.
+/// Expands to a multicast group with its network block, a channel block, and in the test environment one
+/// stream block per traffic host.
 class CIptvWizardMcastSources
     : public ModelClass<ids::IptvWizardMcastSources::CLASS.GetValue(), framework::CScriptable> {
   public:
-    /// The traffic hosts of a source, to be read and changed. Every change is one of the property.
+    /// The traffic hosts of a source, for reading and changing. Every change sets the property.
     class TrafHosts {
       public:
         explicit TrafHosts(CIptvWizardMcastSources& source) : source_(source) {}
@@ -48,12 +48,12 @@ class CIptvWizardMcastSources
     /// Load of each stream block, Mbit/s.
     void SetChannelRate(double rate);
 
-    /// A traffic host is added to the list; a preset becomes a channel rate.
+    /// Adds a new traffic host to the list; turns a preset into a channel rate.
     void OnPropertyModified(framework::Property& property) override;
 
-    /// Makes the objects. `groupHandle` is set and `streamBlockHandles` appended to as soon as each of them
-    /// exists, also when the call throws: COrvRunTimeError for what is missing or cannot be made,
-    /// COrvException for a relation that is refused.
+    /// Creates the objects. `groupHandle` and `streamBlockHandles` get each handle as soon as its object
+    /// exists, so they are valid even if the call throws: COrvRunTimeError if something is missing or cannot
+    /// be created, COrvException if a relation is refused.
     void ExpandMcastSource(std::uint32_t& groupHandle, std::vector<std::uint32_t>& streamBlockHandles);
 
   private:

@@ -50,7 +50,8 @@ void CIptvWizardStbBlock::ExpandWizStbBlock(std::uint32_t& stbBlockHandle, std::
     auto& block = MakeWizardObject<CIptvStbBlockConfig>(CIptvStbBlockConfig::CLASS_ID(), &device,
                                                         "IptvStbBlockConfig", kOperation);
     stbBlockHandle = block.GetHandle();
-    // A device may have others, its user's or those of other blocks; the version asked for is in this one.
+    // The device may have other configurations, from users or other blocks; only this one has the requested
+    // version.
     if (!HasChild(device, igmpmld::CMulticastHostConfig::CLASS_ID(), hostConfigHandle)) {
         ThrowLookupFailure({"MulticastHostConfig", "EmulatedDevice", kOperation},
                            "MulticastHost associated with " + device.GetName());

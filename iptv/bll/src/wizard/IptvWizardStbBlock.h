@@ -1,4 +1,4 @@
-// Set-top boxes of a device, as the wizard knows them.
+// Wizard object for the set-top boxes of a device.
 #pragma once
 
 #include <cstdint>
@@ -20,19 +20,20 @@ namespace orv::iptv {
 class CIptvStbBlockConfig;
 using common::ClassId;
 
-/// Expands into an IGMP or MLD host configuration, a set-top-box block, its range of viewed channels and its
+/// Expands to an IGMP or MLD host configuration, a set-top-box block, its range of viewed channels and its
 /// viewing profile.
 class CIptvWizardStbBlock
     : public ModelClass<ids::IptvWizardStbBlock::CLASS.GetValue(), framework::CScriptable> {
   public:
-    /// Makes the objects. Each handle is set as soon as its object exists, also when the call throws:
-    /// COrvRunTimeError for what is missing or cannot be made, and for a range of channels that no channel
-    /// block holds. `channelBlocks`: those to choose from; one list does for all wizard objects of a project.
+    /// Creates the objects. Each handle is set as soon as its object exists, so it is valid even if the call
+    /// throws: COrvRunTimeError if something is missing or cannot be created, or no channel block contains
+    /// the range of channels. `channelBlocks`: the candidates; one index can serve all wizard objects of a
+    /// project.
     void ExpandWizStbBlock(std::uint32_t& stbBlockHandle, std::uint32_t& hostConfigHandle,
                            const ChannelBlockIndex& channelBlocks = ChannelBlockIndex::OfProject());
 
   private:
-    /// The parent; anything else is an internal lookup failure.
+    /// The parent; a parent of another class is an internal lookup failure.
     core::CEmulatedDevice& GetDevice(const char* operation) const;
     igmpmld::CMulticastHostConfig& SetupMcastHostConfig(std::uint32_t& hostConfigHandle);
     void WarnOfVersions(bool ipv4, const core::CNetworkInterface& interface) const;

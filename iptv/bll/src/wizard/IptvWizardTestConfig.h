@@ -1,4 +1,4 @@
-// What the whole of a wizard's test has in common.
+// Wizard object for the settings of the whole test.
 #pragma once
 
 #include <cstdint>
@@ -13,11 +13,11 @@ using common::ClassId;
 class CIptvWizardTestConfig
     : public ModelClass<ids::IptvWizardTestConfig::CLASS.GetValue(), framework::CScriptable> {
   public:
-    /// The channels come from this application's generators, not from a network.
+    /// True if the channels come from this application's generators, not from a network.
     bool IsTestEnvironment() const;
-    /// The test is one of IPv4, otherwise one of IPv6.
+    /// True for an IPv4 test, false for an IPv6 test.
     bool IsIpv4() const;
-    /// Distance of the group addresses of successive channels, as a number.
+    /// Increment of the group address from channel to channel, as a number.
     std::uint32_t GetGroupAddrIncrement() const;
 };
 

@@ -1,4 +1,4 @@
-// The multicast group and the channel block of a wizard source.
+// Creates the multicast group and the channel block of a wizard source.
 #include "IptvLog.h"
 #include "config/IptvChannelBlock.h"
 #include "orv/core/ipv4_network_block.h"
@@ -22,7 +22,7 @@ constexpr const char* kSetupChannelBlock = "CIptvWizardMcastSources::SetupChanne
 constexpr std::uint8_t kIpv4Bits = 32;
 constexpr std::uint8_t kIpv6Bits = 128;
 
-/// Makes the group, and returns its network block.
+/// Creates the group, and returns its network block.
 template <class Group, class Block>
 Block& MakeGroup(CScriptable& project, const char* class_name, const char* block_class_name,
                  std::uint32_t& handle) {

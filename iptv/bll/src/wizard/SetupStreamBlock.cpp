@@ -1,4 +1,4 @@
-// The traffic of a wizard source.
+// Creates the stream blocks of a wizard source.
 #include "FindByHandle.h"
 #include "IptvLog.h"
 #include "orv/core/emulated_device.h"
@@ -20,7 +20,7 @@ namespace {
 
 constexpr const char* kSetupStreamBlock = "CIptvWizardMcastSources::SetupStreamBlock";
 
-/// Each stream block has a load of its own, so the generator must not share the port's load among them.
+/// Each stream block has its own load, so the generator must not divide the port's load among them.
 void SetupGenerator(const core::CPort& port) {
     const CScriptable* generator = port.GetObject(l2l3::CGenerator::CLASS_ID(), common::kParentChild);
     if (!generator) {

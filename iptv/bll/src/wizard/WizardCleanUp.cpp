@@ -1,4 +1,4 @@
-// Removing what an earlier run of the wizard has made.
+// Removes the objects of the wizard's previous set-up.
 #include <algorithm>
 
 #include "IptvLog.h"
@@ -29,7 +29,7 @@ void MarkChildren(const CScriptable& parent, ClassId id) {
 bool SendsOnlyToGroups(const CScriptable& stream_block) {
     framework::ScriptableVec endpoints;
     stream_block.GetObjects(endpoints, core::CNetworkEndpoint::CLASS_ID(), ids::relations::DstBinding);
-    // One that sends nowhere is not the wizard's.
+    // A stream block without destination is not from the wizard.
     return !endpoints.empty() &&
            std::all_of(endpoints.begin(), endpoints.end(), [](const CScriptable* endpoint) {
                const CScriptable* parent = endpoint->GetParent();

@@ -46,7 +46,7 @@ void WarnOfIpVersion(const framework::LazyText& text, bool ipv4_test, const std:
 void CopyProperties(const CScriptable& from, CScriptable& to, std::span<const CopiedProperty> properties) {
     std::string value;
     for (const auto& [source, target] : properties) {
-        from.Get(source, value);  // the text of a value reads back as the same value
+        from.Get(source, value);  // via text, which preserves the value exactly
         to.Set(target, value);
     }
 }

@@ -1,5 +1,4 @@
-// What the wizard's steps have in common: finding, making and relating objects, with the failures that each
-// can end in.
+// Helpers of the wizard's steps: finding, creating and relating objects, with their errors.
 #pragma once
 
 #include <cstdint>
@@ -24,10 +23,10 @@ namespace orv::iptv {
 using common::ClassId;
 using framework::CScriptable;
 
-/// The open project; none is an internal lookup failure.
+/// The open project. A missing one is an internal lookup failure.
 core::CProject& GetWizardProject(const char* operation);
 
-/// The children of a class that are not being deleted. One that is not of the C++ class is an internal lookup
+/// The children of a class that are not being deleted. A child of another C++ class is an internal lookup
 /// failure.
 template <class T>
 std::vector<T*> GetWizardChildren(const CScriptable& parent, const LookupFailure& failure,
@@ -45,9 +44,8 @@ std::vector<T*> GetWizardChildren(const CScriptable& parent, const LookupFailure
     return children;
 }
 
-/// A new object. When it cannot be made, the log says so with `where_used`
-/// ("CIptvWizardStbBlock::SetupViewedChannels"), and without it when that is null. What is made without
-/// parent is the caller's.
+/// Creates an object; without `parent` the caller owns it. A failure is logged with `where_used`
+/// ("CIptvWizardStbBlock::SetupViewedChannels") unless that is null, and thrown as COrvRunTimeError.
 template <class T>
 T& MakeWizardObject(ClassId id, CScriptable* parent, const std::string& class_name, const char* where_used,
                     const std::source_location& where = std::source_location::current()) {
@@ -61,19 +59,20 @@ void AddWizardRelation(CScriptable& source, const std::string& relation, std::ui
                        const framework::LazyText& failure,
                        const std::source_location& where = std::source_location::current());
 
-/// The device's top interface of the wanted IP version; one of another version when there is none, null
-/// without any.
+/// The device's top interface of the given IP version, otherwise its first top interface; null if there is
+/// none.
 core::CNetworkInterface* FindTopInterface(const core::CEmulatedDevice& device, bool ipv4);
 
-/// Tells the user that something does not fit the IP version of the test, which is built all the same.
+/// Warns the user that something does not fit the IP version of the test. The test is built nevertheless.
 void WarnOfIpVersion(const framework::LazyText& text, bool ipv4_test,
                      const std::source_location& where = std::source_location::current());
 
-/// A property of one object, and the property of another that takes its value. Both are of one type.
+/// A property of the source object, and the property of the destination object that gets its value. Both have
+/// the same type.
 using CopiedProperty = std::pair<framework::PropId, framework::PropId>;
 void CopyProperties(const CScriptable& from, CScriptable& to, std::span<const CopiedProperty> properties);
 
-/// Decimal handles between blanks: the text of a list of handles.
+/// The handles in decimal, separated by blanks: the text form of a list of handles.
 std::string HdlListToString(const std::vector<std::uint32_t>& handles);
 
 }  // namespace orv::iptv

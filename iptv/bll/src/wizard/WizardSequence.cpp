@@ -171,8 +171,7 @@ void WizardSequence::HandOver() {
     framework::CSequencer& sequencer = framework::CSequencer::Instance();
     sequencer.Clear(true);
     sequencer.InsertCommands(list_);
-    for (OwnedScriptable& command : made_)
-        static_cast<void>(command.release());  // the sequencer's from now on
+    for (OwnedScriptable& command : made_) static_cast<void>(command.release());  // the sequencer owns it now
     made_.clear();
 }
 

@@ -13,7 +13,7 @@ namespace orv::iptv {
 class CIptvStartTestCommand;
 class CIptvWizardTestConfig;
 
-/// Handles of the protocol blocks by which the hosts of the project get their addresses or sessions.
+/// Handles of the protocol blocks that give the project's hosts their addresses or sessions.
 struct BindingDevices {
     std::vector<std::uint32_t> dhcpv4;
     std::vector<std::uint32_t> dhcpv6;
@@ -21,21 +21,21 @@ struct BindingDevices {
     std::vector<std::uint32_t> pppox;
 };
 
-/// Makes the commands one after the other, and gives them to the sequencer once all of them are there.
-/// Commands that it still holds when it is destroyed go with it.
+/// Creates all commands before it gives them to the sequencer. Commands not handed over are destroyed with
+/// it.
 class WizardSequence {
   public:
     WizardSequence(const core::CProject& project, const CIptvWizardTestConfig& config)
         : project_(project), config_(config) {}
 
-    /// Makes all commands. Throws COrvRunTimeError when one cannot be made, or an object that they work on is
+    /// Creates all commands. Throws COrvRunTimeError if one cannot be created or an object that they use is
     /// missing.
     void Build();
     /// Replaces the sequencer's commands.
     void HandOver();
 
   private:
-    /// A property of a command, and the text that it is set from.
+    /// A property of a command, and its value as text.
     struct Input {
         const char* name;
         std::string text;
@@ -47,10 +47,10 @@ class WizardSequence {
     std::vector<std::uint32_t> GetAnalyzers() const;
     std::vector<std::uint32_t> GetStreamBlocks() const;
 
-    /// The command's handle.
+    /// Creates a command, and returns its handle.
     std::uint32_t Make(const std::string& class_name, const std::vector<Input>& inputs = {});
     void Append(const std::string& class_name, const std::vector<Input>& inputs = {});
-    /// All return the number of commands that they append.
+    /// These functions return the number of appended commands.
     std::size_t BindWaitDevices(const BindingDevices& devices);
     std::size_t ReleaseWaitDevices(const BindingDevices& devices);
     std::size_t AppendForBlocks(const BindingDevices& devices, const char* const (&commands)[4],

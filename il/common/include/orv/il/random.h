@@ -30,13 +30,13 @@ class Random {
     std::uint32_t below(std::uint32_t count) {
         return static_cast<std::uint32_t>(((next() >> 32) * count) >> 32);
     }
-    /// True with that probability. Draws nothing when it is 0.
+    /// True with that probability. Draws no number if it is 0.
     bool happens(double probability) { return probability > 0 && fraction() < probability; }
-    /// How many of `trials` happen when each does with that probability. Exact up to a mean of 16, from there
-    /// on rounded from a normal distribution. Draws nothing when none can.
+    /// Number of successes in `trials` with that probability. Exact up to a mean of 16, above that rounded
+    /// from a normal distribution. Draws no number if there can be none.
     std::uint64_t binomial(std::uint64_t trials, double probability);
-    /// How many times in a row something of that probability happens; kForever when it always does. Draws
-    /// nothing when it is 0.
+    /// Number of consecutive successes with that probability; kForever if it is 1. Draws no number if it is
+    /// 0.
     std::uint64_t in_a_row(double probability);
     static constexpr std::uint64_t kForever = UINT64_MAX;
     /// Normally distributed, of mean 0 and standard deviation 1.

@@ -48,8 +48,8 @@ struct ParsedFrame {
 struct ReceiveInfo {
     /// The outer tag, where the kernel has taken it out of the bytes.
     std::optional<VlanTag> stripped_tag = {};
-    /// False for a frame that a sender on the same machine left to the network device to finish, and where
-    /// the kernel has checked it already. All other checksums are always checked.
+    /// False if the UDP checksum must not be checked: the network device has yet to fill it in (sender on the
+    /// same machine), or the kernel has checked it. All other checksums are always checked.
     bool check_udp = true;
 };
 

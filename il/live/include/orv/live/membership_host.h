@@ -35,15 +35,15 @@ class MembershipHost {
         /// How often a change is reported, the first time included (RFC 3376 section 8.1); 1 to 255. Leaves
         /// of IGMPv2 and MLDv1 are sent once.
         std::uint8_t robustness = 2;
-        /// Report suppression: hosts suppress a report that another has sent for the group, and a host that
-        /// was not the last one to report leaves in silence. IGMPv1, IGMPv2 and MLDv1 only.
+        /// Report suppression: a host sends no report for a group that another host has reported, and no
+        /// leave if it was not the last to report. IGMPv1, IGMPv2 and MLDv1 only.
         bool suppress_reports = false;
-        /// Of the IP packet of a report, in bytes; 576 to 1500, for MLD 1280 to 1500.
+        /// Largest IP packet of a report, bytes; 576 to 1500, for MLD 1280 to 1500.
         std::uint16_t mtu = 1500;
         /// Longest time between two reports of a change: IGMPv3 (RFC 3376 section 8.11), MLDv2 (RFC 3810
         /// section 9.11).
         Nanoseconds unsolicited_report_interval = std::chrono::seconds(1);
-        /// The same of IGMPv1, IGMPv2 (RFC 2236 section 8.10) and MLDv1 (RFC 2710 section 7.10).
+        /// The same for IGMPv1, IGMPv2 (RFC 2236 section 8.10) and MLDv1 (RFC 2710 section 7.10).
         Nanoseconds older_unsolicited_report_interval = std::chrono::seconds(10);
         /// An IGMPv2 host speaks IGMPv1 that long after an IGMPv1 query (RFC 2236 section 8.11).
         Nanoseconds version1_router_present_timeout = std::chrono::seconds(400);
@@ -56,9 +56,9 @@ class MembershipHost {
     /// Takes a finished frame; its bytes are invalid after the call. May not call the host or destroy it.
     using Send = std::function<void(std::span<const std::byte> frame)>;
 
-    /// MLD messages come from `address.ip` when that is link-local, otherwise from the link-local address
-    /// that follows from the MAC address. `timeline` outlives the host. Throws std::invalid_argument when
-    /// address, version and settings do not go together.
+    /// MLD messages are sent from `address.ip` if that is link-local, otherwise from the link-local address
+    /// derived from the MAC address. `timeline` must outlive the host. Throws std::invalid_argument if
+    /// address, version and settings do not match.
     MembershipHost(const HostAddress& address, const Settings& settings, il::ITimeline& timeline,
                    std::uint64_t seed, Send send);
     /// Sends nothing to the network; LeaveAll does.
@@ -66,34 +66,30 @@ class MembershipHost {
     MembershipHost(const MembershipHost&) = delete;
     MembershipHost& operator=(const MembershipHost&) = delete;
 
-    /// Becomes a member, or changes the sources of a group it is a member of. Exclude without
-    /// sources is everything, Include without sources is leaving. Returns the moment of the first frame that
-    /// says so; nothing when there was none, because nothing changed or this version of the protocol has no
-    /// words for it. Throws std::invalid_argument for a group that is no multicast address or addresses of
-    /// the wrong family.
+    /// Joins a group, or changes the sources of a joined one. Exclude without sources means all sources,
+    /// Include without sources a leave. Returns the time of the first frame for it; no value if none was
+    /// sent, because nothing changed or the protocol version cannot express it. Throws std::invalid_argument
+    /// for a group that is not a multicast address, or addresses of the wrong family.
     std::optional<Nanoseconds> Join(const IpAddress& group, FilterMode mode,
                                     std::span<const IpAddress> sources = {});
-    /// Returns like Join. IGMPv1 has no leave message: nothing is sent. Without membership:
-    /// nothing.
+    /// Returns like Join. Sends nothing in IGMPv1, which has no leave message, and without a membership.
     std::optional<Nanoseconds> Leave(const IpAddress& group);
-    /// Leaves every group, in the order of joining. What has to be repeated is repeated later, as of any
-    /// leave.
+    /// Leaves every group, in the order of joining. Repeats follow later, as for any leave.
     void LeaveAll();
 
-    /// A query of the host's link that was sent to a multicast address or to the host. One of the other
-    /// protocol does nothing.
+    /// A query on the host's link, sent to a multicast address or to the host. Ignored if it is of the other
+    /// protocol.
     void OnQuery(const MembershipQuery& query);
-    /// A query for other hosts of the link: only shows the version of the link's querier.
+    /// A query for other hosts of the link: only updates the version of the link's querier.
     void NoteQuerier(const MembershipQuery& query);
-    /// A report of another host of the link, sent in IGMPv1, IGMPv2 or MLDv1. Does nothing unless reports are
-    /// suppressed.
+    /// An IGMPv1, IGMPv2 or MLDv1 report of another host of the link. Ignored without report suppression.
     void OnReport(const IpAddress& group);
 
     /// Whether there is anything left to repeat or to answer.
     bool IsIdle() const;
-    /// The version that is spoken now.
+    /// The version in use.
     MembershipVersion GetVersion() const;
-    /// With the address that membership messages come from.
+    /// With the source address of membership messages.
     const HostAddress& GetAddress() const { return address_; }
 
   private:
@@ -108,15 +104,15 @@ class MembershipHost {
                                       std::vector<IpAddress> sources);
     std::optional<Nanoseconds> tell_change(Membership& membership, bool was_member);
 
-    // What the versions with source filters send.
+    // Messages of versions with source filters.
     void send_changes(Membership& membership);
     void send_group_answer(Membership& membership);
     void send_general_answer();
     void on_filter_query(const MembershipQuery& query);
 
-    // What the older versions send.
+    // Messages of the older versions.
     void send_report(Membership& membership);
-    /// False when the version, or the RFC's rule for those who were not the last to report, has none.
+    /// Sends a leave. False if the version has none, or the host was not the last to report.
     bool send_leave(const Membership& membership);
     void start_report_timer(Membership& membership, Nanoseconds delay);
     void on_older_query(const MembershipQuery& query);

@@ -67,8 +67,8 @@ struct MembershipQuery {
     MembershipVersion version = MembershipVersion::Igmp2;  ///< of the message (RFC 3376 7.1, RFC 3810 8.1)
     IpAddress destination;  ///< of the packet; a multicast address, or one host's own
     IpAddress group;
-    std::uint16_t max_response_code = 0;      ///< as in the message, for hosts of an older version
-    Nanoseconds max_response_time{};          ///< as the message's version reads the code; 10 s for IGMPv1
+    std::uint16_t max_response_code = 0;      ///< raw value, for hosts of an older version
+    Nanoseconds max_response_time{};          ///< decoded for the message's version; 10 s for IGMPv1
     AddressList sources;                      ///< IGMPv3 and MLDv2
     bool suppress_router_processing = false;  ///< the S flag; ignored by hosts
     std::uint8_t robustness = 0;              ///< 1 to 7; 0 when the message does not say

@@ -44,17 +44,17 @@ struct MembershipSettings {
 
 /// What a port did on its interface since it was made.
 struct LiveFigures {
-    std::uint64_t joins_and_leaves = 0;  ///< that event records were made of
+    std::uint64_t joins_and_leaves = 0;  ///< in event records
     std::uint64_t unseen = 0;            ///< joins and leaves that were not seen leaving the interface
     std::uint64_t frames_sent = 0;       ///< of hosts: reports and leaves
-    std::uint64_t frames_unsent = 0;     ///< of hosts: they found no room
+    std::uint64_t frames_unsent = 0;     ///< of hosts: no room in the ring
     std::uint64_t frames_received = 0;   ///< that passed the filter
     std::uint64_t frames_dropped = 0;    ///< by the receive ring, which was full
     std::uint64_t stream_packets_sent = 0;
-    std::uint64_t stream_packets_unsent = 0;  ///< they found no room, or their time was over
+    std::uint64_t stream_packets_unsent = 0;  ///< no room in the ring, or too late
     std::uint64_t late_joins = 0;             ///< joins and leaves more than 1 ms after their time
     std::uint64_t very_late_joins = 0;        ///< more than 50 ms
-    Nanoseconds latest_join{};                ///< the longest that one was late
+    Nanoseconds latest_join{};                ///< largest delay of one
 };
 
 /// The same messages as a simulated port, on a real network.
@@ -75,12 +75,12 @@ class LivePort : public il::ISoftwarePort {
         std::uint64_t seed = 1;
         MembershipSettings membership = {};
     };
-    /// Called with a sentence about what makes the run's figures wrong: frames that could not be sent or
-    /// received.
+    /// Called with a message about a problem that makes the run's figures wrong: frames that could not be
+    /// sent or received.
     using Complain = std::function<void(const std::string& what)>;
 
-    /// Opens the interface, which has to be there and up, and leaves all other interfaces alone. `send`,
-    /// `hang_up` and `complain` are called on the port's thread; they may not call the port. Throws NicError.
+    /// Opens the interface, which must exist and be up; other interfaces are not touched. `send`, `hang_up`
+    /// and `complain` are called on the port's thread and must not call the port. Throws NicError.
     LivePort(Setup setup, Send send, HangUp hang_up, Complain complain);
     /// Leaves every group. None of the functions is called after it returns.
     ~LivePort() override;
@@ -89,9 +89,9 @@ class LivePort : public il::ISoftwarePort {
 
     /// Any thread; returns at once.
     void Receive(const std::vector<std::byte>& bytes) override;
-    /// What flows is up to the network: only calls `change`.
+    /// Only calls `change`: the network decides which channels are sent.
     void ChannelsChange(const std::function<void()>& change) override { change(); }
-    /// What is sent from now on, in place of what was; nothing when empty. Any thread; returns at once.
+    /// Replaces the streams that are sent; none if empty. Any thread; returns at once.
     void SetStreams(std::vector<Stream> streams);
     /// Any thread.
     LiveFigures GetFigures() const;

@@ -65,11 +65,11 @@ class EventQueue {
         heap_[at] = entry;
     }
 
-    /// Takes out every entry for which `is_unwanted` returns true.
+    /// Removes every entry for which `is_unwanted` returns true.
     template <class Predicate>
     void erase_if(Predicate is_unwanted) {
         std::erase_if(heap_, is_unwanted);
-        std::sort(heap_.begin(), heap_.end());  // what is sorted is a heap as well
+        std::sort(heap_.begin(), heap_.end());  // a sorted array is a heap
     }
 
   private:

@@ -22,8 +22,7 @@ struct Fault {
     Kind kind = Kind::Refuse;
     /// Refuse, LoseResponse, GoOffline: which request, one of GetRequestNames(); empty: any.
     std::string request = {};
-    /// Which match, counted from 1; GoOffline without request and SpoilNotification: which
-    /// notification.
+    /// Which match, from 1; for GoOffline without request, and SpoilNotification: which notification.
     std::uint32_t occurrence = 1;
     std::uint32_t delay_ms = 0;  ///< LateEndOfTest
 };

@@ -64,8 +64,8 @@ struct InterfaceConfiguration {
     std::map<std::uint32_t, IFSETUP_1_bll::GroupMemberConfig_s> groups;
     std::map<IFSETUP_1_bll::ifSetupLibParamType_t, std::uint32_t> library_parameters;
     std::uint32_t last_handle = 0;
-    /// Changes with every change of the stacks, a reset included, so that values derived from them
-    /// can be kept; never an earlier one.
+    /// Changes with every change of the stacks, including a reset, and never repeats, so that derived values
+    /// can be cached.
     std::uint64_t revision = 0;
 };
 
@@ -88,7 +88,7 @@ struct PortConfiguration {
     HwGeneral_1_bll::rxFilterEnables_s receive_filter;
     std::map<std::uint16_t, HwGeneral_1_bll::PortSet_s> port_sets;
 
-    /// All of the `iptvcd_1` requests; settings of the port's hardware stay.
+    /// Clears the configuration of all `iptvcd_1` requests; settings of the port's hardware are kept.
     void reset_iptv();
     void reset_hardware();
 };

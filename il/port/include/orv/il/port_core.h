@@ -20,8 +20,8 @@ namespace orv::il {
 /// timeline's. Destroying it ends everything without notification and cancels its timers.
 class PortCore {
   public:
-    /// `world` and `timeline` outlive it. `name` and `seed` decide which bytes are spoilt. See ISoftwarePort
-    /// for `send` and `hang_up`; neither may destroy the port, or call it.
+    /// `world` and `timeline` must outlive the port. `name` and `seed` determine which bytes are spoilt. See
+    /// ISoftwarePort for `send` and `hang_up`; neither may destroy or call the port.
     PortCore(const std::string& name, FaultSchedule faults, std::uint64_t seed, World& world,
              ITimeline& timeline, ISoftwarePort::Send send, ISoftwarePort::HangUp hang_up);
     ~PortCore();

@@ -8,7 +8,7 @@ namespace orv::il {
 
 /// Fault codes of responses.
 enum class FaultCode : int {
-    Malformed = 1,  ///< the request's members are not those of its kind
+    Malformed = 1,  ///< wrong members for this kind of request
     UnknownRequest = 2,
     UnknownHandle = 3,
     BadValue = 4,

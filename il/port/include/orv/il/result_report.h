@@ -17,18 +17,18 @@ class ResultReport {
     using Blocks = std::vector<iptvcd_1_bll::stblock_event_s>;
     using Deliver = std::function<void(const Blocks&)>;
 
-    /// Records at which a report goes out before its time: it bounds memory, and the size of a message.
+    /// Number of records at which a report is sent early; limits memory and message size.
     static constexpr std::size_t kMostRecords = 50'000;
 
     explicit ResultReport(Deliver deliver) : deliver_(std::move(deliver)) {}
 
-    /// A new test with these blocks (IL handles); what was collected is dropped.
+    /// A new test with these blocks (IL handles); drops what was collected.
     void begin(const std::vector<std::uint32_t>& handles);
     /// Records of other blocks are no longer collected.
     void set_registered(std::set<std::uint32_t> handles);
 
-    /// A record to fill in, by position of the block; numbered, everything else empty. The reference is good
-    /// until the next call. A record of a block that is not registered is discarded.
+    /// A record to fill in, by position of the block; only its number is set. The reference is valid until
+    /// the next call. Records of unregistered blocks are discarded.
     iptvcd_1_bll::stbox_event_s& add_event(std::size_t block);
     iptvcd_1_bll::stbox_event_rrr_s& add_rrr_event(std::size_t block);
 
@@ -39,7 +39,7 @@ class ResultReport {
   private:
     struct Block {
         iptvcd_1_bll::stblock_event_s records;
-        std::uint64_t events = 0;  ///< numbered so far
+        std::uint64_t events = 0;  ///< number of events so far
         std::uint64_t rrr_events = 0;
         bool registered = false;
     };

@@ -38,7 +38,7 @@ struct PlannedChannel {
     std::uint32_t group_index = 0;
     std::uint32_t subscription = 0;  ///< of the test's distinct ones
     std::uint16_t number = 0;
-    bool nack_enable = false;  ///< lost packets may be asked for again
+    bool nack_enable = false;  ///< lost packets may be requested again
 };
 
 /// An STB block with its profile and channels.
@@ -52,7 +52,7 @@ struct PlannedBlock {
     /// Position in `channels` of the first channel that an STB views; there are channels.
     std::uint32_t initial_channel(std::uint32_t settop_index) const;
 
-    // Of the first channel block, from which initial_channel() is worked out:
+    // Of the first channel block, for initial_channel():
     std::uint32_t channels_of_first_range = 0;
     std::int64_t initial_start = 0, initial_step = 0;  ///< channel numbers
     std::int64_t number_start = 0, number_step = 1;

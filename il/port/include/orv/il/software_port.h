@@ -19,13 +19,13 @@ class ISoftwarePort {
 
     virtual ~ISoftwarePort() = default;
 
-    /// A message from the other end. One that is not a request, or is malformed, is answered with a fault
-    /// where it can be answered at all, and never ends the port.
+    /// A message from the other end. If it is malformed or not a request, it is answered with a fault if
+    /// possible; it never ends the port.
     virtual void Receive(const std::vector<std::byte>& bytes) = 0;
 
-    /// Which channels are sent is about to change: processes the STBs' events up to now, and calls `change`.
-    /// For several ports the calls nest, so that `change` is called once, when all are ready for it. `change`
-    /// may not use this port in any other way.
+    /// Call when the channels that are sent are about to change: processes the STBs' events up to now, and
+    /// calls `change`. For several ports the calls are nested, so that `change` is called once, when all are
+    /// ready. `change` must not use this port in any other way.
     virtual void ChannelsChange(const std::function<void()>& change) = 0;
 };
 

@@ -26,7 +26,7 @@ class TickCounter {
         offset_ -= now / kTick;
     }
 
-    /// 0 for kNever; what did happen never reads 0, the tick of the wrap reads 1.
+    /// 0 for kNever only: a time that would be 0 after wrap-around becomes 1.
     std::int64_t read(Time time) const {
         if (time == kNever) return 0;
         const std::int64_t ticks = (offset_ + time / kTick) & (kTicks - 1);

@@ -14,10 +14,10 @@ namespace orv::il {
 struct ViewTimes {
     Time join = kNever;  ///< multicast
     Time leave = kNever;
-    Time first = kNever;  ///< multicast packet; before `join` when the stream flowed already
+    Time first = kNever;  ///< multicast packet; before `join` if the stream was already flowing
     Time last = kNever;
     bool last_valid = true;
-    Time silence = 0;  ///< between first and last, while nothing was sent
+    Time silence = 0;  ///< time between first and last in which nothing was sent
     Time unicast_join = kNever;
     Time unicast_leave = kNever;
     Time unicast_first = kNever;  ///< packet, with or without S-bit

@@ -20,10 +20,10 @@ class Run {
     virtual Time end() const = 0;
     /// Processes everything before `time`.
     virtual void run_to(Time time) = 0;
-    /// Processes everything before `time` and calls `change`, which changes what is sent.
+    /// Processes everything before `time` and calls `change`, which changes the channels that are sent.
     virtual void channels_change(Time time, const std::function<void()>& change) = 0;
-    /// Ends the run at `time`; nothing but finish() is called from then on. Returns kNever when its last
-    /// record is in the report, otherwise when to call again, with that time.
+    /// Ends the run at `time`; from then on only finish() may be called. Returns kNever if the last record is
+    /// in the report, otherwise the time at which to call it again.
     virtual Time finish(Time time) = 0;
 };
 

@@ -38,7 +38,7 @@ struct NetworkBehaviour {
     Distribution jitter;                         ///< added to the time of a first or last packet
     double packet_rate = 500;                    ///< of a channel, packets per second
     double burst_rate = 1.3;                     ///< of a unicast burst, times the channel's rate
-    double join_failure = 0;                     ///< fraction of joins that bring nothing
+    double join_failure = 0;                     ///< fraction of joins without any packet
     double loss = 0;
     double reordering = 0;
     double duplication = 0;
@@ -56,7 +56,7 @@ struct SourceFilter {
 
 /// The network of one run: its behaviour, and which channels are sent.
 struct Network {
-    NetworkBehaviour behaviour;  ///< of everything that has none of its own
+    NetworkBehaviour behaviour;  ///< default
     /// By name of the port; replaces `behaviour` for that port.
     std::map<std::string, NetworkBehaviour> ports;
     /// /// Of the channels of a multicast group range, first to last address; the first that holds a group

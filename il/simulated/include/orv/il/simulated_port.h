@@ -23,8 +23,8 @@ class SimulatedPort : public ISoftwarePort {
     struct Setup {
         std::string name;  ///< of the port; part of its seed
         FaultSchedule faults = {};
-        /// When there are some, the port reports them instead of emulating set-top boxes; in a test that they
-        /// do not have, nothing.
+        /// If not empty, the port replays them instead of emulating set-top boxes; in a test without
+        /// recording it reports nothing.
         std::optional<Recordings> recordings = {};
     };
 
@@ -36,8 +36,8 @@ class SimulatedPort : public ISoftwarePort {
     SimulatedPort& operator=(const SimulatedPort&) = delete;
 
     void Receive(const std::vector<std::byte>& bytes) override;
-    /// What the network's `is_sent` says is about to change: after `change`, streams that are no longer sent
-    /// end, and those that are sent again reach waiting STBs.
+    /// Call when the result of the network's `is_sent` is about to change: after `change`, streams that are
+    /// no longer sent end, and those that are sent again reach waiting STBs.
     void ChannelsChange(const std::function<void()>& change) override;
 
   private:

@@ -1,4 +1,4 @@
-// What is to be said of a figure of the results.
+// Description of a figure of the results.
 #pragma once
 
 #include <cstdint>
@@ -13,13 +13,13 @@ namespace orv::iptv::figures {
 using common::ClassId;
 using common::PropId;
 
-/// How the values of events become one.
+/// How values of events are merged.
 enum class Merge : std::uint8_t {
-    kStatistic,  ///< minimum, average and maximum; nothing to show is 0
-    kTotal,      ///< their sum
-    kRate,       ///< a total over the sum of the values (s); 0 while that is 0
-    kCount,      ///< their sum, added to the property batch by batch
-    kCounter     ///< the same of whole numbers
+    kStatistic,  ///< minimum, average and maximum; 0 without values
+    kTotal,      ///< sum
+    kRate,       ///< a total divided by the sum of the values (s); 0 while that sum is 0
+    kCount,      ///< sum, added to the property batch by batch
+    kCounter     ///< the same with integers
 };
 
 template <class Input>
@@ -31,31 +31,31 @@ using CounterOf = std::uint64_t (*)(const Input&);
 template <class Input>
 using ConditionOf = bool (*)(const Input&);
 
-/// From an event: a measure that it may lack, a number, or 1 for a condition that holds.
+/// Computes a figure from an event: an optional measure, a number, or 1 if a condition is true.
 using Take = std::variant<MeasureOf<ChannelView>, NumberOf<ChannelView>, CounterOf<ChannelView>,
                           ConditionOf<ChannelView>, MeasureOf<ChannelChange>, ConditionOf<ChannelChange>,
                           MeasureOf<Retransmission>, ConditionOf<Retransmission>>;
 
-/// What a row says by its event alone.
+/// Value of a row's column that depends on the event alone.
 using RowValue =
     std::variant<std::monostate, ConditionOf<Event>, CounterOf<Event>, CounterOf<Retransmission>>;
 
-/// The figure in the row of an event.
+/// The figure's column in event rows.
 struct Column {
     PropId id{};
-    RowValue value{};  ///< nothing: what is taken for the figure
-    int place = 0;     ///< among all columns of the view
+    RowValue value{};  ///< monostate: the value of the figure
+    int place = 0;     ///< position among all columns of the view
     views::Title titles[2]{};
 };
 
-/// The figure in the results of a port. Figures that share the property add up in it.
+/// The figure in port results. Figures with the same property are added up there.
 struct PortProperty {
     PropId id{};
-    int place = 0;  ///< among all columns of the view
+    int place = 0;  ///< position among all columns of the view
     const char* title = nullptr;
 };
 
-/// What one of it adds to the numbers that the verdict is made of.
+/// How much each count of the figure adds to the two numbers that decide the verdict.
 struct VerdictShare {
     int channel_changes = 0;
     int failed_joins = 0;
@@ -63,15 +63,15 @@ struct VerdictShare {
 
 struct Figure {
     Merge merge;
-    /// Of a statistic: minimum, average, maximum; otherwise one. Each result whose class has the properties
-    /// has the figure: those of JoinLeaveResults are taken by the range of the channel and go up to the
-    /// set-top-box block and its profile; the others are taken by the block, and those that a profile has go
-    /// up to it.
+    /// Minimum, average and maximum of a statistic, otherwise one property. All result classes with the
+    /// properties have the figure. Figures of JoinLeaveResults are computed per channel range, and rolled up
+    /// to set-top-box block and profile; others are computed per block, and rolled up to the profile if its
+    /// results have them.
     PropId properties[3];
     Take take;
-    PropId rate_of{};  ///< the total that a rate is of, before it in the table
+    PropId rate_of{};  ///< total that the rate divides; earlier in the table
     views::Title titles[2]{};
-    bool average_before_maximum = false;  ///< in views
+    bool average_before_maximum = false;  ///< order of columns in views
     PortProperty port{};
     VerdictShare verdict{};
     Column column{};

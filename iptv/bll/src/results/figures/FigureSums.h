@@ -1,4 +1,4 @@
-// What the events of a batch, and of a whole test, add up to: one value for each figure of a class.
+// Sums over the events of a batch and of a whole test: one value for each figure of a class.
 #pragma once
 
 #include <array>
@@ -16,7 +16,7 @@ namespace orv::iptv {
 
 namespace figures {
 
-/// Calls `use` with the number of each figure, as a constant: what it does for a figure is compiled for that
+/// Calls `use` with the index of each figure as a compile-time constant, so that its code is compiled per
 /// figure.
 template <class Use>
 constexpr void ForEachFigure(Use use) {
@@ -26,7 +26,7 @@ constexpr void ForEachFigure(Use use) {
     (std::make_index_sequence<kNumFigures>());
 }
 
-/// Only the figures whose properties are of that class.
+/// The same for the figures whose properties belong to one class.
 template <std::uint32_t class_id, class Use>
 constexpr void ForEachFigureOf(Use use) {
     ForEachFigure([&use](auto number) {
@@ -34,12 +34,12 @@ constexpr void ForEachFigureOf(Use use) {
     });
 }
 
-/// Rates keep their seconds among the totals.
+/// The durations of rates are stored as totals.
 constexpr Merge StorageOf(Merge merge) {
     return merge == Merge::kRate ? Merge::kTotal : merge;
 }
 
-/// How many figures of a class the same array of sums holds, among the first ones of the table.
+/// Number of figures of a class in the same array of sums, counting the first `first` rows of the table.
 constexpr std::size_t CountFigures(common::ClassId class_id, Merge merge, std::size_t first = kNumFigures) {
     std::size_t count = 0;
     for (std::size_t i = 0; i < first; ++i)
@@ -47,12 +47,12 @@ constexpr std::size_t CountFigures(common::ClassId class_id, Merge merge, std::s
     return count;
 }
 
-/// A figure's place in its array of sums.
+/// A figure's index in its array of sums.
 template <std::size_t number>
 inline constexpr std::size_t kSlot = CountFigures(kFigures[number].GetClass(), kFigures[number].merge,
                                                   number);
 
-/// How a figure is taken from an input; nullptr when it is taken from another one.
+/// The function that computes a figure from `Input`; nullptr if the figure needs another input.
 template <std::size_t number, class Input>
 constexpr auto FindTake() {
     constexpr const Take& take = kFigures[number].take;
@@ -64,7 +64,7 @@ constexpr auto FindTake() {
     }
 }
 
-/// What the row of an event says of a figure by the event alone; nullptr when that is nothing.
+/// The function that computes a figure's column from the event alone; nullptr if there is none.
 template <std::size_t number, class AnyEvent>
 constexpr auto FindRowValue() {
     constexpr const RowValue& value = kFigures[number].column.value;
@@ -76,7 +76,7 @@ constexpr auto FindRowValue() {
     }
 }
 
-/// Sets the columns that follow from the event alone.
+/// Sets the columns that depend on the event alone.
 template <class AnyEvent, class Row>
 void SetColumns(const AnyEvent& ev, Row& row) {
     ForEachFigure([&](auto number) {
@@ -111,14 +111,13 @@ struct FigureSums {
     }
 };
 
-/// The figures of one class in one result: those of the batch, those of the test, and the properties that
-/// show them.
+/// The figures of one class in one result: values of the batch and of the test, and their properties.
 template <std::uint32_t class_id>
 class FigureStore {
   public:
     using Sums = FigureSums<class_id>;
 
-    /// Adds to the batch, and sets the columns of the row, when there is one, that show what was taken.
+    /// Adds an input to the batch, and sets its figures' columns in the row unless `row` is null.
     template <class Input, class Row>
     void Take(const Input& input, Row* row) {
         figures::ForEachFigureOf<class_id>([&](auto number) {
@@ -127,7 +126,7 @@ class FigureStore {
         });
     }
 
-    /// Merges the batch into the test's values.
+    /// Merges the batch into the values of the test.
     void Accum() {
         for (std::size_t i = 0; i < batch_.statistics.size(); ++i) {
             if (batch_.statistics[i].count != 0) statistics_[i].accum(batch_.statistics[i]);
@@ -135,7 +134,7 @@ class FigureStore {
         AddTotals(batch_);
     }
 
-    /// Takes the sums of other results' batches as this one's, and merges them.
+    /// Makes the sums of other results' batches this one's batch, and merges it.
     void SetAndAccum(const Sums& sums) {
         for (std::size_t i = 0; i < batch_.statistics.size(); ++i)
             batch_.statistics[i].accum(sums.statistics[i]);

@@ -1,4 +1,4 @@
-// The sums of figures by name: for those who only pass them on.
+// Forward declarations of the sums of figures, for code that only passes them on.
 #pragma once
 
 #include <cstdint>

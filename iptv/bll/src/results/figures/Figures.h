@@ -1,6 +1,6 @@
-// The figures of the results, in the order in which views show them. Batches, values of the test, roll-up,
-// properties, rows of events and the SQL of views follow from this table: a new figure is a row here, its
-// arithmetic in Measures.h, and its properties in the data model.
+// The figures of the results, in the order of views. Batches, values of the test, roll-up, properties, event
+// rows and the SQL of views are derived from this table. A new figure needs a row here, its arithmetic in
+// Measures.h, and its properties in the data model.
 #pragma once
 
 #include <cstddef>
@@ -10,7 +10,7 @@
 
 namespace orv::iptv::figures {
 
-/// Where the figures stand in the view of single channel views; its other columns are in EventViews.cpp.
+/// Positions of figures in the view of single channel views; its other columns are in EventViews.cpp.
 enum EventPlace : int {
     kFirstPacketPlace = 100,
     kLastPacketPlace = 200,
@@ -21,7 +21,7 @@ enum EventPlace : int {
     kVerdictPlace = 700,
     kPacketPlace = 800,
     kErrorPlace = 900,
-    kLeadOverPlace = 1000,
+    kHandoverPlace = 1000,
     kHeaderPlace = 1100
 };
 
@@ -76,11 +76,11 @@ inline constexpr Figure kFigures[] = {
     {.merge = kStatistic,
      .properties = {JoinLeave::MinUnicastMulticastPktGap, JoinLeave::AvgUnicastMulticastPktGap,
                     JoinLeave::MaxUnicastMulticastPktGap},
-     .take = &LeadOver<&Event::uni_multi_gap_count>,
+     .take = &Handover<&Event::uni_multi_gap_count>,
      .titles = {{kUnicast, "Unicast-Multicast Packet Gap"}},
      .column = {Row::UnicastMulticastPktGapCount,
-                &LeadOverPackets<&Event::uni_multi_gap_count>,
-                kLeadOverPlace + 2,
+                &HandoverPackets<&Event::uni_multi_gap_count>,
+                kHandoverPlace + 2,
                 {{kUnicast, "Unicast-Multicast Pkt Gap Count"}}}},
     {.merge = kStatistic,
      .properties = {GapOverlap::MinOverlapLatency, GapOverlap::AvgOverlapLatency,
@@ -91,11 +91,11 @@ inline constexpr Figure kFigures[] = {
     {.merge = kStatistic,
      .properties = {JoinLeave::MinUnicastMulticastPktOverlap, JoinLeave::AvgUnicastMulticastPktOverlap,
                     JoinLeave::MaxUnicastMulticastPktOverlap},
-     .take = &LeadOver<&Event::uni_multi_overlap_count>,
+     .take = &Handover<&Event::uni_multi_overlap_count>,
      .titles = {{kUnicast, "Unicast-Multicast Packet Overlap"}},
      .column = {Row::UnicastMulticastPktOverlapCount,
-                &LeadOverPackets<&Event::uni_multi_overlap_count>,
-                kLeadOverPlace + 1,
+                &HandoverPackets<&Event::uni_multi_overlap_count>,
+                kHandoverPlace + 1,
                 {{kUnicast, "Unicast-Multicast Pkt Overlap Count"}}}},
     {.merge = kStatistic,
      .properties = {GapOverlap::MinChangeLatency, GapOverlap::AvgChangeLatency, GapOverlap::MaxChangeLatency},
@@ -136,7 +136,7 @@ inline constexpr Figure kFigures[] = {
                 kIntervalPlace + 4,
                 {{kUnicast, "Unicast To Leave Interval (msec)"}}}},
 
-    // Verdicts of joins, and what ports flag
+    // Verdicts of joins, and flags of ports
     {.merge = kCount,
      .properties = {JoinLeave::DuplicateJoins},
      .take = &Is<&ChannelView::duplicate>,
@@ -431,7 +431,7 @@ inline constexpr Figure kFigures[] = {
 using table::kFigures;
 inline constexpr std::size_t kNumFigures = std::size(kFigures);
 
-/// The number of the figure with a property.
+/// The index of the figure with a property.
 constexpr std::size_t FindFigure(PropId property) {
     for (std::size_t i = 0; i < kNumFigures; ++i) {
         if (kFigures[i].properties[0] == property) return i;
@@ -439,7 +439,7 @@ constexpr std::size_t FindFigure(PropId property) {
     throw "no figure has the property";
 }
 
-/// Two rows must not write one property or stand at one place, and a rate follows the total that it is of.
+/// No two rows may have the same property or position, and a rate must follow its total.
 constexpr bool IsTableConsistent() {
     for (std::size_t i = 0; i < kNumFigures; ++i) {
         const Figure& figure = kFigures[i];

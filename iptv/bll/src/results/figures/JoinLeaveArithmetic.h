@@ -1,4 +1,4 @@
-// What the times of packets say of a join or a leave.
+// Latencies and verdicts of joins and leaves, computed from time stamps.
 #pragma once
 
 #include <cstdint>
@@ -7,17 +7,17 @@
 
 namespace orv::iptv {
 
-/// Times in ticks of the port. CIptvJoinLeaveResults has these operations from here.
+/// Time stamps are in ticks. Base class of CIptvJoinLeaveResults.
 struct JoinLeaveArithmetic {
-    /// A view of at most that many ticks (5 ms) counts as no real view: no latency is computed of it.
+    /// Views of at most this many ticks (5 ms) are too short to have a latency.
     static constexpr std::int64_t kMinimumView = 500000;
 
     static constexpr std::int64_t TimestampsDifference(std::int64_t a, std::int64_t b) {
         return iptv::TimestampsDifference(a, b);
     }
 
-    /// From the event to the packet, ms; 0 when there is none: one of the two did not happen, the packet came
-    /// first, its time does not hold, or the view was too short.
+    /// Time from the event to the packet, ms. 0 if there is none: one of the two did not happen, the packet
+    /// came first, its time stamp is invalid, or the view was too short (at most `limit` ticks).
     static constexpr double CalcMultiLatency(std::int64_t pktTs, std::int64_t eventTs, bool tsValid,
                                              std::int64_t viewTicks, std::int64_t limit) {
         return tsValid ? CalcUniLatency(pktTs, eventTs, viewTicks, limit) : 0.0;
@@ -29,14 +29,14 @@ struct JoinLeaveArithmetic {
         return TicksToMs(ticks);
     }
 
-    /// A join fails when no packet came during a real view (of multicast: one not shorter than the threshold,
-    /// ms); it is a duplicate when packets came before it.
+    /// A join fails if no packet came and the view was longer than `limit` ticks (multicast: also not shorter
+    /// than the threshold). It is a duplicate if packets came before it.
     static constexpr void CategorizeMultiJoin(bool& failed, bool& duplicate, bool hasChannel,
                                               std::int64_t firstPktTs, std::int64_t joinTs,
                                               bool firstPktValid, int thresholdMs, std::int64_t viewTicks,
                                               std::int64_t limit) {
         CategorizeUniJoin(failed, duplicate, hasChannel, firstPktTs, joinTs, viewTicks, limit);
-        // A viewer who leaves before the join could be called slow has not seen it fail.
+        // If the viewer left within the threshold, it is unknown whether the join failed.
         if (failed && static_cast<double>(thresholdMs) > TicksToMs(viewTicks)) failed = false;
         duplicate = duplicate && firstPktValid;
     }

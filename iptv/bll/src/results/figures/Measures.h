@@ -1,5 +1,5 @@
-// The arithmetic of figures: what one event gives. Latencies and intervals are in ms, gaps and overlaps of
-// packets in packets, rates in packets per second.
+// The arithmetic of figures for one event. Latencies and intervals are in ms, packet gaps and overlaps in
+// packets, rates in packets per second.
 #pragma once
 
 #include <cstdint>
@@ -16,10 +16,10 @@ namespace orv::iptv::figures {
 using Event = iptvcd_1_bll::stbox_event_s;
 using Retransmission = iptvcd_1_bll::stbox_event_rrr_s;
 
-/// Nothing where nothing was measured.
+/// No value if nothing was measured.
 using Measure = std::optional<double>;
 
-/// One channel view by itself, with what several figures need of it.
+/// A channel view, with values that several figures need.
 struct ChannelView : JoinLeaveArithmetic {
     ChannelView(const Event& event, unsigned int threshold_ms)
         : ev(event),
@@ -53,9 +53,9 @@ struct ChannelView : JoinLeaveArithmetic {
     bool unicast_duplicate = false;
 };
 
-/// A channel view after the view before it of the same set-top box.
+/// A channel view and the previous view of the same set-top box.
 struct ChannelChange {
-    /// For a block whose profile is missing.
+    /// For a block without profile.
     static constexpr std::uint8_t kNoProfile = 0xff;
 
     const Event& ev;
@@ -65,7 +65,7 @@ struct ChannelChange {
 
 // --- Counters of an event
 
-/// What counts packets that did not arrive as they should.
+/// Counters of packets with errors.
 inline constexpr std::uint64_t Event::*kMulticastErrors[] = {
     &Event::lost_mcast_packets, &Event::reordered_mcast_packets, &Event::duplicate_mcast_packets,
     &Event::late_mcast_packets, &Event::mcast_prbs_errors};
@@ -73,23 +73,23 @@ inline constexpr std::uint64_t Event::*kUnicastErrors[] = {
     &Event::lost_unicast_packets, &Event::reordered_unicast_packets, &Event::duplicate_unicast_packets,
     &Event::late_unicast_packets, &Event::unicast_prbs_errors};
 
-/// A counter of which a port could not make sense is all ones; it counts as 0.
+/// A port sets a counter that underflowed to all ones; it counts as 0.
 constexpr std::uint64_t CountOrZero(std::uint64_t counter) {
     return counter == UINT64_MAX ? 0 : counter;
 }
 
-/// A counter of which the port could not make sense is an error all the same.
+/// A counter that underflowed is an error, too.
 template <std::size_t count>
 constexpr bool HasErrors(const Event& ev, std::uint64_t Event::*const (&counters)[count]) {
     std::uint64_t errors = 0;
     for (const auto counter : counters) errors |= ev.*counter;
     return errors != 0;
 }
-/// None of the view's packets was lost, reordered, duplicated, late or broken.
+/// No packet of the view was lost, reordered, duplicated, late or corrupted.
 inline bool HasNoErrors(const Event& ev) {
     return !HasErrors(ev, kMulticastErrors) && !HasErrors(ev, kUnicastErrors);
 }
-/// The port could not make sense of a multicast counter.
+/// A multicast counter underflowed.
 inline bool HasUnderflow(const Event& ev) {
     bool underflow = ev.total_mcast_packets == UINT64_MAX;
     for (const auto counter : kMulticastErrors) underflow |= ev.*counter == UINT64_MAX;
@@ -112,7 +112,7 @@ template <auto verdict>
 bool Is(const ChannelView& view) {
     return view.*verdict;
 }
-/// A mark that the port sets while a time holds.
+/// The port reports the time stamp as invalid.
 template <auto holds>
 bool DoesNotHold(const ChannelView& view) {
     return !(view.ev.*holds);
@@ -148,10 +148,10 @@ inline Measure UnicastLeaveLatency(const ChannelView& v) {
     if (v.unicast_failed || !v.has_channel) return {};
     return IfPositive(v.GetUnicastLatency(v.last_unicast, v.ev.unicast_leave_ts));
 }
-/// Packets that were missing or came twice when the viewer was led over from unicast to multicast: only of
-/// views in which both came and nothing else went wrong.
+/// Packets missing or received twice at the handover from unicast to multicast. Only for views that received
+/// both, without packet errors.
 template <auto packets>
-Measure LeadOver(const ChannelView& v) {
+Measure Handover(const ChannelView& v) {
     if (v.first_unicast == 0 || v.ev.first_mcast_pkt_ts == 0 || !HasNoErrors(v.ev)) return {};
     return static_cast<double>(v.ev.*packets);
 }
@@ -161,7 +161,7 @@ inline Measure RetransmissionLatency(const Retransmission& ev) {
     return TicksToMs(ticks);
 }
 
-// --- Packets, and the time in which they came, s
+// --- Packets, and the time in which they were received, s
 
 template <auto... counters>
 double Packets(const ChannelView& v) {
@@ -190,8 +190,7 @@ Measure PacketRate(const ChannelView& v) {
 
 // --- From one view to the next
 
-/// How long the previous channel still came when this one began; negative: how long none came. 0: one of the
-/// two is not known.
+/// Overlap of the previous channel with this one, ms; a gap is negative. 0 if either time is unknown.
 inline double OverlapOrGap(const ChannelChange& c) {
     const std::int64_t first = CIptvEventResults::GetFirstAnyPacketTs(c.ev);
     if (first == 0 || !c.ev.first_pkt_ts_valid || c.previous.last_packet == 0) return 0.0;
@@ -208,7 +207,7 @@ inline Measure ChangeLatency(const ChannelChange& c) {
     if (first == 0 || !c.ev.first_pkt_ts_valid || c.previous.leave == 0) return {};
     return IfPositive(TicksToMs(TimestampsDifference(first, c.previous.leave)));
 }
-/// From an event that happened to one that was not before it.
+/// Time between two events, ms. No value if the first did not happen or was later.
 inline Measure Interval(std::int64_t from, std::int64_t to) {
     const std::int64_t ticks = TimestampsDifference(to, from);
     if (ticks < 0 || from == 0) return {};
@@ -217,7 +216,7 @@ inline Measure Interval(std::int64_t from, std::int64_t to) {
 inline Measure LeaveJoinDelay(const ChannelChange& c) {
     return Interval(c.previous.leave, CIptvEventResults::GetFirstAnyJoinTs(c.ev));
 }
-// A profile's zap interval is what its set-top boxes keep; the other two are not measured.
+// Only the interval that the viewing profile selects is measured.
 inline Measure LeaveToLeave(const ChannelChange& c) {
     if (c.zap_interval_type != ids::ZapIntervalType::LTL) return {};
     return Interval(c.previous.leave, CIptvEventResults::GetLastAnyLeaveTs(c.ev));
@@ -233,7 +232,7 @@ inline Measure UnicastPktToLeave(const ChannelChange& c) {
                     CIptvEventResults::GetLastAnyLeaveTs(c.ev));
 }
 
-// --- What the row of an event says
+// --- Columns of event rows
 
 template <auto counter>
 std::uint64_t Known(const Event& ev) {
@@ -252,7 +251,7 @@ std::uint64_t MarkOf(const Retransmission& ev) {
     return ev.*mark;
 }
 template <auto packets>
-std::uint64_t LeadOverPackets(const Event& ev) {
+std::uint64_t HandoverPackets(const Event& ev) {
     return HasNoErrors(ev) && !HasUnderflow(ev) ? ev.*packets : 0;
 }
 

@@ -1,4 +1,4 @@
-// Views of the test, and of the configuration that it ran with.
+// Views of the test and its configuration.
 #include "results/views/ViewDefinitions.h"
 
 namespace orv::iptv::views {

@@ -39,7 +39,7 @@ constexpr Piece kEventResultPieces[] = {
      "TotalUnicastTimeSbit as 'Total Unicast Time Sbit(msec)',TotalUnicastTimeNosb as 'Total Unicast Time "
      "Non-Sbit(msec)'",
      kPacketPlace},
-    {kUnicast, "UnderflowEvent as 'Underflow Event'", kLeadOverPlace},
+    {kUnicast, "UnderflowEvent as 'Underflow Event'", kHandoverPlace},
 };
 }  // namespace
 const View kEventResult{"Event Result",

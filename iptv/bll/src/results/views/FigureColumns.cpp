@@ -14,7 +14,7 @@ using figures::Figure;
 using figures::Merge;
 using framework::PropId;
 
-/// Adds the columns of one view.
+/// Collects the columns of one view.
 class Columns {
   public:
     Columns(const View& view, const TestKind& kind)
@@ -22,7 +22,7 @@ class Columns {
           kind_(kind),
           class_(*framework::CMetaClassManager::Instance().GetClass(view.results)) {}
 
-    /// After the view's other columns.
+    /// Columns of results follow the view's other columns (place 0).
     void AddResult(const Figure& figure) {
         const auto [minimum, average, maximum] = figure.properties;
         if (figure.merge != Merge::kStatistic) return Add(minimum, 1, figure.titles, "");
@@ -32,7 +32,7 @@ class Columns {
         if (!figure.average_before_maximum) Add(average, 1, figure.titles, "Avg ");
     }
 
-    /// Nothing for a property that the view's class does not have.
+    /// Adds nothing if the view's class does not have the property.
     void Add(PropId id, int place, std::span<const Title> titles, const std::string& prefix = "") {
         const framework::CPropertyMeta* property = class_.FindProperty(id);
         if (!property) return;

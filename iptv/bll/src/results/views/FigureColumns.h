@@ -1,4 +1,4 @@
-// The columns of views that show figures.
+// The columns of views for figures.
 #pragma once
 
 #include <string>
@@ -9,11 +9,11 @@
 namespace orv::iptv::views {
 
 struct PlacedColumn {
-    int place;  ///< among all columns of the view
+    int place;  ///< position among all columns of the view
     std::string text;
 };
 
-/// Those of a view for a kind of test, in the order of the table of figures.
+/// The figure columns of a view for a kind of test, in the order of the table of figures.
 std::vector<PlacedColumn> ListFigureColumns(const View& view, const TestKind& kind);
 
 }  // namespace orv::iptv::views

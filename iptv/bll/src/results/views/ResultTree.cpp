@@ -74,7 +74,7 @@ CScriptable* ResultTree::CreateDetailedTemplateViewNode(CScriptable* parent) {
 
 void ResultTree::Destroy() {
     for (auto handle = created_.rbegin(); handle != created_.rend(); ++handle) {
-        // A node takes those below it along.
+        // Deleting a node deletes those below it, which may be in the list as well.
         if (CScriptable* object = framework::CHandleRegistry::Instance().Find(*handle)) object->Delete();
     }
     created_.clear();

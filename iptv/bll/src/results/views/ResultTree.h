@@ -1,4 +1,4 @@
-// The tree of result nodes that a test leaves behind.
+// The tree of result nodes of a test.
 #pragma once
 
 #include <cstdint>
@@ -14,26 +14,26 @@ namespace views {
 struct View;
 }
 
-/// Makes result nodes, each with the definition of its view, below the nodes that it is given. Throws
-/// COrvLogicError when one cannot be made.
+/// Creates result nodes and their view definitions. Throws COrvLogicError if one cannot be created.
 class ResultTree {
   public:
     ResultTree(const TestKind& kind, std::uint32_t data_set_id) : kind_(kind), data_set_id_(data_set_id) {}
 
-    /// Iteration 0: the test as a whole.
+    /// Iteration 0: the whole test.
     framework::CScriptable* CreateIterationSummaryViewNode(framework::CScriptable* parent, int iteration);
     framework::CScriptable* CreateViewNode(framework::CScriptable* parent, const views::View& view);
     framework::CScriptable* CreateSummaryTemplateViewNode(framework::CScriptable* parent);
     framework::CScriptable* CreateDetailedTemplateViewNode(framework::CScriptable* parent);
 
-    /// A grid of what an SQL query selects. Columns without a title get their display names; a column without
-    /// table is one of the first table. `viewOut`, when not null, is the view's definition.
+    /// A grid with the result of an SQL query. The title of a column is its display name unless given; a
+    /// column without a table belongs to the first table. `viewOut`, if not null, receives the view
+    /// definition.
     framework::CScriptable* CreateResultDbNodeDef(framework::CScriptable* parent, const std::string& name,
                                                   const std::string& description, const std::string& select,
                                                   const std::string& from, const std::string& where,
                                                   framework::CScriptable** viewOut = nullptr);
 
-    /// Destroys what was made.
+    /// Destroys all nodes and definitions created.
     void Destroy();
 
   private:
@@ -46,7 +46,7 @@ class ResultTree {
     std::vector<std::uint32_t> created_;  ///< handles
 };
 
-/// "SELECT ... FROM ... WHERE ..."; empty when all three are.
+/// "SELECT ... FROM ... WHERE ..."; empty if all three parameters are.
 std::string BuildSql(const std::string& select, const std::string& from, const std::string& where);
 
 }  // namespace orv::iptv

@@ -1,4 +1,4 @@
-// What the report views show.
+// Definitions of the report views.
 #pragma once
 
 #include <span>
@@ -10,11 +10,11 @@
 
 namespace orv::iptv::views {
 
-/// Columns that are no figures.
+/// Columns other than figures.
 struct Piece {
     When when;
-    const char* columns;  ///< "Table.Column as 'title',..."; titles left out are the display names
-    int place = 0;        ///< among those of the figures
+    const char* columns;  ///< "Table.Column as 'title',..."; without a title: the display name
+    int place = 0;        ///< position among the columns of figures
 };
 
 struct View {
@@ -23,8 +23,8 @@ struct View {
     std::span<const Piece> pieces;
     const char* from;
     const char* where;
-    common::ClassId results = 0;        ///< whose figures the view shows; 0: none
-    const char* table_of_figures = "";  ///< written before their columns
+    common::ClassId results = 0;        ///< class of the figures shown; 0: none
+    const char* table_of_figures = "";  ///< prefix of their columns
     In figures_as = In::kAllButIpv4StbResult;
 
     /// The columns for a kind of test, separated by commas.

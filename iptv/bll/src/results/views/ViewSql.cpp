@@ -15,7 +15,7 @@ namespace orv::iptv {
 
 namespace {
 
-/// The parts between commas, without blanks around them; empty ones are left out.
+/// The non-empty parts between commas, trimmed.
 std::vector<std::string> SplitAtCommas(const std::string& text) {
     std::vector<std::string> parts;
     boost::algorithm::split(parts, text, boost::algorithm::is_any_of(","));
@@ -24,7 +24,7 @@ std::vector<std::string> SplitAtCommas(const std::string& text) {
     return parts;
 }
 
-/// What users call a column; its own name where the data model has none for it.
+/// The display name of a column, or its name if the data model has none.
 std::string GetTitle(const std::string& table, const std::string& column) {
     const auto* meta_class = framework::CMetaClassManager::Instance().GetClass(table);
     const auto* property = meta_class ? meta_class->FindProperty(column) : nullptr;

@@ -1,4 +1,4 @@
-// For which tests and views a column is shown.
+// Conditions on which views show a column.
 #pragma once
 
 #include <cstdint>
@@ -37,10 +37,10 @@ constexpr bool Holds(When when, const TestKind& kind) {
     return false;
 }
 
-/// Views that call a column differently.
+/// Views with different titles for the same column.
 enum class In : std::uint8_t { kAnyView, kIpv4StbResult, kAllButIpv4StbResult };
 
-/// What a column is called.
+/// Title of a column.
 struct Title {
     When when = When::kNever;
     const char* text = "";  ///< the display name when empty
