@@ -164,7 +164,8 @@ void LiveScenario::Start() {
     EXPECT_EQ("", peer.FaultOf(peer.StartRequest()));
 }
 
-void LiveScenario::RunToEnd() {
+void LiveScenario::RunAll() {
+    Start();
     for (int second = 1; peer.end_times.empty() && second < 60; ++second) RunTo(1000 * second);
     EXPECT_EQ(1u, peer.end_times.size());
     RunTo(static_cast<int>(peer.timeline.GetNow() / milliseconds(1)) + 1000);

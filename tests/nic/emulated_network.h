@@ -100,8 +100,8 @@ class LiveScenario {
     std::string Configure();
     void Start();
     void RunTo(int time_ms) { peer.RunTo(milliseconds(time_ms)); }
-    /// Until the end of the test is announced, and a second longer; fails after a minute.
-    void RunToEnd();
+    /// From the start until the end of the test is announced, and a second longer; fails after a minute.
+    void RunAll();
     EmulatedPort& GetPort() { return static_cast<EmulatedPort&>(*peer.port); }
 
     std::vector<orv::live::HostAddress> hosts;

@@ -136,17 +136,4 @@ TEST_F(ReceptionTest, KnowsWhetherPacketsStillCome) {
     EXPECT_EQ(1800 * kMillisecond, reception.quiet_time());
 }
 
-TEST(SourceChoice, LetsPass) {
-    const SourceChoice only{.include = true, .sources = {ip("10.0.0.1"), ip("10.0.0.2")}};
-    const SourceChoice all_but{.include = false, .sources = {ip("10.0.0.1")}};
-    const struct {
-        const char* source;
-        bool only, all_but;
-    } cases[] = {{"10.0.0.1", true, false}, {"10.0.0.2", true, true}, {"10.0.0.3", false, true}};
-    for (const auto& test : cases) {
-        EXPECT_EQ(test.only, only.lets_pass(ip(test.source))) << test.source;
-        EXPECT_EQ(test.all_but, all_but.lets_pass(ip(test.source))) << test.source;
-    }
-}
-
 }  // namespace

@@ -13,9 +13,15 @@ namespace {
 using orv::il::Packets;
 using orv::nic::SequenceCounter;
 
+/// "3 received, 1 lost": what there is.
 std::string text_of(const Packets& packets) {
-    return fmt::format("{} received, {} lost, {} reordered, {} duplicate, {} late", packets.received,
-                       packets.lost, packets.reordered, packets.duplicate, packets.late);
+    std::string text = fmt::format("{} received", packets.received);
+    for (const auto& [count, what] : {std::pair(packets.lost, "lost"),
+                                      {packets.reordered, "reordered"},
+                                      {packets.duplicate, "duplicate"},
+                                      {packets.late, "late"}})
+        if (count > 0) text += fmt::format(", {} {}", count, what);
+    return text;
 }
 
 Packets count(const std::vector<std::uint64_t>& sequences, bool is_wrapping) {
@@ -39,41 +45,30 @@ TEST(SequenceCounter, TellsWhatBecameOfPackets) {
         const char* text;
         bool also_wrapping = true;
     } cases[] = {
-        {"all there", {7, 8, 9}, "3 received, 0 lost, 0 reordered, 0 duplicate, 0 late"},
-        {"a gap", {7, 10, 11}, "3 received, 2 lost, 0 reordered, 0 duplicate, 0 late"},
-        {"a gap filled", {7, 9, 10, 8}, "4 received, 0 lost, 1 reordered, 0 duplicate, 0 late"},
-        {"filled twice", {7, 9, 8, 8}, "4 received, 0 lost, 1 reordered, 1 duplicate, 0 late"},
-        {"twice", {7, 7, 8, 7}, "4 received, 0 lost, 0 reordered, 2 duplicate, 0 late"},
-        {"63 behind", {100, 164, 101}, "3 received, 62 lost, 1 reordered, 0 duplicate, 0 late"},
-        {"64 behind", {100, 165, 101}, "3 received, 63 lost, 0 reordered, 0 duplicate, 1 late"},
-        {"1023 behind", {100, 1124, 101}, "3 received, 1022 lost, 0 reordered, 0 duplicate, 1 late"},
-        {"forgotten", {100, 1125, 101}, "3 received, 1024 lost, 0 reordered, 0 duplicate, 1 late"},
-        {"old places are free again",
-         {100, 1124, 1125},
-         "3 received, 1023 lost, 0 reordered, 0 duplicate, 0 late"},
-        {"before the first", {100, 99, 101, 99}, "4 received, 0 lost, 1 reordered, 1 duplicate, 0 late"},
-        {"wraps", {65534, 65535, 65536, 65538}, "4 received, 1 lost, 0 reordered, 0 duplicate, 0 late"},
-        {"wraps back", {65535, 65537, 65536, 65535}, "4 received, 0 lost, 1 reordered, 1 duplicate, 0 late"},
-        {"anew far behind", {30000, 5, 6, 8}, "4 received, 1 lost, 0 reordered, 0 duplicate, 1 late"},
-        {"a stray far behind", {30000, 5, 30001, 6}, "4 received, 0 lost, 0 reordered, 0 duplicate, 2 late"},
-        {"anew far ahead",
-         {5, kFar, kFar + 1, kFar + 3},
-         "4 received, 1 lost, 0 reordered, 0 duplicate, 0 late",
-         false},
-        {"a stray far ahead",
-         {5, kFar, 6, kFar + 1, 7},
-         "5 received, 0 lost, 0 reordered, 0 duplicate, 0 late",
-         false},
-        {"two strays", {5, kFar, 2 * kFar, 6}, "4 received, 0 lost, 0 reordered, 0 duplicate, 0 late", false},
-        {"a long outage", {5, 32772}, "2 received, 32766 lost, 0 reordered, 0 duplicate, 0 late"},
+        {"all there", {7, 8, 9}, "3 received"},
+        {"a gap", {7, 10, 11}, "3 received, 2 lost"},
+        {"a gap filled", {7, 9, 10, 8}, "4 received, 1 reordered"},
+        {"filled twice", {7, 9, 8, 8}, "4 received, 1 reordered, 1 duplicate"},
+        {"twice", {7, 7, 8, 7}, "4 received, 2 duplicate"},
+        {"63 behind", {100, 164, 101}, "3 received, 62 lost, 1 reordered"},
+        {"64 behind", {100, 165, 101}, "3 received, 63 lost, 1 late"},
+        {"1023 behind", {100, 1124, 101}, "3 received, 1022 lost, 1 late"},
+        {"forgotten", {100, 1125, 101}, "3 received, 1024 lost, 1 late"},
+        {"old places are free again", {100, 1124, 1125}, "3 received, 1023 lost"},
+        {"before the first", {100, 99, 101, 99}, "4 received, 1 reordered, 1 duplicate"},
+        {"wraps", {65534, 65535, 65536, 65538}, "4 received, 1 lost"},
+        {"wraps back", {65535, 65537, 65536, 65535}, "4 received, 1 reordered, 1 duplicate"},
+        {"anew far behind", {30000, 5, 6, 8}, "4 received, 1 lost, 1 late"},
+        {"a stray far behind", {30000, 5, 30001, 6}, "4 received, 2 late"},
+        {"anew far ahead", {5, kFar, kFar + 1, kFar + 3}, "4 received, 1 lost", false},
+        {"a stray far ahead", {5, kFar, 6, kFar + 1, 7}, "5 received", false},
+        {"two strays", {5, kFar, 2 * kFar, 6}, "4 received", false},
+        {"a long outage", {5, 32772}, "2 received, 32766 lost"},
         {"an outage of days",
          {5, 1'000'000'005, 1'000'000'006, 1'000'000'008},
-         "4 received, 1000000000 lost, 0 reordered, 0 duplicate, 0 late",
+         "4 received, 1000000000 lost",
          false},
-        {"the last number",
-         {UINT64_MAX - 1, UINT64_MAX, 0, 1},
-         "4 received, 0 lost, 0 reordered, 0 duplicate, 1 late",
-         false},
+        {"the last number", {UINT64_MAX - 1, UINT64_MAX, 0, 1}, "4 received, 1 late", false},
     };
     for (const auto& test : cases) {
         EXPECT_EQ(test.text, text_of(count(test.sequences, false))) << test.what;
