@@ -35,6 +35,13 @@ struct Scenario {
     std::optional<orv::il::Recordings> recordings;
 };
 
+template <class... Arguments, class... Values>
+orv::tm::Message Make(void (*create)(orv::tm::Message*, Arguments...), Values&&... values) {
+    orv::tm::Message message;
+    create(&message, std::forward<Values>(values)...);
+    return message;
+}
+
 /// The other end of a port's connection.
 class Peer {
   public:
@@ -49,13 +56,25 @@ class Peer {
     orv::tm::Message Ask(orv::tm::Message request);
     /// As Ask; the text of the fault, or "".
     std::string FaultOf(orv::tm::Message request);
+    /// As FaultOf, of a request made by `create`.
+    template <class... Arguments, class... Values>
+    std::string FaultOf(void (*create)(orv::tm::Message*, Arguments...), Values&&... values) {
+        return FaultOf(Make(create, std::forward<Values>(values)...));
+    }
     /// Sends the configuration and the registrations; every answer is to be a response.
     void Configure();
     orv::tm::Message StartRequest() const;
     void Start();
+    /// The fault of another start, without a configuration before it.
+    std::string StartAgain() { return FaultOf(StartRequest()); }
     /// Sends a stop, which is to be answered.
     void Stop();
     void RunTo(milliseconds time) { timeline.RunTo(time); }
+    void RunTo(int ms) { RunTo(milliseconds(ms)); }
+    /// Has the channels sent or not from now on, while the scenario's network asks `sent`.
+    void Change(bool& sent) {
+        port->ChannelsChange([&sent] { sent = !sent; });
+    }
 
     Scenario scenario;
     FakeTimeline timeline;
@@ -78,6 +97,11 @@ class Peer {
 
 /// The events of a whole run, in the order in which they were reported.
 std::vector<stbox_event_s> RunAll(const Scenario& scenario);
+
+/// What records say: "3 x 0 37-1012 900, 487 packets" are three, one after the other, with times in ms after
+/// the join: it, the first and the last packet, the leave. With unicast "0 11-103 211-401 80; " comes before
+/// that, times are after the unicast join: it, packets without and with S-bit, the leave.
+std::string Told(const std::vector<stbox_event_s>& events);
 
 /// From `b` to `a` in ms, across the wrap of the counter; NAN when one of them is 0.
 double Between(std::int64_t a, std::int64_t b);
