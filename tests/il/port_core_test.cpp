@@ -9,7 +9,6 @@ namespace {
 
 using namespace testing_aids;  // NOLINT: a test
 using orv::il::Time;
-using orv::tm::Message;
 
 /// Has something left to record twice after its end, 40 ms apart.
 class SlowRun : public orv::il::Run {
@@ -64,29 +63,27 @@ class PortCore : public ::testing::Test {
 
 TEST_F(PortCore, AnnouncesTheEndAfterTheLastRecord) {
     peer.Start();
-    peer.RunTo(milliseconds(10'030));
-    EXPECT_EQ("iptvcd_1.Start: a test is running", peer.FaultOf(peer.StartRequest()));
+    peer.RunTo(10'030);
+    EXPECT_EQ("iptvcd_1.Start: a test is running", peer.StartAgain());
     peer.Stop();
     peer.Configure();  // new registrations are no reason to wake up at other times
     int changes = 0;
     peer.port->ChannelsChange([&changes] { ++changes; });
     EXPECT_EQ(1, changes);
-    peer.RunTo(milliseconds(10'079));
+    peer.RunTo(10'079);
     EXPECT_TRUE(peer.end_times.empty());
-    peer.RunTo(milliseconds(20'000));
+    peer.RunTo(20'000);
     EXPECT_EQ((std::vector<Time>{10'000, 10'040, 10'080}), GetPort().world.finished);
-    const std::vector times{milliseconds(10'000), milliseconds(10'040), milliseconds(10'080)};
+    const std::vector times{10'000, 10'040, 10'080};
     EXPECT_EQ(times, peer.report_times);
-    EXPECT_EQ(std::vector{milliseconds(10'080)}, peer.end_times);
+    EXPECT_EQ(std::vector{10'080}, peer.end_times);
 }
 
 TEST_F(PortCore, ATestThatIsEndingCanBeAbandoned) {
-    Message reset;
-    create_req_Reset(&reset);
     peer.Start();
-    peer.RunTo(milliseconds(500));
+    peer.RunTo(500);
     peer.Stop();
-    EXPECT_EQ("", peer.FaultOf(std::move(reset)));
+    EXPECT_EQ("", peer.FaultOf(create_req_Reset));
     EXPECT_EQ(0u, peer.timeline.GetPending());
     // The next one starts, and ends with the port.
     peer.Start();
@@ -98,20 +95,20 @@ TEST_F(PortCore, ATestThatIsEndingCanBeAbandoned) {
 }
 
 TEST_F(PortCore, EveryChangeOfStacksIsANewRevision) {
-    Message requests[5];
     const std::vector<IFSETUP_1_bll::NetworkInterfaceStack_s> stacks(1);
-    iptvcd_1_bll::create_req_ConfigInterfaces(&requests[0], stacks, true);
-    iptvcd_1_bll::create_req_ConfigInterfacesWithIlHandle(&requests[1], {5}, stacks, {}, true);
-    iptvcd_1_bll::create_req_UpdateInterfaces(&requests[2], {5}, stacks, {}, true);
-    iptvcd_1_bll::create_req_DeleteInterfaces(&requests[3], {5}, true);
-    create_req_Reset(&requests[4]);
+    const std::vector<std::uint32_t> handle{5}, none;
     std::uint64_t last = GetPort().core.configuration().interfaces.revision;
-    for (Message& request : requests) {
-        const std::string name = request.get_request_name();
-        EXPECT_EQ("", peer.FaultOf(std::move(request)));
-        EXPECT_LT(last, GetPort().core.configuration().interfaces.revision) << name;
-        last = GetPort().core.configuration().interfaces.revision;
-    }
+    const auto is_new = [&](auto create, const auto&... values) {
+        EXPECT_EQ("", peer.FaultOf(create, values...));
+        const std::uint64_t revision = GetPort().core.configuration().interfaces.revision;
+        EXPECT_LT(last, revision);
+        last = revision;
+    };
+    is_new(create_req_ConfigInterfaces, stacks, true);
+    is_new(create_req_ConfigInterfacesWithIlHandle, handle, stacks, none, true);
+    is_new(create_req_UpdateInterfaces, handle, stacks, none, true);
+    is_new(create_req_DeleteInterfaces, handle, true);
+    is_new(create_req_Reset);
 }
 
 }  // namespace

@@ -64,7 +64,7 @@ void Peer::OnBytes(std::vector<std::byte> bytes) {
 }
 
 void Peer::OnMessage(Message message) {
-    const auto now = std::chrono::duration_cast<milliseconds>(timeline.GetNow());
+    const int now = static_cast<int>(timeline.GetNow() / milliseconds(1));
     if (message.get_msg_type() != orv::tm::TMT_REQUEST) {
         answer_ = std::move(message);
     } else if (message.get_request_name() == "iptvcd_1.EOTNotification") {

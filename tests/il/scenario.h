@@ -82,8 +82,7 @@ class Peer {
     std::vector<stbox_event_s> events;
     std::vector<stbox_event_rrr_s> rrr_events;
     std::vector<std::vector<std::uint32_t>> reports;  ///< blocks of each result notification
-    std::vector<milliseconds> report_times;
-    std::vector<milliseconds> end_times;  ///< of end-of-test notifications
+    std::vector<int> report_times, end_times;         ///< ms; of result and end-of-test notifications
     std::string hang_up_reason;
     std::unique_ptr<orv::il::ISoftwarePort> port;
 

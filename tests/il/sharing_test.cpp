@@ -1,71 +1,66 @@
 // Streams that several STBs of a port watch.
 #include <gtest/gtest.h>
 
-#include <cmath>
-
 #include "scenario.h"
 
 namespace {
 
 using namespace testing_aids;  // NOLINT: a test
 
-/// Two STBs on one channel, the second `delay` ms later, for a view of two seconds each.
-Scenario TwoOnOneChannel(std::uint32_t delay) {
-    Scenario scenario;
-    scenario.channels.channel_count = 1;
-    scenario.blocks[0].settop_count = 2;
-    scenario.blocks[0].start_delay_step = delay;
-    scenario.profile.leave_to_join_delay = 1000;
-    scenario.profile.leave_to_leave_delay = 3000;
-    scenario.test.test_duration = 2900;
-    return scenario;
-}
-
+// Two STBs on one channel, the second `delay` ms later, for a view of two seconds each.
 TEST(Sharing, WhoJoinsAFlowingStreamGetsItAtOnce) {
     struct Case {
         const char* what;
         std::uint32_t delay;
         std::uint16_t vlan_step;
         IgmpVersion version;
-        double second_join;  ///< first packet - join of the second STB
-        double first_leave;  ///< last packet - leave of the first STB
-        double second_leave;
+        const char* told;
         std::vector<std::uint16_t> sessions = {};
     };
     const Case cases[] = {
-        {"while watched", 200, 0, IgmpVersion::IGMP_VERSION2, -2, 0, 112},
-        {"before its first packet", 20, 0, IgmpVersion::IGMP_VERSION3, 17, 0, 112},
-        {"at the same time", 0, 0, IgmpVersion::MLD_VERSION1, 37, 0, 112},
-        {"after the leave, before the end", 2100, 0, IgmpVersion::MLD_VERSION2, -2, 112, 112},
-        {"after the end", 2113, 0, IgmpVersion::IGMP_VERSION2, 37, 112, 112},
-        {"nobody tells that he leaves", 2700, 0, IgmpVersion::IGMP_VERSION1, -2, 0, 0},
-        {"in another VLAN", 200, 1, IgmpVersion::IGMP_VERSION2, 37, 112, 112},
-        {"in another session", 200, 0, IgmpVersion::IGMP_VERSION2, 37, 112, 112, {11, 12}},
+        {"while watched", 200, 0, IgmpVersion::IGMP_VERSION2,
+         "0 37-2000 2000, 981 packets / 0 -2-2112 2000, 1057 packets"},
+        {"before its first packet", 20, 0, IgmpVersion::IGMP_VERSION3,
+         "0 37-2000 2000, 981 packets / 0 17-2112 2000, 1047 packets"},
+        {"at the same time", 0, 0, IgmpVersion::MLD_VERSION1,
+         "0 37-2000 2000, 981 packets / 0 37-2112 2000, 1037 packets"},
+        {"after the leave, before the end", 2100, 0, IgmpVersion::MLD_VERSION2,
+         "0 37-2112 2000, 1037 packets / 0 -2-912 800, 457 packets"},
+        {"after the end", 2113, 0, IgmpVersion::IGMP_VERSION2,
+         "0 37-2112 2000, 1037 packets / 0 37-899 787, 431 packets"},
+        {"nobody tells that he leaves", 2700, 0, IgmpVersion::IGMP_VERSION1,
+         "0 37-2000 2000, 981 packets / 0 -2-200 200, 101 packets"},
+        {"in another VLAN", 200, 1, IgmpVersion::IGMP_VERSION2, "2 x 0 37-2112 2000, 1037 packets"},
+        {"in another session",
+         200,
+         0,
+         IgmpVersion::IGMP_VERSION2,
+         "2 x 0 37-2112 2000, 1037 packets",
+         {11, 12}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
-        Scenario scenario = TwoOnOneChannel(c.delay);
-        scenario.blocks[0].vlan_tag = 5;
-        scenario.blocks[0].vlan_step = c.vlan_step;
-        scenario.blocks[0].igmp_version = c.version;
-        scenario.blocks[0].ppp_index = c.sessions;
+        Scenario scenario;
+        scenario.channels.channel_count = 1;
+        scenario.profile.leave_to_join_delay = 1000;
+        scenario.profile.leave_to_leave_delay = 3000;
+        scenario.test.test_duration = 2900;
+        auto& block = scenario.blocks[0];
+        block.settop_count = 2;
+        block.start_delay_step = c.delay;
+        block.vlan_tag = 5;
+        block.vlan_step = c.vlan_step;
+        block.igmp_version = c.version;
+        block.ppp_index = c.sessions;
         const auto events = RunAll(scenario);
+        EXPECT_EQ(c.told, Told(events));
         ASSERT_EQ(2u, events.size());
-        const auto &first = events[0], &second = events[1];
-        EXPECT_EQ(1u, first.settop_index);
-        EXPECT_EQ(2u, second.settop_index);
-        EXPECT_EQ(5 + c.vlan_step, second.vlan_tag);
-        EXPECT_EQ(c.sessions.empty() ? 0 : 12, second.ppp_index);
-        EXPECT_EQ(37, Between(first.first_mcast_pkt_ts, first.mcast_join_ts));
-        EXPECT_EQ(c.second_join, Between(second.first_mcast_pkt_ts, second.mcast_join_ts));
-        EXPECT_EQ(c.first_leave, Between(first.last_mcast_pkt_ts, first.mcast_leave_ts));
-        EXPECT_EQ(c.second_leave, Between(second.last_mcast_pkt_ts, second.mcast_leave_ts));
-        const bool leaves = c.version != IgmpVersion::IGMP_VERSION1;
-        for (const auto& event : events) {
-            EXPECT_EQ(leaves, event.last_pkt_ts_valid);
-            EXPECT_EQ(std::floor(Between(event.last_mcast_pkt_ts, event.first_mcast_pkt_ts) / 2),
-                      event.total_mcast_packets);
-        }
+        EXPECT_EQ(1u, events[0].settop_index);
+        EXPECT_EQ(2u, events[1].settop_index);
+        EXPECT_EQ(5 + c.vlan_step, events[1].vlan_tag);
+        EXPECT_EQ(c.sessions.empty() ? 0 : 12, events[1].ppp_index);
+        for (const auto& event : events)
+            EXPECT_EQ(c.version != IgmpVersion::IGMP_VERSION1, event.last_pkt_ts_valid);
     }
 }
 
@@ -77,14 +72,8 @@ TEST(Sharing, ALeaveBeforeTheFirstPacketBringsNone) {
     scenario.network.behaviour.leave_delay.a = 5;
     scenario.blocks[0].settop_count = 2;
     scenario.blocks[0].start_delay_step = 22;
-    const auto events = RunAll(scenario);
-    ASSERT_EQ(167u, events.size());  // the end of the test cuts one off whose packet may still come
-    for (const auto& event : events) {
-        EXPECT_EQ(0, event.first_mcast_pkt_ts);
-        EXPECT_EQ(0, event.last_mcast_pkt_ts);
-        EXPECT_EQ(0u, event.total_mcast_packets);
-        EXPECT_FALSE(event.first_pkt_ts_valid);
-    }
+    // The end of the test cuts one off whose packet may still come.
+    EXPECT_EQ("167 x 0 - 20, 0 packets, no first", Told(RunAll(scenario)));
 }
 
 // Pairs of STBs, each pair on a VLAN of its own: there are far more streams possible than there ever flow.

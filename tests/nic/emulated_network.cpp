@@ -151,17 +151,16 @@ void LiveScenario::Speak(IgmpVersion version) {
 }
 
 std::string LiveScenario::Configure() {
-    orv::tm::Message message;
-    iptvcd_1_bll::create_req_ConfigInterfacesWithIlHandle(&message, {kInterface}, {stack_of(hosts)}, {},
-                                                          true);
-    const std::string fault = peer.FaultOf(std::move(message));
+    const std::vector<std::uint32_t> handle{kInterface}, none;
+    const std::string fault = peer.FaultOf(iptvcd_1_bll::create_req_ConfigInterfacesWithIlHandle, handle,
+                                           std::vector{stack_of(hosts)}, none, true);
     peer.Configure();
     return fault;
 }
 
 void LiveScenario::Start() {
     EXPECT_EQ("", Configure());
-    EXPECT_EQ("", peer.FaultOf(peer.StartRequest()));
+    EXPECT_EQ("", peer.StartAgain());
 }
 
 void LiveScenario::RunAll() {
