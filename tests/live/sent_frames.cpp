@@ -185,7 +185,8 @@ std::string play(ListeningNetwork& network, std::string_view script) {
             const std::string sent = lettered(network.run(time_of(step)));
             told += (told.empty() ? "" : " | ") + (sent.empty() ? "." : sent);
         } else {
-            EXPECT_EQ(become(host, step.substr(is_silent)).has_value(), !is_silent)
+            const std::optional<Nanoseconds> now = network.timeline.GetNow();
+            EXPECT_EQ(become(host, step.substr(is_silent)), is_silent ? std::nullopt : now)
                 << step << " in " << script;
         }
     }
