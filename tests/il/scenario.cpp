@@ -149,8 +149,15 @@ std::string Told(const std::vector<stbox_event_s>& events) {
                             at(e.last_mcast_pkt_ts), at(e.mcast_leave_ts), e.total_mcast_packets);
         if (e.uni_multi_overlap_count > 0) text += fmt::format(", overlap {}", e.uni_multi_overlap_count);
         if (e.uni_multi_gap_count > 0) text += fmt::format(", gap {}", e.uni_multi_gap_count);
+        for (const auto& [count, what] : {std::pair(e.lost_mcast_packets, "lost"),
+                                          {e.reordered_mcast_packets, "reordered"},
+                                          {e.duplicate_mcast_packets, "duplicate"},
+                                          {e.late_mcast_packets, "late"},
+                                          {e.mcast_prbs_errors, "damaged"}})
+            if (count > 0) text += fmt::format(", {} {}", count, what);
         if (e.sbit_failure) text += ", no S-bit";
-        if (!e.first_pkt_ts_valid) text += ", no first";
+        if (!e.first_pkt_ts_valid || !e.last_pkt_ts_valid)
+            text += e.first_pkt_ts_valid ? ", no last" : ", no first";
         if (told.empty() || told.back().second != text) told.emplace_back(0, text);
         ++told.back().first;
     }

@@ -29,7 +29,7 @@ TEST(Sharing, WhoJoinsAFlowingStreamGetsItAtOnce) {
         {"after the end", 2113, 0, IgmpVersion::IGMP_VERSION2,
          "0 37-2112 2000, 1037 packets / 0 37-899 787, 431 packets"},
         {"nobody tells that he leaves", 2700, 0, IgmpVersion::IGMP_VERSION1,
-         "0 37-2000 2000, 981 packets / 0 -2-200 200, 101 packets"},
+         "0 37-2000 2000, 981 packets, no last / 0 -2-200 200, 101 packets, no last"},
         {"in another VLAN", 200, 1, IgmpVersion::IGMP_VERSION2, "2 x 0 37-2112 2000, 1037 packets"},
         {"in another session",
          200,
@@ -59,8 +59,6 @@ TEST(Sharing, WhoJoinsAFlowingStreamGetsItAtOnce) {
         EXPECT_EQ(2u, events[1].settop_index);
         EXPECT_EQ(5 + c.vlan_step, events[1].vlan_tag);
         EXPECT_EQ(c.sessions.empty() ? 0 : 12, events[1].ppp_index);
-        for (const auto& event : events)
-            EXPECT_EQ(c.version != IgmpVersion::IGMP_VERSION1, event.last_pkt_ts_valid);
     }
 }
 

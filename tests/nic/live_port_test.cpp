@@ -15,7 +15,6 @@
 #include <functional>
 #include <iostream>
 #include <mutex>
-#include <random>
 #include <set>
 #include <thread>
 
@@ -308,36 +307,6 @@ TEST_F(LivePortTest, HangsUpWhenItsInterfaceGoesDown) {
         pair_.reset();
         pair_.emplace();
     }
-}
-
-TEST_F(LivePortTest, HostileFramesChangeNothing) {
-    const auto sender = MakeSender();
-    const HostAddress host = host_of(0);
-    sender->SetStreams(StreamsFor(host));
-    const auto peer = MakePeer({host});
-    EXPECT_EQ("", peer->StartAgain());
-    Wire wire(pair_->far);
-    std::mt19937 random(20261123);
-    const auto samples = sample_frames();
-    for (int i = 0; i < 50'000;) {
-        std::vector<std::byte> frame = bytes_of(samples[random() % samples.size()].hex);
-        if (i % 2 == 0) {
-            frame.resize(14 + random() % (frame.size() - 14));
-        } else {
-            for (std::byte& byte : std::span(frame).subspan(i % 4 == 1 ? 12 : 34))
-                byte = static_cast<std::byte>(random());
-        }
-        if (orv::live::ParseFrame(frame)) continue;  // a good one in spite of that
-        wire.Send(frame);
-        ++i;
-    }
-    wire.Flush();
-    RunToEnd(*peer, *sender);
-    EXPECT_LE(3u, peer->events.size());
-    const auto figures = PortOf(*peer).port.GetFigures();
-    EXPECT_LT(50'000u, figures.frames_received + figures.frames_dropped);
-    EXPECT_EQ(0u, figures.unseen + figures.frames_unsent);
-    EXPECT_EQ(2 * peer->events.size(), figures.joins_and_leaves);
 }
 
 /// Takes it from this thread alone.

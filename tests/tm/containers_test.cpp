@@ -241,26 +241,15 @@ TEST(Containers_test, BackedArraysReferToMemoryOrCopyIt) {
     EXPECT_EQ(backed.size(), 3U);
 }
 
-Members inline_array(std::size_t length, TMV element) {
-    return {{.name = "n", .kind = TMV_ARRAY, .element = element, .length = length}};
-}
-
-TEST(Flat_shape_test, RefusesWhatHasNoFixedOrNoReasonableWidth) {
-    const Tm_flat_shape event(testing::event_members());
-    EXPECT_EQ(event.simple_size(), 8U + 1 + 1);
-    EXPECT_EQ(event.row_size(), 8U + 1 + 1 + 3 * 2 + 4);
-    EXPECT_EQ(event.total_members(), 6U);
-    EXPECT_EQ(event.depth(), 3);
+TEST(Containers_test, ShapesOfRowsHaveAReasonableWidth) {
+    const auto inline_array = [](std::size_t length, TMV element) {
+        return Members{{.name = "n", .kind = TMV_ARRAY, .element = element, .length = length}};
+    };
+    EXPECT_EQ(Tm_flat_shape(testing::event_members()).total_members(), 6U);
     EXPECT_NO_THROW(Tm_flat_shape(inline_array(64 * 1024, TMV_UINT8)));
-    const Members wrong[] = {inline_array(64 * 1024 + 1, TMV_UINT8),
-                             inline_array(SIZE_MAX / 4, TMV_UINT64),
-                             inline_array(1, TMV_STRING),
-                             {{.name = "x", .kind = TMV_STRING}},
-                             {{.name = "x", .kind = TMV_STRUCT}},  // nothing nested
-                             {{.name = "x", .kind = TMV_BOOL}, {.name = "x", .kind = TMV_INT8}}};
-    for (const Members& members : wrong)
-        EXPECT_THROW(Tm_flat_shape{members}, Tm_exception) << &members - wrong;
-
+    EXPECT_THROW(Tm_flat_shape(inline_array(64 * 1024 + 1, TMV_UINT8)), Tm_exception);
+    EXPECT_THROW(Tm_flat_shape(inline_array(SIZE_MAX / 4, TMV_UINT64)), Tm_exception);
+    EXPECT_THROW(Tm_flat_shape(Members{{.name = "x", .kind = TMV_STRUCT}}), Tm_exception) << "nothing nested";
     auto doubled = std::make_shared<const Tm_flat_shape>(Members{});
     const auto grow = [&doubled] {
         for (int level = 0; level < 20; ++level) {
@@ -270,29 +259,8 @@ TEST(Flat_shape_test, RefusesWhatHasNoFixedOrNoReasonableWidth) {
         }
     };
     EXPECT_THROW(grow(), Tm_exception) << "a million members in rows without a byte";
-}
-
-TEST(Flat_shape_test, EqualShapesAreInternedOnceAndDifferentOnesKeptApart) {
-    const auto nested = [](const char* name) -> Members {
-        const Members members{{.name = name, .kind = TMV_UINT8}};
-        return {{.name = "n", .kind = TMV_STRUCT, .nested = std::make_shared<const Tm_flat_shape>(members)}};
-    };
-    const Members variants[] = {nested("x"),
-                                nested("y"),
-                                inline_array(4, TMV_UINT8),
-                                inline_array(4, TMV_INT8),
-                                inline_array(5, TMV_UINT8),
-                                {{.name = "n", .kind = TMV_UINT8}},
-                                {{.name = "m", .kind = TMV_UINT8}},
-                                {{.name = "n", .kind = TMV_UINT8}, {.name = "m", .kind = TMV_UINT8}}};
-    std::vector<std::shared_ptr<const Tm_flat_shape>> known;
-    for (const Members& members : variants) {
-        known.push_back(Tm_flat_shape::intern(members));
-        EXPECT_EQ(Tm_flat_shape::intern(members), known.back());
-        EXPECT_EQ(Tm_flat_shape::find_interned(Tm_flat_shape(members)), known.back());
-        EXPECT_EQ(std::ranges::count(known, known.back()), 1);
-    }
-    EXPECT_EQ(known[0]->members()[0].nested, Tm_flat_shape::intern({{.name = "x", .kind = TMV_UINT8}}));
+    EXPECT_NE(Tm_flat_shape::intern(inline_array(4, TMV_UINT8)),
+              Tm_flat_shape::intern(inline_array(4, TMV_INT8)));
 }
 
 TEST(Enum_map_test, FindsBothWaysAndReportsTheUnknown) {
