@@ -1,4 +1,4 @@
-// When STBs join and leave which channels, and the resulting records.
+// When STBs join and leave which channels, what they share, and the resulting records.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -10,6 +10,7 @@ namespace {
 
 using namespace testing_aids;  // NOLINT: a test
 using orv::il::Distribution;
+using orv::il::SourceFilter;
 
 std::vector<int> NumbersOf(const std::vector<stbox_event_s>& events) {
     std::vector<int> numbers;
@@ -291,6 +292,207 @@ TEST(Zapping, TheEndOfTheTestFailsNoJoin) {
         const auto events = RunAll(scenario);
         EXPECT_EQ(c.events, events.size());
         EXPECT_FALSE(events.back().sbit_failure);
+    }
+}
+
+// Two STBs on one channel, the second `delay` ms later, for a view of two seconds each.
+TEST(Sharing, WhoJoinsAFlowingStreamGetsItAtOnce) {
+    struct Case {
+        const char* what;
+        std::uint32_t delay;
+        std::uint16_t vlan_step;
+        IgmpVersion version;
+        const char* told;
+        std::vector<std::uint16_t> sessions = {};
+    };
+    const Case cases[] = {
+        {"while watched", 200, 0, IgmpVersion::IGMP_VERSION2,
+         "0 37-2000 2000, 981 packets / 0 -2-2112 2000, 1057 packets"},
+        {"before its first packet", 20, 0, IgmpVersion::IGMP_VERSION3,
+         "0 37-2000 2000, 981 packets / 0 17-2112 2000, 1047 packets"},
+        {"at the same time", 0, 0, IgmpVersion::MLD_VERSION1,
+         "0 37-2000 2000, 981 packets / 0 37-2112 2000, 1037 packets"},
+        {"after the leave, before the end", 2100, 0, IgmpVersion::MLD_VERSION2,
+         "0 37-2112 2000, 1037 packets / 0 -2-912 800, 457 packets"},
+        {"after the end", 2113, 0, IgmpVersion::IGMP_VERSION2,
+         "0 37-2112 2000, 1037 packets / 0 37-899 787, 431 packets"},
+        {"nobody tells that he leaves", 2700, 0, IgmpVersion::IGMP_VERSION1,
+         "0 37-2000 2000, 981 packets, no last / 0 -2-200 200, 101 packets, no last"},
+        {"in another VLAN", 200, 1, IgmpVersion::IGMP_VERSION2, "2 x 0 37-2112 2000, 1037 packets"},
+        {"in another session",
+         200,
+         0,
+         IgmpVersion::IGMP_VERSION2,
+         "2 x 0 37-2112 2000, 1037 packets",
+         {11, 12}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        Scenario scenario;
+        scenario.channels.channel_count = 1;
+        scenario.profile.leave_to_join_delay = 1000;
+        scenario.profile.leave_to_leave_delay = 3000;
+        scenario.test.test_duration = 2900;
+        auto& block = scenario.blocks[0];
+        block.settop_count = 2;
+        block.start_delay_step = c.delay;
+        block.vlan_tag = 5;
+        block.vlan_step = c.vlan_step;
+        block.igmp_version = c.version;
+        block.ppp_index = c.sessions;
+        const auto events = RunAll(scenario);
+        EXPECT_EQ(c.told, Told(events));
+        ASSERT_EQ(2u, events.size());
+        EXPECT_EQ(1u, events[0].settop_index);
+        EXPECT_EQ(2u, events[1].settop_index);
+        EXPECT_EQ(5 + c.vlan_step, events[1].vlan_tag);
+        EXPECT_EQ(c.sessions.empty() ? 0 : 12, events[1].ppp_index);
+    }
+}
+
+// A join that is cancelled before its stream arrives, by an STB that zaps faster than the network. The other
+// STB joins before the first one's leave has come through: there is nothing for it to share.
+TEST(Sharing, ALeaveBeforeTheFirstPacketBringsNone) {
+    Scenario scenario;
+    scenario.profile.leave_to_leave_delay = 120;  // 20 ms views
+    scenario.network.behaviour.leave_delay.a = 5;
+    scenario.blocks[0].settop_count = 2;
+    scenario.blocks[0].start_delay_step = 22;
+    // The end of the test cuts one off whose packet may still come.
+    EXPECT_EQ("167 x 0 - 20, 0 packets, no first", Told(RunAll(scenario)));
+}
+
+// Pairs of STBs, each pair on a VLAN of its own: there are far more streams possible than there ever flow.
+TEST(Sharing, ManyStreamsComeAndGo) {
+    Scenario scenario;
+    scenario.channels.channel_count = 50'000;
+    scenario.blocks[0].settop_count = 200;
+    scenario.blocks[0].vlan_step = 1;
+    scenario.blocks.push_back(scenario.blocks[0]);
+    scenario.blocks[1].stblock_handle = kBlock + 1;
+    scenario.start_delay_step = 1;  // ms: the second STB of a pair is 200 ms behind the first
+    scenario.test.test_duration = 20'900;
+    const auto events = RunAll(scenario);
+    ASSERT_EQ(2 * 200 * 21u, events.size());
+    int first = 0;
+    for (const auto& event : events) {
+        const double join = Between(event.first_mcast_pkt_ts, event.mcast_join_ts);
+        EXPECT_EQ(join == 37 ? 0 : 112, Between(event.last_mcast_pkt_ts, event.mcast_leave_ts));
+        EXPECT_TRUE(join == 37 || join == -2) << join;
+        first += join == 37;
+    }
+    EXPECT_EQ(200 * 21, first);
+}
+
+// A view from 0 to 900 ms (LTL), or 1000 ms from its first packet on (MTL).
+TEST(Channels, RunningViewsFollowTheirChannel) {
+    struct Case {
+        ZapIntervalType type;
+        bool sent;                 ///< at the start
+        std::vector<int> changes;  ///< ms
+        const char* told;
+    };
+    constexpr auto kLtl = ZapIntervalType::LTL, kMtl = ZapIntervalType::MTL;
+    const Case cases[] = {
+        {kLtl, true, {}, "0 37-1012 900, 487 packets"},
+        {kLtl, true, {500}, "0 37-500 900, 231 packets"},
+        {kLtl, false, {300}, "0 337-1012 900, 337 packets"},
+        {kLtl, true, {500, 600}, "0 37-1012 900, 419 packets"},  // again from 637 ms on
+        {kLtl, true, {500, 880}, "0 37-500 900, 231 packets"},   // again, but after the leave
+        {kLtl, true, {20}, "0 - 900, 0 packets, no first"},
+        {kLtl, true, {20, 30}, "0 67-1012 900, 472 packets"},
+        {kLtl, true, {500, 600, 620}, "0 37-500 900, 231 packets"},
+        {kLtl, true, {500, 600, 700}, "0 37-700 900, 263 packets"},
+        {kLtl, true, {500, 500}, "0 37-1012 900, 469 packets"},
+        {kMtl, false, {300}, "0 337-1449 1337, 556 packets"},
+        {kMtl, true, {20}, "0 - 1000, 0 packets, no first"},
+        {kMtl, true, {500}, "0 37-500 1037, 231 packets"}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(&c - cases);
+        Scenario scenario;
+        scenario.profile.zap_interval_type = c.type;
+        bool sent = c.sent;
+        int asked = 0;
+        scenario.network.is_sent = [&](const auto&, const auto&) { return ++asked, sent; };
+        Peer peer(scenario);
+        peer.Start();
+        for (const int change : c.changes) {
+            peer.RunTo(change);
+            peer.Change(sent);
+        }
+        peer.RunTo(3000);
+        ASSERT_GT(peer.events.size(), 1u);
+        // Ten channels; answers of the network are kept from one change to the next.
+        EXPECT_EQ(10 * (1 + c.changes.size()), asked);
+        EXPECT_EQ(c.told, Told({peer.events[0]}));
+        EXPECT_EQ(sent, peer.events[1].first_mcast_pkt_ts != 0);  // of the view after it
+    }
+}
+
+// Between two views of IGMP version 1 the stream flows on, unless its source stops.
+TEST(Channels, AStreamThatNobodyWatchesEndsWithItsSource) {
+    for (const bool stops : {false, true}) {
+        Scenario scenario;
+        scenario.channels.channel_count = 1;
+        scenario.blocks[0].igmp_version = IgmpVersion::IGMP_VERSION1;
+        bool sent = true;
+        scenario.network.is_sent = [&sent](const auto&, const auto&) { return sent; };
+        Peer peer(scenario);
+        int changes = 0;
+        peer.port->ChannelsChange([&changes] { ++changes; });  // without a test it has no other effect
+        EXPECT_EQ(1, changes);
+        peer.Start();
+        for (const int change : {950, 960}) {
+            peer.RunTo(change);
+            if (stops) peer.Change(sent);
+        }
+        peer.RunTo(3000);
+        ASSERT_GT(peer.events.size(), 1u);
+        EXPECT_EQ(stops ? 37 : -2, Between(peer.events[1].first_mcast_pkt_ts, peer.events[1].mcast_join_ts));
+    }
+}
+
+TEST(Channels, FiltersLetSourcesPass) {
+    struct Case {
+        IgmpVersion version;
+        FilterModeType mode;
+        bool with_source;
+        TestEnv environment;
+        bool asks, asks_include, arrives;  ///< the network knows the source
+    };
+    constexpr auto kInclude = FilterModeType::INCLUDE, kExclude = FilterModeType::EXCLUDE;
+    constexpr auto kTesting = TestEnv::TESTING, kRealWorld = TestEnv::REAL_WORLD;
+    constexpr auto kIgmp2 = IgmpVersion::IGMP_VERSION2, kIgmp3 = IgmpVersion::IGMP_VERSION3,
+                   kMld1 = IgmpVersion::MLD_VERSION1, kMld2 = IgmpVersion::MLD_VERSION2;
+    const Case cases[] = {{kIgmp3, kInclude, true, kTesting, true, true, true},
+                          {kIgmp3, kExclude, true, kTesting, true, false, false},
+                          {kIgmp3, kExclude, false, kTesting, true, false, true},
+                          {kIgmp3, kInclude, false, kTesting, false, true, false},
+                          {kMld2, kInclude, false, kRealWorld, false, true, false},
+                          {kMld2, kExclude, true, kRealWorld, false, false, true},
+                          {kIgmp2, kInclude, false, kTesting, true, false, true},
+                          {kMld1, kInclude, true, kTesting, true, false, true}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(&c - cases);
+        const bool has_filters = c.version == kIgmp3 || c.version == kMld2;
+        ipAddress_t source;
+        source.v4 = {{10, 0, 0, 7}};
+        Scenario scenario;
+        scenario.test.test_env = c.environment;
+        scenario.blocks[0].igmp_version = c.version;
+        scenario.channels.filterMode = c.mode;
+        if (c.with_source) scenario.channels.source_list = {source};
+        int asked = 0;
+        scenario.network.is_sent = [&](const ipAddress_t& group, const SourceFilter& filter) {
+            ++asked;
+            EXPECT_EQ(225, group.v4.address[0]);
+            EXPECT_EQ(c.asks_include, filter.include);
+            EXPECT_EQ(has_filters && c.with_source ? 1u : 0u, filter.sources.size());
+            return (!filter.sources.empty() && filter.sources[0] == source) == filter.include;
+        };
+        EXPECT_EQ(c.arrives ? "10 x 0 37-1012 900, 487 packets" : "10 x 0 - 900, 0 packets, no first",
+                  Told(RunAll(scenario)));
+        EXPECT_EQ(c.asks ? 10 : 0, asked);
     }
 }
 
