@@ -62,56 +62,42 @@ struct Case {
 };
 const Case kCases[] = {
     // clang-format off
-    {"arp request",
-     [](Out out) { return WriteArpRequest(out, host4(0), ip("192.0.2.1")); },
+    {"arp request", [](Out out) { return WriteArpRequest(out, host4(0), ip("192.0.2.1")); },
      "ffffffffffff 020000000a01 0806  00010800 06040001 02000000 0a01c000 020a0000 00000000 c0000201"},
-    {"arp reply two tags",
-     [](Out out) { return WriteArpReply(out, host4(2), kRouterMac, ip("192.0.2.1")); },
+    {"arp reply two tags", [](Out out) { return WriteArpReply(out, host4(2), kRouterMac, ip("192.0.2.1")); },
      "00163e000001 020000000a01 88a80064 810000c8 0806  00010800 06040002 02000000 0a01c000 020a0016 3e000001 c0000201"},
-    {"solicitation",
-     [](Out out) { return WriteNeighborSolicitation(out, host6(0), ip("2001:db8::1")); },
+    {"solicitation", [](Out out) { return WriteNeighborSolicitation(out, host6(0), ip("2001:db8::1")); },
      "3333ff000001 020000000a01 86dd  60000000 00203aff 20010db8 00000000 00000000 0000000a ff020000 00000000 00000001"
      "ff000001  87001220 00000000 20010db8 00000000 00000000 00000001 01010200 00000a01"},
-    {"advertisement one tag",
-     [](Out out) { return WriteNeighborAdvertisement(out, host6(1), kRouterMac, ip("2001:db8::1")); },
+    {"advertisement one tag", [](Out out) { return WriteNeighborAdvertisement(out, host6(1), kRouterMac, ip("2001:db8::1")); },
      "00163e000001 020000000a01 81006064 86dd  60000000 00203aff 20010db8 00000000 00000000 0000000a 20010db8 00000000"
      "00000000 00000001  88008062 60000000 20010db8 00000000 00000000 0000000a 02010200 00000a01"},
-    {"advertisement to a host without an address",
-     [](Out out) { return WriteNeighborAdvertisement(out, host6(0), kRouterMac, ip("::")); },
+    {"advertisement to a host without an address", [](Out out) { return WriteNeighborAdvertisement(out, host6(0), kRouterMac, ip("::")); },
      "333300000001 020000000a01 86dd  60000000 00203aff 20010db8 00000000 00000000 0000000a ff020000 00000000 00000000"
      "00000001  8800ef18 20000000 20010db8 00000000 00000000 0000000a 02010200 00000a01"},
-    {"v1 report",
-     [](Out out) { return WriteMembershipReport(out, host4(0), Version::Igmp1, kGroup4); },
+    {"v1 report", [](Out out) { return WriteMembershipReport(out, host4(0), Version::Igmp1, kGroup4); },
      "01005e010203 020000000a01 0800  4500001c 00004000 0102c651 c000020a ef810203  1200fc7a ef810203"},
-    {"v2 report one tag",
-     [](Out out) { return WriteMembershipReport(out, host4(1), Version::Igmp2, kGroup4); },
+    {"v2 report one tag", [](Out out) { return WriteMembershipReport(out, host4(1), Version::Igmp2, kGroup4); },
      "01005e010203 020000000a01 81006064 0800  46000020 00004000 01023149 c000020a ef810203 94040000  1600f87a ef810203"},
-    {"v2 leave two tags",
-     [](Out out) { return WriteMembershipLeave(out, host4(2), Version::Igmp2, kGroup4); },
+    {"v2 leave two tags", [](Out out) { return WriteMembershipLeave(out, host4(2), Version::Igmp2, kGroup4); },
      "01005e000002 020000000a01 88a80064 810000c8 0800  46000020 00004000 010242cb c000020a e0000002 94040000  1700f77a"
      "ef810203"},
-    {"v3 report",
-     [](Out out) { return WriteRecordReport(out, host4(0), Version::Igmp3, kRecords4); },
+    {"v3 report", [](Out out) { return WriteRecordReport(out, host4(0), Version::Igmp3, kRecords4); },
      "01005e000016 020000000a01 0800  46c00038 00004000 010241df c000020a e0000016 94040000  2200a608 00000002 04000000"
      "ef810203 05000002 e8010101 c6336401 c6336402"},
-    {"mld1 report",
-     [](Out out) { return WriteMembershipReport(out, link_local(0), Version::Mld1, kGroup6); },
+    {"mld1 report", [](Out out) { return WriteMembershipReport(out, link_local(0), Version::Mld1, kGroup6); },
      "333380000001 020000000a01 86dd  60000000 00200001 fe800000 00000000 000000ff fe000a01 ff3e0000 00000000 00000000"
      "80000001  3a000502 00000100  830076aa 00000000 ff3e0000 00000000 00000000 80000001"},
-    {"mld1 done one tag",
-     [](Out out) { return WriteMembershipLeave(out, link_local(1), Version::Mld1, kGroup6); },
+    {"mld1 done one tag", [](Out out) { return WriteMembershipLeave(out, link_local(1), Version::Mld1, kGroup6); },
      "333300000002 020000000a01 81006064 86dd  60000000 00200001 fe800000 00000000 000000ff fe000a01 ff020000 00000000"
      "00000000 00000002  3a000502 00000100  8400f5e5 00000000 ff3e0000 00000000 00000000 80000001"},
-    {"mld2 report two tags",
-     [](Out out) { return WriteRecordReport(out, link_local(2), Version::Mld2, kRecords6); },
+    {"mld2 report two tags", [](Out out) { return WriteRecordReport(out, link_local(2), Version::Mld2, kRecords6); },
      "333300000016 020000000a01 88a80064 810000c8 86dd  60000000 00340001 fe800000 00000000 000000ff fe000a01 ff020000"
      "00000000 00000000 00000016  3a000502 00000100  8f00b700 00000001 06000001 ff3e0000 00000000 00000000 80000001"
      "20010db8 00010000 00000000 00000001"},
-    {"udp4 of odd length, one tag",
-     [](Out out) { return write_udp(out, host4(1), kGroup4, "616263", 16, 0xb8); },
+    {"udp4 of odd length, one tag", [](Out out) { return write_udp(out, host4(1), kGroup4, "616263", 16, 0xb8); },
      "01005e010203 020000000a01 81006064 0800  45b8001f 00004000 1011b687 c000020a ef810203  1388138c 000b60d2 616263"},
-    {"udp6",
-     [](Out out) { return write_udp(out, host6(0), kGroup6, "61626364", 64, 0); },
+    {"udp6", [](Out out) { return write_udp(out, host6(0), kGroup6, "61626364", 64, 0); },
      "333380000001 020000000a01 86dd  60000000 000c1140 20010db8 00000000 00000000 0000000a ff3e0000 00000000 00000000"
      "80000001  1388138c 000c66f8 61626364"},
     // clang-format on
