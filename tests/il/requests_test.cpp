@@ -179,9 +179,7 @@ TEST(Faults, EndOfTest) {
     for (auto [fault, ends] : cases) {
         Scenario scenario;
         scenario.faults = {fault};
-        Peer peer(scenario);
-        peer.Start();
-        peer.RunTo(11'000);
+        Peer peer(scenario, 11'000);
         EXPECT_EQ(ends, peer.end_times);
         EXPECT_EQ(10u, peer.events.size());
         // An end that was missed comes with the stop, once.
@@ -218,9 +216,7 @@ TEST(Faults, GoingOffline) {
     for (const auto& [fault, reports] : cases) {
         Scenario scenario;
         scenario.faults = {fault};
-        Peer peer(scenario);
-        peer.Start();
-        peer.RunTo(1500);
+        Peer peer(scenario, 1500);
         peer.Ask(Make(create_req_GetProfile, kProfile, true));
         peer.RunTo(12'000);
         EXPECT_NE("", peer.hang_up_reason);

@@ -14,8 +14,7 @@ TEST(Runs, ReportsComeAtTheIntervalWithBlocksThatHaveEvents) {
     scenario.blocks.push_back(scenario.blocks[0]);
     scenario.blocks[1].stblock_handle = 8;
     scenario.start_delay_step = 450;
-    Peer peer(scenario);
-    peer.Start();
+    Peer peer(scenario, 0);
     EXPECT_EQ(1u, peer.timeline.GetPending());
     peer.RunTo(5000);
     // Views of the first block end at 900 and 1900 ms, of the second at 1350 ms, and all at 2100 ms.
@@ -44,9 +43,7 @@ TEST(Runs, OnlyRegisteredBlocksAreReported) {
 
 // Running views end and are reported, the end is announced, and then the stop is answered.
 TEST(Runs, StopEndsATestAtOnce) {
-    Peer peer{Scenario()};
-    peer.Start();
-    peer.RunTo(1300);
+    Peer peer(Scenario(), 1300);
     const std::size_t before = peer.sent.size();
     peer.Stop();
     EXPECT_EQ(before + 3, peer.sent.size());
@@ -58,9 +55,7 @@ TEST(Runs, StopEndsATestAtOnce) {
 }
 
 TEST(Runs, AChangedConfigurationCountsFromTheNextStart) {
-    Peer peer{Scenario()};
-    peer.Start();
-    peer.RunTo(1500);
+    Peer peer(Scenario(), 1500);
     profileConfig_s slower = peer.scenario.profile;
     slower.leave_to_leave_delay = 5000;
     EXPECT_EQ("", peer.FaultOf(create_req_UpdateProfile, std::vector{slower}, true));
@@ -74,9 +69,7 @@ TEST(Runs, AChangedConfigurationCountsFromTheNextStart) {
 TEST(Runs, APortThatIsGoneLeavesNothingBehind) {
     Scenario scenario;
     scenario.faults = {{.kind = orv::il::Fault::Kind::LateEndOfTest, .delay_ms = 500}};
-    Peer peer(scenario);
-    peer.Start();
-    peer.RunTo(10'000);
+    Peer peer(scenario, 10'000);
     EXPECT_EQ("", peer.StartAgain());
     EXPECT_EQ(2u, peer.timeline.GetPending());
     peer.port.reset();
@@ -138,8 +131,7 @@ TEST(Runs, ARecordingIsReplayed) {
                             report(60'000, kBlock, 34)}};
     auto& blocks = scenario.recordings->at(0)[1].blocks;
     blocks.insert(blocks.begin(), report(0, 77, 35).blocks[0]);
-    Peer peer(scenario);
-    peer.Start();
+    Peer peer(scenario, 0);
     peer.port->ChannelsChange([] {});
     peer.RunTo(20'000);
     EXPECT_EQ((std::vector{1000, 2000, 10'000}), peer.report_times);
@@ -192,9 +184,7 @@ TEST(Runs, ManyEventsComeInSeveralReports) {
     scenario.profile.leave_to_leave_delay = 50;
     scenario.profile.leave_to_join_delay = 0;
     scenario.interval_ms = 10'000;
-    Peer peer(scenario);
-    peer.Start();
-    peer.RunTo(10'000);
+    Peer peer(scenario, 10'000);
     EXPECT_EQ(4u, peer.reports.size());
     EXPECT_EQ(200'000u, peer.events.size());
     // Numbered without gaps, whatever report they came in.

@@ -125,9 +125,7 @@ void Peer::Stop() {
 }
 
 std::vector<stbox_event_s> RunAll(const Scenario& scenario) {
-    Peer peer(scenario);
-    peer.Start();
-    peer.RunTo(milliseconds(scenario.test.test_duration));
+    Peer peer(scenario, static_cast<int>(scenario.test.test_duration));
     EXPECT_EQ(1u, peer.end_times.size());
     return peer.events;
 }

@@ -51,6 +51,11 @@ class Peer {
     /// Of a simulated port.
     explicit Peer(const Scenario& scenario);
     Peer(const Scenario& scenario, const MakePort& make_port);
+    /// Of a simulated port that has run a test for this time.
+    Peer(const Scenario& scenario, int run_to_ms) : Peer(scenario) {
+        Start();
+        RunTo(run_to_ms);
+    }
 
     /// Sends a request and returns the port's answer; a message named "" when there was none.
     orv::tm::Message Ask(orv::tm::Message request);

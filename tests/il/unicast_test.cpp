@@ -178,9 +178,7 @@ TEST(FastChannelChange, BurstsFollowTheirChannel) {
         scenario.profile.zap_interval_type = ZapIntervalType::UTL;
         bool sent = !c.sent;
         scenario.network.is_sent = [&sent](const auto&, const auto&) { return sent; };
-        Peer peer(scenario);
-        peer.Start();
-        peer.RunTo(c.change);
+        Peer peer(scenario, c.change);
         peer.Change(sent);
         peer.RunTo(2000);
         EXPECT_EQ(c.told, Told({peer.events.at(0)}));
@@ -208,9 +206,7 @@ struct Outcome {
 };
 
 Outcome OutcomeOf(const Scenario& scenario) {
-    Peer peer(scenario);
-    peer.Start();
-    peer.RunTo(milliseconds(scenario.test.test_duration));
+    Peer peer(scenario, static_cast<int>(scenario.test.test_duration));
     Outcome outcome{peer.rrr_events, 0, peer.events.at(0).mcast_join_ts};
     for (const auto& event : peer.events) outcome.lost += event.lost_mcast_packets;
     return outcome;

@@ -137,9 +137,7 @@ TEST(Zapping, StartsAreDelayedByBlockAndByPort) {
     scenario.blocks[1].stblock_handle = kBlock + 1;
     scenario.channels.channel_initial_start = 9;  // so that the STBs begin on 9, 2 (both blocks)
     scenario.channels.channel_initial_step = 3;
-    Peer peer(scenario);
-    peer.Start();
-    peer.RunTo(1500);
+    Peer peer(scenario, 1500);
     std::vector<std::pair<double, int>> starts;
     std::int64_t start = 0;
     for (const auto& event : peer.events) {
@@ -414,8 +412,7 @@ TEST(Channels, RunningViewsFollowTheirChannel) {
         bool sent = c.sent;
         int asked = 0;
         scenario.network.is_sent = [&](const auto&, const auto&) { return ++asked, sent; };
-        Peer peer(scenario);
-        peer.Start();
+        Peer peer(scenario, 0);
         for (const int change : c.changes) {
             peer.RunTo(change);
             peer.Change(sent);

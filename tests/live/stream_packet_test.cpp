@@ -72,11 +72,7 @@ TEST(StreamPacketTest, RtpOfForeignStreams) {
                std::to_string(rtp->sequence_number) + " " + std::to_string(rtp->timestamp) + " " +
                std::to_string(rtp->ssrc) + " " + hex_text(rtp->payload);
     };
-    struct Case {
-        const char* hex;
-        const char* text;
-    };
-    const Case cases[] = {
+    const std::pair<const char*, const char*> cases[] = {
         {"80 21 ffff 00000001 00000002", "33 65535 1 2 "},
         {"80 a1 0001 00000001 00000002 4747", "33 marked 1 1 2 4747"},
         {"82 21 0001 00000001 00000002 00000003 00000004 47", "33 1 1 2 47"},     // contributing sources
@@ -93,7 +89,7 @@ TEST(StreamPacketTest, RtpOfForeignStreams) {
         {"a0 21 0001 00000001 00000002 00", "none"},
         {"a0 21 0001 00000001 00000002 0004", "none"},
     };
-    for (const Case& c : cases) EXPECT_EQ(text(c.hex), c.text) << c.hex;
+    for (const auto& [hex, expected] : cases) EXPECT_EQ(text(hex), expected) << hex;
 }
 
 }  // namespace

@@ -115,15 +115,15 @@ std::set<std::string> EmulatedNetwork::GetMemberships() const {
 
 EmulatedPort::EmulatedPort(const orv::nic::MembershipSettings& settings, orv::il::ITimeline& timeline,
                            EmulatedNetwork& network, Send send, HangUp hang_up)
-    : world_({.name = "Port 1", .interface = {}, .membership = settings}, {timeline, network, figures, 1500},
-             [this] { ++runs_over; }),
-      core_("Port 1", {}, 1, world_, timeline, std::move(send), std::move(hang_up)) {
-    network.to_port = [this](const SeenFrame& frame) { world_.on_seen(frame, frame.stamp); };
+    : world({.name = "Port 1", .interface = {}, .membership = settings}, {timeline, network, figures, 1500},
+            [this] { ++runs_over; }),
+      core("Port 1", {}, 1, world, timeline, std::move(send), std::move(hang_up)) {
+    network.to_port = [this](const SeenFrame& frame) { world.on_seen(frame, frame.stamp); };
 }
 
 void EmulatedPort::Receive(const std::vector<std::byte>& bytes) {
-    core_.receive(bytes);
-    world_.know_hosts(core_.configuration().interfaces);
+    core.receive(bytes);
+    world.know_hosts(core.configuration().interfaces);
 }
 
 LiveScenario::LiveScenario(std::vector<HostAddress> some, const orv::nic::MembershipSettings& settings)

@@ -75,14 +75,12 @@ class EmulatedPort : public orv::il::ISoftwarePort {
                  EmulatedNetwork& network, Send send, HangUp hang_up);
 
     void Receive(const std::vector<std::byte>& bytes) override;
-    void ChannelsChange(const std::function<void()>& change) override { change(); }
+    void ChannelsChange(const std::function<void()>& change) override { core.channels_change(change); }
 
     orv::nic::LiveFigures figures;
     int runs_over = 0;
-
-  private:
-    orv::nic::LiveWorld world_;
-    orv::il::PortCore core_;
+    orv::nic::LiveWorld world;
+    orv::il::PortCore core;
 };
 
 /// A port on its network, and its peer.

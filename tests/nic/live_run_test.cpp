@@ -248,6 +248,49 @@ TEST(LiveRun, ViewsAreAsLongAsTheProfileSays) {
     EXPECT_EQ(8u, seen.size());
 }
 
+TEST(LiveRun, ThePortAnnouncesTheEndAfterTheLastRecord) {
+    LiveScenario live({host_of(0)});
+    live.peer.scenario.test.test_duration = 9'500;
+    live.Start();
+    live.RunTo(9'600);
+    EXPECT_EQ("iptvcd_1.Start: a test is running", live.peer.StartAgain());
+    live.peer.Stop();
+    live.peer.Configure();  // new registrations are no reason to wake up at other times
+    int changes = 0;
+    live.peer.port->ChannelsChange([&changes] { ++changes; });
+    EXPECT_EQ(1, changes);
+    live.RunTo(9'911);
+    EXPECT_TRUE(live.peer.end_times.empty());
+    live.RunTo(20'000);
+    EXPECT_EQ(10u, live.peer.events.size());
+    EXPECT_EQ(1u, live.peer.end_times.size());
+    // One that is ending can be abandoned, and the next one starts.
+    live.Start();
+    live.RunTo(25'000);
+    live.peer.Stop();
+    EXPECT_EQ("", live.peer.FaultOf(create_req_Reset));
+    live.Start();
+    live.RunTo(34'000);
+    EXPECT_EQ(1u, live.peer.end_times.size());
+}
+
+TEST(LiveRun, EveryChangeOfStacksIsANewRevision) {
+    LiveScenario live({host_of(0)});
+    const std::vector<IFSETUP_1_bll::NetworkInterfaceStack_s> stacks(1);
+    const std::vector<std::uint32_t> handle{5}, none;
+    std::uint64_t last = live.GetPort().core.configuration().interfaces.revision;
+    const auto is_new = [&](auto create, const auto&... values) {
+        live.peer.FaultOf(create, values...);
+        EXPECT_LT(last, live.GetPort().core.configuration().interfaces.revision);
+        last = live.GetPort().core.configuration().interfaces.revision;
+    };
+    is_new(iptvcd_1_bll::create_req_ConfigInterfaces, stacks, true);
+    is_new(iptvcd_1_bll::create_req_ConfigInterfacesWithIlHandle, handle, stacks, none, true);
+    is_new(iptvcd_1_bll::create_req_UpdateInterfaces, handle, stacks, none, true);
+    is_new(iptvcd_1_bll::create_req_DeleteInterfaces, handle, true);
+    is_new(create_req_Reset);
+}
+
 TEST(LiveRun, AnAbandonedTestLeavesItsGroups) {
     for (const bool is_reset : {true, false}) {
         LiveScenario live({host_of(0), host_of(1, {100})});
