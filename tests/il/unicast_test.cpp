@@ -3,6 +3,7 @@
 
 #include <cmath>
 #include <map>
+#include <tuple>
 
 #include "scenario.h"
 
@@ -68,24 +69,20 @@ TEST(FastChannelChange, TriggersDecideWhatHappensWhen) {
 }
 
 TEST(FastChannelChange, IntervalRunsFromItsReference) {
-    struct Case {
-        ZapIntervalType type;
-        bool only;
-        double from_join;  ///< of the leave
-    };
-    const Case cases[] = {{ZapIntervalType::LTL, false, 900},
-                          {ZapIntervalType::UTL, false, 1011},
-                          {ZapIntervalType::MTL, false, 1087},
-                          {ZapIntervalType::MTL, true, 1000}};
-    for (const Case& c : cases) {
+    // from_join: of the leave
+    const std::tuple<ZapIntervalType, bool, double> cases[] = {{ZapIntervalType::LTL, false, 900},
+                                                               {ZapIntervalType::UTL, false, 1011},
+                                                               {ZapIntervalType::MTL, false, 1087},
+                                                               {ZapIntervalType::MTL, true, 1000}};
+    for (const auto& [type, only, from_join] : cases) {
         Scenario scenario = FastChange();
-        scenario.profile.zap_interval_type = c.type;
-        scenario.profile.unicast_only = c.only;
+        scenario.profile.zap_interval_type = type;
+        scenario.profile.unicast_only = only;
         const auto events = RunAll(scenario);
-        const auto leave_of = [&](std::size_t i) {
-            return c.only ? events.at(i).unicast_leave_ts : events.at(i).mcast_leave_ts;
+        const auto leave_of = [&events, only = only](std::size_t i) {
+            return only ? events.at(i).unicast_leave_ts : events.at(i).mcast_leave_ts;
         };
-        EXPECT_EQ(c.from_join, Between(leave_of(3), events[3].unicast_join_ts));
+        EXPECT_EQ(from_join, Between(leave_of(3), events[3].unicast_join_ts));
         EXPECT_EQ(100, Between(events[3].unicast_join_ts, leave_of(2)));
     }
 }
@@ -128,6 +125,7 @@ TEST(FastChannelChange, TheSbitWaitsForTheBuffer) {
         scenario.network.behaviour.burst_rate = c.burst_rate;
         const auto events = RunAll(scenario);
         ASSERT_EQ(10u, events.size());
+        EXPECT_EQ(c.most == 300, Told(events).find(" / ") != std::string::npos);
         for (const auto& event : events) {
             const double sbit = Between(event.first_unicast_sbit_pkt_ts, event.unicast_join_ts);
             const double join = Between(event.mcast_join_ts, event.unicast_join_ts);
@@ -294,18 +292,14 @@ TEST(Retransmission, MaskAndIntervalBoundTheNumberOfRequests) {
 
 // One NACK per packet and interval until it comes or the view ends.
 TEST(Retransmission, WhatIsLostAgainIsAskedForAgain) {
-    struct Case {
-        double lost_again;
-        std::uint32_t interval;
-        double least, most;  ///< NACKs per packet
-    };
-    const Case cases[] = {{0, 10, 1, 1}, {1, 0, 1, 1}, {0.5, 10, 1.5, 2.1}, {1, 10, 30, 50}};
-    for (const Case& c : cases) {
-        SCOPED_TRACE(&c - cases);
+    // least, most: NACKs per packet
+    const std::tuple<double, std::uint32_t, double, double> cases[] = {
+        {0, 10, 1, 1}, {1, 0, 1, 1}, {0.5, 10, 1.5, 2.1}, {1, 10, 30, 50}};
+    for (const auto& [lost_again, interval, least, most] : cases) {
         Scenario scenario = Lossy(0.002);
         scenario.test.test_duration = 100'000;
-        scenario.network.behaviour.retransmission_loss = c.lost_again;
-        scenario.blocks[0].rrr_stbConfig[0].nackInterval = c.interval;
+        scenario.network.behaviour.retransmission_loss = lost_again;
+        scenario.blocks[0].rrr_stbConfig[0].nackInterval = interval;
         const Outcome outcome = OutcomeOf(scenario);
         ASSERT_GT(outcome.nacks.size(), 50u);
         std::map<std::uint16_t, std::int64_t> last_asked;
@@ -318,7 +312,7 @@ TEST(Retransmission, WhatIsLostAgainIsAskedForAgain) {
         }
         const double each =
             static_cast<double>(outcome.nacks.size()) / static_cast<double>(last_asked.size());
-        EXPECT_TRUE(each >= c.least && each <= c.most) << each;
+        EXPECT_TRUE(each >= least && each <= most) << each << " with " << lost_again << ", " << interval;
     }
 }
 

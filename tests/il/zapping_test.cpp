@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <set>
+#include <tuple>
 
 #include "scenario.h"
 
@@ -43,13 +44,7 @@ TEST(Zapping, ConstantDelaysAreExact) {
 
 // Whether something sends the channels matters in the test environment only.
 TEST(Zapping, IntervalRunsFromItsReference) {
-    struct Case {
-        ZapIntervalType type;
-        TestEnv environment;
-        bool sent;
-        const char* told;
-    };
-    const Case cases[] = {
+    const std::tuple<ZapIntervalType, TestEnv, bool, const char*> cases[] = {
         {ZapIntervalType::LTL, TestEnv::TESTING, false, "10 x 0 - 900, 0 packets, no first"},
         {ZapIntervalType::MTL, TestEnv::TESTING, true,
          "8 x 0 37-1149 1037, 556 packets / 0 37-1016 904, 489 packets"},
@@ -59,38 +54,32 @@ TEST(Zapping, IntervalRunsFromItsReference) {
          "8 x 0 37-1149 1037, 556 packets / 0 37-1016 904, 489 packets"},
         {ZapIntervalType::UTL, TestEnv::TESTING, true,
          "9 x 0 37-1112 1000, 537 packets / 0 37-212 100, 87 packets"}};
-    for (const Case& c : cases) {
-        SCOPED_TRACE(&c - cases);
+    for (const auto& [type, environment, sent, told] : cases) {
         Scenario scenario;
-        scenario.test.test_env = c.environment;
-        scenario.profile.zap_interval_type = c.type;
-        scenario.network.is_sent = [&c](const auto&, const auto&) { return c.sent; };
-        EXPECT_EQ(c.told, Told(RunAll(scenario)));
+        scenario.test.test_env = environment;
+        scenario.profile.zap_interval_type = type;
+        scenario.network.is_sent = [sent = sent](const auto&, const auto&) { return sent; };
+        EXPECT_EQ(told, Told(RunAll(scenario))) << static_cast<int>(type);
     }
 }
 
 TEST(Zapping, ChannelsFollowTheDirection) {
-    struct Case {
-        TestType test;
-        ZapDirection direction;
-        std::uint16_t initial;
-        std::vector<int> channels;  ///< of the first views
-    };
-    const Case cases[] = {
+    // channels: of the first views
+    const std::tuple<TestType, ZapDirection, std::uint16_t, std::vector<int>> cases[] = {
         {TestType::ZAPPING, ZapDirection::DIR_UP, 3, {103, 201, 202, 101, 102, 103, 201}},
         {TestType::ZAPPING, ZapDirection::DIR_DOWN, 2, {102, 101, 202, 201, 103, 102, 101}},
         {TestType::VERIFICATION, ZapDirection::DIR_UP, 3, {103, 201, 202, 101, 102}},
         {TestType::VERIFICATION, ZapDirection::DIR_DOWN, 2, {102, 101, 202, 201, 103}},
         {TestType::VERIFICATION, ZapDirection::DIR_RANDOM, 2, {102, 103, 201, 202, 101}},
     };
-    for (const Case& c : cases) {
+    for (const auto& [test, direction, initial, channels] : cases) {
         Scenario scenario;
-        scenario.test.test_type = c.test;
+        scenario.test.test_type = test;
         scenario.test.test_duration = 7000;
-        scenario.profile.zap_direction = c.direction;
+        scenario.profile.zap_direction = direction;
         scenario.channels.channel_count = 3;
         scenario.channels.channel_number_start = 101;
-        scenario.channels.channel_initial_start = static_cast<std::uint16_t>(100 + c.initial);
+        scenario.channels.channel_initial_start = static_cast<std::uint16_t>(100 + initial);
         scenario.blocks[0].channel_handle = {kChannels, 77};
         Peer peer(scenario);
         channelBlockConfig_s more = scenario.channels;
@@ -100,7 +89,7 @@ TEST(Zapping, ChannelsFollowTheDirection) {
         EXPECT_EQ("", peer.FaultOf(create_req_UpdateChannelBlock, std::vector{more}, true));
         peer.Start();
         peer.RunTo(7000);
-        EXPECT_EQ(c.channels, NumbersOf(peer.events));
+        EXPECT_EQ(channels, NumbersOf(peer.events));
     }
 }
 
@@ -264,31 +253,25 @@ TEST(Zapping, BehaviourIsThatOfTheGroupThenOfThePort) {
 
 // A view whose first packet is in flight when the test ends has neither failed nor succeeded.
 TEST(Zapping, TheEndOfTheTestFailsNoJoin) {
-    struct Case {
-        TestType type;
-        bool sent;
-        std::uint32_t duration;
-        std::size_t events;
-    };
-    const Case cases[] = {{TestType::ZAPPING, true, 1020, 1},
-                          {TestType::ZAPPING, true, 1037, 2},
-                          {TestType::ZAPPING, false, 1020, 2},
-                          {TestType::FAST_CHANNEL_CHANGE, true, 1005, 1},  // unicast packet at 11 ms
-                          {TestType::FAST_CHANNEL_CHANGE, true, 1030, 2},
-                          {TestType::FAST_CHANNEL_CHANGE, true, 1070, 1},  // join at 50 ms
-                          {TestType::FAST_CHANNEL_CHANGE, true, 1087, 2}};
-    for (const Case& c : cases) {
-        SCOPED_TRACE(&c - cases);
+    const std::tuple<TestType, bool, std::uint32_t, std::size_t> cases[] = {
+        {TestType::ZAPPING, true, 1020, 1},
+        {TestType::ZAPPING, true, 1037, 2},
+        {TestType::ZAPPING, false, 1020, 2},
+        {TestType::FAST_CHANNEL_CHANGE, true, 1005, 1},  // unicast packet at 11 ms
+        {TestType::FAST_CHANNEL_CHANGE, true, 1030, 2},
+        {TestType::FAST_CHANNEL_CHANGE, true, 1070, 1},  // join at 50 ms
+        {TestType::FAST_CHANNEL_CHANGE, true, 1087, 2}};
+    for (const auto& [type, sent, duration, count] : cases) {
         Scenario scenario;
-        scenario.test.test_type = c.type;
-        scenario.test.test_duration = c.duration;
+        scenario.test.test_type = type;
+        scenario.test.test_duration = duration;
         scenario.test.mcast_join_trigger = MulticastJoinTriggerType::UNICAST_JOIN_AND_DELAY;
         scenario.profile.mcast_join_trigger_delay = 50;
         scenario.profile.unicast_leave_trigger_delay = 200;
         scenario.test.min_sbit_delay = scenario.test.max_sbit_delay = 150;  // later than the end
-        scenario.network.is_sent = [&c](const auto&, const auto&) { return c.sent; };
+        scenario.network.is_sent = [sent = sent](const auto&, const auto&) { return sent; };
         const auto events = RunAll(scenario);
-        EXPECT_EQ(c.events, events.size());
+        EXPECT_EQ(count, events.size()) << duration;
         EXPECT_FALSE(events.back().sbit_failure);
     }
 }

@@ -4,6 +4,7 @@
 #include <set>
 #include <stdexcept>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "live/sample_frames.h"
@@ -161,24 +162,19 @@ TEST(MembershipTest, QueriesOfNewerQueriersNameTheirInterval) {
 }
 
 TEST(MembershipTest, NothingIsSaidOfGroupsThatEverybodyHears) {
-    struct Case {
-        Version version;
-        const char* group;
-        bool told;
-    };
-    const Case cases[] = {
+    const std::tuple<Version, const char*, bool> cases[] = {
         {Version::Igmp2, "224.0.0.1", false}, {Version::Igmp3, "224.0.0.1", false},
         {Version::Igmp3, "224.0.0.2", true},  {Version::Mld1, "ff02::1", false},
         {Version::Mld2, "ff02::1", false},    {Version::Mld2, "ff01::5", false},
         {Version::Mld2, "ff10::5", false},    {Version::Mld2, "ff02::5", true},
     };
-    for (const Case& c : cases) {
-        ListeningNetwork network(c.version);
-        EXPECT_EQ(network.host.Join(ip(c.group), FilterMode::Exclude).has_value(), c.told) << c.group;
-        network.host.OnQuery(TestQuery(c.version, 10s).query);
-        network.host.OnQuery(TestQuery(c.version, 10s, ip(c.group)).query);
-        EXPECT_EQ(!network.run(1min).empty(), c.told) << c.group;
-        EXPECT_EQ(network.host.Leave(ip(c.group)).has_value(), c.told) << c.group;
+    for (const auto& [version, group, told] : cases) {
+        ListeningNetwork network(version);
+        EXPECT_EQ(network.host.Join(ip(group), FilterMode::Exclude).has_value(), told) << group;
+        network.host.OnQuery(TestQuery(version, 10s).query);
+        network.host.OnQuery(TestQuery(version, 10s, ip(group)).query);
+        EXPECT_EQ(!network.run(1min).empty(), told) << group;
+        EXPECT_EQ(network.host.Leave(ip(group)).has_value(), told) << group;
     }
 }
 
@@ -223,29 +219,24 @@ std::vector<IpAddress> many(std::uint32_t first, std::size_t count) {
 }
 
 TEST(MembershipTest, ManyGroupsAndSourcesArePackedIntoPackets) {
-    struct Case {
-        std::size_t groups;
-        FilterMode mode;
-        std::size_t sources;
-        std::vector<std::size_t> lengths;  ///< of the frames that answer
-    };
+    // expected: the lengths of the frames that answer
     const std::size_t empty = 14 + 24 + 8;
-    const Case cases[] = {
+    const std::tuple<std::size_t, FilterMode, std::size_t, std::vector<std::size_t>> cases[] = {
         {183, FilterMode::Exclude, 0, {empty + 183 * 8}},
         {184, FilterMode::Exclude, 0, {empty + 183 * 8, empty + 8}},
         {3, FilterMode::Include, 200, {empty + 808, empty + 808, empty + 808}},
         {1, FilterMode::Include, 500, {empty + 8 + 365 * 4, empty + 8 + 135 * 4}},
         {1, FilterMode::Exclude, 500, {empty + 8 + 365 * 4}},
     };
-    for (const Case& c : cases) {
+    for (const auto& [groups, mode, sources, expected] : cases) {
         ListeningNetwork network(Version::Igmp3);
-        for (const IpAddress& group : many(0xefff0000, c.groups))
-            network.host.Join(group, c.mode, many(0xc6330000, c.sources));
+        for (const IpAddress& group : many(0xefff0000, groups))
+            network.host.Join(group, mode, many(0xc6330000, sources));
         play(network, "settle, ?= 1s");
         network.timeline.RunTo(2min);
         std::vector<std::size_t> lengths;
         for (const auto& frame : network.sent) lengths.push_back(frame.length);
-        EXPECT_EQ(lengths, c.lengths) << c.groups << " groups with " << c.sources << " sources";
+        EXPECT_EQ(lengths, expected) << groups << " groups with " << sources << " sources";
     }
 }
 
