@@ -1,4 +1,4 @@
-#include "fuzz/frame_check.h"
+#include "fuzz/checks.h"
 
 #include <stdexcept>
 #include <variant>

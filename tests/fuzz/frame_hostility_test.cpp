@@ -4,8 +4,7 @@
 #include <random>
 #include <vector>
 
-#include "fuzz/frame_check.h"
-#include "fuzz/live_run_check.h"
+#include "fuzz/checks.h"
 #include "live/sample_frames.h"
 
 namespace testing_aids {

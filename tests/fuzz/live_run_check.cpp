@@ -1,4 +1,4 @@
-#include "fuzz/live_run_check.h"
+#include "fuzz/checks.h"
 
 #include <stdexcept>
 

@@ -1,11 +1,14 @@
-#include "fuzz/message_check.h"
+#include "fuzz/checks.h"
 
 #include <stdexcept>
 
 #include "tm/message_text.h"
 
-namespace orv::tm::testing {
+namespace testing_aids {
 namespace {
+
+using namespace orv::tm;  // NOLINT
+using orv::tm::testing::text_of;
 
 /// The message, or one without members for bytes that are none.
 bool try_decode(std::span<const std::byte> bytes, Message& message) {
@@ -33,4 +36,4 @@ bool check_message_bytes(std::span<const std::byte> bytes) {
     return true;
 }
 
-}  // namespace orv::tm::testing
+}  // namespace testing_aids

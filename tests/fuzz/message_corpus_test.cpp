@@ -4,7 +4,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "fuzz/message_check.h"
+#include "fuzz/checks.h"
 #include "orv/tm/message.h"
 #include "tm/sample_messages.h"
 
@@ -22,7 +22,7 @@ TEST(Message_corpus_test, SeedsHoldWhatTheirNamesSay) {
     int seeds = 0;
     for (const auto& entry : std::filesystem::directory_iterator(ORV_MESSAGE_CORPUS)) {
         const std::string name = entry.path().filename().string();
-        const bool is_message = testing::check_message_bytes(read(entry.path()));
+        const bool is_message = testing_aids::check_message_bytes(read(entry.path()));
         EXPECT_TRUE(is_message || !name.starts_with("good_")) << name;
         EXPECT_FALSE(is_message && name.starts_with("cut_")) << name;
         ++seeds;

@@ -1,5 +1,6 @@
 #include "scenario.h"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -63,7 +64,7 @@ void Peer::OnBytes(std::vector<std::byte> bytes) {
 }
 
 void Peer::OnMessage(Message message) {
-    const auto now = std::chrono::duration_cast<milliseconds>(timeline.GetNow());
+    const int now = static_cast<int>(timeline.GetNow() / milliseconds(1));
     if (message.get_msg_type() != orv::tm::TMT_REQUEST) {
         answer_ = std::move(message);
     } else if (message.get_request_name() == "iptvcd_1.EOTNotification") {
@@ -100,41 +101,68 @@ std::string Peer::FaultOf(Message request) {
 void Peer::Configure() {
     std::vector<std::uint32_t> handles;
     for (const auto& block : scenario.blocks) handles.push_back(block.stblock_handle);
-    Message messages[6];
-    create_req_UpdateProfile(&messages[0], {scenario.profile}, true);
-    create_req_UpdateChannelBlock(&messages[1], {scenario.channels}, true);
-    create_req_UpdateSettopBlock(&messages[2], scenario.blocks, true);
-    create_req_UpdateConfig(&messages[3], scenario.test, true);
-    create_req_RegisterResultsNotify(&messages[4], handles, scenario.interval_ms, true);
-    create_req_RegisterEOTNotify(&messages[5], scenario.interval_ms, true);
-    for (Message& message : messages) EXPECT_EQ("", FaultOf(std::move(message)));
+    EXPECT_EQ("", FaultOf(create_req_UpdateProfile, std::vector{scenario.profile}, true));
+    EXPECT_EQ("", FaultOf(create_req_UpdateChannelBlock, std::vector{scenario.channels}, true));
+    EXPECT_EQ("", FaultOf(create_req_UpdateSettopBlock, scenario.blocks, true));
+    EXPECT_EQ("", FaultOf(create_req_UpdateConfig, scenario.test, true));
+    EXPECT_EQ("", FaultOf(create_req_RegisterResultsNotify, handles, scenario.interval_ms, true));
+    EXPECT_EQ("", FaultOf(create_req_RegisterEOTNotify, scenario.interval_ms, true));
 }
 
 Message Peer::StartRequest() const {
     std::vector<std::uint32_t> handles;
     for (const auto& block : scenario.blocks) handles.push_back(block.stblock_handle);
-    Message message;
-    create_req_Start(&message, kTest, handles, scenario.start_delay_step, true);
-    return message;
+    return Make(create_req_Start, kTest, handles, scenario.start_delay_step, true);
 }
 
 void Peer::Start() {
     Configure();
-    EXPECT_EQ("", FaultOf(StartRequest()));
+    EXPECT_EQ("", StartAgain());
 }
 
 void Peer::Stop() {
-    Message message;
-    create_req_Stop(&message);
-    EXPECT_EQ("", FaultOf(std::move(message)));
+    EXPECT_EQ("", FaultOf(create_req_Stop));
 }
 
 std::vector<stbox_event_s> RunAll(const Scenario& scenario) {
-    Peer peer(scenario);
-    peer.Start();
-    peer.RunTo(milliseconds(scenario.test.test_duration));
+    Peer peer(scenario, static_cast<int>(scenario.test.test_duration));
     EXPECT_EQ(1u, peer.end_times.size());
     return peer.events;
+}
+
+std::string Told(const std::vector<stbox_event_s>& events) {
+    std::vector<std::pair<int, std::string>> told;
+    for (const stbox_event_s& e : events) {
+        const std::int64_t start = e.unicast_join_ts != 0 ? e.unicast_join_ts : e.mcast_join_ts;
+        const auto at = [start](std::int64_t ts) {
+            return ts == 0 ? "" : fmt::format("{}", std::round(Between(ts, start) * 100) / 100);
+        };
+        std::string text;
+        if (e.unicast_join_ts != 0) {
+            text = fmt::format("0 {}-{} {}-{} {}; ", at(e.first_unicast_nosb_pkt_ts),
+                               at(e.last_unicast_nosb_pkt_ts), at(e.first_unicast_sbit_pkt_ts),
+                               at(e.last_unicast_sbit_pkt_ts), at(e.unicast_leave_ts));
+        }
+        text += fmt::format("{} {}-{} {}, {} packets", at(e.mcast_join_ts), at(e.first_mcast_pkt_ts),
+                            at(e.last_mcast_pkt_ts), at(e.mcast_leave_ts), e.total_mcast_packets);
+        if (e.uni_multi_overlap_count > 0) text += fmt::format(", overlap {}", e.uni_multi_overlap_count);
+        if (e.uni_multi_gap_count > 0) text += fmt::format(", gap {}", e.uni_multi_gap_count);
+        for (const auto& [count, what] : {std::pair(e.lost_mcast_packets, "lost"),
+                                          {e.reordered_mcast_packets, "reordered"},
+                                          {e.duplicate_mcast_packets, "duplicate"},
+                                          {e.late_mcast_packets, "late"},
+                                          {e.mcast_prbs_errors, "damaged"}})
+            if (count > 0) text += fmt::format(", {} {}", count, what);
+        if (e.sbit_failure) text += ", no S-bit";
+        if (!e.first_pkt_ts_valid || !e.last_pkt_ts_valid)
+            text += e.first_pkt_ts_valid ? ", no last" : ", no first";
+        if (told.empty() || told.back().second != text) told.emplace_back(0, text);
+        ++told.back().first;
+    }
+    std::string all;
+    for (const auto& [count, text] : told)
+        all += (all.empty() ? "" : " / ") + (count > 1 ? fmt::format("{} x ", count) : "") + text;
+    return all;
 }
 
 double Between(std::int64_t a, std::int64_t b) {

@@ -35,6 +35,13 @@ struct Scenario {
     std::optional<orv::il::Recordings> recordings;
 };
 
+template <class... Arguments, class... Values>
+orv::tm::Message Make(void (*create)(orv::tm::Message*, Arguments...), Values&&... values) {
+    orv::tm::Message message;
+    create(&message, std::forward<Values>(values)...);
+    return message;
+}
+
 /// The other end of a port's connection.
 class Peer {
   public:
@@ -44,18 +51,35 @@ class Peer {
     /// Of a simulated port.
     explicit Peer(const Scenario& scenario);
     Peer(const Scenario& scenario, const MakePort& make_port);
+    /// Of a simulated port that has run a test for this time.
+    Peer(const Scenario& scenario, int run_to_ms) : Peer(scenario) {
+        Start();
+        RunTo(run_to_ms);
+    }
 
     /// Sends a request and returns the port's answer; a message named "" when there was none.
     orv::tm::Message Ask(orv::tm::Message request);
     /// As Ask; the text of the fault, or "".
     std::string FaultOf(orv::tm::Message request);
+    /// As FaultOf, of a request made by `create`.
+    template <class... Arguments, class... Values>
+    std::string FaultOf(void (*create)(orv::tm::Message*, Arguments...), Values&&... values) {
+        return FaultOf(Make(create, std::forward<Values>(values)...));
+    }
     /// Sends the configuration and the registrations; every answer is to be a response.
     void Configure();
     orv::tm::Message StartRequest() const;
     void Start();
+    /// The fault of another start, without a configuration before it.
+    std::string StartAgain() { return FaultOf(StartRequest()); }
     /// Sends a stop, which is to be answered.
     void Stop();
     void RunTo(milliseconds time) { timeline.RunTo(time); }
+    void RunTo(int ms) { RunTo(milliseconds(ms)); }
+    /// Has the channels sent or not from now on, while the scenario's network asks `sent`.
+    void Change(bool& sent) {
+        port->ChannelsChange([&sent] { sent = !sent; });
+    }
 
     Scenario scenario;
     FakeTimeline timeline;
@@ -63,8 +87,7 @@ class Peer {
     std::vector<stbox_event_s> events;
     std::vector<stbox_event_rrr_s> rrr_events;
     std::vector<std::vector<std::uint32_t>> reports;  ///< blocks of each result notification
-    std::vector<milliseconds> report_times;
-    std::vector<milliseconds> end_times;  ///< of end-of-test notifications
+    std::vector<int> report_times, end_times;         ///< ms; of result and end-of-test notifications
     std::string hang_up_reason;
     std::unique_ptr<orv::il::ISoftwarePort> port;
 
@@ -78,6 +101,11 @@ class Peer {
 
 /// The events of a whole run, in the order in which they were reported.
 std::vector<stbox_event_s> RunAll(const Scenario& scenario);
+
+/// What records say: "3 x 0 37-1012 900, 487 packets" are three, one after the other, with times in ms after
+/// the join: it, the first and the last packet, the leave. With unicast "0 11-103 211-401 80; " comes before
+/// that, times are after the unicast join: it, packets without and with S-bit, the leave.
+std::string Told(const std::vector<stbox_event_s>& events);
 
 /// From `b` to `a` in ms, across the wrap of the counter; NAN when one of them is 0.
 double Between(std::int64_t a, std::int64_t b);

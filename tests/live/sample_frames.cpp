@@ -15,134 +15,67 @@ using namespace orv::live;
 
 const std::vector<SampleFrame> kSamples = {
     // clang-format off
-    {"arp_request",
-     "arp: 192.0.2.1 at 00163e000001 asks for 192.0.2.10",
-     "ff ff ff ff ff ff 00 16 3e 00 00 01 08 06 "
-     "00 01 08 00 06 04 00 01 00 16 3e 00 00 01 c0 00 02 01 00 00 00 00 00 00 c0 00 02 0a "
-     "00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 "},
-    {"solicitation",
-     "solicitation: 2001:db8::1 at 00163e000001 asks for 2001:db8::a",
-     "33 33 ff 00 00 0a 00 16 3e 00 00 01 86 dd "
-     "60 00 00 00 00 20 3a ff 20 01 0d b8 00 00 00 00 00 00 00 00 00 00 00 01 ff 02 00 00 00 00 "
-     "00 00 00 00 00 01 ff 00 00 0a "
-     "87 00 e0 00 00 00 00 00 20 01 0d b8 00 00 00 00 00 00 00 00 00 00 00 0a 01 01 00 16 3e 00 "
-     "00 01 "},
-    {"solicitation_dad",
-     "solicitation: :: at 00163e000001 asks for 2001:db8::a",
-     "33 33 ff 00 00 0a 00 16 3e 00 00 01 86 dd "
-     "60 00 00 00 00 18 3a ff 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 ff 02 00 00 00 00 "
-     "00 00 00 00 00 01 ff 00 00 0a "
-     "87 00 4c db 00 00 00 00 20 01 0d b8 00 00 00 00 00 00 00 00 00 00 00 0a "},
-    {"igmp1_query",
-     "igmp1 query to 224.0.0.1 about 0.0.0.0, code 0, within 10000 ms, robustness 0, every 0 s",
-     "01 00 5e 00 00 01 00 16 3e 00 00 01 08 00 "
-     "45 00 00 1c 00 00 40 00 01 02 d7 dd c0 00 02 01 e0 00 00 01 "
-     "11 00 ee ff 00 00 00 00 "
-     "00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 "},
-    {"igmp2_general",
-     "igmp2 query to 224.0.0.1 about 0.0.0.0, code 100, within 10000 ms, robustness 0, every 0 s",
-     "01 00 5e 00 00 01 00 16 3e 00 00 01 08 00 "
-     "46 c0 00 20 00 00 40 00 01 02 42 15 c0 00 02 01 e0 00 00 01 94 04 00 00 "
-     "11 64 ee 9b 00 00 00 00 "
-     "00 00 00 00 00 00 00 00 00 00 00 00 00 00 "},
-    {"igmp2_group",
-     "[8100:6064] igmp2 query to 239.129.2.3 about 239.129.2.3, code 255, within 25500 ms, robustness 0, every 0 s",
-     "01 00 5e 01 02 03 00 16 3e 00 00 01 81 00 60 64 08 00 "
-     "46 c0 00 20 00 00 40 00 01 02 30 92 c0 00 02 01 ef 81 02 03 94 04 00 00 "
-     "11 ff fc 7b ef 81 02 03 "
-     "00 00 00 00 00 00 00 00 00 00 "},
-    {"igmp3_general",
-     "igmp3 query to 224.0.0.1 about 0.0.0.0, code 100, within 10000 ms, robustness 2, every 125 s",
-     "01 00 5e 00 00 01 00 16 3e 00 00 01 08 00 "
-     "46 c0 00 24 00 00 40 00 01 02 42 11 c0 00 02 01 e0 00 00 01 94 04 00 00 "
-     "11 64 ec 1e 00 00 00 00 02 7d 00 00 "
-     "00 00 00 00 00 00 00 00 00 00 "},
-    {"igmp3_group",
-     "[88a8:0064 8100:00c8] igmp3 query to 239.129.2.3 about 239.129.2.3, code 138, within 20800 ms, robustness 7, every 208 s, S",
-     "01 00 5e 01 02 03 00 16 3e 00 00 01 88 a8 00 64 81 00 00 c8 08 00 "
-     "46 c0 00 24 00 00 40 00 01 02 30 8e c0 00 02 01 ef 81 02 03 94 04 00 00 "
-     "11 8a ed 66 ef 81 02 03 0f 8a 00 00 "},
-    {"igmp3_sources",
-     "igmp3 query to 232.1.1.1 about 232.1.1.1, code 10, within 1000 ms, robustness 2, every 0 s, 198.51.100.1 198.51.100.2",
-     "01 00 5e 01 01 01 00 16 3e 00 00 01 08 00 "
-     "46 c0 00 2c 00 00 40 00 01 02 39 08 c0 00 02 01 e8 01 01 01 94 04 00 00 "
-     "11 0a af 85 e8 01 01 01 02 00 00 02 c6 33 64 01 c6 33 64 02 "},
-    {"igmp2_report",
-     "igmp2 report of 192.0.2.11: 239.129.2.3",
-     "01 00 5e 01 02 03 00 16 3e 00 00 01 08 00 "
-     "46 00 00 20 00 00 40 00 01 02 31 48 c0 00 02 0b ef 81 02 03 94 04 00 00 "
-     "16 00 f8 7a ef 81 02 03 "},
-    {"igmp2_leave",
-     "igmp2 leave of 192.0.2.11: 239.129.2.3",
-     "01 00 5e 00 00 02 00 16 3e 00 00 01 08 00 "
-     "46 00 00 20 00 00 40 00 01 02 42 ca c0 00 02 0b e0 00 00 02 94 04 00 00 "
-     "17 00 f7 7a ef 81 02 03 "},
-    {"mld1_general",
-     "mld1 query to ff02::1 about ::, code 10000, within 10000 ms, robustness 0, every 0 s",
-     "33 33 00 00 00 01 00 16 3e 00 00 01 86 dd "
-     "60 00 00 00 00 20 00 01 fe 80 00 00 00 00 00 00 00 00 00 00 00 00 00 01 ff 02 00 00 00 00 "
-     "00 00 00 00 00 00 00 00 00 01 "
-     "3a 00 05 02 00 00 01 00 "
-     "82 00 59 17 27 10 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 "},
-    {"mld1_group",
-     "mld1 query to ff3e::8000:1 about ff3e::8000:1, code 1000, within 1000 ms, robustness 0, every 0 s",
-     "33 33 80 00 00 01 00 16 3e 00 00 01 86 dd "
-     "60 00 00 00 00 20 00 01 fe 80 00 00 00 00 00 00 00 00 00 00 00 00 00 01 ff 3e 00 00 00 00 "
-     "00 00 00 00 00 00 80 00 00 01 "
-     "3a 00 05 02 00 00 01 00 "
-     "82 00 7c c2 03 e8 00 00 ff 3e 00 00 00 00 00 00 00 00 00 00 80 00 00 01 "},
-    {"mld2_general",
-     "mld2 query to ff02::1 about ::, code 36863, within 65528 ms, robustness 2, every 125 s",
-     "33 33 00 00 00 01 00 16 3e 00 00 01 86 dd "
-     "60 00 00 00 00 24 00 01 fe 80 00 00 00 00 00 00 00 00 00 00 00 00 00 01 ff 02 00 00 00 00 "
-     "00 00 00 00 00 00 00 00 00 01 "
-     "3a 00 05 02 00 00 01 00 "
-     "82 00 ed a6 8f ff 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 02 7d 00 00 "},
-    {"mld2_sources",
-     "[8100:6064] mld2 query to ff3e::8000:1 about ff3e::8000:1, code 1000, within 1000 ms, robustness 2, every 0 s, S, 2001:db8:1::1",
-     "33 33 80 00 00 01 00 16 3e 00 00 01 81 00 60 64 86 dd "
-     "60 00 00 00 00 34 00 01 fe 80 00 00 00 00 00 00 00 00 00 00 00 00 00 01 ff 3e 00 00 00 00 "
-     "00 00 00 00 00 00 80 00 00 01 "
-     "3a 00 05 02 00 00 01 00 "
-     "82 00 44 f2 03 e8 00 00 ff 3e 00 00 00 00 00 00 00 00 00 00 80 00 00 01 0a 00 00 01 20 01 "
-     "0d b8 00 01 00 00 00 00 00 00 00 00 00 01 "},
-    {"mld1_report",
-     "mld1 report of fe80::2: ff3e::8000:1",
-     "33 33 80 00 00 01 00 16 3e 00 00 01 86 dd "
-     "60 00 00 00 00 20 00 01 fe 80 00 00 00 00 00 00 00 00 00 00 00 00 00 02 ff 3e 00 00 00 00 "
-     "00 00 00 00 00 00 80 00 00 01 "
-     "3a 00 05 02 00 00 01 00 "
-     "83 00 7f a9 00 00 00 00 ff 3e 00 00 00 00 00 00 00 00 00 00 80 00 00 01 "},
-    {"mld1_done",
-     "mld1 leave of fe80::2: ff3e::8000:1",
-     "33 33 00 00 00 02 00 16 3e 00 00 01 86 dd "
-     "60 00 00 00 00 20 00 01 fe 80 00 00 00 00 00 00 00 00 00 00 00 00 00 02 ff 02 00 00 00 00 "
-     "00 00 00 00 00 00 00 00 00 02 "
-     "3a 00 05 02 00 00 01 00 "
-     "84 00 fe e4 00 00 00 00 ff 3e 00 00 00 00 00 00 00 00 00 00 80 00 00 01 "},
-    {"udp4",
-     "[88a8:0064 8100:00c8] udp 198.51.100.1:5000 to 239.129.2.3:5004, 616263",
-     "01 00 5e 01 02 03 00 16 3e 00 00 01 88 a8 00 64 81 00 00 c8 08 00 "
-     "45 00 00 1f 00 00 40 00 10 11 4f 15 c6 33 64 01 ef 81 02 03 "
-     "13 88 13 8c 00 0b f8 a7 61 62 63 "
-     "00 00 00 00 "},
-    {"udp6",
-     "udp 2001:db8:1::1:5000 to ff3e::8000:1:5004, 61626364",
-     "33 33 80 00 00 01 00 16 3e 00 00 01 86 dd "
-     "60 00 00 00 00 0c 11 10 20 01 0d b8 00 01 00 00 00 00 00 00 00 00 00 01 ff 3e 00 00 00 00 "
-     "00 00 00 00 00 00 80 00 00 01 "
-     "13 88 13 8c 00 0c 67 00 61 62 63 64 "},
+    {"arp_request", "arp: 192.0.2.1 at 00163e000001 asks for 192.0.2.10",
+     "ffffffffffff 00163e000001 0806  00010800 06040001 00163e00 0001c000 02010000 00000000 c000020a  00000000 00000000"
+     "00000000 00000000 0000"},
+    {"solicitation", "solicitation: 2001:db8::1 at 00163e000001 asks for 2001:db8::a",
+     "3333ff00000a 00163e000001 86dd  60000000 00203aff 20010db8 00000000 00000000 00000001 ff020000 00000000 00000001"
+     "ff00000a  8700e000 00000000 20010db8 00000000 00000000 0000000a 01010016 3e000001"},
+    {"solicitation_dad", "solicitation: :: at 00163e000001 asks for 2001:db8::a",
+     "3333ff00000a 00163e000001 86dd  60000000 00183aff 00000000 00000000 00000000 00000000 ff020000 00000000 00000001"
+     "ff00000a  87004cdb 00000000 20010db8 00000000 00000000 0000000a"},
+    {"igmp1_query", "igmp1 query to 224.0.0.1 about 0.0.0.0, code 0, within 10000 ms, robustness 0, every 0 s",
+     "01005e000001 00163e000001 0800  4500001c 00004000 0102d7dd c0000201 e0000001  1100eeff 00000000  00000000 00000000"
+     "00000000 00000000 0000"},
+    {"igmp2_general", "igmp2 query to 224.0.0.1 about 0.0.0.0, code 100, within 10000 ms, robustness 0, every 0 s",
+     "01005e000001 00163e000001 0800  46c00020 00004000 01024215 c0000201 e0000001 94040000  1164ee9b 00000000  00000000"
+     "00000000 00000000 0000"},
+    {"igmp2_group", "[8100:6064] igmp2 query to 239.129.2.3 about 239.129.2.3, code 255, within 25500 ms, robustness 0, every 0 s",
+     "01005e010203 00163e000001 81006064 0800  46c00020 00004000 01023092 c0000201 ef810203 94040000  11fffc7b ef810203"
+     "00000000 00000000 0000"},
+    {"igmp3_general", "igmp3 query to 224.0.0.1 about 0.0.0.0, code 100, within 10000 ms, robustness 2, every 125 s",
+     "01005e000001 00163e000001 0800  46c00024 00004000 01024211 c0000201 e0000001 94040000  1164ec1e 00000000 027d0000"
+     "00000000 00000000 0000"},
+    {"igmp3_group", "[88a8:0064 8100:00c8] igmp3 query to 239.129.2.3 about 239.129.2.3, code 138, within 20800 ms, robustness 7, every 208 s, S",
+     "01005e010203 00163e000001 88a80064 810000c8 0800  46c00024 00004000 0102308e c0000201 ef810203 94040000  118aed66"
+     "ef810203 0f8a0000"},
+    {"igmp3_sources", "igmp3 query to 232.1.1.1 about 232.1.1.1, code 10, within 1000 ms, robustness 2, every 0 s, 198.51.100.1 198.51.100.2",
+     "01005e010101 00163e000001 0800  46c0002c 00004000 01023908 c0000201 e8010101 94040000  110aaf85 e8010101 02000002"
+     "c6336401 c6336402"},
+    {"igmp2_report", "igmp2 report of 192.0.2.11: 239.129.2.3",
+     "01005e010203 00163e000001 0800  46000020 00004000 01023148 c000020b ef810203 94040000  1600f87a ef810203"},
+    {"igmp2_leave", "igmp2 leave of 192.0.2.11: 239.129.2.3",
+     "01005e000002 00163e000001 0800  46000020 00004000 010242ca c000020b e0000002 94040000  1700f77a ef810203"},
+    {"mld1_general", "mld1 query to ff02::1 about ::, code 10000, within 10000 ms, robustness 0, every 0 s",
+     "333300000001 00163e000001 86dd  60000000 00200001 fe800000 00000000 00000000 00000001 ff020000 00000000 00000000"
+     "00000001  3a000502 00000100  82005917 27100000 00000000 00000000 00000000 00000000"},
+    {"mld1_group", "mld1 query to ff3e::8000:1 about ff3e::8000:1, code 1000, within 1000 ms, robustness 0, every 0 s",
+     "333380000001 00163e000001 86dd  60000000 00200001 fe800000 00000000 00000000 00000001 ff3e0000 00000000 00000000"
+     "80000001  3a000502 00000100  82007cc2 03e80000 ff3e0000 00000000 00000000 80000001"},
+    {"mld2_general", "mld2 query to ff02::1 about ::, code 36863, within 65528 ms, robustness 2, every 125 s",
+     "333300000001 00163e000001 86dd  60000000 00240001 fe800000 00000000 00000000 00000001 ff020000 00000000 00000000"
+     "00000001  3a000502 00000100  8200eda6 8fff0000 00000000 00000000 00000000 00000000 027d0000"},
+    {"mld2_sources", "[8100:6064] mld2 query to ff3e::8000:1 about ff3e::8000:1, code 1000, within 1000 ms, robustness 2, every 0 s, S, 2001:db8:1::1",
+     "333380000001 00163e000001 81006064 86dd  60000000 00340001 fe800000 00000000 00000000 00000001 ff3e0000 00000000"
+     "00000000 80000001  3a000502 00000100  820044f2 03e80000 ff3e0000 00000000 00000000 80000001 0a000001 20010db8"
+     "00010000 00000000 00000001"},
+    {"mld1_report", "mld1 report of fe80::2: ff3e::8000:1",
+     "333380000001 00163e000001 86dd  60000000 00200001 fe800000 00000000 00000000 00000002 ff3e0000 00000000 00000000"
+     "80000001  3a000502 00000100  83007fa9 00000000 ff3e0000 00000000 00000000 80000001"},
+    {"mld1_done", "mld1 leave of fe80::2: ff3e::8000:1",
+     "333300000002 00163e000001 86dd  60000000 00200001 fe800000 00000000 00000000 00000002 ff020000 00000000 00000000"
+     "00000002  3a000502 00000100  8400fee4 00000000 ff3e0000 00000000 00000000 80000001"},
+    {"udp4", "[88a8:0064 8100:00c8] udp 198.51.100.1:5000 to 239.129.2.3:5004, 616263",
+     "01005e010203 00163e000001 88a80064 810000c8 0800  4500001f 00004000 10114f15 c6336401 ef810203  1388138c 000bf8a7"
+     "616263  00000000"},
+    {"udp6", "udp 2001:db8:1::1:5000 to ff3e::8000:1:5004, 61626364",
+     "333380000001 00163e000001 86dd  60000000 000c1110 20010db8 00010000 00000000 00000001 ff3e0000 00000000 00000000"
+     "80000001  1388138c 000c6700 61626364"},
     // clang-format on
 };
 
-std::string hex_of(std::span<const std::byte> bytes) {
-    std::string text;
-    for (const std::byte byte : bytes) text += fmt::format("{:02x}", std::to_integer<unsigned>(byte));
-    return text;
-}
-
 std::string hex_of(const MacAddress& mac) {
-    return hex_of(std::as_bytes(std::span(mac.bytes)));
+    return hex_text(std::as_bytes(std::span(mac.bytes)));
 }
 
 std::string name_of(MembershipVersion version) {
@@ -172,17 +105,15 @@ struct TextOf {
         }
         return text;
     }
-    std::string operator()(const MembershipReport& report) const {
-        return fmt::format("{} report of {}: {}", name_of(report.version), report.source.ToString(),
-                           report.group.ToString());
-    }
-    std::string operator()(const MembershipLeave& leave) const {
-        return fmt::format("{} leave of {}: {}", name_of(leave.version), leave.source.ToString(),
-                           leave.group.ToString());
+    std::string operator()(const MembershipReport& report) const { return of_member("report", report); }
+    std::string operator()(const MembershipLeave& leave) const { return of_member("leave", leave); }
+    static std::string of_member(const char* what, const auto& message) {
+        return fmt::format("{} {} of {}: {}", name_of(message.version), what, message.source.ToString(),
+                           message.group.ToString());
     }
     std::string operator()(const UdpPacket& packet) const {
         return fmt::format("udp {}:{} to {}:{}, {}", packet.source.ToString(), packet.source_port,
-                           packet.destination.ToString(), packet.destination_port, hex_of(packet.payload));
+                           packet.destination.ToString(), packet.destination_port, hex_text(packet.payload));
     }
 };
 
@@ -262,10 +193,8 @@ std::vector<std::byte> sample_frame(std::string_view name) {
 }
 
 std::vector<std::byte> bytes_of(std::string_view hex) {
-    std::string digits;
-    for (const char c : hex) {
-        if (std::isxdigit(static_cast<unsigned char>(c))) digits += c;
-    }
+    std::string digits(hex);
+    std::erase_if(digits, [](const unsigned char c) { return !std::isxdigit(c); });
     std::vector<std::byte> bytes;
     for (std::size_t i = 0; i + 1 < digits.size(); i += 2) {
         bytes.push_back(static_cast<std::byte>(std::stoi(digits.substr(i, 2), nullptr, 16)));
@@ -274,7 +203,9 @@ std::vector<std::byte> bytes_of(std::string_view hex) {
 }
 
 std::string hex_text(std::span<const std::byte> bytes) {
-    return hex_of(bytes);
+    std::string text;
+    for (const std::byte byte : bytes) text += fmt::format("{:02x}", std::to_integer<unsigned>(byte));
+    return text;
 }
 
 IpAddress ip(const std::string& text) {

@@ -1,5 +1,9 @@
 #include "live/sent_frames.h"
 
+#include <gtest/gtest.h>
+
+#include <cctype>
+#include <sstream>
 #include <utility>
 
 #include "live/sample_frames.h"
@@ -71,7 +75,8 @@ std::string sent_text(std::span<const std::byte> frame) {
 }
 
 ListeningNetwork::ListeningNetwork(const Settings& settings, std::uint64_t seed)
-    : host(address_of(settings.version), settings, timeline, seed, [this](std::span<const std::byte> frame) {
+    : version(settings.version),
+      host(address_of(version), settings, timeline, seed, [this](std::span<const std::byte> frame) {
           sent.push_back({timeline.GetNow(), sent_text(frame), frame.size()});
       }) {}
 
@@ -88,12 +93,13 @@ std::string ListeningNetwork::take() {
 
 IpAddress lettered_address(char letter, MembershipVersion version) {
     if (letter == 'G') return ip(IsMld(version) ? "ff3e::8000:1" : "232.1.1.1");
+    if (letter == 'H') return ip(IsMld(version) ? "ff3e::8000:2" : "239.9.9.9");
     return ip((IsMld(version) ? "2001:db8:1::" : "198.51.100.") + std::to_string(letter - 'a' + 1));
 }
 
 std::string lettered(std::string text) {
     for (const MembershipVersion version : {MembershipVersion::Igmp3, MembershipVersion::Mld2}) {
-        for (const char letter : {'G', 'a', 'b', 'c', 'd'}) {
+        for (const char letter : {'G', 'H', 'a', 'b', 'c', 'd'}) {
             const std::string address = lettered_address(letter, version).ToString();
             for (auto at = text.find(address); at != text.npos; at = text.find(address)) {
                 text.replace(at, address.size(), 1, letter);
@@ -108,6 +114,7 @@ std::optional<Nanoseconds> become(MembershipHost& host, std::string_view state) 
         host.GetAddress().ip.IsV6() ? MembershipVersion::Mld2 : MembershipVersion::Igmp3;
     const IpAddress group = lettered_address('G', version);
     if (state[0] == '-') return host.Leave(group);
+    if (state == "E H") return host.Join(lettered_address('H', version), FilterMode::Exclude);
     std::vector<IpAddress> sources;
     if (state.size() > 2) {
         for (const char letter : state.substr(2)) sources.push_back(lettered_address(letter, version));
@@ -127,6 +134,63 @@ TestQuery::TestQuery(MembershipVersion version, Nanoseconds max_response_time, c
     query.max_response_code =
         static_cast<std::uint16_t>(max_response_time / std::chrono::milliseconds(IsMld(version) ? 1 : 100));
     query.sources = AddressList(sources_, IsMld(version));
+}
+
+namespace {
+
+Nanoseconds time_of(const std::string& text) {
+    const std::chrono::duration<double> seconds(std::stod(text) * (text.back() == 'h' ? 3600 : 1));
+    return std::chrono::round<Nanoseconds>(seconds);
+}
+
+void ask(MembershipHost& host, MembershipVersion own, const std::string& query) {
+    std::istringstream words(query);
+    std::string kind, time, group, letters;
+    words >> kind >> time >> group >> letters;
+    auto version = own;
+    if (kind == "?<") version = static_cast<MembershipVersion>(static_cast<int>(own) - 1);
+    if (kind == "?x") version = IsMld(own) ? MembershipVersion::Igmp2 : MembershipVersion::Mld2;
+    if (std::isdigit(kind[1])) version = static_cast<MembershipVersion>(kind[1] - '1');
+    std::vector<IpAddress> sources;
+    for (const char letter : letters) sources.push_back(lettered_address(letter, version));
+    const IpAddress about = group.empty() ? IpAddress() : lettered_address(group[0], version);
+    host.OnQuery(TestQuery(version, time_of(time), about, sources).query);
+}
+
+}  // namespace
+
+std::string play(ListeningNetwork& network, std::string_view script) {
+    MembershipHost& host = network.host;
+    std::string told;
+    std::istringstream steps{std::string(script)};
+    for (std::string step; std::getline(steps >> std::ws, step, ',');) {
+        const bool is_silent = step[0] == '!';
+        if (step == "settle") {
+            network.run(std::chrono::minutes(1));
+        } else if (step == "drop") {
+            network.take();
+        } else if (step == "leave all") {
+            host.LeaveAll();
+        } else if (step == "idle") {
+            EXPECT_TRUE(host.IsIdle());
+            EXPECT_EQ(network.timeline.GetPending(), 0U) << "an idle host needs no timer";
+        } else if (step[0] == 'v') {
+            const int version = static_cast<int>(host.GetVersion());
+            EXPECT_EQ(version - (version > 2 ? 2 : -1), step[1] - '0') << script;
+        } else if (step[0] == 'h') {
+            host.OnReport(lettered_address(step.back(), network.version));
+        } else if (step[0] == '?') {
+            ask(host, network.version, step);
+        } else if (std::isdigit(step[0])) {
+            const std::string sent = lettered(network.run(time_of(step)));
+            told += (told.empty() ? "" : " | ") + (sent.empty() ? "." : sent);
+        } else {
+            const std::optional<Nanoseconds> now = network.timeline.GetNow();
+            EXPECT_EQ(become(host, step.substr(is_silent)), is_silent ? std::nullopt : now)
+                << step << " in " << script;
+        }
+    }
+    return told;
 }
 
 }  // namespace testing_aids

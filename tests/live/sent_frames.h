@@ -34,16 +34,17 @@ class ListeningNetwork {
     std::string take();
 
     FakeTimeline timeline;
-    std::vector<SentFrame> sent;  ///< since the last take()
+    std::vector<SentFrame> sent;                 ///< since the last take()
+    const orv::live::MembershipVersion version;  ///< its own
     orv::live::MembershipHost host;
 };
 
-/// Short names for tables that hold for IGMP and MLD alike: "G" is a group, "a" to "d" are sources.
+/// Short names for tables that hold for IGMP and MLD alike: "G" and "H" are groups, "a" to "d" sources.
 orv::live::IpAddress lettered_address(char letter, orv::live::MembershipVersion version);
 /// With the short names in place of the addresses.
 std::string lettered(std::string text);
 
-/// "E ab" excludes two sources, "I a" includes one, "-" is no member. Tells the host to be it.
+/// "E ab" of group G excludes two sources, "I a" includes one, "-" is no member. Tells the host to be it.
 std::optional<orv::live::Nanoseconds> become(orv::live::MembershipHost& host, std::string_view state);
 
 /// A query, with the bytes that its sources lie in.
@@ -60,5 +61,17 @@ class TestQuery {
   private:
     std::vector<std::byte> sources_;
 };
+
+/// Lets things happen to the host, separated by commas, and returns what it sends until each of the times.
+///   E ab, I, -      become(), which is told at once; with a "!" before it, there is nothing to tell
+///   E H, leave all  joins another group, leaves all groups
+///   10s, 2h         lets time pass; adds what was sent since the last time, or "." when there is nothing
+///   settle, drop    a minute passes, or no time; what is sent does not count
+///   ?= 10s G ab     a query of the host's version, about a group and sources or none; the time is the
+///   longest
+///                   for an answer. "?<": of the version before, "?x": of the other protocol, "?1": of IGMPv1
+///   heard G         a report of another host
+///   v2, idle        the version spoken is to be 2, the host idle
+std::string play(ListeningNetwork& network, std::string_view script);
 
 }  // namespace testing_aids

@@ -5,11 +5,13 @@
 #include <tuple>
 
 #include "random_records.h"
+#include "thrown.h"
 
 namespace {
 
 using namespace orv::tm;
 using msgset_test::Random_values;
+using testing_aids::ThrownBy;
 
 /// The values that a message carries: those that its parser writes to.
 template <class... Values>
@@ -45,68 +47,58 @@ bool is_unnamed(const std::string& name) {
 }
 
 TEST(MessageRoundTrip, BothSidesAgree) {
-    msgset_test::for_each_message(
-        []<class Create, class... Values>(const char* entry, Create create,
-                                          void (*parse)(const Message*, Values*...)) {
-            SCOPED_TRACE(entry);
-            const auto [name, is_request] = parts_of(entry);
-            for (unsigned round = 0; round < 20; ++round) {
-                Carried<Values...> sent;
-                sent.fill(round);
-                Message message;
-                message.set_msg_type(TMT_FAULT);
-                message.add_member(TMG_MEMBERS, "stale", 1);
-                message.add_member(TMG_RESERVED, "stale", 1);
-                sent.create(create, &message);
-                EXPECT_EQ(message.get_msg_type(), is_request ? TMT_REQUEST : TMT_RESPONSE);
-                EXPECT_EQ(message.get_request_name(), is_request && !is_unnamed(name) ? name : "");
-                EXPECT_EQ(message.members(TMG_MEMBERS).size(), sizeof...(Values));
-                EXPECT_EQ(message.members(TMG_RESERVED).size(), 0U);
+    const auto check = []<class Create, class... Values>(const char* entry, Create create,
+                                                         void (*parse)(const Message*, Values*...)) {
+        SCOPED_TRACE(entry);
+        const auto [name, is_request] = parts_of(entry);
+        for (unsigned round = 0; round < 20; ++round) {
+            Carried<Values...> sent;
+            sent.fill(round);
+            Message message;
+            message.set_msg_type(TMT_FAULT);
+            message.add_member(TMG_MEMBERS, "stale", 1);
+            message.add_member(TMG_RESERVED, "stale", 1);
+            sent.create(create, &message);
+            EXPECT_EQ(message.get_msg_type(), is_request ? TMT_REQUEST : TMT_RESPONSE);
+            EXPECT_EQ(message.get_request_name(), is_request && !is_unnamed(name) ? name : "");
+            EXPECT_EQ(message.members(TMG_MEMBERS).size(), sizeof...(Values));
+            EXPECT_EQ(message.members(TMG_RESERVED).size(), 0U);
 
-                const std::vector<std::byte> bytes = message.encode();
-                const Message arrived = Message::decode(bytes);
-                Carried<Values...> received;
-                received.parse(parse, arrived);
-                ASSERT_TRUE(received.values == sent.values) << "round " << round;
+            const std::vector<std::byte> bytes = message.encode();
+            const Message arrived = Message::decode(bytes);
+            Carried<Values...> received;
+            received.parse(parse, arrived);
+            ASSERT_TRUE(received.values == sent.values) << "round " << round;
 
-                Message again;
-                received.create(create, &again);
-                ASSERT_EQ(again.encode(), bytes) << "round " << round;
-            }
-        });
+            Message again;
+            received.create(create, &again);
+            ASSERT_EQ(again.encode(), bytes) << "round " << round;
+        }
+    };
+    msgset_test::for_each_message(check);
 }
 
 TEST(MessageRoundTrip, AnotherTypeOrNameIsRefused) {
-    msgset_test::for_each_message(
-        []<class Create, class... Values>(const char* entry, Create create,
-                                          void (*parse)(const Message*, Values*...)) {
-            SCOPED_TRACE(entry);
-            const auto [name, is_request] = parts_of(entry);
-            Carried<Values...> carried;
-            Message message;
-            carried.create(create, &message);
-
-            for (TMT type : {TMT_FAULT, is_request ? TMT_RESPONSE : TMT_REQUEST}) {
-                message.set_msg_type(type);
-                try {
-                    carried.parse(parse, message);
-                    ADD_FAILURE() << "parsed a message of type " << int{type};
-                } catch (const Tm_type_mismatch_exception& error) {
-                    EXPECT_EQ(error.found(), type);
-                    EXPECT_EQ(error.expected(), is_request ? TMT_REQUEST : TMT_RESPONSE);
-                }
-            }
-            if (!is_request || is_unnamed(name)) return;
-            message.set_msg_type(TMT_REQUEST);
-            message.set_request_name("iptvcd_1.Unheard");
-            try {
-                carried.parse(parse, message);
-                ADD_FAILURE() << "parsed a message of another name";
-            } catch (const Tm_exception& error) {
-                EXPECT_THAT(error.what(),
-                            testing::AllOf(testing::HasSubstr(name), testing::HasSubstr("iptvcd_1.Unheard")));
-            }
-        });
+    const auto check = []<class Create, class... Values>(const char* entry, Create create,
+                                                         void (*parse)(const Message*, Values*...)) {
+        SCOPED_TRACE(entry);
+        const auto [name, is_request] = parts_of(entry);
+        Carried<Values...> carried;
+        Message message;
+        carried.create(create, &message);
+        const TMT good = is_request ? TMT_REQUEST : TMT_RESPONSE;
+        for (const TMT type : {TMT_FAULT, is_request ? TMT_RESPONSE : TMT_REQUEST}) {
+            message.set_msg_type(type);
+            EXPECT_EQ(ThrownBy<Tm_type_mismatch_exception>([&] { carried.parse(parse, message); }),
+                      Tm_type_mismatch_exception(type, good).what());
+        }
+        if (!is_request || is_unnamed(name)) return;
+        message.set_msg_type(TMT_REQUEST);
+        message.set_request_name("iptvcd_1.Unheard");
+        EXPECT_THAT(ThrownBy<Tm_exception>([&] { carried.parse(parse, message); }),
+                    testing::AllOf(testing::HasSubstr(name), testing::HasSubstr("iptvcd_1.Unheard")));
+    };
+    msgset_test::for_each_message(check);
 }
 
 }  // namespace

@@ -115,15 +115,15 @@ std::set<std::string> EmulatedNetwork::GetMemberships() const {
 
 EmulatedPort::EmulatedPort(const orv::nic::MembershipSettings& settings, orv::il::ITimeline& timeline,
                            EmulatedNetwork& network, Send send, HangUp hang_up)
-    : world_({.name = "Port 1", .interface = {}, .membership = settings}, {timeline, network, figures, 1500},
-             [this] { ++runs_over; }),
-      core_("Port 1", {}, 1, world_, timeline, std::move(send), std::move(hang_up)) {
-    network.to_port = [this](const SeenFrame& frame) { world_.on_seen(frame, frame.stamp); };
+    : world({.name = "Port 1", .interface = {}, .membership = settings}, {timeline, network, figures, 1500},
+            [this] { ++runs_over; }),
+      core("Port 1", {}, 1, world, timeline, std::move(send), std::move(hang_up)) {
+    network.to_port = [this](const SeenFrame& frame) { world.on_seen(frame, frame.stamp); };
 }
 
 void EmulatedPort::Receive(const std::vector<std::byte>& bytes) {
-    core_.receive(bytes);
-    world_.know_hosts(core_.configuration().interfaces);
+    core.receive(bytes);
+    world.know_hosts(core.configuration().interfaces);
 }
 
 LiveScenario::LiveScenario(std::vector<HostAddress> some, const orv::nic::MembershipSettings& settings)
@@ -151,20 +151,20 @@ void LiveScenario::Speak(IgmpVersion version) {
 }
 
 std::string LiveScenario::Configure() {
-    orv::tm::Message message;
-    iptvcd_1_bll::create_req_ConfigInterfacesWithIlHandle(&message, {kInterface}, {stack_of(hosts)}, {},
-                                                          true);
-    const std::string fault = peer.FaultOf(std::move(message));
+    const std::vector<std::uint32_t> handle{kInterface}, none;
+    const std::string fault = peer.FaultOf(iptvcd_1_bll::create_req_ConfigInterfacesWithIlHandle, handle,
+                                           std::vector{stack_of(hosts)}, none, true);
     peer.Configure();
     return fault;
 }
 
 void LiveScenario::Start() {
     EXPECT_EQ("", Configure());
-    EXPECT_EQ("", peer.FaultOf(peer.StartRequest()));
+    EXPECT_EQ("", peer.StartAgain());
 }
 
-void LiveScenario::RunToEnd() {
+void LiveScenario::RunAll() {
+    Start();
     for (int second = 1; peer.end_times.empty() && second < 60; ++second) RunTo(1000 * second);
     EXPECT_EQ(1u, peer.end_times.size());
     RunTo(static_cast<int>(peer.timeline.GetNow() / milliseconds(1)) + 1000);

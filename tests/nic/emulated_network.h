@@ -75,14 +75,12 @@ class EmulatedPort : public orv::il::ISoftwarePort {
                  EmulatedNetwork& network, Send send, HangUp hang_up);
 
     void Receive(const std::vector<std::byte>& bytes) override;
-    void ChannelsChange(const std::function<void()>& change) override { change(); }
+    void ChannelsChange(const std::function<void()>& change) override { core.channels_change(change); }
 
     orv::nic::LiveFigures figures;
     int runs_over = 0;
-
-  private:
-    orv::nic::LiveWorld world_;
-    orv::il::PortCore core_;
+    orv::nic::LiveWorld world;
+    orv::il::PortCore core;
 };
 
 /// A port on its network, and its peer.
@@ -100,8 +98,8 @@ class LiveScenario {
     std::string Configure();
     void Start();
     void RunTo(int time_ms) { peer.RunTo(milliseconds(time_ms)); }
-    /// Until the end of the test is announced, and a second longer; fails after a minute.
-    void RunToEnd();
+    /// From the start until the end of the test is announced, and a second longer; fails after a minute.
+    void RunAll();
     EmulatedPort& GetPort() { return static_cast<EmulatedPort&>(*peer.port); }
 
     std::vector<orv::live::HostAddress> hosts;

@@ -58,6 +58,10 @@ Bytes with_segment(const Bytes& shape, const Bytes& segment) {
     return message(Bytes{0x93, 0x90, 0x91, 0x92, 0xa1, 'a', TMV_ARRAY} + shape,
                    Bytes{0x92, 1, 0x92, TMV_STRUCT, 0x91} + segment);
 }
+/// Without members, with these first numbers.
+Bytes empty_of(int version, int type, int flags, int sequence) {
+    return Bytes{0x9a, version, type, flags, sequence, 0xa0, 0, 0xa0, 0x91, 0x90, 0x91, 0, 0x91, 0};
+}
 Bytes repeated(const Bytes& part, std::size_t times) {
     return part.times(times);
 }
@@ -84,20 +88,12 @@ TEST(Message_attack_test, MalformedMessagesEndInAnErrorThatSaysWhatAndWhere) {
         {"nothing", {}, "byte 0: the message ends too early"},
         {"a byte that MessagePack does not use", {0xc1}, "no MessagePack"},
         {"no array", {5}, "byte 0: the message is a number where an array belongs"},
-        {"other version",
-         {0x9a, 2, 0, 0, 0, 0xa0, 0, 0xa0, 0x91, 0x90, 0x91, 0, 0x91, 0},
-         "byte 1: format version 2"},
-        {"other type",
-         {0x9a, 1, 3, 0, 0, 0xa0, 0, 0xa0, 0x91, 0x90, 0x91, 0, 0x91, 0},
-         "byte 2: the message type"},
-        {"unknown flag",
-         {0x9a, 1, 0, 4, 0, 0xa0, 0, 0xa0, 0x91, 0x90, 0x91, 0, 0x91, 0},
-         "byte 3: the flag field is 4"},
-        {"flag without catalog", {0x9a, 1, 0, 2, 0, 0xa0, 0, 0xa0, 0x91, 0x90, 0x91, 0, 0x91, 0}, "byte 3:"},
+        {"other version", empty_of(2, 0, 0, 0), "byte 1: format version 2"},
+        {"other type", empty_of(1, 3, 0, 0), "byte 2: the message type"},
+        {"unknown flag", empty_of(1, 0, 4, 0), "byte 3: the flag field is 4"},
+        {"flag without catalog", empty_of(1, 0, 2, 0), "byte 3:"},
         {"short message", {0x92, 1, 0}, "only 2 items"},
-        {"sequence number",
-         {0x9a, 1, 0, 0, 0xff, 0xa0, 0, 0xa0, 0x91, 0x90, 0x91, 0, 0x91, 0},
-         "a negative number"},
+        {"sequence number", empty_of(1, 0, 0, 0xff), "a negative number"},
         {"bytes after the end", message({0x91, 0x90}, kNoGroup) + Bytes{0}, "byte 14: 1 bytes follow"},
         {"huge message", huge_array, "ends too early"},
         {"huge list of shapes", kHead + huge_array, "ends too early"},

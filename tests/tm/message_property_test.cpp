@@ -25,29 +25,18 @@ class Tree_source {
   public:
     explicit Tree_source(Tm_names_catalog* catalog) : catalog_(catalog) {}
 
-    Tm_scalar scalar(TMV kind) {
-        switch (kind) {
-            case TMV_INT8:
-                return Tm_scalar::of(*rc::gen::arbitrary<std::int8_t>());
-            case TMV_UINT8:
-                return Tm_scalar::of(*rc::gen::arbitrary<std::uint8_t>());
-            case TMV_INT16:
-                return Tm_scalar::of(*rc::gen::arbitrary<std::int16_t>());
-            case TMV_UINT16:
-                return Tm_scalar::of(*rc::gen::arbitrary<std::uint16_t>());
-            case TMV_INT32:
-                return Tm_scalar::of(*rc::gen::arbitrary<std::int32_t>());
-            case TMV_UINT32:
-                return Tm_scalar::of(*rc::gen::arbitrary<std::uint32_t>());
-            case TMV_INT64:
-                return Tm_scalar::of(*rc::gen::arbitrary<std::int64_t>());
-            case TMV_UINT64:
-                return Tm_scalar::of(*rc::gen::arbitrary<std::uint64_t>());
-            case TMV_DOUBLE:
-                return Tm_scalar::of(*rc::gen::arbitrary<double>());
-            default:
-                return Tm_scalar::of(*rc::gen::arbitrary<bool>());
-        }
+    template <class T>
+    static Tm_scalar arbitrary() {
+        return Tm_scalar::of(*rc::gen::arbitrary<T>());
+    }
+    /// Of a kind that is simple.
+    static Tm_scalar scalar(TMV kind) {
+        static constexpr Tm_scalar (*kMakers[])() = {arbitrary<std::int8_t>,  arbitrary<std::uint8_t>,
+                                                     arbitrary<std::int16_t>, arbitrary<std::uint16_t>,
+                                                     arbitrary<std::int32_t>, arbitrary<std::uint32_t>,
+                                                     arbitrary<std::int64_t>, arbitrary<std::uint64_t>,
+                                                     arbitrary<double>,       arbitrary<bool>};
+        return kMakers[kind]();
     }
 
     std::unique_ptr<Tm_value> value(int depth) {
@@ -104,21 +93,15 @@ class Tree_source {
     }
 
     std::unique_ptr<Tm_array> backed(TMV kind, int count) {
-        std::byte* bytes = random_bytes(static_cast<std::size_t>(count) * width_of(kind));
-        switch (width_of(kind)) {
-            case 1:
-                return copied(reinterpret_cast<const std::uint8_t*>(bytes), count, kind);
-            case 2:
-                return copied(reinterpret_cast<const std::uint16_t*>(bytes), count, kind);
-            case 4:
-                return copied(reinterpret_cast<const std::uint32_t*>(bytes), count, kind);
-            default:
-                return copied(reinterpret_cast<const std::uint64_t*>(bytes), count, kind);
-        }
+        const std::byte* bytes = random_bytes(static_cast<std::size_t>(count) * width_of(kind));
+        if (width_of(kind) == 1) return backed<std::uint8_t>(bytes, count, kind);
+        if (width_of(kind) == 2) return backed<std::uint16_t>(bytes, count, kind);
+        if (width_of(kind) == 4) return backed<std::uint32_t>(bytes, count, kind);
+        return backed<std::uint64_t>(bytes, count, kind);
     }
-
     template <class T>
-    std::unique_ptr<Tm_array> copied(const T* first, int count, TMV kind) {
+    static std::unique_ptr<Tm_array> backed(const std::byte* bytes, int count, TMV kind) {
+        const T* first = reinterpret_cast<const T*>(bytes);
         if (pick(2) == 0) return std::make_unique<Tm_backed_array<const T*>>(first, count, kind);
         return std::make_unique<Tm_copy_backed_array<T, const T*>>(first, count, kind);
     }

@@ -1,22 +1,30 @@
-#include "orv/tm/message.h"
-
+// Messages, and the structs, arrays and shapes of rows that they are made of. message_property_test.cpp has
+// trees of them at random.
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include <algorithm>
+#include <cstring>
+#include <functional>
 
 #include "orv/tm/backed_array.h"
+#include "orv/tm/enum_map.h"
+#include "orv/tm/message.h"
+#include "thrown.h"
 #include "tm/message_text.h"
 #include "tm/sample_messages.h"
 
 namespace orv::tm {
 namespace {
 
+using ::testing::AllOf;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using testing::rich_message;
 using testing::text_of;
 using ::testing::ThrowsMessage;
+using Members = std::vector<Tm_flat_member>;
+using U32 = std::vector<unsigned int>;
+using Backed = Tm_backed_array<U32::const_iterator>;
+using Copied = Tm_copy_backed_array<unsigned int, U32::iterator>;
 
 std::vector<std::byte> bytes_of(std::initializer_list<int> values) {
     std::vector<std::byte> bytes;
@@ -46,42 +54,27 @@ TEST(Message_test, WireFormIsAsDocumented) {
                         0x93, 1,    5,    0x92, 11,   0x91, 0x93, 2,    2,   0xc4, 4,   1,   0,   2,   0}));
 }
 
-TEST(Message_test, BytesAndTreeSurviveTheRoundTrip) {
-    for (const auto& [name, message] : testing::sample_messages()) {
-        const std::vector<std::byte> bytes = message.encode();
-        Message decoded = Message::decode(bytes);
-        EXPECT_EQ(text_of(decoded), text_of(message)) << name;
-        EXPECT_EQ(decoded.encode(), bytes) << name;
-        const Message moved = std::move(decoded);
-        EXPECT_EQ(text_of(moved), text_of(message)) << name << " reads in place after a move";
-    }
-}
-
-TEST(Message_test, ReadsMembersByGroupAndName) {
-    const Message message = Message::decode(rich_message(false).encode());
-    EXPECT_EQ(message.get_member_uint32(TMG_MEMBERS, "handle"), 12U);
+TEST(Message_test, ReadsMembersByGroupAndNameAndRunsWithoutCopies) {
+    Message message = Message::decode(rich_message(true).encode());
     EXPECT_EQ(message.get_member_uint32(TMG_RESERVED, "reserved"), 1U);
-    EXPECT_EQ(message.get_member_struct(TMG_MEMBERS, "scalars")->get_member_int8("int8"), -128);
-    EXPECT_EQ(message.get_member_array(TMG_MEMBERS, "handles")->get_member_uint32(2), 4000000000U);
     EXPECT_EQ(message.get_member_array(TMG_MEMBERS, "no handles")->element_kind(), TMV_UINT32);
     EXPECT_THROW(message.get_member_uint32(TMG_RESERVED, "handle"), Tm_exception);
     EXPECT_THROW(message.get_member_string(TMG_MEMBERS, "handle"), Tm_type_mismatch_exception);
     EXPECT_THROW(message.members(static_cast<TMG>(2)), Tm_exception);
-}
 
-TEST(Message_test, DecodersSeeTheShapeTheyKnowAndReadRunsWithoutCopies) {
-    const auto shape = Tm_flat_shape::intern(testing::event_members());
-    const Message sent = rich_message(true);
-    Message message = Message::decode(sent.encode());
-    const Tm_array& blocks = *message.get_member_array(TMG_MEMBERS, "blocks");
-    const auto segments = blocks.segments();
+    const auto segments = message.get_member_array(TMG_MEMBERS, "blocks")->segments();
     ASSERT_EQ(segments.size(), 3U);
     EXPECT_EQ(segments[0].run.shape, nullptr);
-    EXPECT_EQ(segments[1].run.shape, shape);
-    EXPECT_EQ(segments[1].run.count, 5U);
+    EXPECT_EQ(segments[1].run.shape, Tm_flat_shape::intern(testing::event_members())) << "a known one";
     const std::byte* rows = segments[1].run.rows;
-    const Message moved = std::move(message);
+    const std::string text = text_of(message);
+    Message moved = std::move(message);
+    EXPECT_EQ(text_of(moved), text) << "read in place after a move";
     EXPECT_EQ(moved.get_member_array(TMG_MEMBERS, "blocks")->segments()[1].run.rows, rows);
+
+    moved.add_member(TMG_MEMBERS, "added", 1);
+    EXPECT_THROW(moved.add_member(TMG_MEMBERS, "handle", 1), Tm_exception);
+    EXPECT_EQ(Message::decode(moved.encode()).get_member_uint32(TMG_MEMBERS, "added"), 1U);
 }
 
 TEST(Message_test, UnknownShapesAreReadAndNotRemembered) {
@@ -102,14 +95,7 @@ TEST(Message_test, UnknownShapesAreReadAndNotRemembered) {
 }
 
 TEST(Message_test, CatalogCarriesEachNameOnce) {
-    const auto count = [](const Message& message, std::string_view name) {
-        const std::vector<std::byte> bytes = message.encode();
-        const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-        int found = 0;
-        for (std::size_t at = text.find(name); at != text.npos; at = text.find(name, at + 1)) ++found;
-        return found;
-    };
-    const auto build = [](bool use_catalog) {
+    for (const bool use_catalog : {false, true}) {
         Message message;
         message.set_use_send_member_string(use_catalog);
         for (const char* name : {"a", "b"}) {
@@ -119,56 +105,28 @@ TEST(Message_test, CatalogCarriesEachNameOnce) {
             message.add_member_and_own(TMG_MEMBERS, name, s.release());
         }
         message.create_send_member_string_meta();
-        return message;
-    };
-    EXPECT_EQ(count(build(false), "shared name"), 2);
-    EXPECT_TRUE(build(false).catalog(TMG_MEMBERS).entries().empty());
-    Message message = build(true);
-    EXPECT_EQ(count(message, "shared name"), 1);
-    EXPECT_THAT(message.catalog(TMG_MEMBERS).entries(), ElementsAre("shared name", "a", "b"));
-    message.clear(TMG_MEMBERS);
-    EXPECT_TRUE(message.catalog(TMG_MEMBERS).entries().empty());
-    EXPECT_EQ(message.members(TMG_MEMBERS).size(), 0U);
-
+        const std::vector<std::byte> bytes = message.encode();
+        const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+        EXPECT_EQ(text.find("shared name") == text.rfind("shared name"), use_catalog);
+        const std::vector<std::string> names{"shared name", "a", "b"};
+        EXPECT_EQ(message.catalog(TMG_MEMBERS).entries(), use_catalog ? names : std::vector<std::string>());
+        message.clear(TMG_MEMBERS);
+        EXPECT_TRUE(message.catalog(TMG_MEMBERS).entries().empty());
+        EXPECT_EQ(message.members(TMG_MEMBERS).size(), 0U);
+    }
     Message late;  // names that no encoder noted are added by the writer
     late.add_member(TMG_MEMBERS, "unnoted", 1);
     late.set_use_send_member_string(true);
     EXPECT_EQ(Message::decode(late.encode()).get_member_uint32(TMG_MEMBERS, "unnoted"), 1U);
 }
 
-TEST(Message_test, BackedMembersFollowTheCallersMemoryUntilTheyAreSent) {
-    std::vector<unsigned char> data = {1, 2};
-    Message message;
-    message.add_member_and_own(
-        TMG_MEMBERS, "data",
-        new Tm_backed_array<std::vector<unsigned char>::iterator>(data.begin(), 2, TMV_UINT8));
-    data[0] = 9;
-    const Message decoded = Message::decode(message.encode());
-    data[0] = 7;
-    EXPECT_EQ(message.get_member_array(TMG_MEMBERS, "data")->get_member_uint8(0), 7);
-    EXPECT_EQ(decoded.get_member_array(TMG_MEMBERS, "data")->get_member_uint8(0), 9);
-}
-
-TEST(Message_test, DecodedGroupTakesMoreMembers) {
-    Message message = Message::decode(rich_message(false).encode());
-    message.add_member(TMG_MEMBERS, "added", 1);
-    EXPECT_THROW(message.add_member(TMG_MEMBERS, "handle", 1), Tm_exception);
-    EXPECT_EQ(Message::decode(message.encode()).get_member_uint32(TMG_MEMBERS, "added"), 1U);
-}
-
-/// `levels` values, each but the last holding the next: structs and arrays by turns.
+/// `levels` arrays, each but the last holding the next.
 std::unique_ptr<Tm_value> nested(int levels) {
-    std::unique_ptr<Tm_value> value = std::make_unique<Tm_struct>();
+    auto value = std::make_unique<Tm_array>();
     for (int level = 1; level < levels; ++level) {
-        if (level % 2 == 1) {
-            auto array = std::make_unique<Tm_array>();
-            array->add_member_and_own(value.release());
-            value = std::move(array);
-        } else {
-            auto holder = std::make_unique<Tm_struct>();
-            holder->add_member_and_own("next", value.release(), nullptr);
-            value = std::move(holder);
-        }
+        auto holder = std::make_unique<Tm_array>();
+        holder->add_member_and_own(value.release());
+        value = std::move(holder);
     }
     return value;
 }
@@ -189,6 +147,253 @@ TEST(Message_test, WriterRefusesWhatTheReaderWould) {
                 ThrowsMessage<Tm_exception>(HasSubstr("zero byte")));
     EXPECT_THROW(encode_with("text", std::make_unique<Tm_string>(std::string((64U << 20U) + 1, 'x'))),
                  Tm_exception);
+}
+
+template <class Action>
+std::string error_of(const Action& action) {
+    return testing_aids::ThrownBy<Tm_exception>(action);
+}
+
+/// The kinds, in order, and values of the getters that do not complain about the kind.
+template <class Container, class Key, class... Getters>
+std::string read_with(const Container& in, Key key, Getters... getters) {
+    std::string read;
+    int kind = 0;
+    const auto attempt = [&](auto getter) {
+        try {
+            const auto value = getter(in, key);
+            read += name_of(static_cast<TMV>(kind));
+            if constexpr (std::is_arithmetic_v<decltype(value)>) read += " " + std::to_string(value);
+        } catch (const Tm_type_mismatch_exception& mismatch) {
+            EXPECT_EQ(mismatch.expected(), kind);
+        }
+        ++kind;
+    };
+    (attempt(getters), ...);
+    return read;
+}
+std::string read_from(const Tm_struct& in, const char* name) {
+    const auto with = [](auto getter) {
+        return [getter](const Tm_struct& s, const char* member) { return (s.*getter)(member, 99); };
+    };
+    return read_with(in, name, with(&Tm_struct::get_member_int8), with(&Tm_struct::get_member_uint8),
+                     with(&Tm_struct::get_member_int16), with(&Tm_struct::get_member_uint16),
+                     with(&Tm_struct::get_member_int32), with(&Tm_struct::get_member_uint32),
+                     with(&Tm_struct::get_member_int64), with(&Tm_struct::get_member_uint64),
+                     with(&Tm_struct::get_member_double), with(&Tm_struct::get_member_bool),
+                     with(&Tm_struct::get_member_string), with(&Tm_struct::get_member_struct),
+                     with(&Tm_struct::get_member_array));
+}
+std::string read_from(const Tm_array& in, int index) {
+    using std::mem_fn;
+    return read_with(in, index, mem_fn(&Tm_array::get_member_int8), mem_fn(&Tm_array::get_member_uint8),
+                     mem_fn(&Tm_array::get_member_int16), mem_fn(&Tm_array::get_member_uint16),
+                     mem_fn(&Tm_array::get_member_int32), mem_fn(&Tm_array::get_member_uint32),
+                     mem_fn(&Tm_array::get_member_int64), mem_fn(&Tm_array::get_member_uint64),
+                     mem_fn(&Tm_array::get_member_double), mem_fn(&Tm_array::get_member_bool));
+}
+template <class T>
+std::string read_backed(const std::byte* bytes, TMV kind) {
+    return read_from(Tm_backed_array<const T*>(reinterpret_cast<const T*>(bytes), 1, kind), 0);
+}
+
+TEST(Containers_test, OnlyItsGetterReadsAValue) {
+    const Message message = testing::rich_message(false);
+    const Tm_struct& scalars = *message.get_member_struct(TMG_MEMBERS, "scalars");
+    const std::string expected[] = {"int8 -128",
+                                    "uint8 255",
+                                    "int16 -32768",
+                                    "uint16 65535",
+                                    "int32 -2147483648",
+                                    "uint32 4000000000",
+                                    "int64 " + std::to_string(INT64_MIN),
+                                    "uint64 " + std::to_string(UINT64_MAX),
+                                    "double -0.000000",
+                                    "bool 1"};
+    for (std::size_t i = 0; i < std::size(expected); ++i) {
+        const TMV kind = scalars.member_kind(i);
+        EXPECT_EQ(read_from(scalars, scalars.member_name(i)), expected[i]);
+        Tm_array array;
+        array.add_member(scalars.member_scalar(i));
+        EXPECT_EQ(read_from(array, 0), expected[i]);
+        const std::byte* bytes = array.simple_bytes(kind).data();
+        const auto read_it = width_of(kind) == 1   ? read_backed<std::uint8_t>
+                             : width_of(kind) == 2 ? read_backed<std::uint16_t>
+                             : width_of(kind) == 4 ? read_backed<std::uint32_t>
+                                                   : read_backed<std::uint64_t>;
+        EXPECT_EQ(read_it(bytes, kind), expected[i]);
+    }
+    EXPECT_EQ(read_from(message.members(TMG_MEMBERS), "scalars"), "struct");
+    EXPECT_EQ(read_from(message.members(TMG_MEMBERS), "lists"), "array");
+    const Tm_struct& block = *message.get_member_array(TMG_MEMBERS, "blocks")->get_member_struct(0);
+    EXPECT_EQ(read_from(block, "name"), "string");
+    EXPECT_STREQ(block.get_member_string("name"), "first");
+    EXPECT_EQ(read_from(block, "delta"), "int16 -200");
+    EXPECT_THAT(error_of([&] { block.get_member_bool("Delta"); }), HasSubstr("'Delta'"));
+    EXPECT_THAT(error_of([&] { block.get_member_bool("delta"); }),
+                AllOf(HasSubstr("'delta'"), HasSubstr("int16 (2)"), HasSubstr("bool (9)")));
+    EXPECT_EQ(error_of([] { Tm_scalar::of(std::uint16_t{1}).as<std::int16_t>(); }),
+              "found uint16 (3), asked for int16 (2)");
+}
+
+TEST(Containers_test, StructsTakeDistinctNamesAndPrenamedOnesTheirTableInOrder) {
+    Tm_names_catalog catalog;
+    Tm_struct s;
+    s.add_member("a", true, &catalog);
+    EXPECT_TRUE(catalog.entries().empty()) << "the catalog is off";
+    catalog.enable(true);
+    s.add_member("b", 5U, &catalog);
+    s.add_member_and_own("c", new Tm_simple(Tm_scalar::of(1.5)), &catalog);
+    EXPECT_THROW(s.add_member("b", true, &catalog), Tm_exception);
+    EXPECT_THROW(s.add_member_and_own("b", new Tm_struct, &catalog), Tm_exception);
+    EXPECT_THROW(s.add_member_and_own("d", nullptr, &catalog), Tm_exception);
+    EXPECT_THAT(catalog.entries(), ElementsAre("b", "c"));
+    EXPECT_EQ(s.size(), 3U);
+    EXPECT_EQ(s.get_member_double("c"), 1.5) << "a simple value is a simple member, however it was added";
+
+    Tm_prenamed_struct prenamed;
+    EXPECT_THAT(error_of([&] { prenamed.add_member(0, true, nullptr); }), HasSubstr("beyond")) << "no table";
+    constexpr const char* kTwo[] = {"b", "y", nullptr};
+    prenamed.clear(kTwo);
+    for (int wrong : {-1, 1, 2}) {
+        EXPECT_THAT(error_of([&] { prenamed.add_member(wrong, true, nullptr); }),
+                    HasSubstr("member 0 (b) was due"));
+    }
+    prenamed.add_member(0, true, &catalog);
+    prenamed.add_member(1, true, &catalog);
+    EXPECT_THROW(prenamed.add_member(2, true, nullptr), Tm_exception);
+    EXPECT_THROW(prenamed.add_member_and_own(2, new Tm_array, nullptr), Tm_exception);
+    EXPECT_THROW(static_cast<Tm_struct&>(prenamed).add_member("z", true, nullptr), Tm_exception);
+    EXPECT_THAT(catalog.entries(), ElementsAre("b", "c", "y"));
+    EXPECT_EQ(catalog.find("y"), 2);
+    prenamed.clear(kTwo);
+    EXPECT_EQ(prenamed.size(), 0U);
+}
+
+TEST(Containers_test, ArraysHoldOneKindAndTakeOwnershipEvenWhenTheyRefuse) {
+    Tm_array array;
+    EXPECT_EQ(error_of([&] { array.get_member_uint8(0); }), "index 0 is outside an empty array");
+    EXPECT_THROW(array.add_member_and_own(nullptr), Tm_exception);
+    array.reserve(2);
+    array.add_member_and_own(new Tm_string("x"));
+    EXPECT_THROW(array.add_member_and_own(new Tm_array), Tm_type_mismatch_exception);
+    EXPECT_THROW(array.add_member(Tm_scalar::of(1U)), Tm_type_mismatch_exception);
+    EXPECT_THROW(array.get_member_uint8(5), Tm_type_mismatch_exception);
+    for (int index : {-1, 1, 1000}) EXPECT_THROW(array.get_member_string(index), Tm_out_of_range_exception);
+    EXPECT_STREQ(array.get_member_string(0), "x");
+    array.clear();
+    array.add_member_and_own(new Tm_simple(Tm_scalar::of(std::int16_t{-9})));
+    array.add_member(Tm_scalar::of(std::int16_t{8}));
+    EXPECT_EQ(array.get_member_int16(0), -9);
+    EXPECT_EQ(array.simple_bytes(TMV_INT16).size(), 4U);
+    EXPECT_THROW(array.simple_bytes(TMV_UINT16), Tm_type_mismatch_exception);
+}
+
+TEST(Containers_test, RunsAndObjectsMixInOrder) {
+    const auto pair =
+        Tm_flat_shape::intern({{.name = "a", .kind = TMV_UINT8}, {.name = "b", .kind = TMV_INT16}});
+    Tm_array array;
+    const auto add_object = [&array] {
+        auto* object = new Tm_struct;
+        object->add_member("a", Tm_scalar::of(static_cast<std::uint8_t>(array.size())), nullptr);
+        array.add_member_and_own(object);
+    };
+    add_object();
+    array.append_rows(pair, 1)[0] = std::byte{1};
+    std::byte* rows = array.append_rows(pair, 2);  // joins the run before
+    rows[0] = std::byte{2};
+    rows[3] = std::byte{3};
+    const std::byte borrowed[3] = {std::byte{4}, std::byte{0xff}, std::byte{0xff}};
+    array.append_borrowed_run({pair, borrowed, 1});
+    add_object();
+    array.append_borrowed_run({pair, borrowed, 0});  // nothing
+    EXPECT_EQ(array.append_rows(pair, 0), nullptr);
+    EXPECT_THROW(array.append_rows(nullptr, 1), Tm_exception);
+    EXPECT_THROW(array.append_rows(pair, std::size_t{1} << 60), Tm_exception);
+
+    ASSERT_EQ(array.size(), 6U);
+    for (int i = 0; i < 6; ++i) EXPECT_EQ(array.get_member_struct(i)->get_member_uint8("a"), i);
+    EXPECT_EQ(array.get_member_struct(4), array.get_member_struct(4)) << "unpacked once";
+    EXPECT_EQ(array.get_member_struct(4)->get_member_int16("b"), -1);
+    EXPECT_THROW(array.get_member_struct(6), Tm_out_of_range_exception);
+    auto& unpacked = const_cast<Tm_struct&>(*array.get_member_struct(4));
+    EXPECT_THROW(unpacked.add_member("more", true, nullptr), Tm_exception);
+    std::vector<std::pair<std::size_t, std::size_t>> stretches;
+    for (const auto& segment : array.segments()) {
+        stretches.emplace_back(segment.first, segment.count);
+        EXPECT_EQ(segment.run.count, segment.run.shape == nullptr ? 0 : segment.count);
+    }
+    EXPECT_THAT(stretches, ElementsAre(std::pair(0, 1), std::pair(1, 3), std::pair(4, 1), std::pair(5, 1)));
+}
+
+TEST(Containers_test, BackedArraysReferToMemoryOrCopyIt) {
+    U32 numbers = {1, 2, 4000000000};
+    Backed backed(numbers.begin(), 3, TMV_UINT32);
+    const Copied copied(numbers.begin(), 3, TMV_UINT32);
+    const std::unique_ptr<Tm_value> clone = backed.clone();
+    numbers[1] = 20;
+    EXPECT_EQ(backed.get_member_uint32(1), 20U);
+    EXPECT_EQ(copied.get_member_uint32(1), 2U);
+    EXPECT_EQ(testing::text_of(*clone), testing::text_of(copied));
+    EXPECT_EQ(copied.simple_bytes(TMV_UINT32).size(), 12U);
+    for (int index : {-1, 3, 1000}) {
+        EXPECT_EQ(error_of([&] { backed.get_member_uint32(index); }),
+                  "index " + std::to_string(index) + " is outside 0 to 2");
+        EXPECT_EQ(error_of([&] { backed.get_member_uint16(index); }),
+                  "found uint32 (5), asked for uint16 (3)")
+            << "the kind is checked before the index";
+    }
+    const Backed empty(numbers.begin(), 0, TMV_UINT32);
+    EXPECT_THROW(empty.get_member_uint32(0), Tm_out_of_range_exception);
+    EXPECT_THROW(empty.get_member_int8(0), Tm_type_mismatch_exception);
+    for (TMV kind : {TMV_STRING, TMV_STRUCT, TMV_ARRAY}) {
+        const char* const text = "invalid use of Tm_backed_array: supports only simple TMV types";
+        EXPECT_EQ(error_of([&] { Backed(numbers.begin(), 1, kind); }), text);
+        EXPECT_EQ(error_of([&] { Copied(numbers.begin(), 1, kind); }), text);
+    }
+    EXPECT_THROW(Backed(numbers.begin(), 1, TMV_UINT64), Tm_exception) << "would read beyond the memory";
+    EXPECT_THROW(Backed(numbers.begin(), -1, TMV_UINT32), Tm_exception);
+    EXPECT_THROW(Copied(numbers.begin(), -1, TMV_UINT32), Tm_exception);
+
+    const char* const refusal = "() is not supported by backed arrays";
+    EXPECT_EQ(error_of([&] { backed.get_member_struct(0); }), std::string("get_member_struct") + refusal);
+    EXPECT_EQ(error_of([&] { backed.get_member_array(0); }), std::string("get_member_array") + refusal);
+    EXPECT_EQ(error_of([&] { backed.get_member_string(0); }), std::string("get_member_string") + refusal);
+    EXPECT_EQ(error_of([&] { backed.add_member(Tm_scalar::of(1U)); }), std::string("add_member") + refusal);
+    EXPECT_THROW(backed.add_member_and_own(new Tm_string("freed")), Tm_exception);
+    EXPECT_THROW(backed.clear(), Tm_exception);
+    EXPECT_THROW(backed.reserve(1), Tm_exception);
+    EXPECT_THROW(backed.append_rows(Tm_flat_shape::intern(testing::event_members()), 1), Tm_exception);
+    EXPECT_EQ(backed.size(), 3U);
+}
+
+TEST(Containers_test, ShapesOfRowsHaveAReasonableWidth) {
+    const auto inline_array = [](std::size_t length, TMV element) {
+        return Members{{.name = "n", .kind = TMV_ARRAY, .element = element, .length = length}};
+    };
+    EXPECT_EQ(Tm_flat_shape(testing::event_members()).total_members(), 6U);
+    EXPECT_NO_THROW(Tm_flat_shape(inline_array(64 * 1024, TMV_UINT8)));
+    EXPECT_THROW(Tm_flat_shape(inline_array(64 * 1024 + 1, TMV_UINT8)), Tm_exception);
+    EXPECT_THROW(Tm_flat_shape(inline_array(SIZE_MAX / 4, TMV_UINT64)), Tm_exception);
+    EXPECT_THROW(Tm_flat_shape(Members{{.name = "x", .kind = TMV_STRUCT}}), Tm_exception) << "nothing nested";
+    auto doubled = std::make_shared<const Tm_flat_shape>(Members{});
+    const auto grow = [&doubled] {
+        for (int level = 0; level < 20; ++level) {
+            doubled = std::make_shared<const Tm_flat_shape>(
+                Members{{.name = "a", .kind = TMV_STRUCT, .nested = doubled},
+                        {.name = "b", .kind = TMV_STRUCT, .nested = doubled}});
+        }
+    };
+    EXPECT_THROW(grow(), Tm_exception) << "a million members in rows without a byte";
+    EXPECT_NE(Tm_flat_shape::intern(inline_array(4, TMV_UINT8)),
+              Tm_flat_shape::intern(inline_array(4, TMV_INT8)));
+}
+
+TEST(Enum_map_test, FindsBothWaysAndReportsTheUnknown) {
+    constexpr tm_enum_map kMap[] = {{4, "IPV4"}, {-1, ""}, {0, nullptr}};
+    for (int value : {4, -1}) EXPECT_EQ(tms_string_to_enum(tms_enum_to_string(value, kMap), kMap), value);
+    EXPECT_THAT(error_of([&] { tms_enum_to_string(0, kMap); }), HasSubstr("value 0"));
+    EXPECT_THAT(error_of([&] { tms_string_to_enum("ipv4", kMap); }), HasSubstr("'ipv4'"));
 }
 
 }  // namespace

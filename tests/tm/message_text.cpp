@@ -12,22 +12,14 @@ class Text_visitor : public Tm_visitor {
     void visit_scalar(const Tm_scalar& value) override {
         text += name_of(value.kind);
         text += ' ';
-        switch (value.kind) {
-            case TMV_INT8:
-            case TMV_INT16:
-            case TMV_INT32:
-            case TMV_INT64:
-                text += std::to_string(value.i);
-                break;
-            case TMV_DOUBLE:
-                text += std::to_string(std::bit_cast<std::uint64_t>(value.d));
-                break;
-            case TMV_BOOL:
-                text += value.b ? "true" : "false";
-                break;
-            default:
-                text += std::to_string(value.u);
-                break;
+        if (value.kind == TMV_DOUBLE) {
+            text += std::to_string(std::bit_cast<std::uint64_t>(value.d));
+        } else if (value.kind == TMV_BOOL) {
+            text += value.b ? "true" : "false";
+        } else {
+            const bool is_signed = value.kind == TMV_INT8 || value.kind == TMV_INT16 ||
+                                   value.kind == TMV_INT32 || value.kind == TMV_INT64;
+            text += is_signed ? std::to_string(value.i) : std::to_string(value.u);
         }
     }
     void visit_string(std::string_view value) override { text.append("\"").append(value).append("\""); }

@@ -1,8 +1,9 @@
-// Writes the seeds of the message fuzzer: every sample message, and each cut and damaged once.
+// Writes the seeds of the fuzzers: every sample message, and each cut and damaged once; a frame of each kind.
 #include <filesystem>
 #include <fstream>
 #include <iostream>
 
+#include "live/sample_frames.h"
 #include "tm/sample_messages.h"
 
 namespace {
@@ -17,16 +18,18 @@ void write(const std::filesystem::path& file, const std::vector<std::byte>& byte
 
 int main(int argc, char** argv) {
     if (argc != 2) {
-        std::cerr << "usage: write_message_corpus <folder>\n";
+        std::cerr << "usage: write_corpus <folder with the folders message and frame>\n";
         return 2;
     }
-    const std::filesystem::path folder = argv[1];
+    const std::filesystem::path folder = argv[1], messages = folder / "message";
     for (const auto& [name, message] : orv::tm::testing::sample_messages()) {
         std::vector<std::byte> bytes = message.encode();
-        write(folder / ("good_" + name + ".msg"), bytes);
+        write(messages / ("good_" + name + ".msg"), bytes);
         bytes[bytes.size() / 2] ^= std::byte{0x55};
-        write(folder / ("odd_" + name + ".msg"), bytes);
+        write(messages / ("odd_" + name + ".msg"), bytes);
         bytes.resize(bytes.size() / 2);
-        write(folder / ("cut_" + name + ".msg"), bytes);
+        write(messages / ("cut_" + name + ".msg"), bytes);
     }
+    for (const auto& sample : testing_aids::sample_frames())
+        write(folder / "frame" / sample.name, testing_aids::bytes_of(sample.hex));
 }

@@ -1,0 +1,26 @@
+// What must hold for bytes that come from elsewhere.
+#pragma once
+
+#include <cstddef>
+#include <span>
+
+namespace testing_aids {
+
+using Bytes = std::span<const std::byte>;
+
+/// Decodes the bytes as a message. When that succeeds, walks every value and sends the message round once
+/// more. Returns whether the bytes were a message; throws std::logic_error when the second round differs from
+/// the first, and lets through any exception other than Tm_exception.
+bool check_message_bytes(Bytes bytes);
+
+/// Reads the bytes as a frame, as they are and once more with checksums that fit, walks everything they say,
+/// and lets hosts of all versions react to it. Returns whether either was accepted; throws std::logic_error
+/// when a frame that a host sends is not as it should be.
+bool check_frame_bytes(Bytes bytes);
+
+/// Runs a short test of a live port, in the middle of which the bytes come in, untagged and tagged, and are
+/// seen going out, with checksums that fit. The last byte chooses what kind of test it is. Throws
+/// std::logic_error when the test does not end as it should.
+void check_live_run_bytes(Bytes bytes);
+
+}  // namespace testing_aids

@@ -1,0 +1,458 @@
+// What live runs are made of, one by one.
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+#include <gtest/gtest.h>
+#include <rapidcheck.h>
+
+#include <algorithm>
+#include <functional>
+#include <set>
+#include <vector>
+
+#include "emulated_network.h"
+#include "host_stacks.h"
+#include "live/sample_frames.h"
+#include "neighbours.h"
+#include "orv/il/port_fault.h"
+#include "orv/live/frame.h"
+#include "orv/live/stream_packet.h"
+#include "query_gate.h"
+#include "reception.h"
+#include "sequence_counter.h"
+#include "stacks.h"
+#include "thrown.h"
+
+namespace {
+
+using namespace testing_aids;  // NOLINT: a test
+using IFSETUP_1_bll::InterfaceTypeList_t;
+using IFSETUP_1_bll::NetworkInterfaceStack_s;
+using orv::live::HostAddress;
+using namespace orv::live;  // NOLINT
+using orv::live::MembershipVersion;
+using namespace orv::nic;  // NOLINT: a test
+using orv::il::kMillisecond;
+using orv::il::kNever;
+using orv::il::Packets;
+using orv::nic::SequenceCounter;
+using testing_aids::ip;
+
+std::string text_of(const std::vector<HostAddress>& hosts) {
+    std::string text;
+    for (const HostAddress& host : hosts) {
+        text += fmt::format("{}{:02x} {}", text.empty() ? "" : "; ", fmt::join(host.mac.bytes, ":"),
+                            host.ip.ToString());
+        for (const auto& tag : host.vlan.Get()) text += fmt::format(" {:04x}/{:04x}", tag.type, tag.control);
+    }
+    return text;
+}
+
+HostAddress host(std::uint8_t last, const std::string& address, std::vector<orv::live::VlanTag> tags = {}) {
+    HostAddress made{{{2, 0, 0, 0, 0, last}}, ip(address), {}};
+    for (const auto& tag : tags) made.vlan.tags[made.vlan.count++] = tag;
+    return made;
+}
+
+NetworkInterfaceStack_s stack() {
+    return stack_of({host(1, "10.0.0.1", {{0x88a8, 100}, {0x8100, 0xb007}}),
+                     host(2, "10.0.0.2", {{0x88a8, 100}, {0x8100, 0xb008}})});
+}
+
+TEST(HostStacks, OneEntryPerHost) {
+    EXPECT_EQ(
+        "02:00:00:00:00:01 10.0.0.1 88a8/0064 8100/b007; 02:00:00:00:00:02 10.0.0.2 88a8/0064 8100/b008",
+        text_of(orv::nic::hosts_of(5, stack())));
+    const auto v6 = stack_of({host(1, "2001:db8::1"), host(2, "2001:db8::2")});
+    EXPECT_EQ("02:00:00:00:00:01 2001:db8::1; 02:00:00:00:00:02 2001:db8::2",
+              text_of(orv::nic::hosts_of(5, v6)));
+
+    // What has no list, or a list of one, is the same for all.
+    NetworkInterfaceStack_s single = stack();
+    single.VlanInterfaceList[0].IdList = {};
+    single.VlanInterfaceList[0].VlanId = 9;
+    single.VlanInterfaceList[0].Tpid = 0;
+    single.VlanInterfaceList[1].IdList = {200};
+    EXPECT_EQ(
+        "02:00:00:00:00:01 10.0.0.1 88a8/00c8 8100/b009; 02:00:00:00:00:02 10.0.0.2 88a8/00c8 8100/b009",
+        text_of(orv::nic::hosts_of(5, single)));
+    single.Ipv4InterfaceList[0].AddrList = {};
+    single.Ipv4InterfaceList[0].Address = {{10, 9, 9, 9}};
+    single.EthIIInterfaceList[0].SrcMacList = {};
+    single.EthIIInterfaceList[0].SourceMac.address = {2, 9, 9, 9, 9, 9};
+    EXPECT_EQ("02:09:09:09:09:09 10.9.9.9 88a8/00c8 8100/b009", text_of(orv::nic::hosts_of(5, single)));
+}
+
+TEST(HostStacks, SaysWhatIsWrong) {
+    const auto with_layer = [](InterfaceTypeList_t type) {
+        return [type](NetworkInterfaceStack_s& stack) { stack.ifDescriptors.push_back({type, 0}); };
+    };
+    const struct {
+        std::function<void(NetworkInterfaceStack_s&)> spoil;
+        const char* text;
+    } cases[] = {
+        {[](auto& stack) { stack.ifDescriptors.erase(stack.ifDescriptors.begin()); }, "has no IP layer"},
+        {[](auto& stack) { stack.ifDescriptors.pop_back(); }, "has no Ethernet layer"},
+        {with_layer(InterfaceTypeList_t::IPv4), "has more than one IP layer"},
+        {with_layer(InterfaceTypeList_t::VLAN), "has more than 2 VLANs"},
+        {with_layer(InterfaceTypeList_t::PPP), "has a PPP session, which is not offered by live ports"},
+        {with_layer(InterfaceTypeList_t::PPPOE), "has a PPP session, which is not offered by live ports"},
+        {with_layer(InterfaceTypeList_t::GRE),
+         "has a layer other than IP, VLAN and Ethernet, which is not offered by live ports"},
+        {[](auto& stack) { stack.VlanInterfaceList[0].Tpid = 0x9200; },
+         "has a VLAN tag of type 0x9200; live ports offer 0x8100, 0x88a8 and 0x9100"},
+        {[](auto& stack) { stack.ifDescriptors[1].indexInList = 2; }, "names a layer that it does not have"},
+        {[](auto& stack) { stack.VlanInterfaceList[0].IdList.push_back(3); },
+         "has 2 entries for one of its layers and 3 for another"},
+        {[](auto& stack) { stack.EthIIInterfaceList[0].SrcMacList[1].address.pop_back(); },
+         "has a MAC address of 5 bytes"},
+        {[](auto& stack) { stack.EthIIInterfaceList[0].SrcMacList[1].address[0] = 3; },
+         "has a host with a multicast MAC address"},
+        {[](auto& stack) {
+             stack.Ipv4InterfaceList[0].AddrList[1] = {{224, 1, 1, 1}};
+         },
+         "has a host with the address 224.1.1.1"},
+    };
+    for (const auto& test : cases) {
+        NetworkInterfaceStack_s spoilt = stack();
+        test.spoil(spoilt);
+        EXPECT_EQ(std::string("interface 5 ") + test.text,
+                  ThrownBy<orv::il::PortFault>([&] { orv::nic::hosts_of(5, spoilt); }));
+    }
+}
+
+class LastFrame : public orv::nic::FrameSink {
+  public:
+    bool send(std::span<const std::byte> frame) override {
+        hex = hex_text(frame);
+        return ++frames > 0;
+    }
+    std::string hex;
+    int frames = 0;
+};
+
+TEST(Neighbours, AnswersForItsHosts) {
+    orv::nic::Neighbours neighbours;
+    for (const bool is_v6 : {false, true}) {
+        neighbours.add(host_of(0, {}, is_v6));
+        neighbours.add(host_of(1, {100}, is_v6));
+        neighbours.add(host_of(2, {100, 7}, is_v6));
+    }
+    const struct {
+        std::string target;
+        std::vector<std::uint16_t> vlans;
+        int answers;  ///< the host, by the last byte of its address; 0 for none
+    } cases[] = {
+        {"10.0.0.1", {}, 1},        {"10.0.0.2", {100}, 2},        {"10.0.0.3", {100, 7}, 3},
+        {"10.0.0.1", {100}, 0},     {"10.0.0.2", {}, 0},           {"10.0.0.2", {101}, 0},
+        {"10.0.0.3", {7, 100}, 0},  {"10.0.0.4", {}, 0},           {"2001:db8::1", {}, 1},
+        {"2001:db8::2", {100}, 2},  {"2001:db8::3", {100, 7}, 3},  {"2001:db8::3", {}, 0},
+        {"fe80::ff:fe00:1", {}, 1}, {"fe80::ff:fe00:1", {100}, 0}, {"fe80::ff:fe00:3", {100, 7}, 3},
+    };
+    std::array<std::byte, kMaxFrameLength> frame;
+    const auto answer_to = [&](const HostAddress& asker, const IpAddress& target) {
+        const std::size_t length = target.IsV6() ? WriteNeighborSolicitation(frame, asker, target)
+                                                 : WriteArpRequest(frame, asker, target);
+        LastFrame sink;
+        neighbours.on_frame(ParseFrame(std::span(frame).first(length)).value(), 0, sink);
+        return sink.hex;
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.target);
+        const IpAddress target = ip(test.target);
+        const HostAddress asker = host_of(200, test.vlans, target.IsV6());
+        std::string expected;
+        if (test.answers > 0) {
+            const HostAddress own{host_of(static_cast<std::uint8_t>(test.answers - 1)).mac, target,
+                                  asker.vlan};
+            const std::size_t length = target.IsV6()
+                                           ? WriteNeighborAdvertisement(frame, own, asker.mac, asker.ip)
+                                           : WriteArpReply(frame, own, asker.mac, asker.ip);
+            expected = hex_text(std::span(frame).first(length));
+            EXPECT_EQ("", answer_to(own, target))
+                << "a host's own announcement, received back, is not a request";
+        }
+        EXPECT_EQ(expected, answer_to(asker, target));
+    }
+    neighbours.clear();
+    EXPECT_EQ("", answer_to(host_of(200), host_of(0).ip));
+}
+
+TEST(Neighbours, AnswersNoFlood) {
+    orv::nic::Neighbours neighbours;
+    neighbours.add(host_of(0));
+    std::array<std::byte, kMaxFrameLength> frame;
+    const std::size_t length = WriteArpRequest(frame, host_of(200), host_of(0).ip);
+    const auto question = *ParseFrame(std::span(frame).first(length));
+    LastFrame sink;
+    for (int i = 0; i < 10'000; ++i) neighbours.on_frame(question, i * 10'000, sink);  // 100 ms
+    EXPECT_EQ(1000, sink.frames);
+}
+
+TEST(QueryGate, LetsPassWhatSaysMoreThanTheOneBefore) {
+    const struct {
+        int time_ms;
+        MembershipVersion version;
+        int response_ms;
+        bool passes;
+    } steps[] = {
+        {0, MembershipVersion::Igmp3, 1000, true},
+        {1, MembershipVersion::Igmp3, 1000, false},
+        {2, MembershipVersion::Igmp3, 9000, false},
+        {3, MembershipVersion::Igmp3, 900, true},
+        {52, MembershipVersion::Igmp3, 1000, false},
+        {53, MembershipVersion::Igmp3, 1000, true},
+        {54, MembershipVersion::Igmp2, 1000, true},
+        // As often as 20 times a second in the long run, and five times at once.
+        {2000, MembershipVersion::Igmp3, 90, true},
+        {2000, MembershipVersion::Igmp3, 80, true},
+        {2000, MembershipVersion::Igmp3, 70, true},
+        {2000, MembershipVersion::Igmp3, 60, true},
+        {2000, MembershipVersion::Igmp3, 50, true},
+        {2000, MembershipVersion::Igmp3, 40, false},
+        {2049, MembershipVersion::Igmp3, 30, false},
+        {2050, MembershipVersion::Igmp3, 20, true},
+    };
+    orv::nic::QueryGate gate;
+    for (const auto& step : steps) {
+        orv::live::MembershipQuery query;
+        query.version = step.version;
+        query.max_response_time = std::chrono::milliseconds(step.response_ms);
+        EXPECT_EQ(step.passes, gate.lets_pass(query, step.time_ms * orv::il::kMillisecond))
+            << step.time_ms << " ms, response time " << step.response_ms << " ms";
+    }
+}
+
+class ReceptionTest : public ::testing::Test {
+  protected:
+    /// One millisecond after the last one.
+    bool add(Reception& reception, std::span<const std::byte> payload, const std::string& source = "10.0.0.1",
+             std::uint16_t port = 5004) {
+        return reception.add(now_ += kMillisecond, {ip(source), ip("239.1.1.1"), port, 5004, payload});
+    }
+    bool add_signed(Reception& reception, std::uint64_t sequence, std::uint32_t stream = 1,
+                    const std::string& source = "10.0.0.1", bool is_damaged = false) {
+        std::vector<std::byte> payload(orv::live::kStreamPayloadLength);
+        orv::live::WriteStreamPacket(payload, {stream, sequence, {}});
+        if (is_damaged) payload[100] ^= std::byte{1};
+        return add(reception, payload, source);
+    }
+    void add_rtp(Reception& reception, std::uint16_t sequence, std::uint8_t ssrc = 1,
+                 std::uint16_t port = 5004) {
+        std::vector<std::byte> payload(20);
+        payload[0] = std::byte{0x80};
+        payload[2] = static_cast<std::byte>(sequence >> 8);
+        payload[3] = static_cast<std::byte>(sequence);
+        payload[11] = std::byte{ssrc};
+        EXPECT_TRUE(add(reception, payload, "10.0.0.1", port));
+    }
+    static std::string text_of(const Reception& reception) {
+        const orv::il::Packets& packets = reception.packets();
+        return fmt::format("{} received, {} lost, {} reordered, {} damaged", packets.received, packets.lost,
+                           packets.reordered, packets.payload_errors);
+    }
+    orv::il::Time now_ = 0;
+};
+
+TEST_F(ReceptionTest, SignedPackets) {
+    Reception reception(Numbering::Signature);
+    add_signed(reception, 100);
+    add_signed(reception, 103);
+    EXPECT_EQ("2 received, 2 lost, 0 reordered, 0 damaged", text_of(reception));
+    // Another stream, and the same one of another sender, have numbers of their own.
+    add_signed(reception, 7, 2);
+    add_signed(reception, 500, 1, "10.0.0.2");
+    add_signed(reception, 501, 1, "10.0.0.2");
+    EXPECT_EQ("5 received, 2 lost, 0 reordered, 0 damaged", text_of(reception));
+    // What is damaged elsewhere has its place; damaged numbers make neither losses nor a new count.
+    add_signed(reception, 104, 1, "10.0.0.1", true);
+    add_signed(reception, 90'000, 1, "10.0.0.1", true);
+    add_signed(reception, 90'001, 1, "10.0.0.1", true);
+    add_signed(reception, 5, 99, "10.0.0.1", true);
+    add_signed(reception, 105);
+    EXPECT_EQ("10 received, 2 lost, 0 reordered, 4 damaged", text_of(reception));
+    const orv::il::Time last = reception.last();
+    EXPECT_FALSE(add(reception, std::vector<std::byte>(1316)));
+    EXPECT_EQ("10 received, 2 lost, 0 reordered, 4 damaged", text_of(reception));
+    EXPECT_EQ(last, reception.last());
+    // After a time without listeners nothing is missing.
+    reception.restart();
+    add_signed(reception, 200);
+    EXPECT_EQ("11 received, 2 lost, 0 reordered, 4 damaged", text_of(reception));
+}
+
+TEST_F(ReceptionTest, ForeignPackets) {
+    Reception reception(Numbering::Rtp);
+    for (const std::uint16_t sequence : {65534, 65535, 1, 0}) add_rtp(reception, sequence);
+    EXPECT_EQ("4 received, 0 lost, 1 reordered, 0 damaged", text_of(reception));
+    add_rtp(reception, 3000, 2);
+    add_rtp(reception, 3005, 1, 6000);
+    add_rtp(reception, 3, 1);
+    EXPECT_EQ("7 received, 1 lost, 1 reordered, 0 damaged", text_of(reception));
+    EXPECT_TRUE(add(reception, std::vector<std::byte>(1316, std::byte{0x47})));  // a bare transport stream
+    EXPECT_TRUE(add_signed(reception, 4));
+    EXPECT_EQ("9 received, 1 lost, 1 reordered, 0 damaged", text_of(reception));
+}
+
+TEST_F(ReceptionTest, OfManySourcesAtATimeSixteenHaveNumbers) {
+    Reception reception(Numbering::Signature);
+    for (std::uint32_t stream = 0; stream < 100; ++stream) {
+        add_signed(reception, 10, stream);
+        add_signed(reception, 12, stream);
+    }
+    EXPECT_EQ("200 received, 16 lost, 0 reordered, 0 damaged", text_of(reception));
+    // One after the other all have: each takes the place of the one that has been silent longest.
+    now_ += 990 * kMillisecond;
+    add_signed(reception, 14, 15);
+    EXPECT_EQ("201 received, 17 lost, 0 reordered, 0 damaged", text_of(reception));
+    for (std::uint32_t stream = 100; stream < 200; ++stream) {
+        now_ += orv::il::kSecond / 10;
+        add_signed(reception, 10, stream);
+        add_signed(reception, 12, stream);
+        add_signed(reception, 14 + 2 * (stream - 99), 15);
+    }
+    EXPECT_EQ("501 received, 217 lost, 0 reordered, 0 damaged", text_of(reception));
+}
+
+TEST_F(ReceptionTest, KnowsWhetherPacketsStillCome) {
+    Reception reception(Numbering::Signature);
+    EXPECT_FALSE(reception.flows(0));
+    EXPECT_EQ(kNever, reception.last());
+    for (std::uint64_t i = 0; i < 100; ++i) add_signed(reception, i, 1, "10.0.0.1");
+    EXPECT_EQ(100 * kMillisecond, reception.last());
+    EXPECT_TRUE(reception.flows(105 * kMillisecond));
+    EXPECT_FALSE(reception.flows(106 * kMillisecond));
+    EXPECT_EQ(300 * kMillisecond, reception.quiet_time());
+    // A slower stream takes longer to be over.
+    for (std::uint64_t i = 100; i < 200; ++i) {
+        now_ += 49 * kMillisecond;
+        add_signed(reception, i);
+    }
+    EXPECT_TRUE(reception.flows(now_ + 190 * kMillisecond));
+    EXPECT_FALSE(reception.flows(now_ + 210 * kMillisecond));
+    // So does one that comes in bursts.
+    for (std::uint64_t i = 200; i < 400; ++i) {
+        if (i % 40 == 0) now_ += 599 * kMillisecond;
+        add_signed(reception, i);
+    }
+    EXPECT_EQ(1800 * kMillisecond, reception.quiet_time());
+    EXPECT_TRUE(reception.flows(now_ + 590 * kMillisecond));
+    EXPECT_FALSE(reception.has_paused(now_ + 1700 * kMillisecond));
+    EXPECT_TRUE(reception.has_paused(now_ + 1900 * kMillisecond));
+    // Time without members does not count as a gap between packets.
+    reception.restart();
+    now_ += 10 * orv::il::kSecond;
+    add_signed(reception, 400);
+    EXPECT_EQ(1800 * kMillisecond, reception.quiet_time());
+}
+
+/// "3 received, 1 lost": what there is.
+std::string text_of(const Packets& packets) {
+    std::string text = fmt::format("{} received", packets.received);
+    for (const auto& [count, what] : {std::pair(packets.lost, "lost"),
+                                      {packets.reordered, "reordered"},
+                                      {packets.duplicate, "duplicate"},
+                                      {packets.late, "late"}})
+        if (count > 0) text += fmt::format(", {} {}", count, what);
+    return text;
+}
+
+Packets count(const std::vector<std::uint64_t>& sequences, bool is_wrapping) {
+    SequenceCounter counter;
+    Packets packets;
+    for (const std::uint64_t sequence : sequences) {
+        if (is_wrapping) {
+            counter.add_wrapping(static_cast<std::uint16_t>(sequence), 40'000, packets);
+        } else {
+            counter.add(sequence, packets);
+        }
+    }
+    return packets;
+}
+
+TEST(SequenceCounter, TellsWhatBecameOfPackets) {
+    constexpr std::uint64_t kFar = std::uint64_t{1} << 41;
+    const struct {
+        const char* what;
+        std::vector<std::uint64_t> sequences;
+        const char* text;
+        bool also_wrapping = true;
+    } cases[] = {
+        {"all there", {7, 8, 9}, "3 received"},
+        {"a gap", {7, 10, 11}, "3 received, 2 lost"},
+        {"a gap filled", {7, 9, 10, 8}, "4 received, 1 reordered"},
+        {"filled twice", {7, 9, 8, 8}, "4 received, 1 reordered, 1 duplicate"},
+        {"twice", {7, 7, 8, 7}, "4 received, 2 duplicate"},
+        {"63 behind", {100, 164, 101}, "3 received, 62 lost, 1 reordered"},
+        {"64 behind", {100, 165, 101}, "3 received, 63 lost, 1 late"},
+        {"1023 behind", {100, 1124, 101}, "3 received, 1022 lost, 1 late"},
+        {"forgotten", {100, 1125, 101}, "3 received, 1024 lost, 1 late"},
+        {"old places are free again", {100, 1124, 1125}, "3 received, 1023 lost"},
+        {"before the first", {100, 99, 101, 99}, "4 received, 1 reordered, 1 duplicate"},
+        {"wraps", {65534, 65535, 65536, 65538}, "4 received, 1 lost"},
+        {"wraps back", {65535, 65537, 65536, 65535}, "4 received, 1 reordered, 1 duplicate"},
+        {"anew far behind", {30000, 5, 6, 8}, "4 received, 1 lost, 1 late"},
+        {"a stray far behind", {30000, 5, 30001, 6}, "4 received, 2 late"},
+        {"anew far ahead", {5, kFar, kFar + 1, kFar + 3}, "4 received, 1 lost", false},
+        {"a stray far ahead", {5, kFar, 6, kFar + 1, 7}, "5 received", false},
+        {"two strays", {5, kFar, 2 * kFar, 6}, "4 received", false},
+        {"a long outage", {5, 32772}, "2 received, 32766 lost"},
+        {"an outage of days",
+         {5, 1'000'000'005, 1'000'000'006, 1'000'000'008},
+         "4 received, 1000000000 lost",
+         false},
+        {"the last number", {UINT64_MAX - 1, UINT64_MAX, 0, 1}, "4 received, 1 late", false},
+    };
+    for (const auto& test : cases) {
+        EXPECT_EQ(test.text, text_of(count(test.sequences, false))) << test.what;
+        if (test.also_wrapping) {
+            EXPECT_EQ(test.text, text_of(count(test.sequences, true))) << test.what << ", 16 bits";
+        }
+    }
+}
+
+/// Reference implementation: received numbers are kept in a set.
+Packets model(const std::vector<std::uint64_t>& sequences) {
+    Packets packets;
+    std::set<std::uint64_t> seen;
+    const std::uint64_t first = sequences.empty() ? 0 : sequences.front();
+    for (const std::uint64_t sequence : sequences) {
+        ++packets.received;
+        const std::uint64_t highest = seen.empty() ? sequence : *seen.rbegin();
+        const bool is_new = seen.insert(sequence).second;
+        if (!is_new) ++packets.duplicate;
+        if (!is_new || sequence >= highest) continue;
+        ++(highest - sequence < 64 ? packets.reordered : packets.late);
+    }
+    for (std::uint64_t i = first; !seen.empty() && i < *seen.rbegin(); ++i) packets.lost += !seen.contains(i);
+    return packets;
+}
+
+TEST(SequenceCounter, CountsWhatAPlainModelCounts) {
+    struct Copy {
+        std::uint64_t place;
+        std::uint64_t sequence;
+    };
+    const bool holds = rc::check([](const std::vector<std::uint16_t>& fates, std::uint16_t start) {
+        std::vector<Copy> copies;
+        // As many as fill the counter's memory several times.
+        constexpr std::uint64_t kRepeats = 30;
+        for (std::uint64_t i = 0; i < fates.size() * kRepeats; ++i) {
+            const std::uint64_t fate = orv::il::mixed(fates[i % fates.size()] + (i << 16));
+            const std::uint64_t delay = fate >> 32;
+            if (fate % 10 == 0) continue;
+            copies.push_back({i, start + i});
+            if (fate % 10 == 1) copies.back().place += delay % 60;
+            if (fate % 100 == 2) copies.back().place += delay % 900;
+            if (fate % 10 == 3) copies.push_back({i + delay % 60, start + i});
+        }
+        std::ranges::stable_sort(copies, {}, &Copy::place);
+        std::vector<std::uint64_t> sequences;
+        for (const Copy& copy : copies) sequences.push_back(copy.sequence);
+        const std::string expected = text_of(model(sequences));
+        RC_ASSERT(text_of(count(sequences, false)) == expected);
+        RC_ASSERT(text_of(count(sequences, true)) == expected);
+    });
+    EXPECT_TRUE(holds);
+}
+
+}  // namespace
