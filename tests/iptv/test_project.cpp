@@ -38,6 +38,21 @@ CScriptable& TestProject::Root() {
     return host_.GetProject();
 }
 
+CScriptable& TestProject::Find(const std::string& name) {
+    framework::ScriptableVec objects{&Root()};
+    for (std::size_t i = 0; i < objects.size(); ++i) {
+        if (objects[i]->GetName() == name) return *objects[i];
+        objects[i]->GetObjects(objects, CScriptable::CLASS_ID(), common::kParentChild);
+    }
+    throw std::logic_error("the project has no " + name);
+}
+
+void TestProject::Put(const std::string& assignment) {
+    const std::size_t dot = assignment.find('.'), equals = assignment.find('=');
+    Find(assignment.substr(0, dot))
+        .Set(assignment.substr(dot + 1, equals - dot - 1).c_str(), assignment.substr(equals + 1));
+}
+
 template <class T>
 T& TestProject::Make(CScriptable& parent, const std::string& name) {
     T& object = CScriptableCreator().Make<T>(&parent);

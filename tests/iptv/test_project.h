@@ -40,6 +40,10 @@ class TestProject {
 
     orv::core::CHostApplication& Host() { return host_; }
     orv::framework::CScriptable& Root();
+    /// The object of that name, which is below the project.
+    orv::framework::CScriptable& Find(const std::string& name);
+    /// "<object>.<property>=<value>"
+    void Put(const std::string& assignment);
 
     orv::core::CPort& MakePort(const std::string& name = "");
     /// A device with an interface stack, and a multicast host configuration (IGMP, or MLD for IPv6) that uses
