@@ -64,8 +64,9 @@ core::CPort& TestProject::MakePort(const std::string& name) {
     return Make<core::CPort>(Root(), name);
 }
 
-core::CEmulatedDevice& TestProject::MakeDevice(core::CPort* port, std::uint32_t count, Stack stack) {
-    auto& device = Make<core::CEmulatedDevice>(Root(), "");
+core::CEmulatedDevice& TestProject::MakeDevice(core::CPort* port, std::uint32_t count, Stack stack,
+                                               const std::string& name) {
+    auto& device = Make<core::CEmulatedDevice>(Root(), name);
     device.Set(ids::EmulatedDevice::DeviceCount, count);
     if (port) Relate(device, *port, ids::relations::AffiliationPort);
     core::CNetworkInterface* below = &Make<core::CEthIIIf>(device, "");

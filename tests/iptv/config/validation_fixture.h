@@ -4,10 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <optional>
 #include <string>
-#include <type_traits>
 #include <vector>
 
 #include "orv/common/exceptions.h"
@@ -63,22 +61,18 @@ inline void StartTest(TestProject& project) {
 struct Scene {
     TestProject project;
     core::CPort& port = project.MakePort("Port 1");
-    core::CEmulatedDevice& device = project.MakeDevice(&port);
+    core::CEmulatedDevice& device = project.MakeDevice(&port, 1, {}, "Hosts");
     iptv::CIptvChannelBlock& channels = project.MakeChannelBlock("News", 1, 10);
     iptv::CIptvViewedChannels& range = project.MakeRange(channels, 1, 10, "Range");
     iptv::CIptvViewingProfileConfig& profile = project.MakeProfile("Zap");
     iptv::CIptvStbBlockConfig& block = project.MakeStbBlock(device, profile, {&range}, "Boxes");
 
-    Scene() {
-        device.Set(ids::Scriptable::Name, "Hosts");
-        TestProject::McastOf(device).Set(ids::Scriptable::Name, "Protocol");
-    }
+    Scene() { TestProject::McastOf(device).Set(ids::Scriptable::Name, "Protocol"); }
 
     /// Another device with a block that views the same channels.
     CScriptable& AddBoxes(core::CPort* on, const std::string& name, std::uint32_t count = 1,
                           bool ipv6 = false) {
-        core::CEmulatedDevice& hosts = project.MakeDevice(on, count, {.ipv6 = ipv6});
-        hosts.Set(ids::Scriptable::Name, name + " hosts");
+        auto& hosts = project.MakeDevice(on, count, {.ipv6 = ipv6}, name + " hosts");
         return project.MakeStbBlock(hosts, profile, {&range}, name);
     }
     /// An object that is of a class by the data model only.
@@ -88,13 +82,7 @@ struct Scene {
     }
 };
 
-/// "<object>.<property>=<value>", or what a function does.
-struct Edit : std::function<void(Scene&)> {
-    Edit(const char* assignment) : Edit(std::string(assignment)) {}
-    Edit(const std::string& assignment) : function([assignment](Scene& s) { s.project.Put(assignment); }) {}
-    template <class F, class = std::enable_if_t<std::is_invocable_v<F, Scene&>>>
-    Edit(F edit) : function(std::move(edit)) {}
-};
+using Edit = EditOf<Scene>;
 using Edits = std::vector<Edit>;
 
 inline void Start(Scene& s) {
