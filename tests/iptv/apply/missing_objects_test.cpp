@@ -168,6 +168,8 @@ TEST_F(MissingObjectsTest, ARangeIsComparedWithItsChannels) {
 }
 
 TEST_F(MissingObjectsTest, AClientOutlivesItsPort) {
+    CIptvMsgSetCln::ReleasePortClient(CIptvMsgSetCln::GetPortClient(&p2, nullptr));
+    p2.Set(ids::Port::Online, false);  // the delegate is gone with the client
     CIptvMsgSetCln* client = CIptvMsgSetCln::GetPortClient(&p1, nullptr);
     p1.Delete();
     EXPECT_THAT(Try([&] { iptv::IptvSetupState().PrepareState(client); }),

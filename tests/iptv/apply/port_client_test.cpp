@@ -11,22 +11,6 @@ using testing::UnorderedElementsAre;
 
 class PortClientTest : public TwoPortsTest {};
 
-TEST_F(PortClientTest, IsOneForEachPort) {
-    EXPECT_EQ(CIptvMsgSetCln::GetPortClient(nullptr, nullptr), nullptr);
-    framework::ApplyContext context;
-    CIptvMsgSetCln* client = CIptvMsgSetCln::GetPortClient(&p1, &context);
-    EXPECT_EQ(CIptvMsgSetCln::GetPortClient(&p1, nullptr), client) << "which keeps its apply";
-    EXPECT_NE(CIptvMsgSetCln::GetPortClient(&p2, nullptr), client);
-    client->AddProcessedObject(a, false);
-    CIptvMsgSetCln::GetPortClient(&p2, nullptr)->AddProcessedObject(b, false);  // no apply: no one to tell
-    EXPECT_THAT(context.GetProcessedObjects(), ElementsAre(a.GetHandle()));
-
-    CIptvMsgSetCln::ReleasePortClient(client);
-    EXPECT_EQ(CIptvMsgSetCln::FindPortClient(p1.GetHandle()), nullptr);
-    p1.Set(ids::Port::Online, false);  // its delegate is gone with it
-    EXPECT_NE(CIptvMsgSetCln::FindPortClient(p2.GetHandle()), nullptr);
-}
-
 TEST_F(PortClientTest, AddressesOfABlock) {
     auto& v4 = CScriptableCreator().Make<core::CIpv4NetworkBlock>(&project.Root());
     v4.SetStartIpList(

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 
-#include "IptvLog.h"
 #include "config/ChannelBlockIndex.h"
 #include "orv/core/if_manager.h"
 #include "orv/ids/igmpmld_ids.h"
@@ -121,23 +120,6 @@ TEST_F(ConfigClassesTest, TheHostLearnsWhichInterfacesTheLiveBlocksOfAPortUse) {
     const core::InterfaceUserMap expected{{&device, {{&block, {ipv4}}}},
                                           {&six, {{&second, {ipv6}}, {&third, {ipv6}}}}};
     EXPECT_EQ(core::CIfManager::Instance().GetInterfaceUsers(port), expected);
-}
-
-TEST_F(ConfigClassesTest, NoTextIsMadeForALevelThatIsOff) {
-    int made = 0;
-    const auto log = [&made] {
-        iptv::Trace([&made] {
-            ++made;
-            return std::string("Validating");
-        });
-    };
-    LogCapture capture;
-    iptv::devLogger()->SetLevel(framework::LogLevelType::Info);
-    log();
-    EXPECT_EQ(made, 0);
-    iptv::devLogger()->SetLevel(framework::LogLevelType::Debug);
-    log();
-    EXPECT_THAT(capture.Take(), testing::ElementsAre("content.mulvane.iptv Debug:  Validating"));
 }
 
 TEST_F(ConfigClassesTest, ABrokenListOfChannelBlocksFailsWhereNoBlockBeforeAnswers) {
