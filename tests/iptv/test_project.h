@@ -80,7 +80,7 @@ class TestProject {
 
   private:
     template <class T>
-    T& Make(orv::framework::CScriptable& parent, const std::string& name);
+    T& Make(orv::framework::CScriptable& parent, const std::string& name, const std::string& class_name = "");
 
     orv::core::CHostApplication host_;
 };

@@ -13,10 +13,9 @@ class PortClientTest : public TwoPortsTest {};
 
 TEST_F(PortClientTest, AddressesOfABlock) {
     auto& v4 = CScriptableCreator().Make<core::CIpv4NetworkBlock>(&project.Root());
-    v4.SetStartIpList(
-        {*common::CIpAddress::FromString("10.0.0.255"), *common::CIpAddress::FromString("11.0.0.0")});
-    v4.SetNetworkCount(2);
     auto& v6 = CScriptableCreator().Make<core::CIpv6NetworkBlock>(&project.Root());
+    v4.Set("StartIpList", "10.0.0.255 11.0.0.0");
+    v4.SetNetworkCount(2);
     v6.SetNetworkCount(2);
     v6.SetAddrIncrement(0xffffffff);
     std::vector<iptvcd_1_bll::ipAddress_t> list;
