@@ -85,7 +85,6 @@ ScriptedPort::~ScriptedPort() {
 }
 
 void ScriptedPort::OnBytes(std::vector<std::byte> bytes) {
-    bytes_ += bytes.size();
     Message request = Message::decode(std::move(bytes));
     if (request.get_msg_type() != tm::TMT_REQUEST) return;
     most_outstanding_ = std::max(most_outstanding_, ++outstanding_);

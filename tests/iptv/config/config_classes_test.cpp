@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "IptvLog.h"
 #include "config/ChannelBlockIndex.h"
 #include "orv/core/if_manager.h"
 #include "orv/ids/igmpmld_ids.h"
@@ -105,6 +106,9 @@ TEST_F(ConfigClassesTest, ABlocksHostsNeedNoMembershipsOfTheirOwn) {
     const auto allowed = ids::MulticastHostConfig::AllowNoMemberships;
     EXPECT_TRUE(TestProject::McastOf(device).GetBool(allowed));
     EXPECT_FALSE(TestProject::McastOf(project.MakeDevice(&port)).GetBool(allowed));
+    LogCapture log;
+    block.OnRelationModified(relations::MulticastParam, port, true);
+    EXPECT_THAT(log.Take(), testing::ElementsAre(testing::HasSubstr("set AllowNoMemberships flag")));
 }
 
 TEST_F(ConfigClassesTest, TheHostLearnsWhichInterfacesTheLiveBlocksOfAPortUse) {
@@ -120,6 +124,14 @@ TEST_F(ConfigClassesTest, TheHostLearnsWhichInterfacesTheLiveBlocksOfAPortUse) {
     const core::InterfaceUserMap expected{{&device, {{&block, {ipv4}}}},
                                           {&six, {{&second, {ipv6}}, {&third, {ipv6}}}}};
     EXPECT_EQ(core::CIfManager::Instance().GetInterfaceUsers(port), expected);
+}
+
+TEST_F(ConfigClassesTest, NoTextIsMadeForALevelThatIsOff) {
+    const LogCapture log;
+    iptv::devLogger()->SetLevel(framework::LogLevelType::Error);
+    const auto make = []() -> std::string { throw std::logic_error("made"); };
+    EXPECT_NO_THROW(iptv::Trace(make));
+    EXPECT_NO_THROW(iptv::LogText(iptv::devLogger(), framework::LogLevelType::Info, make));
 }
 
 TEST_F(ConfigClassesTest, ABrokenListOfChannelBlocksFailsWhereNoBlockBeforeAnswers) {

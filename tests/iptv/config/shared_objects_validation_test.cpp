@@ -5,13 +5,12 @@
 namespace testing_aids {
 namespace {
 
+using std::to_string;
+
 constexpr auto kChannelBlocks = &iptv::CIptvChannelBlock::OnValidateChannelBlock;
 constexpr auto kRanges = &iptv::CIptvViewedChannels::OnValidateViewedChannels;
 constexpr auto kProfiles = &iptv::CIptvViewingProfileConfig::OnValidateViewingProfile;
 
-std::string Number(std::uint32_t number) {
-    return std::to_string(number);
-}
 Edit Extend(std::uint32_t channels) {
     return [=](Scene& s) { TestProject::GroupOf(s.channels).GetNetworkBlock()->SetNetworkCount(channels); };
 }
@@ -22,9 +21,7 @@ Edit View(const std::string& name, std::uint32_t start, std::uint32_t end) {
         TestProject::Relate(s.block, range, relations::StbChannel);
     };
 }
-Edit MoreBoxes() {
-    return [](Scene& s) { s.AddBoxes(&s.port, "More"); };
-}
+const Edit kMoreBoxes = [](Scene& s) { s.AddBoxes(&s.port, "More"); };
 Edit MakeOdd(std::uint32_t id, const std::string& base) {
     return [=](Scene& s) { s.MakeOdd(id, base, s.project.Root()); };
 }
@@ -40,8 +37,8 @@ const Report kUdpPorts{"News",
 
 Edit UdpPorts(std::uint32_t first, std::uint32_t step, std::uint32_t count) {
     return [=](Scene& s) {
-        s.project.Put("News.UdpDestinationPort=" + Number(first));
-        s.project.Put("News.UdpDestinationPortStep=" + Number(step));
+        s.project.Put("News.UdpDestinationPort=" + to_string(first));
+        s.project.Put("News.UdpDestinationPortStep=" + to_string(step));
         Extend(count)(s);
     };
 }
@@ -154,7 +151,6 @@ TEST(ViewedChannelsValidation, EachRuleHasItsLimit) {
         {5, 5, 1, 5, 0, {kShort, kOutside}},
         {4, 14, 1, 5, 1, {kOutside}},
         {5, 25, 1, 5, 1, {kOutside}},
-        {25, 30, 1, 25, 1, {kOutside}},
         {9, 8, 1, 9, 1, {kBackwards, kShort, TooHigh("9", "8")}},
         {5, 8, 2, 20, 7, {kInitialStep, TooHigh("20", "8"), TooFar("7", "3"), kUneven}},
         // 5 + 4294967295 is 4 in 32 bits.
@@ -166,11 +162,11 @@ TEST(ViewedChannelsValidation, EachRuleHasItsLimit) {
         for (const std::string& text : row.texts) reports.push_back(In("Range", text));
         CheckCases(
             kRanges,
-            {{Number(row.start) + " to " + Number(row.end) + " step " + Number(row.step),
-              {"News.ChannelStart=5", Extend(20), "Range.ChannelRangeStart=" + Number(row.start),
-               "Range.ChannelRangeEnd=" + Number(row.end), "Range.ChannelRangeStep=" + Number(row.step),
-               "Range.InitialChannelStart=" + Number(row.initial),
-               "Range.InitialChannelStep=" + Number(row.initial_step)},
+            {{to_string(row.start) + " to " + to_string(row.end) + " step " + to_string(row.step),
+              {"News.ChannelStart=5", Extend(20), "Range.ChannelRangeStart=" + to_string(row.start),
+               "Range.ChannelRangeEnd=" + to_string(row.end), "Range.ChannelRangeStep=" + to_string(row.step),
+               "Range.InitialChannelStart=" + to_string(row.initial),
+               "Range.InitialChannelStep=" + to_string(row.initial_step)},
               reports}});
     }
 }
@@ -197,7 +193,7 @@ TEST(ViewedChannelsValidation, RangesOfABlockDoNotOverlap) {
         {"a deleted one is not", {View("Gone", 3, 5), Delete("Gone")}, {}},
         {"a step of 0 ends the validation",
          {View("Nil", 8, 9), "Nil.ChannelRangeStep=0", View("Last", 8, 10), "Range.InitialChannelStart=0",
-          MoreBoxes()},
+          kMoreBoxes},
          {In("Range", TooLow("0", "1")), In("Nil", kStep)}},
     };
     CheckCases(kRanges, cases);
@@ -207,7 +203,7 @@ TEST(ViewedChannelsValidation, OnlyWhatIsUsedIsChecked) {
     const Edit spoil("Range.InitialChannelStart=0");
     const Report wrong = In("Range", TooLow("0", "1"));
     const Cases cases{
-        {"for each block that views it", {spoil, MoreBoxes()}, {wrong, wrong}},
+        {"for each block that views it", {spoil, kMoreBoxes}, {wrong, wrong}},
         {"by nobody", {spoil, Delete("Boxes")}, {}},
         {"by a block that is off", {spoil, Off("Boxes")}, {}},
         {"by a device that is off", {spoil, Off("Hosts")}, {}},
@@ -303,7 +299,6 @@ TEST(ViewingProfileValidation, EachRuleHasItsLimit) {
         {{.interval = 1025}, {kTick}},
         {{.interval = 50, .join = 50, .leave = 100}, {}},
         // Differences that would be negative are very large numbers instead.
-        {{.interval = 0}, {}},
         {{.interval = 0, .join = 1, .leave = 1}, {kJoin, kLeave}},
         {{.interval = 0, .delay = 10, .join = 5000}, {}},
         {{.interval = 100, .delay = 200, .join = 5000}, {kDelay}},
@@ -319,7 +314,6 @@ TEST(ViewingProfileValidation, EachRuleHasItsLimit) {
         // 4294968 s are 704 ms more than 32 bits hold.
         {{.delay = 655, .view = 4294968}, {kDelayInView}},
         {{.changes = 0}, {kChanges}},
-        {{.view = 10, .changes = 0}, {kChanges}},
         {{.trigger_delay = 0}, {}},
         {{.trigger_delay = 1, .trigger_check = true}, {}},
         {{.trigger_delay = 0, .trigger_check = true}, {kTrigger}},
@@ -328,7 +322,7 @@ TEST(ViewingProfileValidation, EachRuleHasItsLimit) {
     };
     int number = 0;
     for (const auto& row : rows)
-        CheckCases(kProfiles, {{"row " + Number(number++), {row.values}, row.reports}});
+        CheckCases(kProfiles, {{"row " + to_string(number++), {row.values}, row.reports}});
 }
 
 TEST(ViewingProfileValidation, ProfilesThatAreOffOrGoneAreNotChecked) {
