@@ -49,20 +49,17 @@ std::set<std::string> TakeInventory() {
                          classes.GetClass(relation->source)->GetName() + " -> " +
                          classes.GetClass(relation->target)->GetName());
     }
-    for (const Validator* validator : ValidatorRegistry::Instance().GetValidators()) {
-        inventory.insert("validator " + validator->GetCategory() + " " + validator->GetName() + " " +
-                         Hex(validator->GetClassId().GetValue()));
-    }
-    for (const ApplyObjectHandler* handler : ApplyToILHandlerRegistry::Instance().GetHandlers()) {
-        inventory.insert("apply handler " + handler->GetCategory() + " " + handler->GetName() + " " +
-                         Hex(handler->GetClassId().GetValue()));
-    }
-    for (const auto* protocol : orv::core::CProtocolModule::Instance().GetProtocols()) {
-        inventory.insert("protocol " + protocol->GetCategory() + " " + protocol->GetName());
-    }
-    for (const auto* handler : orv::core::CResultModule::Instance().GetHandlers()) {
-        inventory.insert("result handler " + handler->GetName());
-    }
+    const auto add_of_class = [&inventory](const std::string& kind, const auto& of) {
+        inventory.insert(kind + of.GetCategory() + " " + of.GetName() + " " +
+                         Hex(of.GetClassId().GetValue()));
+    };
+    for (const auto* each : ValidatorRegistry::Instance().GetValidators()) add_of_class("validator ", *each);
+    for (const auto* each : ApplyToILHandlerRegistry::Instance().GetHandlers())
+        add_of_class("apply handler ", *each);
+    for (const auto* each : orv::core::CProtocolModule::Instance().GetProtocols())
+        inventory.insert("protocol " + each->GetCategory() + " " + each->GetName());
+    for (const auto* each : orv::core::CResultModule::Instance().GetHandlers())
+        inventory.insert("result handler " + each->GetName());
     for (const std::uint32_t id : CResourceManager::Instance().GetIds()) {
         if (id >> 24 == 0x21)
             inventory.insert("resource " + Hex(id) + " [" +

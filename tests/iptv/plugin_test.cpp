@@ -35,18 +35,20 @@ TEST(PluginTest, LogsItsRegistrationAndGivesItsVersion) {
 class LoadedPluginTest : public testing::Test {
   protected:
     LoadedPluginTest() { host_.LoadPlugin(PLUGIN_PATH); }
+    CScriptable* Create(const std::string& class_name, CScriptable* parent) {
+        return CScriptableCreator().Create(class_name, parent);
+    }
     CHostApplication host_{{ClockKind::Virtual}};
+    CScriptable* const project_ = &host_.GetProject();
 };
 
 TEST_F(LoadedPluginTest, TheHostListsTheProtocol) {
     auto* protocol = CProtocolModule::Instance().FindProtocol("Iptv");
     ASSERT_NE(protocol, nullptr);
-    EXPECT_EQ(protocol->GetId(), 3);
-    EXPECT_EQ(protocol->GetCategory(), "Mulvane");
-    EXPECT_EQ(protocol->GetCategoryStartPriority(), 3);
-    EXPECT_EQ(protocol->GetProtocolStartPriority(), 3);
-    EXPECT_EQ(protocol->GetProtocolTransmitOSILayer(), 3);
-    EXPECT_EQ(protocol->GetProtocolOperationOSILayer(), 3);
+    const std::vector<int> numbers{
+        protocol->GetId(), protocol->GetCategoryStartPriority(), protocol->GetProtocolStartPriority(),
+        protocol->GetProtocolTransmitOSILayer(), protocol->GetProtocolOperationOSILayer()};
+    EXPECT_EQ(numbers, std::vector<int>(5, 3));
     EXPECT_TRUE(protocol->GetManagedProtocolConfigType().empty());
     std::vector<int> ids{9};
     protocol->GetFlappableObjectClassIds(ids);
@@ -54,57 +56,43 @@ TEST_F(LoadedPluginTest, TheHostListsTheProtocol) {
 }
 
 TEST_F(LoadedPluginTest, ManagedConfigurationIsEveryLiveStbBlock) {
-    auto* protocol = CProtocolModule::Instance().FindProtocol("Iptv");
-    std::vector<std::uint32_t> handles{7};
-    protocol->GetManagedProtocolConfig(handles);
-    EXPECT_EQ(handles, std::vector<std::uint32_t>{7}) << "no blocks, nothing added";
-
-    CScriptableCreator creator;
-    CScriptable* const project = &host_.GetProject();
-    CScriptable* ports[] = {creator.Create("Port", project), creator.Create("Port", project)};
+    CScriptable* ports[] = {Create("Port", project_), Create("Port", project_)};
     std::vector<CScriptable*> blocks;
     for (CScriptable* port : {ports[1], ports[0], ports[1], ports[1]}) {
-        CScriptable* device = creator.Create("EmulatedDevice", project);
+        CScriptable* device = Create("EmulatedDevice", project_);
         ASSERT_TRUE(device->AddObject(*port, {0x1000003, 0}));
-        blocks.push_back(creator.Create("IptvStbBlockConfig", device));
-        ASSERT_NE(blocks.back(), nullptr) << creator.GetErrorText();
+        blocks.push_back(Create("IptvStbBlockConfig", device));
     }
     blocks[2]->MarkDelete(true, true);
-    handles.clear();
-    protocol->GetManagedProtocolConfig(handles);
-    EXPECT_EQ(handles, (std::vector<std::uint32_t>{blocks[1]->GetHandle(), blocks[0]->GetHandle(),
+    std::vector<std::uint32_t> handles{7};
+    CProtocolModule::Instance().FindProtocol("Iptv")->GetManagedProtocolConfig(handles);
+    EXPECT_EQ(handles, (std::vector<std::uint32_t>{7, blocks[1]->GetHandle(), blocks[0]->GetHandle(),
                                                    blocks[3]->GetHandle()}))
-        << "ports ascending, index order within a port";
+        << "appended: ports ascending, index order within a port";
 }
 
 TEST_F(LoadedPluginTest, ClearingAProjectClearsItsResults) {
-    CScriptableCreator creator;
-    CScriptable* const project = &host_.GetProject();
-    CScriptable* device = creator.Create("EmulatedDevice", project);
-    std::vector<CScriptable*> results;
-    for (const auto& [owner, result] :
-         {std::pair{creator.Create("Port", project), "IptvPortResults"},
-          {creator.Create("IptvViewedChannels", project), "IptvChannelResults"},
-          {creator.Create("IptvViewingProfileConfig", project), "IptvViewingProfileResults"},
-          {creator.Create("IptvStbBlockConfig", device), "IptvStbBlockResults"},
-          {project, "IptvTestResults"}})
-        results.push_back(creator.Create(result, owner));
+    CScriptable* device = Create("EmulatedDevice", project_);
+    const std::vector<CScriptable*> results{
+        Create("IptvPortResults", Create("Port", project_)),
+        Create("IptvChannelResults", Create("IptvViewedChannels", project_)),
+        Create("IptvViewingProfileResults", Create("IptvViewingProfileConfig", project_)),
+        Create("IptvStbBlockResults", Create("IptvStbBlockConfig", device)),
+        Create("IptvTestResults", project_)};
     results.front()->Set("TotalPkts", "5");
     results.back()->Set("TestResult", "PASSED");
     const auto& registry = orv::core::CClearResultHandlerRegistry::Instance();
     registry.ClearResults({device->GetHandle(), 4711});
     EXPECT_FALSE(results.front()->IsDeleted()) << "only projects are cleared";
-    registry.ClearResults({project->GetHandle()});
+    registry.ClearResults({project_->GetHandle()});
     for (const CScriptable* result : results) EXPECT_TRUE(result->IsDeleted()) << result->Describe();
     EXPECT_EQ(results.front()->Get("TotalPkts"), "0");
     EXPECT_EQ(results.back()->Get("TestResult"), "NONE");
 }
 
 TEST_F(LoadedPluginTest, ASecondHostUsesTheLoadedPlugin) {
-    CScriptableCreator creator;
-    CScriptable* device = creator.Create("EmulatedDevice", &host_.GetProject());
-    EXPECT_NE(creator.Create("CIptvStbBlockConfig", device), nullptr) << creator.GetErrorText();
-    EXPECT_EQ(creator.Create("IptvStbBlockConfig", &host_.GetProject()), nullptr) << "it needs a device";
+    EXPECT_NE(Create("CIptvStbBlockConfig", Create("EmulatedDevice", project_)), nullptr);
+    EXPECT_EQ(Create("IptvStbBlockConfig", project_), nullptr) << "it needs a device";
 }
 
 }  // namespace

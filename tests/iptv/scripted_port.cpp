@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <map>
 
 #include "msgset/iptvcd_1.h"
 #include "orv/framework/handle_registry.h"
@@ -24,8 +23,8 @@ std::string NameOf(std::uint32_t handle) {
     return object ? object->GetName() : std::to_string(handle);
 }
 
-template <class Record, std::uint32_t Record::*handle, void (*parse)(const Message*, std::vector<Record>*)>
-Handles FromRecords(const Message& message) {
+template <auto handle, class Record>
+Handles FromRecords(const Message& message, void (*parse)(const Message*, std::vector<Record>*)) {
     std::vector<Record> records;
     parse(&message, &records);
     Handles handles;
@@ -33,37 +32,27 @@ Handles FromRecords(const Message& message) {
     return handles;
 }
 
-template <void (*parse)(const Message*, Handles*)>
-Handles FromHandles(const Message& message) {
+Handles FromHandles(const Message& message, void (*parse)(const Message*, Handles*)) {
     Handles handles;
     parse(&message, &handles);
     return handles;
 }
 
-struct Reader {
-    Handles (*read)(const Message&);
-    bool names;  ///< the handles are those of objects
-};
-
-const std::map<std::string, Reader>& Readers() {
+/// The handles in a request; nothing for other operations.
+Handles HandlesOf(const std::string& operation, const Message& message) {
     using namespace iptvcd_1_bll;
-    static const std::map<std::string, Reader> readers{
-        {"UpdateProfile",
-         {FromRecords<profileConfig_s, &profileConfig_s::profile_handle, parse_req_UpdateProfile>, true}},
-        {"UpdateChannelBlock",
-         {FromRecords<channelBlockConfig_s, &channelBlockConfig_s::channel_handle,
-                      parse_req_UpdateChannelBlock>,
-          true}},
-        {"UpdateSettopBlock",
-         {FromRecords<settopBlockConfig_s, &settopBlockConfig_s::stblock_handle, parse_req_UpdateSettopBlock>,
-          true}},
-        {"DeleteProfile", {FromHandles<parse_req_DeleteProfile>, true}},
-        {"DeleteChannelBlock", {FromHandles<parse_req_DeleteChannelBlock>, true}},
-        {"DeleteSettopBlock", {FromHandles<parse_req_DeleteSettopBlock>, true}},
-        {"AttachInterfaces", {FromHandles<parse_req_AttachInterfaces>, false}},
-        {"DetachInterfaces", {FromHandles<parse_req_DetachInterfaces>, false}},
-    };
-    return readers;
+    if (operation == "UpdateProfile")
+        return FromRecords<&profileConfig_s::profile_handle>(message, parse_req_UpdateProfile);
+    if (operation == "UpdateChannelBlock")
+        return FromRecords<&channelBlockConfig_s::channel_handle>(message, parse_req_UpdateChannelBlock);
+    if (operation == "UpdateSettopBlock")
+        return FromRecords<&settopBlockConfig_s::stblock_handle>(message, parse_req_UpdateSettopBlock);
+    if (operation == "DeleteProfile") return FromHandles(message, parse_req_DeleteProfile);
+    if (operation == "DeleteChannelBlock") return FromHandles(message, parse_req_DeleteChannelBlock);
+    if (operation == "DeleteSettopBlock") return FromHandles(message, parse_req_DeleteSettopBlock);
+    if (operation == "AttachInterfaces") return FromHandles(message, parse_req_AttachInterfaces);
+    if (operation == "DetachInterfaces") return FromHandles(message, parse_req_DetachInterfaces);
+    return {};
 }
 
 std::string OperationOf(const Message& message) {
@@ -74,13 +63,11 @@ std::string OperationOf(const Message& message) {
 }  // namespace
 
 std::string Summarise(const Message& request) {
-    std::string text = OperationOf(request);
-    const auto reader = Readers().find(text);
-    if (reader == Readers().end()) return text;
-    const char* separator = " ";
-    for (const std::uint32_t handle : reader->second.read(request)) {
-        text += separator + (reader->second.names ? NameOf(handle) : std::to_string(handle));
-        separator = ",";
+    const std::string operation = OperationOf(request);
+    std::string text = operation;
+    for (const std::uint32_t handle : HandlesOf(operation, request)) {
+        const bool is_interface = operation.ends_with("Interfaces");
+        text += (text == operation ? " " : ",") + (is_interface ? std::to_string(handle) : NameOf(handle));
     }
     return text;
 }
@@ -98,7 +85,6 @@ ScriptedPort::~ScriptedPort() {
 }
 
 void ScriptedPort::OnBytes(std::vector<std::byte> bytes) {
-    bytes_ += bytes.size();
     Message request = Message::decode(std::move(bytes));
     if (request.get_msg_type() != tm::TMT_REQUEST) return;
     most_outstanding_ = std::max(most_outstanding_, ++outstanding_);

@@ -47,7 +47,6 @@ class ScriptedPort {
     const orv::tm::Message& Last(const std::string& operation) const;
     /// The most requests that were outstanding at once.
     int GetMostOutstanding() const { return most_outstanding_; }
-    std::size_t GetBytes() const { return bytes_; }
 
   private:
     void OnBytes(std::vector<std::byte> bytes);
@@ -58,7 +57,6 @@ class ScriptedPort {
     std::unique_ptr<orv::framework::ITransport> end_;
     std::vector<orv::tm::Message> requests_;
     std::vector<std::string> summaries_;
-    std::size_t bytes_ = 0;
     std::uint32_t notifications_ = 0;
     int outstanding_ = 0;
     int most_outstanding_ = 0;

@@ -4,14 +4,8 @@
 
 #include "IptvLog.h"
 #include "IptvResourceRegisterer.h"
-#include "orv/core/eth_ii_if.h"
-#include "orv/core/ipv4_if.h"
-#include "orv/core/ipv6_if.h"
 #include "orv/core/network_block.h"
-#include "orv/core/ppp_if.h"
-#include "orv/core/pppoe_if.h"
 #include "orv/core/project.h"
-#include "orv/core/vlan_if.h"
 #include "orv/framework/apply.h"
 #include "orv/ids/core_ids.h"
 #include "orv/ids/framework_ids.h"
@@ -38,41 +32,52 @@ CScriptable& TestProject::Root() {
     return host_.GetProject();
 }
 
+CScriptable& TestProject::Find(const std::string& name) {
+    framework::ScriptableVec objects{&Root()};
+    for (std::size_t i = 0; i < objects.size(); ++i) {
+        if (objects[i]->GetName() == name) return *objects[i];
+        objects[i]->GetObjects(objects, CScriptable::CLASS_ID(), common::kParentChild);
+    }
+    throw std::logic_error("the project has no " + name);
+}
+
+void TestProject::Put(const std::string& assignment) {
+    const std::size_t dot = assignment.find('.'), equals = assignment.find('=');
+    Find(assignment.substr(0, dot))
+        .Set(assignment.substr(dot + 1, equals - dot - 1).c_str(), assignment.substr(equals + 1));
+}
+
 template <class T>
-T& TestProject::Make(CScriptable& parent, const std::string& name) {
-    T& object = CScriptableCreator().Make<T>(&parent);
-    if (!name.empty()) object.Set(ids::Scriptable::Name, name);
-    return object;
+T& TestProject::Make(CScriptable& parent, const std::string& name, const std::string& class_name) {
+    CScriptableCreator creator;
+    CScriptable* object =
+        class_name.empty() ? &creator.Make<T>(&parent) : creator.Create(class_name, &parent);
+    if (!name.empty()) object->Set(ids::Scriptable::Name, name);
+    return dynamic_cast<T&>(*object);
 }
 
 core::CPort& TestProject::MakePort(const std::string& name) {
     return Make<core::CPort>(Root(), name);
 }
 
-core::CEmulatedDevice& TestProject::MakeDevice(core::CPort* port, std::uint32_t count, Stack stack) {
-    auto& device = Make<core::CEmulatedDevice>(Root(), "");
+core::CEmulatedDevice& TestProject::MakeDevice(core::CPort* port, std::uint32_t count, Stack stack,
+                                               const std::string& name) {
+    auto& device = Make<core::CEmulatedDevice>(Root(), name);
     device.Set(ids::EmulatedDevice::DeviceCount, count);
     if (port) Relate(device, *port, ids::relations::AffiliationPort);
-    core::CNetworkInterface* below = &Make<core::CEthIIIf>(device, "");
-    const auto put_on_top = [&below](core::CNetworkInterface& layer) {
-        Relate(layer, *below, ids::relations::StackedOn);
-        below = &layer;
-    };
-    for (int i = 0; i < stack.vlans; ++i) put_on_top(Make<core::CVlanIf>(device, ""));
-    if (stack.pppoe) {
-        put_on_top(Make<core::CPppoeIf>(device, ""));
-        put_on_top(Make<core::CPppIf>(device, ""));
+    std::vector<std::string> layers{"EthIIIf"};
+    layers.insert(layers.end(), static_cast<std::size_t>(stack.vlans), "VlanIf");
+    if (stack.pppoe) layers.insert(layers.end(), {"PppoeIf", "PppIf"});
+    layers.emplace_back(stack.ipv6 ? "Ipv6If" : "Ipv4If");
+    CScriptable* top = nullptr;
+    for (const std::string& name_of_layer : layers) {
+        auto& layer = Make<core::CNetworkInterface>(device, "", name_of_layer);
+        if (top) Relate(layer, *top, ids::relations::StackedOn);
+        top = &layer;
     }
-    if (stack.ipv6) {
-        put_on_top(Make<core::CIpv6If>(device, ""));
-    } else {
-        put_on_top(Make<core::CIpv4If>(device, ""));
-    }
-    Relate(device, *below, ids::relations::TopLevelIf);
-    igmpmld::CMulticastHostConfig& protocol =
-        stack.ipv6 ? static_cast<igmpmld::CMulticastHostConfig&>(Make<igmpmld::CMldHostConfig>(device, ""))
-                   : static_cast<igmpmld::CMulticastHostConfig&>(Make<igmpmld::CIgmpHostConfig>(device, ""));
-    Relate(protocol, *below, ids::relations::UsesIf);
+    Relate(device, *top, ids::relations::TopLevelIf);
+    auto& protocol = Make<CScriptable>(device, "", stack.ipv6 ? "MldHostConfig" : "IgmpHostConfig");
+    Relate(protocol, *top, ids::relations::UsesIf);
     return device;
 }
 
@@ -92,9 +97,7 @@ iptv::CIptvChannelBlock& TestProject::MakeChannelBlock(const std::string& name, 
     auto& block = Make<iptv::CIptvChannelBlock>(Root(), name);
     block.Set(ids::IptvChannelBlock::ChannelName, name);
     block.Set(ids::IptvChannelBlock::ChannelStart, start);
-    mcastcore::CMulticastGroup& group =
-        ipv6 ? static_cast<mcastcore::CMulticastGroup&>(Make<mcastcore::CIpv6Group>(Root(), name + " group"))
-             : static_cast<mcastcore::CMulticastGroup&>(Make<mcastcore::CIpv4Group>(Root(), name + " group"));
+    auto& group = Make<mcastcore::CMulticastGroup>(Root(), name + " group", ipv6 ? "Ipv6Group" : "Ipv4Group");
     group.GetNetworkBlock()->SetNetworkCount(count);
     Relate(block, group, ids::relations::MulticastParam);
     return block;

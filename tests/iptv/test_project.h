@@ -1,7 +1,9 @@
 // A project to test with: a host, and the objects of an IPTV test made in one call each.
 #pragma once
 
+#include <concepts>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -40,11 +42,16 @@ class TestProject {
 
     orv::core::CHostApplication& Host() { return host_; }
     orv::framework::CScriptable& Root();
+    /// The object of that name, which is below the project.
+    orv::framework::CScriptable& Find(const std::string& name);
+    /// "<object>.<property>=<value>"
+    void Put(const std::string& assignment);
 
     orv::core::CPort& MakePort(const std::string& name = "");
     /// A device with an interface stack, and a multicast host configuration (IGMP, or MLD for IPv6) that uses
     /// its IP interface. Without port for null.
-    orv::core::CEmulatedDevice& MakeDevice(orv::core::CPort* port, std::uint32_t count = 1, Stack stack = {});
+    orv::core::CEmulatedDevice& MakeDevice(orv::core::CPort* port, std::uint32_t count = 1, Stack stack = {},
+                                           const std::string& name = "");
     /// The device's multicast host configuration.
     static orv::igmpmld::CMulticastHostConfig& McastOf(const orv::core::CEmulatedDevice& device);
     /// The layer of a device of that class ("VlanIf"), the `nth` from the link layer up.
@@ -73,9 +80,20 @@ class TestProject {
 
   private:
     template <class T>
-    T& Make(orv::framework::CScriptable& parent, const std::string& name);
+    T& Make(orv::framework::CScriptable& parent, const std::string& name, const std::string& class_name = "");
 
     orv::core::CHostApplication host_;
+};
+
+/// A change of a scene, which has a `project`: "<object>.<property>=<value>", or what a function does.
+template <class Scene>
+struct EditOf : std::function<void(Scene&)> {
+    EditOf() = default;
+    EditOf(const char* assignment) : EditOf(std::string(assignment)) {}
+    EditOf(const std::string& assignment)
+        : std::function<void(Scene&)>([assignment](Scene& scene) { scene.project.Put(assignment); }) {}
+    template <class F>
+    requires std::invocable<const F&, Scene&> EditOf(F edit) : std::function<void(Scene&)>(std::move(edit)) {}
 };
 
 /// What is logged while it lives, off the console. The plug-in's traces are on.

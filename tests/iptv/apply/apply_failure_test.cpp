@@ -1,21 +1,10 @@
 // Ports that reject requests.
 #include "apply/ApplyStates.h"
 #include "apply_fixture.h"
-#include "orv/core/ipv4_network_block.h"
 #include "orv/framework/handle_registry.h"
-#include "results/IptvResultsManager.h"
 
+namespace testing_aids {
 namespace {
-
-using namespace orv;  // NOLINT: a test
-using iptv::CIptvMsgSetCln;
-using testing::ElementsAre;
-using testing::ElementsAreArray;
-using testing::IsEmpty;
-using testing_aids::Answer;
-using testing_aids::TestProject;
-using Requests = std::vector<std::string>;
-namespace relations = ids::relations;
 
 /// What one failed request is reported as, but for the beginning of the text.
 std::string Entry(int i, std::uint32_t sequence, const char* port, int code, const std::string& text) {
@@ -26,75 +15,56 @@ std::string Entry(int i, std::uint32_t sequence, const char* port, int code, con
 const std::string kOneError = "IPTV Apply received error";
 
 /// Block C has a profile and a range of its own, so that an apply can have all kinds of requests for P1.
-class ApplyFailureTest : public testing_aids::TwoPortsTest {
-  protected:
-    ApplyFailureTest() {
+struct FailureScene : TwoPorts {
+    FailureScene() {
         c.SetObjects({&slow}, relations::IptvProfile);
         c.SetObjects({&other}, relations::StbChannel);
     }
-    void EditEverything() {
-        ASSERT_EQ(Apply(), "");
-        c.MarkDelete(true, true);
-        fast.Set(ids::IptvViewingProfileConfig::Interval, 2000u);
-        range.Set(ids::IptvViewedChannels::ChannelRangeEnd, 5u);
-        a.Set(ids::IptvStbBlockConfig::MinBufferLevel, std::uint16_t{3});
-        far1.Take();
-        far2.Take();
-    }
-    /// Answers the n-th request from now on.
-    void Spoil(testing_aids::ScriptedPort& port, std::size_t nth, Answer how) {
-        port.answer = [how, nth, count = std::size_t{0}](const tm::Message&) mutable {
-            return count++ == nth ? how : Answer::Respond;
-        };
-    }
-
     iptv::CIptvViewedChannels& other = project.MakeRange(channels, 5, 8, "Other");
 };
+class ApplyFailureTest : public testing::Test, protected FailureScene {};
 
 const Requests kAllKinds{"DeleteSettopBlock C", "DetachInterfaces 2", "DeleteChannelBlock Other",
                          "DeleteProfile Slow",  "UpdateProfile Fast", "UpdateChannelBlock Range",
                          "AttachInterfaces 1",  "UpdateSettopBlock A"};
 constexpr std::size_t kFirstUpdate = 4;
 
-class FaultTest : public ApplyFailureTest, public testing::WithParamInterface<std::size_t> {};
-
-TEST_P(FaultTest, StopsItsPortOnlyAndTheNextApplyMakesItGood) {
-    const std::size_t failing = GetParam();
-    // Slow enough that a second request would meet the first.
-    far1.thinks = std::chrono::milliseconds(3);
-    far2.thinks = std::chrono::milliseconds(5);
-    EditEverything();
-    Spoil(far1, failing, Answer::Fault);
-    const auto sequence = static_cast<std::uint32_t>(far1.GetRequests().size() + failing + 1);
-    EXPECT_EQ(Apply(), kOneError + Entry(0, sequence, "P1", 7, "refused"));
-    EXPECT_THAT(far1.Take(), ElementsAreArray(kAllKinds.begin(), kAllKinds.begin() + failing + 1));
+TEST(ApplyFailure, StopsItsPortOnlyAndTheNextApplyMakesItGood) {
     const Requests to_p2{"UpdateProfile Fast", "UpdateChannelBlock Range"};
-    EXPECT_THAT(far2.Take(), ElementsAreArray(to_p2));
+    for (std::size_t failing = 0; failing < kAllKinds.size(); ++failing) {
+        SCOPED_TRACE(kAllKinds[failing]);
+        FailureScene s;
+        // Slow enough that a second request would meet the first.
+        s.far1.thinks = std::chrono::milliseconds(3);
+        s.far2.thinks = std::chrono::milliseconds(5);
+        s.Sent();
+        s.c.MarkDelete(true, true);
+        for (const char* edit : {"Fast.Interval=2000", "Range.ChannelRangeEnd=5", "A.MinBufferLevel=3"})
+            s.project.Put(edit);
+        s.far1.Take();
+        s.far2.Take();
+        TwoPorts::Spoil(s.far1, failing, Answer::Fault);
+        const auto sequence = static_cast<std::uint32_t>(s.far1.GetRequests().size() + failing + 1);
+        EXPECT_EQ(s.Apply(), kOneError + Entry(0, sequence, "P1", 7, "refused"));
+        EXPECT_THAT(s.far1.Take(), ElementsAreArray(kAllKinds.begin(), kAllKinds.begin() + failing + 1));
+        EXPECT_THAT(s.far2.Take(), ElementsAreArray(to_p2));
 
-    // What was deleted is not deleted again; profiles and ranges are sent while they are dirty.
-    far1.answer = {};
-    EXPECT_EQ(Apply(), "");
-    EXPECT_THAT(far1.Take(),
-                ElementsAreArray(kAllKinds.begin() + std::min(failing, kFirstUpdate), kAllKinds.end()));
-    EXPECT_THAT(far2.Take(), ElementsAreArray(to_p2));
-    EXPECT_EQ(Apply(), "");
-    EXPECT_THAT(far1.Take(), IsEmpty());
-    EXPECT_THAT(far2.Take(), IsEmpty());
-    EXPECT_EQ(far1.GetMostOutstanding(), 1);
-    EXPECT_EQ(far2.GetMostOutstanding(), 1);
+        // What was deleted is not deleted again; profiles and ranges are sent while they are dirty.
+        s.far1.answer = {};
+        s.Sent();
+        EXPECT_THAT(s.far1.Take(),
+                    ElementsAreArray(kAllKinds.begin() + std::min(failing, kFirstUpdate), kAllKinds.end()));
+        EXPECT_THAT(s.far2.Take(), ElementsAreArray(to_p2));
+        EXPECT_THAT(s.Sent(), IsEmpty());
+        EXPECT_EQ(s.far1.GetMostOutstanding(), 1);
+        EXPECT_EQ(s.far2.GetMostOutstanding(), 1);
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Kinds, FaultTest, testing::Range<std::size_t>(0, kAllKinds.size()),
-                         [](const auto& info) {
-                             const std::string& request = kAllKinds[info.param];
-                             return request.substr(0, request.find(' '));
-                         });
 
 TEST_F(ApplyFailureTest, WhatIsNewToAPortIsSentUntilThePortHasIt) {
     ASSERT_EQ(Apply(), "");
     far2.Take();
-    device_c.RemoveObject(p1, relations::AffiliationPort);
-    TestProject::Relate(device_c, p2, relations::AffiliationPort);
+    device_c.SetObjects({&p2}, relations::AffiliationPort);
     const std::string profile = "UpdateProfile Slow", range = "UpdateChannelBlock Other",
                       interface = "AttachInterfaces 2", block = "UpdateSettopBlock C";
     const struct {
@@ -109,7 +79,7 @@ TEST_F(ApplyFailureTest, WhatIsNewToAPortIsSentUntilThePortHasIt) {
     far2.answer = {};
     EXPECT_EQ(Apply(), "");
     EXPECT_THAT(far2.Take(), ElementsAre(interface, block));
-    EXPECT_THAT(far1.Take(), testing::Not(testing::Contains(block)));
+    EXPECT_THAT(far1.Take(), testing::Not(Contains(block)));
 }
 
 TEST_F(ApplyFailureTest, AnExcludedInterfaceIsDetachedHoweverFarItsBlockHasCome) {
@@ -117,7 +87,6 @@ TEST_F(ApplyFailureTest, AnExcludedInterfaceIsDetachedHoweverFarItsBlockHasCome)
     c.SetObjects({&range}, relations::StbChannel);
     ASSERT_EQ(Apply(), "");
     far1.Take();
-    constexpr auto kOn = ids::IlMembership::INCLUDED, kOff = ids::IlMembership::EXCLUDED;
     constexpr std::size_t kNone = 9;
     const std::string attach = "AttachInterfaces 2", update = "UpdateSettopBlock C",
                       remove = "DeleteSettopBlock C", detach = "DetachInterfaces 2";
@@ -127,48 +96,45 @@ TEST_F(ApplyFailureTest, AnExcludedInterfaceIsDetachedHoweverFarItsBlockHasCome)
         Requests sent;
     } applies[] = {{kOff, 0, {remove}},        {kOff, 1, {remove, detach}}, {kOff, kNone, {detach}},
                    {kOn, 1, {attach, update}}, {kOff, kNone, {detach}},     {kOn, kNone, {attach, update}}};
-    auto& results = *iptv::CIptvResultsManager::GetResultsManager();
     for (const auto& apply : applies) {
-        c.GetMcastIf()->Set(ids::EmulatedIf::IlMembership, apply.membership);
+        SetMembership(c, apply.membership);
         Spoil(far1, apply.failing, Answer::Fault);
         EXPECT_EQ(Apply() == "", apply.failing == kNone);
         EXPECT_THAT(far1.Take(), ElementsAreArray(apply.sent));
         if (apply.failing != kNone) continue;
         // Nothing has changed since, so that an apply has nothing to refuse.
-        results.SetTestRunning(true);
+        SetTestRunning(true);
         EXPECT_EQ(Apply(), "");
-        results.SetTestRunning(false);
+        SetTestRunning(false);
     }
 }
 
 TEST_F(ApplyFailureTest, AMovedGroupReachesAlsoThePortThatFailedBeforeIt) {
     ASSERT_EQ(Apply(), "");
-    auto& addresses =
-        dynamic_cast<core::CIpv4NetworkBlock&>(*TestProject::GroupOf(channels).GetNetworkBlock());
     for (const std::size_t failing : {0, 1}) {
         SCOPED_TRACE(failing);
-        fast.Set(ids::IptvViewingProfileConfig::Interval, 2000 + 50 * static_cast<std::uint32_t>(failing));
-        addresses.SetAddrIncrement(addresses.GetAddrIncrement() + 1);
+        project.Put(failing ? "Fast.Interval=2050" : "Fast.Interval=2000");
+        AddressesOf(channels).SetAddrIncrement(AddressesOf(channels).GetAddrIncrement() + 1);
         Spoil(far1, failing, Answer::Fault);
         EXPECT_NE(Apply(), "");
         far1.answer = {};
         far1.Take();
-        EXPECT_EQ(Apply(), "");
+        Sent();
         EXPECT_THAT(far1.Take(), ElementsAre("UpdateProfile Fast", "UpdateChannelBlock Range,Other"));
-        EXPECT_EQ(Apply(), "");
-        EXPECT_THAT(far1.Take(), IsEmpty());
+        EXPECT_THAT(Sent(), IsEmpty());
     }
 }
 
 TEST_F(ApplyFailureTest, AnswersThatDoNotComeFailTheApply) {
+    const std::string late = "iptvcd_1.UpdateProfile was not answered within 30000 ms";
     const struct {
         Answer how;
         int code;
-        const char* text;
+        std::string text;
     } cases[] = {
-        {Answer::Nothing, -1, "iptvcd_1.UpdateProfile was not answered within 30000 ms"},
-        {Answer::Late, -1, "iptvcd_1.UpdateProfile was not answered within 30000 ms"},
-        {Answer::WrongType, -1, "iptvcd_1.UpdateProfile was not answered within 30000 ms"},
+        {Answer::Nothing, -1, late},
+        {Answer::Late, -1, late},
+        {Answer::WrongType, -1, late},
         {Answer::CloseInstead, -2,
          "iptvcd_1.UpdateProfile was not answered: the other end closed the connection"},
     };
@@ -182,7 +148,7 @@ TEST_F(ApplyFailureTest, AnswersThatDoNotComeFailTheApply) {
     // The connection is closed.
     EXPECT_EQ(Apply(), kOneError + Entry(0, 0, "P1", -1, "iptvcd_1.UpdateProfile could not be sent"));
     far2.Take();
-    const testing_aids::ScriptedPort again(p1);
+    const ScriptedPort again(p1);
     EXPECT_EQ(Apply(), "");
     EXPECT_EQ(again.GetRequests().size(), 4u);
     EXPECT_EQ(Apply(), "");
@@ -190,19 +156,18 @@ TEST_F(ApplyFailureTest, AnswersThatDoNotComeFailTheApply) {
 }
 
 TEST_F(ApplyFailureTest, WhatFailsIsLoggedWithItsStep) {
-    testing_aids::LogCapture log;
+    LogCapture log;
     Spoil(far1, 0, Answer::Fault);
     framework::CRpcManager::Instance().Disconnect(p2.GetMessenger());
     const std::string failure = Apply();
     const auto lines = log.Take();
+    const std::string request = "\"iptvcd_1.UpdateProfile\", fault ", step = " (Update Profile) message ",
+                      of = "RPC error for CIptvMsgSetCln::";
     for (const std::string& text :
-         {std::string("RPC error for CIptvMsgSetCln::GenericResponseHandler (Update Profile) message "
-                      "response: Seq 1, "
-                      "\"iptvcd_1.UpdateProfile\", fault 7, \"refused\" on port P1"),
-          std::string("RPC error for CIptvMsgSetCln::Dispatch (Update Profile) message send: Seq 0, "
-                      "\"iptvcd_1.UpdateProfile\", fault 0, \"\" on port P2"),
+         {of + "GenericResponseHandler" + step + "response: Seq 1, " + request + "7, \"refused\" on port P1",
+          of + "Dispatch" + step + "send: Seq 0, " + request + "0, \"\" on port P2",
           std::string("IPTV Apply received errors"), failure})
-        EXPECT_THAT(lines, testing::Contains("content.mulvane.iptv Error: " + text));
+        EXPECT_THAT(lines, Contains("content.mulvane.iptv Error: " + text));
 }
 
 TEST_F(ApplyFailureTest, WhatHasBeenSentIsProcessed) {
@@ -245,3 +210,4 @@ TEST_F(ApplyFailureTest, AnswersOfStepsThatAreGoneAreIgnored) {
 }
 
 }  // namespace
+}  // namespace testing_aids

@@ -1,394 +1,350 @@
 // The records in an apply's requests.
-#include <functional>
+#include <algorithm>
 
 #include "apply_fixture.h"
 #include "config/AddressLists.h"
-#include "orv/core/ipv4_network_block.h"
 #include "orv/core/ipv6_if.h"
-#include "orv/core/ipv6_network_block.h"
-#include "orv/framework/resources.h"
 
+namespace testing_aids {
 namespace {
 
-using namespace orv;           // NOLINT: a test
 using namespace iptvcd_1_bll;  // NOLINT: records
-using framework::CScriptable;
-using framework::CScriptableCreator;
-using testing::Contains;
-using testing_aids::Stack;
-using testing_aids::TestProject;
-namespace relations = ids::relations;
+using Profile = profileConfig_s;
+using Channels = channelBlockConfig_s;
+using Settop = settopBlockConfig_s;
 
-ipAddress_t Ip(const char* text) {
+ipAddress_t Ip(const std::string& text) {
     if (const auto v4 = common::CIpAddress::FromString(text)) return iptv::ToIpAddress(*v4);
     return iptv::ToIpAddress(*common::CIpv6Address::FromString(text));
 }
 
-/// An edit of the configuration, and what it makes of the record that is sent. Edits add up.
-template <class Record>
-struct Edit {
-    const char* name;
-    std::function<void()> edit;
-    std::function<void(Record&)> expect;
-};
-
-class ApplyRecordsTest : public testing_aids::ApplyTest {
-  protected:
+/// A block "Boxes" on port P1 that watches one range, the channels 4 to 8 of 1 to 8.
+struct RecordScene : ApplyScene {
+    explicit RecordScene(Stack stack) : stack(stack) {
+        TestProject::McastOf(device).Set(ids::Scriptable::Name, "Protocol");
+        AddressesOf(channels).Set(ids::Scriptable::Name, "Addresses");
+        TestProject::LayerOf(device, stack.ipv6 ? "Ipv6If" : "Ipv4If")
+            .Set(ids::Scriptable::Name, "Interface");
+        for (int i = 0; i < stack.vlans; ++i) {
+            CScriptable& tag = TestProject::LayerOf(device, "VlanIf", i);
+            tag.Set(ids::Scriptable::Name, "Tag " + std::to_string(i));
+        }
+        if (stack.pppoe) TestProject::LayerOf(device, "PppoeIf").Set(ids::Scriptable::Name, "Sessions");
+    }
     template <class Record>
-    Record Sent(const char* operation, void (*parse)(const tm::Message*, std::vector<Record>*)) {
+    Record Last(const char* operation, void (*parse)(const tm::Message*, std::vector<Record>*)) {
         std::vector<Record> records;
         parse(&far1.Last(operation), &records);
         EXPECT_EQ(records.size(), 1u);
         return records.at(0);
     }
-    template <class Record>
+    /// Applies `edits` one by one; they add up.
+    template <class Record, class Edits>
     void Check(const char* operation, void (*parse)(const tm::Message*, std::vector<Record>*),
-               Record expected, const std::vector<Edit<Record>>& edits) {
-        for (const Edit<Record>& edit : edits) {
-            SCOPED_TRACE(edit.name);
-            edit.edit();
-            edit.expect(expected);
+               Record expected, const Edits& edits) {
+        for (const auto& edit : edits) {
+            SCOPED_TRACE("edit " + std::to_string(&edit - &*std::begin(edits)));
+            for (const auto& part : edit.parts) part(*this);
+            if (edit.expect) edit.expect(expected);
             EXPECT_EQ(Apply(), "");
-            EXPECT_TRUE(Sent(operation, parse) == expected);
+            EXPECT_TRUE(Last(operation, parse) == expected);
         }
     }
-    /// A block on port P1 that watches one range, the channels 4 to 8 of 1 to 8.
-    void MakeTest(Stack stack, bool ipv6_channels = false) {
-        channels = &project.MakeChannelBlock("News", 1, 8, ipv6_channels);
-        range = &project.MakeRange(*channels, 4, 8);
-        profile = &project.MakeProfile();
-        device = &project.MakeDevice(&p1, 2, stack);
-        device->Set(ids::Scriptable::Name, "Host");
-        block = &project.MakeStbBlock(*device, *profile, {range});
+    Channels NewChannels() const {
+        Channels record;
+        record.channel_handle = range.GetHandle();
+        record.channel_count = 5;
+        record.channel_number_start = record.channel_initial_start = 4;
+        record.channel_number_step = record.channel_initial_step = 1;
+        record.channel_ip_start = Ip(stack.ipv6 ? "ff1e::4" : "225.0.0.4");
+        record.channel_ip_step = Ip(stack.ipv6 ? "::1" : "0.0.0.1");
+        record.filterMode = FilterModeType::EXCLUDE;
+        record.fcc_multicast_udp_port = 5003;
+        return record;
     }
-    template <class NetworkBlock>
-    NetworkBlock& Addresses() {
-        return dynamic_cast<NetworkBlock&>(*TestProject::GroupOf(*channels).GetNetworkBlock());
+    Settop NewSettop() const {
+        Settop record;
+        record.stblock_handle = block.GetHandle();
+        record.profile_handle = profile.GetHandle();
+        record.igmp_version = stack.ipv6 ? IgmpVersion::MLD_VERSION1 : IgmpVersion::IGMP_VERSION2;
+        record.channel_handle = {range.GetHandle()};
+        record.settop_count = 2;
+        record.vif_handle = 1;
+        return record;
     }
-    /// Gives the channel block a network block of its own with sources.
-    template <class NetworkBlock, class Address>
-    void MakeSources(const std::vector<const char*>& starts, std::uint32_t count, std::uint32_t increment) {
-        auto& sources = CScriptableCreator().Make<NetworkBlock>(channels);
-        std::vector<Address> addresses;
-        for (const char* start : starts) addresses.push_back(*Address::FromString(start));
-        sources.SetStartIpList(addresses);
-        sources.SetNetworkCount(count);
-        sources.SetAddrIncrement(increment);
-        channels->Set(ids::IptvChannelBlock::UseNetworkBlockSources, true);
-    }
-
-    channelBlockConfig_s NewChannels(const char* first, const char* step) const {
-        return {.channel_handle = range->GetHandle(),
-                .channel_count = 5,
-                .channel_number_start = 4,
-                .channel_number_step = 1,
-                .channel_initial_start = 4,
-                .channel_initial_step = 1,
-                .channel_ip_start = Ip(first),
-                .channel_ip_step = Ip(step),
-                .filterMode = FilterModeType::EXCLUDE,
-                .source_list = {},
-                .fcc_multicast_udp_port = 5003,
-                .fcc_multicast_udp_port_step = 0,
-                .rrr_cbConfig = {}};
-    }
-
-    iptv::CIptvChannelBlock* channels = nullptr;
-    iptv::CIptvViewedChannels* range = nullptr;
-    iptv::CIptvViewingProfileConfig* profile = nullptr;
-    core::CEmulatedDevice* device = nullptr;
-    iptv::CIptvStbBlockConfig* block = nullptr;
+    const Stack stack;
+    iptv::CIptvChannelBlock& channels = project.MakeChannelBlock("News", 1, 8, stack.ipv6);
+    iptv::CIptvViewedChannels& range = project.MakeRange(channels, 4, 8, "Range");
+    iptv::CIptvViewedChannels& other = project.MakeRange(channels, 1, 3, "Other");
+    iptv::CIptvViewingProfileConfig& profile = project.MakeProfile("Zap");
+    core::CEmulatedDevice& device = project.MakeDevice(&p1, 2, stack, "Host");
+    iptv::CIptvStbBlockConfig& block = project.MakeStbBlock(device, profile, {&range}, "Boxes");
 };
 
-TEST_F(ApplyRecordsTest, Profile) {
-    namespace Id = ids::IptvViewingProfileConfig;
-    MakeTest({});
-    const auto set = [this](framework::PropId id, auto value) {
-        return [this, id, value] { profile->Set(id, value); };
-    };
-    using P = profileConfig_s;
-    Check<P>(
-        "UpdateProfile", parse_req_UpdateProfile,
-        {.profile_handle = profile->GetHandle(),
-         .zap_changes_before_view = 1,
-         .view_duration = 10'000,
-         .leave_to_leave_delay = 1000,
-         .unicast_leave_trigger_delay = 100,
-         .join_latency_threshold = 500,
-         .leave_latency_threshold = 1000,
-         .unicast_join_threshold = 500,
-         .unicast_leave_threshold = 1000},
-        {{"new", [] {}, [](P&) {}},
-         {"", set(Id::UnicastOnly, true), [](P& p) { p.unicast_only = true; }},
-         {"", set(Id::UnicastStay, true), [](P& p) { p.unicast_stay = true; }},
-         {"", set(Id::ZapBehavior, std::uint8_t{1}), [](P& p) { p.zap_behavior = ZapBehavior::ZAP_N_VIEW; }},
-         {"", set(Id::ZapDirection, std::uint8_t{1}), [](P& p) { p.zap_direction = ZapDirection::DIR_DOWN; }},
-         {"", set(Id::ZapDirection, std::uint8_t{2}),
-          [](P& p) { p.zap_direction = ZapDirection::DIR_RANDOM; }},
-         {"", set(Id::ZapIntervalType, std::uint8_t{1}),
-          [](P& p) { p.zap_interval_type = ZapIntervalType::MTL; }},
-         {"", set(Id::ZapIntervalType, std::uint8_t{2}),
-          [](P& p) { p.zap_interval_type = ZapIntervalType::UTL; }},
-         {"", set(Id::ChangesBeforeView, 11u), [](P& p) { p.zap_changes_before_view = 11; }},
-         {"in ms", set(Id::ViewDuration, 5u), [](P& p) { p.view_duration = 5000; }},
-         {"", set(Id::SetTopLeaveJoinDelay, 12u), [](P& p) { p.leave_to_join_delay = 12; }},
-         {"", set(Id::Interval, 1300u), [](P& p) { p.leave_to_leave_delay = 1300; }},
-         {"", set(Id::MulticastJoinTriggerDelay, 14u), [](P& p) { p.mcast_join_trigger_delay = 14; }},
-         {"", set(Id::UnicastLeaveTriggerDelay, 15u), [](P& p) { p.unicast_leave_trigger_delay = 15; }},
-         {"", set(Id::JoinLatencyThreshold, 16u), [](P& p) { p.join_latency_threshold = 16; }},
-         {"", set(Id::LeaveLatencyThreshold, 17u), [](P& p) { p.leave_latency_threshold = 17; }},
-         {"", set(Id::UnicastJoinThreshold, 18u), [](P& p) { p.unicast_join_threshold = 18; }},
-         {"", set(Id::UnicastLeaveThreshold, 19u), [](P& p) { p.unicast_leave_threshold = 19; }}});
-}
+using T = RecordScene;
 
-using Channels = channelBlockConfig_s;
-
-TEST_F(ApplyRecordsTest, ChannelBlockOfIpv4) {
-    MakeTest({});
-    namespace Range = ids::IptvViewedChannels;
-    namespace Block = ids::IptvChannelBlock;
-    core::CEmulatedDevice& source = project.MakeDevice(nullptr, 3);
-    Check<Channels>(
-        "UpdateChannelBlock", parse_req_UpdateChannelBlock, NewChannels("225.0.0.4", "0.0.0.1"),
-        {{"new", [] {}, [](Channels&) {}},
-         {"first channel viewed", [&] { range->Set(Range::InitialChannelStart, 6u); },
-          [](Channels& c) { c.channel_initial_start = 6; }},
-         {"step",
-          [&] {
-              range->Set(Range::ChannelRangeStep, 2u);
-              range->Set(Range::InitialChannelStep, 4u);
-          },
-          [](Channels& c) {
-              c.channel_count = 3;
-              c.channel_number_step = 2;
-              c.channel_initial_step = 4;
-              c.channel_ip_step = Ip("0.0.0.2");
-          }},
-         {"address",
-          [&] {
-              Addresses<core::CIpv4NetworkBlock>().SetStartIpList(
-                  {*common::CIpAddress::FromString("225.0.3.0")});
-              Addresses<core::CIpv4NetworkBlock>().SetAddrIncrement(0x10);
-          },
-          [](Channels& c) {
-              c.channel_ip_start = Ip("225.0.3.48");
-              c.channel_ip_step = Ip("0.0.0.32");
-          }},
-         {"address back",
-          [&] {
-              Addresses<core::CIpv4NetworkBlock>().SetStartIpList(
-                  {*common::CIpAddress::FromString("225.0.0.1")});
-              Addresses<core::CIpv4NetworkBlock>().SetAddrIncrement(1);
-          },
-          [](Channels& c) {
-              c.channel_ip_start = Ip("225.0.0.4");
-              c.channel_ip_step = Ip("0.0.0.2");
-          }},
-         {"increment", [&] { Addresses<core::CIpv4NetworkBlock>().SetAddrIncrement(0x100); },
-          [](Channels& c) {
-              c.channel_ip_start = Ip("225.0.3.1");
-              c.channel_ip_step = Ip("0.0.2.0");
-          }},
-         {"UDP ports",
-          [&] {
-              channels->Set(Block::UdpDestinationPort, std::uint16_t{7000});
-              channels->Set(Block::UdpDestinationPortStep, std::uint16_t{10});
-          },
-          [](Channels& c) {
-              c.fcc_multicast_udp_port = 7003;  // whatever the step is
-              c.fcc_multicast_udp_port_step = 10;
-          }},
-         {"filter", [&] { channels->Set(Block::FilterMode, std::uint8_t{0}); },
-          [](Channels& c) { c.filterMode = FilterModeType::INCLUDE; }},
-         {"retransmission", [&] { channels->Set(Block::RtpNackEnable, true); },
-          [](Channels& c) { c.rrr_cbConfig = {{.cbNackEnable = true}}; }},
-         {"sources of a device", [&] { TestProject::Relate(*channels, source, relations::TrafficSources); },
-          [](Channels& c) {
-              c.source_list = {Ip("192.85.1.3"), Ip("192.85.1.4"), Ip("192.85.1.5")};
-          }},
-         {"sources of the block",
-          [&] {
-              MakeSources<core::CIpv4NetworkBlock, common::CIpAddress>({"10.0.0.1", "10.9.0.1"}, 2, 0x100);
-          },
-          [](Channels& c) {
-              c.source_list = {Ip("10.0.0.1"), Ip("10.0.1.1"), Ip("10.9.0.1"), Ip("10.9.1.1")};
-          }}});
-}
-
-TEST_F(ApplyRecordsTest, ChannelBlockOfIpv6) {
-    MakeTest({.ipv6 = true}, true);
-    core::CEmulatedDevice& source = project.MakeDevice(nullptr, 2, {.ipv6 = true});
-    auto& link_local = CScriptableCreator().Make<core::CIpv6If>(&source);
-    link_local.Set(ids::Ipv6If::Address, *common::CIpv6Address::FromString("fe80::1"));
-    auto& second = CScriptableCreator().Make<core::CIpv6If>(&source);
-    second.SetCollection<common::CIpv6Address>(ids::Ipv6If::AddrList,
-                                               {*common::CIpv6Address::FromString("3000::9")});
-    Check<Channels>(
-        "UpdateChannelBlock", parse_req_UpdateChannelBlock, NewChannels("ff1e::4", "::1"),
-        {{"new", [] {}, [](Channels&) {}},
-         {"increment", [&] { Addresses<core::CIpv6NetworkBlock>().SetAddrIncrement(0x80000000); },
-          [](Channels& c) {
-              c.channel_ip_start = Ip("ff1e::1:8000:1");
-              c.channel_ip_step = Ip("::8000:0");
-          }},
-         {"sources of a device", [&] { TestProject::Relate(*channels, source, relations::TrafficSources); },
-          [](Channels& c) {
-              c.source_list = {Ip("2000::2"), Ip("2000::3"), Ip("3000::9")};
-          }},
-         {"sources of the block",
-          [&] { MakeSources<core::CIpv6NetworkBlock, common::CIpv6Address>({"4000::1"}, 2, 0x10); },
-          [](Channels& c) {
-              c.source_list = {Ip("4000::1"), Ip("4000::11")};
-          }}});
-}
-
-TEST_F(ApplyRecordsTest, ARangeInNoChannelBlockHasNumbersOnly) {
-    MakeTest({});
-    range->Set(ids::IptvViewedChannels::ChannelRangeStart, 1u);
-    range->Set(ids::IptvViewedChannels::ChannelRangeEnd, 1u);
-    EXPECT_EQ(ApplyWithoutValidation(), "");
-    Channels expected;
-    expected.channel_handle = range->GetHandle();
-    expected.channel_count = expected.channel_number_start = expected.channel_number_step = 1;
-    expected.channel_initial_start = 4;
-    expected.channel_initial_step = 1;
-    expected.filterMode = FilterModeType::EXCLUDE;
-    EXPECT_TRUE(Sent("UpdateChannelBlock", parse_req_UpdateChannelBlock) == expected);
-}
-
-using Settop = settopBlockConfig_s;
-namespace Stb = ids::IptvStbBlockConfig;
-
-class SettopRecordsTest : public ApplyRecordsTest {
-  protected:
-    void CheckBlock(Stack stack, const std::vector<Edit<Settop>>& edits) {
-        MakeTest(stack);
-        Settop expected;
-        expected.stblock_handle = block->GetHandle();
-        expected.profile_handle = profile->GetHandle();
-        expected.igmp_version = stack.ipv6 ? IgmpVersion::MLD_VERSION1 : IgmpVersion::IGMP_VERSION2;
-        expected.channel_handle = {range->GetHandle()};
-        expected.settop_count = 2;
-        expected.vif_handle = 1;
-        Check<Settop>("UpdateSettopBlock", parse_req_UpdateSettopBlock, expected, edits);
-    }
-    template <class V>
-    std::function<void()> Set(framework::PropId id, V value) {
-        return [this, id, value] { block->Set(id, value); };
-    }
-    void EnableRetransmission() {
-        block->Set(Stb::RtpNackEnable, true);
-        block->Set(Stb::RtpNackInterval, 21u);
-        block->Set(Stb::RtpNackDelay, 22u);
-        block->Set(Stb::RtpNackSeqBitmask, std::uint16_t{23});
-        block->Set(Stb::RrrServerAddrV4, "192.0.2.1");
-        block->Set(Stb::RrrServerAddrV6, "2001:db8::1");
-        block->Set(Stb::RrrServerPort, std::uint16_t{24});
-    }
-    void EnableFcc() {
-        iptv::RunningTest::SetRules({.fcc_check = true});
-        block->Set(Stb::FccServerAddrV4, "192.0.2.2");
-        block->Set(Stb::FccServerAddrV6, "2001:db8::2");
-        block->Set(Stb::FccServerPort, std::uint16_t{31});
-        block->Set(Stb::UdpSourcePort, std::uint16_t{32});
-        block->Set(Stb::UdpSourcePortStep, std::uint16_t{33});
-    }
-    static std::function<void(Settop&)> ExpectRetransmission(const char* server) {
-        return [server](Settop& s) { s.rrr_stbConfig = {{true, 21, 22, 23, Ip(server), 24}}; };
-    }
-    static std::function<void(Settop&)> ExpectFcc(const char* server) {
-        return [server](Settop& s) {
-            s.fcc_server_address = Ip(server);
-            s.fcc_server_port = 31;
-            s.udp_source_port = 32;
-            s.udp_source_port_step = 33;
-        };
-    }
+/// An edit of the configuration, and what it makes of the record that is sent.
+template <class Record>
+struct Edit {
+    std::vector<EditOf<T>> parts;
+    std::function<void(Record&)> expect = {};
 };
 
-TEST_F(SettopRecordsTest, Ipv4) {
-    CheckBlock(
-        {},
-        {{"new", [] {}, [](Settop&) {}},
-         {"start delay", Set(Stb::InterClientStartDelayStep, 70'000u),
-          [](Settop& s) { s.start_delay_step = 70'000; }},
-         {"buffer level", Set(Stb::MinBufferLevel, std::uint16_t{65535}),
-          [](Settop& s) { s.min_buffer_level = 65535; }},
-         {"hosts", [this] { device->Set(ids::EmulatedDevice::DeviceCount, 3u); },
-          [](Settop& s) { s.settop_count = 3; }},
-         {"second range",
-          [this] { TestProject::Relate(*block, project.MakeRange(*channels, 1, 3), relations::StbChannel); },
-          [this](Settop& s) {
-              s.channel_handle.push_back(
-                  block->GetObjects("IptvViewedChannels", relations::StbChannel)[1]->GetHandle());
-          }},
-         {"retransmission", [this] { EnableRetransmission(); }, ExpectRetransmission("192.0.2.1")},
-         {"fast channel change", [this] { EnableFcc(); }, ExpectFcc("192.0.2.2")},
-         {"neither",
-          [this] {
-              block->Set(Stb::RtpNackEnable, false);
-              iptv::RunningTest::SetRules({});
-          },
-          [](Settop& s) {
-              s.rrr_stbConfig.clear();
-              ExpectFcc("0.0.0.0")(s);
-              s.fcc_server_port = s.udp_source_port = s.udp_source_port_step = 0;
-          }}});
-}
-
-TEST_F(SettopRecordsTest, Ipv6) {
-    CheckBlock(
-        {.ipv6 = true},
-        {{"version", [this] { TestProject::McastOf(*device).Set("Version", "MLD_V1"); }, [](Settop&) {}},
-         {"retransmission", [this] { EnableRetransmission(); }, ExpectRetransmission("2001:db8::1")},
-         {"fast channel change", [this] { EnableFcc(); }, ExpectFcc("2001:db8::2")}});
-}
-
-TEST_F(SettopRecordsTest, OneVlan) {
-    CheckBlock(
-        {.vlans = 1},
-        {{"tag",
-          [this] { TestProject::LayerOf(*device, "VlanIf").Set(ids::VlanIf::VlanId, std::uint16_t{41}); },
-          [](Settop& s) {
-              s.vlan_tag = 41;
-              s.vlan_inner_tag = s.vlan_inner_step = 0;
-          }}});
-}
-
-TEST_F(SettopRecordsTest, VlansAndPppoe) {
-    const auto tag = [this](int nth, std::uint16_t id, std::int16_t step) {
-        return [=, this] {
-            TestProject::LayerOf(*device, "VlanIf", nth).Set(ids::VlanIf::VlanId, id);
-            TestProject::LayerOf(*device, "VlanIf", nth).Set(ids::VlanIf::IdStep, step);
-        };
+TEST(ApplyRecords, Profile) {
+    using P = Profile;
+    const Edit<P> edits[] = {
+        {{}},
+        {{"Zap.UnicastOnly=true"}, [](P& p) { p.unicast_only = true; }},
+        {{"Zap.UnicastStay=true"}, [](P& p) { p.unicast_stay = true; }},
+        {{"Zap.ZapBehavior=1"}, [](P& p) { p.zap_behavior = ZapBehavior::ZAP_N_VIEW; }},
+        {{"Zap.ZapDirection=1"}, [](P& p) { p.zap_direction = ZapDirection::DIR_DOWN; }},
+        {{"Zap.ZapDirection=2"}, [](P& p) { p.zap_direction = ZapDirection::DIR_RANDOM; }},
+        {{"Zap.ZapIntervalType=1"}, [](P& p) { p.zap_interval_type = ZapIntervalType::MTL; }},
+        {{"Zap.ZapIntervalType=2"}, [](P& p) { p.zap_interval_type = ZapIntervalType::UTL; }},
+        {{"Zap.ChangesBeforeView=11"}, [](P& p) { p.zap_changes_before_view = 11; }},
+        {{"Zap.ViewDuration=5"}, [](P& p) { p.view_duration = 5000; }},  // ms
+        {{"Zap.SetTopLeaveJoinDelay=12"}, [](P& p) { p.leave_to_join_delay = 12; }},
+        {{"Zap.Interval=1300"}, [](P& p) { p.leave_to_leave_delay = 1300; }},
+        {{"Zap.MulticastJoinTriggerDelay=14"}, [](P& p) { p.mcast_join_trigger_delay = 14; }},
+        {{"Zap.UnicastLeaveTriggerDelay=15"}, [](P& p) { p.unicast_leave_trigger_delay = 15; }},
+        {{"Zap.JoinLatencyThreshold=16"}, [](P& p) { p.join_latency_threshold = 16; }},
+        {{"Zap.LeaveLatencyThreshold=17"}, [](P& p) { p.leave_latency_threshold = 17; }},
+        {{"Zap.UnicastJoinThreshold=18"}, [](P& p) { p.unicast_join_threshold = 18; }},
+        {{"Zap.UnicastLeaveThreshold=19"}, [](P& p) { p.unicast_leave_threshold = 19; }},
     };
-    CheckBlock({.vlans = 2, .pppoe = true}, {{"outer", tag(0, 41, 42),
-                                              [](Settop& s) {
-                                                  s.vlan_tag = 41;
-                                                  s.vlan_step = 42;
-                                                  s.vlan_inner_tag = 100;  // the default
-                                                  s.ppp_index = {1, 2};
-                                              }},
-                                             {"inner", tag(1, 43, -1), [](Settop& s) {
-                                                  s.vlan_inner_tag = 43;
-                                                  s.vlan_inner_step = 0xffff;
-                                              }}});
+    T scene({});
+    Profile first;
+    first.profile_handle = scene.profile.GetHandle();
+    first.zap_changes_before_view = 1;
+    first.view_duration = 10'000;
+    first.leave_to_leave_delay = 1000;
+    first.unicast_leave_trigger_delay = 100;
+    first.join_latency_threshold = first.unicast_join_threshold = 500;
+    first.leave_latency_threshold = first.unicast_leave_threshold = 1000;
+    scene.Check("UpdateProfile", parse_req_UpdateProfile, first, edits);
 }
 
-TEST_F(SettopRecordsTest, UnresolvedAddressesAreWarnedOf) {
-    MakeTest({});
+std::function<void(Channels&)> ExpectAddress(const char* first, const char* step) {
+    return [=](Channels& c) { c.channel_ip_start = Ip(first), c.channel_ip_step = Ip(step); };
+}
+std::function<void(Channels&)> ExpectSources(const std::vector<const char*>& sources) {
+    return [=](Channels& c) {
+        c.source_list.clear();
+        for (const char* source : sources) c.source_list.push_back(Ip(source));
+    };
+}
+/// The device whose hosts are the sources.
+EditOf<T> AddSourceDevice(std::uint32_t count, const std::string& step) {
+    return [=](T& t) {
+        auto& device = t.project.MakeDevice(nullptr, count, {.ipv6 = t.stack.ipv6});
+        auto& interface = TestProject::LayerOf(device, t.stack.ipv6 ? "Ipv6If" : "Ipv4If");
+        interface.Set(ids::Scriptable::Name, "Source");
+        interface.Set("AddrStep", step);
+        TestProject::Relate(t.channels, device, relations::TrafficSources);
+    };
+}
+
+/// The channel block gets a network block of its own with sources, two from each start.
+EditOf<T> AddOwnSources(const std::string& starts, std::uint32_t increment) {
+    return [=](T& t) {
+        CScriptableCreator creator;
+        auto* sources = creator.Create(t.stack.ipv6 ? "Ipv6NetworkBlock" : "Ipv4NetworkBlock", &t.channels);
+        sources->Set("StartIpList", starts);
+        sources->Set(ids::NetworkBlock::NetworkCount, 2u);
+        sources->Set("AddrIncrement", std::to_string(increment));
+        t.project.Put("News.UseNetworkBlockSources=true");
+    };
+}
+
+TEST(ApplyRecords, ChannelBlockOfIpv4) {
+    const Edit<Channels> edits[] = {
+        {{}},
+        {{"Range.InitialChannelStart=6"}, [](Channels& c) { c.channel_initial_start = 6; }},
+        {{"Range.InitialChannelStep=4"}, [](Channels& c) { c.channel_initial_step = 4; }},
+        {{"Range.ChannelRangeStep=2"},
+         [](Channels& c) {
+             c.channel_count = 3;
+             c.channel_number_step = 2;
+             c.channel_ip_step = Ip("0.0.0.2");
+         }},
+        {{"Addresses.StartIpList=225.0.3.0", "Addresses.AddrIncrement=16"},
+         ExpectAddress("225.0.3.48", "0.0.0.32")},
+        {{"Addresses.StartIpList=225.0.0.1", "Addresses.AddrIncrement=1"},
+         ExpectAddress("225.0.0.4", "0.0.0.2")},
+        {{"Addresses.AddrIncrement=256"}, ExpectAddress("225.0.3.1", "0.0.2.0")},
+        {{"News.UdpDestinationPort=7000"}, [](Channels& c) { c.fcc_multicast_udp_port = 7003; }},
+        {{"News.UdpDestinationPortStep=10"}, [](Channels& c) { c.fcc_multicast_udp_port_step = 10; }},
+        {{"News.FilterMode=0"}, [](Channels& c) { c.filterMode = FilterModeType::INCLUDE; }},
+        {{"News.RtpNackEnable=true"}, [](Channels& c) { c.rrr_cbConfig = {{.cbNackEnable = true}}; }},
+        {{AddSourceDevice(3, "0.0.0.2")}, ExpectSources({"192.85.1.3", "192.85.1.5", "192.85.1.7"})},
+        // The list counts, whatever the number of hosts.
+        {{"Source.AddrList=10.7.0.1", "News.ChannelName=World"}, ExpectSources({"10.7.0.1"})},
+        {{AddOwnSources("10.0.0.1 10.9.0.1", 0x100)},
+         ExpectSources({"10.0.0.1", "10.0.1.1", "10.9.0.1", "10.9.1.1"})},
+    };
+    T scene({});
+    scene.Check("UpdateChannelBlock", parse_req_UpdateChannelBlock, scene.NewChannels(), edits);
+}
+
+TEST(ApplyRecords, ChannelBlockOfIpv6) {
+    const auto more_interfaces = [](T& t) {
+        CScriptable& device = *t.project.Find("Source").GetParent();
+        CScriptableCreator().Make<core::CIpv6If>(&device).Set("Address", "fe80::1");
+        CScriptableCreator().Make<core::CIpv6If>(&device).Set("AddrList", "3000::9");
+    };
+    const Edit<Channels> edits[] = {
+        {{}},
+        {{"Addresses.StartIpList=ff1e::ffff:fffe"}, ExpectAddress("ff1e::1:0:1", "::1")},
+        {{"Addresses.AddrIncrement=2147483648"}, ExpectAddress("ff1e::2:7fff:fffe", "::8000:0")},
+        {{AddSourceDevice(2, "0:0:1::")}, ExpectSources({"2000::2", "2000:0:1::2"})},
+        {{more_interfaces, "News.ChannelName=World"}, ExpectSources({"2000::2", "2000:0:1::2", "3000::9"})},
+        {{AddOwnSources("4000::1", 0x10)}, ExpectSources({"4000::1", "4000::11"})},
+    };
+    T scene({.ipv6 = true});
+    scene.Check("UpdateChannelBlock", parse_req_UpdateChannelBlock, scene.NewChannels(), edits);
+}
+
+TEST(ApplyRecords, ARangeInNoChannelBlockHasNumbersOnly) {
+    T scene({});
+    scene.project.Put("Range.ChannelRangeStart=1");
+    scene.project.Put("Range.ChannelRangeEnd=1");
+    EXPECT_EQ(scene.ApplyWithoutValidation(), "");
+    Channels expected = scene.NewChannels();
+    expected.channel_count = expected.channel_number_start = 1;
+    expected.channel_ip_start = expected.channel_ip_step = {};
+    expected.fcc_multicast_udp_port = 0;
+    EXPECT_TRUE(scene.Last("UpdateChannelBlock", parse_req_UpdateChannelBlock) == expected);
+}
+
+const EditOf<T> kFccOn = [](T&) { iptv::RunningTest::SetRules({.fcc_check = true}); };
+const EditOf<T> kFccOff = [](T&) { iptv::RunningTest::SetRules({}); };
+const std::vector<EditOf<T>> kFcc{kFccOn,
+                                  "Boxes.FccServerAddrV4=192.0.2.2",
+                                  "Boxes.FccServerAddrV6=2001:db8::2",
+                                  "Boxes.FccServerPort=31",
+                                  "Boxes.UdpSourcePort=32",
+                                  "Boxes.UdpSourcePortStep=33"};
+const std::vector<EditOf<T>> kRetransmission{
+    "Boxes.RtpNackEnable=true",   "Boxes.RtpNackInterval=21",        "Boxes.RtpNackDelay=22",
+    "Boxes.RtpNackSeqBitmask=23", "Boxes.RrrServerAddrV4=192.0.2.1", "Boxes.RrrServerAddrV6=2001:db8::1",
+    "Boxes.RrrServerPort=24"};
+
+std::function<void(Settop&)> ExpectRetransmission(const char* server) {
+    return [server](Settop& s) { s.rrr_stbConfig = {{true, 21, 22, 23, Ip(server), 24}}; };
+}
+std::function<void(Settop&)> ExpectFcc(const ipAddress_t& server, std::uint16_t port, std::uint16_t udp,
+                                       std::uint16_t step) {
+    return [=](Settop& s) {
+        s.fcc_server_address = server;
+        s.fcc_server_port = port;
+        s.udp_source_port = udp;
+        s.udp_source_port_step = step;
+    };
+}
+std::function<void(Settop&)> ExpectVersion(IgmpVersion version) {
+    return [=](Settop& s) { s.igmp_version = version; };
+}
+
+void CheckSettop(T& scene, const std::vector<Edit<Settop>>& edits) {
+    scene.Check("UpdateSettopBlock", parse_req_UpdateSettopBlock, scene.NewSettop(), edits);
+}
+
+TEST(ApplyRecords, SettopBlockOfIpv4) {
+    T t({});
+    auto& second_profile = t.project.MakeProfile();
+    const auto reorder = [](T& t) {
+        t.block.RemoveObject(t.range, relations::StbChannel);
+        TestProject::Relate(t.block, t.range, relations::StbChannel);
+    };
+    const auto change_profile = [&](T& t) { t.block.SetObjects({&second_profile}, relations::IptvProfile); };
+    const std::vector<Edit<Settop>> edits{
+        {{}},
+        {{"Boxes.InterClientStartDelayStep=70000"}, [](Settop& s) { s.start_delay_step = 70'000; }},
+        {{"Boxes.MinBufferLevel=65535"}, [](Settop& s) { s.min_buffer_level = 65535; }},
+        {{"Host.DeviceCount=3"}, [](Settop& s) { s.settop_count = 3; }},
+        {{[](T& t) { TestProject::Relate(t.block, t.other, relations::StbChannel); }},
+         [&](Settop& s) { s.channel_handle.push_back(t.other.GetHandle()); }},
+        {{reorder}, [](Settop& s) { std::swap(s.channel_handle[0], s.channel_handle[1]); }},
+        {{change_profile}, [&](Settop& s) { s.profile_handle = second_profile.GetHandle(); }},
+        {kRetransmission, ExpectRetransmission("192.0.2.1")},
+        {kFcc, ExpectFcc(Ip("192.0.2.2"), 31, 32, 33)},
+        {{kFccOff}, ExpectFcc({}, 0, 0, 0)},
+        {{"Boxes.RtpNackEnable=false"}, [](Settop& s) { s.rrr_stbConfig.clear(); }},
+        {{"Protocol.Version=IGMP_V1"}, ExpectVersion(IgmpVersion::IGMP_VERSION1)},
+        {{"Protocol.Version=IGMP_V3"}, ExpectVersion(IgmpVersion::IGMP_VERSION3)},
+    };
+    CheckSettop(t, edits);
+}
+
+TEST(ApplyRecords, SettopBlockOfIpv6) {
+    T t({.ipv6 = true});
+    CheckSettop(t, {{{}},
+                    {kRetransmission, ExpectRetransmission("2001:db8::1")},
+                    {kFcc, ExpectFcc(Ip("2001:db8::2"), 31, 32, 33)},
+                    {{"Protocol.Version=MLD_V2"}, ExpectVersion(IgmpVersion::MLD_VERSION2)},
+                    {{"Boxes.FccServerAddrV6=::1"}, [](Settop& s) { s.fcc_server_address = Ip("::1"); }}});
+}
+
+TEST(ApplyRecords, SettopBlockInOneVlan) {
+    T t({.vlans = 1});
+    CheckSettop(t, {{{"Tag 0.VlanId=41"}, [](Settop& s) { s.vlan_tag = 41; }}});
+}
+
+TEST(ApplyRecords, SettopBlockInVlansWithSessions) {
+    T t({.vlans = 3, .pppoe = true});
+    const std::vector<std::uint16_t> sessions{500, 501};
+    const std::vector<std::uint32_t> ranges{t.range.GetHandle()};
+    const auto expect_stack = [=](Settop& s) {
+        s.vlan_tag = 43;
+        s.vlan_step = 42;
+        s.vlan_inner_tag = 44;
+        s.vlan_inner_step = 0xffff;
+        s.ppp_index = sessions;
+        s.channel_handle = ranges;
+    };
+    // While sessions are still sought, the rest is held back.
+    const auto expect_nothing = [](Settop& s) {
+        s.vlan_tag = s.vlan_step = s.vlan_inner_tag = s.vlan_inner_step = 0;
+        s.ppp_index.clear();
+        s.channel_handle.clear();
+    };
+    CheckSettop(t, {{{"Tag 0.VlanId=43", "Tag 0.IdStep=42", "Tag 1.VlanId=44", "Tag 1.IdStep=-1",
+                      "Tag 2.VlanId=45", "Sessions.SessionId=500"},
+                     expect_stack},
+                    {{"Sessions.SessionResolveState=RESOLVE_NEEDED"}, expect_nothing},
+                    {{"Sessions.SessionResolveState=RESOLVE_FAILED"}, expect_stack},
+                    {{"Tag 0.IdStep=-2"}, [](Settop& s) { s.vlan_step = 0xfffe; }},
+                    {{"Tag 1.VlanId=7"}, [](Settop& s) { s.vlan_inner_tag = 7; }},
+                    {{"Sessions.SessionIdStep=2"}, [](Settop& s) { s.ppp_index[1] = 502; }},
+                    {{"Boxes.MinBufferLevel=9"}, [](Settop& s) { s.min_buffer_level = 9; }},
+                    {kFcc, ExpectFcc(Ip("192.0.2.2"), 31, 32, 33)}});
+    // None of the 17 values is what it is at first.
+    iptv::StbBlockValues values;
+    t.block.GetNewValues(values);
+    const std::string names = DescribeDifference(values, {});
+    EXPECT_EQ(std::count(names.begin(), names.end(), ','), 16) << names;
+    // What ports are not sent is no change.
+    t.TakeJournal();
+    t.project.Put("Tag 2.VlanId=46");
+    EXPECT_THAT(t.Sent(), IsEmpty());
+}
+
+TEST(ApplyRecords, UnresolvedAddressesAreWarnedOf) {
     const std::string warning =
         "user.iptv Warn:  For P1: EmulatedDevice: Host: Please resolve IP addresses before "
         "attempting to start IPTV test.";
-    for (const std::uint8_t state : {0, 1, 2, 3, 4}) {
-        SCOPED_TRACE(int{state});
-        TestProject::LayerOf(*device, "Ipv4If").Set(ids::Ipv4If::AddrResolveState, state);
-        block->Set(Stb::MinBufferLevel, static_cast<std::uint16_t>(state + 1));
-        testing_aids::LogCapture log;
-        EXPECT_EQ(Apply(), "");
-        EXPECT_EQ(testing::Value(log.Take(), Contains(warning)), state != 0 && state != 4);
-        EXPECT_EQ(Sent("UpdateSettopBlock", parse_req_UpdateSettopBlock).min_buffer_level, state + 1u);
+    for (const bool ipv6 : {false, true}) {
+        T scene({.ipv6 = ipv6});
+        for (const std::string state : {"0", "1", "2", "3", "4"}) {
+            SCOPED_TRACE(state);
+            scene.project.Put("Interface.AddrResolveState=" + state);
+            scene.project.Put("Boxes.MinBufferLevel=1" + state);
+            LogCapture log;
+            EXPECT_THAT(scene.Sent(), Contains("P1 UpdateSettopBlock Boxes"));
+            EXPECT_EQ(testing::Value(log.Take(), Contains(warning)), state != "0" && state != "4");
+        }
     }
 }
 
 }  // namespace
+}  // namespace testing_aids

@@ -4,13 +4,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <optional>
-#include <ostream>
 #include <string>
 #include <vector>
 
 #include "orv/common/exceptions.h"
+#include "orv/core/network_block.h"
 #include "orv/framework/handle_registry.h"
 #include "orv/framework/validation.h"
 #include "orv/ids/core_ids.h"
@@ -23,27 +22,21 @@ namespace testing_aids {
 
 using namespace orv;  // NOLINT: tests
 using framework::CScriptable;
+using framework::CScriptableCreator;
+namespace relations = ids::relations;
 
 inline const std::string kChangeUnderTest =
     "Must not apply any new IPTV configuration changes while an IPTV test is running";
 
 /// Name of the object that a report is about, and its text.
-struct Report {
-    std::string object;
-    std::string text;
-    bool operator==(const Report&) const = default;
-};
+using Report = std::pair<std::string, std::string>;
 using Reports = std::vector<Report>;
-
-inline std::ostream& operator<<(std::ostream& out, const Report& report) {
-    return out << "\n  {" << report.object << ": " << report.text << "}";
-}
 
 inline Reports ReportsOf(const framework::ValidationContext& context) {
     Reports reports;
     for (const framework::ValidationReport& error : context.GetErrors()) {
         const CScriptable* object = framework::CHandleRegistry::Instance().Find(error.object_handle);
-        reports.push_back({object ? object->GetName() : "no object", error.message});
+        reports.emplace_back(object ? object->GetName() : "no object", error.message);
         EXPECT_THAT(error.source, testing::MatchesRegex(".*Validate[A-Za-z]+\\.cpp[0-9]+"))
             << "the place of the rule";
     }
@@ -68,59 +61,69 @@ inline void StartTest(TestProject& project) {
 struct Scene {
     TestProject project;
     core::CPort& port = project.MakePort("Port 1");
-    core::CEmulatedDevice& device = project.MakeDevice(&port);
+    core::CEmulatedDevice& device = project.MakeDevice(&port, 1, {}, "Hosts");
     iptv::CIptvChannelBlock& channels = project.MakeChannelBlock("News", 1, 10);
     iptv::CIptvViewedChannels& range = project.MakeRange(channels, 1, 10, "Range");
     iptv::CIptvViewingProfileConfig& profile = project.MakeProfile("Zap");
     iptv::CIptvStbBlockConfig& block = project.MakeStbBlock(device, profile, {&range}, "Boxes");
 
-    Scene() { device.Set(ids::Scriptable::Name, "Hosts"); }
+    Scene() { TestProject::McastOf(device).Set(ids::Scriptable::Name, "Protocol"); }
 
     /// Another device with a block that views the same channels.
-    iptv::CIptvStbBlockConfig& AddBoxes(core::CPort* on, const std::string& name, std::uint32_t count = 1,
-                                        bool ipv6 = false) {
-        core::CEmulatedDevice& hosts = project.MakeDevice(on, count, {.ipv6 = ipv6});
-        hosts.Set(ids::Scriptable::Name, name + " hosts");
+    CScriptable& AddBoxes(core::CPort* on, const std::string& name, std::uint32_t count = 1,
+                          bool ipv6 = false) {
+        auto& hosts = project.MakeDevice(on, count, {.ipv6 = ipv6}, name + " hosts");
         return project.MakeStbBlock(hosts, profile, {&range}, name);
     }
-    void StartTest() { testing_aids::StartTest(project); }
     /// An object that is of a class by the data model only.
     CScriptable& MakeOdd(std::uint32_t id, const std::string& base, CScriptable& parent) {
         const auto odd = DeclareOddClass<CScriptable>(common::ClassId(id), "Odd" + base, base);
-        return *framework::CScriptableCreator().Create(odd, &parent);
+        return *CScriptableCreator().Create(odd, &parent);
     }
 };
 
-inline void SwitchOff(CScriptable& object) {
-    object.Set(ids::Scriptable::LocalActive, false);
+using Edit = EditOf<Scene>;
+using Edits = std::vector<Edit>;
+
+inline void Start(Scene& s) {
+    StartTest(s.project);
 }
-inline void Remove(CScriptable& object) {
-    EXPECT_TRUE(object.MarkDelete(true, true));
+inline Edit Off(const std::string& object) {
+    return object + ".LocalActive=false";
 }
-/// A change that no rule minds.
-inline void Edit(CScriptable& object) {
-    object.Set(ids::Scriptable::Name, object.GetName() + "'");
+inline Edit Delete(const std::string& object) {
+    return [=](Scene& s) { EXPECT_TRUE(s.project.Find(object).MarkDelete(true, true)); };
+}
+inline Edit Cut(const std::string& object, common::RelationType type) {
+    return [=](Scene& s) { s.project.Find(object).SetObjects({}, type); };
+}
+inline Edit AddChannels(const std::string& name, std::uint32_t start, std::uint32_t count) {
+    return [=](Scene& s) { s.project.MakeChannelBlock(name, start, count); };
 }
 
 struct ValidationCase {
     std::string what;
-    std::function<void(Scene&)> change;
+    Edits edits;
     Reports reports;
     std::string lookup = {};  ///< "<object> from <where> in <operation>" of the lookup that fails
     std::optional<std::string> error = {};  ///< what is thrown for it, without the prefix of object errors
 };
+/// A case in which a lookup fails.
+inline ValidationCase Throws(Edits edits, const std::string& lookup, const std::string& error,
+                             Reports reports = {}) {
+    return {lookup, std::move(edits), std::move(reports), lookup, error};
+}
 
+using Cases = std::vector<ValidationCase>;
 using ValidatorFunction = void (*)(framework::ValidationContext&);
 
 /// Changes a valid project and runs the validator, anew for each case.
-inline void CheckCases(ValidatorFunction validator, const std::vector<ValidationCase>& cases) {
-    const std::string failed =
-        "content.mulvane.iptv Error: BAD OBJECT ERROR: Internal Error. Failed to get object ";
-    const std::string prefix = " BAD OBJECT ERROR: Error accessing Config Objects. ";
+inline void CheckCases(ValidatorFunction validator, const Cases& cases) {
+    const std::string failed = " Error: BAD OBJECT ERROR: Internal Error. Failed to get object ";
     for (const ValidationCase& c : cases) {
         SCOPED_TRACE(c.what);
         Scene scene;
-        c.change(scene);
+        for (const Edit& edit : c.edits) edit(scene);
         CScriptable& root = scene.project.Root();
         framework::ValidationContext context;
         context.SetCurrentObject(&root);
@@ -132,12 +135,16 @@ inline void CheckCases(ValidatorFunction validator, const std::vector<Validation
             error = thrown.what();
         }
         EXPECT_EQ(ReportsOf(context), c.reports);
-        EXPECT_EQ(error, c.error ? prefix + *c.error : "");
-        std::string lookup;
-        for (const std::string& line : log.Take()) {
-            if (line.starts_with(failed)) lookup += line.substr(failed.size());
+        EXPECT_EQ(error, c.error ? " BAD OBJECT ERROR: Error accessing Config Objects. " + *c.error : "");
+        std::vector<std::string> lookups;
+        for (const std::string& line : log.Take())
+            if (line.find(" Debug: ") == std::string::npos) lookups.push_back(line);
+        std::vector<std::string> expected;
+        if (!c.lookup.empty()) {
+            expected = {"content.mulvane.iptv" + failed + c.lookup,
+                        "user.iptv Fatal: BAD OBJECT ERROR: Internal Error accessing Config Objects."};
         }
-        EXPECT_EQ(lookup, c.lookup);
+        EXPECT_EQ(lookups, expected);
         EXPECT_EQ(context.GetCurrentObject(), &root) << "put back";
     }
 }
