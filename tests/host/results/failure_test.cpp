@@ -4,24 +4,18 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <fstream>
-#include <functional>
 
-#include "host/log/log_catcher.h"
 #include "results_fixture.h"
 
-namespace results_test {
+namespace host_test {
 namespace {
-
-using testing::AllOf;
-using testing::HasSubstr;
 
 class FailureTest : public ResultsTest {
   protected:
     /// The errors of the log are the manager's error text.
-    void ExpectErrors(const host_test::LogCatcher& log, const std::string& path, const std::string& reason,
+    void ExpectErrors(const LogCatcher& log, const std::string& path, const std::string& reason,
                       int expected = 1) {
-        EXPECT_THAT(Manager().GetErrorText(), AllOf(HasSubstr(path), HasSubstr(reason)));
+        EXPECT_THAT(Manager().GetErrorText(), testing::AllOf(HasSubstr(path), HasSubstr(reason)));
         std::string errors;
         int count = 0;
         for (const auto& record : log.GetRecords()) {
@@ -36,7 +30,7 @@ class FailureTest : public ResultsTest {
         const std::function<void()> steps[] = {
             [&] { Begin(name); },
             [&] { Manager().SaveConfiguration(true); },
-            [&] { Manager().SetTestCommand(dynamic_cast<CCommand&>(Make(kSampleCommand))); },
+            [&] { Manager().SetTestCommand(MakeCommand("c")); },
             [&] { Manager().SaveResults(MakeResults(2)); },
             [&] { Manager().SaveObjects({ids::Project::CLASS}); },
             [&] { Manager().SetRootNode(Project()); },
@@ -59,7 +53,7 @@ class FailureTest : public ResultsTest {
 };
 
 TEST_F(FailureTest, WhatCannotBeWrittenToItsFileIsAllInAnotherOne) {
-    MakeManager({.lock_wait = std::chrono::milliseconds(20)});
+    MakeManager({.lock_wait = 20ms});
     fs::create_directory(folder_ / "tmp");
     setenv("TMPDIR", (folder_ / "tmp").c_str(), 1);
     sqlite3* holder = nullptr;
@@ -73,12 +67,12 @@ TEST_F(FailureTest, WhatCannotBeWrittenToItsFileIsAllInAnotherOne) {
     } cases[] = {
         {"text",
          {0},
-         [](const auto& path) { std::ofstream(path) << std::string(5000, 'x'); },
+         [&](const auto&) { folder_.Write("text.db", std::string(5000, 'x')); },
          "file is not a database"},
         {"folder", {0}, [](const auto& path) { fs::create_directory(path); }, "unable to open database file"},
         {"no_folder/x",
          {0},
-         [&](const auto&) { std::ofstream(folder_ / "no_folder") << "x"; },
+         [&](const auto&) { folder_.Write("no_folder", "x"); },
          "the folder cannot be made",
          "tmp/"},
         {"locked",
@@ -100,7 +94,7 @@ TEST_F(FailureTest, WhatCannotBeWrittenToItsFileIsAllInAnotherOne) {
     for (const auto& bad : cases) {
         for (const int step : bad.steps) {
             SCOPED_TRACE(bad.name + std::to_string(step));
-            const host_test::LogCatcher log;
+            const LogCatcher log;
             const std::string name = bad.name + (step == 0 ? "" : std::to_string(step));
             const std::string path = folder_ / (name + ".db");
             RunWholeTest(name, step, [&] { bad.trouble(path); });
@@ -111,15 +105,14 @@ TEST_F(FailureTest, WhatCannotBeWrittenToItsFileIsAllInAnotherOne) {
             EXPECT_THAT(Manager().GetErrorText(), testing::EndsWith("are in " + other));
             EXPECT_EQ(Manager().GetDatabasePath(), other);
             const Reader reader(other);
-            EXPECT_EQ(
-                reader.Get("SELECT count(*) || RootNode || (TestCommand = Handle) || (EndTime > StartTime) "
-                           "FROM DataSets, SampleCommand"),
-                "1" + std::to_string(Project().GetHandle()) + "10");
+            EXPECT_EQ(reader.Get("SELECT count(*), RootNode, TestCommand = Handle, EndTime > StartTime "
+                                 "FROM DataSets, TestCommand"),
+                      "1 " + std::to_string(Project().GetHandle()) + " 1 0");
             EXPECT_EQ(
                 reader.Get(
-                    "SELECT (SELECT count(*) > 0 FROM Project) || (SELECT count(*) > 1 FROM SampleResult)"
-                    " || (SELECT count(*) || min(Name) FROM DataSetDescriptions)"),
-                "113EndTime");
+                    "SELECT (SELECT count(*) > 0 FROM Project), (SELECT count(*) > 1 FROM SampleResult),"
+                    " count(*), min(Name) FROM DataSetDescriptions"),
+                "1 1 3 EndTime");
 
             RunWholeTest("good");
             EXPECT_EQ(Manager().GetErrorText(), "");
@@ -144,7 +137,7 @@ TEST(BeginTest, ProgramsThatMakeOneFileTogetherAllWriteToIt) {
               public:
                 int Run(const std::string& path) {
                     Begin("", path);
-                    Manager().SetTestCommand(dynamic_cast<CCommand&>(Make(kSampleCommand)));
+                    Manager().SetTestCommand(MakeCommand("c"));
                     Manager().SaveResults(MakeResults(3));
                     Manager().Finalise();
                     return Manager().GetErrorText().empty() ? 0 : 1;
@@ -164,13 +157,12 @@ TEST(BeginTest, ProgramsThatMakeOneFileTogetherAllWriteToIt) {
     EXPECT_THAT(folder.List(), testing::ElementsAre("new.db"));
     const Reader reader(folder / "new.db");
     EXPECT_EQ(reader.Get("PRAGMA integrity_check"), "ok");
-    EXPECT_EQ(reader.Get("SELECT (SELECT max(DataSetId) || ' ' || count(EndTime) FROM DataSets) || ' ' || "
-                         "count(*) || ' ' || count(DISTINCT DataSetId) FROM SampleResult"),
-              "12 12 36 12");
+    EXPECT_EQ(reader.Get("SELECT max(DataSetId), count(EndTime) FROM DataSets"), "12 12");
+    EXPECT_EQ(reader.Get("SELECT count(*), count(DISTINCT DataSetId) FROM SampleResult"), "36 12");
 }
 
 TEST_F(FailureTest, WhatFillsAlsoTheOtherFileEndsThere) {
-    const host_test::LogCatcher log;
+    const LogCatcher log;
     Begin();
     Manager().SaveConfiguration(true);
     Manager().SaveResults(MakeResults(10, "kept"));
@@ -179,11 +171,7 @@ TEST_F(FailureTest, WhatFillsAlsoTheOtherFileEndsThere) {
     getrlimit(RLIMIT_FSIZE, &before);
     const rlimit limit{4 << 20, before.rlim_max};
     setrlimit(RLIMIT_FSIZE, &limit);
-    for (int group = 0; group < 20; ++group) {
-        const ScriptableVec rows = MakeResults(20, std::string(20000, 'x'));
-        Manager().SaveResults(rows);
-        Destroy(rows);
-    }
+    for (int group = 0; group < 20; ++group) SaveResults(20, std::string(20000, 'x'));
     Manager().Finalise();
     setrlimit(RLIMIT_FSIZE, &before);
     ExpectErrors(log, folder_ / "test.db", "disk I/O error", 2);
@@ -196,7 +184,7 @@ TEST_F(FailureTest, WhatFillsAlsoTheOtherFileEndsThere) {
 }
 
 TEST_F(FailureTest, ResultsWithoutATestAreAnErrorAndNoException) {
-    const host_test::LogCatcher log;
+    const LogCatcher log;
     Manager().SaveResults(MakeResults(1));
     Manager().SaveObjects({});
     Manager().SetRootNode(Project());
@@ -209,11 +197,7 @@ class KilledProgram : public ResultsTest {
   public:
     explicit KilledProgram(const std::string& path) {
         Begin("", path);
-        for (;;) {
-            const ScriptableVec rows = MakeResults(50, std::string(200, 'x'));
-            Manager().SaveResults(rows);
-            Destroy(rows);
-        }
+        for (;;) SaveResults(50, std::string(200, 'x'));
     }
     void TestBody() override {}
 };
@@ -231,7 +215,7 @@ TEST(KillTest, AfterAKillInMidTestCommittedGroupsAreWhole) {
     }
     ASSERT_GT(child, 0);
     int seen = 0;
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    const auto deadline = std::chrono::steady_clock::now() + kTooLong;
     while (seen < 1000 && std::chrono::steady_clock::now() < deadline) {
         usleep(20000);
         sqlite3* connection = nullptr;
@@ -257,4 +241,4 @@ TEST(KillTest, AfterAKillInMidTestCommittedGroupsAreWhole) {
 }
 
 }  // namespace
-}  // namespace results_test
+}  // namespace host_test

@@ -4,10 +4,8 @@
 #include "orv/framework/meta_class_manager.h"
 #include "results_fixture.h"
 
-namespace results_test {
+namespace host_test {
 namespace {
-
-using testing::ElementsAre;
 
 using FileFormatTest = ResultsTest;
 
@@ -17,7 +15,7 @@ TEST_F(FileFormatTest, EveryClassThatIsNoCommandHasATableWithAColumnPerProperty)
     for (const CMetaClass* meta_class : CMetaClassManager::Instance().GetClasses()) {
         SCOPED_TRACE(meta_class->GetName());
         std::set<std::string> columns;
-        for (const TextRow& row :
+        for (const Strings& row :
              reader.Query("SELECT name FROM pragma_table_info('" + meta_class->GetName() + "')")) {
             columns.insert(row[0]);
         }
@@ -43,8 +41,7 @@ TEST_F(FileFormatTest, AValueOfEveryTypeReadsBack) {
     const std::string handle = std::to_string(other.GetHandle());
     const struct {
         const char* property;
-        std::string text;
-        std::string stored;
+        std::string text, stored;
         const char* type;
     } cases[] = {
         {"Name", "O'Brien \"x\" \xc3\xa9", "O'Brien \"x\" \xc3\xa9", "text"},
@@ -76,13 +73,13 @@ TEST_F(FileFormatTest, AValueOfEveryTypeReadsBack) {
 
     const Reader reader(Manager().GetDatabasePath());
     for (const auto& value : cases) {
-        SCOPED_TRACE(value.property);
         const std::string column = std::string("\"") + value.property + "\"";
         EXPECT_THAT(reader.Query("SELECT " + column + ", typeof(" + column + ") FROM SampleResult"),
-                    ElementsAre(TextRow{value.stored, value.type}));
+                    ElementsAre(ElementsAre(value.stored, value.type)))
+            << column;
     }
-    EXPECT_THAT(reader.Query("SELECT Handle, ParentHnd, DataSetId, Active FROM sampleresult"),
-                ElementsAre(TextRow{std::to_string(result.GetHandle()), handle, "1", "1"}));
+    EXPECT_EQ(reader.Get("SELECT Handle, ParentHnd, DataSetId, Active FROM sampleresult"),
+              std::to_string(result.GetHandle()) + " " + handle + " 1 1");
 }
 
 TEST_F(FileFormatTest, AnOlderFileGetsTheColumnsThatItLacks) {
@@ -103,9 +100,9 @@ TEST_F(FileFormatTest, AnOlderFileGetsTheColumnsThatItLacks) {
     Manager().Finalise();
     EXPECT_EQ(Manager().GetErrorText(), "");
     EXPECT_EQ(Manager().GetDataSetId(), 42u);
-    EXPECT_THAT(Reader(folder_ / "older.db").Query("SELECT DataSetId, Location FROM Port ORDER BY Handle"),
-                ElementsAre(TextRow{"null", "null"}, TextRow{"42", "//a/1/1"}));
+    EXPECT_EQ(Reader(folder_ / "older.db").Get("SELECT DataSetId, Location FROM Port ORDER BY Handle"),
+              "null null 42 //a/1/1");
 }
 
 }  // namespace
-}  // namespace results_test
+}  // namespace host_test

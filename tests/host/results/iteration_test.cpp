@@ -1,30 +1,25 @@
 // Where the results of an iteration go.
-#include <fstream>
-
 #include "orv/framework/sequencer.h"
 #include "results_fixture.h"
 
-namespace results_test {
+namespace host_test {
 namespace {
-
-using testing::ElementsAre;
-using testing::HasSubstr;
 
 class IterationTest : public ResultsTest {
   protected:
     CCommand& MakeWrite(CScriptable& parent, const std::string& type) {
-        auto* object = CScriptableCreator().Create("EOTResultsWriteIterationCommand", &parent);
-        object->Set("TestType", type);
-        return dynamic_cast<CCommand&>(*object);
+        auto& write = dynamic_cast<CCommand&>(MakeByName("EOTResultsWriteIterationCommand", &parent));
+        write.Set("TestType", type);
+        return write;
     }
 };
 
 TEST_F(IterationTest, IsThatOfTheLoop) {
-    auto& loop = CScriptableCreator().Make<CSequencerLoopCommand>(&Project());
+    auto& loop = Make<CSequencerLoopCommand>();
     loop.Set(ids::SequencerLoopCommand::CurrentIteration, 3u);
     auto& in_loop = MakeWrite(loop, "Video");
     auto& alone = MakeWrite(Project(), "");
-    alone.Set("EnableDetailedResultsCollection", std::string("false"));
+    alone.Set("EnableDetailedResultsCollection", "false");
     const struct {
         CCommand& write;
         const char* file;
@@ -60,24 +55,23 @@ TEST_F(IterationTest, WithoutResultsThereIsNothingToWrite) {
     manager_.reset();
     write.Execute(false);
     EXPECT_EQ(write.GetStatus(), "no results are kept");
-    EXPECT_THAT(folder_.List(), ElementsAre());
+    EXPECT_THAT(folder_.List(), IsEmpty());
 }
 
 TEST_F(IterationTest, WhatCannotBeWrittenIsSaidAndStopsNothing) {
     auto& write = MakeWrite(Project(), "Video");
-    const fs::path beside = folder_ / "tests";
-    Begin("test", (beside / "test").string());
+    Begin("test", folder_ / "tests/test");
     Manager().Finalise();
-    fs::remove_all(beside);
-    std::ofstream(beside) << "no folder";
+    fs::remove_all(folder_ / "tests");
+    folder_.Write("tests", "no folder");
     setenv("TMPDIR", (folder_ / "").c_str(), 1);  // where the results go instead
     write.Execute(false);
     unsetenv("TMPDIR");
     EXPECT_EQ(write.GetCommandState(), CCommand::COMMAND_COMPLETED);
-    EXPECT_THAT(write.GetStatus(), HasSubstr((beside / "Video-Iter-1").string()));
+    EXPECT_THAT(write.GetStatus(), HasSubstr(folder_ / "tests/Video-Iter-1"));
     EXPECT_EQ(Manager().GetIterationNumber(), 0);
     EXPECT_TRUE(core::COrvSystem::Instance().GetObjects("EotResultNode", common::kParentChild).empty());
 }
 
 }  // namespace
-}  // namespace results_test
+}  // namespace host_test
