@@ -6,8 +6,10 @@
 #include "orv/core/host_application.h"
 #include "orv/core/project.h"
 #include "orv/framework/command.h"
+#include "orv/framework/meta_class_manager.h"
 #include "orv/framework/scriptable.h"
 #include "orv/framework/scriptable_creator.h"
+#include "orv/framework/static_registration.h"
 
 namespace host_test {
 
@@ -37,11 +39,24 @@ class TestItem : public CScriptable {
 
     bool OnInit() override { return !refuse_init; }
     bool OnMarkDelete() override { return !keep; }
-    void OnPropertyModified(Property& property) override;
-    void OnRelationModified(RelationType type, CScriptable& object, bool added) override;
-    bool OnPreValidateRelationChange(RelationType, CScriptable&, bool, std::string& reason) override;
+    void OnPropertyModified(Property& property) override {
+        events.push_back(GetName() + "." + property.meta.name);
+    }
+    void OnRelationModified(RelationType type, CScriptable& object, bool added) override {
+        const char* name = type.type == kUses.type    ? "Uses"
+                           : type.type == kLikes.type ? "Likes"
+                                                      : "ParentChild";
+        events.push_back(GetName() + (added ? " +" : " -") + name + (type.direction ? "<" : ">") +
+                         object.GetName());
+    }
+    bool OnPreValidateRelationChange(RelationType, CScriptable&, bool, std::string& reason) override {
+        if (refuse_relations) reason = "it does not want to";
+        return !refuse_relations;
+    }
     bool OnPropagatingActive(bool active) override { return active || !stays_active; }
-    bool CloneRelationType(const CScriptable& other, const RelationType& type) const override;
+    bool CloneRelationType(const CScriptable&, const RelationType& type) const override {
+        return type.type != kUses.type;
+    }
 
     static inline bool refuse_init = false;
     static inline Strings events;  ///< changes of all items, in order
@@ -49,6 +64,7 @@ class TestItem : public CScriptable {
     bool stays_active = false;
     bool refuse_relations = false;
 };
+inline const StaticRegisterClass<TestItem> item_registration{kItem};
 
 /// A command whose work the test defines.
 class TestCommand : public CCommand {
@@ -67,7 +83,10 @@ class TestCommand : public CCommand {
         return blocked.empty();
     }
     void OnRunnableStateChange(bool runnable) override { states += runnable ? "runnable " : "blocked "; }
-    void OnCommandStateChange(CommandState from, CommandState to) override;
+    void OnCommandStateChange(CommandState from, CommandState to) override {
+        const char* const names[] = {"IDLE", "PENDING", "RUNNING", "COMPLETED", "FAILED", "CANCELLED"};
+        states += std::string(names[from]) + ">" + names[to] + " ";
+    }
 
     std::function<bool(CBaseValidationContext&)> on_validate;
     std::function<void()> on_run;
@@ -76,10 +95,16 @@ class TestCommand : public CCommand {
     int runs = 0;
     std::string states;  ///< "IDLE>PENDING " and so on
 };
+inline const StaticRegisterClass<TestCommand> command_registration{kTestCommand};
 
 class HostTest : public testing::Test {
   protected:
-    explicit HostTest(ClockKind clock = ClockKind::Virtual);
+    explicit HostTest(ClockKind clock = ClockKind::Virtual) : host_({clock}) {
+        CMetaClassManager::Instance().AddSearchFolder(TEST_MODEL_FOLDER);
+        CMetaClassManager::Instance().ActivateDataModel(0x7e000000);
+        TestItem::refuse_init = false;
+        TestItem::events.clear();
+    }
 
     orv::core::CProject& Project() { return host_.GetProject(); }
     /// Objects lie below the project unless a parent is given.
@@ -91,21 +116,45 @@ class HostTest : public testing::Test {
     T& Make(ClassId id, CScriptable* parent = nullptr) {
         return CScriptableCreator().MakeAs<T>(id, parent ? parent : &Project());
     }
-    CScriptable& MakeByName(const std::string& class_name, CScriptable* parent = nullptr);
+    CScriptable& MakeByName(const std::string& class_name, CScriptable* parent = nullptr) {
+        return Make(CMetaClassManager::Instance().GetClass(class_name, nullptr, true)->GetClassId(), parent);
+    }
     TestItem& MakeItem(CScriptable* parent = nullptr) { return Make<TestItem>(parent); }
     CScriptable& MakeBox(CScriptable* parent = nullptr) { return Make(kBox, parent); }
-    CScriptable& MakeThing(const std::string& name, CScriptable* parent = nullptr, std::uint32_t id = kThing);
-    TestCommand& MakeCommand(const std::string& name, CScriptable* parent = nullptr);
+    CScriptable& MakeThing(const std::string& name, CScriptable* parent = nullptr,
+                           std::uint32_t id = kThing) {
+        CScriptable& thing = Make(id, parent);
+        thing.Set("Name", name);
+        return thing;
+    }
+    TestCommand& MakeCommand(const std::string& name, CScriptable* parent = nullptr) {
+        return dynamic_cast<TestCommand&>(MakeThing(name, parent, kTestCommand));
+    }
     /// Relates or fails the test with the reason.
-    static void Relate(CScriptable& from, CScriptable& to, RelationType type);
+    static void Relate(CScriptable& from, CScriptable& to, RelationType type) {
+        std::string error;
+        EXPECT_TRUE(from.AddObject(to, type, &error)) << error;
+    }
     static ScriptableVec Related(const CScriptable& object, RelationType type,
-                                 ClassId class_id = CScriptable::CLASS_ID());
-    static ScriptableVec Removed(const CScriptable& object, RelationType type, ClassId class_id);
+                                 ClassId class_id = CScriptable::CLASS_ID()) {
+        ScriptableVec related;
+        object.GetObjects(related, class_id, type);
+        return related;
+    }
+    static ScriptableVec Removed(const CScriptable& object, RelationType type, ClassId class_id) {
+        ScriptableVec removed;
+        object.GetRemovedObjects(removed, class_id, type);
+        return removed;
+    }
 
     orv::core::CHostApplication host_;
 };
 
 /// Names of objects, separated by blanks.
-std::string NamesOf(const ScriptableVec& objects);
+inline std::string NamesOf(const ScriptableVec& objects) {
+    std::string names;
+    for (const CScriptable* object : objects) names += (names.empty() ? "" : " ") + object->GetName();
+    return names;
+}
 
 }  // namespace host_test

@@ -179,23 +179,6 @@ TEST_F(ApplyTest, AFailureLeavesEverythingAsItWas) {
     EXPECT_FALSE(Project().IsObjectDirty(true));
 }
 
-TEST_F(ApplyTest, ARefusedObjectStaysDirty) {
-    CScriptable& a = MakeThing("a");
-    CScriptable& b = MakeThing("b");
-    std::vector<std::uint32_t> processed;
-    script_.on_thing = [&](ApplyContext& context) {
-        context.AddProcessedObject(b, false);
-        context.AddProcessedObject(a, true);
-        context.AddProcessedObject(b, false);
-        processed = context.GetProcessedObjects();
-        EXPECT_THAT(context.GetFailedObjects(), ElementsAre(a.GetHandle()));
-    };
-    EXPECT_EQ(Apply(), "applied");
-    EXPECT_THAT(processed, ElementsAre(b.GetHandle(), a.GetHandle()));
-    EXPECT_EQ(a.GetObjectState(), CScriptable::STATE_NEW);
-    EXPECT_EQ(b.GetObjectState(), CScriptable::STATE_UNCHANGED);
-}
-
 TEST_F(ApplyTest, ASecondApplyWithinTheFirstIsRefusedAndAThrowingStatusHandlerChangesNothing) {
     const LogCatcher log;
     std::string inner;
@@ -248,14 +231,6 @@ TEST_F(ApplyTest, SettlingTakesTimeInProportion) {
     const double small = settle(2000);
     const double large = settle(20000);
     EXPECT_LT(large, 40 * small + 0.05) << small << " s for 2000, " << large << " s for 20000";
-}
-
-TEST_F(ApplyTest, ASecondHandlerOfTheSameNameCategoryAndClassIsRefused) {
-    auto& registry = ApplyToILHandlerRegistry::Instance();
-    const std::size_t before = registry.GetHandlers().size();
-    EXPECT_EQ(ThrownBy<COrvLogicError>([&] { registry.RegisterOnApplyObjectHandler(&things); }),
-              "the apply handler \"Things\" of category \"Test\" is registered twice for class 0x7e006000");
-    EXPECT_EQ(registry.GetHandlers().size(), before);
 }
 
 }  // namespace

@@ -110,14 +110,5 @@ TEST_F(ValidationTest, AReportSaysWhereAndWhatAndAnExceptionIsOneToo) {
     }
 }
 
-TEST_F(ValidationTest, ASecondOfTheSameCategoryNameAndClassIsRefused) {
-    auto& registry = ValidatorRegistry::Instance();
-    const std::size_t before = registry.GetValidators().size();
-    const Validator twin("Test", "Thing", kThing, To<&Failing>());
-    EXPECT_EQ(ThrownBy<COrvLogicError>([&] { registry.RegisterValidator(&twin); }),
-              "the validator \"Thing\" of category \"Test\" is registered twice for class 0x7e006000");
-    EXPECT_EQ(registry.GetValidators().size(), before);
-}
-
 }  // namespace
 }  // namespace host_test

@@ -1,7 +1,6 @@
 #include "orv/framework/command.h"
 
 #include "host/host_fixture.h"
-#include "orv/core/orv_system.h"
 #include "orv/framework/command_status_manager.h"
 #include "orv/ids/framework_ids.h"
 
@@ -138,17 +137,6 @@ TEST_F(CommandTest, CancelledOrGoneBeforeItBeganItDoesNotRun) {
     EXPECT_EQ(command.states, "IDLE>PENDING PENDING>CANCELLED ");
 }
 
-TEST_F(CommandTest, RunnableStateIsReportedWhenItChanges) {
-    TestCommand& command = MakeCommand("c");
-    for (const char* blocked : {"", "busy", "busy", ""}) {
-        command.blocked = blocked;
-        ThrownBy<COrvRunTimeError>([&] { command.Execute(false); });
-    }
-    EXPECT_THAT(command.states, HasSubstr("blocked "));
-    EXPECT_EQ(command.states.find("blocked "), command.states.rfind("blocked "));
-    EXPECT_THAT(command.states, HasSubstr("runnable "));
-}
-
 TEST_F(CommandTest, CanBeExecutedAndCancelledByName) {
     TestCommand& command = MakeCommand("c");
     std::string result;
@@ -203,16 +191,6 @@ TEST_F(CommandTest, StatusManagerKnowsWhatIsDisabled) {
     EXPECT_TRUE(manager.GetCommandStatus(5, kThing));
     manager.SetCommandStatus(5, kTestCommand, true);
     EXPECT_TRUE(manager.GetCommandStatus(5, kTestCommand));
-}
-
-TEST_F(CommandTest, ApplySettlesTheProjectWhereverTheCommandStands) {
-    for (CScriptable* parent : ScriptableVec{&Project(), &orv::core::COrvSystem::Instance(), nullptr}) {
-        CScriptable& thing = MakeThing("a");
-        auto& apply = CScriptableCreator().Make<CApplyToILCommand>(parent);
-        apply.Execute(false);
-        EXPECT_EQ(thing.GetObjectState(), CScriptable::STATE_UNCHANGED);
-        if (!parent) ReleaseScriptable(&apply);
-    }
 }
 
 TEST_F(CommandTest, SetRelativesReplacesOrAppends) {

@@ -107,28 +107,6 @@ classes:
               "Something=1.5;");
 }
 
-TEST_F(ActivationTest, ARelationMayBeDeclaredForClassesOfOtherModels) {
-    folder_.Write("first.yaml", R"(datamodel: 0x74000000
-name: first
-classes: [{name: FirstThing, id: 0x74001000, base: Scriptable}, {name: FirstPart, id: 0x74002000, base: Scriptable}]
-relations: [{name: FirstLink, id: 0x74000001, from: FirstThing, to: FirstThing}]
-default-children: {FirstThing: [FirstPart]}
-)");
-    folder_.Write("second.yaml", R"(datamodel: 0x75000000
-name: second
-requires: [0x74000000]
-classes: [{name: SecondThing, id: 0x75001000, base: Scriptable}]
-relations: [{name: FirstLink, id: 0x74000001, from: FirstThing, to: SecondThing}]
-default-children: {FirstThing: [SecondThing]}
-)");
-    ASSERT_EQ(ActivationError(0x75000000), "nothing thrown");
-    const CMetaClass& first = *Classes().GetClass("FirstThing");
-    const CMetaClass& second = *Classes().GetClass("SecondThing");
-    EXPECT_NE(Relations().FindRelation(first, second, {0x74000001, 0}), nullptr);
-    EXPECT_EQ(Relations().FindRelation(second, first, {0x74000001, 0}), nullptr);
-    EXPECT_THAT(Classes().GetDefaultChildren(first), ElementsAre(Classes().GetClass("FirstPart"), &second));
-}
-
 TEST_F(ActivationTest, WhatFailedCanBeActivatedOnceItIsRepaired) {
     const std::string model =
         "datamodel: 0x76000000\nname: m\nclasses:\n- {name: Repaired, id: 0x76001000, base: ";
@@ -216,75 +194,28 @@ TEST(MetaClass, EveryPropertyIsFoundAndNoOther) {
 TEST(MetaClass, TypesFollowTheLineage) {
     const CMetaClass& animal = Classes().AddClass(Define(0x6e001000, "Animal"));
     const CMetaClass& cat = Classes().AddClass(Define(0x6e002000, "Cat", &animal));
-    const CMetaClass& dog = Classes().AddClass(Define(0x6e003000, "Dog", &animal));
-    EXPECT_TRUE(cat.IsTypeOf(cat) && cat.IsTypeOf(animal) && cat.IsTypeOf(ClassId(0x6e001000)));
-    EXPECT_FALSE(cat.IsTypeOf(dog) || animal.IsTypeOf(cat) || cat.IsTypeOf(ClassId(0x6e003000)));
     for (const char* name : {"CANIMAL", "cat", "CCat"}) EXPECT_TRUE(cat.IsTypeOf(name)) << name;
     for (const char* name : {"at", "Unicorn", "Dog"}) EXPECT_FALSE(cat.IsTypeOf(name)) << name;
-    EXPECT_EQ(Classes().GetClass("Dog", &animal), &dog);
-    EXPECT_EQ(Classes().GetClass("Dog", &cat), nullptr);
-    EXPECT_EQ(Classes().GetClass("Animal", &dog), nullptr);
+    EXPECT_EQ(Classes().GetClass("Cat", &animal), &cat);
+    EXPECT_EQ(Classes().GetClass("Animal", &cat), nullptr);
     EXPECT_EQ(ThrownBy<COrvRunTimeError>([] { Classes().GetClass("Unicorn", nullptr, true); }),
               "no active data model has the class \"Unicorn\"");
     EXPECT_THROW(Classes().AddClass(Define(0x6e001000, "Other")), COrvLogicError);
     EXPECT_THROW(Classes().AddClass(Define(0x6e004000, "animal")), COrvLogicError);
 }
 
-CScriptable* MakeNothing() {
-    return nullptr;
-}
-CScriptable* MakeNothingElse() {
-    return nullptr;
-}
-void DestroyNothing(CScriptable*) {}
-
-TEST(MetaClass, TheNearestFactoryIsTaken) {
-    CMetaClass::InitMakeDestroyFuncs(0x6d001000, &MakeNothing, &DestroyNothing);  // before the class is known
-    const CMetaClass& root = Classes().AddClass(Define(0x6d001000, "FactoryRoot"));
-    const CMetaClass& middle = Classes().AddClass(Define(0x6d002000, "FactoryMiddle", &root));
-    const CMetaClass& leaf = Classes().AddClass(Define(0x6d003000, "FactoryLeaf", &middle));
-    EXPECT_EQ(leaf.GetFactory().make, &MakeNothing);
-    CMetaClass::InitMakeDestroyFuncs(0x6d002000, &MakeNothingElse, &DestroyNothing);  // and after
-    EXPECT_EQ(root.GetFactory().make, &MakeNothing);
-    EXPECT_EQ(middle.GetFactory().make, &MakeNothingElse);
-    EXPECT_EQ(leaf.GetFactory().make, &MakeNothingElse);
-    const CMetaClass& stranger = Classes().AddClass(Define(0x6d004000, "FactoryStranger"));
-    EXPECT_EQ(stranger.GetFactory().make, nullptr);
-    EXPECT_EQ(stranger.GetFactory().destroy, nullptr);
-}
-
-TEST(MetaClass, ASecondFactoryIsAnErrorThatNamesBoth) {
-    CMetaClass::InitMakeDestroyFuncs(0x6c001000, &MakeNothing, &DestroyNothing);
-    const std::string both = " has two factories: one of host_model_tests and one of host_model_tests";
-    const auto again = [] {
-        CMetaClass::InitMakeDestroyFuncs(0x6c001000, &MakeNothingElse, &DestroyNothing);
-    };
-    EXPECT_EQ(ThrownBy<COrvLogicError>(again), "class 0x6c001000" + both);
-    const CMetaClass& known = Classes().AddClass(Define(0x6c001000, "TwiceMade"));
-    EXPECT_EQ(known.GetFactory().make, &MakeNothing);
-    // While a library loads, the same error is kept for the loader.
+TEST(MetaClass, ErrorsOfStaticRegistrationsAreKeptForTheLoader) {
+    const auto register_it = [] { CMetaClass::InitMakeDestroyFuncs(0x6c001000, nullptr, nullptr); };
+    Classes().AddClass(Define(0x6c001000, "TwiceMade"));
     CStaticRegistration::TakeErrors();
-    CStaticRegistration::Run(again);
+    for (int i = 0; i < 2; ++i) CStaticRegistration::Run(register_it);
     CStaticRegistration::Run([] { throw 5; });
-    CStaticRegistration::Run([] {});
-    EXPECT_THAT(CStaticRegistration::TakeErrors(),
-                ElementsAre("class 0x6c001000 (TwiceMade)" + both,
-                            "a static registration threw something that is no exception"));
+    EXPECT_THAT(
+        CStaticRegistration::TakeErrors(),
+        ElementsAre("class 0x6c001000 (TwiceMade) has two factories: one of host_model_tests and one of "
+                    "host_model_tests",
+                    "a static registration threw something that is no exception"));
     EXPECT_THAT(CStaticRegistration::TakeErrors(), IsEmpty());
-}
-
-TEST(MetaClass, ARelationIsAddedOnceUnderOneName) {
-    constexpr std::uint32_t kOne = 0x6b001000, kTwo = 0x6b002000;
-    Classes().AddClass(Define(kOne, "RelatedOne"));
-    Classes().AddClass(Define(kTwo, "RelatedTwo"));
-    Relations().AddRelation({0x6b000001, "Relates", kOne, kTwo});
-    EXPECT_NO_THROW(Relations().AddRelation({0x6b000001, "relates", kTwo, kOne}));
-    EXPECT_EQ(ThrownBy<COrvLogicError>([] {
-                  Relations().AddRelation({0x6b000001, "Relates", kOne, kTwo});
-              }),
-              "relation Relates is declared twice for the same classes");
-    EXPECT_THROW(Relations().AddRelation({0x6b000001, "Other", kOne, kOne}), COrvLogicError);
-    EXPECT_THROW(Relations().AddRelation({0x6b000002, "Relates", kOne, kOne}), COrvLogicError);
 }
 
 TEST(ShippedModels, HaveLegalDefaultsThatReadBackAndAClassForEveryFactory) {

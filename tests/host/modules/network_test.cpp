@@ -1,12 +1,9 @@
 // Ports and their capabilities, interface stacks, and the users of interfaces.
 #include "modules_fixture.h"
-#include "orv/core/if_manager.h"
 #include "orv/core/ipv4_if.h"
-#include "orv/core/ipv6_if.h"
 #include "orv/core/network_interface_stack_enumerator.h"
 #include "orv/core/physical_chassis.h"
 #include "orv/core/port_group.h"
-#include "orv/core/pppoe_if.h"
 #include "orv/core/rcm_db.h"
 #include "orv/framework/meta_class_manager.h"
 #include "orv/ids/framework_ids.h"
@@ -113,26 +110,6 @@ TEST_F(CapabilityTest, AFileThatIsWrongIsRefusedAsAWhole) {
     EXPECT_THROW(core::RcmDBMgr::Instance().Load(folder_ / "missing"), COrvRunTimeError);
 }
 
-/// Says that the port itself uses one interface.
-class CFinder : public core::INetworkInterfaceUserFinder {
-  public:
-    explicit CFinder(const core::CPort* port) : port_(port) { ++alive; }
-    ~CFinder() override { --alive; }
-    void GetInterfaceUserContainerMapForPort(core::InterfaceUserMap& users) override {
-        if (port_ == used_port) users[nullptr][nullptr].insert(used);
-    }
-    const core::RouteDescriptor* GetRouteDescriptorForIfUser(const CScriptable*) override { return nullptr; }
-
-    static core::INetworkInterfaceUserFinder* Make(const core::CPort* port) { return new CFinder(port); }
-
-    static inline int alive = 0;
-    static inline const core::CPort* used_port = nullptr;
-    static inline core::CNetworkInterface* used = nullptr;
-
-  private:
-    const core::CPort* port_;
-};
-
 class InterfaceTest : public ModulesTest {
   protected:
     /// Interfaces of the named classes, each stacked on the one before; the last is the device's top.
@@ -147,17 +124,6 @@ class InterfaceTest : public ModulesTest {
         return stack;
     }
 };
-
-TEST_F(InterfaceTest, AllFindersAreAskedForThePortAndDestroyed) {
-    auto& manager = core::CIfManager::Instance();
-    const auto factory = core::CIfManager::FinderFactory::To<&CFinder::Make>();
-    CFinder::used_port = &MakePort();
-    CFinder::used = &Make<core::CIpv4If>(&MakeDevice(nullptr));
-    for (int i = 0; i < 2; ++i) manager.RegisterInterfaceUserFinderFactoryMethod(factory);
-    EXPECT_THAT(manager.GetInterfaceUsers(*CFinder::used_port)[nullptr][nullptr], ElementsAre(CFinder::used));
-    EXPECT_TRUE(manager.GetInterfaceUsers(MakePort()).empty());
-    EXPECT_EQ(CFinder::alive, 0);
-}
 
 /// The values that identify one host, and the classes they are of, from the top down.
 std::string Describe(const Interfaces& interfaces) {
@@ -240,20 +206,6 @@ TEST_F(InterfaceTest, StacksAreListedBottomUpAndEnumeratedTopDownWithTheValuesOf
         EXPECT_FALSE(stack.back()->IsObjectDirty(false));
         EXPECT_THROW(enumerator.GetInterfaceList(enumerator.GetEndpointCount()), COrvLogicError);
     }
-}
-
-TEST_F(InterfaceTest, ListsAreCutOrFilledUpForAllHosts) {
-    auto& device = MakeDevice(nullptr, 3);
-    auto& ipv6 = Make<core::CIpv6If>(&device);
-    ipv6.Set("AddrList", "fe80::1 fe80::2");
-    EXPECT_EQ(ipv6.GetAddressCount(), 3u);
-    EXPECT_EQ(ipv6.GetAddrList().size(), 2u);
-    auto& pppoe = Make<core::CPppoeIf>(&device);
-    pppoe.Set("SessionId", "10");
-    pppoe.Set("SessionIdStep", "-4");
-    EXPECT_THAT(pppoe.GetSessionIdList(), ElementsAre(10, 6, 2));
-    pppoe.Set("SessionIdList", "5 8");
-    EXPECT_THAT(pppoe.GetSessionIdList(), ElementsAre(5, 8, 5));
 }
 
 TEST_F(InterfaceTest, StackCannotCloseIntoARingAndHasOneLayerBelow) {

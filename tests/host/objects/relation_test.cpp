@@ -1,6 +1,5 @@
 #include "host/host_fixture.h"
 #include "orv/framework/apply.h"
-#include "orv/framework/relation_helper.h"
 
 namespace host_test {
 namespace {
@@ -93,20 +92,6 @@ TEST_F(RelationTest, AChildMovesToAnotherParent) {
     box_.Set(kActive, false);
     ASSERT_TRUE(Project().AddObject(a_, kParentChild));
     EXPECT_TRUE(a_.GetActive()) << "its new parent is active";
-}
-
-TEST_F(RelationTest, ByNameWithOrWithoutTheEnd) {
-    auto& helper = CRelationHelper::Instance();
-    std::string error;
-    EXPECT_TRUE(helper.AddRelation(&a_, "TestLikes-Targets", {b_.GetHandle()}, error));
-    EXPECT_TRUE(helper.AddRelation(&box_, "testuses-sources", {a_.GetHandle(), b_.GetHandle()}, error));
-    EXPECT_THAT(Related(a_, kLikes), ElementsAre(&b_));
-    EXPECT_THAT(Related(box_, kUses.Reverse()), ElementsAre(&a_, &b_));
-    EXPECT_FALSE(helper.AddRelation(&a_, "TestLoves", {b_.GetHandle()}, error));
-    EXPECT_EQ(error, "no data model has a relation \"TestLoves\"");
-    EXPECT_FALSE(helper.AddRelation(&b_, "TestLikes", {a_.GetHandle(), 999999}, error));
-    EXPECT_EQ(error, "relation TestLikes from TestItem \"b\": no object has the handle 999999");
-    EXPECT_THAT(Related(b_, kLikes), IsEmpty()) << "all or none";
 }
 
 class Watcher {

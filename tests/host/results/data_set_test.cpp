@@ -107,61 +107,6 @@ TEST_F(DataSetTest, RowsOutliveTheirObjectsAndAnObjectHasOneRow) {
     EXPECT_EQ(reader.Get("SELECT count(*) FROM Port"), "1");
 }
 
-TEST_F(DataSetTest, TheTreeOfNodesCanBeWalkedAndItsViewsRun) {
-    CScriptable& system = core::COrvSystem::Instance();
-    const auto make_node = [&](CScriptable& parent, const std::string& name, const std::string& sql) {
-        auto& view = Make<core::CEotResultViewDefinition>(&system);
-        view.SetSqlCommand(sql);
-        auto& node = Make<core::CEotResultNode>(&parent);
-        node.Set("Name", name);
-        node.SetViewDefinition(view);
-        node.SetParameter("@DataSetId", "1");
-        node.SetParameter("@DataSetId", std::to_string(Manager().GetDataSetId()));
-        return &node;
-    };
-    for (int test = 0; test < 2; ++test) {
-        Begin();
-        core::CEotResultNode* root =
-            make_node(system, "root", "SELECT count(*) FROM SampleResult WHERE DataSetId = @DataSetId");
-        make_node(*root, "leaf", "SELECT DataSetId FROM Project WHERE DataSetId = @DataSetId");
-        EXPECT_EQ(root->GetCollection<std::string>(ids::EotResultNode::ParameterValues),
-                  std::vector{std::to_string(test + 1)});
-        Manager().SaveConfiguration(true);
-        Manager().SaveResults(MakeResults(test + 4));
-        Manager().SaveObjects({ids::EotResultNode::CLASS});
-        Manager().SetRootNode(*root);
-        Manager().Finalise();
-        root->MarkDelete(true, true);
-        Project().MarkDelete(true, true);
-        host_.NewProject();
-    }
-    const Reader reader(Manager().GetDatabasePath());
-    const auto tree = reader.Query(
-        "WITH RECURSIVE tree(Hnd, Depth) AS (SELECT RootNode, 0 FROM DataSets WHERE DataSetId = @DataSetId "
-        "UNION ALL SELECT Handle, Depth + 1 FROM EotResultNode JOIN tree ON ParentHnd = Hnd) "
-        "SELECT n.Name, Depth, ParameterNames, ParameterValues, SqlCommand FROM tree "
-        "JOIN EotResultNode n ON n.Handle = Hnd JOIN EotResultViewDefinition v ON v.Handle = ViewDefinition",
-        2);
-    ASSERT_EQ(tree.size(), 2u);
-    EXPECT_THAT(tree[0], ElementsAre("root", "0", "@DataSetId", "2", testing::_));
-    EXPECT_THAT(tree[1], ElementsAre("leaf", "1", "@DataSetId", "2", testing::_));
-    EXPECT_EQ(reader.Get(tree[0][4], 2), "5");
-    EXPECT_EQ(reader.Get(tree[1][4], 2), "2");
-}
-
-TEST_F(DataSetTest, OthersReadDuringTheTestAndWhileItEnds) {
-    Begin();
-    Manager().SaveResults(MakeResults(7));
-    const Reader reader(Manager().GetDatabasePath());
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (reader.Get("SELECT count(*) FROM SampleResult") != "7") {
-        ASSERT_LT(std::chrono::steady_clock::now(), deadline);
-    }
-    Manager().Finalise();  // the reader keeps the log file, and loses nothing
-    EXPECT_EQ(Manager().GetErrorText(), "");
-    EXPECT_EQ(reader.Get("SELECT EndTime IS NOT NULL FROM DataSets"), "1");
-}
-
 TEST_F(DataSetTest, FilesLieWhereTheSettingSays) {
     const struct {
         std::string base, path;

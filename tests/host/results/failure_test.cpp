@@ -38,14 +38,12 @@ class FailureTest : public ResultsTest {
         };
         for (int i = 0; i < static_cast<int>(std::size(steps)); ++i) {
             if (trouble && i == trouble_at) {
-                Settle();
+                Manager().Describe("Title", "All of it");  // waits until everything has been written
                 trouble();
             }
             steps[i]();
         }
     }
-    /// Waits until everything has been written.
-    void Settle() { Manager().Describe("Title", "All of it"); }
     static void Hold(sqlite3*& holder, const std::string& path, const char* lock) {
         sqlite3_open(path.c_str(), &holder);
         EXPECT_EQ(sqlite3_exec(holder, lock, nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(holder);
@@ -62,34 +60,20 @@ TEST_F(FailureTest, WhatCannotBeWrittenToItsFileIsAllInAnotherOne) {
         const char* name;
         std::vector<int> steps;  ///< before which the trouble comes
         std::function<void(const std::string& path)> trouble;
-        const char* reason;
+        const char* reason = "database is locked";
         const char* other = "";  ///< folder of the other file
     } cases[] = {
         {"text",
          {0},
-         [&](const auto&) { folder_.Write("text.db", std::string(5000, 'x')); },
+         [&](auto&) { folder_.Write("text.db", std::string(5000, 'x')); },
          "file is not a database"},
-        {"folder", {0}, [](const auto& path) { fs::create_directory(path); }, "unable to open database file"},
-        {"no_folder/x",
-         {0},
-         [&](const auto&) { folder_.Write("no_folder", "x"); },
-         "the folder cannot be made",
-         "tmp/"},
-        {"locked",
-         {0},
-         [&](const auto& path) { Hold(holder, path, "BEGIN EXCLUSIVE"); },
-         "database is locked"},
+        {"folder", {0}, [](auto& path) { fs::create_directory(path); }, "unable to open database file"},
+        {"file/x", {0}, [&](auto&) { folder_.Write("file", "x"); }, "the folder cannot be made", "tmp/"},
+        {"locked", {0}, [&](auto& path) { Hold(holder, path, "BEGIN EXCLUSIVE"); }},
         {"read",
          {0},
-         [&](const auto& path) {
-             RunWholeTest("read");
-             Hold(holder, path, "BEGIN; SELECT count(*) FROM Project");
-         },
-         "database is locked"},
-        {"written",
-         {1, 3, 5, kEnd},
-         [&](const auto& path) { Hold(holder, path, "BEGIN IMMEDIATE"); },
-         "database is locked"},
+         [&](auto& path) { RunWholeTest("read"), Hold(holder, path, "BEGIN; SELECT * FROM Project"); }},
+        {"written", {1, 3, 5, kEnd}, [&](auto& path) { Hold(holder, path, "BEGIN IMMEDIATE"); }},
     };
     for (const auto& bad : cases) {
         for (const int step : bad.steps) {
@@ -124,41 +108,77 @@ TEST_F(FailureTest, WhatCannotBeWrittenToItsFileIsAllInAnotherOne) {
               "9");
 }
 
-TEST(BeginTest, ProgramsThatMakeOneFileTogetherAllWriteToIt) {
-    constexpr int kPrograms = 12;
-    const Folder folder;
-    std::vector<pid_t> children;
-    for (int i = 0; i < kPrograms; ++i) {
-        children.push_back(fork());
-        if (children.back() != 0) continue;
-        int status = 1;
+/// A program of its own, which begins a test in this file.
+class Program : public ResultsTest {
+  public:
+    /// Returns the id of the process.
+    static pid_t Start(const std::string& path, void (Program::*work)()) {
+        const pid_t child = fork();
+        if (child != 0) return child;
+        bool good = false;
         try {
-            class Program : public ResultsTest {
-              public:
-                int Run(const std::string& path) {
-                    Begin("", path);
-                    Manager().SetTestCommand(MakeCommand("c"));
-                    Manager().SaveResults(MakeResults(3));
-                    Manager().Finalise();
-                    return Manager().GetErrorText().empty() ? 0 : 1;
-                }
-                void TestBody() override {}
-            };
-            status = Program().Run(folder / "new");
+            Program program;
+            program.Begin("", path);
+            (program.*work)();
+            good = program.Manager().GetErrorText().empty();
         } catch (...) {
         }
-        _exit(status);
+        _exit(good ? 0 : 1);
     }
-    for (const pid_t child : children) {
-        int status = -1;
-        waitpid(child, &status, 0);
-        EXPECT_EQ(status, 0);
+    void RunATest() {
+        Manager().SetTestCommand(MakeCommand("c"));
+        Manager().SaveResults(MakeResults(3));
+        Manager().Finalise();
     }
-    EXPECT_THAT(folder.List(), testing::ElementsAre("new.db"));
+    void SaveWithoutEnd() {
+        for (;;) SaveResults(50, std::string(200, 'x'));
+    }
+    void TestBody() override {}
+};
+
+int WaitForEnd(pid_t child) {
+    int status = -1;
+    waitpid(child, &status, 0);
+    return status;
+}
+
+TEST(ProgramTest, ProgramsThatMakeOneFileTogetherAllWriteToIt) {
+    const Folder folder;
+    std::vector<pid_t> children;
+    for (int i = 0; i < 12; ++i) children.push_back(Program::Start(folder / "new", &Program::RunATest));
+    for (const pid_t child : children) EXPECT_EQ(WaitForEnd(child), 0);
+    EXPECT_THAT(folder.List(), ElementsAre("new.db"));
     const Reader reader(folder / "new.db");
     EXPECT_EQ(reader.Get("PRAGMA integrity_check"), "ok");
     EXPECT_EQ(reader.Get("SELECT max(DataSetId), count(EndTime) FROM DataSets"), "12 12");
     EXPECT_EQ(reader.Get("SELECT count(*), count(DISTINCT DataSetId) FROM SampleResult"), "36 12");
+}
+
+TEST(ProgramTest, AfterAKillInMidTestCommittedGroupsAreWhole) {
+    const Folder folder;
+    const std::string path = folder / "killed.db";
+    const pid_t child = Program::Start(folder / "killed", &Program::SaveWithoutEnd);
+    int seen = 0;
+    const auto deadline = std::chrono::steady_clock::now() + kTooLong;
+    while (seen < 1000 && std::chrono::steady_clock::now() < deadline) {
+        usleep(20000);  // leaves the program some of the machine
+        sqlite3* connection = nullptr;
+        sqlite3_open_v2(path.c_str(), &connection, SQLITE_OPEN_READWRITE, nullptr);
+        const auto take = [](void* count, int, char** values, char**) {
+            *static_cast<int*>(count) = std::stoi(values[0]);
+            return 0;
+        };
+        // Fails while the file is not there yet.
+        sqlite3_exec(connection, "SELECT count(*) FROM SampleResult", take, &seen, nullptr);
+        sqlite3_close(connection);
+    }
+    kill(child, SIGKILL);
+    EXPECT_TRUE(WIFSIGNALED(WaitForEnd(child))) << "the program ended by itself";
+    ASSERT_GE(seen, 1000);
+    const Reader reader(path);
+    EXPECT_EQ(reader.Get("PRAGMA integrity_check"), "ok");
+    EXPECT_GE(std::stoi(reader.Get("SELECT count(*) FROM SampleResult")), seen);
+    EXPECT_EQ(reader.Get("SELECT count(*) % 50 FROM SampleResult"), "0");
 }
 
 TEST_F(FailureTest, WhatFillsAlsoTheOtherFileEndsThere) {
@@ -190,54 +210,6 @@ TEST_F(FailureTest, ResultsWithoutATestAreAnErrorAndNoException) {
     Manager().SetRootNode(Project());
     Manager().Finalise();
     ExpectErrors(log, "", "no data set");
-}
-
-/// Saves groups of 50 rows until it is killed.
-class KilledProgram : public ResultsTest {
-  public:
-    explicit KilledProgram(const std::string& path) {
-        Begin("", path);
-        for (;;) SaveResults(50, std::string(200, 'x'));
-    }
-    void TestBody() override {}
-};
-
-TEST(KillTest, AfterAKillInMidTestCommittedGroupsAreWhole) {
-    const Folder folder;
-    const std::string path = folder / "killed.db";
-    const pid_t child = fork();
-    if (child == 0) {
-        try {
-            KilledProgram program(folder / "killed");
-        } catch (...) {
-        }
-        _exit(1);
-    }
-    ASSERT_GT(child, 0);
-    int seen = 0;
-    const auto deadline = std::chrono::steady_clock::now() + kTooLong;
-    while (seen < 1000 && std::chrono::steady_clock::now() < deadline) {
-        usleep(20000);
-        sqlite3* connection = nullptr;
-        sqlite3_open_v2(path.c_str(), &connection, SQLITE_OPEN_READWRITE, nullptr);
-        const auto take = [](void* count, int, char** values, char**) {
-            *static_cast<int*>(count) = std::stoi(values[0]);
-            return 0;
-        };
-        // Fails while the file is not there yet.
-        sqlite3_exec(connection, "SELECT count(*) FROM SampleResult", take, &seen, nullptr);
-        sqlite3_close(connection);
-    }
-    kill(child, SIGKILL);
-    int status = 0;
-    waitpid(child, &status, 0);
-    EXPECT_TRUE(WIFSIGNALED(status)) << "the program ended by itself";
-    ASSERT_GE(seen, 1000);
-
-    const Reader reader(path);
-    EXPECT_EQ(reader.Get("PRAGMA integrity_check"), "ok");
-    EXPECT_GE(std::stoi(reader.Get("SELECT count(*) FROM SampleResult")), seen);
-    EXPECT_EQ(reader.Get("SELECT count(*) % 50 FROM SampleResult"), "0");
 }
 
 }  // namespace

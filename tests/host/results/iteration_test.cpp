@@ -44,22 +44,14 @@ TEST_F(IterationTest, IsThatOfTheLoop) {
         wanted.write.Execute(false);
         EXPECT_EQ(wanted.write.GetStatus(), "there are no results to write");
         EXPECT_EQ(Manager().GetDatabasePath(), folder_ / wanted.file);
-        EXPECT_TRUE(core::COrvSystem::Instance().GetObjects("EotResultNode", common::kParentChild).empty());
+        EXPECT_TRUE(core::COrvSystem::Instance().GetObjects("EotResultNode", kParentChild).empty());
     }
-}
-
-TEST_F(IterationTest, WithoutResultsThereIsNothingToWrite) {
-    auto& write = MakeWrite(Project(), "Video");
-    write.Execute(false);
-    EXPECT_EQ(write.GetStatus(), "there are no results to write");
-    manager_.reset();
-    write.Execute(false);
-    EXPECT_EQ(write.GetStatus(), "no results are kept");
-    EXPECT_THAT(folder_.List(), IsEmpty());
 }
 
 TEST_F(IterationTest, WhatCannotBeWrittenIsSaidAndStopsNothing) {
     auto& write = MakeWrite(Project(), "Video");
+    write.Execute(false);
+    EXPECT_EQ(write.GetStatus(), "there are no results to write");
     Begin("test", folder_ / "tests/test");
     Manager().Finalise();
     fs::remove_all(folder_ / "tests");
@@ -70,7 +62,10 @@ TEST_F(IterationTest, WhatCannotBeWrittenIsSaidAndStopsNothing) {
     EXPECT_EQ(write.GetCommandState(), CCommand::COMMAND_COMPLETED);
     EXPECT_THAT(write.GetStatus(), HasSubstr(folder_ / "tests/Video-Iter-1"));
     EXPECT_EQ(Manager().GetIterationNumber(), 0);
-    EXPECT_TRUE(core::COrvSystem::Instance().GetObjects("EotResultNode", common::kParentChild).empty());
+    EXPECT_TRUE(core::COrvSystem::Instance().GetObjects("EotResultNode", kParentChild).empty());
+    manager_.reset();
+    write.Execute(false);
+    EXPECT_EQ(write.GetStatus(), "no results are kept");
 }
 
 }  // namespace

@@ -82,16 +82,6 @@ TEST_F(InProcessTransport, ClosingEndsBothSides) {
     EXPECT_EQ(trace_, "R:last words@2 R closed (the other end closed the connection)@2 ");
 }
 
-TEST_F(InProcessTransport, DestroyingAnEndClosesItAlsoBeforeTheOtherListens) {
-    Connect();
-    left_->Send(Bytes("a"));
-    left_.reset();
-    Tasks().CtmYield(1);
-    Listen(*right_, "R");
-    Tasks().CtmYield(1);
-    EXPECT_EQ(trace_, "R:a@1 R closed (the other end closed the connection)@1 ");
-}
-
 TEST_F(InProcessTransport, ACallbackMayCloseItsOwnEndOrThrow) {
     const LogCatcher log;
     Connect();
