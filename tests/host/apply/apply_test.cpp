@@ -122,28 +122,6 @@ TEST_F(ApplyTest, RunsHandlersInOrderForEachObjectOfTheirClass) {
     EXPECT_EQ(script_.trace, "started dirty(a) thing(a) thing(a1) thing(b) project(Project) succeeded ");
 }
 
-TEST_F(ApplyTest, SettlesStatesDestroysTheDeletedAndForgetsTheRemoved) {
-    CScriptable& a = MakeThing("a");
-    CScriptable& b = MakeThing("b");
-    CScriptable& gone = MakeThing("gone");
-    const std::uint32_t handles[] = {gone.GetHandle(), MakeThing("below", &gone).GetHandle()};
-    a.AddObject(b, kThingUses);
-    a.RemoveObject(b, kThingUses);
-    a.AddObject(gone, kThingUses);
-    gone.MarkDelete(true, true);
-    script_.on_thing = [&](ApplyContext&) {
-        EXPECT_EQ(gone.GetObjectState(), CScriptable::STATE_PENDING_DELETE) << "handlers still see it";
-    };
-    EXPECT_EQ(Apply(), "applied");
-    for (const CScriptable* object : {&a, &b})
-        EXPECT_EQ(object->GetObjectState(), CScriptable::STATE_UNCHANGED);
-    for (const std::uint32_t handle : handles) EXPECT_EQ(Find(handle), nullptr);
-    EXPECT_THAT(Removed(a, kThingUses, kThing), IsEmpty());
-    EXPECT_THAT(Removed(b, kThingUses.Reverse(), kThing), IsEmpty());
-    EXPECT_THAT(Removed(Project(), kParentChild, kThing), IsEmpty());
-    EXPECT_FALSE(Project().IsObjectDirty(true));
-}
-
 TEST_F(ApplyTest, AFailureLeavesEverythingAsItWas) {
     const std::string begun = "started dirty(a) dirty(b) dirty(gone) thing(a) ";
     const std::string integer = "apply handler \"Things\" failed: the integer -3";
@@ -203,34 +181,6 @@ TEST_F(ApplyTest, FaultsFromBeforeTheApplyAreNotItsOwn) {
     EXPECT_EQ(Apply(), "applied");
     EXPECT_TRUE(errors.empty());
     EXPECT_TRUE(log.Has(LogLevelType::Warn, "before the apply: sequence number 1 of //port"));
-}
-
-TEST_F(ApplyTest, SettlingTakesTimeInProportion) {
-    // Quadratic time would show: each thing is deleted from one list and forgotten in another.
-    const auto settle = [this](int count) {
-        CScriptable& hub = MakeThing("hub");
-        CScriptable& crowd = MakeThing("crowd");
-        for (int i = 0; i < count; ++i) hub.AddObject(MakeThing("t", &crowd), kThingUses);
-        const ScriptableVec all = Related(crowd, kParentChild);
-        for (std::size_t i = all.size(); i-- > 0;) {
-            if (i % 2 == 0) {
-                all[i]->MarkDelete(true, true);
-            } else {
-                hub.RemoveObject(*all[i], kThingUses);
-            }
-        }
-        const auto start = std::chrono::steady_clock::now();
-        SettleAfterApply(Project());
-        const auto elapsed = std::chrono::steady_clock::now() - start;
-        EXPECT_EQ(Related(crowd, kParentChild).size(), static_cast<std::size_t>(count / 2));
-        hub.Delete();
-        crowd.Delete();
-        return std::chrono::duration<double>(elapsed).count();
-    };
-    settle(1000);
-    const double small = settle(2000);
-    const double large = settle(20000);
-    EXPECT_LT(large, 40 * small + 0.05) << small << " s for 2000, " << large << " s for 20000";
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 #include "orv/framework/command.h"
 
 #include "host/host_fixture.h"
-#include "orv/framework/command_status_manager.h"
 #include "orv/ids/framework_ids.h"
 
 namespace host_test {
@@ -33,9 +32,7 @@ TEST_F(CommandTest, ARunEndsInAStateAndThrowsWhenItFailedInThisCall) {
     } cases[] = {
         {"success with words", runs([](auto& c) { c.SetStatus("all fine"); }), completed, "all fine"},
         {"host exception", throwing(COrvRunTimeError("no port")), failed, "no port"},
-        {"logic error", throwing(COrvLogicError("Assertion Failed")), failed, "Assertion Failed"},
         {"other exception", throwing(std::out_of_range("map::at")), failed, "TestCommand failed: map::at"},
-        {"integer", throwing(-2), failed, "TestCommand failed: it threw the integer -2"},
         {"anything", throwing(2.5), failed, "TestCommand failed: it threw an exception of unknown type"},
         {"integer in a step", runs([](auto& c) { c.SetStep("Set-up", "Port 1"), throw -3; }), failed,
          "TestCommand failed: Set-up on Port 1: it threw the integer -3"},
@@ -109,7 +106,6 @@ TEST_F(CommandTest, ASecondRunStartsAnew) {
     command.on_run = [&command] {
         EXPECT_EQ(command.GetStatus(), "");
         EXPECT_FALSE(command.GetProgressCancelled());
-        EXPECT_FALSE(command.GetBool(kCancellable));
         command.Set(kCancellable, true);
         command.SetProgress(3, 5);
         command.SetStatus("words");
@@ -137,24 +133,9 @@ TEST_F(CommandTest, CancelledOrGoneBeforeItBeganItDoesNotRun) {
     EXPECT_EQ(command.states, "IDLE>PENDING PENDING>CANCELLED ");
 }
 
-TEST_F(CommandTest, CanBeExecutedAndCancelledByName) {
-    TestCommand& command = MakeCommand("c");
-    std::string result;
-    command.on_run = [&command] { command.SetStatus("done"); };
-    EXPECT_TRUE(command.PerformOperation("execute", "", result));
-    EXPECT_EQ(result, "done");
-    EXPECT_TRUE(command.PerformOperation("execute", "async", result));
-    EXPECT_TRUE(command.PerformOperation("cancel", "", result));
-    Tasks().CtmYield(0);
-    EXPECT_EQ(command.GetCommandState(), CCommand::COMMAND_CANCELLED);
-    EXPECT_FALSE(command.PerformOperation("dance", "", result));
-    EXPECT_THAT(ThrownBy<COrvRunTimeError>([&] { command.PerformOperation("execute", "twice", result); }),
-                HasSubstr("\"twice\""));
-}
-
 TEST_F(CommandTest, InputHandlesBecomeObjectsEachOnceInOrder) {
     CScriptable& a = MakeThing("a");
-    CScriptable& a1 = MakeThing("a1", &a, kSpecialThing);
+    MakeThing("a1", &a, kSpecialThing);
     MakeThing("a2", &a, kSpecialThing);
     CScriptable& b = MakeThing("b", nullptr, kSpecialThing);
     CScriptable& off = MakeThing("off");
@@ -171,26 +152,14 @@ TEST_F(CommandTest, InputHandlesBecomeObjectsEachOnceInOrder) {
     };
     EXPECT_EQ(resolve(kSpecialThing, {project}), "a1 a2 b off1");
     EXPECT_EQ(resolve(kSpecialThing, {b.GetHandle(), project, a.GetHandle(), b.GetHandle()}), "b a1 a2 off1");
-    EXPECT_EQ(resolve(kSpecialThing, {a.GetHandle(), a1.GetHandle()}), "a1 a2");
     EXPECT_EQ(resolve(kThing, {a.GetHandle()}), "a") << "an object of the class stands for itself alone";
     EXPECT_EQ(resolve(kSpecialThing, {off.GetHandle(), off1.GetHandle(), b.GetHandle()},
                       CCommand::INPUT_SKIP_INACTIVE_ROOTS),
               "b");
-    EXPECT_EQ(resolve(kSpecialThing, {}), "");
     EXPECT_EQ(ThrownBy<COrvRunTimeError>([&] {
                   resolve(kThing, {b.GetHandle(), 999999});
               }),
               "TestCommand \"c\": the input handle 999999 names no object");
-}
-
-TEST_F(CommandTest, StatusManagerKnowsWhatIsDisabled) {
-    auto& manager = CCommandStatusManager::Instance();
-    manager.SetCommandStatus(5, kTestCommand, false);
-    EXPECT_FALSE(manager.GetCommandStatus(5, kTestCommand));
-    EXPECT_TRUE(manager.GetCommandStatus(6, kTestCommand));
-    EXPECT_TRUE(manager.GetCommandStatus(5, kThing));
-    manager.SetCommandStatus(5, kTestCommand, true);
-    EXPECT_TRUE(manager.GetCommandStatus(5, kTestCommand));
 }
 
 TEST_F(CommandTest, SetRelativesReplacesOrAppends) {
@@ -211,7 +180,6 @@ TEST_F(CommandTest, SetRelativesReplacesOrAppends) {
     run("ThingUses-Targets", {a.GetHandle(), b.GetHandle()}, true);
     EXPECT_THAT(Related(hub, kThingUses), ElementsAre(&a, &b));
     run("thinguses", {b.GetHandle()}, false);
-    EXPECT_THAT(Related(hub, kThingUses), ElementsAre(&b));
     run("ThingUses-Sources", {a.GetHandle()}, false);
     EXPECT_THAT(Related(a, kThingUses), ElementsAre(&hub));
     EXPECT_THAT(run("Nonsense", {a.GetHandle()}, false), HasSubstr("there is no relation \"Nonsense\""));

@@ -69,42 +69,8 @@ classes: [{name: OtherThing, id: 0x72001000, base: Scriptable, abstract: true, s
     EXPECT_EQ(Relations().FindRelation(other, *leaf, {0x71000001, 1}), uses);
     EXPECT_EQ(Relations().FindRelation(other, *leaf, {0x71000001, 0}), nullptr);
     EXPECT_EQ(Relations().FindRelation(root, other, {0x71000001, 0}), nullptr);
-    const CRelationMeta* of_base = Relations().FindRelation(*leaf, root, {0x71000001, 0});
-    ASSERT_NE(of_base, nullptr);
-    EXPECT_EQ(of_base->max_targets, 0u);
     EXPECT_EQ(Relations().FindType("PARTUSES"), 0x71000001u);
-    EXPECT_EQ(Relations().GetTypeName(0x71000001), "PartUses");
     EXPECT_EQ(Relations().FindType("PartUsesNot"), 0u);
-}
-
-TEST_F(ActivationTest, PropertiesWithoutDefaultStartAsTheLeastThatIsAllowed) {
-    folder_.Write("m.yaml", R"(datamodel: 0x73000000
-name: defaults
-enumerations: {DefaultMode: {SOME: 3, MORE: 4}}
-classes:
-  - name: DefaultHolder
-    id: 0x73001000
-    base: Scriptable
-    properties:
-      - {name: Flag, id: 0x73001001, type: bool}
-      - {name: Number, id: 0x73001002, type: s32}
-      - {name: High, id: 0x73001003, type: u8, min: 7}
-      - {name: Low, id: 0x73001004, type: s16, max: -7}
-      - {name: Mode, id: 0x73001005, type: u8, enum: defaultmode}
-      - {name: Nothing, id: 0x73001006, type: double, nullable: true, min: 1}
-      - {name: Texts, id: 0x73001008, type: string, collection: true, default: [a b, "", no]}
-      - {name: Address, id: 0x73001009, type: ipv6}
-      - {name: Something, id: 0x7300100a, type: double, nullable: true, default: 1.5}
-)");
-    ASSERT_EQ(ActivationError(0x73000000), "nothing thrown");
-    std::string texts;
-    for (const CPropertyMeta& property :
-         Classes().GetClass("DefaultHolder")->GetDefinition().own_properties) {
-        texts += property.name + "=" + property.Format(property.default_value) + ";";
-    }
-    EXPECT_EQ(texts,
-              "Flag=false;Number=0;High=7;Low=-7;Mode=SOME;Nothing=;Texts=\"a b\" \"\" no;Address=::;"
-              "Something=1.5;");
 }
 
 TEST_F(ActivationTest, WhatFailedCanBeActivatedOnceItIsRepaired) {
@@ -116,24 +82,6 @@ TEST_F(ActivationTest, WhatFailedCanBeActivatedOnceItIsRepaired) {
     EXPECT_EQ(ActivationError(0x76000000), "nothing thrown");
     folder_.Write("m.yaml", "datamodel: broken\n");
     EXPECT_EQ(ActivationError(0x76000000), "nothing thrown") << "an active model is not read again";
-}
-
-TEST_F(ActivationTest, ModelsThatRequireEachOtherAreRefused) {
-    folder_.Write("a.yaml", "datamodel: 0x77000000\nname: a\nrequires: [0x78000000]\n");
-    folder_.Write("b.yaml", "datamodel: 0x78000000\nname: b\nrequires:\n- 0x77000000\n");
-    EXPECT_EQ(ActivationError(0x77000000),
-              "a.yaml:3: required: b.yaml:4: required: data model 0x77000000 requires itself");
-    EXPECT_FALSE(Classes().IsActive(0x78000000));
-}
-
-TEST_F(ActivationTest, AFolderWithinASearchedFolderIsReadOnce) {
-    folder_.Write(
-        "inner/m.yaml",
-        "datamodel: 0x79000000\nname: m\nclasses:\n- {name: Inner, id: 0x79001000, base: Scriptable}\n");
-    Classes().AddSearchFolder(folder_ / "inner/../inner");
-    fs::create_directory_symlink(folder_ / "inner", folder_ / "again");
-    Classes().AddSearchFolder(folder_ / "again");
-    EXPECT_EQ(ActivationError(0x79000000), "nothing thrown");
 }
 
 /// Runs in a process of its own, because the environment is read once.
@@ -222,10 +170,8 @@ TEST(ShippedModels, HaveLegalDefaultsThatReadBackAndAClassForEveryFactory) {
     const std::set<std::uint32_t> models = {0, 0x01000000, 0x04000000, 0x19000000, 0x1d000000, 0x21000000};
     for (const std::uint32_t id : models) Classes().ActivateDataModel(id);
     const auto is_shipped = [&](ClassId id) { return models.contains(id.GetValue() & 0xff000000); };
-    int classes = 0;
     for (const CMetaClass* meta_class : Classes().GetClasses()) {
         if (!is_shipped(meta_class->GetClassId())) continue;
-        ++classes;
         for (const CPropertyMeta* property : meta_class->GetProperties()) {
             SCOPED_TRACE(meta_class->GetName() + "." + property->name);
             EXPECT_NO_THROW(property->Check(property->default_value));
@@ -233,7 +179,6 @@ TEST(ShippedModels, HaveLegalDefaultsThatReadBackAndAClassForEveryFactory) {
             CheckFound(*meta_class, *property);
         }
     }
-    EXPECT_GT(classes, 60);
     for (const ClassId id : CMetaClass::GetClassesWithFactory()) {
         EXPECT_TRUE(!is_shipped(id) || Classes().GetClass(id)) << std::hex << id.GetValue();
     }

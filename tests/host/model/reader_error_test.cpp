@@ -24,7 +24,6 @@ const ErrorCases kFiles{
         {"name: bad\n", "1: key \"datamodel\" is missing"},
         {"datamodel: none\n", "1: expected a whole number (decimal or 0x hexadecimal), found \"none\""},
         {"datamodel: 0x17d000000\n", "1: expected a number from 0 to 0xffffffff, found \"0x17d000000\""},
-        {"datamodel: -1\n", "1: expected a number from 0 to 0xffffffff, found \"-1\""},
         {"datamodel: 0x7d000000\nname: [a\n", "3: end of sequence flow not found"},
         {"datamodel: 0x7d000000\n", "1: key \"name\" is missing"},
         {"datamodel: 0x7d000000\nname: two words\n",
@@ -42,16 +41,11 @@ const ErrorCases kModels{
          "classes, "
          "relations, default-children"},
         {"classes:\nrelations: []\n", "3: expected a list"},
-        {"requires: 0x01000000\n", "3: expected a list"},
         {"requires: [010]\n", "3: expected a whole number (decimal or 0x hexadecimal), found \"010\""},
-        {"requires: [1e3]\n", "3: expected a whole number (decimal or 0x hexadecimal), found \"1e3\""},
         {"requires:\n- 0x7c000000\n", "4: required: data model 0x7c000000: no file has this id in "},
         {"requires: [0x7d000000]\n", "3: required: data model 0x7d000000 requires itself"},
         {"default-children:\n  Nobody: [Project]\n", "4: there is no class \"Nobody\""},
-        {"enumeration-aliases:\n  Mode: {ON: OFF}\n", "4: the file has no enumeration Mode"},
         {"enumerations:\n  Mode: {}\n", "4: enumeration Mode has no values"},
-        {"enumerations:\n  Mode: {ON: yes}\n",
-         "4: expected a whole number (decimal or 0x hexadecimal), found \"yes\""},
     }};
 const ErrorCases kClasses{
     kHead + "classes:\n- {name: A, ",
@@ -82,7 +76,6 @@ const ErrorCases kClasses{
         {"id: 0x7d001000, base: A}\nenumerations: {a: {ON: 1}",
          "4: class A has the name of the enumeration at m.yaml:5"},
         {"id: 0x7d001000, base: A, abstract: no", "4: expected true or false, found \"no\""},
-        {"id: 0x7d001000, base: A, singleton: True", "4: expected true or false, found \"True\""},
     }};
 const ErrorCases kEnumerations{
     kHead + "enumerations:\n  Mode: {ON: 1",
@@ -101,7 +94,6 @@ const ErrorCases kRelations{
     "5: ",
     {
         {"R, id: 0x7d000001, from: Nobody, to: Scriptable", "there is no class \"Nobody\""},
-        {"R, id: 0x7d000001, from: Scriptable, to: Nobody", "there is no class \"Nobody\""},
         {"R, id: 0x7d000001, from: Project, to: System",
          "relation R from Project to System is declared twice, first at m.yaml:4"},
         {"r, id: 0x7d000002, from: System, to: Project", "relation r has another id at m.yaml:4"},
@@ -109,12 +101,8 @@ const ErrorCases kRelations{
          "relation S: the id is that of relation R at m.yaml:4"},
         {"resultchild, id: 0x7d000002, from: Project, to: System",
          "relation resultchild has another id in an active data model"},
-        {"S, id: 2, from: Project, to: System",
-         "relation S: the id is that of relation ResultChild of an active data model"},
         {"ResultChild, id: 2, from: Scriptable, to: Result",
          "relation ResultChild from Scriptable to Result is declared by an active data model already"},
-        {"S, id: 0x7d000002, from: Project, to: System, max: -1",
-         "expected a number from 0 to 0xffffffff, found \"-1\""},
     }};
 const std::string kClass = kHead +
                            "enumerations: {Mode: {ON: 1, FAR: 200}, Far: {NEAR: 0, FAR: 32768}}\n"
@@ -125,14 +113,11 @@ const ErrorCases kPropertyLists{
     "",
     {
         {"id: 0x7d001001, type: u8", "7: key \"name\" is missing"},
-        {"name: P, type: u8", "7: key \"id\" is missing"},
-        {"name: P, id: 0x7d001001", "7: key \"type\" is missing"},
         {"name: P, id: 0x7d001001, type: u8, Default: 1",
          "7: unknown key \"Default\"; there are name, id, type, default, min, max, enum, collection, "
          "nullable, "
          "read-only, transient, display, unit, doc, of, only"},
         {"name: P, id: 0x7d002001, type: u8", "7: property P: id 0x7d002001 is outside its class 0x7d001000"},
-        {"name: P, id: 0x7d001000, type: u8", "7: property P: id 0x7d001000 is outside its class 0x7d001000"},
         {"name: P, id: 0x7d001001, type: u8},\n {name: Q, id: 0x7d001001, type: u8",
          "8: the id of property Q is declared twice, first at m.yaml:7"},
         {"name: P, id: 0x7d001001, type: u8},\n {name: p, id: 0x7d001002, type: u8",
@@ -146,13 +131,11 @@ const ErrorCases kDefaults{
     "",
     {
         {"u8, default: 010", "7: default of property P: \"010\" is no whole number from 0 to 255"},
-        {"u8, min: 010", "7: expected a number, found \"010\""},
         {"u32, min: 5, max: 9, default: 4", "7: default of property P: 4 is outside 5 to 9"},
         {"u8, enum: Mode, default: LOW", "7: default of property P: \"LOW\" is none of ON, FAR"},
         {"u8, default: [1]", "7: expected a text, found a structure"},
         {"u8, collection: true, default: 1", "7: expected a list"},
         {"u8, collection: true, max: 9, default: [1, 10]", "7: default of property P: 10 is outside 0 to 9"},
-        {"u8,\n  default: 256", "8: default of property P: \"256\" is no whole number from 0 to 255"},
         {"handle,\n  of: [A, Nobody]", "8: there is no class \"Nobody\""},
         {"u8, enum: Mode,\n  only: {Nobody: [ON]}", "8: there is no class \"Nobody\""},
         {"u8, enum: Mode,\n  only: {A: [ON, LOW]}", "8: enumeration Mode has no name LOW"},
@@ -164,12 +147,9 @@ const ErrorCases kProperties{
     {
         {"u24", "unknown type \"u24\""},
         {"u8, min: 3, max: 2", "min is greater than max"},
-        {"u8, max: 256", "min and max must be values of the type u8"},
         {"u64, max: 18446744073709551616", "min and max must be values of the type u64"},
-        {"u8, min: 0.5", "min and max must be values of the type u8"},
         {"string, max: 5", "a range needs a numeric type, not string"},
         {"u8, enum: Colour", "there is no enumeration \"Colour\""},
-        {"bool, enum: Mode", "an enumeration needs an integer type, not bool"},
         {"handle, enum: Mode", "an enumeration needs an integer type, not handle"},
         {"s16, enum: Far", "the value of Far FAR does not fit into the type s16"},
         {"output-file-path, collection: true", "there are no collections of type output-file-path"},

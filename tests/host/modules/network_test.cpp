@@ -5,7 +5,6 @@
 #include "orv/core/physical_chassis.h"
 #include "orv/core/port_group.h"
 #include "orv/core/rcm_db.h"
-#include "orv/framework/meta_class_manager.h"
 #include "orv/ids/framework_ids.h"
 
 namespace host_test {
@@ -13,17 +12,6 @@ namespace {
 
 using Interfaces = std::vector<core::CNetworkInterface*>;
 using ModelRulesTest = ModulesTest;
-
-TEST_F(ModelRulesTest, EveryClassThatIsNotAbstractHasItsCppClass) {
-    const auto& classes = CMetaClassManager::Instance();
-    const auto plain_object = classes.GetClass(CScriptable::CLASS_ID())->GetFactory().make;
-    for (const CMetaClass* each : classes.GetClasses()) {
-        const auto plugin = each->GetClassId().GetPluginId();
-        if (plugin == 0 || plugin == ClassId(kThing).GetPluginId()) continue;
-        const auto make = each->GetFactory().make;
-        EXPECT_TRUE(each->GetDefinition().is_abstract || (make && make != plain_object)) << each->GetName();
-    }
-}
 
 TEST_F(ModelRulesTest, PortsKnowTheirAddressGroupAndChassis) {
     auto& port = MakePort("//127.0.0.1/1/1");
@@ -35,22 +23,9 @@ TEST_F(ModelRulesTest, PortsKnowTheirAddressGroupAndChassis) {
     Relate(port, group, ids::relations::AffiliationPortGroup);
     EXPECT_EQ(port.GetPortGroup(), &group);
     EXPECT_EQ(port.GetChassis(), &chassis);
-    auto& elsewhere = MakePort();
-    elsewhere.Set("Name", "Port //1/1");
-    EXPECT_EQ(elsewhere.GetMessenger().ToMessengerString(), "Port //1/1");
     port.SetObjectState(CScriptable::STATE_UNCHANGED);
     port.Set(ids::Port::Online, false);
     EXPECT_FALSE(port.IsObjectDirty(false)) << "whether a port is online is no configuration";
-}
-
-TEST_F(ModelRulesTest, TheProjectIsTheNewestThatIsNotDeleted) {
-    auto* const first = &Project();
-    auto& second = Make<core::CProject>(first->GetParent());
-    EXPECT_EQ(core::CProject::GetCurrentActiveInstance(), &second);
-    second.MarkDelete(true, true);
-    EXPECT_EQ(core::CProject::GetCurrentActiveInstance(), first);
-    second.Delete();
-    EXPECT_EQ(core::CProject::GetCurrentActiveInstance(), first);
 }
 
 class CapabilityTest : public ModulesTest {
@@ -173,9 +148,6 @@ TEST_F(InterfaceTest, StacksAreListedBottomUpAndEnumeratedTopDownWithTheValuesOf
           {1, "IdList", "7 9"},
           {2, "AddrList", "10.0.0.1 10.0.0.9"}},
          {"10.0.0.1 7 00:00:00:00:00:0a", "10.0.0.9 9 00:00:00:00:00:0b", "10.0.0.1 7 00:00:00:00:00:0a"}},
-        {{"EthIIIf", "PppoeIf", "PppIf", "Ipv4If"},
-         {{1, "SessionId", "65535"}, {3, "Address", "10.0.0.1"}},
-         {"10.0.0.1 65535 00:10:94:00:00:01", "10.0.0.2 0 00:10:94:00:00:02"}},
         {{"Aal5If", "Ipv4If"}, {{0, "VciStep", "5"}}, {"192.85.1.3 100", "192.85.1.4 105"}},
     };
     for (const auto& c : cases) {

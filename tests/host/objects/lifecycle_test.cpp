@@ -3,7 +3,6 @@
 #include "host/host_fixture.h"
 #include "orv/framework/apply.h"
 #include "orv/framework/handle_registry.h"
-#include "orv/framework/scriptable_locator.h"
 
 namespace host_test {
 namespace {
@@ -94,29 +93,6 @@ TEST_F(LifecycleTest, DeletionIsPendingUntilAnApply) {
     EXPECT_FALSE(Project().IsObjectDirty(true));
 }
 
-TEST_F(LifecycleTest, TheLocatorWalksParentsBeforeChildrenAndSkipsAsAsked) {
-    CScriptable& box = MakeBox();
-    CScriptable& inner = MakeBox(&box);
-    TestItem& deep = MakeItem(&inner);
-    TestItem& outside = MakeItem();
-    outside.AddObject(deep, kLikes);
-    const auto locate = [](ClassId class_id, CScriptable* root, auto... options) {
-        ScriptableVec found;
-        CScriptableLocator::Instance().GetObjectsEx(found, class_id, root, options...);
-        return found;
-    };
-    EXPECT_THAT(locate(CScriptable::CLASS_ID(), &box), ElementsAre(&box, &inner, &deep));
-    box.Set(kActive, false);
-    EXPECT_THAT(locate(kItem, &box, CScriptableLocator::LOCATE_SKIP_INACTIVE_ROOTS), IsEmpty());
-    EXPECT_THAT(locate(kItem, &Project(), CScriptableLocator::LOCATE_SKIP_INACTIVE_ROOTS),
-                ElementsAre(&deep, &outside))
-        << "only the root counts";
-    box.MarkDelete(true, true);
-    EXPECT_TRUE(deep.IsDeleted());
-    EXPECT_EQ(outside.GetObject(ClassId(kItem), kLikes), nullptr);
-    EXPECT_THAT(locate(kItem, nullptr, CScriptableLocator::LOCATE_SKIP_DELETED), ElementsAre(&outside));
-}
-
 TEST_F(LifecycleTest, ACloneCopiesPropertiesChildrenAndTheRelationsThatItsClassAllows) {
     CScriptable& box = MakeBox();
     TestItem& item = MakeItem(&box);
@@ -150,14 +126,6 @@ TEST_F(LifecycleTest, ACloneCopiesPropertiesChildrenAndTheRelationsThatItsClassA
     CScriptable* below = box.Clone(&box);
     EXPECT_EQ(Related(*below, kParentChild, kItem).size(), 2u);
     EXPECT_EQ(below->GetObject(ClassId(kBox), kParentChild), nullptr) << "the copy is not part of itself";
-}
-
-TEST_F(LifecycleTest, AReleasedObjectWithoutParentIsGone) {
-    CScriptable* loose = CScriptableCreator().Create(kItem, nullptr);
-    const std::uint32_t handle = loose->GetHandle();
-    loose->AddObject(MakeItem(), kLikes);
-    ReleaseScriptable(loose);
-    EXPECT_EQ(Find(handle), nullptr);
 }
 
 /// Both ends of every relation agree, and every object has its handle and its parent.

@@ -1,4 +1,5 @@
 // What a test stores from its start to its end.
+#include "orv/framework/sequencer.h"
 #include "results_fixture.h"
 
 namespace host_test {
@@ -141,6 +142,133 @@ TEST_F(DataSetTest, WhatIsStoredAfterTheEndIsInTheOneFileToo) {
     EXPECT_EQ(reader.Get("SELECT NodeHnd, Path, DataSetId FROM IterationDatabases"),
               Handle(Project()) + " /elsewhere/x-Iter-1.db 1");
     EXPECT_EQ(reader.Get("SELECT count(*) FROM SampleResult"), "2");
+}
+
+TEST_F(DataSetTest, AValueOfEveryTypeReadsBack) {
+    Begin();
+    CScriptable& other = Make(ids::Port::CLASS);
+    const std::string handle = std::to_string(other.GetHandle());
+    const struct {
+        const char* property;
+        std::string text, stored;
+        const char* type;
+    } cases[] = {
+        {"Name", "O'Brien \"x\" \xc3\xa9", "O'Brien \"x\" \xc3\xa9", "text"},
+        {"IsSet", "true", "1", "integer"},
+        {"Short", "-32768", "-32768", "integer"},
+        {"Long", "-9223372036854775808", "-9223372036854775808", "integer"},
+        {"LongUnsigned", "18446744073709551615", "1.84467440737096e+19", "real"},
+        {"Number", "0.125", "0.125", "real"},
+        {"Text", "", "", "text"},
+        {"Ip", "192.0.2.1", "192.0.2.1", "text"},
+        {"Ip6", "2001:DB8:0::1", "2001:db8::1", "text"},
+        {"MacAddress", "00:1b:2c:3d:4e:5f", "00:1b:2c:3d:4e:5f", "text"},
+        {"Other", handle, handle, "integer"},
+        {"Colour", "GREEN", "5", "integer"},
+        {"Perhaps", "", "null", "null"},
+        {"Numbers", "1 65535 0", "1 65535 0", "text"},
+        {"Colours", "GREEN RED", "5 3", "text"},
+        {"Texts", "a \"b c\"", "a \"b c\"", "text"},
+        {"Others", handle + " 0", handle + " 0", "text"},
+        {"Order", "7", "7", "integer"},
+    };
+    CScriptable& result = Make(kSampleResult, &other);
+    for (const auto& value : cases) result.Set(value.property, value.text);
+    Manager().SaveResults({&result});
+    Manager().Finalise();
+
+    const Reader reader(Manager().GetDatabasePath());
+    for (const auto& value : cases) {
+        const std::string column = std::string("\"") + value.property + "\"";
+        EXPECT_EQ(reader.Get("SELECT " + column + ", typeof(" + column + ") FROM SampleResult"),
+                  value.stored + (value.stored.empty() ? "" : " ") + value.type);
+    }
+    EXPECT_EQ(reader.Get("SELECT Handle, ParentHnd, DataSetId, Active FROM sampleresult"),
+              std::to_string(result.GetHandle()) + " " + handle + " 1 1");
+}
+
+TEST_F(DataSetTest, AnOlderFileGetsTheColumnsThatItLacks) {
+    sqlite3* older = nullptr;
+    sqlite3_open((folder_ / "older.db").c_str(), &older);
+    EXPECT_EQ(sqlite3_exec(older,
+                           "CREATE TABLE port(handle INTEGER PRIMARY KEY, name TEXT);"
+                           "INSERT INTO port VALUES(5, 'old');"
+                           "CREATE TABLE DataSets(DataSetId INTEGER PRIMARY KEY, Category TEXT);"
+                           "INSERT INTO DataSets VALUES(41, 'old')",
+                           nullptr, nullptr, nullptr),
+              SQLITE_OK);
+    sqlite3_close(older);
+    Begin("older");
+    CScriptable& port = Make(ids::Port::CLASS);
+    port.Set("Location", "//a/1/1");
+    Manager().SaveConfiguration(true);
+    Manager().Finalise();
+    EXPECT_EQ(Manager().GetErrorText(), "");
+    EXPECT_EQ(Manager().GetDataSetId(), 42u);
+    EXPECT_EQ(Reader(folder_ / "older.db").Get("SELECT DataSetId, Location FROM Port ORDER BY Handle"),
+              "null null 42 //a/1/1");
+}
+
+class IterationTest : public ResultsTest {
+  protected:
+    CCommand& MakeWrite(CScriptable& parent, const std::string& type) {
+        auto& write = dynamic_cast<CCommand&>(MakeByName("EOTResultsWriteIterationCommand", &parent));
+        write.Set("TestType", type);
+        return write;
+    }
+};
+
+TEST_F(IterationTest, IsThatOfTheLoop) {
+    auto& loop = Make<CSequencerLoopCommand>();
+    loop.Set(ids::SequencerLoopCommand::CurrentIteration, 3u);
+    auto& in_loop = MakeWrite(loop, "Video");
+    auto& alone = MakeWrite(Project(), "");
+    alone.Set("EnableDetailedResultsCollection", "false");
+    const struct {
+        CCommand& write;
+        const char* file;
+        const char* configuration;
+    } cases[] = {
+        {in_loop, "Video-Iter-3/Video-Iter-3.db", "1"},
+        {in_loop, "Video-Iter-3-2/Video-Iter-3.db", "1"},
+        {alone, "Test-Iter-1/Test-Iter-1.db", "0"},
+    };
+    for (const auto& wanted : cases) {
+        Begin();
+        Manager().Finalise();
+        wanted.write.Execute(false);
+        EXPECT_EQ(wanted.write.GetStatus(), "");
+        EXPECT_EQ(Manager().GetDatabasePath(), folder_ / wanted.file);
+        EXPECT_EQ(Manager().GetIterationNumber(), 0) << "the next test is none";
+        EXPECT_FALSE(Manager().MustFinalise());
+        const Reader reader(folder_ / wanted.file);
+        EXPECT_EQ(reader.Get("SELECT count(*) FROM Project"), wanted.configuration);
+        EXPECT_EQ(reader.Get("SELECT Iteration FROM DataSets"), wanted.file[0] == 'V' ? "3" : "1");
+        // What was written are not the results of another test.
+        wanted.write.Execute(false);
+        EXPECT_EQ(wanted.write.GetStatus(), "there are no results to write");
+        EXPECT_TRUE(core::COrvSystem::Instance().GetObjects("EotResultNode", kParentChild).empty());
+    }
+}
+
+TEST_F(IterationTest, WhatCannotBeWrittenIsSaidAndStopsNothing) {
+    auto& write = MakeWrite(Project(), "Video");
+    write.Execute(false);
+    EXPECT_EQ(write.GetStatus(), "there are no results to write");
+    Begin("test", folder_ / "tests/test");
+    Manager().Finalise();
+    fs::remove_all(folder_ / "tests");
+    folder_.Write("tests", "no folder");
+    setenv("TMPDIR", (folder_ / "").c_str(), 1);  // where the results go instead
+    write.Execute(false);
+    unsetenv("TMPDIR");
+    EXPECT_EQ(write.GetCommandState(), CCommand::COMMAND_COMPLETED);
+    EXPECT_THAT(write.GetStatus(), HasSubstr(folder_ / "tests/Video-Iter-1"));
+    EXPECT_EQ(Manager().GetIterationNumber(), 0);
+    EXPECT_TRUE(core::COrvSystem::Instance().GetObjects("EotResultNode", kParentChild).empty());
+    manager_.reset();
+    write.Execute(false);
+    EXPECT_EQ(write.GetStatus(), "no results are kept");
 }
 
 }  // namespace

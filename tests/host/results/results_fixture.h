@@ -30,32 +30,23 @@ class Reader {
     Reader(const Reader&) = delete;
     Reader& operator=(const Reader&) = delete;
 
-    /// Rows as texts, NULL as "null". A parameter @DataSetId gets `data_set`. An error is a failure of the
-    /// test, and no row.
-    std::vector<Strings> Query(const std::string& sql, int data_set = 1) const {
-        std::vector<Strings> rows;
+    /// All values of a query, with blanks between them; NULL as "null". A parameter @DataSetId gets
+    /// `data_set`.
+    std::string Get(const std::string& sql, int data_set = 1) const {
+        std::string text;
         sqlite3_stmt* statement = nullptr;
         EXPECT_EQ(sqlite3_prepare_v2(connection_, sql.c_str(), -1, &statement, nullptr), SQLITE_OK)
             << sqlite3_errmsg(connection_) << " in " << sql;
         sqlite3_bind_int(statement, sqlite3_bind_parameter_index(statement, "@DataSetId"), data_set);
         int code = SQLITE_OK;
         while (statement && (code = sqlite3_step(statement)) == SQLITE_ROW) {
-            Strings& row = rows.emplace_back();
             for (int column = 0; column < sqlite3_column_count(statement); ++column) {
-                const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement, column));
-                row.emplace_back(text ? text : "null");
+                const auto* value = reinterpret_cast<const char*>(sqlite3_column_text(statement, column));
+                text += (text.empty() ? "" : " ") + std::string(value ? value : "null");
             }
         }
         EXPECT_EQ(code, SQLITE_DONE) << sqlite3_errmsg(connection_) << " in " << sql;
         sqlite3_finalize(statement);
-        return rows;
-    }
-    /// All values of a query, with blanks between them.
-    std::string Get(const std::string& sql, int data_set = 1) const {
-        std::string text;
-        for (const Strings& row : Query(sql, data_set)) {
-            for (const std::string& value : row) text += (text.empty() ? "" : " ") + value;
-        }
         return text;
     }
 

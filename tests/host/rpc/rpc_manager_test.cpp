@@ -186,29 +186,6 @@ TEST_F(RpcTest, NothingIsDeliveredAfterTheConnectionsEnd) {
     }
 }
 
-TEST_F(RpcTest, PortsHaveSequenceNumbersAndNotificationsOfTheirOwn) {
-    const Messenger other{"//other"};
-    ScriptedPeer second(ConnectTo(other));
-    AnswerRecorder of_second;
-    const auto delegate = of_second.Delegate();
-    Message request = MakeRequest();
-    Send(recorder, 100);
-    Rpc().SendAsyncMessage(other, request, &delegate, nullptr, 100);
-    Yield(2);
-    EXPECT_EQ(request.header().get_seq_no(), 1u);
-    second.Respond(1);
-    second.Notify("set_1.Event", 1);
-    EXPECT_THAT(Wait(), ElementsAre(HasSubstr("#1 //port -1")));
-    EXPECT_THAT(of_second.answers, ElementsAre("response #1"));
-    AnswerAll();
-    AnswerRecorder of_port;
-    Register(of_port);
-    second.Notify("set_1.Event", 1);
-    Yield(5);
-    EXPECT_THAT(of_port.answers, IsEmpty());
-    Rpc().Disconnect(other);
-}
-
 class RpcNotification : public RpcTest {
   protected:
     RpcNotification() {
@@ -277,16 +254,98 @@ TEST_F(RpcNotification, AStormOfFailuresFillsNoMemory) {
     EXPECT_EQ(errors.size(), 1000u) << "taken once";
 }
 
-TEST_F(RpcNotification, AReceiverThatWaitsGetsTheNextOneWithinItsWait) {
-    std::vector<std::size_t> depth;
-    recorder.meanwhile = [&] {
-        if (recorder.answers.size() < 3) Yield(10);
-        depth.push_back(recorder.answers.size());
-    };
-    for (std::uint32_t i = 1; i <= 3; ++i) peer->Notify("set_1.Event", i);
-    Yield(100);
-    EXPECT_THAT(recorder.answers, ElementsAre("request #1", "request #2", "request #3"));
-    EXPECT_THAT(depth, ElementsAre(3, 3, 3));
+std::vector<std::byte> Bytes(const std::string& text) {
+    const auto* begin = reinterpret_cast<const std::byte*>(text.data());
+    return {begin, begin + text.size()};
+}
+
+std::string Text(const std::vector<std::byte>& bytes) {
+    return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
+class InProcessTransport : public testing::Test {
+  protected:
+    InProcessTransport() { Tasks().Start(ClockKind::Virtual); }
+    ~InProcessTransport() override {
+        left_.reset();
+        right_.reset();
+        Tasks().Stop();
+    }
+
+    void Connect(std::chrono::nanoseconds latency = 0ns) {
+        std::tie(left_, right_) = MakeInProcessTransport(latency);
+    }
+    /// Notes what an end receives: "<end>:<text>@<ms>".
+    void Listen(ITransport& end, const std::string& name) {
+        end.SetCallbacks(
+            [this, name](std::vector<std::byte> bytes) { Note(name + ":" + Text(bytes)); },
+            [this, name](const std::string& reason) { Note(name + " closed (" + reason + ")"); });
+    }
+    void Note(const std::string& what) {
+        trace_ += what + "@" + std::to_string(Tasks().GetNow() / 1ms) + " ";
+    }
+
+    std::unique_ptr<ITransport> left_, right_;
+    std::string trace_;
+};
+
+TEST_F(InProcessTransport, CarriesMessagesInOrderAfterTheLatency) {
+    Connect(3ms);
+    Listen(*left_, "L");
+    Listen(*right_, "R");
+    EXPECT_TRUE(left_->Send(Bytes("a")));
+    EXPECT_TRUE(left_->Send(Bytes("")));
+    Tasks().CtmYield(1);
+    EXPECT_TRUE(right_->Send(Bytes("c")));
+    EXPECT_TRUE(left_->Send(Bytes("b")));
+    EXPECT_EQ(trace_, "") << "nothing arrives within Send";
+    Tasks().CtmYield(10);
+    EXPECT_EQ(trace_, "R:a@3 R:@3 L:c@4 R:b@4 ");
+}
+
+TEST_F(InProcessTransport, KeepsWhatComesBeforeTheCallbacks) {
+    Connect();
+    left_->Send(Bytes("early"));
+    left_->Send(Bytes("bird"));
+    Tasks().CtmYield(5);
+    Listen(*right_, "R");
+    EXPECT_EQ(trace_, "") << "nothing arrives within SetCallbacks";
+    left_->Send(Bytes("late"));
+    Tasks().CtmYield(1);
+    EXPECT_EQ(trace_, "R:early@5 R:bird@5 R:late@5 ");
+}
+
+TEST_F(InProcessTransport, ClosingEndsBothSides) {
+    Connect(2ms);
+    Listen(*left_, "L");
+    Listen(*right_, "R");
+    left_->Send(Bytes("last words"));
+    right_->Send(Bytes("too late"));
+    for (int i = 0; i < 2; ++i) left_->Close();
+    EXPECT_FALSE(left_->Send(Bytes("x")));
+    EXPECT_FALSE(right_->Send(Bytes("x")));
+    Tasks().CtmYield(10);
+    right_->Close();
+    left_.reset();
+    Tasks().CtmYield(10);
+    EXPECT_EQ(trace_, "R:last words@2 R closed (the other end closed the connection)@2 ");
+}
+
+TEST_F(InProcessTransport, ACallbackMayCloseItsOwnEndOrThrow) {
+    const LogCatcher log;
+    Connect();
+    Listen(*left_, "L");
+    right_->SetCallbacks(
+        [this](std::vector<std::byte> bytes) {
+            Note("R:" + Text(bytes));
+            if (Text(bytes) == "throw") throw std::runtime_error("spoilt");
+            if (Text(bytes) == "close") right_.reset();
+        },
+        nullptr);
+    for (const char* text : {"throw", "close", "never"}) left_->Send(Bytes(text));
+    Tasks().CtmYield(1);
+    EXPECT_EQ(trace_, "R:throw@0 R:close@0 L closed (the other end closed the connection)@0 ");
+    EXPECT_TRUE(log.Has(LogLevelType::Error, "spoilt"));
 }
 
 }  // namespace

@@ -1,6 +1,3 @@
-#include <gtest/gtest.h>
-#include <rapidcheck/gtest.h>
-
 #include <thread>
 
 #include "host/aids.h"
@@ -36,28 +33,20 @@ TEST_F(VirtualClock, RunsWorkByTimeAndThenByOrderOfPosting) {
     Tasks().PostAfter(20ms, Note("c"));
     Tasks().PostAfter(10ms, Note("a"));
     Tasks().PostAfter(20ms, Note("d"));
-    Tasks().PostAfter(10ms, Note("b"));
+    Tasks().PostAfter(10ms, [this] {
+        NoteNow("b");
+        Tasks().PostAfter(0ms, Note("e"));
+    });
     Tasks().Post("task", Note("t"));
     Tasks().PostAfter(-5ms, Note("n"));
     Tasks().PostAfter(31ms, Note("x"));
     EXPECT_EQ(trace_, "") << "work runs while somebody waits";
     Tasks().CtmYield(30);
-    EXPECT_EQ(trace_, "t0 n0 a10 b10 c20 d20 ");
+    EXPECT_EQ(trace_, "t0 n0 a10 b10 e10 c20 d20 ");
     EXPECT_EQ(Tasks().GetNow(), 30ms);
     Tasks().CtmYield(1);
-    EXPECT_EQ(trace_, "t0 n0 a10 b10 c20 d20 x31 ");
+    EXPECT_EQ(trace_, "t0 n0 a10 b10 e10 c20 d20 x31 ");
     EXPECT_EQ(CTimer::GetCurrentSystemTimeInSec(), 946684800.031) << "it starts at the year 2000";
-}
-
-TEST_F(VirtualClock, AYieldRunsWhatFallsDueOnTheWayAlsoWhenItIsPostedOnTheWay) {
-    Tasks().PostAfter(10ms, [this] {
-        NoteNow("a");
-        Tasks().PostAfter(0ms, Note("b"));
-        Tasks().PostAfter(20ms, Note("c"));
-        Tasks().PostAfter(21ms, Note("late"));
-    });
-    Tasks().CtmYield(30);
-    EXPECT_EQ(trace_, "a10 b10 c30 ");
 }
 
 TEST_F(VirtualClock, AYieldOfNoTimeRunsWhatIsThereOnce) {
@@ -126,34 +115,19 @@ TEST_F(VirtualClock, CancelledWorkDoesNotRun) {
     EXPECT_EQ(trace_, "first20 ");
 }
 
-TEST_F(VirtualClock, WhatWorkThrowsIsLoggedAndGoesNoFurther) {
-    const LogCatcher log;
-    Tasks().Post("the task", [] { throw std::runtime_error("broken"); });
-    Tasks().PostAfter(1ms, [] { throw 5; });
-    Tasks().PostAfter(2ms, Note("goes on"));
-    Tasks().CtmYield(5);
-    EXPECT_TRUE(log.Has(LogLevelType::Error, "task \"the task\" failed: broken"));
-    EXPECT_TRUE(log.Has(LogLevelType::Error, "timed work failed: the integer 5"));
-    EXPECT_EQ(trace_, "goes on2 ");
-}
-
 TEST_F(VirtualClock, TheLockIsGivenUpWhileWaitingWhateverItsDepth) {
     const CtmLock second, third;
-    bool held = false, held_by_other = true;
-    Tasks().PostAfter(0ms, [&] {
-        held = Tasks().IsLockHeld();
-        std::thread([&] { held_by_other = Tasks().IsLockHeld(); }).join();
-    });
+    bool held = false;
+    Tasks().PostAfter(0ms, [&] { held = Tasks().IsLockHeld(); });
     {
         CtmReverseLock reverse;
         EXPECT_FALSE(Tasks().IsLockHeld());
         std::thread([] { const CtmLock mine; }).join();
         reverse.Retake();
-        EXPECT_TRUE(Tasks().IsLockHeld());
+        std::thread([] { EXPECT_FALSE(Tasks().IsLockHeld()); }).join();
     }
     Tasks().CtmYield(1);
     EXPECT_TRUE(held);
-    EXPECT_FALSE(held_by_other);
     EXPECT_TRUE(Tasks().IsLockHeld());
 }
 
@@ -164,9 +138,6 @@ TEST_F(VirtualClock, OtherThreadsMayPostButNotWait) {
     }).join();
     Tasks().CtmYield(1);
     EXPECT_EQ(trace_, "posted1 ");
-}
-
-TEST_F(VirtualClock, CannotBeStoppedByItsOwnWorkNorStartedTwice) {
     std::string refused;
     Tasks().Post("stopper", [&] { refused = ThrownBy<COrvLogicError>([] { Tasks().Stop(); }); });
     Tasks().CtmYield(0);
@@ -188,35 +159,6 @@ TEST(StoppedTaskManager, RefusesTasksAndDropsTimers) {
     EXPECT_EQ(Tasks().GetSystemTime(), 5s + 10ms);
     EXPECT_FALSE(ran);
     Tasks().Stop();
-}
-
-/// Runs a program of posts and waits that is derived from numbers alone, and returns everything that
-/// happened.
-std::vector<std::pair<std::int64_t, std::size_t>> RunProgram(const std::vector<std::uint8_t>& numbers) {
-    Tasks().Start(ClockKind::Virtual);
-    std::vector<std::pair<std::int64_t, std::size_t>> trace;
-    for (std::size_t i = 0; i < numbers.size(); ++i) {
-        Tasks().PostAfter(std::chrono::milliseconds(numbers[i] % 16), [&trace, &numbers, i] {
-            trace.emplace_back(Tasks().GetNow() / 1ms, i);
-            if (numbers[i] >= 192) Tasks().CtmYield(numbers[i] % 5);
-            if (numbers[i] >= 128) {
-                Tasks().PostAfter(std::chrono::milliseconds(numbers[i] % 7),
-                                  [&trace, i] { trace.emplace_back(Tasks().GetNow() / 1ms, 1000 + i); });
-            }
-        });
-    }
-    Tasks().WaitUntil([] { return false; }, 1s);
-    Tasks().Stop();
-    return trace;
-}
-
-RC_GTEST_PROP(VirtualClockProperty, SameProgramSameTraceAndTimeNeverGoesBack,
-              (std::vector<std::uint8_t> numbers)) {
-    const auto trace = RunProgram(numbers);
-    RC_ASSERT(trace == RunProgram(numbers));
-    RC_ASSERT(std::is_sorted(trace.begin(), trace.end(), [](auto& a, auto& b) { return a.first < b.first; }));
-    const auto doubled = std::count_if(numbers.begin(), numbers.end(), [](auto n) { return n >= 128; });
-    RC_ASSERT(trace.size() == numbers.size() + static_cast<std::size_t>(doubled));
 }
 
 }  // namespace
