@@ -158,11 +158,9 @@ TEST(MetaClass, ErrorsOfStaticRegistrationsAreKeptForTheLoader) {
     CStaticRegistration::TakeErrors();
     for (int i = 0; i < 2; ++i) CStaticRegistration::Run(register_it);
     CStaticRegistration::Run([] { throw 5; });
-    EXPECT_THAT(
-        CStaticRegistration::TakeErrors(),
-        ElementsAre("class 0x6c001000 (TwiceMade) has two factories: one of host_model_tests and one of "
-                    "host_model_tests",
-                    "a static registration threw something that is no exception"));
+    EXPECT_THAT(CStaticRegistration::TakeErrors(),
+                ElementsAre(HasSubstr("class 0x6c001000 (TwiceMade) has two factories: "),
+                            "a static registration threw something that is no exception"));
     EXPECT_THAT(CStaticRegistration::TakeErrors(), IsEmpty());
 }
 
