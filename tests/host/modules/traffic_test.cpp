@@ -273,9 +273,10 @@ TEST_F(StreamTest, IdsAreDenseStableAndNeverShared) {
     EXPECT_THAT(IdsOf(first), ElementsAre(1, 2, 3));
     EXPECT_EQ(IdsOf(third), third_ids);
     second.Delete();
-    first.Delete();
-    EXPECT_THAT(IdsOf(MakeStreams(source, MakeDestination(7))), ElementsAre(1, 2, 3, 4, 5, 6, 7))
-        << "free again";
+    auto& two = MakeStreams(source, MakeDestination(2));
+    EXPECT_THAT(IdsOf(two), ElementsAre(4, 5)) << "free again";
+    for (CStreamBlock* gone : {&two, &first, &third}) gone->Delete();
+    EXPECT_EQ(IdsOf(MakeStreams(source, MakeDestination(12))).front(), 1u) << "all grown together";
 }
 
 }  // namespace
