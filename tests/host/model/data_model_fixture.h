@@ -1,36 +1,30 @@
 // A folder for data-model files that a test writes.
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <string>
-
-#include "orv/common/exceptions.h"
+#include "host/aids.h"
 #include "orv/framework/meta_class_manager.h"
 #include "orv/framework/relation_manager.h"
-#include "thrown.h"
 
-namespace data_model_test {
+namespace host_test {
 
-using namespace orv::framework;  // NOLINT: tests
-using orv::common::COrvLogicError;
-using orv::common::COrvRunTimeError;
+inline CMetaClassManager& Classes() {
+    return CMetaClassManager::Instance();
+}
 
-/// The folder is searched by the meta-class manager, and is removed with the test so that files of one do not
-/// meet another.
+/// The folder is searched by the meta-class manager.
 class DataModelTest : public testing::Test {
   protected:
-    DataModelTest();
-    ~DataModelTest() override;
+    DataModelTest() { Classes().AddSearchFolder(folder_.GetPath()); }
 
-    void Write(const std::string& file_name, const std::string& text) const;
-    /// The text of the error, with file names relative to the folder; empty when the activation succeeds.
-    std::string ActivationError(std::uint32_t model_id) const;
+    /// The text of the error, with file names relative to the folder.
+    std::string ActivationError(std::uint32_t model_id) const {
+        std::string text = ThrownBy<COrvRunTimeError>([&] { Classes().ActivateDataModel(model_id); });
+        const std::string prefix = folder_ / "";
+        for (std::size_t at; (at = text.find(prefix)) != std::string::npos;) text.erase(at, prefix.size());
+        return text;
+    }
 
-    const std::filesystem::path folder_;
+    const Folder folder_;
 };
 
-using testing_aids::ThrownBy;
-
-}  // namespace data_model_test
+}  // namespace host_test

@@ -1,43 +1,28 @@
-// A running host with a project, and short ways to build what the tests need below it.
+// Ports and devices below the project of a running host.
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
-
+#include "host/host_fixture.h"
 #include "orv/core/emulated_device.h"
-#include "orv/core/host_application.h"
-#include "orv/core/network_interface.h"
 #include "orv/core/port.h"
-#include "orv/core/project.h"
-#include "orv/framework/scriptable_creator.h"
 #include "orv/ids/core_ids.h"
 
-namespace orv::test {
+namespace host_test {
 
-class ModulesTest : public testing::Test {
+using namespace orv;  // NOLINT: tests
+
+class ModulesTest : public HostTest {
   protected:
-    template <class T>
-    T& Make(framework::CScriptable* parent) {
-        return framework::CScriptableCreator().Make<T>(parent);
+    core::CPort& MakePort(const std::string& location = "") {
+        auto& port = Make<core::CPort>();
+        port.Set(ids::Port::Location, location);
+        return port;
     }
-    framework::CScriptable& MakeByName(const std::string& class_name, framework::CScriptable* parent);
-
-    core::CProject& Project() { return host_.GetProject(); }
-    core::CPort& MakePort(const std::string& location = "");
-    core::CEmulatedDevice& MakeDevice(core::CPort* port, std::uint32_t count = 1);
-    /// Makes interfaces of the named classes, each stacked on the one before; returns them in that order.
-    std::vector<core::CNetworkInterface*> MakeStack(core::CEmulatedDevice& device,
-                                                    const std::vector<std::string>& classes_from_link_layer);
-    /// Relates or fails the test with the reason.
-    void Relate(framework::CScriptable& from, framework::CScriptable& to, framework::RelationType type);
-
-    /// Class names without C.
-    static std::vector<std::string> ClassNames(const std::vector<core::CNetworkInterface*>& interfaces);
-
-  private:
-    core::CHostApplication host_{core::CHostApplication::Options{framework::ClockKind::Virtual}};
+    core::CEmulatedDevice& MakeDevice(core::CPort* port, std::uint32_t count = 1) {
+        auto& device = Make<core::CEmulatedDevice>();
+        device.Set(ids::EmulatedDevice::DeviceCount, count);
+        if (port) Relate(device, *port, ids::relations::AffiliationPort);
+        return device;
+    }
 };
 
-}  // namespace orv::test
+}  // namespace host_test

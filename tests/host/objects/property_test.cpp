@@ -1,118 +1,75 @@
-#include <vector>
-
-#include "object_model_fixture.h"
+// Values of objects, and who learns of their changes.
+#include "host/host_fixture.h"
 #include "orv/framework/apply.h"
+#include "orv/framework/change_log.h"
+#include "orv/framework/notification_service.h"
 
-namespace object_model_test {
+namespace host_test {
 namespace {
 
-class PropertyTest : public ObjectModelTest {};
+using testing::StartsWith;
 
-TEST_F(PropertyTest, StartsWithDefaultsAndKeepsWhatIsSet) {
+constexpr PropId kColour = 0x7e002002, kText = 0x7e002003, kMaybe = 0x7e002004, kNumbers = 0x7e002005;
+
+class PropertyTest : public HostTest {
+  protected:
     TestItem& item = MakeItem();
-    EXPECT_EQ(item.GetU32(kCount), 3u);
-    EXPECT_EQ(item.GetU8(kColour), 1);
-    EXPECT_EQ(item.GetString(kText), "none");
-    EXPECT_FALSE(item.GetNullableHasValue(kMaybe));
-    EXPECT_TRUE(item.GetCollection<std::uint32_t>(kNumbers).empty());
-    EXPECT_EQ(item.GetIpv6(kAddress).ToString(), "2001:db8::1");
+};
 
-    item.Set(kCount, std::uint32_t{100});
+TEST_F(PropertyTest, KeepsWhatIsSetForItsObjectAlone) {
+    EXPECT_FALSE(item.GetNullableHasValue(kMaybe));
+    item.Set(kCount, 100u);
     item.Set(kText, "a literal is a text");
     item.Set(kMaybe, std::uint16_t{7});
     item.SetCollection<std::uint32_t>(kNumbers, {4, 5});
     item.AddToCollection<std::uint32_t>(kNumbers, 6);
     EXPECT_EQ(item.GetU32(kCount), 100u);
-    EXPECT_EQ(item.GetT<unsigned int>(kCount), 100u);
     EXPECT_EQ(item.GetString(kText), "a literal is a text");
     EXPECT_EQ(item.GetU16(kMaybe), 7);
-    EXPECT_EQ(item.GetCollection<std::uint32_t>(kNumbers), (std::vector<std::uint32_t>{4, 5, 6}));
-
-    EXPECT_EQ(MakeItem().GetU32(kCount), 3u) << "another object keeps its own values";
-}
-
-TEST_F(PropertyTest, TextSetsAndReadsEveryType) {
-    TestItem& item = MakeItem();
-    const struct {
-        const char* name;
-        const char* text;
-        const char* read_back;
-    } rows[] = {
-        {"Count", "42", "42"},
-        {"count", "0x10", "16"},
-        {"Colour", "blue", "BLUE"},
-        {"Colour", "0", "RED"},
-        {"Text", "a b", "a b"},
-        {"Maybe", "9", "9"},
-        {"Maybe", "", ""},
-        {"Numbers", "1 2", "1 2"},
-        {"Numbers", "", ""},
-        {"Address", "FE80::1", "fe80::1"},
-        {"Active", "FALSE", "false"},
-        {"Name", "Kitchen", "Kitchen"},
-    };
-    for (const auto& row : rows) {
-        item.Set(row.name, row.text);
-        EXPECT_EQ(item.Get(row.name), row.read_back) << row.name;
+    EXPECT_THAT(item.GetCollection<std::uint32_t>(kNumbers), ElementsAre(4, 5, 6));
+    EXPECT_EQ(MakeItem().GetU32(kCount), 3u);
+    const std::pair<const char*, const char*> rows[] = {{"count", "16"},     {"Colour", "BLUE"},
+                                                        {"Maybe", ""},       {"Numbers", "1"},
+                                                        {"Active", "false"}, {"Name", "Kitchen"}};
+    for (const auto& [name, text] : rows) {
+        item.Set(name, text);
+        EXPECT_EQ(item.Get(name), text) << name;
     }
     EXPECT_EQ(item.GetName(), "Kitchen");
     EXPECT_FALSE(item.GetActive());
 }
 
 TEST_F(PropertyTest, RefusalsNameObjectAndProperty) {
-    TestItem& item = MakeItem();
     item.Set("Name", "Lamp");
     const std::string lamp = "TestItem \"Lamp\"";
-    const auto refused = [&](const char* name, const std::string& text) {
-        return ThrownBy<COrvRunTimeError>([&] { item.Set(name, text); });
-    };
-    for (const auto& [name, text] : std::vector<std::pair<const char*, std::string>>{{"Count", "0"},
-                                                                                     {"Count", "101"},
-                                                                                     {"Count", "many"},
-                                                                                     {"Colour", "PINK"},
-                                                                                     {"Colour", "2"},
-                                                                                     {"Maybe", "70000"},
-                                                                                     {"Address", "10.0.0.1"},
-                                                                                     {"Fixed", "true"}}) {
-        const std::string message = refused(name, text);
-        EXPECT_EQ(message.find(lamp), 0u) << message;
-        EXPECT_NE(message.find(name), std::string::npos) << message;
+    const std::pair<const char*, const char*> cases[] = {
+        {"Count", "101"}, {"Colour", "PINK"}, {"Address", "10.0.0.1"}, {"Fixed", "true"}, {"Weight", "1"}};
+    for (const auto& [name, text] : cases) {
+        EXPECT_THAT(ThrownBy<COrvRunTimeError>([&, name = name, text = text] { item.Set(name, text); }),
+                    testing::AllOf(StartsWith(lamp), HasSubstr(name)));
     }
-    EXPECT_EQ(refused("Weight", "1"), lamp + " has no property \"Weight\"");
-    EXPECT_EQ(ThrownBy<COrvRunTimeError>([&] { item.Set(kCount, std::uint32_t{101}); }).find(lamp), 0u);
+    EXPECT_THAT(ThrownBy<COrvRunTimeError>([&] { item.Set(kCount, 101u); }), StartsWith(lamp));
     EXPECT_EQ(item.GetU32(kCount), 3u) << "a refused value leaves the old one";
-}
-
-TEST_F(PropertyTest, WrongUseIsAnErrorOfTheProgram) {
-    TestItem& item = MakeItem();
-    const std::string unknown = ThrownBy<COrvLogicError>([&] { item.GetU32(0x7e002fff); });
-    EXPECT_EQ(unknown, item.Describe() + " has no property 0x7e002fff");
-    EXPECT_NE(ThrownBy<COrvLogicError>([&] { item.GetU8(kCount); }).find("Count is of type u32"),
-              std::string::npos);
-    EXPECT_NE(
-        ThrownBy<COrvLogicError>([&] { item.Set(kCount, std::uint8_t{1}); }).find("Count is of type u32"),
-        std::string::npos);
-    EXPECT_NE(ThrownBy<COrvLogicError>([&] { item.GetU16(kMaybe); }).find("Maybe holds no value"),
-              std::string::npos);
+    const auto wrong_use = [](auto use) { return ThrownBy<COrvLogicError>(use); };
+    EXPECT_EQ(wrong_use([&] { item.GetU32(0x7e002fff); }), lamp + " has no property 0x7e002fff");
+    EXPECT_THAT(wrong_use([&] { item.GetU8(kCount); }), HasSubstr("Count is of type u32"));
+    EXPECT_THAT(wrong_use([&] { item.Set(kCount, std::uint8_t{1}); }), HasSubstr("Count is of type u32"));
+    EXPECT_THAT(wrong_use([&] { item.GetU16(kMaybe); }), HasSubstr("Maybe holds no value"));
 }
 
 TEST_F(PropertyTest, OnlyAChangeIsToldAndMakesDirty) {
-    TestItem& item = MakeItem();
     item.Set("Name", "Lamp");
     SettleAfterApply(Project());
-    Events().clear();
+    TestItem::events.clear();
     ASSERT_FALSE(item.IsObjectDirty(true));
-
-    item.Set(kCount, std::uint32_t{3});
-    EXPECT_TRUE(Events().empty()) << "the value it has already";
+    item.Set(kCount, 3u);  // the value it has already
     item.Set(kMoment, std::uint64_t{1});
     EXPECT_FALSE(item.IsObjectDirty(false)) << "run-time state";
-    item.Set(kCount, std::uint32_t{4});
-    EXPECT_TRUE(item.IsObjectDirty(false));
+    item.Set(kCount, 4u);
     EXPECT_EQ(item.GetObjectState(), CScriptable::STATE_MODIFIED);
     EXPECT_TRUE(Project().IsObjectDirty(true));
     EXPECT_FALSE(Project().IsObjectDirty(false));
-    EXPECT_EQ(Events(), (std::vector<std::string>{"Lamp.Moment", "Lamp.Count"}));
+    EXPECT_THAT(TestItem::events, ElementsAre("Lamp.Moment", "Lamp.Count"));
 }
 
 class Listener {
@@ -134,23 +91,18 @@ class Listener {
 };
 
 TEST_F(PropertyTest, DelegatesAreCalledUntilTheyAreUnregistered) {
-    TestItem& item = MakeItem();
-    Listener first(item);
-    Listener second(item);
-    item.RegisterPropertyChangeDelegate(kCount, first.Bound());
-    item.RegisterPropertyChangeDelegate(kCount, first.Bound());
-    item.RegisterPropertyChangeDelegate(kCount, second.Bound());
-    item.Set(kCount, std::uint32_t{10});
+    Listener first(item), second(item);
+    for (Listener* each : {&first, &first, &second})
+        item.RegisterPropertyChangeDelegate(kCount, each->Bound());
+    item.Set(kCount, 10u);
     item.Set(kColour, std::uint8_t{5});
     EXPECT_EQ(first.calls, 1) << "registered twice is registered once";
     EXPECT_EQ(second.calls, 1);
-
     first.other = &second;  // takes the second one away while both are being called
-    item.Set(kCount, std::uint32_t{11});
-    EXPECT_EQ(first.calls, 2);
+    item.Set(kCount, 11u);
     EXPECT_EQ(second.calls, 1);
     item.UnregisterPropertyChangeDelegate(kCount, first.Bound());
-    item.Set(kCount, std::uint32_t{12});
+    item.Set(kCount, 12u);
     EXPECT_EQ(first.calls, 2);
 }
 
@@ -161,7 +113,6 @@ TEST_F(PropertyTest, ActiveFollowsTheAncestorsAndKeepsTheOwnChoice) {
     TestItem& off = MakeItem(&inner);
     off.Set(kActive, false);
     SettleAfterApply(Project());
-
     outer.Set(kActive, false);
     EXPECT_FALSE(inner.GetActive());
     EXPECT_FALSE(on.GetBool(kActive));
@@ -171,7 +122,6 @@ TEST_F(PropertyTest, ActiveFollowsTheAncestorsAndKeepsTheOwnChoice) {
     outer.Set(kActive, true);
     EXPECT_TRUE(on.GetActive());
     EXPECT_FALSE(off.GetActive());
-
     on.stays_active = true;
     outer.Set(kActive, false);
     EXPECT_TRUE(on.GetActive());
@@ -179,5 +129,69 @@ TEST_F(PropertyTest, ActiveFollowsTheAncestorsAndKeepsTheOwnChoice) {
     EXPECT_TRUE(off.GetActive()) << "asked for by name, the whole subtree becomes active";
 }
 
+class ChangeLogTest : public HostTest {
+  protected:
+    static CChangeLog& Log() { return CChangeLog::Instance(); }
+
+    TestItem& a = MakeItem();
+    TestItem& b = MakeItem();
+    CScriptable& box = MakeBox();
+};
+
+TEST_F(ChangeLogTest, TellsWhoChangedInTheOrderOfTheLastChanges) {
+    const auto count = [](CScriptable& item, std::uint32_t value) { item.Set(kCount, value); };
+    const struct {
+        const char* name;
+        std::function<void()> change;
+        ScriptableVec changed;
+    } cases[] = {
+        {"the same value", [&] { count(a, a.GetU32(kCount)); }, {}},
+        {"a property", [&] { count(a, 7); }, {&a}},
+        {"a property that is not saved", [&] { a.Set(kMoment, std::uint64_t{7}); }, {&a}},
+        {"two objects, one of them twice", [&] { count(a, 8), count(b, 8), count(a, 9); }, {&a, &b}},
+        {"with a reader between", [&] { count(a, 8), Log().GetNow(), count(b, 9), count(a, 9); }, {&b, &a}},
+        {"the active state of a tree", [&] { box.Set("Active", "false"); }, {&box}},
+        {"a relation", [&] { a.AddObject(b, kLikes); }, {&a}},
+        {"its end, which both remember", [&] { a.RemoveObject(b, kLikes); }, {&a, &b}},
+        {"another parent", [&] { box.AddObject(a, kParentChild); }, {&Project(), &a}},
+        {"a mark for deletion", [&] { a.MarkDelete(true, true); }, {&a}},
+        {"destruction", [&] { a.Delete(); }, {&box}},
+        {"a state that is set", [&] { b.SetObjectState(CScriptable::STATE_MODIFIED); }, {&b}},
+    };
+    for (const auto& c : cases) {
+        const CChangeLog::Moment before = Log().GetNow();
+        c.change();
+        EXPECT_EQ(Log().GetChangedSince(before), c.changed) << c.name;
+        EXPECT_THAT(Log().GetChangedSince(Log().GetNow()), IsEmpty());
+        EXPECT_THAT(Log().GetChangedSince(0), testing::Contains(&b));
+    }
+}
+
+TEST_F(HostTest, RegisteredObjectsReportTheirChangesUntilTheyEnd) {
+    auto& service = CNotificationService::Instance();
+    const LogCatcher log;
+    std::string trace;
+    const int tracing = service.AddListener([&](CScriptable& object, CNotificationService::Change change) {
+        trace += object.GetName() + std::to_string(static_cast<int>(change)) + " ";
+    });
+    CScriptable& a = MakeThing("a");
+    CScriptable& b = MakeThing("b");
+    for (CScriptable* object : ScriptableVec{&a, &a, nullptr}) service.RegisterCallback(object);
+    for (CScriptable* object : {&a, &a, &b}) object->Set(kValue, 2u);
+    a.AddObject(b, kThingUses);
+    EXPECT_EQ(trace, "a0 a1 a2 ");
+    int later = 0, later_calls = 0;
+    const int failing = service.AddListener([&](auto&&...) {
+        service.RemoveListener(later);
+        throw std::runtime_error("spoilt");
+    });
+    later = service.AddListener([&](auto&&...) { ++later_calls; });
+    a.Delete();
+    EXPECT_THAT(trace, testing::EndsWith("3 "));
+    EXPECT_EQ(later_calls, 0) << "a listener may remove others, and its failure stays with it";
+    EXPECT_TRUE(log.Has(LogLevelType::Error, "spoilt"));
+    for (const int id : {tracing, failing}) service.RemoveListener(id);
+}
+
 }  // namespace
-}  // namespace object_model_test
+}  // namespace host_test

@@ -1,23 +1,12 @@
-#include <gtest/gtest.h>
-
-#include <fstream>
-
-#include "orv/common/exceptions.h"
-#include "orv/core/host_application.h"
 #include "orv/framework/plugin_loader.h"
+#include "host/aids.h"
+#include "orv/core/host_application.h"
 
+namespace host_test {
 namespace {
 
-using orv::framework::ClockKind;
-using orv::framework::CPluginLoader;
-
 std::string LoadError(const std::string& path) {
-    try {
-        CPluginLoader::Instance().Load(path);
-    } catch (const orv::common::COrvRunTimeError& error) {
-        return error.what();
-    }
-    return "loaded";
+    return ThrownBy<COrvRunTimeError>([&] { CPluginLoader::Instance().Load(path); });
 }
 
 class PluginLoaderTest : public testing::Test {
@@ -27,10 +16,7 @@ class PluginLoaderTest : public testing::Test {
 
 TEST_F(PluginLoaderTest, SaysWhatIsWrongWithAPlugin) {
     const std::string folder = TEST_PLUGINS;
-    const struct {
-        const char* file;
-        const char* expected;
-    } rows[] = {
+    const std::pair<std::string, std::string> rows[] = {
         {"no_such_file.so", "No such file or directory"},
         {"plugin_without_entries.so",
          "entry point PluginVersion is missing; expected PluginRegister, PluginUnregister and PluginVersion, "
@@ -44,17 +30,14 @@ TEST_F(PluginLoaderTest, SaysWhatIsWrongWithAPlugin) {
         {"plugin_with_unknown_model.so", "data model 0x7d000000: no file has this id in "},
         {"plugin_with_unknown_class.so", "no data model declares the class 0x7d001000 of a factory"},
     };
-    for (const auto& row : rows) {
-        const std::string error = LoadError(folder + "/" + row.file);
-        EXPECT_EQ(error.find("plug-in " + folder + "/" + row.file + ": "), 0u) << error;
-        EXPECT_NE(error.find(row.expected), std::string::npos) << error;
+    for (const auto& [file, expected] : rows) {
+        const std::string path = folder + "/" + file;
+        EXPECT_THAT(LoadError(path),
+                    testing::AllOf(testing::StartsWith("plug-in " + path + ": "), HasSubstr(expected)));
     }
-}
-
-TEST_F(PluginLoaderTest, RefusesAFileThatIsNoLibrary) {
-    const std::string path = std::filesystem::canonical(testing::TempDir()).string() + "/no_library.so";
-    std::ofstream(path) << "not a library";
-    EXPECT_NE(LoadError(path).find("plug-in " + path + ": "), std::string::npos);
+    const Folder other;
+    other.Write("no_library.so", "not a library");
+    EXPECT_THAT(LoadError(other / "no_library.so"), HasSubstr("plug-in " + (other / "no_library.so") + ": "));
 }
 
 TEST_F(PluginLoaderTest, LoadsAGoodOneOnce) {
@@ -66,3 +49,4 @@ TEST_F(PluginLoaderTest, LoadsAGoodOneOnce) {
 }
 
 }  // namespace
+}  // namespace host_test

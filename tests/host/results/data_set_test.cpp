@@ -1,22 +1,15 @@
 // What a test stores from its start to its end.
-#include "orv/core/orv_system.h"
+#include "orv/framework/sequencer.h"
 #include "results_fixture.h"
 
-namespace results_test {
+namespace host_test {
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::UnorderedElementsAre;
+using DataSetTest = ResultsTest;
 
-class DataSetTest : public ResultsTest {
-  protected:
-    void Relate(CScriptable& from, CScriptable& to, RelationType type) {
-        std::string error;
-        EXPECT_TRUE(from.AddObject(to, type, &error)) << error;
-    }
-    std::string Handle(const CScriptable& object) { return std::to_string(object.GetHandle()); }
-};
+std::string Handle(const CScriptable& object) {
+    return std::to_string(object.GetHandle());
+}
 
 /// As views are written: one table's data set decides, the others are joined by handle.
 constexpr const char* kResultsOfPorts =
@@ -33,7 +26,7 @@ TEST_F(DataSetTest, TheConfigurationIsStoredAsItIsWithoutCommandsResultsAndDelet
     CScriptable& deleted = Make(ids::Port::CLASS);
     CScriptable& device = Make(ids::EmulatedDevice::CLASS);
     CScriptable& interface = Make(ids::EthIIIf::CLASS, &device);
-    CScriptable& command = Make(kSampleCommand);
+    CScriptable& command = Make(kTestCommand);
     CScriptable& result = Make(kSampleResult, &port);
     device.Set("Name", "d");
     interface.Set("Name", "e");
@@ -50,13 +43,13 @@ TEST_F(DataSetTest, TheConfigurationIsStoredAsItIsWithoutCommandsResultsAndDelet
     Manager().Finalise();
 
     const Reader reader(Manager().GetDatabasePath());
-    EXPECT_THAT(reader.Query("SELECT Handle FROM Port"), ElementsAre(TextRow{Handle(port)}));
-    EXPECT_THAT(reader.Query(kDevices), ElementsAre(TextRow{"d", "e"}));
-    EXPECT_THAT(reader.Query("SELECT SourceHnd, TargetHnd, Type, DataSetId FROM RelationTable"),
-                UnorderedElementsAre(TextRow{Handle(device), Handle(interface), "TopLevelIf", "1"},
-                                     TextRow{Handle(device), Handle(port), "AffiliationPort", "1"}));
-    EXPECT_THAT(reader.Query("SELECT * FROM SampleResult"), IsEmpty());
-    EXPECT_EQ(reader.Get("SELECT Name FROM SampleCommand JOIN DataSets ON TestCommand = Handle"),
+    EXPECT_EQ(reader.Get("SELECT Handle FROM Port"), Handle(port));
+    EXPECT_EQ(reader.Get(kDevices), "d e");
+    EXPECT_EQ(reader.Get("SELECT SourceHnd, TargetHnd, Type, DataSetId FROM RelationTable ORDER BY Type"),
+              Handle(device) + " " + Handle(port) + " AffiliationPort 1 " + Handle(device) + " " +
+                  Handle(interface) + " TopLevelIf 1");
+    EXPECT_EQ(reader.Get("SELECT count(*) FROM SampleResult"), "0");
+    EXPECT_EQ(reader.Get("SELECT Name FROM TestCommand JOIN DataSets ON TestCommand = Handle"),
               command.GetName());
 }
 
@@ -88,25 +81,19 @@ TEST_F(DataSetTest, TestsInOneFileAreKeptApartThoughTheObjectsAreTheSame) {
     const Reader reader(Manager().GetDatabasePath());
     for (const int data_set : {1, 2, 3}) {
         const std::string number = std::to_string(data_set);
-        EXPECT_THAT(reader.Query(kResultsOfPorts, data_set),
-                    ElementsAre(TextRow{"//" + number, "r" + number}));
-        EXPECT_THAT(reader.Query(kDevices, data_set), ElementsAre(TextRow{"d" + number, "e" + number}));
+        EXPECT_EQ(reader.Get(kResultsOfPorts, data_set), "//" + number + " r" + number);
+        EXPECT_EQ(reader.Get(kDevices, data_set), "d" + number + " e" + number);
     }
     EXPECT_EQ(reader.Get("SELECT count(*) FROM SampleResult JOIN Port ON Other = Port.Handle AND "
                          "Others = CAST(Port.Handle AS TEXT)"),
               "3");
-    EXPECT_THAT(reader.Query("SELECT Category, substr(StartTime, 1, 10), EndTime IS NULL FROM DataSets"),
-                ElementsAre(TextRow{"Samples", "2000-01-01", "0"}, TextRow{"Samples", "2000-01-01", "1"},
-                            TextRow{"Samples", "2000-01-01", "0"}));
+    EXPECT_EQ(reader.Get("SELECT Category, substr(StartTime, 1, 10), EndTime IS NULL FROM DataSets"),
+              "Samples 2000-01-01 0 Samples 2000-01-01 1 Samples 2000-01-01 0");
 }
 
 TEST_F(DataSetTest, RowsOutliveTheirObjectsAndAnObjectHasOneRow) {
     Begin();
-    for (const char* text : {"a", "b"}) {
-        const ScriptableVec rows = MakeResults(50, text);
-        Manager().SaveResults(rows);
-        Destroy(rows);
-    }
+    for (const char* text : {"a", "b"}) SaveResults(50, text);
     Manager().SaveResults({});
     const ScriptableVec live = MakeResults(3, "early");
     Manager().SaveObjects({});
@@ -116,71 +103,14 @@ TEST_F(DataSetTest, RowsOutliveTheirObjectsAndAnObjectHasOneRow) {
     Manager().SaveObjects({ids::Port::CLASS});
     Manager().Finalise();
     const Reader reader(Manager().GetDatabasePath());
-    EXPECT_THAT(
-        reader.Query("SELECT Text, count(*) FROM SampleResult GROUP BY Text ORDER BY Text"),
-        ElementsAre(TextRow{"a", "50"}, TextRow{"b", "50"}, TextRow{"early", "2"}, TextRow{"late", "1"}));
+    EXPECT_EQ(reader.Get("SELECT Text, count(*) FROM SampleResult GROUP BY Text ORDER BY Text"),
+              "a 50 b 50 early 2 late 1");
     EXPECT_EQ(reader.Get("SELECT count(*) FROM Port"), "1");
-}
-
-TEST_F(DataSetTest, TheTreeOfNodesCanBeWalkedAndItsViewsRun) {
-    CScriptable& system = orv::core::COrvSystem::Instance();
-    const auto make_node = [&](CScriptable& parent, const std::string& name, const std::string& sql) {
-        auto& view = CScriptableCreator().Make<core::CEotResultViewDefinition>(&system);
-        view.SetSqlCommand(sql);
-        auto& node = CScriptableCreator().Make<core::CEotResultNode>(&parent);
-        node.Set("Name", name);
-        node.SetViewDefinition(view);
-        node.SetParameter("@DataSetId", "1");
-        node.SetParameter("@DataSetId", std::to_string(Manager().GetDataSetId()));
-        return &node;
-    };
-    for (int test = 0; test < 2; ++test) {
-        Begin();
-        core::CEotResultNode* root =
-            make_node(system, "root", "SELECT count(*) FROM SampleResult WHERE DataSetId = @DataSetId");
-        make_node(*root, "leaf", "SELECT DataSetId FROM Project WHERE DataSetId = @DataSetId");
-        EXPECT_EQ(root->GetCollection<std::string>(ids::EotResultNode::ParameterValues),
-                  std::vector{std::to_string(test + 1)});
-        Manager().SaveConfiguration(true);
-        Manager().SaveResults(MakeResults(test + 4));
-        Manager().SaveObjects({ids::EotResultNode::CLASS});
-        Manager().SetRootNode(*root);
-        Manager().Finalise();
-        root->MarkDelete(true, true);
-        Project().MarkDelete(true, true);
-        host_.NewProject();
-    }
-    const Reader reader(Manager().GetDatabasePath());
-    const auto tree = reader.Query(
-        "WITH RECURSIVE tree(Hnd, Depth) AS (SELECT RootNode, 0 FROM DataSets WHERE DataSetId = @DataSetId "
-        "UNION ALL SELECT Handle, Depth + 1 FROM EotResultNode JOIN tree ON ParentHnd = Hnd) "
-        "SELECT n.Name, Depth, ParameterNames, ParameterValues, SqlCommand FROM tree "
-        "JOIN EotResultNode n ON n.Handle = Hnd JOIN EotResultViewDefinition v ON v.Handle = ViewDefinition",
-        2);
-    ASSERT_EQ(tree.size(), 2u);
-    EXPECT_THAT(tree[0], ElementsAre("root", "0", "@DataSetId", "2", testing::_));
-    EXPECT_THAT(tree[1], ElementsAre("leaf", "1", "@DataSetId", "2", testing::_));
-    EXPECT_EQ(reader.Get(tree[0][4], 2), "5");
-    EXPECT_EQ(reader.Get(tree[1][4], 2), "2");
-}
-
-TEST_F(DataSetTest, OthersReadDuringTheTestAndWhileItEnds) {
-    Begin();
-    Manager().SaveResults(MakeResults(7));
-    const Reader reader(Manager().GetDatabasePath());
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (reader.Get("SELECT count(*) FROM SampleResult") != "7") {
-        ASSERT_LT(std::chrono::steady_clock::now(), deadline);
-    }
-    Manager().Finalise();  // the reader keeps the log file, and loses nothing
-    EXPECT_EQ(Manager().GetErrorText(), "");
-    EXPECT_EQ(reader.Get("SELECT EndTime IS NOT NULL FROM DataSets"), "1");
 }
 
 TEST_F(DataSetTest, FilesLieWhereTheSettingSays) {
     const struct {
-        std::string base;
-        std::string path;
+        std::string base, path;
         int iteration;
         std::string expected;
     } cases[] = {
@@ -209,10 +139,137 @@ TEST_F(DataSetTest, WhatIsStoredAfterTheEndIsInTheOneFileToo) {
     manager_.reset();
     EXPECT_THAT(folder_.List(), ElementsAre("test.db"));
     const Reader reader(folder_ / "test.db");
-    EXPECT_THAT(reader.Query("SELECT NodeHnd, Path, DataSetId FROM IterationDatabases"),
-                ElementsAre(TextRow{Handle(Project()), "/elsewhere/x-Iter-1.db", "1"}));
+    EXPECT_EQ(reader.Get("SELECT NodeHnd, Path, DataSetId FROM IterationDatabases"),
+              Handle(Project()) + " /elsewhere/x-Iter-1.db 1");
     EXPECT_EQ(reader.Get("SELECT count(*) FROM SampleResult"), "2");
 }
 
+TEST_F(DataSetTest, AValueOfEveryTypeReadsBack) {
+    Begin();
+    CScriptable& other = Make(ids::Port::CLASS);
+    const std::string handle = std::to_string(other.GetHandle());
+    const struct {
+        const char* property;
+        std::string text, stored;
+        const char* type;
+    } cases[] = {
+        {"Name", "O'Brien \"x\" \xc3\xa9", "O'Brien \"x\" \xc3\xa9", "text"},
+        {"IsSet", "true", "1", "integer"},
+        {"Short", "-32768", "-32768", "integer"},
+        {"Long", "-9223372036854775808", "-9223372036854775808", "integer"},
+        {"LongUnsigned", "18446744073709551615", "1.84467440737096e+19", "real"},
+        {"Number", "0.125", "0.125", "real"},
+        {"Text", "", "", "text"},
+        {"Ip", "192.0.2.1", "192.0.2.1", "text"},
+        {"Ip6", "2001:DB8:0::1", "2001:db8::1", "text"},
+        {"MacAddress", "00:1b:2c:3d:4e:5f", "00:1b:2c:3d:4e:5f", "text"},
+        {"Other", handle, handle, "integer"},
+        {"Colour", "GREEN", "5", "integer"},
+        {"Perhaps", "", "null", "null"},
+        {"Numbers", "1 65535 0", "1 65535 0", "text"},
+        {"Colours", "GREEN RED", "5 3", "text"},
+        {"Texts", "a \"b c\"", "a \"b c\"", "text"},
+        {"Others", handle + " 0", handle + " 0", "text"},
+        {"Order", "7", "7", "integer"},
+    };
+    CScriptable& result = Make(kSampleResult, &other);
+    for (const auto& value : cases) result.Set(value.property, value.text);
+    Manager().SaveResults({&result});
+    Manager().Finalise();
+
+    const Reader reader(Manager().GetDatabasePath());
+    for (const auto& value : cases) {
+        const std::string column = std::string("\"") + value.property + "\"";
+        EXPECT_EQ(reader.Get("SELECT " + column + ", typeof(" + column + ") FROM SampleResult"),
+                  value.stored + (value.stored.empty() ? "" : " ") + value.type);
+    }
+    EXPECT_EQ(reader.Get("SELECT Handle, ParentHnd, DataSetId, Active FROM sampleresult"),
+              std::to_string(result.GetHandle()) + " " + handle + " 1 1");
+}
+
+TEST_F(DataSetTest, AnOlderFileGetsTheColumnsThatItLacks) {
+    sqlite3* older = nullptr;
+    sqlite3_open((folder_ / "older.db").c_str(), &older);
+    EXPECT_EQ(sqlite3_exec(older,
+                           "CREATE TABLE port(handle INTEGER PRIMARY KEY, name TEXT);"
+                           "INSERT INTO port VALUES(5, 'old');"
+                           "CREATE TABLE DataSets(DataSetId INTEGER PRIMARY KEY, Category TEXT);"
+                           "INSERT INTO DataSets VALUES(41, 'old')",
+                           nullptr, nullptr, nullptr),
+              SQLITE_OK);
+    sqlite3_close(older);
+    Begin("older");
+    CScriptable& port = Make(ids::Port::CLASS);
+    port.Set("Location", "//a/1/1");
+    Manager().SaveConfiguration(true);
+    Manager().Finalise();
+    EXPECT_EQ(Manager().GetErrorText(), "");
+    EXPECT_EQ(Manager().GetDataSetId(), 42u);
+    EXPECT_EQ(Reader(folder_ / "older.db").Get("SELECT DataSetId, Location FROM Port ORDER BY Handle"),
+              "null null 42 //a/1/1");
+}
+
+class IterationTest : public ResultsTest {
+  protected:
+    CCommand& MakeWrite(CScriptable& parent, const std::string& type) {
+        auto& write = dynamic_cast<CCommand&>(MakeByName("EOTResultsWriteIterationCommand", &parent));
+        write.Set("TestType", type);
+        return write;
+    }
+};
+
+TEST_F(IterationTest, IsThatOfTheLoop) {
+    auto& loop = Make<CSequencerLoopCommand>();
+    loop.Set(ids::SequencerLoopCommand::CurrentIteration, 3u);
+    auto& in_loop = MakeWrite(loop, "Video");
+    auto& alone = MakeWrite(Project(), "");
+    alone.Set("EnableDetailedResultsCollection", "false");
+    const struct {
+        CCommand& write;
+        const char* file;
+        const char* configuration;
+    } cases[] = {
+        {in_loop, "Video-Iter-3/Video-Iter-3.db", "1"},
+        {in_loop, "Video-Iter-3-2/Video-Iter-3.db", "1"},
+        {alone, "Test-Iter-1/Test-Iter-1.db", "0"},
+    };
+    for (const auto& wanted : cases) {
+        Begin();
+        Manager().Finalise();
+        wanted.write.Execute(false);
+        EXPECT_EQ(wanted.write.GetStatus(), "");
+        EXPECT_EQ(Manager().GetDatabasePath(), folder_ / wanted.file);
+        EXPECT_EQ(Manager().GetIterationNumber(), 0) << "the next test is none";
+        EXPECT_FALSE(Manager().MustFinalise());
+        const Reader reader(folder_ / wanted.file);
+        EXPECT_EQ(reader.Get("SELECT count(*) FROM Project"), wanted.configuration);
+        EXPECT_EQ(reader.Get("SELECT Iteration FROM DataSets"), wanted.file[0] == 'V' ? "3" : "1");
+        // What was written are not the results of another test.
+        wanted.write.Execute(false);
+        EXPECT_EQ(wanted.write.GetStatus(), "there are no results to write");
+        EXPECT_TRUE(core::COrvSystem::Instance().GetObjects("EotResultNode", kParentChild).empty());
+    }
+}
+
+TEST_F(IterationTest, WhatCannotBeWrittenIsSaidAndStopsNothing) {
+    auto& write = MakeWrite(Project(), "Video");
+    write.Execute(false);
+    EXPECT_EQ(write.GetStatus(), "there are no results to write");
+    Begin("test", folder_ / "tests/test");
+    Manager().Finalise();
+    fs::remove_all(folder_ / "tests");
+    folder_.Write("tests", "no folder");
+    setenv("TMPDIR", (folder_ / "").c_str(), 1);  // where the results go instead
+    write.Execute(false);
+    unsetenv("TMPDIR");
+    EXPECT_EQ(write.GetCommandState(), CCommand::COMMAND_COMPLETED);
+    EXPECT_THAT(write.GetStatus(), HasSubstr(folder_ / "tests/Video-Iter-1"));
+    EXPECT_EQ(Manager().GetIterationNumber(), 0);
+    EXPECT_TRUE(core::COrvSystem::Instance().GetObjects("EotResultNode", kParentChild).empty());
+    manager_.reset();
+    write.Execute(false);
+    EXPECT_EQ(write.GetStatus(), "no results are kept");
+}
+
 }  // namespace
-}  // namespace results_test
+}  // namespace host_test

@@ -1,27 +1,21 @@
-// Results that cannot be written, and programs that are killed.
+// Results that cannot be written, and programs that write to one file.
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
-#include <fstream>
-#include <functional>
 
-#include "host/log/log_catcher.h"
 #include "results_fixture.h"
 
-namespace results_test {
+namespace host_test {
 namespace {
-
-using testing::AllOf;
-using testing::HasSubstr;
 
 class FailureTest : public ResultsTest {
   protected:
     /// The errors of the log are the manager's error text.
-    void ExpectErrors(const host_test::LogCatcher& log, const std::string& path, const std::string& reason,
+    void ExpectErrors(const LogCatcher& log, const std::string& path, const std::string& reason,
                       int expected = 1) {
-        EXPECT_THAT(Manager().GetErrorText(), AllOf(HasSubstr(path), HasSubstr(reason)));
+        EXPECT_THAT(Manager().GetErrorText(), testing::AllOf(HasSubstr(path), HasSubstr(reason)));
         std::string errors;
         int count = 0;
         for (const auto& record : log.GetRecords()) {
@@ -36,7 +30,7 @@ class FailureTest : public ResultsTest {
         const std::function<void()> steps[] = {
             [&] { Begin(name); },
             [&] { Manager().SaveConfiguration(true); },
-            [&] { Manager().SetTestCommand(dynamic_cast<CCommand&>(Make(kSampleCommand))); },
+            [&] { Manager().SetTestCommand(MakeCommand("c")); },
             [&] { Manager().SaveResults(MakeResults(2)); },
             [&] { Manager().SaveObjects({ids::Project::CLASS}); },
             [&] { Manager().SetRootNode(Project()); },
@@ -44,14 +38,12 @@ class FailureTest : public ResultsTest {
         };
         for (int i = 0; i < static_cast<int>(std::size(steps)); ++i) {
             if (trouble && i == trouble_at) {
-                Settle();
+                Manager().Describe("Title", "All of it");  // waits until everything has been written
                 trouble();
             }
             steps[i]();
         }
     }
-    /// Waits until everything has been written.
-    void Settle() { Manager().Describe("Title", "All of it"); }
     static void Hold(sqlite3*& holder, const std::string& path, const char* lock) {
         sqlite3_open(path.c_str(), &holder);
         EXPECT_EQ(sqlite3_exec(holder, lock, nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(holder);
@@ -59,7 +51,7 @@ class FailureTest : public ResultsTest {
 };
 
 TEST_F(FailureTest, WhatCannotBeWrittenToItsFileIsAllInAnotherOne) {
-    MakeManager({.lock_wait = std::chrono::milliseconds(20)});
+    MakeManager({.lock_wait = 20ms});
     fs::create_directory(folder_ / "tmp");
     setenv("TMPDIR", (folder_ / "tmp").c_str(), 1);
     sqlite3* holder = nullptr;
@@ -68,39 +60,25 @@ TEST_F(FailureTest, WhatCannotBeWrittenToItsFileIsAllInAnotherOne) {
         const char* name;
         std::vector<int> steps;  ///< before which the trouble comes
         std::function<void(const std::string& path)> trouble;
-        const char* reason;
+        const char* reason = "database is locked";
         const char* other = "";  ///< folder of the other file
     } cases[] = {
         {"text",
          {0},
-         [](const auto& path) { std::ofstream(path) << std::string(5000, 'x'); },
+         [&](auto&) { folder_.Write("text.db", std::string(5000, 'x')); },
          "file is not a database"},
-        {"folder", {0}, [](const auto& path) { fs::create_directory(path); }, "unable to open database file"},
-        {"no_folder/x",
-         {0},
-         [&](const auto&) { std::ofstream(folder_ / "no_folder") << "x"; },
-         "the folder cannot be made",
-         "tmp/"},
-        {"locked",
-         {0},
-         [&](const auto& path) { Hold(holder, path, "BEGIN EXCLUSIVE"); },
-         "database is locked"},
+        {"folder", {0}, [](auto& path) { fs::create_directory(path); }, "unable to open database file"},
+        {"file/x", {0}, [&](auto&) { folder_.Write("file", "x"); }, "the folder cannot be made", "tmp/"},
+        {"locked", {0}, [&](auto& path) { Hold(holder, path, "BEGIN EXCLUSIVE"); }},
         {"read",
          {0},
-         [&](const auto& path) {
-             RunWholeTest("read");
-             Hold(holder, path, "BEGIN; SELECT count(*) FROM Project");
-         },
-         "database is locked"},
-        {"written",
-         {1, 3, 5, kEnd},
-         [&](const auto& path) { Hold(holder, path, "BEGIN IMMEDIATE"); },
-         "database is locked"},
+         [&](auto& path) { RunWholeTest("read"), Hold(holder, path, "BEGIN; SELECT * FROM Project"); }},
+        {"written", {1, 3, 5, kEnd}, [&](auto& path) { Hold(holder, path, "BEGIN IMMEDIATE"); }},
     };
     for (const auto& bad : cases) {
         for (const int step : bad.steps) {
             SCOPED_TRACE(bad.name + std::to_string(step));
-            const host_test::LogCatcher log;
+            const LogCatcher log;
             const std::string name = bad.name + (step == 0 ? "" : std::to_string(step));
             const std::string path = folder_ / (name + ".db");
             RunWholeTest(name, step, [&] { bad.trouble(path); });
@@ -111,15 +89,14 @@ TEST_F(FailureTest, WhatCannotBeWrittenToItsFileIsAllInAnotherOne) {
             EXPECT_THAT(Manager().GetErrorText(), testing::EndsWith("are in " + other));
             EXPECT_EQ(Manager().GetDatabasePath(), other);
             const Reader reader(other);
-            EXPECT_EQ(
-                reader.Get("SELECT count(*) || RootNode || (TestCommand = Handle) || (EndTime > StartTime) "
-                           "FROM DataSets, SampleCommand"),
-                "1" + std::to_string(Project().GetHandle()) + "10");
+            EXPECT_EQ(reader.Get("SELECT count(*), RootNode, TestCommand = Handle, EndTime > StartTime "
+                                 "FROM DataSets, TestCommand"),
+                      "1 " + std::to_string(Project().GetHandle()) + " 1 0");
             EXPECT_EQ(
                 reader.Get(
-                    "SELECT (SELECT count(*) > 0 FROM Project) || (SELECT count(*) > 1 FROM SampleResult)"
-                    " || (SELECT count(*) || min(Name) FROM DataSetDescriptions)"),
-                "113EndTime");
+                    "SELECT (SELECT count(*) > 0 FROM Project), (SELECT count(*) > 1 FROM SampleResult),"
+                    " count(*), min(Name) FROM DataSetDescriptions"),
+                "1 1 3 EndTime");
 
             RunWholeTest("good");
             EXPECT_EQ(Manager().GetErrorText(), "");
@@ -131,46 +108,41 @@ TEST_F(FailureTest, WhatCannotBeWrittenToItsFileIsAllInAnotherOne) {
               "9");
 }
 
-TEST(BeginTest, ProgramsThatMakeOneFileTogetherAllWriteToIt) {
-    constexpr int kPrograms = 12;
+/// A program of its own, which runs a test. Returns the id of the process.
+pid_t StartProgram(const std::string& path) {
+    struct Program : ResultsTest {
+        explicit Program(const std::string& path) {
+            Begin("", path);
+            Manager().SetTestCommand(MakeCommand("c"));
+            Manager().SaveResults(MakeResults(3));
+            Manager().Finalise();
+            if (!Manager().GetErrorText().empty()) throw COrvRunTimeError(Manager().GetErrorText());
+        }
+        void TestBody() override {}
+    };
+    const pid_t child = fork();
+    if (child != 0) return child;
+    _exit(ThrownBy<std::exception>([&] { Program program(path); }) == "nothing thrown" ? 0 : 1);
+}
+
+TEST(ProgramTest, ProgramsThatMakeOneFileTogetherAllWriteToIt) {
     const Folder folder;
     std::vector<pid_t> children;
-    for (int i = 0; i < kPrograms; ++i) {
-        children.push_back(fork());
-        if (children.back() != 0) continue;
-        int status = 1;
-        try {
-            class Program : public ResultsTest {
-              public:
-                int Run(const std::string& path) {
-                    Begin("", path);
-                    Manager().SetTestCommand(dynamic_cast<CCommand&>(Make(kSampleCommand)));
-                    Manager().SaveResults(MakeResults(3));
-                    Manager().Finalise();
-                    return Manager().GetErrorText().empty() ? 0 : 1;
-                }
-                void TestBody() override {}
-            };
-            status = Program().Run(folder / "new");
-        } catch (...) {
-        }
-        _exit(status);
-    }
+    for (int i = 0; i < 12; ++i) children.push_back(StartProgram(folder / "new"));
     for (const pid_t child : children) {
         int status = -1;
         waitpid(child, &status, 0);
         EXPECT_EQ(status, 0);
     }
-    EXPECT_THAT(folder.List(), testing::ElementsAre("new.db"));
+    EXPECT_THAT(folder.List(), ElementsAre("new.db"));
     const Reader reader(folder / "new.db");
     EXPECT_EQ(reader.Get("PRAGMA integrity_check"), "ok");
-    EXPECT_EQ(reader.Get("SELECT (SELECT max(DataSetId) || ' ' || count(EndTime) FROM DataSets) || ' ' || "
-                         "count(*) || ' ' || count(DISTINCT DataSetId) FROM SampleResult"),
-              "12 12 36 12");
+    EXPECT_EQ(reader.Get("SELECT max(DataSetId), count(EndTime) FROM DataSets"), "12 12");
+    EXPECT_EQ(reader.Get("SELECT count(*), count(DISTINCT DataSetId) FROM SampleResult"), "36 12");
 }
 
 TEST_F(FailureTest, WhatFillsAlsoTheOtherFileEndsThere) {
-    const host_test::LogCatcher log;
+    const LogCatcher log;
     Begin();
     Manager().SaveConfiguration(true);
     Manager().SaveResults(MakeResults(10, "kept"));
@@ -179,11 +151,7 @@ TEST_F(FailureTest, WhatFillsAlsoTheOtherFileEndsThere) {
     getrlimit(RLIMIT_FSIZE, &before);
     const rlimit limit{4 << 20, before.rlim_max};
     setrlimit(RLIMIT_FSIZE, &limit);
-    for (int group = 0; group < 20; ++group) {
-        const ScriptableVec rows = MakeResults(20, std::string(20000, 'x'));
-        Manager().SaveResults(rows);
-        Destroy(rows);
-    }
+    for (int group = 0; group < 20; ++group) SaveResults(20, std::string(20000, 'x'));
     Manager().Finalise();
     setrlimit(RLIMIT_FSIZE, &before);
     ExpectErrors(log, folder_ / "test.db", "disk I/O error", 2);
@@ -196,7 +164,7 @@ TEST_F(FailureTest, WhatFillsAlsoTheOtherFileEndsThere) {
 }
 
 TEST_F(FailureTest, ResultsWithoutATestAreAnErrorAndNoException) {
-    const host_test::LogCatcher log;
+    const LogCatcher log;
     Manager().SaveResults(MakeResults(1));
     Manager().SaveObjects({});
     Manager().SetRootNode(Project());
@@ -204,57 +172,5 @@ TEST_F(FailureTest, ResultsWithoutATestAreAnErrorAndNoException) {
     ExpectErrors(log, "", "no data set");
 }
 
-/// Saves groups of 50 rows until it is killed.
-class KilledProgram : public ResultsTest {
-  public:
-    explicit KilledProgram(const std::string& path) {
-        Begin("", path);
-        for (;;) {
-            const ScriptableVec rows = MakeResults(50, std::string(200, 'x'));
-            Manager().SaveResults(rows);
-            Destroy(rows);
-        }
-    }
-    void TestBody() override {}
-};
-
-TEST(KillTest, AfterAKillInMidTestCommittedGroupsAreWhole) {
-    const Folder folder;
-    const std::string path = folder / "killed.db";
-    const pid_t child = fork();
-    if (child == 0) {
-        try {
-            KilledProgram program(folder / "killed");
-        } catch (...) {
-        }
-        _exit(1);
-    }
-    ASSERT_GT(child, 0);
-    int seen = 0;
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-    while (seen < 1000 && std::chrono::steady_clock::now() < deadline) {
-        usleep(20000);
-        sqlite3* connection = nullptr;
-        sqlite3_open_v2(path.c_str(), &connection, SQLITE_OPEN_READWRITE, nullptr);
-        const auto take = [](void* count, int, char** values, char**) {
-            *static_cast<int*>(count) = std::stoi(values[0]);
-            return 0;
-        };
-        // Fails while the file is not there yet.
-        sqlite3_exec(connection, "SELECT count(*) FROM SampleResult", take, &seen, nullptr);
-        sqlite3_close(connection);
-    }
-    kill(child, SIGKILL);
-    int status = 0;
-    waitpid(child, &status, 0);
-    EXPECT_TRUE(WIFSIGNALED(status)) << "the program ended by itself";
-    ASSERT_GE(seen, 1000);
-
-    const Reader reader(path);
-    EXPECT_EQ(reader.Get("PRAGMA integrity_check"), "ok");
-    EXPECT_GE(std::stoi(reader.Get("SELECT count(*) FROM SampleResult")), seen);
-    EXPECT_EQ(reader.Get("SELECT count(*) % 50 FROM SampleResult"), "0");
-}
-
 }  // namespace
-}  // namespace results_test
+}  // namespace host_test

@@ -1,31 +1,11 @@
 // The task manager with the real clock.
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <atomic>
-#include <mutex>
 #include <thread>
 
-#include "host/log/log_catcher.h"
-#include "orv/common/exceptions.h"
-#include "orv/framework/task_manager.h"
-#include "thrown.h"
+#include "host/aids.h"
 
 namespace host_test {
-
-using testing_aids::ThrownBy;
-
 namespace {
-
-using namespace orv::framework;  // NOLINT: tests
-using namespace std::chrono_literals;
-
-CTaskManager& Tasks() {
-    return CTaskManager::Instance();
-}
-
-/// Long enough for a loaded machine; nothing waits that long unless it is broken.
-constexpr auto kTooLong = 60s;
 
 class RealClock : public testing::Test {
   protected:
@@ -66,13 +46,12 @@ TEST_F(RealClock, AYieldIsCutForItsTaskAlone) {
 
 TEST_F(RealClock, TasksAndMessagesRunOneAtATimeAndTasksInOrderOfPosting) {
     // Plain variables: a second one under way would be a data race and an error of its own.
-    int inside = 0;
-    int most_inside = 0;
-    int ended = 0;
+    int inside = 0, most_inside = 0, ended = 0;
     std::vector<int> begun;
-    const auto enter = [&] {
+    const auto enter_and_leave = [&] {
         most_inside = std::max(most_inside, ++inside);
         EXPECT_TRUE(Tasks().IsLockHeld());
+        --inside;
     };
     constexpr int kTasks = 12;
     constexpr int kRounds = 50;
@@ -80,8 +59,7 @@ TEST_F(RealClock, TasksAndMessagesRunOneAtATimeAndTasksInOrderOfPosting) {
         Tasks().Post("task " + std::to_string(task), [&, task] {
             begun.push_back(task);
             for (int round = 0; round < kRounds; ++round) {
-                enter();
-                --inside;
+                enter_and_leave();
                 Tasks().CtmYield(round % 25 == 0 ? 1 : 0);
             }
             ++ended;
@@ -89,8 +67,7 @@ TEST_F(RealClock, TasksAndMessagesRunOneAtATimeAndTasksInOrderOfPosting) {
     }
     for (int message = 0; message < 200; ++message) {
         Tasks().PostAfter(std::chrono::microseconds(50 * message), [&] {
-            enter();
-            --inside;
+            enter_and_leave();
             ++ended;
         });
     }
@@ -101,38 +78,27 @@ TEST_F(RealClock, TasksAndMessagesRunOneAtATimeAndTasksInOrderOfPosting) {
 
 TEST_F(RealClock, AYieldGivesTheTurnToWhoeverWaitsLongest) {
     std::vector<int> order;
-    for (int task = 0; task < 3; ++task) {
-        Tasks().Post("task", [&order, task] { order.push_back(task); });
-    }
+    for (const int task : {0, 1, 2}) Tasks().Post("task", [&order, task] { order.push_back(task); });
     Tasks().CtmYield(0);
-    EXPECT_EQ(order, (std::vector<int>{0, 1, 2})) << "all were waiting before this thread asked again";
+    EXPECT_THAT(order, ElementsAre(0, 1, 2)) << "all were waiting before this thread asked again";
 }
 
 TEST_F(RealClock, TheLockIsRecursiveAndAYieldGivesAllOfItUp) {
-    const CtmLock second;
-    const CtmLock third;
     bool ran = false;
     Tasks().Post("task", [&ran] { ran = true; });
-    Tasks().CtmYield(0);
-    EXPECT_TRUE(ran);
-    EXPECT_TRUE(Tasks().IsLockHeld());
-    Tasks().CtmExit();
-    Tasks().CtmExit();
+    {
+        const CtmLock second, third;
+        Tasks().CtmYield(0);
+        EXPECT_TRUE(ran);
+    }
     EXPECT_TRUE(Tasks().IsLockHeld()) << "the depth is as it was";
-    Tasks().CtmEnter();
-    Tasks().CtmEnter();
-}
-
-TEST_F(RealClock, AYieldTakesAtLeastItsTime) {
     const auto start = std::chrono::steady_clock::now();
     Tasks().CtmYield(30);
     EXPECT_GE(std::chrono::steady_clock::now() - start, 30ms);
 }
 
 TEST_F(RealClock, WaitersLookAgainWhenSomebodyElseHasHadTheLock) {
-    bool by_task = false;
-    bool by_timer = false;
-    bool by_thread = false;
+    bool by_task = false, by_timer = false, by_thread = false;
     std::atomic<bool> by_wake = false;
     Tasks().Post("task", [&by_task] { by_task = true; });
     EXPECT_TRUE(Tasks().WaitUntil([&] { return by_task; }, kTooLong));
@@ -174,23 +140,21 @@ TEST_F(RealClock, TimedWorkRunsInOrderAndNotBeforeItsTime) {
     const auto start = Tasks().GetNow();
     std::vector<int> order;
     for (const int delay : {30, 10, 20, 10}) {
-        Tasks().PostAfter(std::chrono::milliseconds(delay),
-                          [&, delay, number = static_cast<int>(order.size())] {
-                              EXPECT_GE(Tasks().GetNow() - start, std::chrono::milliseconds(delay)) << number;
-                              order.push_back(delay);
-                          });
+        Tasks().PostAfter(std::chrono::milliseconds(delay), [&, delay] {
+            EXPECT_GE(Tasks().GetNow() - start, std::chrono::milliseconds(delay));
+            order.push_back(delay);
+        });
     }
     EXPECT_TRUE(Tasks().WaitUntil([&order] { return order.size() == 4; }, kTooLong));
-    EXPECT_EQ(order, (std::vector<int>{10, 10, 20, 30}));
+    EXPECT_THAT(order, ElementsAre(10, 10, 20, 30));
 }
 
 TEST_F(RealClock, WorkCancelledUnderTheLockDoesNotRun) {
     for (int round = 0; round < 100; ++round) {
         auto alive = std::make_shared<bool>(true);
-        const auto id =
-            Tasks().PostAfter(std::chrono::microseconds(10 * round), [alive] { EXPECT_TRUE(*alive); });
-        std::this_thread::sleep_for(
-            std::chrono::microseconds(500));  // it falls due while the lock is held here
+        const auto due = Tasks().GetNow() + std::chrono::microseconds(10 * round);
+        const auto id = Tasks().PostAfter(due - Tasks().GetNow(), [alive] { EXPECT_TRUE(*alive); });
+        while (Tasks().GetNow() < due) std::this_thread::yield();  // the lock is held here
         Tasks().CancelTimer(id);
         *alive = false;
         Tasks().CtmYield(0);
@@ -198,8 +162,7 @@ TEST_F(RealClock, WorkCancelledUnderTheLockDoesNotRun) {
 }
 
 TEST_F(RealClock, ThreadsPostInAnOrderOfTheirOwn) {
-    constexpr int kThreads = 4;
-    constexpr int kEach = 250;
+    constexpr int kThreads = 4, kEach = 250;
     std::vector<std::pair<int, int>> ran;
     std::vector<std::thread> threads;
     for (int thread = 0; thread < kThreads; ++thread) {
@@ -211,10 +174,8 @@ TEST_F(RealClock, ThreadsPostInAnOrderOfTheirOwn) {
     EXPECT_TRUE(Tasks().WaitUntil([&ran] { return ran.size() == kThreads * kEach; }, kTooLong));
     for (std::thread& thread : threads) thread.join();
     for (int thread = 0; thread < kThreads; ++thread) {
-        std::vector<int> of_thread;
-        for (const auto& [from, i] : ran) {
-            if (from == thread) of_thread.push_back(i);
-        }
+        auto of_thread = ran;
+        std::erase_if(of_thread, [thread](const auto& each) { return each.first != thread; });
         EXPECT_TRUE(std::is_sorted(of_thread.begin(), of_thread.end())) << thread;
     }
 }
@@ -223,8 +184,7 @@ TEST_F(RealClock, WithTheReverseLockTwoThreadsNeverWaitForEachOther) {
     // Both take the same two locks in opposite order: one holds the mutex and wants the task lock, the other
     // holds the task lock and wants the mutex.
     std::mutex mutex;
-    int guarded = 0;
-    int done = 0;
+    int guarded = 0, done = 0;
     const auto work = [&] {
         for (int round = 0; round < 300; ++round) {
             CtmReverseLock reverse;
@@ -243,9 +203,8 @@ TEST_F(RealClock, WithTheReverseLockTwoThreadsNeverWaitForEachOther) {
 
 TEST_F(RealClock, WorkOnTheMessageThreadMayWaitForMessages) {
     bool answered = false;
-    bool seen = false;
+    bool seen = false, ended = false;
     std::vector<int> yielded;
-    bool ended = false;
     Tasks().PostAfter(0ms, [&] {
         Tasks().PostAfter(2ms, [&answered] { answered = true; });
         seen = Tasks().WaitUntil([&answered] { return answered; }, kTooLong);
@@ -256,7 +215,7 @@ TEST_F(RealClock, WorkOnTheMessageThreadMayWaitForMessages) {
     });
     EXPECT_TRUE(Tasks().WaitUntil([&ended] { return ended; }, kTooLong));
     EXPECT_TRUE(seen);
-    EXPECT_EQ(yielded, (std::vector<int>{1, 2}));
+    EXPECT_THAT(yielded, ElementsAre(1, 2));
 }
 
 TEST_F(RealClock, WhatTasksThrowIsLoggedAndTheyKnowThemselves) {
@@ -279,24 +238,19 @@ TEST_F(RealClock, WhatTasksThrowIsLoggedAndTheyKnowThemselves) {
 }
 
 TEST_F(RealClock, CannotBeStoppedByItsOwnWork) {
-    std::vector<std::string> refused;
-    const auto stop = [&refused] {
-        refused.push_back(ThrownBy<orv::common::COrvLogicError>([] { Tasks().Stop(); }));
-    };
+    Strings refused;
+    const auto stop = [&refused] { refused.push_back(ThrownBy<COrvLogicError>([] { Tasks().Stop(); })); };
     Tasks().Post("stopper", stop);
     Tasks().PostAfter(0ms, stop);
     EXPECT_TRUE(Tasks().WaitUntil([&refused] { return refused.size() == 2; }, kTooLong));
-    for (const std::string& text : refused) {
-        EXPECT_EQ(text, "the task manager cannot be stopped by work that it runs");
-    }
+    EXPECT_THAT(refused, testing::Each("the task manager cannot be stopped by work that it runs"));
 }
 
 TEST(StoppingTheRealClock, WaitsForRunningTasksAndDropsTheRest) {
     for (int round = 0; round < 20; ++round) {
         Tasks().Start(ClockKind::Real);
-        std::atomic<bool> begun = false;
+        std::atomic<bool> begun = false, late = false;
         bool ended = false;
-        std::atomic<bool> late = false;
         Tasks().Post("running", [&] {
             begun = true;
             Tasks().CtmYield(5);
