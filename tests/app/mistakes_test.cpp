@@ -1,4 +1,5 @@
-// Every kind of mistake, and its text.
+// Every kind of mistake, and its text; the sections "simulation" and "live".
+#include <ctime>
 #include <fstream>
 
 #include "good_file.h"
@@ -10,331 +11,217 @@
 namespace test_file_test {
 namespace {
 
-struct Case {
-    const char* text;
-    const char* mistakes;
-};
-
 TEST_F(TestFileTest, MistakesOfTheTextAndItsSections) {
-    const Case cases[] = {
-        {"", "zap.yaml:1:1: the file is empty; expected the sections of a test\n"},
-        {"project: [\n",
-         "zap.yaml:1:10: the list or the keys that begin here are not closed; expected \"]\" or \"}\"\n"},
-        {"project:\n  - Port: [a\n  b: }\n",
-         "zap.yaml:3:4: this is no part of the list that begins in line 2; expected \",\" or \"]\"\n"},
-        {"- Port: a\n",
-         "zap.yaml:1:1: there is a list; expected the sections title, project, sequence, simulation, live\n"},
-        {"titel: a\nproject:\n",
-         "zap.yaml:1:1: titel: this is no section of a test file; expected title, project, sequence, "
-         "simulation, live; did you mean title?\n"},
-        {"title: [a]\nproject: text\nsequence: {a: b}\n",
-         "zap.yaml:1:8: title: there is a list; expected a text\n"
-         "zap.yaml:2:10: project: \"text\" is wrong; expected a list of objects\n"
-         "zap.yaml:3:11: sequence: there are keys and values; expected a list of objects\n"},
-        {"project:\nproject:\n", "zap.yaml:2:1: project: the key is given twice, first in line 1\n"},
-        {"project:\n---\nproject:\n",
-         "zap.yaml:2:1: a second document begins here; expected one in a file\n"},
-        {"title: &a text\nproject: *a\n",
-         "zap.yaml:1:8: anchors and aliases are not known here; expected the value itself\n"
-         "zap.yaml:2:10: anchors and aliases are not known here; expected the value itself\n"},
-        {"title: !include other.yaml\nproject:\n? [a]\n: b\n",
-         "zap.yaml:1:8: the tag !include is not known here; expected the value without a tag\n"
-         "zap.yaml:3:3: a list cannot be a key; expected a name\n"},
-        {"Project:\n",
-         "zap.yaml:1:1: Project: this is no section of a test file; expected title, project, sequence, "
-         "simulation, live; did you mean project?\n"},
-        // The target of an alias is not checked, so it has no other mistake.
-        {"project:\n  - Port: &a p\n    Location: *a\n  - EmulatedDevice: d\n    DeviceCount: *a\n"
-         "    AffiliationPort: *a\n  - *a\nsimulation: *a\n",
-         "zap.yaml:2:11: anchors and aliases are not known here; expected the value itself\n"
-         "zap.yaml:3:15: anchors and aliases are not known here; expected the value itself\n"
-         "zap.yaml:5:18: anchors and aliases are not known here; expected the value itself\n"
-         "zap.yaml:6:22: anchors and aliases are not known here; expected the value itself\n"
-         "zap.yaml:7:5: anchors and aliases are not known here; expected the value itself\n"
-         "zap.yaml:8:13: anchors and aliases are not known here; expected the value itself\n"},
-        // Quotes that are closed in the wrong place, or not at all.
-        {"project:\n  - Port: \"Head end\n    Location: //sim/1\n  - Port: b\n",
-         "zap.yaml:2:11: the quote that opens here is not closed; expected a quote at the end of the text\n"},
-        {"project:\n  - Port: \"Head end\n    Location: \"//sim/1\"\n",
-         "zap.yaml:2:11: the quote that opens here is not closed in its line; expected a quote at the end of "
-         "the text; a longer text stands behind | or >\n"},
-        {"project:\n  - Port: \"Head end\n    Location: //sim/1\n  - Port: \"\n",
-         "zap.yaml:2:11: the quote that opens here is not closed in its line; expected a quote at the end of "
-         "the text; a longer text stands behind | or >\n"},
-        {"project:\n  - Port: |#\n      a\n", "zap.yaml:2:12: a blank is missing before the comment\n"},
-        {"project:\n  - Port: 'it's'\n",
-         "zap.yaml:2:11: the text in quotes that begins here is closed in line 2, column 14, and more stands "
-         "behind "
-         "it; expected a quote at the end of the text; within it, '' between single and \\\" between double "
-         "quotes\n"},
-        // Keys without a blank behind the colon, which YAML reads as texts.
-        {"project:a\n", "zap.yaml:1:1: a blank is missing behind the colon; expected \"project: a\"\n"},
-        {"project:\n  - Port: a\n    Location://sim/1\n  - Port: b\n",
-         "zap.yaml:3:14: a blank is missing behind the colon; expected \"Location: //sim/1\"\n"},
-        {"project:\n  - Port:a\n    Location: b\n",
-         "zap.yaml:2:10: a blank is missing behind the colon; expected \"Port: a\"\n"},
-        {"project:\n  - Port:a\nsimulation: {seed:5}\n",
-         "zap.yaml:2:5: project: a blank is missing behind the colon; expected \"Port: a\"\n"
-         "zap.yaml:3:14: simulation, seed:5: a blank is missing behind the colon; expected \"seed: 5\"\n"},
-        // Places count bytes, whatever stands before them.
-        {"\xef\xbb\xbfproject:\n# \xc3\xa9\xe2\x80\xa8\n  - Port: \xc3\xa9\t@\n    \xc3\xa9: @\n",
-         "zap.yaml:4:9: no value can begin with @; expected the text in quotes\n"},
-        {"title:\ta\rproject:\r\r  - Prot: a\r\n\t- Port: a\r\n",
-         "zap.yaml:5:1: there is a tab; expected blanks\n"},
-        {"%TAG !a! tag:a:\n---\nproject:\n",
-         "zap.yaml:1:1: directives of tags are not known here; expected values without tags\n"},
-        {"project:\r\n\t- Port: a\r\n", "zap.yaml:2:1: there is a tab; expected blanks\n"},
-        {"project:\n  - Port: \xc3\xa9\xe9\n",
-         "zap.yaml:2:13: this is not UTF-8; expected a file in UTF-8\n"},
-        {"project:\n  - Port: a\x1b[2J\n",
-         "zap.yaml:2:12: the control character U+001B is not allowed in a file; expected text\n"},
-        {"project:\n  - Port: \xef\xbf\xbe\n",
-         "zap.yaml:2:11: the character U+FFFE is not allowed in a file; expected text\n"},
-        {"title: a\n", "zap.yaml:1:1: project: the section is missing; expected the objects of the test\n"},
-    };
-    for (const Case& one : cases) EXPECT_EQ(ListMistakes(one.text), one.mistakes) << one.text;
+    const char* const alias = "anchors and aliases are not known here; expected the value itself\n";
+    const std::string aliases = std::string(alias) + alias + alias + alias + alias + alias;
+    const char* const in_line =
+        "the quote that opens here is not closed in its line; expected a quote at the end";
+    ExpectMistakes(
+        {{"^", "the file is empty; expected the sections of a test"},
+         {"project: ^[\n", "the list or the keys that begin here are not closed; expected \"]\" or \"}\""},
+         {"project:\n  - Port: [a\n  b^: }\n",
+          "this is no part of the list that begins in line 2; expected \",\" or \"]\""},
+         {"^- Port: a\n", "there is a list; expected the sections title, project,"},
+         {"^titel: a\nproject:\n",
+          "this is no section of a test file; expected title, project, sequence, simulation, live; did you "
+          "mean title?"},
+         {"^Project:\n", "did you mean project?"},
+         {"title: ^[a]\nproject: ^text\nsequence: ^{a: b}\n",
+          "title: there is a list; expected a text\n\"text\" is wrong; expected a list of objects\nsequence: "
+          "there are keys"},
+         {"project:\n^project:\n", "project: the key is given twice, first in line 1"},
+         {"project:\n^---\nproject:\n", "a second document begins here; expected one in a file"},
+         {"title: ^!include other.yaml\nproject:\n? ^[a]\n: b\n",
+          "the tag !include is not known here; expected the value without a tag\na list cannot be a key; "
+          "expected a name"},
+         // The target of an alias is not checked, so it has no other mistake.
+         {"project:\n  - Port: ^&a p\n    Location: ^*a\n  - EmulatedDevice: d\n    DeviceCount: ^*a\n    "
+          "AffiliationPort: ^*a\n  - ^*a\nsimulation: ^*a\n",
+          aliases},
+         // Quotes that are closed in the wrong place, or not at all.
+         {"project:\n  - Port: ^\"Head end\n    Location: //sim/1\n  - Port: b\n",
+          "the quote that opens here is not closed; expected a quote at the end of the text"},
+         {"project:\n  - Port: ^\"Head end\n    Location: \"//sim/1\"\n", in_line},
+         {"project:\n  - Port: ^\"Head end\n    Location: //sim/1\n  - Port: \"\n", in_line},
+         {"project:\n  - Port: |^#\n      a\n", "a blank is missing before the comment"},
+         {"project:\n  - Port: ^'it's'\n",
+          "the text in quotes that begins here is closed in line 2, column 14, and more stands behind it; "
+          "expected a quote at the end of the text; within it, '' between single and"},
+         // Keys without a blank behind the colon, which YAML reads as texts.
+         {"^project:a\n", "a blank is missing behind the colon; expected \"project: a\""},
+         {"project:\n  - Port: a\n    Location:^//sim/1\n  - Port: b\n", "expected \"Location: //sim/1\""},
+         {"project:\n  - Port:^a\n    Location: b\n",
+          "a blank is missing behind the colon; expected \"Port: a\""},
+         {"project:\n  - ^Port:a\nsimulation: {^seed:5}\n",
+          "project: a blank is missing behind\nsimulation, seed:5: a blank is missing behind the colon; "
+          "expected \"seed: 5\""},
+         // Places count bytes, whatever stands before them.
+         {"\xef\xbb\xbfproject:\n# \xc3\xa9\xe2\x80\xa8\n  - Port: \xc3\xa9\t@\n    \xc3\xa9: ^@\n",
+          "no value can begin with @; expected the text in quotes"},
+         {"^%TAG !a! tag:a:\n---\nproject:\n", "directives of tags are not known here; expected values"},
+         {"project:\r\n^\t- Port: a\r\n", "there is a tab; expected blanks"},
+         {"project:\n  - Port: \xc3\xa9^\xe9\n", "this is not UTF-8; expected a file in UTF-8"},
+         {"project:\n  - Port: a^\x1b[2J\n", "the control character U+001B is not allowed in a file"},
+         {"project:\n  - Port: ^\xef\xbf\xbe\n",
+          "the character U+FFFE is not allowed in a file; expected text"},
+         {"^title: a\n", "project: the section is missing; expected the objects of the test"}},
+        "");
+    EXPECT_EQ(ListMistakes("title:\ta\rproject:\r\r  - Prot: a\r\n\t- Port: a\r\n"),
+              "zap.yaml:5:1: there is a tab; expected blanks\n");
 }
 
 TEST_F(TestFileTest, MistakesOfObjects) {
-    const Case cases[] = {
-        {"  - Prot: a\n", "zap.yaml:2:5: Prot: no data model has this class; did you mean Port?\n"},
-        {"  - Port\n  - []\n  -\n",
-         "zap.yaml:2:5: project: \"Port\" is no object; expected \"Class: name\", and the object's "
-         "properties below\n"
-         "zap.yaml:3:5: project: a list is no object; expected \"Class: name\", and the object's properties "
-         "below\n"
-         "zap.yaml:4:4: project: nothing is no object; expected \"Class: name\", and the object's properties "
-         "below\n"},
-        {"  - Port: {Location: here}\n",
-         "zap.yaml:2:11: Port: there are keys and values; expected the object's name; its properties in the "
-         "lines below\n"},
-        {"  - StreamBlock: a\n",
-         "zap.yaml:2:5: StreamBlock: it cannot be below Project; expected a parent of class Port\n"},
-        {"  - MulticastHostConfig: a\n", "zap.yaml:2:5: MulticastHostConfig: the class is abstract\n"},
+    const char* const no_object =
+        " is no object; expected \"Class: name\", and the object's properties below\n";
+    ExpectMistakes({
+        {"  - ^Prot: a\n", "Prot: no data model has this class; did you mean Port?"},
+        {"  - ^Port\n  - ^[]\n  -^\n", std::string("project: \"Port\"") + no_object + "project: a list" +
+                                           no_object + "project: nothing" + no_object},
+        {"  - Port: ^{Location: here}\n",
+         "Port: there are keys and values; expected the object's name; its properties in the lines below"},
+        {"  - ^StreamBlock: a\n", "StreamBlock: it cannot be below Project; expected a parent of class Port"},
+        {"  - ^MulticastHostConfig: a\n", "MulticastHostConfig: the class is abstract"},
         // All else depends on which one is meant.
-        {"  - EmulatedDevice: d\n    children:\n      - MulticastHostConfig:\n        Version: 9\n"
-         "        children: [{Port: p}]\n      - IptvStbBlockConfig: b\n        MulticastParam: "
-         "d/IgmpHostConfig\n    TopLevelIf: d/MulticastHostConfig/Ipv4If\n",
-         "zap.yaml:4:9: MulticastHostConfig: the class is abstract; expected one of IgmpHostConfig, "
-         "MldHostConfig\n"},
-        {"  - Port: p\n    children:\n      - IptvPortResults:\n",
-         "zap.yaml:4:9: IptvPortResults: objects of this class are the host's own\n"},
-        {"  - WaitCommand: w\nsequence:\n  - Port: p\n  - SequencerLoopCommand: l\n    children: [{Port: "
+        {"  - EmulatedDevice: d\n    children:\n      - ^MulticastHostConfig:\n        Version: 9\n        "
+         "children: [{Port: p}]\n      - {IptvStbBlockConfig: b, MulticastParam: d/IgmpHostConfig}\n    "
+         "TopLevelIf: d/MulticastHostConfig/Ipv4If\n",
+         "MulticastHostConfig: the class is abstract; expected one of IgmpHostConfig, MldHostConfig"},
+        {"  - ^Sequencer: s\n  - Port: p\n    children:\n      - ^IptvPortResults:\n",
+         "Sequencer: objects of this class are the host's own\nIptvPortResults: objects of this class"},
+        {"  - ^WaitCommand: w\nsequence:\n  - ^Port: p\n  - SequencerLoopCommand: l\n    children: [{^Port: "
          "q}]\n",
-         "zap.yaml:2:5: WaitCommand: a command stands in the sequence only; expected an object of the "
-         "configuration\n"
-         "zap.yaml:4:5: Port: this is no command; expected a command\n"
-         "zap.yaml:6:17: Port: this is no command; expected a command\n"},
-        {"  - Port: a\n  - EmulatedDevice: a\n",
-         "zap.yaml:3:21: EmulatedDevice: \"a\" is the name of the Port in line 2 already; expected another "
-         "name\n"},
-        {"  - Port: p\n    children:\n      - Generator: g\n      - Generator: h\n",
-         "zap.yaml:5:9: Generator: Port \"p\" has only one, which stands in line 4 already; expected all its "
-         "properties in one place\n"},
-        {"  - Port: p\n    children: here\n",
-         "zap.yaml:3:15: Port \"p\", children: \"here\" is wrong; expected a list of objects\n"},
-        {"  - Port: p\n    children:\n    Children:\n",
-         "zap.yaml:4:5: Port \"p\", Children: the key is given twice\n"},
-        {"  - DeviceCount: 3\n    EmulatedDevice: d\n    Devicecuont: 4\n",
-         "zap.yaml:2:5: project: the object does not begin with its class, which stands in line 3; expected "
-         "\"EmulatedDevice: d\" first\n"
-         "zap.yaml:4:5: EmulatedDevice \"d\", Devicecuont: the class has neither property nor relation of "
-         "this name; "
-         "did you mean DeviceCount?\n"},
-        {"  - Sequencer: s\n", "zap.yaml:2:5: Sequencer: objects of this class are the host's own\n"},
-    };
-    for (const Case& one : cases) EXPECT_EQ(ListMistakes(WithObjects(one.text)), one.mistakes) << one.text;
+         "WaitCommand: a command stands in the sequence only; expected an object of the configuration\nPort: "
+         "this is no command; expected a command\nPort: this is no command"},
+        {"  - Port: a\n  - EmulatedDevice: ^a\n",
+         "EmulatedDevice: \"a\" is the name of the Port in line 2 already; expected another name"},
+        {"  - Port: p\n    children:\n      - Generator: g\n      - ^Generator: h\n",
+         "Port \"p\" has only one, which stands in line 4 already; expected all its properties in one place"},
+        {"  - Port: p\n    children: ^here\n",
+         "Port \"p\", children: \"here\" is wrong; expected a list of objects"},
+        {"  - Port: p\n    children:\n    ^Children:\n", "Port \"p\", Children: the key is given twice"},
+        {"  - ^DeviceCount: 3\n    EmulatedDevice: d\n    ^Devicecuont: 4\n",
+         "the object does not begin with its class, which stands in line 3; expected \"EmulatedDevice: "
+         "d\"\nDevicecuont: the class has neither property nor relation of this name; did you mean "
+         "DeviceCount?"},
+    });
 }
 
 TEST_F(TestFileTest, MistakesOfProperties) {
-    const Case cases[] = {
-        {"  - EmulatedDevice: d\n    DeviceCuont: 3\n",
-         "zap.yaml:3:5: EmulatedDevice \"d\", DeviceCuont: the class has neither property nor relation of "
-         "this name; did you mean DeviceCount?\n"},
-        {"  - EmulatedDevice: d\n    DeviceCount: 0\n    devicecount: 3\n",
-         "zap.yaml:3:18: EmulatedDevice \"d\", DeviceCount: \"0\" is wrong; expected a whole number from 1 "
-         "to 65535\n"
-         "zap.yaml:4:5: EmulatedDevice \"d\", devicecount: the property is given twice\n"},
-        {"  - EmulatedDevice: d\n    DeviceCount: 100 STBs\n",
-         "zap.yaml:3:18: EmulatedDevice \"d\", DeviceCount: \"100 STBs\" is wrong; expected a whole number "
-         "from 1 to 65535\n"},
-        {"  - EmulatedDevice: d\n    DeviceCount:\n",
-         "zap.yaml:3:5: EmulatedDevice \"d\", DeviceCount: there is nothing; expected a whole number from 1 "
-         "to 65535\n"},
-        {"  - EmulatedDevice: d\n    DeviceCount: [1]\n    Handle: 5\n    Name: x\n",
-         "zap.yaml:3:18: EmulatedDevice \"d\", DeviceCount: there is a list; expected a whole number from 1 "
-         "to 65535\n"
-         "zap.yaml:4:5: EmulatedDevice \"d\", Handle: the property is set by the host only\n"
-         "zap.yaml:5:5: EmulatedDevice \"d\", Name: the name stands behind the class\n"},
-        {"  - IptvViewingProfileConfig: v\n    ZapDirection: DIR_RANDON\n    ZapBehavior: 7\n    "
-         "UnicastOnly: yes\n",
-         "zap.yaml:3:19: IptvViewingProfileConfig \"v\", ZapDirection: \"DIR_RANDON\" is wrong; expected one "
-         "of DIR_UP, DIR_DOWN, DIR_RANDOM; did you mean DIR_RANDOM?\n"
-         "zap.yaml:4:18: IptvViewingProfileConfig \"v\", ZapBehavior: \"7\" is wrong; expected one of "
-         "ZAP_ONLY, ZAP_AND_VIEW\n"
-         "zap.yaml:5:18: IptvViewingProfileConfig \"v\", UnicastOnly: \"yes\" is wrong; expected true or "
-         "false\n"},
-        {"  - EmulatedDevice: d\n    children:\n      - Ipv4If:\n        Address: 10.0.0.256\n"
-         "        AddrList: [10.0.0.1, ten, {a: b}]\n        GatewayMac: 00:11\n      - VlanIf:\n        "
-         "IdStep: -40000\n",
-         "zap.yaml:5:18: Ipv4If, Address: \"10.0.0.256\" is wrong; expected an IPv4 address\n"
-         "zap.yaml:6:30: Ipv4If, AddrList: \"ten\" is wrong; expected an IPv4 address\n"
-         "zap.yaml:6:35: Ipv4If, AddrList: there are keys and values; expected an IPv4 address\n"
-         "zap.yaml:7:21: Ipv4If, GatewayMac: \"00:11\" is wrong; expected a MAC address\n"
-         "zap.yaml:9:17: VlanIf, IdStep: \"-40000\" is wrong; expected a whole number from -32768 to "
-         "32767\n"},
+    ExpectMistakes({
+        {"  - EmulatedDevice: d\n    DeviceCount: ^0\n    ^devicecount: 3\n",
+         "EmulatedDevice \"d\", DeviceCount: \"0\" is wrong; expected a whole number from 1 to "
+         "65535\ndevicecount: the property is given twice"},
+        {"  - EmulatedDevice: d\n    DeviceCount: ^100 STBs\n",
+         "DeviceCount: \"100 STBs\" is wrong; expected a whole"},
+        {"  - EmulatedDevice: d\n    ^DeviceCount:\n",
+         "DeviceCount: there is nothing; expected a whole number"},
+        {"  - EmulatedDevice: d\n    DeviceCount: ^[1]\n    ^Handle: 5\n    ^Name: x\n",
+         "DeviceCount: there is a list; expected a whole number\nHandle: the property is set by the host "
+         "only\nName: the name stands behind the class"},
+        {"  - IptvViewingProfileConfig: v\n    ZapDirection: ^DIR_RANDON\n    ZapBehavior: ^7\n    "
+         "UnicastOnly: ^yes\n",
+         "\"DIR_RANDON\" is wrong; expected one of DIR_UP, DIR_DOWN, DIR_RANDOM; did you mean "
+         "DIR_RANDOM?\n\"7\" is wrong; expected one of ZAP_ONLY, ZAP_AND_VIEW\n\"yes\" is wrong; expected "
+         "true or false"},
+        {"  - EmulatedDevice: d\n    children:\n      - Ipv4If:\n        Address: ^10.0.0.256\n        "
+         "AddrList: [10.0.0.1, ^ten, ^{a: b}]\n        GatewayMac: ^00:11\n      - VlanIf:\n        IdStep: "
+         "^-40000\n",
+         "Ipv4If, Address: \"10.0.0.256\" is wrong; expected an IPv4 address\nAddrList: \"ten\" is "
+         "wrong\nAddrList: there are keys and values; expected an IPv4 address\n\"00:11\" is wrong; expected "
+         "a MAC address\nVlanIf, IdStep: \"-40000\" is wrong; expected a whole number from -32768 to 32767"},
         // Numbers that contradict the names, and values of the other protocol.
-        {"  - EmulatedDevice: d\n    children:\n      - IgmpHostConfig: i\n        Version: 3\n      - "
-         "MldHostConfig: m\n"
-         "        Version: igmp_v2\n      - IgmpHostConfig: j\n        Version: igmp_v3\n",
-         "zap.yaml:5:18: IgmpHostConfig \"i\", Version: \"3\" is wrong; expected one of IGMP_V1, IGMP_V2, "
-         "IGMP_V3\n"
-         "zap.yaml:7:18: MldHostConfig \"m\", Version: \"igmp_v2\" is wrong; expected one of MLD_V1, "
-         "MLD_V2\n"},
-        {"sequence:\n  - IptvStartTestCommand:\n    TestDuration: long\n",
-         "zap.yaml:4:19: IptvStartTestCommand, TestDuration: \"long\" is wrong; expected a number\n"},
-    };
-    for (const Case& one : cases) EXPECT_EQ(ListMistakes(WithObjects(one.text)), one.mistakes) << one.text;
+        {"  - EmulatedDevice: d\n    children: [{IgmpHostConfig: i, Version: ^3}, {MldHostConfig: m, "
+         "Version: ^igmp_v2}, {IgmpHostConfig: j, Version: igmp_v3}]\n",
+         "\"3\" is wrong; expected one of IGMP_V1, IGMP_V2, IGMP_V3\n\"igmp_v2\" is wrong; expected one of "
+         "MLD_V1,"},
+        {"sequence:\n  - IptvStartTestCommand:\n    TestDuration: ^long\n",
+         "IptvStartTestCommand, TestDuration: \"long\" is wrong; expected a number"},
+    });
 }
 
 TEST_F(TestFileTest, MistakesOfReferences) {
-    const std::string devices =
-        "  - Port: p\n"
-        "  - Port: q\n"
-        "  - EmulatedDevice: first\n"
-        "    children: [{EthIIIf: Ethernet}, {Ipv4If: }]\n"
-        "  - EmulatedDevice: second\n"
-        "    children: [{EthIIIf: Ethernet}, {Ipv4If: }]\n"
-        "  - EmulatedDevice: d\n";
-    const Case cases[] = {
-        {"    AffiliationPort: r\n    TopLevelIf: frist/Ipv4If\n",
-         "zap.yaml:9:22: EmulatedDevice \"d\", AffiliationPort: \"r\" names no object; expected an object's "
-         "name or path\n"
-         "zap.yaml:10:17: EmulatedDevice \"d\", TopLevelIf: \"frist/Ipv4If\" names no object; expected an "
-         "object's name or path; did you mean first/Ipv4If?\n"},
-        {"    AffiliationPort: first\n",
-         "zap.yaml:9:22: EmulatedDevice \"d\", AffiliationPort: EmulatedDevice \"first\" is of the wrong "
-         "class; expected Port\n"},
-        {"    AffiliationPort: [p, q]\n",
-         "zap.yaml:9:26: EmulatedDevice \"d\", AffiliationPort: these are too many objects; expected at most "
-         "1\n"},
-        {"    TopLevelIf: [Ethernet, Ipv4If, first/Ipv4If, first/Ipv4If, {a: b}]\n",
-         "zap.yaml:9:18: EmulatedDevice \"d\", TopLevelIf: \"Ethernet\" names 2 objects; expected one of "
-         "first/Ethernet, second/Ethernet\n"
-         "zap.yaml:9:28: EmulatedDevice \"d\", TopLevelIf: \"Ipv4If\" names 2 objects; expected one of "
-         "first/Ipv4If, second/Ipv4If\n"
-         "zap.yaml:9:50: EmulatedDevice \"d\", TopLevelIf: Ipv4If is given twice\n"
-         "zap.yaml:9:64: EmulatedDevice \"d\", TopLevelIf: there are keys and values; expected an object's "
-         "name or path\n"},
-        {"    AffiliationPort: p\n    affiliationport: q\n",
-         "zap.yaml:10:5: EmulatedDevice \"d\", affiliationport: the relation is given twice; expected one "
-         "list of all its objects\n"},
-        {"    StbChannel: p\n    AfiliationPort: p\n",
-         "zap.yaml:9:5: EmulatedDevice \"d\", StbChannel: this is a relation of IptvStbBlockConfig only\n"
-         "zap.yaml:10:5: EmulatedDevice \"d\", AfiliationPort: the class has neither property nor relation "
-         "of this name; did you mean AffiliationPort?\n"},
-        {"    ParentChild: p\n",
-         "zap.yaml:9:5: EmulatedDevice \"d\", ParentChild: the class has neither property nor relation of "
-         "this name; expected one of children, Active, LocalActive, DeviceCount, AffiliationPort, "
-         "TopLevelIf, UsesIf\n"},
-        {"  - IptvViewedChannels: v\n    ChannelBlock: [p]\n",
-         "zap.yaml:10:19: IptvViewedChannels \"v\", ChannelBlock: there is a list; expected an object's name "
-         "or path\n"},
-        {"  - IptvViewedChannels: v\n    ChannelBlock: /\n",
-         "zap.yaml:10:19: IptvViewedChannels \"v\", ChannelBlock: \"/\" names no object; expected an "
-         "object's name or path\n"},
-        {"  - Prot: odd\n  - EmulatedDevice: e\n    AffiliationPort: odd\n",
-         "zap.yaml:9:5: Prot: no data model has this class; did you mean Port?\n"},
-        // Of several the one that fits; of several that fit, all are named.
-        {"    children:\n      - Ipv4If: p\n      - VlanIf: q\n        StackedOn: q\n    AffiliationPort: p\n"
-         "    TopLevelIf: [p, q, Ethernet]\n",
-         "zap.yaml:12:20: VlanIf \"q\", StackedOn: the interface is stacked on itself\n"
-         "zap.yaml:14:24: EmulatedDevice \"d\", TopLevelIf: \"Ethernet\" names 2 objects; expected one of "
-         "first/Ethernet, second/Ethernet\n"},
-        {"  - IptvChannelBlock: c\n    MulticastParam: p\n",
-         "zap.yaml:10:21: IptvChannelBlock \"c\", MulticastParam: Port \"p\" is of the wrong class; expected "
-         "MulticastGroup "
-         "(Ipv4Group, Ipv6Group)\n"},
-        // Handles are of classes, too.
-        {"  - IptvViewedChannels: v\n    ChannelBlock: d\n",
-         "zap.yaml:10:19: IptvViewedChannels \"v\", ChannelBlock: EmulatedDevice \"d\" is of the wrong "
-         "class; "
-         "expected IptvChannelBlock\n"},
-        {"sequence:\n  - IptvStartTestCommand:\n    StbBlockList: [d, p, Project, d]\n",
-         "zap.yaml:11:23: IptvStartTestCommand, StbBlockList: Port \"p\" is of the wrong class; expected "
-         "IptvStbBlockConfig, EmulatedDevice, Project\n"
-         "zap.yaml:11:35: IptvStartTestCommand, StbBlockList: EmulatedDevice \"d\" is given twice\n"},
-        // Interfaces that are stacked on themselves: of each cycle the last relation.
-        {"    children:\n      - VlanIf: a\n        StackedOn: c\n      - VlanIf: b\n        StackedOn: a\n"
-         "      - VlanIf: c\n        StackedOn: b\n      - VlanIf: top\n        StackedOn: c\n"
-         "      - VlanIf: lone\n        StackedOn: lone\n",
-         "zap.yaml:15:20: VlanIf \"c\", StackedOn: the interface is stacked on itself, by way of VlanIf "
-         "\"b\", VlanIf \"a\"\n"
-         "zap.yaml:19:20: VlanIf \"lone\", StackedOn: the interface is stacked on itself\n"},
-    };
-    for (const Case& one : cases)
-        EXPECT_EQ(ListMistakes(WithObjects(devices + one.text)), one.mistakes) << one.text;
+    ExpectMistakes(
+        {{"    AffiliationPort: ^r\n    TopLevelIf: ^frist/Ipv4If\n",
+          "AffiliationPort: \"r\" names no object; expected an object's name or path\n\"frist/Ipv4If\" names "
+          "no object; expected an object's name or path; did you mean first/Ipv4If?"},
+         {"    AffiliationPort: ^first\n",
+          "AffiliationPort: EmulatedDevice \"first\" is of the wrong class; expected Port"},
+         {"    AffiliationPort: [p, ^q]\n",
+          "AffiliationPort: these are too many objects; expected at most 1"},
+         {"    TopLevelIf: [^Ethernet, ^Ipv4If, first/Ipv4If, ^first/Ipv4If, ^{a: b}]\n",
+          "TopLevelIf: \"Ethernet\" names 2 objects; expected one of first/Ethernet, "
+          "second/Ethernet\n\"Ipv4If\" names 2 objects\nTopLevelIf: Ipv4If is given twice\nthere are keys "
+          "and values; expected an object's name"},
+         {"    AffiliationPort: p\n    ^affiliationport: q\n",
+          "affiliationport: the relation is given twice; expected one list of all its objects"},
+         {"    ^StbChannel: p\n    ^AfiliationPort: p\n    ^ParentChild: p\n",
+          "StbChannel: this is a relation of IptvStbBlockConfig only\nthe class has neither property nor "
+          "relation of this name; did you mean AffiliationPort?\nthis name; expected one of children, "
+          "Active, LocalActive, DeviceCount, AffiliationPort, TopLevelIf, UsesIf"},
+         {"  - IptvViewedChannels: v\n    ChannelBlock: ^[p]\n  - IptvViewedChannels: w\n    ChannelBlock: "
+          "^/\n",
+          "ChannelBlock: there is a list; expected an object's name or path\nChannelBlock: \"/\" names no "
+          "object"},
+         {"  - ^Prot: odd\n  - EmulatedDevice: e\n    AffiliationPort: odd\n",
+          "Prot: no data model has this class"},
+         // Of several the one that fits; of several that fit, all are named.
+         {"    children:\n      - Ipv4If: p\n      - {VlanIf: q, StackedOn: ^q}\n    AffiliationPort: p\n    "
+          "TopLevelIf: [p, q, ^Ethernet]\n",
+          "VlanIf \"q\", StackedOn: the interface is stacked on itself\nTopLevelIf: \"Ethernet\" names 2 "
+          "objects"},
+         {"  - IptvChannelBlock: c\n    MulticastParam: ^p\n",
+          "MulticastParam: Port \"p\" is of the wrong class; expected MulticastGroup (Ipv4Group, Ipv6Group)"},
+         // Handles are of classes, too.
+         {"  - IptvViewedChannels: v\n    ChannelBlock: ^d\nsequence:\n  - IptvStartTestCommand:\n    "
+          "StbBlockList: [d, ^p, Project, ^d]\n",
+          "ChannelBlock: EmulatedDevice \"d\" is of the wrong class; expected IptvChannelBlock\nPort \"p\" "
+          "is of the wrong class; expected IptvStbBlockConfig, EmulatedDevice, Project\nEmulatedDevice \"d\" "
+          "is given twice"},
+         // Interfaces that are stacked on themselves: of each cycle the last relation.
+         {"    children:\n      - {VlanIf: a, StackedOn: c}\n      - {VlanIf: b, StackedOn: a}\n      - "
+          "{VlanIf: c, StackedOn: ^b}\n      - {VlanIf: top, StackedOn: c}\n      - {VlanIf: lone, "
+          "StackedOn: ^lone}\n",
+          "the interface is stacked on itself, by way of VlanIf \"b\", VlanIf \"a\"\nthe interface is "
+          "stacked on itself"}},
+        "project:\n  - Port: p\n  - Port: q\n  - EmulatedDevice: first\n    children: [{EthIIIf: Ethernet}, "
+        "{Ipv4If: }]\n  - EmulatedDevice: second\n    children: [{EthIIIf: Ethernet}, {Ipv4If: }]\n  - "
+        "EmulatedDevice: d\n");
 }
 
 TEST_F(TestFileTest, MistakesOfValuesForOneRunNameTheOption) {
-    const Case cases[] = {
-        {"d/DeviceCount", "--set d/DeviceCount: this sets nothing; expected NAME/Property=VALUE\n"},
-        {"DeviceCount=3", "--set DeviceCount=3: this sets nothing; expected NAME/Property=VALUE\n"},
+    const Mistaken cases[] = {
+        {"d/DeviceCount", "this sets nothing; expected NAME/Property=VALUE"},
+        {"DeviceCount=3", "this sets nothing"},
         {"Homes/DeviceCount=3",
-         "--set Homes/DeviceCount=3: \"Homes\" names no object; expected an object's name or path; did you "
-         "mean Home?\n"},
+         "\"Homes\" names no object; expected an object's name or path; did you mean Home?"},
         {"Home/DeviceCount=many",
-         "--set Home/DeviceCount=many: EmulatedDevice \"Home\", DeviceCount: \"many\" is wrong; expected a "
-         "whole number "
-         "from 1 to 65535\n"},
+         "EmulatedDevice \"Home\", DeviceCount: \"many\" is wrong; expected a whole number from 1 to 65535"},
         {"Home/Devicecuont=3",
-         "--set Home/Devicecuont=3: EmulatedDevice \"Home\", Devicecuont: the class has neither property nor "
-         "relation of "
-         "this name; did you mean DeviceCount?\n"},
+         "EmulatedDevice \"Home\", Devicecuont: the class has neither property nor relation of this name"},
         {"Home/AffiliationPort=[p",
-         "--set Home/AffiliationPort=[p: EmulatedDevice \"Home\", AffiliationPort: the list or the keys that "
-         "begin here "
-         "are not closed; expected \"]\" or \"}\"\n"},
-        {"Home/AffiliationPort=q",
-         "--set Home/AffiliationPort=q: EmulatedDevice \"Home\", AffiliationPort: \"q\" names no object; "
-         "expected an "
-         "object's name or path\n"},
+         "EmulatedDevice \"Home\", AffiliationPort: the list or the keys that begin here are not closed"},
+        {"Home/AffiliationPort=q", "EmulatedDevice \"Home\", AffiliationPort: \"q\" names no object"},
         {"Home/children=[]",
-         "--set Home/children=[]: children: objects cannot be set, but stand in the file; expected a "
-         "property "
-         "or relation\n"},
-        {"Home/DeviceCount=4", ""},
+         "children: objects cannot be set, but stand in the file; expected a property or relation"},
     };
     // What is replaced is not looked at.
     const orv::app::FileText file{"zap.yaml", "project:\n  - EmulatedDevice: Home\n    Active: maybe\n", {}};
-    for (const Case& one : cases) {
-        const auto test = orv::app::TestFile::Parse(file, {one.text, "Home/Active=true"});
-        EXPECT_EQ(Join(test.GetMistakes()), one.mistakes) << one.text;
-    }
+    const auto set = [&file](const std::string& setting) {
+        return Join(orv::app::TestFile::Parse(file, {setting, "Home/Active=true"}).GetMistakes());
+    };
+    for (const auto& [setting, says] : cases)
+        EXPECT_THAT(set(setting), testing::StartsWith("--set " + setting + ": " + says));
+    EXPECT_EQ(set("Home/DeviceCount=4"), "");
 }
 
 TEST_F(TestFileTest, AllMistakesComeAtOnceInTheOrderOfTheFileAndNothingIsMade) {
-    EXPECT_EQ(ListMistakes("simulation: {sead: 1}\n"
-                           "sequence:\n"
-                           "  - WaitComand:\n"
-                           "project:\n"
-                           "  - EmulatedDevice: d\n"
-                           "    AffiliationPort: nowhere\n"
-                           "    children:\n"
-                           "      - Ipv4If: {PrefixLength: 33}\n"
-                           "      - Ipv4If:\n"
-                           "        PrefixLength: 33\n"
-                           "    DeviceCount: many\n"),
-              "zap.yaml:1:14: simulation, sead: this is not known here; expected seed, defaults, ports, "
-              "channel_blocks, faults; did you mean seed?\n"
-              "zap.yaml:3:5: WaitComand: no data model has this class; did you mean WaitCommand?\n"
-              "zap.yaml:6:22: EmulatedDevice \"d\", AffiliationPort: \"nowhere\" names no object; expected "
-              "an object's name or path\n"
-              "zap.yaml:8:17: Ipv4If: there are keys and values; expected the object's name; its properties "
-              "in the lines below\n"
-              "zap.yaml:10:23: Ipv4If, PrefixLength: \"33\" is wrong; expected a whole number from 0 to 32\n"
-              "zap.yaml:11:18: EmulatedDevice \"d\", DeviceCount: \"many\" is wrong; expected a whole number "
-              "from 1 to 65535\n");
+    ExpectMistakes({{"simulation: {^sead: 1}\nsequence:\n  - ^WaitComand:\nproject:\n  - EmulatedDevice: d\n "
+                     "   AffiliationPort: ^nowhere\n    children:\n      - Ipv4If: ^{PrefixLength: 33}\n     "
+                     " - Ipv4If:\n        PrefixLength: ^33\n    DeviceCount: ^many\n",
+                     "sead: this is not known here\nWaitComand: no data model has this class; did you mean "
+                     "WaitCommand?\n\"nowhere\" names no object\nIpv4If: there are keys\nPrefixLength: "
+                     "\"33\" is wrong; expected a whole number from 0 to 32\n\"many\" is wrong"}},
+                   "");
     const auto file = Parse("project:\n  - Port: p\n  - Port: p\n");
     EXPECT_THROW(file.Build(host_.GetProject(), orv::framework::CSequencer::Instance()),
                  orv::common::COrvLogicError);
@@ -351,6 +238,169 @@ TEST_F(TestFileTest, AFileThatCannotBeRead) {
     const std::string path = testing::TempDir() + "good_file.yaml";
     std::ofstream(path) << kGoodFile;
     EXPECT_EQ(Join(orv::app::TestFile::Load(path).GetMistakes()), "");
+}
+
+TEST_F(TestFileTest, DeepNesting) {
+    for (const char* piece : {"[", "{a: ", "- ", "? "}) {
+        std::string text = "project:\n  ";
+        for (int i = 0; i < 20000; ++i) text += piece;
+        EXPECT_NE(ListMistakes(text).find("values lie too deep within each other"), std::string::npos)
+            << piece;
+    }
+}
+
+/// Eight times as many objects take about eight times as long, right or wrong.
+TEST_F(TestFileTest, ManyObjectsTakeTimeInProportion) {
+    const char* const kinds[] = {
+        "  - EmulatedDevice: Homes {0}\n    TopLevelIf: Homes {0}/Ipv4If\n    children:\n      - EthIIIf: "
+        "Ethernet\n"
+        "      - Ipv4If: IP\n        StackedOn: Homes {0}/Ethernet\n",
+        "  - EmulatedDevice: Homes {0}\n    AffiliationPort: Viewer\n    TopLevelIf: Home {0}/Ipv4If\n",
+        "  - Port: Viewers {0}\n  - EmulatedDevice: Homes {0}\n    AffiliationPort: Project/Viewers {0}\n",
+        "  - Emulateddevise: Homes {0}\n  - EmulatedDevice: Home {0}\n    Devicecuont: 5\n",
+    };
+    const auto time = [](const char* kind, int count) {
+        std::string text = "project:\n";
+        for (int i = 0; i < count; ++i) text += fmt::format(fmt::runtime(kind), i);
+        const std::clock_t start = std::clock();  // CPU time, independent of other load
+        Parse(text);
+        return static_cast<double>(std::clock() - start);
+    };
+    for (const char* kind : kinds) EXPECT_LT(time(kind, 1600), 20 * time(kind, 200)) << kind;
+}
+
+std::string Describe(const orv::il::Distribution& distribution) {
+    const char* names[] = {"constant", "uniform", "normal", "exponential"};
+    return fmt::format("{} {} {}", names[static_cast<int>(distribution.kind)], distribution.a,
+                       distribution.b);
+}
+
+const std::string kObjects = "project:\n  - Port: Viewers\n  - IptvChannelBlock: News\n";
+
+TEST_F(TestFileTest, SimulationIsRead) {
+    const auto file =
+        Parse(kObjects +
+              "simulation:\n"
+              "  ports: {Viewers: {leave_delay: {normal: [112, 5.5]}, loss: 0}}\n"
+              "  channel_blocks:\n"
+              "    News: {loss: 0.5, unicast_join_delay: {uniform: [1, 2]}, jitter: {exponential: [3, 4]}}\n"
+              "  seed: 18446744073709551615\n"
+              "  defaults: {join_delay: 37, loss: 1 %, payload_error: 0.25, burst_rate: 2}\n"
+              "  faults:\n"
+              "    Viewers:\n"
+              "      - {kind: refuse, request: Start, occurrence: 2}\n"
+              "      - {kind: late_end_of_test, delay_ms: 0x1f4}\n");
+    ASSERT_EQ(Join(file.GetMistakes()), "");
+    const auto& simulation = file.GetSimulation();
+    EXPECT_EQ(simulation.seed, 18446744073709551615u);
+    EXPECT_EQ(Describe(simulation.defaults.leave_delay), "constant 60 0") << "as without the section";
+    EXPECT_DOUBLE_EQ(simulation.defaults.loss, 0.01);
+    const auto& viewers = simulation.ports.at("Viewers");
+    EXPECT_EQ(Describe(viewers.join_delay), "constant 37 0") << "as the defaults, though they stand below";
+    EXPECT_EQ(viewers.loss, 0);
+    EXPECT_EQ(viewers.payload_error, 0.25);
+    const auto news = simulation.channel_blocks.at("News").ApplyTo(viewers);
+    EXPECT_EQ(Describe(news.leave_delay), "normal 112 5.5")
+        << "what the block does not say is as the port has it";
+    EXPECT_EQ(Describe(news.unicast_join_delay), "uniform 1 2");
+    EXPECT_EQ(Describe(news.jitter), "exponential 3 4");
+    EXPECT_EQ(news.burst_rate, 2);
+    EXPECT_EQ(news.loss, 0.5) << "though the port says 0";
+    const auto& faults = simulation.faults.at("Viewers");
+    ASSERT_EQ(faults.size(), 2u);
+    EXPECT_EQ(faults[0].kind, orv::il::Fault::Kind::Refuse);
+    EXPECT_EQ(faults[0].request, "Start");
+    EXPECT_EQ(faults[0].occurrence, 2u);
+    EXPECT_EQ(faults[1].kind, orv::il::Fault::Kind::LateEndOfTest);
+    EXPECT_EQ(faults[1].delay_ms, 500u) << "numbers are written as those of properties are";
+}
+
+TEST_F(TestFileTest, LiveSectionIsRead) {
+    for (const char* absent : {"", "live:\n"}) {
+        EXPECT_EQ(Parse(kObjects + absent).GetMembership().robustness, 2);
+        EXPECT_FALSE(Parse(kObjects + absent).GetMembership().suppress_reports);
+    }
+    const auto settings =
+        Parse(kObjects + "live: {report_suppression: true, robustness: 7}\n").GetMembership();
+    EXPECT_EQ(settings.robustness, 7);
+    EXPECT_TRUE(settings.suppress_reports);
+}
+
+TEST_F(TestFileTest, MistakesOfTheSimulation) {
+    const std::string seed = "expected a whole number from 0 to 18446744073709551615";
+    const std::string fraction = "is wrong; expected a fraction from 0 to 1, or from 0 % to 100 %\n";
+    const std::string time =
+        "expected milliseconds from 0 to 1000000000, {uniform: [least, most]}, {normal: [mean, deviation]} "
+        "or {exponential: [shift, mean]}";
+    const std::string kinds =
+        "expected lose_response, refuse, go_offline, late_end_of_test, repeat_end_of_test, miss_end_of_test, "
+        "spoil_notification";
+    ExpectMistakes(
+        {{"  seed: ^-1\n  ^sede: 1\n", "simulation, seed: \"-1\" is wrong; " + seed + "\n" +
+                                           "simulation, sede: this is not known here; expected seed, "
+                                           "defaults, ports, channel_blocks, faults; did you mean"},
+         {"  seed: ^+5\n", "simulation, seed: \"+5\" is wrong; " + seed},
+         {"  seed: ^007\n", "simulation, seed: \"007\" is wrong; " + seed},
+         {"  defaults: {packet_rate: ^10000001, burst_rate: ^1e300, jitter: ^1000000001, loss: ^+1 %}\n",
+          "defaults, packet_rate: \"10000001\" is wrong; expected a number above 0, at most 10000000\n"
+          "defaults, burst_rate: \"1e300\" is wrong; expected a number above 0, at most 1000\n"
+          "defaults, jitter: \"1000000001\" is wrong; " +
+              time + "\ndefaults, loss: \"+1 %\" " + fraction},
+         {"  defaults: ^5\n", "simulation, defaults: \"5\" is wrong; expected keys and values"},
+         {"  defaults: {loss: ^101 %, late: ^-0.1, join_failure: ^nan, packet_rate: ^0, ^jiter: 1}\n",
+          "loss: \"101 %\" " + fraction + "late: \"-0.1\" " + fraction + "join_failure: \"nan\" " + fraction +
+              "packet_rate: \"0\" is wrong; expected a number above 0, at most 10000000\n"
+              "jiter: this is not known here; expected join_delay, leave_delay, unicast_join_delay, "
+              "unicast_leave_delay, retransmission_delay, jitter, packet_rate, burst_rate, join_failure, "
+              "loss, reordering, duplication, late, payload_error, retransmission_loss; did you mean "
+              "jitter?"},
+         {"  defaults: {join_delay: ^-1, leave_delay: ^[1], jitter: ^{normal: [1, 2], uniform: [1, 2]}}\n",
+          "join_delay: \"-1\" is wrong; expected milliseconds\nleave_delay: there is a list; expected\n"
+          "jitter: there are keys and values; expected milliseconds"},
+         {"  defaults: {join_delay: {uniform: ^[2, 1]}, jitter: {^gauss: 1}, leave_delay: {normal: ^[1]}}\n",
+          "uniform: the parameters are wrong; expected [least, most] in milliseconds, each\n"
+          "gauss: this is no distribution; expected uniform, normal, exponential\n"
+          "normal: the parameters are wrong; expected [mean, standard deviation] in milliseconds, each"},
+         {"  defaults: {jitter: {exponential: ^[0, 1e10]}}\n",
+          "exponential: the parameters are wrong; expected [shift, mean] in milliseconds, each"},
+         {"  ports: {^News: {}}\n  channel_blocks: {^Newz: {}}\n",
+          "simulation, ports, News: this is not known here; expected Viewers\n"
+          "simulation, channel_blocks, Newz: this is not known here; expected News; did you mean News?"},
+         {"  faults: {Viewers: ^{}}\n",
+          "faults, Viewers: there are keys and values; expected a list of faults"},
+         // Faults that could never come.
+         {"  faults: {Viewers: [{kind: refuse, request: ^Strat}, {kind: refuse, request: "
+          "^iptvcd_1.Start}]}\n",
+          "request: \"Strat\" is wrong; expected the name of a request; did you mean Start?\n"
+          "request: \"iptvcd_1.Start\" is wrong; expected the name of a request; did you mean Start?"},
+         {"  faults: {Viewers: [^{kind: late_end_of_test}, {kind: late_end_of_test, delay_ms: ^0}]}\n",
+          "delay_ms: this is missing; expected a whole number from 1 to 1000000000\n"
+          "delay_ms: \"0\" is wrong; expected a whole number from 1 to 1000000000"},
+         {"  faults: {Viewers: [{kind: miss_end_of_test, ^request: Start, ^delay_ms: 5}, {kind: "
+          "spoil_notification, ^request: Start}, {kind: go_offline, ^delay_ms: 5}]}\n",
+          "request: a fault of kind miss_end_of_test takes none\ndelay_ms: a fault of kind miss_end_of_test\n"
+          "request: a fault of kind spoil_notification takes none\ndelay_ms: a fault of kind go_offline"},
+         {"  faults: {Viewers: [{kind: ^go_ofline}, ^{request: Start}, {kind: refuse, occurrence: ^0, "
+          "^delay: 1}, ^x, ^~]}\n",
+          "kind: \"go_ofline\" is wrong; " + kinds +
+              "; did you mean go_offline?\nkind: this is missing\noccurrence: \"0\" is wrong; expected a "
+              "whole number from 1 to 4294967295\n"
+              "delay: this is not known here; expected kind, request, occurrence, delay_ms\n"
+              "faults, Viewers: \"x\" is wrong; expected keys and values\nkind: this is missing"}},
+        kObjects + "simulation:\n");
+}
+
+TEST_F(TestFileTest, MistakesOfTheLiveSection) {
+    const std::string range = "expected a whole number from 1 to 7";
+    ExpectMistakes(
+        {{" {robustness: ^0}\n", "live, robustness: \"0\" is wrong; " + range},
+         {" {robustness: ^8}\n", "live, robustness: \"8\" is wrong; " + range},
+         {"\n  robustness: ^[2]\n", "live, robustness: there is a list; " + range},
+         {" {report_suppression: ^often}\n",
+          "report_suppression: \"often\" is wrong; expected true or false"},
+         {" {^robustnes: 2}\n", "expected report_suppression, robustness; did you mean robustness?"},
+         {" ^2\n", "live: \"2\" is wrong; expected keys and values"}},
+        kObjects + "live:");
 }
 
 }  // namespace

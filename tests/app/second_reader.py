@@ -8,10 +8,6 @@ DEPTH = 200
 NOTHING = ("", "~", "null", "Null", "NULL")
 
 
-def text(value):
-    return '"' + value.encode().hex() + '"'
-
-
 def build(events):
     """The tree of the value that begins with the next event; None for what test files do not have."""
     event = next(events)
@@ -20,7 +16,7 @@ def build(events):
     if isinstance(event, yaml.ScalarEvent):
         if event.style in ("'", '"') and event.start_mark.line != event.end_mark.line:
             raise ValueError
-        return "~" if event.style is None and event.value in NOTHING else text(event.value)
+        return "~" if event.style is None and event.value in NOTHING else f'"{event.value.encode().hex()}"'
     parts, keys, ends = [], set(), (yaml.SequenceEndEvent, yaml.MappingEndEvent)
     is_map = isinstance(event, yaml.MappingStartEvent)
     while not isinstance(events.peek(), ends):
@@ -37,16 +33,13 @@ def build(events):
 
 class Events:
     def __init__(self, source):
-        self.loader = yaml.SafeLoader(source)
-        self.depth = 0
-
-    def peek(self):
-        return self.loader.peek_event()
+        loader = yaml.SafeLoader(source)
+        self.peek, self._get, self._depth = loader.peek_event, loader.get_event, 0
 
     def __next__(self):
-        event = self.loader.get_event()
-        self.depth += isinstance(event, yaml.CollectionStartEvent) - isinstance(event, yaml.CollectionEndEvent)
-        if self.depth > DEPTH:
+        event = self._get()
+        self._depth += isinstance(event, yaml.CollectionStartEvent) - isinstance(event, yaml.CollectionEndEvent)
+        if self._depth > DEPTH:
             raise ValueError
         return event
 

@@ -1,12 +1,12 @@
 """Laboratories of network namespaces (scripts/lab.sh) for tests written in Python."""
 
-import contextlib
 import ctypes
 import json
 import os
 import pathlib
 import shutil
 import signal
+import socket
 import subprocess
 import sys
 import tempfile
@@ -19,6 +19,7 @@ LAB_SCRIPT = PROJECT / "scripts" / "lab.sh"
 CANNOT_BE_MADE = 3  # exit status of lab.sh
 SKIPPED = 77  # exit status for CTest
 CLONE_NEWNET = 0x40000000
+LAST_FRAME = bytes.fromhex("0210940000fe 021094000001 88b5") + bytes(46)  # of a type for experiments
 
 
 class Laboratory:
@@ -37,17 +38,11 @@ class Laboratory:
                 self._options.append(f"{flag}={value}")
 
     def __enter__(self):
-        made = subprocess.run([LAB_SCRIPT, "up", *self._options], stderr=subprocess.PIPE, text=True)
-        if made.returncode:
-            raise RuntimeError(made.stderr)
+        subprocess.run([LAB_SCRIPT, "up", *self._options], check=True)
         return self
 
     def __exit__(self, *_):
         subprocess.run([LAB_SCRIPT, "down", f"--name={self.name}"], check=True)
-
-    def exec(self, command, **options):
-        """Runs a command on the tester's side; options are those of subprocess.run."""
-        return subprocess.run(self._in(self.tester, command), **options)
 
     def start(self, command, **options):
         """Starts a command on the tester's side; options are those of subprocess.Popen."""
@@ -58,14 +53,10 @@ class Laboratory:
         return subprocess.run(
             self._in(self.dut, command), stdout=subprocess.PIPE, text=True, check=True).stdout
 
-    def mdb(self, port="home"):
-        """The bridge's groups on a port: dictionaries with "grp" and, as far as there are, "filter_mode" and
-        "source_list" (dictionaries with "address")."""
-        tables = json.loads(self.ask_device("bridge", "-j", "-d", "mdb", "show", "dev", "br0"))
-        return [entry for table in tables for entry in table["mdb"] if entry["port"] == port]
-
     def groups(self, port="home"):
-        return {entry["grp"] for entry in self.mdb(port)}
+        """The bridge's groups on a port."""
+        tables = json.loads(self.ask_device("bridge", "-j", "mdb", "show", "dev", "br0"))
+        return {entry["grp"] for table in tables for entry in table["mdb"] if entry["port"] == port}
 
     def wait_for_groups(self, expected, seconds=5, port="home"):
         """Returns the groups when they are as expected, or when the time is over."""
@@ -83,28 +74,22 @@ class Laboratory:
         state = f"{os.environ.get('XDG_RUNTIME_DIR', '/tmp')}/{self.name}-lab"
         return self.ask_device("vtysh", "--vty_socket", state, "--config_dir", state, "-c", question)
 
-    def lost(self):
-        """(packets lost, packets that could have been) by option loss."""
-        rules = json.loads(self.ask_device("nft", "-j", "list", "ruleset"))["nftables"]
-        counters = [
-            [part["counter"]["packets"] for part in rule["rule"]["expr"] if "counter" in part]
-            for rule in rules if "rule" in rule
-        ]
-        return sum(lost for _, lost in counters), sum(all_of_them for all_of_them, _ in counters)
-
-    @contextlib.contextmanager
-    def inside(self):
-        """This thread's new sockets are on the tester's side."""
+    def send(self, interface, *frames):
+        """Sends frames, from the destination's MAC address on, out of one of the tester's interfaces."""
         with open("/proc/thread-self/ns/net") as before, open(f"/run/netns/{self.tester}") as wanted:
             _set_network(wanted)
             try:
-                yield
+                port = socket.socket(socket.AF_PACKET, socket.SOCK_RAW, 0)
             finally:
                 _set_network(before)
+        with port:
+            port.bind((interface, 0))
+            for frame in frames:
+                port.send(frame)
 
-    def capture(self, interface, capture_filter="", seconds=None):
-        """Records one of the tester's interfaces, until stop() or for so many seconds."""
-        return Capture(self, interface, capture_filter, seconds)
+    def capture(self, interface, capture_filter=""):
+        """Records one of the tester's interfaces until stop()."""
+        return Capture(self, interface, capture_filter)
 
     @staticmethod
     def _in(namespace, command):
@@ -115,32 +100,30 @@ class Capture:
     """A recording, which begins before the constructor returns. As a context manager it stops at the end of the block;
     then ask rows()."""
 
-    def __init__(self, laboratory, interface, capture_filter, seconds):
+    def __init__(self, laboratory, interface, capture_filter):
+        self._laboratory, self._interface = laboratory, interface
         folder = tempfile.mkdtemp(prefix="lab-")
         weakref.finalize(self, shutil.rmtree, folder)
         self.file = pathlib.Path(folder) / "capture.pcapng"
         command = ["dumpcap", "-q", "-i", interface, "-w", self.file]
-        command += ["-f", capture_filter] if capture_filter else []
-        command += ["-a", f"duration:{seconds}"] if seconds else []
+        command += ["-f", f"({capture_filter}) or ether proto 0x88b5"] if capture_filter else []
         self._log = open(self.file.with_suffix(".log"), "w+")
         self._process = laboratory.start(command, stderr=self._log)
-        while not self._is_running():
-            time.sleep(0.02)
+        self._wait_for(b"")
 
-    def _is_running(self):
-        if self._process.poll() is None:
-            return self.file.exists() and self.file.stat().st_size > 0
-        self._log.seek(0)
-        raise RuntimeError(f"no capture: {self._log.read()}")
+    def _wait_for(self, content):
+        """Until the file has that in it, or anything."""
+        while not self.file.exists() or not self.file.stat().st_size or content not in self.file.read_bytes():
+            if self._process.poll() is not None:
+                self._log.seek(0)
+                raise RuntimeError(f"no capture: {self._log.read()}")
+            time.sleep(0.02)
 
     def stop(self):
         if self._process.poll() is None:
-            time.sleep(0.3)  # what has arrived gets out of the kernel
+            self._laboratory.send(self._interface, LAST_FRAME)
+            self._wait_for(LAST_FRAME)  # and with it what has arrived before
             self._process.send_signal(signal.SIGINT)
-        self.wait()
-
-    def wait(self):
-        """Until the seconds are over."""
         self._process.wait()
         self._log.close()
 
@@ -158,9 +141,7 @@ class Capture:
         command += ["-Y", display_filter] if display_filter else []
         for field in fields:
             command += ["-e", field]
-        found = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
-        if found.returncode:
-            raise RuntimeError(found.stderr)
+        found = subprocess.run(command, capture_output=True, text=True, check=True)
         return [line.split("\t") for line in found.stdout.splitlines()]
 
 

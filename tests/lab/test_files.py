@@ -13,83 +13,51 @@ HOME = {4: "10.0.0", 6: "2001:db8:0:"}
 
 
 def _stack(device, family, mac, address, gateway, vlans):
-    """Interfaces of a device in the indentation of its children; `vlans`: the outer one first."""
-    lines, below = [f"      - EthIIIf:\n        SourceMac: {mac}"], f"{device}/EthIIIf"
-    for depth, vlan in enumerate(vlans):
-        name = ("Outer", "Inner")[depth]
-        lines.append(f"      - VlanIf: {name}\n        VlanId: {vlan}\n        StackedOn: {below}")
+    """Interfaces of a device as items of a list; `vlans`: the outer one first."""
+    layers, below = [f"{{EthIIIf: , SourceMac: {mac}}}"], f"{device}/EthIIIf"
+    for name, vlan in zip(("Outer", "Inner"), vlans):
+        layers.append(f"{{VlanIf: {name}, VlanId: {vlan}, StackedOn: {below}}}")
         below = f"{device}/{name}"
-    prefix = {4: 16, 6: 64}[family]
-    lines.append(f"      - Ipv{family}If:\n        Address: \"{address}\"\n        Gateway: \"{gateway}\"\n"
-                 f"        PrefixLength: {prefix}\n        StackedOn: {below}")
-    return "\n".join(lines)
+    layers.append(f"{{Ipv{family}If: , Address: \"{address}\", Gateway: \"{gateway}\", "
+                  f"PrefixLength: {16 if family == 4 else 64}, StackedOn: {below}}}")
+    return ", ".join(layers)
 
 
 def make(*, version="IGMP_V3", stbs=1, channels=4, vlans=(), head_vlans=None, group=None, interval=1000, gap=100,
-         seconds=3, kind="ZAPPING", environment="TESTING", packets=500, start_step=0, first_step=1, sources=False,
-         live=""):
+         seconds=3, kind="ZAPPING", environment="TESTING", packets=500, start_step=0, sources=False, live=""):
     """`channels`: of zapping tests, a multiple of 4. `packets`: per second and channel. `sources`: STBs join with INCLUDE and the head end's address."""
-    family = 4 if version.startswith("IGMP") else 6
-    separator = {4: ".", 6: ":"}[family]
+    family, separator, host = (4, ".", "IgmpHostConfig") if version.startswith("IGMP") else (6, ":", "MldHostConfig")
     group = group or {4: "225.1.0.1", 6: "ff1e::101"}[family]
-    host = {4: "IgmpHostConfig", 6: "MldHostConfig"}[family]
-    include = "    FilterMode: INCLUDE\n    TrafficSources: [Sources]\n" if sources else ""
-    head = _stack("Sources", family, "00:10:94:ff:00:01", HEAD[family] + separator + "2",
-                  HEAD[family] + separator + "1", vlans if head_vlans is None else head_vlans)
-    homes = _stack("Homes", family, "00:10:94:00:00:01", HOME[family] + separator + "10",
-                   HOME[family] + separator + "1", vlans)
+    include = ", FilterMode: INCLUDE, TrafficSources: [Sources]" if sources else ""
+    head_end, home = HEAD[family] + separator, HOME[family] + separator
+    head = _stack("Sources", family, "00:10:94:ff:00:01", head_end + "2", head_end + "1",
+                  vlans if head_vlans is None else head_vlans)
+    homes = _stack("Homes", family, "00:10:94:00:00:01", home + "10", home + "1", vlans)
     return f"""project:
   - Port: Head end
     Location: linux://head0
     children:
-      - StreamBlock: Streams
-        SrcBinding: Sources/Ipv{family}If
-        DstBinding: Groups/Ipv{family}NetworkBlock
-        Load: {packets}
-        LoadUnit: FRAMES_PER_SECOND
-  - Port: Viewers
-    Location: linux://home0
+      - {{StreamBlock: Streams, SrcBinding: Sources/Ipv{family}If, DstBinding: Groups/Ipv{family}NetworkBlock,
+         Load: {packets}, LoadUnit: FRAMES_PER_SECOND}}
+  - {{Port: Viewers, Location: "linux://home0"}}
   - Ipv{family}Group: Groups
-    children:
-      - Ipv{family}NetworkBlock:
-        StartIpList: "{group}"
-        NetworkCount: {channels}
-  - IptvChannelBlock: Channels
-    MulticastParam: Groups
-{include}  - IptvViewedChannels: Range
-    ChannelBlock: Channels
-    ChannelRangeEnd: {channels}
-    InitialChannelStep: {first_step}
-  - IptvViewingProfileConfig: Profile
-    Interval: {interval}
-    SetTopLeaveJoinDelay: {gap}
-    JoinLatencyThreshold: {min(500, interval - gap)}
-    LeaveLatencyThreshold: {2 * interval}
-  - EmulatedDevice: Sources
-    AffiliationPort: Head end
-    TopLevelIf: Sources/Ipv{family}If
-    children:
-{head}
+    children: [{{Ipv{family}NetworkBlock: , StartIpList: "{group}", NetworkCount: {channels}}}]
+  - {{IptvChannelBlock: Channels, MulticastParam: Groups{include}}}
+  - {{IptvViewedChannels: Range, ChannelBlock: Channels, ChannelRangeEnd: {channels}, InitialChannelStep: 1}}
+  - {{IptvViewingProfileConfig: Profile, Interval: {interval}, SetTopLeaveJoinDelay: {gap},
+     JoinLatencyThreshold: {min(500, interval - gap)}, LeaveLatencyThreshold: {2 * interval}}}
+  - {{EmulatedDevice: Sources, AffiliationPort: Head end, TopLevelIf: Sources/Ipv{family}If, children: [{head}]}}
   - EmulatedDevice: Homes
     DeviceCount: {stbs}
     AffiliationPort: Viewers
     TopLevelIf: Homes/Ipv{family}If
-    children:
-{homes}
-      - {host}:
-        Version: {version}
-        UsesIf: Homes/Ipv{family}If
-      - IptvStbBlockConfig: Boxes
-        IptvProfile: Profile
-        MulticastParam: Homes/{host}
-        StbChannel: [Range]
-        InterClientStartDelayStep: {start_step}
+    children: [{homes},
+      {{{host}: , Version: {version}, UsesIf: Homes/Ipv{family}If}},
+      {{IptvStbBlockConfig: Boxes, IptvProfile: Profile, MulticastParam: Homes/{host}, StbChannel: [Range],
+       InterClientStartDelayStep: {start_step}}}]
 sequence:
   - GeneratorStartCommand:
-  - IptvStartTestCommand: Start
-    TestType: {kind}
-    TestEnv: {environment}
-    TestDuration: {seconds}
+  - {{IptvStartTestCommand: Start, TestType: {kind}, TestEnv: {environment}, TestDuration: {seconds}}}
   - IptvWaitForTestCompletionCommand:
   - GeneratorStopCommand:
 {live}"""

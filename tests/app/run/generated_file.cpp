@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <sstream>
 
 namespace testing_aids {
 
@@ -21,6 +22,25 @@ void GeneratedObject::Set(const std::string& key, const std::string& text) {
         values.emplace_back(key, text);
     }
 }
+
+namespace {
+
+/// "Name: value" of each line.
+GeneratedObject::Values ReadValues(const std::string& lines) {
+    GeneratedObject::Values values;
+    std::istringstream text(lines);
+    for (std::string name, value; std::getline(text, name, ':') && std::getline(text.ignore(1), value);)
+        values.emplace_back(name, value);
+    return values;
+}
+
+template <class... Args>
+void Add(std::vector<GeneratedObject>& to, const std::string& class_name, const std::string& name = "",
+         fmt::format_string<Args...> values = "", Args&&... args) {
+    to.push_back({class_name, name, ReadValues(fmt::format(values, std::forward<Args>(args)...))});
+}
+
+}  // namespace
 
 GeneratedFile::GeneratedFile(std::uint64_t number) : random_(number) {
     type =
@@ -55,50 +75,36 @@ void GeneratedFile::AddChannels() {
     channel_blocks_ = 1 + static_cast<int>(Below(3));
     std::uint64_t number = 1 + Below(50);
     const std::string other = ipv6 ? "Ipv4" : "Ipv6";
-    project.push_back(
-        {other + "Group", "Other groups", {}, {{other + "NetworkBlock", "", {{"NetworkCount", "20"}}}}});
+    Add(project, other + "Group", "Other groups");
+    Add(project.back().children, other + "NetworkBlock", "", "NetworkCount: 20");
     for (int i = 1; i <= channel_blocks_; ++i) {
+        const std::string nth = fmt::format(" {}", i);
         const std::uint64_t count = 4 * (1 + Below(5)), viewed = 4 * (1 + Below(count / 4));
         const std::uint64_t first = number + Below(count - viewed + 1),
                             step = viewed == 4 && Chance(30) ? 3 : 1;
-        const std::string increment = type == "ZAPPING" ? OneOf({"1", "3"}) : OneOf({"1", "2"});
-        project.push_back({Ip("Group"), fmt::format("Groups {}", i), {}});
-        project.back().children.push_back(
-            {Ip("NetworkBlock"),
-             "",
-             {{"StartIpList", ipv6 ? fmt::format("\"ff1e:{}::1\"", i) : fmt::format("225.{}.0.1", i)},
-              {"NetworkCount", std::to_string(count)},
-              {"AddrIncrement", increment}}});
-        project.push_back({"IptvChannelBlock",
-                           fmt::format("Channels {}", i),
-                           {{"ChannelStart", std::to_string(number)},
-                            {"MulticastParam", fmt::format("Groups {}", i)},
-                            {"UdpDestinationPort", std::to_string(1000 + Below(60000))},
-                            {"UdpDestinationPortStep", std::to_string(Below(3))},
-                            {"RtpNackEnable", OneOf({"true", "false"})}}});
+        Add(project, Ip("Group"), "Groups" + nth);
+        Add(project.back().children, Ip("NetworkBlock"), "",
+            "StartIpList: {}\nNetworkCount: {}\nAddrIncrement: {}",
+            ipv6 ? fmt::format("\"ff1e:{}::1\"", i) : fmt::format("225.{}.0.1", i), count,
+            type == "ZAPPING" ? OneOf({"1", "3"}) : OneOf({"1", "2"}));
+        Add(project, "IptvChannelBlock", "Channels" + nth,
+            "ChannelStart: {}\nMulticastParam: Groups{}\nUdpDestinationPort: {}\nUdpDestinationPortStep: "
+            "{}\nRtpNackEnable: {}",
+            number, nth, 1000 + Below(60000), Below(3), Chance(50));
         if (testing && Chance(30)) project.back().values.emplace_back("TrafficSources", "Sources");
         if (testing && Chance(30)) project.back().values.emplace_back("FilterMode", "INCLUDE");
-        project.push_back({"IptvViewedChannels",
-                           fmt::format("Range {}", i),
-                           {{"ChannelBlock", fmt::format("Channels {}", i)},
-                            {"ChannelRangeStart", std::to_string(first)},
-                            {"ChannelRangeEnd", std::to_string(first + viewed - 1)},
-                            {"ChannelRangeStep", std::to_string(step)},
-                            {"InitialChannelStart", std::to_string(first + Below(viewed))},
-                            {"InitialChannelStep", std::to_string(step * Below(2))}}});
+        Add(project, "IptvViewedChannels", "Range" + nth,
+            "ChannelBlock: Channels{}\nChannelRangeStart: {}\nChannelRangeEnd: {}\nChannelRangeStep: {}\n"
+            "InitialChannelStart: {}\nInitialChannelStep: {}",
+            nth, first, first + viewed - 1, step, first + Below(viewed), step * Below(2));
         const std::uint64_t interval = 50 * (10 + Below(20)), delay = Below(interval / 2);
-        project.push_back({"IptvViewingProfileConfig",
-                           fmt::format("Profile {}", i),
-                           {{"Interval", std::to_string(interval)},
-                            {"SetTopLeaveJoinDelay", std::to_string(delay)},
-                            {"JoinLatencyThreshold", std::to_string(Below(interval - delay))},
-                            {"LeaveLatencyThreshold", std::to_string(Below(2 * interval))},
-                            {"ZapBehavior", OneOf({"ZAP_ONLY", "ZAP_AND_VIEW"})},
-                            {"ZapDirection", OneOf({"DIR_UP", "DIR_DOWN", "DIR_RANDOM"})},
-                            {"ZapIntervalType", OneOf({"LTL", "MTL", "UTL"})},
-                            {"ChangesBeforeView", std::to_string(1 + Below(3))},
-                            {"ViewDuration", std::to_string(2 + Below(3))},
-                            {"UnicastOnly", OneOf({"true", "false", "false"})}}});
+        Add(project, "IptvViewingProfileConfig", "Profile" + nth,
+            "Interval: {}\nSetTopLeaveJoinDelay: {}\nJoinLatencyThreshold: {}\nLeaveLatencyThreshold: {}\n"
+            "ZapBehavior: {}\nZapDirection: {}\nZapIntervalType: {}\nChangesBeforeView: {}\nViewDuration: "
+            "{}\nUnicastOnly: {}",
+            interval, delay, Below(interval - delay), Below(2 * interval),
+            OneOf({"ZAP_ONLY", "ZAP_AND_VIEW"}), OneOf({"DIR_UP", "DIR_DOWN", "DIR_RANDOM"}),
+            OneOf({"LTL", "MTL", "UTL"}), 1 + Below(3), 2 + Below(3), Chance(33));
         number += count + Below(10);
     }
 }
@@ -125,20 +131,16 @@ GeneratedObject GeneratedFile::MakeDevice(const std::string& name, const std::st
 }
 
 void GeneratedFile::AddSources() {
-    project.push_back({"Port", "Head end", {}});
-    for (int i = 1; i <= channel_blocks_; ++i) {
-        project.back().children.push_back(
-            {"StreamBlock",
-             fmt::format("Streams {}", i),
-             {{"SrcBinding", "Sources/" + Ip("If")},
-              {"DstBinding", fmt::format("Groups {}/{}", i, Ip("NetworkBlock"))}}});
-    }
+    Add(project, "Port", "Head end");
+    for (int i = 1; i <= channel_blocks_; ++i)
+        Add(project.back().children, "StreamBlock", fmt::format("Streams {}", i),
+            "SrcBinding: Sources/{}\nDstBinding: Groups {}/{}", Ip("If"), i, Ip("NetworkBlock"));
     project.push_back(MakeDevice("Sources", "Head end", 1, 200, {"EthIIIf", Ip("If")}));
 }
 
 void GeneratedFile::AddViewers(int port) {
     const std::string port_name = fmt::format("Viewers {}", port);
-    project.push_back({"Port", port_name, {}});
+    Add(project, "Port", port_name);
     if (Chance(50)) project.back().Set("Location", fmt::format("//sim/{}", port));
     std::vector<std::string> stack{"EthIIIf"};
     stack.insert(stack.end(), Below(3), "VlanIf");
@@ -149,96 +151,77 @@ void GeneratedFile::AddViewers(int port) {
         const std::string name = fmt::format("Homes {} {}", port, i);
         GeneratedObject& device =
             project.emplace_back(MakeDevice(name, port_name, 1 + Below(5), 10 * port + i, stack));
-        const std::string host = ipv6 ? "MldHostConfig" : "IgmpHostConfig";
-        device.children.push_back({host, "", {{"UsesIf", name + "/" + Ip("If")}}});
-        device.children.back().Set("Version",
-                                   ipv6 ? OneOf({"MLD_V1", "MLD_V2"}) : OneOf({"IGMP_V2", "IGMP_V3"}));
-        std::string ranges = "[Range 1";
+        const std::string host = ipv6 ? "MldHostConfig" : "IgmpHostConfig",
+                          v = ipv6 ? "V6: \"2001:db8::9\"" : "V4: 10.9.9.9";
+        Add(device.children, host, "", "UsesIf: {}/{}\nVersion: {}", name, Ip("If"),
+            ipv6 ? OneOf({"MLD_V1", "MLD_V2"}) : OneOf({"IGMP_V2", "IGMP_V3"}));
+        std::string ranges = "Range 1";
         for (int c = 2; c <= channel_blocks_; ++c) ranges += Chance(50) ? fmt::format(", Range {}", c) : "";
-        device.children.push_back(
-            {"IptvStbBlockConfig",
-             fmt::format("Boxes {} {}", port, i),
-             {{"IptvProfile", fmt::format("Profile {}", 1 + Below(channel_blocks_))},
-              {"MulticastParam", name + "/" + host},
-              {"StbChannel", ranges + "]"},
-              {"InterClientStartDelayStep", std::to_string(Below(50))},
-              {"SaveTimeStamps", OneOf({"true", "false"})},
-              {"UdpSourcePort", std::to_string(1 + Below(60000))},
-              {"UdpSourcePortStep", std::to_string(Below(10))},
-              {"RtpNackEnable", OneOf({"true", "false"})},
-              {ipv6 ? "RrrServerAddrV6" : "RrrServerAddrV4", ipv6 ? "\"2001:db8::9\"" : "10.9.9.9"}}});
+        Add(device.children, "IptvStbBlockConfig", fmt::format("Boxes {} {}", port, i),
+            "IptvProfile: Profile {}\nMulticastParam: {}/{}\nStbChannel: [{}]\nInterClientStartDelayStep: "
+            "{}\nSaveTimeStamps: {}\n"
+            "UdpSourcePort: {}\nUdpSourcePortStep: {}\nRtpNackEnable: {}\nRrrServerAddr{}",
+            1 + Below(channel_blocks_), name, host, ranges, Below(50), Chance(50), 1 + Below(60000),
+            Below(10), Chance(50), v);
         // Inactive objects are not used, but as complete as the rest.
         if (i == 2 && Chance(30)) device.children.back().Set("Active", "false");
-        if (dhcp_) device.children.push_back({ipv6 ? "Dhcpv6BlockConfig" : "Dhcpv4BlockConfig", "", {}});
+        if (dhcp_) Add(device.children, ipv6 ? "Dhcpv6BlockConfig" : "Dhcpv4BlockConfig");
     }
 }
 
 void GeneratedFile::AddWizard() {
-    const std::string last = std::to_string(4 * (1 + Below(4)));
-    project.push_back({"IptvWizardTestConfig",
-                       "Plan",
-                       {{"TestType", type},
-                        {"TestEnv", testing ? "TESTING" : "REAL_WORLD"},
-                        {"TestDuration", std::to_string(1 + Below(3))},
-                        {"IpVersion", ipv6 ? "IPV6" : "IPV4"}}});
-    project.push_back({"Port", "Head end", {}});
-    project.back().children.push_back(
-        {"IptvWizardMcastSources",
-         "Channels",
-         {{"NumOfChannels", last}, {"ChannelName", "News"}, {"TrafHostList", "[Sources]"}}});
+    const std::uint64_t last = 4 * (1 + Below(4));
+    Add(project, "IptvWizardTestConfig", "Plan", "TestType: {}\nTestEnv: {}\nTestDuration: {}\nIpVersion: {}",
+        type, testing ? "TESTING" : "REAL_WORLD", 1 + Below(3), ipv6 ? "IPV6" : "IPV4");
+    Add(project, "Port", "Head end");
+    Add(project.back().children, "IptvWizardMcastSources", "Channels",
+        "NumOfChannels: {}\nChannelName: News\nTrafHostList: [Sources]", last);
     project.push_back(MakeDevice("Sources", "Head end", 1, 200, {"EthIIIf", Ip("If")}));
-    project.push_back({"Port", "Viewers 1", {}});
+    Add(project, "Port", "Viewers 1");
     project.push_back(MakeDevice("Homes", "Viewers 1", 1 + Below(5), 11, {"EthIIIf", "VlanIf", Ip("If")}));
-    project.back().children.push_back({"IptvWizardStbBlock",
-                                       "Boxes",
-                                       {{"ChannelRangeEnd", last},
-                                        {"Interval", std::to_string(50 * (12 + Below(20)))},
-                                        {"IgmpMldVersion", ipv6 ? "MLD_V2" : "IGMP_V3"},
-                                        {"SetTopLeaveJoinDelay", std::to_string(Below(100))}}});
+    Add(project.back().children, "IptvWizardStbBlock", "Boxes",
+        "ChannelRangeEnd: {}\nInterval: {}\nIgmpMldVersion: {}\nSetTopLeaveJoinDelay: {}", last,
+        50 * (12 + Below(20)), ipv6 ? "MLD_V2" : "IGMP_V3", Below(100));
 }
 
 void GeneratedFile::AddTest(std::vector<GeneratedObject>& commands) {
     const bool is_plain = type != "FAST_CHANNEL_CHANGE";
-    commands.push_back({"IptvStartTestCommand",
-                        "",
-                        {{"TestType", type},
-                         {"TestEnv", testing ? "TESTING" : "REAL_WORLD"},
-                         {"TestDuration", OneOf({"1", "2.5", "3"})},
-                         {"JoinFailThreshold", OneOf({"0", "50", "100"})},
-                         {"StartDelayStep", OneOf({"0", "20"})},
-                         {"StbBlockList", OneOf({"Project", "Homes 1 1", "[Boxes 1 1]"})},
-                         {"UnicastLeaveTrigger", is_plain ? "UNICAST_JOIN_AND_DELAY" : OneOf({"0", "1"})},
-                         {"MulticastJoinTrigger", is_plain ? "UNICAST_JOIN_AND_DELAY" : OneOf({"0", "1"})}}});
+    Add(commands, "IptvStartTestCommand", "",
+        "TestType: {}\nTestEnv: {}\nTestDuration: {}\nJoinFailThreshold: {}\nStartDelayStep: "
+        "{}\nStbBlockList: {}\n"
+        "UnicastLeaveTrigger: {}\nMulticastJoinTrigger: {}",
+        type, testing ? "TESTING" : "REAL_WORLD", OneOf({"1", "2.5", "3"}), OneOf({"0", "50", "100"}),
+        OneOf({"0", "20"}), OneOf({"Project", "Homes 1 1", "[Boxes 1 1]"}),
+        is_plain ? "UNICAST_JOIN_AND_DELAY" : OneOf({"0", "1"}),
+        is_plain ? "UNICAST_JOIN_AND_DELAY" : OneOf({"0", "1"}));
     const bool waits = Chance(20);
-    if (waits) commands.push_back({"WaitCommand", "", {}});
-    if (waits && Chance(50)) commands.push_back({"IptvStopTestCommand", "", {}});
-    commands.push_back({"IptvWaitForTestCompletionCommand", "", {}});
+    if (waits) Add(commands, "WaitCommand");
+    if (waits && Chance(50)) Add(commands, "IptvStopTestCommand");
+    Add(commands, "IptvWaitForTestCompletionCommand");
 }
 
 void GeneratedFile::AddSequence() {
     if (type == "ZAPPING" && Chance(5)) return;
     const std::string ip = ipv6 ? "Dhcpv6" : "Dhcpv4";
     if (dhcp_) sequence = {{ip + "BindCommand", "", {}}, {ip + "BindWaitCommand", "", {}}};
-    if (Chance(10)) sequence.push_back({"ArpNdStartOnAllDevicesCommand", "", {}});
-    if (Chance(10)) sequence.push_back({"ApplyToILCommand", "", {}});
+    if (Chance(10)) Add(sequence, "ArpNdStartOnAllDevicesCommand");
+    if (Chance(10)) Add(sequence, "ApplyToILCommand");
     if (Chance(10)) {
-        sequence.push_back({"SetRelativesCommand",
-                            "",
-                            {{"SrcObjectHandle", "Boxes 1 1"},
-                             {"RelationName", OneOf({"IptvProfile", "IptvProfile-Targets"})},
-                             {"RelativeList", "Profile 1"}}});
+        Add(sequence, "SetRelativesCommand", "",
+            "SrcObjectHandle: Boxes 1 1\nRelationName: {}\nRelativeList: Profile 1",
+            OneOf({"IptvProfile", "IptvProfile-Targets"}));
     }
-    if (testing) sequence.push_back({"GeneratorStartCommand", "", {}});
+    if (testing) Add(sequence, "GeneratorStartCommand");
     if (testing && Chance(30))
         sequence.back().Set("GeneratorList", OneOf({"Head end", "[Head end/Generator]"}));
     if (Chance(20)) {
-        sequence.push_back({"SequencerLoopCommand", "Again", {{"IterationCount", "2"}}});
+        Add(sequence, "SequencerLoopCommand", "Again", "IterationCount: 2");
         AddTest(sequence.back().children);
     } else {
         AddTest(sequence);
         if (Chance(20)) AddTest(sequence);
     }
-    if (testing && Chance(50)) sequence.push_back({"GeneratorStopCommand", "", {}});
+    if (testing && Chance(50)) Add(sequence, "GeneratorStopCommand");
 }
 
 std::vector<GeneratedObject*> GeneratedFile::Find(const std::string& class_name) {

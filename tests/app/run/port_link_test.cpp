@@ -23,13 +23,15 @@ using app::PortLink;
 class ChattyPort : public il::ISoftwarePort {
   public:
     static inline int alive = 0;
+    static inline std::atomic<int> sent = 0;
 
     ChattyPort(Send send, HangUp hang_up, int hang_up_after)
         : thread_([this, send, hang_up, hang_up_after] {
               for (int i = 0; !stop_; ++i) {
                   send({static_cast<std::byte>(i), static_cast<std::byte>(i >> 8)});
+                  ++sent;
                   if (i == hang_up_after) hang_up("enough");
-                  if (i % 64 == 0) std::this_thread::sleep_for(std::chrono::microseconds(200));
+                  if (i % 64 == 0) std::this_thread::yield();
               }
           }) {
         ++alive;
@@ -61,6 +63,21 @@ class PortLinkTest : public testing::Test {
         };
     }
     static framework::CTaskManager& Tasks() { return framework::CTaskManager::Instance(); }
+    static void WaitFor(const std::function<bool()>& state) {
+        EXPECT_TRUE(Tasks().WaitUntil(state, std::chrono::seconds(60)));
+    }
+    /// More messages have been sent, which wait for the lock.
+    static void LetMessagesQueue() {
+        for (const int before = ChattyPort::sent; ChattyPort::sent < before + 100;) std::this_thread::yield();
+    }
+    /// All that has been sent was handled, and `seen` is as before.
+    static void ExpectNoMore(const int& seen) {
+        const int before = seen;
+        bool is_handled = false;
+        Tasks().PostAfter({}, [&is_handled] { is_handled = true; });
+        WaitFor([&is_handled] { return is_handled; });
+        EXPECT_EQ(seen, before);
+    }
 
     core::CHostApplication host_{{framework::ClockKind::Real}};
     core::CPort* port_ = nullptr;
@@ -78,13 +95,10 @@ TEST_F(PortLinkTest, MessagesOfAnotherThreadComeInOrderUnderTheLockAndNoneWhenTh
         seen = 0;
         {
             PortLink link(*port_, Chatty(-1), PortLink::Calls::OnOwnThread, tap, nullptr);
-            EXPECT_TRUE(Tasks().WaitUntil([&] { return seen > 300; }, std::chrono::seconds(30)));
-            // What is sent meanwhile waits for the lock when the link goes.
-            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+            WaitFor([&] { return seen > 300; });
+            LetMessagesQueue();
         }
-        const int before = seen;
-        Tasks().CtmYield(20);
-        EXPECT_EQ(seen, before);
+        ExpectNoMore(seen);
     }
     EXPECT_TRUE(in_order);
     EXPECT_TRUE(under_lock);
@@ -94,7 +108,7 @@ TEST_F(PortLinkTest, APortThatHangsUpOnItsThreadIsOffline) {
     std::string reason;
     PortLink link(*port_, Chatty(100), PortLink::Calls::OnOwnThread, nullptr,
                   [&reason](const std::string&, const std::string& why) { reason = why; });
-    EXPECT_TRUE(Tasks().WaitUntil([this] { return !port_->IsOnline(); }, std::chrono::seconds(30)));
+    WaitFor([this] { return !port_->IsOnline(); });
     EXPECT_EQ(reason, "enough");
     EXPECT_FALSE(framework::CRpcManager::Instance().IsConnected(port_->GetMessenger()));
 }
@@ -106,15 +120,12 @@ TEST_F(PortLinkTest, APortThatIsCutIsGone) {
         *port_, Chatty(-1), PortLink::Calls::OnOwnThread,
         [&seen](const core::CPort&, const std::vector<std::byte>&) { ++seen; },
         [&reasons](const std::string&, const std::string& why) { reasons.push_back(why); });
-    EXPECT_TRUE(Tasks().WaitUntil([&] { return seen > 300; }, std::chrono::seconds(30)));
-    // What it sends meanwhile is in flight when the link is cut.
-    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    WaitFor([&] { return seen > 300; });
+    LetMessagesQueue();
     for (const char* reason : {"mute", "overdue"}) link.Cut(reason);
     EXPECT_EQ(ChattyPort::alive, 0);
     EXPECT_EQ(reasons, std::vector<std::string>{"mute"});
-    const int before = seen;
-    Tasks().CtmYield(20);
-    EXPECT_EQ(seen, before);
+    ExpectNoMore(seen);
     bool is_called = false;
     link.ChannelsChange([&is_called] { is_called = true; });
     EXPECT_TRUE(is_called) << "other ports wait for it";

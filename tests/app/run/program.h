@@ -1,7 +1,10 @@
-// The program as a user starts it, and the databases that it writes.
+// The program as a user starts it, test files with chosen values, and the databases that it writes.
 #pragma once
 
+#include <sqlite3.h>
+
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -13,8 +16,8 @@ struct ProgramRun {
     std::string err;
 };
 
-/// Runs `iptvtest` with arguments of a command line of bash.
-ProgramRun RunIptvtest(const std::string& arguments);
+/// Runs `iptvtest` with arguments of a command line of bash, in that folder if one is given.
+ProgramRun RunIptvtest(const std::string& arguments, const std::filesystem::path& folder = {});
 
 /// A folder that goes with its test.
 class TemporaryFolder {
@@ -44,7 +47,27 @@ std::string FirstDifference(const std::string& a, const std::string& b);
 /// Text of one value: the first column of the first row.
 std::string Query(const std::filesystem::path& database, const std::string& sql);
 
-/// Paths of the example test files.
-std::vector<std::filesystem::path> FindExamples();
+/// As another program with write access to the file; its connection stays open.
+std::shared_ptr<sqlite3> Execute(const std::filesystem::path& path, const char* sql);
+
+/// A small test; what is not set is the data model's default. The properties are lines "Name: value" of YAML.
+struct TestText {
+    std::string type = "ZAPPING";
+    std::string environment = "REAL_WORLD";
+    int seconds = 10;
+    bool ipv6 = false;
+    int ports = 1;                          ///< with set-top boxes
+    int stbs = 4;                           ///< on each port, each in a VLAN of its own
+    int channels = 8;                       ///< in one block, from number 1 on
+    std::vector<std::string> groups = {};   ///< properties of their network block
+    std::vector<std::string> test = {};     ///< properties of the start command
+    std::vector<std::string> profile = {};  ///< of the viewing profile
+    std::vector<std::string> block = {};    ///< of the STB blocks
+    std::vector<std::string> network = {};  ///< of simulation, defaults
+    std::vector<std::string> faults = {};   ///< of port "Viewers", each {kind: ...}
+    std::string sequence = {};              ///< in place of the default one
+
+    std::string ToString() const;
+};
 
 }  // namespace testing_aids

@@ -2,25 +2,24 @@
 // read.
 #include <fmt/format.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sqlite3.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <map>
-#include <memory>
 #include <nlohmann/json.hpp>
+#include <regex>
 
 #include "output/outcome_json.h"
 #include "output/summary.h"
 #include "output/text_table.h"
 #include "program.h"
 #include "run/output_files.h"
-#include "test_text.h"
 
 namespace {
 
 using namespace testing_aids;  // NOLINT: a test
+using nlohmann::json;
 using orv::app::RunEnd;
 using orv::app::RunOutcome;
 using orv::app::TextTable;
@@ -34,27 +33,11 @@ std::map<std::string, std::string> ReadAll(const std::filesystem::path& folder) 
     return files;
 }
 
-/// In a folder with a test file.
-ProgramRun RunIn(const TemporaryFolder& folder, const std::string& arguments) {
-    const TemporaryFolder out;
-    const std::string command =
-        fmt::format("cd {} && {} {} >{} 2>{}", folder.GetPath().string(), PROGRAM_PATH, arguments,
-                    (out / "out").string(), (out / "err").string());
-    const int status = std::system(command.c_str());
-    return {WEXITSTATUS(status), ReadFile(out / "out"), ReadFile(out / "err")};
-}
-
-/// The connection stays open, as another program's.
-std::shared_ptr<sqlite3> Execute(const std::filesystem::path& path, const char* sql) {
-    sqlite3* database = nullptr;
-    sqlite3_open(path.c_str(), &database);
-    EXPECT_EQ(sqlite3_exec(database, sql, nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(database);
-    return {database, &sqlite3_close};
-}
-
-bool IsXml(const std::filesystem::path& file) {
+/// Whether all files *.xml of a folder are XML.
+bool AreXml(const std::filesystem::path& folder) {
     return std::system(
-               ("python3 -c 'import sys, xml.dom.minidom as m; m.parse(sys.argv[1])' " + file.string())
+               ("cd " + folder.string() +
+                "; python3 -c 'import sys, xml.dom.minidom as m; [m.parse(f) for f in sys.argv[1:]]' *.xml")
                    .c_str()) == 0;
 }
 
@@ -67,67 +50,62 @@ TEST(ReportsTest, WhatCannotBeWrittenIsRefusedAndNothingIsChanged) {
     WriteFile(folder / "wizard.yaml", ReadFile(std::filesystem::path(EXAMPLES_PATH) / "wizard-ipv4.yaml"));
     WriteFile(folder / "text.db", "no database");
     std::filesystem::create_directory(folder / "sub");
-    ASSERT_EQ(RunIn(folder, "run test.yaml -q --db old --record old.jsonl").status, 0);
+    ASSERT_EQ(RunIptvtest("run test.yaml -q --db old --record old.jsonl", folder.GetPath()).status, 0);
     const std::string database = ReadFile(folder / "old.db");
     WriteFile(folder / "cut.db", database.substr(0, database.size() / 2));
     WriteFile(folder / "short.db", database.substr(0, database.size() - 1));
     WriteFile(folder / "begin.db", database.substr(0, 50));
     Execute(folder / "foreign.db", "CREATE TABLE DataSets(Name TEXT, Size INTEGER)");
     Execute(folder / "ports.db",
-            "PRAGMA journal_mode = WAL; CREATE TABLE DataSets(DataSetId INTEGER PRIMARY KEY);"
-            "CREATE VIEW Port AS SELECT 1 AS Number");
+            "PRAGMA journal_mode = WAL; CREATE TABLE DataSets(DataSetId INTEGER PRIMARY KEY);CREATE VIEW "
+            "Port AS SELECT 1 AS Number");
     Execute(folder / "shop.db", "CREATE TABLE Customers(Name TEXT)");
     mkfifo((folder / "pipe").c_str(), 0666);
     std::filesystem::create_symlink("test.yaml", folder / "link");
     std::filesystem::create_symlink("new.db", folder / "dangling");
     std::filesystem::create_hard_link(folder / "old.jsonl", folder / "hard");
     const auto before = ReadAll(folder.GetPath());
-    struct Case {
-        const char* arguments;
-        const char* problem;
-    };
-    for (const Case& c : std::initializer_list<Case>{
-             {"test.yaml --db new/", "--db: new/ cannot be written: it names a folder"},
-             {"test.yaml --db sub", "--db: sub cannot be written: it names a folder"},
-             {"test.yaml --junit .", "--junit: . cannot be written: it names a folder"},
-             {"test.yaml --db test.yaml/r", "test.yaml is no folder"},
-             {"test.yaml --record new/sub/r --db old.jsonl/x", "old.jsonl is no folder"},
-             {"test.yaml --db new --junit new.db", "it is the same file as --db, "},
-             {"test.yaml --db file:new --record file:new.db", "it is the same file as --db, "},
-             {"test.yaml --db new --junit dangling", "it is the same file as --db, "},
-             {"test.yaml --db new --junit new.db-wal", "the database of the two keeps such a file"},
-             {"test.yaml --db new --junit new/../new.db", "it is the same file as --db, "},
-             {"test.yaml --junit link", "it is the same file as the test file, "},
-             {"test.yaml --replay old.jsonl --record hard", "it is the same file as --replay, "},
-             {"test.yaml --replay - --record hard <old.jsonl", "it is the same file as --replay, "},
-             {"test.yaml --junit old.db", "it is a database"},
-             {"named.yaml --record named.db", "named cannot be written: it is the same file as --record"},
-             {"test.yaml --record iptvTest.db",
-              "iptvTest.db cannot be written: it is the same file as --record"},
-             {"wizard.yaml --record iptvTest.db", "it is the same file as --record"},
-             {"test.yaml --db text", "--db: text cannot be written: it is no database"},
-             {"test.yaml --db cut",
-              "--db: cut cannot be written: it is a damaged database, or one that was cut"},
-             {"test.yaml --db short", "--db: short cannot be written: it is a damaged database: of its "},
-             {"test.yaml --db begin", "--db: begin cannot be written: it is a damaged database"},
-             {"test.yaml --db foreign",
-              "it is no results database: its table DataSets has no DataSetId, so it"},
-             {"test.yaml --db shop", "it is no results database: it has no table DataSets"},
-             {"test.yaml --db ports", "--db: ports cannot be written: it is no results database: "},
-             {"test.yaml --set Start/DatabaseFileName=ports", "Port"},
-             {"test.yaml --db /dev/null", "--db: /dev/null cannot be written: it is no regular file"},
-             {"test.yaml --db pipe", "--db: pipe cannot be written: it is no regular file"},
-             {"test.yaml --db new --junit /dev/stdout", "it is the same file as the standard output"},
-         }) {
-        SCOPED_TRACE(c.arguments);
-        const ProgramRun run = RunIn(folder, std::string("run --json ") + c.arguments);
+    const auto refused = [&](const char* arguments, const char* problem) {
+        SCOPED_TRACE(arguments);
+        const ProgramRun run = RunIptvtest(std::string("run --json ") + arguments, folder.GetPath());
         EXPECT_EQ(run.status, 2);
-        EXPECT_THAT(run.err, HasSubstr(c.problem));
-        const auto json = nlohmann::json::parse(run.out);
-        EXPECT_EQ(json["exit_status"], 2);
-        EXPECT_EQ(json["mistakes"].size(), 1U);
+        EXPECT_THAT(run.err, HasSubstr(problem));
+        const json outcome = json::parse(run.out);
+        EXPECT_EQ(outcome["exit_status"], 2);
+        EXPECT_EQ(outcome["mistakes"].size(), 1U);
         EXPECT_TRUE(ReadAll(folder.GetPath()) == before);
-    }
+    };
+    refused("test.yaml --db new/", "--db: new/ cannot be written: it names a folder");
+    refused("test.yaml --db sub", "--db: sub cannot be written: it names a folder");
+    refused("test.yaml --junit .", "--junit: . cannot be written: it names a folder");
+    refused("test.yaml --db test.yaml/r", "test.yaml is no folder");
+    refused("test.yaml --record new/sub/r --db old.jsonl/x", "old.jsonl is no folder");
+    refused("test.yaml --db new --junit new.db", "it is the same file as --db, ");
+    refused("test.yaml --db file:new --record file:new.db", "it is the same file as --db, ");
+    refused("test.yaml --db new --junit dangling", "it is the same file as --db, ");
+    refused("test.yaml --db new --junit new.db-wal", "the database of the two keeps such a file");
+    refused("test.yaml --db new --junit new/../new.db", "it is the same file as --db, ");
+    refused("test.yaml --junit link", "it is the same file as the test file, ");
+    refused("test.yaml --replay old.jsonl --record hard", "it is the same file as --replay, ");
+    refused("test.yaml --replay - --record hard <old.jsonl", "it is the same file as --replay, ");
+    refused("test.yaml --junit old.db", "it is a database");
+    refused("named.yaml --record named.db", "named cannot be written: it is the same file as --record");
+    refused("test.yaml --record iptvTest.db",
+            "iptvTest.db cannot be written: it is the same file as --record");
+    refused("wizard.yaml --record iptvTest.db", "it is the same file as --record");
+    refused("test.yaml --db text", "--db: text cannot be written: it is no database");
+    refused("test.yaml --db cut",
+            "--db: cut cannot be written: it is a damaged database, or one that was cut");
+    refused("test.yaml --db short", "--db: short cannot be written: it is a damaged database: of its ");
+    refused("test.yaml --db begin", "--db: begin cannot be written: it is a damaged database");
+    refused("test.yaml --db foreign",
+            "it is no results database: its table DataSets has no DataSetId, so it");
+    refused("test.yaml --db shop", "it is no results database: it has no table DataSets");
+    refused("test.yaml --db ports", "--db: ports cannot be written: it is no results database: ");
+    refused("test.yaml --set Start/DatabaseFileName=ports", "Port");
+    refused("test.yaml --db /dev/null", "--db: /dev/null cannot be written: it is no regular file");
+    refused("test.yaml --db pipe", "--db: pipe cannot be written: it is no regular file");
+    refused("test.yaml --db new --junit /dev/stdout", "it is the same file as the standard output");
     // Another run may have opened what this one found missing.
     auto outputs = std::make_unique<orv::app::OutputFiles>();
     EXPECT_EQ(outputs->AddOutput("--db", folder / "shared", orv::app::OutputFiles::Kind::Database), "");
@@ -136,10 +114,10 @@ TEST(ReportsTest, WhatCannotBeWrittenIsRefusedAndNothingIsChanged) {
     EXPECT_TRUE(std::filesystem::exists(folder / "shared.db"));
     const auto in_use = Execute(folder / "old.db", "PRAGMA journal_mode = WAL; CREATE TABLE Notes(Text)");
     // What is there is added to or replaced, folders are made, several tests share a database.
-    EXPECT_EQ(RunIn(folder, "run test.yaml -q --db old.db --record new/r.jsonl --junit new/sub/j.xml").status,
-              0);
+    const char* const again = "run test.yaml -q --db old.db --record new/r.jsonl --junit new/sub/j.xml";
+    EXPECT_EQ(RunIptvtest(again, folder.GetPath()).status, 0);
     EXPECT_EQ(Query(folder / "old.db", "SELECT count(*) FROM DataSets"), "2");
-    EXPECT_TRUE(IsXml(folder / "new/sub/j.xml"));
+    EXPECT_TRUE(AreXml(folder / "new/sub"));
 }
 
 TEST(ReportsTest, AllOfThemSayTheSame) {
@@ -149,109 +127,86 @@ TEST(ReportsTest, AllOfThemSayTheSame) {
     text.faults = {"{kind: refuse, request: UpdateProfile}"};
     WriteFile(folder / "refused.yaml", text.ToString());
     WriteFile(folder / "bad.yaml", "project:\n  - Prot: x\n");
-    struct Case {
-        const char* arguments;
-        int status;
-        const char* end;
-        const char* error;  ///< reported once, to users
-        bool has_junit;
-    };
-    for (const Case& c : std::initializer_list<Case>{
-             {"test.yaml", 0, "passed", "", true},
-             {"bad.yaml", 2, "bad input", "did you mean Port?", true},
-             {"refused.yaml", 3, "run-time failure", "refused on purpose", true},
-             {"refused.yaml --quiet", 3, "run-time failure", "refused on purpose", true},
-             {"refused.yaml --log-level off", 3, "run-time failure", "refused on purpose", true},
-             {"test.yaml --junit /dev/full", 3, "run-time failure", "/dev/full cannot be written", false},
-             {"test.yaml --record /dev/full", 3, "run-time failure", "/dev/full cannot be written", true},
-             {"test.yaml --clock sundial", 2, "bad input", "sundial", false},
-             {"IPTVTEST_PLUGIN=/none", 3, "run-time failure", "/none", true},
-         }) {
-        SCOPED_TRACE(c.arguments);
-        const std::string arguments = c.arguments;
-        const auto run = [&](const std::string& more) {
-            const bool is_environment = arguments.find('=') != std::string::npos;
-            if (is_environment) setenv("IPTVTEST_PLUGIN", "/none", 1);
-            const ProgramRun result =
-                RunIn(folder,
-                      fmt::format("run --db r {} {} {}", is_environment ? "test.yaml" : arguments,
-                                  arguments.find("--junit") == arguments.npos ? "--junit j.xml" : "", more));
-            unsetenv("IPTVTEST_PLUGIN");
-            return result;
-        };
-        std::filesystem::remove(folder / "j.xml");
-        const ProgramRun program = run("--json"), person = run("");
-        EXPECT_EQ(program.status, c.status);
-        EXPECT_EQ(person.status, c.status);
-        const auto json = nlohmann::json::parse(program.out);
-        EXPECT_EQ(json["exit_status"], c.status);
-        EXPECT_EQ(json["end"], c.end);
-        for (const auto& test : json["tests"])
-            EXPECT_EQ(test["verdict"], c.status == 0 ? "passed" : "not finished");
-        EXPECT_EQ(person.out.find("PASSED") != person.out.npos, c.status == 0);
+    const char* const outcome_sql =
+        "SELECT Text FROM DataSetDescriptions WHERE Name = 'Outcome' ORDER BY DataSetId DESC";
+    int number = 0;
+    const auto expect = [&](const std::string& arguments, int status, const char* end, const char* error,
+                            bool has_junit = true, const char* plugin = nullptr) {
+        SCOPED_TRACE(arguments);
+        const std::string junit = fmt::format("{}.xml", ++number);
+        std::string command = "run --db r " + arguments;
+        if (arguments.find("--junit") == std::string::npos) command += " --junit " + junit;
+        if (plugin) setenv("IPTVTEST_PLUGIN", plugin, 1);
+        const ProgramRun program = RunIptvtest(command + " --json", folder.GetPath());
+        const ProgramRun person = RunIptvtest(command, folder.GetPath());
+        unsetenv("IPTVTEST_PLUGIN");
+        EXPECT_EQ(program.status, status);
+        EXPECT_EQ(person.status, status);
+        const json outcome = json::parse(program.out);
+        EXPECT_EQ(outcome["exit_status"], status);
+        EXPECT_EQ(outcome["end"], end);
+        for (const auto& test : outcome["tests"])
+            EXPECT_EQ(test["verdict"], status == 0 ? "passed" : "not finished");
+        EXPECT_EQ(person.out.find("PASSED") != person.out.npos, status == 0);
         const std::string told = person.out + person.err;
-        if (*c.error) {
-            const std::size_t first = told.find(c.error);
-            EXPECT_NE(first, told.npos) << told;
-            EXPECT_EQ(told.find(c.error, first + 1), told.npos) << told;
+        if (*error) {
+            EXPECT_NE(told.find(error), told.npos) << told;
+            EXPECT_EQ(told.find(error), told.rfind(error)) << told;
         }
-        if (c.status == 0 || arguments.find("/dev/full") != arguments.npos) {
-            EXPECT_EQ(Query(folder / "r.db",
-                            "SELECT Text FROM DataSetDescriptions WHERE Name = 'Outcome' "
-                            "ORDER BY DataSetId DESC"),
-                      c.end);
+        if (status == 0 || arguments.ends_with("/dev/full")) {
+            EXPECT_EQ(Query(folder / "r.db", outcome_sql), end);
         }
-        EXPECT_EQ(std::filesystem::exists(folder / "j.xml"), c.has_junit);
-        if (!c.has_junit) continue;
-        EXPECT_TRUE(IsXml(folder / "j.xml"));
-        EXPECT_EQ(ReadFile(folder / "j.xml").find("errors=\"0\"") != std::string::npos, c.status < 2);
-    }
+        EXPECT_EQ(std::filesystem::exists(folder / junit), has_junit);
+        if (!has_junit) return;
+        EXPECT_EQ(ReadFile(folder / junit).find("errors=\"0\"") != std::string::npos, status < 2);
+    };
+    expect("test.yaml", 0, "passed", "");
+    expect("bad.yaml", 2, "bad input", "did you mean Port?");
+    expect("refused.yaml", 3, "run-time failure", "refused on purpose");
+    expect("refused.yaml --quiet", 3, "run-time failure", "refused on purpose");
+    expect("refused.yaml --log-level off", 3, "run-time failure", "refused on purpose");
+    expect("test.yaml --junit /dev/full", 3, "run-time failure", "/dev/full cannot be written", false);
+    expect("test.yaml --record /dev/full", 3, "run-time failure", "/dev/full cannot be written");
+    expect("test.yaml --clock sundial", 2, "bad input", "sundial", false);
+    expect("test.yaml", 3, "run-time failure", "/none", true, "/none");
+    EXPECT_TRUE(AreXml(folder.GetPath()));
     // The report before it names the output that fails last.
-    EXPECT_EQ(
-        RunIptvtest(
-            fmt::format("run -q {0}/test.yaml --db {0}/r --junit {0}/j.xml --json >/dev/full; exit $?; :",
-                        folder.GetPath().string()))
-            .status,
-        3);
+    const std::string full = "run -q test.yaml --db r --junit j.xml --json >/dev/full; exit $?";
+    EXPECT_EQ(RunIptvtest(full, folder.GetPath()).status, 3);
     EXPECT_THAT(ReadFile(folder / "j.xml"), HasSubstr("the output cannot be written"));
 }
 
 TEST(ReportsTest, AreReadableWhateverNamesHold) {
-    struct Case {
-        std::string name;
-        std::string printed;
-        std::string xml;  ///< between "STB block " and the quote
-    };
-    for (const Case& c : std::initializer_list<Case>{
-             {"Wohnzimmer \u00e4\u4e2d\U0001f4fa", "Wohnzimmer \u00e4\u4e2d\U0001f4fa",
-              "Wohnzimmer \u00e4\u4e2d\U0001f4fa"},
-             {"a<b>&\"c\"", "a<b>&\"c\"", "a&lt;b&gt;&amp;&quot;c&quot;"},
-             {"\x1b[2J\a\x7f", "\\x1b[2J\\x07\\x7f", "\ufffd[2J\ufffd\ufffd"},
-             {"a\nb\tc", "a\\nb\\tc", "a b c"},
-             {"\u009b31m \u202e\u2066x\u2028", "\\u009b31m \\u202e\\u2066x\\u2028",
-              "\ufffd31m \u202e\u2066x\u2028"},
-             {"\ufffe \uffff", "\ufffe \uffff", "\ufffd \ufffd"},
-             {"\x9b \xff \xc3", "\\x9b \\xff \\xc3", "\ufffd \ufffd \ufffd"},
-             {"\xc0\xaf \xed\xa0\x80 \xf4\x90\x80\x80", "\\xc0\\xaf \\xed\\xa0\\x80 \\xf4\\x90\\x80\\x80",
-              "\ufffd\ufffd \ufffd\ufffd\ufffd \ufffd\ufffd\ufffd\ufffd"},
-         }) {
-        SCOPED_TRACE(c.printed);
+    const TemporaryFolder folder;
+    int number = 0;
+    const auto expect = [&](const std::string& name, const std::string& printed, const std::string& xml) {
+        SCOPED_TRACE(printed);
         RunOutcome outcome;
-        outcome.title = c.name;
-        outcome.errors = {c.name};
+        outcome.title = name;
+        outcome.errors = {name};
         auto& test = outcome.tests.emplace_back();
-        test.name = c.name;
-        test.stb_blocks.emplace_back().name = c.name;
-        const TemporaryFolder folder;
-        const std::string xml = orv::app::MakeJUnitXml(outcome);
-        WriteFile(folder / "j.xml", xml);
-        EXPECT_TRUE(IsXml(folder / "j.xml")) << xml;
-        EXPECT_THAT(xml, HasSubstr("\"STB block " + c.xml + "\""));
-        EXPECT_TRUE(nlohmann::json::accept(orv::app::MakeOutcomeJson(outcome)));
+        test.name = name;
+        test.stb_blocks.emplace_back().name = name;
+        const std::string report = orv::app::MakeJUnitXml(outcome);
+        WriteFile(folder / fmt::format("{}.xml", ++number), report);
+        EXPECT_THAT(report, HasSubstr("\"STB block " + xml + "\""));
+        EXPECT_TRUE(json::accept(orv::app::MakeOutcomeJson(outcome)));
         const std::string summary = orv::app::MakeSummary(outcome);
-        EXPECT_THAT(summary, HasSubstr("Test \"" + c.printed + "\""));
-        EXPECT_THAT(summary, HasSubstr("\n" + c.printed + " "));
-    }
+        EXPECT_THAT(summary, HasSubstr("Test \"" + printed + "\""));
+        EXPECT_THAT(summary, HasSubstr("\n" + printed + " "));
+    };
+    expect("Wohnzimmer \u00e4\u4e2d\U0001f4fa", "Wohnzimmer \u00e4\u4e2d\U0001f4fa",
+           "Wohnzimmer \u00e4\u4e2d\U0001f4fa");
+    expect("a<b>&\"c\"", "a<b>&\"c\"", "a&lt;b&gt;&amp;&quot;c&quot;");
+    expect("\x1b[2J\a\x7f", "\\x1b[2J\\x07\\x7f", "\ufffd[2J\ufffd\ufffd");
+    expect("a\nb\tc", "a\\nb\\tc", "a b c");
+    expect("\u009b31m \u202e\u2066x\u2028", "\\u009b31m \\u202e\\u2066x\\u2028",
+           "\ufffd31m \u202e\u2066x\u2028");
+    expect("\ufffe \uffff", "\ufffe \uffff", "\ufffd \ufffd");
+    expect("\x9b \xff \xc3", "\\x9b \\xff \\xc3", "\ufffd \ufffd \ufffd");
+    expect("\xc0\xaf \xed\xa0\x80 \xf4\x90\x80\x80", "\\xc0\\xaf \\xed\\xa0\\x80 \\xf4\\x90\\x80\\x80",
+           "\ufffd\ufffd \ufffd\ufffd\ufffd \ufffd\ufffd\ufffd\ufffd");
+    EXPECT_TRUE(AreXml(folder.GetPath()));
 }
 
 TEST(ReportsTest, TablesFitTheLine) {
@@ -259,29 +214,137 @@ TEST(ReportsTest, TablesFitTheLine) {
     TextTable table({{"Block"}, {"Views", kRight}, {"Lost", kRight}, {"Join ms", kRight}});
     table.AddRow({"Living room", "12", "0", "1 / 2 / 3"});
     table.AddRow({"K\u00fcche", "7", "3", "4 / 5 / 6"});
-    struct Case {
-        std::size_t width;
-        const char* text;
+    EXPECT_EQ(table.ToString(35),
+              "Block        Views  Lost    Join ms\n-----------  -----  ----  ---------\n"
+              "Living room     12     0  1 / 2 / 3\nK\u00fcche            7     3  4 / 5 / 6\n");
+    EXPECT_EQ(table.ToString(34),
+              "Block    Living room      K\u00fcche\n-------  -----------  ---------\nViews             12   "
+              "       7\n"
+              "Lost               0          3\nJoin ms    1 / 2 / 3  4 / 5 / 6\n");
+    EXPECT_EQ(table.ToString(30),
+              "Living room\n  Views: 12  Lost: 0\n  Join ms: 1 / 2 / 3\n"
+              "K\u00fcche\n  Views: 7  Lost: 3\n  Join ms: 4 / 5 / 6\n");
+    EXPECT_EQ(table.ToString(5),
+              "Living room\n  Views: 12\n  Lost: 0\n  Join ms: 1 / 2 / 3\n"
+              "K\u00fcche\n  Views: 7\n  Lost: 3\n  Join ms: 4 / 5 / 6\n");
+}
+
+/// The data sets of a database.
+json List(const std::filesystem::path& database) {
+    return json::parse(RunIptvtest("results " + database.string() + " --json").out)["data_sets"];
+}
+
+TEST(ReportsTest, ARunIsToldInEveryFormAndRepeatedFromItsDatabase) {
+    const TemporaryFolder folder;
+    const auto in_folder = [&folder](const std::string& arguments) {
+        return RunIptvtest(arguments, folder.GetPath());
     };
-    for (const Case& c :
-         std::initializer_list<Case>{{35,
-                                      "Block        Views  Lost    Join ms\n"
-                                      "-----------  -----  ----  ---------\n"
-                                      "Living room     12     0  1 / 2 / 3\n"
-                                      "K\u00fcche            7     3  4 / 5 / 6\n"},
-                                     {34,
-                                      "Block    Living room      K\u00fcche\n"
-                                      "-------  -----------  ---------\n"
-                                      "Views             12          7\n"
-                                      "Lost               0          3\n"
-                                      "Join ms    1 / 2 / 3  4 / 5 / 6\n"},
-                                     {30,
-                                      "Living room\n  Views: 12  Lost: 0\n  Join ms: 1 / 2 / 3\n"
-                                      "K\u00fcche\n  Views: 7  Lost: 3\n  Join ms: 4 / 5 / 6\n"},
-                                     {5,
-                                      "Living room\n  Views: 12\n  Lost: 0\n  Join ms: 1 / 2 / 3\n"
-                                      "K\u00fcche\n  Views: 7\n  Lost: 3\n  Join ms: 4 / 5 / 6\n"}})
-        EXPECT_EQ(table.ToString(c.width), c.text) << c.width;
+    WriteFile(folder / "test.yaml", TestText{.seconds = 20, .network = {"join_failure: 20 %"}}.ToString());
+    const std::string options = " --seed 5 --set Boxes/SaveTimeStamps=true ";
+    const ProgramRun run = in_folder("run test.yaml --json --junit j.xml --db first" + options);
+    EXPECT_EQ(run.status, 1);
+    const json outcome = json::parse(run.out), block = outcome["tests"][0]["stb_blocks"][0];
+    EXPECT_EQ(outcome["end"], "failed");
+    EXPECT_EQ(outcome["seed"], 5);
+    EXPECT_EQ(outcome["tests"][0]["channel_changes"], 80);
+    EXPECT_EQ(block["name"], "Boxes");
+    EXPECT_GT(block["JoinFails"], 5);
+    EXPECT_THAT(ReadFile(folder / "j.xml"),
+                testing::AllOf(HasSubstr("<testsuites tests=\"3\" failures=\"2\" errors=\"0\" "),
+                               HasSubstr("name=\"STB block Boxes\"")));
+    const json first = List(folder / "first")[0];
+    EXPECT_EQ(first["verdict"], "FAILED");
+    EXPECT_EQ(first["outcome"], "failed");
+    EXPECT_EQ(first["test_file"], "test.yaml");
+    EXPECT_EQ(first["seed"], 5);
+    EXPECT_EQ(first["settings"], "--set Boxes/SaveTimeStamps=true");
+    EXPECT_THAT(RunIptvtest("version").out,
+                testing::StartsWith(fmt::format("iptvtest {}\n", first["version"].get<std::string>())));
+
+    EXPECT_EQ(in_folder("results first --test-file >again.yaml").status, 0);
+    EXPECT_EQ(ReadFile(folder / "again.yaml"), ReadFile(folder / "test.yaml"));
+    EXPECT_THAT(in_folder("run again.yaml --db second" + options).out,
+                testing::AllOf(HasSubstr("Verdict: FAILED"), HasSubstr("Boxes"), HasSubstr("0 % may fail")));
+    EXPECT_EQ(FirstDifference(DumpDatabase(folder / "first.db"), DumpDatabase(folder / "second.db")), "");
+    EXPECT_EQ(in_folder("results first 'Port Result' --csv --columns 'port name'").out,
+              "Port Name\r\nViewers\r\n");
+    EXPECT_THAT(in_folder("results first --data-set 0").err,
+                HasSubstr("--data-set: 0 is no number of a data set, a whole number from 1"));
+}
+
+TEST(ReportsTest, WhatCannotBeWrittenIsFoundWhereTheRunSays) {
+    const TemporaryFolder folder;
+    const auto file = folder / "test.yaml", database = folder / "r.db";
+    WriteFile(file, TestText{}.ToString());
+    const std::string command = "run " + file.string() + " --json --db " + database.string();
+    ASSERT_EQ(RunIptvtest(command).status, 0);
+    auto reader = Execute(database, "BEGIN; SELECT * FROM Port");
+    const ProgramRun run = RunIptvtest(command);
+    reader.reset();
+    EXPECT_EQ(run.status, 3);
+    const std::string other = json::parse(run.out)["database"];
+    EXPECT_EQ(other, (folder / "r.recovered-1.db").string());
+    EXPECT_THAT(run.err, testing::AllOf(HasSubstr("results cannot be written to " + database.string()),
+                                        HasSubstr(other)));
+    EXPECT_EQ(List(other)[0]["verdict"], "not finished: run-time failure");
+    EXPECT_THAT(RunIptvtest("results " + other + " 'Channel Result' --csv").out, HasSubstr("VC Config Name"));
+    EXPECT_EQ(List(database).size(), 1U);
+}
+
+TEST(ReportsTest, AfterAKillTheRowsThatAreThereAreShown) {
+    const TemporaryFolder folder;
+    const std::string rows = "results r.db IptvEventResults --csv --limit 1 --columns 'belongs to'";
+    WriteFile(folder / "test.yaml",
+              TestText{.seconds = 36000, .stbs = 200, .block = {"SaveTimeStamps: true"}}.ToString());
+    const ProgramRun killed = RunIptvtest("run test.yaml --quiet --db r.db & until " PROGRAM_PATH " " + rows +
+                                              " 2>/dev/null | grep -q Boxes; do [ -e /proc/$! ] || break; "
+                                              "sleep 0.1; done; kill -KILL $!; wait $!",
+                                          folder.GetPath());
+    EXPECT_EQ(killed.status, 128 + 9);
+    EXPECT_THAT(RunIptvtest("results r.db", folder.GetPath()).out,
+                testing::AllOf(HasSubstr("not finished"), HasSubstr("IptvEventResults")));
+    EXPECT_EQ(RunIptvtest(rows, folder.GetPath()).out, "Belongs to\r\nBoxes\r\n");
+}
+
+std::vector<std::filesystem::path> FindExamples(bool live) {
+    std::vector<std::filesystem::path> files;
+    for (const auto& entry : std::filesystem::directory_iterator(EXAMPLES_PATH)) {
+        const bool is_live = ReadFile(entry.path()).find("linux://") != std::string::npos;
+        if (entry.path().extension() == ".yaml" && is_live == live) files.push_back(entry.path());
+    }
+    std::sort(files.begin(), files.end());
+    return files;
+}
+
+class ExampleTest : public testing::TestWithParam<std::filesystem::path> {};
+
+TEST_P(ExampleTest, EndsAsItSaysAndEveryTimeTheSame) {
+    const TemporaryFolder folder;
+    std::smatch verdict;
+    const std::string text = ReadFile(GetParam());
+    ASSERT_TRUE(std::regex_search(text, verdict, std::regex("# Verdict: (passed|failed)\n")));
+    const auto run = [&](const std::string& options) {
+        return RunIptvtest("run --quiet " + GetParam().string() + options, folder.GetPath());
+    };
+    const ProgramRun once = run(" --db first --record recording");
+    EXPECT_EQ(once.status, verdict[1] == "passed" ? 0 : 1);
+    EXPECT_EQ(once.err, "");
+    run(" --db second");
+    run(" --db replayed --replay recording");
+    const std::string dump = DumpDatabase(folder / "first.db");
+    EXPECT_GT(dump.size(), 10'000U);
+    EXPECT_EQ(FirstDifference(dump, DumpDatabase(folder / "second.db")), "") << "the same seed";
+    EXPECT_EQ(FirstDifference(dump, DumpDatabase(folder / "replayed.db")), "") << "the recording, replayed";
+}
+
+INSTANTIATE_TEST_SUITE_P(Examples, ExampleTest, testing::ValuesIn(FindExamples(false)), [](const auto& info) {
+    return std::regex_replace(info.param.stem().string(), std::regex("[^a-z0-9]"), "_");
+});
+
+TEST(ExamplesTest, LiveOnesAreGoodFiles) {
+    ASSERT_FALSE(FindExamples(true).empty());
+    for (const auto& example : FindExamples(true))
+        EXPECT_EQ(RunIptvtest("validate " + example.string()).status, 0) << example;
 }
 
 }  // namespace

@@ -1,16 +1,13 @@
 // Runs of tests in one host, as text.
 #pragma once
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <functional>
-#include <string>
-#include <vector>
 
 #include "program.h"
 #include "run/session.h"
-#include "test_text.h"
 
 namespace testing_aids {
 
@@ -23,19 +20,17 @@ inline std::string Mistakes(const RunOutcome& outcome) {
     return text;
 }
 
-/// Shows nothing; counts its calls.
+/// Shows nothing.
 class SilentObserver : public orv::app::IRunObserver {
   public:
     void OnTestBegins(const std::string&, std::chrono::nanoseconds) override {}
     bool WantsProgress() override { return on_progress != nullptr; }
     void OnProgress(const orv::app::RunProgress& progress) override { on_progress(progress); }
-    void OnNote(const std::string& text) override { notes.push_back(text); }
+    void OnNote(const std::string&) override {}
     void OnLog(const orv::framework::LogRecord&) override {}
-    int GetInterrupts() const override { return interrupts; }
+    int GetInterrupts() const override { return 0; }
 
     std::function<void(const orv::app::RunProgress&)> on_progress;
-    std::vector<std::string> notes;
-    int interrupts = 0;
 };
 
 class SessionTest : public testing::Test {
