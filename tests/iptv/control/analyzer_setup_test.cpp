@@ -14,7 +14,6 @@
 namespace testing_aids {
 namespace {
 
-using core::RcmDBMgr;
 using framework::CNotificationService;
 using l2l3::CAnalyzer32BitFilter;
 
@@ -175,61 +174,21 @@ TEST(AnalyzerSetup, EachRunStartsAnew) {
     EXPECT_EQ(s.Filters(), Zap(""));
     s.project.Settle();
     EXPECT_EQ(s.Filters(), Zap(""));
-}
 
-TEST(AnalyzerSetup, SaysWhatIsMissing) {
-    AnalyzerScene s;
-    s.analyzer.MarkDelete(true, true);  // takes no more filters
-    LogCapture log;
-    CAnalyzer32BitFilter* filter = nullptr;
-    const auto expect_failure = [&](const std::string& what, const std::function<void()>& action) {
-        EXPECT_EQ(FailureOf(action), " BAD ALLOCATION ERROR: Error in Memory Allocation. ");
-        EXPECT_THAT(log.Take(), Contains(HasSubstr("Error: MEMORY ALLOCATION ERROR: for object: " + what +
-                                                   " in CIptvStartTestCommand::DoRun ")));
-    };
-    expect_failure("Analyzer16BitFilter VPI",
-                   [&] { s.Apply({.link = Link::kAtm}).init_comparators(s.analyzer, s.block); });
-    expect_failure("Analyzer16BitFilter", [&] { s.Apply({}).init_comparators(s.analyzer, s.block); });
-    expect_failure("Analyzer32BitFilter", [&] { s.Apply({}).create32bitFilters(s.analyzer, filter); });
-
+    s.analyzer.Delete();
     s.port.Set(ids::Port::Location, "//10.0.0.1/1/2");
+    LogCapture log;
     EXPECT_THAT(FailureOf([&] { s.Apply({}).init_analyzer(s.port, s.block); }),
                 HasSubstr("Analyzer associated with port //10.0.0.1/1/2"));
     EXPECT_THAT(log.Take(), Contains(HasSubstr("get object Analyzer from Port in")));
 }
 
-/// A capability of all ports; gone at the end.
-struct Capability {
-    explicit Capability(core::RcmValue value, const std::string& service = "GA",
-                        const std::string& name = "analyzer/anaStreams") {
-        RcmDBMgr::Instance().SetDBValue({service, ""}, name, std::move(value));
-    }
-    ~Capability() { RcmDBMgr::Instance().Clear(); }
-};
-
-TEST(StreamLimit, IsACapabilityOfThePort) {
-    S s;
-    const auto limit = iptv::CIptvStartTestCommand::GetCardLimitOnStreams;
-    const std::uint32_t port = s.port.GetHandle();
-    EXPECT_EQ(limit(port), -1) << "not known";
-    for (const auto& [value, wanted] : std::initializer_list<std::pair<core::RcmValue, std::int32_t>>{
-             {std::int64_t{512}, 512},
-             {std::int64_t{0}, 0},
-             {std::int64_t{-7}, -1},
-             {std::int64_t{1} << 40, std::numeric_limits<std::int32_t>::max()},
-             {512.0, -1}}) {
-        const Capability capability(value);
-        EXPECT_EQ(limit(port), wanted);
-        EXPECT_EQ(limit(0), -1) << "no port";
-        RcmDBMgr::Instance().SetDBValue({"GA", "Port 1"}, "analyzer/anaStreams", std::int64_t{8});
-        EXPECT_EQ(limit(port), 8) << "the port's own comes first";
-    }
-    const Capability other_service(std::int64_t{5}, "PHY");
-    const Capability other_name(std::int64_t{5}, "GA", "analyzer/filters");
-    EXPECT_EQ(limit(port), -1);
-}
-
 TEST(StreamLimit, CountsTheStreamsOfABlocksHosts) {
+    constexpr std::int64_t kLargest = std::numeric_limits<std::int32_t>::max();
+    auto& capabilities = core::RcmDBMgr::Instance();
+    const auto set = [&](const std::string& port, core::RcmValue value) {
+        capabilities.SetDBValue({"GA", port}, "analyzer/anaStreams", std::move(value));
+    };
     const struct {
         int type;
         std::uint32_t hosts, last, step;  ///< channels 1 to `last`, and 11 to 14
@@ -251,42 +210,24 @@ TEST(StreamLimit, CountsTheStreamsOfABlocksHosts) {
         s.device.Set(ids::EmulatedDevice::DeviceCount, row.hosts);
         auto& off = s.AddBoxes(&s.port, "Off");
         S::SwitchOff(S::HostsOf(off));
-        const auto is_logged = [&](std::int64_t limit) {
-            const Capability capability(limit);
+        const auto is_logged = [&] {
             LogCapture log;
             s.command.CheckForCardLimitOnStreams({s.block.GetHandle(), off.GetHandle()}, s.port.GetHandle());
             return testing::Value(
                 log.Take(), Contains(HasSubstr("iptv Error: Card Limit on Number of streams Exceeded.")));
         };
-        constexpr std::int64_t kLargest = std::numeric_limits<std::int32_t>::max();
-        EXPECT_EQ(is_logged(row.streams), row.streams > kLargest);
-        EXPECT_TRUE(is_logged(std::min(row.streams - 1, kLargest)));
-    }
-}
-
-TEST(StreamLimit, MissingObjectsAreNamed) {
-    S s;
-    s.Choose(TestType::VERIFICATION, kTesting);
-    auto& homeless = s.AddBoxes(&s.port, "Homeless");
-    s.PutOnOddDevice(homeless);
-    TestProject::Relate(s.block, S::MakeOdd(0x7f122000, "IptvViewedChannels", s.project.Root()),
-                        relations::StbChannel);
-    const struct {
-        const CScriptable& block;
-        std::string lookup, error;
-    } rows[] = {
-        {s.port, "IptvStbBlockConfig from Block Handle List", "IptStbBlockConfig "},
-        {homeless, "EmulatedDevice from IptvStbBlockConfig", "EmulatedDevice associated with Homeless"},
-        {s.block, "IptvViewedChannels from IptvStbBlockConfig", "IptvViewedChannels associated with Boxes"}};
-    for (const auto& row : rows) {
-        const auto check = [&] {
-            s.command.CheckForCardLimitOnStreams({row.block.GetHandle()}, s.port.GetHandle());
-        };
-        EXPECT_EQ(FailureOf(check), kNothing) << "nothing to compare with";
-        const Capability capability(std::int64_t{1000});
-        LogCapture log;
-        EXPECT_THAT(FailureOf(check), testing::EndsWith(row.error));
-        EXPECT_THAT(log.Take(), Contains(HasSubstr("get object " + row.lookup)));
+        EXPECT_FALSE(is_logged()) << "no limit is known";
+        for (const core::RcmValue& none : {core::RcmValue{std::int64_t{-7}}, core::RcmValue{512.0}}) {
+            set("", none);
+            EXPECT_FALSE(is_logged());
+        }
+        set("", row.streams);
+        EXPECT_EQ(is_logged(), row.streams > kLargest);
+        set("", std::min(row.streams - 1, kLargest));
+        EXPECT_TRUE(is_logged());
+        set("Port 1", kLargest);
+        EXPECT_EQ(is_logged(), row.streams > kLargest) << "the port's own comes first";
+        capabilities.Clear();
     }
 }
 

@@ -10,7 +10,6 @@
 namespace testing_aids {
 
 using namespace results_test;  // NOLINT: tests
-using Texts = std::vector<std::string>;
 namespace Command = ids::IptvStartTestCommand;
 namespace TestType = ids::TestType;
 namespace relations = ids::relations;
@@ -84,30 +83,12 @@ struct StartScene {
     static l2l3::CGenerator& GeneratorOf(const CScriptable& of) {
         return dynamic_cast<l2l3::CGenerator&>(*of.GetObject("Generator", common::kParentChild));
     }
-    /// An object that is of a class by the data model only.
-    static CScriptable& MakeOdd(std::uint32_t id, const std::string& base, CScriptable& parent) {
-        const auto odd = DeclareOddClass<CScriptable>(common::ClassId(id), "Odd" + base, base);
-        return *framework::CScriptableCreator().Create(odd, &parent);
-    }
-    /// Puts a block on a device that is none to the program.
-    void PutOnOddDevice(CScriptable& boxes) {
-        TestProject::Relate(MakeOdd(0x7f120000, "EmulatedDevice", project.Root()), boxes,
-                            common::kParentChild);
-    }
 };
 using S = StartScene;
 
 const std::string kNothing = "nothing thrown";
 inline std::string FailureOf(const std::function<void()>& action) {
     return ThrownBy<common::COrvRunTimeError>(action);
-}
-
-/// The lines of a log that begin so, without the beginning.
-inline Texts LinesOf(const Texts& log, const std::string& beginning) {
-    Texts lines;
-    for (const std::string& line : log)
-        if (line.starts_with(beginning)) lines.push_back(line.substr(beginning.size()));
-    return lines;
 }
 
 }  // namespace testing_aids

@@ -1,11 +1,9 @@
 // What is in the requests of a test start.
 #include <algorithm>
 #include <array>
-#include <memory>
 
 #include "msgset/HwGeneral_1.h"
 #include "orv/framework/sequencer.h"
-#include "orv/framework/transport.h"
 #include "start_run_fixture.h"
 
 namespace {
@@ -13,19 +11,10 @@ namespace {
 using namespace start_run_test;  // NOLINT: a test
 
 TEST_F(StartRunTest, TheConfigurationSaysWhatTheCommandSays) {
-    for (const auto& [name, value] : {std::pair{"TestType", "FCC_WITH_RRR"},
-                                      {"TestEnv", "TESTING"},
-                                      {"TestDuration", "30.9"},
-                                      {"JoinFailThreshold", "5"},
-                                      {"UdpPort", "4321"},
-                                      {"MaxSbitDelay", "70"},
-                                      {"MinSbitDelay", "60"},
-                                      {"ExtHdrCheckPatternPeriod", "8"},
-                                      {"TestRetransThres", "99"},
-                                      {"StartDelayStep", "25"},
-                                      {"ExtHdrCheckEnable", "true"},
-                                      {"TestName", "Friday"}})
-        command.Set(name, value);
+    SetAll(command,
+           "TestType FCC_WITH_RRR TestEnv TESTING TestDuration 30.9 JoinFailThreshold 5 UdpPort 4321 "
+           "MaxSbitDelay 70 MinSbitDelay 60 ExtHdrCheckPatternPeriod 8 TestRetransThres 99 StartDelayStep 25 "
+           "ExtHdrCheckEnable true TestName Friday");
     ASSERT_EQ(Start(), "");
     Take();
     using namespace iptvcd_1_bll;  // NOLINT
@@ -71,14 +60,10 @@ TEST_F(StartRunTest, TheConfigurationSaysWhatTheCommandSays) {
 }
 
 TEST_F(StartRunTest, TheTriggersAndFiltersAreTheCommands) {
-    for (const auto& [name, value] : {std::pair{"TestType", "FAST_CHANNEL_CHANGE_TEST"},
-                                      {"MulticastJoinTrigger", "SBIT_AND_DELAY"},
-                                      {"UnicastLeaveTrigger", "MULTICAST_PKT_AND_DELAY"},
-                                      {"UdpPortType", "SOURCE"},
-                                      {"VlanSubFilter", "INNER"},
-                                      {"SaveResultsPerIteration", "true"},
-                                      {"TestRetransThres", "99"}})
-        command.Set(name, value);
+    SetAll(command,
+           "TestType FAST_CHANNEL_CHANGE_TEST MulticastJoinTrigger SBIT_AND_DELAY UnicastLeaveTrigger "
+           "MULTICAST_PKT_AND_DELAY UdpPortType SOURCE VlanSubFilter INNER SaveResultsPerIteration true "
+           "TestRetransThres 99");
     ASSERT_EQ(Start(), "");
     using namespace iptvcd_1_bll;  // NOLINT
     const testConfig_s config = LastConfig(far1);
@@ -119,31 +104,6 @@ TEST_F(StartRunTest, APortThatRefusesToReportItsEndCountsAsEnded) {
     EXPECT_TRUE(IsRunning());
     End(far2);
     EXPECT_FALSE(IsRunning());
-}
-
-/// A connection that ends when a port is to be asked for the end of its test.
-struct EndsAtEnd : framework::ITransport {
-    explicit EndsAtEnd(Lines& carried) : carried_(carried) {}
-    bool Send(std::vector<std::byte> bytes) override {
-        carried_.push_back(tm::Message::decode(std::move(bytes)).get_request_name());
-        return carried_.back() != "iptvcd_1.RegisterEOTNotify";
-    }
-    void SetCallbacks(Receive, Closed) override {}
-    void Close() override {}
-    Lines& carried_;
-};
-
-TEST_F(StartRunTest, APortThatCannotBeAskedForItsEndReportsResultsUntilTheNextTest) {
-    Manager().Prepare({});
-    Lines carried;
-    auto& rpc = framework::CRpcManager::Instance();
-    rpc.Connect(p1.GetMessenger(), std::make_unique<EndsAtEnd>(carried));
-    command.RegisterForResultAndEotNotifications(p1, {7}, 1);
-    EXPECT_THAT(log.Take(), Contains(HasSubstr("message to register EOT handler")));
-    EXPECT_THAT(carried, ElementsAre(HasSubstr("RegisterResultsNotify"), HasSubstr("RegisterEOTNotify")));
-    Manager().Prepare({});
-    EXPECT_EQ(carried.back(), "iptvcd_1.DeregisterResultsNotify") << "or each result would come twice";
-    rpc.Disconnect(p1.GetMessenger());
 }
 
 TEST_F(StartRunTest, TheFirstBlockOfAPortSaysWhichTagsAreFiltered) {
@@ -205,22 +165,6 @@ TEST_F(StartRunTest, PortsReportTheLessOftenTheMoreTheyAre) {
         EXPECT_EQ(found, interval_ms);
     }
     Manager().DeregisterAllNotifications();
-}
-
-TEST_F(StartRunTest, FaultsAreLoggedAndAnswersMayComeWhenTheCommandIsGone) {
-    far1.answer = Refuse("Start");
-    far2.answer = Refuse("UpdateConfig");
-    auto& shortlived = Make<iptv::CIptvStartTestCommand>();
-    Choose(shortlived, ids::TestType::VERIFICATION, ids::TestEnv::REAL_WORLD);
-    EXPECT_EQ(Start(shortlived), "");
-    shortlived.Delete();
-    Yield();
-    const std::string error = "content.mulvane.iptv Error: ";
-    const Lines lines = log.Take();
-    EXPECT_THAT(lines, testing::IsSupersetOf(
-                           {HasSubstr(error + "Rcvd error response on IptvStartTestCommand: seq("),
-                            HasSubstr(error + "P2 did not carry out iptvcd_1.UpdateConfig: refused")}));
-    EXPECT_THAT(lines, Not(Contains(HasSubstr("REMOTE PROCEDURE ERROR"))));
 }
 
 TEST_F(StartRunTest, TheDatabaseIsNamedByTheCommand) {

@@ -1,7 +1,6 @@
 // What a test start does, in which order, and its state after it is cancelled or fails.
 #include <algorithm>
 
-#include "control/StopRunningTest.h"
 #include "orv/core/orv_system.h"
 #include "start_run_fixture.h"
 
@@ -207,28 +206,6 @@ TEST_F(StartRunTest, AStartThatIsCancelledWhilePortsStartLeavesNothingBehindButT
     CancelAt("");
     EXPECT_EQ(Start(), "");
     EXPECT_TRUE(IsRunning());
-}
-
-TEST_F(StartRunTest, AFailureNamesStepAndPort) {
-    framework::CRpcManager::Instance().Disconnect(p2.GetMessenger());
-    EXPECT_THAT(Start(),
-                StartsWith("IptvStartTestCommand failed: Test configuration on P2: it threw the integer -"));
-    EXPECT_FALSE(IsRunning());
-    EXPECT_TRUE(IsEnabled(a, Id::CLASS));
-}
-
-TEST_F(StartRunTest, ACommandThatCannotBeMadeIsNamed) {
-    const auto failed = [](const std::string& name) {
-        return Contains(HasSubstr("iptv Error: MEMORY ALLOCATION ERROR: for object: " + name + " "));
-    };
-    for (const std::string name : {"AnalyzerStartCommand", "AnalyzerStopCommand", "ApplyToILCommand"}) {
-        const testing_aids::NoOther none(name);
-        EXPECT_EQ(Start(), " BAD ALLOCATION ERROR: Error in Memory Allocation. " + name + ".");
-        EXPECT_THAT(log.Take(), failed(name));
-    }
-    const testing_aids::NoOther none("IptvStopTestCommand");
-    EXPECT_THROW(iptv::StopRunningTest("why"), common::COrvRunTimeError);
-    EXPECT_THAT(log.Take(), failed("IptvStopTestCommand"));
 }
 
 TEST_F(StartRunTest, AStartThatFailsHalfwayLeavesNothingToTheNextTest) {

@@ -13,7 +13,6 @@ namespace {
 
 using namespace results_test;  // NOLINT: a test
 using iptv::ipAddress_t;
-using Texts = std::vector<std::string>;
 
 /// The last byte of an address, after "v6:" for IPv6.
 std::string Shorten(const ipAddress_t& address) {
@@ -143,21 +142,6 @@ TEST_F(StreamMapTest, WithoutAStreamForEachGroupTheStreamsAreNotToldApart) {
     EXPECT_EQ(map.GetStreamIds().size(), 4u);
 }
 
-TEST_F(StreamMapTest, APathWithoutNumbersForItsStreamsIsLeftOut) {
-    auto& channels = project.MakeChannelBlock("News", 1, 4);
-    auto& stbs = Watch({&project.MakeRange(channels, 1, 4)});
-    auto& crowd = project.MakeChannelBlock("Crowd", 11, 1u << 19);
-    AddressesOf(crowd).Set("StartIpList", "230.0.0.1");
-    // Two hosts of coprime counts: together more streams than are numbered.
-    auto& streams = MakeStreams({&MakeHosts(3, "10.0.0.1")}, {&AddressesOf(channels), &AddressesOf(crowd)});
-    Make({&stbs});
-    EXPECT_THAT(map.GetSources(), IsEmpty());
-    streams.Delete();
-    MakeStreams({&MakeHosts(3, "10.0.0.1")}, {&AddressesOf(channels)});
-    Make({&stbs});
-    EXPECT_EQ(map.GetStreamIds().size(), 12u);
-}
-
 TEST_F(StreamMapTest, TheGroupsAreThoseThatActiveBlocksWatch) {
     auto& channels = project.MakeChannelBlock("News", 5, 10);
     auto& every_third = project.MakeRange(channels, 6, 14);
@@ -184,8 +168,7 @@ TEST_F(StreamMapTest, EveryPortIsSentTheMap) {
     auto& start = framework::CScriptableCreator().Make<iptv::CIptvStartTestCommand>(&project.Root());
     start.MakeMap(dynamic_cast<core::CProject&>(project.Root()));
     Yield();
-    std::vector<ipAddress_t> sources;
-    std::vector<ipAddress_t> groups;
+    std::vector<ipAddress_t> sources, groups;
     std::vector<std::uint32_t> ids;
     iptvcd_1_bll::parse_req_UpdateStreamMap(&far.Last("UpdateStreamMap"), &sources, &groups, &ids);
     EXPECT_EQ(sources, map.GetSources());

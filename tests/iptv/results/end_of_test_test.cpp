@@ -1,6 +1,4 @@
 // How a test ends.
-#include <algorithm>
-
 #include "control/IptvWaitForTestCompletionCommand.h"
 #include "results_fixture.h"
 
@@ -8,8 +6,8 @@ namespace {
 
 using namespace results_test;  // NOLINT: a test
 
-const std::vector<std::string> kDeregistered{"DeregisterEOTNotify", "DeregisterResultsNotify"};
-const std::vector<std::string> kEnded{"Stop", "DeregisterEOTNotify", "DeregisterResultsNotify"};
+const Texts kDeregistered{"DeregisterEOTNotify", "DeregisterResultsNotify"};
+const Texts kEnded{"Stop", "DeregisterEOTNotify", "DeregisterResultsNotify"};
 
 class EndOfTestTest : public ResultsTest {
   protected:
@@ -71,18 +69,6 @@ TEST_F(EndOfTestTest, AStopReachesEveryPortAndWaitsForTheirEnd) {
     EXPECT_EQ(Outcome(), "FAILED") << "no channel change at all is 100 % failed";
 }
 
-TEST_F(EndOfTestTest, APortThatRefusesToStopEndsTheTestOnce) {
-    Start();
-    far1.answer = far2.answer = Refuse("Stop");
-    Manager().EndOfTestProcessing(true);
-    Yield();
-    EXPECT_FALSE(IsRunning());
-    End(far1);
-    End(far2);
-    EXPECT_EQ(Count("IptvTestResults"), "1");
-    EXPECT_EQ(Count("EotResultNode WHERE Name = 'IPTV Test Summary'"), "1");
-}
-
 TEST_F(EndOfTestTest, APortThatCannotBeToldToStopIsWaitedForAndNamedInTheLog) {
     Start();
     testing_aids::LogCapture log;
@@ -121,23 +107,6 @@ TEST_F(EndOfTestTest, APortThatGoesOfflineEndsTheTestOnTheOthersAndNothingIsLost
     for (const core::CPort* port : {&p1, &p2}) iptv::CIptvResultsManager::OnPortOffline(port->GetHandle());
     EXPECT_EQ(Outcome(), "FAILED") << "nobody is left to report";
     EXPECT_EQ(Count("DataSets WHERE EndTime IS NULL"), "0");
-}
-
-TEST_F(EndOfTestTest, ADatabaseThatCannotBeWrittenKeepsNoTestFromItsEnd) {
-    testing_aids::LogCapture log;
-    a.Set(ids::IptvStbBlockConfig::SaveTimeStamps, true);
-    Start();
-    UseDatabase({"IPTV_Test_Results", "", "/dev/null/folder/test"});
-    Manager().BinManager({EventsOf(a, std::vector<stbox_event_s>(1000, MakeView(1, 2)))});
-    End(far1);
-    End(far2);
-    EXPECT_FALSE(IsRunning());
-    EXPECT_EQ(Outcome(), "PASSED");
-    const auto lines = log.Take();
-    const auto names_path = testing::AllOf(HasSubstr(" Error: "), HasSubstr("/dev/null/folder/test.db"));
-    EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
-                            [&](const std::string& line) { return testing::Value(line, names_path); }),
-              1);
 }
 
 TEST_F(EndOfTestTest, TheWaitEndsWithTheTest) {

@@ -58,15 +58,6 @@ TEST_F(EventBinningTest, IncompleteBlocksDoNotDisturbTheOthers) {
     }
 }
 
-TEST_F(EventBinningTest, RowsNeedAnInterface) {
-    Start();
-    a.Set(ids::IptvStbBlockConfig::SaveTimeStamps, true);
-    TestProject::McastOf(device1).SetObjects({}, relations::UsesIf);
-    testing_aids::LogCapture log;
-    EXPECT_THROW(Manager().BinManager({EventsOf(a, {MakeView(1, 2)})}), common::COrvRunTimeError);
-    EXPECT_THAT(log.Take(), Contains(HasSubstr("NetworkInterface typecast to Ipv4 or Ipv6 failed.")));
-}
-
 TEST_F(EventBinningTest, RowsAreStoredWhenEnoughArePending) {
     a.Set(ids::IptvStbBlockConfig::SaveTimeStamps, true);
     Start();

@@ -6,7 +6,9 @@
 #include <sqlite3.h>
 
 #include <filesystem>
+#include <iomanip>
 #include <map>
+#include <sstream>
 
 #include "control/IptvStartTestCommand.h"
 #include "control/IptvStopTestCommand.h"
@@ -38,6 +40,8 @@ using testing_aids::Answer;
 using testing_aids::ScriptedPort;
 using testing_aids::TestProject;
 
+using Texts = std::vector<std::string>;
+
 constexpr std::int64_t kMs = 100000;  ///< port ticks
 
 /// A view of `channel` from `start_ms` on for a second; the first packet comes 20 ms after the join, the last
@@ -63,6 +67,12 @@ inline stbox_event_s MakeFailedView(std::uint32_t settop, std::uint16_t channel)
 
 inline stblock_event_s EventsOf(const CScriptable& block, std::vector<stbox_event_s> events) {
     return {block.GetHandle(), std::move(events), {}};
+}
+
+/// Sets properties: "Name Evening Duration 7.5", values with blanks in quotes.
+inline void SetAll(CScriptable& object, const std::string& values) {
+    std::istringstream in(values);
+    for (std::string name, value; in >> name >> std::quoted(value);) object.Set(name.c_str(), value);
 }
 
 inline void Yield(int ms = 100) {
@@ -105,6 +115,14 @@ inline auto Refuse(const std::string& operation) {
 inline void SetAddress(const core::CEmulatedDevice& device, const std::string& address) {
     TestProject::LayerOf(device, address.find(':') < address.size() ? "Ipv6If" : "Ipv4If")
         .Set("Address", address);
+}
+
+/// The lines of a log that begin so, without the beginning.
+inline Texts LinesOf(const Texts& log, const std::string& beginning) {
+    Texts lines;
+    for (const std::string& line : log)
+        if (line.starts_with(beginning)) lines.push_back(line.substr(beginning.size()));
+    return lines;
 }
 
 class PortsTest : public testing::Test {

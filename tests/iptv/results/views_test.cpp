@@ -7,7 +7,6 @@
 namespace {
 
 using namespace results_test;  // NOLINT: a test
-using Texts = std::vector<std::string>;
 
 bool HasRetransmission(const iptv::TestKind& kind) {
     return kind.type == 3 || kind.type == 4;
