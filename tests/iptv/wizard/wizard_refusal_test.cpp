@@ -1,4 +1,4 @@
-// When the wizard does not begin at all, and what it only warns of.
+// When the wizard does not begin at all, what it only warns of, and what is left when it cannot finish.
 #include "wizard/wizard_fixture.h"
 
 namespace {
@@ -129,6 +129,80 @@ TEST(WizardWarnings, TellOfWhatDoesNotFitTheIpVersion) {
         EXPECT_EQ(good.s.Finish(), kDone);
         EXPECT_EQ(LinesOf(log.Take(), "user.iptv "), wanted.told);
         EXPECT_THAT(DescribeProjectAndSequence(), HasSubstr(wanted.stays));
+    }
+}
+
+const std::string kNotGot = "iptv Error: BAD OBJECT ERROR: Internal Error. Failed to get object ";
+const std::string kNoChannels = "A viewed channel was configured with no matching channel block.";
+
+using Change = std::function<void(Good&)>;
+Change SetSources(const std::string& values) {
+    return [values](Good& g) { SetAll(g.sources, values); };
+}
+Change SetRangeEnd(const char* end) {
+    return [end](Good& g) { g.boxes.Set("ChannelRangeEnd", end); };
+}
+
+TEST(WizardFailures, AFailureLeavesTheSequenceAndIsCleanedUpByTheNextRun) {
+    const Change no_filter = SetSources("SourceFilterEnable false UseNetworkBlockSources false");
+    const Change no_generator_config = [](Good& g) {
+        CScriptable& generator = g.s.Child(g.from, "Generator");
+        generator.Set("Name", std::string("Gen"));
+        g.s.Child(generator, "GeneratorConfig").Delete();
+    };
+    const auto take_top = [](CScriptable& device) { device.SetObjects({}, ids::relations::TopLevelIf); };
+    const struct {
+        Change spoil;
+        Change repair;       ///< none: as in other cases
+        std::string text;    ///< its end
+        std::string logged;  ///< a part
+    } cases[] = {
+        {SetRangeEnd("5"), SetRangeEnd("4"), kNoChannels, "Error: PRECONDITION ERROR: " + kNoChannels},
+        {SetSources("NumOfChannels 0"), SetSources("NumOfChannels 4"), kNoChannels,
+         "user.iptv Warn: IptvWizardMcastSources \"Sources\" on From has no channels."},
+        {[](Good& g) { g.s.Child(g.from, "Generator").Delete(); }, nullptr, "Generator associated with From",
+         kNotGot + "Generator from Port in"},
+        {no_generator_config, nullptr, "GeneratorConfig associated with Gen",
+         kNotGot + "GeneratorConfig from Generator in"},
+        {[](Good& g) { g.s.Child(g.to, "Analyzer").Delete(); }, [](Good& g) { g.s.Make("Analyzer", g.to); },
+         "Analyzer associated with To", kNotGot + "Analyzer from anaIterator in"},
+        {SetSources("SourceFilterEnable true"), no_filter, "Failed in relation addition.",
+         "Failed adding relation between IptvChannelBlock and EmulatedDevice in"},
+        {SetSources("SourceFilterEnable true UseNetworkBlockSources true"), no_filter,
+         "NetworkBlock associated with Sources", kNotGot + "NetworkBlock from IptvWizardMcastSources in"},
+        {SetSources("TrafHostList 4000000000"), nullptr, "EmulatedDevice associated with Sources",
+         kNotGot + "EmulatedDevice from TrafHostList in"},
+        {[&](Good& g) { take_top(g.server); }, nullptr, "NetworkInterface associated with Server",
+         kNotGot + "NetworkInterface from EmulatedDevice in CIptvWizardMcastSources"},
+        {[&](Good& g) { take_top(g.homes); }, nullptr, "NetworkInterface associated with Homes",
+         kNotGot + "NetworkInterface from EmulatedDevice in CIptvWizardStbBlock"},
+    };
+    LogCapture log;
+    for (const auto& wanted : cases) {
+        SCOPED_TRACE(wanted.text);
+        Good good;
+        std::vector<std::uint32_t> users{good.s.Make("WaitCommand", good.project.Root()).GetHandle()};
+        CSequencer& sequencer = CSequencer::Instance();
+        sequencer.InsertCommands(users);
+
+        wanted.spoil(good);
+        log.Take();
+        EXPECT_THAT(good.s.Finish(), testing::EndsWith(wanted.text));
+        EXPECT_THAT(log.Take(), Contains(HasSubstr(wanted.logged)));
+        ASSERT_EQ(sequencer.GetCommands().size(), 1u);
+        EXPECT_EQ(sequencer.GetCommands()[0]->GetHandle(), users[0]);
+
+        if (!wanted.repair) continue;
+        wanted.repair(good);
+        ASSERT_EQ(good.s.Finish(), kDone);
+        const std::string tree = DescribeProjectAndSequence();
+        for (const std::string one :
+             {"Ipv4Group", "IptvChannelBlock", "StreamBlock", "IgmpHostConfig", "IptvStbBlockConfig",
+              "IptvViewedChannels", "IptvViewingProfileConfig", "GeneratorStopCommand"}) {
+            EXPECT_THAT(tree, HasSubstr("  " + one + " #1"));
+            EXPECT_THAT(tree, testing::Not(HasSubstr("  " + one + " #2")));
+        }
+        EXPECT_THAT(tree, testing::Not(HasSubstr("  WaitCommand")));
     }
 }
 
