@@ -1,27 +1,23 @@
-// The filters of the analyzer of a port.
+// The filters of the analyzer of a port, and the number of streams that it can distinguish.
 #include <fmt/format.h>
 
+#include <limits>
+
 #include "control/AnalyzerSetup.h"
-#include "control/StreamMap.h"
-#include "orv/core/project.h"
+#include "orv/core/rcm_db.h"
 #include "orv/framework/handle_registry.h"
 #include "orv/framework/notification_service.h"
 #include "orv/l2l3/analyzer.h"
 #include "orv/l2l3/analyzer_filter.h"
-#include "orv/l2l3/stream_block.h"
-#include "orv/mcastcore/multicast_group.h"
 #include "start_test_fixture.h"
 
 namespace testing_aids {
 namespace {
 
-using l2l3::CAnalyzer;
+using framework::CNotificationService;
 using l2l3::CAnalyzer32BitFilter;
-using S = StartScene;
-using Texts = std::vector<std::string>;
 
 enum class Link { kEthernet, kAtm, kEthernetOnAtm, kEthernetOnAtmWithLlc };
-enum class Streams { kUnknown, kKnown };
 
 /// A test on a port, as far as the filters depend on it.
 struct Setting {
@@ -34,188 +30,125 @@ struct Setting {
     int join_trigger = 0;
     int sub_filter = ids::VlanSubFilter::OUTER;
     int udp_port = ids::UdpPortType::DEST;
-    Streams streams = Streams::kUnknown;
+    bool streams_known = false;
 };
-
-struct Row {
-    std::string what;
-    Texts filters;  ///< "<name>: <bits> at <location>+<offset> & <mask>" in their order
-    Setting setting = {};
-};
-
-/// Makes a stream for each channel of the scene.
-void MakeStreams(S& s) {
-    core::CEmulatedDevice& server = s.MakeHosts(&s.port, "Server");
-    CScriptable& streams = S::AddChild(s.port, "StreamBlock");
-    TestProject::Relate(streams, TestProject::LayerOf(server, "Ipv4If"), relations::SrcBinding);
-    CScriptable& groups =
-        *TestProject::GroupOf(s.channels).GetObject("Ipv4NetworkBlock", common::kParentChild);
-    TestProject::Relate(streams, groups, relations::DstBinding);
-}
 
 struct AnalyzerScene : S {
-    CAnalyzer& analyzer =
-        dynamic_cast<CAnalyzer&>(*port.GetObject(CAnalyzer::CLASS_ID(), common::kParentChild));
-    iptv::LinkLayers link{false, true, 1};
-    iptv::StackFlags stack;
-    iptv::StreamMap streams;
+    l2l3::CAnalyzer& analyzer =
+        dynamic_cast<l2l3::CAnalyzer&>(*port.GetObject("Analyzer", common::kParentChild));
 
-    iptv::AnalyzerSetup Setup() const {
-        return {iptv::TestSettings::Of(command), link, stack, !streams.GetStreamIds().empty()};
-    }
-    void Apply(const Setting& setting) {
+    iptv::AnalyzerSetup Apply(const Setting& setting) {
         const auto u8 = [](int value) { return static_cast<std::uint8_t>(value); };
         Choose(setting.type, setting.env, setting.join_trigger);
         command.Set(Command::VlanSubFilter, u8(setting.sub_filter));
         command.Set(Command::UdpPortType, u8(setting.udp_port));
-        const bool llc = setting.link == Link::kEthernetOnAtmWithLlc;
-        link = {setting.link != Link::kEthernet, setting.link != Link::kAtm, u8(llc ? 2 : 1)};
-        stack.m_vlanCount = setting.vlans;
-        stack.m_bPppEnable = setting.pppoe;
         iptv::StbBlockValues values;
         values.igmp_version = static_cast<iptvcd_1_bll::IgmpVersion>(setting.igmp_version);
         block.SetAppliedValues(values);
-        if (setting.streams == Streams::kKnown) {
-            MakeStreams(*this);
-            streams.Make(dynamic_cast<core::CProject&>(project.Root()), {&block});
-            ASSERT_THAT(streams.GetStreamIds(), testing::SizeIs(4));
-        }
+        iptv::StackFlags stack;
+        stack.m_vlanCount = setting.vlans;
+        stack.m_bPppEnable = setting.pppoe;
+        const bool llc = setting.link == Link::kEthernetOnAtmWithLlc;
+        const iptv::LinkLayers link{setting.link != Link::kEthernet, setting.link != Link::kAtm,
+                                    u8(llc ? 2 : 1)};
+        return {iptv::TestSettings::Of(command), link, stack, setting.streams_known};
     }
-    Texts Filters(bool deleted = false) const {
+    /// "<name>: <bits> at <location>+<offset> & <mask>" in their order, one a line.
+    std::string Filters() const {
         framework::ScriptableVec filters;
         analyzer.GetObjects(filters, l2l3::CAnalyzerFilter::CLASS_ID(), common::kParentChild);
-        Texts texts;
+        std::string text;
         for (const CScriptable* object : filters) {
-            if (object->IsDeleted() != deleted) continue;
-            EXPECT_TRUE(framework::CNotificationService::Instance().IsRegistered(object->GetHandle()) ||
-                        deleted);
+            if (object->IsDeleted()) continue;
+            EXPECT_TRUE(CNotificationService::Instance().IsRegistered(object->GetHandle()));
             const bool wide = object->IsTypeOf(CAnalyzer32BitFilter::CLASS_ID());
-            texts.push_back(fmt::format("{}: {} at {}+{} & {:x}", object->Get("FilterName"), wide ? 32 : 16,
-                                        object->GetU8(wide ? ids::Analyzer32BitFilter::LocationType
-                                                           : ids::Analyzer16BitFilter::LocationType),
-                                        object->GetU32(ids::AnalyzerFilter::Offset),
-                                        wide ? object->GetU32(ids::Analyzer32BitFilter::Mask)
-                                             : object->GetU16(ids::Analyzer16BitFilter::Mask)));
+            namespace Wide = ids::Analyzer32BitFilter;
+            namespace Narrow = ids::Analyzer16BitFilter;
+            text += fmt::format("{}: {} at {}+{} & {:x}\n", object->Get("FilterName"), wide ? 32 : 16,
+                                object->GetU8(wide ? Wide::LocationType : Narrow::LocationType),
+                                object->GetU32(ids::AnalyzerFilter::Offset),
+                                wide ? object->GetU32(Wide::Mask) : object->GetU16(Narrow::Mask));
         }
-        return texts;
+        return text;
     }
 };
 
-const Texts kGroup{"Group IP - Upper: 16 at 1+16 & ffff", "Group IP- Lower: 16 at 1+18 & ffff"};
-const Texts kGroupOfZapping{"Group IP - Upper: 16 at 1+16 & ffff", "Group IP- Lower: 16 at 1+18 & 3"};
-const Texts kGroupV6{"Group IP - Upper: 16 at 2+24 & ffff", "Group IP- Lower: 16 at 2+38 & 3"};
-const Texts kUnplaced{"Group IP - Upper: 16 at 0+0 & ffff", "Group IP- Lower: 16 at 0+0 & 3"};
-const Texts kAtmHeader{"ATM VPI: 16 at 0+0 & fff", "ATM VCI: 16 at 0+2 & fff0"};
-const Texts kSignature{"Veltra ID: 32 at 5+0 & ffffffff"};
-const Texts kSignatureOfZapping{"Veltra ID: 32 at 5+0 & ffff0000"};
-const Texts kSbit{"S-bit: 16 at 4+24 & 8"};
+const std::string kUpper = "Group IP - Upper: 16 at 1+16 & ffff\n";
+const std::string kGroup = kUpper + "Group IP- Lower: 16 at 1+18 & ffff\n";
+const std::string kZapGroup = kUpper + "Group IP- Lower: 16 at 1+18 & 3\n";
+const std::string kGroupV6 = "Group IP - Upper: 16 at 2+24 & ffff\nGroup IP- Lower: 16 at 2+38 & 3\n";
+const std::string kUnplaced = "Group IP - Upper: 16 at 0+0 & ffff\nGroup IP- Lower: 16 at 0+0 & 3\n";
+const std::string kAtmHeader = "ATM VPI: 16 at 0+0 & fff\nATM VCI: 16 at 0+2 & fff0\n";
+const std::string kSignature = "Veltra ID: 32 at 5+0 & ffffffff\n";
+const std::string kZapSignature = "Veltra ID: 32 at 5+0 & ffff0000\n";
+const std::string kSbit = "S-bit: 16 at 4+24 & 8\n";
 
-Texts Vlan(const std::string& which, int offset) {
-    return {fmt::format("VLAN ID{}: 16 at 0+{} & fff", which, offset)};
+std::string Vlan(const std::string& which, int offset) {
+    return fmt::format("VLAN ID{}: 16 at 0+{} & fff\n", which, offset);
 }
-Texts Session(int offset) {
-    return {fmt::format("PPPoE Session ID: 16 at 0+{} & ffff", offset)};
+std::string Session(int offset) {
+    return fmt::format("PPPoE Session ID: 16 at 0+{} & ffff\n", offset);
 }
-Texts UdpPort(int offset) {
-    return {fmt::format("UDP Port: 32 at 4+{} & ffff0000", offset)};
+std::string UdpPort(int offset) {
+    return fmt::format("UDP Port: 32 at 4+{} & ffff0000\n", offset);
 }
-Texts Join(const std::vector<Texts>& parts) {
-    Texts all;
-    for (const Texts& part : parts) all.insert(all.end(), part.begin(), part.end());
-    return all;
-}
-Texts Zapping(const Texts& rest) {
-    return Join({kGroupOfZapping, rest, kSignatureOfZapping});
-}
-
-const std::vector<Row>& Rows() {
-    constexpr int kFcc = TestType::FAST_CHANNEL_CHANGE;
-    constexpr int kInner = ids::VlanSubFilter::INNER;
-    static const std::vector<Row> rows{
-        {"untagged", Zapping({})},
-        {"one tag", Zapping(Vlan("", 14)), {.vlans = 1}},
-        {"one tag, inner asked for", Zapping(Vlan("", 14)), {.vlans = 1, .sub_filter = kInner}},
-        {"two tags", Zapping(Join({Vlan(" - Outer", 14), Vlan(" - Inner", 18)})), {.vlans = 2}},
-        {"two tags: room for both",
-         Zapping(Join({Vlan(" - Outer", 14), Vlan(" - Inner", 18)})),
-         {.vlans = 2, .sub_filter = kInner}},
-        {"three tags", Zapping(Join({Vlan(" - Outer", 14), Vlan(" - Inner", 18)})), {.vlans = 3}},
-        {"PPPoE", Zapping(Session(16)), {.pppoe = true}},
-        {"PPPoE, one tag",
-         Zapping(Join({Vlan("", 14), Session(20)})),
-         {.vlans = 1, .pppoe = true, .sub_filter = kInner}},
-        {"PPPoE, two tags, outer",
-         Zapping(Join({Vlan(" - Outer", 14), Session(24)})),
-         {.vlans = 2, .pppoe = true}},
-        {"PPPoE, two tags, inner",
-         Zapping(Join({Vlan(" - Inner", 18), Session(24)})),
-         {.vlans = 2, .pppoe = true, .sub_filter = kInner}},
-        {"IGMPv1", Zapping({}), {.igmp_version = 0}},
-        {"IGMPv3", Zapping({}), {.igmp_version = 2}},
-        {"MLDv1", Join({kGroupV6, kSignatureOfZapping}), {.igmp_version = 3}},
-        {"MLDv2, one tag",
-         Join({kGroupV6, Vlan("", 14), kSignatureOfZapping}),
-         {.vlans = 1, .igmp_version = 4}},
-        {"unknown version", Join({kUnplaced, kSignatureOfZapping}), {.igmp_version = 9}},
-        {"FCC", Join({kGroup, kSignature}), {.type = kFcc}},
-        {"FCC, S-bit", Join({kGroup, kSbit, kSignature}), {.type = kFcc, .join_trigger = 1}},
-        {"FCC, S-bit, two tags, outer",
-         Join({kGroup, Vlan(" - Outer", 14), kSbit, kSignature}),
-         {.vlans = 2, .type = kFcc, .join_trigger = 1}},
-        {"FCC, S-bit, two tags, inner",
-         Join({kGroup, Vlan(" - Inner", 18), kSbit, kSignature}),
-         {.vlans = 2, .type = kFcc, .join_trigger = 1, .sub_filter = kInner}},
-        {"FCC, S-bit before PPPoE",
-         Join({kGroup, Vlan(" - Inner", 18), kSbit, kSignature}),
-         {.vlans = 2, .pppoe = true, .type = kFcc, .join_trigger = 1, .sub_filter = kInner}},
-        {"FCC with RRR, S-bit",
-         Join({kGroup, kSbit, kSignature}),
-         {.type = TestType::FCC_WITH_RRR, .join_trigger = 1}},
-        {"RRR has no S-bit",
-         Join({kGroup, UdpPort(2)}),
-         {.type = TestType::RELIABLE_RETRANSMISSION, .env = kRealWorld, .join_trigger = 1}},
-        {"zapping has no S-bit", Zapping({}), {.join_trigger = 1}},
-        {"real world, zapping",
-         Join({kGroupOfZapping, UdpPort(0)}),
-         {.env = kRealWorld, .udp_port = ids::UdpPortType::SOURCE}},
-        {"real world, verification",
-         Join({kGroup, UdpPort(2)}),
-         {.type = TestType::VERIFICATION, .env = kRealWorld, .streams = Streams::kKnown}},
-        {"verification by group", Join({kGroup, kSignature}), {.type = TestType::VERIFICATION}},
-        {"verification by stream", kSignature, {.type = TestType::VERIFICATION, .streams = Streams::kKnown}},
-        {"verification by stream, two tags",
-         Join({Vlan(" - Outer", 14), Vlan(" - Inner", 18), kSignature}),
-         {.vlans = 2, .type = TestType::VERIFICATION, .streams = Streams::kKnown}},
-        {"FCC with known streams", Join({kGroup, kSignature}), {.type = kFcc, .streams = Streams::kKnown}},
-        {"ATM", Join({kAtmHeader, Zapping({})}), {.link = Link::kAtm}},
-        {"Ethernet on ATM: no room for more",
-         Join({kAtmHeader, Zapping({})}),
-         {.link = Link::kEthernetOnAtmWithLlc, .vlans = 2, .pppoe = true}},
-        {"verification by stream on bridged ATM",
-         Join({kAtmHeader, Vlan("", 21), kSignature}),
-         {.link = Link::kEthernetOnAtm,
-          .vlans = 1,
-          .type = TestType::VERIFICATION,
-          .streams = Streams::kKnown}},
-        {"the same with LLC",
-         Join({kAtmHeader, Vlan("", 29), kSignature}),
-         {.link = Link::kEthernetOnAtmWithLlc,
-          .vlans = 1,
-          .type = TestType::VERIFICATION,
-          .streams = Streams::kKnown}},
-        {"PPP on ATM without Ethernet",
-         Join({kAtmHeader, Session(9), kSignature}),
-         {.link = Link::kAtm, .pppoe = true, .type = TestType::VERIFICATION, .streams = Streams::kKnown}},
-    };
-    return rows;
+std::string Zap(const std::string& rest) {
+    return kZapGroup + rest + kZapSignature;
 }
 
 TEST(AnalyzerSetup, FiltersFollowTheTestAndTheStack) {
-    for (const Row& row : Rows()) {
-        SCOPED_TRACE(row.what);
+    constexpr int kFcc = TestType::FAST_CHANNEL_CHANGE;
+    constexpr int kVerify = TestType::VERIFICATION;
+    constexpr int kRrr = TestType::RELIABLE_RETRANSMISSION;
+    constexpr int kInner = ids::VlanSubFilter::INNER;
+    constexpr int kSource = ids::UdpPortType::SOURCE;
+    const std::string outer = Vlan(" - Outer", 14);
+    const std::string inner = Vlan(" - Inner", 18);
+    const struct {
+        std::string filters;
+        Setting setting = {};
+    } rows[] = {
+        {Zap("")},
+        {Zap(Vlan("", 14)), {.vlans = 1, .sub_filter = kInner}},
+        {Zap(outer + inner), {.vlans = 2}},
+        {Zap(outer + inner), {.vlans = 2, .sub_filter = kInner}},  // room for both
+        {Zap(outer + inner), {.vlans = 3}},
+        {Zap(Session(16)), {.pppoe = true}},
+        {Zap(Vlan("", 14) + Session(20)), {.vlans = 1, .pppoe = true, .sub_filter = kInner}},
+        {Zap(outer + Session(24)), {.vlans = 2, .pppoe = true}},
+        {Zap(inner + Session(24)), {.vlans = 2, .pppoe = true, .sub_filter = kInner}},
+        {Zap(""), {.igmp_version = 0}},
+        {Zap(""), {.igmp_version = 2}},
+        {kGroupV6 + kZapSignature, {.igmp_version = 3}},
+        {kGroupV6 + Vlan("", 14) + kZapSignature, {.vlans = 1, .igmp_version = 4}},
+        {kUnplaced + kZapSignature, {.igmp_version = 9}},
+        {kGroup + outer + kSbit + kSignature, {.vlans = 2, .type = kFcc, .join_trigger = 1}},
+        // The S-bit comes before PPPoE.
+        {kGroup + inner + kSbit + kSignature,
+         {.vlans = 2, .pppoe = true, .type = kFcc, .join_trigger = 1, .sub_filter = kInner}},
+        {kGroup + kSbit + kSignature, {.type = TestType::FCC_WITH_RRR, .join_trigger = 1}},
+        {kGroup + UdpPort(2), {.type = kRrr, .env = kRealWorld, .join_trigger = 1}},
+        {Zap(""), {.join_trigger = 1}},
+        {kZapGroup + UdpPort(0), {.env = kRealWorld, .udp_port = kSource}},
+        {kGroup + UdpPort(2), {.type = kVerify, .env = kRealWorld, .streams_known = true}},
+        {kGroup + kSignature, {.type = kVerify}},
+        {kSignature, {.type = kVerify, .streams_known = true}},
+        {outer + inner + kSignature, {.vlans = 2, .type = kVerify, .streams_known = true}},
+        {kGroup + kSignature, {.type = kFcc, .streams_known = true}},
+        {kAtmHeader + Zap(""), {.link = Link::kAtm}},
+        // No room for more.
+        {kAtmHeader + Zap(""), {.link = Link::kEthernetOnAtmWithLlc, .vlans = 2, .pppoe = true}},
+        {kAtmHeader + Vlan("", 21) + kSignature,
+         {.link = Link::kEthernetOnAtm, .vlans = 1, .type = kVerify, .streams_known = true}},
+        {kAtmHeader + Vlan("", 29) + kSignature,
+         {.link = Link::kEthernetOnAtmWithLlc, .vlans = 1, .type = kVerify, .streams_known = true}},
+        {kAtmHeader + Session(9) + kSignature,
+         {.link = Link::kAtm, .pppoe = true, .type = kVerify, .streams_known = true}},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(&row - rows);
         AnalyzerScene s;
-        s.Apply(row.setting);
-        s.Setup().init_analyzer(s.port, s.block);
+        s.Apply(row.setting).init_analyzer(s.port, s.block);
         EXPECT_EQ(s.Filters(), row.filters);
         EXPECT_FALSE(s.analyzer.GetBool(ids::Analyzer::UseDefault32BitFilter));
     }
@@ -225,65 +158,77 @@ TEST(AnalyzerSetup, EachRunStartsAnew) {
     AnalyzerScene s;
     S::AddChild(s.analyzer, "Analyzer32BitFilter");
     S::AddChild(s.analyzer, "Analyzer16BitFilter");
-    s.analyzer.SetState(ids::AnalyzerState::RUNNING);
     CScriptable& other = *s.project.MakePort("Port 2").GetObject("Analyzer", common::kParentChild);
-    other.Set(ids::Analyzer::State, ids::AnalyzerState::RUNNING);
+    for (CScriptable* analyzer : {static_cast<CScriptable*>(&s.analyzer), &other})
+        analyzer->Set(ids::Analyzer::State, ids::AnalyzerState::RUNNING);
     s.analyzer.Set(ids::Analyzer::TotalFrameCount, std::uint64_t{5});
     const std::size_t objects = framework::CHandleRegistry::Instance().GetSize();
-    LogCapture log;
-    s.Apply({.vlans = 2});
-    s.Setup().init_analyzer(s.port, s.block);
+    s.Apply({.vlans = 2}).init_analyzer(s.port, s.block);
     EXPECT_EQ(s.analyzer.GetU8(ids::Analyzer::State), ids::AnalyzerState::STOPPED);
     EXPECT_EQ(other.GetU8(ids::Analyzer::State), ids::AnalyzerState::RUNNING) << "not its turn";
     EXPECT_EQ(s.analyzer.GetU64(ids::Analyzer::TotalFrameCount), 0u);
-    EXPECT_TRUE(framework::CNotificationService::Instance().IsRegistered(s.analyzer.GetHandle()));
-    EXPECT_THAT(s.Filters(true), testing::SizeIs(2)) << "what was there";
-    EXPECT_EQ(framework::CHandleRegistry::Instance().GetSize(), objects + 5)
-        << "the filters, and nothing else";
-    EXPECT_EQ(
-        LinesOf(log.Take(), "content.mulvane.iptv Debug:  "),
-        (Texts{"Setting up analyzer for Port 1", "Clear Comparators for analyzer " + s.analyzer.GetName(),
-               " Two 16 bit filters with UpperIPoffset 16 LowerIPOffset 18 and LocationType "
-               "StartOfIpv4Header ",
-               " LowerIpMask set to 0x0003 ", " UpperIpMask set to 0xffff ",
-               " Third 16 bit filter set to Vlan with offset 14 and index 0",
-               " Fourth 16 bit filter set to Vlan with offset 18",
-               " The 32bit filter set to Veltra ID with mask 0xffff0000 "}));
+    EXPECT_TRUE(CNotificationService::Instance().IsRegistered(s.analyzer.GetHandle()));
+    EXPECT_EQ(framework::CHandleRegistry::Instance().GetSize(), objects + 5) << "the filters, nothing else";
 
-    s.Apply({});
-    s.Setup().init_analyzer(s.port, s.block);
-    EXPECT_EQ(s.Filters(), Zapping({}));
+    s.Apply({}).init_analyzer(s.port, s.block);
+    EXPECT_EQ(s.Filters(), Zap(""));
     s.project.Settle();
-    EXPECT_EQ(s.Filters(), Zapping({}));
-    EXPECT_THAT(s.Filters(true), testing::IsEmpty());
+    EXPECT_EQ(s.Filters(), Zap(""));
+
+    s.analyzer.Delete();
+    s.port.Set(ids::Port::Location, "//10.0.0.1/1/2");
+    LogCapture log;
+    EXPECT_THAT(FailureOf([&] { s.Apply({}).init_analyzer(s.port, s.block); }),
+                HasSubstr("Analyzer associated with port //10.0.0.1/1/2"));
+    EXPECT_THAT(log.Take(), Contains(HasSubstr("get object Analyzer from Port in")));
 }
 
-TEST(AnalyzerSetup, SaysWhatIsMissing) {
-    AnalyzerScene s;
-    const auto failure = [](const std::string& what) {
-        return "content.mulvane.iptv Error: MEMORY ALLOCATION ERROR: for object: " + what +
-               " in CIptvStartTestCommand::DoRun ";
+TEST(StreamLimit, CountsTheStreamsOfABlocksHosts) {
+    constexpr std::int64_t kLargest = std::numeric_limits<std::int32_t>::max();
+    auto& capabilities = core::RcmDBMgr::Instance();
+    const auto set = [&](const std::string& port, core::RcmValue value) {
+        capabilities.SetDBValue({"GA", port}, "analyzer/anaStreams", std::move(value));
     };
-    const std::string no_memory = " BAD ALLOCATION ERROR: Error in Memory Allocation. ";
-    s.analyzer.MarkDelete(true, true);  // takes no more filters
-    LogCapture log;
-    s.link = {true, true, 2};
-    EXPECT_EQ(ThrownBy([&] { s.Setup().init_comparators(s.analyzer, s.block); }), no_memory);
-    EXPECT_THAT(log.Take(), testing::Contains(failure("Analyzer16BitFilter VPI")));
-    s.link = {};
-    EXPECT_EQ(ThrownBy([&] { s.Setup().init_comparators(s.analyzer, s.block); }), no_memory);
-    EXPECT_THAT(log.Take(), testing::Contains(failure("Analyzer16BitFilter")));
-    CAnalyzer32BitFilter* filter = nullptr;
-    EXPECT_EQ(ThrownBy([&] { s.Setup().create32bitFilters(s.analyzer, filter); }), no_memory);
-    EXPECT_THAT(log.Take(), testing::Contains(failure("Analyzer32BitFilter")));
-
-    s.port.Set(ids::Port::Location, "//10.0.0.1/1/2");
-    EXPECT_EQ(
-        ThrownBy([&] { s.Setup().init_analyzer(s.port, s.block); }),
-        " BAD OBJECT ERROR: Error accessing Config Objects. Analyzer associated with port //10.0.0.1/1/2");
-    EXPECT_THAT(log.Take(), testing::Contains(
-                                "content.mulvane.iptv Error: BAD OBJECT ERROR: Internal Error. Failed to get "
-                                "object Analyzer from Port in CIptvStartTestCommand::init_analyzer"));
+    const struct {
+        int type;
+        std::uint32_t hosts, last, step;  ///< channels 1 to `last`, and 11 to 14
+        std::int64_t streams;
+    } rows[] = {{TestType::ZAPPING, 3, 8, 1, 12},
+                {TestType::FCC_WITH_RRR, 3, 8, 1, 12},
+                {TestType::VERIFICATION, 3, 8, 1, 3 * (8 + 4)},
+                {TestType::VERIFICATION, 3, 8, 3, 3 * (3 + 4)},
+                {TestType::VERIFICATION, 3, 7, 3, 3 * (3 + 4)},
+                {TestType::VERIFICATION, 3, 8, 0, 3 * (8 + 4)},
+                {TestType::VERIFICATION, 65535, 4294967295, 1, std::int64_t{1} << 40}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(testing::Message() << "type " << row.type << ", step " << row.step);
+        S s;
+        s.Choose(row.type, kTesting);
+        s.View(1, row.last);
+        s.range.Set(ids::IptvViewedChannels::ChannelRangeStep, row.step);
+        TestProject::Relate(s.block, s.project.MakeRange(s.channels, 11, 14), relations::StbChannel);
+        s.device.Set(ids::EmulatedDevice::DeviceCount, row.hosts);
+        auto& off = s.AddBoxes(&s.port, "Off");
+        S::SwitchOff(S::HostsOf(off));
+        const auto is_logged = [&] {
+            LogCapture log;
+            s.command.CheckForCardLimitOnStreams({s.block.GetHandle(), off.GetHandle()}, s.port.GetHandle());
+            return testing::Value(
+                log.Take(), Contains(HasSubstr("iptv Error: Card Limit on Number of streams Exceeded.")));
+        };
+        EXPECT_FALSE(is_logged()) << "no limit is known";
+        for (const core::RcmValue& none : {core::RcmValue{std::int64_t{-7}}, core::RcmValue{512.0}}) {
+            set("", none);
+            EXPECT_FALSE(is_logged());
+        }
+        set("", row.streams);
+        EXPECT_EQ(is_logged(), row.streams > kLargest);
+        set("", std::min(row.streams - 1, kLargest));
+        EXPECT_TRUE(is_logged());
+        set("Port 1", kLargest);
+        EXPECT_EQ(is_logged(), row.streams > kLargest) << "the port's own comes first";
+        capabilities.Clear();
+    }
 }
 
 }  // namespace

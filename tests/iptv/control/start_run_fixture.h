@@ -1,47 +1,18 @@
 // A test on two scripted ports whose start is recorded: requests, analyzers and the database.
 #pragma once
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <functional>
 #include <set>
-#include <string>
-#include <utility>
-#include <vector>
 
-#include "control/IptvStartTestCommand.h"
-#include "control/IptvStopTestCommand.h"
-#include "orv/core/project.h"
-#include "orv/core/test_result_manager.h"
-#include "orv/framework/command_status_manager.h"
-#include "orv/framework/task_manager.h"
-#include "orv/ids/core_ids.h"
-#include "orv/ids/framework_ids.h"
-#include "orv/ids/iptv_ids.h"
-#include "orv/ids/l2l3_ids.h"
-#include "results/IptvResultsManager.h"
-#include "scripted_port.h"
-#include "test_project.h"
+#include "results/results_fixture.h"
 
 namespace start_run_test {
 
-using namespace orv;  // NOLINT: tests
-using framework::CScriptable;
+using namespace results_test;  // NOLINT: tests
 using framework::CScriptableCreator;
-using iptv::CIptvResultsManager;
-using testing::Contains;
-using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
-using testing_aids::Answer;
 namespace Id = ids::IptvStartTestCommand;
 using Lines = std::vector<std::string>;
-
-inline void Yield(int ms = 20) {
-    framework::CTaskManager::Instance().CtmYield(ms);
-}
 
 /// Notes what is asked of it. Every operation takes its time, as on a real disk.
 class RecordedResults : public core::TestResultManager {
@@ -80,13 +51,12 @@ class RecordedResults : public core::TestResultManager {
 };
 
 /// Blocks A (3 hosts) and C (2) on port P1, block B (4) on P2; all watch the same four channels.
-class StartRunTest : public testing::Test {
+class StartRunTest : public PortsTest {
   protected:
     StartRunTest() {
         far1.journal = far2.journal = &journal;
         for (core::CPort* port : {&p1, &p2}) {
-            CScriptable* analyzer = port->GetObject("Analyzer", common::kParentChild);
-            analyzer->RegisterPropertyChangeDelegate(
+            AnalyzerOf(*port).RegisterPropertyChangeDelegate(
                 ids::Analyzer::State,
                 framework::PropertyChangeDelegate::To<&StartRunTest::NoteAnalyzer>(this));
             port->GetObject("Generator", common::kParentChild)
@@ -96,30 +66,28 @@ class StartRunTest : public testing::Test {
         SetAddress(device_b, "10.0.2.1");
         SetAddress(device_c, "10.0.3.1");
         command.Set(ids::Scriptable::Name, "Start");
-        Choose(ids::TestType::VERIFICATION, ids::TestEnv::REAL_WORLD);
-        listener_ = framework::BLLLoggerFactory::GetInstance().AddListener(
-            [this](const framework::LogRecord& record) {
-                on_log(
-                    record.text.substr(record.text.starts_with(' ') ? 1 : 0));  // traces begin with a blank
-            });
+        Choose(command, ids::TestType::VERIFICATION, ids::TestEnv::REAL_WORLD);
+        listener_ = framework::BLLLoggerFactory::GetInstance().AddListener([this](const auto& record) {
+            on_log(record.text.substr(record.text.starts_with(' ') ? 1 : 0));  // traces begin with a blank
+        });
     }
     ~StartRunTest() override {
         framework::BLLLoggerFactory::GetInstance().RemoveListener(listener_);
         framework::CRpcManager::Instance().Reset();
     }
 
+    static CScriptable& AnalyzerOf(const CScriptable& port) {
+        return *port.GetObject("Analyzer", common::kParentChild);
+    }
     void NoteAnalyzer(CScriptable* analyzer, framework::PropId) {
         journal.push_back(analyzer->GetParent()->GetName() + " analyzer " + analyzer->Get("State"));
     }
-    static void SetAddress(const core::CEmulatedDevice& device, const std::string& address) {
-        testing_aids::TestProject::LayerOf(device, "Ipv4If").Set("Address", address);
-    }
-    void Choose(std::uint8_t type, std::uint8_t environment) {
-        command.Set(Id::TestType, type);
-        command.Set(Id::TestEnv, environment);
+    static void Choose(CScriptable& start, std::uint8_t type, std::uint8_t environment) {
+        start.Set(Id::TestType, type);
+        start.Set(Id::TestEnv, environment);
     }
     /// Why the start failed; empty when it did not.
-    std::string Start(iptv::CIptvStartTestCommand& start) {
+    static std::string Start(iptv::CIptvStartTestCommand& start) {
         try {
             start.Execute(false);
             return {};
@@ -128,12 +96,11 @@ class StartRunTest : public testing::Test {
         }
     }
     std::string Start() { return Start(command); }
-    /// The port says that its test has ended.
-    static void End(testing_aids::ScriptedPort& port) {
-        tm::Message end;
-        end.set_request_name("iptvcd_1.EOTNotification");
-        port.Notify(end);
-        Yield();
+    /// The start is cancelled where something is logged or asked of the database: `text`, or none.
+    void CancelAt(const std::string& text) {
+        on_log = database.on_call = [this, text](const std::string& found) {
+            if (found == text) command.Cancel();
+        };
     }
     /// The journal since the last call, requests of the apply in a row as one "apply".
     Lines Take() {
@@ -143,31 +110,31 @@ class StartRunTest : public testing::Test {
             bool of_apply = false;
             for (const char* name : {"Profile", "ChannelBlock", "SettopBlock", "AttachInterfaces", "ifSetup"})
                 of_apply = of_apply || line.find(name) != std::string::npos;
-            if (!of_apply) {
-                lines.push_back(line);
-            } else if (lines.empty() || lines.back() != "apply") {
-                lines.push_back("apply");
-            }
+            if (!of_apply || lines.empty() || lines.back() != "apply")
+                lines.push_back(of_apply ? "apply" : line);
         }
         return lines;
     }
-    static CIptvResultsManager& Manager() { return *CIptvResultsManager::GetResultsManager(); }
-    bool IsEnabled(common::ClassId id) const {
-        return framework::CCommandStatusManager::Instance().GetCommandStatus(a.GetHandle(), id);
+    void EndAll() {
+        End(far1);
+        End(far2);
+        StopAnalyzers();
     }
-    CScriptable* Results() {
-        return project.Root().GetObject(ids::IptvTestResults::CLASS, common::kParentChild);
+    void StopAnalyzers() {
+        for (core::CPort* port : {&p1, &p2})
+            AnalyzerOf(*port).Set(ids::Analyzer::State, std::uint8_t{ids::AnalyzerState::STOPPED});
+        Take();
+    }
+    iptvcd_1_bll::testConfig_s LastConfig(const ScriptedPort& port) const {
+        iptvcd_1_bll::testConfig_s config;
+        iptvcd_1_bll::parse_req_UpdateConfig(&port.Last("UpdateConfig"), &config);
+        return config;
     }
 
     Lines journal;
     std::function<void(const std::string&)> on_log = [](const std::string&) {};
-    testing_aids::TestProject project;
     testing_aids::LogCapture log;
     RecordedResults database{journal};
-    core::CPort& p1 = project.MakePort("P1");
-    core::CPort& p2 = project.MakePort("P2");
-    testing_aids::ScriptedPort far1{p1};
-    testing_aids::ScriptedPort far2{p2};
     iptv::CIptvChannelBlock& channels = project.MakeChannelBlock("News", 1, 8);
     iptv::CIptvViewedChannels& range = project.MakeRange(channels, 1, 4, "Range");
     iptv::CIptvViewingProfileConfig& profile = project.MakeProfile("Fast");
@@ -177,8 +144,7 @@ class StartRunTest : public testing::Test {
     iptv::CIptvStbBlockConfig& a = project.MakeStbBlock(device_a, profile, {&range}, "A");
     iptv::CIptvStbBlockConfig& b = project.MakeStbBlock(device_b, profile, {&range}, "B");
     iptv::CIptvStbBlockConfig& c = project.MakeStbBlock(device_c, profile, {&range}, "C");
-    iptv::CIptvStartTestCommand& command =
-        CScriptableCreator().Make<iptv::CIptvStartTestCommand>(&project.Root());
+    iptv::CIptvStartTestCommand& command = Make<iptv::CIptvStartTestCommand>();
 
   private:
     int listener_ = 0;

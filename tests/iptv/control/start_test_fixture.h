@@ -1,27 +1,15 @@
 // A project in which a channel zapping test can be started, and ways to spoil it.
 #pragma once
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <functional>
-#include <string>
-#include <vector>
 
-#include "control/IptvStartTestCommand.h"
-#include "orv/core/aal5_if.h"
-#include "orv/framework/task_manager.h"
-#include "orv/ids/core_ids.h"
-#include "orv/ids/framework_ids.h"
-#include "orv/ids/iptv_ids.h"
-#include "orv/ids/l2l3_ids.h"
 #include "orv/l2l3/generator.h"
-#include "test_project.h"
+#include "results/results_fixture.h"
+#include "thrown.h"
 
 namespace testing_aids {
 
-using namespace orv;  // NOLINT: tests
-using framework::CScriptable;
+using namespace results_test;  // NOLINT: tests
 namespace Command = ids::IptvStartTestCommand;
 namespace TestType = ids::TestType;
 namespace relations = ids::relations;
@@ -42,9 +30,8 @@ struct StartScene {
 
     StartScene() { List({&project.Root()}); }
 
-    core::CEmulatedDevice& MakeHosts(core::CPort* on, const std::string& name, Stack stack = {},
-                                     std::uint32_t count = 1) {
-        core::CEmulatedDevice& hosts = project.MakeDevice(on, count, stack);
+    core::CEmulatedDevice& MakeHosts(core::CPort* on, const std::string& name, Stack stack = {}) {
+        core::CEmulatedDevice& hosts = project.MakeDevice(on, 1, stack);
         hosts.Set(ids::Scriptable::Name, name);
         return hosts;
     }
@@ -54,6 +41,9 @@ struct StartScene {
         core::CEmulatedDevice& hosts = MakeHosts(on, name + " hosts", stack);
         SetAddress(hosts, address ? address : stack.ipv6 ? "2000::77" : "10.0.0.77");
         return project.MakeStbBlock(hosts, profile, {&range}, name);
+    }
+    iptv::CIptvStbBlockConfig& AddFarBoxes(const char* address = nullptr) {
+        return AddBoxes(&project.MakePort("Port 2"), "Far", {}, address);
     }
 
     void Choose(int type, int env, int join = 0, int leave = 0) {
@@ -76,58 +66,29 @@ struct StartScene {
     static CScriptable& AddChild(CScriptable& parent, const std::string& class_name) {
         return *framework::CScriptableCreator().Create(class_name, &parent);
     }
-    static CScriptable& DeviceOf(const CScriptable& block) { return *block.GetParent(); }
     static core::CEmulatedDevice& HostsOf(const CScriptable& block) {
-        return dynamic_cast<core::CEmulatedDevice&>(DeviceOf(block));
-    }
-    static igmpmld::CMulticastHostConfig& ProtocolOf(const CScriptable& block) {
-        return TestProject::McastOf(HostsOf(block));
+        return dynamic_cast<core::CEmulatedDevice&>(*block.GetParent());
     }
     static void SwitchOff(CScriptable& object) { object.Set(ids::Scriptable::LocalActive, false); }
-    static void TakeProtocol(CScriptable& block) {
-        block.RemoveObject(ProtocolOf(block), relations::MulticastParam);
-    }
-    static void SetAddress(const core::CEmulatedDevice& hosts, const std::string& address) {
-        const bool ipv6 = address.find(':') != std::string::npos;
-        TestProject::LayerOf(hosts, ipv6 ? "Ipv6If" : "Ipv4If").Set("Address", address);
-    }
-    static void SetVlan(const core::CEmulatedDevice& hosts, int nth, std::uint16_t id) {
-        TestProject::LayerOf(hosts, "VlanIf", nth).Set(ids::VlanIf::VlanId, id);
+    static void TakeProtocol(CScriptable& block) { block.SetObjects({}, relations::MulticastParam); }
+    static void TakeInterface(const CScriptable& block) {
+        TestProject::McastOf(HostsOf(block)).SetObjects({}, relations::UsesIf);
     }
     /// Ethernet frames in ATM cells.
-    static void PutOnAtm(CScriptable& hosts, std::uint8_t encapsulation) {
+    static void PutOnAtm(core::CEmulatedDevice& hosts, std::uint8_t encapsulation) {
         CScriptable& atm = AddChild(hosts, "Aal5If");
         atm.Set(ids::Aal5If::VcEncapsulation, encapsulation);
-        auto& device = dynamic_cast<core::CEmulatedDevice&>(hosts);
-        TestProject::Relate(TestProject::LayerOf(device, "EthIIIf"), atm, relations::StackedOn);
+        TestProject::Relate(TestProject::LayerOf(hosts, "EthIIIf"), atm, relations::StackedOn);
     }
-    l2l3::CGenerator& GeneratorOf(const core::CPort& of) {
-        return dynamic_cast<l2l3::CGenerator&>(
-            *of.GetObject(l2l3::CGenerator::CLASS_ID(), common::kParentChild));
-    }
-    /// An object that is of a class by the data model only.
-    static CScriptable& MakeOdd(std::uint32_t id, const std::string& base, CScriptable& parent) {
-        const auto odd = DeclareOddClass<CScriptable>(common::ClassId(id), "Odd" + base, base);
-        return *framework::CScriptableCreator().Create(odd, &parent);
+    static l2l3::CGenerator& GeneratorOf(const CScriptable& of) {
+        return dynamic_cast<l2l3::CGenerator&>(*of.GetObject("Generator", common::kParentChild));
     }
 };
+using S = StartScene;
 
-/// The text of what an action throws, empty when it does not.
-inline std::string ThrownBy(const std::function<void()>& action) {
-    try {
-        action();
-    } catch (const common::COrvRunTimeError& error) {
-        return error.what();
-    }
-    return "";
-}
-
-/// The lines of a log that begin so, without the beginning.
-inline std::vector<std::string> LinesOf(const std::vector<std::string>& log, const std::string& beginning) {
-    std::vector<std::string> lines;
-    for (const std::string& line : log)
-        if (line.starts_with(beginning)) lines.push_back(line.substr(beginning.size()));
-    return lines;
+const std::string kNothing = "nothing thrown";
+inline std::string FailureOf(const std::function<void()>& action) {
+    return ThrownBy<common::COrvRunTimeError>(action);
 }
 
 }  // namespace testing_aids

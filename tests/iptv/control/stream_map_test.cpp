@@ -1,39 +1,18 @@
 // Which stream carries which channel.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
+#include "control/StreamMap.h"
 
 #include "config/AddressLists.h"
-#include "control/IptvStartTestCommand.h"
-#include "control/StreamMap.h"
-#include "msgset/iptvcd_1.h"
 #include "orv/core/network_block.h"
 #include "orv/core/orv_system.h"
 #include "orv/core/project.h"
-#include "orv/framework/rpc_manager.h"
-#include "orv/framework/task_manager.h"
-#include "orv/ids/core_ids.h"
-#include "orv/ids/framework_ids.h"
-#include "orv/ids/iptv_ids.h"
-#include "orv/ids/l2l3_ids.h"
 #include "orv/l2l3/stream_block.h"
 #include "orv/l2l3/stream_index_manager.h"
-#include "scripted_port.h"
-#include "test_project.h"
+#include "results/results_fixture.h"
 
 namespace {
 
-using namespace orv;  // NOLINT: a test
-using framework::CScriptable;
-using framework::CScriptableCreator;
+using namespace results_test;  // NOLINT: a test
 using iptv::ipAddress_t;
-using testing::Contains;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing_aids::TestProject;
 
 /// The last byte of an address, after "v6:" for IPv6.
 std::string Shorten(const ipAddress_t& address) {
@@ -49,16 +28,15 @@ class StreamMapTest : public testing::Test {
     }
     core::CNetworkInterface& MakeHosts(std::uint32_t count, const std::string& address, bool ipv6 = false) {
         auto& device = project.MakeDevice(&sender, count, {.ipv6 = ipv6});
-        auto& layer = TestProject::LayerOf(device, ipv6 ? "Ipv6If" : "Ipv4If");
-        layer.Set("Address", address);
-        return layer;
+        SetAddress(device, address);
+        return TestProject::LayerOf(device, ipv6 ? "Ipv6If" : "Ipv4If");
     }
     static core::CNetworkBlock& AddressesOf(const iptv::CIptvChannelBlock& channels) {
         return *TestProject::GroupOf(channels).GetNetworkBlock();
     }
     l2l3::CStreamBlock& MakeStreams(const std::vector<CScriptable*>& sources,
                                     const std::vector<CScriptable*>& destinations) {
-        auto& streams = CScriptableCreator().Make<l2l3::CStreamBlock>(&sender);
+        auto& streams = framework::CScriptableCreator().Make<l2l3::CStreamBlock>(&sender);
         for (CScriptable* source : sources) TestProject::Relate(streams, *source, ids::relations::SrcBinding);
         for (CScriptable* to : destinations) TestProject::Relate(streams, *to, ids::relations::DstBinding);
         return streams;
@@ -67,10 +45,10 @@ class StreamMapTest : public testing::Test {
         map.Make(dynamic_cast<core::CProject&>(project.Root()), blocks);
     }
     /// "<source>><group>:<place of the stream in its block>".
-    std::vector<std::string> Lines(const l2l3::CStreamBlock& streams) {
+    Texts Lines(const l2l3::CStreamBlock& streams) {
         std::vector<std::uint32_t> ids;
         l2l3::CStreamIndexManager::Instance().GetStreamIdsNoThrow(&streams, sender.GetHandle(), ids);
-        std::vector<std::string> lines;
+        Texts lines;
         for (std::size_t i = 0; i < map.GetSources().size(); ++i) {
             lines.push_back(Shorten(map.GetSources()[i]) + ">" + Shorten(map.GetGroups()[i]));
             if (!map.GetStreamIds().empty())
@@ -93,7 +71,7 @@ TEST_F(StreamMapTest, HostAndGroupOfAStreamComeTogetherInTurns) {
         std::uint32_t groups;
         std::uint32_t first;  ///< channels watched
         std::uint32_t last;
-        std::vector<std::string> lines;
+        Texts lines;
     } cases[] = {
         {2, 3, 1, 3, {"1>1:0", "2>2:1", "1>3:2", "2>1:3", "1>2:4", "2>3:5"}},  // coprime
         {3, 3, 1, 3, {"1>1:0", "2>2:1", "3>3:2"}},                             // equal
@@ -164,21 +142,6 @@ TEST_F(StreamMapTest, WithoutAStreamForEachGroupTheStreamsAreNotToldApart) {
     EXPECT_EQ(map.GetStreamIds().size(), 4u);
 }
 
-TEST_F(StreamMapTest, APathWithoutNumbersForItsStreamsIsLeftOut) {
-    auto& channels = project.MakeChannelBlock("News", 1, 4);
-    auto& stbs = Watch({&project.MakeRange(channels, 1, 4)});
-    auto& crowd = project.MakeChannelBlock("Crowd", 11, 1u << 19);
-    AddressesOf(crowd).Set("StartIpList", "230.0.0.1");
-    // Two hosts of coprime counts: together more streams than are numbered.
-    auto& streams = MakeStreams({&MakeHosts(3, "10.0.0.1")}, {&AddressesOf(channels), &AddressesOf(crowd)});
-    Make({&stbs});
-    EXPECT_THAT(map.GetSources(), IsEmpty());
-    streams.Delete();
-    MakeStreams({&MakeHosts(3, "10.0.0.1")}, {&AddressesOf(channels)});
-    Make({&stbs});
-    EXPECT_EQ(map.GetStreamIds().size(), 12u);
-}
-
 TEST_F(StreamMapTest, TheGroupsAreThoseThatActiveBlocksWatch) {
     auto& channels = project.MakeChannelBlock("News", 5, 10);
     auto& every_third = project.MakeRange(channels, 6, 14);
@@ -202,11 +165,10 @@ TEST_F(StreamMapTest, EveryPortIsSentTheMap) {
     MakeStreams({&MakeHosts(1, "10.0.0.1")}, {&AddressesOf(channels)});
     Make({&stbs});
     testing_aids::ScriptedPort far(receiver);  // the sender cannot be reached
-    auto& start = CScriptableCreator().Make<iptv::CIptvStartTestCommand>(&project.Root());
+    auto& start = framework::CScriptableCreator().Make<iptv::CIptvStartTestCommand>(&project.Root());
     start.MakeMap(dynamic_cast<core::CProject&>(project.Root()));
-    framework::CTaskManager::Instance().CtmYield(10);
-    std::vector<ipAddress_t> sources;
-    std::vector<ipAddress_t> groups;
+    Yield();
+    std::vector<ipAddress_t> sources, groups;
     std::vector<std::uint32_t> ids;
     iptvcd_1_bll::parse_req_UpdateStreamMap(&far.Last("UpdateStreamMap"), &sources, &groups, &ids);
     EXPECT_EQ(sources, map.GetSources());
@@ -215,24 +177,6 @@ TEST_F(StreamMapTest, EveryPortIsSentTheMap) {
     EXPECT_EQ(ids.size(), 2u);
     EXPECT_THAT(log.Take(), Contains("content.mulvane.iptv Error: Failed to send interface message"));
     framework::CRpcManager::Instance().Reset();
-}
-
-TEST_F(StreamMapTest, TensOfThousandsOfStreamsTakeNoTime) {
-    constexpr std::uint32_t kChannels = 30000;
-    constexpr std::uint32_t kRange = 30;
-    auto& channels = project.MakeChannelBlock("News", 1, kChannels);
-    std::vector<iptv::CIptvViewedChannels*> ranges;
-    for (std::uint32_t first = 1; first <= kChannels; first += kRange)
-        ranges.push_back(&project.MakeRange(channels, first, first + kRange - 1));
-    std::vector<iptv::CIptvStbBlockConfig*> blocks;
-    for (int i = 0; i < 20; ++i) blocks.push_back(&Watch(ranges));
-    auto& hosts = MakeHosts(kChannels * 2, "10.0.0.1");
-    auto& streams = MakeStreams({&hosts}, {&AddressesOf(channels)});
-    Make(blocks);
-    ASSERT_EQ(map.GetStreamIds().size(), kChannels * 2);
-    EXPECT_EQ(Lines(streams).back(), Shorten(map.GetSources().back()) + ">" +
-                                         Shorten(map.GetGroups()[kChannels - 1]) + ":" +
-                                         std::to_string(kChannels * 2 - 1));
 }
 
 }  // namespace

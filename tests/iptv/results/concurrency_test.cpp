@@ -2,15 +2,11 @@
 #include <atomic>
 #include <thread>
 
-#include "control/IptvStopTestCommand.h"
-#include "orv/framework/task_manager.h"
 #include "results_fixture.h"
 
 namespace {
 
 using namespace results_test;  // NOLINT: a test
-using testing_aids::Answer;
-
 constexpr int kReports = 60;
 
 class ConcurrencyTest : public ResultsTest {
@@ -20,23 +16,13 @@ class ConcurrencyTest : public ResultsTest {
     }
 
     /// A port's own thread: reports views, one after the other, and says at last that its test has ended.
-    void Run(testing_aids::ScriptedPort& port, std::uint32_t block, std::uint16_t channel, bool ends) {
+    void Run(ScriptedPort& port, std::uint32_t block, std::uint16_t channel, bool ends) {
         for (int i = 0; i < kReports; ++i) {
-            stblock_event_s events;
-            events.stblock_handle = block;
-            for (std::uint32_t settop = 1; settop < 3; ++settop)
-                events.events.push_back(MakeView(settop, channel, 1100 * i));
-            tm::Message report;
-            iptvcd_1_bll::create_req_ResultsNotification(&report, {events}, true);
-            port.Notify(report);
+            const std::int64_t start_ms = 1100 * i;
+            Report(port, {{block, {MakeView(1, channel, start_ms), MakeView(2, channel, start_ms)}, {}}});
             ++reports_;
         }
         if (ends) SendEnd(port);
-    }
-    static void SendEnd(testing_aids::ScriptedPort& port) {
-        tm::Message end;
-        end.set_request_name("iptvcd_1.EOTNotification");
-        port.Notify(end);
     }
 
     /// Both ports report while `meanwhile` runs under the task lock.
@@ -46,13 +32,14 @@ class ConcurrencyTest : public ResultsTest {
         std::thread first([&] { Run(far1, block_a, 2, end); });
         std::thread second([&] { Run(far2, block_b, 12, end); });
         meanwhile();
-        framework::CTaskManager::Instance().CtmYield(1);
+        Yield(1);
         first.join();
         second.join();
-        for (int i = 0; i < 500 && iptv::CIptvResultsManager::IsTestRunning(); ++i)
-            framework::CTaskManager::Instance().CtmYield(10);
-        EXPECT_FALSE(iptv::CIptvResultsManager::IsTestRunning());
-        framework::CTaskManager::Instance().CtmYield(50);
+        for (int i = 0; i < 6000 && IsRunning(); ++i) Yield(10);
+        EXPECT_FALSE(IsRunning());
+        // Answers come after all that the ports have sent before.
+        std::vector<framework::ErrorMsg> errors;
+        framework::CRpcManager::Instance().Wait(errors);
     }
     void ExpectOneEnd() const {
         const Reader reader(DatabasePath());
@@ -74,15 +61,10 @@ TEST_F(ConcurrencyTest, PortsEndAtOnce) {
 
 TEST_F(ConcurrencyTest, AStopComesBetweenReports) {
     Start();
-    for (testing_aids::ScriptedPort* port : {&far1, &far2}) {
-        port->answer = [port](const tm::Message& request) {
-            if (request.get_request_name() == "iptvcd_1.Stop") SendEnd(*port);
-            return Answer::Respond;
-        };
-    }
+    for (ScriptedPort* port : {&far1, &far2}) On(*port, {{"Stop", [port] { SendEnd(*port); }}});
     RunPorts(false, [this] {
-        while (reports_ < kReports) framework::CTaskManager::Instance().CtmYield(1);
-        framework::CScriptableCreator().Make<iptv::CIptvStopTestCommand>(&project.Root()).Execute(false);
+        while (reports_ < kReports) Yield(1);
+        Make<iptv::CIptvStopTestCommand>().Execute(false);
     });
     ExpectOneEnd();
     EXPECT_LE(Manager().GetNetChannelChanges(), 4 * kReports);
@@ -90,11 +72,7 @@ TEST_F(ConcurrencyTest, AStopComesBetweenReports) {
 
 TEST_F(ConcurrencyTest, PortsRefuseToStopWhileTheyReport) {
     Start();
-    for (testing_aids::ScriptedPort* port : {&far1, &far2}) {
-        port->answer = [](const tm::Message& request) {
-            return request.get_request_name() == "iptvcd_1.Stop" ? Answer::Fault : Answer::Respond;
-        };
-    }
+    far1.answer = far2.answer = Refuse("Stop");
     RunPorts(true, [this] { Manager().EndOfTestProcessing(true); });
     ExpectOneEnd();
 }

@@ -1,77 +1,61 @@
 // How a test ends.
-#include <algorithm>
-
-#include "control/IptvStopTestCommand.h"
 #include "control/IptvWaitForTestCompletionCommand.h"
-#include "orv/framework/command_status_manager.h"
-#include "orv/framework/task_manager.h"
 #include "results_fixture.h"
 
 namespace {
 
 using namespace results_test;  // NOLINT: a test
-using framework::CScriptableCreator;
-using testing::Contains;
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing_aids::Answer;
+
+const Texts kDeregistered{"DeregisterEOTNotify", "DeregisterResultsNotify"};
+const Texts kEnded{"Stop", "DeregisterEOTNotify", "DeregisterResultsNotify"};
 
 class EndOfTestTest : public ResultsTest {
   protected:
-    static void Yield(int ms = 100) { framework::CTaskManager::Instance().CtmYield(ms); }
-    /// The port says that its test has ended.
-    static void End(testing_aids::ScriptedPort& port) {
-        tm::Message end;
-        end.set_request_name("iptvcd_1.EOTNotification");
-        port.Notify(end);
+    void Start() {
+        ResultsTest::Start();
         Yield();
-    }
-    void Report(testing_aids::ScriptedPort& port, const std::vector<stblock_event_s>& blocks) {
-        tm::Message message;
-        iptvcd_1_bll::create_req_ResultsNotification(&message, blocks, true);
-        port.Notify(message);
-        Yield();
-    }
-    bool IsEnabled(common::ClassId command) const {
-        return framework::CCommandStatusManager::Instance().GetCommandStatus(a.GetHandle(), command);
-    }
-    std::string Outcome() {
-        const auto* results = project.Root().GetObject(ids::IptvTestResults::CLASS, common::kParentChild);
-        return results ? results->Get("TestResult") : "none";
+        Forget();
     }
     void Forget() {
         far1.Take();
         far2.Take();
     }
+    void ReportView(ScriptedPort& port, const CScriptable& block, std::uint16_t channel) {
+        Report(port, {EventsOf(block, {MakeView(1, channel)})});
+        Yield();
+    }
+    std::string Outcome() { return Results() ? Results()->Get("TestResult") : "none"; }
+    std::string Count(const std::string& rows) const {
+        return Reader(DatabasePath()).Get("SELECT count(*) FROM " + rows);
+    }
 };
 
 TEST_F(EndOfTestTest, TheLastPortToEndEndsTheTest) {
     Start();
-    Yield();
-    Forget();
-    Report(far1, {EventsOf(a, {MakeView(1, 2, 0)})});
+    ReportView(far1, a, 2);
     End(far1);
+    End(far1);  // once more is not once for the other port
     EXPECT_THAT(far1.Take(), IsEmpty());
-    EXPECT_TRUE(iptv::CIptvResultsManager::IsTestRunning());
+    EXPECT_TRUE(IsRunning());
     End(far2);
-    EXPECT_FALSE(iptv::CIptvResultsManager::IsTestRunning());
+    EXPECT_FALSE(IsRunning());
     EXPECT_EQ(Outcome(), "PASSED");
-    EXPECT_TRUE(IsEnabled(ids::IptvStartTestCommand::CLASS));
-    EXPECT_FALSE(IsEnabled(ids::IptvStopTestCommand::CLASS));
-    Yield();
-    EXPECT_THAT(far1.Take(), ElementsAre("Stop", "DeregisterEOTNotify", "DeregisterResultsNotify"));
-    EXPECT_THAT(far2.Take(), ElementsAre("Stop", "DeregisterEOTNotify", "DeregisterResultsNotify"));
+    EXPECT_TRUE(IsEnabled(a, ids::IptvStartTestCommand::CLASS));
+    EXPECT_FALSE(IsEnabled(a, ids::IptvStopTestCommand::CLASS));
+    EXPECT_EQ(far1.Take(), kEnded);
+    EXPECT_EQ(far2.Take(), kEnded);
     EXPECT_TRUE(Manager().GetPreviousViews().IsEmpty());
-    Report(far1, {EventsOf(a, {MakeView(1, 2, 5000)})});
+    ReportView(far1, a, 2);
     EXPECT_EQ(Manager().GetNetChannelChanges(), 1) << "what comes after the end belongs to no test";
 }
 
 TEST_F(EndOfTestTest, AStopReachesEveryPortAndWaitsForTheirEnd) {
+    auto& stop = Make<iptv::CIptvStopTestCommand>();
+    Manager().Prepare({});
+    stop.Execute(false);  // without any test
     Start();
-    Yield();
     End(far1);
     Forget();
-    auto& stop = CScriptableCreator().Make<iptv::CIptvStopTestCommand>(&project.Root());
     stop.Execute(false);
     Yield();
     EXPECT_THAT(far1.Take(), ElementsAre("Stop")) << "also where the test has ended already";
@@ -79,158 +63,72 @@ TEST_F(EndOfTestTest, AStopReachesEveryPortAndWaitsForTheirEnd) {
     stop.Execute(false);
     Yield();
     EXPECT_THAT(far2.Take(), IsEmpty()) << "the test is ending already";
-    EXPECT_TRUE(iptv::CIptvResultsManager::IsTestRunning());
+    EXPECT_TRUE(IsRunning());
     End(far2);
-    EXPECT_FALSE(iptv::CIptvResultsManager::IsTestRunning());
+    EXPECT_FALSE(IsRunning());
     EXPECT_EQ(Outcome(), "FAILED") << "no channel change at all is 100 % failed";
-}
-
-TEST_F(EndOfTestTest, APortThatRefusesToStopEndsTheTestOnce) {
-    Start();
-    Yield();
-    far1.answer = far2.answer = [](const tm::Message& request) {
-        return request.get_request_name() == "iptvcd_1.Stop" ? Answer::Fault : Answer::Respond;
-    };
-    Manager().EndOfTestProcessing(true);
-    Yield();
-    EXPECT_FALSE(iptv::CIptvResultsManager::IsTestRunning());
-    const Reader reader(DatabasePath());
-    EXPECT_EQ(reader.Get("SELECT count(*) FROM IptvTestResults"), "1");
-    End(far1);
-    End(far2);
-    EXPECT_EQ(reader.Get("SELECT count(*) FROM EotResultNode WHERE Name = 'IPTV Test Summary'"), "1");
 }
 
 TEST_F(EndOfTestTest, APortThatCannotBeToldToStopIsWaitedForAndNamedInTheLog) {
     Start();
-    Yield();
     testing_aids::LogCapture log;
     framework::CRpcManager::Instance().Disconnect(p1.GetMessenger());
     Manager().EndOfTestProcessing(true);
-    EXPECT_THAT(log.Take(), Contains(testing::HasSubstr("Error sending IptvStopTest Message on port")));
+    EXPECT_THAT(log.Take(), Contains(HasSubstr("Error sending IptvStopTest Message on port")));
     End(far2);
-    EXPECT_TRUE(iptv::CIptvResultsManager::IsTestRunning());
+    EXPECT_TRUE(IsRunning());
     // Its end is the last one; its registration can no longer be ended.
     EXPECT_THROW(Manager().EndOfTestProcessing(false), common::COrvRunTimeError);
-    EXPECT_THAT(log.Take(), Contains(testing::HasSubstr("Failed to deregister EOT on port")));
-    EXPECT_FALSE(iptv::CIptvResultsManager::IsTestRunning());
-    EXPECT_EQ(Reader(DatabasePath()).Get("SELECT count(*) FROM IptvTestResults"), "1");
+    EXPECT_THAT(log.Take(), Contains(HasSubstr("Failed to deregister EOT on port")));
+    EXPECT_FALSE(IsRunning());
+    EXPECT_EQ(Count("IptvTestResults"), "1");
 }
 
 TEST_F(EndOfTestTest, APortThatGoesOfflineEndsTheTestOnTheOthersAndNothingIsLost) {
     for (const bool has_ended : {false, true}) {
         SCOPED_TRACE(has_ended ? "it had ended" : "it was running");
         Start();
-        Yield();
-        Report(far1, {EventsOf(a, {MakeView(1, 2, 0)})});
+        ReportView(far1, a, 2);
         if (has_ended) End(far1);
-        Forget();
         iptv::CIptvResultsManager::OnPortOffline(p1.GetHandle());
-        EXPECT_FALSE(iptv::CIptvResultsManager::IsTestRunning());
+        EXPECT_FALSE(IsRunning());
         Yield();
-        EXPECT_THAT(far1.Take(), ElementsAre("DeregisterEOTNotify", "DeregisterResultsNotify"));
+        EXPECT_EQ(far1.Take(), kDeregistered);
         EXPECT_THAT(far2.Take(), ElementsAre("Stop"));
         EXPECT_EQ(Outcome(), "none") << "the other port is still to report";
-        Report(far2, {EventsOf(b, {MakeView(1, 12, 0)})});
+        ReportView(far2, b, 12);
         End(far2);
         EXPECT_EQ(Outcome(), "PASSED");
         EXPECT_EQ(Manager().GetNetChannelChanges(), 2);
-        EXPECT_TRUE(IsEnabled(ids::IptvStartTestCommand::CLASS));
-        project.Root().GetObject(ids::IptvTestResults::CLASS, common::kParentChild)->Delete();
+        EXPECT_TRUE(IsEnabled(a, ids::IptvStartTestCommand::CLASS));
+        Results()->Delete();
     }
     Start();
-    iptv::CIptvResultsManager::OnPortOffline(p1.GetHandle());
-    iptv::CIptvResultsManager::OnPortOffline(p2.GetHandle());
+    for (const core::CPort* port : {&p1, &p2}) iptv::CIptvResultsManager::OnPortOffline(port->GetHandle());
     EXPECT_EQ(Outcome(), "FAILED") << "nobody is left to report";
-    EXPECT_EQ(Reader(DatabasePath()).Get("SELECT count(*) FROM DataSets WHERE EndTime IS NULL"), "0");
-}
-
-TEST_F(EndOfTestTest, APortEndsOnceHoweverOftenItSaysSo) {
-    Start();
-    Yield();
-    End(far1);
-    End(far1);
-    EXPECT_TRUE(iptv::CIptvResultsManager::IsTestRunning());
-    End(far2);
-    EXPECT_FALSE(iptv::CIptvResultsManager::IsTestRunning());
-}
-
-TEST_F(EndOfTestTest, ADatabaseThatCannotBeWrittenKeepsNoTestFromItsEnd) {
-    testing_aids::LogCapture log;
-    a.Set(ids::IptvStbBlockConfig::SaveTimeStamps, true);
-    Start();
-    manager_db->SetTestResultSetting({"IPTV_Test_Results", "", "/dev/null/folder/test"});
-    manager_db->SaveConfiguration(true);
-    Manager().SetDatabasePath(manager_db->GetDatabasePath());
-    Manager().BinManager({EventsOf(a, std::vector<stbox_event_s>(1000, MakeView(1, 2, 0)))});
-    End(far1);
-    End(far2);
-    EXPECT_FALSE(iptv::CIptvResultsManager::IsTestRunning());
-    EXPECT_EQ(Outcome(), "PASSED");
-    const auto lines = log.Take();
-    EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
-                            [](const std::string& line) {
-                                return line.find(" Error: ") != std::string::npos &&
-                                       line.find("/dev/null/folder/test.db") != std::string::npos;
-                            }),
-              1)
-        << "said once, with the path";
-}
-
-TEST_F(EndOfTestTest, AStopWithoutAnyTestDoesNotFail) {
-    Manager().Prepare({});
-    CScriptableCreator().Make<iptv::CIptvStopTestCommand>(&project.Root()).Execute(false);
-    EXPECT_FALSE(iptv::CIptvResultsManager::IsTestRunning());
-}
-
-TEST_F(EndOfTestTest, EachTestHasItsOwnVerdictAndDataSet) {
-    auto failed_view = MakeView(1, 2, 0);
-    failed_view.first_mcast_pkt_ts = failed_view.last_mcast_pkt_ts = 0;
-    for (const auto& [view, outcome] : {std::pair{failed_view, "FAILED"}, {MakeView(1, 2, 0), "PASSED"}}) {
-        Start();
-        Yield();
-        Report(far1, {EventsOf(a, {view})});
-        End(far1);
-        End(far2);
-        const auto results = project.Root().GetObjects("IptvTestResults", common::kParentChild);
-        EXPECT_EQ(results.back()->Get("TestResult"), outcome);
-    }
-    const Reader reader(DatabasePath());
-    EXPECT_EQ(reader.Get("SELECT count(DISTINCT DataSetId) FROM EotResultNode"), "2");
+    EXPECT_EQ(Count("DataSets WHERE EndTime IS NULL"), "0");
 }
 
 TEST_F(EndOfTestTest, TheWaitEndsWithTheTest) {
-    auto& wait = CScriptableCreator().Make<iptv::CIptvWaitForTestCompletionCommand>(&project.Root());
+    auto& wait = Make<iptv::CIptvWaitForTestCompletionCommand>();
     wait.Execute(false);  // no test runs
+    const auto end_after = [this](int seconds) {
+        for (ScriptedPort* port : {&far1, &far2}) After(1000 * seconds, [port] { SendEnd(*port); });
+    };
     Start();
-    framework::CTaskManager::Instance().PostAfter(std::chrono::seconds(12), [this] {
-        tm::Message end;
-        end.set_request_name("iptvcd_1.EOTNotification");
-        far1.Notify(end);
-        far2.Notify(end);
-    });
+    end_after(12);
     const double start = framework::CTimer::GetCurrentSystemTimeInSec();
     wait.Execute(false);
     EXPECT_EQ(framework::CTimer::GetCurrentSystemTimeInSec() - start, 15) << "it looks every five seconds";
-}
 
-TEST_F(EndOfTestTest, AWaitThatIsCancelledStopsTheTestOnceAndGoesOnWaiting) {
+    // A wait that is cancelled stops the test once, and goes on waiting.
     Start();
-    Yield();
-    Forget();
-    auto& wait = CScriptableCreator().Make<iptv::CIptvWaitForTestCompletionCommand>(&project.Root());
-    auto& tasks = framework::CTaskManager::Instance();
-    tasks.PostAfter(std::chrono::seconds(1), [&wait] { wait.Cancel(); });
-    tasks.PostAfter(std::chrono::seconds(32), [this] {
-        tm::Message end;
-        end.set_request_name("iptvcd_1.EOTNotification");
-        far1.Notify(end);
-        far2.Notify(end);
-    });
+    After(1000, [&wait] { wait.Cancel(); });
+    end_after(32);
     wait.Execute(false);
-    EXPECT_FALSE(iptv::CIptvResultsManager::IsTestRunning());
+    EXPECT_FALSE(IsRunning());
     Yield();
-    EXPECT_THAT(far1.Take(), ElementsAre("Stop", "DeregisterEOTNotify", "DeregisterResultsNotify"));
+    EXPECT_EQ(far1.Take(), kEnded);
 }
 
 }  // namespace

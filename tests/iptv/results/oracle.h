@@ -4,13 +4,13 @@
 #include <cstdint>
 #include <deque>
 #include <map>
+#include <optional>
 #include <string>
 #include <utility>
 #include <variant>
 #include <vector>
 
 #include "msgset/iptvcd_1.h"
-#include "oracle_view.h"
 #include "orv/common/addresses.h"
 
 namespace results_test {
@@ -19,6 +19,38 @@ namespace results_test {
 using Value = std::variant<std::uint64_t, double, std::string>;
 /// Values by "<object>/<property>".
 using Figures = std::map<std::string, Value>;
+
+/// The parts of a viewing profile that figures depend on.
+struct ViewingHabit {
+    std::uint32_t threshold_ms = 0;
+    std::uint8_t zap_type = 0;
+};
+
+/// What is left of a set-top box's last view.
+struct PreviousView {
+    std::int64_t leave = 0;
+    std::int64_t last_packet = 0;
+};
+
+/// Everything that follows from one channel view. What is nothing was not measured.
+struct View {
+    using Event = iptvcd_1_bll::stbox_event_s;
+    using Measure = std::optional<double>;
+
+    Event ev;
+    PreviousView previous;
+    bool failed = false, duplicate = false, unicast_failed = false, unicast_duplicate = false;
+    Measure join, leave, unicast_join, unicast_leave, nosb_rate, sbit_rate;
+    Measure packet_gap, packet_overlap, gap, overlap, change;
+    Measure leave_to_leave, packet_to_leave, unicast_to_leave, leave_to_join;
+    double packets[5] = {};  ///< all, multicast, unicast, unicast without and with S-bit
+    double seconds[5] = {};
+};
+
+struct Retransmission {
+    iptvcd_1_bll::stbox_event_rrr_s ev;
+    std::optional<double> latency;
+};
 
 struct OracleRange {
     std::string name;
@@ -50,6 +82,12 @@ struct OracleBlock {
     std::variant<HostAddresses<orv::common::CIpAddress>, HostAddresses<orv::common::CIpv6Address>> addresses;
 };
 
+/// What feeds the results of an object.
+struct Feed {
+    std::vector<const View*> views;
+    std::vector<const Retransmission*> retransmissions;
+};
+
 /// Keeps every view and selects, for each object, those that feed it: no batches, no running values.
 /// Objects are called "Port <name>", "Block <name>", "Profile <name>" and "Range <name>", rows "Block <name>
 /// view 0" and "Block <name> retransmission 0".
@@ -64,18 +102,6 @@ class Oracle {
     double GetNetChannelChanges() const;
 
   private:
-    struct Feed {
-        std::vector<const View*> views;
-        std::vector<const Retransmission*> retransmissions;
-    };
-
-    const OracleRange* FindRange(const OracleBlock& block, std::uint32_t channel) const;
-    static void PutJoinLeave(Figures& figures, const std::string& object, const Feed& feed);
-    static void PutGapOverlap(Figures& figures, const std::string& object, const Feed& feed);
-    static void PutTotals(Figures& figures, const std::string& object, const Feed& feed);
-    static void PutPort(Figures& figures, const std::string& object, const Feed& feed);
-    static void PutRows(Figures& figures, const OracleBlock& block, const Feed& feed);
-
     std::vector<OracleBlock> blocks_;
     std::deque<View> views_;
     std::deque<Retransmission> retransmissions_;

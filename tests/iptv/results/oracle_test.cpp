@@ -1,21 +1,14 @@
 // Every figure of every result, against a second computation from the same records.
-#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <map>
 
-#include "oracle.h"
-#include "orv/ids/framework_ids.h"
-#include "orv/ids/iptv_ids.h"
 #include "random_project.h"
-#include "random_views.h"
 #include "results/IptvChannelResults.h"
 #include "results/IptvPortResults.h"
 #include "results/IptvResultsManager.h"
 #include "results/IptvStbBlockResults.h"
 #include "results/IptvViewingProfileResults.h"
-#include "test_project.h"
 
 namespace {
 
@@ -72,37 +65,33 @@ class Comparison {
 
     void StartTest() {
         iptv::TestRun run;
-        for (const OracleBlock& block : project_.GetFacts()) run.stb_blocks.push_back(block.handle);
+        for (const OracleBlock& block : project_.facts) run.stb_blocks.push_back(block.handle);
         Manager().Prepare(run);
         Manager().SetPortCount(0);  // rows stay
-        for (iptv::CIptvStbBlockConfig* config : project_.GetBlocks())
-            Reset<iptv::CIptvStbBlockResults>(*config);
-        for (core::CPort* port : project_.GetPorts()) Reset<iptv::CIptvPortResults>(*port);
-        for (CScriptable* profile : project_.GetProfiles()) Reset<iptv::CIptvViewingProfileResults>(*profile);
-        for (CScriptable* range : project_.GetRanges()) Reset<iptv::CIptvChannelResults>(*range);
+        for (iptv::CIptvStbBlockConfig* config : project_.blocks) Reset<iptv::CIptvStbBlockResults>(*config);
+        for (core::CPort* port : project_.ports) Reset<iptv::CIptvPortResults>(*port);
+        for (CScriptable* profile : project_.profiles) Reset<iptv::CIptvViewingProfileResults>(*profile);
+        for (CScriptable* range : project_.ranges) Reset<iptv::CIptvChannelResults>(*range);
     }
 
     /// Where the results differ; empty when they do not.
     std::string Compare(const Oracle& oracle, const Figures& figures) {
         difference_.clear();
         figures_ = figures;
-        const auto& blocks = project_.GetBlocks();
+        const auto& blocks = project_.blocks;
         for (std::size_t i = 0; i < blocks.size(); ++i) {
-            const std::string name = "Block " + project_.GetFacts()[i].name;
+            const std::string name = "Block " + project_.facts[i].name;
             CompareResult<iptv::CIptvStbBlockResults>(name, *blocks[i]);
             CompareRows(name + " view ", blocks[i]->GetObjects("IptvEventResults", common::kParentChild));
             CompareRows(name + " retransmission ",
                         blocks[i]->GetObjects("IptvRrrEventResults", common::kParentChild));
         }
-        for (CScriptable* port : project_.GetPorts()) {
+        for (CScriptable* port : project_.ports)
             CompareResult<iptv::CIptvPortResults>("Port " + port->GetName(), *port);
-        }
-        for (CScriptable* profile : project_.GetProfiles()) {
+        for (CScriptable* profile : project_.profiles)
             CompareResult<iptv::CIptvViewingProfileResults>("Profile " + profile->GetName(), *profile);
-        }
-        for (CScriptable* range : project_.GetRanges()) {
+        for (CScriptable* range : project_.ranges)
             CompareResult<iptv::CIptvChannelResults>("Range " + range->GetName(), *range);
-        }
         if (!figures_.empty()) Note(figures_.begin()->first, figures_.begin()->second, Value("nothing"));
         CompareValue("test/failed joins", oracle.GetFailedJoins(), Manager().GetFailedJoins());
         CompareValue("test/net channel changes", oracle.GetNetChannelChanges(),
@@ -169,7 +158,7 @@ std::vector<Notification> MakeStream(Dice& dice, const RandomProject& project) {
     const std::int64_t turn = std::int64_t{1} << 46;
     const std::int64_t start = dice.Hit(3) ? turn - static_cast<std::int64_t>(dice.Roll(1000000000))
                                            : static_cast<std::int64_t>(dice.Bits() % turn);
-    std::vector<RandomViews> views(project.GetFacts().size(), RandomViews(dice, start));
+    std::vector<RandomViews> views(project.facts.size(), RandomViews(dice, start));
     std::vector<Notification> stream(1 + dice.Roll(4));
     for (Notification& notification : stream) {
         notification.resize(1 + dice.Roll(3));
@@ -177,13 +166,12 @@ std::vector<Notification> MakeStream(Dice& dice, const RandomProject& project) {
             const std::size_t block = dice.Roll(views.size());
             // Of something else now and then.
             record.stblock_handle =
-                dice.Hit(30) ? project.GetRanges().front()->GetHandle() : project.GetFacts()[block].handle;
+                dice.Hit(30) ? project.ranges.front()->GetHandle() : project.facts[block].handle;
             const std::size_t events = dice.Roll(8);
             for (std::size_t i = 0; i < events; ++i) record.events.push_back(views[block].MakeView());
             const std::size_t retransmissions = dice.Roll(4);
-            for (std::size_t i = 0; i < retransmissions; ++i) {
+            for (std::size_t i = 0; i < retransmissions; ++i)
                 record.rrr_events.push_back(views[block].MakeRetransmission());
-            }
         }
     }
     return stream;
@@ -219,10 +207,9 @@ Outcome RunTest(std::uint64_t seed, std::size_t count) {
     std::vector<Notification> stream = MakeStream(dice, project);
     Outcome outcome;
     outcome.events = Cut(stream, count);
-    Oracle oracle(project.GetFacts());
-    for (const Notification& notification : stream) {
+    Oracle oracle(project.facts);
+    for (const Notification& notification : stream)
         for (const stblock_event_s& record : notification) oracle.Take(record);
-    }
     outcome.figures = oracle.GetFigures();
     Comparison comparison(project);
     const int runs = dice.Hit(4) ? 2 : 1;

@@ -1,4 +1,4 @@
-// A test on two scripted ports whose results go into a database file.
+// Two scripted ports, and tests on them whose results go into a database file.
 #pragma once
 
 #include <gmock/gmock.h>
@@ -6,15 +6,22 @@
 #include <sqlite3.h>
 
 #include <filesystem>
-#include <memory>
-#include <string>
-#include <vector>
+#include <iomanip>
+#include <map>
+#include <sstream>
 
+#include "control/IptvStartTestCommand.h"
+#include "control/IptvStopTestCommand.h"
+#include "control/PortRequests.h"
 #include "msgset/iptvcd_1.h"
 #include "orv/core/test_result_manager.h"
+#include "orv/framework/command_status_manager.h"
 #include "orv/framework/rpc_manager.h"
+#include "orv/framework/task_manager.h"
+#include "orv/ids/core_ids.h"
 #include "orv/ids/framework_ids.h"
 #include "orv/ids/iptv_ids.h"
+#include "orv/ids/l2l3_ids.h"
 #include "results/IptvResultsManager.h"
 #include "scripted_port.h"
 #include "test_project.h"
@@ -22,14 +29,24 @@
 namespace results_test {
 
 using namespace orv;  // NOLINT: tests
+using framework::CScriptable;
 using iptvcd_1_bll::stblock_event_s;
 using iptvcd_1_bll::stbox_event_s;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing_aids::Answer;
+using testing_aids::ScriptedPort;
+using testing_aids::TestProject;
+
+using Texts = std::vector<std::string>;
 
 constexpr std::int64_t kMs = 100000;  ///< port ticks
 
 /// A view of `channel` from `start_ms` on for a second; the first packet comes 20 ms after the join, the last
 /// one 10 ms after the leave.
-inline stbox_event_s MakeView(std::uint32_t settop, std::uint16_t channel, std::int64_t start_ms) {
+inline stbox_event_s MakeView(std::uint32_t settop, std::uint16_t channel, std::int64_t start_ms = 0) {
     stbox_event_s ev;
     ev.settop_index = settop;
     ev.viewed_channel = channel;
@@ -41,26 +58,109 @@ inline stbox_event_s MakeView(std::uint32_t settop, std::uint16_t channel, std::
     ev.total_mcast_packets = 1000;
     return ev;
 }
+/// One whose channel never came.
+inline stbox_event_s MakeFailedView(std::uint32_t settop, std::uint16_t channel) {
+    stbox_event_s ev = MakeView(settop, channel);
+    ev.first_mcast_pkt_ts = ev.last_mcast_pkt_ts = 0;
+    return ev;
+}
+
+inline stblock_event_s EventsOf(const CScriptable& block, std::vector<stbox_event_s> events) {
+    return {block.GetHandle(), std::move(events), {}};
+}
+
+/// Sets properties: "Name Evening Duration 7.5", values with blanks in quotes.
+inline void SetAll(CScriptable& object, const std::string& values) {
+    std::istringstream in(values);
+    for (std::string name, value; in >> name >> std::quoted(value);) object.Set(name.c_str(), value);
+}
+
+inline void Yield(int ms = 100) {
+    framework::CTaskManager::Instance().CtmYield(ms);
+}
+inline void After(int ms, std::function<void()> action) {
+    framework::CTaskManager::Instance().PostAfter(std::chrono::milliseconds(ms), std::move(action));
+}
+
+/// The port says that its test has ended.
+inline void SendEnd(ScriptedPort& port) {
+    tm::Message end;
+    end.set_request_name("iptvcd_1.EOTNotification");
+    port.Notify(end);
+}
+inline void End(ScriptedPort& port) {
+    SendEnd(port);
+    Yield();
+}
+inline void Report(ScriptedPort& port, const std::vector<stblock_event_s>& blocks) {
+    tm::Message message;
+    iptvcd_1_bll::create_req_ResultsNotification(&message, blocks, true);
+    port.Notify(message);
+}
+/// The port responds to all requests, and does something besides when it is sent some of them.
+inline void On(ScriptedPort& port, std::map<std::string, std::function<void()>> actions) {
+    port.answer = [actions = std::move(actions)](const tm::Message& request) {
+        for (const auto& [operation, action] : actions)
+            if (request.get_request_name() == "iptvcd_1." + operation) action();
+        return Answer::Respond;
+    };
+}
+/// An answer that refuses one operation.
+inline auto Refuse(const std::string& operation) {
+    return [operation](const tm::Message& request) {
+        return request.get_request_name() == "iptvcd_1." + operation ? Answer::Fault : Answer::Respond;
+    };
+}
+
+inline void SetAddress(const core::CEmulatedDevice& device, const std::string& address) {
+    TestProject::LayerOf(device, address.find(':') < address.size() ? "Ipv6If" : "Ipv4If")
+        .Set("Address", address);
+}
+
+/// The lines of a log that begin so, without the beginning.
+inline Texts LinesOf(const Texts& log, const std::string& beginning) {
+    Texts lines;
+    for (const std::string& line : log)
+        if (line.starts_with(beginning)) lines.push_back(line.substr(beginning.size()));
+    return lines;
+}
+
+class PortsTest : public testing::Test {
+  protected:
+    explicit PortsTest(framework::ClockKind clock = framework::ClockKind::Virtual) : project(clock) {}
+    ~PortsTest() override { framework::CRpcManager::Instance().Reset(); }
+
+    static iptv::CIptvResultsManager& Manager() { return *iptv::CIptvResultsManager::GetResultsManager(); }
+    static bool IsRunning() { return iptv::CIptvResultsManager::IsTestRunning(); }
+    static bool IsEnabled(const CScriptable& block, common::ClassId command) {
+        return framework::CCommandStatusManager::Instance().GetCommandStatus(block.GetHandle(), command);
+    }
+    /// The results of the last test, or null.
+    CScriptable* Results() {
+        const auto all = project.Root().GetObjects("IptvTestResults", common::kParentChild);
+        return all.empty() ? nullptr : all.back();
+    }
+    template <class T>
+    T& Make() {
+        return framework::CScriptableCreator().Make<T>(&project.Root());
+    }
+
+    TestProject project;
+    core::CPort& p1 = project.MakePort("P1");
+    core::CPort& p2 = project.MakePort("P2");
+    ScriptedPort far1{p1};
+    ScriptedPort far2{p2};
+};
 
 /// Block A (IPv4) on port P1, block B (IPv6) on port P2.
-class ResultsTest : public testing::Test {
+class ResultsTest : public PortsTest {
   protected:
-    explicit ResultsTest(framework::ClockKind clock = framework::ClockKind::Virtual)
-        : folder_(MakeFolder()),
-          project(clock),
-          p1(project.MakePort("P1")),
-          p2(project.MakePort("P2")),
-          far1(p1),
-          far2(p2) {
-        manager_db = core::MakeSqliteTestResultManager(folder_.string());
-    }
+    using PortsTest::PortsTest;
     ~ResultsTest() override {
         framework::CRpcManager::Instance().Reset();
         manager_db.reset();
         std::filesystem::remove_all(folder_);
     }
-
-    static iptv::CIptvResultsManager& Manager() { return *iptv::CIptvResultsManager::GetResultsManager(); }
 
     /// As the start of a test does it: the database is open, the notifications of both ports are registered.
     void Start(iptv::TestKind kind = {}, double join_fail_threshold = 0) {
@@ -72,47 +172,23 @@ class ResultsTest : public testing::Test {
         a.SetBaseStbIndex(0);
         b.SetBaseStbIndex(100);
         manager_db->StartInteractive();
-        manager_db->SetTestResultSetting({"IPTV_Test_Results", "test", ""});
-        manager_db->SaveConfiguration(true);
-        Manager().SetDatabasePath(manager_db->GetDatabasePath());
+        UseDatabase({"IPTV_Test_Results", "test", ""});
         Manager().SetPortCount(2);
-        for (core::CPort* port : {&p1, &p2}) Register(*port);
+        for (core::CPort* port : {&p1, &p2}) {
+            Manager().AddRegistration(iptv::RegisterForNotifications(
+                *port, {}, 1000, Manager().GetResultsDelegate(), Manager().GetEndTestDelegate()));
+        }
         Manager().SetTestRunning(true);
     }
-
-    void Register(const core::CPort& port) {
-        auto& rpc = framework::CRpcManager::Instance();
-        iptv::deregHandles handles;
-        handles.port = port.GetHandle();
-        int id = 0;
-        tm::Message results;
-        iptvcd_1_bll::create_req_RegisterResultsNotify(&results, {}, 1000, true);
-        rpc.RegisterForNotification(port.GetMessenger(), results, "iptvcd_1.ResultsNotification",
-                                    Manager().GetResultsDelegate(), nullptr, &id);
-        handles.results_id = static_cast<std::uint32_t>(id);
-        tm::Message end;
-        iptvcd_1_bll::create_req_RegisterEOTNotify(&end, 1000, true);
-        rpc.RegisterForNotification(
-            port.GetMessenger(), end, "iptvcd_1.EOTNotification", Manager().GetEndTestDelegate(),
-            reinterpret_cast<void*>(static_cast<std::uintptr_t>(port.GetHandle())), &id);
-        handles.end_test_id = static_cast<std::uint32_t>(id);
-        Manager().AddRegistration(handles);
+    void UseDatabase(const core::TestResultSetting& setting) {
+        manager_db->SetTestResultSetting(setting);
+        manager_db->SaveConfiguration(true);
+        Manager().SetDatabasePath(manager_db->GetDatabasePath());
     }
-
-    static stblock_event_s EventsOf(const iptv::CIptvStbBlockConfig& block,
-                                    std::vector<stbox_event_s> events) {
-        return {block.GetHandle(), std::move(events), {}};
-    }
-
     std::string DatabasePath() const { return (folder_ / "test.db").string(); }
 
-    std::filesystem::path folder_;
-    testing_aids::TestProject project;
-    core::CPort& p1;
-    core::CPort& p2;
-    testing_aids::ScriptedPort far1;
-    testing_aids::ScriptedPort far2;
-    std::unique_ptr<core::TestResultManager> manager_db;
+    const std::filesystem::path folder_ = MakeFolder();
+    std::unique_ptr<core::TestResultManager> manager_db = core::MakeSqliteTestResultManager(folder_.string());
     iptv::CIptvChannelBlock& news = project.MakeChannelBlock("News", 1, 8);
     iptv::CIptvChannelBlock& films = project.MakeChannelBlock("Films", 11, 8, true);
     iptv::CIptvViewedChannels& low = project.MakeRange(news, 1, 4, "Low");
@@ -131,11 +207,8 @@ class ResultsTest : public testing::Test {
     }
 };
 
-/// What a query selects: titles of the columns, and rows as texts (NULL as "null").
-struct Table {
-    std::vector<std::string> titles;
-    std::vector<std::vector<std::string>> rows;
-};
+/// Rows as texts (NULL as "null").
+using Rows = std::vector<std::vector<std::string>>;
 
 /// A reader's own connection. An error is a failure of the test.
 class Reader {
@@ -147,31 +220,30 @@ class Reader {
     Reader(const Reader&) = delete;
     Reader& operator=(const Reader&) = delete;
 
-    Table Query(const std::string& sql, int data_set = 1) const {
-        Table table;
+    /// `sql` may name the data set, which is the first one.
+    Rows Query(const std::string& sql) const {
+        Rows rows;
         sqlite3_stmt* statement = nullptr;
         EXPECT_EQ(sqlite3_prepare_v2(db_, sql.c_str(), -1, &statement, nullptr), SQLITE_OK)
             << sqlite3_errmsg(db_) << " in " << sql;
-        if (!statement) return table;
+        if (!statement) return rows;
         const int parameter = sqlite3_bind_parameter_index(statement, "@DataSetId");
-        if (parameter > 0) sqlite3_bind_int(statement, parameter, data_set);
-        const int columns = sqlite3_column_count(statement);
-        for (int i = 0; i < columns; ++i) table.titles.emplace_back(sqlite3_column_name(statement, i));
+        if (parameter > 0) sqlite3_bind_int(statement, parameter, 1);
         int step = SQLITE_ROW;
         while ((step = sqlite3_step(statement)) == SQLITE_ROW) {
-            auto& row = table.rows.emplace_back();
-            for (int i = 0; i < columns; ++i) {
+            auto& row = rows.emplace_back();
+            for (int i = 0; i < sqlite3_column_count(statement); ++i) {
                 const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement, i));
                 row.emplace_back(text ? text : "null");
             }
         }
         EXPECT_EQ(step, SQLITE_DONE) << sqlite3_errmsg(db_);
         sqlite3_finalize(statement);
-        return table;
+        return rows;
     }
-    std::string Get(const std::string& sql, int data_set = 1) const {
-        const Table table = Query(sql, data_set);
-        return table.rows.empty() ? "nothing" : table.rows.front().front();
+    std::string Get(const std::string& sql) const {
+        const Rows rows = Query(sql);
+        return rows.empty() ? "nothing" : rows.front().front();
     }
 
   private:

@@ -2,6 +2,7 @@
 
 #include <map>
 #include <sstream>
+#include <utility>
 
 #include "orv/core/project.h"
 #include "orv/framework/handle_registry.h"
@@ -20,14 +21,16 @@ namespace {
 
 class TreeText {
   public:
-    std::string Describe(const CScriptable& object) {
-        labels_.clear();
+    TreeText() {
         const CScriptable& project = *orv::core::CProject::GetCurrentActiveInstance();
-        for (const CScriptable* root : {&project, &object}) Label(*root);
-        text_.clear();
-        for (const CScriptable* root : {&project, &object}) Add(*root, 0);
-        return text_;
+        for (const CScriptable* root : {&project, static_cast<const CScriptable*>(&CSequencer::Instance())})
+            Label(*root);
+        for (const CRelationMeta* relation : CRelationManager::Instance().GetRelations())
+            if (relation->type != common::kParentChild.type) relations_[relation->name] = relation->type;
+        Add(project, 0);
+        Add(CSequencer::Instance(), 0);
     }
+    std::string text;
 
   private:
     void Label(const CScriptable& root) {
@@ -39,66 +42,51 @@ class TreeText {
             const std::string& type = object->GetMetaClass()->GetName();
             const bool unnamed = object->GetName() == type + " " + std::to_string(object->GetHandle());
             labels_[object->GetHandle()] =
-                unnamed ? type + " #" + std::to_string(++numbers[type]) : type + " " + object->GetName();
+                type + " " + (unnamed ? "#" + std::to_string(++numbers[type]) : object->GetName());
         }
     }
-
     std::string GetLabel(std::uint32_t handle) const {
         const auto found = labels_.find(handle);
         return found == labels_.end() ? "nothing" : found->second;
     }
-
-    std::string GetValue(const CScriptable& object, const CPropertyMeta& property) const {
-        std::string value;
-        object.Get(property.id, value);
-        if (property.type != PropertyType::Handle) return value;
-        std::istringstream handles(value);
-        std::string labels;
-        for (std::uint32_t handle = 0; handles >> handle;)
-            labels += (labels.empty() ? "" : ", ") + GetLabel(handle);
-        return labels;
-    }
-
     void Add(const CScriptable& object, std::size_t depth) {
         const auto add_line = [&](std::size_t at, const std::string& line) {
-            text_ += std::string(2 * at, ' ') + line + "\n";
+            text += std::string(2 * at, ' ') + line + "\n";
         };
         const bool registered = CNotificationService::Instance().IsRegistered(object.GetHandle());
         add_line(depth, GetLabel(object.GetHandle()) + (registered ? " (registered)" : ""));
         for (const CPropertyMeta* property : object.GetMetaClass()->GetProperties()) {
-            const bool of_no_interest = property->transient || property->id == orv::ids::Scriptable::Name;
             std::string value;
             object.Get(property->id, value);
-            if (!of_no_interest && value != property->Format(property->default_value))
-                add_line(depth + 1, property->name + ": " + GetValue(object, *property));
+            if (property->transient || property->id == orv::ids::Scriptable::Name ||
+                value == property->Format(property->default_value))
+                continue;
+            if (property->type == PropertyType::Handle) {
+                std::istringstream handles(std::exchange(value, ""));
+                for (std::uint32_t handle = 0; handles >> handle;)
+                    value += (value.empty() ? "" : ", ") + GetLabel(handle);
+            }
+            add_line(depth + 1, property->name + ": " + value);
         }
-        for (const auto& [name, type] : GetRelationTypes()) {
-            ScriptableVec targets;
-            object.GetObjects(targets, CScriptable::CLASS_ID(), {type, 0});
-            for (const CScriptable* target : targets)
+        ScriptableVec related;
+        for (const auto& [name, type] : relations_) {
+            object.GetObjects(related, CScriptable::CLASS_ID(), {type, 0});
+            for (const CScriptable* target : std::exchange(related, {}))
                 add_line(depth + 1, name + " -> " + GetLabel(target->GetHandle()));
         }
-        ScriptableVec children;
-        object.GetObjects(children, CScriptable::CLASS_ID(), common::kParentChild);
-        for (const CScriptable* child : children)
+        object.GetObjects(related, CScriptable::CLASS_ID(), common::kParentChild);
+        for (const CScriptable* child : related)
             if (!child->IsDeleted()) Add(*child, depth + 1);
     }
 
-    static std::map<std::string, std::uint32_t> GetRelationTypes() {
-        std::map<std::string, std::uint32_t> types;
-        for (const CRelationMeta* relation : CRelationManager::Instance().GetRelations())
-            if (relation->type != common::kParentChild.type) types[relation->name] = relation->type;
-        return types;
-    }
-
     std::map<std::uint32_t, std::string> labels_;
-    std::string text_;
+    std::map<std::string, std::uint32_t> relations_;
 };
 
 }  // namespace
 
 std::string DescribeProjectAndSequence() {
-    return TreeText().Describe(CSequencer::Instance());
+    return TreeText().text;
 }
 
 }  // namespace wizard_test

@@ -1,16 +1,10 @@
 // The wizard's objects by themselves: settings that are mirrored, and settings that set others.
-#include <utility>
-
 #include "wizard/wizard_fixture.h"
 
 namespace {
 
 using namespace wizard_test;  // NOLINT: a test
 using framework::PropertyType;
-
-std::vector<CScriptable*> Configs(testing_aids::TestProject& project) {
-    return project.Root().GetObjects("IptvWizardTestConfig", common::kParentChild);
-}
 
 std::string AnotherValue(const framework::CPropertyMeta& property) {
     switch (property.type) {
@@ -31,41 +25,31 @@ std::string AnotherValue(const framework::CPropertyMeta& property) {
 }
 
 TEST_F(WizardTest, SettingsOfTheCommandAreThoseOfTheTest) {
-    auto& finish = scene.Make("IptvWizardFinishCommand", project.Root(), {{"Name", "Finish"}});
-    ASSERT_EQ(Configs(project).size(), 1u) << "the first change of all makes one";
-    finish.Set("TestName", "Evening");
-    const CScriptable& config = *Configs(project).front();
-    EXPECT_EQ(config.Get("TestName"), "Evening");
-
+    auto& finish = scene.Make("IptvWizardFinishCommand", project.Root(), "Name Finish");
+    const auto configs = project.Root().GetObjects("IptvWizardTestConfig", common::kParentChild);
+    ASSERT_EQ(configs.size(), 1u) << "the first change of all makes one";
+    const CScriptable& config = *configs.front();
     const auto& settings = finish.GetMetaClass()->GetDefinition().own_properties;
     EXPECT_EQ(settings.size(), 15u);
     for (const auto& setting : settings) {
-        const auto* same = config.GetMetaClass()->FindProperty(setting.name);
-        ASSERT_TRUE(same) << setting.name;
+        SCOPED_TRACE(setting.name);
+        const char* name = setting.name.c_str();
         const std::string value = AnotherValue(setting);
         // Without any setting the test is the same with and without the command.
-        EXPECT_EQ(setting.Format(setting.default_value), same->Format(same->default_value)) << setting.name;
-        EXPECT_NE(value, setting.Format(setting.default_value)) << setting.name;
-        finish.Set(setting.name.c_str(), value);
-        EXPECT_EQ(config.Get(setting.name.c_str()), value) << setting.name;
+        EXPECT_EQ(setting.Format(setting.default_value), config.Get(name));
+        EXPECT_NE(value, config.Get(name));
+        finish.Set(name, value);
+        EXPECT_EQ(config.Get(name), value);
     }
-    EXPECT_EQ(Configs(project).size(), 1u);
-}
-
-TEST_F(WizardTest, ANewCommandShowsTheSettingsOfTheTest) {
-    CScriptable& config = scene.Config();
-    const auto& settings =
-        framework::CMetaClassManager::Instance().GetClass("IptvWizardFinishCommand")->GetDefinition();
-    for (const auto& setting : settings.own_properties)
-        config.Set(setting.name.c_str(), AnotherValue(setting));
     const std::string before = DescribeProjectAndSequence();
-    auto& finish = scene.Make("IptvWizardFinishCommand", project.Root());
-    for (const auto& setting : settings.own_properties)
-        EXPECT_EQ(finish.Get(setting.name.c_str()), AnotherValue(setting)) << setting.name;
-    finish.Set("TestEnv", "TESTING");
+    // A new command shows them.
+    auto& another = scene.Make("IptvWizardFinishCommand", project.Root());
+    for (const auto& setting : settings)
+        EXPECT_EQ(another.Get(setting.name.c_str()), AnotherValue(setting)) << setting.name;
+    another.Set("TestEnv", "TESTING");
     EXPECT_EQ(config.Get("TestEnv"), "TESTING") << "a default that is a change";
-    config.Set("TestEnv", finish.GetMetaClass()->FindProperty("TestEnv")->enumeration->values.back().first);
-    finish.Delete();
+    another.Set("TestEnv", finish.Get("TestEnv"));
+    another.Delete();
     EXPECT_EQ(DescribeProjectAndSequence(), before);
 }
 
@@ -90,8 +74,7 @@ TEST_F(WizardTest, ChannelsShareTheRateOfAPreset) {
         sources.Set(ids::IptvWizardMcastSources::NumOfChannels, wanted.channels);
         sources.SetChannelRate(99);
         sources.Set("ChannelRatePreset", wanted.preset);
-        EXPECT_EQ(sources.GetDouble(ids::IptvWizardMcastSources::ChannelRate), wanted.rate)
-            << wanted.preset << " for " << wanted.channels;
+        EXPECT_EQ(sources.GetDouble(ids::IptvWizardMcastSources::ChannelRate), wanted.rate) << wanted.preset;
     }
 }
 

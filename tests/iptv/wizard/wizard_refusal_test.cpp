@@ -1,7 +1,4 @@
-// When the wizard does not begin at all, what it only warns of, and which start command it runs.
-#include "orv/framework/task_manager.h"
-#include "results/IptvResultsManager.h"
-#include "wizard/IptvWizardManager.h"
+// When the wizard does not begin at all, what it only warns of, and what is left when it cannot finish.
 #include "wizard/wizard_fixture.h"
 
 namespace {
@@ -10,19 +7,26 @@ using namespace wizard_test;  // NOLINT: a test
 using framework::CCommand;
 using iptv::CIptvResultsManager;
 
-class WizardRefusalTest : public WizardTest {
+class WizardRefusalTest : public testing::Test {
   protected:
-    WizardRefusalTest() : good{scene} { EXPECT_EQ(scene.Finish(), ""); }
+    WizardRefusalTest() { EXPECT_EQ(good.s.Finish(), kDone); }
 
     void ExpectRefusal(const std::string& what) {
         const std::string before = DescribeProjectAndSequence();
-        EXPECT_EQ(scene.Finish(), "The IPTV wizard cannot replace " + what);
+        EXPECT_EQ(good.s.Finish(), "The IPTV wizard cannot replace " + what);
         EXPECT_EQ(DescribeProjectAndSequence(), before);
+    }
+    void ExpectRefusalFor(const CCommand& command) {
+        ExpectRefusal(command.Describe() + " while it is under way. Cancel it, or wait for its end.");
+    }
+    CCommand& MakeCommand(const std::string& class_name, CScriptable& parent,
+                          const std::string& values = "") {
+        return dynamic_cast<CCommand&>(good.s.Make(class_name, parent, values));
     }
     /// Looks at something while a command of several seconds runs.
     static void While(CCommand& command, const std::function<void()>& look) {
         int looked = 0;
-        framework::CTaskManager::Instance().PostAfter(std::chrono::seconds(1), [&] {
+        After(1000, [&] {
             EXPECT_EQ(command.GetCommandState(), CCommand::COMMAND_RUNNING);
             look();
             ++looked;
@@ -31,11 +35,13 @@ class WizardRefusalTest : public WizardTest {
         EXPECT_EQ(looked, 1);
     }
 
+    LogCapture log;
     Good good;
+    CSequencer& sequencer = CSequencer::Instance();
+    CScriptable& root = good.project.Root();
 };
 
 TEST_F(WizardRefusalTest, WhileSomethingRuns) {
-    auto& sequencer = CSequencer::Instance();
     sequencer.Set(ids::Sequencer::State, std::uint8_t{CSequencer::SEQUENCER_RUNNING});
     ExpectRefusal("the sequence while it runs. Stop it, or wait for its end.");
     sequencer.Set(ids::Sequencer::State, std::uint8_t{CSequencer::SEQUENCER_IDLE});
@@ -51,110 +57,152 @@ TEST_F(WizardRefusalTest, WhileSomethingRuns) {
     results.SetTestRunning(false);
     ExpectRefusal("an IPTV test whose ports are still stopping. Wait for its end.");
     CIptvResultsManager::StopRunning();
-    EXPECT_EQ(scene.Finish(), "");
+    EXPECT_EQ(good.s.Finish(), kDone);
 }
 
 TEST_F(WizardRefusalTest, WhileACommandIsUnderWayThatWouldGo) {
-    auto& loop = scene.Make("SequencerLoopCommand", CSequencer::Instance());
-    const std::pair<const char*, CScriptable*> cases[] = {
-        {"WaitCommand", &CSequencer::Instance()},
-        {"WaitCommand", &loop},
-        {"IptvStartTestCommand", &project.Root()},
-        {"IptvStopTestCommand", &project.Root()},
-        {"IptvWaitForTestCompletionCommand", &project.Root()},
-    };
-    for (const auto& [class_name, parent] : cases) {
-        auto& command = dynamic_cast<CCommand&>(scene.Make(class_name, *parent, {{"Name", "Busy"}}));
+    CScriptable& loop = good.s.Make("SequencerLoopCommand", sequencer);
+    for (const auto& [class_name, parent] : {std::pair<const char*, CScriptable*>{"WaitCommand", &sequencer},
+                                             {"WaitCommand", &loop},
+                                             {"IptvStartTestCommand", &root},
+                                             {"IptvStopTestCommand", &root},
+                                             {"IptvWaitForTestCompletionCommand", &root}}) {
+        CCommand& command = MakeCommand(class_name, *parent, "Name Busy");
         command.Execute(true);
-        ExpectRefusal(command.Describe() + " while it is under way. Cancel it, or wait for its end.");
+        ExpectRefusalFor(command);
         command.Cancel();
-        framework::CTaskManager::Instance().CtmYield(1);
+        Yield(1);
         ASSERT_EQ(command.GetCommandState(), CCommand::COMMAND_CANCELLED);
     }
-    auto& in_sequence = dynamic_cast<CCommand&>(
-        scene.Make("WaitCommand", CSequencer::Instance(), {{"Name", "Waits"}, {"WaitTime", "5"}}));
-    While(in_sequence, [this] {
-        ExpectRefusal("WaitCommand \"Waits\" while it is under way. Cancel it, or wait for its end.");
-    });
-    auto& other = dynamic_cast<CCommand&>(scene.Make("WaitCommand", project.Root(), {{"WaitTime", "5"}}));
-    While(other, [this] { EXPECT_EQ(scene.Finish(), "") << "it has nothing to do with a test"; });
+    CCommand& in_sequence = MakeCommand("WaitCommand", sequencer, "WaitTime 5");
+    While(in_sequence, [&] { ExpectRefusalFor(in_sequence); });
+    While(MakeCommand("WaitCommand", root, "WaitTime 5"),
+          [this] { EXPECT_EQ(good.s.Finish(), kDone) << "it has nothing to do with a test"; });
 }
 
 TEST_F(WizardRefusalTest, InsideTheSequence) {
-    auto& sequencer = CSequencer::Instance();
-    auto& inside = dynamic_cast<CCommand&>(scene.Make("IptvWizardFinishCommand", sequencer));
+    CCommand& inside = MakeCommand("IptvWizardFinishCommand", sequencer);
     EXPECT_THROW(inside.Execute(false), common::COrvRunTimeError);
     EXPECT_EQ(inside.GetStatus(), "The IPTV wizard replaces the sequence and cannot be a part of it.");
     EXPECT_EQ(sequencer.GetCommands().back(), &inside);
 }
 
-TEST_F(WizardRefusalTest, RunsTheStartCommandOfTheProject) {
-    auto& manager = *iptv::CIptvWizardManager::GetWizardManager();
-    manager.CleanUp();
-    const auto& users = scene.Make("IptvStartTestCommand", project.Root());
-    manager.SetupIptvSequencer();
-    EXPECT_EQ(users.GetParent(), &CSequencer::Instance());
-
-    log.Take();
-    const std::string before = DescribeProjectAndSequence();
-    EXPECT_THROW(manager.SetupIptvSequencer(), common::COrvRunTimeError) << "it is in the sequence";
-    EXPECT_THAT(log.Take(),
-                testing::Contains("content.mulvane.iptv Error: BAD OBJECT ERROR: Internal Error. Failed to "
-                                  "get object CIptvStartTestCommand from CProject in "
-                                  "CIptvWizardManager::SetupIptvSequencer"));
-    EXPECT_EQ(DescribeProjectAndSequence(), before);
-}
-
 TEST(WizardWarnings, TellOfWhatDoesNotFitTheIpVersion) {
     const auto filter_by_ipv6 = [](Good& g) {
-        SetAll(g.sources, {{"SourceFilterEnable", "true"}, {"UseNetworkBlockSources", "true"}});
-        g.s.Make("Ipv6NetworkBlock", g.sources, {{"Name", "v6"}});
+        SetAll(g.sources, "SourceFilterEnable true UseNetworkBlockSources true");
+        g.s.Make("Ipv6NetworkBlock", g.sources, "Name v6");
+    };
+    const auto send_from_ipv6 = [](Good& g) {
+        g.sources.Set("TrafHostList", Handle(g.s.MakeDevice(&g.from, "Six", {.ipv6 = true})));
+    };
+    const auto set_version = [](const char* version) {
+        return [version](Good& g) { g.boxes.Set("IgmpMldVersion", version); };
     };
     const std::string streams =
         "Error: IP version for the source and destination bindings for stream block are not the same. On "
         "Port From";
+    const std::string boxes = "Warn: IptvWizardStbBlock \"Boxes\" on Homes ";
     const struct {
         std::function<void(Good&)> change;
-        std::vector<std::string> told;
+        Texts told;
         const char* stays;
     } cases[] = {
         {[](Good&) {}, {}, "IgmpHostConfig"},
-        {[](Good& g) { g.boxes.Set("IgmpMldVersion", "IGMP_V3"); }, {}, "Version: IGMP_V3"},
-        {[](Good& g) { g.boxes.Set("IgmpMldVersion", "MLD_V1"); },
-         {"Warn: IptvWizardStbBlock \"Boxes\" on Homes has the version MLD_V1, which does not fit a test of "
-          "IPv4."},
+        {set_version("IGMP_V3"), {}, "Version: IGMP_V3"},
+        {set_version("MLD_V1"),
+         {boxes + "has the version MLD_V1, which does not fit a test of IPv4."},
          "Version: MLD_V1"},
         {[](Good& g) { g.config.Set("IpVersion", "IPV6"); },
-         {streams,
-          "Warn: IptvWizardStbBlock \"Boxes\" on Homes uses Ipv4If \"top\", which does not fit a test of "
-          "IPv6."},
+         {streams, boxes + "uses Ipv4If \"top\", which does not fit a test of IPv6."},
          "UsesIf -> Ipv4If top"},
         {filter_by_ipv6,
          {"Warn: IptvWizardMcastSources \"Sources\" on From filters by the sources of Ipv6NetworkBlock "
-          "\"v6\", "
-          "which does not fit a test of IPv4."},
+          "\"v6\", which does not fit a test of IPv4."},
          "Ipv6NetworkBlock #1 (registered)"},
-        {[](Good& g) {
-             auto& six = g.s.MakeDevice(&g.from, "Six", {.ipv6 = true});
-             g.sources.Set("TrafHostList", Handle(six));
-         },
-         {streams},
-         "SrcBinding -> Ipv6If"},
+        {send_from_ipv6, {streams}, "SrcBinding -> Ipv6If"},
     };
-    testing_aids::LogCapture log;
+    LogCapture log;
     for (const auto& wanted : cases) {
-        testing_aids::TestProject own;
-        WizardScene own_scene(own);
-        Good good{own_scene};
-        own_scene.Child(good.homes, "Ipv4If").Set("Name", std::string("top"));
+        Good good;
+        good.s.Child(good.homes, "Ipv4If").Set("Name", std::string("top"));
         wanted.change(good);
-        EXPECT_EQ(own_scene.Finish(), "");
-        std::vector<std::string> told;
-        const std::string user = "user.iptv ";
-        for (const std::string& line : log.Take())
-            if (line.starts_with(user)) told.push_back(line.substr(user.size()));
-        EXPECT_EQ(told, wanted.told);
-        EXPECT_THAT(DescribeProjectAndSequence(), testing::HasSubstr(wanted.stays));
+        EXPECT_EQ(good.s.Finish(), kDone);
+        EXPECT_EQ(LinesOf(log.Take(), "user.iptv "), wanted.told);
+        EXPECT_THAT(DescribeProjectAndSequence(), HasSubstr(wanted.stays));
+    }
+}
+
+const std::string kNotGot = "iptv Error: BAD OBJECT ERROR: Internal Error. Failed to get object ";
+const std::string kNoChannels = "A viewed channel was configured with no matching channel block.";
+
+using Change = std::function<void(Good&)>;
+Change SetSources(const std::string& values) {
+    return [values](Good& g) { SetAll(g.sources, values); };
+}
+Change SetRangeEnd(const char* end) {
+    return [end](Good& g) { g.boxes.Set("ChannelRangeEnd", end); };
+}
+
+TEST(WizardFailures, AFailureLeavesTheSequenceAndIsCleanedUpByTheNextRun) {
+    const Change no_filter = SetSources("SourceFilterEnable false UseNetworkBlockSources false");
+    const Change no_generator_config = [](Good& g) {
+        CScriptable& generator = g.s.Child(g.from, "Generator");
+        generator.Set("Name", std::string("Gen"));
+        g.s.Child(generator, "GeneratorConfig").Delete();
+    };
+    const auto take_top = [](CScriptable& device) { device.SetObjects({}, ids::relations::TopLevelIf); };
+    const struct {
+        Change spoil;
+        Change repair;       ///< none: as in other cases
+        std::string text;    ///< its end
+        std::string logged;  ///< a part
+    } cases[] = {
+        {SetRangeEnd("5"), SetRangeEnd("4"), kNoChannels, "Error: PRECONDITION ERROR: " + kNoChannels},
+        {SetSources("NumOfChannels 0"), SetSources("NumOfChannels 4"), kNoChannels,
+         "user.iptv Warn: IptvWizardMcastSources \"Sources\" on From has no channels."},
+        {[](Good& g) { g.s.Child(g.from, "Generator").Delete(); }, nullptr, "Generator associated with From",
+         kNotGot + "Generator from Port in"},
+        {no_generator_config, nullptr, "GeneratorConfig associated with Gen",
+         kNotGot + "GeneratorConfig from Generator in"},
+        {[](Good& g) { g.s.Child(g.to, "Analyzer").Delete(); }, [](Good& g) { g.s.Make("Analyzer", g.to); },
+         "Analyzer associated with To", kNotGot + "Analyzer from anaIterator in"},
+        {SetSources("SourceFilterEnable true"), no_filter, "Failed in relation addition.",
+         "Failed adding relation between IptvChannelBlock and EmulatedDevice in"},
+        {SetSources("SourceFilterEnable true UseNetworkBlockSources true"), no_filter,
+         "NetworkBlock associated with Sources", kNotGot + "NetworkBlock from IptvWizardMcastSources in"},
+        {SetSources("TrafHostList 4000000000"), nullptr, "EmulatedDevice associated with Sources",
+         kNotGot + "EmulatedDevice from TrafHostList in"},
+        {[&](Good& g) { take_top(g.server); }, nullptr, "NetworkInterface associated with Server",
+         kNotGot + "NetworkInterface from EmulatedDevice in CIptvWizardMcastSources"},
+        {[&](Good& g) { take_top(g.homes); }, nullptr, "NetworkInterface associated with Homes",
+         kNotGot + "NetworkInterface from EmulatedDevice in CIptvWizardStbBlock"},
+    };
+    LogCapture log;
+    for (const auto& wanted : cases) {
+        SCOPED_TRACE(wanted.text);
+        Good good;
+        std::vector<std::uint32_t> users{good.s.Make("WaitCommand", good.project.Root()).GetHandle()};
+        CSequencer& sequencer = CSequencer::Instance();
+        sequencer.InsertCommands(users);
+
+        wanted.spoil(good);
+        log.Take();
+        EXPECT_THAT(good.s.Finish(), testing::EndsWith(wanted.text));
+        EXPECT_THAT(log.Take(), Contains(HasSubstr(wanted.logged)));
+        ASSERT_EQ(sequencer.GetCommands().size(), 1u);
+        EXPECT_EQ(sequencer.GetCommands()[0]->GetHandle(), users[0]);
+
+        if (!wanted.repair) continue;
+        wanted.repair(good);
+        ASSERT_EQ(good.s.Finish(), kDone);
+        const std::string tree = DescribeProjectAndSequence();
+        for (const std::string one :
+             {"Ipv4Group", "IptvChannelBlock", "StreamBlock", "IgmpHostConfig", "IptvStbBlockConfig",
+              "IptvViewedChannels", "IptvViewingProfileConfig", "GeneratorStopCommand"}) {
+            EXPECT_THAT(tree, HasSubstr("  " + one + " #1"));
+            EXPECT_THAT(tree, testing::Not(HasSubstr("  " + one + " #2")));
+        }
+        EXPECT_THAT(tree, testing::Not(HasSubstr("  WaitCommand")));
     }
 }
 
