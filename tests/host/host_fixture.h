@@ -13,7 +13,6 @@
 
 namespace host_test {
 
-using orv::common::kChildParent;
 using orv::common::kParentChild;
 
 inline constexpr std::uint32_t kProjectClass = 0x6000;
