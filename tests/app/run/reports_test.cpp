@@ -20,7 +20,6 @@ namespace {
 
 using namespace testing_aids;  // NOLINT: a test
 using nlohmann::json;
-using orv::app::RunEnd;
 using orv::app::RunOutcome;
 using orv::app::TextTable;
 using testing::HasSubstr;
