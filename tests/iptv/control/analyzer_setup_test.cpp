@@ -175,9 +175,12 @@ TEST(AnalyzerSetup, EachRunStartsAnew) {
     s.project.Settle();
     EXPECT_EQ(s.Filters(), Zap(""));
 
+    LogCapture log;
+    s.analyzer.MarkDelete(true, true);  // takes no more filters
+    EXPECT_NE(FailureOf([&] { s.Apply({}).init_comparators(s.analyzer, s.block); }), kNothing);
+    EXPECT_THAT(log.Take(), Contains(HasSubstr("MEMORY ALLOCATION ERROR: for object: Analyzer16BitFilter")));
     s.analyzer.Delete();
     s.port.Set(ids::Port::Location, "//10.0.0.1/1/2");
-    LogCapture log;
     EXPECT_THAT(FailureOf([&] { s.Apply({}).init_analyzer(s.port, s.block); }),
                 HasSubstr("Analyzer associated with port //10.0.0.1/1/2"));
     EXPECT_THAT(log.Take(), Contains(HasSubstr("get object Analyzer from Port in")));

@@ -1,5 +1,6 @@
 // How a test ends.
 #include "control/IptvWaitForTestCompletionCommand.h"
+#include "orv/core/orv_system.h"
 #include "results_fixture.h"
 
 namespace {
@@ -45,6 +46,8 @@ TEST_F(EndOfTestTest, TheLastPortToEndEndsTheTest) {
     EXPECT_EQ(far1.Take(), kEnded);
     EXPECT_EQ(far2.Take(), kEnded);
     EXPECT_TRUE(Manager().GetPreviousViews().IsEmpty());
+    for (const char* of_tree : {"EotResultNode", "EotResultViewDefinition"})
+        EXPECT_THAT(core::COrvSystem::Instance().GetObjects(of_tree, common::kParentChild), IsEmpty());
     ReportView(far1, a, 2);
     EXPECT_EQ(Manager().GetNetChannelChanges(), 1) << "what comes after the end belongs to no test";
 }
