@@ -3,6 +3,8 @@
 #include <cstring>
 #include <stdexcept>
 
+#include "lab_relay/bytes.h"
+
 namespace orv::lab {
 
 namespace {
@@ -10,11 +12,6 @@ namespace {
 constexpr std::size_t kAddressBytes = 12;  // destination and source
 constexpr std::size_t kHeaderBytes = 14;
 constexpr std::uint16_t kIdMask = 0x0FFF;
-
-std::uint16_t Get16(std::span<const std::byte> bytes, std::size_t at) {
-    return static_cast<std::uint16_t>(std::to_integer<unsigned>(bytes[at]) << 8 |
-                                      std::to_integer<unsigned>(bytes[at + 1]));
-}
 
 void Put16(std::span<std::byte> bytes, std::size_t at, std::uint16_t value) {
     bytes[at] = static_cast<std::byte>(value >> 8);

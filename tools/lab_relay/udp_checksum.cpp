@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+#include "lab_relay/bytes.h"
+
 namespace orv::lab {
 
 namespace {
@@ -11,10 +13,6 @@ constexpr std::size_t kUdpHeaderBytes = 8;
 
 unsigned Get8(std::span<const std::byte> bytes, std::size_t at) {
     return std::to_integer<unsigned>(bytes[at]);
-}
-
-unsigned Get16(std::span<const std::byte> bytes, std::size_t at) {
-    return Get8(bytes, at) << 8 | Get8(bytes, at + 1);
 }
 
 std::uint64_t Sum(std::span<const std::byte> bytes) {

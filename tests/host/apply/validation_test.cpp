@@ -40,21 +40,21 @@ void ForProject(ValidationContext& context) {
 }
 
 template <auto Function>
-Validator::Function To() {
+Validator::Function Calls() {
     return Validator::Function::To<Function>();
 }
 
 constexpr char kThingNote[] = "thing", kSpecialNote[] = "special", kSecondNote[] = "special2";
 
 // Registered derived class first: the order of calls is not that of registration.
-const Validator special("Test", "Special", kSpecialThing, To<&Noting<kSpecialNote>>());
-const Validator special_too("Test", "SpecialToo", kSpecialThing, To<&Noting<kSecondNote>>());
-const Validator failing("Test", "Failing", kThing, To<&Failing>());
-const Validator thing("Test", "Thing", kThing, To<&Noting<kThingNote>>());
-const Validator disabled("Test", "Disabled", kThing, To<&Noting<kThingNote>>(), false);
-const Validator project("Test", "Project", kProjectClass, To<&ForProject>());
-const StaticRegisterValidator r1(&special), r2(&special_too), r3(&failing), r4(&thing), r5(&disabled),
-    r6(&project);
+const Validator special("Test", "Special", kSpecialThing, Calls<&Noting<kSpecialNote>>());
+const Validator special_too("Test", "SpecialToo", kSpecialThing, Calls<&Noting<kSecondNote>>());
+const Validator failing("Test", "Failing", kThing, Calls<&Failing>());
+const Validator thing("Test", "Thing", kThing, Calls<&Noting<kThingNote>>());
+const Validator disabled("Test", "Disabled", kThing, Calls<&Noting<kThingNote>>(), false);
+const Validator project_validator("Test", "Project", kProjectClass, Calls<&ForProject>());
+const StaticRegisterValidator v1(&special), v2(&special_too), v3(&failing), v4(&thing), v5(&disabled),
+    v6(&project_validator);
 
 class ValidationTest : public HostTest {
   protected:

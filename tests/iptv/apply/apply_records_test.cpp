@@ -81,12 +81,12 @@ struct RecordScene : ApplyScene {
     iptv::CIptvStbBlockConfig& block = project.MakeStbBlock(device, profile, {&range}, "Boxes");
 };
 
-using T = RecordScene;
+using Rec = RecordScene;
 
 /// An edit of the configuration, and what it makes of the record that is sent.
 template <class Record>
 struct Edit {
-    std::vector<EditOf<T>> parts;
+    std::vector<EditOf<Rec>> parts;
     std::function<void(Record&)> expect = {};
 };
 
@@ -112,7 +112,7 @@ TEST(ApplyRecords, Profile) {
         {{"Zap.UnicastJoinThreshold=18"}, [](P& p) { p.unicast_join_threshold = 18; }},
         {{"Zap.UnicastLeaveThreshold=19"}, [](P& p) { p.unicast_leave_threshold = 19; }},
     };
-    T scene({});
+    Rec scene({});
     Profile first;
     first.profile_handle = scene.profile.GetHandle();
     first.zap_changes_before_view = 1;
@@ -134,8 +134,8 @@ std::function<void(Channels&)> ExpectSources(const std::vector<const char*>& sou
     };
 }
 /// The device whose hosts are the sources.
-EditOf<T> AddSourceDevice(std::uint32_t count, const std::string& step) {
-    return [=](T& t) {
+EditOf<Rec> AddSourceDevice(std::uint32_t count, const std::string& step) {
+    return [=](Rec& t) {
         auto& device = t.project.MakeDevice(nullptr, count, {.ipv6 = t.stack.ipv6});
         auto& interface = TestProject::LayerOf(device, t.stack.ipv6 ? "Ipv6If" : "Ipv4If");
         interface.Set(ids::Scriptable::Name, "Source");
@@ -145,8 +145,8 @@ EditOf<T> AddSourceDevice(std::uint32_t count, const std::string& step) {
 }
 
 /// The channel block gets a network block of its own with sources, two from each start.
-EditOf<T> AddOwnSources(const std::string& starts, std::uint32_t increment) {
-    return [=](T& t) {
+EditOf<Rec> AddOwnSources(const std::string& starts, std::uint32_t increment) {
+    return [=](Rec& t) {
         CScriptableCreator creator;
         auto* sources = creator.Create(t.stack.ipv6 ? "Ipv6NetworkBlock" : "Ipv4NetworkBlock", &t.channels);
         sources->Set("StartIpList", starts);
@@ -182,12 +182,12 @@ TEST(ApplyRecords, ChannelBlockOfIpv4) {
         {{AddOwnSources("10.0.0.1 10.9.0.1", 0x100)},
          ExpectSources({"10.0.0.1", "10.0.1.1", "10.9.0.1", "10.9.1.1"})},
     };
-    T scene({});
+    Rec scene({});
     scene.Check("UpdateChannelBlock", parse_req_UpdateChannelBlock, scene.NewChannels(), edits);
 }
 
 TEST(ApplyRecords, ChannelBlockOfIpv6) {
-    const auto more_interfaces = [](T& t) {
+    const auto more_interfaces = [](Rec& t) {
         CScriptable& device = *t.project.Find("Source").GetParent();
         CScriptableCreator().Make<core::CIpv6If>(&device).Set("Address", "fe80::1");
         CScriptableCreator().Make<core::CIpv6If>(&device).Set("AddrList", "3000::9");
@@ -200,12 +200,12 @@ TEST(ApplyRecords, ChannelBlockOfIpv6) {
         {{more_interfaces, "News.ChannelName=World"}, ExpectSources({"2000::2", "2000:0:1::2", "3000::9"})},
         {{AddOwnSources("4000::1", 0x10)}, ExpectSources({"4000::1", "4000::11"})},
     };
-    T scene({.ipv6 = true});
+    Rec scene({.ipv6 = true});
     scene.Check("UpdateChannelBlock", parse_req_UpdateChannelBlock, scene.NewChannels(), edits);
 }
 
 TEST(ApplyRecords, ARangeInNoChannelBlockHasNumbersOnly) {
-    T scene({});
+    Rec scene({});
     scene.project.Put("Range.ChannelRangeStart=1");
     scene.project.Put("Range.ChannelRangeEnd=1");
     EXPECT_EQ(scene.ApplyWithoutValidation(), "");
@@ -216,15 +216,15 @@ TEST(ApplyRecords, ARangeInNoChannelBlockHasNumbersOnly) {
     EXPECT_TRUE(scene.Last("UpdateChannelBlock", parse_req_UpdateChannelBlock) == expected);
 }
 
-const EditOf<T> kFccOn = [](T&) { iptv::RunningTest::SetRules({.fcc_check = true}); };
-const EditOf<T> kFccOff = [](T&) { iptv::RunningTest::SetRules({}); };
-const std::vector<EditOf<T>> kFcc{kFccOn,
-                                  "Boxes.FccServerAddrV4=192.0.2.2",
-                                  "Boxes.FccServerAddrV6=2001:db8::2",
-                                  "Boxes.FccServerPort=31",
-                                  "Boxes.UdpSourcePort=32",
-                                  "Boxes.UdpSourcePortStep=33"};
-const std::vector<EditOf<T>> kRetransmission{
+const EditOf<Rec> kFccOn = [](Rec&) { iptv::RunningTest::SetRules({.fcc_check = true}); };
+const EditOf<Rec> kFccOff = [](Rec&) { iptv::RunningTest::SetRules({}); };
+const std::vector<EditOf<Rec>> kFcc{kFccOn,
+                                    "Boxes.FccServerAddrV4=192.0.2.2",
+                                    "Boxes.FccServerAddrV6=2001:db8::2",
+                                    "Boxes.FccServerPort=31",
+                                    "Boxes.UdpSourcePort=32",
+                                    "Boxes.UdpSourcePortStep=33"};
+const std::vector<EditOf<Rec>> kRetransmission{
     "Boxes.RtpNackEnable=true",   "Boxes.RtpNackInterval=21",        "Boxes.RtpNackDelay=22",
     "Boxes.RtpNackSeqBitmask=23", "Boxes.RrrServerAddrV4=192.0.2.1", "Boxes.RrrServerAddrV6=2001:db8::1",
     "Boxes.RrrServerPort=24"};
@@ -245,24 +245,26 @@ std::function<void(Settop&)> ExpectVersion(IgmpVersion version) {
     return [=](Settop& s) { s.igmp_version = version; };
 }
 
-void CheckSettop(T& scene, const std::vector<Edit<Settop>>& edits) {
+void CheckSettop(Rec& scene, const std::vector<Edit<Settop>>& edits) {
     scene.Check("UpdateSettopBlock", parse_req_UpdateSettopBlock, scene.NewSettop(), edits);
 }
 
 TEST(ApplyRecords, SettopBlockOfIpv4) {
-    T t({});
+    Rec t({});
     auto& second_profile = t.project.MakeProfile();
-    const auto reorder = [](T& t) {
+    const auto reorder = [](Rec& t) {
         t.block.RemoveObject(t.range, relations::StbChannel);
         TestProject::Relate(t.block, t.range, relations::StbChannel);
     };
-    const auto change_profile = [&](T& t) { t.block.SetObjects({&second_profile}, relations::IptvProfile); };
+    const auto change_profile = [&](Rec& t) {
+        t.block.SetObjects({&second_profile}, relations::IptvProfile);
+    };
     const std::vector<Edit<Settop>> edits{
         {{}},
         {{"Boxes.InterClientStartDelayStep=70000"}, [](Settop& s) { s.start_delay_step = 70'000; }},
         {{"Boxes.MinBufferLevel=65535"}, [](Settop& s) { s.min_buffer_level = 65535; }},
         {{"Host.DeviceCount=3"}, [](Settop& s) { s.settop_count = 3; }},
-        {{[](T& t) { TestProject::Relate(t.block, t.other, relations::StbChannel); }},
+        {{[](Rec& t) { TestProject::Relate(t.block, t.other, relations::StbChannel); }},
          [&](Settop& s) { s.channel_handle.push_back(t.other.GetHandle()); }},
         {{reorder}, [](Settop& s) { std::swap(s.channel_handle[0], s.channel_handle[1]); }},
         {{change_profile}, [&](Settop& s) { s.profile_handle = second_profile.GetHandle(); }},
@@ -277,7 +279,7 @@ TEST(ApplyRecords, SettopBlockOfIpv4) {
 }
 
 TEST(ApplyRecords, SettopBlockOfIpv6) {
-    T t({.ipv6 = true});
+    Rec t({.ipv6 = true});
     CheckSettop(t, {{{}},
                     {kRetransmission, ExpectRetransmission("2001:db8::1")},
                     {kFcc, ExpectFcc(Ip("2001:db8::2"), 31, 32, 33)},
@@ -286,12 +288,12 @@ TEST(ApplyRecords, SettopBlockOfIpv6) {
 }
 
 TEST(ApplyRecords, SettopBlockInOneVlan) {
-    T t({.vlans = 1});
+    Rec t({.vlans = 1});
     CheckSettop(t, {{{"Tag 0.VlanId=41"}, [](Settop& s) { s.vlan_tag = 41; }}});
 }
 
 TEST(ApplyRecords, SettopBlockInVlansWithSessions) {
-    T t({.vlans = 3, .pppoe = true});
+    Rec t({.vlans = 3, .pppoe = true});
     const std::vector<std::uint16_t> sessions{500, 501};
     const std::vector<std::uint32_t> ranges{t.range.GetHandle()};
     const auto expect_stack = [=](Settop& s) {
@@ -334,7 +336,7 @@ TEST(ApplyRecords, UnresolvedAddressesAreWarnedOf) {
         "user.iptv Warn:  For P1: EmulatedDevice: Host: Please resolve IP addresses before "
         "attempting to start IPTV test.";
     for (const bool ipv6 : {false, true}) {
-        T scene({.ipv6 = ipv6});
+        Rec scene({.ipv6 = ipv6});
         for (const std::string state : {"0", "1", "2", "3", "4"}) {
             SCOPED_TRACE(state);
             scene.project.Put("Interface.AddrResolveState=" + state);

@@ -5,7 +5,7 @@ namespace testing_aids {
 namespace {
 
 using iptv::CIptvStbBlockConfig;
-using Edit = EditOf<TwoPorts>;
+using PortsEdit = EditOf<TwoPorts>;
 
 const Requests kEverything{"P1 UpdateProfile Fast",       "P2 UpdateProfile Fast",        //
                            "P1 UpdateChannelBlock Range", "P2 UpdateChannelBlock Range",  //
@@ -19,40 +19,41 @@ const Requests kSendC{"P1 AttachInterfaces 2", "P1 UpdateSettopBlock C"};
 const Requests kClearP1{"P1 DeleteSettopBlock A,C", "P1 DetachInterfaces 1,2", "P1 DeleteChannelBlock Range",
                         "P1 DeleteProfile Fast"};
 
-using T = TwoPorts;
+using Two = TwoPorts;
 
 struct Case {
     const char* name;
-    Edit edit;
+    PortsEdit edit;
     Requests sent;
-    Edit edit_back = {};
+    PortsEdit edit_back = {};
     Requests sent_back = {};
 };
 
 // Each edit is made after a first apply, applied twice, and the second time nothing is sent.
 const Case kCases[] = {
-    {"nothing", [](T&) {}, {}},
+    {"nothing", [](Two&) {}, {}},
     {"profile edited", "Fast.Interval=2000", kProfileToBoth},
     {"unused profile edited", "Slow.Interval=2000", {}},
     {"range edited", "Range.ChannelRangeEnd=5", kRangeToBoth},
     {"channel block edited", "News.UdpDestinationPort=7000", kRangeToBoth},
-    {"group's address moved", [](T& t) { t.AddressesOf(t.channels).Set("StartIpList", "225.1.0.1"); },
+    {"group's address moved", [](Two& t) { t.AddressesOf(t.channels).Set("StartIpList", "225.1.0.1"); },
      kRangeToBoth},
-    {"group's increment changed", [](T& t) { t.AddressesOf(t.channels).SetAddrIncrement(2); }, kRangeToBoth},
+    {"group's increment changed", [](Two& t) { t.AddressesOf(t.channels).SetAddrIncrement(2); },
+     kRangeToBoth},
     {"STB block edited", "C.MinBufferLevel=1", kSendC},
     {"value from around an STB block edited", "Host C.DeviceCount=9", kSendC},
-    {"STB block deleted", [](T& t) { t.c.MarkDelete(true, true); }, kDeleteC},
+    {"STB block deleted", [](Two& t) { t.c.MarkDelete(true, true); }, kDeleteC},
     {"STB block deactivated", "C.LocalActive=false", kDeleteC, "C.LocalActive=true", kSendC},
     {"device deactivated", "Host C.LocalActive=false", kDeleteC, "Host C.LocalActive=true", kSendC},
-    {"interface off the port", [](T& t) { t.SetMembership(t.c, kOff); }, kDeleteC,
-     [](T& t) { t.SetMembership(t.c, kOn); }, kSendC},
+    {"interface off the port", [](Two& t) { t.SetMembership(t.c, kOff); }, kDeleteC,
+     [](Two& t) { t.SetMembership(t.c, kOn); }, kSendC},
     {"block moved with its device",
-     [](T& t) { t.device_c.SetObjects({&t.p2}, relations::AffiliationPort); },
+     [](Two& t) { t.device_c.SetObjects({&t.p2}, relations::AffiliationPort); },
      {"P1 DeleteSettopBlock C", "P2 AttachInterfaces 2", "P1 DetachInterfaces 2", "P2 UpdateSettopBlock C"},
-     [](T& t) { t.device_c.SetObjects({&t.p1}, relations::AffiliationPort); },
+     [](Two& t) { t.device_c.SetObjects({&t.p1}, relations::AffiliationPort); },
      {"P1 AttachInterfaces 2", "P2 DeleteSettopBlock C", "P1 UpdateSettopBlock C", "P2 DetachInterfaces 2"}},
     {"shared profile deleted",
-     [](T& t) {
+     [](Two& t) {
          for (CIptvStbBlockConfig* block : {&t.a, &t.b, &t.c})
              block->SetObjects({&t.slow}, relations::IptvProfile);
          t.fast.MarkDelete(true, true);
@@ -61,16 +62,16 @@ const Case kCases[] = {
       "P1 AttachInterfaces 1,2", "P2 AttachInterfaces 1", "P1 UpdateSettopBlock A,C",
       "P2 UpdateSettopBlock B"}},
     {"shared profile no longer used",
-     [](T& t) { t.b.SetObjects({&t.slow}, relations::IptvProfile); },
+     [](Two& t) { t.b.SetObjects({&t.slow}, relations::IptvProfile); },
      {"P2 DeleteProfile Fast", "P2 UpdateProfile Slow", kSendB[0], kSendB[1]},
-     [](T& t) { t.b.SetObjects({&t.fast}, relations::IptvProfile); },
+     [](Two& t) { t.b.SetObjects({&t.fast}, relations::IptvProfile); },
      {"P2 DeleteProfile Slow", "P2 UpdateProfile Fast", kSendB[0], kSendB[1]}},
-    {"last blocks of a port deleted", [](T& t) { t.a.MarkDelete(true, true), t.c.MarkDelete(true, true); },
+    {"last blocks of a port deleted", [](Two& t) { t.a.MarkDelete(true, true), t.c.MarkDelete(true, true); },
      kClearP1},
-    {"port deleted", [](T& t) { t.p1.MarkDelete(true, true); }, kClearP1},
-    {"port destroyed", [](T& t) { t.project.Put("B.MinBufferLevel=1"), t.p1.Delete(); }, kSendB},
+    {"port deleted", [](Two& t) { t.p1.MarkDelete(true, true); }, kClearP1},
+    {"port destroyed", [](Two& t) { t.project.Put("B.MinBufferLevel=1"), t.p1.Delete(); }, kSendB},
     {"port comes back online",
-     [](T& t) { t.project.Put("P2.Online=false"), t.project.Put("B.MinBufferLevel=1"); },
+     [](Two& t) { t.project.Put("P2.Online=false"), t.project.Put("B.MinBufferLevel=1"); },
      {"P1 UpdateProfile Fast", "P1 UpdateChannelBlock Range"},
      "P2.Online=true",
      {"P2 UpdateProfile Fast", "P2 UpdateChannelBlock Range", kSendB[0], kSendB[1]}},

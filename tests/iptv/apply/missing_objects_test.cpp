@@ -16,9 +16,9 @@ struct MissingScene : TwoPorts {
     igmpmld::CMulticastHostConfig& Protocol() { return TestProject::McastOf(device_a); }
     core::CNetworkInterface& Link() { return TestProject::LayerOf(device_a, "EthIIIf"); }
     CScriptable& Group() { return TestProject::GroupOf(channels); }
-    template <class T>
+    template <class Mis>
     CScriptable& MakeOdd(std::uint32_t id, const char* base, CScriptable* parent = nullptr) {
-        const auto odd = DeclareOddClass<T>(id, std::string("Odd") + base, base);
+        const auto odd = DeclareOddClass<Mis>(id, std::string("Odd") + base, base);
         CScriptable& made = *CScriptableCreator().Create(odd, parent ? parent : &project.Root());
         made.Set(ids::Scriptable::Name, "Odd");
         return made;
@@ -45,85 +45,85 @@ struct MissingScene : TwoPorts {
     }
 };
 
-using T = MissingScene;
+using Mis = MissingScene;
 
 struct OtherNetworkBlock : core::CNetworkBlock {
     std::uint64_t GetEndpointCount() const override { return GetNetworkCount(); }
 };
 
-struct Case {
+struct MissingCase {
     const char* name;
-    Action (*spoil)(T&);  ///< breaks the configuration, and returns how to mend it
-    std::string text;     ///< thrown; for assertions the beginning
+    Action (*spoil)(Mis&);  ///< breaks the configuration, and returns how to mend it
+    std::string text;       ///< thrown; for assertions the beginning
 };
 
 // Objects that are missing where validation would not have noticed it, or where it is left out.
-const Case kCases[] = {
-    {"profile of a block", [](T& t) { return T::Replace(t.a, relations::IptvProfile, {}); },
+const MissingCase kMissingCases[] = {
+    {"profile of a block", [](Mis& t) { return Mis::Replace(t.a, relations::IptvProfile, {}); },
      kBadObject + "IptvViewingProfileConfig associated with A"},
-    {"protocol of a block", [](T& t) { return T::Replace(t.a, relations::MulticastParam, {}); },
+    {"protocol of a block", [](Mis& t) { return Mis::Replace(t.a, relations::MulticastParam, {}); },
      kBadObject + "MulticastHostConfig associated with A"},
-    {"interface of a protocol", [](T& t) { return T::Replace(t.Protocol(), relations::UsesIf, {}); },
+    {"interface of a protocol", [](Mis& t) { return Mis::Replace(t.Protocol(), relations::UsesIf, {}); },
      kBadObject + "NetworkInterface associated with A"},
     {"channel block that is none",
-     [](T& t) { return T::Destroy(t.MakeOdd<CScriptable>(0x7f201000, "IptvChannelBlock")); }, kBadObject},
+     [](Mis& t) { return Mis::Destroy(t.MakeOdd<CScriptable>(0x7f201000, "IptvChannelBlock")); }, kBadObject},
     {"group of a channel block",
-     [](T& t) {
+     [](Mis& t) {
          auto& extra = t.project.MakeChannelBlock("Extra", 100, 4);
          extra.SetObjects({}, relations::MulticastParam);
-         return T::Destroy(extra);
+         return Mis::Destroy(extra);
      },
      kBadObject + "MulticastHostConfig associated with Extra"},
     {"addresses of a group",
-     [](T& t) {
+     [](Mis& t) {
          auto& extra = t.project.MakeChannelBlock("Extra", 100, 4);
          t.AddressesOf(extra).Delete();
-         return T::Destroy(extra);
+         return Mis::Destroy(extra);
      },
      kBadObject + "Extra group"},
     {"group of no IP version",
-     [](T& t) {
+     [](Mis& t) {
          CScriptable& odd = t.MakeOdd<mcastcore::CMulticastGroup>(0x7f202000, "MulticastGroup");
          CScriptable& addresses = *CScriptableCreator().Create(ids::Ipv4NetworkBlock::CLASS, &odd);
          addresses.Set(ids::NetworkBlock::NetworkCount, 8u);
-         return T::Replace(t.channels, relations::MulticastParam, {&odd});
+         return Mis::Replace(t.channels, relations::MulticastParam, {&odd});
      },
      kBadObject + "Odd cannot be classified as Ipv4Group or Ipv6Group."},
-    {"addresses of the other IP version", [](T& t) { return t.ReplaceAddresses("Ipv6NetworkBlock"); },
+    {"addresses of the other IP version", [](Mis& t) { return t.ReplaceAddresses("Ipv6NetworkBlock"); },
      kBadObject + "News group cannot be classified as Ipv4Group or Ipv6Group."},
     {"interface of a source",
-     [](T& t) {
+     [](Mis& t) {
          TestProject::Relate(t.channels, t.device_a, relations::TrafficSources);
-         return T::Replace(t.device_a, relations::TopLevelIf, {});
+         return Mis::Replace(t.device_a, relations::TopLevelIf, {});
      },
      kBadObject + "NetworkInterface associated with Host A"},
     {"IP interface of a source",
-     [](T& t) {
+     [](Mis& t) {
          TestProject::Relate(t.channels, t.device_a, relations::TrafficSources);
-         return T::Replace(t.device_a, relations::TopLevelIf, {&t.Link()});
+         return Mis::Replace(t.device_a, relations::TopLevelIf, {&t.Link()});
      },
      kBadObject + "NetworkInterface Link cannot be classified as Ipv4If or Ipv6If."},
     {"IP version of a retransmission server",
-     [](T& t) {
+     [](Mis& t) {
          t.project.Put("A.RtpNackEnable=true");
-         return T::Replace(t.Protocol(), relations::UsesIf, {&t.Link()});
+         return Mis::Replace(t.Protocol(), relations::UsesIf, {&t.Link()});
      },
      " For P1: Emulated Device: Host A: Host needs to be set up for either IPv4 or IPv6."},
     {"PPPoE interface that is none",
-     [](T& t) {
+     [](Mis& t) {
          CScriptable& ip = TestProject::LayerOf(t.device_a, "Ipv4If");
          CScriptable& odd = t.MakeOdd<core::CEthIIIf>(0x7f100000, "PppoeIf", &t.device_a);
-         return T::Replace(ip, relations::StackedOn, {&odd});
+         return Mis::Replace(ip, relations::StackedOn, {&odd});
      },
      kBadObject + "PppoeIf associated with A"},
     {"viewing profile that is none",
-     [](T& t) { return T::Destroy(t.MakeOdd<CScriptable>(0x7f203000, "IptvViewingProfileConfig")); },
+     [](Mis& t) { return Mis::Destroy(t.MakeOdd<CScriptable>(0x7f203000, "IptvViewingProfileConfig")); },
      "Assertion Failed: Failed to retrieve profile from list Expression: profile != NULL File: "},
     {"range that is none",
-     [](T& t) { return T::Destroy(t.MakeOdd<CScriptable>(0x7f204000, "IptvViewedChannels")); },
+     [](Mis& t) { return Mis::Destroy(t.MakeOdd<CScriptable>(0x7f204000, "IptvViewedChannels")); },
      "Assertion Failed: Failed to retrieve channel from list Expression: channel != NULL File: "},
     {"multicast configuration of a port",
-     [](T& t) {
+     [](Mis& t) {
          t.p1.GetObject(ids::MulticastPortConfig::CLASS, common::kParentChild)->Delete();
          return Action([&t] { CScriptableCreator().Create(ids::MulticastPortConfig::CLASS, &t.p1); });
      },
@@ -137,7 +137,7 @@ TEST_F(MissingObjectsTest, AreNamedAndTheNextApplyMakesGood) {
     // One apply after the other in one project: each finds what the failure before it has left.
     Sent();
     std::uint32_t delay = 0;
-    for (const Case& missing : kCases) {
+    for (const MissingCase& missing : kMissingCases) {
         SCOPED_TRACE(missing.name);
         a.Set(ids::IptvStbBlockConfig::InterClientStartDelayStep, ++delay);
         range.Set(ids::IptvViewedChannels::InitialChannelStart, 1 + delay % 2);

@@ -19,7 +19,7 @@ Report NoProfile(const std::string& device, const std::string& block) {
 const Report kNoChannel = On("Hosts", "Boxes", " : Stb Block should have at least one viewed channel");
 const Report kNoProfile = NoProfile("Hosts", "Boxes");
 const Report kNoProtocol = On("Hosts", "Boxes", ", the IGMP/MLD protocol must be activated.");
-const Report kUdpPorts =
+const Report kSourceUdpPorts =
     On("Hosts", "Boxes", " : Stb Block cannot have any UdpSourcePorts outside the range of 1 to 65535");
 const Report kMix{"Port 1",
                   "In Port 1 : All devices on the port should have same IP interface.Cannot have one device "
@@ -67,9 +67,9 @@ TEST(StbBlockValidation, ABlockHasWhatItNeeds) {
          {kMix}},
         {"both on different ports", {Add("Six", "Port 2", true), Add("Four", "Port 3")}, {}},
         {"UDP ports where none are used", {"Boxes.UdpSourcePort=0"}, {}},
-        {"UDP port 0", {SetFccCheck(true), "Boxes.UdpSourcePort=0"}, {kUdpPorts}},
+        {"UDP port 0", {SetFccCheck(true), "Boxes.UdpSourcePort=0"}, {kSourceUdpPorts}},
         {"UDP ports up to 65535", {SetFccCheck(true), from_65000, "Hosts.DeviceCount=536"}, {}},
-        {"UDP ports beyond", {SetFccCheck(true), from_65000, "Hosts.DeviceCount=537"}, {kUdpPorts}},
+        {"UDP ports beyond", {SetFccCheck(true), from_65000, "Hosts.DeviceCount=537"}, {kSourceUdpPorts}},
         {"IPv6 alone", {Add("Six", "Port 1", true), Delete("Boxes")}, {}},
         {"a protocol that is off does not count",
          {Add("Six", "Port 1", true), Off("Protocol")},
