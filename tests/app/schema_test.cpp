@@ -33,7 +33,7 @@ TEST_F(SchemaTest, SaysWhatThePropertiesTake) {
         {"/$defs/MldHostConfig/properties/Version/enum", R"(["MLD_V1", "MLD_V2"])"},
         {"/$defs/Ipv4If/properties/AddrList/anyOf/0/anyOf/0/items/format", R"("ipv4")"},
         {"/$defs/IptvViewedChannels/properties/ChannelBlock/description",
-         R"("The channel block that the range lies in. Refers to: IptvChannelBlock.")"},
+         R"("The channel block that contains the range. Refers to: IptvChannelBlock.")"},
         {"/$defs/simulation/properties/seed/maximum", "18446744073709551615"},
         {"/properties/live/properties/robustness/maximum", "7"},
         {"/properties/live/additionalProperties", "false"},

@@ -178,6 +178,7 @@ TEST_F(StartRunTest, TheDatabaseIsNamedByTheCommand) {
         {"a.db.db", false, "a.db|"},        {"/data/Friday.db", false, "|/data/Friday"},
         {"/data/x.y", false, "|/data/x.y"}, {"/data/Friday.db", true, "iptvTest|"},
     };
+    Manager().Prepare({});
     for (const auto& test : cases) {
         command.Set(Id::DatabaseFileName, std::string(test.file));
         command.Set(Id::SaveResultsPerIteration, test.per_iteration);
