@@ -23,7 +23,10 @@ ctest --preset tsan
 step "All tests"
 cmake --preset dev >/dev/null
 cmake --build --preset dev
-ctest --preset dev -j"$jobs"
+ctest --preset dev -j"$jobs" --label-exclude lab
+
+step "Tests in laboratories of network namespaces"
+ctest --preset dev -j"$jobs" --label-regex lab
 
 step "All tests under AddressSanitizer and UndefinedBehaviorSanitizer"
 cmake --preset asan-ubsan >/dev/null
