@@ -18,7 +18,9 @@ endif()
 # target's files are taken in groups of this many: more is quicker from nothing, fewer is quicker after an edit.
 if(CMAKE_UNITY_BUILD)
   set(CMAKE_UNITY_BUILD_BATCH_SIZE 12)
-  add_compile_options(-Wno-subobject-linkage)  # GCC takes a file that is included for a header
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    add_compile_options(-Wno-subobject-linkage)  # it takes a file that is included for a header
+  endif()
 endif()
 # Source paths in log and error texts are the project's, not the machine's.
 # The second form is how the compiler cache, which serves every checkout, names them.
