@@ -2,8 +2,8 @@
 // trees of them at random.
 #include <gmock/gmock.h>
 
-#include <cstring>
 #include <functional>
+#include <tuple>
 
 #include "orv/tm/backed_array.h"
 #include "orv/tm/enum_map.h"
@@ -154,14 +154,27 @@ std::string error_of(const Action& action) {
     return testing_aids::ThrownBy<Tm_exception>(action);
 }
 
+constexpr std::tuple kOfStructs(&Tm_struct::get_member_int8, &Tm_struct::get_member_uint8,
+                                &Tm_struct::get_member_int16, &Tm_struct::get_member_uint16,
+                                &Tm_struct::get_member_int32, &Tm_struct::get_member_uint32,
+                                &Tm_struct::get_member_int64, &Tm_struct::get_member_uint64,
+                                &Tm_struct::get_member_double, &Tm_struct::get_member_bool,
+                                &Tm_struct::get_member_string, &Tm_struct::get_member_struct,
+                                &Tm_struct::get_member_array);
+constexpr std::tuple kOfArrays(&Tm_array::get_member_int8, &Tm_array::get_member_uint8,
+                               &Tm_array::get_member_int16, &Tm_array::get_member_uint16,
+                               &Tm_array::get_member_int32, &Tm_array::get_member_uint32,
+                               &Tm_array::get_member_int64, &Tm_array::get_member_uint64,
+                               &Tm_array::get_member_double, &Tm_array::get_member_bool);
+
 /// The kinds, in order, and values of the getters that do not complain about the kind.
-template <class Container, class Key, class... Getters>
-std::string read_with(const Container& in, Key key, Getters... getters) {
+template <class Getters, class... Place>
+std::string read_with(const Getters& getters, const Place&... place) {
     std::string read;
     int kind = 0;
     const auto attempt = [&](auto getter) {
         try {
-            const auto value = getter(in, key);
+            const auto value = std::invoke(getter, place...);
             read += name_of(static_cast<TMV>(kind));
             if constexpr (std::is_arithmetic_v<decltype(value)>) read += " " + std::to_string(value);
         } catch (const Tm_type_mismatch_exception& mismatch) {
@@ -169,32 +182,15 @@ std::string read_with(const Container& in, Key key, Getters... getters) {
         }
         ++kind;
     };
-    (attempt(getters), ...);
+    std::apply([&](auto... each) { (attempt(each), ...); }, getters);
     return read;
 }
-std::string read_from(const Tm_struct& in, const char* name) {
-    const auto with = [](auto getter) {
-        return [getter](const Tm_struct& s, const char* member) { return (s.*getter)(member, 99); };
-    };
-    return read_with(in, name, with(&Tm_struct::get_member_int8), with(&Tm_struct::get_member_uint8),
-                     with(&Tm_struct::get_member_int16), with(&Tm_struct::get_member_uint16),
-                     with(&Tm_struct::get_member_int32), with(&Tm_struct::get_member_uint32),
-                     with(&Tm_struct::get_member_int64), with(&Tm_struct::get_member_uint64),
-                     with(&Tm_struct::get_member_double), with(&Tm_struct::get_member_bool),
-                     with(&Tm_struct::get_member_string), with(&Tm_struct::get_member_struct),
-                     with(&Tm_struct::get_member_array));
-}
-std::string read_from(const Tm_array& in, int index) {
-    using std::mem_fn;
-    return read_with(in, index, mem_fn(&Tm_array::get_member_int8), mem_fn(&Tm_array::get_member_uint8),
-                     mem_fn(&Tm_array::get_member_int16), mem_fn(&Tm_array::get_member_uint16),
-                     mem_fn(&Tm_array::get_member_int32), mem_fn(&Tm_array::get_member_uint32),
-                     mem_fn(&Tm_array::get_member_int64), mem_fn(&Tm_array::get_member_uint64),
-                     mem_fn(&Tm_array::get_member_double), mem_fn(&Tm_array::get_member_bool));
-}
+const auto read_from = [](const Tm_struct& in, const char* name) {
+    return read_with(kOfStructs, in, name, 99);
+};
 template <class T>
 std::string read_backed(const std::byte* bytes, TMV kind) {
-    return read_from(Tm_backed_array<const T*>(reinterpret_cast<const T*>(bytes), 1, kind), 0);
+    return read_with(kOfArrays, Tm_backed_array<const T*>(reinterpret_cast<const T*>(bytes), 1, kind), 0);
 }
 
 TEST(Containers_test, OnlyItsGetterReadsAValue) {
@@ -215,7 +211,7 @@ TEST(Containers_test, OnlyItsGetterReadsAValue) {
         EXPECT_EQ(read_from(scalars, scalars.member_name(i)), expected[i]);
         Tm_array array;
         array.add_member(scalars.member_scalar(i));
-        EXPECT_EQ(read_from(array, 0), expected[i]);
+        EXPECT_EQ(read_with(kOfArrays, array, 0), expected[i]);
         const std::byte* bytes = array.simple_bytes(kind).data();
         const auto read_it = width_of(kind) == 1   ? read_backed<std::uint8_t>
                              : width_of(kind) == 2 ? read_backed<std::uint16_t>
