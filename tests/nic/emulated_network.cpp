@@ -21,22 +21,12 @@ constexpr auto kNever = EmulatedNetwork::Nanoseconds::max();
 
 /// The tags of a frame, taken out of its bytes.
 VlanTags take_tags(std::vector<std::byte>& frame) {
-    const auto number_at = [&frame](std::size_t at) {
-        return static_cast<std::uint16_t>(std::to_integer<unsigned>(frame[at]) << 8 |
-                                          std::to_integer<unsigned>(frame[at + 1]));
-    };
     VlanTags vlan;
-    while (number_at(12) == 0x8100 || number_at(12) == 0x88a8) {
-        vlan.tags[vlan.count++] = {number_at(12), number_at(14)};
+    while (number_at(frame, 12) == 0x8100 || number_at(frame, 12) == 0x88a8) {
+        vlan.tags[vlan.count++] = {number_at(frame, 12), number_at(frame, 14)};
         frame.erase(frame.begin() + 12, frame.begin() + 16);
     }
     return vlan;
-}
-
-/// Whether the message makes a host a member of a group, for the reports that hosts of these tests send.
-bool is_join(const std::string& text) {
-    return text.starts_with("report") || text.starts_with("TO_EX") || text.starts_with("ALLOW") ||
-           text.starts_with("IS_EX") || text.starts_with("IS_IN");
 }
 
 }  // namespace
@@ -60,7 +50,9 @@ void EmulatedNetwork::OnLeft(const std::vector<std::byte>& frame) {
 
     const std::size_t begin = left.text.find(' ') + 1;
     Flow& flow = flows_[{left.vlan, left.text.substr(begin, left.text.find(' ', begin) - begin)}];
-    if (is_join(left.text)) {
+    // The reports that hosts of these tests send.
+    const std::set<std::string> joins{"report", "TO_EX", "ALLOW", "IS_EX", "IS_IN"};
+    if (joins.contains(left.text.substr(0, begin - 1))) {
         if (!std::exchange(is_sending_, true) && !is_silent)
             timeline_.PostAfter(kGap - left.time % kGap, [this] { Tick(); });
         if (flow.members.empty()) {
@@ -144,10 +136,8 @@ void LiveScenario::Speak(IgmpVersion version) {
     peer.scenario.blocks[0].igmp_version = version;
     if (!hosts[0].ip.IsV6()) return;
     auto& channels = peer.scenario.channels;
-    channels.channel_ip_start = {1, {}};
-    channels.channel_ip_start.v6 = {{0xff, 0x1e, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1}};
-    channels.channel_ip_step = {1, {}};
-    channels.channel_ip_step.v6 = {{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1}};
+    channels.channel_ip_start = {1, {.v6 = {{0xff, 0x1e, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1}}}};
+    channels.channel_ip_step = {1, {.v6 = {{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1}}}};
 }
 
 std::string LiveScenario::Configure() {

@@ -42,11 +42,20 @@ constexpr auto kPatience = 30s;
 class WaitingPort : public orv::il::ISoftwarePort {
   public:
     WaitingPort(LivePort::Setup setup, Send send, HangUp hang_up)
-        : send_(std::move(send)),
-          hang_up_(std::move(hang_up)),
-          port(
-              std::move(setup), [this](std::vector<std::byte> bytes) { Push(std::move(bytes), {}); },
-              [this](const std::string& reason) { Push({}, reason); },
+        : port(
+              std::move(setup),
+              [this, send](const std::vector<std::byte>& bytes) {
+                  Push([this, send, bytes] {
+                      answers_ += orv::tm::Message::decode(bytes).get_msg_type() != orv::tm::TMT_REQUEST;
+                      send(bytes);
+                  });
+              },
+              [this, hang_up](const std::string& reason) {
+                  Push([this, hang_up, reason] {
+                      is_closed_ = true;
+                      hang_up(reason);
+                  });
+              },
               [this](const auto&) { ++complaints; }) {}
 
     void Receive(const std::vector<std::byte>& bytes) override {
@@ -63,37 +72,23 @@ class WaitingPort : public orv::il::ISoftwarePort {
             std::unique_lock lock(mutex_);
             const bool any = arrived_.wait_until(lock, deadline, [this] { return !arrivals_.empty(); });
             ASSERT_TRUE(any) << "nothing came from the port";
-            const Arrival first = std::move(arrivals_.front());
+            const std::function<void()> hand_on = std::move(arrivals_.front());
             arrivals_.pop_front();
             lock.unlock();
-            HandOn(first);
+            hand_on();
         }
     }
 
   private:
-    struct Arrival {
-        std::vector<std::byte> bytes;
-        std::string hang_up_reason;
-    };
-    void Push(std::vector<std::byte> bytes, const std::string& hang_up_reason) {
+    void Push(std::function<void()> arrival) {
         const std::lock_guard lock(mutex_);
-        arrivals_.push_back({std::move(bytes), hang_up_reason});
+        arrivals_.push_back(std::move(arrival));
         arrived_.notify_one();
     }
-    void HandOn(const Arrival& arrival) {
-        if (arrival.bytes.empty()) {
-            is_closed_ = true;
-            return hang_up_(arrival.hang_up_reason);
-        }
-        answers_ += orv::tm::Message::decode(arrival.bytes).get_msg_type() != orv::tm::TMT_REQUEST;
-        send_(arrival.bytes);
-    }
 
-    Send send_;
-    HangUp hang_up_;
     std::mutex mutex_;
     std::condition_variable arrived_;
-    std::deque<Arrival> arrivals_;
+    std::deque<std::function<void()>> arrivals_;
     int answers_ = 0;
     bool is_closed_ = false;
 
@@ -163,9 +158,9 @@ class LivePortTest : public ::testing::Test {
         scenario.interval_ms = 100;
         scenario.blocks[0].settop_count = static_cast<std::uint32_t>(hosts.size());
         scenario.blocks[0].vif_handle = LiveScenario::kInterface;
-        auto peer = std::make_unique<Peer>(scenario, [this](orv::il::ITimeline&, auto send, auto hang_up) {
-            return std::make_unique<WaitingPort>(LivePort::Setup{.name = "Port 1", .interface = pair_->near},
-                                                 std::move(send), std::move(hang_up));
+        const LivePort::Setup setup{.name = "Port 1", .interface = pair_->near};
+        auto peer = std::make_unique<Peer>(scenario, [&](orv::il::ITimeline&, auto send, auto hang_up) {
+            return std::make_unique<WaitingPort>(setup, std::move(send), std::move(hang_up));
         });
         const std::vector<std::uint32_t> handle{LiveScenario::kInterface}, none;
         EXPECT_EQ("", peer->FaultOf(iptvcd_1_bll::create_req_ConfigInterfacesWithIlHandle, handle,
@@ -178,11 +173,11 @@ class LivePortTest : public ::testing::Test {
     /// Of the three channels, 500 packets per second each, on the VLANs of `host`.
     std::vector<orv::nic::Stream> StreamsFor(const HostAddress& host) {
         std::vector<orv::nic::Stream> streams(3);
-        for (std::uint32_t i = 0; i < 3; ++i) {
-            streams[i].id = i;
-            streams[i].source = {{{2, 0, 0, 0, 9, 1}}, ip("10.0.9.1"), host.vlan};
-            streams[i].group = ip("225.0.0." + std::to_string(i + 1));
-            streams[i].packets_per_second = 500;
+        for (auto& stream : streams) {
+            stream.id = static_cast<std::uint32_t>(&stream - streams.data());
+            stream.source = {{{2, 0, 0, 0, 9, 1}}, ip("10.0.9.1"), host.vlan};
+            stream.group = ip("225.0.0." + std::to_string(stream.id + 1));
+            stream.packets_per_second = 500;
         }
         return streams;
     }
@@ -229,10 +224,9 @@ TEST_F(LivePortTest, ZapsOnEveryKindOfLink) {
         SCOPED_TRACE(testing::PrintToString(types));
         Measure([&] {
             std::vector<HostAddress> hosts{host_of(0), host_of(1)};
-            for (HostAddress& host : hosts)
+            for (orv::live::VlanTags* vlan : {&hosts[0].vlan, &hosts[1].vlan})
                 for (const std::uint16_t type : types)
-                    host.vlan.tags[host.vlan.count++] = {type,
-                                                         static_cast<std::uint16_t>(100 + host.vlan.count)};
+                    vlan->tags[vlan->count++] = {type, static_cast<std::uint16_t>(100 + vlan->count)};
             const auto sender = MakeSender();
             sender->SetStreams(StreamsFor(hosts[0]));
             const auto peer = MakePeer(hosts);

@@ -31,11 +31,11 @@ void EnterOwnNetwork(char** arguments) {
             std::string("unshare ") + how + " ip link add orvnear type veth peer name orvfar 2>/dev/null";
         if (std::system(trial.c_str()) != 0) continue;
         ::setenv(kMark, "1", 1);
-        std::vector<char*> command{const_cast<char*>("unshare"), const_cast<char*>(how),
-                                   const_cast<char*>(program.c_str())};
-        for (char** argument = arguments + 1; *argument; ++argument) command.push_back(*argument);
-        command.push_back(nullptr);
-        ::execvp(command[0], command.data());
+        std::vector<const char*> command{"unshare", how, program.c_str()};
+        do {
+            command.push_back(*++arguments);
+        } while (*arguments);
+        ::execvp(command[0], const_cast<char**>(command.data()));
     }
 }
 

@@ -16,15 +16,12 @@ inline IFSETUP_1_bll::NetworkInterfaceStack_s stack_of(const std::vector<orv::li
     IFSETUP_1_bll::NetworkInterfaceStack_s stack;
     const bool is_v6 = hosts.front().ip.IsV6();
     stack.ifDescriptors.push_back({is_v6 ? InterfaceTypeList_t::IPv6 : InterfaceTypeList_t::IPv4, 0});
-    if (is_v6) {
-        auto& layer = stack.Ipv6InterfaceList.emplace_back();
+    const auto add_addresses = [&hosts](auto& layer) {
         for (const auto& host : hosts)
             std::ranges::copy(host.ip.GetBytes(), layer.AddrList.emplace_back().address);
-    } else {
-        auto& layer = stack.Ipv4InterfaceList.emplace_back();
-        for (const auto& host : hosts)
-            std::ranges::copy(host.ip.GetBytes(), layer.AddrList.emplace_back().address);
-    }
+    };
+    is_v6 ? add_addresses(stack.Ipv6InterfaceList.emplace_back())
+          : add_addresses(stack.Ipv4InterfaceList.emplace_back());
     const std::uint32_t tags = hosts.front().vlan.count;
     for (std::uint32_t i = 0; i < tags; ++i) {
         const std::size_t tag = tags - 1 - i;  // the inner one first
