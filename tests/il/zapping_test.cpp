@@ -138,7 +138,8 @@ TEST(Zapping, StartsAreDelayedByBlockAndByPort) {
     EXPECT_EQ(expected, starts);
 }
 
-TEST(Zapping, FractionsComeOutOnAverage) {
+// Fractions as such are what the program's own tests of the network look at.
+TEST(Zapping, PacketsAreIndependentAndDelaysAreDrawn) {
     Scenario scenario;
     scenario.test.test_duration = 1'000'000;  // about 490,000 packets
     auto& network = scenario.network.behaviour;
@@ -147,38 +148,31 @@ TEST(Zapping, FractionsComeOutOnAverage) {
     network.duplication = 0.03;
     network.late = 0.04;
     network.payload_error = 0.05;
-    network.join_failure = 0.1;
     network.join_delay = {Distribution::Kind::Uniform, 20, 60};
     network.leave_delay = {Distribution::Kind::Exponential, 50, 25};
     network.jitter = {Distribution::Kind::Normal, 10, 2};
-    double sums[6] = {}, squares[6] = {}, join = 0, leave = 0, views = 0, failed = 0;
+    double sums[6] = {}, squares[6] = {}, join = 0, leave = 0, views = 0;
     for (const auto& event : RunAll(scenario)) {
-        if (event.first_mcast_pkt_ts == 0) {
-            ++failed;
-            continue;
-        }
         ++views;
         join += Between(event.first_mcast_pkt_ts, event.mcast_join_ts);
         leave += Between(event.last_mcast_pkt_ts, event.mcast_leave_ts);
-        const std::uint64_t counts[] = {event.total_mcast_packets,     event.lost_mcast_packets,
-                                        event.reordered_mcast_packets, event.duplicate_mcast_packets,
-                                        event.late_mcast_packets,      event.mcast_prbs_errors};
-        for (int i = 0; i < 6; ++i) {
-            const auto count = static_cast<double>(counts[i]);
-            sums[i] += count;
-            squares[i] += count * count;
+        const double counts[] = {0,
+                                 1. * event.lost_mcast_packets,
+                                 1. * event.reordered_mcast_packets,
+                                 1. * event.duplicate_mcast_packets,
+                                 1. * event.late_mcast_packets,
+                                 1. * event.mcast_prbs_errors};
+        for (int i = 1; i < 6; ++i) {
+            sums[i] += counts[i];
+            squares[i] += counts[i] * counts[i];
         }
     }
-    const double arrived = sums[0] - sums[3];
-    EXPECT_NEAR(0.01, sums[1] / (arrived + sums[1]), 0.0005);
-    for (int i = 2; i < 6; ++i) EXPECT_NEAR(i / 100.0, sums[i] / arrived, 0.0005) << i;
     for (int i = 1; i < 6; ++i) {  // packets are independent of each other
         const double mean = sums[i] / views;
         EXPECT_NEAR(1 - i / 100.0, (squares[i] / views - mean * mean) / mean, 0.2) << i;
     }
     EXPECT_NEAR(50, join / views, 2);
     EXPECT_NEAR(85, leave / views, 4);
-    EXPECT_NEAR(0.1, failed / (failed + views), 0.03);
 }
 
 // MTL: the interval runs from the first packet that did arrive.

@@ -102,16 +102,10 @@ class RandomViews {
 
     /// Some end before they begin, some are as short as a view can be or just shorter.
     std::int64_t MakeLength() {
-        switch (dice_.Roll(8)) {
-            case 0:
-                return 499999 + static_cast<std::int64_t>(dice_.Roll(3));
-            case 1:
-                return dice_.Hit(2) ? 0 : Ms(5);
-            case 2:
-                return Ms(1000) - Ms(500);
-            default:
-                return Ms(5000);
-        }
+        const std::uint64_t sort = dice_.Roll(8);
+        if (sort == 0) return 499999 + static_cast<std::int64_t>(dice_.Roll(3));
+        if (sort == 1) return dice_.Hit(2) ? 0 : Ms(5);
+        return sort == 2 ? Ms(1000) - Ms(500) : Ms(5000);
     }
 
     /// The counter of the port at that time, which has not been sometimes and sometimes is off.
@@ -123,14 +117,8 @@ class RandomViews {
 
     /// Late mostly, early or to the tick sometimes.
     std::int64_t Jitter(std::uint64_t ms) {
-        switch (dice_.Roll(6)) {
-            case 0:
-                return -Ms(ms);
-            case 1:
-                return 0;
-            default:
-                return Ms(ms);
-        }
+        const std::uint64_t sort = dice_.Roll(6);
+        return sort == 0 ? -Ms(ms) : sort == 1 ? 0 : Ms(ms);
     }
 
     void SetPackets(std::int64_t& first, std::int64_t& last, std::int64_t start, std::int64_t length) {
