@@ -204,16 +204,12 @@ IpAddress ip(const std::string& text) {
     throw std::invalid_argument(text + " is no address");
 }
 
-std::string text_of(const ParsedFrame& frame) {
-    std::string tags;
-    for (const VlanTag& tag : frame.vlan.Get()) {
-        tags += fmt::format("{}{:04x}:{:04x}", tags.empty() ? "[" : " ", tag.type, tag.control);
-    }
-    return (tags.empty() ? tags : tags + "] ") + std::visit(TextOf{}, frame.content);
-}
-
 std::string text_of(const std::optional<ParsedFrame>& frame) {
-    return frame ? text_of(*frame) : "nothing";
+    if (!frame) return "nothing";
+    std::string tags;
+    for (const VlanTag& tag : frame->vlan.Get())
+        tags += fmt::format("{}{:04x}:{:04x}", tags.empty() ? "[" : " ", tag.type, tag.control);
+    return (tags.empty() ? tags : tags + "] ") + std::visit(TextOf{}, frame->content);
 }
 
 void refit_checksums(std::span<std::byte> frame) {

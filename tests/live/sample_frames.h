@@ -28,7 +28,6 @@ std::uint16_t number_at(std::span<const std::byte> bytes, std::size_t at);
 orv::live::IpAddress ip(const std::string& text);
 
 /// Everything that the views hold.
-std::string text_of(const orv::live::ParsedFrame& frame);
 std::string text_of(const std::optional<orv::live::ParsedFrame>& frame);
 
 /// Corrects the checksums of an IP packet as far as its lengths lead to them.

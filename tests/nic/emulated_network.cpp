@@ -8,7 +8,6 @@
 #include "live/sent_frames.h"
 #include "orv/live/frame.h"
 #include "orv/live/stream_packet.h"
-#include "stacks.h"
 
 namespace testing_aids {
 
@@ -168,6 +167,34 @@ HostAddress host_of(std::uint8_t index, const std::vector<std::uint16_t>& vlans,
                      {}};
     for (const std::uint16_t id : vlans) host.vlan.tags[host.vlan.count++] = {0x8100, id};
     return host;
+}
+
+IFSETUP_1_bll::NetworkInterfaceStack_s stack_of(const std::vector<HostAddress>& hosts) {
+    using IFSETUP_1_bll::InterfaceTypeList_t;
+    IFSETUP_1_bll::NetworkInterfaceStack_s stack;
+    const bool is_v6 = hosts.front().ip.IsV6();
+    stack.ifDescriptors.push_back({is_v6 ? InterfaceTypeList_t::IPv6 : InterfaceTypeList_t::IPv4, 0});
+    const auto add_addresses = [&hosts](auto& layer) {
+        for (const auto& host : hosts)
+            std::ranges::copy(host.ip.GetBytes(), layer.AddrList.emplace_back().address);
+    };
+    is_v6 ? add_addresses(stack.Ipv6InterfaceList.emplace_back())
+          : add_addresses(stack.Ipv4InterfaceList.emplace_back());
+    const std::uint32_t tags = hosts.front().vlan.count;
+    for (std::uint32_t i = 0; i < tags; ++i) {
+        const std::size_t tag = tags - 1 - i;  // the inner one first
+        stack.ifDescriptors.push_back({InterfaceTypeList_t::VLAN, i});
+        auto& layer = stack.VlanInterfaceList.emplace_back();
+        for (const auto& host : hosts) layer.IdList.push_back(host.vlan.tags[tag].GetId());
+        layer.Priority = static_cast<std::uint8_t>(hosts.front().vlan.tags[tag].control >> 13);
+        layer.Cfi = hosts.front().vlan.tags[tag].control >> 12 & 1;
+        layer.Tpid = hosts.front().vlan.tags[tag].type;
+    }
+    stack.ifDescriptors.push_back({InterfaceTypeList_t::ETHII, 0});
+    auto& layer = stack.EthIIInterfaceList.emplace_back();
+    for (const auto& host : hosts)
+        layer.SrcMacList.push_back({{host.mac.bytes.begin(), host.mac.bytes.end()}});
+    return stack;
 }
 
 }  // namespace testing_aids

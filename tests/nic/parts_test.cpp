@@ -19,7 +19,6 @@
 #include "query_gate.h"
 #include "reception.h"
 #include "sequence_counter.h"
-#include "stacks.h"
 #include "thrown.h"
 
 namespace {
@@ -205,6 +204,18 @@ TEST(QueryGate, LetsPassWhatSaysMoreThanTheOneBefore) {
     }
 }
 
+/// "3 received, 1 lost": what there is.
+std::string text_of(const Packets& packets) {
+    std::string text = fmt::format("{} received", packets.received);
+    for (const auto& [count, what] : {std::pair(packets.lost, "lost"),
+                                      {packets.reordered, "reordered"},
+                                      {packets.duplicate, "duplicate"},
+                                      {packets.late, "late"},
+                                      {packets.payload_errors, "damaged"}})
+        if (count > 0) text += fmt::format(", {} {}", count, what);
+    return text;
+}
+
 class ReceptionTest : public ::testing::Test {
   protected:
     /// One millisecond after the last one.
@@ -228,11 +239,6 @@ class ReceptionTest : public ::testing::Test {
         payload[11] = std::byte{ssrc};
         EXPECT_TRUE(add(reception, payload, "10.0.0.1", port));
     }
-    static std::string text_of(const Reception& reception) {
-        const orv::il::Packets& packets = reception.packets();
-        return fmt::format("{} received, {} lost, {} reordered, {} damaged", packets.received, packets.lost,
-                           packets.reordered, packets.payload_errors);
-    }
     orv::il::Time now_ = 0;
 };
 
@@ -240,40 +246,40 @@ TEST_F(ReceptionTest, SignedPackets) {
     Reception reception(Numbering::Signature);
     add_signed(reception, 100);
     add_signed(reception, 103);
-    EXPECT_EQ("2 received, 2 lost, 0 reordered, 0 damaged", text_of(reception));
+    EXPECT_EQ("2 received, 2 lost", text_of(reception.packets()));
     // Another stream, and the same one of another sender, have numbers of their own.
     add_signed(reception, 7, 2);
     add_signed(reception, 500, 1, "10.0.0.2");
     add_signed(reception, 501, 1, "10.0.0.2");
-    EXPECT_EQ("5 received, 2 lost, 0 reordered, 0 damaged", text_of(reception));
+    EXPECT_EQ("5 received, 2 lost", text_of(reception.packets()));
     // What is damaged elsewhere has its place; damaged numbers make neither losses nor a new count.
     add_signed(reception, 104, 1, "10.0.0.1", true);
     add_signed(reception, 90'000, 1, "10.0.0.1", true);
     add_signed(reception, 90'001, 1, "10.0.0.1", true);
     add_signed(reception, 5, 99, "10.0.0.1", true);
     add_signed(reception, 105);
-    EXPECT_EQ("10 received, 2 lost, 0 reordered, 4 damaged", text_of(reception));
+    EXPECT_EQ("10 received, 2 lost, 4 damaged", text_of(reception.packets()));
     const orv::il::Time last = reception.last();
     EXPECT_FALSE(add(reception, std::vector<std::byte>(1316)));
-    EXPECT_EQ("10 received, 2 lost, 0 reordered, 4 damaged", text_of(reception));
+    EXPECT_EQ("10 received, 2 lost, 4 damaged", text_of(reception.packets()));
     EXPECT_EQ(last, reception.last());
     // After a time without listeners nothing is missing.
     reception.restart();
     add_signed(reception, 200);
-    EXPECT_EQ("11 received, 2 lost, 0 reordered, 4 damaged", text_of(reception));
+    EXPECT_EQ("11 received, 2 lost, 4 damaged", text_of(reception.packets()));
 }
 
 TEST_F(ReceptionTest, ForeignPackets) {
     Reception reception(Numbering::Rtp);
     for (const std::uint16_t sequence : {65534, 65535, 1, 0}) add_rtp(reception, sequence);
-    EXPECT_EQ("4 received, 0 lost, 1 reordered, 0 damaged", text_of(reception));
+    EXPECT_EQ("4 received, 1 reordered", text_of(reception.packets()));
     add_rtp(reception, 3000, 2);
     add_rtp(reception, 3005, 1, 6000);
     add_rtp(reception, 3, 1);
-    EXPECT_EQ("7 received, 1 lost, 1 reordered, 0 damaged", text_of(reception));
+    EXPECT_EQ("7 received, 1 lost, 1 reordered", text_of(reception.packets()));
     EXPECT_TRUE(add(reception, std::vector<std::byte>(1316, std::byte{0x47})));  // a bare transport stream
     EXPECT_TRUE(add_signed(reception, 4));
-    EXPECT_EQ("9 received, 1 lost, 1 reordered, 0 damaged", text_of(reception));
+    EXPECT_EQ("9 received, 1 lost, 1 reordered", text_of(reception.packets()));
 }
 
 TEST_F(ReceptionTest, OfManySourcesAtATimeSixteenHaveNumbers) {
@@ -282,18 +288,18 @@ TEST_F(ReceptionTest, OfManySourcesAtATimeSixteenHaveNumbers) {
         add_signed(reception, 10, stream);
         add_signed(reception, 12, stream);
     }
-    EXPECT_EQ("200 received, 16 lost, 0 reordered, 0 damaged", text_of(reception));
+    EXPECT_EQ("200 received, 16 lost", text_of(reception.packets()));
     // One after the other all have: each takes the place of the one that has been silent longest.
     now_ += 990 * kMillisecond;
     add_signed(reception, 14, 15);
-    EXPECT_EQ("201 received, 17 lost, 0 reordered, 0 damaged", text_of(reception));
+    EXPECT_EQ("201 received, 17 lost", text_of(reception.packets()));
     for (std::uint32_t stream = 100; stream < 200; ++stream) {
         now_ += orv::il::kSecond / 10;
         add_signed(reception, 10, stream);
         add_signed(reception, 12, stream);
         add_signed(reception, 14 + 2 * (stream - 99), 15);
     }
-    EXPECT_EQ("501 received, 217 lost, 0 reordered, 0 damaged", text_of(reception));
+    EXPECT_EQ("501 received, 217 lost", text_of(reception.packets()));
 }
 
 TEST_F(ReceptionTest, KnowsWhetherPacketsStillCome) {
@@ -328,17 +334,6 @@ TEST_F(ReceptionTest, KnowsWhetherPacketsStillCome) {
     EXPECT_EQ(1800 * kMillisecond, reception.quiet_time());
 }
 
-/// "3 received, 1 lost": what there is.
-std::string text_of(const Packets& packets) {
-    std::string text = fmt::format("{} received", packets.received);
-    for (const auto& [count, what] : {std::pair(packets.lost, "lost"),
-                                      {packets.reordered, "reordered"},
-                                      {packets.duplicate, "duplicate"},
-                                      {packets.late, "late"}})
-        if (count > 0) text += fmt::format(", {} {}", count, what);
-    return text;
-}
-
 Packets count(const std::vector<std::uint64_t>& sequences, bool is_wrapping) {
     SequenceCounter counter;
     Packets packets;
@@ -350,7 +345,7 @@ Packets count(const std::vector<std::uint64_t>& sequences, bool is_wrapping) {
 }
 
 TEST(SequenceCounter, TellsWhatBecameOfPackets) {
-    constexpr std::uint64_t kFar = std::uint64_t{1} << 41;
+    constexpr std::uint64_t kFar = std::uint64_t{1} << 41, kDays = 1'000'000'000;
     const struct {
         const char* what;
         std::vector<std::uint64_t> sequences;
@@ -376,10 +371,7 @@ TEST(SequenceCounter, TellsWhatBecameOfPackets) {
         {"a stray far ahead", {5, kFar, 6, kFar + 1, 7}, "5 received", false},
         {"two strays", {5, kFar, 2 * kFar, 6}, "4 received", false},
         {"a long outage", {5, 32772}, "2 received, 32766 lost"},
-        {"an outage of days",
-         {5, 1'000'000'005, 1'000'000'006, 1'000'000'008},
-         "4 received, 1000000000 lost",
-         false},
+        {"an outage of days", {7, kDays, kDays + 1, kDays + 3}, "4 received, 999999993 lost", false},
         {"the last number", {UINT64_MAX - 1, UINT64_MAX, 0, 1}, "4 received, 1 late", false},
     };
     for (const auto& [what, sequences, text, also_wrapping] : cases)

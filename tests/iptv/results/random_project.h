@@ -130,17 +130,13 @@ class RandomViews {
 
     template <class Event>
     void MakeCommon(Event& ev) {
-        const auto word = [&] { return static_cast<std::uint16_t>(dice_.Bits()); };
         ev.event_number = dice_.Bits();
         ev.settop_index = static_cast<std::uint32_t>(dice_.Roll(kBoxes));
         ev.viewed_channel = static_cast<std::uint16_t>(dice_.Roll(kChannels));
         ev.viewed_ip.type = dice_.Hit(2) ? ev.viewed_ip.kV4 : ev.viewed_ip.kV6;
         for (std::uint8_t& byte : ev.viewed_ip.v6.address) byte = static_cast<std::uint8_t>(dice_.Bits());
-        ev.vlan_tag = word();
-        ev.vlan_inner_tag = word();
-        ev.ppp_index = word();
-        ev.vci = word();
-        ev.vpi = word();
+        for (auto* tag : {&ev.vlan_tag, &ev.vlan_inner_tag, &ev.ppp_index, &ev.vci, &ev.vpi})
+            *tag = static_cast<std::uint16_t>(dice_.Bits());
     }
 
     Dice& dice_;
@@ -230,9 +226,7 @@ class RandomProject {
         block.profile = profiles[profile]->GetName();
         block.habit = habits_[profile];
         std::vector<iptv::CIptvViewedChannels*> watched;
-        const std::size_t all = ranges.size();
-        const std::size_t first = dice_.Roll(all);
-        const std::size_t count = all - dice_.Roll(4);
+        const std::size_t all = ranges.size(), first = dice_.Roll(all), count = all - dice_.Roll(4);
         for (std::size_t i = 0; i < count; ++i) {
             block.ranges.push_back(range_facts_[(first + 3 * i) % all]);
             watched.push_back(ranges[(first + 3 * i) % all]);
