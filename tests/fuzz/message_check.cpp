@@ -5,26 +5,16 @@
 #include "tm/message_text.h"
 
 namespace testing_aids {
-namespace {
-
 using namespace orv::tm;  // NOLINT
 using orv::tm::testing::text_of;
 
-/// The message, or one without members for bytes that are none.
-bool try_decode(std::span<const std::byte> bytes, Message& message) {
+bool check_message_bytes(std::span<const std::byte> bytes) {
+    Message first;
     try {
-        message = Message::decode(bytes);
-        return true;
+        first = Message::decode(bytes);
     } catch (const Tm_exception&) {
         return false;
     }
-}
-
-}  // namespace
-
-bool check_message_bytes(std::span<const std::byte> bytes) {
-    Message first;
-    if (!try_decode(bytes, first)) return false;
     const std::string text = text_of(first);
     const std::vector<std::byte> encoded = first.encode();
     const Message second = Message::decode(encoded);

@@ -16,8 +16,7 @@ using Kind = Fault::Kind;
 TEST(Requests, WhatMakesNoSenseIsRefusedByName) {
     channelBlockConfig_s no_channels = Scenario().channels;
     no_channels.channel_count = 0;
-    std::vector<settopBlockConfig_s> other_profile = Scenario().blocks, few = other_profile,
-                                     many = other_profile;
+    auto other_profile = Scenario().blocks, few = other_profile, many = other_profile;
     other_profile[0].profile_handle = 71;
     few[0].settop_count = 3;
     few[0].ppp_index = {1, 2};
@@ -34,8 +33,7 @@ TEST(Requests, WhatMakesNoSenseIsRefusedByName) {
                       *const no_block = "no STB block with handle 8",
                       *const no_profile = "no viewing profile with handle 8",
                       *const no_block_of_channels = "no channel block with handle 8";
-    refused("iptvcd_1.GetConfig: there is no test configuration with handle 8", create_req_GetConfig, 8u,
-            true);
+    refused("GetConfig: there is no test configuration with handle 8", create_req_GetConfig, 8u, true);
     refused(no_test, create_req_DeleteConfig, 8u, true);
     refused(no_profile, create_req_GetProfile, 8u, true);
     refused(no_profile, create_req_DeleteProfile, Handles{kProfile, 8}, true);
@@ -54,8 +52,8 @@ TEST(Requests, WhatMakesNoSenseIsRefusedByName) {
     refused(no_block, create_req_Start, kTest, Handles{kBlock, 8}, 0u, true);
     refused("STB block 3 comes twice", create_req_Start, kTest, Handles{kBlock, kBlock}, 0u, true);
     const std::vector<ipAddress_t> two(2);
-    refused("the lists of the stream map are not equally long", create_req_UpdateStreamMap, two, two,
-            Handles{1}, true);
+    const char* const unequal = "the lists of the stream map are not equally long";
+    refused(unequal, create_req_UpdateStreamMap, two, two, Handles{1}, true);
     refused("no interface with handle 8", create_req_GetInterfaces, Handles{8}, true);
     refused("no interface with handle 8", create_req_DeleteInterfaces, Handles{8}, true);
     EXPECT_THAT(peer.FaultOf(std::move(unnamed)), HasSubstr("no such request: 'iptvcd_1.Fly'"));
@@ -154,9 +152,9 @@ TEST(Requests, HardwareSettingsAreKept) {
     EXPECT_EQ(hw::rxFilterEnables_s{}, read());
 
     peer.Ask(Make(hw::create_req_UpdatePortSets, std::vector{hw::PortSet_s{5, {1, 2}}}, true));
+    const std::vector<std::uint16_t> port_sets{5};
     for (const bool there : {true, false}) {
-        const Message answer =
-            peer.Ask(Make(hw::create_req_DeletePortSets, std::vector<std::uint16_t>{5}, true));
+        const Message answer = peer.Ask(Make(hw::create_req_DeletePortSets, port_sets, true));
         EXPECT_EQ(there, answer.get_member_bool(orv::tm::TMG_MEMBERS, "deleteSuccessful"));
     }
 }

@@ -1,7 +1,6 @@
 #include "scenario.h"
 
 #include <fmt/format.h>
-#include <gtest/gtest.h>
 
 #include <cmath>
 
@@ -98,30 +97,23 @@ std::string Peer::FaultOf(Message request) {
     return answer.get_msg_type() == orv::tm::TMT_FAULT ? answer.get_fault_string() : "";
 }
 
-void Peer::Configure() {
+std::vector<std::uint32_t> Peer::GetBlockHandles() const {
     std::vector<std::uint32_t> handles;
     for (const auto& block : scenario.blocks) handles.push_back(block.stblock_handle);
+    return handles;
+}
+
+void Peer::Configure() {
     EXPECT_EQ("", FaultOf(create_req_UpdateProfile, std::vector{scenario.profile}, true));
     EXPECT_EQ("", FaultOf(create_req_UpdateChannelBlock, std::vector{scenario.channels}, true));
     EXPECT_EQ("", FaultOf(create_req_UpdateSettopBlock, scenario.blocks, true));
     EXPECT_EQ("", FaultOf(create_req_UpdateConfig, scenario.test, true));
-    EXPECT_EQ("", FaultOf(create_req_RegisterResultsNotify, handles, scenario.interval_ms, true));
+    EXPECT_EQ("", FaultOf(create_req_RegisterResultsNotify, GetBlockHandles(), scenario.interval_ms, true));
     EXPECT_EQ("", FaultOf(create_req_RegisterEOTNotify, scenario.interval_ms, true));
 }
 
 Message Peer::StartRequest() const {
-    std::vector<std::uint32_t> handles;
-    for (const auto& block : scenario.blocks) handles.push_back(block.stblock_handle);
-    return Make(create_req_Start, kTest, handles, scenario.start_delay_step, true);
-}
-
-void Peer::Start() {
-    Configure();
-    EXPECT_EQ("", StartAgain());
-}
-
-void Peer::Stop() {
-    EXPECT_EQ("", FaultOf(create_req_Stop));
+    return Make(create_req_Start, kTest, GetBlockHandles(), scenario.start_delay_step, true);
 }
 
 std::vector<stbox_event_s> RunAll(const Scenario& scenario) {
@@ -137,16 +129,15 @@ std::string Told(const std::vector<stbox_event_s>& events) {
         const auto at = [start](std::int64_t ts) {
             return ts == 0 ? "" : fmt::format("{}", std::round(Between(ts, start) * 100) / 100);
         };
-        std::string text;
-        if (e.unicast_join_ts != 0) {
-            text = fmt::format("0 {}-{} {}-{} {}; ", at(e.first_unicast_nosb_pkt_ts),
-                               at(e.last_unicast_nosb_pkt_ts), at(e.first_unicast_sbit_pkt_ts),
-                               at(e.last_unicast_sbit_pkt_ts), at(e.unicast_leave_ts));
-        }
+        std::string text = fmt::format("0 {}-{} {}-{} {}; ", at(e.first_unicast_nosb_pkt_ts),
+                                       at(e.last_unicast_nosb_pkt_ts), at(e.first_unicast_sbit_pkt_ts),
+                                       at(e.last_unicast_sbit_pkt_ts), at(e.unicast_leave_ts));
+        if (e.unicast_join_ts == 0) text.clear();
         text += fmt::format("{} {}-{} {}, {} packets", at(e.mcast_join_ts), at(e.first_mcast_pkt_ts),
                             at(e.last_mcast_pkt_ts), at(e.mcast_leave_ts), e.total_mcast_packets);
-        if (e.uni_multi_overlap_count > 0) text += fmt::format(", overlap {}", e.uni_multi_overlap_count);
-        if (e.uni_multi_gap_count > 0) text += fmt::format(", gap {}", e.uni_multi_gap_count);
+        for (const auto& [count, what] :
+             {std::pair(e.uni_multi_overlap_count, "overlap"), {e.uni_multi_gap_count, "gap"}})
+            if (count > 0) text += fmt::format(", {} {}", what, count);
         for (const auto& [count, what] : {std::pair(e.lost_mcast_packets, "lost"),
                                           {e.reordered_mcast_packets, "reordered"},
                                           {e.duplicate_mcast_packets, "duplicate"},

@@ -1,6 +1,8 @@
 // A simulated port as its peer sees it: requests in, responses and notifications out.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <chrono>
 #include <functional>
 #include <memory>
@@ -69,11 +71,14 @@ class Peer {
     /// Sends the configuration and the registrations; every answer is to be a response.
     void Configure();
     orv::tm::Message StartRequest() const;
-    void Start();
+    void Start() {
+        Configure();
+        EXPECT_EQ("", StartAgain());
+    }
     /// The fault of another start, without a configuration before it.
     std::string StartAgain() { return FaultOf(StartRequest()); }
     /// Sends a stop, which is to be answered.
-    void Stop();
+    void Stop() { EXPECT_EQ("", FaultOf(create_req_Stop)); }
     void RunTo(milliseconds time) { timeline.RunTo(time); }
     void RunTo(int ms) { RunTo(milliseconds(ms)); }
     /// Has the channels sent or not from now on, while the scenario's network asks `sent`.
@@ -94,6 +99,7 @@ class Peer {
   private:
     void OnBytes(std::vector<std::byte> bytes);
     void OnMessage(orv::tm::Message message);
+    std::vector<std::uint32_t> GetBlockHandles() const;
 
     orv::tm::Message answer_;
     std::uint32_t requests_ = 0;

@@ -30,14 +30,8 @@ Scenario FastChange(JoinTrigger join = kAfterJoin, LeaveTrigger leave = kByJoin)
 }
 
 TEST(FastChannelChange, TriggersDecideWhatHappensWhen) {
-    struct Case {
-        const char* what;
-        JoinTrigger join;
-        LeaveTrigger leave;
-        bool only, stay, sent;
-        const char* told;
-    };
-    const Case cases[] = {
+    // only, stay: of the profile
+    const std::tuple<const char*, JoinTrigger, LeaveTrigger, bool, bool, bool, const char*> cases[] = {
         {"both after the join", kAfterJoin, kByJoin, false, false, true,
          "10 x 0 11-103 - 80; 50 87-1012 900, 462 packets, overlap 8, no S-bit"},
         {"S-bit, multicast packet", kAfterSbit, kByPacket, false, false, true,
@@ -53,14 +47,13 @@ TEST(FastChannelChange, TriggersDecideWhatHappensWhen) {
         {"nothing sent", kAfterSbit, kByPacket, false, false, false,
          "10 x 0 - - 900; 250 - 900, 0 packets, no first"},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.what);
-        Scenario scenario = FastChange(c.join, c.leave);
-        scenario.profile.unicast_only = c.only;
-        scenario.profile.unicast_stay = c.stay;
-        scenario.network.is_sent = [&c](const auto&, const auto&) { return c.sent; };
+    for (const auto& [what, join, leave, only, stay, sent, told] : cases) {
+        Scenario scenario = FastChange(join, leave);
+        scenario.profile.unicast_only = only;
+        scenario.profile.unicast_stay = stay;
+        scenario.network.is_sent = [sent = sent](const auto&, const auto&) { return sent; };
         const auto events = RunAll(scenario);
-        EXPECT_EQ(c.told, Told(events));
+        EXPECT_EQ(told, Told(events)) << what;
         const auto& event = events.at(0);
         if (event.last_unicast_nosb_pkt_ts == 0) continue;
         EXPECT_NEAR(0.65 * Between(event.last_unicast_nosb_pkt_ts, event.first_unicast_nosb_pkt_ts),
@@ -95,48 +88,43 @@ TEST(FastChannelChange, AJoinThatComesTooLateDoesNotCome) {
 }
 
 TEST(FastChannelChange, TheSbitWaitsForTheBuffer) {
-    struct Case {
-        std::uint32_t level, most;  ///< ms
-        double burst_rate;
-        JoinTrigger join;
-        LeaveTrigger leave;  ///< by the unicast join: at 80 ms, the last packet at 103 ms
-        double sbit;         ///< after the unicast join
-        double multicast_join;
-        bool fails;
-    };
-    const Case cases[] = {{60, 0, 1.3, kAfterSbit, kByPacket, 211, 261, false},
-                          {60, 300, 1.3, kAfterSbit, kByPacket, 211, 261, false},
-                          {60, 100, 1.3, kAfterSbit, kByPacket, 211, 261, true},
-                          {0, 0, 1.3, kAfterSbit, kByPacket, 11, 61, false},
-                          // Never; waited for as long as it may take, or not at all.
-                          {60, 100, 1.0, kAfterSbit, kByPacket, NAN, 161, true},
-                          {60, 0, 1.0, kAfterSbit, kByPacket, NAN, 61, true},
-                          {60, 100, 1.0, kAfterJoin, kByPacket, NAN, 50, true},
-                          {60, 0, 1.0, kAfterJoin, kByPacket, NAN, 50, false},
-                          // In time for the last packet, and too late.
-                          {27, 0, 1.3, kAfterSbit, kByJoin, 101, 151, false},
-                          {60, 0, 1.3, kAfterSbit, kByJoin, NAN, 61, true}};
-    for (const Case& c : cases) {
-        SCOPED_TRACE(&c - cases);
-        Scenario scenario = FastChange(c.join, c.leave);
+    // level, most: ms; leave by the unicast join: at 80 ms, the last packet at 103 ms; S-bit and multicast
+    // join after the unicast join
+    const std::tuple<std::uint32_t, std::uint32_t, double, JoinTrigger, LeaveTrigger, double, double, bool>
+        cases[] = {{60, 0, 1.3, kAfterSbit, kByPacket, 211, 261, false},
+                   {60, 300, 1.3, kAfterSbit, kByPacket, 211, 261, false},
+                   {60, 100, 1.3, kAfterSbit, kByPacket, 211, 261, true},
+                   {0, 0, 1.3, kAfterSbit, kByPacket, 11, 61, false},
+                   // Never; waited for as long as it may take, or not at all.
+                   {60, 100, 1.0, kAfterSbit, kByPacket, NAN, 161, true},
+                   {60, 0, 1.0, kAfterSbit, kByPacket, NAN, 61, true},
+                   {60, 100, 1.0, kAfterJoin, kByPacket, NAN, 50, true},
+                   {60, 0, 1.0, kAfterJoin, kByPacket, NAN, 50, false},
+                   // In time for the last packet, and too late.
+                   {27, 0, 1.3, kAfterSbit, kByJoin, 101, 151, false},
+                   {60, 0, 1.3, kAfterSbit, kByJoin, NAN, 61, true}};
+    for (const auto& [level, most, burst_rate, join_trigger, leave, wanted_sbit, wanted_join, fails] :
+         cases) {
+        SCOPED_TRACE(testing::Message() << level << ' ' << most << ' ' << burst_rate << ' ' << wanted_join);
+        Scenario scenario = FastChange(join_trigger, leave);
         scenario.test.min_sbit_delay = 0;
-        scenario.test.max_sbit_delay = c.most;
-        scenario.blocks[0].min_buffer_level = c.level;
-        scenario.network.behaviour.burst_rate = c.burst_rate;
+        scenario.test.max_sbit_delay = most;
+        scenario.blocks[0].min_buffer_level = level;
+        scenario.network.behaviour.burst_rate = burst_rate;
         const auto events = RunAll(scenario);
         ASSERT_EQ(10u, events.size());
-        EXPECT_EQ(c.most == 300, Told(events).find(" / ") != std::string::npos);
+        EXPECT_EQ(most == 300, Told(events).find(" / ") != std::string::npos);
         for (const auto& event : events) {
             const double sbit = Between(event.first_unicast_sbit_pkt_ts, event.unicast_join_ts);
             const double join = Between(event.mcast_join_ts, event.unicast_join_ts);
-            EXPECT_EQ(c.fails, event.sbit_failure);
-            EXPECT_EQ(std::isnan(c.sbit), std::isnan(sbit));
-            if (c.most == 300) {  // drawn: 0 to 300 ms, and not before the buffer is full
+            EXPECT_EQ(fails, event.sbit_failure);
+            EXPECT_EQ(std::isnan(wanted_sbit), std::isnan(sbit));
+            if (most == 300) {  // drawn: 0 to 300 ms, and not before the buffer is full
                 EXPECT_TRUE(sbit >= 211 && sbit <= 311) << sbit;
                 EXPECT_NEAR(sbit + 50, join, 1e-4);
             } else {
-                EXPECT_NEAR(c.multicast_join, join, 1e-4);
-                EXPECT_FALSE(std::abs(c.sbit - sbit) > 1e-4) << sbit;
+                EXPECT_NEAR(wanted_join, join, 1e-4);
+                EXPECT_FALSE(std::abs(wanted_sbit - sbit) > 1e-4) << sbit;
             }
         }
     }
@@ -160,26 +148,22 @@ TEST(FastChannelChange, FlagsSayWhatIsSlowerThanTheThresholds) {
 
 // A burst ends with its channel and does not come back; a failed request is answered when it is sent again.
 TEST(FastChannelChange, BurstsFollowTheirChannel) {
-    struct Case {
-        int change;  ///< ms after the unicast join
-        bool sent;   ///< from then on, and not before
-        const char* told;
-    };
-    // UTL: the leave comes 1000 ms after the first packet, or after the join.
-    const Case cases[] = {{5, true, "0 16-214.46 216-406 383; 266 303-1128 1016, 412 packets, overlap 51"},
-                          {5, false, "0 - - 1000; 250 - 1000, 0 packets, no first"},
-                          {100, false, "0 11-100 - 1011; 261 - 1011, 0 packets, no S-bit"},
-                          {280, false, "0 11-209.46 211-280 1011; 261 - 1011, 0 packets"}};
-    for (const Case& c : cases) {
-        SCOPED_TRACE(&c - cases);
+    // UTL: the leave comes 1000 ms after the first packet, or after the join. Changes are in ms after the
+    // unicast join; sent from then on, and not before.
+    const std::tuple<int, bool, const char*> cases[] = {
+        {5, true, "0 16-214.46 216-406 383; 266 303-1128 1016, 412 packets, overlap 51"},
+        {5, false, "0 - - 1000; 250 - 1000, 0 packets, no first"},
+        {100, false, "0 11-100 - 1011; 261 - 1011, 0 packets, no S-bit"},
+        {280, false, "0 11-209.46 211-280 1011; 261 - 1011, 0 packets"}};
+    for (const auto& [change, sent_later, told] : cases) {
         Scenario scenario = FastChange(kAfterSbit, kByPacket);
         scenario.profile.zap_interval_type = ZapIntervalType::UTL;
-        bool sent = !c.sent;
+        bool sent = !sent_later;
         scenario.network.is_sent = [&sent](const auto&, const auto&) { return sent; };
-        Peer peer(scenario, c.change);
+        Peer peer(scenario, change);
         peer.Change(sent);
         peer.RunTo(2000);
-        EXPECT_EQ(c.told, Told({peer.events.at(0)}));
+        EXPECT_EQ(told, Told({peer.events.at(0)})) << change;
     }
 }
 
@@ -188,10 +172,9 @@ Scenario Lossy(double loss) {
     scenario.test.test_type = TestType::RELIABLE_RETRANSMISSION;
     scenario.test.rrr_test_config = {{.testRetransThres = 25}};
     scenario.channels.rrr_cbConfig = {{.cbNackEnable = true}};
-    rrr_stbConfig_s nack;
+    auto& nack = scenario.blocks[0].rrr_stbConfig.emplace_back();
     nack.stbNackEnable = true;
     nack.nackDelay = 30;
-    scenario.blocks[0].rrr_stbConfig = {nack};
     scenario.network.behaviour.loss = loss;
     scenario.network.behaviour.retransmission_delay.a = 20;
     return scenario;
@@ -245,47 +228,44 @@ TEST(Retransmission, SlowOnesAreFlaggedAndLostOnesFail) {
         Scenario scenario = Lossy(0.05);
         scenario.test.rrr_test_config[0].testRetransThres = threshold;
         scenario.network.behaviour.retransmission_loss = 0.3;
-        const Outcome outcome = OutcomeOf(scenario);
-        ASSERT_GT(outcome.nacks.size(), 100u);
+        const auto nacks = OutcomeOf(scenario).nacks;
+        ASSERT_GT(nacks.size(), 100u);
         double failed = 0;
-        for (const auto& nack : outcome.nacks) {  // one packet each
+        for (const auto& nack : nacks) {  // one packet each
             failed += nack.retrans_fail;
             EXPECT_EQ(nack.retrans_fail ? 0 : 20,
                       Between(nack.last_retrans_rtp_pkt_rx_ts, nack.nack_pkt_tx_ts));
             EXPECT_EQ(threshold > 0 && !nack.retrans_fail, nack.flagged_retrans);
         }
-        EXPECT_NEAR(0.3, failed / static_cast<double>(outcome.nacks.size()), 0.1);
+        EXPECT_NEAR(0.3, failed / static_cast<double>(nacks.size()), 0.1);
     }
 }
 
 TEST(Retransmission, MaskAndIntervalBoundTheNumberOfRequests) {
-    struct Case {
-        std::uint16_t mask;
-        std::uint32_t delay, interval;
-        double least_share, most_share;  ///< of NACKs in losses
-        double apart_ms, apart_packets;
-    };
-    // 30 % lost: a NACK that covers 17 packets covers 1 + 16 * 0.3 lost ones.
-    const Case cases[] = {{0, 40, 0, 0.75, 0.95, 2, 1},
-                          {0xffff, 40, 0, 0.13, 0.18, 34, 17},
-                          {0xffff, 0, 0, 0.75, 0.95, 2, 1},  // the next losses are not known yet
-                          {0x00ff, 40, 0, 0.22, 0.30, 18, 9},
-                          {0, 40, 500, 0.005, 0.02, 500, 1}};  // longer than from one view to the next
-    for (const Case& c : cases) {
-        SCOPED_TRACE(&c - cases);
+    // 30 % lost: a NACK that covers 17 packets covers 1 + 16 * 0.3 lost ones. Mask, delay and interval, the
+    // least and the greatest share of NACKs in losses, and how far apart they are in ms and in packets.
+    const std::tuple<std::uint16_t, std::uint32_t, std::uint32_t, double, double, double, double> cases[] = {
+        {0, 40, 0, 0.75, 0.95, 2, 1},
+        {0xffff, 40, 0, 0.13, 0.18, 34, 17},
+        {0xffff, 0, 0, 0.75, 0.95, 2, 1},  // the next losses are not known yet
+        {0x00ff, 40, 0, 0.22, 0.30, 18, 9},
+        {0, 40, 500, 0.005, 0.02, 500, 1}};  // longer than from one view to the next
+    for (const auto& [mask, delay, interval, least_share, most_share, apart_ms, apart_packets] : cases) {
+        SCOPED_TRACE(testing::Message() << mask << ' ' << delay << ' ' << interval);
         Scenario scenario = Lossy(0.3);
         scenario.test.test_duration = 60'000;
         scenario.profile.leave_to_leave_delay = 2000;
-        scenario.blocks[0].rrr_stbConfig[0].nackSeqBits = c.mask;
-        scenario.blocks[0].rrr_stbConfig[0].nackDelay = c.delay;
-        scenario.blocks[0].rrr_stbConfig[0].nackInterval = c.interval;
+        auto& nack = scenario.blocks[0].rrr_stbConfig[0];
+        nack.nackSeqBits = mask;
+        nack.nackDelay = delay;
+        nack.nackInterval = interval;
         const Outcome outcome = OutcomeOf(scenario);
         const double share = static_cast<double>(outcome.nacks.size()) / static_cast<double>(outcome.lost);
-        EXPECT_TRUE(share > c.least_share && share < c.most_share) << share;
+        EXPECT_TRUE(share > least_share && share < most_share) << share;
         for (std::size_t i = 1; i < outcome.nacks.size(); ++i) {
             const auto &one = outcome.nacks[i - 1], &next = outcome.nacks[i];
-            EXPECT_GE(Between(next.nack_pkt_tx_ts, one.nack_pkt_tx_ts), c.apart_ms - 0.001);
-            EXPECT_GE(next.nack_rtp_seq_number - one.nack_rtp_seq_number, c.apart_packets);
+            EXPECT_GE(Between(next.nack_pkt_tx_ts, one.nack_pkt_tx_ts), apart_ms - 0.001);
+            EXPECT_GE(next.nack_rtp_seq_number - one.nack_rtp_seq_number, apart_packets);
         }
     }
 }

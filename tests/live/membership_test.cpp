@@ -3,9 +3,7 @@
 
 #include <set>
 #include <stdexcept>
-#include <string>
 #include <tuple>
-#include <vector>
 
 #include "live/sample_frames.h"
 #include "live/sent_frames.h"
@@ -14,12 +12,7 @@
 namespace orv::live {
 namespace {
 
-using testing_aids::become;
-using testing_aids::ip;
-using testing_aids::lettered_address;
-using testing_aids::ListeningNetwork;
-using testing_aids::play;
-using testing_aids::TestQuery;
+using namespace testing_aids;  // NOLINT: a test
 using Version = MembershipVersion;
 using Versions = std::vector<Version>;
 using namespace std::chrono_literals;
@@ -31,20 +24,17 @@ const Versions kFilter = {Version::Igmp3, Version::Mld2}, kOlder = {Version::Igm
 
 // What happens one after the other (see play()), and what the host sends until each of the times.
 TEST(MembershipTest, HostsSayWhatTheyHaveTo) {
-    struct Case {
+    const struct {
         Versions versions;
         std::uint8_t robustness;
-        const char* script;
-        const char* told;
+        const char *script, *told;
         bool suppress_reports = false;
-    };
-    const Case cases[] = {
+    } cases[] = {
         // Changes are told in their own words.
         {kFilter, 1,
          "I a, 1h, I aab, 1h, !I ba, 1h, I bc, 1h, I c, 1h, E a, 1h, I b, 1h, I, 1h, E ab, 1h, E bc, 1h",
          "ALLOW G {a} | ALLOW G {b} | . | ALLOW G {c} BLOCK G {a} | BLOCK G {b} | TO_EX G {a} | TO_IN G {b} "
-         "| "
-         "BLOCK G {b} | TO_EX G {a b} | ALLOW G {a} BLOCK G {c}"},
+         "| BLOCK G {b} | TO_EX G {a b} | ALLOW G {a} BLOCK G {c}"},
         {kFilter, 1, "!I, 1h, E, 1h, !E, 1h, -, 1h, I a, 1h, -, 1h, E ba, 1h, -, 1h",
          ". | TO_EX G {} | . | TO_IN G {} | ALLOW G {a} | BLOCK G {a} | TO_EX G {a b} | TO_IN G {}"},
         // Every version joins, repeats and leaves.
@@ -120,12 +110,12 @@ TEST(MembershipTest, HostsSayWhatTheyHaveTo) {
         {kIgmp2, 3, "E, settle, heard G, -, 0s", "leave G", true},
         {kIgmp3, 2, "E, settle, ?= 10s, heard G, 60s", "IS_EX G {}", true},
     };
-    for (const Case& c : cases) {
-        for (const Version version : c.versions) {
-            SCOPED_TRACE(c.script);
+    for (const auto& [versions, robustness, script, told, suppress] : cases) {
+        for (const Version version : versions) {
+            SCOPED_TRACE(script);
             ListeningNetwork network(
-                {.version = version, .robustness = c.robustness, .suppress_reports = c.suppress_reports});
-            EXPECT_EQ(play(network, c.script), c.told) << static_cast<int>(version);
+                {.version = version, .robustness = robustness, .suppress_reports = suppress});
+            EXPECT_EQ(play(network, script), told) << static_cast<int>(version);
         }
     }
 }
@@ -179,7 +169,7 @@ TEST(MembershipTest, NothingIsSaidOfGroupsThatEverybodyHears) {
 }
 
 TEST(MembershipTest, DestroyedHostLeavesNoTimer) {
-    testing_aids::FakeTimeline timeline;
+    FakeTimeline timeline;
     {
         MembershipHost host({{}, ip("192.0.2.10"), {}}, {.version = Version::Igmp3}, timeline, 1,
                             [](auto) {});
@@ -192,7 +182,7 @@ TEST(MembershipTest, DestroyedHostLeavesNoTimer) {
 }
 
 TEST(MembershipTest, WhatDoesNotGoTogetherIsRefused) {
-    testing_aids::FakeTimeline timeline;
+    FakeTimeline timeline;
     const std::pair<const char*, MembershipHost::Settings> cases[] = {
         {"2001:db8::a", {.version = Version::Igmp2}},
         {"192.0.2.10", {.version = Version::Mld2}},
@@ -201,8 +191,7 @@ TEST(MembershipTest, WhatDoesNotGoTogetherIsRefused) {
         {"2001:db8::a", {.version = Version::Mld1, .mtu = 1279}}};
     for (const auto& [address, settings] : cases) {
         EXPECT_THROW(MembershipHost({{}, ip(address), {}}, settings, timeline, 1, [](auto) {}),
-                     std::invalid_argument)
-            << address;
+                     std::invalid_argument);
     }
     ListeningNetwork network(Version::Igmp3);
     const std::vector<IpAddress> v6 = {ip("2001:db8::1")};
@@ -243,11 +232,9 @@ TEST(MembershipTest, ManyGroupsAndSourcesArePackedIntoPackets) {
 TEST(MembershipTest, FloodOfSourcesTakesNoMemoryAndIsAnsweredAsAWhole) {
     ListeningNetwork network(Version::Igmp3);
     play(network, "E a, settle");
-    for (std::uint32_t i = 0; i < 10'000; i += 100) {
-        const TestQuery query(Version::Igmp3, 1h, lettered_address('G', Version::Igmp3),
-                              many(0x0a000000 + i, 100));
-        network.host.OnQuery(query.query);
-    }
+    const IpAddress group = lettered_address('G', Version::Igmp3);
+    for (std::uint32_t i = 0; i < 10'000; i += 100)
+        network.host.OnQuery(TestQuery(Version::Igmp3, 1h, group, many(0x0a000000 + i, 100)).query);
     EXPECT_EQ(play(network, "1h"), "IS_EX G {a}");
 }
 

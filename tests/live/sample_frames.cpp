@@ -4,6 +4,7 @@
 
 #include <arpa/inet.h>
 
+#include <algorithm>
 #include <cctype>
 #include <chrono>
 #include <stdexcept>
@@ -74,35 +75,28 @@ const std::vector<SampleFrame> kSamples = {
     // clang-format on
 };
 
-std::string hex_of(const MacAddress& mac) {
-    return hex_text(std::as_bytes(std::span(mac.bytes)));
-}
-
-std::string name_of(MembershipVersion version) {
-    static constexpr const char* kNames[] = {"igmp1", "igmp2", "igmp3", "mld1", "mld2"};
-    return kNames[static_cast<std::size_t>(version)];
-}
+const auto hex_of = [](const MacAddress& mac) { return hex_text(std::as_bytes(std::span(mac.bytes))); };
+constexpr const char* kNames[] = {"igmp1", "igmp2", "igmp3", "mld1", "mld2"};
+const auto name_of = [](MembershipVersion version) { return kNames[static_cast<std::size_t>(version)]; };
 
 struct TextOf {
-    std::string operator()(const ArpRequest& request) const {
-        return fmt::format("arp: {} at {} asks for {}", request.asker.ToString(), hex_of(request.asker_mac),
-                           request.target.ToString());
+    std::string operator()(const ArpRequest& request) const { return of_asker("arp", request); }
+    std::string operator()(const NeighborSolicitation& request) const {
+        return of_asker("solicitation", request);
     }
-    std::string operator()(const NeighborSolicitation& solicitation) const {
-        return fmt::format("solicitation: {} at {} asks for {}", solicitation.asker.ToString(),
-                           hex_of(solicitation.asker_mac), solicitation.target.ToString());
+    static std::string of_asker(const char* what, const auto& request) {
+        return fmt::format("{}: {} at {} asks for {}", what, request.asker.ToString(),
+                           hex_of(request.asker_mac), request.target.ToString());
     }
     std::string operator()(const MembershipQuery& query) const {
-        std::string text = fmt::format(
-            "{} query to {} about {}, code {}, within {} ms, robustness {}, every {} s",
-            name_of(query.version), query.destination.ToString(), query.group.ToString(),
-            query.max_response_code,
-            std::chrono::duration_cast<std::chrono::milliseconds>(query.max_response_time).count(),
-            query.robustness, std::chrono::duration_cast<std::chrono::seconds>(query.query_interval).count());
+        std::string text =
+            fmt::format("{} query to {} about {}, code {}, within {} ms, robustness {}, every {} s",
+                        name_of(query.version), query.destination.ToString(), query.group.ToString(),
+                        query.max_response_code, query.max_response_time / std::chrono::milliseconds(1),
+                        query.robustness, query.query_interval / std::chrono::seconds(1));
         if (query.suppress_router_processing) text += ", S";
-        for (std::size_t i = 0; i < query.sources.GetSize(); ++i) {
+        for (std::size_t i = 0; i < query.sources.GetSize(); ++i)
             text += (i == 0 ? ", " : " ") + query.sources[i].ToString();
-        }
         return text;
     }
     std::string operator()(const MembershipReport& report) const { return of_member("report", report); }
@@ -142,16 +136,9 @@ void refit_upper(std::span<std::byte> message, unsigned protocol, std::span<cons
     const unsigned pseudo = sum_of(addresses) + protocol + static_cast<unsigned>(message.size());
     if (protocol == 2) put_sum(message, 2, 0);
     if (protocol == 58) put_sum(message, 2, pseudo % 0xffff);
-    if (protocol == 17) {
-        put_sum(message, 6, pseudo % 0xffff);
-        if (message.size() >= 8 && message[6] == std::byte{0} && message[7] == std::byte{0}) {
-            message[6] = message[7] = std::byte{0xff};
-        }
-    }
-}
-
-unsigned number_at(std::span<const std::byte> bytes, std::size_t at) {
-    return std::to_integer<unsigned>(bytes[at]) << 8 | std::to_integer<unsigned>(bytes[at + 1]);
+    if (protocol == 17) put_sum(message, 6, pseudo % 0xffff);
+    if (protocol == 17 && message.size() >= 8 && number_at(message, 6) == 0)
+        message[6] = message[7] = std::byte{0xff};
 }
 
 void refit_ipv4(std::span<std::byte> packet) {
@@ -186,10 +173,7 @@ std::span<const SampleFrame> sample_frames() {
 }
 
 std::vector<std::byte> sample_frame(std::string_view name) {
-    for (const SampleFrame& sample : kSamples) {
-        if (sample.name == name) return bytes_of(sample.hex);
-    }
-    throw std::out_of_range(fmt::format("no sample frame {}", name));
+    return bytes_of(std::ranges::find(kSamples, name, &SampleFrame::name)->hex);
 }
 
 std::vector<std::byte> bytes_of(std::string_view hex) {
@@ -208,6 +192,11 @@ std::string hex_text(std::span<const std::byte> bytes) {
     return text;
 }
 
+std::uint16_t number_at(std::span<const std::byte> bytes, std::size_t at) {
+    return static_cast<std::uint16_t>(std::to_integer<unsigned>(bytes[at]) << 8 |
+                                      std::to_integer<unsigned>(bytes[at + 1]));
+}
+
 IpAddress ip(const std::string& text) {
     std::uint8_t bytes[16];
     if (inet_pton(AF_INET, text.c_str(), bytes) == 1) return IpAddress::FromBytes(std::span(bytes).first(4));
@@ -215,24 +204,18 @@ IpAddress ip(const std::string& text) {
     throw std::invalid_argument(text + " is no address");
 }
 
-std::string text_of(const ParsedFrame& frame) {
-    std::string tags;
-    for (const VlanTag& tag : frame.vlan.Get()) {
-        tags += fmt::format("{}{:04x}:{:04x}", tags.empty() ? "[" : " ", tag.type, tag.control);
-    }
-    return (tags.empty() ? tags : tags + "] ") + std::visit(TextOf{}, frame.content);
-}
-
 std::string text_of(const std::optional<ParsedFrame>& frame) {
-    return frame ? text_of(*frame) : "nothing";
+    if (!frame) return "nothing";
+    std::string tags;
+    for (const VlanTag& tag : frame->vlan.Get())
+        tags += fmt::format("{}{:04x}:{:04x}", tags.empty() ? "[" : " ", tag.type, tag.control);
+    return (tags.empty() ? tags : tags + "] ") + std::visit(TextOf{}, frame->content);
 }
 
 void refit_checksums(std::span<std::byte> frame) {
     std::size_t type = 12;
-    while (frame.size() >= type + 6 &&
-           (number_at(frame, type) == 0x8100 || number_at(frame, type) == 0x88a8)) {
+    while (frame.size() >= type + 6 && (number_at(frame, type) == 0x8100 || number_at(frame, type) == 0x88a8))
         type += 4;
-    }
     if (frame.size() < type + 2) return;
     if (number_at(frame, type) == 0x0800) refit_ipv4(frame.subspan(type + 2));
     if (number_at(frame, type) == 0x86dd) refit_ipv6(frame.subspan(type + 2));

@@ -24,10 +24,10 @@ std::vector<std::byte> sample_frame(std::string_view name);
 /// Skips everything that is no hexadecimal digit.
 std::vector<std::byte> bytes_of(std::string_view hex);
 std::string hex_text(std::span<const std::byte> bytes);
+std::uint16_t number_at(std::span<const std::byte> bytes, std::size_t at);
 orv::live::IpAddress ip(const std::string& text);
 
 /// Everything that the views hold.
-std::string text_of(const orv::live::ParsedFrame& frame);
 std::string text_of(const std::optional<orv::live::ParsedFrame>& frame);
 
 /// Corrects the checksums of an IP packet as far as its lengths lead to them.

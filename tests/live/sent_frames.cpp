@@ -15,30 +15,25 @@ using namespace orv::live;
 
 namespace {
 
-unsigned u8_at(std::span<const std::byte> bytes, std::size_t at) {
-    return std::to_integer<unsigned>(bytes[at]);
-}
-unsigned u16_at(std::span<const std::byte> bytes, std::size_t at) {
-    return u8_at(bytes, at) << 8 | u8_at(bytes, at + 1);
+using Bytes = std::span<const std::byte>;
+const auto u8_at = [](Bytes bytes, std::size_t at) { return std::to_integer<unsigned>(bytes[at]); };
+
+std::string address_at(Bytes bytes, std::size_t at, std::size_t length) {
+    const auto* first = reinterpret_cast<const std::uint8_t*>(bytes.subspan(at, length).data());
+    return IpAddress::FromBytes({first, length}).ToString();
 }
 
-IpAddress address_at(std::span<const std::byte> bytes, std::size_t at, std::size_t length) {
-    return IpAddress::FromBytes(
-        {reinterpret_cast<const std::uint8_t*>(bytes.subspan(at, length).data()), length});
-}
-
-std::string records_of(std::span<const std::byte> message, std::size_t address_length) {
+std::string records_of(Bytes message, std::size_t address_length) {
     static constexpr const char* kTypes[] = {"?", "IS_IN", "IS_EX", "TO_IN", "TO_EX", "ALLOW", "BLOCK"};
     std::string text;
     std::size_t at = 8;
-    for (unsigned count = u16_at(message, 6); count > 0; --count) {
+    for (unsigned count = number_at(message, 6); count > 0; --count) {
         text += std::string(text.empty() ? "" : " ") + kTypes[u8_at(message, at)] + " " +
-                address_at(message, at + 4, address_length).ToString() + " {";
-        const unsigned sources = u16_at(message, at + 2);
+                address_at(message, at + 4, address_length) + " {";
+        const unsigned sources = number_at(message, at + 2);
         at += 4 + address_length;
-        for (unsigned i = 0; i < sources; ++i, at += address_length) {
-            text += (i == 0 ? "" : " ") + address_at(message, at, address_length).ToString();
-        }
+        for (unsigned i = 0; i < sources; ++i, at += address_length)
+            text += (i == 0 ? "" : " ") + address_at(message, at, address_length);
         text += "}";
     }
     return text;
@@ -53,25 +48,14 @@ HostAddress address_of(MembershipVersion version) {
 }  // namespace
 
 std::string sent_text(std::span<const std::byte> frame) {
-    const bool is_v6 = u16_at(frame, 12) == 0x86dd;
+    const bool is_v6 = number_at(frame, 12) == 0x86dd;
     const std::size_t header = is_v6 ? 48 : std::size_t{4} * (u8_at(frame, 14) & 15);
     const auto message = frame.subspan(14 + header);
-    switch (u8_at(message, 0)) {
-        case 0x12:
-        case 0x16:
-            return "report " + address_at(message, 4, 4).ToString();
-        case 131:
-            return "report " + address_at(message, 8, 16).ToString();
-        case 0x17:
-            return "leave " + address_at(message, 4, 4).ToString();
-        case 132:
-            return "leave " + address_at(message, 8, 16).ToString();
-        case 0x22:
-        case 143:
-            return records_of(message, is_v6 ? 16 : 4);
-        default:
-            return {};
-    }
+    const unsigned type = u8_at(message, 0);
+    const auto group = [&] { return is_v6 ? address_at(message, 8, 16) : address_at(message, 4, 4); };
+    if (type == 0x12 || type == 0x16 || type == 131) return "report " + group();
+    if (type == 0x17 || type == 132) return "leave " + group();
+    return type == 0x22 || type == 143 ? records_of(message, is_v6 ? 16 : 4) : "";
 }
 
 ListeningNetwork::ListeningNetwork(const Settings& settings, std::uint64_t seed)

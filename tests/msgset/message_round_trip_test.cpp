@@ -42,9 +42,7 @@ std::pair<std::string, bool> parts_of(const std::string& entry) {
 }
 
 /// Interface requests are named by the set that offers them.
-bool is_unnamed(const std::string& name) {
-    return name.starts_with("IFSETUP_1.");
-}
+const auto is_unnamed = [](const std::string& name) { return name.starts_with("IFSETUP_1."); };
 
 TEST(MessageRoundTrip, BothSidesAgree) {
     const auto check = []<class Create, class... Values>(const char* entry, Create create,
@@ -65,9 +63,8 @@ TEST(MessageRoundTrip, BothSidesAgree) {
             EXPECT_EQ(message.members(TMG_RESERVED).size(), 0U);
 
             const std::vector<std::byte> bytes = message.encode();
-            const Message arrived = Message::decode(bytes);
             Carried<Values...> received;
-            received.parse(parse, arrived);
+            received.parse(parse, Message::decode(bytes));
             ASSERT_TRUE(received.values == sent.values) << "round " << round;
 
             Message again;

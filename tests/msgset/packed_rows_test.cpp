@@ -19,10 +19,9 @@ std::vector<stbox_event_s> random_events(std::initializer_list<std::uint32_t> ad
     std::vector<stbox_event_s> events;
     for (std::uint32_t type : address_types) {
         random.fill(events.emplace_back());
-        events.back().viewed_ip = {};
-        events.back().viewed_ip.type = type;
-        if (type == ipAddress_t::kV4) random.fill(events.back().viewed_ip.v4.address);
-        if (type == ipAddress_t::kV6) random.fill(events.back().viewed_ip.v6.address);
+        ipAddress_t& address = events.back().viewed_ip = {type, {}};
+        if (type == ipAddress_t::kV4) random.fill(address.v4.address);
+        if (type == ipAddress_t::kV6) random.fill(address.v6.address);
     }
     return events;
 }
@@ -35,11 +34,8 @@ std::vector<stbox_event_s> as_received(std::vector<stbox_event_s> events) {
 }
 
 Message notification(const std::vector<stbox_event_s>& events) {
-    std::vector<stblock_event_s> blocks(1);
-    blocks[0].stblock_handle = 5;
-    blocks[0].events = events;
     Message message;
-    create_req_ResultsNotification(&message, blocks, true);
+    create_req_ResultsNotification(&message, {{5, events, {}}}, true);
     return message;
 }
 
@@ -65,31 +61,29 @@ Message notification_of(std::unique_ptr<Tm_array> events) {
     return message;
 }
 
-std::vector<Tm_array::Segment> segments_of(const Message& message) {
-    const Tm_struct& block = *message.get_member_array(TMG_MEMBERS, "events")->get_member_struct(0);
-    return block.get_member_array("events")->segments();
+const Tm_array& events_of(const Message& message) {
+    return *message.get_member_array(TMG_MEMBERS, "events")->get_member_struct(0)->get_member_array("events");
 }
 
 TEST(PackedRows, EventsOfAllAddressTypesTravelInRunsOfOneShape) {
     const auto events = random_events({0, 0, 1, 1, 1, 0, 7, 2, 0});
     const Message sent = notification(events);
     const std::size_t counts[] = {2, 3, 1, 2, 1};
-    const auto runs = segments_of(sent);
+    const auto runs = events_of(sent).segments();
     const Message arrived = Message::decode(sent.encode());
     ASSERT_EQ(runs.size(), std::size(counts));
     for (std::size_t i = 0; i < runs.size(); ++i) {
         ASSERT_NE(runs[i].run.shape, nullptr) << i;
         EXPECT_EQ(runs[i].count, counts[i]) << i;
-        EXPECT_EQ(segments_of(arrived)[i].run.shape, runs[i].run.shape) << "not found by pointer: " << i;
+        EXPECT_EQ(events_of(arrived).segments()[i].run.shape, runs[i].run.shape)
+            << "not found by pointer: " << i;
     }
     EXPECT_EQ(parsed(sent), as_received(events));
     EXPECT_EQ(parsed(arrived), as_received(events));
 
-    const Tm_array& packed =
-        *sent.get_member_array(TMG_MEMBERS, "events")->get_member_struct(0)->get_member_array("events");
     for (int i = 0; i < 9; ++i) {  // a reader that reads by name
         stbox_event_s received;
-        stbox_event_t_from_struct(packed.get_member_struct(i), &received);
+        stbox_event_t_from_struct(events_of(sent).get_member_struct(i), &received);
         EXPECT_EQ(received, as_received(events)[static_cast<std::size_t>(i)]) << i;
     }
 }
@@ -119,7 +113,7 @@ std::unique_ptr<Tm_array> foreign_rows(const std::vector<Tm_flat_member>& member
 TEST(PackedRows, OtherShapesAreReadByNameAsFarAsTheyHaveAll) {
     const auto events = random_events({1, 1});
     const Message original = notification(events);
-    const Tm_struct_run run = segments_of(original)[0].run;
+    const Tm_struct_run run = events_of(original).segments()[0].run;
     std::vector<Tm_flat_member> members = run.shape->members();
     EXPECT_EQ(parsed(notification_of(foreign_rows(members, run))), events) << "equal, but not interned";
     members.insert(members.begin(), {.name = "signal_level", .kind = TMV_UINT32});
@@ -133,7 +127,7 @@ TEST(PackedRows, OtherShapesAreReadByNameAsFarAsTheyHaveAll) {
 
 TEST(PackedRows, AnyByteButZeroIsTrue) {
     const Message original = notification(random_events({0}));
-    const Tm_struct_run run = segments_of(original)[0].run;
+    const Tm_struct_run run = events_of(original).segments()[0].run;
     std::vector<std::byte> rows(run.rows, run.rows + run.shape->row_size());
     rows[run.shape->simple_size() - 1] = std::byte{2};  // sbit_failure, the last simple member
     auto array = std::make_unique<Tm_array>();

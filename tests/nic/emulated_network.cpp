@@ -8,7 +8,6 @@
 #include "live/sent_frames.h"
 #include "orv/live/frame.h"
 #include "orv/live/stream_packet.h"
-#include "stacks.h"
 
 namespace testing_aids {
 
@@ -21,22 +20,12 @@ constexpr auto kNever = EmulatedNetwork::Nanoseconds::max();
 
 /// The tags of a frame, taken out of its bytes.
 VlanTags take_tags(std::vector<std::byte>& frame) {
-    const auto number_at = [&frame](std::size_t at) {
-        return static_cast<std::uint16_t>(std::to_integer<unsigned>(frame[at]) << 8 |
-                                          std::to_integer<unsigned>(frame[at + 1]));
-    };
     VlanTags vlan;
-    while (number_at(12) == 0x8100 || number_at(12) == 0x88a8) {
-        vlan.tags[vlan.count++] = {number_at(12), number_at(14)};
+    while (number_at(frame, 12) == 0x8100 || number_at(frame, 12) == 0x88a8) {
+        vlan.tags[vlan.count++] = {number_at(frame, 12), number_at(frame, 14)};
         frame.erase(frame.begin() + 12, frame.begin() + 16);
     }
     return vlan;
-}
-
-/// Whether the message makes a host a member of a group, for the reports that hosts of these tests send.
-bool is_join(const std::string& text) {
-    return text.starts_with("report") || text.starts_with("TO_EX") || text.starts_with("ALLOW") ||
-           text.starts_with("IS_EX") || text.starts_with("IS_IN");
 }
 
 }  // namespace
@@ -60,7 +49,9 @@ void EmulatedNetwork::OnLeft(const std::vector<std::byte>& frame) {
 
     const std::size_t begin = left.text.find(' ') + 1;
     Flow& flow = flows_[{left.vlan, left.text.substr(begin, left.text.find(' ', begin) - begin)}];
-    if (is_join(left.text)) {
+    // The reports that hosts of these tests send.
+    const std::set<std::string> joins{"report", "TO_EX", "ALLOW", "IS_EX", "IS_IN"};
+    if (joins.contains(left.text.substr(0, begin - 1))) {
         if (!std::exchange(is_sending_, true) && !is_silent)
             timeline_.PostAfter(kGap - left.time % kGap, [this] { Tick(); });
         if (flow.members.empty()) {
@@ -144,10 +135,8 @@ void LiveScenario::Speak(IgmpVersion version) {
     peer.scenario.blocks[0].igmp_version = version;
     if (!hosts[0].ip.IsV6()) return;
     auto& channels = peer.scenario.channels;
-    channels.channel_ip_start = {1, {}};
-    channels.channel_ip_start.v6 = {{0xff, 0x1e, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1}};
-    channels.channel_ip_step = {1, {}};
-    channels.channel_ip_step.v6 = {{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1}};
+    channels.channel_ip_start = {1, {.v6 = {{0xff, 0x1e, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1}}}};
+    channels.channel_ip_step = {1, {.v6 = {{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1}}}};
 }
 
 std::string LiveScenario::Configure() {
@@ -178,6 +167,34 @@ HostAddress host_of(std::uint8_t index, const std::vector<std::uint16_t>& vlans,
                      {}};
     for (const std::uint16_t id : vlans) host.vlan.tags[host.vlan.count++] = {0x8100, id};
     return host;
+}
+
+IFSETUP_1_bll::NetworkInterfaceStack_s stack_of(const std::vector<HostAddress>& hosts) {
+    using IFSETUP_1_bll::InterfaceTypeList_t;
+    IFSETUP_1_bll::NetworkInterfaceStack_s stack;
+    const bool is_v6 = hosts.front().ip.IsV6();
+    stack.ifDescriptors.push_back({is_v6 ? InterfaceTypeList_t::IPv6 : InterfaceTypeList_t::IPv4, 0});
+    const auto add_addresses = [&hosts](auto& layer) {
+        for (const auto& host : hosts)
+            std::ranges::copy(host.ip.GetBytes(), layer.AddrList.emplace_back().address);
+    };
+    is_v6 ? add_addresses(stack.Ipv6InterfaceList.emplace_back())
+          : add_addresses(stack.Ipv4InterfaceList.emplace_back());
+    const std::uint32_t tags = hosts.front().vlan.count;
+    for (std::uint32_t i = 0; i < tags; ++i) {
+        const std::size_t tag = tags - 1 - i;  // the inner one first
+        stack.ifDescriptors.push_back({InterfaceTypeList_t::VLAN, i});
+        auto& layer = stack.VlanInterfaceList.emplace_back();
+        for (const auto& host : hosts) layer.IdList.push_back(host.vlan.tags[tag].GetId());
+        layer.Priority = static_cast<std::uint8_t>(hosts.front().vlan.tags[tag].control >> 13);
+        layer.Cfi = hosts.front().vlan.tags[tag].control >> 12 & 1;
+        layer.Tpid = hosts.front().vlan.tags[tag].type;
+    }
+    stack.ifDescriptors.push_back({InterfaceTypeList_t::ETHII, 0});
+    auto& layer = stack.EthIIInterfaceList.emplace_back();
+    for (const auto& host : hosts)
+        layer.SrcMacList.push_back({{host.mac.bytes.begin(), host.mac.bytes.end()}});
+    return stack;
 }
 
 }  // namespace testing_aids

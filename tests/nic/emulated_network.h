@@ -11,6 +11,7 @@
 #include "frame_sink.h"
 #include "il/scenario.h"
 #include "live_world.h"
+#include "msgset/interface_requests.h"
 #include "orv/il/port_core.h"
 
 namespace testing_aids {
@@ -110,5 +111,9 @@ class LiveScenario {
 /// Number `index` from 0, 10.0.0.1 and so on, or 2001:db8::1; the outer VLAN first.
 orv::live::HostAddress host_of(std::uint8_t index, const std::vector<std::uint16_t>& vlans = {},
                                bool is_v6 = false);
+
+/// The stack, as a host application sends it, of hosts that are of one family and have as many tags each.
+/// Layers from IP down, each with a list.
+IFSETUP_1_bll::NetworkInterfaceStack_s stack_of(const std::vector<orv::live::HostAddress>& hosts);
 
 }  // namespace testing_aids

@@ -40,16 +40,11 @@ class Tree_source {
     }
 
     std::unique_ptr<Tm_value> value(int depth) {
-        switch (pick(depth <= 0 ? 2 : 4)) {
-            case 0:
-                return std::make_unique<Tm_simple>(scalar(static_cast<TMV>(pick(10))));
-            case 1:
-                return std::make_unique<Tm_string>(text());
-            case 2:
-                return structure(depth - 1);
-            default:
-                return array(depth - 1);
-        }
+        const int sort = pick(depth <= 0 ? 2 : 4);
+        if (sort == 0) return std::make_unique<Tm_simple>(scalar(static_cast<TMV>(pick(10))));
+        if (sort == 1) return std::make_unique<Tm_string>(text());
+        if (sort == 2) return structure(depth - 1);
+        return array(depth - 1);
     }
 
     std::unique_ptr<Tm_struct> structure(int depth) {
@@ -65,20 +60,13 @@ class Tree_source {
         const int count = pick(4);
         auto result = std::make_unique<Tm_array>();
         const auto kind = static_cast<TMV>(pick(10));
-        switch (pick(6)) {
-            case 0:
-                return backed(kind, count);
-            case 1:
-                for (int i = 0; i < count; ++i) result->add_member(scalar(kind));
-                break;
-            case 2:
-                for (int i = 0; i < count; ++i) result->add_member_and_own(new Tm_string(text()));
-                break;
-            case 3:
-                for (int i = 0; i < count; ++i) result->add_member_and_own(array(depth - 1).release());
-                break;
-            default:
-                for (int i = 0; i < count; ++i) add_structs(*result, depth - 1);
+        const int sort = pick(6);
+        if (sort == 0) return backed(kind, count);
+        for (int i = 0; i < count; ++i) {
+            if (sort == 1) result->add_member(scalar(kind));
+            if (sort == 2) result->add_member_and_own(new Tm_string(text()));
+            if (sort == 3) result->add_member_and_own(array(depth - 1).release());
+            if (sort > 3) add_structs(*result, depth - 1);
         }
         return result;
     }
@@ -107,40 +95,25 @@ class Tree_source {
     }
 
     void add_structs(Tm_array& to, int depth) {
-        if (pick(3) == 0) {
-            to.add_member_and_own(structure(depth).release());
-            return;
-        }
+        if (pick(3) == 0) return to.add_member_and_own(structure(depth).release());
         const auto shape = flat_shape(2);
         const auto count = static_cast<std::size_t>(pick(3));
         const std::byte* rows = random_bytes(count * shape->row_size());
-        if (pick(2) == 0) {
-            to.append_borrowed_run({shape, rows, count});
-        } else if (count * shape->row_size() > 0) {
-            std::memcpy(to.append_rows(shape, count), rows, count * shape->row_size());
-        } else {
-            to.append_rows(shape, count);
-        }
+        if (pick(2) == 0) return to.append_borrowed_run({shape, rows, count});
+        std::byte* room = to.append_rows(shape, count);
+        if (count * shape->row_size() > 0) std::memcpy(room, rows, count * shape->row_size());
     }
 
     std::shared_ptr<const Tm_flat_shape> flat_shape(int depth) {
         std::vector<Tm_flat_member> members;
         for (const char* name : {"alpha", "beta", "gamma"}) {
-            switch (pick(depth > 0 ? 4 : 2)) {
-                case 0:
-                    break;
-                case 1:
-                    members.push_back({.name = name, .kind = static_cast<TMV>(pick(10))});
-                    break;
-                case 2:
-                    members.push_back({.name = name, .kind = TMV_STRUCT, .nested = flat_shape(depth - 1)});
-                    break;
-                default:
-                    members.push_back({.name = name,
-                                       .kind = TMV_ARRAY,
-                                       .element = static_cast<TMV>(pick(10)),
-                                       .length = static_cast<std::size_t>(pick(4))});
-            }
+            const int sort = pick(depth > 0 ? 4 : 2);
+            if (sort == 0) continue;
+            Tm_flat_member& member = members.emplace_back(Tm_flat_member{.name = name});
+            member.kind = sort == 1 ? static_cast<TMV>(pick(10)) : sort == 2 ? TMV_STRUCT : TMV_ARRAY;
+            if (sort == 2) member.nested = flat_shape(depth - 1);
+            if (sort == 3) member.element = static_cast<TMV>(pick(10));
+            if (sort == 3) member.length = static_cast<std::size_t>(pick(4));
         }
         // Known to the process or not: both must read the same.
         return pick(2) == 0 ? Tm_flat_shape::intern(members) : std::make_shared<const Tm_flat_shape>(members);

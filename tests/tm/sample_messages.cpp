@@ -1,7 +1,6 @@
 #include "tm/sample_messages.h"
 
 #include <cstring>
-#include <limits>
 
 #include "orv/tm/backed_array.h"
 
@@ -22,14 +21,14 @@ std::unique_ptr<Tm_prenamed_struct> block(unsigned int handle, const char* name,
 
 std::unique_ptr<Tm_struct> every_scalar(Tm_names_catalog* catalog) {
     auto result = std::make_unique<Tm_struct>();
-    const Tm_scalar values[] = {Tm_scalar::of(std::numeric_limits<std::int8_t>::min()),
+    const Tm_scalar values[] = {Tm_scalar::of(std::int8_t{-128}),
                                 Tm_scalar::of(std::uint8_t{255}),
-                                Tm_scalar::of(std::numeric_limits<std::int16_t>::min()),
+                                Tm_scalar::of(std::int16_t{-32768}),
                                 Tm_scalar::of(std::uint16_t{65535}),
-                                Tm_scalar::of(std::numeric_limits<std::int32_t>::min()),
+                                Tm_scalar::of(std::int32_t{INT32_MIN}),
                                 Tm_scalar::of(std::uint32_t{4000000000}),
-                                Tm_scalar::of(std::numeric_limits<std::int64_t>::min()),
-                                Tm_scalar::of(std::numeric_limits<std::uint64_t>::max()),
+                                Tm_scalar::of(std::int64_t{INT64_MIN}),
+                                Tm_scalar::of(std::uint64_t{UINT64_MAX}),
                                 Tm_scalar::of(-0.0),
                                 Tm_scalar::of(true)};
     for (const Tm_scalar& value : values) result->add_member(name_of(value.kind), value, catalog);
@@ -125,23 +124,18 @@ std::vector<std::pair<std::string, Message>> sample_messages() {
     std::vector<std::pair<std::string, Message>> samples;
     samples.emplace_back("rich", rich_message(false));
     samples.emplace_back("rich_catalog", rich_message(true));
+    const auto add = [&samples](const char* name, TMT type, const char* request) -> Message& {
+        Message& message = samples.emplace_back(name, Message()).second;
+        message.set_msg_type(type);
+        message.set_request_name(request);
+        return message;
+    };
     samples.emplace_back("empty", Message());
-    Message fault;
-    fault.set_msg_type(TMT_FAULT);
-    fault.set_request_name("sample_1.Start");
-    fault.set_fault(-3, "no such block");
-    samples.emplace_back("fault", std::move(fault));
-    Message response;
-    response.set_msg_type(TMT_RESPONSE);
-    response.set_request_name("sample_1.Create");
-    response.add_member(TMG_MEMBERS, "handle", 5);
-    samples.emplace_back("response", std::move(response));
-    Message events;
-    events.set_request_name("sample_1.Events");
+    add("fault", TMT_FAULT, "sample_1.Start").set_fault(-3, "no such block");
+    add("response", TMT_RESPONSE, "sample_1.Create").add_member(TMG_MEMBERS, "handle", 5);
     auto rows = std::make_unique<Tm_array>();
     append_events(*rows, Tm_flat_shape::intern(event_members()), 40);
-    events.add_member_and_own(TMG_MEMBERS, "events", rows.release());
-    samples.emplace_back("events", std::move(events));
+    add("events", TMT_REQUEST, "sample_1.Events").add_member_and_own(TMG_MEMBERS, "events", rows.release());
     return samples;
 }
 

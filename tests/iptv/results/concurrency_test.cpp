@@ -27,8 +27,7 @@ class ConcurrencyTest : public ResultsTest {
 
     /// Both ports report while `meanwhile` runs under the task lock.
     void RunPorts(bool end, const std::function<void()>& meanwhile) {
-        const std::uint32_t block_a = a.GetHandle();
-        const std::uint32_t block_b = b.GetHandle();
+        const std::uint32_t block_a = a.GetHandle(), block_b = b.GetHandle();
         std::thread first([&] { Run(far1, block_a, 2, end); });
         std::thread second([&] { Run(far2, block_b, 12, end); });
         meanwhile();

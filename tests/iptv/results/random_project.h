@@ -102,16 +102,10 @@ class RandomViews {
 
     /// Some end before they begin, some are as short as a view can be or just shorter.
     std::int64_t MakeLength() {
-        switch (dice_.Roll(8)) {
-            case 0:
-                return 499999 + static_cast<std::int64_t>(dice_.Roll(3));
-            case 1:
-                return dice_.Hit(2) ? 0 : Ms(5);
-            case 2:
-                return Ms(1000) - Ms(500);
-            default:
-                return Ms(5000);
-        }
+        const std::uint64_t sort = dice_.Roll(8);
+        if (sort == 0) return 499999 + static_cast<std::int64_t>(dice_.Roll(3));
+        if (sort == 1) return dice_.Hit(2) ? 0 : Ms(5);
+        return sort == 2 ? Ms(1000) - Ms(500) : Ms(5000);
     }
 
     /// The counter of the port at that time, which has not been sometimes and sometimes is off.
@@ -123,14 +117,8 @@ class RandomViews {
 
     /// Late mostly, early or to the tick sometimes.
     std::int64_t Jitter(std::uint64_t ms) {
-        switch (dice_.Roll(6)) {
-            case 0:
-                return -Ms(ms);
-            case 1:
-                return 0;
-            default:
-                return Ms(ms);
-        }
+        const std::uint64_t sort = dice_.Roll(6);
+        return sort == 0 ? -Ms(ms) : sort == 1 ? 0 : Ms(ms);
     }
 
     void SetPackets(std::int64_t& first, std::int64_t& last, std::int64_t start, std::int64_t length) {
@@ -142,17 +130,13 @@ class RandomViews {
 
     template <class Event>
     void MakeCommon(Event& ev) {
-        const auto word = [&] { return static_cast<std::uint16_t>(dice_.Bits()); };
         ev.event_number = dice_.Bits();
         ev.settop_index = static_cast<std::uint32_t>(dice_.Roll(kBoxes));
         ev.viewed_channel = static_cast<std::uint16_t>(dice_.Roll(kChannels));
         ev.viewed_ip.type = dice_.Hit(2) ? ev.viewed_ip.kV4 : ev.viewed_ip.kV6;
         for (std::uint8_t& byte : ev.viewed_ip.v6.address) byte = static_cast<std::uint8_t>(dice_.Bits());
-        ev.vlan_tag = word();
-        ev.vlan_inner_tag = word();
-        ev.ppp_index = word();
-        ev.vci = word();
-        ev.vpi = word();
+        for (auto* tag : {&ev.vlan_tag, &ev.vlan_inner_tag, &ev.ppp_index, &ev.vci, &ev.vpi})
+            *tag = static_cast<std::uint16_t>(dice_.Bits());
     }
 
     Dice& dice_;
@@ -242,9 +226,7 @@ class RandomProject {
         block.profile = profiles[profile]->GetName();
         block.habit = habits_[profile];
         std::vector<iptv::CIptvViewedChannels*> watched;
-        const std::size_t all = ranges.size();
-        const std::size_t first = dice_.Roll(all);
-        const std::size_t count = all - dice_.Roll(4);
+        const std::size_t all = ranges.size(), first = dice_.Roll(all), count = all - dice_.Roll(4);
         for (std::size_t i = 0; i < count; ++i) {
             block.ranges.push_back(range_facts_[(first + 3 * i) % all]);
             watched.push_back(ranges[(first + 3 * i) % all]);

@@ -49,8 +49,7 @@ TEST_F(EventBinningTest, IncompleteBlocksDoNotDisturbTheOthers) {
         a.Set(ids::Scriptable::LocalActive, true);
         Start();
         test.spoil();
-        const int before_a = Count(a);
-        const int before_b = Count(b);
+        const int before_a = Count(a), before_b = Count(b);
         testing_aids::LogCapture log;
         Manager().BinManager({EventsOf(a, {MakeView(1, test.channel)}),
                               {4711, {MakeView(1, 2)}, {}},

@@ -8,9 +8,7 @@ namespace {
 
 using namespace results_test;  // NOLINT: a test
 
-bool HasRetransmission(const iptv::TestKind& kind) {
-    return kind.type == 3 || kind.type == 4;
-}
+const auto HasRetransmission = [](const iptv::TestKind& kind) { return kind.type == 3 || kind.type == 4; };
 /// Zapping and verification, fast channel change, and the two with retransmission; with the S-bit as trigger
 /// of the multicast join or without.
 std::string NameOf(const iptv::TestKind& kind) {
@@ -53,8 +51,7 @@ bool Fits(const std::string& kind, const std::string& view, const std::string& c
 /// their columns, and one for each column with the conditions under which it is shown.
 Texts WantedColumns(const std::string& kind, const std::string& wanted_view) {
     std::ifstream file(VIEW_COLUMNS);
-    Texts views;
-    Texts columns;
+    Texts views, columns;
     for (std::string line; std::getline(file, line);) {
         const bool is_column = line.starts_with("  ");
         const Texts parts = Split(line, is_column ? " | " : ", ");
@@ -87,8 +84,7 @@ class ViewsTest : public ResultsTest, public testing::WithParamInterface<Case> {
 TEST_P(ViewsTest, TheTreeHasEveryViewAndEveryQueryRuns) {
     const auto [type, trigger, versions, has_rows] = GetParam();
     const iptv::TestKind kind{static_cast<std::uint8_t>(type), static_cast<std::uint8_t>(trigger)};
-    const bool ipv4 = (versions & 1) != 0;
-    const bool ipv6 = (versions & 2) != 0;
+    const bool ipv4 = (versions & 1) != 0, ipv6 = (versions & 2) != 0;
     for (auto* block : {&a, &b}) block->Set(ids::IptvStbBlockConfig::SaveTimeStamps, has_rows);
     Start(kind, 50);
     std::vector<stblock_event_s> reported;
@@ -118,8 +114,7 @@ TEST_P(ViewsTest, TheTreeHasEveryViewAndEveryQueryRuns) {
     EXPECT_EQ(reader.Get("SELECT Name FROM EotResultNode WHERE Handle = " + root), "IPTV Test Summary");
     EXPECT_EQ(Below(reader, root), tree);
 
-    const int blocks = ipv4 + ipv6;
-    const int views = 2 * ipv4 + ipv6;
+    const int blocks = ipv4 + ipv6, views = 2 * ipv4 + ipv6;
     const std::map<std::string, int> rows{
         {"IPTV Test Summary", 1},    {"Port Config", 2},        {"Port Result", blocks},
         {"IPV4 STB Config", 1},      {"IPV4 STB Result", ipv4}, {"IPV6 STB Config", 1},

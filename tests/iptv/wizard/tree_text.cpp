@@ -1,7 +1,3 @@
-#include "wizard/tree_text.h"
-
-#include <map>
-#include <sstream>
 #include <utility>
 
 #include "orv/core/project.h"
@@ -9,13 +5,11 @@
 #include "orv/framework/notification_service.h"
 #include "orv/framework/relation_manager.h"
 #include "orv/framework/scriptable_locator.h"
-#include "orv/framework/sequencer.h"
-#include "orv/ids/framework_ids.h"
+#include "wizard/wizard_fixture.h"
 
 namespace wizard_test {
 
-using namespace orv::framework;  // NOLINT: a test
-namespace common = orv::common;
+using namespace framework;  // NOLINT: a test
 
 namespace {
 

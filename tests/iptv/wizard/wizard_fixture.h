@@ -7,7 +7,6 @@
 #include "thrown.h"
 #include "wizard/IptvWizardFinishCommand.h"
 #include "wizard/IptvWizardMcastSources.h"
-#include "wizard/tree_text.h"
 
 namespace wizard_test {
 
@@ -16,6 +15,12 @@ using framework::CScriptableCreator;
 using framework::CSequencer;
 using testing_aids::LogCapture;
 using testing_aids::Stack;
+
+/// Each live object by class and name, and indented below it, a line each, the properties that differ from
+/// the class's defaults and the relations by name; then its children. "registered" are those of whose changes
+/// a user interface is told. Objects are named as the test named them, those that nobody named by class and
+/// number of appearance ("IptvChannelBlock #1"); the same in properties that hold handles.
+std::string DescribeProjectAndSequence();
 
 inline std::string Handle(const CScriptable& object) {
     return std::to_string(object.GetHandle());

@@ -7,21 +7,13 @@ using namespace wizard_test;  // NOLINT: a test
 using framework::PropertyType;
 
 std::string AnotherValue(const framework::CPropertyMeta& property) {
-    switch (property.type) {
-        case PropertyType::U8: {
-            const auto& values = property.enumeration->values;
-            const bool first_is_default = values.front().first == property.Format(property.default_value);
-            return (first_is_default ? values.back() : values.front()).first;
-        }
-        case PropertyType::Ipv4:
-            return "230.1.2.3";
-        case PropertyType::Ipv6:
-            return "ff1e::99";
-        case PropertyType::Double:
-            return "0.1";
-        default:
-            return "77";
-    }
+    const std::map<PropertyType, std::string> others{
+        {PropertyType::Ipv4, "230.1.2.3"}, {PropertyType::Ipv6, "ff1e::99"}, {PropertyType::Double, "0.1"}};
+    const auto found = others.find(property.type);
+    if (property.type != PropertyType::U8) return found == others.end() ? "77" : found->second;
+    const auto& values = property.enumeration->values;
+    const bool first_is_default = values.front().first == property.Format(property.default_value);
+    return (first_is_default ? values.back() : values.front()).first;
 }
 
 TEST_F(WizardTest, SettingsOfTheCommandAreThoseOfTheTest) {
@@ -61,20 +53,17 @@ TEST_F(WizardTest, ATrafficHostIsListedAsOftenAsItIsSet) {
 
 TEST_F(WizardTest, ChannelsShareTheRateOfAPreset) {
     auto& sources = scene.MakeSources(scene.MakePort("P"));
-    const struct {
-        const char* preset;
-        std::uint32_t channels;
-        double rate;
-    } cases[] = {
+    // preset, channels, rate
+    const std::tuple<const char*, std::uint32_t, double> cases[] = {
         {"MBPS_1_5", 2, 0.75}, {"MBPS_2", 4, 0.5}, {"MBPS_2_5", 4, 0.625}, {"MBPS_3", 4, 0.75},
         {"MBPS_4", 32, 0.125}, {"MBPS_8", 1, 8},   {"MBPS_8", 0, 99},      {"CUSTOM", 4, 99},
     };
-    for (const auto& wanted : cases) {
+    for (const auto& [preset, channels, rate] : cases) {
         sources.Set("ChannelRatePreset", "CUSTOM");
-        sources.Set(ids::IptvWizardMcastSources::NumOfChannels, wanted.channels);
+        sources.Set(ids::IptvWizardMcastSources::NumOfChannels, channels);
         sources.SetChannelRate(99);
-        sources.Set("ChannelRatePreset", wanted.preset);
-        EXPECT_EQ(sources.GetDouble(ids::IptvWizardMcastSources::ChannelRate), wanted.rate) << wanted.preset;
+        sources.Set("ChannelRatePreset", preset);
+        EXPECT_EQ(sources.GetDouble(ids::IptvWizardMcastSources::ChannelRate), rate) << preset;
     }
 }
 

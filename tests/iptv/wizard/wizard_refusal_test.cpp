@@ -87,6 +87,14 @@ TEST_F(WizardRefusalTest, InsideTheSequence) {
     EXPECT_EQ(sequencer.GetCommands().back(), &inside);
 }
 
+using Change = std::function<void(Good&)>;
+const auto SetSources = [](const std::string& values) -> Change {
+    return [values](Good& g) { SetAll(g.sources, values); };
+};
+const auto SetBoxes = [](const std::string& values) -> Change {
+    return [values](Good& g) { SetAll(g.boxes, values); };
+};
+
 TEST(WizardWarnings, TellOfWhatDoesNotFitTheIpVersion) {
     const auto filter_by_ipv6 = [](Good& g) {
         SetAll(g.sources, "SourceFilterEnable true UseNetworkBlockSources true");
@@ -95,21 +103,14 @@ TEST(WizardWarnings, TellOfWhatDoesNotFitTheIpVersion) {
     const auto send_from_ipv6 = [](Good& g) {
         g.sources.Set("TrafHostList", Handle(g.s.MakeDevice(&g.from, "Six", {.ipv6 = true})));
     };
-    const auto set_version = [](const char* version) {
-        return [version](Good& g) { g.boxes.Set("IgmpMldVersion", version); };
-    };
     const std::string streams =
         "Error: IP version for the source and destination bindings for stream block are not the same. On "
         "Port From";
     const std::string boxes = "Warn: IptvWizardStbBlock \"Boxes\" on Homes ";
-    const struct {
-        std::function<void(Good&)> change;
-        Texts told;
-        const char* stays;
-    } cases[] = {
+    const std::tuple<Change, Texts, const char*> cases[] = {
         {[](Good&) {}, {}, "IgmpHostConfig"},
-        {set_version("IGMP_V3"), {}, "Version: IGMP_V3"},
-        {set_version("MLD_V1"),
+        {SetBoxes("IgmpMldVersion IGMP_V3"), {}, "Version: IGMP_V3"},
+        {SetBoxes("IgmpMldVersion MLD_V1"),
          {boxes + "has the version MLD_V1, which does not fit a test of IPv4."},
          "Version: MLD_V1"},
         {[](Good& g) { g.config.Set("IpVersion", "IPV6"); },
@@ -122,26 +123,18 @@ TEST(WizardWarnings, TellOfWhatDoesNotFitTheIpVersion) {
         {send_from_ipv6, {streams}, "SrcBinding -> Ipv6If"},
     };
     LogCapture log;
-    for (const auto& wanted : cases) {
+    for (const auto& [change, told, stays] : cases) {
         Good good;
         good.s.Child(good.homes, "Ipv4If").Set("Name", std::string("top"));
-        wanted.change(good);
+        change(good);
         EXPECT_EQ(good.s.Finish(), kDone);
-        EXPECT_EQ(LinesOf(log.Take(), "user.iptv "), wanted.told);
-        EXPECT_THAT(DescribeProjectAndSequence(), HasSubstr(wanted.stays));
+        EXPECT_EQ(LinesOf(log.Take(), "user.iptv "), told);
+        EXPECT_THAT(DescribeProjectAndSequence(), HasSubstr(stays));
     }
 }
 
 const std::string kNotGot = "iptv Error: BAD OBJECT ERROR: Internal Error. Failed to get object ";
 const std::string kNoChannels = "A viewed channel was configured with no matching channel block.";
-
-using Change = std::function<void(Good&)>;
-Change SetSources(const std::string& values) {
-    return [values](Good& g) { SetAll(g.sources, values); };
-}
-Change SetRangeEnd(const char* end) {
-    return [end](Good& g) { g.boxes.Set("ChannelRangeEnd", end); };
-}
 
 TEST(WizardFailures, AFailureLeavesTheSequenceAndIsCleanedUpByTheNextRun) {
     const Change no_filter = SetSources("SourceFilterEnable false UseNetworkBlockSources false");
@@ -151,13 +144,10 @@ TEST(WizardFailures, AFailureLeavesTheSequenceAndIsCleanedUpByTheNextRun) {
         g.s.Child(generator, "GeneratorConfig").Delete();
     };
     const auto take_top = [](CScriptable& device) { device.SetObjects({}, ids::relations::TopLevelIf); };
-    const struct {
-        Change spoil;
-        Change repair;       ///< none: as in other cases
-        std::string text;    ///< its end
-        std::string logged;  ///< a part
-    } cases[] = {
-        {SetRangeEnd("5"), SetRangeEnd("4"), kNoChannels, "Error: PRECONDITION ERROR: " + kNoChannels},
+    // spoil, repair (none: as in other cases), the end of the text, a part of what is logged
+    const std::tuple<Change, Change, std::string, std::string> cases[] = {
+        {SetBoxes("ChannelRangeEnd 5"), SetBoxes("ChannelRangeEnd 4"), kNoChannels,
+         "Error: PRECONDITION ERROR: " + kNoChannels},
         {SetSources("NumOfChannels 0"), SetSources("NumOfChannels 4"), kNoChannels,
          "user.iptv Warn: IptvWizardMcastSources \"Sources\" on From has no channels."},
         {[](Good& g) { g.s.Child(g.from, "Generator").Delete(); }, nullptr, "Generator associated with From",
@@ -178,22 +168,22 @@ TEST(WizardFailures, AFailureLeavesTheSequenceAndIsCleanedUpByTheNextRun) {
          kNotGot + "NetworkInterface from EmulatedDevice in CIptvWizardStbBlock"},
     };
     LogCapture log;
-    for (const auto& wanted : cases) {
-        SCOPED_TRACE(wanted.text);
+    for (const auto& [spoil, repair, text, logged] : cases) {
+        SCOPED_TRACE(text);
         Good good;
         std::vector<std::uint32_t> users{good.s.Make("WaitCommand", good.project.Root()).GetHandle()};
         CSequencer& sequencer = CSequencer::Instance();
         sequencer.InsertCommands(users);
 
-        wanted.spoil(good);
+        spoil(good);
         log.Take();
-        EXPECT_THAT(good.s.Finish(), testing::EndsWith(wanted.text));
-        EXPECT_THAT(log.Take(), Contains(HasSubstr(wanted.logged)));
+        EXPECT_THAT(good.s.Finish(), testing::EndsWith(text));
+        EXPECT_THAT(log.Take(), Contains(HasSubstr(logged)));
         ASSERT_EQ(sequencer.GetCommands().size(), 1u);
         EXPECT_EQ(sequencer.GetCommands()[0]->GetHandle(), users[0]);
 
-        if (!wanted.repair) continue;
-        wanted.repair(good);
+        if (!repair) continue;
+        repair(good);
         ASSERT_EQ(good.s.Finish(), kDone);
         const std::string tree = DescribeProjectAndSequence();
         for (const std::string one :
