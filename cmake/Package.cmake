@@ -5,19 +5,21 @@
 include(GNUInstallDirs)
 set(home lib/iptvtest)
 
-# What is not of the product (benchmarks, tests) need not be built to install it.
+# Installing needs the program only, not benchmarks and tests.
 set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON)
 add_custom_target(product ALL DEPENDS iptvtest iptv)
 
-set_target_properties(iptvtest orv_host orv_tm PROPERTIES INSTALL_RPATH "$ORIGIN")
-set_target_properties(iptv PROPERTIES INSTALL_RPATH "$ORIGIN/..")
+# The same search path in the build tree: otherwise CMake fills up the shorter one of the build with empty entries, which
+# stand for the current folder.
+set_target_properties(iptvtest orv_host orv_tm PROPERTIES INSTALL_RPATH "$ORIGIN" BUILD_WITH_INSTALL_RPATH ON)
+set_target_properties(iptv PROPERTIES INSTALL_RPATH "$ORIGIN/.." BUILD_WITH_INSTALL_RPATH ON)
 install(TARGETS iptvtest RUNTIME DESTINATION ${home})
 install(TARGETS orv_host orv_tm LIBRARY DESTINATION ${home})
 install(TARGETS iptv LIBRARY DESTINATION ${home}/plugins)
 install(DIRECTORY ${CMAKE_BINARY_DIR}/bin/plugins/templates DESTINATION ${home}/plugins)
 install(DIRECTORY ${CMAKE_BINARY_DIR}/bin/datamodel DESTINATION ${home})
 
-# The command; a link, because the program looks for the rest beside the file that it is.
+# A link: the program resolves it, and finds its libraries and data beside the real file.
 file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/link)
 file(CREATE_LINK ../${home}/iptvtest ${CMAKE_BINARY_DIR}/link/iptvtest SYMBOLIC)
 install(FILES ${CMAKE_BINARY_DIR}/link/iptvtest DESTINATION ${CMAKE_INSTALL_BINDIR})

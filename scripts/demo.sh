@@ -4,7 +4,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-packages.sh
 cmake --preset release >/dev/null
-cmake --build --preset release --target iptvtest iptv
+cmake --build --preset release --target product
 
 export PATH="$PWD/build/release/bin:$PATH"
 show() { printf '\n$ %s\n' "$(printf '%q ' "$@")"; "$@"; }

@@ -13,4 +13,5 @@ count() {
 
 code=$(count // {app,host,il,iptv}/'*.cpp' {app,host,il,iptv}/'*.h')
 tests=$(($(count // 'tests/*.cpp' 'tests/*.h') + $(count '#' 'tests/*.py')))
-printf 'Tests: %d of %d lines, %d %% (at most 33 %% is wanted)\n' "$tests" $((code + tests)) $((100 * tests / (code + tests)))
+permille=$((1000 * tests / (code + tests)))
+printf 'Tests: %d of %d lines, %d.%d %% (at most 33 %% is wanted)\n' "$tests" $((code + tests)) $((permille / 10)) $((permille % 10))

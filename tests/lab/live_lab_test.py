@@ -242,6 +242,7 @@ class LiveLabTest(laboratory.LabTestCase):
             fcntl.fcntl(reader, fcntl.F_SETPIPE_SZ, 4096)
             run = test_files.Run(lab, test_files.make(stbs=4, interval=500, seconds=60), recording=nobody_reads)
             while not waits_for_reader(run.process):
+                self.assertIsNone(run.process.poll())  # its test ends after 60 s
                 time.sleep(0.05)
             run.process.send_signal(signal.SIGINT)
             time.sleep(0.5)  # those that come within 0.3 s count as one

@@ -50,7 +50,7 @@ void Recorder::Write(const core::CPort& port, const tm::Message& notification) {
     line["time_ms"] = std::chrono::floor<std::chrono::milliseconds>(since_start).count();
     line["blocks"] = OrderedJson::array();
     for (const auto& block : blocks) {
-        OrderedJson entry{{"stb_block", names_.GetName(block.stblock_handle)},
+        OrderedJson entry{{"stb_block", names_.FindName(block.stblock_handle)},
                           {"events", OrderedJson::array()}};
         for (const auto& event : block.events) entry["events"].push_back(ToJson(event));
         if (!block.rrr_events.empty()) entry["rrr_events"] = OrderedJson::array();

@@ -6,7 +6,7 @@
 
 namespace orv::app {
 
-const std::string& StbBlockNames::GetName(std::uint32_t handle) {
+const std::string& StbBlockNames::FindName(std::uint32_t handle) {
     if (!names_.contains(handle)) Look();
     return names_.try_emplace(handle, "#" + std::to_string(handle)).first->second;
 }

@@ -12,7 +12,7 @@ namespace orv::app {
 class StbBlockNames {
   public:
     /// Name of the block with a handle; "#<handle>" when there is none.
-    const std::string& GetName(std::uint32_t handle);
+    const std::string& FindName(std::uint32_t handle);
     /// The handle of the block with a name; 0 if there is none.
     std::uint32_t FindHandle(const std::string& name);
 

@@ -197,10 +197,4 @@ Explanation ExplainClass(const std::string& class_name) {
                         nearest.empty() ? "iptvtest explain lists them" : "did you mean " + nearest + "?")};
 }
 
-std::string MakeExample(const std::string& class_name) {
-    const CMetaClass* meta_class = CMetaClassManager::Instance().GetClass(class_name);
-    return meta_class && Contains(GetOfferedClasses(), *meta_class) ? MakeExample(*meta_class)
-                                                                    : std::string();
-}
-
 }  // namespace orv::app

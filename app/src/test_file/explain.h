@@ -15,8 +15,4 @@ struct Explanation {
 /// can hold.
 Explanation ExplainClass(const std::string& class_name);
 
-/// An example of a class that a file can hold: a file with all objects that the class is part of, and with
-/// the properties that have a default.
-std::string MakeExample(const std::string& class_name);
-
 }  // namespace orv::app

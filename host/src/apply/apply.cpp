@@ -147,7 +147,7 @@ void ApplyToIL(CScriptable& root, ValidationContext& context) {
     TellStatus(ApplyStatus::Started, {});
     try {
         LogEarlierRpcErrors();
-        const CChangeLog::Moment began = CChangeLog::Instance().GetNow();
+        const CChangeLog::Moment began = CChangeLog::Instance().TakeMoment();
         Validate(root, context);
         ApplyContext apply;
         for (const ApplyObjectHandler* handler : ApplyToILHandlerRegistry::Instance().GetHandlers()) {

@@ -90,7 +90,7 @@ void CApplySettler::Destroy(const std::vector<std::uint32_t>& doomed) {
 void CApplySettler::Settle(CScriptable& root, Moment began, std::unordered_set<std::uint32_t> keep) {
     CChangeLog& log = CChangeLog::Instance();
     const ScriptableVec changed = TakeUnsettled(root);
-    const Moment before = log.GetNow();
+    const Moment before = log.TakeMoment();
     for (const CScriptable* object : changed) {
         if (object->modified_at_ > began) keep.insert(object->handle_);
     }
@@ -101,7 +101,7 @@ void CApplySettler::Settle(CScriptable& root, Moment began, std::unordered_set<s
     for (const CScriptable* object : log.GetChangedSince(before)) {
         (IsBelow(object, root) ? handles : outside_).push_back(object->handle_);
     }
-    log.settled_ = log.GetNow();
+    log.settled_ = log.TakeMoment();
     for (const std::uint32_t handle : handles) {
         CScriptable* object = CHandleRegistry::Instance().Find(handle);
         if (!object) continue;
@@ -115,7 +115,7 @@ void CApplySettler::Settle(CScriptable& root, Moment began, std::unordered_set<s
 }
 
 void SettleAfterApply(CScriptable& root) {
-    CApplySettler::Settle(root, CChangeLog::Instance().GetNow(), {});
+    CApplySettler::Settle(root, CChangeLog::Instance().TakeMoment(), {});
 }
 
 }  // namespace orv::framework

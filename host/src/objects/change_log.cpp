@@ -19,7 +19,7 @@ CChangeLog& CChangeLog::Instance() {
     return *log;
 }
 
-CChangeLog::Moment CChangeLog::GetNow() {
+CChangeLog::Moment CChangeLog::TakeMoment() {
     return now_++;
 }
 

@@ -59,13 +59,13 @@ bool CScriptable::IsSingleton() const {
     return meta_class_ && meta_class_->GetDefinition().is_singleton;
 }
 
-CScriptable::Extras& CScriptable::GetExtras() {
+CScriptable::Extras& CScriptable::MakeExtras() {
     if (!extras_) extras_ = std::make_unique<Extras>();
     return *extras_;
 }
 
 void CScriptable::RegisterRelationChangeDelegate(const RelationChangeDelegate& delegate) {
-    auto& delegates = GetExtras().relation_delegates;
+    auto& delegates = MakeExtras().relation_delegates;
     if (std::find(delegates.begin(), delegates.end(), delegate) == delegates.end())
         delegates.push_back(delegate);
 }
@@ -76,7 +76,7 @@ void CScriptable::UnregisterRelationChangeDelegate(const RelationChangeDelegate&
 
 void CScriptable::RegisterPropertyChangeDelegate(PropId id, const PropertyChangeDelegate& delegate) {
     FindPropertyOrThrow(id);
-    auto& delegates = GetExtras().property_delegates;
+    auto& delegates = MakeExtras().property_delegates;
     const auto entry = std::make_pair(id, delegate);
     if (std::find(delegates.begin(), delegates.end(), entry) == delegates.end()) delegates.push_back(entry);
 }

@@ -164,7 +164,7 @@ bool CScriptable::RemoveObject(CScriptable& object, RelationType type, bool reme
     }
     if (remember) {
         const auto note = [](CScriptable& end, const CScriptable& other, RelationType as) {
-            Extras& extras = end.GetExtras();
+            Extras& extras = end.MakeExtras();
             Extras::RemovedList* list = extras.FindRemoved(as);
             if (!list) list = &extras.removed.emplace_back(Extras::RemovedList{as, {}});
             list->handles.push_back(other.handle_);

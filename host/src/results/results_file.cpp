@@ -271,7 +271,7 @@ void ResultsFile::WriteWithRelations(const RowGroup& rows) {
 
 void ResultsFile::WriteRows(const RowGroup& rows) {
     for (const RowGroup::ClassRows& of_class : rows.GetRows()) {
-        GetTable(*of_class.meta_class).Write(of_class, id_);
+        FindOrMakeTable(*of_class.meta_class).Write(of_class, id_);
         const framework::CMetaClass* device = data_set_.device_class;
         if (!device || !of_class.meta_class->IsTypeOf(*device)) continue;
         if (!all_device_) all_device_.emplace(*connection_, *catalogue_, "AllDevice", *device);
@@ -279,7 +279,7 @@ void ResultsFile::WriteRows(const RowGroup& rows) {
     }
 }
 
-ClassTable& ResultsFile::GetTable(const framework::CMetaClass& meta_class) {
+ClassTable& ResultsFile::FindOrMakeTable(const framework::CMetaClass& meta_class) {
     const auto found = tables_.find(&meta_class);
     if (found != tables_.end()) return found->second;
     return tables_

@@ -88,7 +88,7 @@ class ResultsFile {
     void EnsureOwnTables();
     void StoreText(std::uint32_t id, const std::string& name, const std::string& text);
     void WriteRows(const RowGroup& rows);
-    ClassTable& GetTable(const framework::CMetaClass& meta_class);
+    ClassTable& FindOrMakeTable(const framework::CMetaClass& meta_class);
     void SetHandle(const char* column, std::uint32_t handle);
     void BecomeOneFile();
     void Drop() noexcept;

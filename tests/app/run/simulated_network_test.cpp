@@ -39,13 +39,9 @@ const std::vector<std::string> kKinds = Words(
 
 class FaultsTest : public SessionTest {
   protected:
-    /// Two ports with so many set-top boxes each, which make a view in each of so many seconds.
-    static std::string TwoPorts(const std::vector<std::string>& faults = {}, int stbs = 1, int seconds = 3) {
-        TestText text{.type = "FAST_CHANNEL_CHANGE",
-                      .environment = "TESTING",
-                      .seconds = seconds,
-                      .ports = 2,
-                      .stbs = stbs};
+    /// Two ports with four set-top boxes each, which make a view in each of eight seconds.
+    static std::string TwoPorts(const std::vector<std::string>& faults = {}) {
+        TestText text{.type = "FAST_CHANNEL_CHANGE", .environment = "TESTING", .seconds = 8, .ports = 2};
         text.profile = {"SetTopLeaveJoinDelay: 50"};
         text.network = {"join_delay: 37"};
         text.faults = faults;
@@ -58,7 +54,7 @@ class FaultsTest : public SessionTest {
         EXPECT_EQ(clean.end, RunEnd::Passed);
         EXPECT_THAT(clean.errors, IsEmpty());
         ASSERT_EQ(clean.tests.size(), 1U);
-        EXPECT_EQ(clean.tests[0].GetChannelChanges(), 2 * 3);
+        EXPECT_EQ(clean.tests[0].GetChannelChanges(), 2 * 4 * 8);
         for (const auto& block : clean.tests[0].stb_blocks) EXPECT_EQ(block.GetNumber("MaxJoinLatency"), 37);
     }
 };
@@ -85,7 +81,7 @@ TEST_F(FaultsTest, ATestThatLosesItsEndOrItsPortEndsAllTheSame) {
     const double all = 2 * 4 * 8;
     const auto expect = [&](const char* fault, RunEnd end, const char* error, double least_views) {
         SCOPED_TRACE(fault);
-        const RunOutcome outcome = Run(TwoPorts({fault}, 4, 8));
+        const RunOutcome outcome = Run(TwoPorts({fault}));
         EXPECT_EQ(outcome.end, end) << Join(outcome.errors);
         EXPECT_THAT(Join(outcome.errors), HasSubstr(error));
         ASSERT_EQ(outcome.tests.size(), 1U);
@@ -139,7 +135,7 @@ TEST_P(FaultScheduleTest, EndsInOrder) {
         const std::vector<std::string> faults = MakeSchedule(seed);
         SCOPED_TRACE(fmt::format("to repeat: FAULT_SEED={} app_run_tests --gtest_filter='*EndsInOrder/0'\n{}",
                                  seed, Join(faults)));
-        const RunOutcome outcome = Run(TwoPorts(faults, 2, 5));
+        const RunOutcome outcome = Run(TwoPorts(faults));
         EXPECT_THAT(outcome.mistakes, IsEmpty());
         EXPECT_EQ(outcome.end == RunEnd::Failure, !outcome.errors.empty());
         if (outcome.end == RunEnd::Passed) {

@@ -168,8 +168,13 @@ TEST(ShippedModels, HaveLegalDefaultsThatReadBackAndAClassForEveryFactory) {
     const std::set<std::uint32_t> models = {0, 0x01000000, 0x04000000, 0x19000000, 0x1d000000, 0x21000000};
     for (const std::uint32_t id : models) Classes().ActivateDataModel(id);
     const auto is_shipped = [&](ClassId id) { return models.contains(id.GetValue() & 0xff000000); };
+    const auto plain_object = Classes().GetClass(orv::framework::CScriptable::CLASS_ID())->GetFactory().make;
     for (const CMetaClass* meta_class : Classes().GetClasses()) {
         if (!is_shipped(meta_class->GetClassId())) continue;
+        const auto module = meta_class->GetClassId().GetValue() & 0xff000000;
+        if (module != 0 && module != 0x21000000 && !meta_class->GetDefinition().is_abstract) {
+            EXPECT_NE(meta_class->GetFactory().make, plain_object) << meta_class->GetName();
+        }
         for (const CPropertyMeta* property : meta_class->GetProperties()) {
             SCOPED_TRACE(meta_class->GetName() + "." + property->name);
             EXPECT_NO_THROW(property->Check(property->default_value));

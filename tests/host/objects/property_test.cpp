@@ -149,7 +149,9 @@ TEST_F(ChangeLogTest, TellsWhoChangedInTheOrderOfTheLastChanges) {
         {"a property", [&] { count(a, 7); }, {&a}},
         {"a property that is not saved", [&] { a.Set(kMoment, std::uint64_t{7}); }, {&a}},
         {"two objects, one of them twice", [&] { count(a, 8), count(b, 8), count(a, 9); }, {&a, &b}},
-        {"with a reader between", [&] { count(a, 8), Log().GetNow(), count(b, 9), count(a, 9); }, {&b, &a}},
+        {"with a reader between",
+         [&] { count(a, 8), Log().TakeMoment(), count(b, 9), count(a, 9); },
+         {&b, &a}},
         {"the active state of a tree", [&] { box.Set("Active", "false"); }, {&box}},
         {"a relation", [&] { a.AddObject(b, kLikes); }, {&a}},
         {"its end, which both remember", [&] { a.RemoveObject(b, kLikes); }, {&a, &b}},
@@ -159,10 +161,10 @@ TEST_F(ChangeLogTest, TellsWhoChangedInTheOrderOfTheLastChanges) {
         {"a state that is set", [&] { b.SetObjectState(CScriptable::STATE_MODIFIED); }, {&b}},
     };
     for (const auto& c : cases) {
-        const CChangeLog::Moment before = Log().GetNow();
+        const CChangeLog::Moment before = Log().TakeMoment();
         c.change();
         EXPECT_EQ(Log().GetChangedSince(before), c.changed) << c.name;
-        EXPECT_THAT(Log().GetChangedSince(Log().GetNow()), IsEmpty());
+        EXPECT_THAT(Log().GetChangedSince(Log().TakeMoment()), IsEmpty());
         EXPECT_THAT(Log().GetChangedSince(0), testing::Contains(&b));
     }
 }

@@ -20,7 +20,7 @@ class RealClock : public testing::Test {
 };
 
 TEST_F(RealClock, AYieldIsCutForItsTaskAlone) {
-    CTask* first = nullptr;
+    CTask *first = nullptr, *second = nullptr;
     int yields = 0;
     bool second_ended = false;
     Tasks().Post("first", [&] {
@@ -31,16 +31,18 @@ TEST_F(RealClock, AYieldIsCutForItsTaskAlone) {
         }
     });
     Tasks().Post("second", [&] {
-        Tasks().CtmYield(1500);
+        second = Tasks().CtmGetCurrentTask();
+        Tasks().CtmYield(std::chrono::milliseconds(kTooLong).count());
         second_ended = true;
     });
-    // One cut ends one yield.
-    Tasks().PostAfter(50ms, [&] { Tasks().CutYield(first); });
-    Tasks().PostAfter(100ms, [&] { EXPECT_EQ(yields, 1); });
-    Tasks().PostAfter(150ms, [&] { Tasks().CutYield(first); });
-    EXPECT_TRUE(Tasks().WaitUntil([&] { return yields == 2; }, kTooLong / 2));
+    EXPECT_TRUE(Tasks().WaitUntil([&] { return first && second; }, kTooLong));
+    for (int cuts = 1; cuts <= 2; ++cuts) {  // one cut ends one yield
+        Tasks().CutYield(first);
+        EXPECT_TRUE(Tasks().WaitUntil([&] { return yields == cuts; }, kTooLong));
+    }
     EXPECT_FALSE(second_ended);
     Tasks().CutYield(first);  // gone by now
+    Tasks().CutYield(second);
     EXPECT_TRUE(Tasks().WaitUntil([&] { return second_ended; }, kTooLong));
 }
 

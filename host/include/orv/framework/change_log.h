@@ -24,7 +24,7 @@ class CChangeLog {
     static CChangeLog& Instance();
 
     /// Everything up to now. What changes after the call is later than the moment it returns.
-    Moment GetNow();
+    Moment TakeMoment();
     /// The objects that have changed later than a moment, in the order of their last changes.
     ScriptableVec GetChangedSince(Moment moment) const;
 

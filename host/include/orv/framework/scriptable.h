@@ -261,7 +261,7 @@ class CScriptable {
     void NotifyRelationModified(RelationType type, CScriptable& object, bool added);
     void RemoveAllRelations(bool remember, bool notify);
     void ForgetRemoved();
-    Extras& GetExtras();
+    Extras& MakeExtras();
     void UpdateActive(bool parent_active);
     void Touch();
     void MarkModified();

@@ -39,7 +39,7 @@ std::map<std::uint32_t, ConfigChanges::Moment>& Moves() {
 
 void ConfigChanges::NotePort(std::uint32_t port) {
     // Looks taken before this moment have not seen the move.
-    Moves()[port] = framework::CChangeLog::Instance().GetNow() + 1;
+    Moves()[port] = framework::CChangeLog::Instance().TakeMoment() + 1;
 }
 
 ConfigChanges ConfigChanges::Since(Moment moment) {
@@ -103,7 +103,7 @@ void ConfigChanges::AddDevice(const core::CEmulatedDevice& device) {
 
 ConfigLook ConfigLook::Now() {
     ConfigLook look;
-    look.moment_ = framework::CChangeLog::Instance().GetNow();
+    look.moment_ = framework::CChangeLog::Instance().TakeMoment();
     look.fcc_check_ = RunningTest::GetRules().fcc_check;
     return look;
 }
