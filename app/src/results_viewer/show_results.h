@@ -45,9 +45,9 @@ struct ResultsRequest {
 /// "data_sets": [...], "views": [{"name", "path", "kind", ...}, ...]}.
 int ShowResults(const ResultsRequest& request, std::ostream& out, std::ostream& err);
 
-/// The same to a file descriptor; where that is a terminal, its lines are as wide as they are. An output that
-/// somebody pages through does not keep the database open. A reader who goes away (SIGPIPE) ends the process
-/// as that signal does.
+/// The same for a file descriptor. On a terminal, lines are as wide as the terminal. Output is spooled
+/// (SpooledOutput), so that the database does not stay open while a user reads in a pager. If the reader of a
+/// pipe ends early, SIGPIPE ends the process.
 int ShowResults(ResultsRequest request, int out_descriptor, std::ostream& err);
 
 }  // namespace orv::app

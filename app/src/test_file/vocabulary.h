@@ -24,8 +24,8 @@ bool IsCommand(const CMetaClass& meta_class);
 bool CanBeWritten(const CMetaClass& meta_class);
 /// Classes below which the data model allows objects of a class; empty for any.
 std::vector<const CMetaClass*> GetParentClasses(const CMetaClass& child);
-/// The data model allows such children below such a parent, and commands stand where commands do: in the
-/// sequence.
+/// True if the data model allows such children below such a parent. In addition, the sequence takes commands
+/// only, and commands can only be in the sequence.
 bool CanStandBelow(const CMetaClass& child, const CMetaClass& parent);
 /// Classes that can be written below an object of a class, in the order of their ids; without the command by
 /// which the wizard is run, which the program does itself.
