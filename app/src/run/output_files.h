@@ -56,8 +56,8 @@ class OutputFiles {
 
     std::vector<Known> known_;
     std::vector<Made> made_files_;
-    std::vector<std::filesystem::path> made_folders_;  ///< outer ones first
-    std::vector<int> held_;  ///< pipes: closing and opening one again would look like its end to readers
+    std::vector<std::filesystem::path> made_folders_;  ///< parents first
+    std::vector<int> held_;  ///< pipes stay open: if one were closed, its readers would see the end
 };
 
 /// Where a test stores its results: `name` with the ending .db, which is added where it is missing. Relative

@@ -1,4 +1,4 @@
-// Apply: updates the ports to the configuration.
+// Apply: makes the ports match the configuration.
 #pragma once
 
 #include <string>

@@ -66,7 +66,6 @@ class CCommand : public CScriptable {
                           std::string& result) override;
 
     // --- Virtual operations of commands, in the order of their slots
-    // ----------------------------------------------
     /// Reports what is wrong; false keeps the command from running.
     virtual bool Validate(CBaseValidationContext& context);
     /// Does the work. Throws to fail.

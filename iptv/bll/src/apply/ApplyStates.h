@@ -1,4 +1,4 @@
-// The steps by which a port is brought in line with the configuration.
+// The steps that make a port match the configuration.
 #pragma once
 
 #include <cstddef>
@@ -68,7 +68,7 @@ class IptvSetupState : public TableState<ApplyStep::kSetup> {
 };
 class DeleteStbBlockState : public TableState<ApplyStep::kDeleteStbBlock> {};
 class DetachInterfaceState : public TableState<ApplyStep::kDetachInterface> {};
-/// What a port calls a channel block is a range of viewed channels.
+/// The channel blocks of a port are the ranges of viewed channels.
 class DeleteChannelBlockState : public TableState<ApplyStep::kDeleteChannelBlock> {};
 class DeleteProfileState : public TableState<ApplyStep::kDeleteProfile> {};
 class UpdateProfileState : public TableState<ApplyStep::kUpdateProfile> {};

@@ -1,4 +1,4 @@
-// Works out what a port has to be told.
+// Determines what must be sent to a port.
 #include <unordered_set>
 
 #include "IptvErrors.h"

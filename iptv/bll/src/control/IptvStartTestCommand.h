@@ -30,9 +30,9 @@ using tm::Message;
 /// online port of the listed STB blocks what to do, and hands the test to the results manager. Ends when the
 /// ports have been told to start; the test runs on.
 ///
-/// The command keeps the order and what one step leaves for the next. The work is done by units that get what
-/// they need as arguments: StbMap, DuplicateHosts, InterfaceStacks, StartTestPreconditions, StreamLimit,
-/// AnalyzerSetup, StreamMap, PortRequests, ResetResultClasses.
+/// The command determines the order of the steps and passes data between them. The work is done by units that
+/// get their input as arguments: StbMap, DuplicateHosts, InterfaceStacks, StartTestPreconditions,
+/// StreamLimit, AnalyzerSetup, StreamMap, PortRequests, ResetResultClasses.
 ///
 /// Runs on the command's task. Nothing waits for the ports' answers; a fault among them is logged. When a new
 /// command is made, what a start without a test has left behind (its ports and their notifications) is

@@ -1,4 +1,4 @@
-// What a test needs of the state that the system is in when it starts.
+// Conditions that the system must meet when a test starts.
 #pragma once
 
 #include <cstdint>

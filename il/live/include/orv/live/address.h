@@ -1,4 +1,4 @@
-// Addresses and VLAN tags as they stand in frames: small values without an allocation.
+// Addresses and VLAN tags in the form of frames: small values without an allocation.
 #pragma once
 
 #include <array>
