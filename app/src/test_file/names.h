@@ -20,7 +20,7 @@ inline constexpr const char* kMissingBlank = "a blank is missing behind the colo
 /// "DeviceCount: 100" for "DeviceCount:100", which YAML reads as one text; empty for other texts.
 std::string InsertMissingBlank(std::string_view text);
 
-/// "a, b, c". With `most`, so many of them, and "..." for the others.
+/// "a, b, c". With `most`, only that many of them, and "..." for the others.
 std::string JoinNames(const std::vector<std::string>& names, std::size_t most = 0);
 
 /// Names among which many are looked up: those of the objects of a file.

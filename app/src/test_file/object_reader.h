@@ -1,4 +1,4 @@
-// The objects that a test file lists: classes, names, and what lies below what.
+// The objects that a test file lists: classes, names, parents and children.
 #pragma once
 
 #include <cstddef>

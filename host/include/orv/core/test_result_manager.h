@@ -36,7 +36,7 @@ inline constexpr const char* kEndTime = "EndTime";
 /// disk gives the lock up meanwhile, after it has copied what it stores. The getters may be called from any
 /// thread.
 ///
-/// What cannot be written never stops a test. When a file cannot be written (any more), its data set goes on
+/// A failed write never stops a test. When a file cannot be written (any more), its data set goes on
 /// in a new file beside it, which gets all that has been stored of the test so far; GetDatabasePath says
 /// where. That is logged as an error that names both paths, and kept for GetErrorText, although nothing is
 /// lost: a reader of the requested file would mistake the results of an earlier test for those of this

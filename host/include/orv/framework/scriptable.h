@@ -130,8 +130,8 @@ class CScriptable {
     bool GetActive() const;
     bool IsDeleted() const { return state_ == STATE_PENDING_DELETE || state_ == STATE_OBSOLETE; }
     /// Marks the object, and with `children` everything below it, for deletion by the next apply. With
-    /// `relations` its relations other than to its parent end at once, and the related objects are told. A
-    /// deleted object stays a child of its parent, after the live ones, until it is destroyed. False when
+    /// `relations` its relations other than to its parent end at once, and the related objects are notified.
+    /// A deleted object stays a child of its parent, after the live ones, until it is destroyed. False when
     /// CanDelete or OnMarkDelete refuse.
     bool MarkDelete(bool children, bool relations);
     /// The object's values, one per slot of its class.
@@ -164,7 +164,7 @@ class CScriptable {
     /// between the classes, too many targets, related already, refused by either object.
     virtual bool AddObject(CScriptable& object, RelationType type, std::string* errorText = nullptr);
     /// Ends a relation. `remember`: the object is listed by GetRemovedObjects until the next apply. `notify`:
-    /// both objects and their delegates are told.
+    /// both objects and their delegates are notified.
     virtual bool RemoveObject(CScriptable& object, RelationType type, bool remember = true,
                               std::string* errorText = nullptr, bool notify = true);
     /// The first related object of a class that is not deleted, or null.

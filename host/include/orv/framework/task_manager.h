@@ -1,4 +1,4 @@
-// Threads, the task lock and time: everything that waits or reads a clock goes through here.
+// Threads, the task lock and time: everything that waits or reads a clock uses the task manager.
 #pragma once
 
 #include <chrono>

@@ -1,4 +1,4 @@
-// Validation: contexts that gather what is wrong, and validators that plug-ins register.
+// Validation: contexts that collect errors and warnings, and validators that plug-ins register.
 #pragma once
 
 #include <memory>

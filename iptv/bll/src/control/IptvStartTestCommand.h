@@ -28,7 +28,7 @@ using tm::Message;
 
 /// Starts a test: checks that it can be run, sets up the analyzers, applies the configuration, tells every
 /// online port of the listed STB blocks what to do, and hands the test to the results manager. Ends when the
-/// ports have been told to start; the test runs on.
+/// ports have been told to start; the test continues.
 ///
 /// The command determines the order of the steps and passes data between them. The work is done by units that
 /// get their input as arguments: StbMap, DuplicateHosts, InterfaceStacks, StartTestPreconditions,
@@ -104,7 +104,7 @@ class CIptvStartTestCommand
     void SaveCommandToDb();
     void DeregisterDueToSequencerCancel();
 
-    // Called with the ports' answers, possibly when the command is gone.
+    // Called with the ports' answers, possibly after the command was destroyed.
     static void StartTestHandler(std::uint16_t sequence, Message* response, void* context);
     static void SetConfigHandler(std::uint16_t sequence, Message* response, void* context);
     static void UpdateStreamMapHandler(std::uint16_t sequence, Message* response, void* context);

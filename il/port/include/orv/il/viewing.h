@@ -36,7 +36,7 @@ struct ViewStart {
     Time unicast_first = kNever;  ///< packet
 };
 
-/// When the running view ends, from what is known of it; one of the joins has happened.
+/// When the running view ends, as far as its events are known. One of the joins must have happened.
 Time end_of_view(const PlannedBlock& block, std::uint32_t views_begun, const ViewStart& start);
 
 /// Whether there is no view after the running one.
