@@ -15,9 +15,9 @@ namespace orv::app {
 /// "mistakes" (file, line, column, object, property, problem, expected, nearest), "warnings" and "errors".
 std::string MakeOutcomeJson(const RunOutcome& outcome);
 
-/// The same as a JUnit report: a test case per test for its verdict and one per STB block for its joins; what
-/// went wrong is an error of the suite's case "run". Well-formed whatever names hold: what XML cannot carry
-/// becomes U+FFFD.
+/// The same as a JUnit report: a test case per test for its verdict and one per STB block for its joins.
+/// Errors of the run are errors of the test case "run". Always well-formed: characters that XML does not
+/// allow are replaced by U+FFFD.
 std::string MakeJUnitXml(const RunOutcome& outcome);
 
 }  // namespace orv::app

@@ -8,8 +8,8 @@ namespace orv::app {
 
 namespace {
 
-/// What the first byte says about a character: its length, the bits in the first byte, and the least value
-/// that needs so many.
+/// What the first byte of a character encodes: the number of its bytes, the value bits in the first byte, and
+/// the smallest code point that needs this many bytes.
 struct Lead {
     std::size_t size;
     unsigned char bits;

@@ -17,7 +17,7 @@ struct CodePoint {
 /// The first character of a text that is not empty (RFC 3629).
 CodePoint ReadCodePoint(std::string_view text);
 
-/// Characters of a UTF-8 text, which is what a terminal shows as one each most of the time.
+/// Number of characters of a UTF-8 text; most of them take one column on a terminal.
 std::size_t CountCodePoints(std::string_view text);
 
 /// `text` without what would move a terminal's cursor, change its colours or turn the direction of writing:
@@ -25,7 +25,8 @@ std::size_t CountCodePoints(std::string_view text);
 /// as \xff.
 std::string MakePrintable(std::string_view text);
 
-/// A JSON document with those characters of its texts as \\u0085 and the like, which mean the same there.
+/// A JSON document with those characters of its texts escaped as \\u0085 and so on, which means the same in
+/// JSON.
 std::string MakePrintableJson(std::string_view json);
 
 }  // namespace orv::app

@@ -11,8 +11,8 @@
 
 namespace orv::app {
 
-/// Shows progress as a bar that is redrawn in place, or as a line now and then where there is no terminal,
-/// and log texts above it. Everything goes to one stream.
+/// Shows progress as a bar that is redrawn in place, or as occasional lines if there is no terminal, and log
+/// texts above it. Everything goes to one stream.
 class Console : public IRunObserver {
   public:
     enum class Progress { None, Lines, Bar };

@@ -3,7 +3,7 @@
 
 namespace orv::app {
 
-/// Carries a command line out; returns the exit status.
+/// Executes a command line; returns the exit status.
 int RunProgram(int argc, const char* const* argv);
 
 }  // namespace orv::app

@@ -1,4 +1,4 @@
-// Where output goes.
+// Properties of the terminal.
 #pragma once
 
 #include <unistd.h>
@@ -8,8 +8,8 @@
 
 namespace orv::app {
 
-/// Characters in a line of the terminal that a file descriptor writes to; none when it is no terminal, or one
-/// that does not tell.
+/// Characters per line of the terminal that a file descriptor writes to; no value if it is not a terminal, or
+/// if the width is unknown.
 std::optional<std::size_t> GetTerminalWidth(int file);
 
 }  // namespace orv::app

@@ -17,15 +17,15 @@ class Message;
 
 namespace orv::app {
 
-/// Member of a recording's last line: how many notifications there are before it. What has been cut off
-/// anywhere is known by it.
+/// Member of a recording's last line: the number of notifications before it. Shows whether the recording is
+/// complete.
 inline constexpr const char* kRecordingEnd = "notifications";
 
-/// One line of JSON for each result notification: {"port": name, "test": ordinal of the port's test, left
-/// out for the first, "time_ms": milliseconds since that test started, "blocks": [{"stb_block": name,
-/// "events": [{member: value, ...}], "rrr_events": [...]}]}. Members have the names of the message set; one
-/// that is 0, false or the zero address is left out. A block whose name others have, too, is written with
-/// that of its device, "Living rooms/Boxes". The last line is {"notifications": number of lines before it}.
+/// One line of JSON for each result notification: {"port": name, "test": ordinal of the port's test, left out
+/// for the first, "time_ms": milliseconds since that test started, "blocks": [{"stb_block": name, "events":
+/// [{member: value, ...}], "rrr_events": [...]}]}. Members have the names of the message set; those that are
+/// 0, false or the zero address are left out. If several blocks have the same name, the name of the device is
+/// added: "Living rooms/Boxes". The last line is {"notifications": number of lines before it}.
 class Recorder {
   public:
     /// Throws COrvRunTimeError that names the path when the file cannot be made.

@@ -23,7 +23,7 @@ struct RecordingFile {
 /// Whether a recording without its last line, which is truncated, is rejected.
 enum class RecordingEnd { Required, MayBeMissing };
 
-/// Reads a file that Recorder wrote, or that somebody wrote in its form, for the ports and blocks of a
+/// Reads a file that Recorder wrote, or any other file of that form, for the ports and blocks of a
 /// project; "-" is the standard input. With MayBeMissing a truncated line is discarded.
 RecordingFile ReadRecording(const std::filesystem::path& path, const core::CProject& project,
                             RecordingEnd end);

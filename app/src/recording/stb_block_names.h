@@ -1,4 +1,4 @@
-// How recordings call set-top-box blocks.
+// The names of set-top-box blocks in recordings.
 #pragma once
 
 #include <cstdint>
@@ -7,8 +7,8 @@
 
 namespace orv::app {
 
-/// A block's own name, or "Living rooms/Boxes" when other blocks of the project have that name, too. What is
-/// asked for once is remembered.
+/// A block's own name, or "Living rooms/Boxes" if other blocks of the project have the same name. Results are
+/// cached.
 class StbBlockNames {
   public:
     /// Name of the block with a handle; "#<handle>" when there is none.

@@ -19,7 +19,7 @@ class ResultsError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// That there is not enough memory or room on the disk, or that the output cannot be written.
+/// Thrown when memory or disk space runs out, or when the output cannot be written.
 class ResultsFailure : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
@@ -28,11 +28,11 @@ class ResultsFailure : public std::runtime_error {
 /// No value, a whole number, a number, or a text.
 using ResultValue = std::variant<std::monostate, std::int64_t, double, std::string>;
 
-/// The file that a run given the same name writes: NAME.db, unless the name ends so. Without such a file, the
-/// one of just that name.
+/// The path of a database for a name, as for runs: NAME.db, unless the name has that ending. If there is no
+/// such file, the name as given.
 std::filesystem::path FindDatabase(const std::filesystem::path& name);
 
-/// A name as SQL takes it.
+/// A name quoted for SQL.
 std::string QuoteName(const std::string& name);
 
 /// A results database, opened to be read. Everything read through one object is one snapshot.

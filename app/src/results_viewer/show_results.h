@@ -31,12 +31,12 @@ struct ResultsRequest {
     /// Characters per line. A wider table is printed with its columns as lines: rows side by side if they
     /// fit, otherwise one below the other.
     std::size_t line_width = 120;
-    bool is_terminal = false;  ///< no control characters, then, whatever the format
+    bool is_terminal = false;  ///< if so, no control characters are written in any format
 };
 
-/// Prints to `out`; what is wrong, and that a data set has no end yet, goes to `err`. Returns the exit
-/// status: 0; 2 when there is nothing to print (then mostly nothing has been written to `out`); 3 when there
-/// is not enough memory or room on the disk, or `out` cannot be written.
+/// Prints to `out`; errors, and a note about a data set without an end, go to `err`. Returns the exit status:
+/// 0; 2 when there is nothing to print (in most cases nothing has been written to `out` then); 3 when there
+/// is not enough memory or disk space, or `out` cannot be written.
 ///
 /// The database is only read, row by row, also while a test writes it. A view name that fits several views
 /// prints each of them under its path as tables; for CSV and JSON it is an error that names the paths. CSV is
@@ -45,9 +45,9 @@ struct ResultsRequest {
 /// "data_sets": [...], "views": [{"name", "path", "kind", ...}, ...]}.
 int ShowResults(const ResultsRequest& request, std::ostream& out, std::ostream& err);
 
-/// The same to a file descriptor; where that is a terminal, its lines are as wide as they are. An output that
-/// somebody pages through does not keep the database open. A reader who goes away (SIGPIPE) ends the process
-/// as that signal does.
+/// The same for a file descriptor. On a terminal, lines are as wide as the terminal. Output is spooled
+/// (SpooledOutput), so that the database does not stay open while a user reads in a pager. If the reader of a
+/// pipe ends early, SIGPIPE ends the process.
 int ShowResults(ResultsRequest request, int out_descriptor, std::ostream& err);
 
 }  // namespace orv::app

@@ -12,7 +12,7 @@ namespace orv::app {
 /// resources. That file takes a gigabyte at most; then, and where there is none, writing waits for the
 /// reader.
 ///
-/// A write that fails sets errno, and makes a stream bad. When the reader of a pipe has gone, SIGPIPE ends
+/// A write that fails sets errno, and makes a stream bad. When the reader of a pipe has ended, SIGPIPE ends
 /// the process, also where it is ignored.
 class SpooledOutput : public std::streambuf {
   public:

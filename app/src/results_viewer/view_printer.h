@@ -14,9 +14,9 @@ namespace orv::app {
 /// the output cannot be written.
 
 /// For people. Numbers have at most three decimals. Columns are as wide as the first rows need; a wider cell
-/// further below sticks out. What is wider than `line_width` characters is turned on its side: the first
-/// column is the names, and every row is a column; where that is too wide, too, the rows follow each other as
-/// lines of "name: value".
+/// in a later row is not cut. A table wider than `line_width` characters is transposed: the column names
+/// become the first column, and each row a column. If that is too wide, too, each row is printed as lines of
+/// "name: value".
 void PrintTable(RowSource& rows, std::size_t line_width, std::ostream& out);
 
 /// For spreadsheets, as in RFC 4180. Numbers are exact, no value is an empty field, and U+FFFD replaces a

@@ -29,8 +29,9 @@ struct ViewNode {
     std::string_view GetKindName() const;
 };
 
-/// The tree of views of one data set. As long as it has none (they are stored when the test ends), a view of
-/// each table that holds rows of it: its columns, behind the name of the object that a row belongs to.
+/// The tree of views of one data set. Views are stored when the test ends. Until then there is one view for
+/// each table that holds rows of the data set: the name of the object that a row belongs to, then the columns
+/// of the table.
 class ViewTree {
   public:
     /// Throws ResultsError when the tree cannot be read.
@@ -42,7 +43,7 @@ class ViewTree {
     /// Nodes with that name, or whose path ends with it, case-insensitive.
     std::vector<const ViewNode*> Find(std::string_view name) const;
 
-    /// Unique names of the tables: of each path an end that no other node has.
+    /// Unique names of the tables: for each, an end of its path that no other node has.
     std::vector<std::string> ListNames() const;
 
   private:

@@ -6,8 +6,8 @@
 
 namespace orv::app {
 
-/// What would make a start fail in the active channel blocks, and in what STB blocks view of them:
-/// groups, channel numbers, addresses, sources, IP versions, and what zapping tests ask of channels.
+/// Problems that would make a start fail, in active channel blocks and in the channels that STB blocks view:
+/// groups, channel numbers, addresses, sources, IP versions, and the requirements of zapping tests.
 ObjectProblems FindChannelProblems(const core::CProject& project);
 
 }  // namespace orv::app

@@ -22,8 +22,8 @@ using core::CNetworkInterface;
 
 constexpr const char* kMissing = "the relation is missing";
 
-/// Tags in front of the IP header. One analyzer filter serves all set-top boxes of a port, so that theirs
-/// stand in the same places.
+/// Tags in front of the IP header. The filters of a port's analyzer have fixed offsets for all set-top boxes,
+/// so the tags of all of them must be at the same offsets.
 struct Tags {
     std::ptrdiff_t vlans = 0;
     bool pppoe = false;

@@ -6,8 +6,8 @@
 
 namespace orv::app {
 
-/// What would make a start fail in devices, and in the STB blocks that it looks at: relations that are
-/// missing or lead to parts of another device, and devices of one port that differ in their tags.
+/// Problems that would make a start fail, in devices and in the STB blocks that a start checks: relations
+/// that are missing or lead to parts of another device, and devices of one port with different tags.
 ObjectProblems FindDeviceProblems(const core::CProject& project);
 
 }  // namespace orv::app

@@ -12,16 +12,16 @@ namespace orv::app {
 using framework::CScriptable;
 using framework::ScriptableVec;
 
-/// Objects of a class below another, less those that are deleted.
+/// Objects of a class below another, without deleted ones.
 ScriptableVec FindBelow(const CScriptable& root, common::ClassId id);
-/// The same, less those that are switched off.
+/// The same, without inactive ones.
 ScriptableVec FindActive(const CScriptable& root, common::ClassId id);
 
-/// Start commands of the sequence that are on.
+/// The active start commands of the sequence.
 std::vector<const framework::CCommand*> FindStartCommands();
-/// The STB blocks that a start command covers, also those that are off.
+/// The STB blocks that a start command covers, including inactive ones.
 ScriptableVec FindStbBlocks(const framework::CCommand& start);
-/// The STB blocks that are on, and those that a start command covers: a start looks at both.
+/// The active STB blocks, and those that a start command covers: a start checks both.
 ScriptableVec FindStbBlocks(const core::CProject& project);
 
 /// The multicast group of a channel block, or the protocol of an STB block, is one of IPv4.

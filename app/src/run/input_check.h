@@ -7,8 +7,8 @@
 
 namespace orv::app {
 
-/// Applies the rules of the program and those of the plug-in to the project and the sequence, so that what
-/// passes runs. What is wrong goes to the outcome's mistakes, in the order of the file.
+/// Checks the project and the sequence with the rules of the program and those of the plug-in, so that a test
+/// without mistakes can run. Adds the mistakes to the outcome, in the order of the file.
 void CheckInput(const TestFile& file, const TestFile::Built& built, core::CProject& project,
                 RunOutcome& outcome);
 

@@ -9,8 +9,7 @@
 
 namespace orv::app {
 
-/// The outcome as far as it has come, for a program that has to end in the middle. Thread-safe; needs no
-/// other lock.
+/// The outcome so far, for a program that is aborted during a run. Thread-safe; does not need the task lock.
 class KnownOutcome {
   public:
     void Change(const std::function<void(RunOutcome&)>& change) {

@@ -17,8 +17,8 @@
 
 namespace orv::app {
 
-/// Gives every port of a project a software port for its life: one on its network interface where the
-/// location names one, otherwise a simulated one.
+/// Connects each port of a project to a software port, for as long as it exists: a live port if the location
+/// names a network interface, otherwise a simulated one.
 class Laboratory {
   public:
     /// Recorded reports, by name of the port, that ports replay instead of emulating set-top boxes. These
@@ -45,7 +45,7 @@ class Laboratory {
     std::vector<PortLink*> FindRefusing();
     /// The ports with set-top boxes that have not reported the end of their test, even if its start failed.
     std::vector<PortLink*> FindMute();
-    /// A new test begins.
+    /// Call when a new test begins.
     void ForgetTests();
 
   private:

@@ -15,7 +15,7 @@
 
 namespace orv::app {
 
-/// Makes live ports, ends them with their links, and keeps what they did.
+/// Creates live ports, ends each together with its link, and keeps their figures.
 class LivePorts {
   public:
     /// Called, on any thread, with problems that make the figures of the run wrong.

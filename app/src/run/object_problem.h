@@ -1,4 +1,4 @@
-// What keeps a test from running, said of one of its objects.
+// A problem of one object that prevents a test from running.
 #pragma once
 
 #include <string>

@@ -9,10 +9,10 @@
 
 namespace orv::app {
 
-/// Opens what a run will write before it begins, so that a report that cannot be written, or that would
-/// overwrite another, is known then and not after an hour of testing. What is in a file stays there. What was
-/// made here, a report or folder, and is still empty goes when this goes: a run that did not begin leaves
-/// nothing behind. Databases are checked, not made.
+/// Checks and opens the output files before a run begins, so that a report that cannot be written, or that
+/// would overwrite another file, is detected at once and not after an hour of testing. Contents of existing
+/// files are kept. The destructor removes the reports and folders that were created here and are still empty,
+/// so a run that did not begin leaves no files behind. Databases are checked, but not created.
 class OutputFiles {
   public:
     enum class Kind {
@@ -56,8 +56,8 @@ class OutputFiles {
 
     std::vector<Known> known_;
     std::vector<Made> made_files_;
-    std::vector<std::filesystem::path> made_folders_;  ///< outer ones first
-    std::vector<int> held_;  ///< pipes: closing and opening one again would look like its end to readers
+    std::vector<std::filesystem::path> made_folders_;  ///< parents first
+    std::vector<int> held_;  ///< pipes stay open: if one were closed, its readers would see the end
 };
 
 /// Where a test stores its results: `name` with the ending .db, which is added where it is missing. Relative

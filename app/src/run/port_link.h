@@ -13,7 +13,7 @@
 
 namespace orv::app {
 
-/// Connects the two for its life. All messages of the port pass through here.
+/// Connects the two as long as it exists. All messages of the port pass through here.
 class PortLink {
   public:
     /// Called with every message of the port, before it is sent.

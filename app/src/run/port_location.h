@@ -15,8 +15,7 @@ inline constexpr std::string_view kLiveScheme = "linux://";
 /// The interface of a live port, as its location gives it; nothing for a simulated port.
 std::optional<std::string> GetLiveInterface(const core::CPort& port);
 
-/// Why there can be no port at a location; empty when there can. Whether the interface is there does not
-/// matter.
+/// Why a location is invalid; empty if it is valid. Does not check whether the interface exists.
 std::string FindLocationProblem(const std::string& location);
 
 }  // namespace orv::app

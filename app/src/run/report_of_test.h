@@ -28,8 +28,8 @@ struct TestReport {
     std::string name;
     std::string type;
     std::string environment;
-    double duration = 0;             ///< that it ran
-    double configured_duration = 0;  ///< that it was to run
+    double duration = 0;             ///< actual
+    double configured_duration = 0;  ///< as planned
     double join_fail_threshold = 0;  ///< percent
     bool passed = false;             ///< by its figures; see GetVerdict for the reported verdict
     std::vector<ResultRow> channel_ranges;
@@ -54,7 +54,7 @@ struct TestReport {
 /// Copies the figures of the project as they are.
 TestReport MakeTestReport(const framework::CCommand& start_command, bool passed);
 
-/// Figures of the running test, all of it together.
+/// Figures of the running test as a whole.
 struct LiveFigures {
     double channel_changes = 0;
     double failed_joins = 0;

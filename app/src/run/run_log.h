@@ -11,9 +11,9 @@
 
 namespace orv::app {
 
-/// Listens for its life. Errors are kept: a run with errors has failed, whatever its verdict. An error or
-/// warning is kept, and passed on to the listener, once: loggers write the same for developers and users, and
-/// whatever passes an error on prefixes its name. Thread-safe.
+/// Collects log texts as long as it exists. Errors are kept, because a run with errors has failed, whatever
+/// its verdict. Each error or warning is kept, and passed on to the listener, once: loggers write the same
+/// text for developers and users, and objects that pass an error on add their names in front. Thread-safe.
 class RunLog {
   public:
     using Listener = std::function<void(const framework::LogRecord&)>;

@@ -31,7 +31,7 @@ struct LivePortReport {
     nic::LiveFigures figures;
 };
 
-/// A test that runs, or had not come to its end when the program did.
+/// A test that is running, or that was not finished when the program ended.
 struct UnfinishedTest {
     std::string name;
     double elapsed = 0;              ///< seconds
@@ -51,12 +51,12 @@ struct RunOutcome {
     std::string database;  ///< path; empty when nothing was stored
 };
 
-/// Why no test of a run is called passed: "the run was interrupted". Empty when the run came to its end
-/// without errors.
+/// Why no test of a run can have the verdict passed: "the run was interrupted". Empty if the run was
+/// completed without errors.
 std::string GetUnfinishedReason(const RunOutcome& outcome);
 
-/// What is said of a test: "passed", "failed", or "not finished" for one that was cut short and for one that
-/// did not fail in a run that is not finished itself.
+/// The reported verdict of a test: "passed", "failed", or "not finished" for one that was cut short and for
+/// one that did not fail in a run that is not finished itself.
 const char* GetVerdict(const RunOutcome& outcome, const TestReport& test);
 
 }  // namespace orv::app

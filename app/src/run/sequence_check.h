@@ -5,8 +5,9 @@
 
 namespace orv::app {
 
-/// Simulates the sequence as a run executes it, loops twice: generators that are to run, tests that are to
-/// have ended, addresses and protocols that are to be there, and what commands are told to do.
+/// Steps through the sequence in the order of a run, each loop at most twice. Checks for each command that
+/// the generators it needs run, that the previous test has ended, that addresses are resolved and protocols
+/// bound, and that its properties are valid.
 ObjectProblems FindSequenceProblems();
 
 }  // namespace orv::app

@@ -24,8 +24,8 @@ struct RunOptions {
     bool replay_incomplete = false;     ///< accept a recording without its end
 };
 
-/// A process has at most one session at a time, but may have several one after the other. Runs leave nothing
-/// behind for each other.
+/// A process has at most one session at a time, but may have several one after the other. Runs do not affect
+/// each other.
 class Session {
   public:
     /// Starts the host and loads the plug-in. Throws COrvRunTimeError with the reason on failure.

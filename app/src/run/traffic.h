@@ -15,12 +15,12 @@ bool IsGeneratorRunning(const core::CPort& port);
 /// The stream blocks of a port that are active, whether or not its generator runs.
 std::vector<const l2l3::CStreamBlock*> GetActiveStreamBlocks(const core::CPort& port);
 
-/// Most streams of all active stream blocks of a test together. Each takes about a kilobyte while the streams
-/// are told to the ports.
+/// Limit for the streams of all active stream blocks of a test together. Each takes about a kilobyte while
+/// the streams are sent to the ports.
 inline constexpr std::uint64_t kMostStreamsOfTest = std::uint64_t{1} << 20;
 
-/// Why a stream block has too many streams to number them; empty when it has not. To be asked before its
-/// addresses are expanded.
+/// Why a stream block has too many streams to number them; empty if it has not. Call before its addresses are
+/// expanded.
 std::string FindStreamCountProblem(const l2l3::CStreamBlock& block);
 
 }  // namespace orv::app

@@ -16,9 +16,9 @@
 
 namespace orv::app {
 
-/// Notices when tests begin and end and takes their reports; ends what does not end by itself: a test whose
-/// time is long over, one that a user interrupts, and ports that do not report the end of theirs. A timer of
-/// the task manager drives it.
+/// Detects when tests begin and end, and takes their reports. Ends tests that are long overdue or that a user
+/// interrupts, and cuts ports that do not report the end of their test. Driven by a timer of the task
+/// manager.
 class Watchdog {
   public:
     Watchdog(Laboratory& laboratory, RunLog& log, IRunObserver& observer, KnownOutcome& known);

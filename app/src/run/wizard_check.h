@@ -6,8 +6,8 @@
 
 namespace orv::app {
 
-/// What would make the wizard fail in its objects, and in the devices that they turn into set-top boxes
-/// and sources.
+/// Problems that would make the wizard fail, in its objects and in the devices that they turn into set-top
+/// boxes and sources.
 ObjectProblems FindWizardProblems(const core::CProject& project);
 
 }  // namespace orv::app

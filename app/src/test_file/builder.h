@@ -1,4 +1,4 @@
-// Making what a plan asks for.
+// Creates the objects of a plan.
 #pragma once
 
 #include <unordered_map>
@@ -10,8 +10,9 @@
 
 namespace orv::app {
 
-/// Makes all objects, then sets all values, then relates: so each step finds what it refers to. What the host
-/// refuses goes to `mistakes`; the rest is made all the same, so that all refusals are known at once.
+/// Creates all objects, then sets all values, then adds the relations, so that each step finds the objects
+/// that it refers to. What the host rejects is added to `mistakes`; the rest is created nevertheless, so that
+/// all problems are known at once.
 class Builder {
   public:
     Builder(const Plan& plan, MistakeList& mistakes) : plan_(plan), mistakes_(mistakes) {}

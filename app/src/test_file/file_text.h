@@ -7,7 +7,7 @@
 
 namespace orv::app {
 
-/// More than tens of thousands of devices need; stops endless input.
+/// Limit against endless input; enough for tens of thousands of devices.
 inline constexpr std::size_t kLargestFile = std::size_t{16} << 20;
 
 /// What a test file holds. It may be a pipe, which is read only once.
@@ -17,7 +17,7 @@ struct FileText {
     std::string problem;  ///< why it could not be read; empty when it could
 };
 
-/// Reads to the end, or to kLargestFile: what is larger is a problem. "-" is the standard input.
+/// Reads to the end. A text larger than kLargestFile is a problem. "-" is the standard input.
 FileText ReadFileText(const std::filesystem::path& path);
 
 }  // namespace orv::app

@@ -36,7 +36,7 @@ struct Key {
     MistakeList::Where Where() const { return {entry.value.at, section, entry.key.text}; }
 };
 
-/// Base of the readers of such sections. What is wrong goes to the list of mistakes, and the setting then
+/// Base of the readers of such sections. Mistakes are added to the list, and the setting then
 /// stays as it was.
 class KeyReader {
   protected:

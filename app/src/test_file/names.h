@@ -10,16 +10,17 @@
 
 namespace orv::app {
 
-/// The known name that takes the fewest edits (a letter put in, left out, changed, or two neighbours swapped)
-/// to become `name`, without regard to case; empty when none is near enough to be meant. The first of equals.
+/// The known name that takes the fewest edits (a letter inserted, removed or changed, or two neighbours
+/// swapped) to become `name`, without regard to case; the first one of several. Empty if no name is similar
+/// enough.
 std::string FindNearestName(std::string_view name, const std::vector<std::string>& known);
 
-/// What is wrong with such a text.
+/// The problem of a text for which InsertMissingBlank has a suggestion.
 inline constexpr const char* kMissingBlank = "a blank is missing behind the colon";
-/// "DeviceCount: 100" for "DeviceCount:100", which is one text to YAML; empty for a text that is not so.
+/// "DeviceCount: 100" for "DeviceCount:100", which YAML reads as one text; empty for other texts.
 std::string InsertMissingBlank(std::string_view text);
 
-/// "a, b, c". With `most`, so many of them, and "..." for the others.
+/// "a, b, c". With `most`, only that many of them, and "..." for the others.
 std::string JoinNames(const std::vector<std::string>& names, std::size_t most = 0);
 
 /// Names among which many are looked up: those of the objects of a file.

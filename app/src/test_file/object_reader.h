@@ -1,4 +1,4 @@
-// The objects that a test file lists: classes, names, and what lies below what.
+// The objects that a test file lists: classes, names, parents and children.
 #pragma once
 
 #include <cstddef>
@@ -21,11 +21,11 @@ struct ObjectEntry {
     const SourceEntry* entry = nullptr;
 };
 
-/// Objects of the class can have such a key below their class.
+/// True if objects of the class can have this key.
 bool HasKey(const CMetaClass& meta_class, const std::string& key);
 
-/// Puts objects into a plan. Their properties and relations wait until all objects are known, since they may
-/// refer to objects further down.
+/// Puts objects into a plan. Their properties and relations are read later, when all objects are known, since
+/// they may refer to objects further down.
 class ObjectReader {
   public:
     ObjectReader(Plan& plan, MistakeList& mistakes) : plan_(plan), mistakes_(mistakes) {}

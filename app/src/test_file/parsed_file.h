@@ -24,7 +24,7 @@ namespace orv::app {
 class Plan;
 
 /// One test file, checked as a whole against the data models that are active: load plug-ins first. Loading
-/// makes no object. All of it under the host's task lock.
+/// creates no objects. Used under the host's task lock.
 class TestFile {
   public:
     /// An unreadable file is reported as a mistake, too.

@@ -48,9 +48,9 @@ struct PlannedObject {
     std::vector<PlannedRelation> relations;
 };
 
-/// All objects, parents before children. The project and the sequencer, the first two, are there already; so
-/// are objects that come with their parents, whether or not the file mentions them: references may lead to
-/// them.
+/// All objects, parents before children. The first two, the project and the sequencer, always exist. So do
+/// objects that are created with their parents, even if the file does not mention them: references may lead
+/// to them.
 class Plan {
   public:
     static constexpr std::size_t kProject = 0;

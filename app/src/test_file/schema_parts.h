@@ -9,7 +9,7 @@ namespace orv::app {
 
 using Json = nlohmann::ordered_json;
 
-/// Schema of what objects of a class take for a property.
+/// Schema of the values of a property in objects of a class.
 Json MakePropertySchema(const CPropertyMeta& property, const CMetaClass& owner);
 /// Definitions "simulation" (the section) and those that it refers to.
 Json MakeSimulationDefinitions();

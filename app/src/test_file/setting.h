@@ -12,9 +12,9 @@
 
 namespace orv::app {
 
-/// Reads values to be set, "NAME/Property=VALUE", in their order: NAME leads to an object as references in
-/// the file do, and VALUE is YAML as it stands in the file. They go before what the file says; the last one
-/// counts.
+/// Reads settings, "NAME/Property=VALUE", in their order. NAME is a reference to an object, and VALUE is
+/// YAML, both as in the file. A setting replaces the value of the file and of earlier settings of the same
+/// property.
 class SettingReader {
   public:
     SettingReader(Plan& plan, MistakeList& mistakes) : plan_(plan), mistakes_(mistakes) {}

@@ -13,10 +13,10 @@
 
 namespace orv::app {
 
-/// Delays of the network and of faults, in milliseconds: more than a week, which no test outlasts.
+/// Limit of delays of the network and of faults, in milliseconds: 11.6 days.
 inline constexpr std::uint32_t kLongestDelayMs = 1'000'000'000;
 
-/// What a part of the section says of a behaviour; the rest stays as it is.
+/// The members of a behaviour that a part of the section sets; the others stay as they are.
 struct BehaviourChange {
     std::vector<std::pair<il::Distribution il::NetworkBehaviour::*, il::Distribution>> delays;
     std::vector<std::pair<double il::NetworkBehaviour::*, double>> numbers;
@@ -73,7 +73,7 @@ struct FaultForm {
     il::Fault::Kind kind;
     const char* doc;
     bool takes_request = false;
-    bool takes_delay = false;  ///< and needs it
+    bool takes_delay = false;  ///< and requires it
 };
 const std::vector<DelayMember>& GetDelayMembers();
 const std::vector<NumberMember>& GetNumberMembers();

@@ -1,4 +1,4 @@
-// The text of a test file as a tree of values that know where they stand.
+// The text of a test file as a tree of values with their positions.
 #pragma once
 
 #include <string>
@@ -31,16 +31,15 @@ struct SourceNode {
     std::string DescribeWrong() const;
 };
 
-/// The key is a text. A value that is not there stands where its key does.
+/// The key is a text. An empty value has the position of its key.
 struct SourceEntry {
     SourceNode key;
     SourceNode value;
 };
 
-/// Reads YAML strictly: UTF-8 (with or without byte order mark), one document, no key twice, no anchors,
-/// aliases and tags (a test file is read by people who need not know them, and what they would do here is not
-/// obvious). What is wrong goes to `mistakes`; the tree then holds what could be read: nothing of what is no
-/// YAML.
+/// Reads YAML strictly: UTF-8 (with or without byte order mark), one document, unique keys. Anchors, aliases
+/// and tags are rejected, because readers of a test file need not know what they do. Mistakes are added to
+/// `mistakes`; the tree holds what could be read, and is empty after a syntax error.
 SourceNode ReadSourceTree(std::string_view text, MistakeList& mistakes);
 
 }  // namespace orv::app

@@ -10,7 +10,7 @@
 
 namespace orv::app {
 
-/// Finds lines and columns in a text, which has to live as long.
+/// Finds lines and columns in a text, which must outlive the object.
 class TextPlaces {
   public:
     explicit TextPlaces(std::string_view text);
@@ -27,7 +27,7 @@ class TextPlaces {
     std::size_t FindLine(std::size_t byte) const;
 
     std::string_view text_;
-    std::vector<std::size_t> lines_;        ///< byte at which each begins
+    std::vector<std::size_t> lines_;        ///< byte offset of each line
     std::vector<std::size_t> checkpoints_;  ///< byte offset of every nth character
 };
 

@@ -1,4 +1,4 @@
-// What can be written in a test file, as the active data models have it.
+// The classes, properties and relations that a test file can contain, from the active data models.
 #pragma once
 
 #include <cstdint>
@@ -14,7 +14,7 @@ using framework::CMetaClass;
 using framework::CPropertyMeta;
 using framework::CRelationMeta;
 
-/// The classes of the two objects that are there before a file is read.
+/// The classes of the two objects that exist before a file is read.
 const CMetaClass& GetProjectClass();
 const CMetaClass& GetSequencerClass();
 
@@ -24,17 +24,17 @@ bool IsCommand(const CMetaClass& meta_class);
 bool CanBeWritten(const CMetaClass& meta_class);
 /// Classes below which the data model allows objects of a class; empty for any.
 std::vector<const CMetaClass*> GetParentClasses(const CMetaClass& child);
-/// The data model allows such children below such a parent, and commands stand where commands do: in the
-/// sequence.
+/// True if the data model allows such children below such a parent. In addition, the sequence takes commands
+/// only, and commands can only be in the sequence.
 bool CanStandBelow(const CMetaClass& child, const CMetaClass& parent);
 /// Classes that can be written below an object of a class, in the order of their ids; without the command by
 /// which the wizard is run, which the program does itself.
 std::vector<const CMetaClass*> GetClassesBelow(const CMetaClass& parent);
-/// Classes of which a file can have objects: below its project or its sequence, or below such an object in
-/// turn. In the order of their ids.
+/// Classes of the objects that a file can contain, directly or indirectly below its project or its sequence.
+/// In the order of their ids.
 std::vector<const CMetaClass*> GetOfferedClasses();
 
-/// The name of an object is written behind its class, and what the host sets is not written at all.
+/// False for the name, which is written after the class, and for properties that only the host sets.
 bool CanBeWritten(const CPropertyMeta& property);
 /// All relations but those between parents and children.
 std::vector<const CRelationMeta*> GetRelations();
@@ -47,22 +47,23 @@ std::vector<const CMetaClass*> GetTargetClasses(std::uint32_t relation_type, con
 std::vector<const CMetaClass*> GetTargetClasses(const CPropertyMeta& property);
 
 std::vector<std::string> GetNames(const std::vector<const CMetaClass*>& classes);
-/// The names, an abstract class followed by those that are meant by it: "MulticastHostConfig (IgmpHostConfig,
+/// The names, an abstract class followed by its concrete classes: "MulticastHostConfig (IgmpHostConfig,
 /// MldHostConfig)".
 std::vector<std::string> DescribeClasses(const std::vector<const CMetaClass*>& classes);
 
 /// Names of the values of an enumeration that objects of a class take for a property.
 std::vector<std::string> GetValueNames(const CPropertyMeta& property, const CMetaClass& owner);
-/// False where the names end in numbers that are not their values: "3" would be read as IGMP_V3, and mean
+/// False if names end in numbers that are not their values: "3" would be read as IGMP_V3, but is the value of
 /// MLD_V1.
 bool TakesNumbers(const framework::CEnumMeta& enumeration);
-/// The text, which the property can parse, is the name of such a value, or its number where that is clear.
+/// True if the text is the name of such a value, or its number if TakesNumbers. The property must be able to
+/// parse it.
 bool IsValueOf(const CPropertyMeta& property, const CMetaClass& owner, const std::string& text);
 
-/// What objects of a class take for a property, in words: "a whole number from 1 to 65535".
+/// The accepted values of a property of objects of a class, in words: "a whole number from 1 to 65535".
 std::string DescribeExpected(const CPropertyMeta& property, const CMetaClass& owner);
-/// The default of a property for objects of a class, as a file would have it; empty for none worth showing,
-/// and where objects of the class begin with another value.
+/// The default of a property for objects of a class, as written in a file; empty if it is not worth showing,
+/// or if new objects of the class have another value.
 std::string GetDefaultText(const CPropertyMeta& property, const CMetaClass& owner);
 /// Smallest and largest value of a whole-number property, as texts.
 struct WholeRange {

@@ -11,7 +11,7 @@
 
 namespace orv::app {
 
-/// Where a text in quotes stands: its first byte, and the first one behind it.
+/// The range of a quoted text: its first byte, and the first one after it.
 struct QuotedText {
     std::size_t begin = 0;
     std::size_t end = 0;

@@ -19,9 +19,9 @@ struct Wire_token {
     Type type;
 };
 
-/// Splits a message into tokens, then hands them out in order. A packed run or a simple array is one token,
-/// so the list is short even for large messages; and because a token exists only for an item that is really
-/// there, no count in the list promises more than the message holds.
+/// Splits a message into tokens, then returns them in order. A packed run or a simple array is one token, so
+/// the list is short even for large messages. Counts in tokens can be trusted: the message was parsed to its
+/// end, so every counted item exists.
 ///
 /// Every operation throws Tm_exception with the position of the offending byte.
 class Wire_tokens {

@@ -187,7 +187,8 @@ void LiveRun::begin_view(std::uint32_t number, Time planned) {
     queue_.push({il::end_of_view(block, stb.views, begun), number, il::Step::End});
 }
 
-/// The end may have moved since it was planned, because the packet has come that the interval runs from.
+/// Checks the end again: if the first packet has arrived since the end was planned, and the interval starts
+/// with it, the view ends later.
 void LiveRun::try_end_view(std::uint32_t number, Time planned) {
     Stb& stb = stbs_[number];
     const View& view = views_[stb.view];

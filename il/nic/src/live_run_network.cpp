@@ -100,8 +100,8 @@ void LiveRun::on_join(std::uint32_t id, Time stamp) {
     --view.before.received;
 }
 
-/// `told`: a leave frame was sent. IGMPv1 has none, and a host for which others have reported sends none;
-/// then what the network does says nothing.
+/// `told`: a leave frame was sent. There is none in IGMPv1, and with report suppression when another host was
+/// the last to report. Packets that arrive later do not show a leave latency then.
 void LiveRun::on_leave(std::uint32_t id, Time stamp, bool told) {
     View& view = views_[id];
     view.times.leave = stamp;

@@ -11,7 +11,7 @@ namespace orv::nic {
 namespace {
 
 constexpr il::Time kPeriod = 10 * il::kMillisecond;
-/// Ten thousand a second: a router may ask for all of its hosts at once.
+/// Limit of answers per period, 10,000 per second: a router may ask for all of its hosts at once.
 constexpr int kMostAnswers = 100;
 
 }  // namespace

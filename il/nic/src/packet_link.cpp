@@ -21,12 +21,12 @@ namespace orv::nic {
 
 namespace {
 
-// Blocks are handed over after a millisecond, however empty: so many of them are two seconds of a quiet
-// network, and a quarter of a second of a gigabit per second.
+// The kernel hands over a block after 1 ms even if it is not full, so this many blocks hold at least 2 s of
+// traffic at a low rate, and 0.25 s at 1 Gbit/s.
 constexpr std::size_t kReceiveBlock = 1 << 14;
 constexpr std::size_t kReceiveBlocks = 2048;
 constexpr int kBlocksAtOnce = 16;
-/// A block that is not full is handed over after that time, so that answers to queries are not late.
+/// Time after which the kernel hands over a block that is not full, so that answers to queries are not late.
 constexpr unsigned kRetireMs = 1;
 constexpr std::size_t kSendSlot = 2048;
 // The kernel may say that it is done with a frame while a receiver on this machine still reads it (veth): it

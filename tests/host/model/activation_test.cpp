@@ -3,6 +3,7 @@
 #include <set>
 
 #include "data_model_fixture.h"
+#include "orv/framework/scriptable.h"
 #include "orv/framework/static_registration.h"
 
 namespace host_test {

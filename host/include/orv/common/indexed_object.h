@@ -24,12 +24,11 @@ class IndexedObject {
 
     Index GetBlockIndex() const { return index_; }
     bool HasBlockIndex() const { return index_ != kNoIndex; }
-    /// The key under which the object is filed, 0 while it is not.
+    /// The key under which the object is registered, 0 if it is not.
     Key GetBlockKey() const { return key_; }
 
-    /// Files the object under its present key with the smallest index that is free there. Does nothing when
-    /// it is filed right already; an object without key stays without index, and so does one whose group is
-    /// full.
+    /// Adds the object under its present key, with the smallest free index. Does nothing if the object is
+    /// already registered under that key. An object without key, or in a full group, has no index.
     void AddObjectToMap();
     /// Takes the object out of its group.
     void RemoveObjectFromMap();
@@ -72,8 +71,7 @@ class IndexedObject {
 
     Key key_ = 0;
     Index index_ = kNoIndex;
-    // A copy of the sort keys from when the object was filed, so that the set stays in
-    // order.
+    // Copies of the sort keys at registration, so that the order of the set does not change.
     bool group_deleted_ = false;
     std::uint32_t handle_ = 0;
 };

@@ -39,7 +39,7 @@ class CNetworkInterface : public CNetworkEndpoint {
     /// whose values differ between hosts override this.
     virtual void TakeValuesOfHost(const CNetworkInterface& range, std::uint32_t host);
 
-    /// Refuses to be stacked on itself, over however many layers.
+    /// Rejects being stacked on itself, directly or through other layers.
     bool OnPreValidateRelationChange(framework::RelationType type, framework::CScriptable& object, bool added,
                                      std::string& reason) override;
 };

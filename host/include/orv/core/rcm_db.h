@@ -38,7 +38,7 @@ class RcmDBMgr {
 
     /// Reads values from a YAML file: a list of {service, location (optional), values: {name: value, ...}}. A
     /// value is true or false, a whole number, a number, or else a text. Throws COrvRunTimeError with
-    /// "<file>:<line>: <what is wrong>"; nothing of the file is then taken.
+    /// "<file>:<line>: <what is wrong>"; no value of the file is taken then.
     void Load(const std::filesystem::path& file);
 
   private:

@@ -36,7 +36,7 @@ inline constexpr const char* kEndTime = "EndTime";
 /// disk gives the lock up meanwhile, after it has copied what it stores. The getters may be called from any
 /// thread.
 ///
-/// What cannot be written never stops a test. When a file cannot be written (any more), its data set goes on
+/// A failed write never stops a test. When a file cannot be written (any more), its data set goes on
 /// in a new file beside it, which gets all that has been stored of the test so far; GetDatabasePath says
 /// where. That is logged as an error that names both paths, and kept for GetErrorText, although nothing is
 /// lost: a reader of the requested file would mistake the results of an earlier test for those of this
@@ -103,7 +103,7 @@ class TestResultManager {
     TestResultManager();
 };
 
-/// A test-result manager that writes SQLite files; `folder` is where base names lie.
+/// A test-result manager that writes SQLite files; files with base names are created in `folder`.
 ///
 /// A file has a table for every class that can have objects (a command's once it is stored), named as the
 /// class, with the columns Handle (the primary key: an object has one row in a data set), ParentHnd and
@@ -114,8 +114,8 @@ class TestResultManager {
 /// is finalised; RootNode, TestCommand, Iteration), DataSetDescriptions (DataSetId, Name, Text) the texts
 /// that describe them, IterationDatabases (NodeHnd, Path, DataSetId) other files.
 ///
-/// Handles of several data sets do not meet in a file, so that tables can be joined by handle alone: data set
-/// n adds (n - 1) * 2^32 to every handle that it stores, those in properties of type handle included.
+/// Handles of different data sets in a file are distinct, so that tables can be joined by handle alone: data
+/// set n adds (n - 1) * 2^32 to every handle that it stores, those in properties of type handle included.
 std::unique_ptr<TestResultManager> MakeSqliteTestResultManager(const std::string& folder);
 
 /// Why such a manager could not store results in a file: it is damaged, no database, or another program's.

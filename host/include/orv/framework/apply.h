@@ -1,4 +1,4 @@
-// Apply: bringing the ports in line with the configuration.
+// Apply: makes the ports match the configuration.
 #pragma once
 
 #include <string>
@@ -64,7 +64,8 @@ class ApplyToILHandlerRegistry {
   public:
     static ApplyToILHandlerRegistry& Instance();
 
-    /// The handler is the caller's and must live until the process ends; see ValidatorRegistry for doubles.
+    /// The caller owns the handler, which must live until the process ends. Duplicates are treated as in
+    /// ValidatorRegistry.
     void RegisterOnApplyObjectHandler(const ApplyObjectHandler* handler);
     void RegisterApplyStatusHandler(const ApplyStatusDelegate& handler);
 
@@ -88,10 +89,10 @@ class StaticRegisterApplyHandler {
 ///     ends the apply there;
 ///  3. objects' states are settled (new and modified ones become unchanged), objects whose deletion was
 ///     pending are destroyed, and the lists of removed objects are emptied.
-/// What is changed, created or deleted while the apply runs (handlers wait for answers, and others get their
-/// turn) stays as it is for the next one. After a failure all states and lists are as before, so that the
-/// next apply sends what is still missing. Throws COrvRunTimeError with all texts, one a line. Validation
-/// warnings are returned in `context`.
+/// Other tasks may run while a handler waits for answers. Objects that they change, create or delete
+/// meanwhile keep their states for the next apply. After a failure all states and lists are as before, so
+/// that the next apply sends what is still missing. Throws COrvRunTimeError with all texts, one per line.
+/// Validation warnings are returned in `context`.
 void ApplyToIL(CScriptable& root, ValidationContext& context);
 
 /// Step 3 alone: what a project looks like after an apply (for programs that build one without ports).

@@ -9,9 +9,10 @@
 namespace orv::framework {
 
 /// All objects in the order of their last change, so that code that has processed everything once needs to
-/// look only at what has changed since. A change is: created, a property (also one that is not saved), an
-/// end or a beginning of a relation that makes its source dirty, a relation's end that is remembered, a
-/// child that has gone, a mark for deletion, a state that was set.
+/// look only at what has changed since. Changes are: the creation of an object, a new value of a property
+/// (also one that is not saved), adding or removing a relation that makes its source dirty, removing a
+/// relation whose object GetRemovedObjects then lists, the loss of a child, a mark for deletion, and a new
+/// state.
 ///
 /// An object that is destroyed leaves no trace of its own; its parent counts as changed.
 ///
@@ -28,7 +29,8 @@ class CChangeLog {
     /// The objects that have changed later than a moment, in the order of their last changes.
     ScriptableVec GetChangedSince(Moment moment) const;
 
-    /// What changed until then has been applied, but for what was refused or is not part of the project.
+    /// Changes up to this moment have been applied, except those that were refused or are outside the
+    /// project.
     Moment GetSettled() const { return settled_; }
 
   private:

@@ -66,8 +66,7 @@ class CCommand : public CScriptable {
                           std::string& result) override;
 
     // --- Virtual operations of commands, in the order of their slots
-    // ----------------------------------------------
-    /// Reports what is wrong; false keeps the command from running.
+    /// Reports what is wrong; false prevents the command from running.
     virtual bool Validate(CBaseValidationContext& context);
     /// Does the work. Throws to fail.
     virtual void DoRun();

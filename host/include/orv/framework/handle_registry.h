@@ -26,7 +26,7 @@ class CHandleRegistry {
     void Unregister(std::uint32_t handle);
 
   private:
-    // Handles are dense, so they are looked up in pages of an array; a page goes when its last handle does.
+    // Handles are dense, so they are looked up in pages of an array. A page is freed with its last handle.
     static constexpr std::uint32_t kPageBits = 12;
     struct Page {
         std::array<CScriptable*, std::size_t{1} << kPageBits> objects{};

@@ -19,7 +19,7 @@ class BLLLogger {
     virtual ~BLLLogger();
     virtual const std::string& GetName() const = 0;
     virtual bool IsEnabledFor(LogLevelType level) const = 0;
-    /// The least severe level written; Debug writes everything.
+    /// Sets the least severe level that is written; Debug writes everything.
     virtual void SetLevel(LogLevelType level) = 0;
 
     virtual void Debug(const std::string& text, const char* file, int line) = 0;
@@ -38,15 +38,16 @@ struct LogRecord {
     int line;
 };
 
-/// Makes loggers and says where they write: the console (standard error) and listeners. Thread-safe.
-/// Loggers start at Warn; all write to the same places.
+/// Creates loggers and sets where they write: the console (standard error) and listeners. Thread-safe.
+/// Loggers start at Warn; all of them write to the same places.
 class BLLLoggerFactory {
   public:
     static BLLLoggerFactory& GetInstance();
 
     /// The logger of that name, made on first use; lives until the process ends.
     BLLLogger* GetLogger(const std::string& name);
-    /// Level of one logger, and of those made later ("" : of all).
+    /// Sets the level of one logger. With an empty name, sets that of all loggers, including those created
+    /// later.
     void SetLevel(const std::string& name, LogLevelType level);
 
     void SetConsole(bool on);

@@ -55,7 +55,7 @@ using PropertyValue =
                  Collection<CMacAddress>>;
 static_assert(sizeof(PropertyValue) == 16, "objects hold one per property");
 
-/// How a C++ type lies in a slot: itself, or boxed.
+/// Storage type of a C++ type in a slot: the type itself, or boxed.
 template <class T>
 struct SlotOf {
     using type = T;

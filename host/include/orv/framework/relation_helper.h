@@ -14,9 +14,8 @@ class CRelationHelper {
     static CRelationHelper& Instance();
 
     /// Relates `source` to the objects of the handles. The text is a relation name ("UsesIf"), alone or
-    /// followed by
-    /// "-Targets" (the same), or by "-Sources" (the objects become sources of a relation to `source`). On
-    /// failure returns false, says why, and relates none of them.
+    /// followed by "-Targets" (the same), or by "-Sources" (the objects become sources of a relation to
+    /// `source`). On failure returns false and the reason, and relates none of them.
     bool AddRelation(CScriptable* source, const std::string& relationSpec,
                      const std::vector<std::uint32_t>& targetHandles, std::string& errorText);
 

@@ -29,8 +29,8 @@ class CResourceManager {
 /// Fills the placeholders {1} to {n} of a resource with the arguments in the order in which they were
 /// appended.
 ///
-/// A placeholder without argument stays as it stands, so that the gap shows; surplus arguments are ignored. A
-/// text put in for a placeholder is not searched for placeholders again.
+/// A placeholder without argument is left in the text, so that the gap shows; surplus arguments are ignored.
+/// Placeholders in arguments are not replaced.
 class ResourceFormatter {
   public:
     explicit ResourceFormatter(std::uint32_t id);

@@ -20,7 +20,7 @@ using tm::Message;
 
 /// (sequence number, the message, the context given with the request or the registration). Called under the
 /// task lock. A request that is not answered in time, or whose connection breaks, is answered by a fault made
-/// here. The message is gone when the delegate returns.
+/// here. The message is valid until the delegate returns.
 using ResponseDelegate = common::Delegate<void(std::uint16_t, Message*, void*)>;
 
 /// One fault answer, or one message that could not be read.
@@ -50,7 +50,7 @@ class CRpcManager {
   public:
     static CRpcManager& Instance();
 
-    /// Takes the transport that leads to a messenger; replaces and closes an earlier one (whose outstanding
+    /// Connects a messenger through the transport; closes and replaces an earlier one (whose outstanding
     /// requests end in faults).
     void Connect(const Messenger& messenger, std::unique_ptr<ITransport> transport);
     /// Closes the connection; outstanding requests end in faults before it returns, registrations end

@@ -41,7 +41,7 @@ struct Property {
 /// COrvLogicError that names object and property; a value out of range throws COrvRunTimeError.
 class CScriptable {
   public:
-    /// Where an object stands with respect to the last apply.
+    /// The state of an object relative to the last apply.
     enum State : std::uint8_t {
         STATE_NEW = 0,             ///< created since
         STATE_MODIFIED = 1,        ///< changed since
@@ -55,7 +55,6 @@ class CScriptable {
     CScriptable& operator=(const CScriptable&) = delete;
 
     // --- Identity
-    // -------------------------------------------------------------------------------------------------
     ClassId GetClassId() const;
     bool IsTypeOf(ClassId id) const;
     /// Names compare without regard to case, with or without the leading C.
@@ -67,7 +66,6 @@ class CScriptable {
     std::string Describe() const;
 
     // --- Properties by id
-    // -----------------------------------------------------------------------------------------
     bool GetBool(PropId id) const { return GetT<bool>(id); }
     std::uint8_t GetU8(PropId id) const { return GetT<std::uint8_t>(id); }
     std::uint16_t GetU16(PropId id) const { return GetT<std::uint16_t>(id); }
@@ -102,7 +100,7 @@ class CScriptable {
     void Set(PropId id, const CIpv6Address& value) { SetValue(id, Boxed<CIpv6Address>(value)); }
     void Set(PropId id, const CMacAddress& value) { SetValue(id, value); }
     void Set(PropId id, const OutputFilePath& value) { SetValue(id, Boxed<OutputFilePath>(value)); }
-    /// Not a bool: a literal is a text.
+    /// Without this overload a string literal would be taken as a bool.
     void Set(PropId id, const char* text) { Set(id, std::string(text)); }
     template <class T>
     void SetT(PropId id, T value) {
@@ -110,7 +108,6 @@ class CScriptable {
     }
 
     // --- Collections
-    // ----------------------------------------------------------------------------------------------
     template <class T>
     const std::vector<T>& GetCollection(PropId id) const {
         return GetT<std::vector<T>>(id);
@@ -127,15 +124,14 @@ class CScriptable {
     }
 
     // --- State
-    // ----------------------------------------------------------------------------------------------------
     State GetObjectState() const { return state_; }
     void SetObjectState(State state);
     /// The object's own and every ancestor's Active property: what the common property Active reads.
     bool GetActive() const;
     bool IsDeleted() const { return state_ == STATE_PENDING_DELETE || state_ == STATE_OBSOLETE; }
     /// Marks the object, and with `children` everything below it, for deletion by the next apply. With
-    /// `relations` its relations other than to its parent end at once, and the related objects are told. A
-    /// deleted object stays a child of its parent, after the live ones, until it is destroyed. False when
+    /// `relations` its relations other than to its parent end at once, and the related objects are notified.
+    /// A deleted object stays a child of its parent, after the live ones, until it is destroyed. False when
     /// CanDelete or OnMarkDelete refuse.
     bool MarkDelete(bool children, bool relations);
     /// The object's values, one per slot of its class.
@@ -155,7 +151,6 @@ class CScriptable {
     CScriptable* Clone(CScriptable* parent = nullptr);
 
     // --- Virtual operations, in the order of their slots
-    // ----------------------------------------------------------
     /// Gives a new object its class and the class's default values. Called once, by the creator.
     virtual void SetMetaClass(const CMetaClass* metaClass);
     /// Destroys the object now, its children first.
@@ -169,7 +164,7 @@ class CScriptable {
     /// between the classes, too many targets, related already, refused by either object.
     virtual bool AddObject(CScriptable& object, RelationType type, std::string* errorText = nullptr);
     /// Ends a relation. `remember`: the object is listed by GetRemovedObjects until the next apply. `notify`:
-    /// both objects and their delegates are told.
+    /// both objects and their delegates are notified.
     virtual bool RemoveObject(CScriptable& object, RelationType type, bool remember = true,
                               std::string* errorText = nullptr, bool notify = true);
     /// The first related object of a class that is not deleted, or null.

@@ -1,4 +1,4 @@
-// Threads, the task lock and time: everything that waits or reads a clock goes through here.
+// Threads, the task lock and time: everything that waits or reads a clock uses the task manager.
 #pragma once
 
 #include <chrono>
@@ -10,9 +10,9 @@
 namespace orv::framework {
 
 /// Real: tasks run on threads of their own, one at a time under the task lock; messages and timers arrive on
-/// the message thread, which takes the lock to deliver. Virtual: one thread only; waiting runs whatever falls
-/// due, in the order of (time, sequence), and moves the clock, so that a ten-minute test takes a second and
-/// always comes out the same.
+/// the message thread, which takes the lock to deliver. Virtual: one thread only; a wait runs all work that
+/// is due, in the order of (time, sequence), and advances the clock, so that a ten-minute test takes a second
+/// and always has the same results.
 enum class ClockKind { Real, Virtual };
 
 /// Work that runs under the task lock.
@@ -52,8 +52,8 @@ class CTaskManager {
     void CtmExit();
     bool IsLockHeld() const;
     /// Gives the lock up for at least `milliseconds` (0: lets others run once) so that other tasks and
-    /// messages get their turn, and takes it again. `task` and `now` are accepted for callers that pass them:
-    /// the waiting task is always the current one.
+    /// messages can run, and takes it again. `task` and `now` are accepted for callers that pass them: the
+    /// waiting task is always the current one.
     void CtmYield(int milliseconds, CTask* task = nullptr, bool now = false);
     /// Ends the yield in which `task` is with the real clock, so that it checks its state at once. A
     /// task that does not yield, or no longer exists, is not affected. Does nothing with the virtual clock.
@@ -92,8 +92,8 @@ class CtmLock {
     CtmLock& operator=(const CtmLock&) = delete;
 };
 
-/// Releases the task lock while it lives: a thread that waits for another mutex does so without it, and takes
-/// it again once the mutex is held (Retake), so that two threads never wait for each other's lock.
+/// Releases the task lock as long as it exists: a thread waits for another mutex without the task lock, and
+/// takes it again once the mutex is held (Retake), so that two threads never wait for each other's lock.
 class CtmReverseLock {
   public:
     CtmReverseLock() : depth_(CTaskManager::Instance().ReleaseAll()) {}

@@ -1,4 +1,4 @@
-// Validation: contexts that gather what is wrong, and validators that plug-ins register.
+// Validation: contexts that collect errors and warnings, and validators that plug-ins register.
 #pragma once
 
 #include <memory>
@@ -15,7 +15,7 @@ class CMetaClass;
 class CScriptable;
 class Holders;
 
-/// One report. The source is where in the code the rule stands: source file and line number without
+/// One report. The source is the position of the rule in the code: source file and line number without
 /// separator.
 struct ValidationReport {
     std::uint32_t object_handle = 0;

@@ -17,10 +17,10 @@ class CMulticastPortConfig : public framework::CScriptable {
     /// Adds the groups that the port expects now.
     void GetExpectedMulticastGroups(std::set<framework::CScriptable*>& groups) const;
 
-    /// Brings the expected groups in line with a client's subscriptions: groups of `subscribed` that are not
-    /// in `expected` become expected and join `clientGroups`; groups of `clientGroups` that are no longer in
+    /// Makes the expected groups match a client's subscriptions: groups of `subscribed` that are not in
+    /// `expected` become expected and join `clientGroups`; groups of `clientGroups` that are no longer in
     /// `subscribed` leave both. `clientGroups`, the groups the client itself has added, may hold objects that
-    /// are gone: it is compared, not dereferenced. Groups that others expect stay.
+    /// no longer exist: it is compared, not dereferenced. Groups that others expect stay.
     void DoUpdateExpectedRxPorts(const std::set<framework::CScriptable*>& subscribed,
                                  const std::set<framework::CScriptable*>& expected,
                                  std::set<framework::CScriptable*>& clientGroups);

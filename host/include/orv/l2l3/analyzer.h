@@ -7,7 +7,7 @@
 
 namespace orv::l2l3 {
 
-/// Counts the frames that a port receives; its filters (children) say by what they are sorted.
+/// Counts the frames that a port receives, sorted by its filters (children).
 class CAnalyzer : public framework::CScriptable {
   public:
     static framework::ClassId CLASS_ID();

@@ -8,7 +8,7 @@
 
 namespace orv::l2l3 {
 
-/// Base of the filters: a few bits of a frame at a distance from a location.
+/// Base of the filters: a few bits of a frame at an offset from a location.
 class CAnalyzerFilter : public framework::CScriptable {
   public:
     static framework::ClassId CLASS_ID();

@@ -5,9 +5,9 @@
 
 namespace orv::l2l3 {
 
-/// Gives the results of the test that has just ended a place of their own: a folder beside them, named after
-/// the property TestType and the iteration, with a database file of the iteration's own to which every result
-/// handler adds what it has. The iteration is that of the loop that the command stands in, 1 outside of one.
+/// Stores the results of the test that has just ended separately: in a folder beside them, named after the
+/// property TestType and the iteration, with a database file of the iteration to which every result handler
+/// adds its results. The iteration is that of the loop that contains the command, 1 outside of one.
 ///
 /// Does nothing, and says so in its status, when no results are kept, or there are none since it last wrote
 /// some. What cannot be written does not stop a sequence; it is logged, and the status gives the reason.

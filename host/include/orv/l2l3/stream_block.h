@@ -22,12 +22,12 @@ class CStreamBlock : public framework::CScriptable {
     ~CStreamBlock() override;
     static framework::ClassId CLASS_ID();
 
-    /// Brings the property StreamCount in line with the endpoints.
+    /// Recomputes the property StreamCount from the endpoints.
     void Refresh();
     /// The pairs in the order of the bindings, sources first. Deleted and inactive endpoints take no part.
     std::vector<TrafficPath> GetTrafficPaths() const;
-    /// Streams of a path: the least common multiple of the two endpoints' address counts, so that host and
-    /// group i of stream i, each taken modulo its count, come together once.
+    /// Streams of a path: the least common multiple of the two endpoints' address counts. Stream i goes from
+    /// host i to group i, each taken modulo its count, so every pair that occurs does so once.
     static std::uint64_t GetStreamCount(const TrafficPath& path);
     /// Streams of all paths together; saturates at the largest number.
     std::uint64_t GetStreamCount() const;

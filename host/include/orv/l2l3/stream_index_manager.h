@@ -10,9 +10,9 @@ namespace orv::l2l3 {
 class CStreamBlock;
 
 /// Gives every stream the number that its frames carry in their signature. Numbers are unique in the process,
-/// because a port receives the streams of all others; counted from 1; in one row for each stream block, in
-/// the order of its paths, those that do not come from IP interfaces of emulated devices behind all others;
-/// and stay as they are while the block's number of streams does not change. Numbers of blocks that are gone
+/// because a port receives the streams of all others, and count from 1. A stream block has consecutive
+/// numbers, in the order of its paths, with streams that do not come from IP interfaces of emulated devices
+/// last. They stay the same while the block's number of streams does not change. Numbers of destroyed blocks
 /// are used again. Used under the task lock.
 class CStreamIndexManager {
   public:

@@ -14,7 +14,7 @@ class CMulticastGroup : public framework::CScriptable {
   public:
     static framework::ClassId CLASS_ID();
 
-    /// The addresses, or null when the block is gone.
+    /// The addresses, or null when the block has been destroyed.
     core::CNetworkBlock* GetNetworkBlock() const;
 };
 

@@ -43,8 +43,8 @@ class Tm_array : public Tm_value {
     virtual void add_member(Tm_scalar value);
 
     /// Appends `count` packed structs and returns their rows for the caller to fill (count * row_size()
-    /// bytes, zeroed). The pointer is valid until the next call that changes the array; the call ends the
-    /// life of elements that get_member_struct returned before.
+    /// bytes, zeroed). The pointer is valid until the next call that changes the array; this
+    /// call invalidates elements that get_member_struct returned before.
     std::byte* append_rows(const std::shared_ptr<const Tm_flat_shape>& shape, std::size_t count);
     /// Appends packed structs whose rows lie in memory that outlives the array.
     void append_borrowed_run(Tm_struct_run run);
@@ -74,9 +74,9 @@ class Tm_array : public Tm_value {
     virtual const Tm_struct* get_member_struct(int index) const;
     virtual const Tm_array* get_member_array(int index) const;
 
-    /// All elements of a simple kind as they lie in memory (little-endian, perhaps unaligned), for one copy
-    /// instead of one call per element. Null data when the elements do not lie in one piece; then use the
-    /// getters. Throws Tm_type_mismatch_exception when the array is not empty and of another kind.
+    /// All elements of a simple kind as they are in memory (little-endian, perhaps unaligned), for one copy
+    /// instead of one call per element. Null data if the elements are not contiguous; then use the getters.
+    /// Throws Tm_type_mismatch_exception when the array is not empty and of another kind.
     virtual std::span<const std::byte> simple_bytes(TMV kind) const;
 
     TMV kind() const override { return TMV_ARRAY; }

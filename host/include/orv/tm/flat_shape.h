@@ -3,7 +3,7 @@
 // A thousand event records carry their member names once: an array holds them as runs of packed rows that
 // share one shape. A row is laid out as all simple members in member order (nested structs in place of their
 // member), each little-endian without padding, followed by the bytes of all inline arrays in the same order.
-// Simple members so keep their offset whatever the length of the arrays.
+// So the offsets of simple members do not depend on the lengths of the arrays.
 #pragma once
 
 #include <cstddef>

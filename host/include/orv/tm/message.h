@@ -41,7 +41,7 @@ class Message {
 
     void set_msg_type(TMT type) { type_ = type; }
     TMT get_msg_type() const { return type_; }
-    /// Message set, a point, operation: "iptvcd_1.UpdateSettopBlock".
+    /// Message set, a dot, operation: "iptvcd_1.UpdateSettopBlock".
     void set_request_name(const std::string& name) { request_name_ = name; }
     const std::string& get_request_name() const { return request_name_; }
 

@@ -202,7 +202,7 @@ void CIptvMsgSetCln::OnApplyProject(ApplyContext& ctx) {
     const ConfigChanges changes = FindChanges();
     const ConfigLook now = ConfigLook::Now();
     m_filledRanges.clear();
-    m_sent = {};  // until all ports have come to a good end
+    m_sent = {};  // until the apply has succeeded on all ports
     if (changes.IsEverything()) ListSharedObjects(*project);
     Passes passes;
     for (const std::uint32_t handle : ports) {
@@ -210,7 +210,7 @@ void CIptvMsgSetCln::OnApplyProject(ApplyContext& ctx) {
         const auto* port = FindByHandle<core::CPort>(handle);
         if (!port) continue;
         if (!port->IsReachable()) {
-            // It misses this apply, and is sent everything when it is back.
+            // The port takes no part in this apply. Once it is reachable again, it is sent everything.
             if (CIptvMsgSetCln* client = FindPortClient(handle)) client->ForgetEverything();
             continue;
         }

@@ -1,4 +1,4 @@
-// What the steps of an apply send to a port, and what its answers change.
+// The requests of the steps of an apply, and the effects of their responses.
 #pragma once
 
 #include "IptvMsgSetCln.h"

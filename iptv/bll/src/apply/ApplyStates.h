@@ -1,4 +1,4 @@
-// The steps by which a port is brought in line with the configuration.
+// The steps that make a port match the configuration.
 #pragma once
 
 #include <cstddef>
@@ -23,8 +23,8 @@ class CIptvMsgSetCln::BaseState {
     virtual std::string GetName() const = 0;
     /// A short label of the step.
     virtual std::string SendFailed(CIptvMsgSetCln* client, Message& message);
-    /// The port has done what it was asked: takes note. Throws Tm_type_mismatch_exception for a message that
-    /// is no response.
+    /// Records that the port has carried out the request. Throws Tm_type_mismatch_exception for a message
+    /// that is no response.
     virtual void ProcessResponse(CIptvMsgSetCln* client, std::uint16_t sequence, Message* response,
                                  void* context);
     /// The request has been sent: the objects count as processed by this apply.
@@ -48,7 +48,7 @@ enum class ApplyStep : std::size_t {
     kUpdateStbBlock,
 };
 
-/// A step that does what its row of the table says.
+/// A step that is described by its row of the table.
 template <ApplyStep step>
 class TableState : public BaseState {
   public:
@@ -61,14 +61,14 @@ class TableState : public BaseState {
     std::unique_ptr<BaseState> NextState(CIptvMsgSetCln* client) override;
 };
 
-/// Works out what the port has to be told, and sends nothing.
+/// Determines what must be sent to the port, and sends nothing.
 class IptvSetupState : public TableState<ApplyStep::kSetup> {
   public:
     bool PrepareState(CIptvMsgSetCln* client) override;
 };
 class DeleteStbBlockState : public TableState<ApplyStep::kDeleteStbBlock> {};
 class DetachInterfaceState : public TableState<ApplyStep::kDetachInterface> {};
-/// What a port calls a channel block is a range of viewed channels.
+/// The channel blocks of a port are the ranges of viewed channels.
 class DeleteChannelBlockState : public TableState<ApplyStep::kDeleteChannelBlock> {};
 class DeleteProfileState : public TableState<ApplyStep::kDeleteProfile> {};
 class UpdateProfileState : public TableState<ApplyStep::kUpdateProfile> {};

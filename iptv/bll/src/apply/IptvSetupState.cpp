@@ -1,4 +1,4 @@
-// Works out what a port has to be told.
+// Determines what must be sent to a port.
 #include <unordered_set>
 
 #include "IptvErrors.h"
@@ -63,7 +63,7 @@ void ApplyTables::SortBlock(CIptvStbBlockConfig& block) {
     // The blocks of an inactive device cannot take part in a test, like those that are inactive themselves.
     const bool wanted = device && device->GetActive() && block.GetActive() && !block.IsDeleted();
     if (!wanted) {
-        // A port that does not know the block has nothing to delete; the others are told once.
+        // A port that does not know the block has nothing to delete; others are sent the deletion once.
         if (block.GetObjectState() != CScriptable::STATE_OBSOLETE &&
             m_client.KnownBlocks().contains(block.GetHandle()))
             m_client.AddToApplyMap(apply_key::kDeleteSettopBlock, &block);

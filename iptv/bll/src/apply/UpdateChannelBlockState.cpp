@@ -30,8 +30,8 @@ namespace ChannelBlockId = ids::IptvChannelBlock;
 
 constexpr const char* kUpdateChannelBlockState = "CIptvMsgSetCln (Update Channel Block State)";
 
-/// The project's active channel blocks, in ascending order of their first channel. Throws when one lacks what
-/// makes its channels.
+/// The project's active channel blocks, in ascending order of their first channel. Throws if one has no group
+/// or no network block.
 ScriptableVec GetChannelBlocks() {
     ScriptableVec blocks;
     if (const auto* project = core::CProject::GetCurrentActiveInstance())

@@ -23,8 +23,8 @@ using iptvcd_1_bll::rrr_stbConfig_s;
 using iptvcd_1_bll::settopBlockConfig_s;
 namespace StbBlockId = ids::IptvStbBlockConfig;
 
-/// The blocks to send, less those that were deleted while the port was busy with something else: they have
-/// lost what a record is made from.
+/// The blocks to send, without those that were deleted during a wait: their related objects, which records
+/// need, may be gone.
 std::vector<CIptvStbBlockConfig*> GetBlocks(const CIptvMsgSetCln& client) {
     auto blocks = client.GetFromApplyMap<CIptvStbBlockConfig>(apply_key::kUpdateSettopBlock);
     std::erase_if(blocks, [](const CIptvStbBlockConfig* block) { return block->IsDeleted(); });

@@ -9,8 +9,8 @@
 
 namespace orv::iptv {
 
-/// Objects of one class that ports still have although they are destroyed: deleted without an apply that
-/// would have told the ports.
+/// Destroyed objects of one class that ports still have, because they were deleted without an apply that
+/// would have removed them from the ports.
 class GoneObjects {
   public:
     template <class Object>

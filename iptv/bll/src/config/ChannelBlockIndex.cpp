@@ -14,7 +14,7 @@ ChannelBlockIndex::ChannelBlockIndex(const framework::ScriptableVec& channelBloc
     entries_.reserve(channelBlocks.size());
     for (framework::CScriptable* object : channelBlocks) {
         failure_ = Add(object);
-        if (failure_) break;  // no question gets past it
+        if (failure_) break;  // searches that reach it fail, so later blocks are not needed
     }
     Sort();
 }

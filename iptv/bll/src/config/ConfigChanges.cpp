@@ -38,7 +38,7 @@ std::map<std::uint32_t, ConfigChanges::Moment>& Moves() {
 }  // namespace
 
 void ConfigChanges::NotePort(std::uint32_t port) {
-    // Looks taken before this moment have not seen the move.
+    // Later than any moment taken so far.
     Moves()[port] = framework::CChangeLog::Instance().TakeMoment() + 1;
 }
 

@@ -1,4 +1,4 @@
-// What of the configuration has changed, as far as set-top boxes are concerned.
+// Changes of the configuration that concern set-top boxes.
 #pragma once
 
 #include <cstdint>
@@ -14,9 +14,10 @@ class CEmulatedDevice;
 
 namespace orv::iptv {
 
-/// Most edits concern one device. What its STB blocks are made of mostly lies at and below it, so that
-/// everything else can be left alone; a change of anything that many blocks share (channels, profiles, ports,
-/// the project) counts as a change of everything. Results, commands and traffic do not count.
+/// The configuration changes since a moment. Most changes concern a single device: the objects that its STB
+/// blocks depend on are mostly at or below it, and other devices need not be examined. A change of an object
+/// that many blocks share (channels, profiles, ports, the project) counts as a change of everything. Results,
+/// commands and traffic are ignored.
 class ConfigChanges {
   public:
     using Moment = framework::CChangeLog::Moment;
@@ -44,17 +45,17 @@ class ConfigChanges {
     std::unordered_set<const core::CEmulatedDevice*> known_devices_;
 };
 
-/// A look at the configuration: what has changed since, or has another meaning because tests of another type
-/// are prepared.
+/// The state of the configuration at one moment, to find later changes. Everything counts as changed if the
+/// rules differ because a test of another type is being prepared.
 class ConfigLook {
   public:
-    /// Before the first look: everything has changed.
+    /// Before all changes, so everything counts as changed.
     ConfigLook() = default;
     static ConfigLook Now();
 
     ConfigChanges GetChanges() const;
     ConfigChanges::Moment GetMoment() const { return moment_; }
-    /// The rules that held then hold now.
+    /// True if the rules of that moment still apply.
     bool HasSameRules() const;
 
   private:

@@ -1,4 +1,4 @@
-// What the validators of the configuration have in common.
+// Common parts of the validators of the configuration.
 #pragma once
 
 #include <cstdint>

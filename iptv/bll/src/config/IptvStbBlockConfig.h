@@ -77,7 +77,7 @@ class CIptvStbBlockConfig : public ModelClass<ids::IptvStbBlockConfig::CLASS.Get
     /// True when the test that was validated last is for fast channel change or retransmission. Set by
     /// RunningTest only.
     static const bool& m_bFccCheck;
-    /// The host has been told how to find the interfaces that blocks use.
+    /// The finder of the interfaces that blocks use is registered with the host.
     static bool m_ifFinderRegistered;
 
   private:
@@ -86,7 +86,7 @@ class CIptvStbBlockConfig : public ModelClass<ids::IptvStbBlockConfig::CLASS.Get
     void FileUnderPort();
     void LeavePort();
 
-    std::uint32_t m_listeningTo = 0;  ///< handle of the device whose relation changes it is told of
+    std::uint32_t m_listeningTo = 0;  ///< handle of the device whose relation changes it is notified of
     StbBlockValues m_appliedValues;
     std::uint32_t m_baseStbIndex = 0;
 };

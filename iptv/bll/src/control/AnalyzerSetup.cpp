@@ -204,7 +204,7 @@ void AnalyzerSetup::create32bitFilters(CAnalyzer& analyzer, CAnalyzer32BitFilter
         });
         return;
     }
-    // A new filter lies on the stream id of the signature field.
+    // The default location of a filter is the stream id of the signature field.
     filter->SetFilterName("Veltra ID");
     if (m_settings.kind.type != ids::TestType::ZAPPING) return;
     filter->SetMask(kUpperHalf);

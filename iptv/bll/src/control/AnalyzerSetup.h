@@ -1,4 +1,4 @@
-// What the analyzer of a test port sorts the received frames by.
+// The filters by which the analyzer of a test port sorts the received frames.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-// What the results of a test go into.
+// Where the results of a test are stored.
 #pragma once
 
 #include <string>

@@ -19,8 +19,8 @@ namespace {
 
 using InterfaceList = std::vector<core::CNetworkInterface*>;
 
-/// True when `is_duplicate` is, for the interface stack (from the top) of a host of the blocks; hosts after
-/// it are not looked at. Devices for which `skip` is true are left out.
+/// True if `is_duplicate` returns true for the interface stack (from the top) of any host of the blocks;
+/// later hosts are not examined. Devices for which `skip` is true are left out.
 template <class Skip, class IsDuplicate>
 bool FindDuplicate(const std::vector<std::uint32_t>& blocks, const Skip& skip,
                    const IsDuplicate& is_duplicate) {

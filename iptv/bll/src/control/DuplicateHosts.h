@@ -1,4 +1,4 @@
-// Hosts of a port that cannot be told apart.
+// Hosts of a port that cannot be distinguished.
 #pragma once
 
 #include <cstdint>

@@ -23,7 +23,7 @@ struct LinkLayers {
     bool operator==(const LinkLayers&) const = default;
 };
 
-/// The stack of one block, as far as frames are told apart by it.
+/// The properties of a block's stack by which frames are distinguished.
 struct StackFlags {
     bool m_bVlanOuter = false;
     bool m_bVlanInner = false;

@@ -28,11 +28,11 @@ using tm::Message;
 
 /// Starts a test: checks that it can be run, sets up the analyzers, applies the configuration, tells every
 /// online port of the listed STB blocks what to do, and hands the test to the results manager. Ends when the
-/// ports have been told to start; the test runs on.
+/// ports have been told to start; the test continues.
 ///
-/// The command keeps the order and what one step leaves for the next. The work is done by units that get what
-/// they need as arguments: StbMap, DuplicateHosts, InterfaceStacks, StartTestPreconditions, StreamLimit,
-/// AnalyzerSetup, StreamMap, PortRequests, ResetResultClasses.
+/// The command determines the order of the steps and passes data between them. The work is done by units that
+/// get their input as arguments: StbMap, DuplicateHosts, InterfaceStacks, StartTestPreconditions,
+/// StreamLimit, AnalyzerSetup, StreamMap, PortRequests, ResetResultClasses.
 ///
 /// Runs on the command's task. Nothing waits for the ports' answers; a fault among them is logged. When a new
 /// command is made, what a start without a test has left behind (its ports and their notifications) is
@@ -104,7 +104,7 @@ class CIptvStartTestCommand
     void SaveCommandToDb();
     void DeregisterDueToSequencerCancel();
 
-    // Called with the ports' answers, possibly when the command is gone.
+    // Called with the ports' answers, possibly after the command was destroyed.
     static void StartTestHandler(std::uint16_t sequence, Message* response, void* context);
     static void SetConfigHandler(std::uint16_t sequence, Message* response, void* context);
     static void UpdateStreamMapHandler(std::uint16_t sequence, Message* response, void* context);

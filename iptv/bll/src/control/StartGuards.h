@@ -1,4 +1,4 @@
-// What holds while a test is being started, and ends with the scope that it holds in.
+// Guards for the time while a test is being started; each ends with its scope.
 #pragma once
 
 #include <cstdint>
@@ -25,8 +25,8 @@ class StartUnderWay {
     static inline bool exists_ = false;
 };
 
-/// A test whose end comes while this exists ends afterwards. A failure of that end is logged; code that can
-/// deal with the failure calls ReleaseEnd itself.
+/// While this exists, a test does not end; the destructor then ends it if its end has come. A failure of that
+/// is logged; code that can handle the failure calls ReleaseEnd itself.
 class EndHeldBack {
   public:
     explicit EndHeldBack(CIptvResultsManager& manager);

@@ -27,7 +27,7 @@ namespace {
 
 using common::COrvRunTimeError;
 
-// Whoever yields goes by handles: anything may have been destroyed when it goes on.
+// Functions that yield keep handles, not pointers: any object may be destroyed meanwhile.
 
 /// One of ids::ResolveState. Throws for a block whose hosts have no IP interface.
 std::uint8_t GetResolveState(const core::CNetworkInterface* interface) {

@@ -1,4 +1,4 @@
-// What a test needs of the state that the system is in when it starts.
+// Conditions that the system must meet when a test starts.
 #pragma once
 
 #include <cstdint>
@@ -9,8 +9,8 @@ namespace orv::iptv {
 class CIptvStbBlockConfig;
 
 /// False, with the handles of device and port when they are known, for a block whose address is not resolved.
-/// Yields now and then. Blocks that have gone meanwhile are left out; one without an IP interface throws
-/// COrvRunTimeError.
+/// Yields from time to time. Blocks that are destroyed meanwhile are left out; one without an IP interface
+/// throws COrvRunTimeError.
 bool HasIpAddressBeenResolved(const std::vector<std::uint32_t>& stbBlocks, std::uint32_t& device,
                               std::uint32_t& port);
 /// Throws COrvRunTimeError, which names device and port when they are known.

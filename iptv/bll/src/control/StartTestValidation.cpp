@@ -41,7 +41,7 @@ void ReportBlock(CBaseValidationContext& context, std::uint32_t id, const CIptvS
 bool CIptvStartTestCommand::Validate(CBaseValidationContext& context) {
     if (!CheckTestType(context)) return false;
     const std::uint8_t type = GetTypeOfTest();
-    // Validators and apply go by these from now on.
+    // Validators and the apply use these rules from now on.
     RunningTest::SetRules(TestRules::Of({type}, GetUnicastLeaveTrigger()));
 
     if (type == TestType::ZAPPING && !CheckChannelCounts(context)) return false;

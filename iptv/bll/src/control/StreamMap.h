@@ -21,9 +21,9 @@ namespace orv::iptv {
 class CIptvStbBlockConfig;
 using iptvcd_1_bll::ipAddress_t;
 
-/// The streams of the project's generators that carry the groups which the STB blocks of a test watch. By it
-/// a port tells the channels apart by the stream id in the frames' signature. Filled in once per test, in
-/// time linear in groups and streams.
+/// The streams of the project's generators that carry the groups which the STB blocks of a test watch. With
+/// it a port distinguishes the channels by the stream id in the frames' signature. Filled in once per test,
+/// in time linear in groups and streams.
 class StreamMap {
   public:
     /// Lists the groups that the active blocks watch, each once, in the order of their first use.

@@ -1,4 +1,4 @@
-// What a test is to be.
+// The settings of a test.
 #pragma once
 
 #include <cstdint>
@@ -9,8 +9,8 @@ namespace orv::iptv {
 
 class CIptvStartTestCommand;
 
-/// The properties of a start command that its parts go by, read at one time. Enumerations are numbers of the
-/// data model.
+/// The properties of a start command that its units use, all read at the same time. Enumerations are numbers
+/// of the data model.
 struct TestSettings {
     TestKind kind;
     std::uint8_t environment = 0;            ///< ids::TestEnv

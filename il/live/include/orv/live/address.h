@@ -1,4 +1,4 @@
-// Addresses and VLAN tags as they stand in frames: small values without an allocation.
+// Addresses and VLAN tags in the form of frames: small values without an allocation.
 #pragma once
 
 #include <array>
@@ -101,7 +101,7 @@ struct VlanTags {
     constexpr auto operator<=>(const VlanTags&) const = default;
 };
 
-/// Where a host lives: what its frames carry as their source.
+/// The addresses of a host, which are the source of its frames.
 struct HostAddress {
     MacAddress mac;
     IpAddress ip;

@@ -1,9 +1,9 @@
 // Builders of the Ethernet frames that emulated hosts and channel sources send.
 //
-// Each writes one frame to the begin of `out`, for instance a slot of a transmit ring, and returns its length
+// Each writes one frame to the start of `out`, for instance a slot of a transmit ring, and returns its length
 // in bytes; none allocates. Frames are not padded to Ethernet's 60 bytes: the network device does that. All
 // of them throw std::length_error when `out` is too short, and std::invalid_argument for addresses of the
-// wrong family or kind and for more tags than there are. `host` is where the frame comes from. Any thread may
+// wrong family or kind and for more tags than there are. `host` is the sender of the frame. Any thread may
 // call.
 #pragma once
 
@@ -30,8 +30,7 @@ std::size_t WriteArpReply(std::span<std::byte> out, const HostAddress& host, con
 /// A neighbour solicitation for `target` (RFC 4861 section 4.3), with the host's MAC address as an option.
 std::size_t WriteNeighborSolicitation(std::span<std::byte> out, const HostAddress& host,
                                       const IpAddress& target);
-/// A neighbour advertisement (RFC 4861 sections 4.4 and 7.2.4), sent to the asker; when it has no address
-/// yet
+/// A neighbour advertisement (RFC 4861 sections 4.4 and 7.2.4), sent to the asker; when it has no address yet
 /// (::), to all nodes of the link.
 std::size_t WriteNeighborAdvertisement(std::span<std::byte> out, const HostAddress& host,
                                        const MacAddress& asker_mac, const IpAddress& asker);

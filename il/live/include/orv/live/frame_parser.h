@@ -54,14 +54,13 @@ struct ReceiveInfo {
 };
 
 /// Nothing for frames that no emulated host reacts to, and for those that a host must discard:
-/// - anything shorter than it says, with a wrong checksum, or in fragments; bytes beyond the packet's own
-///   length are padding and do not matter;
+/// - frames shorter than their length fields say, with a wrong checksum, or in fragments; bytes beyond the
+///   packet's own length are padding and do not matter;
 /// - more than two tags;
 /// - IGMP: queries of IGMPv2 and IGMPv3 without Router Alert, general queries to a group other than 224.0.0.1
 ///   (RFC 3376 section 9.1), queries of 9 to 11 bytes (section 7.1);
 /// - MLD: without a hop limit of 1, Router Alert or a link-local source (RFC 3810 sections 6.2 and 10),
-/// queries
-///   of 25 to 27 bytes (section 8.1);
+///   queries of 25 to 27 bytes (section 8.1);
 /// - neighbour solicitations that RFC 4861 section 7.1.1 calls invalid.
 ///
 /// Never reads outside of `frame`, allocates nothing, throws nothing; views point into `frame`. Any thread.

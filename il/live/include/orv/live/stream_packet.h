@@ -22,7 +22,7 @@ struct StreamSignature {
     Nanoseconds send_time{};            ///< of the sender's clock
 };
 
-/// Writes the UDP payload of one packet to the begin of `out`: RTP (RFC 3550 section 5.1) of payload type 33
+/// Writes the UDP payload of one packet to the start of `out`: RTP (RFC 3550 section 5.1) of payload type 33
 /// (RFC 3551) with a time stamp of 90 kHz from the send time and the stream id as SSRC; seven null packets of
 /// a transport stream, so that analysers accept it as a transport stream; the signature at the end of the
 /// last one, with a CRC-32 (ISO 3309) over everything after the RTP header. Returns kStreamPayloadLength;

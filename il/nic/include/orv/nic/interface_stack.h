@@ -16,9 +16,8 @@ class StackError : public std::runtime_error {
 };
 
 /// The hosts of a stack, in order: host i has the i-th entry of each layer's list, or the layer's only value
-/// when it has no list. A VLAN tag without a type has that of 802.1Q. Throws StackError: layers that live
-/// ports do not offer, more than two VLANs or VLAN tags of other types than frames are understood with, lists
-/// of different lengths.
+/// if it has no list. A VLAN tag without a type has that of 802.1Q. Throws StackError for layers that live
+/// ports do not support, more than two VLANs, unsupported types of VLAN tags, and lists of different lengths.
 std::vector<live::HostAddress> GetHosts(const IFSETUP_1_bll::NetworkInterfaceStack_s& stack);
 
 }  // namespace orv::nic

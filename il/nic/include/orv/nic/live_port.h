@@ -17,7 +17,7 @@ namespace orv::nic {
 
 using Nanoseconds = std::chrono::nanoseconds;
 
-/// Why an interface cannot be used: what is missing, and on which interface.
+/// An interface cannot be used; the text names the interface and what is missing.
 class NicError : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;

@@ -16,8 +16,9 @@ enum class Step : std::uint32_t {
     End,            ///< of a view
 };
 
-/// A heap whose nodes have four children: half the levels of a binary one, and the children of a node lie
-/// side by side. Equal times come out in the order of the STBs, whatever the order they went in.
+/// A heap whose nodes have four children: half the levels of a binary one, and the children of a node are
+/// adjacent. Entries with equal times are returned in the order of the STBs, regardless of the order of
+/// insertion.
 class EventQueue {
   public:
     struct Entry {

@@ -7,8 +7,7 @@
 
 namespace orv::il {
 
-/// One fault of a repeatable schedule; shows that the peer of the port
-/// copes with it.
+/// One fault of a repeatable schedule, to test how the peer of the port handles it.
 struct Fault {
     enum class Kind : std::uint8_t {
         LoseResponse,       ///< the request is carried out, its response is not sent

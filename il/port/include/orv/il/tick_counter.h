@@ -8,9 +8,9 @@
 
 namespace orv::il {
 
-/// A free-running counter of 46 bits and 10 ns ticks; it wraps every eight days. A seed chooses where it
-/// stands when the port is made. With a seed that is a multiple of 16 it wraps 5 to 15 s later, so that a
-/// test can meet the wrap.
+/// A free-running counter of 46 bits and 10 ns ticks; it wraps every eight days. The seed determines its
+/// initial value. With a seed that is a multiple of 16 it wraps 5 to 15 s after the port is created, so that
+/// a test can cover the wrap.
 class TickCounter {
   public:
     static constexpr std::int64_t kTicks = std::int64_t{1} << 46;

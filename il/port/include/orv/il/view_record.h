@@ -10,7 +10,7 @@
 
 namespace orv::il {
 
-/// When what happened in one view; kNever for what did not.
+/// Times of the events of one view; kNever for events that did not happen.
 struct ViewTimes {
     Time join = kNever;  ///< multicast
     Time leave = kNever;
@@ -36,7 +36,8 @@ struct Packets {
     std::uint64_t payload_errors = 0;
 };
 
-/// Whose view it is, and of what. `Event`: stbox_event_s or stbox_event_rrr_s. `settop_index` counts from 0.
+/// Fills in which STB viewed which channel. `Event`: stbox_event_s or stbox_event_rrr_s. `settop_index`
+/// counts from 0.
 template <class Event>
 void identify(const PlannedBlock& block, const PlannedChannel& channel, std::uint32_t settop_index,
               Event& event) {

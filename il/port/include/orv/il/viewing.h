@@ -9,7 +9,7 @@
 
 namespace orv::il {
 
-/// Shortest view: without it, an STB with an interval of 0 would stop time.
+/// Shortest view: without it, an STB with an interval of 0 would zap endlessly at one point in time.
 inline constexpr Time kShortestView = kMillisecond;
 
 // Of an STB: `settop_index` counts from 0 within its block, `views_begun` all of its views, the one that is
@@ -24,7 +24,7 @@ std::uint32_t choose_channel(const PlannedBlock& block, iptvcd_1_bll::TestType t
                              std::uint32_t settop_index, std::uint32_t views_begun, std::uint32_t current,
                              Random& random);
 
-/// How long the running view is, from where its profile says.
+/// Length of the running view, measured from the event that the profile selects.
 Time interval_of(const PlannedBlock& block, std::uint32_t views_begun);
 
 /// What the end of a view may depend on; kNever for what has not happened.
@@ -36,7 +36,7 @@ struct ViewStart {
     Time unicast_first = kNever;  ///< packet
 };
 
-/// When the running view ends, from what is known of it; one of the joins has happened.
+/// When the running view ends, as far as its events are known. One of the joins must have happened.
 Time end_of_view(const PlannedBlock& block, std::uint32_t views_begun, const ViewStart& start);
 
 /// Whether there is no view after the running one.

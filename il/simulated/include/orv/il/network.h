@@ -59,8 +59,8 @@ struct Network {
     NetworkBehaviour behaviour;  ///< default
     /// By name of the port; replaces `behaviour` for that port.
     std::map<std::string, NetworkBehaviour> ports;
-    /// /// Of the channels of a multicast group range, first to last address; the first that holds a group
-    /// counts, and goes before the port's.
+    /// Behaviour of the channels of a range of multicast groups, first to last address. The first range that
+    /// contains a group applies, in place of the port's behaviour.
     struct GroupRange {
         ipAddress_t first;
         ipAddress_t last;
