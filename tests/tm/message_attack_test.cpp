@@ -1,31 +1,13 @@
 // Bytes come from a port, so none of them can be trusted.
 #include <gmock/gmock.h>
 
-#include <atomic>
-#include <cstdlib>
-#include <new>
 #include <tuple>
 
 #include "orv/tm/message.h"
 #include "thrown.h"
+#include "tm/allocation_counter.h"
 #include "tm/message_text.h"
 #include "tm/sample_messages.h"
-
-namespace {
-std::atomic<std::size_t> g_allocated = 0;  ///< bytes, freed ones included
-}
-
-void* operator new(std::size_t size) {
-    g_allocated += size;
-    if (void* memory = std::malloc(size == 0 ? 1 : size)) return memory;
-    throw std::bad_alloc();
-}
-void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
 
 namespace orv::tm {
 namespace {
@@ -211,9 +193,9 @@ TEST(Message_attack_test, MemoryStaysInProportionToTheInput) {
         {"shapes", message(count + repeated({0x91, 0x92, 0xa0, 9}, kCount), {0x92, 0, 0xc3})},
     };
     for (const auto& [what, bytes] : cases) {
-        const std::size_t before = g_allocated;
+        const std::size_t before = testing::allocated_bytes();
         EXPECT_EQ(bytes.refusal() == "nothing thrown", what != std::string("shapes")) << what;
-        EXPECT_LT(g_allocated - before, 200 * bytes.size()) << what;
+        EXPECT_LT(testing::allocated_bytes() - before, 200 * bytes.size()) << what;
     }
 }
 
@@ -224,9 +206,9 @@ TEST(Message_attack_test, RunsCostNothingPerRow) {
         testing::append_events(*array, Tm_flat_shape::intern(testing::event_members()), rows);
         sent.add_member_and_own(TMG_MEMBERS, "events", array.release());
         std::vector<std::byte> bytes = sent.encode();
-        const std::size_t before = g_allocated;
+        const std::size_t before = testing::allocated_bytes();
         Message::decode(std::move(bytes));
-        return g_allocated - before;
+        return testing::allocated_bytes() - before;
     };
     EXPECT_EQ(cost(10), cost(10000));
 }
