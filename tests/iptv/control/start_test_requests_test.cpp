@@ -106,6 +106,30 @@ TEST_F(StartRunTest, APortThatRefusesToReportItsEndCountsAsEnded) {
     EXPECT_FALSE(IsRunning());
 }
 
+/// A connection that ends when a port is to be asked for the end of its test.
+struct EndsAtEnd : framework::ITransport {
+    explicit EndsAtEnd(Lines& carried) : carried_(carried) {}
+    bool Send(std::vector<std::byte> bytes) override {
+        carried_.push_back(tm::Message::decode(std::move(bytes)).get_request_name());
+        return carried_.back() != "iptvcd_1.RegisterEOTNotify";
+    }
+    void SetCallbacks(Receive, Closed) override {}
+    void Close() override {}
+    Lines& carried_;
+};
+
+TEST_F(StartRunTest, APortThatCannotBeAskedForItsEndReportsResultsUntilTheNextTest) {
+    Manager().Prepare({});
+    Lines carried;
+    framework::CRpcManager::Instance().Connect(p1.GetMessenger(), std::make_unique<EndsAtEnd>(carried));
+    command.RegisterForResultAndEotNotifications(p1, {7}, 1);
+    EXPECT_THAT(log.Take(), Contains(HasSubstr("message to register EOT handler")));
+    EXPECT_THAT(carried, ElementsAre(HasSubstr("RegisterResultsNotify"), HasSubstr("RegisterEOTNotify")));
+    Manager().Prepare({});
+    EXPECT_EQ(carried.back(), "iptvcd_1.DeregisterResultsNotify") << "or each result would come twice";
+    framework::CRpcManager::Instance().Disconnect(p1.GetMessenger());
+}
+
 TEST_F(StartRunTest, TheFirstBlockOfAPortSaysWhichTagsAreFiltered) {
     using Flags = std::array<std::uint8_t, 3>;
     const auto flags = [this](const ScriptedPort& port) {
