@@ -1,17 +1,23 @@
 // The STBs of a running test on a real network.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
+#include "burst.h"
 #include "frame_sink.h"
 #include "hash.h"
 #include "links.h"
+#include "missing_packets.h"
+#include "next_hops.h"
 #include "orv/il/event_queue.h"
 #include "orv/il/result_report.h"
 #include "orv/il/run_plan.h"
@@ -24,6 +30,8 @@
 #include "query_gate.h"
 #include "reception.h"
 #include "sent_frames.h"
+#include "server_complaints.h"
+#include "server_link.h"
 
 namespace orv::nic {
 
@@ -35,17 +43,23 @@ struct RunContext {
     il::ResultReport& report;
     LiveFigures& figures;
     std::size_t mtu;  ///< of IP packets of hosts, bytes
+    NextHops& hops;
+    const UnicastSettings& unicast;
+    const LivePort::Complain& complain;
 };
 
 /// Makes every STB of a plan a membership host of its own, and event records of what happens to its frames.
 ///
 /// A view begins and ends when its join and leave are seen leaving the interface. Its last packet is known
 /// when no more packets come, or another STB of the link joins the channel: only then is there a record.
+///
+/// With fast channel change, a view begins with the request for a burst (live_run_unicast.cpp), and the
+/// multicast join follows its trigger. With retransmission, STBs ask for what they miss (live_run_repairs.cpp).
 class LiveRun : public il::Run {
   public:
     /// `hosts`: by STB of the port. Throws PortFault if a host does not use its block's protocol, or that
     /// protocol cannot express a channel's group and sources.
-    LiveRun(il::RunPlan plan, const std::vector<live::HostAddress>& hosts, const MembershipSettings& settings,
+    LiveRun(il::RunPlan plan, const std::vector<Host>& hosts, const MembershipSettings& settings,
             std::uint64_t seed, il::Time start, const RunContext& context);
     /// Leaves every group that is still joined.
     ~LiveRun() override;
@@ -81,21 +95,48 @@ class LiveRun : public il::Run {
         std::uint32_t stb = 0;
         std::uint32_t channel = 0;
         std::uint32_t reception = 0;
-        std::uint8_t on_the_way = 0;  ///< frames in flight, not yet seen leaving
-        std::uint8_t seen = 0;        ///< frames seen leaving
-        bool unseen = false;          ///< a frame of it was never seen leaving
-        bool undecided = false;       ///< the test ended before it was known whether the join failed
-        bool closed = false;          ///< its record, if any, is made
+        std::uint32_t unicast = kNone;  ///< index of its UnicastView, if it has one
+        std::uint16_t on_the_way = 0;   ///< frames in flight, not yet seen leaving
+        std::uint16_t seen = 0;         ///< joins and leaves seen leaving
+        bool unseen = false;            ///< a frame of it was never seen leaving
+        bool undecided = false;         ///< the test ended before it was known whether the join failed
+        bool joined = false;            ///< the multicast stream
+        bool closed = false;            ///< nothing more is known of the multicast stream
         il::Time planned_join = il::kNever, planned_leave = il::kNever;  ///< kNever: not planned
         il::ViewTimes times;
         il::Packets before;  ///< counted by the reception before the first packet
         il::Packets packets;
     };
 
-    enum class Act : std::uint8_t { Join, Leave, Repeat };
+    /// What a view of a test with servers has besides its multicast stream.
+    struct UnicastView {
+        Burst burst;
+        MissingPackets missing;
+        std::uint32_t media_ssrc = 0;  ///< of the channel, as far as known
+        il::Time planned_join = il::kNever, planned_leave = il::kNever;
+        il::Time join = il::kNever, leave = il::kNever;  ///< seen leaving
+        std::optional<std::uint16_t> first_multicast;    ///< sequence number
+        std::uint8_t requests = 0, terminations = 0;     ///< messages sent
+        bool has_burst = false;     ///< it has asked for one, or is about to
+        bool repairs = false;       ///< it asks for lost packets
+        bool left = false;          ///< the burst
+        bool closed = false;        ///< packets from servers are no longer counted
+    };
+
+    enum class Act : std::uint8_t { Join, Leave, UnicastJoin, UnicastLeave, Nack, Repeat };
     struct Ticket {
         std::uint32_t view = kNone;
         Act act = Act::Repeat;
+        std::uint32_t nack = 0;
+    };
+    /// What an STB of a test with servers has besides its views.
+    struct UnicastStb {
+        std::uint32_t ssrc = 0;
+        std::string cname;
+        std::uint16_t port = 0;
+        std::array<ServerLink, 2> servers;  ///< by ServerKind
+        std::array<il::Time, il::kSteps> due{};  ///< when its next step of each kind is due; kNever: never
+        std::uint32_t draining = kNone;          ///< a former view that packets may still come for
     };
     /// One group on one link.
     struct Flow {
@@ -124,7 +165,7 @@ class LiveRun : public il::Run {
     }
 
     // Preparation.
-    void add_stbs(const std::vector<live::HostAddress>& hosts, const MembershipSettings& settings,
+    void add_stbs(const std::vector<Host>& hosts, const MembershipSettings& settings,
                   std::uint64_t seed, il::Time start);
     void add_groups();
     void check_channels(const il::PlannedBlock& block) const;
@@ -136,9 +177,46 @@ class LiveRun : public il::Run {
     void arm();
     void work_off();
     void begin_view(std::uint32_t number, il::Time planned);
+    void join_multicast(std::uint32_t number, il::Time planned);
+    void leave_multicast(std::uint32_t id, il::Time planned);
     void try_end_view(std::uint32_t number, il::Time planned);
     void end_view(Stb& stb, il::Time planned);
     void send(std::span<const std::byte> frame);
+
+    // Fast channel change.
+    void add_servers(const std::vector<Host>& hosts);
+    std::uint32_t make_unicast_view(const View& view);
+    UnicastView* unicast_of(std::uint32_t id);
+    void schedule(std::uint32_t number, il::Step step, il::Time time);
+    bool is_due(const il::EventQueue::Entry& entry);
+    void begin_unicast(std::uint32_t number, il::Time planned);
+    void ask_burst(std::uint32_t number);
+    bool prepare(std::uint32_t number, ServerKind kind, il::Step next);
+    void on_hop(std::uint32_t number, ServerKind kind, il::Step next,
+                const std::optional<live::MacAddress>& mac);
+    void do_without_burst(std::uint32_t number);
+    void plan_multicast_join(std::uint32_t number);
+    void on_join_due(std::uint32_t number, il::Time planned);
+    void on_first_multicast(std::uint32_t id, std::optional<std::uint16_t> sequence);
+    void leave_unicast(std::uint32_t id, il::Time planned);
+    void send_termination(std::uint32_t id, Act act);
+    void send_to(ServerLink& server, std::size_t length, const Ticket& ticket);
+    live::RtcpSender sender_of(const UnicastStb& stb, const ServerLink& server) const;
+    void on_unicast_join(std::uint32_t id, il::Time stamp);
+    void on_unicast(const live::ParsedFrame& frame, const live::UdpPacket& packet, il::Time stamp);
+    void on_server_message(std::uint32_t number, ServerKind kind, std::span<const std::byte> payload);
+    void on_information(std::uint32_t number, const live::RamsInformation& information);
+    void on_burst_packet(std::uint32_t number, const live::RetransmissionPacket& packet, il::Time stamp);
+    void drain(std::uint32_t id);
+    void close_unicast(std::uint32_t id);
+    void watch_draining(il::Time now);
+    void complain_about_servers();
+
+    // Retransmission.
+    void note_losses(const Flow& flow, std::uint32_t reception, const Arrival& arrival, il::Time stamp);
+    void ask_repair(std::uint32_t number);
+    void on_repair(std::uint32_t number, const live::RetransmissionPacket& packet, il::Time stamp);
+    void record_nacks(std::uint32_t id, bool is_final);
 
     // Events on the network.
     void on_join(std::uint32_t id, il::Time stamp);
@@ -153,8 +231,10 @@ class LiveRun : public il::Run {
     // Records of views.
     std::uint32_t make_view();
     void close(std::uint32_t id);
+    void conclude(std::uint32_t id);
     void release(std::uint32_t id);
     void record(const View& view);
+    void fill_in_unicast(const UnicastView& unicast, const View& view, iptvcd_1_bll::stbox_event_s& event);
     bool is_undecided(const View& view, il::Time now) const;
     bool is_settled() const;
 
@@ -176,6 +256,15 @@ class LiveRun : public il::Run {
     std::unordered_map<LinkAddress, Flow, LinkAddressHash> flows_;
     std::vector<Reception> receptions_;
     std::vector<std::uint32_t> subscription_of_;  ///< by reception
+
+    std::vector<UnicastStb> unicast_stbs_;  ///< by STB, in tests with servers
+    std::vector<UnicastView> unicast_views_;
+    std::vector<std::uint32_t> free_unicast_views_;
+    std::vector<std::uint32_t> draining_;  ///< views that packets from servers may still come for
+    ServerComplaints complaints_;
+    std::array<std::byte, live::kMaxFrameLength> message_;  ///< frame to a server
+    /// Guards what others may call when the run is over.
+    std::shared_ptr<LiveRun*> self_ = std::make_shared<LiveRun*>(this);
 
     il::EventQueue queue_;
     std::uint64_t timer_ = 0;

@@ -37,15 +37,14 @@ bool SourceChoice::lets_pass(const live::IpAddress& source) const {
     return (std::find(sources.begin(), sources.end(), source) != sources.end()) == include;
 }
 
-bool Reception::add(il::Time stamp, const live::UdpPacket& packet) {
-    if (numbering_ == Numbering::Rtp) {
-        add_foreign(stamp, packet);
-    } else if (!add_signed(stamp, packet)) {
-        return false;
-    }
+std::optional<Arrival> Reception::add(il::Time stamp, const live::UdpPacket& packet) {
+    const auto arrival =
+        numbering_ == Numbering::Rtp ? add_foreign(stamp, packet) : add_signed(stamp, packet);
+    if (!arrival) return {};
     if (last_ != il::kNever && stamp > last_) note_gap(stamp);
     last_ = std::max(last_, stamp);
-    return true;
+    if (arrival->is_numbered && stamp == last_) latest_ = *arrival;
+    return arrival;
 }
 
 void Reception::note_gap(il::Time stamp) {
@@ -96,15 +95,18 @@ Reception::Source* Reception::source_of(il::Time stamp, const live::UdpPacket& p
     return &*longest_silent;
 }
 
-bool Reception::add_signed(il::Time stamp, const live::UdpPacket& packet) {
+std::optional<Arrival> Reception::add_signed(il::Time stamp, const live::UdpPacket& packet) {
     const auto read = live::ReadStreamPacket(packet.payload);
-    if (!read) return false;
+    if (!read) return {};
     const live::StreamSignature& signature = read->signature;
+    const auto counted = [&](SequenceCounter& counter) {
+        // The signature's CRC does not cover the RTP header: a sender's SSRC is what the header says.
+        const auto rtp = live::ReadRtpPacket(packet.payload);
+        return Arrival{true, static_cast<std::uint16_t>(signature.sequence_number), rtp ? rtp->ssrc : 0,
+                       counter.add(signature.sequence_number, packets_)};
+    };
     if (read->is_intact) {
-        if (Source* source = source_of(stamp, packet, signature.stream_id)) {
-            source->counter.add(signature.sequence_number, packets_);
-            return true;
-        }
+        if (Source* source = source_of(stamp, packet, signature.stream_id)) return counted(source->counter);
     } else {
         ++packets_.payload_errors;
         for (Source& source : sources_) {
@@ -112,24 +114,24 @@ bool Reception::add_signed(il::Time stamp, const live::UdpPacket& packet) {
                 !is_near(signature.sequence_number, source.counter))
                 continue;
             source.heard = stamp;
-            source.counter.add(signature.sequence_number, packets_);
-            return true;
+            return counted(source.counter);
         }
     }
     ++packets_.received;
-    return true;
+    return Arrival{};
 }
 
-void Reception::add_foreign(il::Time stamp, const live::UdpPacket& packet) {
+Arrival Reception::add_foreign(il::Time stamp, const live::UdpPacket& packet) {
     const auto rtp = live::ReadRtpPacket(packet.payload);
     Source* source = rtp ? source_of(stamp, packet, rtp->ssrc) : nullptr;
-    if (source) {
-        const auto missing = gap_ > 0 && last_ != il::kNever ? 2 * (stamp - last_) / gap_ : 0;
-        source->counter.add_wrapping(rtp->sequence_number,
-                                     std::max(kMostDropout, static_cast<std::uint64_t>(missing)), packets_);
-    } else {
+    if (!source) {
         ++packets_.received;
+        return {};
     }
+    const auto missing = gap_ > 0 && last_ != il::kNever ? 2 * (stamp - last_) / gap_ : 0;
+    const auto step = source->counter.add_wrapping(
+        rtp->sequence_number, std::max(kMostDropout, static_cast<std::uint64_t>(missing)), packets_);
+    return {true, rtp->sequence_number, rtp->ssrc, step};
 }
 
 }  // namespace orv::nic

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "orv/il/time.h"
@@ -26,14 +27,24 @@ struct SourceChoice {
     bool operator==(const SourceChoice&) const = default;
 };
 
+/// A packet that was counted.
+struct Arrival {
+    bool is_numbered = false;    ///< the other members are known
+    std::uint16_t sequence = 0;  ///< of RTP
+    std::uint32_t ssrc = 0;
+    SequenceCounter::Step step;
+};
+
 /// Counts the packets that pass one choice of sources, for all the STBs of a link that view the channel: what
 /// an STB got is the difference between two moments.
 class Reception {
   public:
     explicit Reception(Numbering numbering) : numbering_(numbering) {}
 
-    /// Counts a packet that passed the filter. False if it does not belong to the test.
-    bool add(il::Time stamp, const live::UdpPacket& packet);
+    /// Counts a packet that passed the filter. Nothing if it does not belong to the test.
+    std::optional<Arrival> add(il::Time stamp, const live::UdpPacket& packet);
+    /// The numbered packet with the latest stamp; there is one while the stream flows, if it is numbered.
+    const Arrival& latest() const { return latest_; }
 
     /// Whether the stream flows at `time`: the last packet before is not older than the expected packet
     /// interval.
@@ -63,12 +74,14 @@ class Reception {
     static constexpr std::size_t kMostSources = 16;  ///< of one group at a time; others are only counted
 
     Source* source_of(il::Time stamp, const live::UdpPacket& packet, std::uint32_t stream);
-    bool add_signed(il::Time stamp, const live::UdpPacket& packet);
-    void add_foreign(il::Time stamp, const live::UdpPacket& packet);
+    std::optional<Arrival> add_signed(il::Time stamp, const live::UdpPacket& packet);
+    Arrival add_foreign(il::Time stamp, const live::UdpPacket& packet);
+
+    void note_gap(il::Time stamp);
 
     Numbering numbering_;
     il::Time last_ = il::kNever;
-    void note_gap(il::Time stamp);
+    Arrival latest_;
 
     il::Time gap_ = 0;  ///< between packets, a moving average
     /// The longest gaps of the time since `window_` and of that before it: streams may come in bursts.

@@ -12,6 +12,10 @@ void SequenceCounter::begin(std::uint64_t sequence) {
     test_and_set(sequence);
 }
 
+void SequenceCounter::expect(std::uint16_t first) {
+    begin((std::uint64_t{1} << 32 | first) - 1);
+}
+
 /// Whether the packet is the second one in a row that is out of reach.
 bool SequenceCounter::is_restart(std::uint64_t sequence) {
     const bool follows = has_stray_ && sequence == stray_ + 1;
@@ -33,45 +37,55 @@ void SequenceCounter::clear(std::uint64_t from, std::uint64_t to) {
     for (std::uint64_t i = from; i != to; ++i) seen_[i % kWindow / 64] &= ~(std::uint64_t{1} << i % 64);
 }
 
-void SequenceCounter::add(std::uint64_t sequence, il::Packets& packets) {
-    add(sequence, kMostAhead, packets);
+SequenceCounter::Step SequenceCounter::add(std::uint64_t sequence, il::Packets& packets) {
+    return add(sequence, kMostAhead, packets);
 }
 
-void SequenceCounter::add(std::uint64_t sequence, std::uint64_t most_ahead, il::Packets& packets) {
+SequenceCounter::Step SequenceCounter::add(std::uint64_t sequence, std::uint64_t most_ahead,
+                                           il::Packets& packets) {
     ++packets.received;
-    if (!begun_) return begin(sequence);
+    if (!begun_) {
+        begin(sequence);
+        return {};
+    }
     if (sequence > highest_) {
         const std::uint64_t ahead = sequence - highest_;
         if (ahead > most_ahead) {
             if (is_restart(sequence)) begin(sequence);
-            return;
+            return {};
         }
         clear(highest_ + 1, sequence + 1);
         test_and_set(sequence);
         highest_ = sequence;
         packets.lost += ahead - 1;
         has_stray_ = false;
-        return;
+        return {.missing = ahead - 1};
     }
     const std::uint64_t behind = highest_ - sequence;
     if (behind >= kWindow) {
-        if (is_restart(sequence)) return begin(sequence);
-        ++packets.late;
-        return;
+        if (is_restart(sequence)) {
+            begin(sequence);
+        } else {
+            ++packets.late;
+        }
+        return {};
     }
     if (test_and_set(sequence)) {
         ++packets.duplicate;
-        return;
+        return {};
     }
     ++(behind < kLate ? packets.reordered : packets.late);
     // Packets sent before the first one received are not missing.
-    if (sequence > lowest_) --packets.lost;
+    if (sequence < lowest_) return {};
+    --packets.lost;
+    return {.fills_gap = true};
 }
 
-void SequenceCounter::add_wrapping(std::uint16_t sequence, std::uint64_t most_ahead, il::Packets& packets) {
+SequenceCounter::Step SequenceCounter::add_wrapping(std::uint16_t sequence, std::uint64_t most_ahead,
+                                                    il::Packets& packets) {
     if (!begun_) return add(std::uint64_t{1} << 32 | sequence, packets);
     const auto ahead = static_cast<std::int16_t>(sequence - static_cast<std::uint16_t>(highest_));
-    add(highest_ + static_cast<std::uint64_t>(std::int64_t{ahead}), most_ahead, packets);
+    return add(highest_ + static_cast<std::uint64_t>(std::int64_t{ahead}), most_ahead, packets);
 }
 
 }  // namespace orv::nic

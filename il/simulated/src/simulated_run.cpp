@@ -83,6 +83,10 @@ void SimulatedRun::run_to(Time time) {
                 schedule_next(entry.stb, entry.time);
                 if (report_.is_full()) report_.deliver();
                 break;
+            case Step::AskBurst:
+            case Step::LeaveUnicast:
+            case Step::AskRepair:
+                break;  // drawn with the view
         }
     }
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <tuple>
 #include <vector>
@@ -14,7 +15,11 @@ enum class Step : std::uint32_t {
     Begin,          ///< of a view
     JoinMulticast,  ///< of a view that began with a unicast join
     End,            ///< of a view
+    AskBurst,       ///< of a server, for the first time or again
+    LeaveUnicast,   ///< ends the burst
+    AskRepair,      ///< of lost packets
 };
+inline constexpr std::size_t kSteps = 6;
 
 /// A heap whose nodes have four children: half the levels of a binary one, and the children of a node are
 /// adjacent. Entries with equal times are returned in the order of the STBs, regardless of the order of

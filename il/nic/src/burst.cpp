@@ -1,0 +1,97 @@
+#include "burst.h"
+
+#include <algorithm>
+
+#include "orv/live/stream_packet.h"
+
+namespace orv::nic {
+
+using il::kNever;
+using il::Time;
+using Sbit = UnicastSettings::Sbit;
+
+namespace {
+
+/// As of a multicast stream (RFC 3550 appendix A.1).
+constexpr std::uint64_t kMostDropout = 3000;
+
+}  // namespace
+
+void Burst::Part::add(Time stamp) {
+    if (packets++ == 0) first = stamp;
+    last = stamp;
+}
+
+Burst::Reaction Burst::on_information(const live::RamsInformation& information) {
+    // Messages may be repeated, and an updated one may leave out what has not changed.
+    response_ = information.response;
+    switch (live::GetRamsResult(information.response)) {
+        case live::RamsResult::Accepted:
+            state_ = State::Accepted;
+            if (information.earliest_join_ms) join_time_ = il::ms(*information.earliest_join_ms);
+            if (information.first_sequence && !counter_.has_begun()) counter_.expect(*information.first_sequence);
+            return Reaction::None;
+        case live::RamsResult::Completed:
+            return Reaction::None;
+        case live::RamsResult::Refused:
+            state_ = State::Refused;
+            return Reaction::JoinNow;
+        case live::RamsResult::Unknown:
+            break;
+    }
+    state_ = State::Refused;
+    return Reaction::Terminate;
+}
+
+void Burst::give_up() {
+    if (state_ == State::Requested) state_ = State::Unanswered;
+}
+
+Time Burst::announced_sbit() const {
+    const bool may_be_announced = sbit_ == Sbit::JoinTime || (sbit_ == Sbit::Automatic && !has_extension_);
+    return may_be_announced && join_time_ && first_ != kNever ? first_ + *join_time_ : kNever;
+}
+
+bool Burst::has_sbit(const live::RetransmissionPacket& packet, Time stamp) {
+    has_extension_ = has_extension_ || packet.has_extension;
+    if (sbit_ == Sbit::HeaderExtension || (sbit_ == Sbit::Automatic && has_extension_)) return packet.has_sbit;
+    const Time announced = announced_sbit();
+    return announced != kNever && stamp >= announced;
+}
+
+SequenceCounter::Step Burst::on_packet(const live::RetransmissionPacket& packet, Time stamp) {
+    if (state_ == State::Requested || state_ == State::Unanswered) state_ = State::Accepted;
+    if (!ssrc_) ssrc_ = packet.ssrc;
+    if (first_ == kNever) first_ = stamp;
+    last_ = std::max(last_, stamp);
+    (has_sbit(packet, stamp) ? with_sbit_ : without_sbit_).add(stamp);
+    if (is_signed_) {
+        const auto read = live::ReadStreamSignature(packet.payload);
+        if (read && !read->is_intact) ++packets_.payload_errors;
+    }
+    const auto step = counter_.add_wrapping(packet.original_sequence, kMostDropout, packets_);
+    highest_ = static_cast<std::uint16_t>(counter_.highest());
+    return step;
+}
+
+void Burst::fill_in(const il::TickCounter& counter, std::optional<std::uint16_t> first_multicast,
+                    iptvcd_1_bll::stbox_event_s& event) const {
+    event.first_unicast_nosb_pkt_ts = counter.read(without_sbit_.first);
+    event.last_unicast_nosb_pkt_ts = counter.read(without_sbit_.last);
+    event.first_unicast_sbit_pkt_ts = counter.read(with_sbit_.first);
+    event.last_unicast_sbit_pkt_ts = counter.read(with_sbit_.last);
+    event.total_unicast_nosb_packets = without_sbit_.packets;
+    event.total_unicast_sbit_packets = with_sbit_.packets;
+    event.lost_unicast_packets = packets_.lost;
+    event.reordered_unicast_packets = packets_.reordered;
+    event.duplicate_unicast_packets = packets_.duplicate;
+    event.late_unicast_packets = packets_.late;
+    event.unicast_prbs_errors = packets_.payload_errors;
+    if (first_ == kNever || !first_multicast) return;
+    // Packets that came both ways, or neither.
+    const int both = static_cast<std::int16_t>(highest_ - *first_multicast) + 1;
+    (both > 0 ? event.uni_multi_overlap_count : event.uni_multi_gap_count) =
+        static_cast<std::uint64_t>(both > 0 ? both : -both);
+}
+
+}  // namespace orv::nic
