@@ -40,9 +40,8 @@ live::MembershipVersion version_of(IgmpVersion version) {
 
 }  // namespace
 
-LiveRun::LiveRun(il::RunPlan plan, const std::vector<live::HostAddress>& hosts,
-                 const MembershipSettings& settings, std::uint64_t seed, Time start,
-                 const RunContext& context)
+LiveRun::LiveRun(il::RunPlan plan, const std::vector<Host>& hosts, const MembershipSettings& settings,
+                 std::uint64_t seed, Time start, const RunContext& context)
     : plan_(std::move(plan)),
       context_(context),
       end_(start + plan_.duration()),
@@ -74,8 +73,8 @@ void LiveRun::add_groups() {
     }
 }
 
-void LiveRun::add_stbs(const std::vector<live::HostAddress>& hosts, const MembershipSettings& settings,
-                       std::uint64_t seed, Time start) {
+void LiveRun::add_stbs(const std::vector<Host>& hosts, const MembershipSettings& settings, std::uint64_t seed,
+                       Time start) {
     stbs_.resize(plan_.stb_count);
     for (std::uint32_t b = 0; b < plan_.blocks.size(); ++b) {
         const il::PlannedBlock& block = plan_.blocks[b];
@@ -90,11 +89,11 @@ void LiveRun::add_stbs(const std::vector<live::HostAddress>& hosts, const Member
             stb.random = il::Random(il::mixed(seed + number));
             stb.index = i;
             stb.block = b;
-            stb.link = links_.add(hosts[number].vlan);
+            stb.link = links_.add(hosts[number].address.vlan);
             by_link_.resize(links_.size());
             by_link_[stb.link].stbs.push_back(number);
             try {
-                hosts_.emplace_back(hosts[number], own, context_.timeline, stb.random.next(),
+                hosts_.emplace_back(hosts[number].address, own, context_.timeline, stb.random.next(),
                                     [this](std::span<const std::byte> frame) { send(frame); });
             } catch (const std::invalid_argument& error) {
                 throw il::PortFault(
@@ -102,7 +101,7 @@ void LiveRun::add_stbs(const std::vector<live::HostAddress>& hosts, const Member
                     fmt::format("STB block {}: {}", block.config.stblock_handle, error.what()));
             }
             // IPv6 hosts also answer for their link-local address.
-            for (const live::IpAddress& own_ip : {hosts[number].ip, hosts_.back().GetAddress().ip})
+            for (const live::IpAddress& own_ip : {hosts[number].address.ip, hosts_.back().GetAddress().ip})
                 own_addresses_.emplace(LinkAddress{stb.link, own_ip}, number);
             if (!block.channels.empty())
                 queue_.push({il::start_of(plan_, block, i, start), number, il::Step::Begin});

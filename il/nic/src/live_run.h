@@ -11,6 +11,7 @@
 
 #include "frame_sink.h"
 #include "hash.h"
+#include "host_stacks.h"
 #include "links.h"
 #include "orv/il/event_queue.h"
 #include "orv/il/result_report.h"
@@ -45,7 +46,7 @@ class LiveRun : public il::Run {
   public:
     /// `hosts`: by STB of the port. Throws PortFault if a host does not use its block's protocol, or that
     /// protocol cannot express a channel's group and sources.
-    LiveRun(il::RunPlan plan, const std::vector<live::HostAddress>& hosts, const MembershipSettings& settings,
+    LiveRun(il::RunPlan plan, const std::vector<Host>& hosts, const MembershipSettings& settings,
             std::uint64_t seed, il::Time start, const RunContext& context);
     /// Leaves every group that is still joined.
     ~LiveRun() override;
@@ -124,8 +125,8 @@ class LiveRun : public il::Run {
     }
 
     // Preparation.
-    void add_stbs(const std::vector<live::HostAddress>& hosts, const MembershipSettings& settings,
-                  std::uint64_t seed, il::Time start);
+    void add_stbs(const std::vector<Host>& hosts, const MembershipSettings& settings, std::uint64_t seed,
+                  il::Time start);
     void add_groups();
     void check_channels(const il::PlannedBlock& block) const;
     Flow* find_flow(std::uint32_t link, const live::IpAddress& group);
