@@ -19,11 +19,25 @@ struct ArpRequest {
     IpAddress target;
 };
 
+/// `ip` is at `mac`. (RFC 826)
+struct ArpReply {
+    MacAddress mac;
+    IpAddress ip;
+};
+
 /// Who has `target`? (RFC 4861 section 4.3)
 struct NeighborSolicitation {
     MacAddress asker_mac;
     IpAddress asker;  ///< :: during duplicate address detection (RFC 4862 section 5.4)
     IpAddress target;
+};
+
+/// `target` is at `mac`. (RFC 4861 section 4.4)
+struct NeighborAdvertisement {
+    IpAddress target;
+    MacAddress mac;             ///< of the option, without which the message says nothing new
+    bool is_solicited = false;  ///< it answers a solicitation
+    bool is_override = false;   ///< it replaces a MAC address that is already known (section 7.2.5)
 };
 
 /// A UDP datagram (RFC 768) that was not fragmented.
@@ -39,8 +53,8 @@ struct ParsedFrame {
     MacAddress destination;
     MacAddress source;
     VlanTags vlan;
-    std::variant<ArpRequest, NeighborSolicitation, MembershipQuery, MembershipReport, MembershipLeave,
-                 UdpPacket>
+    std::variant<ArpRequest, ArpReply, NeighborSolicitation, NeighborAdvertisement, MembershipQuery,
+                 MembershipReport, MembershipLeave, UdpPacket>
         content;
 };
 
@@ -61,7 +75,7 @@ struct ReceiveInfo {
 ///   (RFC 3376 section 9.1), queries of 9 to 11 bytes (section 7.1);
 /// - MLD: without a hop limit of 1, Router Alert or a link-local source (RFC 3810 sections 6.2 and 10),
 ///   queries of 25 to 27 bytes (section 8.1);
-/// - neighbour solicitations that RFC 4861 section 7.1.1 calls invalid.
+/// - neighbour solicitations and advertisements that RFC 4861 sections 7.1.1 and 7.1.2 call invalid.
 ///
 /// Never reads outside of `frame`, allocates nothing, throws nothing; views point into `frame`. Any thread.
 std::optional<ParsedFrame> ParseFrame(std::span<const std::byte> frame,

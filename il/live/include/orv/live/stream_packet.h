@@ -23,11 +23,12 @@ struct StreamSignature {
 };
 
 /// Writes the UDP payload of one packet to the start of `out`: RTP (RFC 3550 section 5.1) of payload type 33
-/// (RFC 3551) with a time stamp of 90 kHz from the send time and the stream id as SSRC; seven null packets of
-/// a transport stream, so that analysers accept it as a transport stream; the signature at the end of the
-/// last one, with a CRC-32 (ISO 3309) over everything after the RTP header. Returns kStreamPayloadLength;
-/// throws std::length_error when `out` is shorter. Allocates nothing. Any thread.
-std::size_t WriteStreamPacket(std::span<std::byte> out, const StreamSignature& signature);
+/// (RFC 3551) with a time stamp of 90 kHz from the send time and the SSRC, by default the stream id; seven
+/// null packets of a transport stream, so that analysers accept it as a transport stream; the signature at
+/// the end of the last one, with a CRC-32 (ISO 3309) over everything after the RTP header. Returns
+/// kStreamPayloadLength; throws std::length_error when `out` is shorter. Allocates nothing. Any thread.
+std::size_t WriteStreamPacket(std::span<std::byte> out, const StreamSignature& signature,
+                              std::optional<std::uint32_t> ssrc = {});
 
 struct StreamPacket {
     StreamSignature signature;
@@ -37,6 +38,8 @@ struct StreamPacket {
 
 /// Nothing for a payload that is not one of ours. Allocates nothing, throws nothing. Any thread.
 std::optional<StreamPacket> ReadStreamPacket(std::span<const std::byte> payload) noexcept;
+/// The same for what follows the RTP header, as it comes in retransmissions.
+std::optional<StreamPacket> ReadStreamPayload(std::span<const std::byte> rtp_payload) noexcept;
 
 /// The fields of an RTP header that identify the packets of a foreign stream.
 struct RtpPacket {
