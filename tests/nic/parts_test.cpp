@@ -32,12 +32,15 @@ using orv::il::kMillisecond;
 using orv::il::kNever;
 using orv::il::Packets;
 
-std::string text_of(const std::vector<HostAddress>& hosts) {
+std::string text_of(const std::vector<Host>& hosts) {
     std::string text;
-    for (const HostAddress& host : hosts) {
-        text += fmt::format("{}{:02x} {}", text.empty() ? "" : "; ", fmt::join(host.mac.bytes, ":"),
-                            host.ip.ToString());
-        for (const auto& tag : host.vlan.Get()) text += fmt::format(" {:04x}/{:04x}", tag.type, tag.control);
+    for (const Host& host : hosts) {
+        text += fmt::format("{}{:02x} {}", text.empty() ? "" : "; ", fmt::join(host.address.mac.bytes, ":"),
+                            host.address.ip.ToString());
+        for (const auto& tag : host.address.vlan.Get())
+            text += fmt::format(" {:04x}/{:04x}", tag.type, tag.control);
+        if (!host.gateway.IsUnspecified()) text += " via " + host.gateway.ToString();
+        if (host.gateway_mac) text += fmt::format(" {:02x}", fmt::join(host.gateway_mac->bytes, ":"));
     }
     return text;
 }
@@ -76,6 +79,50 @@ TEST(HostStacks, OneEntryPerHost) {
     EXPECT_EQ("02:09:09:09:09:09 10.9.9.9 88a8/00c8 8100/b009", text_of(hosts_of(5, single)));
 }
 
+TEST(HostStacks, KnowWhereTheirPacketsGo) {
+    const auto with_gateway = [](std::vector<HostAddress> hosts, const std::string& gateway,
+                                 std::uint8_t prefix_length) {
+        NetworkInterfaceStack_s made = stack_of(hosts);
+        const auto set = [&](auto& layer) {
+            layer.PrefixLength = prefix_length;
+            std::ranges::copy(ip(gateway).GetBytes(), layer.Gateway.address);
+        };
+        hosts[0].ip.IsV6() ? set(made.Ipv6InterfaceList[0]) : set(made.Ipv4InterfaceList[0]);
+        return made;
+    };
+    // the host, its prefix and gateway, a destination, and where packets to it go first
+    const std::tuple<std::string, std::uint8_t, std::string, std::string, std::string> cases[] = {
+        {"10.0.0.1", 24, "10.0.0.254", "10.0.0.9", "10.0.0.9"},
+        {"10.0.0.1", 24, "10.0.0.254", "10.0.1.9", "10.0.0.254"},
+        {"10.0.0.1", 23, "10.0.0.254", "10.0.1.9", "10.0.1.9"},
+        {"10.0.0.1", 23, "10.0.0.254", "10.0.2.9", "10.0.0.254"},
+        {"10.0.0.1", 24, "0.0.0.0", "10.0.1.9", "10.0.1.9"},
+        {"10.0.0.1", 32, "10.0.0.254", "10.0.0.2", "10.0.0.254"},
+        {"10.0.0.1", 0, "10.0.0.254", "192.0.2.1", "192.0.2.1"},
+        {"2001:db8::1", 64, "fe80::1", "2001:db8::9", "2001:db8::9"},
+        {"2001:db8::1", 64, "fe80::1", "2001:db8:0:1::9", "fe80::1"},
+        {"2001:db8::1", 128, "fe80::1", "fe80::9", "fe80::9"},
+        {"2001:db8::1", 64, "::", "2001:db8:0:1::9", "2001:db8:0:1::9"},
+    };
+    for (const auto& [own, prefix, gateway, destination, expected] : cases) {
+        const auto hosts = hosts_of(5, with_gateway({host(1, own)}, gateway, prefix));
+        EXPECT_EQ(expected, next_hop(hosts.at(0), ip(destination)).ToString())
+            << own << '/' << int{prefix} << " via " << gateway << " to " << destination;
+    }
+
+    NetworkInterfaceStack_s both = with_gateway({host(1, "10.0.0.1"), host(2, "10.0.0.2")}, "10.0.0.254", 24);
+    auto& layer = both.Ipv4InterfaceList[0];
+    layer.GatewayMac.address = {2, 0, 0, 0, 0, 9};
+    EXPECT_EQ(
+        "02:00:00:00:00:01 10.0.0.1 via 10.0.0.254 02:00:00:00:00:09; "
+        "02:00:00:00:00:02 10.0.0.2 via 10.0.0.254 02:00:00:00:00:09",
+        text_of(hosts_of(5, both)));
+    layer.ResolveGatewayMac = true;
+    layer.GatewayList = {{{10, 0, 0, 253}}, {{0, 0, 0, 0}}};
+    EXPECT_EQ("02:00:00:00:00:01 10.0.0.1 via 10.0.0.253; 02:00:00:00:00:02 10.0.0.2",
+              text_of(hosts_of(5, both)));
+}
+
 TEST(HostStacks, SaysWhatIsWrong) {
     const auto with_layer = [](InterfaceTypeList_t type) {
         return [type](NetworkInterfaceStack_s& stack) { stack.ifDescriptors.push_back({type, 0}); };
@@ -102,6 +149,17 @@ TEST(HostStacks, SaysWhatIsWrong) {
              stack.Ipv4InterfaceList[0].AddrList[1] = {{224, 1, 1, 1}};
          },
          "has a host with the address 224.1.1.1"},
+        {[](auto& stack) {
+             stack.Ipv4InterfaceList[0].GatewayList = {{{224, 0, 0, 1}}};
+         },
+         "has a host with the gateway 224.0.0.1"},
+        {[](auto& stack) { stack.Ipv4InterfaceList[0].GatewayList.resize(3); },
+         "has 3 entries for one of its layers and 2 for another"},
+        {[](auto& stack) { stack.Ipv4InterfaceList[0].PrefixLength = 33; }, "has a prefix of 33 bits"},
+        {[](auto& stack) {
+             stack.Ipv4InterfaceList[0].GatewayMac.address = {2, 0, 0};
+         },
+         "has a MAC address of 3 bytes"},
     };
     for (const auto& [spoil, text] : cases) {
         NetworkInterfaceStack_s spoilt = stack();

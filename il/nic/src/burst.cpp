@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "orv/live/rams_response.h"
 #include "orv/live/stream_packet.h"
 
 namespace orv::nic {
@@ -23,23 +24,29 @@ void Burst::Part::add(Time stamp) {
 }
 
 Burst::Reaction Burst::on_information(const live::RamsInformation& information) {
-    // Messages may be repeated, and an updated one may leave out what has not changed.
     response_ = information.response;
-    switch (live::GetRamsResult(information.response)) {
-        case live::RamsResult::Accepted:
+    // Messages may be repeated, and an updated one may leave out what has not changed.
+    if (information.earliest_join_ms) join_time_ = il::ms(*information.earliest_join_ms);
+    switch (live::ExplainRamsResponse(information.response).meaning) {
+        case live::RamsMeaning::Accepted:
             state_ = State::Accepted;
-            if (information.earliest_join_ms) join_time_ = il::ms(*information.earliest_join_ms);
-            if (information.first_sequence && !counter_.has_begun()) counter_.expect(*information.first_sequence);
+            if (information.first_sequence && !counter_.has_begun())
+                counter_.expect(*information.first_sequence);
             return Reaction::None;
-        case live::RamsResult::Completed:
+        case live::RamsMeaning::Update:
+        case live::RamsMeaning::Completed:
             return Reaction::None;
-        case live::RamsResult::Refused:
+        case live::RamsMeaning::Correctable:
+        case live::RamsMeaning::Transient:
+        case live::RamsMeaning::Permanent:
             state_ = State::Refused;
+            join_time_.reset();  // that of a refusal is always 0
             return Reaction::JoinNow;
-        case live::RamsResult::Unknown:
+        case live::RamsMeaning::Unknown:
             break;
     }
     state_ = State::Refused;
+    join_time_.reset();
     return Reaction::Terminate;
 }
 
@@ -66,10 +73,13 @@ SequenceCounter::Step Burst::on_packet(const live::RetransmissionPacket& packet,
     last_ = std::max(last_, stamp);
     (has_sbit(packet, stamp) ? with_sbit_ : without_sbit_).add(stamp);
     if (is_signed_) {
-        const auto read = live::ReadStreamSignature(packet.payload);
+        const auto read = live::ReadStreamPayload(packet.payload);
         if (read && !read->is_intact) ++packets_.payload_errors;
+        has_right_number_ =
+            !read || !read->is_intact ||
+            static_cast<std::uint16_t>(read->signature.sequence_number) == packet.original_sequence_number;
     }
-    const auto step = counter_.add_wrapping(packet.original_sequence, kMostDropout, packets_);
+    const auto step = counter_.add_wrapping(packet.original_sequence_number, kMostDropout, packets_);
     highest_ = static_cast<std::uint16_t>(counter_.highest());
     return step;
 }

@@ -43,6 +43,8 @@ class Burst {
     State state() const { return state_; }
     /// The last response of the server; 0 when there was none.
     std::uint16_t response() const { return response_; }
+    /// Of the last packet: whether its original sequence number is that of its signature.
+    bool has_right_number() const { return has_right_number_; }
     /// Of the packets, which tells the bursts of an STB apart.
     std::optional<std::uint32_t> ssrc() const { return ssrc_; }
     il::Time first() const { return first_; }
@@ -68,6 +70,7 @@ class Burst {
 
     UnicastSettings::Sbit sbit_ = UnicastSettings::Sbit::Automatic;
     bool is_signed_ = false;      ///< packets have a signature
+    bool has_right_number_ = true;
     bool has_extension_ = false;  ///< the server marks packets itself
     State state_ = State::Requested;
     std::uint16_t response_ = 0;

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <span>
 
 #include "orv/il/port_fault.h"
 #include "orv/nic/interface_stack.h"
@@ -39,6 +40,18 @@ live::MacAddress convert(const ifSetup_1_bll::MacAddress_s& address) {
     return mac;
 }
 
+bool is_group(const live::MacAddress& mac) {
+    return (mac.bytes[0] & 1) != 0;
+}
+
+/// Whether the first `bits` of two addresses of one family are the same.
+bool have_same_prefix(std::span<const std::uint8_t> one, std::span<const std::uint8_t> other,
+                      std::size_t bits) {
+    const std::size_t whole = bits / 8;
+    if (!std::ranges::equal(one.first(whole), other.first(whole))) return false;
+    return bits % 8 == 0 || (one[whole] ^ other[whole]) >> (8 - bits % 8) == 0;
+}
+
 class Stack {
   public:
     explicit Stack(const NetworkInterfaceStack_s& stack) : stack_(stack) {
@@ -49,18 +62,22 @@ class Stack {
         std::reverse(vlans_.begin(), vlans_.end());
     }
 
-    std::vector<live::HostAddress> hosts() const {
+    std::vector<Host> hosts() const {
         std::size_t count = std::max(ips_.size(), ethernet_->SrcMacList.size());
         for (const auto* vlan : vlans_) count = std::max(count, vlan->IdList.size());
-        std::vector<live::HostAddress> made(count);
+        std::vector<Host> made(count, Host{{}, {}, prefix_length_, gateway_mac_});
         for (std::size_t i = 0; i < count; ++i) {
-            made[i].ip = entry(ips_, ips_.front(), count, i);
-            made[i].mac = convert(entry(ethernet_->SrcMacList, ethernet_->SourceMac, count, i));
-            if (made[i].ip.IsMulticast() || made[i].ip.IsUnspecified())
-                refuse("has a host with the address {}", made[i].ip.ToString());
-            if ((made[i].mac.bytes[0] & 1) != 0) refuse("has a host with a multicast MAC address");
+            live::HostAddress& address = made[i].address;
+            address.ip = entry(ips_, ips_.front(), count, i);
+            address.mac = convert(entry(ethernet_->SrcMacList, ethernet_->SourceMac, count, i));
+            if (address.ip.IsMulticast() || address.ip.IsUnspecified())
+                refuse("has a host with the address {}", address.ip.ToString());
+            if (is_group(address.mac)) refuse("has a host with a multicast MAC address");
+            made[i].gateway = entry(gateways_, gateways_.front(), count, i);
+            if (made[i].gateway.IsMulticast())
+                refuse("has a host with the gateway {}", made[i].gateway.ToString());
             for (const auto* vlan : vlans_) {
-                live::VlanTag& tag = made[i].vlan.tags[made[i].vlan.count++];
+                live::VlanTag& tag = address.vlan.tags[address.vlan.count++];
                 tag.type = tag_type(vlan->Tpid);
                 tag.control =
                     static_cast<std::uint16_t>((vlan->Priority & 7) << 13 | (vlan->Cfi & 1) << 12 |
@@ -94,6 +111,15 @@ class Stack {
         for (const auto& address : record.AddrList)
             ips_.push_back(live::IpAddress::FromBytes(address.address));
         if (ips_.empty()) ips_.push_back(live::IpAddress::FromBytes(record.Address.address));
+        for (const auto& gateway : record.GatewayList)
+            gateways_.push_back(live::IpAddress::FromBytes(gateway.address));
+        if (gateways_.empty()) gateways_.push_back(live::IpAddress::FromBytes(record.Gateway.address));
+        prefix_length_ = record.PrefixLength;
+        if (prefix_length_ > 8 * std::size(record.Address.address))
+            refuse("has a prefix of {} bits", prefix_length_);
+        if (record.ResolveGatewayMac || record.GatewayMac.address.empty()) return;
+        gateway_mac_ = convert(record.GatewayMac);
+        if (is_group(*gateway_mac_)) refuse("has a gateway with a multicast MAC address");
     }
 
     void add(const NetworkInterfaceDescriptor_s& layer) {
@@ -120,7 +146,9 @@ class Stack {
 
     const NetworkInterfaceStack_s& stack_;
     bool has_ip_ = false;
-    std::vector<live::IpAddress> ips_;
+    std::vector<live::IpAddress> ips_, gateways_;
+    std::uint8_t prefix_length_ = 0;
+    std::optional<live::MacAddress> gateway_mac_;
     std::vector<const ifSetup_1_bll::VlanIf_s*> vlans_;
     const ifSetup_1_bll::EthIIIf_s* ethernet_ = nullptr;
 };
@@ -128,15 +156,24 @@ class Stack {
 }  // namespace
 
 std::vector<live::HostAddress> GetHosts(const NetworkInterfaceStack_s& stack) {
-    return Stack(stack).hosts();
+    std::vector<live::HostAddress> addresses;
+    for (const Host& host : Stack(stack).hosts()) addresses.push_back(host.address);
+    return addresses;
 }
 
-std::vector<live::HostAddress> hosts_of(std::uint32_t handle, const NetworkInterfaceStack_s& stack) {
+std::vector<Host> hosts_of(std::uint32_t handle, const NetworkInterfaceStack_s& stack) {
     try {
-        return GetHosts(stack);
+        return Stack(stack).hosts();
     } catch (const StackError& error) {
         throw il::PortFault(il::FaultCode::BadValue, fmt::format("interface {} {}", handle, error.what()));
     }
+}
+
+live::IpAddress next_hop(const Host& host, const live::IpAddress& destination) {
+    const bool is_on_link =
+        destination.IsLinkLocal() ||
+        have_same_prefix(host.address.ip.GetBytes(), destination.GetBytes(), host.prefix_length);
+    return is_on_link || host.gateway.IsUnspecified() ? destination : host.gateway;
 }
 
 }  // namespace orv::nic

@@ -40,15 +40,15 @@ live::MembershipVersion version_of(IgmpVersion version) {
 
 }  // namespace
 
-LiveRun::LiveRun(il::RunPlan plan, const std::vector<live::HostAddress>& hosts,
-                 const MembershipSettings& settings, std::uint64_t seed, Time start,
-                 const RunContext& context)
+LiveRun::LiveRun(il::RunPlan plan, const std::vector<Host>& hosts, const MembershipSettings& settings,
+                 std::uint64_t seed, Time start, const RunContext& context)
     : plan_(std::move(plan)),
       context_(context),
       end_(start + plan_.duration()),
       numbering_(plan_.test.test_env == TestEnv::REAL_WORLD ? Numbering::Rtp : Numbering::Signature) {
     add_groups();
     add_stbs(hosts, settings, seed, start);
+    if (plan_.uses_unicast() || plan_.retransmits()) add_servers(hosts);
     std::vector<std::uint32_t> handles;
     for (const il::PlannedBlock& block : plan_.blocks) handles.push_back(block.config.stblock_handle);
     context_.report.begin(handles);
@@ -74,8 +74,8 @@ void LiveRun::add_groups() {
     }
 }
 
-void LiveRun::add_stbs(const std::vector<live::HostAddress>& hosts, const MembershipSettings& settings,
-                       std::uint64_t seed, Time start) {
+void LiveRun::add_stbs(const std::vector<Host>& hosts, const MembershipSettings& settings, std::uint64_t seed,
+                       Time start) {
     stbs_.resize(plan_.stb_count);
     for (std::uint32_t b = 0; b < plan_.blocks.size(); ++b) {
         const il::PlannedBlock& block = plan_.blocks[b];
@@ -90,11 +90,11 @@ void LiveRun::add_stbs(const std::vector<live::HostAddress>& hosts, const Member
             stb.random = il::Random(il::mixed(seed + number));
             stb.index = i;
             stb.block = b;
-            stb.link = links_.add(hosts[number].vlan);
+            stb.link = links_.add(hosts[number].address.vlan);
             by_link_.resize(links_.size());
             by_link_[stb.link].stbs.push_back(number);
             try {
-                hosts_.emplace_back(hosts[number], own, context_.timeline, stb.random.next(),
+                hosts_.emplace_back(hosts[number].address, own, context_.timeline, stb.random.next(),
                                     [this](std::span<const std::byte> frame) { send(frame); });
             } catch (const std::invalid_argument& error) {
                 throw il::PortFault(
@@ -102,7 +102,7 @@ void LiveRun::add_stbs(const std::vector<live::HostAddress>& hosts, const Member
                     fmt::format("STB block {}: {}", block.config.stblock_handle, error.what()));
             }
             // IPv6 hosts also answer for their link-local address.
-            for (const live::IpAddress& own_ip : {hosts[number].ip, hosts_.back().GetAddress().ip})
+            for (const live::IpAddress& own_ip : {hosts[number].address.ip, hosts_.back().GetAddress().ip})
                 own_addresses_.emplace(LinkAddress{stb.link, own_ip}, number);
             if (!block.channels.empty())
                 queue_.push({il::start_of(plan_, block, i, start), number, il::Step::Begin});
@@ -153,11 +153,28 @@ void LiveRun::work_off() {
     for (int done = 0; done < kMostStepsAtOnce && !queue_.empty() && queue_.first().time <= now; ++done) {
         const il::EventQueue::Entry entry = queue_.first();
         queue_.pop();
-        if (entry.step == il::Step::Begin) {
-            begin_view(entry.stb, entry.time);
-        } else {
-            try_end_view(entry.stb, entry.time);
-        }
+        take_step(entry);
+    }
+}
+
+void LiveRun::take_step(const il::EventQueue::Entry& entry) {
+    switch (entry.step) {
+        case il::Step::Begin:
+            return begin_view(entry.stb, entry.time);
+        case il::Step::End:
+            return try_end_view(entry.stb, entry.time);
+        case il::Step::JoinMulticast:
+            if (is_due(entry)) on_join_due(entry.stb, entry.time);
+            return;
+        case il::Step::AskBurst:
+            if (is_due(entry)) ask_burst(entry.stb);
+            return;
+        case il::Step::LeaveUnicast:
+            if (is_due(entry)) leave_unicast(stbs_[entry.stb].view, entry.time);
+            return;
+        case il::Step::AskRepair:
+            if (is_due(entry)) ask_repair(entry.stb);
+            return;
     }
 }
 
@@ -171,32 +188,45 @@ void LiveRun::begin_view(std::uint32_t number, Time planned) {
     View& view = views_[stb.view];
     view.stb = number;
     view.channel = stb.channel;
-    view.planned_join = planned;
     view.reception = reception_of(view);
+    view.unicast = make_unicast_view(view);
+    if (plan_.uses_unicast()) return begin_unicast(number, planned);
+    join_multicast(number, planned);
+    queue_.push({end_of_view(stb), number, il::Step::End});
+}
+
+void LiveRun::join_multicast(std::uint32_t number, Time planned) {
+    const Stb& stb = stbs_[number];
+    View& view = views_[stb.view];
+    view.planned_join = planned;
+    view.joined = true;
     flow_of(view).viewers.push_back(number);
 
-    const std::uint32_t subscription = block.channels[stb.channel].subscription;
+    const std::uint32_t subscription = channel_of(view).subscription;
     const SourceChoice& choice = choices_[plan_.subscriptions[subscription].filter_index];
     current_ = {stb.view, Act::Join};
     hosts_[number].Join(groups_[subscription],
                         choice.include ? live::FilterMode::Include : live::FilterMode::Exclude,
                         choice.sources);
-    // A join without a frame: INCLUDE without sources, or a group that is never reported.
+    // A join without a frame.
     if (std::exchange(current_, {}).view != kNone) on_join(stb.view, context_.timeline.GetNow().count());
-    const il::ViewStart begun{.last_leave = stb.last_leave, .join = planned};
-    queue_.push({il::end_of_view(block, stb.views, begun), number, il::Step::End});
 }
 
-/// Checks the end again: if the first packet has arrived since the end was planned, and the interval starts
-/// with it, the view ends later.
+/// As far as the view's events are known.
+Time LiveRun::end_of_view(const Stb& stb) {
+    const View& view = views_[stb.view];
+    il::ViewStart start{.last_leave = stb.last_leave, .join = view.planned_join, .first = view.times.first};
+    if (const UnicastView* unicast = unicast_of(stb.view); unicast && unicast->has_burst) {
+        start.unicast_join = unicast->planned_join;
+        start.unicast_first = unicast->burst.first();
+    }
+    return il::end_of_view(block_of(stb), stb.views, start);
+}
+
 void LiveRun::try_end_view(std::uint32_t number, Time planned) {
     Stb& stb = stbs_[number];
-    const View& view = views_[stb.view];
     const il::PlannedBlock& block = block_of(stb);
-    const il::ViewStart begun{
-        .last_leave = stb.last_leave, .join = view.planned_join, .first = view.times.first};
-    const Time end = il::end_of_view(block, stb.views, begun);
-    if (end > planned) {
+    if (const Time end = end_of_view(stb); end > planned) {
         queue_.push({end, number, il::Step::End});
         return;
     }
@@ -207,8 +237,18 @@ void LiveRun::try_end_view(std::uint32_t number, Time planned) {
 
 void LiveRun::end_view(Stb& stb, Time planned) {
     const std::uint32_t id = std::exchange(stb.view, kNone);
+    stb.last_leave = planned;
+    if (views_[id].unicast != kNone) end_unicast(id, planned);
+    if (views_[id].joined) {
+        leave_multicast(id, planned);
+    } else {
+        close(id);
+    }
+}
+
+void LiveRun::leave_multicast(std::uint32_t id, Time planned) {
     View& view = views_[id];
-    view.planned_leave = stb.last_leave = planned;
+    view.planned_leave = planned;
     std::erase(flow_of(view).viewers, view.stb);
     current_ = {id, Act::Leave};
     hosts_[view.stb].Leave(groups_[channel_of(view).subscription]);

@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
-#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -15,6 +14,7 @@
 #include "burst.h"
 #include "frame_sink.h"
 #include "hash.h"
+#include "host_stacks.h"
 #include "links.h"
 #include "missing_packets.h"
 #include "next_hops.h"
@@ -43,7 +43,7 @@ struct RunContext {
     il::ResultReport& report;
     LiveFigures& figures;
     std::size_t mtu;  ///< of IP packets of hosts, bytes
-    NextHops& hops;
+    NextHops& hops;   ///< forget those who wait when the run is over
     const UnicastSettings& unicast;
     const LivePort::Complain& complain;
 };
@@ -101,6 +101,7 @@ class LiveRun : public il::Run {
         bool unseen = false;            ///< a frame of it was never seen leaving
         bool undecided = false;         ///< the test ended before it was known whether the join failed
         bool joined = false;            ///< the multicast stream
+        bool ended_by_test = false;
         bool closed = false;            ///< nothing more is known of the multicast stream
         il::Time planned_join = il::kNever, planned_leave = il::kNever;  ///< kNever: not planned
         il::ViewTimes times;
@@ -120,6 +121,7 @@ class LiveRun : public il::Run {
         bool has_burst = false;     ///< it has asked for one, or is about to
         bool repairs = false;       ///< it asks for lost packets
         bool left = false;          ///< the burst
+        bool sends_on = false;      ///< the server, after its end was requested
         bool closed = false;        ///< packets from servers are no longer counted
     };
 
@@ -165,8 +167,8 @@ class LiveRun : public il::Run {
     }
 
     // Preparation.
-    void add_stbs(const std::vector<Host>& hosts, const MembershipSettings& settings,
-                  std::uint64_t seed, il::Time start);
+    void add_stbs(const std::vector<Host>& hosts, const MembershipSettings& settings, std::uint64_t seed,
+                  il::Time start);
     void add_groups();
     void check_channels(const il::PlannedBlock& block) const;
     Flow* find_flow(std::uint32_t link, const live::IpAddress& group);
@@ -176,11 +178,13 @@ class LiveRun : public il::Run {
     // Decisions of STBs.
     void arm();
     void work_off();
+    void take_step(const il::EventQueue::Entry& entry);
     void begin_view(std::uint32_t number, il::Time planned);
     void join_multicast(std::uint32_t number, il::Time planned);
     void leave_multicast(std::uint32_t id, il::Time planned);
     void try_end_view(std::uint32_t number, il::Time planned);
     void end_view(Stb& stb, il::Time planned);
+    il::Time end_of_view(const Stb& stb);
     void send(std::span<const std::byte> frame);
 
     // Fast channel change.
@@ -197,25 +201,32 @@ class LiveRun : public il::Run {
     void do_without_burst(std::uint32_t number);
     void plan_multicast_join(std::uint32_t number);
     void on_join_due(std::uint32_t number, il::Time planned);
-    void on_first_multicast(std::uint32_t id, std::optional<std::uint16_t> sequence);
+    void on_first_multicast(std::uint32_t id, const Arrival& packet);
     void leave_unicast(std::uint32_t id, il::Time planned);
     void send_termination(std::uint32_t id, Act act);
-    void send_to(ServerLink& server, std::size_t length, const Ticket& ticket);
+    ServerLink& server_of(std::uint32_t number, ServerKind kind);
+    std::span<std::byte> payload_room(const ServerLink& server);
+    void send_to(const ServerLink& server, std::size_t length, const Ticket& ticket);
+    void complain(std::uint32_t number, ServerKind kind, ServerComplaints::Kind what, std::uint16_t code = 0);
     live::RtcpSender sender_of(const UnicastStb& stb, const ServerLink& server) const;
     void on_unicast_join(std::uint32_t id, il::Time stamp);
     void on_unicast(const live::ParsedFrame& frame, const live::UdpPacket& packet, il::Time stamp);
     void on_server_message(std::uint32_t number, ServerKind kind, std::span<const std::byte> payload);
     void on_information(std::uint32_t number, const live::RamsInformation& information);
     void on_burst_packet(std::uint32_t number, const live::RetransmissionPacket& packet, il::Time stamp);
-    void drain(std::uint32_t id);
+    void end_unicast(std::uint32_t id, il::Time planned);
     void close_unicast(std::uint32_t id);
     void watch_draining(il::Time now);
-    void complain_about_servers();
+    void on_packet_after_leave(std::uint32_t id, il::Time stamp);
+    bool has_drained(std::uint32_t id, il::Time now);
+    bool has_sbit_failed(const View& view) const;
 
     // Retransmission.
     void note_losses(const Flow& flow, std::uint32_t reception, const Arrival& arrival, il::Time stamp);
     void ask_repair(std::uint32_t number);
-    void on_repair(std::uint32_t number, const live::RetransmissionPacket& packet, il::Time stamp);
+    void note_missing(std::uint32_t number, std::uint16_t sequence, const SequenceCounter::Step& step,
+                      il::Time stamp);
+    bool on_repair(std::uint32_t number, const live::RetransmissionPacket& packet, il::Time stamp);
     void record_nacks(std::uint32_t id, bool is_final);
 
     // Events on the network.
@@ -232,9 +243,12 @@ class LiveRun : public il::Run {
     std::uint32_t make_view();
     void close(std::uint32_t id);
     void conclude(std::uint32_t id);
+    bool is_concluded(const View& view) const {
+        return view.closed && (view.unicast == kNone || unicast_views_[view.unicast].closed);
+    }
     void release(std::uint32_t id);
     void record(const View& view);
-    void fill_in_unicast(const UnicastView& unicast, const View& view, iptvcd_1_bll::stbox_event_s& event);
+    void fill_in_unicast(const View& view, il::ViewTimes& times, iptvcd_1_bll::stbox_event_s& event) const;
     bool is_undecided(const View& view, il::Time now) const;
     bool is_settled() const;
 
@@ -258,13 +272,11 @@ class LiveRun : public il::Run {
     std::vector<std::uint32_t> subscription_of_;  ///< by reception
 
     std::vector<UnicastStb> unicast_stbs_;  ///< by STB, in tests with servers
-    std::vector<UnicastView> unicast_views_;
+    std::deque<UnicastView> unicast_views_;
     std::vector<std::uint32_t> free_unicast_views_;
     std::vector<std::uint32_t> draining_;  ///< views that packets from servers may still come for
     ServerComplaints complaints_;
     std::array<std::byte, live::kMaxFrameLength> message_;  ///< frame to a server
-    /// Guards what others may call when the run is over.
-    std::shared_ptr<LiveRun*> self_ = std::make_shared<LiveRun*>(this);
 
     il::EventQueue queue_;
     std::uint64_t timer_ = 0;

@@ -61,14 +61,26 @@ void LiveRun::on_sent(std::span<const std::byte> frame, Time stamp) {
     if (!ticket || ticket->view == kNone) return;
     View& view = views_[ticket->view];
     --view.on_the_way;
-    ++view.seen;
-    if (view.closed) return release(ticket->view);
-    if (ticket->act == Act::Join) {
-        note_lateness(view.planned_join, stamp);
-        on_join(ticket->view, stamp);
-    } else {
-        note_lateness(view.planned_leave, stamp);
-        on_leave(ticket->view, stamp, true);
+    if (ticket->act != Act::Nack) ++view.seen;
+    if (is_concluded(view)) return release(ticket->view);
+    switch (ticket->act) {
+        case Act::Join:
+            note_lateness(view.planned_join, stamp);
+            return on_join(ticket->view, stamp);
+        case Act::Leave:
+            note_lateness(view.planned_leave, stamp);
+            return on_leave(ticket->view, stamp, true);
+        case Act::UnicastJoin:
+            note_lateness(unicast_views_[view.unicast].planned_join, stamp);
+            return on_unicast_join(ticket->view, stamp);
+        case Act::UnicastLeave:
+            note_lateness(unicast_views_[view.unicast].planned_leave, stamp);
+            unicast_views_[view.unicast].leave = stamp;
+            return;
+        case Act::Nack:
+            return unicast_views_[view.unicast].missing.on_sent(ticket->nack, stamp);
+        case Act::Repeat:
+            return;
     }
 }
 
@@ -98,6 +110,7 @@ void LiveRun::on_join(std::uint32_t id, Time stamp) {
     view.times.first = reception.last();
     view.before = reception.packets();
     --view.before.received;
+    on_first_multicast(id, reception.latest());
 }
 
 /// `told`: a leave frame was sent. There is none in IGMPv1, and with report suppression when another host was
@@ -135,12 +148,15 @@ void LiveRun::on_packet(const live::ParsedFrame& frame, const live::UdpPacket& p
         // The device stopped after the leave, and restarts for another member: nothing in between is missing.
         if (flow->leaver != kNone && views_[flow->leaver].reception == index && reception.has_paused(stamp))
             resolve_leaver(*flow, true);
-        if (!reception.add(stamp, packet)) continue;
+        const auto arrival = reception.add(stamp, packet);
+        if (!arrival) continue;
+        if (plan_.retransmits()) note_losses(*flow, index, *arrival, stamp);
         for (const std::uint32_t id : reception.waiting) {
             View& view = views_[id];
             view.times.first = stamp;
             view.before = reception.packets();
             --view.before.received;
+            on_first_multicast(id, *arrival);
         }
         reception.waiting.clear();
     }
@@ -148,7 +164,8 @@ void LiveRun::on_packet(const live::ParsedFrame& frame, const live::UdpPacket& p
 
 void LiveRun::on_frame(const live::ParsedFrame& frame, Time stamp) {
     if (const auto* packet = std::get_if<live::UdpPacket>(&frame.content)) {
-        on_packet(frame, *packet, stamp);
+        packet->destination.IsMulticast() ? on_packet(frame, *packet, stamp)
+                                          : on_unicast(frame, *packet, stamp);
     } else if (const auto* query = std::get_if<live::MembershipQuery>(&frame.content)) {
         on_query(frame.vlan, *query);
     }
@@ -204,6 +221,7 @@ void LiveRun::resolve_leaver(Flow& flow, bool is_known) {
 void LiveRun::watch() {
     const Time now = context_.timeline.GetNow().count();
     forget_unseen(now - kLongestWay);
+    watch_draining(now);
     std::erase_if(leavers_, [this, now](Flow* flow) {
         if (flow->leaver == kNone) return true;
         const View& view = views_[flow->leaver];
@@ -215,7 +233,7 @@ void LiveRun::watch() {
         return true;
     });
     watch_timer_ = 0;
-    if (leavers_.empty() && sent_.empty()) return;
+    if (leavers_.empty() && draining_.empty() && sent_.empty()) return;
     watch_timer_ = context_.timeline.PostAfter(Nanoseconds(kWatchInterval), [this] { watch(); });
 }
 
@@ -226,11 +244,18 @@ void LiveRun::forget_unseen(Time sent_before) {
         ++context_.figures.unseen;
         View& view = views_[ticket->view];
         --view.on_the_way;
-        view.unseen = true;
-        if (view.closed) {
+        // Only the record of the NACK is wrong.
+        if (ticket->act != Act::Nack) view.unseen = true;
+        if (is_concluded(view)) {
             release(ticket->view);
         } else if (ticket->act == Act::Leave) {
             on_leave(ticket->view, sent_before, true);
+        } else if (ticket->act == Act::UnicastJoin) {
+            on_unicast_join(ticket->view, context_.timeline.GetNow().count());
+        } else if (ticket->act == Act::UnicastLeave) {
+            unicast_views_[view.unicast].leave = sent_before;
+        } else if (ticket->act == Act::Nack) {
+            unicast_views_[view.unicast].missing.on_unsent(ticket->nack);
         }
     }
 }

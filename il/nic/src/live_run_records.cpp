@@ -6,6 +6,7 @@
 
 namespace orv::nic {
 
+using namespace iptvcd_1_bll;  // NOLINT: the records are what this file is about
 using il::kMillisecond;
 using il::kNever;
 using il::kSecond;
@@ -44,16 +45,28 @@ std::uint32_t LiveRun::make_view() {
     return id;
 }
 
+/// Of the multicast stream.
 void LiveRun::close(std::uint32_t id) {
-    View& view = views_[id];
-    if (view.times.join != kNever && !view.unseen && !view.undecided) record(view);
-    view.closed = true;
+    views_[id].closed = true;
+    conclude(id);
+}
+
+/// Makes the record when nothing more is to come.
+void LiveRun::conclude(std::uint32_t id) {
+    const View& view = views_[id];
+    if (!is_concluded(view)) return;
+    const bool has_begun = view.times.join != kNever ||
+                           (view.unicast != kNone && unicast_views_[view.unicast].join != kNever);
+    if (has_begun && !view.unseen && !view.undecided) record(view);
     release(id);
 }
 
 /// A frame still in flight must not count for the next view.
 void LiveRun::release(std::uint32_t id) {
-    if (views_[id].on_the_way == 0) free_views_.push_back(id);
+    View& view = views_[id];
+    if (view.on_the_way != 0) return;
+    if (view.unicast != kNone) free_unicast_views_.push_back(view.unicast);
+    free_views_.push_back(id);
 }
 
 void LiveRun::record(const View& view) {
@@ -61,11 +74,27 @@ void LiveRun::record(const View& view) {
     const il::PlannedBlock& block = block_of(stb);
     auto& event = context_.report.add_event(stb.block);
     il::identify(block, channel_of(view), stb.index, event);
-    il::stamp_multicast(view.times, context_.counter, event);
-    il::flag_latencies(view.times, block.profile, event);
-    if (view.times.first != kNever) il::count_multicast(difference(view.packets, view.before), event);
+    il::ViewTimes times = view.times;
+    if (view.unicast != kNone) fill_in_unicast(view, times, event);
+    il::stamp_multicast(times, context_.counter, event);
+    il::flag_latencies(times, block.profile, event);
+    if (times.first != kNever) il::count_multicast(difference(view.packets, view.before), event);
     context_.figures.joins_and_leaves += view.seen;
     if (context_.report.is_full()) context_.report.deliver();
+}
+
+/// Adds the unicast times to `times`.
+void LiveRun::fill_in_unicast(const View& view, il::ViewTimes& times, stbox_event_s& event) const {
+    const UnicastView& unicast = unicast_views_[view.unicast];
+    if (!unicast.has_burst) return;
+    times.unicast_join = unicast.join;
+    times.unicast_leave = unicast.leave;
+    times.unicast_first = unicast.burst.first();
+    times.unicast_last = unicast.burst.last();
+    event.unicast_join_ts = context_.counter.read(unicast.join);
+    event.unicast_leave_ts = context_.counter.read(unicast.leave);
+    event.sbit_failure = has_sbit_failed(view);
+    unicast.burst.fill_in(context_.counter, unicast.first_multicast, event);
 }
 
 Time LiveRun::finish(Time time) {
@@ -76,25 +105,36 @@ Time LiveRun::finish(Time time) {
             if (stb.view == kNone) continue;
             View& view = views_[stb.view];
             view.undecided = is_undecided(view, time);
+            view.ended_by_test = true;
+            const std::uint32_t id = stb.view;
             end_view(stb, time);
-            view.planned_leave = kNever;  // all leave now, one after the other
+            // All leave now, one after the other.
+            views_[id].planned_leave = kNever;
+            if (UnicastView* unicast = unicast_of(id)) unicast->planned_leave = kNever;
         }
         if (watch_timer_ == 0) watch();
     }
     const bool is_over = is_settled() || time - finish_began_ >= kLongestFinish;
+    if (is_over) complaints_.report(context_.complain);
     return is_over ? kNever : time + kFinishInterval;
 }
 
-/// Whether a packet may be in flight that decides whether the join failed or
-/// not.
+/// Whether a packet may be in flight that decides whether a join failed or not.
 bool LiveRun::is_undecided(const View& view, Time now) const {
-    if (view.times.first != kNever) return false;
-    const auto threshold = block_of(stbs_[view.stb]).profile.join_latency_threshold;
-    return view.times.join == kNever || now - view.times.join < Time{threshold} * kMillisecond;
+    const auto& profile = block_of(stbs_[view.stb]).profile;
+    const auto waits = [now](Time join, Time first, std::int32_t threshold_ms) {
+        return first == kNever && (join == kNever || now - join < Time{threshold_ms} * kMillisecond);
+    };
+    if (view.joined && waits(view.times.join, view.times.first, profile.join_latency_threshold)) return true;
+    if (view.unicast == kNone || !unicast_views_[view.unicast].has_burst) return false;
+    const UnicastView& unicast = unicast_views_[view.unicast];
+    const bool may_come = unicast.burst.state() == Burst::State::Requested ||
+                          unicast.burst.state() == Burst::State::Accepted;
+    return may_come && waits(unicast.join, unicast.burst.first(), profile.unicast_join_threshold);
 }
 
 bool LiveRun::is_settled() const {
-    return leavers_.empty() && sent_.empty() &&
+    return leavers_.empty() && draining_.empty() && sent_.empty() &&
            std::ranges::all_of(hosts_, [](const live::MembershipHost& host) { return host.IsIdle(); });
 }
 

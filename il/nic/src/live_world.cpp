@@ -34,9 +34,8 @@ void check_offered(TestType type) {
 }
 
 /// By STB of the port.
-std::vector<live::HostAddress> hosts_of_stbs(const il::RunPlan& plan,
-                                             const il::InterfaceConfiguration& interfaces) {
-    std::vector<live::HostAddress> all;
+std::vector<Host> hosts_of_stbs(const il::RunPlan& plan, const il::InterfaceConfiguration& interfaces) {
+    std::vector<Host> all;
     for (const il::PlannedBlock& block : plan.blocks) {
         const auto& config = block.config;
         const auto hosts = hosts_of(config.vif_handle, interfaces.stacks.at(config.vif_handle));
@@ -99,7 +98,7 @@ void LiveWorld::know_hosts(const il::InterfaceConfiguration& interfaces) {
     neighbours_.clear();
     interfaces.stacks.for_each([this](std::uint32_t handle, const auto& stack) {
         try {
-            for (const live::HostAddress& host : hosts_of(handle, stack)) neighbours_.add(host);
+            for (const Host& host : hosts_of(handle, stack)) neighbours_.add(host.address);
         } catch (const PortFault&) {  // reported when a test starts with it
         }
     });

@@ -21,6 +21,14 @@ MissingPackets::Outcome MissingPackets::Nack::outcome() const {
             .failed = received < asked};
 }
 
+void MissingPackets::restart(const Settings& settings) {
+    settings_ = settings;
+    missing_.clear();
+    nacks_.clear();
+    first_nack_ = 0;
+    ended_ = kNever;
+}
+
 std::size_t MissingPackets::miss_before(std::uint16_t sequence, std::uint64_t count, Time now) {
     if (ended_ != kNever) return 0;
     const std::size_t room = kMostMissing - std::min(missing_.size(), kMostMissing);
@@ -49,11 +57,12 @@ bool MissingPackets::is_asked(std::uint16_t sequence) const {
     return found != missing_.end() && found->nack != kNone;
 }
 
-void MissingPackets::on_packet(std::uint16_t sequence) {
+bool MissingPackets::on_packet(std::uint16_t sequence) {
     const auto found = find(sequence);
-    if (found == missing_.end()) return;
+    if (found == missing_.end()) return false;
     if (Nack* nack = find_nack(found->nack)) ++nack->received;  // it need not come any more
     missing_.erase(found);
+    return true;
 }
 
 bool MissingPackets::on_repair(std::uint16_t sequence, Time stamp) {

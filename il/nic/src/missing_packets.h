@@ -3,7 +3,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <optional>
 #include <vector>
 
@@ -39,12 +38,13 @@ class MissingPackets {
     /// An outage that is longer is not asked for: no server has kept it, and no viewer waits for it.
     static constexpr std::size_t kMostMissing = 1024;
 
-    explicit MissingPackets(const Settings& settings) : settings_(settings) {}
+    /// A new view. Memory of the former one is kept.
+    void restart(const Settings& settings);
 
     /// The `count` packets before `sequence` have not come. Returns how many of them it will ask for.
     std::size_t miss_before(std::uint16_t sequence, std::uint64_t count, il::Time now);
-    /// A packet that came without having been sent again is no longer missing.
-    void on_packet(std::uint16_t sequence);
+    /// A packet that came without having been sent again is no longer missing. False if it was not.
+    bool on_packet(std::uint16_t sequence);
     /// A retransmission. False if the packet was not missing: nobody asked for it, or it came twice.
     bool on_repair(std::uint16_t sequence, il::Time stamp);
     /// Whether a NACK for the packet is in flight.
@@ -67,12 +67,13 @@ class MissingPackets {
     /// will come.
     template <class Use>
     void take_outcomes(bool is_final, const Use& use) {
-        while (!nacks_.empty() && (is_final || nacks_.front().is_over())) {
-            const Nack& nack = nacks_.front();
+        std::size_t known = 0;
+        while (known < nacks_.size() && (is_final || nacks_[known].is_over())) {
+            const Nack& nack = nacks_[known++];
             if (nack.sent != il::kNever) use(nack.outcome());
-            nacks_.pop_front();
-            ++first_nack_;
         }
+        nacks_.erase(nacks_.begin(), nacks_.begin() + static_cast<std::ptrdiff_t>(known));
+        first_nack_ += static_cast<std::uint32_t>(known);
     }
 
   private:
@@ -103,7 +104,7 @@ class MissingPackets {
 
     Settings settings_;
     std::vector<Missing> missing_;  ///< in the order of their numbers, but for those that came late
-    std::deque<Nack> nacks_;
+    std::vector<Nack> nacks_;
     std::uint32_t first_nack_ = 0;  ///< number of the first of `nacks_`
     il::Time ended_ = il::kNever;
 };

@@ -1,0 +1,86 @@
+// Retransmission: what STBs miss, and the NACKs that they send for it.
+#include "live_run.h"
+
+namespace orv::nic {
+
+using namespace iptvcd_1_bll;  // NOLINT: the records are what this file is about
+using il::kNever;
+using il::Step;
+using il::Time;
+
+/// A packet of the multicast stream, for all who view it.
+void LiveRun::note_losses(const Flow& flow, std::uint32_t reception, const Arrival& arrival, Time stamp) {
+    if (!arrival.is_numbered || (arrival.step.missing == 0 && !arrival.step.fills_gap)) return;
+    for (const std::uint32_t number : flow.viewers) {
+        const View& view = views_[stbs_[number].view];
+        // What came before its first packet is nothing that an STB misses.
+        if (view.reception != reception || view.times.first == kNever) continue;
+        if (view.unicast != kNone && unicast_views_[view.unicast].repairs)
+            note_missing(number, arrival.sequence, arrival.step, stamp);
+    }
+}
+
+void LiveRun::note_missing(std::uint32_t number, std::uint16_t sequence, const SequenceCounter::Step& step,
+                           Time stamp) {
+    MissingPackets& missing = unicast_of(stbs_[number].view)->missing;
+    if (step.fills_gap) {
+        if (missing.on_packet(sequence)) --context_.figures.packets_missed;
+    } else if (step.missing == 0) {
+        return;
+    } else {
+        context_.figures.packets_missed += missing.miss_before(sequence, step.missing, stamp);
+    }
+    schedule(number, Step::AskRepair, missing.next());
+    arm();
+}
+
+void LiveRun::ask_repair(std::uint32_t number) {
+    const std::uint32_t id = stbs_[number].view;
+    UnicastView* unicast = unicast_of(id);
+    if (!unicast || !unicast->repairs || !prepare(number, ServerKind::Repair, Step::AskRepair)) return;
+    const Time now = context_.timeline.GetNow().count();
+    ServerLink& server = server_of(number, ServerKind::Repair);
+    if (const auto request = unicast->missing.ask(now)) {
+        const std::size_t length =
+            live::WriteNack(payload_room(server), sender_of(unicast_stbs_[number], server),
+                            unicast->media_ssrc, std::span(&request->entry, 1));
+        ++context_.figures.nacks_sent;
+        send_to(server, length, {id, Act::Nack, request->number});
+        record_nacks(id, false);
+    }
+    schedule(number, Step::AskRepair, unicast->missing.next());
+}
+
+/// False if nobody asked for the packet.
+bool LiveRun::on_repair(std::uint32_t number, const live::RetransmissionPacket& packet, Time stamp) {
+    for (const std::uint32_t id : {stbs_[number].view, unicast_stbs_[number].draining}) {
+        UnicastView* unicast = unicast_of(id);
+        if (!unicast || unicast->closed || !unicast->repairs) continue;
+        if (!unicast->missing.on_repair(packet.original_sequence_number, stamp)) continue;
+        ++context_.figures.packets_repaired;
+        record_nacks(id, false);
+        return true;
+    }
+    return false;
+}
+
+/// Of the NACKs whose outcome is known.
+void LiveRun::record_nacks(std::uint32_t id, bool is_final) {
+    const View& view = views_[id];
+    const Stb& stb = stbs_[view.stb];
+    const il::PlannedBlock& block = block_of(stb);
+    const auto& test = plan_.test.rrr_test_config;
+    const Time threshold = il::ms(test.empty() ? 0 : test[0].testRetransThres);
+    unicast_of(id)->missing.take_outcomes(is_final, [&](const MissingPackets::Outcome& nack) {
+        stbox_event_rrr_s& event = context_.report.add_rrr_event(stb.block);
+        il::identify(block, channel_of(view), stb.index, event);
+        event.nack_rtp_seq_number = nack.packet_id;
+        event.nack_pkt_tx_ts = context_.counter.read(nack.sent);
+        event.last_retrans_rtp_pkt_rx_ts = context_.counter.read(nack.last_received);
+        event.flagged_retrans = threshold > 0 && nack.last_received - nack.sent > threshold;
+        event.retrans_fail = nack.failed;
+        if (context_.report.is_full()) context_.report.deliver();
+    });
+}
+
+}  // namespace orv::nic

@@ -1,0 +1,526 @@
+// Fast channel change: requests for bursts, their packets, and when multicast takes over.
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "channel_ssrc.h"
+#include "live_run.h"
+#include "orv/il/port_fault.h"
+#include "orv/nic/addresses.h"
+
+namespace orv::nic {
+
+using namespace iptvcd_1_bll;  // NOLINT: the records are what this file is about
+using il::kMillisecond;
+using il::kNever;
+using il::kSecond;
+using il::Step;
+using il::Time;
+
+namespace {
+
+/// A request is repeated after this time, and again after twice and four times as long. RFC 4585 section 3.5
+/// allows that: 5 % of the bandwidth of a channel of 2 Mbit/s is a message of 120 bytes every 10 ms.
+constexpr Time kFirstRepetition = 100 * kMillisecond;
+constexpr std::uint8_t kMostRequests = 3;
+/// Packets that come so long after a termination are answered by another one.
+constexpr Time kTerminationWay = 200 * kMillisecond;
+constexpr std::uint8_t kMostTerminations = 3;
+/// A burst is over when nothing has come for this long after its end was requested.
+constexpr Time kQuietBurst = 300 * kMillisecond;
+constexpr Time kLongestBurstEnd = 2 * kSecond;
+/// Without an upper bound for the S-bit, an STB joins when the burst has stopped without one.
+constexpr Time kStoppedBurst = kSecond;
+
+/// Delays after a trigger; a negative one is none.
+Time delay_ms(std::int32_t count) {
+    return std::max(count, 0) * kMillisecond;
+}
+
+}  // namespace
+
+void LiveRun::add_servers(const std::vector<Host>& hosts) {
+    unicast_stbs_.resize(stbs_.size());
+    for (std::uint32_t number = 0; number < stbs_.size(); ++number) {
+        Stb& stb = stbs_[number];
+        const settopBlockConfig_s& config = block_of(stb).config;
+        UnicastStb& own = unicast_stbs_[number];
+        own.due.fill(kNever);
+        own.ssrc = static_cast<std::uint32_t>(stb.random.next());
+        own.cname = fmt::format("{:016x}@{}", stb.random.next(), hosts[number].address.ip.ToString());
+        own.port = static_cast<std::uint16_t>(config.udp_source_port + stb.index * config.udp_source_port_step);
+        const auto set = [&](ServerKind kind, const ipAddress_t& address, std::uint16_t port) {
+            ServerLink& server = own.servers[static_cast<std::size_t>(kind)];
+            server.flow.source = hosts[number].address;
+            server.flow.destination = ToLiveAddress(address);
+            server.flow.source_port = own.port;
+            server.flow.destination_port = port;
+            if (server.flow.destination.IsV6() != hosts[number].address.ip.IsV6() ||
+                server.flow.destination.IsUnspecified() || server.flow.destination.IsMulticast())
+                throw il::PortFault(il::FaultCode::BadValue,
+                                    fmt::format("STB block {}: {} cannot be the server of hosts like {}",
+                                                config.stblock_handle, server.flow.destination.ToString(),
+                                                hosts[number].address.ip.ToString()));
+            server.next_hop = next_hop(hosts[number], server.flow.destination);
+            if (hosts[number].gateway_mac && server.next_hop != server.flow.destination) {
+                server.flow.destination_mac = *hosts[number].gateway_mac;
+                server.hop = ServerLink::Hop::Known;
+            }
+        };
+        if (plan_.uses_unicast()) set(ServerKind::Burst, config.fcc_server_address, config.fcc_server_port);
+        if (plan_.retransmits() && !config.rrr_stbConfig.empty() && config.rrr_stbConfig[0].stbNackEnable)
+            set(ServerKind::Repair, config.rrr_stbConfig[0].rrrServerAddr,
+                config.rrr_stbConfig[0].rrrServerPort);
+    }
+}
+
+/// kNone for a view that needs no server.
+std::uint32_t LiveRun::make_unicast_view(const View& view) {
+    if (unicast_stbs_.empty()) return kNone;
+    const il::PlannedChannel& channel = channel_of(view);
+    const auto& repairs = block_of(stbs_[view.stb]).config.rrr_stbConfig;
+    const bool asks = plan_.retransmits() && channel.nack_enable && !repairs.empty() && repairs[0].stbNackEnable;
+    if (!asks && !plan_.uses_unicast()) return kNone;
+    if (free_unicast_views_.empty()) {
+        free_unicast_views_.push_back(static_cast<std::uint32_t>(unicast_views_.size()));
+        unicast_views_.emplace_back();
+    }
+    const std::uint32_t index = free_unicast_views_.back();
+    free_unicast_views_.pop_back();
+    UnicastView& unicast = unicast_views_[index];
+    MissingPackets missing = std::move(unicast.missing);  // its memory
+    unicast = {};
+    unicast.missing = std::move(missing);
+    unicast.missing.restart(asks ? MissingPackets::Settings{il::ms(repairs[0].nackDelay),
+                                                            il::ms(repairs[0].nackInterval),
+                                                            repairs[0].nackSeqBits}
+                                 : MissingPackets::Settings{});
+    unicast.burst = Burst(context_.unicast.sbit, numbering_ == Numbering::Signature);
+    unicast.repairs = asks;
+    unicast.has_burst = plan_.uses_unicast();
+    unicast.media_ssrc = ssrc_of(context_.unicast, channel.number, groups_[channel.subscription]);
+    return index;
+}
+
+LiveRun::UnicastView* LiveRun::unicast_of(std::uint32_t id) {
+    if (id == kNone || views_[id].unicast == kNone) return nullptr;
+    return &unicast_views_[views_[id].unicast];
+}
+
+/// The next step of this kind; replaces the former one.
+void LiveRun::schedule(std::uint32_t number, Step step, Time time) {
+    Time& due = unicast_stbs_[number].due[static_cast<std::size_t>(step)];
+    if (due == time) return;
+    due = time;
+    if (time != kNever) queue_.push({time, number, step});
+}
+
+/// False for a step that was replaced.
+bool LiveRun::is_due(const il::EventQueue::Entry& entry) {
+    Time& due = unicast_stbs_[entry.stb].due[static_cast<std::size_t>(entry.step)];
+    if (due != entry.time) return false;
+    due = kNever;
+    return true;
+}
+
+// Requests.
+
+void LiveRun::begin_unicast(std::uint32_t number, Time planned) {
+    const Stb& stb = stbs_[number];
+    const profileConfig_s& profile = block_of(stb).profile;
+    for (const Step step : {Step::JoinMulticast, Step::AskBurst, Step::LeaveUnicast, Step::AskRepair})
+        schedule(number, step, kNever);
+    unicast_of(stb.view)->planned_join = planned;
+    ask_burst(number);
+    // A view that ends an interval after its first multicast packet has no end before its join.
+    if (profile.unicast_only || profile.zap_interval_type != ZapIntervalType::MTL)
+        queue_.push({end_of_view(stb), number, Step::End});
+}
+
+void LiveRun::ask_burst(std::uint32_t number) {
+    const Stb& stb = stbs_[number];
+    UnicastView* unicast = unicast_of(stb.view);
+    if (!unicast || unicast->left || unicast->burst.state() != Burst::State::Requested) return;
+    if (unicast->requests == kMostRequests) {
+        ++context_.figures.bursts_unanswered;
+        complain(number, ServerKind::Burst, ServerComplaints::Kind::Unanswered);
+        return do_without_burst(number);
+    }
+    if (!prepare(number, ServerKind::Burst, Step::AskBurst)) return;
+    UnicastStb& own = unicast_stbs_[number];
+    ServerLink& server = server_of(number, ServerKind::Burst);
+    live::RamsRequest request{.media_ssrc = unicast->media_ssrc};
+    if (const auto level = block_of(stb).config.min_buffer_level; level > 0) request.min_buffer_ms = level;
+    if (context_.unicast.max_bitrate > 0) request.max_bitrate = context_.unicast.max_bitrate;
+    const std::size_t length =
+        live::WriteRamsRequest(payload_room(server), sender_of(own, server), request);
+    const bool is_first = unicast->requests++ == 0;
+    if (is_first) ++context_.figures.bursts_requested;
+    const Time now = context_.timeline.GetNow().count();
+    send_to(server, length, is_first ? Ticket{stb.view, Act::UnicastJoin} : Ticket{});
+    schedule(number, Step::AskBurst, now + (kFirstRepetition << (unicast->requests - 1)));
+}
+
+/// Whether a message can be sent. If not, `next` follows when it can, or it is known that it never can.
+bool LiveRun::prepare(std::uint32_t number, ServerKind kind, Step next) {
+    ServerLink& server = server_of(number, kind);
+    const Time now = context_.timeline.GetNow().count();
+    if (server.hop == ServerLink::Hop::Unknown) {
+        server.hop = ServerLink::Hop::Asked;
+        context_.hops.resolve(server.flow.source, server.next_hop,
+                              [this, number, kind, next](const std::optional<live::MacAddress>& mac) {
+                                  on_hop(number, kind, next, mac);
+                              });
+    }
+    if (server.hop == ServerLink::Hop::Unreachable && next == Step::AskBurst) do_without_burst(number);
+    if (server.hop != ServerLink::Hop::Known) return false;
+    if (!context_.unicast.port_mapping || server.token_at(now)) return true;
+    if (server.requests == kMostRequests) {
+        server.requests = 0;
+        complain(number, kind, ServerComplaints::Kind::NoToken);
+        if (next == Step::AskBurst) do_without_burst(number);
+        return false;
+    }
+    // Repetitions have the same nonce (RFC 6284 section 4.1).
+    if (server.requests == 0) server.nonce = stbs_[number].random.next() | 1;
+    const std::size_t length = live::WritePortMappingRequest(
+        payload_room(server), sender_of(unicast_stbs_[number], server), server.nonce);
+    send_to(server, length, {});
+    schedule(number, next, now + (kFirstRepetition << server.requests++));
+    return false;
+}
+
+void LiveRun::on_hop(std::uint32_t number, ServerKind kind, Step next,
+                     const std::optional<live::MacAddress>& mac) {
+    ServerLink& server = server_of(number, kind);
+    server.hop = mac ? ServerLink::Hop::Known : ServerLink::Hop::Unreachable;
+    if (mac) {
+        server.flow.destination_mac = *mac;
+    } else {
+        complain(number, kind, ServerComplaints::Kind::Unreachable);
+    }
+    UnicastView* unicast = unicast_of(stbs_[number].view);
+    if (!unicast || finishing_) return;
+    const Time now = context_.timeline.GetNow().count();
+    // Whoever waited for an address is not late.
+    if (next == Step::AskBurst && unicast->requests == 0) unicast->planned_join = now;
+    schedule(number, next, now);
+    arm();
+}
+
+/// There is no burst to wait for: what it would have triggered happens now.
+void LiveRun::do_without_burst(std::uint32_t number) {
+    const Stb& stb = stbs_[number];
+    const Time now = context_.timeline.GetNow().count();
+    UnicastView& unicast = *unicast_of(stb.view);
+    unicast.burst.give_up();
+    schedule(number, Step::AskBurst, kNever);
+    // A request that could not be sent failed when the STB knew it.
+    if (unicast.join == kNever && unicast.requests == 0) unicast.join = unicast.planned_join;
+    if (!views_[stb.view].joined && !block_of(stb).profile.unicast_only)
+        schedule(number, Step::JoinMulticast, now);
+}
+
+ServerLink& LiveRun::server_of(std::uint32_t number, ServerKind kind) {
+    return unicast_stbs_[number].servers[static_cast<std::size_t>(kind)];
+}
+
+std::span<std::byte> LiveRun::payload_room(const ServerLink& server) {
+    return std::span(message_).subspan(live::UdpPayloadOffset(server.flow));
+}
+
+live::RtcpSender LiveRun::sender_of(const UnicastStb& stb, const ServerLink& server) const {
+    return {.ssrc = stb.ssrc,
+            .cname = stb.cname,
+            .reduced_size = context_.unicast.reduced_size,
+            .token = server.token_at(context_.timeline.GetNow().count())};
+}
+
+/// A message of `length` bytes that is in payload_room().
+void LiveRun::send_to(const ServerLink& server, std::size_t length, const Ticket& ticket) {
+    const std::size_t frame = live::WriteUdpHeaders(message_, server.flow, length);
+    current_ = ticket;
+    send(std::span(message_).first(frame));
+}
+
+void LiveRun::complain(std::uint32_t number, ServerKind kind, ServerComplaints::Kind what,
+                       std::uint16_t code) {
+    const ServerLink& server = server_of(number, kind);
+    const Stb& stb = stbs_[number];
+    complaints_.add(what,
+                    {server.flow.destination, server.flow.destination_port,
+                     block_of(stb).config.stblock_handle, stb.index + 1},
+                    code);
+}
+
+// Triggers.
+
+/// The request for the burst has left.
+void LiveRun::on_unicast_join(std::uint32_t id, Time stamp) {
+    UnicastView& unicast = *unicast_of(id);
+    unicast.join = stamp;
+    const std::uint32_t number = views_[id].stb;
+    if (stbs_[number].view != id) return;
+    const profileConfig_s& profile = block_of(stbs_[number]).profile;
+    if (plan_.test.mcast_join_trigger == MulticastJoinTriggerType::UNICAST_JOIN_AND_DELAY &&
+        !profile.unicast_only && !views_[id].joined)
+        schedule(number, Step::JoinMulticast, stamp + delay_ms(profile.mcast_join_trigger_delay));
+    if (plan_.test.unicast_leave_trigger == UnicastLeaveTriggerType::UNICAST_JOIN_AND_DELAY &&
+        !profile.unicast_only && !profile.unicast_stay)
+        schedule(number, Step::LeaveUnicast, stamp + delay_ms(profile.unicast_leave_trigger_delay));
+    arm();
+}
+
+/// With the S-bit as the trigger: when it has come, or should have come.
+void LiveRun::plan_multicast_join(std::uint32_t number) {
+    const Stb& stb = stbs_[number];
+    const profileConfig_s& profile = block_of(stb).profile;
+    if (plan_.test.mcast_join_trigger != MulticastJoinTriggerType::SBIT_AND_DELAY ||
+        profile.unicast_only || views_[stb.view].joined)
+        return;
+    const Burst& burst = unicast_of(stb.view)->burst;
+    Time trigger = burst.first_with_sbit();
+    if (trigger == kNever) trigger = burst.announced_sbit();
+    if (trigger == kNever) {
+        const Time longest = plan_.test.max_sbit_delay > 0 ? il::ms(plan_.test.max_sbit_delay) : kStoppedBurst;
+        // Without a bound, the time counts from the last packet: on_join_due() moves it.
+        trigger = burst.first() + longest;
+    }
+    schedule(number, Step::JoinMulticast, trigger + delay_ms(profile.mcast_join_trigger_delay));
+}
+
+void LiveRun::on_join_due(std::uint32_t number, Time planned) {
+    const Stb& stb = stbs_[number];
+    if (stb.view == kNone || views_[stb.view].joined) return;
+    const Burst& burst = unicast_of(stb.view)->burst;
+    const Time now = context_.timeline.GetNow().count();
+    const bool waits = plan_.test.mcast_join_trigger == MulticastJoinTriggerType::SBIT_AND_DELAY &&
+                       plan_.test.max_sbit_delay == 0 && burst.state() == Burst::State::Accepted &&
+                       burst.first_with_sbit() == kNever && burst.announced_sbit() == kNever;
+    if (waits && now - burst.last() < kStoppedBurst) {
+        schedule(number, Step::JoinMulticast, std::max(burst.last() + kStoppedBurst, now + kMillisecond));
+        return;
+    }
+    join_multicast(number, planned);
+    if (block_of(stb).profile.zap_interval_type == ZapIntervalType::MTL)
+        queue_.push({end_of_view(stb), number, Step::End});
+}
+
+void LiveRun::on_first_multicast(std::uint32_t id, const Arrival& packet) {
+    UnicastView* unicast = unicast_of(id);
+    if (!unicast) return;
+    if (packet.is_numbered) {
+        unicast->first_multicast = packet.sequence;
+        unicast->media_ssrc = packet.ssrc;
+    }
+    const std::uint32_t number = views_[id].stb;
+    if (!unicast->has_burst || unicast->left || stbs_[number].view != id) return;
+    const profileConfig_s& profile = block_of(stbs_[number]).profile;
+    if (plan_.test.unicast_leave_trigger != UnicastLeaveTriggerType::MULTICAST_PKT_AND_DELAY ||
+        profile.unicast_stay)
+        return;
+    const Time from = std::max(views_[id].times.first, views_[id].times.join);
+    schedule(number, Step::LeaveUnicast, from + delay_ms(profile.unicast_leave_trigger_delay));
+    arm();
+}
+
+void LiveRun::leave_unicast(std::uint32_t id, Time planned) {
+    UnicastView* unicast = unicast_of(id);
+    if (!unicast || !unicast->has_burst || unicast->left) return;
+    unicast->left = true;
+    unicast->planned_leave = planned;
+    // A refused request needs no end (RFC 6285 section 6.2, step 9), one that was never sent has none.
+    if (unicast->burst.state() == Burst::State::Refused || unicast->requests == 0) {
+        unicast->leave = context_.timeline.GetNow().count();
+        return;
+    }
+    send_termination(id, Act::UnicastLeave);
+}
+
+void LiveRun::send_termination(std::uint32_t id, Act act) {
+    UnicastView& unicast = *unicast_of(id);
+    const std::uint32_t number = views_[id].stb;
+    ServerLink& server = server_of(number, ServerKind::Burst);
+    ++unicast.terminations;
+    // The view goes on: the burst ends where multicast began. Otherwise at once.
+    const bool goes_on = stbs_[number].view == id;
+    const std::optional<std::uint32_t> until =
+        goes_on && unicast.first_multicast ? std::optional<std::uint32_t>(*unicast.first_multicast)
+                                           : std::nullopt;
+    const std::size_t length =
+        live::WriteRamsTermination(payload_room(server), sender_of(unicast_stbs_[number], server),
+                                   unicast.media_ssrc, until);
+    send_to(server, length, act == Act::Repeat ? Ticket{} : Ticket{id, act});
+}
+
+/// The STB has left the channel.
+void LiveRun::end_unicast(std::uint32_t id, Time planned) {
+    const std::uint32_t number = views_[id].stb;
+    UnicastView& unicast = *unicast_of(id);
+    for (const Step step : {Step::JoinMulticast, Step::AskBurst, Step::LeaveUnicast, Step::AskRepair})
+        schedule(number, step, kNever);
+    leave_unicast(id, planned);
+    unicast.missing.end(context_.timeline.GetNow().count());
+    UnicastStb& own = unicast_stbs_[number];
+    if (const std::uint32_t former = std::exchange(own.draining, id); former != kNone) close_unicast(former);
+    draining_.push_back(id);
+    if (watch_timer_ == 0) watch();
+}
+
+void LiveRun::close_unicast(std::uint32_t id) {
+    UnicastView& unicast = *unicast_of(id);
+    if (unicast.closed) return;
+    record_nacks(id, true);
+    unicast.closed = true;
+    // The frame that should have ended the burst is still in flight.
+    if (unicast.has_burst && unicast.leave == kNever) unicast.leave = context_.timeline.GetNow().count();
+    UnicastStb& own = unicast_stbs_[views_[id].stb];
+    if (own.draining == id) own.draining = kNone;
+    std::erase(draining_, id);
+    conclude(id);
+}
+
+/// Whether nothing more comes from servers.
+bool LiveRun::has_drained(std::uint32_t id, Time now) {
+    const UnicastView& unicast = *unicast_of(id);
+    if (unicast.missing.is_waiting(now)) return false;
+    if (!unicast.has_burst || unicast.join == kNever) return true;
+    if (unicast.leave == kNever) return false;
+    const Time since = std::max(unicast.burst.last(), unicast.leave);
+    return now - since >= kQuietBurst || now - unicast.leave >= kLongestBurstEnd;
+}
+
+void LiveRun::watch_draining(Time now) {
+    for (std::size_t i = draining_.size(); i > 0; --i)
+        if (has_drained(draining_[i - 1], now)) close_unicast(draining_[i - 1]);
+}
+
+// What servers send.
+
+void LiveRun::on_unicast(const live::ParsedFrame& frame, const live::UdpPacket& packet, Time stamp) {
+    if (unicast_stbs_.empty()) return;
+    const auto link = links_.find(frame.vlan);
+    const auto found = link ? own_addresses_.find({*link, packet.destination}) : own_addresses_.end();
+    if (found == own_addresses_.end()) return;
+    const std::uint32_t number = found->second;
+    const UnicastStb& own = unicast_stbs_[number];
+    if (packet.destination_port != own.port) return;
+    const auto is_from = [&](ServerKind kind) {
+        return server_of(number, kind).is_from_here(packet.source, packet.source_port);
+    };
+    const bool from_burst = plan_.uses_unicast() && is_from(ServerKind::Burst);
+    const bool from_repair = plan_.retransmits() && is_from(ServerKind::Repair);
+    if (!from_burst && !from_repair) return;
+    if (live::IsRtcp(packet.payload))
+        return on_server_message(number, from_burst ? ServerKind::Burst : ServerKind::Repair, packet.payload);
+    const auto sent_again = live::ReadRetransmission(packet.payload);
+    if (!sent_again) return;
+    if (from_repair && on_repair(number, *sent_again, stamp)) return;
+    if (from_burst) on_burst_packet(number, *sent_again, stamp);
+}
+
+void LiveRun::on_server_message(std::uint32_t number, ServerKind kind, std::span<const std::byte> payload) {
+    const UnicastStb& own = unicast_stbs_[number];
+    ServerLink& server = server_of(number, kind);
+    const Time now = context_.timeline.GetNow().count();
+    for (const live::RtcpMessage& message : live::ReadRtcp(payload)) {
+        if (const auto* information = std::get_if<live::RamsInformation>(&message)) {
+            on_information(number, *information);
+        } else if (const auto* mapping = std::get_if<live::PortMappingResponse>(&message)) {
+            if (mapping->client_ssrc != own.ssrc || mapping->token.nonce != server.nonce ||
+                server.requests == 0 || mapping->relative_expiration_s == 0)
+                continue;
+            server.token.assign(mapping->token.bytes.begin(), mapping->token.bytes.end());
+            server.absolute_expiration = mapping->token.absolute_expiration;
+            server.token_expires = now + Time{mapping->relative_expiration_s} * kSecond;
+            server.requests = 0;
+            if (stbs_[number].view == kNone || finishing_) continue;
+            schedule(number, kind == ServerKind::Burst ? Step::AskBurst : Step::AskRepair, now);
+            arm();
+        } else if (const auto* failure = std::get_if<live::TokenVerificationFailure>(&message)) {
+            if (failure->client_ssrc != own.ssrc || !server.token_at(now)) continue;
+            complain(number, kind, ServerComplaints::Kind::RejectsToken);
+            server.token_expires = kNever;  // the next message asks for another one
+        }
+    }
+}
+
+void LiveRun::on_information(std::uint32_t number, const live::RamsInformation& information) {
+    const std::uint32_t id = stbs_[number].view;
+    UnicastView* unicast = unicast_of(id);
+    if (!unicast || !unicast->has_burst || unicast->requests == 0) return;
+    if (information.media_ssrc != unicast->media_ssrc) {
+        // About the channel before, or the server knows better which stream this channel is.
+        const UnicastView* before = unicast_of(unicast_stbs_[number].draining);
+        if (before && before->media_ssrc == information.media_ssrc) return;
+        if (unicast->burst.state() != Burst::State::Requested) return;
+        unicast->media_ssrc = information.media_ssrc;
+    }
+    const bool was_refused = unicast->burst.state() == Burst::State::Refused;
+    const Burst::Reaction reaction = unicast->burst.on_information(information);
+    if (reaction == Burst::Reaction::None) {
+        if (unicast->burst.state() != Burst::State::Accepted) return;
+        schedule(number, Step::AskBurst, kNever);
+        if (unicast->burst.announced_sbit() != kNever) plan_multicast_join(number);
+    } else if (!was_refused) {
+        ++context_.figures.bursts_refused;
+        complain(number, ServerKind::Burst, ServerComplaints::Kind::Refused, information.response);
+        if (reaction == Burst::Reaction::Terminate) send_termination(id, Act::Repeat);
+        do_without_burst(number);
+    }
+    arm();
+}
+
+void LiveRun::on_burst_packet(std::uint32_t number, const live::RetransmissionPacket& packet, Time stamp) {
+    UnicastStb& own = unicast_stbs_[number];
+    const auto is_of = [&](std::uint32_t id) {
+        const UnicastView* unicast = unicast_of(id);
+        return unicast && unicast->has_burst && unicast->burst.ssrc() == packet.ssrc;
+    };
+    std::uint32_t id = stbs_[number].view;
+    if (!is_of(id)) {
+        if (is_of(own.draining)) {
+            id = own.draining;
+        } else {
+            // The first packet of a burst tells which stream it is.
+            const UnicastView* unicast = unicast_of(id);
+            if (!unicast || !unicast->has_burst || unicast->requests == 0 || unicast->burst.ssrc()) return;
+        }
+    }
+    UnicastView& unicast = *unicast_of(id);
+    if (unicast.closed) return;
+    const bool is_first = unicast.burst.first() == kNever;
+    const bool had_sbit = unicast.burst.first_with_sbit() != kNever;
+    const auto step = unicast.burst.on_packet(packet, stamp);
+    if (numbering_ == Numbering::Signature && !unicast.burst.has_right_number())
+        complain(number, ServerKind::Burst, ServerComplaints::Kind::WrongNumbers);
+    if (unicast.repairs && stbs_[number].view == id) note_missing(number, packet.original_sequence_number, step, stamp);
+    if (unicast.left) return on_packet_after_leave(id, stamp);
+    if (!is_first && (had_sbit || unicast.burst.first_with_sbit() == kNever)) return;
+    schedule(number, Step::AskBurst, kNever);
+    plan_multicast_join(number);
+    arm();
+}
+
+/// Repeats the request to end a burst that goes on.
+void LiveRun::on_packet_after_leave(std::uint32_t id, Time stamp) {
+    UnicastView& unicast = *unicast_of(id);
+    if (unicast.leave == kNever || stamp - unicast.leave < unicast.terminations * kTerminationWay) return;
+    if (unicast.terminations < kMostTerminations) return send_termination(id, Act::Repeat);
+    if (std::exchange(unicast.sends_on, true)) return;
+    complain(views_[id].stb, ServerKind::Burst, ServerComplaints::Kind::SendsOn);
+}
+
+/// As on a simulated port; an S-bit that comes before its lower bound has failed, too.
+bool LiveRun::has_sbit_failed(const View& view) const {
+    const Burst& burst = unicast_views_[view.unicast].burst;
+    const Time least = il::ms(plan_.test.min_sbit_delay), most = il::ms(plan_.test.max_sbit_delay);
+    const bool is_waited_for =
+        most > 0 || plan_.test.mcast_join_trigger == MulticastJoinTriggerType::SBIT_AND_DELAY;
+    if (!is_waited_for || burst.first() == kNever) return false;
+    if (burst.first_with_sbit() == kNever) return !view.ended_by_test;
+    const Time delay = burst.first_with_sbit() - burst.first();
+    return (most > 0 && delay > most) || delay < least;
+}
+
+}  // namespace orv::nic
