@@ -13,6 +13,7 @@
 #include "hash.h"
 #include "host_stacks.h"
 #include "links.h"
+#include "next_hops.h"
 #include "orv/il/event_queue.h"
 #include "orv/il/result_report.h"
 #include "orv/il/run_plan.h"
@@ -36,6 +37,8 @@ struct RunContext {
     il::ResultReport& report;
     LiveFigures& figures;
     std::size_t mtu;  ///< of IP packets of hosts, bytes
+    NextHops& hops;   ///< forget those who wait when the run is over
+    const UnicastSettings& unicast;
 };
 
 /// Makes every STB of a plan a membership host of its own, and event records of what happens to its frames.
