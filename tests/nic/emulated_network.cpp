@@ -106,8 +106,10 @@ std::set<std::string> EmulatedNetwork::GetMemberships() const {
 
 EmulatedPort::EmulatedPort(const orv::nic::MembershipSettings& settings, orv::il::ITimeline& timeline,
                            EmulatedNetwork& network, Send send, HangUp hang_up)
-    : world({.name = "Port 1", .interface = {}, .membership = settings}, {timeline, network, figures, 1500},
-            [this] { ++runs_over; }),
+    : world(
+          {.name = "Port 1", .interface = {}, .membership = settings},
+          {timeline, network, figures, 1500, [this](const std::string& what) { complaints.push_back(what); }},
+          [this] { ++runs_over; }),
       core("Port 1", {}, 1, world, timeline, std::move(send), std::move(hang_up)) {
     network.to_port = [this](const SeenFrame& frame) { world.on_seen(frame, frame.stamp); };
 }

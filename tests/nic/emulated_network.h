@@ -79,6 +79,7 @@ class EmulatedPort : public orv::il::ISoftwarePort {
     void ChannelsChange(const std::function<void()>& change) override { core.channels_change(change); }
 
     orv::nic::LiveFigures figures;
+    std::vector<std::string> complaints;
     int runs_over = 0;
     orv::nic::LiveWorld world;
     orv::il::PortCore core;

@@ -320,6 +320,46 @@ TEST_F(LivePortTest, AnswersForItsHosts) {
     EXPECT_TRUE(wire.WaitFor([&](const auto& seen) { return std::ranges::equal(seen.bytes, expected); }));
 }
 
+TEST_F(LivePortTest, ShowsWhatItsHostsSendButNotTheStreams) {
+    orv::nic::PacketLink link(pair_->near);
+    const std::vector<std::uint16_t> links[] = {{}, {100}, {100, 7}};
+    std::vector<std::string> expected, seen;
+    std::array<std::byte, orv::live::kMaxFrameLength> frame;
+    const auto send = [&](std::size_t length, bool is_shown) {
+        std::ranges::copy(std::span(frame).first(length), link.room().begin());
+        link.commit(length);
+        link.flush();
+        if (is_shown) expected.push_back(hex_text(std::span(frame).first(length)));
+    };
+    for (const bool is_v6 : {false, true}) {
+        for (const auto& vlans : links) {
+            const HostAddress host = host_of(0, vlans, is_v6), other = host_of(1, vlans, is_v6);
+            const orv::live::IpAddress group = ip(is_v6 ? "ff1e::1" : "225.0.0.1");
+            orv::live::UdpFlow flow{host, orv::live::MulticastMac(group), group, 5000, 5004};
+            send(WriteUdpHeaders(frame, flow, 40), false);
+            flow.destination = other.ip;
+            flow.destination_mac = other.mac;
+            send(WriteUdpHeaders(frame, flow, 40), true);
+            send(is_v6 ? WriteNeighborAdvertisement(frame, host, other.mac, other.ip)
+                       : WriteArpReply(frame, host, other.mac, other.ip),
+                 false);
+            const HostAddress member{host.mac, is_v6 ? orv::live::LinkLocalAddress(host.mac) : host.ip,
+                                     host.vlan};
+            send(WriteMembershipReport(
+                     frame, member,
+                     is_v6 ? orv::live::MembershipVersion::Mld1 : orv::live::MembershipVersion::Igmp2, group),
+                 true);
+        }
+    }
+    const auto deadline = std::chrono::steady_clock::now() + kPatience;
+    while (seen.size() < expected.size() && std::chrono::steady_clock::now() < deadline) {
+        link.receive([&](const orv::nic::SeenFrame& one) {
+            if (one.is_outgoing) seen.push_back(hex_text(one.bytes));
+        });
+    }
+    EXPECT_EQ(expected, seen);
+}
+
 /// An interface that takes frames more slowly than hosts make them.
 TEST_F(LivePortTest, EveryFrameLeavesThroughANarrowLink) {
     // 5 Mbit/s; the rest is queued.

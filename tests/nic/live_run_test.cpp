@@ -363,12 +363,7 @@ TEST(LiveRun, SaysWhatItCannotRun) {
     using Test = LiveScenario;
     const ipAddress_t beyond{0, {.v4 = {{239, 255, 255, 250}}}}, v6{1, {.v6 = {{0xff, 0x1e}}}},
         source{1, {.v6 = {{0x20, 1, 0xd, 0xb8}}}};
-    const std::string not_offered = " is not offered by live ports";
     const std::pair<std::function<void(Test&, Scenario&)>, std::string> cases[] = {
-        {[](Test&, Scenario& s) { s.test.test_type = TestType::FAST_CHANNEL_CHANGE; },
-         "the test type fast channel change" + not_offered},
-        {[](Test&, Scenario& s) { s.test.test_type = TestType::RELIABLE_RETRANSMISSION; },
-         "the test type RTP retransmission" + not_offered},
         {[](Test&, Scenario& s) { s.blocks[0].settop_count = 3; },
          "STB block 3 has 3 STBs, and interface 5 only 2 hosts"},
         {[](Test&, Scenario& s) { s.blocks[0].vif_handle = 6; }, "there is no interface with handle 6"},

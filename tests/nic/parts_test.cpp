@@ -11,8 +11,10 @@
 
 #include "emulated_network.h"
 #include "host_stacks.h"
+#include "il/fake_timeline.h"
 #include "live/sample_frames.h"
 #include "neighbours.h"
+#include "next_hops.h"
 #include "orv/il/port_fault.h"
 #include "orv/live/frame.h"
 #include "orv/live/stream_packet.h"
@@ -230,6 +232,107 @@ TEST(Neighbours, AnswersNoFlood) {
     LastFrame sink;
     for (int i = 0; i < 10'000; ++i) neighbours.on_frame(question, i * 10'000, sink);  // 100 ms
     EXPECT_EQ(1000, sink.frames);
+}
+
+/// Frames by the time at which they were sent, and what came of the requests.
+class NextHopsTest : public ::testing::Test, public orv::nic::FrameSink {
+  protected:
+    bool send(std::span<const std::byte> frame) override {
+        sent_.push_back(hex_text(frame));
+        times_ms_.push_back(static_cast<int>(timeline_.GetNow() / orv::il::Nanoseconds(kMillisecond)));
+        return true;
+    }
+    void Resolve(const HostAddress& asker, const std::string& hop) {
+        hops_.resolve(asker, ip(hop), [this](const auto& mac) {
+            told_.push_back(mac ? fmt::format("{:02x}", mac->bytes[5]) : "nobody");
+        });
+    }
+    template <class Message>
+    void Hear(const HostAddress& on_link, const Message& message) {
+        ParsedFrame frame;
+        frame.vlan = on_link.vlan;
+        frame.content = message;
+        hops_.on_frame(frame);
+    }
+    static MacAddress Mac(std::uint8_t last) { return {{2, 0, 0, 0, 1, last}}; }
+    void RunTo(int time_ms) { timeline_.RunTo(std::chrono::milliseconds(time_ms)); }
+
+    FakeTimeline timeline_;
+    orv::nic::NextHops hops_{timeline_, *this};
+    std::vector<std::string> sent_, told_;
+    std::vector<int> times_ms_;
+};
+
+TEST_F(NextHopsTest, OneRequestServesAllOfALink) {
+    for (const bool is_v6 : {false, true}) {
+        SCOPED_TRACE(is_v6);
+        const HostAddress asker = host_of(0, {100, 7}, is_v6);
+        const std::string hop = is_v6 ? "fe80::fe" : "10.0.0.254";
+        const auto hear = [&](const HostAddress& where, std::uint8_t mac, bool is_override) {
+            is_v6 ? Hear(where, NeighborAdvertisement{ip(hop), Mac(mac), true, is_override})
+                  : Hear(where, ArpReply{Mac(mac), ip(hop)});
+        };
+        sent_.clear();
+        told_.clear();
+        hear(asker, 1, true);  // nobody has asked
+        Resolve(asker, hop);
+        Resolve(host_of(1, {100, 7}, is_v6), hop);
+        std::array<std::byte, kMaxFrameLength> frame;
+        const std::size_t length =
+            is_v6 ? WriteNeighborSolicitation(frame, asker, ip(hop)) : WriteArpRequest(frame, asker, ip(hop));
+        const std::string request = hex_text(std::span(frame).first(length));
+        EXPECT_EQ(std::vector{request}, sent_);
+        hear(host_of(0, {100, 8}, is_v6), 1, true);  // on another link
+        Hear(asker, ArpReply{{{3, 0, 0, 0, 0, 1}}, ip(hop)});
+        Hear(asker, NeighborAdvertisement{ip(hop), {{0x33, 0x33, 0, 0, 0, 1}}, true, true});
+        EXPECT_EQ(std::vector<std::string>(), told_);
+        hear(asker, 9, false);
+        Resolve(asker, hop);
+        hear(asker, 10, false);  // not allowed to replace what is known
+        Resolve(asker, hop);
+        hear(asker, 11, true);
+        Resolve(asker, hop);
+        EXPECT_EQ((std::vector<std::string>{"09", "09", "09", is_v6 ? "09" : "0a", "0b"}), told_);
+        EXPECT_EQ(std::vector{request}, sent_);
+        EXPECT_EQ(0u, timeline_.GetPending());
+        hops_.forget();
+        RunTo(is_v6 ? 10'001 : 1);
+        Resolve(asker, hop);
+        EXPECT_EQ((std::vector{request, request}), sent_);
+        hops_.forget();
+        RunTo(is_v6 ? 20'000 : 10'000);
+        EXPECT_EQ(5u, told_.size());
+    }
+    Resolve(host_of(0), "10.0.0.253");
+    Hear(host_of(0), ArpRequest{Mac(9), ip("10.0.0.253"), ip("10.0.0.253")});  // an announcement
+    EXPECT_EQ("09", told_.back());
+}
+
+TEST_F(NextHopsTest, GivesUpAfterThreeRequests) {
+    Resolve(host_of(0), "10.0.0.254");
+    RunTo(500);
+    Resolve(host_of(1), "10.0.0.254");
+    RunTo(2'999);
+    EXPECT_EQ((std::vector{0, 1'000, 2'000}), times_ms_);
+    EXPECT_EQ(std::vector<std::string>(), told_);
+    RunTo(3'000);
+    EXPECT_EQ((std::vector<std::string>{"nobody", "nobody"}), told_);
+    Resolve(host_of(0), "10.0.0.254");
+    RunTo(4'000);
+    EXPECT_EQ((std::vector{0, 1'000, 2'000, 3'000, 4'000}), times_ms_);
+}
+
+TEST_F(NextHopsTest, ThousandsOfLinksAreAskedOneAfterTheOther) {
+    constexpr std::uint16_t kLinks = 2'500;
+    for (std::uint16_t id = 0; id < kLinks; ++id) Resolve(host_of(0, {id}), "10.0.0.254");
+    EXPECT_EQ(1u, sent_.size());
+    RunTo(999);
+    EXPECT_EQ(1'000u, sent_.size());
+    RunTo(20'000);
+    EXPECT_EQ(3u * kLinks, sent_.size());
+    EXPECT_EQ(std::vector<std::string>(kLinks, "nobody"), told_);
+    for (std::size_t i = 1'001; i < times_ms_.size(); ++i)
+        ASSERT_LE(1'000, times_ms_[i] - times_ms_[i - 1'000]);
 }
 
 TEST(QueryGate, LetsPassWhatSaysMoreThanTheOneBefore) {

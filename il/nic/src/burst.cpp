@@ -61,7 +61,8 @@ Time Burst::announced_sbit() const {
 
 bool Burst::has_sbit(const live::RetransmissionPacket& packet, Time stamp) {
     has_extension_ = has_extension_ || packet.has_extension;
-    if (sbit_ == Sbit::HeaderExtension || (sbit_ == Sbit::Automatic && has_extension_)) return packet.has_sbit;
+    if (sbit_ == Sbit::HeaderExtension || (sbit_ == Sbit::Automatic && has_extension_))
+        return packet.has_sbit;
     const Time announced = announced_sbit();
     return announced != kNever && stamp >= announced;
 }

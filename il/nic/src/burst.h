@@ -53,8 +53,8 @@ class Burst {
     /// When the packets get the S-bit, if the server has announced it; kNever if not.
     il::Time announced_sbit() const;
 
-    /// Fills in times and counts of packets, and their distance from `first_multicast`, the number of the first
-    /// packet of the multicast stream.
+    /// Fills in times and counts of packets, and their distance from `first_multicast`, the number of the
+    /// first packet of the multicast stream.
     void fill_in(const il::TickCounter& counter, std::optional<std::uint16_t> first_multicast,
                  iptvcd_1_bll::stbox_event_s& event) const;
 
@@ -69,7 +69,7 @@ class Burst {
     bool has_sbit(const live::RetransmissionPacket& packet, il::Time stamp);
 
     UnicastSettings::Sbit sbit_ = UnicastSettings::Sbit::Automatic;
-    bool is_signed_ = false;      ///< packets have a signature
+    bool is_signed_ = false;  ///< packets have a signature
     bool has_right_number_ = true;
     bool has_extension_ = false;  ///< the server marks packets itself
     State state_ = State::Requested;

@@ -44,7 +44,8 @@ class LivePort::Impl {
           link_(setup_.interface),
           sink_(link_),
           sender_(link_, clock_, figures_),
-          world_(setup_, {work_, sink_, figures_, link_.get_mtu()}, [this] { look_for_complaints(); }),
+          world_(setup_, {work_, sink_, figures_, link_.get_mtu(), complain},
+                 [this] { look_for_complaints(); }),
           complaints_(std::move(complain)),
           hang_up_(std::move(hang_up)),
           core_(

@@ -54,7 +54,8 @@ struct RunContext {
 /// when no more packets come, or another STB of the link joins the channel: only then is there a record.
 ///
 /// With fast channel change, a view begins with the request for a burst (live_run_unicast.cpp), and the
-/// multicast join follows its trigger. With retransmission, STBs ask for what they miss (live_run_repairs.cpp).
+/// multicast join follows its trigger. With retransmission, STBs ask for what they miss
+/// (live_run_repairs.cpp).
 class LiveRun : public il::Run {
   public:
     /// `hosts`: by STB of the port. Throws PortFault if a host does not use its block's protocol, or that
@@ -102,7 +103,7 @@ class LiveRun : public il::Run {
         bool undecided = false;         ///< the test ended before it was known whether the join failed
         bool joined = false;            ///< the multicast stream
         bool ended_by_test = false;
-        bool closed = false;            ///< nothing more is known of the multicast stream
+        bool closed = false;  ///< nothing more is known of the multicast stream
         il::Time planned_join = il::kNever, planned_leave = il::kNever;  ///< kNever: not planned
         il::ViewTimes times;
         il::Packets before;  ///< counted by the reception before the first packet
@@ -118,11 +119,11 @@ class LiveRun : public il::Run {
         il::Time join = il::kNever, leave = il::kNever;  ///< seen leaving
         std::optional<std::uint16_t> first_multicast;    ///< sequence number
         std::uint8_t requests = 0, terminations = 0;     ///< messages sent
-        bool has_burst = false;     ///< it has asked for one, or is about to
-        bool repairs = false;       ///< it asks for lost packets
-        bool left = false;          ///< the burst
-        bool sends_on = false;      ///< the server, after its end was requested
-        bool closed = false;        ///< packets from servers are no longer counted
+        bool has_burst = false;                          ///< it has asked for one, or is about to
+        bool repairs = false;                            ///< it asks for lost packets
+        bool left = false;                               ///< the burst
+        bool sends_on = false;                           ///< the server, after its end was requested
+        bool closed = false;                             ///< packets from servers are no longer counted
     };
 
     enum class Act : std::uint8_t { Join, Leave, UnicastJoin, UnicastLeave, Nack, Repeat };
@@ -136,7 +137,7 @@ class LiveRun : public il::Run {
         std::uint32_t ssrc = 0;
         std::string cname;
         std::uint16_t port = 0;
-        std::array<ServerLink, 2> servers;  ///< by ServerKind
+        std::array<ServerLink, 2> servers;       ///< by ServerKind
         std::array<il::Time, il::kSteps> due{};  ///< when its next step of each kind is due; kNever: never
         std::uint32_t draining = kNone;          ///< a former view that packets may still come for
     };

@@ -55,8 +55,8 @@ void LiveRun::close(std::uint32_t id) {
 void LiveRun::conclude(std::uint32_t id) {
     const View& view = views_[id];
     if (!is_concluded(view)) return;
-    const bool has_begun = view.times.join != kNever ||
-                           (view.unicast != kNone && unicast_views_[view.unicast].join != kNever);
+    const bool has_begun =
+        view.times.join != kNever || (view.unicast != kNone && unicast_views_[view.unicast].join != kNever);
     if (has_begun && !view.unseen && !view.undecided) record(view);
     release(id);
 }
@@ -128,8 +128,8 @@ bool LiveRun::is_undecided(const View& view, Time now) const {
     if (view.joined && waits(view.times.join, view.times.first, profile.join_latency_threshold)) return true;
     if (view.unicast == kNone || !unicast_views_[view.unicast].has_burst) return false;
     const UnicastView& unicast = unicast_views_[view.unicast];
-    const bool may_come = unicast.burst.state() == Burst::State::Requested ||
-                          unicast.burst.state() == Burst::State::Accepted;
+    const bool may_come =
+        unicast.burst.state() == Burst::State::Requested || unicast.burst.state() == Burst::State::Accepted;
     return may_come && waits(unicast.join, unicast.burst.first(), profile.unicast_join_threshold);
 }
 

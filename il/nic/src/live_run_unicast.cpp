@@ -48,7 +48,8 @@ void LiveRun::add_servers(const std::vector<Host>& hosts) {
         own.due.fill(kNever);
         own.ssrc = static_cast<std::uint32_t>(stb.random.next());
         own.cname = fmt::format("{:016x}@{}", stb.random.next(), hosts[number].address.ip.ToString());
-        own.port = static_cast<std::uint16_t>(config.udp_source_port + stb.index * config.udp_source_port_step);
+        own.port =
+            static_cast<std::uint16_t>(config.udp_source_port + stb.index * config.udp_source_port_step);
         const auto set = [&](ServerKind kind, const ipAddress_t& address, std::uint16_t port) {
             ServerLink& server = own.servers[static_cast<std::size_t>(kind)];
             server.flow.source = hosts[number].address;
@@ -79,7 +80,8 @@ std::uint32_t LiveRun::make_unicast_view(const View& view) {
     if (unicast_stbs_.empty()) return kNone;
     const il::PlannedChannel& channel = channel_of(view);
     const auto& repairs = block_of(stbs_[view.stb]).config.rrr_stbConfig;
-    const bool asks = plan_.retransmits() && channel.nack_enable && !repairs.empty() && repairs[0].stbNackEnable;
+    const bool asks =
+        plan_.retransmits() && channel.nack_enable && !repairs.empty() && repairs[0].stbNackEnable;
     if (!asks && !plan_.uses_unicast()) return kNone;
     if (free_unicast_views_.empty()) {
         free_unicast_views_.push_back(static_cast<std::uint32_t>(unicast_views_.size()));
@@ -152,8 +154,7 @@ void LiveRun::ask_burst(std::uint32_t number) {
     live::RamsRequest request{.media_ssrc = unicast->media_ssrc};
     if (const auto level = block_of(stb).config.min_buffer_level; level > 0) request.min_buffer_ms = level;
     if (context_.unicast.max_bitrate > 0) request.max_bitrate = context_.unicast.max_bitrate;
-    const std::size_t length =
-        live::WriteRamsRequest(payload_room(server), sender_of(own, server), request);
+    const std::size_t length = live::WriteRamsRequest(payload_room(server), sender_of(own, server), request);
     const bool is_first = unicast->requests++ == 0;
     if (is_first) ++context_.figures.bursts_requested;
     const Time now = context_.timeline.GetNow().count();
@@ -275,14 +276,15 @@ void LiveRun::on_unicast_join(std::uint32_t id, Time stamp) {
 void LiveRun::plan_multicast_join(std::uint32_t number) {
     const Stb& stb = stbs_[number];
     const profileConfig_s& profile = block_of(stb).profile;
-    if (plan_.test.mcast_join_trigger != MulticastJoinTriggerType::SBIT_AND_DELAY ||
-        profile.unicast_only || views_[stb.view].joined)
+    if (plan_.test.mcast_join_trigger != MulticastJoinTriggerType::SBIT_AND_DELAY || profile.unicast_only ||
+        views_[stb.view].joined)
         return;
     const Burst& burst = unicast_of(stb.view)->burst;
     Time trigger = burst.first_with_sbit();
     if (trigger == kNever) trigger = burst.announced_sbit();
     if (trigger == kNever) {
-        const Time longest = plan_.test.max_sbit_delay > 0 ? il::ms(plan_.test.max_sbit_delay) : kStoppedBurst;
+        const Time longest =
+            plan_.test.max_sbit_delay > 0 ? il::ms(plan_.test.max_sbit_delay) : kStoppedBurst;
         // Without a bound, the time counts from the last packet: on_join_due() moves it.
         trigger = burst.first() + longest;
     }
@@ -344,12 +346,11 @@ void LiveRun::send_termination(std::uint32_t id, Act act) {
     ++unicast.terminations;
     // The view goes on: the burst ends where multicast began. Otherwise at once.
     const bool goes_on = stbs_[number].view == id;
-    const std::optional<std::uint32_t> until =
-        goes_on && unicast.first_multicast ? std::optional<std::uint32_t>(*unicast.first_multicast)
-                                           : std::nullopt;
-    const std::size_t length =
-        live::WriteRamsTermination(payload_room(server), sender_of(unicast_stbs_[number], server),
-                                   unicast.media_ssrc, until);
+    const std::optional<std::uint32_t> until = goes_on && unicast.first_multicast
+                                                   ? std::optional<std::uint32_t>(*unicast.first_multicast)
+                                                   : std::nullopt;
+    const std::size_t length = live::WriteRamsTermination(
+        payload_room(server), sender_of(unicast_stbs_[number], server), unicast.media_ssrc, until);
     send_to(server, length, act == Act::Repeat ? Ticket{} : Ticket{id, act});
 }
 
@@ -494,7 +495,8 @@ void LiveRun::on_burst_packet(std::uint32_t number, const live::RetransmissionPa
     const auto step = unicast.burst.on_packet(packet, stamp);
     if (numbering_ == Numbering::Signature && !unicast.burst.has_right_number())
         complain(number, ServerKind::Burst, ServerComplaints::Kind::WrongNumbers);
-    if (unicast.repairs && stbs_[number].view == id) note_missing(number, packet.original_sequence_number, step, stamp);
+    if (unicast.repairs && stbs_[number].view == id)
+        note_missing(number, packet.original_sequence_number, step, stamp);
     if (unicast.left) return on_packet_after_leave(id, stamp);
     if (!is_first && (had_sbit || unicast.burst.first_with_sbit() == kNever)) return;
     schedule(number, Step::AskBurst, kNever);

@@ -9,29 +9,8 @@ namespace orv::nic {
 
 using il::FaultCode;
 using il::PortFault;
-using iptvcd_1_bll::TestType;
 
 namespace {
-
-void check_offered(TestType type) {
-    const char* name = nullptr;
-    switch (type) {
-        case TestType::ZAPPING:
-        case TestType::VERIFICATION:
-            return;
-        case TestType::FAST_CHANNEL_CHANGE:
-            name = "fast channel change";
-            break;
-        case TestType::RELIABLE_RETRANSMISSION:
-            name = "RTP retransmission";
-            break;
-        case TestType::FCC_WITH_RRR:
-            name = "fast channel change with RTP retransmission";
-            break;
-    }
-    throw PortFault(FaultCode::BadValue,
-                    fmt::format("the test type {} is not offered by live ports", name ? name : "unknown"));
-}
 
 /// By STB of the port.
 std::vector<Host> hosts_of_stbs(const il::RunPlan& plan, const il::InterfaceConfiguration& interfaces) {
@@ -50,14 +29,24 @@ std::vector<Host> hosts_of_stbs(const il::RunPlan& plan, const il::InterfaceConf
     return all;
 }
 
+/// A base: the run has waited for addresses until its own destructor or a failed constructor is done.
+struct HopsOfRun {
+    explicit HopsOfRun(NextHops& of_world) : hops(of_world) {}
+    ~HopsOfRun() { hops.forget(); }
+    HopsOfRun(const HopsOfRun&) = delete;
+    HopsOfRun& operator=(const HopsOfRun&) = delete;
+
+    NextHops& hops;
+};
+
 }  // namespace
 
 /// Notifies the world when it is destroyed.
-class LiveWorld::RunHere : public LiveRun {
+class LiveWorld::RunHere : private HopsOfRun, public LiveRun {
   public:
     template <class... Arguments>
     explicit RunHere(LiveWorld& world, Arguments&&... arguments)
-        : LiveRun(std::forward<Arguments>(arguments)...), world_(world) {
+        : HopsOfRun(world.hops_), LiveRun(std::forward<Arguments>(arguments)...), world_(world) {
         world_.run_ = this;
     }
     ~RunHere() override {
@@ -73,21 +62,23 @@ LiveWorld::LiveWorld(const LivePort::Setup& setup, const LiveSurroundings& surro
                      std::function<void()> run_over)
     : port_(setup.name),
       membership_(setup.membership),
+      unicast_(setup.unicast),
       seed_(setup.seed),
       surroundings_(surroundings),
       run_over_(std::move(run_over)),
-      counter_(setup.seed, port_, surroundings.timeline.GetNow().count()) {}
+      counter_(setup.seed, port_, surroundings.timeline.GetNow().count()),
+      hops_(surroundings.timeline, surroundings.sink) {}
 
 std::unique_ptr<il::Run> LiveWorld::start(const il::PortConfiguration& configuration,
                                           const il::TestStart& start, il::Time now,
                                           il::ResultReport& report) {
-    check_offered(configuration.tests.at(start.config_handle).test_type);
     il::RunPlan plan(configuration, start);
     const auto hosts = hosts_of_stbs(plan, configuration.interfaces);
     const std::uint64_t seed = il::seed_of_run(seed_, port_, runs_);
-    auto run = std::make_unique<RunHere>(*this, std::move(plan), hosts, membership_, seed, now,
-                                         RunContext{surroundings_.timeline, surroundings_.sink, counter_,
-                                                    report, surroundings_.figures, surroundings_.mtu});
+    auto run = std::make_unique<RunHere>(
+        *this, std::move(plan), hosts, membership_, seed, now,
+        RunContext{surroundings_.timeline, surroundings_.sink, counter_, report, surroundings_.figures,
+                   surroundings_.mtu, hops_, unicast_, surroundings_.complain});
     ++runs_;
     return run;
 }
@@ -116,6 +107,7 @@ void LiveWorld::on_seen(const SeenFrame& frame, il::Time stamp) {
     }
     if (frame.is_outgoing) return;
     if (run_) run_->on_frame(*parsed, stamp);
+    hops_.on_frame(*parsed);
     neighbours_.on_frame(*parsed, stamp, surroundings_.sink);
 }
 

@@ -8,6 +8,7 @@
 #include "clock_bridge.h"
 #include "live_run.h"
 #include "neighbours.h"
+#include "next_hops.h"
 #include "orv/il/world.h"
 #include "packet_link.h"
 
@@ -19,6 +20,7 @@ struct LiveSurroundings {
     FrameSink& sink;
     LiveFigures& figures;
     std::size_t mtu;  ///< of IP packets of hosts, bytes
+    LivePort::Complain complain;
 };
 
 class LiveWorld : public il::World {
@@ -27,7 +29,6 @@ class LiveWorld : public il::World {
     LiveWorld(const LivePort::Setup& setup, const LiveSurroundings& surroundings,
               std::function<void()> run_over);
 
-    /// Rejects tests that need unicast.
     std::unique_ptr<il::Run> start(const il::PortConfiguration& configuration, const il::TestStart& start,
                                    il::Time now, il::ResultReport& report) override;
 
@@ -41,11 +42,13 @@ class LiveWorld : public il::World {
 
     std::string port_;
     MembershipSettings membership_;
+    UnicastSettings unicast_;
     std::uint64_t seed_;
     const LiveSurroundings surroundings_;
     std::function<void()> run_over_;
     const il::TickCounter counter_;
     Neighbours neighbours_;
+    NextHops hops_;
     std::uint64_t known_revision_ = UINT64_MAX;
     std::uint64_t runs_ = 0;  ///< number of runs started
     LiveRun* run_ = nullptr;  ///< null without a run

@@ -104,8 +104,8 @@ std::optional<MissingPackets::Request> MissingPackets::ask(Time now) {
         if (distance > 16) continue;
         const auto bit = static_cast<std::uint16_t>(distance == 0 ? 0 : 1U << (distance - 1));
         // One that is in flight waits for its interval.
-        const bool may = distance == 0 || ((settings_.mask & bit) != 0 &&
-                                           (missing.nack == kNone || is_due(missing)));
+        const bool may =
+            distance == 0 || ((settings_.mask & bit) != 0 && (missing.nack == kNone || is_due(missing)));
         if (!may) continue;
         take_over(missing, request.number, now);
         ++nack.asked;

@@ -63,8 +63,8 @@ class MissingPackets {
     /// Whether a NACK may still be answered.
     bool is_waiting(il::Time now) const;
 
-    /// The outcomes that are known, in the order of the NACKs; each is returned once. `is_final`: nothing more
-    /// will come.
+    /// The outcomes that are known, in the order of the NACKs; each is returned once. `is_final`: nothing
+    /// more will come.
     template <class Use>
     void take_outcomes(bool is_final, const Use& use) {
         std::size_t known = 0;
@@ -81,7 +81,7 @@ class MissingPackets {
 
     struct Missing {
         std::uint16_t sequence;
-        il::Time due;              ///< when to ask for it; kNever: not any more
+        il::Time due;                ///< when to ask for it; kNever: not any more
         std::uint32_t nack = kNone;  ///< the last one that asked for it
     };
     struct Nack {
@@ -93,9 +93,7 @@ class MissingPackets {
         il::Time last_received = il::kNever;
         bool is_lost = false;
 
-        bool is_over() const {
-            return is_lost || (sent != il::kNever && received + given_up == asked);
-        }
+        bool is_over() const { return is_lost || (sent != il::kNever && received + given_up == asked); }
         Outcome outcome() const;
     };
     std::vector<Missing>::iterator find(std::uint16_t sequence);

@@ -2,7 +2,6 @@
 
 #include <array>
 
-#include "hash.h"
 #include "links.h"
 #include "orv/live/frame.h"
 
@@ -15,10 +14,6 @@ constexpr il::Time kPeriod = 10 * il::kMillisecond;
 constexpr int kMostAnswers = 100;
 
 }  // namespace
-
-std::size_t Neighbours::Hash::operator()(const Key& key) const {
-    return hash_of(key.ip, key.link);
-}
 
 void Neighbours::add(const live::HostAddress& host) {
     const std::uint32_t link = Links::key_of(host.vlan);

@@ -5,6 +5,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "address_on_link.h"
 #include "frame_sink.h"
 #include "orv/il/time.h"
 #include "orv/live/address.h"
@@ -24,17 +25,9 @@ class Neighbours {
     void on_frame(const live::ParsedFrame& frame, il::Time stamp, FrameSink& sink);
 
   private:
-    struct Key {
-        std::uint32_t link;  ///< Links::key_of
-        live::IpAddress ip;
-        bool operator==(const Key&) const = default;
-    };
-    struct Hash {
-        std::size_t operator()(const Key& key) const;
-    };
     const live::HostAddress* find(const live::VlanTags& vlan, const live::IpAddress& target) const;
 
-    std::unordered_map<Key, live::HostAddress, Hash> hosts_;
+    std::unordered_map<AddressOnLink, live::HostAddress, AddressOnLinkHash> hosts_;
     il::Time period_ = 0;  ///< start of the period in which answers are counted
     int answers_ = 0;
 };

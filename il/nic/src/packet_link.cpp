@@ -105,8 +105,8 @@ Interface find(const std::string& interface) {
     return {static_cast<int>(index), mtu};
 }
 
-/// Lets everything in, and of what goes out IGMP and packets with a hop-by-hop header (MLD), behind up to two
-/// tags: the frames of streams are not looked at twice.
+/// Lets everything in, and of what goes out IGMP, packets with a hop-by-hop header (MLD), and UDP to unicast
+/// MAC addresses (RTCP of hosts), behind up to two tags: the frames of streams are not looked at twice.
 constexpr auto make_filter() {
     const auto jump = [](unsigned condition, std::uint32_t value, int if_true, int if_false) {
         return sock_filter{static_cast<std::uint16_t>(BPF_JMP | condition | BPF_K),
@@ -119,7 +119,7 @@ constexpr auto make_filter() {
     constexpr unsigned kTo = BPF_LDX | BPF_W | BPF_IMM;
     return std::array{
         load(BPF_LD | BPF_W | BPF_ABS, static_cast<std::uint32_t>(SKF_AD_OFF + SKF_AD_PKTTYPE)),
-        jump(BPF_JEQ, PACKET_OUTGOING, 0, 19),
+        jump(BPF_JEQ, PACKET_OUTGOING, 0, 23),
         load(kTo, 0),
         load(kHalf, 12),
         jump(BPF_JEQ, 0x8100, 2, 0),  // a first tag
@@ -132,12 +132,16 @@ constexpr auto make_filter() {
         jump(BPF_JEQ, 0x9100, 0, 2),
         load(kTo, 8),
         load(kHalf, 12),
-        jump(BPF_JEQ, 0x0800, 0, 2),
+        jump(BPF_JEQ, 0x0800, 0, 3),
         load(kByte, 14 + 9),
-        jump(BPF_JEQ, IPPROTO_IGMP, 4, 3),
-        jump(BPF_JEQ, 0x86dd, 0, 2),
+        jump(BPF_JEQ, IPPROTO_IGMP, 8, 0),
+        jump(BPF_JEQ, IPPROTO_UDP, 4, 6),
+        jump(BPF_JEQ, 0x86dd, 0, 5),
         load(kByte, 14 + 6),
-        jump(BPF_JEQ, IPPROTO_HOPOPTS, 1, 0),
+        jump(BPF_JEQ, IPPROTO_HOPOPTS, 4, 0),
+        jump(BPF_JEQ, IPPROTO_UDP, 0, 2),
+        load(BPF_LD | BPF_B | BPF_ABS, 0),  // of the destination; bit 0: a group
+        jump(BPF_JSET, 1, 0, 1),
         load(BPF_RET | BPF_K, 0),
         load(BPF_RET | BPF_K, 0xffff),
     };

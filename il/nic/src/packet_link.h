@@ -22,8 +22,9 @@ struct SeenFrame {
 };
 
 /// Two packet sockets with rings in shared memory (packet(7)): one that frames are put into, and one that
-/// shows what comes in, and which membership messages of this machine go out. Needs CAP_NET_RAW and nothing
-/// else. Other interfaces are left alone; what is set on this one (promiscuous reception) ends with the link.
+/// shows what comes in, and which membership messages and unicast datagrams of this machine go out. Needs
+/// CAP_NET_RAW and nothing else. Other interfaces are left alone; what is set on this one (promiscuous
+/// reception) ends with the link.
 class PacketLink {
   public:
     /// Throws NicError.

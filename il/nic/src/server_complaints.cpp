@@ -13,9 +13,10 @@ using Kind = ServerComplaints::Kind;
 std::string describe(Kind kind, std::uint64_t count, std::uint16_t code) {
     switch (kind) {
         case Kind::Unreachable:
-            return fmt::format("could not be sent {} messages: its MAC address, or the gateway's, was asked for "
-                               "and nobody answered",
-                               count);
+            return fmt::format(
+                "could not be sent {} messages: its MAC address, or the gateway's, was asked for "
+                "and nobody answered",
+                count);
         case Kind::NoToken:
             return fmt::format("has not answered {} port mapping requests with a token", count);
         case Kind::Unanswered:
@@ -26,8 +27,8 @@ std::string describe(Kind kind, std::uint64_t count, std::uint16_t code) {
         case Kind::SendsOn:
             return fmt::format("has sent {} bursts on after their end was requested", count);
         case Kind::WrongNumbers:
-            return fmt::format("has sent {} packets whose original sequence numbers are not those of the stream",
-                               count);
+            return fmt::format(
+                "has sent {} packets whose original sequence numbers are not those of the stream", count);
         case Kind::RejectsToken:
             return fmt::format("has rejected {} messages for their token", count);
     }

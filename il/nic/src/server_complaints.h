@@ -16,18 +16,18 @@ namespace orv::nic {
 class ServerComplaints {
   public:
     enum class Kind : std::uint8_t {
-        Unreachable,       ///< nobody answers for its address, or the gateway's
-        NoToken,           ///< port mapping requests are not answered, or refused
-        Unanswered,        ///< requests for bursts
-        Refused,           ///< requests for bursts; `code` is the response
-        SendsOn,           ///< after the end of a burst
-        WrongNumbers,      ///< original sequence numbers
-        RejectsToken,      ///< that it has issued
+        Unreachable,   ///< nobody answers for its address, or the gateway's
+        NoToken,       ///< port mapping requests are not answered, or refused
+        Unanswered,    ///< requests for bursts
+        Refused,       ///< requests for bursts; `code` is the response
+        SendsOn,       ///< after the end of a burst
+        WrongNumbers,  ///< original sequence numbers
+        RejectsToken,  ///< that it has issued
     };
     struct Where {
         live::IpAddress server;
         std::uint16_t port = 0;
-        std::uint32_t stb_block = 0;    ///< IL handle
+        std::uint32_t stb_block = 0;     ///< IL handle
         std::uint32_t settop_index = 0;  ///< within its block, from 1
     };
 

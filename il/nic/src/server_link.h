@@ -19,7 +19,7 @@ enum class ServerKind : std::uint8_t {
 struct ServerLink {
     enum class Hop : std::uint8_t { Unknown, Asked, Known, Unreachable };
 
-    live::UdpFlow flow;         ///< from the STB to the server; with the first hop's MAC address once it is known
+    live::UdpFlow flow;  ///< from the STB to the server; with the first hop's MAC address once it is known
     live::IpAddress next_hop;   ///< the server, or the STB's gateway
     Hop hop = Hop::Unknown;     ///< the MAC address
     std::uint64_t nonce = 0;    ///< of the port mapping request; 0: there was none

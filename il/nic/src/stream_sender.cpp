@@ -4,6 +4,7 @@
 #include <map>
 #include <tuple>
 
+#include "channel_ssrc.h"
 #include "orv/live/stream_packet.h"
 
 namespace orv::nic {
@@ -40,6 +41,7 @@ std::size_t StreamSender::set(std::vector<Stream> streams, Time now) {
         flow.headers.source = flow.stream.source;
         flow.headers.destination = flow.stream.group;
         flow.headers.destination_mac = live::MulticastMac(flow.stream.group);
+        flow.ssrc = ssrc_of(flow.stream.group);
         flow.headers.source_port = flow.stream.source_port;
         flow.headers.destination_port = flow.stream.destination_port;
         const std::size_t headers = live::UdpPayloadOffset(flow.headers) - live::kEthernetHeaderLength -
@@ -90,7 +92,7 @@ void StreamSender::write(Flow& flow, Time now) {
     const std::size_t offset = live::UdpPayloadOffset(flow.headers);
     const std::size_t length = live::WriteStreamPacket(
         room.subspan(offset),
-        {flow.stream.id, flow.sequence++, live::Nanoseconds(clock_.to_time_of_day(now))});
+        {flow.stream.id, flow.sequence++, live::Nanoseconds(clock_.to_time_of_day(now))}, flow.ssrc);
     link_.commit(live::WriteUdpHeaders(room, flow.headers, length));
     ++figures_.stream_packets_sent;
 }

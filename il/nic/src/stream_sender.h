@@ -34,6 +34,7 @@ class StreamSender {
     struct Flow {
         Stream stream;
         live::UdpFlow headers;
+        std::uint32_t ssrc = 0;  ///< by which a server knows the channel
         il::Time gap = 0;
         std::uint64_t sequence = 0;
     };

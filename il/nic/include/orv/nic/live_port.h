@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -24,7 +25,7 @@ class NicError : public std::runtime_error {
 };
 
 /// What the port's generator sends from one source to one group: RTP packets of seven transport stream
-/// packets, each with a signature (orv/live/stream_packet.h).
+/// packets, each with a signature (orv/live/stream_packet.h). Their SSRC is the last 32 bits of the group.
 struct Stream {
     std::uint32_t id = 0;  ///< in the signature
     live::HostAddress source;
@@ -42,6 +43,24 @@ struct MembershipSettings {
     bool suppress_reports = false;  ///< IGMPv1, IGMPv2, MLDv1: no report when another host has sent one
 };
 
+/// How STBs speak to the server of fast channel change and retransmission; its address comes with the STB
+/// block.
+struct UnicastSettings {
+    /// How an STB learns that it should join the channel during a burst.
+    enum class Sbit : std::uint8_t {
+        Automatic,        ///< by whichever of the two comes
+        HeaderExtension,  ///< by a bit in the header extension of the burst's RTP packets
+        JoinTime,         ///< by the Earliest Multicast Join Time of the server's response (RFC 6285)
+    };
+    bool port_mapping = false;  ///< requests carry a token that the server has given before (RFC 6284)
+    bool reduced_size = false;  ///< RTCP packets without receiver report and CNAME (RFC 5506)
+    Sbit sbit = Sbit::Automatic;
+    /// Channel number n is the RTP stream with this SSRC plus n; without a value, the one whose SSRC is the
+    /// last 32 bits of the channel's group.
+    std::optional<std::uint32_t> first_ssrc = {};
+    std::uint64_t max_bitrate = 0;  ///< bit/s that an STB can receive during a burst; 0: does not say
+};
+
 /// What a port did on its interface since it was made.
 struct LiveFigures {
     std::uint64_t joins_and_leaves = 0;  ///< in event records
@@ -55,6 +74,13 @@ struct LiveFigures {
     std::uint64_t late_joins = 0;             ///< joins and leaves more than 1 ms after their time
     std::uint64_t very_late_joins = 0;        ///< more than 50 ms
     Nanoseconds latest_join{};                ///< largest delay of one
+    std::uint64_t bursts_requested = 0;       ///< fast channel changes
+    std::uint64_t bursts_refused = 0;         ///< by the server's response
+    std::uint64_t bursts_unanswered = 0;      ///< neither a response nor a burst came, or nobody to ask
+    std::uint64_t nacks_sent = 0;             ///< each may ask for several packets
+    /// Of the channel and of bursts, that STBs with retransmission found missing.
+    std::uint64_t packets_missed = 0;
+    std::uint64_t packets_repaired = 0;  ///< of these, came as retransmissions
 };
 
 /// The same messages as a simulated port, on a real network.
@@ -65,7 +91,7 @@ struct LiveFigures {
 /// - Times of joins, leaves and packets are those of the kernel, taken when a frame leaves or reaches the
 ///   interface.
 /// - Everything happens on a thread of the port's own.
-/// - Fast channel change and retransmission are refused.
+/// - Fast channel change and retransmission need a server in the network (RFC 6285, RFC 4585, RFC 4588).
 class LivePort : public il::ISoftwarePort {
   public:
     struct Setup {
@@ -74,6 +100,7 @@ class LivePort : public il::ISoftwarePort {
         il::FaultSchedule faults = {};
         std::uint64_t seed = 1;
         MembershipSettings membership = {};
+        UnicastSettings unicast = {};
     };
     /// Called with a message about a problem that makes the run's figures wrong: frames that could not be
     /// sent or received.
