@@ -18,6 +18,10 @@ bool check_message_bytes(Bytes bytes);
 /// when a frame that a host sends is not as it should be.
 bool check_frame_bytes(Bytes bytes);
 
+/// Reads the bytes as RTCP and as a retransmission. Returns whether they were either with something in it;
+/// throws std::logic_error when a view points elsewhere or the same bytes are read differently.
+bool check_rtcp_bytes(Bytes bytes);
+
 /// Runs a short test of a live port, in the middle of which the bytes come in, untagged and tagged, and are
 /// seen going out, with checksums that fit. The last byte chooses what kind of test it is. Throws
 /// std::logic_error when the test does not end as it should.

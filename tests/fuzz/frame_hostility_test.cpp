@@ -1,11 +1,11 @@
-// Random and damaged frames: they change nothing and crash nothing.
+// Random and damaged frames and RTCP: they change nothing and crash nothing.
 #include <gtest/gtest.h>
 
 #include <random>
 #include <vector>
 
 #include "fuzz/checks.h"
-#include "live/sample_frames.h"
+#include "live/sample_rtcp.h"
 
 namespace testing_aids {
 namespace {
@@ -13,6 +13,8 @@ namespace {
 TEST(FrameHostilityTest, SamplesAreReactedTo) {
     for (const SampleFrame& sample : sample_frames())
         EXPECT_TRUE(check_frame_bytes(bytes_of(sample.hex))) << sample.name;
+    for (const SampleFrame& sample : sample_datagrams())
+        EXPECT_TRUE(check_rtcp_bytes(bytes_of(sample.hex))) << sample.name;
 }
 
 TEST(FrameHostilityTest, LiveRunsEndAsTheyShould) {
@@ -39,24 +41,40 @@ TEST(FrameHostilityTest, RandomBytes) {
             bytes[13] = static_cast<std::byte>(type);
         }
         ASSERT_NO_THROW(check_frame_bytes(bytes)) << hex_text(bytes);
+        if (bytes.size() >= 4) {  // RTCP of a type that is parsed, all of the datagram
+            static constexpr unsigned kTypes[] = {203, 205, 210};
+            bytes.resize(bytes.size() / 4 * 4);
+            bytes[0] = static_cast<std::byte>(0x80 | random() % 8);
+            bytes[1] = static_cast<std::byte>(kTypes[random() % 3]);
+            bytes[2] = std::byte{0};
+            bytes[3] = static_cast<std::byte>(bytes.size() / 4 - 1);
+        }
+        ASSERT_NO_THROW(check_rtcp_bytes(bytes)) << hex_text(bytes);
     }
 }
 
-TEST(FrameHostilityTest, SamplesWithSomeBytesChangedOrCutOff) {
+/// How many were understood nevertheless.
+int change_or_cut(std::span<const SampleFrame> samples, int rounds, bool (*check)(Bytes)) {
     std::mt19937 random(20261122);
     int understood = 0;
-    for (const SampleFrame& sample : sample_frames()) {
+    for (const SampleFrame& sample : samples) {
         const std::vector<std::byte> whole = bytes_of(sample.hex);
-        for (int round = 0; round < 300; ++round) {
+        for (int round = 0; round < rounds; ++round) {
             std::vector<std::byte> bytes = whole;
             for (int change = 0; change <= round % 3; ++change) {
                 bytes[random() % bytes.size()] = static_cast<std::byte>(random());
             }
             if (round % 5 == 0) bytes.resize(random() % bytes.size());
-            ASSERT_NO_THROW(understood += check_frame_bytes(bytes)) << sample.name << ": " << hex_text(bytes);
+            EXPECT_NO_THROW(understood += check(bytes)) << sample.name << ": " << hex_text(bytes);
         }
     }
-    EXPECT_GT(understood, 1000) << "the changes leave little to look at";
+    return understood;
+}
+
+TEST(FrameHostilityTest, SamplesWithSomeBytesChangedOrCutOff) {
+    constexpr const char* kWhy = "the changes leave little to look at";
+    EXPECT_GT(change_or_cut(sample_frames(), 300, check_frame_bytes), 1000) << kWhy;
+    EXPECT_GT(change_or_cut(sample_datagrams(), 3000, check_rtcp_bytes), 5000) << kWhy;
 }
 
 }  // namespace
