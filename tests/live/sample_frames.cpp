@@ -19,12 +19,18 @@ const std::vector<SampleFrame> kSamples = {
     {"arp_request", "arp: 192.0.2.1 at 00163e000001 asks for 192.0.2.10",
      "ffffffffffff 00163e000001 0806  00010800 06040001 00163e00 0001c000 02010000 00000000 c000020a  00000000 00000000"
      "00000000 00000000 0000"},
+    {"arp_reply", "arp reply: 192.0.2.1 is at 00163e000001",
+     "020000000a01 00163e000001 0806  00010800 06040002 00163e00 0001c000 02010200 00000a01 c000020a  00000000 00000000"
+     "00000000 00000000 0000"},
     {"solicitation", "solicitation: 2001:db8::1 at 00163e000001 asks for 2001:db8::a",
      "3333ff00000a 00163e000001 86dd  60000000 00203aff 20010db8 00000000 00000000 00000001 ff020000 00000000 00000001"
      "ff00000a  8700e000 00000000 20010db8 00000000 00000000 0000000a 01010016 3e000001"},
     {"solicitation_dad", "solicitation: :: at 00163e000001 asks for 2001:db8::a",
      "3333ff00000a 00163e000001 86dd  60000000 00183aff 00000000 00000000 00000000 00000000 ff020000 00000000 00000001"
      "ff00000a  87004cdb 00000000 20010db8 00000000 00000000 0000000a"},
+    {"advertisement", "advertisement: 2001:db8::1 is at 00163e000001, solicited, override",
+     "020000000a01 00163e000001 86dd  60000000 00203aff 20010db8 00000000 00000000 00000001 20010db8 00000000 00000000"
+     "0000000a  88004e55 60000000 20010db8 00000000 00000000 00000001 02010016 3e000001"},
     {"igmp1_query", "igmp1 query to 224.0.0.1 about 0.0.0.0, code 0, within 10000 ms, robustness 0, every 0 s",
      "01005e000001 00163e000001 0800  4500001c 00004000 0102d7dd c0000201 e0000001  1100eeff 00000000  00000000 00000000"
      "00000000 00000000 0000"},
@@ -83,6 +89,14 @@ struct TextOf {
     std::string operator()(const ArpRequest& request) const { return of_asker("arp", request); }
     std::string operator()(const NeighborSolicitation& request) const {
         return of_asker("solicitation", request);
+    }
+    std::string operator()(const ArpReply& reply) const {
+        return fmt::format("arp reply: {} is at {}", reply.ip.ToString(), hex_of(reply.mac));
+    }
+    std::string operator()(const NeighborAdvertisement& message) const {
+        return fmt::format("advertisement: {} is at {}{}{}", message.target.ToString(), hex_of(message.mac),
+                           message.is_solicited ? ", solicited" : "",
+                           message.is_override ? ", override" : "");
     }
     static std::string of_asker(const char* what, const auto& request) {
         return fmt::format("{}: {} at {} asks for {}", what, request.asker.ToString(),

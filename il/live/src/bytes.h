@@ -1,6 +1,7 @@
 // Numbers and addresses in network order.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -67,6 +68,7 @@ class Writer {
     void bytes(std::span<const std::uint8_t> bytes) {
         std::memcpy(room(bytes.size()), bytes.data(), bytes.size());
     }
+    void bytes(std::span<const std::byte> bytes) { std::ranges::copy(bytes, room(bytes.size())); }
 
     std::size_t size() const { return size_; }
     std::byte* at(std::size_t offset) const { return out_.data() + offset; }

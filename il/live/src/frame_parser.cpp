@@ -10,10 +10,16 @@ namespace orv::live {
 namespace {
 
 std::optional<FrameContent> parse_arp(std::span<const std::byte> packet) {
-    // Ethernet and IPv4, addresses of 6 and 4 bytes, a request.
-    if (packet.size() < kArpLength || get_number<std::uint64_t>(packet.data()) != 0x0001'0800'06'04'0001U)
-        return {};
-    return ArpRequest{get_mac(packet.data() + 8), get_v4(packet.data() + 14), get_v4(packet.data() + 24)};
+    // Ethernet and IPv4, addresses of 6 and 4 bytes, a request or a reply.
+    constexpr std::uint64_t kRequest = 0x0001'0800'06'04'0001U;
+    constexpr std::uint64_t kReply = 0x0001'0800'06'04'0002U;
+    if (packet.size() < kArpLength) return {};
+    const auto kind = get_number<std::uint64_t>(packet.data());
+    const MacAddress sender_mac = get_mac(packet.data() + 8);
+    const IpAddress sender = get_v4(packet.data() + 14);
+    if (kind == kRequest) return ArpRequest{sender_mac, sender, get_v4(packet.data() + 24)};
+    if (kind == kReply) return ArpReply{sender_mac, sender};
+    return {};
 }
 
 /// Whether Router Alert is among the options of an IPv4 header; nothing when they do not fit into it.

@@ -42,25 +42,59 @@ bool is_solicited_node(const IpAddress& address) {
     return address == SolicitedNodeAddress(address);
 }
 
-/// RFC 4861 section 7.1.1.
-std::optional<FrameContent> parse_solicitation(const IpPacket& packet, const MacAddress& source_mac) {
-    const auto message = packet.message;
-    if (message.size() < 24 || packet.hop_limit != kNeighborHopLimit || get8(message.data() + 1) != 0)
-        return {};
-    NeighborSolicitation solicitation{source_mac, packet.source, get_v6(message.data() + 8)};
-    if (solicitation.target.IsMulticast()) return {};
-    if (packet.source.IsUnspecified() && !is_solicited_node(packet.destination)) return {};
-    for (auto options = message.subspan(24); !options.empty();) {
-        if (options.size() < 8) return {};
+/// Calls `on_option` with the type and bytes of each option. False when they do not fit into the message.
+template <typename OnOption>
+bool read_options(std::span<const std::byte> options, const OnOption& on_option) {
+    while (!options.empty()) {
+        if (options.size() < 8) return false;
         const std::size_t length = get8(options.data() + 1) * std::size_t{8};
-        if (length == 0 || length > options.size()) return {};
-        if (get8(options.data()) == kSourceLinkAddress) {
-            if (packet.source.IsUnspecified()) return {};
-            solicitation.asker_mac = get_mac(options.data() + 2);
-        }
+        if (length == 0 || length > options.size()) return false;
+        on_option(get8(options.data()), options.data());
         options = options.subspan(length);
     }
+    return true;
+}
+
+/// What RFC 4861 sections 7.1.1 and 7.1.2 want of both kinds of messages.
+bool is_neighbor_message(const IpPacket& packet) {
+    return packet.message.size() >= 24 && packet.hop_limit == kNeighborHopLimit &&
+           get8(packet.message.data() + 1) == 0 && !get_v6(packet.message.data() + 8).IsMulticast();
+}
+
+/// RFC 4861 section 7.1.1.
+std::optional<FrameContent> parse_solicitation(const IpPacket& packet, const MacAddress& source_mac) {
+    const bool has_no_address = packet.source.IsUnspecified();
+    if (!is_neighbor_message(packet) || (has_no_address && !is_solicited_node(packet.destination))) return {};
+    NeighborSolicitation solicitation{source_mac, packet.source, get_v6(packet.message.data() + 8)};
+    bool has_mac = false;
+    const bool fit =
+        read_options(packet.message.subspan(24), [&](std::uint8_t type, const std::byte* option) {
+            if (type != kSourceLinkAddress) return;
+            has_mac = true;
+            solicitation.asker_mac = get_mac(option + 2);
+        });
+    if (!fit || (has_mac && has_no_address)) return {};
     return solicitation;
+}
+
+/// RFC 4861 section 7.1.2.
+std::optional<FrameContent> parse_advertisement(const IpPacket& packet) {
+    if (!is_neighbor_message(packet)) return {};
+    const std::uint8_t flags = get8(packet.message.data() + 4);
+    NeighborAdvertisement advertisement{.target = get_v6(packet.message.data() + 8),
+                                        .mac = {},
+                                        .is_solicited = (flags & 0x40) != 0,
+                                        .is_override = (flags & 0x20) != 0};
+    if (advertisement.is_solicited && packet.destination.IsMulticast()) return {};
+    bool has_mac = false;
+    const bool fit =
+        read_options(packet.message.subspan(24), [&](std::uint8_t type, const std::byte* option) {
+            if (type != kTargetLinkAddress) return;
+            has_mac = true;
+            advertisement.mac = get_mac(option + 2);
+        });
+    if (!fit || !has_mac) return {};
+    return advertisement;
 }
 
 }  // namespace
@@ -78,6 +112,8 @@ std::optional<FrameContent> parse_icmp6(const IpPacket& packet, const MacAddress
             return parse_mld(packet);
         case kNeighborSolicitation:
             return parse_solicitation(packet, source_mac);
+        case kNeighborAdvertisement:
+            return parse_advertisement(packet);
         default:
             return {};
     }

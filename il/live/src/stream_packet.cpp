@@ -6,6 +6,7 @@
 
 #include "bytes.h"
 #include "crc32.h"
+#include "rtcp_packets.h"
 
 namespace orv::live {
 namespace {
@@ -48,7 +49,8 @@ std::uint32_t rtp_timestamp(Nanoseconds time) {
 
 }  // namespace
 
-std::size_t WriteStreamPacket(std::span<std::byte> out, const StreamSignature& signature) {
+std::size_t WriteStreamPacket(std::span<std::byte> out, const StreamSignature& signature,
+                              std::optional<std::uint32_t> ssrc) {
     if (out.size() < kStreamPayloadLength) {
         throw std::length_error("the buffer is too short for a stream packet");
     }
@@ -57,7 +59,7 @@ std::size_t WriteStreamPacket(std::span<std::byte> out, const StreamSignature& s
     std::memcpy(bytes, common.bytes.data(), kSignature);
     put(bytes + 2, static_cast<std::uint16_t>(signature.sequence_number));
     put(bytes + 4, rtp_timestamp(signature.send_time));
-    put(bytes + 8, signature.stream_id);
+    put(bytes + 8, ssrc.value_or(signature.stream_id));
     put(bytes + kSignature, kMagic);
     put(bytes + kSignature + 4, signature.stream_id);
     put(bytes + kSignature + 8, signature.sequence_number);
@@ -68,13 +70,18 @@ std::size_t WriteStreamPacket(std::span<std::byte> out, const StreamSignature& s
 
 std::optional<StreamPacket> ReadStreamPacket(std::span<const std::byte> payload) noexcept {
     if (payload.size() != kStreamPayloadLength) return {};
-    const std::byte* signature = payload.data() + kSignature;
+    return ReadStreamPayload(payload.subspan(kRtpHeaderLength));
+}
+
+std::optional<StreamPacket> ReadStreamPayload(std::span<const std::byte> rtp_payload) noexcept {
+    if (rtp_payload.size() != kStreamPayloadLength - kRtpHeaderLength) return {};
+    const std::byte* signature = rtp_payload.data() + kSignature - kRtpHeaderLength;
     if (get32(signature) != kMagic) return {};
-    const auto covered = payload.subspan(kRtpHeaderLength, kCrc - kRtpHeaderLength);
+    const auto covered = rtp_payload.first(kCrc - kRtpHeaderLength);
     return StreamPacket{.signature = {.stream_id = get32(signature + 4),
                                       .sequence_number = get_number<std::uint64_t>(signature + 8),
                                       .send_time = Nanoseconds(get_number<std::int64_t>(signature + 16))},
-                        .is_intact = crc32(0, covered) == get32(payload.data() + kCrc)};
+                        .is_intact = crc32(0, covered) == get32(covered.data() + covered.size())};
 }
 
 std::optional<RtpPacket> ReadRtpPacket(std::span<const std::byte> payload) noexcept {
@@ -82,8 +89,7 @@ std::optional<RtpPacket> ReadRtpPacket(std::span<const std::byte> payload) noexc
     const std::uint8_t first = get8(payload.data());
     const std::uint8_t second = get8(payload.data() + 1);
     if (first >> 6 != 2) return {};
-    // Types of RTCP packets that share the port (RFC 5761 section 4).
-    if (second >= 192 && second <= 223) return {};
+    if (is_rtcp_type(second)) return {};
     RtpPacket packet{.payload_type = static_cast<std::uint8_t>(second & 0x7f),
                      .marker = (second & 0x80) != 0,
                      .sequence_number = get16(payload.data() + 2),

@@ -35,7 +35,7 @@ struct NeighborSolicitation {
 /// `target` is at `mac`. (RFC 4861 section 4.4)
 struct NeighborAdvertisement {
     IpAddress target;
-    MacAddress mac;             ///< of the option, without which the message says nothing new
+    MacAddress mac;             ///< of the option "target link-layer address"
     bool is_solicited = false;  ///< it answers a solicitation
     bool is_override = false;   ///< it replaces a MAC address that is already known (section 7.2.5)
 };
@@ -75,7 +75,8 @@ struct ReceiveInfo {
 ///   (RFC 3376 section 9.1), queries of 9 to 11 bytes (section 7.1);
 /// - MLD: without a hop limit of 1, Router Alert or a link-local source (RFC 3810 sections 6.2 and 10),
 ///   queries of 25 to 27 bytes (section 8.1);
-/// - neighbour solicitations and advertisements that RFC 4861 sections 7.1.1 and 7.1.2 call invalid.
+/// - neighbour solicitations and advertisements that RFC 4861 sections 7.1.1 and 7.1.2 call invalid, and
+///   advertisements without a MAC address.
 ///
 /// Never reads outside of `frame`, allocates nothing, throws nothing; views point into `frame`. Any thread.
 std::optional<ParsedFrame> ParseFrame(std::span<const std::byte> frame,
