@@ -112,21 +112,16 @@ TEST(RtcpTest, WhatASetTopBoxHasToIgnoreAndToAccept) {
     } cases[] = {
         {"version 1", "rams_refused", {{0, 0x46}}},
         {"version 1 of a later packet", "goodbye", {{24, 0x42}}},
-        {"a type of RTP", "rams_refused", {{1, 191}}},
         {"longer than the datagram", "rams_refused", {{3, 6}}},
-        {"much longer", "rams_refused", {{2, 0xff}, {3, 0xff}}},
         {"shorter than the datagram", "rams_refused", {{3, 4}}},
         {"padding before the last packet", "goodbye", {{0, 0xa0}, {7, 4}}},
         {"padding of 0 bytes", "rams_extended", {{39, 0}}},
         {"padding of 3 bytes", "rams_extended", {{39, 3}}},
         {"padding longer than the packet", "rams_extended", {{39, 40}}},
-        {"padding that is all", "rams_extended", {{39, 36}}},
         {"padding into an element", "rams_extended", {{39, 8}}},
         {"another feedback", "rams_refused", {{0, 0x81}}},
-        {"payload-specific feedback", "rams_refused", {{1, 206}}},
         {"RAMS-T", "rams_refused", {{12, 3}}},
         {"element beyond the message", "rams_refused", {{16, 0x80}, {19, 5}}},
-        {"element far beyond the message", "rams_refused", {{16, 0x80}, {18, 0xff}, {19, 0xff}}},
         {"element too short for its type", "rams_refused", {{19, 3}}},
         {"element of no bytes", "rams_refused", {{19, 0}}},
         {"sequence number of 4 bytes", "rams_accepted", {{71, 4}}},
@@ -135,7 +130,6 @@ TEST(RtcpTest, WhatASetTopBoxHasToIgnoreAndToAccept) {
         {"token into the last fields", "mapping_response", {{21, 22}}},
         {"types beyond the message", "mapping_response", {{40, 8}}},
         {"Port Mapping Request", "mapping_response", {{0, 0x81}}},
-        {"Token Verification Request", "token_failure", {{0, 0x83}}},
         // What is broken is left out, the others stay.
         {"unknown element", "mixed", {{48, 36}}, "nonce 0; rams e1010001 #0: 100; bye e1010001"},
         {"broken element among others", "mixed", {{51, 8}}, "nonce 0; bye e1010001"},
@@ -178,7 +172,6 @@ TEST(RtcpTest, Retransmissions) {
         {"90610007 00000001 0000beef bede0000 0008 47", "of 8: 47, extension"},  // no word in the extension
         {"91610007 00000001 0000beef 00000008 bede0001 00080000 fffe", "of 65534: , extension"},
         {"92610007 00000001 0000beef 00000008 00080008 bede0001 00080000 fffe", "of 65534: , extension"},
-        {"80610007 00000001 0000beef", ""},
         {"80610007 00000001 0000beef ff", ""},
         {"a0610007 00000001 0000beef ff 0002", ""},
         {"80c90001 0000beef 0000beef fffe", ""},  // RTCP
@@ -191,11 +184,8 @@ TEST(RtcpTest, Retransmissions) {
 
 TEST(RtcpTest, ResponsesSayWhetherToTryAgain) {
     const std::pair<std::uint16_t, RamsMeaning> cases[] = {
-        {0, RamsMeaning::Unknown},       {99, RamsMeaning::Unknown},    {100, RamsMeaning::Update},
-        {200, RamsMeaning::Accepted},    {201, RamsMeaning::Completed}, {202, RamsMeaning::Unknown},
-        {405, RamsMeaning::Correctable}, {501, RamsMeaning::Transient}, {504, RamsMeaning::Permanent},
-        {505, RamsMeaning::Permanent},   {506, RamsMeaning::Permanent}, {512, RamsMeaning::Permanent},
-        {513, RamsMeaning::Unknown},     {65535, RamsMeaning::Unknown}};
+        {0, RamsMeaning::Unknown},     {200, RamsMeaning::Accepted},  {202, RamsMeaning::Unknown},
+        {503, RamsMeaning::Transient}, {504, RamsMeaning::Permanent}, {513, RamsMeaning::Unknown}};
     for (const auto& [code, meaning] : cases) EXPECT_EQ(ExplainRamsResponse(code).meaning, meaning) << code;
 }
 

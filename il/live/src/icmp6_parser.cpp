@@ -42,14 +42,14 @@ bool is_solicited_node(const IpAddress& address) {
     return address == SolicitedNodeAddress(address);
 }
 
-/// Calls `on_option` with the type and bytes of each option. False when they do not fit into the message.
-template <typename OnOption>
-bool read_options(std::span<const std::byte> options, const OnOption& on_option) {
+/// Reads the MAC address of the option of this type, if there is one. False when the options do not fit into
+/// the message.
+bool read_mac_option(std::span<const std::byte> options, std::uint8_t type, std::optional<MacAddress>& mac) {
     while (!options.empty()) {
         if (options.size() < 8) return false;
         const std::size_t length = get8(options.data() + 1) * std::size_t{8};
         if (length == 0 || length > options.size()) return false;
-        on_option(get8(options.data()), options.data());
+        if (get8(options.data()) == type) mac = get_mac(options.data() + 2);
         options = options.subspan(length);
     }
     return true;
@@ -65,36 +65,24 @@ bool is_neighbor_message(const IpPacket& packet) {
 std::optional<FrameContent> parse_solicitation(const IpPacket& packet, const MacAddress& source_mac) {
     const bool has_no_address = packet.source.IsUnspecified();
     if (!is_neighbor_message(packet) || (has_no_address && !is_solicited_node(packet.destination))) return {};
-    NeighborSolicitation solicitation{source_mac, packet.source, get_v6(packet.message.data() + 8)};
-    bool has_mac = false;
-    const bool fit =
-        read_options(packet.message.subspan(24), [&](std::uint8_t type, const std::byte* option) {
-            if (type != kSourceLinkAddress) return;
-            has_mac = true;
-            solicitation.asker_mac = get_mac(option + 2);
-        });
-    if (!fit || (has_mac && has_no_address)) return {};
-    return solicitation;
+    std::optional<MacAddress> mac;
+    if (!read_mac_option(packet.message.subspan(24), kSourceLinkAddress, mac)) return {};
+    if (mac && has_no_address) return {};
+    return NeighborSolicitation{mac.value_or(source_mac), packet.source, get_v6(packet.message.data() + 8)};
 }
 
 /// RFC 4861 section 7.1.2.
 std::optional<FrameContent> parse_advertisement(const IpPacket& packet) {
     if (!is_neighbor_message(packet)) return {};
     const std::uint8_t flags = get8(packet.message.data() + 4);
-    NeighborAdvertisement advertisement{.target = get_v6(packet.message.data() + 8),
-                                        .mac = {},
-                                        .is_solicited = (flags & 0x40) != 0,
-                                        .is_override = (flags & 0x20) != 0};
-    if (advertisement.is_solicited && packet.destination.IsMulticast()) return {};
-    bool has_mac = false;
-    const bool fit =
-        read_options(packet.message.subspan(24), [&](std::uint8_t type, const std::byte* option) {
-            if (type != kTargetLinkAddress) return;
-            has_mac = true;
-            advertisement.mac = get_mac(option + 2);
-        });
-    if (!fit || !has_mac) return {};
-    return advertisement;
+    const bool is_solicited = (flags & 0x40) != 0;
+    if (is_solicited && packet.destination.IsMulticast()) return {};
+    std::optional<MacAddress> mac;
+    if (!read_mac_option(packet.message.subspan(24), kTargetLinkAddress, mac) || !mac) return {};
+    return NeighborAdvertisement{.target = get_v6(packet.message.data() + 8),
+                                 .mac = *mac,
+                                 .is_solicited = is_solicited,
+                                 .is_override = (flags & 0x20) != 0};
 }
 
 }  // namespace

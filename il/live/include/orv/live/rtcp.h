@@ -82,7 +82,8 @@ struct RamsInformation {
     std::uint32_t media_ssrc = 0;     ///< from the element of that name, else the header's media source
     std::uint8_t message_number = 0;  ///< the same in repetitions, and one more (modulo 256) after a change
     std::uint16_t response = 0;       ///< ExplainRamsResponse() in rams_response.h
-    std::optional<std::uint16_t> first_sequence = {};     ///< original sequence number of the burst's first
+    /// RTP sequence number of the burst's first packet: of the retransmission stream, not the original one.
+    std::optional<std::uint16_t> first_sequence = {};
     std::optional<std::uint32_t> earliest_join_ms = {};   ///< from the arrival of the burst's first packet
     std::optional<std::uint32_t> burst_duration_ms = {};  ///< from the burst's first packet to its last
     std::optional<std::uint64_t> max_bitrate = {};        ///< bit/s
