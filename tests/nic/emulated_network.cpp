@@ -4,6 +4,7 @@
 
 #include <utility>
 
+#include "channel_ssrc.h"
 #include "live/sample_frames.h"
 #include "live/sent_frames.h"
 #include "orv/live/frame.h"
@@ -13,6 +14,7 @@ namespace testing_aids {
 
 using namespace orv::live;  // NOLINT: frames are what this file is about
 using orv::nic::SeenFrame;
+using orv::nic::ssrc_of;
 
 namespace {
 
@@ -39,13 +41,18 @@ bool EmulatedNetwork::send(std::span<const std::byte> frame) {
 void EmulatedNetwork::OnLeft(const std::vector<std::byte>& frame) {
     std::vector<std::byte> untagged = frame;
     Sent left{timeline_.GetNow(), {}, {}, take_tags(untagged)};
-    left.text = sent_text(untagged);
+    const bool is_about_groups =
+        number_at(untagged, 12) != 0x0806 && (std::to_integer<unsigned>(untagged[0]) & 1) != 0;
+    if (is_about_groups) left.text = sent_text(untagged);
     for (std::size_t i = 0; i < MacAddress::kLength; ++i)
         left.host.bytes[i] = std::to_integer<std::uint8_t>(frame[6 + i]);
     if (!lost_text.empty() && left.text == lost_text) return;
     sent.push_back(left);
     if (to_port) to_port({frame, left.time.count(), true, {}});
-    if (left.text.empty()) return;  // an answer to a neighbour
+    if (left.text.empty()) {  // to a neighbour
+        if (to_server) to_server(untagged);
+        return;
+    }
 
     const std::size_t begin = left.text.find(' ') + 1;
     Flow& flow = flows_[{left.vlan, left.text.substr(begin, left.text.find(' ', begin) - begin)}];
@@ -84,7 +91,7 @@ void EmulatedNetwork::SendPacket(const VlanTags& vlan, const IpAddress& group, c
     flow.source_port = flow.destination_port = 5004;
     std::array<std::byte, kMaxFrameLength> frame;
     const auto payload = std::span(frame).subspan(UdpPayloadOffset(flow));
-    std::size_t length = WriteStreamPacket(payload, {7, number, timeline_.GetNow()});
+    std::size_t length = WriteStreamPacket(payload, {7, number, timeline_.GetNow()}, ssrc_of(group));
     if (is_foreign) length -= 188;
     Deliver(std::span(frame).first(WriteUdpHeaders(frame, flow, length)));
 }
@@ -104,10 +111,10 @@ std::set<std::string> EmulatedNetwork::GetMemberships() const {
     return groups;
 }
 
-EmulatedPort::EmulatedPort(const orv::nic::MembershipSettings& settings, orv::il::ITimeline& timeline,
+EmulatedPort::EmulatedPort(const orv::nic::LivePort::Setup& setup, orv::il::ITimeline& timeline,
                            EmulatedNetwork& network, Send send, HangUp hang_up)
     : world(
-          {.name = "Port 1", .interface = {}, .membership = settings},
+          setup,
           {timeline, network, figures, 1500, [this](const std::string& what) { complaints.push_back(what); }},
           [this] { ++runs_over; }),
       core("Port 1", {}, 1, world, timeline, std::move(send), std::move(hang_up)) {
@@ -119,11 +126,14 @@ void EmulatedPort::Receive(const std::vector<std::byte>& bytes) {
     world.know_hosts(core.configuration().interfaces);
 }
 
-LiveScenario::LiveScenario(std::vector<HostAddress> some, const orv::nic::MembershipSettings& settings)
+LiveScenario::LiveScenario(std::vector<HostAddress> some, const orv::nic::MembershipSettings& settings,
+                           const orv::nic::UnicastSettings& unicast)
     : hosts(std::move(some)),
-      peer(Scenario(), [this, &settings](orv::il::ITimeline& timeline, auto send, auto hang_up) {
+      peer(Scenario(), [&, this](orv::il::ITimeline& timeline, auto send, auto hang_up) {
           network = std::make_unique<EmulatedNetwork>(static_cast<FakeTimeline&>(timeline));
-          return std::make_unique<EmulatedPort>(settings, timeline, *network, std::move(send),
+          const orv::nic::LivePort::Setup setup{
+              .name = "Port 1", .interface = {}, .membership = settings, .unicast = unicast};
+          return std::make_unique<EmulatedPort>(setup, timeline, *network, std::move(send),
                                                 std::move(hang_up));
       }) {
     settopBlockConfig_s& block = peer.scenario.blocks[0];

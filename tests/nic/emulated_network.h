@@ -53,6 +53,8 @@ class EmulatedNetwork : public orv::nic::FrameSink {
     std::set<std::string> GetMemberships() const;
 
     std::function<void(const orv::nic::SeenFrame&)> to_port;
+    /// Frames that are not about groups.
+    std::function<void(const std::vector<std::byte>&)> to_server;
 
   private:
     struct Flow {
@@ -72,7 +74,7 @@ class EmulatedNetwork : public orv::nic::FrameSink {
 /// What a live port is made of, without its thread and its interface.
 class EmulatedPort : public orv::il::ISoftwarePort {
   public:
-    EmulatedPort(const orv::nic::MembershipSettings& settings, orv::il::ITimeline& timeline,
+    EmulatedPort(const orv::nic::LivePort::Setup& setup, orv::il::ITimeline& timeline,
                  EmulatedNetwork& network, Send send, HangUp hang_up);
 
     void Receive(const std::vector<std::byte>& bytes) override;
@@ -92,7 +94,8 @@ class LiveScenario {
 
     /// A scenario of `hosts`, all of one block, of IGMPv2 or MLDv2. Change it and the network before Start().
     explicit LiveScenario(std::vector<orv::live::HostAddress> hosts,
-                          const orv::nic::MembershipSettings& settings = {});
+                          const orv::nic::MembershipSettings& settings = {},
+                          const orv::nic::UnicastSettings& unicast = {});
 
     /// Changes groups and hosts to those of a version.
     void Speak(IgmpVersion version);

@@ -382,7 +382,8 @@ class ReceptionTest : public ::testing::Test {
     /// One millisecond after the last one.
     bool add(Reception& reception, std::span<const std::byte> payload, const std::string& source = "10.0.0.1",
              std::uint16_t port = 5004) {
-        return reception.add(now_ += kMillisecond, {ip(source), ip("239.1.1.1"), port, 5004, payload});
+        return reception.add(now_ += kMillisecond, {ip(source), ip("239.1.1.1"), port, 5004, payload})
+            .has_value();
     }
     bool add_signed(Reception& reception, std::uint64_t sequence, std::uint32_t stream = 1,
                     const std::string& source = "10.0.0.1", bool is_damaged = false) {

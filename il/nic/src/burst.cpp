@@ -30,8 +30,7 @@ Burst::Reaction Burst::on_information(const live::RamsInformation& information) 
     switch (live::ExplainRamsResponse(information.response).meaning) {
         case live::RamsMeaning::Accepted:
             state_ = State::Accepted;
-            if (information.first_sequence && !counter_.has_begun())
-                counter_.expect(*information.first_sequence);
+            if (information.first_sequence) first_sequence_ = information.first_sequence;
             return Reaction::None;
         case live::RamsMeaning::Update:
         case live::RamsMeaning::Completed:
@@ -79,6 +78,12 @@ SequenceCounter::Step Burst::on_packet(const live::RetransmissionPacket& packet,
         has_right_number_ =
             !read || !read->is_intact ||
             static_cast<std::uint16_t>(read->signature.sequence_number) == packet.original_sequence_number;
+    }
+    if (!counter_.has_begun() && first_sequence_) {
+        // What the server says it began with may be lost.
+        const auto lost = static_cast<std::int16_t>(packet.sequence_number - *first_sequence_);
+        if (lost > 0 && static_cast<std::uint64_t>(lost) <= kMostDropout)
+            counter_.expect(static_cast<std::uint16_t>(packet.original_sequence_number - lost));
     }
     const auto step = counter_.add_wrapping(packet.original_sequence_number, kMostDropout, packets_);
     highest_ = static_cast<std::uint16_t>(counter_.highest());

@@ -75,7 +75,8 @@ class Burst {
     State state_ = State::Requested;
     std::uint16_t response_ = 0;
     std::optional<std::uint32_t> ssrc_;
-    std::optional<il::Time> join_time_;  ///< after the first packet
+    std::optional<il::Time> join_time_;            ///< after the first packet
+    std::optional<std::uint16_t> first_sequence_;  ///< of the retransmission stream
     il::Time first_ = il::kNever;
     il::Time last_ = il::kNever;
     Part without_sbit_, with_sbit_;

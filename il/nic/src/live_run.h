@@ -114,7 +114,8 @@ class LiveRun : public il::Run {
     struct UnicastView {
         Burst burst;
         MissingPackets missing;
-        std::uint32_t media_ssrc = 0;  ///< of the channel, as far as known
+        std::uint32_t media_ssrc = 0;              ///< of the channel, as the server knows it
+        std::optional<std::uint32_t> stream_ssrc;  ///< of its multicast stream, once it has come
         il::Time planned_join = il::kNever, planned_leave = il::kNever;
         il::Time join = il::kNever, leave = il::kNever;  ///< seen leaving
         std::optional<std::uint16_t> first_multicast;    ///< sequence number
@@ -132,6 +133,10 @@ class LiveRun : public il::Run {
         Act act = Act::Repeat;
         std::uint32_t nack = 0;
     };
+    /// A burst of another channel, whose packets a server may still send.
+    struct FormerBurst {
+        std::uint32_t ssrc = 0, media_ssrc = 0;
+    };
     /// What an STB of a test with servers has besides its views.
     struct UnicastStb {
         std::uint32_t ssrc = 0;
@@ -140,6 +145,8 @@ class LiveRun : public il::Run {
         std::array<ServerLink, 2> servers;       ///< by ServerKind
         std::array<il::Time, il::kSteps> due{};  ///< when its next step of each kind is due; kNever: never
         std::uint32_t draining = kNone;          ///< a former view that packets may still come for
+        std::array<FormerBurst, 8> former;       ///< the last ones
+        std::size_t formers = 0;                 ///< that there were
     };
     /// One group on one link.
     struct Flow {
@@ -207,7 +214,7 @@ class LiveRun : public il::Run {
     void send_termination(std::uint32_t id, Act act);
     ServerLink& server_of(std::uint32_t number, ServerKind kind);
     std::span<std::byte> payload_room(const ServerLink& server);
-    void send_to(const ServerLink& server, std::size_t length, const Ticket& ticket);
+    void send_to(ServerLink& server, std::size_t length, const Ticket& ticket);
     void complain(std::uint32_t number, ServerKind kind, ServerComplaints::Kind what, std::uint16_t code = 0);
     live::RtcpSender sender_of(const UnicastStb& stb, const ServerLink& server) const;
     void on_unicast_join(std::uint32_t id, il::Time stamp);
@@ -218,7 +225,7 @@ class LiveRun : public il::Run {
     void end_unicast(std::uint32_t id, il::Time planned);
     void close_unicast(std::uint32_t id);
     void watch_draining(il::Time now);
-    void on_packet_after_leave(std::uint32_t id, il::Time stamp);
+    void on_packet_after_leave(std::uint32_t id, std::uint16_t sequence, il::Time stamp);
     bool has_drained(std::uint32_t id, il::Time now);
     bool has_sbit_failed(const View& view) const;
 

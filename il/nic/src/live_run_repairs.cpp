@@ -41,9 +41,9 @@ void LiveRun::ask_repair(std::uint32_t number) {
     const Time now = context_.timeline.GetNow().count();
     ServerLink& server = server_of(number, ServerKind::Repair);
     if (const auto request = unicast->missing.ask(now)) {
-        const std::size_t length =
-            live::WriteNack(payload_room(server), sender_of(unicast_stbs_[number], server),
-                            unicast->media_ssrc, std::span(&request->entry, 1));
+        const std::size_t length = live::WriteNack(
+            payload_room(server), sender_of(unicast_stbs_[number], server),
+            unicast->stream_ssrc.value_or(unicast->media_ssrc), std::span(&request->entry, 1));
         ++context_.figures.nacks_sent;
         send_to(server, length, {id, Act::Nack, request->number});
         record_nacks(id, false);

@@ -233,14 +233,15 @@ std::span<std::byte> LiveRun::payload_room(const ServerLink& server) {
 live::RtcpSender LiveRun::sender_of(const UnicastStb& stb, const ServerLink& server) const {
     return {.ssrc = stb.ssrc,
             .cname = stb.cname,
-            .reduced_size = context_.unicast.reduced_size,
+            .reduced_size = context_.unicast.reduced_size && server.knows_us,
             .token = server.token_at(context_.timeline.GetNow().count())};
 }
 
 /// A message of `length` bytes that is in payload_room().
-void LiveRun::send_to(const ServerLink& server, std::size_t length, const Ticket& ticket) {
+void LiveRun::send_to(ServerLink& server, std::size_t length, const Ticket& ticket) {
     const std::size_t frame = live::WriteUdpHeaders(message_, server.flow, length);
     current_ = ticket;
+    server.knows_us = true;
     send(std::span(message_).first(frame));
 }
 
@@ -313,7 +314,7 @@ void LiveRun::on_first_multicast(std::uint32_t id, const Arrival& packet) {
     if (!unicast) return;
     if (packet.is_numbered) {
         unicast->first_multicast = packet.sequence;
-        unicast->media_ssrc = packet.ssrc;
+        unicast->stream_ssrc = packet.ssrc;
     }
     const std::uint32_t number = views_[id].stb;
     if (!unicast->has_burst || unicast->left || stbs_[number].view != id) return;
@@ -377,6 +378,8 @@ void LiveRun::close_unicast(std::uint32_t id) {
     if (unicast.has_burst && unicast.leave == kNever) unicast.leave = context_.timeline.GetNow().count();
     UnicastStb& own = unicast_stbs_[views_[id].stb];
     if (own.draining == id) own.draining = kNone;
+    if (const auto ssrc = unicast.burst.ssrc())
+        own.former[own.formers++ % own.former.size()] = {*ssrc, unicast.media_ssrc};
     std::erase(draining_, id);
     conclude(id);
 }
@@ -486,6 +489,10 @@ void LiveRun::on_burst_packet(std::uint32_t number, const live::RetransmissionPa
             // The first packet of a burst tells which stream it is.
             const UnicastView* unicast = unicast_of(id);
             if (!unicast || !unicast->has_burst || unicast->requests == 0 || unicast->burst.ssrc()) return;
+            const auto is_old = [&](const FormerBurst& former) {
+                return former.ssrc == packet.ssrc && former.media_ssrc != unicast->media_ssrc;
+            };
+            if (std::ranges::any_of(own.former, is_old)) return;
         }
     }
     UnicastView& unicast = *unicast_of(id);
@@ -497,7 +504,7 @@ void LiveRun::on_burst_packet(std::uint32_t number, const live::RetransmissionPa
         complain(number, ServerKind::Burst, ServerComplaints::Kind::WrongNumbers);
     if (unicast.repairs && stbs_[number].view == id)
         note_missing(number, packet.original_sequence_number, step, stamp);
-    if (unicast.left) return on_packet_after_leave(id, stamp);
+    if (unicast.left) return on_packet_after_leave(id, packet.original_sequence_number, stamp);
     if (!is_first && (had_sbit || unicast.burst.first_with_sbit() == kNever)) return;
     schedule(number, Step::AskBurst, kNever);
     plan_multicast_join(number);
@@ -505,9 +512,12 @@ void LiveRun::on_burst_packet(std::uint32_t number, const live::RetransmissionPa
 }
 
 /// Repeats the request to end a burst that goes on.
-void LiveRun::on_packet_after_leave(std::uint32_t id, Time stamp) {
+void LiveRun::on_packet_after_leave(std::uint32_t id, std::uint16_t sequence, Time stamp) {
     UnicastView& unicast = *unicast_of(id);
     if (unicast.leave == kNever || stamp - unicast.leave < unicast.terminations * kTerminationWay) return;
+    // While the view goes on, the burst may still bring what came before multicast.
+    const bool goes_on = stbs_[views_[id].stb].view == id && unicast.first_multicast;
+    if (goes_on && static_cast<std::int16_t>(sequence - *unicast.first_multicast) < 0) return;
     if (unicast.terminations < kMostTerminations) return send_termination(id, Act::Repeat);
     if (std::exchange(unicast.sends_on, true)) return;
     complain(views_[id].stb, ServerKind::Burst, ServerComplaints::Kind::SendsOn);

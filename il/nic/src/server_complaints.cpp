@@ -25,7 +25,7 @@ std::string describe(Kind kind, std::uint64_t count, std::uint16_t code) {
             return fmt::format("has refused {} requests for bursts with response {} ({})", count, code,
                                live::ExplainRamsResponse(code).text);
         case Kind::SendsOn:
-            return fmt::format("has sent {} bursts on after their end was requested", count);
+            return fmt::format("went on sending {} bursts after it was asked three times to end them", count);
         case Kind::WrongNumbers:
             return fmt::format(
                 "has sent {} packets whose original sequence numbers are not those of the stream", count);

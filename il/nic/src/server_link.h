@@ -23,6 +23,7 @@ struct ServerLink {
     live::IpAddress next_hop;   ///< the server, or the STB's gateway
     Hop hop = Hop::Unknown;     ///< the MAC address
     std::uint64_t nonce = 0;    ///< of the port mapping request; 0: there was none
+    bool knows_us = false;      ///< it has had a whole packet with the CNAME (RFC 5506 section 3.4.1)
     std::uint8_t requests = 0;  ///< for a token, since the last answer
     std::vector<std::byte> token;
     std::uint64_t absolute_expiration = 0;
