@@ -66,7 +66,7 @@ bool Burst::has_sbit(const live::RetransmissionPacket& packet, Time stamp) {
     return announced != kNever && stamp >= announced;
 }
 
-SequenceCounter::Step Burst::on_packet(const live::RetransmissionPacket& packet, Time stamp) {
+std::uint64_t Burst::on_packet(const live::RetransmissionPacket& packet, Time stamp) {
     if (state_ == State::Requested || state_ == State::Unanswered) state_ = State::Accepted;
     if (!ssrc_) ssrc_ = packet.ssrc;
     if (first_ == kNever) first_ = stamp;
@@ -85,9 +85,14 @@ SequenceCounter::Step Burst::on_packet(const live::RetransmissionPacket& packet,
         if (lost > 0 && static_cast<std::uint64_t>(lost) <= kMostDropout)
             counter_.expect(static_cast<std::uint16_t>(packet.original_sequence_number - lost));
     }
-    const auto step = counter_.add_wrapping(packet.original_sequence_number, kMostDropout, packets_);
+    const std::uint64_t missing =
+        counter_.add_wrapping(packet.original_sequence_number, kMostDropout, packets_);
     highest_ = static_cast<std::uint16_t>(counter_.highest());
-    return step;
+    return missing;
+}
+
+bool Burst::is_next(std::uint16_t original_sequence) const {
+    return counter_.has_begun() && original_sequence == static_cast<std::uint16_t>(highest_ + 1);
 }
 
 void Burst::fill_in(const il::TickCounter& counter, std::optional<std::uint16_t> first_multicast,

@@ -37,8 +37,13 @@ class Burst {
     Reaction on_information(const live::RamsInformation& information);
     /// The server does not answer.
     void give_up();
-    /// A packet of the burst.
-    SequenceCounter::Step on_packet(const live::RetransmissionPacket& packet, il::Time stamp);
+    /// A packet of the burst. Returns how many packets just before it have not come yet.
+    std::uint64_t on_packet(const live::RetransmissionPacket& packet, il::Time stamp);
+
+    /// Whether the packet is the next one of the stream, so that nobody needs to have asked for it.
+    bool is_next(std::uint16_t original_sequence) const;
+    /// Whether the packet has come lately.
+    bool has(std::uint16_t original_sequence) const { return counter_.has(original_sequence); }
 
     State state() const { return state_; }
     /// The last response of the server; 0 when there was none.

@@ -232,8 +232,7 @@ class LiveRun : public il::Run {
     // Retransmission.
     void note_losses(const Flow& flow, std::uint32_t reception, const Arrival& arrival, il::Time stamp);
     void ask_repair(std::uint32_t number);
-    void note_missing(std::uint32_t number, std::uint16_t sequence, const SequenceCounter::Step& step,
-                      il::Time stamp);
+    void note_missing(std::uint32_t number, std::uint16_t sequence, std::uint64_t count, il::Time stamp);
     bool on_repair(std::uint32_t number, const live::RetransmissionPacket& packet, il::Time stamp);
     void record_nacks(std::uint32_t id, bool is_final);
 

@@ -10,26 +10,20 @@ using il::Time;
 
 /// A packet of the multicast stream, for all who view it.
 void LiveRun::note_losses(const Flow& flow, std::uint32_t reception, const Arrival& arrival, Time stamp) {
-    if (!arrival.is_numbered || (arrival.step.missing == 0 && !arrival.step.fills_gap)) return;
+    if (arrival.missing == 0) return;
     for (const std::uint32_t number : flow.viewers) {
         const View& view = views_[stbs_[number].view];
         // What came before its first packet is nothing that an STB misses.
         if (view.reception != reception || view.times.first == kNever) continue;
         if (view.unicast != kNone && unicast_views_[view.unicast].repairs)
-            note_missing(number, arrival.sequence, arrival.step, stamp);
+            note_missing(number, arrival.sequence, arrival.missing, stamp);
     }
 }
 
-void LiveRun::note_missing(std::uint32_t number, std::uint16_t sequence, const SequenceCounter::Step& step,
-                           Time stamp) {
+/// The `count` packets before `sequence`.
+void LiveRun::note_missing(std::uint32_t number, std::uint16_t sequence, std::uint64_t count, Time stamp) {
     MissingPackets& missing = unicast_of(stbs_[number].view)->missing;
-    if (step.fills_gap) {
-        if (missing.on_packet(sequence)) --context_.figures.packets_missed;
-    } else if (step.missing == 0) {
-        return;
-    } else {
-        context_.figures.packets_missed += missing.miss_before(sequence, step.missing, stamp);
-    }
+    context_.figures.packets_missed += missing.miss_before(sequence, count, stamp);
     schedule(number, Step::AskRepair, missing.next());
     arm();
 }
@@ -40,6 +34,14 @@ void LiveRun::ask_repair(std::uint32_t number) {
     if (!unicast || !unicast->repairs || !prepare(number, ServerKind::Repair, Step::AskRepair)) return;
     const Time now = context_.timeline.GetNow().count();
     ServerLink& server = server_of(number, ServerKind::Repair);
+    // What came late, or by the burst, or by multicast during the burst, is not missing to the viewer.
+    const View& view = views_[id];
+    const Reception& reception = receptions_[view.reception];
+    context_.figures.packets_missed -= unicast->missing.forget([&](std::uint16_t sequence) {
+        const bool is_viewed =
+            unicast->first_multicast && static_cast<std::int16_t>(sequence - *unicast->first_multicast) >= 0;
+        return unicast->burst.has(sequence) || (is_viewed && reception.has(sequence));
+    });
     if (const auto request = unicast->missing.ask(now)) {
         const std::size_t length = live::WriteNack(
             payload_room(server), sender_of(unicast_stbs_[number], server),
@@ -56,6 +58,7 @@ bool LiveRun::on_repair(std::uint32_t number, const live::RetransmissionPacket& 
     for (const std::uint32_t id : {stbs_[number].view, unicast_stbs_[number].draining}) {
         UnicastView* unicast = unicast_of(id);
         if (!unicast || unicast->closed || !unicast->repairs) continue;
+        if (unicast->burst.is_next(packet.original_sequence_number) && !unicast->left) continue;
         if (!unicast->missing.on_repair(packet.original_sequence_number, stamp)) continue;
         ++context_.figures.packets_repaired;
         record_nacks(id, false);

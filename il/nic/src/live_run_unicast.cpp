@@ -499,11 +499,11 @@ void LiveRun::on_burst_packet(std::uint32_t number, const live::RetransmissionPa
     if (unicast.closed) return;
     const bool is_first = unicast.burst.first() == kNever;
     const bool had_sbit = unicast.burst.first_with_sbit() != kNever;
-    const auto step = unicast.burst.on_packet(packet, stamp);
+    const std::uint64_t missing = unicast.burst.on_packet(packet, stamp);
     if (numbering_ == Numbering::Signature && !unicast.burst.has_right_number())
         complain(number, ServerKind::Burst, ServerComplaints::Kind::WrongNumbers);
-    if (unicast.repairs && stbs_[number].view == id)
-        note_missing(number, packet.original_sequence_number, step, stamp);
+    if (unicast.repairs && missing > 0 && stbs_[number].view == id)
+        note_missing(number, packet.original_sequence_number, missing, stamp);
     if (unicast.left) return on_packet_after_leave(id, packet.original_sequence_number, stamp);
     if (!is_first && (had_sbit || unicast.burst.first_with_sbit() == kNever)) return;
     schedule(number, Step::AskBurst, kNever);

@@ -52,19 +52,6 @@ MissingPackets::Nack* MissingPackets::find_nack(std::uint32_t number) {
     return &nacks_[number - first_nack_];
 }
 
-bool MissingPackets::is_asked(std::uint16_t sequence) const {
-    const auto found = std::ranges::find(missing_, sequence, &Missing::sequence);
-    return found != missing_.end() && found->nack != kNone;
-}
-
-bool MissingPackets::on_packet(std::uint16_t sequence) {
-    const auto found = find(sequence);
-    if (found == missing_.end()) return false;
-    if (Nack* nack = find_nack(found->nack)) ++nack->received;  // it need not come any more
-    missing_.erase(found);
-    return true;
-}
-
 bool MissingPackets::on_repair(std::uint16_t sequence, Time stamp) {
     const auto found = find(sequence);
     if (found == missing_.end() || found->nack == kNone) return false;

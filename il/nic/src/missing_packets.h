@@ -43,13 +43,17 @@ class MissingPackets {
 
     /// The `count` packets before `sequence` have not come. Returns how many of them it will ask for.
     std::size_t miss_before(std::uint16_t sequence, std::uint64_t count, il::Time now);
-    /// A packet that came without having been sent again is no longer missing. False if it was not.
-    bool on_packet(std::uint16_t sequence);
+    /// Packets that `has(sequence)` came otherwise: late, or by the burst. Returns their number.
+    template <class Has>
+    std::size_t forget(const Has& has) {
+        return std::erase_if(missing_, [&](const Missing& missing) {
+            if (!has(missing.sequence)) return false;
+            if (Nack* nack = find_nack(missing.nack)) ++nack->received;  // it need not come any more
+            return true;
+        });
+    }
     /// A retransmission. False if the packet was not missing: nobody asked for it, or it came twice.
     bool on_repair(std::uint16_t sequence, il::Time stamp);
-    /// Whether a NACK for the packet is in flight.
-    bool is_asked(std::uint16_t sequence) const;
-
     /// When to ask; kNever if there is nothing to ask for.
     il::Time next() const;
     /// The NACK that is due at `now`, if there is one.

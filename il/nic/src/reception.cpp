@@ -71,6 +71,10 @@ bool Reception::has_paused(il::Time time) const {
            time - last_ > std::max(kQuietGaps * std::max(longest_, longest_before_), kShortestPause);
 }
 
+bool Reception::has(std::uint16_t sequence) const {
+    return std::ranges::any_of(sources_, [&](const Source& source) { return source.counter.has(sequence); });
+}
+
 void Reception::restart() {
     sources_.clear();
     last_ = il::kNever;
@@ -129,9 +133,9 @@ Arrival Reception::add_foreign(il::Time stamp, const live::UdpPacket& packet) {
         return {};
     }
     const auto missing = gap_ > 0 && last_ != il::kNever ? 2 * (stamp - last_) / gap_ : 0;
-    const auto step = source->counter.add_wrapping(
+    const std::uint64_t missing_before = source->counter.add_wrapping(
         rtp->sequence_number, std::max(kMostDropout, static_cast<std::uint64_t>(missing)), packets_);
-    return {true, rtp->sequence_number, rtp->ssrc, step};
+    return {true, rtp->sequence_number, rtp->ssrc, missing_before};
 }
 
 }  // namespace orv::nic

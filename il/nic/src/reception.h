@@ -32,7 +32,7 @@ struct Arrival {
     bool is_numbered = false;    ///< the other members are known
     std::uint16_t sequence = 0;  ///< of RTP
     std::uint32_t ssrc = 0;
-    SequenceCounter::Step step;
+    std::uint64_t missing = 0;  ///< packets just before it that have not come yet
 };
 
 /// Counts the packets that pass one choice of sources, for all the STBs of a link that view the channel: what
@@ -45,6 +45,9 @@ class Reception {
     std::optional<Arrival> add(il::Time stamp, const live::UdpPacket& packet);
     /// The numbered packet with the latest stamp; there is one while the stream flows, if it is numbered.
     const Arrival& latest() const { return latest_; }
+
+    /// Whether a packet with this number has come lately.
+    bool has(std::uint16_t sequence) const;
 
     /// Whether the stream flows at `time`: the last packet before is not older than the expected packet
     /// interval.

@@ -32,34 +32,40 @@ bool SequenceCounter::test_and_set(std::uint64_t sequence) {
     return was_set;
 }
 
+bool SequenceCounter::has(std::uint16_t sequence) const {
+    const auto behind = static_cast<std::int16_t>(static_cast<std::uint16_t>(highest_) - sequence);
+    if (!begun_ || behind < 0 || static_cast<std::uint64_t>(behind) >= kWindow) return false;
+    const std::uint64_t number = highest_ - static_cast<std::uint64_t>(behind);
+    return (seen_[number % kWindow / 64] >> number % 64 & 1) != 0;
+}
+
 void SequenceCounter::clear(std::uint64_t from, std::uint64_t to) {
     if (to - from >= kWindow) return seen_.fill(0);
     for (std::uint64_t i = from; i != to; ++i) seen_[i % kWindow / 64] &= ~(std::uint64_t{1} << i % 64);
 }
 
-SequenceCounter::Step SequenceCounter::add(std::uint64_t sequence, il::Packets& packets) {
+std::uint64_t SequenceCounter::add(std::uint64_t sequence, il::Packets& packets) {
     return add(sequence, kMostAhead, packets);
 }
 
-SequenceCounter::Step SequenceCounter::add(std::uint64_t sequence, std::uint64_t most_ahead,
-                                           il::Packets& packets) {
+std::uint64_t SequenceCounter::add(std::uint64_t sequence, std::uint64_t most_ahead, il::Packets& packets) {
     ++packets.received;
     if (!begun_) {
         begin(sequence);
-        return {};
+        return 0;
     }
     if (sequence > highest_) {
         const std::uint64_t ahead = sequence - highest_;
         if (ahead > most_ahead) {
             if (is_restart(sequence)) begin(sequence);
-            return {};
+            return 0;
         }
         clear(highest_ + 1, sequence + 1);
         test_and_set(sequence);
         highest_ = sequence;
         packets.lost += ahead - 1;
         has_stray_ = false;
-        return {.missing = ahead - 1};
+        return ahead - 1;
     }
     const std::uint64_t behind = highest_ - sequence;
     if (behind >= kWindow) {
@@ -68,21 +74,20 @@ SequenceCounter::Step SequenceCounter::add(std::uint64_t sequence, std::uint64_t
         } else {
             ++packets.late;
         }
-        return {};
+        return 0;
     }
     if (test_and_set(sequence)) {
         ++packets.duplicate;
-        return {};
+        return 0;
     }
     ++(behind < kLate ? packets.reordered : packets.late);
     // Packets sent before the first one received are not missing.
-    if (sequence < lowest_) return {};
-    --packets.lost;
-    return {.fills_gap = true};
+    if (sequence > lowest_) --packets.lost;
+    return 0;
 }
 
-SequenceCounter::Step SequenceCounter::add_wrapping(std::uint16_t sequence, std::uint64_t most_ahead,
-                                                    il::Packets& packets) {
+std::uint64_t SequenceCounter::add_wrapping(std::uint16_t sequence, std::uint64_t most_ahead,
+                                            il::Packets& packets) {
     if (!begun_) return add(std::uint64_t{1} << 32 | sequence, packets);
     const auto ahead = static_cast<std::int16_t>(sequence - static_cast<std::uint16_t>(highest_));
     return add(highest_ + static_cast<std::uint64_t>(std::int64_t{ahead}), most_ahead, packets);

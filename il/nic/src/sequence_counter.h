@@ -18,21 +18,19 @@ namespace orv::nic {
 ///   count.
 class SequenceCounter {
   public:
-    /// What the number of a packet shows of others.
-    struct Step {
-        std::uint64_t missing = 0;  ///< so many packets just before it have not come
-        bool fills_gap = false;     ///< it was missing until now
-    };
-
-    /// Adds the packet to `packets`, with the losses, reordering and so on that its number shows.
-    Step add(std::uint64_t sequence, il::Packets& packets);
+    /// Adds the packet to `packets`, with the losses, reordering and so on that its number shows. Returns how
+    /// many packets just before it have not come yet.
+    std::uint64_t add(std::uint64_t sequence, il::Packets& packets);
     /// The same for 16-bit numbers with wrap-around (RFC 3550 section 5.1): stands for the nearest sequence
     /// number, at most 32,767 ahead. One further ahead than `most_ahead` means that the sender has restarted,
     /// if the next one follows it (RFC 3550 appendix A.1).
-    Step add_wrapping(std::uint16_t sequence, std::uint64_t most_ahead, il::Packets& packets);
+    std::uint64_t add_wrapping(std::uint16_t sequence, std::uint64_t most_ahead, il::Packets& packets);
 
     /// The stream begins with this 16-bit number: packets between it and the first one are missing.
     void expect(std::uint16_t first);
+
+    /// Whether the packet whose number has these lower 16 bits has come, as far back as the count looks.
+    bool has(std::uint16_t sequence) const;
 
     bool has_begun() const { return begun_; }
     std::uint64_t highest() const { return highest_; }
@@ -43,7 +41,7 @@ class SequenceCounter {
     static constexpr std::uint64_t kMostAhead = std::uint64_t{1} << 40;
     static constexpr std::uint64_t kLate = 64;
 
-    Step add(std::uint64_t sequence, std::uint64_t most_ahead, il::Packets& packets);
+    std::uint64_t add(std::uint64_t sequence, std::uint64_t most_ahead, il::Packets& packets);
     void begin(std::uint64_t sequence);
     bool is_restart(std::uint64_t sequence);
     bool test_and_set(std::uint64_t sequence);
