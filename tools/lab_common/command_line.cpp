@@ -36,18 +36,4 @@ double ReadDecimal(const char* option, const char* text, double least, double mo
     return ReadAs(option, text, least, most);
 }
 
-sigset_t CatchSignals(std::initializer_list<int> signals, void (*handler)(int)) {
-    struct sigaction action {};
-    action.sa_handler = handler;
-    sigset_t caught, before;
-    sigemptyset(&caught);
-    for (const int signal : signals) {
-        sigaction(signal, &action, nullptr);
-        sigaddset(&caught, signal);
-    }
-    sigprocmask(SIG_BLOCK, &caught, &before);
-    for (const int signal : signals) sigdelset(&before, signal);
-    return before;
-}
-
 }  // namespace orv::lab

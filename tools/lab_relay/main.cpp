@@ -1,9 +1,6 @@
 // lab_relay [OPTIONS] A B: copies every frame between two network interfaces, both ways.
 #include <getopt.h>
 #include <poll.h>
-#include <sched.h>
-#include <signal.h>
-#include <sys/prctl.h>
 
 #include <algorithm>
 #include <array>
@@ -16,6 +13,7 @@
 #include "lab_common/clock.h"
 #include "lab_common/command_line.h"
 #include "lab_common/packet_port.h"
+#include "lab_common/process.h"
 #include "lab_relay/delay_queue.h"
 
 namespace orv::lab {
@@ -66,14 +64,6 @@ Options ReadOptions(int count, char** arguments) {
 }
 
 volatile sig_atomic_t ended = 0;
-
-/// Frames leave on time also on a busy machine, as far as this process is privileged.
-void KeepTime() {
-    prctl(PR_SET_TIMERSLACK, 1);  // otherwise every wait may be 50 us longer
-    sched_param priority{};
-    priority.sched_priority = 1;
-    sched_setscheduler(0, SCHED_FIFO, &priority);  // needs privileges; optional
-}
 
 class Relay {
   public:

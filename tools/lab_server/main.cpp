@@ -2,7 +2,6 @@
 #include <net/if.h>
 #include <poll.h>
 #include <sys/ioctl.h>
-#include <sys/prctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -15,6 +14,7 @@
 #include "lab_common/clock.h"
 #include "lab_common/command_line.h"
 #include "lab_common/packet_port.h"
+#include "lab_common/process.h"
 #include "lab_server/options.h"
 #include "lab_server/server.h"
 
@@ -51,7 +51,6 @@ void Serve(const ServerOptions& options, const sigset_t& waiting_mask) {
     constexpr Nanoseconds kNap = std::chrono::microseconds(500);
     PacketPort port(options.interface, PacketPort::Wanted::kAll);
     Server server(options, ReadMacAddress(options.interface));
-    prctl(PR_SET_TIMERSLACK, 1);  // otherwise every wait may be 50 us longer
     std::fprintf(stderr, "Serving on %s\n", options.interface.c_str());
     while (!ended) {
         const std::size_t received = port.Receive(
@@ -74,6 +73,7 @@ void Serve(const ServerOptions& options, const sigset_t& waiting_mask) {
 int Main(int count, char** arguments) {
     try {
         const ServerOptions options = ReadServerOptions(count, arguments);
+        KeepTime();
         Serve(options, CatchSignals({SIGTERM, SIGINT, SIGUSR1}, OnSignal));
         return 0;
     } catch (const UsageError& error) {
