@@ -13,6 +13,8 @@ source "$lab_folder/lab/links.sh"
 source "$lab_folder/lab/bridge.sh"
 # shellcheck source=scripts/lab/router.sh
 source "$lab_folder/lab/router.sh"
+# shellcheck source=scripts/lab/fcc_server.sh
+source "$lab_folder/lab/fcc_server.sh"
 # shellcheck source=scripts/lab/private.sh
 source "$lab_folder/lab/private.sh"
 
@@ -57,11 +59,13 @@ build() {
     make_bridge
   fi
   [ "$loss_parts" -eq 0 ] || lose_on_the_way
+  [ -z "$server_wanted" ] || start_server
   trap - EXIT INT TERM
 }
 
 take_down() {
   stop_processes
+  keep_server_report
   local namespace
   for namespace in "$tester" "$dut"; do
     [ ! -e "/run/netns/$namespace" ] || ip netns delete "$namespace" || rm -f "/run/netns/$namespace"
@@ -82,6 +86,7 @@ show_status() {
     in_dut bridge mdb show
   fi
   in_dut nft list ruleset
+  show_server
 }
 
 on_tester() {

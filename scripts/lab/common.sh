@@ -16,6 +16,15 @@ needs_program() {
   command -v "$1" >/dev/null || impossible "the program '$1' is not installed (scripts/install-packages.sh installs it)"
 }
 
+# find_program NAME FILE: the file; if there is none, of several builds, the newest.
+find_program() {
+  local file=$2
+  # shellcheck disable=SC2012,SC2154  # names of build folders are ours; lab.sh knows its folder
+  [ -n "$file" ] || file=$(ls -t "$lab_folder"/../build/*/bin/"$1" 2>/dev/null | head -1)
+  [ -x "$file" ] || fail "there is no $1: cmake --build --preset dev --target $1"
+  echo "$file"
+}
+
 set_names() {
   lab_name=$1
   tester=$lab_name-tester

@@ -39,7 +39,7 @@ make_links() {
 }
 
 start_relay() {
-  find_relay
+  relay_program=$(find_program lab_relay "$relay_program")
   ip -n "$dut" link set home-device up
   ip -n "$dut" link set home-line up
   # An outer tag comes on top of a full frame with an inner one.
@@ -52,15 +52,6 @@ start_relay() {
     >"$ready" 2>"$lab_state/relay.log" </dev/null &
   echo $! >"$lab_state/lab_relay.pid"
   wait_until "the relay did not start" test -s "$ready"
-}
-
-# Of several builds, the newest.
-find_relay() {
-  if [ -z "$relay_program" ]; then
-    # shellcheck disable=SC2012  # names of build folders are ours
-    relay_program=$(ls -t "$lab_folder"/../build/*/bin/lab_relay 2>/dev/null | head -1)
-  fi
-  [ -x "$relay_program" ] || fail "there is no lab_relay: cmake --build --preset dev --target lab_relay"
 }
 
 # Loses UDP packets that the device forwards to home. The counters tell how many of how many.

@@ -17,6 +17,11 @@ lab_option_help() {
   --loss PERCENT              of the UDP packets towards home0, at random, up to three decimals [0]
   --pop-outer-tag ID          home0 is a line whose frames carry an outer VLAN tag, which the device does not see
   --relay FILE                the program lab_relay, for --delay and --pop-outer-tag [ORV_LAB_RELAY, or the newest in build]
+  --fcc-server "OPTIONS"      a server for rapid acquisition and retransmission on the bridge, with these options (lab_server
+                              --help lists them; there may be none): 10.0.255.1 and 2001:db8::255:1, port 5006
+  --fcc-server-report FILE    gets the server's counts when the laboratory is taken down, a line of JSON
+  --fcc-server-log FILE       gets a line of JSON per request
+  --fcc-server-program FILE   the program lab_server [ORV_LAB_SERVER, or the newest in build]
 END
 }
 
@@ -33,6 +38,11 @@ set_defaults() {
   loss_parts=0 # of 100,000
   outer_tag=
   relay_program=${ORV_LAB_RELAY:-}
+  server_wanted=
+  server_options=()
+  server_report=
+  server_log=
+  server_program=${ORV_LAB_SERVER:-}
 }
 
 # Leaves what follows the options in lab_arguments.
@@ -54,7 +64,9 @@ parse_options() {
 check_together() {
   [ "$reorder_percent" -eq 0 ] || [ "$delay_ms" -gt 0 ] ||
     wrong "--reorder needs --delay: only frames that wait can be overtaken."
+  [ -n "$server_wanted" ] || [ -z "$server_report$server_log" ] || wrong "A report or log of which server? --fcc-server"
   [ -n "$router_igmp_version" ] || return 0
+  [ -z "$server_wanted" ] || wrong "--fcc-server is on the bridge, not on --router."
   [ "$fast_leave" = off ] || wrong "--fast-leave is for the bridge, not for --router."
   [ $((last_member_interval_ms % 100)) -eq 0 ] || wrong "--last-member-interval: a router's is a multiple of 100."
 }
@@ -76,6 +88,10 @@ set_option() {
     --reorder) check_range "$option" "$value" 0 100; reorder_percent=$value ;;
     --loss) set_loss "$value" ;;
     --pop-outer-tag) check_range "$option" "$value" 1 4094; outer_tag=$value ;;
+    --fcc-server) server_wanted=yes; read -ra server_options <<<"$value" ;;
+    --fcc-server-report) server_report=$(absolute "$value") ;;
+    --fcc-server-log) server_log=$(absolute "$value") ;;
+    --fcc-server-program) [ -x "$value" ] || wrong "--fcc-server-program $value: no such program."; server_program=$value ;;
     --relay) [ -x "$value" ] || wrong "--relay $value: no such program."; relay_program=$value ;;
     *) wrong "There is no option $option." ;;
   esac
@@ -87,6 +103,14 @@ check_range() {
   if ! [[ $2 =~ ^(0|[1-9][0-9]{0,5})$ ]] || [ "$2" -lt "$3" ] || [ "$2" -gt "$4" ]; then
     wrong "$1 $2: not from $3 to $4."
   fi
+}
+
+# Also when the server and `down` run elsewhere.
+absolute() {
+  case $1 in
+    /*) echo "$1" ;;
+    *) echo "$PWD/$1" ;;
+  esac
 }
 
 set_loss() {

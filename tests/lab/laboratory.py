@@ -74,15 +74,18 @@ class Laboratory:
         state = f"{os.environ.get('XDG_RUNTIME_DIR', '/tmp')}/{self.name}-lab"
         return self.ask_device("vtysh", "--vty_socket", state, "--config_dir", state, "-c", question)
 
-    def send(self, interface, *frames):
-        """Sends frames, from the destination's MAC address on, out of one of the tester's interfaces."""
+    def socket(self, *kind):
+        """A socket on the tester's side; `kind` as for socket.socket."""
         with open("/proc/thread-self/ns/net") as before, open(f"/run/netns/{self.tester}") as wanted:
             _set_network(wanted)
             try:
-                port = socket.socket(socket.AF_PACKET, socket.SOCK_RAW, 0)
+                return socket.socket(*kind)
             finally:
                 _set_network(before)
-        with port:
+
+    def send(self, interface, *frames):
+        """Sends frames, from the destination's MAC address on, out of one of the tester's interfaces."""
+        with self.socket(socket.AF_PACKET, socket.SOCK_RAW, 0) as port:
             port.bind((interface, 0))
             for frame in frames:
                 port.send(frame)

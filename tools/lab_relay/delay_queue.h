@@ -1,18 +1,16 @@
 // Frames that wait until their time has come.
 #pragma once
 
-#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <optional>
 #include <random>
 
-#include "lab_relay/frame.h"
+#include "lab_common/clock.h"
+#include "lab_common/frame.h"
 
 namespace orv::lab {
-
-using Nanoseconds = std::chrono::nanoseconds;
 
 /// In at one end, out at the other `delay` later.
 class DelayQueue {

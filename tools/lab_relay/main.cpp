@@ -1,23 +1,20 @@
 // lab_relay [OPTIONS] A B: copies every frame between two network interfaces, both ways.
 #include <getopt.h>
 #include <poll.h>
-#include <sched.h>
-#include <signal.h>
-#include <sys/prctl.h>
-#include <time.h>
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cstdio>
-#include <cstring>
 #include <exception>
 #include <optional>
-#include <stdexcept>
+#include <span>
 #include <string>
 
+#include "lab_common/clock.h"
+#include "lab_common/command_line.h"
+#include "lab_common/packet_port.h"
+#include "lab_common/process.h"
 #include "lab_relay/delay_queue.h"
-#include "lab_relay/packet_port.h"
 
 namespace orv::lab {
 
@@ -37,22 +34,6 @@ struct Options {
     std::optional<std::uint16_t> outer_tag;
     std::string a, b;
 };
-
-class UsageError : public std::runtime_error {
-  public:
-    using std::runtime_error::runtime_error;
-};
-
-unsigned ReadNumber(const char* option, const char* text, unsigned least, unsigned most) {
-    unsigned value = 0;
-    const char* const end = text + std::strlen(text);
-    const auto [stop, error] = std::from_chars(text, end, value);
-    if (error != std::errc{} || stop != end || value < least || value > most) {
-        throw UsageError(std::string(option) + " " + text + ": not from " + std::to_string(least) + " to " +
-                         std::to_string(most));
-    }
-    return value;
-}
 
 Options ReadOptions(int count, char** arguments) {
     static constexpr option kLong[] = {{"delay-ms", required_argument, nullptr, 'd'},
@@ -82,37 +63,7 @@ Options ReadOptions(int count, char** arguments) {
     return options;
 }
 
-Nanoseconds Now() {
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return std::chrono::seconds(now.tv_sec) + Nanoseconds(now.tv_nsec);
-}
-
 volatile sig_atomic_t ended = 0;
-
-/// Signals come only while the relay waits. Returns the mask for that.
-sigset_t CatchSignals() {
-    struct sigaction action {};
-    action.sa_handler = [](int) { ended = 1; };
-    sigset_t ending, before;
-    sigemptyset(&ending);
-    for (const int signal : {SIGTERM, SIGINT}) {
-        sigaction(signal, &action, nullptr);
-        sigaddset(&ending, signal);
-    }
-    sigprocmask(SIG_BLOCK, &ending, &before);
-    sigdelset(&before, SIGTERM);
-    sigdelset(&before, SIGINT);
-    return before;
-}
-
-/// Frames leave on time also on a busy machine, as far as this process is privileged.
-void KeepTime() {
-    prctl(PR_SET_TIMERSLACK, 1);  // otherwise every wait may be 50 us longer
-    sched_param priority{};
-    priority.sched_priority = 1;
-    sched_setscheduler(0, SCHED_FIFO, &priority);  // needs privileges; optional
-}
 
 class Relay {
   public:
@@ -158,19 +109,23 @@ class Relay {
 
     void SendDue(DelayQueue& queue, PacketPort& port) {
         const std::size_t due = queue.CountDue(Now(), kBatch);
-        port.Send(queue, due);
+        std::array<iovec, kBatch> pieces;
+        std::array<mmsghdr, kBatch> messages;
+        for (std::size_t i = 0; i < due; ++i) {
+            const auto bytes = queue.at(i).bytes();
+            pieces[i] = {const_cast<std::byte*>(bytes.data()), bytes.size()};
+            messages[i] = {};
+            messages[i].msg_hdr.msg_iov = &pieces[i];
+            messages[i].msg_hdr.msg_iovlen = 1;
+        }
+        port.Send(std::span(messages).first(due));
         queue.Pop(due);
     }
 
     void Wait(const sigset_t& waiting_mask) {
         // After a full batch there may be more of the undelayed direction.
         const auto next = to_a_.NextTime() ? to_a_.NextTime() : to_b_.NextTime();
-        timespec timeout{};
-        if (next) {
-            const auto rest = std::max(Nanoseconds(0), *next - Now());
-            timeout.tv_sec = rest / std::chrono::seconds(1);
-            timeout.tv_nsec = (rest % std::chrono::seconds(1)).count();
-        }
+        const timespec timeout = next ? ToTimespec(std::max(Nanoseconds(0), *next - Now())) : timespec{};
         std::array<pollfd, 2> wanted{{{a_.descriptor(), POLLIN, 0}, {b_.descriptor(), POLLIN, 0}}};
         ppoll(wanted.data(), wanted.size(), next ? &timeout : nullptr, &waiting_mask);
         if (wanted[0].revents & POLLERR) a_.CheckInterface();
@@ -194,7 +149,7 @@ class Relay {
 int Main(int count, char** arguments) {
     try {
         const Options options = ReadOptions(count, arguments);
-        const sigset_t waiting_mask = CatchSignals();
+        const sigset_t waiting_mask = CatchSignals({SIGTERM, SIGINT}, [](int) { ended = 1; });
         KeepTime();
         Relay relay(options);
         std::printf("Relaying between %s and %s\n", options.a.c_str(), options.b.c_str());

@@ -1,6 +1,8 @@
 // Everything that arrives at a network interface, and a way to send on it.
 #pragma once
 
+#include <sys/socket.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -8,8 +10,8 @@
 #include <span>
 #include <string>
 
-#include "lab_relay/delay_queue.h"
-#include "lab_relay/frame.h"
+#include "lab_common/clock.h"
+#include "lab_common/frame.h"
 
 namespace orv::lab {
 
@@ -20,7 +22,10 @@ class PacketPort {
     /// `arrival` is the kernel's stamp, of the steady clock.
     using Take = std::function<void(Frame& frame, Nanoseconds arrival)>;
 
-    explicit PacketPort(const std::string& interface);
+    /// kAll: what is addressed to other machines, and to groups that nobody has joined.
+    enum class Wanted { kOwn, kAll };
+
+    explicit PacketPort(const std::string& interface, Wanted wanted = Wanted::kOwn);
     ~PacketPort();
     PacketPort(const PacketPort&) = delete;
     PacketPort& operator=(const PacketPort&) = delete;
@@ -30,9 +35,8 @@ class PacketPort {
     /// Hands on what has arrived, up to `most` frames, each with all of its VLAN tags in its bytes and its
     /// UDP checksum finished. Returns how many.
     std::size_t Receive(std::size_t most, const Take& take);
-    /// Sends the first `count` frames of a queue. Frames that the interface does not take are counted and
-    /// discarded.
-    void Send(const DelayQueue& frames, std::size_t count);
+    /// Sends one frame per message. Frames that the interface does not take are counted and discarded.
+    void Send(std::span<mmsghdr> messages);
     /// Throws when the interface has gone down.
     void CheckInterface();
 

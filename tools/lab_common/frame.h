@@ -14,6 +14,9 @@ struct Tag {
     std::uint16_t control = 0;
 };
 
+/// What a bridge of providers (IEEE 802.1ad) writes, and the older kinds.
+bool IsTagProtocol(std::uint16_t protocol);
+
 class Frame {
   public:
     /// Of the bytes a frame comes with; that leaves room for two tags.

@@ -1,8 +1,9 @@
-#include "lab_relay/udp_checksum.h"
+#include "lab_common/udp_checksum.h"
 
 #include <cstdint>
 
-#include "lab_relay/bytes.h"
+#include "lab_common/bytes.h"
+#include "lab_common/checksum.h"
 
 namespace orv::lab {
 
@@ -11,18 +12,6 @@ namespace {
 constexpr unsigned kUdp = 17;
 constexpr std::size_t kUdpHeaderBytes = 8;
 
-unsigned Get8(std::span<const std::byte> bytes, std::size_t at) {
-    return std::to_integer<unsigned>(bytes[at]);
-}
-
-std::uint64_t Sum(std::span<const std::byte> bytes) {
-    std::uint64_t sum = 0;
-    std::size_t at = 0;
-    for (; at + 1 < bytes.size(); at += 2) sum += Get16(bytes, at);
-    if (at < bytes.size()) sum += Get8(bytes, at) << 8;
-    return sum;
-}
-
 /// `addresses` are those of the IP header, source and destination.
 void Finish(std::span<std::byte> packet, std::span<const std::byte> addresses) {
     if (packet.size() < kUdpHeaderBytes) return;
@@ -30,11 +19,7 @@ void Finish(std::span<std::byte> packet, std::span<const std::byte> addresses) {
     if (length < kUdpHeaderBytes || length > packet.size()) return;
     packet = packet.first(length);  // without the padding of short frames
     packet[6] = packet[7] = std::byte{0};
-    std::uint64_t sum = Sum(addresses) + kUdp + length + Sum(packet);
-    while (sum >> 16) sum = (sum & 0xFFFF) + (sum >> 16);
-    const auto checksum = sum == 0xFFFF ? 0xFFFF : ~sum & 0xFFFF;  // 0 would say that there is none
-    packet[6] = static_cast<std::byte>(checksum >> 8);
-    packet[7] = static_cast<std::byte>(checksum & 0xFF);
+    Put16(packet, 6, UdpChecksumOf(std::uint64_t{SumOf(addresses)} + kUdp + length + SumOf(packet)));
 }
 
 void FinishIpv4(std::span<std::byte> packet) {

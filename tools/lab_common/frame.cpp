@@ -1,9 +1,9 @@
-#include "lab_relay/frame.h"
+#include "lab_common/frame.h"
 
 #include <cstring>
 #include <stdexcept>
 
-#include "lab_relay/bytes.h"
+#include "lab_common/bytes.h"
 
 namespace orv::lab {
 
@@ -13,17 +13,11 @@ constexpr std::size_t kAddressBytes = 12;  // destination and source
 constexpr std::size_t kHeaderBytes = 14;
 constexpr std::uint16_t kIdMask = 0x0FFF;
 
-void Put16(std::span<std::byte> bytes, std::size_t at, std::uint16_t value) {
-    bytes[at] = static_cast<std::byte>(value >> 8);
-    bytes[at + 1] = static_cast<std::byte>(value & 0xFF);
-}
+}  // namespace
 
-// What a bridge of providers (IEEE 802.1ad) writes, and the older kinds.
 bool IsTagProtocol(std::uint16_t protocol) {
     return protocol == 0x8100 || protocol == 0x88A8 || protocol == 0x9100;
 }
-
-}  // namespace
 
 Frame::Frame(std::span<const std::byte> bytes) : end_(kHeadroom + bytes.size()) {
     if (bytes.size() < kHeaderBytes || bytes.size() > kMostBytes) {

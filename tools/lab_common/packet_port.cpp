@@ -1,21 +1,17 @@
-#include "lab_relay/packet_port.h"
+#include "lab_common/packet_port.h"
 
 #include <arpa/inet.h>
 #include <linux/if_packet.h>
 #include <net/ethernet.h>
 #include <net/if.h>
 #include <sys/mman.h>
-#include <sys/socket.h>
-#include <time.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <array>
 #include <atomic>
 #include <cerrno>
 #include <system_error>
 
-#include "lab_relay/udp_checksum.h"
+#include "lab_common/udp_checksum.h"
 
 namespace orv::lab {
 
@@ -31,12 +27,6 @@ constexpr std::size_t kSlots = kBlocks * kSlotsInBlock;
 constexpr std::size_t kRingBytes = kBlocks * kBlockBytes;
 static_assert(kSlotsInBlock * kSlotBytes <= kBlockBytes && kSlotBytes % TPACKET_ALIGNMENT == 0);
 
-Nanoseconds ReadClock(clockid_t clock) {
-    timespec now{};
-    clock_gettime(clock, &now);
-    return std::chrono::seconds(now.tv_sec) + Nanoseconds(now.tv_nsec);
-}
-
 const tpacket2_hdr& HeaderOf(const std::byte* slot) {
     return *reinterpret_cast<const tpacket2_hdr*>(slot);
 }
@@ -47,7 +37,7 @@ std::atomic_ref<__u32> StatusOf(std::byte* slot) {
 
 }  // namespace
 
-PacketPort::PacketPort(const std::string& interface) : interface_(interface) {
+PacketPort::PacketPort(const std::string& interface, Wanted wanted) : interface_(interface) {
     sockaddr_ll address{};
     address.sll_family = AF_PACKET;
     address.sll_protocol = htons(ETH_P_ALL);
@@ -59,6 +49,12 @@ PacketPort::PacketPort(const std::string& interface) : interface_(interface) {
         if (setsockopt(socket_, SOL_PACKET, option, &value, sizeof value) != 0) Fail(what);
     };
     set(PACKET_VERSION, int{TPACKET_V2}, "set the version of the ring");
+    if (wanted == Wanted::kAll) {
+        packet_mreq everything{};
+        everything.mr_ifindex = address.sll_ifindex;
+        everything.mr_type = PACKET_MR_PROMISC;
+        set(PACKET_ADD_MEMBERSHIP, everything, "make the interface promiscuous");
+    }
     set(PACKET_IGNORE_OUTGOING, 1, "ignore what goes out");
     set(PACKET_RX_RING, tpacket_req{kBlockBytes, kBlocks, kSlotBytes, kSlots}, "make the receive ring");
     void* const ring = mmap(nullptr, kRingBytes, PROT_READ | PROT_WRITE, MAP_SHARED, socket_, 0);
@@ -107,25 +103,14 @@ std::optional<Frame> PacketPort::ReadSlot(const std::byte* slot) {
     return frame;
 }
 
-void PacketPort::Send(const DelayQueue& frames, std::size_t count) {
-    constexpr std::size_t kMost = 64;
-    std::array<iovec, kMost> pieces;
-    std::array<mmsghdr, kMost> messages;
-    for (std::size_t done = 0; done < count;) {
-        const std::size_t now = std::min(kMost, count - done);
-        for (std::size_t i = 0; i < now; ++i) {
-            const auto bytes = frames.at(done + i).bytes();
-            pieces[i] = {const_cast<std::byte*>(bytes.data()), bytes.size()};
-            messages[i] = {};
-            messages[i].msg_hdr.msg_iov = &pieces[i];
-            messages[i].msg_hdr.msg_iovlen = 1;
-        }
-        const int sent = sendmmsg(socket_, messages.data(), static_cast<unsigned>(now), 0);
+void PacketPort::Send(std::span<mmsghdr> messages) {
+    while (!messages.empty()) {
+        const int sent = sendmmsg(socket_, messages.data(), static_cast<unsigned>(messages.size()), 0);
         if (sent > 0) {
-            done += static_cast<std::size_t>(sent);
+            messages = messages.subspan(static_cast<std::size_t>(sent));
         } else if (errno != EINTR) {
             ++not_sent_;  // the first of them
-            ++done;
+            messages = messages.subspan(1);
         }
     }
 }
