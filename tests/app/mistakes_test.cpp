@@ -317,13 +317,23 @@ TEST_F(TestFileTest, SimulationIsRead) {
 
 TEST_F(TestFileTest, LiveSectionIsRead) {
     for (const char* absent : {"", "live:\n"}) {
-        EXPECT_EQ(Parse(kObjects + absent).GetMembership().robustness, 2);
-        EXPECT_FALSE(Parse(kObjects + absent).GetMembership().suppress_reports);
+        const auto settings = Parse(kObjects + absent).GetLiveSettings();
+        EXPECT_EQ(settings.membership.robustness, 2);
+        EXPECT_FALSE(settings.membership.suppress_reports);
+        EXPECT_FALSE(settings.unicast.port_mapping || settings.unicast.reduced_size);
+        EXPECT_EQ(settings.unicast.first_ssrc, std::nullopt);
     }
     const auto settings =
-        Parse(kObjects + "live: {report_suppression: true, robustness: 7}\n").GetMembership();
-    EXPECT_EQ(settings.robustness, 7);
-    EXPECT_TRUE(settings.suppress_reports);
+        Parse(kObjects +
+              "live: {report_suppression: true, robustness: 7, port_mapping: true, reduced_size_rtcp: true, "
+              "s_bit: join_time, first_channel_ssrc: 0xe1010000, burst_bitrate_limit: 8000000000}\n")
+            .GetLiveSettings();
+    EXPECT_EQ(settings.membership.robustness, 7);
+    EXPECT_TRUE(settings.membership.suppress_reports);
+    EXPECT_TRUE(settings.unicast.port_mapping && settings.unicast.reduced_size);
+    EXPECT_EQ(settings.unicast.sbit, orv::nic::UnicastSettings::Sbit::JoinTime);
+    EXPECT_EQ(settings.unicast.first_ssrc, 0xe1010000U);
+    EXPECT_EQ(settings.unicast.max_bitrate, 8'000'000'000U);
 }
 
 TEST_F(TestFileTest, MistakesOfTheSimulation) {
@@ -398,7 +408,12 @@ TEST_F(TestFileTest, MistakesOfTheLiveSection) {
          {"\n  robustness: ^[2]\n", "live, robustness: there is a list; " + range},
          {" {report_suppression: ^often}\n",
           "report_suppression: \"often\" is wrong; expected true or false"},
-         {" {^robustnes: 2}\n", "expected report_suppression, robustness; did you mean robustness?"},
+         {" {s_bit: ^HEADER, first_channel_ssrc: ^4294967296}\n",
+          "s_bit: \"HEADER\" is wrong; expected AUTOMATIC, HEADER_EXTENSION, JOIN_TIME\n"
+          "first_channel_ssrc: \"4294967296\" is wrong; expected a whole number from 0 to 4294967295"},
+         {" {^robustnes: 2}\n",
+          "expected report_suppression, robustness, port_mapping, reduced_size_rtcp, s_bit, "
+          "first_channel_ssrc, burst_bitrate_limit; did you mean robustness?"},
          {" ^2\n", "live: \"2\" is wrong; expected keys and values"}},
         kObjects + "live:");
 }

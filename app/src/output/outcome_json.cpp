@@ -39,20 +39,31 @@ Json MakeTest(const RunOutcome& outcome, const TestReport& test) {
             {"ports", MakeRows(test.ports)}};
 }
 
-Json MakeLivePort(const LivePortReport& port) {
+Json MakeLivePort(const RunOutcome& outcome, const LivePortReport& port) {
     const nic::LiveFigures& figures = port.figures;
-    return {{"name", port.name},
-            {"interface", port.interface},
-            {"joins_and_leaves", figures.joins_and_leaves},
-            {"unseen", figures.unseen},
-            {"late_joins", figures.late_joins},
-            {"latest_join_ms", std::chrono::duration<double, std::milli>(figures.latest_join).count()},
-            {"frames_sent", figures.frames_sent},
-            {"frames_unsent", figures.frames_unsent},
-            {"frames_received", figures.frames_received},
-            {"frames_dropped", figures.frames_dropped},
-            {"stream_packets_sent", figures.stream_packets_sent},
-            {"stream_packets_unsent", figures.stream_packets_unsent}};
+    Json json{{"name", port.name},
+              {"interface", port.interface},
+              {"joins_and_leaves", figures.joins_and_leaves},
+              {"unseen", figures.unseen},
+              {"late_joins", figures.late_joins},
+              {"latest_join_ms", std::chrono::duration<double, std::milli>(figures.latest_join).count()},
+              {"frames_sent", figures.frames_sent},
+              {"frames_unsent", figures.frames_unsent},
+              {"frames_received", figures.frames_received},
+              {"frames_dropped", figures.frames_dropped},
+              {"stream_packets_sent", figures.stream_packets_sent},
+              {"stream_packets_unsent", figures.stream_packets_unsent}};
+    if (HasBurstFigures(outcome, port)) {
+        json["bursts_requested"] = figures.bursts_requested;
+        json["bursts_refused"] = figures.bursts_refused;
+        json["bursts_unanswered"] = figures.bursts_unanswered;
+    }
+    if (HasRetransmissionFigures(outcome, port)) {
+        json["nacks_sent"] = figures.nacks_sent;
+        json["packets_missed"] = figures.packets_missed;
+        json["packets_repaired"] = figures.packets_repaired;
+    }
+    return json;
 }
 
 Json MakeMistake(const Mistake& mistake) {
@@ -81,7 +92,8 @@ std::string MakeOutcomeJson(const RunOutcome& outcome) {
                                    {"configured_duration_s", test->configured_duration}};
     }
     if (const std::string why = GetUnfinishedReason(outcome); !why.empty()) json["unfinished_reason"] = why;
-    for (const LivePortReport& port : outcome.live_ports) json["live_ports"].push_back(MakeLivePort(port));
+    for (const LivePortReport& port : outcome.live_ports)
+        json["live_ports"].push_back(MakeLivePort(outcome, port));
     for (const Mistake& mistake : outcome.mistakes) json["mistakes"].push_back(MakeMistake(mistake));
     // A name in the file need not be valid UTF-8.
     return MakePrintableJson(json.dump(2, ' ', false, Json::error_handler_t::replace)) + "\n";

@@ -69,14 +69,13 @@ std::string FormatCell(const ResultRow& row, const Column& column) {
 }
 
 bool IsShown(const TestReport& test, Shown shown) {
-    const bool retransmits = test.type == "RELIABLE_RETRANSMISSION" || test.type == "FCC_WITH_RRR";
     switch (shown) {
         case Shown::Always:
             return true;
         case Shown::Unicast:
-            return test.type == "FAST_CHANNEL_CHANGE" || test.type == "FCC_WITH_RRR";
+            return test.UsesUnicast();
         case Shown::Retransmission:
-            return retransmits;
+            return test.Retransmits();
     }
     return true;
 }
@@ -130,7 +129,14 @@ std::string MakeTestSummary(const RunOutcome& outcome, const TestReport& test, s
     return text + MakeVerdictLine(outcome, test);
 }
 
-std::string MakeLivePortLine(const LivePortReport& port) {
+/// What viewers did not get is what matters.
+std::string DescribeRepairs(const nic::LiveFigures& figures) {
+    const std::uint64_t repaired = std::min(figures.packets_repaired, figures.packets_missed);
+    return fmt::format("lost {}, repaired {}, lost to viewers {}, with {} requests", figures.packets_missed,
+                       repaired, figures.packets_missed - repaired, figures.nacks_sent);
+}
+
+std::string MakeLivePortLine(const RunOutcome& outcome, const LivePortReport& port) {
     const nic::LiveFigures& figures = port.figures;
     std::vector<std::string> parts;
     if (figures.joins_and_leaves > 0 || figures.unseen > 0) {
@@ -147,6 +153,12 @@ std::string MakeLivePortLine(const LivePortReport& port) {
         if (count > 0) parts.push_back(fmt::format("{} {}", count, what));
     };
     add(figures.late_joins, "more than 1 ms late");
+    if (HasBurstFigures(outcome, port)) {
+        parts.push_back(fmt::format("{} bursts requested, {} refused, {} not answered",
+                                    figures.bursts_requested, figures.bursts_refused,
+                                    figures.bursts_unanswered));
+    }
+    if (HasRetransmissionFigures(outcome, port)) parts.push_back(DescribeRepairs(figures));
     add(figures.stream_packets_sent, "stream packets sent");
     add(figures.stream_packets_unsent, "stream packets not sent");
     add(figures.frames_unsent, "frames of hosts not sent");
@@ -167,7 +179,7 @@ std::string MakeSummary(const RunOutcome& outcome, std::size_t line_width) {
                             MakePrintable(test->name), GetUnfinishedReason(outcome),
                             FormatNumber(test->elapsed), FormatNumber(test->configured_duration));
     }
-    for (const LivePortReport& port : outcome.live_ports) text += MakeLivePortLine(port);
+    for (const LivePortReport& port : outcome.live_ports) text += MakeLivePortLine(outcome, port);
     if (!outcome.database.empty()) text += fmt::format("Results: {}\n", MakePrintable(outcome.database));
     if (outcome.end == RunEnd::Failure || outcome.end == RunEnd::Interrupted) {
         const std::size_t count = outcome.errors.size();

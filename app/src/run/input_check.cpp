@@ -2,9 +2,9 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <map>
 #include <set>
+#include <utility>
 #include <vector>
 
 #include "channel_check.h"
@@ -27,32 +27,6 @@
 namespace orv::app {
 
 namespace {
-
-/// What the set-top boxes of live ports do not support; null for anything else.
-const char* FindRefusedTest(std::uint8_t type) {
-    switch (type) {
-        case ids::TestType::FAST_CHANNEL_CHANGE:
-            return "fast channel change";
-        case ids::TestType::RELIABLE_RETRANSMISSION:
-            return "retransmission";
-        case ids::TestType::FCC_WITH_RRR:
-            return "fast channel change with retransmission";
-        default:
-            return nullptr;
-    }
-}
-
-/// Ports with blocks that a command starts, each once.
-std::vector<const core::CPort*> FindPortsOf(const framework::CCommand& start) {
-    std::vector<const core::CPort*> found;
-    for (const CScriptable* block : FindStbBlocks(start)) {
-        const auto* port = dynamic_cast<const core::CPort*>(
-            block->GetParent()->GetObject(core::CPort::CLASS_ID(), ids::relations::AffiliationPort));
-        if (!port || !block->GetActive()) continue;
-        if (std::find(found.begin(), found.end(), port) == found.end()) found.push_back(port);
-    }
-    return found;
-}
 
 class Check {
   public:
@@ -93,7 +67,7 @@ class Check {
         if (commands.empty()) RefuseLackOfStart(FindBelow(sequence, ids::IptvStartTestCommand::CLASS));
         for (CScriptable* object : commands) {
             auto& command = dynamic_cast<framework::CCommand&>(*object);
-            TestType(command);
+            Add(FindServerProblems(command));
             if (IsMadeByDefault(command) && RefuseLackOfBoxes()) continue;
             framework::ValidationContext context;
             context.SetCurrentObject(&command);
@@ -166,17 +140,6 @@ class Check {
             Add({blocks.front(), "Active", "it is off, and no other set-top boxes are on"});
         }
         return true;
-    }
-
-    void TestType(const framework::CCommand& command) {
-        const char* refused = FindRefusedTest(command.GetU8(ids::IptvStartTestCommand::TestType));
-        if (!refused) return;
-        for (const core::CPort* port : FindPortsOf(command)) {
-            if (!GetLiveInterface(*port)) continue;
-            Add({&command, "TestType",
-                 fmt::format("{} is not offered by live ports, one of which is {}", refused,
-                             port->Describe())});
-        }
     }
 
     void Add(const ObjectProblem& problem) {

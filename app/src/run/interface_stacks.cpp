@@ -51,19 +51,25 @@ MacAddress_s ToRecord(const common::CMacAddress& address) {
 void AddHost(const core::CIpv4If& layer, Ipv4If_s& record) {
     namespace Id = ids::Ipv4If;
     record.AddrList.push_back(ToRecord(layer.GetIp(Id::Address)));
+    record.GatewayList.push_back(ToRecord(layer.GetIp(Id::Gateway)));
     if (record.AddrList.size() > 1) return;
     record.Address = record.AddrList.front();
     record.PrefixLength = layer.GetU8(Id::PrefixLength);
-    record.Gateway = ToRecord(layer.GetIp(Id::Gateway));
+    record.Gateway = record.GatewayList.front();
+    record.ResolveGatewayMac = layer.GetBool(Id::ResolveGatewayMac);
+    record.GatewayMac = ToRecord(layer.GetT<common::CMacAddress>(Id::GatewayMac));
 }
 
 void AddHost(const core::CIpv6If& layer, Ipv6If_s& record) {
     namespace Id = ids::Ipv6If;
     record.AddrList.push_back(ToRecord(layer.GetIpv6(Id::Address)));
+    record.GatewayList.push_back(ToRecord(layer.GetIpv6(Id::Gateway)));
     if (record.AddrList.size() > 1) return;
     record.Address = record.AddrList.front();
     record.PrefixLength = layer.GetU8(Id::PrefixLength);
-    record.Gateway = ToRecord(layer.GetIpv6(Id::Gateway));
+    record.Gateway = record.GatewayList.front();
+    record.ResolveGatewayMac = layer.GetBool(Id::ResolveGatewayMac);
+    record.GatewayMac = ToRecord(layer.GetT<common::CMacAddress>(Id::GatewayMac));
 }
 
 void AddHost(const core::CVlanIf& layer, VlanIf_s& record) {

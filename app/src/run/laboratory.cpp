@@ -16,7 +16,7 @@ Laboratory::Laboratory(const core::CProject& project, const Setup& setup)
     : project_(project),
       on_air_(project, [this](const std::function<void()>& change) { OnChannelsChange(change); }),
       network_(MakeNetwork(setup.simulation, project)),
-      live_(setup.membership, setup.simulation.seed, setup.complain) {
+      live_(setup.live, setup.simulation.seed, setup.complain) {
     network_.is_sent = [this](const ipAddress_t& group, const il::SourceFilter& filter) {
         return on_air_.IsSent(group, filter);
     };

@@ -27,7 +27,7 @@ class Laboratory {
 
     struct Setup {
         Simulation simulation;
-        nic::MembershipSettings membership;
+        LiveSettings live;
         Recordings recordings;
         PortLink::Tap tap;
         PortLink::Gone gone;           ///< called when a port ends its connection

@@ -39,7 +39,8 @@ std::unique_ptr<il::ISoftwarePort> LivePorts::Make(const core::CPort& port, cons
     setup.interface = interface;
     setup.faults = std::move(faults);
     setup.seed = seed_;
-    setup.membership = membership_;
+    setup.membership = settings_.membership;
+    setup.unicast = settings_.unicast;
     const auto complain = [complain = complain_, name = port.GetName(), interface](const std::string& what) {
         complain(fmt::format("Port \"{}\" ({}): {}", name, interface, what));
     };

@@ -12,6 +12,7 @@
 #include "orv/nic/live_port.h"
 #include "port_link.h"
 #include "run_outcome.h"
+#include "test_file/live_settings.h"
 
 namespace orv::app {
 
@@ -21,8 +22,8 @@ class LivePorts {
     /// Called, on any thread, with problems that make the figures of the run wrong.
     using Complain = std::function<void(const std::string& text)>;
 
-    LivePorts(nic::MembershipSettings membership, std::uint64_t seed, Complain complain)
-        : membership_(membership), seed_(seed), complain_(std::move(complain)) {}
+    LivePorts(const LiveSettings& settings, std::uint64_t seed, Complain complain)
+        : settings_(settings), seed_(seed), complain_(std::move(complain)) {}
 
     /// Creates a port on the interface. Throws a COrvRunTimeError that names the port if the interface cannot
     /// be used. The port object must outlive the link.
@@ -45,7 +46,7 @@ class LivePorts {
         bool is_sending = false;
     };
 
-    const nic::MembershipSettings membership_;
+    const LiveSettings settings_;
     const std::uint64_t seed_;
     const Complain complain_;
     std::vector<Live> ports_;

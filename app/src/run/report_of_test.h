@@ -39,6 +39,10 @@ struct TestReport {
 
     /// The test was stopped, or lost its ports, before the end of its duration.
     bool IsCutShort() const { return duration < configured_duration; }
+    /// Its channel changes begin with a unicast burst.
+    bool UsesUnicast() const { return type == "FAST_CHANNEL_CHANGE" || type == "FCC_WITH_RRR"; }
+    /// Lost packets are requested again.
+    bool Retransmits() const { return type == "RELIABLE_RETRANSMISSION" || type == "FCC_WITH_RRR"; }
     double GetChannelChanges() const { return Sum("NumOfChannelChanges"); }
     double GetFailedJoins() const { return Sum("JoinFails") + Sum("UnicastJoinFails"); }
     /// Channel changes with a join; changes to a channel that was already joined are not counted.

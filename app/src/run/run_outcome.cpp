@@ -2,7 +2,17 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 namespace orv::app {
+
+namespace {
+
+bool HasViewers(const nic::LiveFigures& figures) {
+    return figures.joins_and_leaves + figures.unseen > 0;
+}
+
+}  // namespace
 
 const char* GetRunEndName(RunEnd end) {
     switch (end) {
@@ -18,6 +28,18 @@ const char* GetRunEndName(RunEnd end) {
             return "interrupted";
     }
     return "";
+}
+
+bool HasBurstFigures(const RunOutcome& outcome, const LivePortReport& port) {
+    const nic::LiveFigures& figures = port.figures;
+    if (figures.bursts_requested + figures.bursts_refused + figures.bursts_unanswered > 0) return true;
+    return HasViewers(figures) && std::ranges::any_of(outcome.tests, &TestReport::UsesUnicast);
+}
+
+bool HasRetransmissionFigures(const RunOutcome& outcome, const LivePortReport& port) {
+    const nic::LiveFigures& figures = port.figures;
+    if (figures.nacks_sent + figures.packets_missed + figures.packets_repaired > 0) return true;
+    return HasViewers(figures) && std::ranges::any_of(outcome.tests, &TestReport::Retransmits);
 }
 
 std::string GetUnfinishedReason(const RunOutcome& outcome) {

@@ -51,6 +51,11 @@ struct RunOutcome {
     std::string database;  ///< path; empty when nothing was stored
 };
 
+/// Whether a port has figures of bursts, or of retransmissions: some are not 0, or its set-top boxes were in
+/// a test that has them.
+bool HasBurstFigures(const RunOutcome& outcome, const LivePortReport& port);
+bool HasRetransmissionFigures(const RunOutcome& outcome, const LivePortReport& port);
+
 /// Why no test of a run can have the verdict passed: "the run was interrupted". Empty if the run was
 /// completed without errors.
 std::string GetUnfinishedReason(const RunOutcome& outcome);

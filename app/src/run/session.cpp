@@ -184,7 +184,7 @@ class Session::Impl {
         DescribeRun(database, file, outcome);
         Laboratory::Setup setup;
         setup.simulation = simulation;
-        setup.membership = file.GetMembership();
+        setup.live = file.GetLiveSettings();
         setup.recordings = recordings_;
         setup.tap = [&recorder](const core::CPort& port, const std::vector<std::byte>& message) {
             if (recorder) recorder->OnMessage(port, message);

@@ -1,8 +1,11 @@
 // The section "live" of a test file: how the hosts of live ports behave.
 #pragma once
 
+#include <string>
+#include <vector>
+
+#include "live_settings.h"
 #include "mistake.h"
-#include "orv/nic/live_port.h"
 #include "source_tree.h"
 
 namespace orv::app {
@@ -11,7 +14,10 @@ namespace orv::app {
 inline constexpr std::uint8_t kLeastRobustness = 1;
 inline constexpr std::uint8_t kMostRobustness = 7;
 
+/// By value: "AUTOMATIC" of 0.
+const std::vector<std::string>& GetSbitNames();
+
 /// Reads the section; mistakes go to the list.
-nic::MembershipSettings ReadLiveSection(const SourceNode& node, MistakeList& mistakes);
+LiveSettings ReadLiveSection(const SourceNode& node, MistakeList& mistakes);
 
 }  // namespace orv::app

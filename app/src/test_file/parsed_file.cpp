@@ -67,7 +67,7 @@ class SectionReader {
                 section->value, {plan_.GetNamesOf("Port"), plan_.GetNamesOf("IptvChannelBlock")}, mistakes_);
         }
         if (const SourceEntry* section = Find("live"))
-            plan_.membership = ReadLiveSection(section->value, mistakes_);
+            plan_.live = ReadLiveSection(section->value, mistakes_);
     }
 
   private:
@@ -165,8 +165,8 @@ const Simulation& TestFile::GetSimulation() const {
     return plan_->simulation;
 }
 
-const nic::MembershipSettings& TestFile::GetMembership() const {
-    return plan_->membership;
+const LiveSettings& TestFile::GetLiveSettings() const {
+    return plan_->live;
 }
 
 TestFile::Built TestFile::Build(framework::CScriptable& project, framework::CSequencer& sequencer) const {

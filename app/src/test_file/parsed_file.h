@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "file_text.h"
+#include "live_settings.h"
 #include "mistake.h"
 #include "orv/framework/meta_class.h"
-#include "orv/nic/live_port.h"
 #include "simulation.h"
 
 namespace orv::framework {
@@ -54,7 +54,7 @@ class TestFile {
     const std::string& GetTitle() const;
     const Simulation& GetSimulation() const;
     /// Of the section "live".
-    const nic::MembershipSettings& GetMembership() const;
+    const LiveSettings& GetLiveSettings() const;
 
     /// The result of building a file.
     struct Built {

@@ -8,8 +8,8 @@
 #include <unordered_map>
 #include <vector>
 
+#include "live_settings.h"
 #include "mistake.h"
-#include "orv/nic/live_port.h"
 #include "simulation.h"
 #include "vocabulary.h"
 
@@ -90,7 +90,7 @@ class Plan {
 
     std::string title;
     Simulation simulation;
-    nic::MembershipSettings membership;
+    LiveSettings live;
     bool has_sequence = false;  ///< the file has a section of that name
 
   private:

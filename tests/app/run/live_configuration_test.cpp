@@ -143,6 +143,24 @@ TEST_F(InterfaceStacksTest, HaveAnEntryForEachHost) {
         "1: IPv4/24 [10.0.0.1 10.0.0.2 10.0.0.3] PPP PPPoE MAC [00:01 00:02 00:03]\n");
 }
 
+TEST_F(InterfaceStacksTest, HaveAGatewayForEachHost) {
+    Build(
+        "  - Port: P\n  - {EmulatedDevice: D, DeviceCount: 2, AffiliationPort: P, children: [{EthIIIf: E}, "
+        "{Ipv4If: , Gateway: 10.0.0.254, GatewayStep: 0.0.1.0, StackedOn: E}, {Ipv6If: , Gateway: "
+        "\"fe80::1\", "
+        "ResolveGatewayMac: false, GatewayMac: 02:00:00:00:00:09, StackedOn: E}]}\n");
+    const auto stacks = app::MakeInterfaceStacks(PortOf("P")).stacks;
+    const auto& v4 = stacks.at(0).Ipv4InterfaceList.at(0);
+    ASSERT_EQ(v4.GatewayList.size(), 2u);
+    EXPECT_EQ(common::CIpAddress(v4.GatewayList[0].address).ToString(), "10.0.0.254");
+    EXPECT_EQ(common::CIpAddress(v4.GatewayList[1].address).ToString(), "10.0.1.254");
+    EXPECT_TRUE(v4.ResolveGatewayMac);
+    const auto& v6 = stacks.at(1).Ipv6InterfaceList.at(0);
+    EXPECT_EQ(common::CIpv6Address(v6.GatewayList.at(1).address).ToString(), "fe80::1");
+    EXPECT_FALSE(v6.ResolveGatewayMac);
+    EXPECT_EQ(common::CMacAddress(v6.GatewayMac.address.data()).ToString(), "02:00:00:00:00:09");
+}
+
 std::string Device(const std::string& name, const std::string& port, const std::string& more = "") {
     return fmt::format(
         "  - {{EmulatedDevice: {0}, AffiliationPort: {1}{2}, children: [{{EthIIIf: }}, {{Ipv4If: , Address: "

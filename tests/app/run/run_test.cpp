@@ -36,9 +36,6 @@ TEST_F(RunTest, WhatLivePortsCannotDoIsRefusedBeforeAnythingRuns) {
             "Port \"Others\", Location: \"linux://a\" is that of Port \"Viewers\", too");
     refused({}, viewers, "    Location: linux://a23456789012345.\n",
             "Port \"Viewers\", Location: \"linux://a23456789012345.\" names no network interface");
-    refused({.type = "FCC_WITH_RRR", .environment = "REAL_WORLD"}, viewers, "    Location: linux://a\n",
-            "IptvStartTestCommand \"Start\", TestType: fast channel change with retransmission is not "
-            "offered by live ports, one of which is Port \"Viewers\"");
     refused({.environment = "TESTING"}, streams,
             "        LoadUnit: INTER_BURST_GAP\n    Location: linux://a\n",
             "StreamBlock \"Streams\": LoadUnit INTER_BURST_GAP is not offered by live ports");
@@ -50,6 +47,53 @@ TEST_F(RunTest, WhatLivePortsCannotDoIsRefusedBeforeAnythingRuns) {
         "test.yaml:\\d+:10: Ipv4If \"Top\": has a VLAN tag of type 0x9200; live ports offer 0x8100, 0x");
     refused({}, viewers, "    Location: linux://a\n",
             "test.yaml:\\d+:15: Port \"Viewers\", Location: a live port needs the real clock");
+}
+
+TEST_F(RunTest, LivePortsNeedTheServersOfTheirTest) {
+    const char* const v4 =
+        "FccServerAddrV4: the set-top boxes of a live port need a server; expected the "
+        "IPv4 address of a server of fast channel change in the network";
+    // the type of test, whether it is IPv6, a value in place of another, and the only mistake
+    const std::tuple<const char*, bool, const char*, const char*, const char*> cases[] = {
+        {"FAST_CHANNEL_CHANGE", false, "10.254.0.1", "0.0.0.0", v4},
+        {"FCC_WITH_RRR", false, "10.254.0.1", "0.0.0.0", v4},
+        {"FAST_CHANNEL_CHANGE", true, "10.254.0.1", "0.0.0.0", ""},
+        {"FAST_CHANNEL_CHANGE", true, "2001:db8::1", "::", "FccServerAddrV6: the set-top boxes of a live"},
+        {"FAST_CHANNEL_CHANGE", false, "10.254.0.1", "225.0.0.9",
+         "FccServerAddrV4: 225.0.0.9 is a multicast address; expected the IPv4 address"},
+        {"FAST_CHANNEL_CHANGE", false, "FccServerAddrV4", "FccServerPort: 0\n        FccServerAddrV4",
+         "FccServerPort: it is 0; expected the UDP port of the server, from 1 to 65535"},
+        {"FAST_CHANNEL_CHANGE", false, "10.254.0.2", "0.0.0.0", ""},
+        {"RELIABLE_RETRANSMISSION", false, "10.254.0.1", "0.0.0.0", ""},
+        {"RELIABLE_RETRANSMISSION", false, "10.254.0.2", "0.0.0.0",
+         "RrrServerAddrV4: the set-top boxes of a live port need a server; expected the IPv4 address of a "
+         "server of retransmission in the network"},
+        {"FCC_WITH_RRR", true, "2001:db8::2", "ff02::1", "RrrServerAddrV6: ff02::1 is a multicast address"},
+        {"RELIABLE_RETRANSMISSION", false, "RrrServerAddrV4", "RrrServerPort: 0\n        RrrServerAddrV4",
+         "RrrServerPort: it is 0"},
+        {"ZAPPING", false, "10.254.0.1", "0.0.0.0", ""},
+        {"RELIABLE_RETRANSMISSION", false, "UdpSourcePort: 5000", "UdpSourcePort: 65533",
+         "UdpSourcePort: .*outside the range of 1 to 65535"},
+    };
+    for (const auto& [type, ipv6, old_value, new_value, mistake] : cases) {
+        SCOPED_TRACE(testing::Message() << type << ", " << old_value << " -> " << new_value);
+        std::string text =
+            TestText{.type = type,
+                     .environment = type == std::string("FCC_WITH_RRR") ? "TESTING" : "REAL_WORLD",
+                     .ipv6 = ipv6,
+                     .block = {"RtpNackEnable: true", "UdpSourcePort: 5000", "UdpSourcePortStep: 1"}}
+                .ToString();
+        text.replace(text.find(old_value), std::strlen(old_value), new_value);
+        const std::string viewers = "- Port: Viewers\n";
+        text.insert(text.find(viewers) + viewers.size(), "    Location: linux://a\n");
+        const std::string mistakes = Mistakes(Run(text));
+        if (*mistake) {
+            EXPECT_TRUE(std::regex_search(mistakes, std::regex(mistake))) << mistakes;
+        } else {
+            EXPECT_THAT(mistakes, HasSubstr("needs the real clock"));
+        }
+        EXPECT_EQ(std::ranges::count(mistakes, '\n'), 1) << mistakes;
+    }
 }
 
 TEST_F(RunTest, AWizardMakesTheSequenceItself) {
@@ -263,7 +307,21 @@ TEST(OutputTest, SaysWhatLivePortsDid) {
     EXPECT_EQ(json["interface"], "stb0");
     EXPECT_EQ(json["unseen"], 3);
     EXPECT_NEAR(json["latest_join_ms"], 0.31, 1e-9);
-    figures.joins_and_leaves = 0;
+    EXPECT_FALSE(json.contains("bursts_requested") || json.contains("packets_missed"));
+    figures.bursts_requested = 9;
+    figures.bursts_refused = 2;
+    says("9 bursts requested, 2 refused, 0 not answered;");
+    figures.packets_missed = 120;
+    figures.packets_repaired = 118;
+    says("lost 120, repaired 118, lost to viewers 2, with 0 requests;");
+    outcome.tests.emplace_back().type = "FAST_CHANNEL_CHANGE";
+    figures = {.joins_and_leaves = 4};
+    const auto ports = nlohmann::json::parse(orv::app::MakeOutcomeJson(outcome))["live_ports"];
+    EXPECT_EQ(ports[0]["bursts_requested"], 0);
+    EXPECT_FALSE(ports[0].contains("packets_missed"));
+    EXPECT_FALSE(ports[1].contains("bursts_requested")) << "it has no set-top boxes";
+    outcome.tests.clear();
+    figures = {.unseen = 3};
     says("0 joins and leaves seen leaving the interface, 3 not");
 }
 
