@@ -25,6 +25,7 @@
 #include "emulated_network.h"
 #include "live/sample_frames.h"
 #include "orv/live/frame.h"
+#include "orv/live/stream_packet.h"
 #include "packet_link.h"
 #include "thrown.h"
 
@@ -358,6 +359,23 @@ TEST_F(LivePortTest, ShowsWhatItsHostsSendButNotTheStreams) {
         });
     }
     EXPECT_EQ(expected, seen);
+}
+
+TEST_F(LivePortTest, ServersKnowStreamsByTheirGroup) {
+    Wire wire(pair_->near);
+    const auto sender = MakeSender();
+    sender->SetStreams(StreamsFor(host_of(0)));
+    std::set<std::pair<std::string, std::uint32_t>> heard;
+    EXPECT_TRUE(wire.WaitFor([&](const auto& seen) {
+        const auto parsed = orv::live::ParseFrame(seen.bytes, seen.info);
+        const auto& packet = std::get<orv::live::UdpPacket>(parsed.value().content);
+        const auto rtp = orv::live::ReadRtpPacket(packet.payload);
+        heard.emplace(packet.destination.ToString(), rtp.value().ssrc);
+        return heard.size() == 3;
+    }));
+    const std::set<std::pair<std::string, std::uint32_t>> expected{
+        {"225.0.0.1", 0xe1000001}, {"225.0.0.2", 0xe1000002}, {"225.0.0.3", 0xe1000003}};
+    EXPECT_EQ(expected, heard);
 }
 
 /// An interface that takes frames more slowly than hosts make them.

@@ -13,7 +13,8 @@ namespace orv::app {
 /// "stb_blocks", "profiles" and "ports" by the names of the data model), "unfinished_test" where one did
 /// not finish (name, elapsed time), "unfinished_reason" where the run did not finish normally,
 /// "live_ports" (name, interface, and the figures of orv/nic/live_port.h; those of bursts and of
-/// retransmissions only where a port has them), "mistakes" (file, line, column, object, property, problem, expected, nearest), "warnings" and "errors".
+/// retransmissions only where a port has them), "mistakes" (file, line, column, object, property, problem,
+/// expected, nearest), "warnings" and "errors".
 std::string MakeOutcomeJson(const RunOutcome& outcome);
 
 /// The same as a JUnit report: a test case per test for its verdict and one per STB block for its joins.
