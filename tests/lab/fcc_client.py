@@ -90,13 +90,19 @@ def nack(ssrc, first, mask=0):
 COMPOUND = rtcp(0, 201, u32(ME)) + rtcp(1, 202, u32(ME) + b"\1\7box@lab" + bytes(3))
 
 
+def give_addresses(lab):
+    """The boxes are the kernel of the tester's side."""
+    addresses = "".join(f"ip address add {address} dev home0;" for address in (f"{BOX[4]}/16", f"{BOX[6]}/64 nodad"))
+    lab.start(["sh", "-c", f"echo 0 >/proc/sys/net/ipv6/conf/home0/disable_ipv6; {addresses}"]).wait()
+
+
 class Box:
     """A set-top box's socket. What has come, with its time: rtx packets, rams_i messages as dictionaries of their
     elements, and token messages."""
 
-    def __init__(self, lab, version=4, server=None):
+    def __init__(self, lab, version=4, server=None, port=0):
         self.socket = lab.socket(socket.AF_INET if version == 4 else socket.AF_INET6, socket.SOCK_DGRAM)
-        self.socket.bind((BOX[version], 0))
+        self.socket.bind((BOX[version], port))
         self.server, self.rtx, self.rams_i, self.tokens = server or SERVER[version], [], [], []
         self.begin = time.monotonic()
 
