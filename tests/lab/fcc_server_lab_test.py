@@ -163,6 +163,17 @@ class FccServerTest(laboratory.LabTestCase):
                     self.assertEqual(counts["repairs_lost"], 10 if options == "--lose-repairs 100" else 0)
                     self.assertEqual(counts["burst_lost"] > 0, options == "--lose-burst 25")
 
+    def test_server_has_one_burst_for_a_box(self):
+        lab, streams = self.up()
+        for packets, request in ((120, rams_r(SSRC[6])), (0, rams_r(0x12345678)), (0, rtcp(1, 203, u32(ME)))):
+            with self.subTest(packets=packets, request=request.hex()):
+                box = self.box(lab)
+                first, = {packet.ssrc for packet in box.ask(rams_r(SSRC[4]), 0.2)}
+                box.ask(request, 0.05)
+                after = box.ask(COMPOUND, 0.4)
+                self.assertAlmostEqual(len(after), packets, delta=packets * 0.1)
+                self.assertNotIn(first, {packet.ssrc for packet in after})
+
     def test_server_wants_tokens(self):
         lab, streams = self.up()
         _, box = self.start(lab, 2, "--require-token")
@@ -179,8 +190,7 @@ class FccServerTest(laboratory.LabTestCase):
             for message, five in ((rams_r(SSRC[4]), 6), (nack(SSRC[4], streams.newest - 20), 1)):
                 box.tokens, box.rams_i, box.rtx = [], [], []
                 box.ask(COMPOUND + verification + message, 0.1)
-                # The sender is that of the media: of RAMS-R the box itself.
-                failure = message[8:12] + u32(ME) + bytes([205, five << 3, 0, 0]) + (nonce or b"")
+                failure = u32(SSRC[4], ME) + bytes([205, five << 3, 0, 0]) + (nonce or b"")
                 self.assertEqual(box.tokens, [(4, failure)] if nonce else [])
                 self.assertEqual([message["response"] for message in box.rams_i],
                                  [] if five == 1 else [405] if nonce else [200])
