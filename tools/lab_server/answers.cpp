@@ -26,6 +26,10 @@ void Answers::SendRtx(Client& client, const StoredPacket& packet, std::optional<
              {.payload_type = options_.payload_type, .wrong_osn = options_.wrong_osn}, join);
 }
 
+std::uint16_t Answers::NextSequence(Client& client, std::uint32_t channel) {
+    return client.FindStream(channel, streams_).next_sequence;
+}
+
 void Answers::SendBurstPacket(Client& client, const StoredPacket& packet, bool join, Nanoseconds now) {
     const bool is_lost = IsLost(options_.lose_burst);
     ++(is_lost ? counts_.burst_lost : counts_.burst_packets);

@@ -21,6 +21,8 @@ class Answers {
 
     /// A packet of a burst; `join`: whether it tells the client to join the group.
     void SendBurstPacket(Client& client, const StoredPacket& packet, bool join, Nanoseconds now);
+    /// That of the next packet of a client's retransmission stream.
+    std::uint16_t NextSequence(Client& client, std::uint32_t channel);
     /// An answer to a NACK.
     void SendRepair(Client& client, const StoredPacket& packet, Nanoseconds now);
     /// An RTCP datagram.

@@ -85,7 +85,7 @@ RamsInformation Bursts::Request(Client& client, std::uint32_t channel, const Ram
     }
     Burst& burst = bursts_[&client];
     burst = {.channel = channel,
-             .first_sequence = first->sequence,
+             .first_sequence = answers_.NextSequence(client, channel),
              .begin = now,
              .next = first->number,
              .due = now,

@@ -19,7 +19,7 @@ namespace orv::lab {
 /// are no more; from then on each leaves when it arrives.
 struct Burst {
     std::uint32_t channel = 0;
-    std::uint16_t first_sequence = 0;
+    std::uint16_t first_sequence = 0;  ///< of the retransmission stream
     std::uint8_t message_number = 0;
     Nanoseconds begin{};
     Nanoseconds caught_up{};  ///< 0: not yet

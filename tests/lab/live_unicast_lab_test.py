@@ -1,0 +1,192 @@
+"""Fast channel change and retransmission on a real network: what iptvtest reports is what others see on the wire, and what a
+server does wrong shows."""
+
+import collections
+import ipaddress
+import math
+import re
+import struct
+import types
+
+import laboratory
+import test_files
+
+PORT = test_files.SERVER_PORT
+BOTH = {"RELIABLE_RETRANSMISSION": "REAL_WORLD", "FCC_WITH_RRR": "TESTING"}
+BY_PACKETS = {"MulticastJoinTrigger": "SBIT_AND_DELAY", "UnicastLeaveTrigger": "MULTICAST_PKT_AND_DELAY"}
+RETRANSMISSION_TYPE, FEEDBACK, NACK, RAMS = 99, 205, 1, 6
+REQUEST, FIRST_SEQUENCE = 1, 32
+
+Sent = collections.namedtuple("Sent", "time ssrc")  # of a box: a request or termination for a channel
+Nack = collections.namedtuple("Nack", "time asked")
+Again = collections.namedtuple("Again", "time sequence number marked sbit")  # `marked`: has the header extension of bursts
+Packet = collections.namedtuple("Packet", "time number")
+
+
+def ahead(number, before):
+    """How much later a sequence number is than another one, which may be behind it."""
+    return (number - before + 0x8000) % 0x10000 - 0x8000
+
+
+def feedback(datagram):
+    """RTCP feedback in a datagram, as (format, SSRC of the media source, body)."""
+    while len(datagram) >= 4:
+        first, kind, words = struct.unpack("!BBH", datagram[:4])
+        packet, datagram = datagram[4:4 + 4 * words], datagram[4 + 4 * words:]
+        if kind == FEEDBACK:
+            yield first & 31, struct.unpack("!I", packet[4:8])[0], packet[8:]
+
+
+class Wire:
+    """What a sniffer saw on home0; times in ms."""
+
+    def __init__(self, capture):
+        self.boxes = collections.defaultdict(lambda: types.SimpleNamespace(
+            requests=[], terminations=[], nacks=[], again=[], joins=[], announced=[]))  # by IP address
+        self.streams = collections.defaultdict(list)  # by group
+        fields = ["frame.time_epoch", "ip.src", "ipv6.src", "ip.dst", "ipv6.dst", "udp.srcport", "udp.payload"]
+        for when, src4, src6, dst4, dst6, port, payload in capture.rows(fields, "udp"):
+            self._take(float(when) * 1000, src4 or src6, dst4 or dst6, int(port), bytes.fromhex(payload.replace(":", "")))
+        for when, src, old, new, newer, *kinds in capture.rows(
+                ["frame.time_epoch", "eth.src", "igmp.maddr", "icmpv6.mld.multicast_address", "icmpv6.mldr.mar.multicast_address",
+                 "igmp.record_type", "icmpv6.mldr.mar.record_type"],
+                "eth.src[0:3] == 00:10:94 && (igmp.type == 0x22 || igmp.type == 0x16 || icmpv6.type == 143 || icmpv6.type == 131)"):
+            for group, kind in zip((old or new or newer).split(","), "".join(kinds).split(",")):
+                if kind != "3":  # becomes INCLUDE: a leave
+                    self.boxes[int(src[-2:], 16)].joins.append((float(when) * 1000, group))
+
+    def _take(self, when, source, target, port, data):
+        server = source in test_files.SERVER.values()
+        if ipaddress.ip_address(target).is_multicast:
+            self.streams[target].append(Packet(when, struct.unpack("!H", data[2:4])[0]))
+        elif server and port == PORT and data[1] & 127 == RETRANSMISSION_TYPE:
+            marked = bool(data[0] & 16)
+            at = 12 + (4 + 4 * struct.unpack("!H", data[14:16])[0] if marked else 0)
+            self.box(target).again.append(Again(when, *struct.unpack("!H", data[2:4]), *struct.unpack("!H", data[at:at + 2]), marked,
+                                                marked and bool(struct.unpack("!H", data[16:18])[0] & 8)))
+        elif server:  # the sequence number in RAMS-I that the burst begins with
+            self.box(target).announced += [Packet(when, *struct.unpack("!H", body[at + 4:at + 6]))
+                                           for kind, _, body in feedback(data) if kind == RAMS
+                                           for at in range(4, len(body) - 7, 8) if body[at] == FIRST_SEQUENCE]
+        else:
+            for kind, ssrc, body in feedback(data):
+                if kind == NACK:
+                    first, mask = struct.unpack("!HH", body[:4])
+                    others = [first + 1 + bit & 0xFFFF for bit in range(16) if mask >> bit & 1]
+                    self.box(source).nacks.append(Nack(when, [first, *others]))
+                elif kind == RAMS:
+                    box = self.box(source)
+                    if body[0] == REQUEST:  # the channel is in its first element
+                        box.requests.append(Sent(when, struct.unpack("!I", body[8:12])[0]))
+                    else:
+                        box.terminations.append(Sent(when, ssrc))
+
+    def box(self, address):
+        """Boxes have the addresses .10 or ::10 and the next ones; their number is also the end of their MAC address."""
+        return self.boxes[int(re.split("[.:]", address)[-1]) - 9 if "." in address
+                          else int(address.split(":")[-1], 16) - 15]
+
+    def views(self, test, outcome):
+        """Of each event: the event, its box, when its view began and when the next one did, and a function that gives a time of
+        the event, or of another one of the run, on the sniffer's clock."""
+        by_box = collections.defaultdict(list)
+        for event in outcome.events:
+            by_box[event["settop_index"]].append(event)
+        offset = None
+        for number, events in sorted(by_box.items()):
+            box = self.boxes[number]
+            key = "unicast_join_ts" if box.requests else "mcast_join_ts"
+            begun = [(time, ssrc) for time, ssrc in box.requests] or [
+                (time, int(ipaddress.ip_address(group)) & 0xFFFFFFFF) for time, group in box.joins]
+            begun = [one for i, one in enumerate(begun) if i == 0 or one[1] != begun[i - 1][1]]  # repetitions
+            events.sort(key=lambda event: event[key])
+            channels = [int(ipaddress.ip_address(event["viewed_ip"])) & 0xFFFFFFFF for event in events]
+            test.assertEqual([ssrc for _, ssrc in begun][:len(events)], channels)
+            test.assertLessEqual(len(begun) - len(events), 1)  # the end of the test came into one
+            offset = offset if offset is not None else begun[0][0] - events[0][key] / 1e5
+            ends = [time for time, _ in begun[1:]] + [math.inf]
+            for event, (begin, _), end in zip(events, begun, ends):
+                yield event, box, begin, end, lambda name, of=event: of[name] / 1e5 + offset
+
+
+class LiveUnicastLabTest(laboratory.LabTestCase):
+
+    def run_test(self, lab_options, server="", **options):
+        """What the run says, and what was on the wire."""
+        with laboratory.Laboratory(last_member_interval=100, fcc_server=server, **lab_options) as lab:
+            with lab.capture("home0") as capture:
+                outcome = test_files.Run(lab, test_files.make(gap=300, **options)).wait()
+            bad = capture.rows(["frame.number", "_ws.expert.message"],
+                               "(_ws.malformed || _ws.expert.group == checksum) && !rtp")
+            self.assertEqual(bad, [])
+        for port in outcome.json["live_ports"]:
+            self.assertEqual((port["unseen"], port["frames_unsent"], port["frames_dropped"]), (0, 0, 0))
+        return outcome, Wire(capture)
+
+    def assert_near(self, told, seen):
+        self.assertLess(abs(told - seen), 1)
+
+    def test_wire_agrees_with_report_of_bursts(self):
+        for kind, environment, version, vlans, command, server in (
+                ("FAST_CHANNEL_CHANGE", "TESTING", "IGMP_V3", (), {}, ""),
+                ("FAST_CHANNEL_CHANGE", "REAL_WORLD", "MLD_V2", (101,), BY_PACKETS, ""),
+                ("FAST_CHANNEL_CHANGE", "TESTING", "IGMP_V2", (101,), BY_PACKETS, "--lose-burst 5"),
+                ("FAST_CHANNEL_CHANGE", "REAL_WORLD", "MLD_V1", (), {}, ""),
+                ("RELIABLE_RETRANSMISSION", "REAL_WORLD", "MLD_V2", (101,), {}, ""),
+                ("FCC_WITH_RRR", "TESTING", "IGMP_V3", (101,), {}, "")):
+            with self.subTest(kind=kind, version=version, vlans=vlans, command=command):
+                outcome, wire = self.run_test(
+                    {"igmp_version": 2 if version == "IGMP_V2" else 3, "mld_version": 1 if version == "MLD_V1" else 2},
+                    "--burst-start 400 --burst-rate 2 " + server, kind=kind, environment=environment, version=version,
+                    vlans=vlans, command=command, stbs=2, channels=8, interval=2000, seconds=5,
+                    profile={"MulticastJoinTriggerDelay": 30, "UnicastLeaveTriggerDelay": 500 if not command else 50})
+                self.assertEqual(outcome.status, 0, outcome.errors)
+                self.assertGreaterEqual(len(outcome.events), 4)
+                for event, box, begin, end, at in wire.views(self, outcome):
+                    stream = self.compare_multicast(wire, event, box, begin, end, at)
+                    if kind != "RELIABLE_RETRANSMISSION":
+                        self.compare_burst(event, box, begin, end, at, stream, bool(command))
+                if server:
+                    self.assertGreater(sum(event.get("lost_unicast_packets", 0) for event in outcome.events), 10)
+
+    def compare_multicast(self, wire, event, box, begin, end, at):
+        """Returns the packets of the view."""
+        join = next(time for time, group in box.joins if begin <= time < end and group == event["viewed_ip"])
+        self.assert_near(at("mcast_join_ts"), join)
+        stream = [packet for packet in wire.streams[event["viewed_ip"]] if join < packet.time < at("last_mcast_pkt_ts") + 0.001]
+        self.assert_near(at("first_mcast_pkt_ts"), stream[0].time)
+        self.assert_near(at("last_mcast_pkt_ts"), stream[-1].time)
+        self.assertEqual(event["total_mcast_packets"], len(stream))
+        return stream
+
+    def compare_burst(self, event, box, begin, end, at, stream, by_packets):
+        burst = [packet for packet in box.again if begin < packet.time < end and packet.marked]
+        self.assert_near(at("unicast_join_ts"), begin)
+        left = next(time for time, _ in box.terminations if begin < time < end)
+        self.assert_near(at("unicast_leave_ts"), left)
+        for name, wanted in (("nosb", False), ("sbit", True)):
+            part = [packet.time for packet in burst if packet.sbit == wanted]
+            self.assertEqual(event.get(f"total_unicast_{name}_packets", 0), len(part))
+            for which, time in (("first", min), ("last", max)):
+                if part:
+                    self.assert_near(at(f"{which}_unicast_{name}_pkt_ts"), time(part))
+                else:
+                    self.assertNotIn(f"{which}_unicast_{name}_pkt_ts", event)
+            if by_packets and wanted:
+                self.assertAlmostEqual(at("mcast_join_ts") - part[0], 30, delta=3)
+                self.assertAlmostEqual(left - stream[0].time, 50, delta=3)
+            elif not by_packets:
+                self.assertAlmostEqual(at("mcast_join_ts") - begin, 30, delta=3)
+                self.assertAlmostEqual(left - begin, 500, delta=3)
+        numbers = [packet.number for packet in burst]
+        highest = max(numbers, key=lambda number: ahead(number, numbers[0]))
+        announced = next(number for time, number in box.announced if begin < time < end)
+        total = ahead(highest, numbers[0]) + 1 + ahead(burst[0].sequence, announced)
+        self.assertEqual(event.get("lost_unicast_packets", 0), total - len(set(numbers)))
+        both = ahead(highest, stream[0].number) + 1
+        self.assertEqual(event.get("uni_multi_overlap_count", 0), max(both, 0))
+        self.assertEqual(event.get("uni_multi_gap_count", 0), max(-both, 0))
+
+
+if __name__ == "__main__":
+    laboratory.main()
