@@ -7,7 +7,7 @@ start_server() {
   server_program=$(find_program lab_server "$server_program")
   [ -n "$server_log" ] || server_log=$lab_state/fcc_server.requests
   if [ -n "$server_report" ]; then
-    : >"$server_report" || fail "--fcc-server-report $server_report cannot be written"
+    (: >"$server_report") 2>/dev/null || fail "--fcc-server-report $server_report cannot be written"
     echo "$server_report" >"$lab_state/fcc_server.report"
   fi
   echo "$server_log" >"$lab_state/fcc_server.requests_file"

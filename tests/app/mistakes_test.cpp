@@ -326,7 +326,7 @@ TEST_F(TestFileTest, LiveSectionIsRead) {
     const auto settings =
         Parse(kObjects +
               "live: {report_suppression: true, robustness: 7, port_mapping: true, reduced_size_rtcp: true, "
-              "s_bit: join_time, first_channel_ssrc: 0xe1010000, burst_bitrate_limit: 8000000000}\n")
+              "s_bit: join_time, channel_ssrc_base: 0xe1010000, burst_bitrate_limit: 8000000000}\n")
             .GetLiveSettings();
     EXPECT_EQ(settings.membership.robustness, 7);
     EXPECT_TRUE(settings.membership.suppress_reports);
@@ -408,12 +408,12 @@ TEST_F(TestFileTest, MistakesOfTheLiveSection) {
          {"\n  robustness: ^[2]\n", "live, robustness: there is a list; " + range},
          {" {report_suppression: ^often}\n",
           "report_suppression: \"often\" is wrong; expected true or false"},
-         {" {s_bit: ^HEADER, first_channel_ssrc: ^4294967296}\n",
+         {" {s_bit: ^HEADER, channel_ssrc_base: ^4294967296}\n",
           "s_bit: \"HEADER\" is wrong; expected AUTOMATIC, HEADER_EXTENSION, JOIN_TIME\n"
-          "first_channel_ssrc: \"4294967296\" is wrong; expected a whole number from 0 to 4294967295"},
+          "channel_ssrc_base: \"4294967296\" is wrong; expected a whole number from 0 to 4294967295"},
          {" {^robustnes: 2}\n",
           "expected report_suppression, robustness, port_mapping, reduced_size_rtcp, s_bit, "
-          "first_channel_ssrc, burst_bitrate_limit; did you mean robustness?"},
+          "channel_ssrc_base, burst_bitrate_limit; did you mean robustness?"},
          {" ^2\n", "live: \"2\" is wrong; expected keys and values"}},
         kObjects + "live:");
 }

@@ -44,9 +44,9 @@ class Laboratory:
     def __exit__(self, *_):
         subprocess.run([LAB_SCRIPT, "down", f"--name={self.name}"], check=True)
 
-    def start(self, command, **options):
-        """Starts a command on the tester's side; options are those of subprocess.Popen."""
-        return subprocess.Popen(self._in(self.tester, command), **options)
+    def start(self, command, on_device=False, **options):
+        """Starts a command on the tester's side, or on the device's; options are those of subprocess.Popen."""
+        return subprocess.Popen(self._in(self.dut if on_device else self.tester, command), **options)
 
     def ask_device(self, *command):
         """What a command prints in the device's namespace."""
@@ -136,14 +136,16 @@ class Capture:
     def __exit__(self, *_):
         self.stop()
 
-    def rows(self, fields, display_filter=""):
+    def rows(self, fields, display_filter="", heuristics=()):
         """One list of texts per frame that the display filter lets pass; several values of a field are
-        separated by commas."""
+        separated by commas. `heuristics`: of tshark, to be used beside those that are by default."""
         command = ["tshark", "-n", "-r", str(self.file), "-T", "fields"]
         command += ["-o", "ip.check_checksum:TRUE", "-o", "udp.check_checksum:TRUE"]
         command += ["-Y", display_filter] if display_filter else []
         for field in fields:
             command += ["-e", field]
+        for heuristic in heuristics:
+            command += ["--enable-heuristic", heuristic]
         found = subprocess.run(command, capture_output=True, text=True, check=True)
         return [line.split("\t") for line in found.stdout.splitlines()]
 

@@ -55,8 +55,27 @@ void EmulatedServer::OnFrame(const std::vector<std::byte>& frame) {
 void EmulatedServer::OnMessage(const std::vector<std::byte>& frame, std::size_t at, std::size_t size) {
     const auto first = std::to_integer<unsigned>(frame[at]) & 0x1f;
     const auto type = std::to_integer<unsigned>(frame[at + 1]);
+    if (type == 202 && wants_token)
+        heard.push_back(fmt::format("{} CNAME", timeline_.GetNow() / std::chrono::milliseconds(1)));
     const long long now = timeline_.GetNow() / std::chrono::milliseconds(1);
-    if (type == 205 && first == 1) {  // generic NACK
+    if (type == 210) {  // of tokens (RFC 6284)
+        const bool is_request = first == 1;
+        heard.push_back(fmt::format("{} token {}", now, is_request ? "request" : "shown"));
+        if (!is_request) has_token_ = true;
+        if (!is_request) return;
+        Bytes answer;
+        put(answer, 0x82d2, 2);
+        put(answer, 10, 2);
+        put(answer, 99, 4);
+        put(answer, long_at(frame, at + 4), 4);
+        put(answer, long_at(frame, at + 8), 4);
+        put(answer, long_at(frame, at + 12), 4);
+        put(answer, 0x0006'616263646566U, 8);  // the token: "abcdef"
+        put(answer, 4'000'000'000U, 8);
+        put(answer, 60, 4);
+        put(answer, 0x0001'cd'00U, 4);  // wanted in messages of type 205
+        timeline_.PostAfter(way, [=, this] { Send(frame, answer); });
+    } else if (type == 205 && first == 1) {  // generic NACK
         const std::uint32_t ssrc = long_at(frame, at + 8);
         const std::uint16_t id = number_at(frame, at + 12), mask = number_at(frame, at + 14);
         heard.push_back(fmt::format("{} NACK {:x} {}+{:x}", now, ssrc, id, mask));
@@ -78,6 +97,7 @@ void EmulatedServer::OnMessage(const std::vector<std::byte>& frame, std::size_t 
             std::string text = fmt::format("{} RAMS-R {:x}", now, ssrc);
             if (size > 24) text += fmt::format(" min {}", long_at(frame, at + 28));
             heard.push_back(text);
+            if (wants_token && !has_token_) return;
             if (++requests_ <= silent_requests) return;
             timeline_.PostAfter(way, [=, this] {
                 SendInformation(frame, ssrc);

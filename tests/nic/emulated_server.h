@@ -60,6 +60,7 @@ class EmulatedServer {
     int last_burst_ = 0;
     std::uint16_t sequence_ = 0;
     int requests_ = 0;
+    bool has_token_ = false;
 };
 
 }  // namespace testing_aids

@@ -1,5 +1,6 @@
 #include "lab_common/command_line.h"
 
+#include <array>
 #include <charconv>
 #include <cstring>
 #include <string>
@@ -16,9 +17,8 @@ Number ReadAs(const char* option, const char* text, Number least, Number most) {
     // The comparisons are false for what is not a number at all.
     if (error != std::errc{} || stop != end || !(value >= least && value <= most)) {
         const auto limit = [](Number number) {
-            std::string shown = std::to_string(number);
-            if (shown.find('.') != std::string::npos) shown.erase(shown.find_last_not_of(".0") + 1);
-            return shown.empty() ? std::string("0") : shown;
+            std::array<char, 32> shown;
+            return std::string(shown.data(), std::to_chars(shown.begin(), shown.end(), number).ptr);
         };
         throw UsageError(std::string(option) + " " + text + ": not from " + limit(least) + " to " +
                          limit(most));

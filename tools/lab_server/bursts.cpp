@@ -83,7 +83,6 @@ RamsInformation Bursts::Request(Client& client, std::uint32_t channel, const Ram
         burst.due = now;
         return Inform(burst, stream_rate * rate);
     }
-    End(client, "another channel", now);
     Burst& burst = bursts_[&client];
     burst = {.channel = channel,
              .first_sequence = answers_.NextSequence(client, channel),

@@ -24,6 +24,7 @@ Server::Server(const ServerOptions& options, const MacAddress& mac)
       own_{mac, options.address4, options.address6},
       ssrc_(static_cast<std::uint32_t>(std::random_device()())),
       history_(options.memory, options.history),
+      neighbours_(history_, false),
       outbox_(history_, options.twice),
       log_(options.log),
       answers_(options, history_, counts_, outbox_),
@@ -46,7 +47,7 @@ void Server::Take(std::span<const std::byte> frame, Nanoseconds arrival) {
     }
     std::array<std::byte, 128> buffer;
     if (const auto answer = AnswerNeighbour(*link, own_, buffer); !answer.empty()) {
-        Outgoing& outgoing = outbox_.Add(arrival);
+        Outgoing& outgoing = neighbours_.Add(arrival);
         std::copy(answer.begin(), answer.end(), outgoing.bytes.begin());
         outgoing.size = static_cast<std::uint16_t>(answer.size());
     }
@@ -55,6 +56,7 @@ void Server::Take(std::span<const std::byte> frame, Nanoseconds arrival) {
 void Server::Send(PacketPort& port) {
     const Nanoseconds now = Now();
     bursts_.Advance(now);
+    neighbours_.Send(port, now);
     outbox_.Send(port, now);
 }
 
@@ -183,8 +185,12 @@ RamsInformation Server::AnswerRamsRequest(const Request& request, const RamsRequ
         return refusal;
     }
     const auto channel = history_.FindChannel({request.client.vlans(), wanted.ssrcs[which]});
+    if (channel && bursts_.Has(request.client, *channel)) {
+        ++counts_.updates;
+    } else {
+        bursts_.End(request.client, "another channel", request.arrival);
+    }
     if (!channel) return refusal;
-    if (bursts_.Has(request.client, *channel)) ++counts_.updates;
     return bursts_.Request(request.client, *channel, wanted, request.arrival);
 }
 
@@ -246,7 +252,11 @@ void Server::RefuseToken(const Request& request, const RtcpPacket& packet) {
     ++counts_.token_failures;
     const bool is_feedback = packet.type == rtcp::kTransportFeedback;
     const std::uint32_t client_ssrc = packet.body.size() >= 4 ? Get32(packet.body, 0) : 0;
-    const std::uint32_t ssrc = is_feedback ? Get32(packet.body, 4) : ssrc_;
+    // That of the channel: in a RAMS-R, the media source may be the client itself.
+    std::uint32_t ssrc = is_feedback ? Get32(packet.body, 4) : ssrc_;
+    if (is_feedback && packet.format == rtcp::kRams && Get8(packet.body, 8) == rtcp::kRamsRequest) {
+        if (const auto wanted = ReadRamsRequest(packet.body)) ssrc = wanted->ssrcs[0];
+    }
     const auto shown =
         request.verification ? ReadTokenVerification(request.verification->body) : std::nullopt;
     RequestLog::Line(log_, "token-failure", request.client, ToDate(request.arrival))

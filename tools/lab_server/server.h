@@ -31,7 +31,7 @@ class Server {
     void Send(PacketPort& port);
 
     /// Whether anything is to be sent soon.
-    bool IsBusy() const { return !bursts_.empty() || !outbox_.empty(); }
+    bool IsBusy() const { return !bursts_.empty() || !outbox_.empty() || !neighbours_.empty(); }
     Counts counts(PacketPort& port) const;
 
   private:
@@ -65,6 +65,7 @@ class Server {
     std::uint32_t ssrc_;
     TokenMaker tokens_;
     History history_;
+    Outbox neighbours_;  // never late, and only once
     Outbox outbox_;
     Counts counts_;
     RequestLog log_;

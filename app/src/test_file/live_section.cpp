@@ -16,7 +16,7 @@ class LiveSectionReader : KeyReader {
 
     LiveSettings Read(const SourceNode& node) const {
         KnownNames keys({"report_suppression", "robustness", "port_mapping", "reduced_size_rtcp", "s_bit",
-                         "first_channel_ssrc", "burst_bitrate_limit"});
+                         "channel_ssrc_base", "burst_bitrate_limit"});
         LiveSettings settings;
         for (const Key& key : ReadEntries(node, {node.at, "live"}, keys)) ReadSetting(key, settings);
         return settings;
@@ -35,10 +35,10 @@ class LiveSectionReader : KeyReader {
             ReadBool(key, settings.unicast.reduced_size);
         } else if (name == "s_bit") {
             ReadSbit(key, settings.unicast.sbit);
-        } else if (name == "first_channel_ssrc") {
+        } else if (name == "channel_ssrc_base") {
             std::uint32_t ssrc = 0;
             ReadWhole<std::uint32_t>(key, ssrc, 0, std::numeric_limits<std::uint32_t>::max());
-            settings.unicast.first_ssrc = ssrc;
+            settings.unicast.ssrc_base = ssrc;
         } else {
             ReadWhole<std::uint64_t>(key, settings.unicast.max_bitrate, 0,
                                      std::numeric_limits<std::uint64_t>::max());

@@ -43,7 +43,7 @@ Json MakeLiveDefinition() {
             {"description",
              "What tells a host during a burst to join: a bit in the RTP header extension, the join time "
              "of the server's response (RFC 6285), or whichever comes."}}},
-          {"first_channel_ssrc",
+          {"channel_ssrc_base",
            MakeWhole<std::uint32_t>(
                0, std::numeric_limits<std::uint32_t>::max(),
                "Channel number n is the RTP stream with this SSRC plus n; without it, the "

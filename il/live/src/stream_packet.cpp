@@ -77,11 +77,17 @@ std::optional<StreamPacket> ReadStreamPayload(std::span<const std::byte> rtp_pay
     if (rtp_payload.size() != kStreamPayloadLength - kRtpHeaderLength) return {};
     const std::byte* signature = rtp_payload.data() + kSignature - kRtpHeaderLength;
     if (get32(signature) != kMagic) return {};
+    // What comes before the signature is the same in all packets that nobody has damaged: comparing it takes
+    // a tenth of the time of its CRC.
+    const Template& common = packet_template();
+    constexpr std::size_t kBefore = kSignature - kRtpHeaderLength;
+    const bool is_common = std::memcmp(rtp_payload.data(), &common.bytes[kRtpHeaderLength], kBefore) == 0;
     const auto covered = rtp_payload.first(kCrc - kRtpHeaderLength);
+    const std::uint32_t crc = is_common ? crc32(common.crc, covered.subspan(kBefore)) : crc32(0, covered);
     return StreamPacket{.signature = {.stream_id = get32(signature + 4),
                                       .sequence_number = get_number<std::uint64_t>(signature + 8),
                                       .send_time = Nanoseconds(get_number<std::int64_t>(signature + 16))},
-                        .is_intact = crc32(0, covered) == get32(covered.data() + covered.size())};
+                        .is_intact = crc == get32(covered.data() + covered.size())};
 }
 
 std::optional<RtpPacket> ReadRtpPacket(std::span<const std::byte> payload) noexcept {

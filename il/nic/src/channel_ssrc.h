@@ -18,7 +18,7 @@ inline std::uint32_t ssrc_of(const live::IpAddress& group) {
 /// Of a channel, as servers know it.
 inline std::uint32_t ssrc_of(const UnicastSettings& settings, std::uint32_t channel_number,
                              const live::IpAddress& group) {
-    return settings.first_ssrc ? *settings.first_ssrc + channel_number : ssrc_of(group);
+    return settings.ssrc_base ? *settings.ssrc_base + channel_number : ssrc_of(group);
 }
 
 }  // namespace orv::nic

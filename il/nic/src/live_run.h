@@ -281,7 +281,7 @@ class LiveRun : public il::Run {
     std::vector<std::uint32_t> subscription_of_;  ///< by reception
 
     std::vector<UnicastStb> unicast_stbs_;  ///< by STB, in tests with servers
-    std::deque<UnicastView> unicast_views_;
+    std::vector<UnicastView> unicast_views_;
     std::vector<std::uint32_t> free_unicast_views_;
     std::vector<std::uint32_t> draining_;  ///< views that packets from servers may still come for
     ServerComplaints complaints_;

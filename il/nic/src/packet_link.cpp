@@ -25,7 +25,7 @@ namespace {
 // traffic at a low rate, and 0.25 s at 1 Gbit/s.
 constexpr std::size_t kReceiveBlock = 1 << 14;
 constexpr std::size_t kReceiveBlocks = 2048;
-constexpr int kBlocksAtOnce = 16;
+constexpr int kBlocksAtOnce = 4;
 /// Time after which the kernel hands over a block that is not full, so that answers to queries are not late.
 constexpr unsigned kRetireMs = 1;
 constexpr std::size_t kSendSlot = 2048;

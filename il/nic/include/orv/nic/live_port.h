@@ -57,7 +57,7 @@ struct UnicastSettings {
     Sbit sbit = Sbit::Automatic;
     /// Channel number n is the RTP stream with this SSRC plus n; without a value, the one whose SSRC is the
     /// last 32 bits of the channel's group.
-    std::optional<std::uint32_t> first_ssrc = {};
+    std::optional<std::uint32_t> ssrc_base = {};
     std::uint64_t max_bitrate = 0;  ///< bit/s that an STB can receive during a burst; 0: does not say
 };
 
