@@ -220,6 +220,8 @@ class LiveRun : public il::Run {
     void on_unicast_join(std::uint32_t id, il::Time stamp);
     void on_unicast(const live::ParsedFrame& frame, const live::UdpPacket& packet, il::Time stamp);
     void on_server_message(std::uint32_t number, ServerKind kind, std::span<const std::byte> payload);
+    std::optional<Burst::Reaction> tell_burst(std::uint32_t number, UnicastView& unicast,
+                                              const live::RamsInformation& information);
     void on_information(std::uint32_t number, const live::RamsInformation& information);
     void on_burst_packet(std::uint32_t number, const live::RetransmissionPacket& packet, il::Time stamp);
     void end_unicast(std::uint32_t id, il::Time planned);

@@ -374,6 +374,12 @@ void LiveRun::close_unicast(std::uint32_t id) {
     if (unicast.closed) return;
     record_nacks(id, true);
     unicast.closed = true;
+    // It left before it had asked for the last time, and no answer came later either.
+    if (unicast.has_burst && unicast.requests > 0 && unicast.burst.state() == Burst::State::Requested &&
+        !views_[id].undecided) {
+        ++context_.figures.bursts_unanswered;
+        complain(views_[id].stb, ServerKind::Burst, ServerComplaints::Kind::Unanswered);
+    }
     // The frame that should have ended the burst is still in flight.
     if (unicast.has_burst && unicast.leave == kNever) unicast.leave = context_.timeline.GetNow().count();
     UnicastStb& own = unicast_stbs_[views_[id].stb];
@@ -442,34 +448,51 @@ void LiveRun::on_server_message(std::uint32_t number, ServerKind kind, std::span
             schedule(number, kind == ServerKind::Burst ? Step::AskBurst : Step::AskRepair, now);
             arm();
         } else if (const auto* failure = std::get_if<live::TokenVerificationFailure>(&message)) {
-            if (failure->client_ssrc != own.ssrc || !server.token_at(now)) continue;
+            // One whose time is over is replaced anyway.
+            if (failure->client_ssrc != own.ssrc || (context_.unicast.port_mapping && !server.token_at(now)))
+                continue;
             complain(number, kind, ServerComplaints::Kind::RejectsToken);
             server.token_expires = kNever;  // the next message asks for another one
         }
     }
 }
 
+/// Null for a refusal that is known already.
+std::optional<Burst::Reaction> LiveRun::tell_burst(std::uint32_t number, UnicastView& unicast,
+                                                   const live::RamsInformation& information) {
+    const bool was_refused = unicast.burst.state() == Burst::State::Refused;
+    const Burst::Reaction reaction = unicast.burst.on_information(information);
+    if (reaction == Burst::Reaction::None) return reaction;
+    if (was_refused) return {};
+    ++context_.figures.bursts_refused;
+    complain(number, ServerKind::Burst, ServerComplaints::Kind::Refused, information.response);
+    return reaction;
+}
+
 void LiveRun::on_information(std::uint32_t number, const live::RamsInformation& information) {
     const std::uint32_t id = stbs_[number].view;
     UnicastView* unicast = unicast_of(id);
+    UnicastView* before = unicast_of(unicast_stbs_[number].draining);
+    const bool is_late = before && before->media_ssrc == information.media_ssrc &&
+                         (!unicast || unicast->media_ssrc != information.media_ssrc);
+    if (is_late) {
+        tell_burst(number, *before, information);  // the STB has left the channel: nothing follows
+        return;
+    }
     if (!unicast || !unicast->has_burst || unicast->requests == 0) return;
     if (information.media_ssrc != unicast->media_ssrc) {
-        // About the channel before, or the server knows better which stream this channel is.
-        const UnicastView* before = unicast_of(unicast_stbs_[number].draining);
-        if (before && before->media_ssrc == information.media_ssrc) return;
+        // The server knows better which stream this channel is.
         if (unicast->burst.state() != Burst::State::Requested) return;
         unicast->media_ssrc = information.media_ssrc;
     }
-    const bool was_refused = unicast->burst.state() == Burst::State::Refused;
-    const Burst::Reaction reaction = unicast->burst.on_information(information);
-    if (reaction == Burst::Reaction::None) {
+    const auto reaction = tell_burst(number, *unicast, information);
+    if (!reaction) return;
+    if (*reaction == Burst::Reaction::None) {
         if (unicast->burst.state() != Burst::State::Accepted) return;
         schedule(number, Step::AskBurst, kNever);
         if (unicast->burst.announced_sbit() != kNever) plan_multicast_join(number);
-    } else if (!was_refused) {
-        ++context_.figures.bursts_refused;
-        complain(number, ServerKind::Burst, ServerComplaints::Kind::Refused, information.response);
-        if (reaction == Burst::Reaction::Terminate) send_termination(id, Act::Repeat);
+    } else {
+        if (*reaction == Burst::Reaction::Terminate) send_termination(id, Act::Repeat);
         do_without_burst(number);
     }
     arm();

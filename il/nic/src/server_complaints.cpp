@@ -30,7 +30,7 @@ std::string describe(Kind kind, std::uint64_t count, std::uint16_t code) {
             return fmt::format(
                 "has sent {} packets whose original sequence numbers are not those of the stream", count);
         case Kind::RejectsToken:
-            return fmt::format("has rejected {} messages for their token", count);
+            return fmt::format("has rejected {} messages that had no valid token", count);
     }
     return {};
 }

@@ -22,7 +22,7 @@ class ServerComplaints {
         Refused,       ///< requests for bursts; `code` is the response
         SendsOn,       ///< after the end of a burst
         WrongNumbers,  ///< original sequence numbers
-        RejectsToken,  ///< that it has issued
+        RejectsToken,  ///< it has issued, or that it wants without having been asked for one
     };
     struct Where {
         live::IpAddress server;
