@@ -187,6 +187,57 @@ class LiveUnicastLabTest(laboratory.LabTestCase):
         self.assertEqual(event.get("uni_multi_overlap_count", 0), max(both, 0))
         self.assertEqual(event.get("uni_multi_gap_count", 0), max(-both, 0))
 
+    def test_losses_are_asked_for_and_repaired(self):
+        # Some requests are asked once only, others until the packet has come.
+        for kind, version, server, boxes in (
+                ("RELIABLE_RETRANSMISSION", "IGMP_V3", "--lose-repairs 30", {"RtpNackDelay": 10, "RtpNackInterval": 0}),
+                ("RELIABLE_RETRANSMISSION", "MLD_V2", "--lose-repairs 30", {"RtpNackDelay": 0, "RtpNackInterval": 50}),
+                ("FCC_WITH_RRR", "IGMP_V3", "--lose-burst 1", {"RtpNackDelay": 5, "RtpNackSeqBitmask": 0xFFFF})):
+            with self.subTest(kind=kind, version=version, boxes=boxes):
+                outcome, wire = self.run_test(
+                    {"loss": 1}, "--burst-start 400 --burst-rate 2 " + server, kind=kind, environment=BOTH[kind],
+                    version=version, packets=1000, interval=4000, seconds=8, stbs=2, channels=8, boxes=boxes)
+                self.assertEqual(outcome.status, 0, outcome.errors)
+                viewers, = [port for port in outcome.json["live_ports"] if port["name"] == "Viewers"]
+                missed, repaired = viewers["packets_missed"], viewers["packets_repaired"]
+                self.assertGreater(missed, 80)
+                if boxes.get("RtpNackInterval") == 0:
+                    self.assertLess(abs(repaired - 0.7 * missed), 4 * math.sqrt(0.21 * missed))
+                else:  # all but those at the end of a view
+                    self.assertGreater(repaired, missed - 10)
+                self.compare_repairs(wire, outcome, boxes["RtpNackDelay"])
+                self.assertEqual(viewers["nacks_sent"], len(outcome.rrr_events))
+
+    def compare_repairs(self, wire, outcome, delay):
+        told, late = collections.defaultdict(list), []
+        for event in sorted(outcome.rrr_events, key=lambda event: event["nack_pkt_tx_ts"]):
+            told[event["settop_index"]].append(event)
+        for event, box, begin, end, at in wire.views(self, outcome):
+            stream = self.compare_multicast(wire, event, box, begin, end, at)
+            nacks = [nack for nack in box.nacks if begin < nack.time < end]
+            asked = {number: nack.time for nack in reversed(nacks) for number in nack.asked}
+            self.assertGreater(len(asked), 10)
+            came = {packet.number: packet.time for packet in reversed(box.again) if begin < packet.time < end}
+            for before, after in zip(stream, stream[1:]):
+                for number in range(before.number + 1, before.number + ahead(after.number, before.number)):
+                    due = after.time + max(delay, 1)  # a port reads what has arrived every 1 ms
+                    if due < at("mcast_leave_ts") - 20 and came.get(number % 0x10000, math.inf) > due:
+                        late.append(asked.get(number % 0x10000, math.inf) - due)
+            for nack in nacks:
+                rrr = told[event["settop_index"]].pop(0)
+                self.assertEqual((rrr["nack_rtp_seq_number"], rrr["viewed_ip"]), (nack.asked[0], event["viewed_ip"]))
+                self.assert_near(at("nack_pkt_tx_ts", rrr), nack.time)
+                again = min((other.time for other in nacks
+                             if other.time > nack.time and set(other.asked) & set(nack.asked)), default=end)
+                answers = [packet for packet in box.again
+                           if nack.time < packet.time < again and packet.number in nack.asked and not packet.marked]
+                self.assertEqual(rrr.get("retrans_fail", False), len(answers) < len(nack.asked))
+                self.assert_near(at("last_retrans_rtp_pkt_rx_ts", rrr), max([nack.time] + [packet.time for packet in answers]))
+        late.sort()
+        self.assertLess(late[int(len(late) * 0.95)], 1)
+        self.assertLess(late[-1], 20)  # on a busy machine
+        self.assertLessEqual(sum(map(len, told.values())), 40)  # of views that the end of the test came into
+
 
 if __name__ == "__main__":
     laboratory.main()
