@@ -142,7 +142,7 @@ TEST(LiveUnicast, ABurstBridgesTheTimeUntilMulticast) {
          "300.02; 0.02 37.96-1011.96 900, 488 packets, overlap 1155",
          "1000 RAMS-R e1000001 min 150, 1300 RAMS-T e1000001 519, 1501 RAMS-T e1000001 519, 1701 RAMS-T "
          "e1000001 519",
-         "the server 10.0.9.9:5000 went on sending 3 bursts after it was asked three times to end them, "
+         "the server 10.0.9.9:5000 went on sending 3 bursts after it was asked three times for the end, "
          "first of STB 1 of STB block 3"},
         {"wrong numbers",
          {[](auto& u) { u.server.osn_error = 3; }},
