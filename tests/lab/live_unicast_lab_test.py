@@ -14,6 +14,7 @@ import test_files
 PORT = test_files.SERVER_PORT
 BOTH = {"RELIABLE_RETRANSMISSION": "REAL_WORLD", "FCC_WITH_RRR": "TESTING"}
 BY_PACKETS = {"MulticastJoinTrigger": "SBIT_AND_DELAY", "UnicastLeaveTrigger": "MULTICAST_PKT_AND_DELAY"}
+MAPPING = "live: {port_mapping: true}\n"
 RETRANSMISSION_TYPE, FEEDBACK, NACK, RAMS = 99, 205, 1, 6
 REQUEST, FIRST_SEQUENCE = 1, 32
 
@@ -237,6 +238,81 @@ class LiveUnicastLabTest(laboratory.LabTestCase):
         self.assertLess(late[int(len(late) * 0.95)], 1)
         self.assertLess(late[-1], 20)  # on a busy machine
         self.assertLessEqual(sum(map(len, told.values())), 40)  # of views that the end of the test came into
+
+    # Options of the server and more settings; what must be wrong in the figures or, if anything, in the error.
+    MISBEHAVIOUR = {
+        "FAST_CHANNEL_CHANGE": (
+            ("--silent", {}, "has not answered 2 requests for bursts", lambda f: f.bursts_unanswered == f.no_burst == 2),
+            ("--refuse 503", {}, "has refused 2 requests for bursts with response 503", lambda f: f.no_burst == 2),
+            ("--late 150", {}, None, lambda f: f.no_burst == 0 and min(f.latencies) >= 150),
+            ("--burst-rate 0.8", BY_PACKETS, None, lambda f: f.sbit_failures == 2 and f.never_joined == 2),
+            ("--burst-rate 100", BY_PACKETS, None, lambda f: f.highest_rate > 3000),
+            ("--lose-burst 20", {}, None, lambda f: 20 < f.lost < 90),
+            ("--no-sbit --burst-rate 2", BY_PACKETS, None, lambda f: 350 < max(f.join_delays) < 450 and f.sbit_failures == 0),
+            ("--sbit-late 300 --burst-rate 2", {**BY_PACKETS, "MaxSbitDelay": 500}, None,
+             lambda f: 490 < max(f.join_delays) < 510 and f.sbit_failures == 1),
+            ("--wrong-osn 3", {}, "packets whose original sequence numbers are not those of the stream", lambda f: True),
+            ("--twice", {}, None, lambda f: f.duplicates == f.unicast / 2),
+            ("--ignore-termination", {}, "went on sending 2 bursts after it was asked three times", lambda f: f.slow_leaves == 2),
+            ("--require-token", {}, "has refused 2 requests for bursts with response 405", lambda f: f.no_burst == 2),
+            ("--require-token --token-life 1", {"live": MAPPING}, None, lambda f: f.no_burst == 0),
+            ("--silent", {"live": MAPPING}, "has not answered 2 port mapping requests with a token", lambda f: f.no_burst == 2),
+            ("", {"address": "10.0.254.9"}, "could not be sent 1 messages", lambda f: f.bursts_requested == 0)),
+        "RELIABLE_RETRANSMISSION": (
+            ("--silent", {}, None, lambda f: f.packets_repaired == 0 and f.failed == f.nacks_sent > 5),
+            ("--late 150", {}, None, lambda f: f.packets_repaired > 5 and f.failed > 5),  # those that are asked for again
+            ("--lose-repairs 50", {}, None, lambda f: f.packets_repaired > 5 and f.failed > 2),
+            ("--wrong-osn 3", {}, None, lambda f: f.packets_repaired < 3 and f.failed > 5),
+            ("--twice", {}, None, lambda f: 5 < f.packets_repaired <= f.packets_missed and f.failed < 3),
+            ("--require-token", {}, "that had no valid token", lambda f: f.packets_repaired == 0 and f.failed == f.nacks_sent),
+            ("--require-token", {"live": MAPPING}, None, lambda f: f.packets_repaired > 5 and f.failed < 3),
+            ("", {"address": "10.0.254.9"}, "could not be sent 1 messages", lambda f: f.nacks_sent == 0 < f.packets_missed)),
+    }
+
+    def test_misbehaviour_shows(self):
+        for kind, cases in self.MISBEHAVIOUR.items():
+            repairs = kind == "RELIABLE_RETRANSMISSION"
+            for server, settings, error, is_right in cases:
+                with self.subTest(kind=kind, server=server, settings=settings):
+                    command = dict(settings)
+                    live, address = command.pop("live", ""), command.pop("address", None)
+                    with laboratory.Laboratory(last_member_interval=100, fcc_server="--burst-start 400 " + server,
+                                               loss=1 if repairs else 0) as lab:
+                        outcome = test_files.Run(lab, test_files.make(
+                            kind=kind, environment="REAL_WORLD" if repairs else "TESTING", interval=2000, gap=300, seconds=4,
+                            command=command, live=live, boxes=test_files.servers(4, repairs, address))).wait(60)
+                    figures = self.figures(outcome)
+                    self.assertTrue(is_right(figures), f"{figures}\n{outcome.errors}")
+                    if error:
+                        self.assertEqual(outcome.status, 3)
+                        server_address = re.escape(f"{address or test_files.SERVER[4]}:{PORT}")
+                        self.assertRegex(outcome.errors, rf'Port "Viewers" \(home0\): the server {server_address} .*{error}.*, '
+                                                         r"first of STB 1 of STB block \d+")
+                    else:
+                        self.assertEqual((outcome.status, "Error" in outcome.errors), (0, False), outcome.errors)
+
+    @staticmethod
+    def figures(outcome):
+        viewers, = [port for port in outcome.json["live_ports"] if port["name"] == "Viewers"]
+        events = outcome.events
+        bursts = [event for event in events if "first_unicast_nosb_pkt_ts" in event]
+
+        def total(*names):
+            return sum(event.get(name, 0) for event in events for name in names)
+
+        def times(later, earlier, chosen):
+            return [test_files.milliseconds(event, later, earlier) for event in chosen if later in event]
+
+        return types.SimpleNamespace(
+            **viewers, no_burst=len(events) - len(bursts), never_joined=sum("mcast_join_ts" not in event for event in events),
+            latencies=times("first_unicast_nosb_pkt_ts", "unicast_join_ts", bursts),
+            join_delays=times("mcast_join_ts", "first_unicast_nosb_pkt_ts", bursts),
+            highest_rate=max((1000 * event["total_unicast_nosb_packets"] / time for event in bursts for time in
+                              times("last_unicast_nosb_pkt_ts", "first_unicast_nosb_pkt_ts", [event]) if time > 0), default=0),
+            lost=total("lost_unicast_packets"), duplicates=total("duplicate_unicast_packets"),
+            unicast=total("total_unicast_nosb_packets", "total_unicast_sbit_packets"),
+            sbit_failures=total("sbit_failure"), slow_leaves=total("unicast_leave_latency_flag"),
+            failed=sum(event.get("retrans_fail", False) for event in outcome.rrr_events))
 
 
 if __name__ == "__main__":
