@@ -26,6 +26,11 @@ TEST(FrameHostilityTest, LiveRunsEndAsTheyShould) {
             EXPECT_NO_THROW(check_live_run_bytes(bytes)) << sample.name << ", " << choice;
         }
     }
+    for (const SampleFrame& sample : sample_datagrams()) {
+        std::vector<std::byte> bytes = bytes_of(sample.hex);
+        bytes.push_back(std::byte{8});
+        EXPECT_NO_THROW(check_live_run_bytes(bytes)) << sample.name;
+    }
 }
 
 TEST(FrameHostilityTest, RandomBytes) {

@@ -45,6 +45,7 @@ void EmulatedServer::OnFrame(const std::vector<std::byte>& frame) {
     }
     if (number_at(frame, 12) != 0x0800 || frame.size() < kPayload || number_at(frame, kUdp + 2) != kPort)
         return;
+    last_request_ = frame;
     for (std::size_t at = kPayload; at + 4 <= frame.size();) {
         const std::size_t size = 4 * (std::size_t{number_at(frame, at + 2)} + 1);
         OnMessage(frame, at, size);
@@ -177,6 +178,13 @@ void EmulatedServer::SendPacket(const std::vector<std::byte>& request, std::uint
     Send(request, packet);
 }
 
+void EmulatedServer::Say(std::span<const std::byte> payload) {
+    if (last_request_.empty()) return;
+    Bytes bytes;
+    for (const std::byte byte : payload) bytes.push_back(std::to_integer<std::uint8_t>(byte));
+    Send(last_request_, bytes);
+}
+
 /// Back to where the request came from.
 void EmulatedServer::Send(const std::vector<std::byte>& request, const std::vector<std::uint8_t>& payload) {
     std::vector<std::byte> answer(request.begin(), request.begin() + kPayload);
@@ -192,6 +200,29 @@ void EmulatedServer::Send(const std::vector<std::byte>& request, const std::vect
     for (const std::uint8_t byte : payload) answer.push_back(static_cast<std::byte>(byte));
     refit_checksums(answer);
     network_.Deliver(answer);
+}
+
+UnicastScenario::UnicastScenario(TestType type, const orv::nic::UnicastSettings& settings)
+    : live({host_of(0)}, {}, settings), server(live.peer.timeline, *live.network) {
+    auto& scenario = live.peer.scenario;
+    scenario.test.test_type = type;
+    scenario.test.test_duration = 3'000;
+    scenario.profile.unicast_leave_trigger_delay = 300;
+    auto& block = scenario.blocks[0];
+    block.fcc_server_address.v4 = {{10, 0, 9, 9}};
+    block.fcc_server_port = EmulatedServer::kPort;
+    block.udp_source_port = 6000;
+    block.min_buffer_level = 150;
+    if (type == TestType::FAST_CHANNEL_CHANGE) return;
+    auto& repairs = block.rrr_stbConfig.emplace_back();
+    repairs.stbNackEnable = true;
+    repairs.nackInterval = 50;
+    repairs.nackDelay = 10;
+    repairs.nackSeqBits = 0xffff;
+    repairs.rrrServerAddr.v4 = {{10, 0, 9, 9}};
+    repairs.rrrServerPort = EmulatedServer::kPort;
+    scenario.channels.rrr_cbConfig.emplace_back().cbNackEnable = true;
+    scenario.test.rrr_test_config.emplace_back().testRetransThres = 30;
 }
 
 }  // namespace testing_aids

@@ -37,6 +37,8 @@ class EmulatedServer {
     int repair_copies = 1;
 
     std::vector<std::string> heard;  ///< "12 RAMS-R e1000001 min 300", with the time in ms
+    /// Sends a datagram to the STB that was heard last; nothing if there was none.
+    void Say(std::span<const std::byte> payload);
 
   private:
     struct Burst {
@@ -61,6 +63,15 @@ class EmulatedServer {
     std::uint16_t sequence_ = 0;
     int requests_ = 0;
     bool has_token_ = false;
+    std::vector<std::byte> last_request_;
+};
+
+/// An STB that uses the server, in three views of a second each. Channel 1 is e1000001.
+struct UnicastScenario {
+    explicit UnicastScenario(TestType type, const orv::nic::UnicastSettings& settings = {});
+
+    LiveScenario live;
+    EmulatedServer server;
 };
 
 }  // namespace testing_aids

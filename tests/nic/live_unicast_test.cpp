@@ -9,29 +9,9 @@ namespace {
 
 using namespace testing_aids;  // NOLINT: a test
 
-struct UnicastScenario {
-    explicit UnicastScenario(TestType type, const orv::nic::UnicastSettings& settings = {})
-        : live({host_of(0)}, {}, settings), server(live.peer.timeline, *live.network) {
-        auto& scenario = live.peer.scenario;
-        scenario.test.test_type = type;
-        scenario.test.test_duration = 3'000;
-        scenario.profile.unicast_leave_trigger_delay = 300;
-        auto& block = scenario.blocks[0];
-        block.fcc_server_address.v4 = {{10, 0, 9, 9}};
-        block.fcc_server_port = EmulatedServer::kPort;
-        block.udp_source_port = 6000;
-        block.min_buffer_level = 150;
-        if (type == TestType::FAST_CHANNEL_CHANGE) return;
-        auto& repairs = block.rrr_stbConfig.emplace_back();
-        repairs.stbNackEnable = true;
-        repairs.nackInterval = 50;
-        repairs.nackDelay = 10;
-        repairs.nackSeqBits = 0xffff;
-        repairs.rrrServerAddr.v4 = {{10, 0, 9, 9}};
-        repairs.rrrServerPort = EmulatedServer::kPort;
-        scenario.channels.rrr_cbConfig.emplace_back().cbNackEnable = true;
-        scenario.test.rrr_test_config.emplace_back().testRetransThres = 30;
-    }
+struct UnicastTest : UnicastScenario {
+    using UnicastScenario::UnicastScenario;
+
     std::string Nacks() const {
         std::string told;
         for (const auto& nack : live.peer.rrr_events)
@@ -59,15 +39,12 @@ struct UnicastScenario {
             told += "; burst out of order";
         return told;
     }
-
-    LiveScenario live;
-    EmulatedServer server;
 };
 
-using Change = std::function<void(UnicastScenario&)>;
+using Change = std::function<void(UnicastTest&)>;
 
 TEST(LiveUnicast, ABurstBridgesTheTimeUntilMulticast) {
-    const Change with_sbit = [](UnicastScenario& unicast) {
+    const Change with_sbit = [](UnicastTest& unicast) {
         unicast.live.peer.scenario.test.mcast_join_trigger = MulticastJoinTriggerType::SBIT_AND_DELAY;
         unicast.live.peer.scenario.test.unicast_leave_trigger =
             UnicastLeaveTriggerType::MULTICAST_PKT_AND_DELAY;
@@ -165,7 +142,7 @@ TEST(LiveUnicast, ABurstBridgesTheTimeUntilMulticast) {
          "300.02; 0.02 37.96-1011.96 900, 488 packets, overlap 1155",
          "1000 RAMS-R e1000001 min 150, 1300 RAMS-T e1000001 519, 1501 RAMS-T e1000001 519, 1701 RAMS-T "
          "e1000001 519",
-         "the server 10.0.9.9:5000 went on sending 3 bursts after it was asked three times to end them, "
+         "the server 10.0.9.9:5000 went on sending 3 bursts after it was asked three times for the end, "
          "first of STB 1 of STB block 3"},
         {"wrong numbers",
          {[](auto& u) { u.server.osn_error = 3; }},
@@ -186,7 +163,7 @@ TEST(LiveUnicast, ABurstBridgesTheTimeUntilMulticast) {
     };
     for (const Case& one : cases) {
         SCOPED_TRACE(one.name);
-        UnicastScenario unicast(TestType::FAST_CHANNEL_CHANGE);
+        UnicastTest unicast(TestType::FAST_CHANNEL_CHANGE);
         for (const Change& change : one.changes) change(unicast);
         unicast.live.RunTo(1'000);
         unicast.live.RunAll();
@@ -224,7 +201,7 @@ TEST(LiveUnicast, AsksForWhatIsLost) {
     for (const TestType type : {TestType::RELIABLE_RETRANSMISSION, TestType::FCC_WITH_RRR}) {
         for (const Case& one : cases) {
             SCOPED_TRACE(one.name);
-            UnicastScenario unicast(type);
+            UnicastTest unicast(type);
             unicast.live.peer.scenario.test.test_duration = 900;
             unicast.live.network->copies = [](std::uint64_t number, const auto&) {
                 return number == 601 || number == 603 || number == 645 || number == 661 ? 0 : 1;
@@ -243,7 +220,7 @@ TEST(LiveUnicast, AsksForWhatIsLost) {
 
 // The first message to a server has a CNAME (RFC 5506), requests have a token (RFC 6284).
 TEST(LiveUnicast, SpeaksAsTheServerWants) {
-    UnicastScenario unicast(TestType::FAST_CHANNEL_CHANGE, {.port_mapping = true, .reduced_size = true});
+    UnicastTest unicast(TestType::FAST_CHANNEL_CHANGE, {.port_mapping = true, .reduced_size = true});
     unicast.server.wants_token = true;
     unicast.live.RunTo(1'000);
     unicast.live.RunAll();

@@ -10,27 +10,32 @@ namespace {
 
 using Kind = ServerComplaints::Kind;
 
+/// "1 request", "2 requests".
+std::string number_of(std::uint64_t count, const char* what) {
+    return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
+}
+
 std::string describe(Kind kind, std::uint64_t count, std::uint16_t code) {
     switch (kind) {
         case Kind::Unreachable:
             return fmt::format(
-                "could not be sent {} messages: its MAC address, or the gateway's, was asked for "
-                "and nobody answered",
-                count);
+                "could not be reached by {}: nobody answers for its MAC address, or the gateway's",
+                number_of(count, "STB"));
         case Kind::NoToken:
-            return fmt::format("has not answered {} port mapping requests with a token", count);
+            return fmt::format("has not answered {} with a token", number_of(count, "port mapping request"));
         case Kind::Unanswered:
-            return fmt::format("has not answered {} requests for bursts", count);
+            return fmt::format("has not answered {} for bursts", number_of(count, "request"));
         case Kind::Refused:
-            return fmt::format("has refused {} requests for bursts with response {} ({})", count, code,
-                               live::ExplainRamsResponse(code).text);
+            return fmt::format("has refused {} for bursts with response {} ({})", number_of(count, "request"),
+                               code, live::ExplainRamsResponse(code).text);
         case Kind::SendsOn:
-            return fmt::format("went on sending {} bursts after it was asked three times to end them", count);
+            return fmt::format("went on sending {} after it was asked three times for the end",
+                               number_of(count, "burst"));
         case Kind::WrongNumbers:
-            return fmt::format(
-                "has sent {} packets whose original sequence numbers are not those of the stream", count);
+            return fmt::format("has sent {} whose original sequence numbers are not those of the stream",
+                               number_of(count, "packet"));
         case Kind::RejectsToken:
-            return fmt::format("has rejected {} messages that had no valid token", count);
+            return fmt::format("has rejected {} for want of a valid token", number_of(count, "message"));
     }
     return {};
 }
