@@ -29,7 +29,7 @@ def stream_packet(version, sequence):
     return rtp + payload(SSRC[version], sequence)
 
 
-def frame(macs, vlans, version, source, destination, port, content):
+def frame(macs, version, source, destination, port, content):
     """A UDP datagram. That of IPv6 is without the checksum that it has to have."""
     udp = struct.pack("!HHHH", port, port, 8 + len(content), 0) + content
     addresses = ipaddress.ip_address(source).packed + ipaddress.ip_address(destination).packed
@@ -38,8 +38,7 @@ def frame(macs, vlans, version, source, destination, port, content):
         header = struct.pack("!BBHHHBB", 0x45, 0, 20 + len(udp), 0, 0, 8, 17) + bytes(2) + addresses
         total = sum(struct.unpack("!10H", header)) % 0xFFFF
         header = header[:10] + struct.pack("!H", 0xFFFF - total) + header[12:]
-    tags = b"".join(struct.pack("!HH", 0x8100, vlan) for vlan in vlans)
-    return bytes.fromhex(macs) + tags + (b"\x08\0" if version == 4 else b"\x86\xdd") + header + udp
+    return bytes.fromhex(macs) + (b"\x08\0" if version == 4 else b"\x86\xdd") + header + udp
 
 
 class Streams(threading.Thread):
@@ -56,12 +55,15 @@ class Streams(threading.Thread):
         while not self.ended:
             for version, source in ((4, "10.255.0.2"), (6, "2001:db8:ffff::2")):
                 packet = stream_packet(version, self.newest + 1)
-                self.port.send(frame(MACS[version], (), version, source, GROUP[version], 5000, packet))
+                self.port.send(frame(MACS[version], version, source, GROUP[version], 5000, packet))
             self.newest += 1
             self.due += 1 / RATE
             time.sleep(max(0, self.due - time.monotonic()))
 
-    def stop(self):
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
         self.ended = True
         self.join()
         self.port.close()
@@ -100,10 +102,10 @@ class Box:
     """A set-top box's socket. What has come, with its time: rtx packets, rams_i messages as dictionaries of their
     elements, and token messages."""
 
-    def __init__(self, lab, version=4, server=None, port=0):
+    def __init__(self, lab, version, port=0):
         self.socket = lab.socket(socket.AF_INET if version == 4 else socket.AF_INET6, socket.SOCK_DGRAM)
         self.socket.bind((BOX[version], port))
-        self.server, self.rtx, self.rams_i, self.tokens = server or SERVER[version], [], [], []
+        self.server, self.rtx, self.rams_i, self.tokens = SERVER[version], [], [], []
         self.begin = time.monotonic()
 
     def ask(self, datagram, seconds):
