@@ -244,15 +244,15 @@ class LiveUnicastLabTest(laboratory.LabTestCase):
             ("--require-token", {}, "has refused 2 requests for bursts with response 405", lambda f: not f["bursts"]),
             ("--require-token --token-life 1", {"live": MAPPING}, None, lambda f: f["bursts"] == 2),
             ("--silent", {"live": MAPPING}, "has not answered 2 port mapping requests with a token", lambda f: not f["bursts"]),
-            ("", {"address": "10.0.254.9"}, "could not be sent 1 messages", lambda f: not f["bursts_requested"])),
+            ("", {"address": "10.0.254.9"}, "could not be reached by 1 STB", lambda f: not f["bursts_requested"])),
         "RELIABLE_RETRANSMISSION": (
             ("--silent", {}, None, lambda f: not f["packets_repaired"] and f["retrans_fail"] == f["nacks_sent"] > 5),
             ("--late 150", {}, None, lambda f: f["packets_repaired"] > 5 < f["retrans_fail"]),  # asked for again
             ("--wrong-osn 3", {}, None, lambda f: f["packets_repaired"] < 3 and f["retrans_fail"] > 5),
             ("--twice", {}, None, lambda f: 5 < f["packets_repaired"] <= f["packets_missed"] and f["retrans_fail"] < 3),
-            ("--require-token", {}, "that had no valid token", lambda f: f["retrans_fail"] == f["nacks_sent"]),
+            ("--require-token", {}, "for want of a valid token", lambda f: f["retrans_fail"] == f["nacks_sent"]),
             ("--require-token", {"live": MAPPING}, None, lambda f: f["packets_repaired"] > 5 and f["retrans_fail"] < 3),
-            ("", {"address": "10.0.254.9"}, "could not be sent 1 messages", lambda f: f["nacks_sent"] == 0 < f["packets_missed"])),
+            ("", {"address": "10.0.254.9"}, "could not be reached by 1 STB", lambda f: f["nacks_sent"] == 0 < f["packets_missed"])),
     }
 
     def test_misbehaviour_shows(self):
