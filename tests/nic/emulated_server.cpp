@@ -102,7 +102,9 @@ void EmulatedServer::OnMessage(const std::vector<std::byte>& frame, std::size_t 
             if (++requests_ <= silent_requests) return;
             timeline_.PostAfter(way, [=, this] {
                 SendInformation(frame, ssrc);
-                if (response != 200 || (last_burst_ > 0 && bursts_[last_burst_].ssrc == ssrc)) return;
+                if (response != 200 || !sends_packets ||
+                    (last_burst_ > 0 && bursts_[last_burst_].ssrc == ssrc))
+                    return;
                 bursts_[++last_burst_] = {
                     ssrc, static_cast<std::uint64_t>((timeline_.GetNow() - backfill) / EmulatedNetwork::kGap),
                     UINT64_MAX, timeline_.GetNow(), false};

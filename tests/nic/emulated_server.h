@@ -29,6 +29,7 @@ class EmulatedServer {
     int response = 200;
     bool has_sbit = true;          ///< in the header extension
     bool tells_join_time = false;  ///< `sbit_after`, in RAMS-I
+    bool sends_packets = true;     ///< of bursts
     bool sends_on = false;         ///< after a termination
     bool wants_token = false;
     int osn_error = 0;

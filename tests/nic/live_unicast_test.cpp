@@ -77,13 +77,15 @@ TEST(LiveUnicast, ABurstBridgesTheTimeUntilMulticast) {
          {with_sbit, [](auto& u) { u.server.has_sbit = false; }},
          "3 x 0 5-473 - 473.98; 425.02 463.96-1011.96 900, 275 packets, overlap 4, no S-bit",
          "1000 RAMS-R e1000001 min 150, 1474 RAMS-T e1000001 732",
-         ""},
+         "the server 10.0.9.9:5000 has sent 3 bursts without the S-bit that is to trigger the multicast "
+         "join, first of STB 1 of STB block 3"},
         {"neither, and no bound",
          {with_sbit,
           [](auto& u) { u.server.has_sbit = false, u.live.peer.scenario.test.max_sbit_delay = 0; }},
          "3 x 0 5-899 - 900;  - , 0 packets, no S-bit",
          "1000 RAMS-R e1000001 min 150, 1900 RAMS-T e1000001",
-         ""},
+         "the server 10.0.9.9:5000 has sent 3 bursts without the S-bit that is to trigger the multicast "
+         "join, first of STB 1 of STB block 3"},
         {"S-bit too late",
          {with_sbit, [](auto& u) { u.server.sbit_after = milliseconds(450); }},
          "3 x 0 5-453 455-473 473.98; 425.02 463.96-1011.96 900, 275 packets, overlap 4, no S-bit",
@@ -113,10 +115,16 @@ TEST(LiveUnicast, ABurstBridgesTheTimeUntilMulticast) {
          ""},
         {"silent",
          {with_sbit, [](auto& u) { u.server.silent_requests = 100; }},
-         "3 x 0 - - 747.98; 700 737.96-1011.96 900, 138 packets",
-         "1000 RAMS-R e1000001 min 150, 1100 RAMS-R e1000001 min 150, 1300 RAMS-R e1000001 min 150, 1748 "
-         "RAMS-T e1000001 869",
+         "3 x 0 - - 467.98; 420.02 457.96-1011.96 900, 278 packets",
+         "1000 RAMS-R e1000001 min 150, 1100 RAMS-R e1000001 min 150, 1300 RAMS-R e1000001 min 150, 1468 "
+         "RAMS-T e1000001 729",
          "the server 10.0.9.9:5000 has not answered 3 requests for bursts, first of STB 1 of STB block 3"},
+        {"accepts and sends nothing",
+         {with_sbit, [](auto& u) { u.server.sends_packets = false; }},
+         "3 x 0 - - 467.98; 420.02 457.96-1011.96 900, 278 packets",
+         "1000 RAMS-R e1000001 min 150, 1468 RAMS-T e1000001 729",
+         "the server 10.0.9.9:5000 has accepted 3 requests for bursts and sent no packet, first of STB 1 of "
+         "STB block 3"},
         {"refuses",
          {with_sbit, [](auto& u) { u.server.response = 503; }},
          "3 x 0 - - 53.96; 5.02 43.96-1011.96 900, 485 packets",
@@ -195,8 +203,13 @@ TEST(LiveUnicast, AsksForWhatIsLost) {
          "661:5 1/1"},
         {"asked once", [&](auto& u) { settings(u).nackInterval = 0, u.server.lost = {601}; },
          "601:5 failed 645:5 661:5 4/3", "601:5 661:5 2/2"},
+        {"slower than repetitions",
+         [&](auto& u) { settings(u).nackInterval = 10, u.server.way = milliseconds(35); },
+         "601:35 slow 601:35 slow 601:35 slow 601:35 slow 645:35 slow 645:35 slow 645:35 slow 645:35 slow "
+         "661:35 slow 661:35 slow 661:35 slow 4/4",
+         "601:35 slow 661:35 slow 661:35 slow 661:35 slow 661:35 slow 1/1"},
         {"slow and twice", [](auto& u) { u.server.way = milliseconds(35), u.server.repair_copies = 2; },
-         "601:35 slow 645:35 slow 661:35 slow 4/4", "601:35 slow 661:35 slow 3/3"},
+         "601:35 slow 645:35 slow 661:35 slow 4/4", "601:35 slow 661:35 slow 1/1"},
     };
     for (const TestType type : {TestType::RELIABLE_RETRANSMISSION, TestType::FCC_WITH_RRR}) {
         for (const Case& one : cases) {

@@ -24,11 +24,13 @@ void Burst::Part::add(Time stamp) {
 }
 
 Burst::Reaction Burst::on_information(const live::RamsInformation& information) {
+    const bool was_refused = state_ == State::Refused;
     response_ = information.response;
     // Messages may be repeated, and an updated one may leave out what has not changed.
     if (information.earliest_join_ms) join_time_ = il::ms(*information.earliest_join_ms);
     switch (live::ExplainRamsResponse(information.response).meaning) {
         case live::RamsMeaning::Accepted:
+            if (was_refused) return Reaction::None;  // one that was overtaken: no request follows a refusal
             state_ = State::Accepted;
             if (information.first_sequence) first_sequence_ = information.first_sequence;
             return Reaction::None;
@@ -67,9 +69,10 @@ bool Burst::has_sbit(const live::RetransmissionPacket& packet, Time stamp) {
 }
 
 std::uint64_t Burst::on_packet(const live::RetransmissionPacket& packet, Time stamp) {
+    const bool is_first = first_ == kNever;
     if (state_ == State::Requested || state_ == State::Unanswered) state_ = State::Accepted;
     if (!ssrc_) ssrc_ = packet.ssrc;
-    if (first_ == kNever) first_ = stamp;
+    if (is_first) first_ = stamp;
     last_ = std::max(last_, stamp);
     (has_sbit(packet, stamp) ? with_sbit_ : without_sbit_).add(stamp);
     if (is_signed_) {
@@ -87,16 +90,30 @@ std::uint64_t Burst::on_packet(const live::RetransmissionPacket& packet, Time st
     }
     const std::uint64_t missing =
         counter_.add_wrapping(packet.original_sequence_number, kMostDropout, packets_);
-    highest_ = static_cast<std::uint16_t>(counter_.highest());
+    // Multicast came before the burst.
+    if (is_first && first_multicast_) multicast_ = extended(*first_multicast_);
     return missing;
 }
 
-bool Burst::is_next(std::uint16_t original_sequence) const {
-    return counter_.has_begun() && original_sequence == static_cast<std::uint16_t>(highest_ + 1);
+std::int64_t Burst::extended(std::uint16_t sequence) const {
+    const auto highest = static_cast<std::int64_t>(counter_.highest());
+    return highest + static_cast<std::int16_t>(sequence - static_cast<std::uint16_t>(highest));
 }
 
-void Burst::fill_in(const il::TickCounter& counter, std::optional<std::uint16_t> first_multicast,
-                    iptvcd_1_bll::stbox_event_s& event) const {
+bool Burst::is_next(std::uint16_t original_sequence) const {
+    return counter_.has_begun() && original_sequence == static_cast<std::uint16_t>(counter_.highest() + 1);
+}
+
+void Burst::note_multicast(std::uint16_t sequence) {
+    first_multicast_ = sequence;
+    if (counter_.has_begun()) multicast_ = extended(sequence);
+}
+
+bool Burst::is_before_multicast(std::uint16_t original_sequence) const {
+    return first_multicast_ && extended(original_sequence) < multicast_;
+}
+
+void Burst::fill_in(const il::TickCounter& counter, iptvcd_1_bll::stbox_event_s& event) const {
     event.first_unicast_nosb_pkt_ts = counter.read(without_sbit_.first);
     event.last_unicast_nosb_pkt_ts = counter.read(without_sbit_.last);
     event.first_unicast_sbit_pkt_ts = counter.read(with_sbit_.first);
@@ -108,9 +125,9 @@ void Burst::fill_in(const il::TickCounter& counter, std::optional<std::uint16_t>
     event.duplicate_unicast_packets = packets_.duplicate;
     event.late_unicast_packets = packets_.late;
     event.unicast_prbs_errors = packets_.payload_errors;
-    if (first_ == kNever || !first_multicast) return;
+    if (first_ == kNever || !first_multicast_) return;
     // Packets that came both ways, or neither.
-    const int both = static_cast<std::int16_t>(highest_ - *first_multicast) + 1;
+    const std::int64_t both = static_cast<std::int64_t>(counter_.highest()) - multicast_ + 1;
     (both > 0 ? event.uni_multi_overlap_count : event.uni_multi_gap_count) =
         static_cast<std::uint64_t>(both > 0 ? both : -both);
 }

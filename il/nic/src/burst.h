@@ -58,10 +58,13 @@ class Burst {
     /// When the packets get the S-bit, if the server has announced it; kNever if not.
     il::Time announced_sbit() const;
 
-    /// Fills in times and counts of packets, and their distance from `first_multicast`, the number of the
-    /// first packet of the multicast stream.
-    void fill_in(const il::TickCounter& counter, std::optional<std::uint16_t> first_multicast,
-                 iptvcd_1_bll::stbox_event_s& event) const;
+    /// The number of the first packet of the multicast stream, which comes at this moment.
+    void note_multicast(std::uint16_t sequence);
+    /// Whether the packet comes before it, in the stream.
+    bool is_before_multicast(std::uint16_t original_sequence) const;
+
+    /// Fills in times and counts of packets, and their distance from the multicast stream.
+    void fill_in(const il::TickCounter& counter, iptvcd_1_bll::stbox_event_s& event) const;
 
   private:
     struct Part {
@@ -71,6 +74,8 @@ class Burst {
 
         void add(il::Time stamp);
     };
+    /// In the counter's numbers, the one nearest to the last packet.
+    std::int64_t extended(std::uint16_t sequence) const;
     bool has_sbit(const live::RetransmissionPacket& packet, il::Time stamp);
 
     UnicastSettings::Sbit sbit_ = UnicastSettings::Sbit::Automatic;
@@ -86,7 +91,8 @@ class Burst {
     il::Time last_ = il::kNever;
     Part without_sbit_, with_sbit_;
     SequenceCounter counter_;
-    std::uint16_t highest_ = 0;  ///< original sequence number
+    std::optional<std::uint16_t> first_multicast_;  ///< lower bits of `multicast_`
+    std::int64_t multicast_ = 0;                    ///< as the counter's numbers, once it has begun
     il::Packets packets_;
 };
 

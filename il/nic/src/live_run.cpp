@@ -57,6 +57,8 @@ LiveRun::LiveRun(il::RunPlan plan, const std::vector<Host>& hosts, const Members
 
 LiveRun::~LiveRun() {
     current_ = {};
+    for (const Stb& stb : stbs_) leave_unicast(stb.view, context_.timeline.GetNow().count());
+    complaints_.report(context_.complain);
     for (live::MembershipHost& host : hosts_) host.LeaveAll();
     if (timer_ != 0) context_.timeline.Cancel(timer_);
     if (watch_timer_ != 0) context_.timeline.Cancel(watch_timer_);

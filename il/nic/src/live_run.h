@@ -118,13 +118,15 @@ class LiveRun : public il::Run {
         std::optional<std::uint32_t> stream_ssrc;  ///< of its multicast stream, once it has come
         il::Time planned_join = il::kNever, planned_leave = il::kNever;
         il::Time join = il::kNever, leave = il::kNever;  ///< seen leaving
+        il::Time left_at = 0;                            ///< when the end of the burst was decided
         std::optional<std::uint16_t> first_multicast;    ///< sequence number
         std::uint8_t requests = 0, terminations = 0;     ///< messages sent
         bool has_burst = false;                          ///< it has asked for one, or is about to
         bool repairs = false;                            ///< it asks for lost packets
         bool left = false;                               ///< the burst
-        bool sends_on = false;                           ///< the server, after its end was requested
-        bool closed = false;                             ///< packets from servers are no longer counted
+        bool all_viewed = false;  ///< recent numbers are after `first_multicast`, which may have wrapped
+        bool sends_on = false;    ///< the server, after its end was requested
+        bool closed = false;      ///< packets from servers are no longer counted
     };
 
     enum class Act : std::uint8_t { Join, Leave, UnicastJoin, UnicastLeave, Nack, Repeat };
@@ -133,8 +135,8 @@ class LiveRun : public il::Run {
         Act act = Act::Repeat;
         std::uint32_t nack = 0;
     };
-    /// A burst of another channel, whose packets a server may still send.
-    struct FormerBurst {
+    /// Which channel a server's stream of bursts or repairs is (RFC 4588 wants one for each).
+    struct ServerStream {
         std::uint32_t ssrc = 0, media_ssrc = 0;
     };
     /// What an STB of a test with servers has besides its views.
@@ -145,8 +147,18 @@ class LiveRun : public il::Run {
         std::array<ServerLink, 2> servers;       ///< by ServerKind
         std::array<il::Time, il::kSteps> due{};  ///< when its next step of each kind is due; kNever: never
         std::uint32_t draining = kNone;          ///< a former view that packets may still come for
-        std::array<FormerBurst, 8> former;       ///< the last ones
-        std::size_t formers = 0;                 ///< that there were
+        std::uint32_t terminating = kNone;       ///< a view whose burst ends when there is a token
+        il::Time late_until = 0;                 ///< a burst may come for a request that was not answered
+        std::array<std::uint32_t, 8> asked{};    ///< SSRCs of the channels asked for last
+        std::size_t asks = 0;
+        std::array<ServerStream, 8> streams;  ///< that came last
+        std::size_t stream_count = 0;
+        std::uint64_t nacks = 0, repairs = 0;
+
+        std::optional<std::uint32_t> media_of(std::uint32_t server_ssrc) const;
+        void learn(std::uint32_t server_ssrc, std::uint32_t media_ssrc) {
+            if (!media_of(server_ssrc)) streams[stream_count++ % streams.size()] = {server_ssrc, media_ssrc};
+        }
     };
     /// One group on one link.
     struct Flow {
@@ -204,8 +216,11 @@ class LiveRun : public il::Run {
     void begin_unicast(std::uint32_t number, il::Time planned);
     void ask_burst(std::uint32_t number);
     bool prepare(std::uint32_t number, ServerKind kind, il::Step next);
-    void on_hop(std::uint32_t number, ServerKind kind, il::Step next,
-                const std::optional<live::MacAddress>& mac);
+    bool ask_token(std::uint32_t number, ServerKind kind, il::Step next);
+    void hold(std::uint32_t number, il::Step next, il::Time until);
+    void on_hop(std::uint32_t number, ServerKind kind, const std::optional<live::MacAddress>& mac);
+    void note_unsent_request(UnicastView& unicast);
+    void note_silent_burst(std::uint32_t id);
     void do_without_burst(std::uint32_t number);
     void plan_multicast_join(std::uint32_t number);
     void on_join_due(std::uint32_t number, il::Time planned);
@@ -233,6 +248,8 @@ class LiveRun : public il::Run {
 
     // Retransmission.
     void note_losses(const Flow& flow, std::uint32_t reception, const Arrival& arrival, il::Time stamp);
+    void look_for_repairs();
+    void forget_arrived(std::uint32_t id);
     void ask_repair(std::uint32_t number);
     void note_missing(std::uint32_t number, std::uint16_t sequence, std::uint64_t count, il::Time stamp);
     bool on_repair(std::uint32_t number, const live::RetransmissionPacket& packet, il::Time stamp);

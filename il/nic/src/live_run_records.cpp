@@ -94,7 +94,7 @@ void LiveRun::fill_in_unicast(const View& view, il::ViewTimes& times, stbox_even
     event.unicast_join_ts = context_.counter.read(unicast.join);
     event.unicast_leave_ts = context_.counter.read(unicast.leave);
     event.sbit_failure = has_sbit_failed(view);
-    unicast.burst.fill_in(context_.counter, unicast.first_multicast, event);
+    unicast.burst.fill_in(context_.counter, event);
 }
 
 Time LiveRun::finish(Time time) {
@@ -115,7 +115,10 @@ Time LiveRun::finish(Time time) {
         if (watch_timer_ == 0) watch();
     }
     const bool is_over = is_settled() || time - finish_began_ >= kLongestFinish;
-    if (is_over) complaints_.report(context_.complain);
+    if (is_over) {
+        look_for_repairs();
+        complaints_.report(context_.complain);
+    }
     return is_over ? kNever : time + kFinishInterval;
 }
 

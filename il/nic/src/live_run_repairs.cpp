@@ -28,39 +28,73 @@ void LiveRun::note_missing(std::uint32_t number, std::uint16_t sequence, std::ui
     arm();
 }
 
+/// A server that answers no NACK of an STB is an error, one that lost some answers is not.
+void LiveRun::look_for_repairs() {
+    constexpr std::uint64_t kFew = 3;
+    for (std::uint32_t number = 0; number < unicast_stbs_.size(); ++number) {
+        if (unicast_stbs_[number].nacks >= kFew && unicast_stbs_[number].repairs == 0)
+            complain(number, ServerKind::Repair, ServerComplaints::Kind::NoRepairs);
+    }
+}
+
+/// What came late, or by the burst, or by multicast during the burst, is not missing to the viewer.
+void LiveRun::forget_arrived(std::uint32_t id) {
+    const View& view = views_[id];
+    UnicastView& unicast = *unicast_of(id);
+    const Reception& reception = receptions_[view.reception];
+    const auto is_viewed = [&](std::uint16_t sequence) {
+        if (!unicast.first_multicast) return false;
+        return unicast.all_viewed || static_cast<std::int16_t>(sequence - *unicast.first_multicast) >= 0;
+    };
+    // As long as numbers can be compared with the first one; no loss is older than some seconds.
+    constexpr std::uint16_t kManyPackets = 0x6000;
+    if (unicast.first_multicast && !unicast.all_viewed)
+        unicast.all_viewed =
+            static_cast<std::uint16_t>(reception.latest().sequence - *unicast.first_multicast) > kManyPackets;
+    context_.figures.packets_missed -= unicast.missing.forget([&](std::uint16_t sequence) {
+        return unicast.burst.has(sequence) || (is_viewed(sequence) && reception.has(sequence));
+    });
+}
+
 void LiveRun::ask_repair(std::uint32_t number) {
     const std::uint32_t id = stbs_[number].view;
     UnicastView* unicast = unicast_of(id);
     if (!unicast || !unicast->repairs || !prepare(number, ServerKind::Repair, Step::AskRepair)) return;
-    const Time now = context_.timeline.GetNow().count();
     ServerLink& server = server_of(number, ServerKind::Repair);
-    // What came late, or by the burst, or by multicast during the burst, is not missing to the viewer.
-    const View& view = views_[id];
-    const Reception& reception = receptions_[view.reception];
-    context_.figures.packets_missed -= unicast->missing.forget([&](std::uint16_t sequence) {
-        const bool is_viewed =
-            unicast->first_multicast && static_cast<std::int16_t>(sequence - *unicast->first_multicast) >= 0;
-        return unicast->burst.has(sequence) || (is_viewed && reception.has(sequence));
-    });
-    if (const auto request = unicast->missing.ask(now)) {
+    forget_arrived(id);
+    if (const auto request = unicast->missing.ask(context_.timeline.GetNow().count())) {
         const std::size_t length = live::WriteNack(
             payload_room(server), sender_of(unicast_stbs_[number], server),
             unicast->stream_ssrc.value_or(unicast->media_ssrc), std::span(&request->entry, 1));
         ++context_.figures.nacks_sent;
+        ++unicast_stbs_[number].nacks;
         send_to(server, length, {id, Act::Nack, request->number});
-        record_nacks(id, false);
     }
+    record_nacks(id, false);
     schedule(number, Step::AskRepair, unicast->missing.next());
 }
 
 /// False if nobody asked for the packet.
 bool LiveRun::on_repair(std::uint32_t number, const live::RetransmissionPacket& packet, Time stamp) {
-    for (const std::uint32_t id : {stbs_[number].view, unicast_stbs_[number].draining}) {
+    UnicastStb& own = unicast_stbs_[number];
+    const auto media = own.media_of(packet.ssrc);
+    for (const std::uint32_t id : {stbs_[number].view, own.draining}) {
         UnicastView* unicast = unicast_of(id);
         if (!unicast || unicast->closed || !unicast->repairs) continue;
+        if (media && *media != unicast->media_ssrc) continue;
         if (unicast->burst.is_next(packet.original_sequence_number) && !unicast->left) continue;
-        if (!unicast->missing.on_repair(packet.original_sequence_number, stamp)) continue;
-        ++context_.figures.packets_repaired;
+        forget_arrived(id);
+        switch (unicast->missing.on_repair(packet.original_sequence_number, stamp)) {
+            case MissingPackets::Repair::Unasked:
+                continue;
+            case MissingPackets::Repair::Repaired:
+                own.learn(packet.ssrc, unicast->media_ssrc);
+                ++context_.figures.packets_repaired;
+                ++own.repairs;
+                break;
+            case MissingPackets::Repair::Copy:
+                break;
+        }
         record_nacks(id, false);
         return true;
     }

@@ -31,6 +31,12 @@ constexpr Time kQuietBurst = 300 * kMillisecond;
 constexpr Time kLongestBurstEnd = 2 * kSecond;
 /// Without an upper bound for the S-bit, an STB joins when the burst has stopped without one.
 constexpr Time kStoppedBurst = kSecond;
+/// It does not wait longer than that, whatever comes.
+constexpr Time kLongestSbit = 10 * kSecond;
+/// A server that could not be reached, or gave no token, is asked again after this time.
+constexpr Time kAskAgain = 5 * kSecond;
+/// A burst may still come for a request that was not answered.
+constexpr Time kLatestAnswer = 10 * kSecond;
 
 /// Delays after a trigger; a negative one is none.
 Time delay_ms(std::int32_t count) {
@@ -38,6 +44,14 @@ Time delay_ms(std::int32_t count) {
 }
 
 }  // namespace
+
+std::optional<std::uint32_t> LiveRun::UnicastStb::media_of(std::uint32_t server_ssrc) const {
+    const auto end = streams.begin() + static_cast<std::ptrdiff_t>(std::min(stream_count, streams.size()));
+    const auto found = std::find_if(streams.begin(), end,
+                                    [&](const ServerStream& stream) { return stream.ssrc == server_ssrc; });
+    if (found == end) return {};
+    return found->media_ssrc;
+}
 
 void LiveRun::add_servers(const std::vector<Host>& hosts) {
     unicast_stbs_.resize(stbs_.size());
@@ -63,9 +77,9 @@ void LiveRun::add_servers(const std::vector<Host>& hosts) {
                                                 config.stblock_handle, server.flow.destination.ToString(),
                                                 hosts[number].address.ip.ToString()));
             server.next_hop = next_hop(hosts[number], server.flow.destination);
-            if (hosts[number].gateway_mac && server.next_hop != server.flow.destination) {
+            if (hosts[number].gateway_mac && server.next_hop == hosts[number].gateway) {
                 server.flow.destination_mac = *hosts[number].gateway_mac;
-                server.hop = ServerLink::Hop::Known;
+                server.hop = ServerLink::Hop::Configured;
             }
         };
         if (plan_.uses_unicast()) set(ServerKind::Burst, config.fcc_server_address, config.fcc_server_port);
@@ -156,7 +170,10 @@ void LiveRun::ask_burst(std::uint32_t number) {
     if (context_.unicast.max_bitrate > 0) request.max_bitrate = context_.unicast.max_bitrate;
     const std::size_t length = live::WriteRamsRequest(payload_room(server), sender_of(own, server), request);
     const bool is_first = unicast->requests++ == 0;
-    if (is_first) ++context_.figures.bursts_requested;
+    if (is_first) {
+        ++context_.figures.bursts_requested;
+        own.asked[own.asks++ % own.asked.size()] = unicast->media_ssrc;
+    }
     const Time now = context_.timeline.GetNow().count();
     send_to(server, length, is_first ? Ticket{stb.view, Act::UnicastJoin} : Ticket{});
     schedule(number, Step::AskBurst, now + (kFirstRepetition << (unicast->requests - 1)));
@@ -166,20 +183,55 @@ void LiveRun::ask_burst(std::uint32_t number) {
 bool LiveRun::prepare(std::uint32_t number, ServerKind kind, Step next) {
     ServerLink& server = server_of(number, kind);
     const Time now = context_.timeline.GetNow().count();
-    if (server.hop == ServerLink::Hop::Unknown) {
-        server.hop = ServerLink::Hop::Asked;
-        context_.hops.resolve(server.flow.source, server.next_hop,
-                              [this, number, kind, next](const std::optional<live::MacAddress>& mac) {
-                                  on_hop(number, kind, next, mac);
-                              });
+    if (server.hop == ServerLink::Hop::Unreachable && now >= server.ask_again)
+        server.hop = ServerLink::Hop::Unknown;
+    if (server.hop == ServerLink::Hop::Unknown || server.hop == ServerLink::Hop::Known) {
+        // A known address may have changed: it costs one look-up.
+        const bool was_known = std::exchange(server.hop, ServerLink::Hop::Asked) == ServerLink::Hop::Known;
+        context_.hops.resolve(
+            server.flow.source, server.next_hop,
+            [this, number, kind](const std::optional<live::MacAddress>& mac) { on_hop(number, kind, mac); });
+        if (was_known && server.hop == ServerLink::Hop::Asked) server.hop = ServerLink::Hop::Known;
     }
-    if (server.hop == ServerLink::Hop::Unreachable && next == Step::AskBurst) do_without_burst(number);
-    if (server.hop != ServerLink::Hop::Known) return false;
-    if (!context_.unicast.port_mapping || server.token_at(now)) return true;
+    switch (server.hop) {
+        case ServerLink::Hop::Unknown:
+        case ServerLink::Hop::Asked:
+            server.waiting = next;
+            return false;
+        case ServerLink::Hop::Unreachable:
+            hold(number, next, server.ask_again);
+            return false;
+        case ServerLink::Hop::Known:
+        case ServerLink::Hop::Configured:
+            break;
+    }
+    return !context_.unicast.port_mapping || server.token_at(now) || ask_token(number, kind, next);
+}
+
+/// What cannot be sent now: a request for a burst is given up.
+void LiveRun::hold(std::uint32_t number, Step next, Time until) {
+    if (next == Step::AskBurst) return do_without_burst(number);
+    schedule(number, next, until);
+}
+
+/// False, and `next` follows with the answer or when another request is due.
+bool LiveRun::ask_token(std::uint32_t number, ServerKind kind, Step next) {
+    ServerLink& server = server_of(number, kind);
+    const Time now = context_.timeline.GetNow().count();
+    server.waiting = next;
+    if (server.token_due != kNever && now < server.token_due) {
+        if (server.requests == 0) {  // none was given a moment ago
+            hold(number, next, server.token_due);
+        } else {
+            schedule(number, next, server.token_due);
+        }
+        return false;
+    }
     if (server.requests == kMostRequests) {
         server.requests = 0;
+        server.token_due = now + kAskAgain;
         complain(number, kind, ServerComplaints::Kind::NoToken);
-        if (next == Step::AskBurst) do_without_burst(number);
+        hold(number, next, server.token_due);
         return false;
     }
     // Repetitions have the same nonce (RFC 6284 section 4.1).
@@ -187,25 +239,28 @@ bool LiveRun::prepare(std::uint32_t number, ServerKind kind, Step next) {
     const std::size_t length = live::WritePortMappingRequest(
         payload_room(server), sender_of(unicast_stbs_[number], server), server.nonce);
     send_to(server, length, {});
-    schedule(number, next, now + (kFirstRepetition << server.requests++));
+    server.token_due = now + (kFirstRepetition << server.requests++);
+    schedule(number, next, server.token_due);
     return false;
 }
 
-void LiveRun::on_hop(std::uint32_t number, ServerKind kind, Step next,
-                     const std::optional<live::MacAddress>& mac) {
+void LiveRun::on_hop(std::uint32_t number, ServerKind kind, const std::optional<live::MacAddress>& mac) {
     ServerLink& server = server_of(number, kind);
-    server.hop = mac ? ServerLink::Hop::Known : ServerLink::Hop::Unreachable;
+    const Time now = context_.timeline.GetNow().count();
     if (mac) {
+        server.hop = ServerLink::Hop::Known;
         server.flow.destination_mac = *mac;
     } else {
+        server.hop = ServerLink::Hop::Unreachable;
+        server.ask_again = now + kAskAgain;
         complain(number, kind, ServerComplaints::Kind::Unreachable);
     }
+    const auto next = std::exchange(server.waiting, std::nullopt);
     UnicastView* unicast = unicast_of(stbs_[number].view);
-    if (!unicast || finishing_) return;
-    const Time now = context_.timeline.GetNow().count();
+    if (!next || !unicast || finishing_) return;
     // Whoever waited for an address is not late.
-    if (next == Step::AskBurst && unicast->requests == 0) unicast->planned_join = now;
-    schedule(number, next, now);
+    if (*next == Step::AskBurst && unicast->requests == 0) unicast->planned_join = now;
+    schedule(number, *next, now);
     arm();
 }
 
@@ -216,10 +271,16 @@ void LiveRun::do_without_burst(std::uint32_t number) {
     UnicastView& unicast = *unicast_of(stb.view);
     unicast.burst.give_up();
     schedule(number, Step::AskBurst, kNever);
-    // A request that could not be sent failed when the STB knew it.
-    if (unicast.join == kNever && unicast.requests == 0) unicast.join = unicast.planned_join;
+    note_unsent_request(unicast);
     if (!views_[stb.view].joined && !block_of(stb).profile.unicast_only)
         schedule(number, Step::JoinMulticast, now);
+}
+
+/// A request that could not be sent has failed.
+void LiveRun::note_unsent_request(UnicastView& unicast) {
+    if (unicast.join != kNever || unicast.requests > 0) return;
+    unicast.join = unicast.planned_join;
+    ++context_.figures.bursts_unanswered;
 }
 
 ServerLink& LiveRun::server_of(std::uint32_t number, ServerKind kind) {
@@ -270,6 +331,7 @@ void LiveRun::on_unicast_join(std::uint32_t id, Time stamp) {
     if (plan_.test.unicast_leave_trigger == UnicastLeaveTriggerType::UNICAST_JOIN_AND_DELAY &&
         !profile.unicast_only && !profile.unicast_stay)
         schedule(number, Step::LeaveUnicast, stamp + delay_ms(profile.unicast_leave_trigger_delay));
+    plan_multicast_join(number);
     arm();
 }
 
@@ -287,7 +349,8 @@ void LiveRun::plan_multicast_join(std::uint32_t number) {
         const Time longest =
             plan_.test.max_sbit_delay > 0 ? il::ms(plan_.test.max_sbit_delay) : kStoppedBurst;
         // Without a bound, the time counts from the last packet: on_join_due() moves it.
-        trigger = burst.first() + longest;
+        const UnicastView& unicast = *unicast_of(stb.view);
+        trigger = (burst.first() != kNever ? burst.first() : unicast.join) + longest;
     }
     schedule(number, Step::JoinMulticast, trigger + delay_ms(profile.mcast_join_trigger_delay));
 }
@@ -299,7 +362,8 @@ void LiveRun::on_join_due(std::uint32_t number, Time planned) {
     const Time now = context_.timeline.GetNow().count();
     const bool waits = plan_.test.mcast_join_trigger == MulticastJoinTriggerType::SBIT_AND_DELAY &&
                        plan_.test.max_sbit_delay == 0 && burst.state() == Burst::State::Accepted &&
-                       burst.first_with_sbit() == kNever && burst.announced_sbit() == kNever;
+                       burst.first() != kNever && burst.first_with_sbit() == kNever &&
+                       burst.announced_sbit() == kNever && now - burst.first() < kLongestSbit;
     if (waits && now - burst.last() < kStoppedBurst) {
         schedule(number, Step::JoinMulticast, std::max(burst.last() + kStoppedBurst, now + kMillisecond));
         return;
@@ -315,6 +379,7 @@ void LiveRun::on_first_multicast(std::uint32_t id, const Arrival& packet) {
     if (packet.is_numbered) {
         unicast->first_multicast = packet.sequence;
         unicast->stream_ssrc = packet.ssrc;
+        unicast->burst.note_multicast(packet.sequence);
     }
     const std::uint32_t number = views_[id].stb;
     if (!unicast->has_burst || unicast->left || stbs_[number].view != id) return;
@@ -335,6 +400,14 @@ void LiveRun::leave_unicast(std::uint32_t id, Time planned) {
     // A refused request needs no end (RFC 6285 section 6.2, step 9), one that was never sent has none.
     if (unicast->burst.state() == Burst::State::Refused || unicast->requests == 0) {
         unicast->leave = context_.timeline.GetNow().count();
+        return;
+    }
+    unicast->left_at = context_.timeline.GetNow().count();
+    if (context_.unicast.port_mapping &&
+        !server_of(views_[id].stb, ServerKind::Burst).token_at(unicast->left_at)) {
+        // The end of the burst follows with the token.
+        unicast_stbs_[views_[id].stb].terminating = id;
+        ask_token(views_[id].stb, ServerKind::Burst, Step::AskBurst);
         return;
     }
     send_termination(id, Act::UnicastLeave);
@@ -361,7 +434,9 @@ void LiveRun::end_unicast(std::uint32_t id, Time planned) {
     UnicastView& unicast = *unicast_of(id);
     for (const Step step : {Step::JoinMulticast, Step::AskBurst, Step::LeaveUnicast, Step::AskRepair})
         schedule(number, step, kNever);
+    if (unicast.has_burst) note_unsent_request(unicast);
     leave_unicast(id, planned);
+    if (unicast.repairs) forget_arrived(id);
     unicast.missing.end(context_.timeline.GetNow().count());
     UnicastStb& own = unicast_stbs_[number];
     if (const std::uint32_t former = std::exchange(own.draining, id); former != kNone) close_unicast(former);
@@ -380,14 +455,32 @@ void LiveRun::close_unicast(std::uint32_t id) {
         ++context_.figures.bursts_unanswered;
         complain(views_[id].stb, ServerKind::Burst, ServerComplaints::Kind::Unanswered);
     }
+    note_silent_burst(id);
     // The frame that should have ended the burst is still in flight.
     if (unicast.has_burst && unicast.leave == kNever) unicast.leave = context_.timeline.GetNow().count();
     UnicastStb& own = unicast_stbs_[views_[id].stb];
     if (own.draining == id) own.draining = kNone;
-    if (const auto ssrc = unicast.burst.ssrc())
-        own.former[own.formers++ % own.former.size()] = {*ssrc, unicast.media_ssrc};
+    if (own.terminating == id) own.terminating = kNone;
+    if (unicast.has_burst && unicast.requests > 0 && unicast.burst.first() == kNever &&
+        unicast.burst.state() != Burst::State::Refused)
+        own.late_until = context_.timeline.GetNow().count() + kLatestAnswer;
     std::erase(draining_, id);
     conclude(id);
+}
+
+/// A server that accepts a request and sends nothing, or nothing with the S-bit that its STBs wait for.
+void LiveRun::note_silent_burst(std::uint32_t id) {
+    const UnicastView& unicast = *unicast_of(id);
+    const View& view = views_[id];
+    if (!unicast.has_burst || unicast.burst.state() != Burst::State::Accepted || view.undecided ||
+        view.ended_by_test)
+        return;
+    if (unicast.burst.first() == kNever) {
+        complain(view.stb, ServerKind::Burst, ServerComplaints::Kind::NoPackets);
+    } else if (plan_.test.mcast_join_trigger == MulticastJoinTriggerType::SBIT_AND_DELAY &&
+               unicast.burst.first_with_sbit() == kNever) {
+        complain(view.stb, ServerKind::Burst, ServerComplaints::Kind::NoSbit);
+    }
 }
 
 /// Whether nothing more comes from servers.
@@ -395,7 +488,7 @@ bool LiveRun::has_drained(std::uint32_t id, Time now) {
     const UnicastView& unicast = *unicast_of(id);
     if (unicast.missing.is_waiting(now)) return false;
     if (!unicast.has_burst || unicast.join == kNever) return true;
-    if (unicast.leave == kNever) return false;
+    if (unicast.leave == kNever) return unicast.left && now - unicast.left_at >= kLongestBurstEnd;
     const Time since = std::max(unicast.burst.last(), unicast.leave);
     return now - since >= kQuietBurst || now - unicast.leave >= kLongestBurstEnd;
 }
@@ -430,7 +523,7 @@ void LiveRun::on_unicast(const live::ParsedFrame& frame, const live::UdpPacket& 
 }
 
 void LiveRun::on_server_message(std::uint32_t number, ServerKind kind, std::span<const std::byte> payload) {
-    const UnicastStb& own = unicast_stbs_[number];
+    UnicastStb& own = unicast_stbs_[number];
     ServerLink& server = server_of(number, kind);
     const Time now = context_.timeline.GetNow().count();
     for (const live::RtcpMessage& message : live::ReadRtcp(payload)) {
@@ -438,14 +531,19 @@ void LiveRun::on_server_message(std::uint32_t number, ServerKind kind, std::span
             on_information(number, *information);
         } else if (const auto* mapping = std::get_if<live::PortMappingResponse>(&message)) {
             if (mapping->client_ssrc != own.ssrc || mapping->token.nonce != server.nonce ||
-                server.requests == 0 || mapping->relative_expiration_s == 0)
+                server.nonce == 0 || mapping->relative_expiration_s == 0)
                 continue;
             server.token.assign(mapping->token.bytes.begin(), mapping->token.bytes.end());
             server.absolute_expiration = mapping->token.absolute_expiration;
             server.token_expires = now + Time{mapping->relative_expiration_s} * kSecond;
             server.requests = 0;
-            if (stbs_[number].view == kNone || finishing_) continue;
-            schedule(number, kind == ServerKind::Burst ? Step::AskBurst : Step::AskRepair, now);
+            server.token_due = kNever;
+            if (const std::uint32_t id = std::exchange(own.terminating, kNone);
+                kind == ServerKind::Burst && id != kNone && !unicast_of(id)->closed)
+                send_termination(id, Act::UnicastLeave);
+            const auto next = std::exchange(server.waiting, std::nullopt);
+            if (!next || stbs_[number].view == kNone || finishing_) continue;
+            schedule(number, *next, now);
             arm();
         } else if (const auto* failure = std::get_if<live::TokenVerificationFailure>(&message)) {
             // One whose time is over is replaced anyway.
@@ -481,8 +579,11 @@ void LiveRun::on_information(std::uint32_t number, const live::RamsInformation& 
     }
     if (!unicast || !unicast->has_burst || unicast->requests == 0) return;
     if (information.media_ssrc != unicast->media_ssrc) {
-        // The server knows better which stream this channel is.
-        if (unicast->burst.state() != Burst::State::Requested) return;
+        // A late answer about another channel, or the server knows better which stream this channel is.
+        const auto& asked = unicast_stbs_[number].asked;
+        if (std::ranges::find(asked, information.media_ssrc) != asked.end() ||
+            unicast->burst.state() != Burst::State::Requested)
+            return;
         unicast->media_ssrc = information.media_ssrc;
     }
     const auto reaction = tell_burst(number, *unicast, information);
@@ -500,23 +601,20 @@ void LiveRun::on_information(std::uint32_t number, const live::RamsInformation& 
 
 void LiveRun::on_burst_packet(std::uint32_t number, const live::RetransmissionPacket& packet, Time stamp) {
     UnicastStb& own = unicast_stbs_[number];
-    const auto is_of = [&](std::uint32_t id) {
-        const UnicastView* unicast = unicast_of(id);
-        return unicast && unicast->has_burst && unicast->burst.ssrc() == packet.ssrc;
-    };
     std::uint32_t id = stbs_[number].view;
-    if (!is_of(id)) {
-        if (is_of(own.draining)) {
-            id = own.draining;
-        } else {
-            // The first packet of a burst tells which stream it is.
-            const UnicastView* unicast = unicast_of(id);
-            if (!unicast || !unicast->has_burst || unicast->requests == 0 || unicast->burst.ssrc()) return;
-            const auto is_old = [&](const FormerBurst& former) {
-                return former.ssrc == packet.ssrc && former.media_ssrc != unicast->media_ssrc;
-            };
-            if (std::ranges::any_of(own.former, is_old)) return;
-        }
+    const auto media = own.media_of(packet.ssrc);
+    const auto may_be_of = [&](const UnicastView* unicast) {
+        return unicast && unicast->has_burst && unicast->requests > 0 &&
+               (!media || *media == unicast->media_ssrc);
+    };
+    const UnicastView* current = unicast_of(id);
+    if (!may_be_of(current)) {
+        id = own.draining;
+        if (!media || !may_be_of(unicast_of(id))) return;
+    } else if (!media) {
+        // The first packet of a stream tells its SSRC, unless it may be the late answer to another request.
+        if (current->burst.state() != Burst::State::Accepted && stamp < own.late_until) return;
+        own.learn(packet.ssrc, current->media_ssrc);
     }
     UnicastView& unicast = *unicast_of(id);
     if (unicast.closed) return;
@@ -539,8 +637,7 @@ void LiveRun::on_packet_after_leave(std::uint32_t id, std::uint16_t sequence, Ti
     UnicastView& unicast = *unicast_of(id);
     if (unicast.leave == kNever || stamp - unicast.leave < unicast.terminations * kTerminationWay) return;
     // While the view goes on, the burst may still bring what came before multicast.
-    const bool goes_on = stbs_[views_[id].stb].view == id && unicast.first_multicast;
-    if (goes_on && static_cast<std::int16_t>(sequence - *unicast.first_multicast) < 0) return;
+    if (stbs_[views_[id].stb].view == id && unicast.burst.is_before_multicast(sequence)) return;
     if (unicast.terminations < kMostTerminations) return send_termination(id, Act::Repeat);
     if (std::exchange(unicast.sends_on, true)) return;
     complain(views_[id].stb, ServerKind::Burst, ServerComplaints::Kind::SendsOn);

@@ -1,6 +1,8 @@
 // The packets that an STB's view misses, and when it asks a server to send them again.
 #pragma once
 
+#include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -13,9 +15,10 @@ namespace orv::nic {
 
 /// Decides which generic NACKs (RFC 4585 section 6.2.1) to send, and what became of each.
 ///
-/// A loss is asked for after a delay; what has not come is asked for again after an interval, until the view
-/// ends. A NACK asks for the packet that has waited longest, and for those of the next 16 that its mask may
-/// name and whose loss is known.
+/// A loss is asked for after a delay; what has not come is asked for again after an interval, until it is too
+/// old or the view ends. A NACK asks for the packet that has waited longest, and for those of the next 16
+/// that its mask may name and whose loss is known. Of several NACKs for a packet, the first is answered
+/// first.
 class MissingPackets {
   public:
     struct Settings {
@@ -34,26 +37,30 @@ class MissingPackets {
         std::uint32_t number = 0;  ///< of the view's NACKs, from 0
         live::NackEntry entry;
     };
+    enum class Repair : std::uint8_t {
+        Unasked,  ///< nobody has asked for the packet
+        Copy,     ///< another one has come before
+        Repaired,
+    };
 
     /// An outage that is longer is not asked for: no server has kept it, and no viewer waits for it.
     static constexpr std::size_t kMostMissing = 1024;
 
     /// A new view. Memory of the former one is kept.
     void restart(const Settings& settings);
-
-    /// The `count` packets before `sequence` have not come. Returns how many of them it will ask for.
-    std::size_t miss_before(std::uint16_t sequence, std::uint64_t count, il::Time now);
+    /// The `count` packets before `sequence` have not come. Returns how many of them were not known.
+    std::uint64_t miss_before(std::uint16_t sequence, std::uint64_t count, il::Time now);
     /// Packets that `has(sequence)` came otherwise: late, or by the burst. Returns their number.
     template <class Has>
     std::size_t forget(const Has& has) {
         return std::erase_if(missing_, [&](const Missing& missing) {
             if (!has(missing.sequence)) return false;
-            if (Nack* nack = find_nack(missing.nack)) ++nack->received;  // it need not come any more
+            remember(missing.sequence);
             return true;
         });
     }
-    /// A retransmission. False if the packet was not missing: nobody asked for it, or it came twice.
-    bool on_repair(std::uint16_t sequence, il::Time stamp);
+    Repair on_repair(std::uint16_t sequence, il::Time stamp);
+
     /// When to ask; kNever if there is nothing to ask for.
     il::Time next() const;
     /// The NACK that is due at `now`, if there is one.
@@ -81,18 +88,24 @@ class MissingPackets {
     }
 
   private:
-    static constexpr std::uint32_t kNone = UINT32_MAX;
-
     struct Missing {
         std::uint16_t sequence;
-        il::Time due;                ///< when to ask for it; kNever: not any more
-        std::uint32_t nack = kNone;  ///< the last one that asked for it
+        il::Time noticed;
+        il::Time due;  ///< when to ask for it; kNever: not any more
+        bool is_asked = false;
+    };
+    /// A packet that a NACK has asked for.
+    struct Asked {
+        std::uint16_t sequence;
+        std::uint32_t nack;
+        il::Time time;
+        bool is_repeated;  ///< it was not the first NACK for the packet
     };
     struct Nack {
         std::uint16_t packet_id = 0;
         std::uint16_t asked = 0;
         std::uint16_t received = 0;
-        std::uint16_t given_up = 0;  ///< asked for again by another one
+        std::uint16_t given_up = 0;
         il::Time sent = il::kNever;
         il::Time last_received = il::kNever;
         bool is_lost = false;
@@ -100,14 +113,21 @@ class MissingPackets {
         bool is_over() const { return is_lost || (sent != il::kNever && received + given_up == asked); }
         Outcome outcome() const;
     };
+    il::Time longest_wait() const;
     std::vector<Missing>::iterator find(std::uint16_t sequence);
+    std::vector<Asked>::iterator find_asked(std::uint16_t sequence, il::Time stamp);
     Nack* find_nack(std::uint32_t number);
-    void take_over(Missing& missing, std::uint32_t number, il::Time now);
+    void give_up_old(il::Time now);
+    void remember(std::uint16_t sequence) { done_[dones_++ % done_.size()] = sequence; }
 
     Settings settings_;
-    std::vector<Missing> missing_;  ///< in the order of their numbers, but for those that came late
+    std::vector<Missing> missing_;  ///< in the order in which the losses were noticed
+    std::vector<Asked> asked_;      ///< not answered yet, in the order of the NACKs
     std::vector<Nack> nacks_;
-    std::uint32_t first_nack_ = 0;  ///< number of the first of `nacks_`
+    std::uint32_t first_nack_ = 0;          ///< number of the first of `nacks_`
+    std::array<std::uint16_t, 64> done_{};  ///< came lately, after they were missing
+    std::size_t dones_ = 0;
+    il::Time response_ = il::kNever;  ///< how long answers take, a moving average over views
     il::Time ended_ = il::kNever;
 };
 

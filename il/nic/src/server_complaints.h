@@ -20,6 +20,9 @@ class ServerComplaints {
         NoToken,       ///< port mapping requests are not answered, or refused
         Unanswered,    ///< requests for bursts
         Refused,       ///< requests for bursts; `code` is the response
+        NoPackets,     ///< of a burst that it has accepted
+        NoRepairs,     ///< of any packet that an STB has asked for
+        NoSbit,        ///< in a burst of which STBs wait for it
         SendsOn,       ///< after the end of a burst
         WrongNumbers,  ///< original sequence numbers
         RejectsToken,  ///< it has issued, or that it wants without having been asked for one
