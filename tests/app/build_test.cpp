@@ -1,6 +1,5 @@
 // From a good file to the objects of the host.
 #include <fstream>
-#include <sstream>
 
 #include "good_file.h"
 #include "orv/framework/handle_registry.h"
@@ -11,8 +10,9 @@
 #include "orv/framework/validation.h"
 #include "orv/ids/core_ids.h"
 
-namespace test_file_test {
 namespace {
+
+using namespace test_file_test;  // NOLINT: a test
 
 using namespace orv::framework;  // NOLINT: a test
 
@@ -65,8 +65,7 @@ void Draw(const CScriptable& object, const std::string& indent, std::string& tex
     for (const CScriptable* child : children) Draw(*child, indent + "  ", text);
 }
 
-class BuildTest : public TestFileTest {
-  protected:
+struct BuildTest : TestFileTest {
     std::string Build(const std::string& text, const std::vector<std::string>& settings = {}) {
         host_.NewProject();
         const auto file = orv::app::TestFile::Parse({"zap.yaml", text, {}}, settings);
@@ -159,8 +158,7 @@ TEST_F(BuildTest, ReferencesPreferNamesAndTakeClassesAndPaths) {
         {"Project", "Project"},
         {"p/generator/CGeneratorConfig", "p/Generator/GeneratorConfig"},
         {"Kept", "Kept"},
-        {"", ""},
-    };
+        {"", ""}};
     for (const auto& [reference, object] : cases) {
         ASSERT_EQ(Build(objects + reference + "]\n"), "") << reference;
         const auto* command = CSequencer::Instance().GetCommands().at(0);
@@ -169,14 +167,12 @@ TEST_F(BuildTest, ReferencesPreferNamesAndTakeClassesAndPaths) {
 }
 
 /// A class whose objects refuse themselves: what only the host can know.
-class Unwilling : public CScriptable {
-  public:
+struct Unwilling : CScriptable {
     bool OnInit() override { return false; }
 };
 
 /// A class whose objects are stacked on nothing.
-class Grounded : public CScriptable {
-  public:
+struct Grounded : CScriptable {
     bool OnPreValidateRelationChange(RelationType type, CScriptable&, bool, std::string& reason) override {
         reason = "it stays on the ground";
         return type != orv::ids::relations::StackedOn;
@@ -236,4 +232,3 @@ TEST_F(BuildTest, ValuesForOneRunGoBeforeThoseOfTheFile) {
 }
 
 }  // namespace
-}  // namespace test_file_test

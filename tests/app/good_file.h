@@ -65,8 +65,7 @@ simulation:
   ports: {Viewers: {leave_delay: {normal: [112, 5]}}}
 )";
 
-class TestFileTest : public testing::Test {
-  protected:
+struct TestFileTest : testing::Test {
     TestFileTest() { host_.LoadPlugin(PLUGIN_PATH); }
 
     /// The mistakes of a text, a line each.

@@ -8,8 +8,9 @@
 #include "orv/framework/sequencer.h"
 #include "orv/ids/core_ids.h"
 
-namespace test_file_test {
 namespace {
+
+using namespace test_file_test;  // NOLINT: a test
 
 TEST_F(TestFileTest, MistakesOfTheTextAndItsSections) {
     const char* const alias = "anchors and aliases are not known here; expected the value itself\n";
@@ -292,48 +293,41 @@ TEST_F(TestFileTest, SimulationIsRead) {
               "      - {kind: late_end_of_test, delay_ms: 0x1f4}\n");
     ASSERT_EQ(Join(file.GetMistakes()), "");
     const auto& simulation = file.GetSimulation();
-    EXPECT_EQ(simulation.seed, 18446744073709551615u);
-    EXPECT_EQ(Describe(simulation.defaults.leave_delay), "constant 60 0") << "as without the section";
-    EXPECT_DOUBLE_EQ(simulation.defaults.loss, 0.01);
     const auto& viewers = simulation.ports.at("Viewers");
-    EXPECT_EQ(Describe(viewers.join_delay), "constant 37 0") << "as the defaults, though they stand below";
-    EXPECT_EQ(viewers.loss, 0);
-    EXPECT_EQ(viewers.payload_error, 0.25);
     const auto news = simulation.channel_blocks.at("News").ApplyTo(viewers);
-    EXPECT_EQ(Describe(news.leave_delay), "normal 112 5.5")
-        << "what the block does not say is as the port has it";
-    EXPECT_EQ(Describe(news.unicast_join_delay), "uniform 1 2");
-    EXPECT_EQ(Describe(news.jitter), "exponential 3 4");
-    EXPECT_EQ(news.burst_rate, 2);
-    EXPECT_EQ(news.loss, 0.5) << "though the port says 0";
     const auto& faults = simulation.faults.at("Viewers");
     ASSERT_EQ(faults.size(), 2u);
-    EXPECT_EQ(faults[0].kind, orv::il::Fault::Kind::Refuse);
-    EXPECT_EQ(faults[0].request, "Start");
-    EXPECT_EQ(faults[0].occurrence, 2u);
-    EXPECT_EQ(faults[1].kind, orv::il::Fault::Kind::LateEndOfTest);
-    EXPECT_EQ(faults[1].delay_ms, 500u) << "numbers are written as those of properties are";
+    // Without the section leaving takes 60 ms. A port is as the defaults, though they stand below, and a
+    // block as its port where it does not say anything itself.
+    EXPECT_EQ(fmt::format("{}; {}, {}; {}, {}, {}", simulation.seed,
+                          Describe(simulation.defaults.leave_delay), simulation.defaults.loss,
+                          Describe(viewers.join_delay), viewers.loss, viewers.payload_error),
+              "18446744073709551615; constant 60 0, 0.01; constant 37 0, 0, 0.25");
+    EXPECT_EQ(fmt::format("{}, {}, {}, {}, {}", Describe(news.leave_delay), Describe(news.unicast_join_delay),
+                          Describe(news.jitter), news.burst_rate, news.loss),
+              "normal 112 5.5, uniform 1 2, exponential 3 4, 2, 0.5");
+    EXPECT_TRUE(faults[0].kind == orv::il::Fault::Kind::Refuse &&
+                faults[1].kind == orv::il::Fault::Kind::LateEndOfTest);
+    EXPECT_EQ(fmt::format("{} {} {}", faults[0].request, faults[0].occurrence, faults[1].delay_ms),
+              "Start 2 500");
 }
 
 TEST_F(TestFileTest, LiveSectionIsRead) {
-    for (const char* absent : {"", "live:\n"}) {
-        const auto settings = Parse(kObjects + absent).GetLiveSettings();
-        EXPECT_EQ(settings.membership.robustness, 2);
-        EXPECT_FALSE(settings.membership.suppress_reports);
-        EXPECT_FALSE(settings.unicast.port_mapping || settings.unicast.reduced_size);
-        EXPECT_EQ(settings.unicast.first_ssrc, std::nullopt);
-    }
-    const auto settings =
-        Parse(kObjects +
-              "live: {report_suppression: true, robustness: 7, port_mapping: true, reduced_size_rtcp: true, "
-              "s_bit: join_time, channel_ssrc_base: 0xe1010000, burst_bitrate_limit: 8000000000}\n")
-            .GetLiveSettings();
-    EXPECT_EQ(settings.membership.robustness, 7);
-    EXPECT_TRUE(settings.membership.suppress_reports);
-    EXPECT_TRUE(settings.unicast.port_mapping && settings.unicast.reduced_size);
-    EXPECT_EQ(settings.unicast.sbit, orv::nic::UnicastSettings::Sbit::JoinTime);
-    EXPECT_EQ(settings.unicast.first_ssrc, 0xe1010000U);
-    EXPECT_EQ(settings.unicast.max_bitrate, 8'000'000'000U);
+    const auto read = [](const std::string& section) {
+        const auto settings = Parse(kObjects + section).GetLiveSettings();
+        const auto& unicast = settings.unicast;
+        return fmt::format("{} {} {} {} {} {:x} {}", settings.membership.suppress_reports,
+                           settings.membership.robustness, unicast.port_mapping, unicast.reduced_size,
+                           static_cast<int>(unicast.sbit), unicast.ssrc_base.value_or(1),
+                           unicast.max_bitrate);
+    };
+    const std::string otherwise =
+        fmt::format("false 2 false false 0 1 {}", orv::nic::UnicastSettings().max_bitrate);
+    for (const char* absent : {"", "live:\n"}) EXPECT_EQ(read(absent), otherwise);
+    EXPECT_EQ(
+        read("live: {report_suppression: true, robustness: 7, port_mapping: true, reduced_size_rtcp: true, "
+             "s_bit: join_time, channel_ssrc_base: 0xe1010000, burst_bitrate_limit: 8000000000}\n"),
+        "true 7 true true 2 e1010000 8000000000");
 }
 
 TEST_F(TestFileTest, MistakesOfTheSimulation) {
@@ -419,4 +413,3 @@ TEST_F(TestFileTest, MistakesOfTheLiveSection) {
 }
 
 }  // namespace
-}  // namespace test_file_test

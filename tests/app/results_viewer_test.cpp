@@ -30,10 +30,7 @@ namespace {
 using namespace orv;           // NOLINT: a test
 using namespace testing_aids;  // NOLINT: a test
 namespace fs = std::filesystem;
-using app::ResultsRequest;
-using testing::AllOf;
-using testing::HasSubstr;
-using testing::IsEmpty;
+using app::ResultsRequest, testing::AllOf, testing::HasSubstr, testing::IsEmpty;
 using enum app::ResultsFormat;
 
 ProgramRun Print(const ResultsRequest& request) {
@@ -50,8 +47,7 @@ void Expect(const ResultsRequest& request, int status, const testing::Matcher<st
     EXPECT_THAT(status == 0 ? shown.err : shown.out, IsEmpty());
 }
 
-class ResultsViewerTest : public testing::Test {
-  protected:
+struct ResultsViewerTest : testing::Test {
     ResultsViewerTest() {
         for (const char* name : {"Head end", "Viewers"})
             Make(ids::Port::CLASS, host_.GetProject()).SetT<std::string>(ids::Scriptable::Name, name);
@@ -275,9 +271,7 @@ TEST_F(ResultsViewerTest, OutputIsMadeAsRowsAreFound) {
         close(ends[0]);
         EXPECT_EQ(paged, Print(many).out);
         EXPECT_GT(paged.size(), 500'000U);
-        if (format == Table) {
-            EXPECT_THAT(paged, HasSubstr("\nRow 2999\n  Number: 2999\n"));
-        }
+        EXPECT_THAT(paged, HasSubstr(format == Table ? "\nRow 2999\n  Number: 2999\n" : ""));
         const int full = open("/dev/full", O_WRONLY);
         std::ostringstream err;
         EXPECT_EQ(app::ShowResults(many, full, err), 3);

@@ -7,8 +7,9 @@
 #include "test_file/names.h"
 #include "test_file/source_tree.h"
 
-namespace test_file_test {
 namespace {
+
+using namespace test_file_test;  // NOLINT: a test
 
 using orv::app::SourceNode;
 
@@ -129,4 +130,3 @@ TEST_F(TestFileTest, RefusesAndReadsTheSameAsAnotherReader) {
 }
 
 }  // namespace
-}  // namespace test_file_test

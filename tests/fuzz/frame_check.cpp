@@ -2,13 +2,10 @@
 
 #include <stdexcept>
 #include <variant>
-#include <vector>
 
 #include "live/sample_frames.h"
 #include "live/sent_frames.h"
 #include "orv/live/frame.h"
-#include "orv/live/frame_parser.h"
-#include "orv/live/membership_host.h"
 #include "orv/live/stream_packet.h"
 
 namespace testing_aids {

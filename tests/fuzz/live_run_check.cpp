@@ -4,7 +4,6 @@
 
 #include "live/sample_frames.h"
 #include "nic/emulated_server.h"
-#include "orv/live/frame_parser.h"
 
 namespace testing_aids {
 

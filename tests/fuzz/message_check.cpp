@@ -20,9 +20,8 @@ bool check_message_bytes(std::span<const std::byte> bytes) {
     const Message second = Message::decode(encoded);
     if (text_of(second) != text) throw std::logic_error("the message reads differently after another round");
     if (second.encode() != encoded) throw std::logic_error("the bytes differ after another round");
-    if (text_of(*first.members(TMG_MEMBERS).clone()) != text_of(second.members(TMG_MEMBERS))) {
+    if (text_of(*first.members(TMG_MEMBERS).clone()) != text_of(second.members(TMG_MEMBERS)))
         throw std::logic_error("a copy reads differently");
-    }
     return true;
 }
 

@@ -5,7 +5,6 @@
 #include <iterator>
 
 #include "fuzz/checks.h"
-#include "orv/tm/message.h"
 #include "tm/sample_messages.h"
 
 namespace orv::tm {

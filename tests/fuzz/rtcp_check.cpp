@@ -1,5 +1,4 @@
 #include <stdexcept>
-#include <vector>
 
 #include "fuzz/checks.h"
 #include "live/sample_rtcp.h"

@@ -19,12 +19,8 @@ namespace host_test {
 using namespace orv::framework;        // NOLINT: tests
 using namespace std::chrono_literals;  // NOLINT: tests
 namespace fs = std::filesystem;
-using orv::common::COrvLogicError;
-using orv::common::COrvRunTimeError;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing_aids::ThrownBy;
+using orv::common::COrvLogicError, orv::common::COrvRunTimeError, testing::ElementsAre, testing::HasSubstr;
+using testing::IsEmpty, testing_aids::ThrownBy;
 using Strings = std::vector<std::string>;
 
 /// Long enough for a loaded machine; nothing waits that long unless it is broken.
@@ -35,8 +31,7 @@ inline CTaskManager& Tasks() {
 }
 
 /// The log texts of a logger.
-class LogCatcher {
-  public:
+struct LogCatcher {
     explicit LogCatcher(std::string logger = "framework") {
         id_ = BLLLoggerFactory::GetInstance().AddListener([this, logger](const LogRecord& record) {
             const std::lock_guard guard(mutex_);
@@ -44,8 +39,7 @@ class LogCatcher {
         });
     }
     ~LogCatcher() { BLLLoggerFactory::GetInstance().RemoveListener(id_); }
-    LogCatcher(const LogCatcher&) = delete;
-    LogCatcher& operator=(const LogCatcher&) = delete;
+    LogCatcher& operator=(LogCatcher&&) = delete;  // nor is it copied
 
     std::vector<LogRecord> GetRecords() const {
         const std::lock_guard guard(mutex_);
@@ -67,16 +61,14 @@ class LogCatcher {
 };
 
 /// A folder that goes with the test.
-class Folder {
-  public:
+struct Folder {
     Folder() {
         std::string pattern = (fs::temp_directory_path() / "host_test_XXXXXX").string();
         if (!mkdtemp(pattern.data())) throw std::runtime_error("no temporary folder: " + pattern);
         path_ = fs::canonical(pattern);
     }
     ~Folder() { fs::remove_all(path_); }
-    Folder(const Folder&) = delete;
-    Folder& operator=(const Folder&) = delete;
+    Folder& operator=(Folder&&) = delete;  // nor is it copied
 
     const fs::path& GetPath() const { return path_; }
     std::string operator/(const std::string& name) const { return (path_ / name).string(); }

@@ -15,25 +15,17 @@ namespace host_test {
 
 using orv::common::kParentChild;
 
-inline constexpr std::uint32_t kProjectClass = 0x6000;
-inline constexpr std::uint32_t kBox = 0x7e001000;
-inline constexpr std::uint32_t kItem = 0x7e002000;
-inline constexpr std::uint32_t kSpecialItem = 0x7e003000;
-inline constexpr std::uint32_t kThing = 0x7e006000;
-inline constexpr std::uint32_t kSpecialThing = 0x7e007000;
+inline constexpr std::uint32_t kProjectClass = 0x6000, kBox = 0x7e001000, kItem = 0x7e002000;
+inline constexpr std::uint32_t kSpecialItem = 0x7e003000, kThing = 0x7e006000, kSpecialThing = 0x7e007000;
 inline constexpr std::uint32_t kTestCommand = 0x7e008000;
-inline constexpr PropId kActive = 0x1003;
-inline constexpr PropId kCancellable = 0xe01b;
-inline constexpr PropId kCount = 0x7e002001;
-inline constexpr PropId kMoment = 0x7e002006;
+inline constexpr PropId kActive = 0x1003, kCancellable = 0xe01b, kCount = 0x7e002001, kMoment = 0x7e002006;
 inline constexpr PropId kValue = 0x7e006001;
 inline constexpr RelationType kUses{0x7e000001, 0};       ///< from items to boxes, one at most
 inline constexpr RelationType kLikes{0x7e000002, 0};      ///< from items to items
 inline constexpr RelationType kThingUses{0x7e000003, 0};  ///< from things to things
 
 /// The C++ class of TestItem and TestSpecialItem.
-class TestItem : public CScriptable {
-  public:
+struct TestItem : CScriptable {
     static ClassId CLASS_ID() { return kItem; }
 
     bool OnInit() override { return !refuse_init; }
@@ -59,15 +51,12 @@ class TestItem : public CScriptable {
 
     static inline bool refuse_init = false;
     static inline Strings events;  ///< changes of all items, in order
-    bool keep = false;
-    bool stays_active = false;
-    bool refuse_relations = false;
+    bool keep = false, stays_active = false, refuse_relations = false;
 };
 inline const StaticRegisterClass<TestItem> item_registration{kItem};
 
 /// A command whose work the test defines.
-class TestCommand : public CCommand {
-  public:
+struct TestCommand : CCommand {
     static ClassId CLASS_ID() { return kTestCommand; }
     using CCommand::SetStep;
 
@@ -96,8 +85,7 @@ class TestCommand : public CCommand {
 };
 inline const StaticRegisterClass<TestCommand> command_registration{kTestCommand};
 
-class HostTest : public testing::Test {
-  protected:
+struct HostTest : testing::Test {
     explicit HostTest(ClockKind clock = ClockKind::Virtual) : host_({clock}) {
         CMetaClassManager::Instance().AddSearchFolder(TEST_MODEL_FOLDER);
         CMetaClassManager::Instance().ActivateDataModel(0x7e000000);

@@ -8,8 +8,7 @@
 
 namespace testing_aids {
 
-class FakeTimeline : public orv::il::ITimeline {
-  public:
+struct FakeTimeline : orv::il::ITimeline {
     using Nanoseconds = orv::il::Nanoseconds;
 
     Nanoseconds GetNow() const override { return now_; }

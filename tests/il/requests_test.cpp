@@ -7,8 +7,7 @@
 namespace {
 
 using namespace testing_aids;  // NOLINT: a test
-using orv::tm::Message;
-using testing::HasSubstr;
+using orv::tm::Message, testing::HasSubstr;
 using Handles = std::vector<std::uint32_t>;
 using orv::il::Fault;
 using Kind = Fault::Kind;

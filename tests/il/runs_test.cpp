@@ -1,5 +1,4 @@
 // A test from start to end: notifications, seeds, counters.
-#include <gtest/gtest.h>
 
 #include "scenario.h"
 

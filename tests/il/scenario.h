@@ -29,8 +29,7 @@ struct Scenario {
     profileConfig_s profile;                  ///< zap only, up, LTL 1000 ms, 100 ms from leave to join
     channelBlockConfig_s channels;            ///< 1 to 10, groups from 225.0.0.1
     std::vector<settopBlockConfig_s> blocks;  ///< one with one STB, IGMP version 2
-    std::uint32_t start_delay_step = 0;
-    std::uint32_t interval_ms = 1000;
+    std::uint32_t start_delay_step = 0, interval_ms = 1000;
     orv::il::Network network;  ///< join 37 ms, leave 112 ms, unicast 11 and 23 ms, 500 packets per second
     std::string port_name = "Port 1";
     orv::il::FaultSchedule faults;
@@ -45,8 +44,7 @@ orv::tm::Message Make(void (*create)(orv::tm::Message*, Arguments...), Values&&.
 }
 
 /// The other end of a port's connection.
-class Peer {
-  public:
+struct Peer {
     using MakePort = std::function<std::unique_ptr<orv::il::ISoftwarePort>(
         orv::il::ITimeline&, orv::il::ISoftwarePort::Send, orv::il::ISoftwarePort::HangUp)>;
 

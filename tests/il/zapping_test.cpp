@@ -1,5 +1,4 @@
 // When STBs join and leave which channels, what they share, and the resulting records.
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <set>
@@ -10,8 +9,7 @@
 namespace {
 
 using namespace testing_aids;  // NOLINT: a test
-using orv::il::Distribution;
-using orv::il::SourceFilter;
+using orv::il::Distribution, orv::il::SourceFilter;
 
 std::vector<int> NumbersOf(const std::vector<stbox_event_s>& events) {
     std::vector<int> numbers;
@@ -70,8 +68,7 @@ TEST(Zapping, ChannelsFollowTheDirection) {
         {TestType::ZAPPING, ZapDirection::DIR_DOWN, 2, {102, 101, 202, 201, 103, 102, 101}},
         {TestType::VERIFICATION, ZapDirection::DIR_UP, 3, {103, 201, 202, 101, 102}},
         {TestType::VERIFICATION, ZapDirection::DIR_DOWN, 2, {102, 101, 202, 201, 103}},
-        {TestType::VERIFICATION, ZapDirection::DIR_RANDOM, 2, {102, 103, 201, 202, 101}},
-    };
+        {TestType::VERIFICATION, ZapDirection::DIR_RANDOM, 2, {102, 103, 201, 202, 101}}};
     for (const auto& [test, direction, initial, channels] : cases) {
         Scenario scenario;
         scenario.test.test_type = test;
@@ -220,9 +217,8 @@ TEST(Zapping, BehaviourIsThatOfTheGroupThenOfThePort) {
         if (v6) {  // a range that a group address is carried into
             scenario.blocks[0].igmp_version = IgmpVersion::MLD_VERSION2;
             for (auto* address : {&range.first, &range.last, &scenario.channels.channel_ip_start,
-                                  &scenario.channels.channel_ip_step}) {
+                                  &scenario.channels.channel_ip_step})
                 *address = {.type = ipAddress_t::kV6, .v6 = {{0xff, 0x35}}};
-            }
             scenario.channels.channel_ip_start.v6.address[15] = 0xfe;  // channel 3 is ff35::100
             scenario.channels.channel_ip_step.v6 = {{}};
             scenario.channels.channel_ip_step.v6.address[15] = 1;
@@ -287,8 +283,7 @@ TEST(Sharing, WhoJoinsAFlowingStreamGetsItAtOnce) {
         {"nobody tells that he leaves", 2700, 0, false, Version::IGMP_VERSION1,
          "0 37-2000 2000, 981 packets, no last / 0 -2-200 200, 101 packets, no last"},
         {"in another VLAN", 200, 1, false, Version::IGMP_VERSION2, "2 x 0 37-2112 2000, 1037 packets"},
-        {"in another session", 200, 0, true, Version::IGMP_VERSION2, "2 x 0 37-2112 2000, 1037 packets"},
-    };
+        {"in another session", 200, 0, true, Version::IGMP_VERSION2, "2 x 0 37-2112 2000, 1037 packets"}};
     for (const auto& [what, delay, vlan_step, has_sessions, version, told] : cases) {
         SCOPED_TRACE(what);
         Scenario scenario;

@@ -23,12 +23,10 @@ enum class Answer {
 };
 
 /// Connects itself as the port's far end, keeps every request in order, and answers as scripted.
-class ScriptedPort {
-  public:
+struct ScriptedPort {
     explicit ScriptedPort(const orv::core::CPort& port);
     ~ScriptedPort();
-    ScriptedPort(const ScriptedPort&) = delete;
-    ScriptedPort& operator=(const ScriptedPort&) = delete;
+    ScriptedPort& operator=(ScriptedPort&&) = delete;  // nor is it copied
 
     /// Asked for each request; the default responds.
     std::function<Answer(const orv::tm::Message&)> answer;
@@ -58,8 +56,7 @@ class ScriptedPort {
     std::vector<orv::tm::Message> requests_;
     std::vector<std::string> summaries_;
     std::uint32_t notifications_ = 0;
-    int outstanding_ = 0;
-    int most_outstanding_ = 0;
+    int outstanding_ = 0, most_outstanding_ = 0;
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };
 

@@ -15,8 +15,7 @@
 namespace testing_aids {
 
 using namespace orv;  // NOLINT: a test
-using framework::CScriptable;
-using framework::CScriptableCreator;
+using framework::CScriptable, framework::CScriptableCreator;
 
 TestProject::TestProject(framework::ClockKind clock) : host_({clock}) {
     const iptv::IptvResourceRegisterer resources;

@@ -34,8 +34,7 @@ struct Stack {
 };
 
 /// Everything is made with the data model's defaults unless said otherwise; what it makes is valid.
-class TestProject {
-  public:
+struct TestProject {
     explicit TestProject(orv::framework::ClockKind clock = orv::framework::ClockKind::Virtual);
     /// Also puts the plug-in's process-wide state back: no test runs, no check flag is set.
     ~TestProject();
@@ -97,8 +96,7 @@ struct EditOf : std::function<void(Scene&)> {
 };
 
 /// What is logged while it lives, off the console. The plug-in's traces are on.
-class LogCapture {
-  public:
+struct LogCapture {
     LogCapture();
     ~LogCapture();
     /// "<logger> <level>: <text>" of what was logged since the last call.
@@ -110,12 +108,10 @@ class LogCapture {
 };
 
 /// While it lives, no object of a class can be made: there is one, and the class allows no other.
-class NoOther {
-  public:
+struct NoOther {
     explicit NoOther(const std::string& class_name);
     ~NoOther() { is_singleton_ = false; }
-    NoOther(const NoOther&) = delete;
-    NoOther& operator=(const NoOther&) = delete;
+    NoOther& operator=(NoOther&&) = delete;  // nor is it copied
 
   private:
     bool& is_singleton_;

@@ -7,11 +7,11 @@ import os
 import pathlib
 import signal
 import statistics
-import struct
 import tempfile
 import time
 
 import laboratory
+import live_unicast_lab_test
 import test_files
 from test_files import join_latencies, leave_latencies, milliseconds
 
@@ -23,21 +23,6 @@ def querier(version):
     return {"igmp_version": 2 if version == "IGMP_V2" else 3, "mld_version": 1 if version == "MLD_V1" else 2}
 
 
-def question(target, tags):
-    """A frame that asks a host of the laboratory's home for its MAC address: ARP or a neighbour solicitation."""
-    packed, sender = ipaddress.ip_address(target).packed, bytes.fromhex("021094000001")
-    header = sender + b"".join(struct.pack("!HH", 0x8100, tag) for tag in tags)
-    if len(packed) == 4:
-        arp = struct.pack("!HHBBH", 1, 0x0800, 6, 4, 1) + sender + bytes([10, 0, 0, 9])
-        return b"\xff" * 6 + header + b"\x08\x06" + arp + bytes(6) + packed
-    # To all hosts of the link: a group of its own would be kept back by devices that snoop.
-    addresses = ipaddress.ip_address("2001:db8::9").packed + ipaddress.ip_address("ff02::1").packed
-    body = bytes(4) + packed + b"\x01\x01" + sender
-    total = sum(struct.unpack("!36H", addresses + struct.pack("!IIBBH", 32, 58, 135, 0, 0) + body))
-    message = struct.pack("!BBH", 135, 0, ~(total % 0xFFFF) & 0xFFFF) + body
-    return b"\x33\x33\0\0\0\1" + header + b"\x86\xdd" + struct.pack("!IHBB", 6 << 28, 32, 58, 255) + addresses + message
-
-
 def waits_for_reader(process):
     """Whether a thread of it cannot write any more into a pipe."""
     tasks = pathlib.Path(f"/proc/{process.pid}/task").glob("*/wchan")
@@ -45,6 +30,9 @@ def waits_for_reader(process):
 
 
 class LiveLabTest(laboratory.LabTestCase):
+
+    compare_multicast = live_unicast_lab_test.LiveUnicastLabTest.compare_multicast
+    assert_near = live_unicast_lab_test.LiveUnicastLabTest.assert_near
 
     def up(self, **options):
         return self.enterContext(laboratory.Laboratory(**options))
@@ -58,9 +46,7 @@ class LiveLabTest(laboratory.LabTestCase):
         self.assertEqual(outcome.status, 0, outcome.errors)
         self.assertGreater(len(outcome.events), 0)
         for port in outcome.json["live_ports"]:
-            self.assertEqual(port["unseen"], 0)
-            self.assertEqual(port["frames_unsent"], 0)
-            self.assertEqual(port["frames_dropped"], 0)
+            self.assertEqual((port["unseen"], port["frames_unsent"], port["frames_dropped"]), (0, 0, 0))
 
     def test_device_forwards_between_join_and_leave(self):
         group = {"I": "225.1.0.1", "M": "ff1e::101"}
@@ -91,7 +77,6 @@ class LiveLabTest(laboratory.LabTestCase):
                 with lab.capture("home0") as capture, lab.capture("head0") as sent:
                     run = test_files.Run(lab, test_files.make(
                         version=version, vlans=vlans, head_vlans=vlans[-1:], stbs=4, channels=4, interval=1000, seconds=4))
-                    self.ask_for_addresses(lab, run, version, vlans[-1:])
                     outcome = run.wait()
                 self.assert_good(outcome)
                 for recording in (capture, sent):
@@ -99,51 +84,11 @@ class LiveLabTest(laboratory.LabTestCase):
                                          "_ws.malformed || _ws.expert.group == checksum || igmp.checksum.status == 0 || "
                                          "icmpv6.checksum.status == 0 || ip.checksum.status == 0")
                     self.assertEqual(bad, [])
-                tags = ",".join(map(str, vlans))
-                answers = capture.rows(["vlan.id"], "eth.src[0:3] == 00:10:94 && (arp.opcode == 2 || icmpv6.type == 136)")
-                self.assertEqual(answers, [[tags]] * 4)
                 self.assertEqual({ids for ids, in sent.rows(["vlan.id"], "udp")}, {",".join(map(str, vlans[-1:]))})
-                self.assertEqual({ids for ids, in capture.rows(["vlan.id"], "udp")}, {tags})
-                self.compare_times(capture, "igmp" if version.startswith("IGMP") else "icmpv6", outcome)
-
-    def ask_for_addresses(self, lab, run, version, tags):
-        """Asks each of four boxes for its MAC address while the test runs."""
-        while not lab.groups() and run.process.poll() is None:
-            time.sleep(0.05)
-        first = "10.0.0.10" if version.startswith("IGMP") else "2001:db8::10"
-        lab.send("head0", *(question(ipaddress.ip_address(first) + box, tags) for box in range(4)))
-
-    def compare_times(self, capture, decoded, outcome):
-        """Every view of the report against the frames that a sniffer saw."""
-        group_field = {"igmp": "igmp.maddr", "icmpv6": "icmpv6.mldr.mar.multicast_address"}[decoded]
-        old_field = {"igmp": "igmp.maddr", "icmpv6": "icmpv6.mld.multicast_address"}[decoded]
-        address = {"igmp": "ip.dst", "icmpv6": "ipv6.dst"}[decoded]
-        streams, reports = {}, {}
-        for when, group in capture.rows(["frame.time_epoch", address], "udp"):
-            streams.setdefault(group, []).append(float(when) * 1000)
-        fields = ["frame.time_epoch", "eth.src", group_field, old_field]
-        for when, sender, group, old_group in capture.rows(fields, f"{decoded} && eth.src[0:3] == 00:10:94"):
-            reports.setdefault((sender, group or old_group), []).append(float(when) * 1000)
-        self.assertGreater(len(streams), 0)
-        # Times of the report have an origin of their own: the views' durations and latencies are compared.
-        for event in outcome.events:
-            group = event["viewed_ip"]
-            sender = f"00:10:94:00:00:{event['settop_index']:02x}"
-            join_latency = milliseconds(event, "first_mcast_pkt_ts", "mcast_join_ts")
-            leave_latency = milliseconds(event, "last_mcast_pkt_ts", "mcast_leave_ts")
-            duration = milliseconds(event, "mcast_leave_ts", "mcast_join_ts")
-            times = reports[sender, group]
-            pairs = [(join, leave) for join in times for leave in times if abs(leave - join - duration) < 1]
-            self.assertNotEqual(pairs, [], f"no join and leave of {sender} for {group} on the wire")
-            packets = streams[group]
-            fits = any(
-                any(abs(packet - join - join_latency) < 1 for packet in packets) and
-                any(abs(packet - leave - leave_latency) < 1 for packet in packets) for join, leave in pairs)
-            self.assertTrue(fits, f"{event}")
-            if join_latency >= 0:  # a join that the device had to act on
-                join, leave = pairs[0]
-                first = min(packet for packet in packets if packet > join)
-                self.assertLess(abs(first - join - join_latency), 1)
+                self.assertEqual({ids for ids, in capture.rows(["vlan.id"], "udp")}, {",".join(map(str, vlans))})
+                wire = live_unicast_lab_test.Wire(capture)
+                for event, box, begin, end, at in wire.views(self, outcome):
+                    self.compare_multicast(wire, event, box, begin, end, at)
 
     def compare_views(self, capture, outcome):
         """No view of IGMPv3 hosts without its event: each box's events are what it joined on the wire, in order.

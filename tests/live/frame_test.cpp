@@ -7,7 +7,6 @@
 
 #include "live/sample_frames.h"
 #include "orv/live/frame.h"
-#include "orv/live/frame_parser.h"
 #include "orv/live/stream_packet.h"
 
 namespace orv::live {
@@ -20,8 +19,7 @@ using Bytes = std::vector<std::byte>;
 
 const MacAddress kHostMac{{0x02, 0x00, 0x00, 0x00, 0x0a, 0x01}};
 const MacAddress kRouterMac{{0x00, 0x16, 0x3e, 0x00, 0x00, 0x01}};
-const IpAddress kGroup4 = ip("239.129.2.3");
-const IpAddress kGroup6 = ip("ff3e::8000:1");
+const IpAddress kGroup4 = ip("239.129.2.3"), kGroup6 = ip("ff3e::8000:1");
 const std::vector<IpAddress> kSources4 = {ip("198.51.100.1"), ip("198.51.100.2")};
 const std::vector<IpAddress> kSources6 = {ip("2001:db8:1::1")};
 const std::vector<GroupRecord> kRecords4 = {{RecordType::ChangeToExclude, kGroup4, {}},
@@ -125,8 +123,7 @@ TEST(FrameTest, WhatCannotBeSentIsRefused) {
         [](Out out) { return WriteRecordReport(out, host4(0), Version::Igmp2, kRecords4); },
         [&](Out out) { return WriteRecordReport(out, host4(0), Version::Igmp3, mixed); },
         [](Out out) { return write_udp(out, host4(0), kGroup6, "", 1, 0); },
-        [](Out out) { return WriteArpRequest(out, host4(3), ip("192.0.2.1")); },
-    };
+        [](Out out) { return WriteArpRequest(out, host4(3), ip("192.0.2.1")); }};
     for (std::size_t i = 0; i < std::size(cases); ++i) {
         Bytes out(kMaxFrameLength);
         EXPECT_THROW(cases[i](out), std::invalid_argument) << "case " << i;
@@ -261,8 +258,7 @@ TEST(FrameParserTest, WhatAHostHasToIgnoreAndToAccept) {
         {"option to skip", "mld1_done", {{46, 0x1e}}, "mld1 leave of fe80::2: ff3e::8000:1"},
         {"unsolicited", "advertisement", {{24, 0xff}, {25, 2}, {44, 0}}, "2001:db8::1 is at 00163e000001"},
         {"known MAC address stays", "advertisement", {{44, 0x40}}, "00163e000001, solicited"},
-        {"no MAC option", "solicitation", {{64, 14}}, "2001:db8::1 at 00163e000001 asks"},
-    };
+        {"no MAC option", "solicitation", {{64, 14}}, "2001:db8::1 at 00163e000001 asks"}};
     for (const auto& [why, sample, changes, text] : cases) {
         Bytes frame = sample_frame(sample);
         const std::size_t begin = kEthernet + std::size_t{4} * ParseFrame(frame).value().vlan.count;
@@ -344,8 +340,7 @@ TEST(StreamPacketTest, RtpOfForeignStreams) {
         {"90 21 0001 00000001 00000002 bede0002 00000000", "none"},
         {"a0 21 0001 00000001 00000002", "none"},
         {"a0 21 0001 00000001 00000002 00", "none"},
-        {"a0 21 0001 00000001 00000002 0004", "none"},
-    };
+        {"a0 21 0001 00000001 00000002 0004", "none"}};
     for (const auto& [hex, expected] : cases) EXPECT_EQ(text(hex), expected) << hex;
 }
 

@@ -7,7 +7,6 @@
 
 #include "live/sample_frames.h"
 #include "live/sent_frames.h"
-#include "orv/live/membership_host.h"
 
 namespace orv::live {
 namespace {
@@ -108,16 +107,14 @@ TEST(MembershipTest, HostsSayWhatTheyHaveTo) {
         {kIgmp2, 3, "E, heard G, 60s, ?= 10s, 60s, ?= 10s, heard H, heard G, 60s, -, 0s",
          "report G; report G; report G | report G | report G | leave G"},
         {kIgmp2, 3, "E, settle, heard G, -, 0s", "leave G", true},
-        {kIgmp3, 2, "E, settle, ?= 10s, heard G, 60s", "IS_EX G {}", true},
-    };
-    for (const auto& [versions, robustness, script, told, suppress] : cases) {
+        {kIgmp3, 2, "E, settle, ?= 10s, heard G, 60s", "IS_EX G {}", true}};
+    for (const auto& [versions, robustness, script, told, suppress] : cases)
         for (const Version version : versions) {
             SCOPED_TRACE(script);
             ListeningNetwork network(
                 {.version = version, .robustness = robustness, .suppress_reports = suppress});
             EXPECT_EQ(play(network, script), told) << static_cast<int>(version);
         }
-    }
 }
 
 TEST(MembershipTest, RepeatsComeWithinTheirInterval) {
@@ -156,8 +153,7 @@ TEST(MembershipTest, NothingIsSaidOfGroupsThatEverybodyHears) {
         {Version::Igmp2, "224.0.0.1", false}, {Version::Igmp3, "224.0.0.1", false},
         {Version::Igmp3, "224.0.0.2", true},  {Version::Mld1, "ff02::1", false},
         {Version::Mld2, "ff02::1", false},    {Version::Mld2, "ff01::5", false},
-        {Version::Mld2, "ff10::5", false},    {Version::Mld2, "ff02::5", true},
-    };
+        {Version::Mld2, "ff10::5", false},    {Version::Mld2, "ff02::5", true}};
     for (const auto& [version, group, told] : cases) {
         ListeningNetwork network(version);
         EXPECT_EQ(network.host.Join(ip(group), FilterMode::Exclude).has_value(), told) << group;
@@ -189,10 +185,9 @@ TEST(MembershipTest, WhatDoesNotGoTogetherIsRefused) {
         {"192.0.2.10", {.robustness = 0}},
         {"192.0.2.10", {.mtu = 1501}},
         {"2001:db8::a", {.version = Version::Mld1, .mtu = 1279}}};
-    for (const auto& [address, settings] : cases) {
+    for (const auto& [address, settings] : cases)
         EXPECT_THROW(MembershipHost({{}, ip(address), {}}, settings, timeline, 1, [](auto) {}),
                      std::invalid_argument);
-    }
     ListeningNetwork network(Version::Igmp3);
     const std::vector<IpAddress> v6 = {ip("2001:db8::1")};
     EXPECT_THROW(network.host.Join(ip("192.0.2.1"), FilterMode::Exclude), std::invalid_argument);
@@ -215,8 +210,7 @@ TEST(MembershipTest, ManyGroupsAndSourcesArePackedIntoPackets) {
         {184, FilterMode::Exclude, 0, {empty + 183 * 8, empty + 8}},
         {3, FilterMode::Include, 200, {empty + 808, empty + 808, empty + 808}},
         {1, FilterMode::Include, 500, {empty + 8 + 365 * 4, empty + 8 + 135 * 4}},
-        {1, FilterMode::Exclude, 500, {empty + 8 + 365 * 4}},
-    };
+        {1, FilterMode::Exclude, 500, {empty + 8 + 365 * 4}}};
     for (const auto& [groups, mode, sources, expected] : cases) {
         ListeningNetwork network(Version::Igmp3);
         for (const IpAddress& group : many(0xefff0000, groups))

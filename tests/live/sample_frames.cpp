@@ -157,8 +157,7 @@ void refit_upper(std::span<std::byte> message, unsigned protocol, std::span<cons
 
 void refit_ipv4(std::span<std::byte> packet) {
     if (packet.size() < 20) return;
-    const std::size_t header = (std::to_integer<unsigned>(packet[0]) & 15) * 4;
-    const std::size_t total = number_at(packet, 2);
+    const std::size_t header = (std::to_integer<unsigned>(packet[0]) & 15) * 4, total = number_at(packet, 2);
     if (header < 20 || total < header || total > packet.size()) return;
     put_sum(packet.first(header), 10, 0);
     refit_upper(packet.first(total).subspan(header), std::to_integer<unsigned>(packet[9]),
@@ -194,9 +193,8 @@ std::vector<std::byte> bytes_of(std::string_view hex) {
     std::string digits(hex);
     std::erase_if(digits, [](const unsigned char c) { return !std::isxdigit(c); });
     std::vector<std::byte> bytes;
-    for (std::size_t i = 0; i + 1 < digits.size(); i += 2) {
+    for (std::size_t i = 0; i + 1 < digits.size(); i += 2)
         bytes.push_back(static_cast<std::byte>(std::stoi(digits.substr(i, 2), nullptr, 16)));
-    }
     return bytes;
 }
 

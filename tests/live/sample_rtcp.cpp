@@ -82,12 +82,11 @@ std::string text_of_datagram(std::span<const std::byte> payload) {
     std::string text;
     for (const RtcpMessage& message : ReadRtcp(payload))
         text += (text.empty() ? "" : "; ") + std::visit(TextOfMessage{}, message);
-    if (const auto packet = ReadRetransmission(payload)) {
+    if (const auto packet = ReadRetransmission(payload))
         text += fmt::format("{:08x}:{} type {} at {} of {}: {}{}{}", packet->ssrc, packet->sequence_number,
                             packet->payload_type, packet->timestamp, packet->original_sequence_number,
                             hex_text(packet->payload), packet->has_extension ? ", extension" : "",
                             packet->has_sbit ? ", join" : "");
-    }
     return text;
 }
 

@@ -1,9 +1,6 @@
 // Datagrams as a server of retransmissions and bursts sends them, and their contents.
 #pragma once
 
-#include <span>
-#include <string>
-
 #include "live/sample_frames.h"
 #include "orv/live/retransmission_packet.h"
 #include "orv/live/rtcp.h"

@@ -4,7 +4,6 @@
 
 #include <cctype>
 #include <sstream>
-#include <utility>
 
 #include "live/sample_frames.h"
 #include "orv/live/address.h"
@@ -82,14 +81,12 @@ IpAddress lettered_address(char letter, MembershipVersion version) {
 }
 
 std::string lettered(std::string text) {
-    for (const MembershipVersion version : {MembershipVersion::Igmp3, MembershipVersion::Mld2}) {
+    for (const MembershipVersion version : {MembershipVersion::Igmp3, MembershipVersion::Mld2})
         for (const char letter : {'G', 'H', 'a', 'b', 'c', 'd'}) {
             const std::string address = lettered_address(letter, version).ToString();
-            for (auto at = text.find(address); at != text.npos; at = text.find(address)) {
+            for (auto at = text.find(address); at != text.npos; at = text.find(address))
                 text.replace(at, address.size(), 1, letter);
-            }
         }
-    }
     return text;
 }
 
@@ -100,9 +97,8 @@ std::optional<Nanoseconds> become(MembershipHost& host, std::string_view state) 
     if (state[0] == '-') return host.Leave(group);
     if (state == "E H") return host.Join(lettered_address('H', version), FilterMode::Exclude);
     std::vector<IpAddress> sources;
-    if (state.size() > 2) {
+    if (state.size() > 2)
         for (const char letter : state.substr(2)) sources.push_back(lettered_address(letter, version));
-    }
     return host.Join(group, state[0] == 'E' ? FilterMode::Exclude : FilterMode::Include, sources);
 }
 

@@ -22,8 +22,7 @@ struct SentFrame {
 };
 
 /// One host that has the MAC address 02:00:00:00:0a:01 and the address 192.0.2.10 or 2001:db8::a.
-class ListeningNetwork {
-  public:
+struct ListeningNetwork {
     using Settings = orv::live::MembershipHost::Settings;
     explicit ListeningNetwork(const Settings& settings, std::uint64_t seed = 1);
     explicit ListeningNetwork(orv::live::MembershipVersion version)
@@ -48,13 +47,11 @@ std::string lettered(std::string text);
 std::optional<orv::live::Nanoseconds> become(orv::live::MembershipHost& host, std::string_view state);
 
 /// A query, with the bytes that its sources lie in.
-class TestQuery {
-  public:
+struct TestQuery {
     /// An unset `group` is a general query.
     TestQuery(orv::live::MembershipVersion version, orv::live::Nanoseconds max_response_time,
               const orv::live::IpAddress& group = {}, const std::vector<orv::live::IpAddress>& sources = {});
-    TestQuery(const TestQuery&) = delete;
-    TestQuery& operator=(const TestQuery&) = delete;
+    TestQuery& operator=(TestQuery&&) = delete;  // nor is it copied
 
     orv::live::MembershipQuery query;
 

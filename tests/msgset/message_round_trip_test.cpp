@@ -10,8 +10,7 @@
 namespace {
 
 using namespace orv::tm;
-using msgset_test::Random_values;
-using testing_aids::ThrownBy;
+using msgset_test::Random_values, testing_aids::ThrownBy;
 
 /// The values that a message carries: those that its parser writes to.
 template <class... Values>
@@ -49,6 +48,7 @@ TEST(MessageRoundTrip, BothSidesAgree) {
                                                          void (*parse)(const Message*, Values*...)) {
         SCOPED_TRACE(entry);
         const auto [name, is_request] = parts_of(entry);
+        Carried<Values...> received;  // each round replaces what it held
         for (unsigned round = 0; round < 20; ++round) {
             Carried<Values...> sent;
             sent.fill(round);
@@ -63,7 +63,6 @@ TEST(MessageRoundTrip, BothSidesAgree) {
             EXPECT_EQ(message.members(TMG_RESERVED).size(), 0U);
 
             const std::vector<std::byte> bytes = message.encode();
-            Carried<Values...> received;
             received.parse(parse, Message::decode(bytes));
             ASSERT_TRUE(received.values == sent.values) << "round " << round;
 

@@ -1,8 +1,6 @@
 // Events travel as packed rows. However a peer sends them, the same records come out.
 #include <gtest/gtest.h>
 
-#include <type_traits>
-
 #include "random_records.h"
 
 namespace {

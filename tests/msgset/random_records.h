@@ -12,8 +12,7 @@ namespace msgset_test {
 
 /// Fills any record, or any type that a member or an argument of a message can have. The same seed gives the
 /// same values.
-class Random_values {
-  public:
+struct Random_values {
     explicit Random_values(unsigned seed) : engine_(seed) {}
 
     template <class T>

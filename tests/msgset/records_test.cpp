@@ -11,43 +11,12 @@ namespace {
 
 using namespace orv::tm;
 using namespace iptvcd_1_bll;
-using msgset_test::Random_values;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing_aids::ThrownBy;
+using msgset_test::Random_values, testing::ElementsAre, testing::HasSubstr, testing_aids::ThrownBy;
 
 template <class Record>
 using Encode = void (*)(Tm_prenamed_struct*, const Record*, bool, Tm_names_catalog*);
 template <class Record>
 using Decode = void (*)(const Tm_struct*, Record*);
-
-template <class Record>
-std::vector<std::byte> bytes_of(const Record& record, Encode<Record> encode, bool use_catalog) {
-    Message message;
-    message.set_use_send_member_string(use_catalog);
-    auto* out = new Tm_prenamed_struct;
-    encode(out, &record, false, message.get_send_member_string(TMG_MEMBERS));
-    message.add_member_and_own(TMG_MEMBERS, "record", out);
-    message.create_send_member_string_meta();
-    return message.encode();
-}
-
-TEST(RecordRoundTrip, EveryRecordComesBackFromItsBytes) {
-    const auto check = []<class Record>(const char* name, Encode<Record> encode, Decode<Record> decode) {
-        SCOPED_TRACE(name);
-        Record received;  // each round replaces what it held
-        for (unsigned round = 0; round < 40; ++round) {
-            Record sent;
-            Random_values(round).fill(sent);
-            const std::vector<std::byte> bytes = bytes_of(sent, encode, round % 2 == 0);
-            const Message message = Message::decode(bytes);
-            decode(message.get_member_struct(TMG_MEMBERS, "record"), &received);
-            ASSERT_TRUE(received == sent) << "round " << round;
-            ASSERT_EQ(bytes_of(received, encode, round % 2 == 0), bytes) << "round " << round;
-        }
-    };
-    msgset_test::for_each_record(check);
-}
 
 /// A copy of the struct with the member at `position` replaced by `value`, or left out when that is null.
 std::unique_ptr<Tm_struct> altered(const Tm_struct& original, std::size_t position,

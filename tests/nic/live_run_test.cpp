@@ -16,9 +16,7 @@ using orv::live::HostAddress;
 // Frames need 20 microseconds until they are seen leaving, and packets come every 2 ms.
 const std::string kViews = "10 x 0 37.98-1011.98 900, 488 packets";
 
-bool is_mld(IgmpVersion version) {
-    return version == IgmpVersion::MLD_VERSION1 || version == IgmpVersion::MLD_VERSION2;
-}
+const auto is_mld = [](auto v) { return v == IgmpVersion::MLD_VERSION1 || v == IgmpVersion::MLD_VERSION2; };
 
 TEST(LiveRun, RecordsViewsOfEveryVersionOnEveryLink) {
     const std::vector<std::uint16_t> links[] = {{}, {100}, {100, 7}};
@@ -122,8 +120,7 @@ TEST(LiveRun, AChannelIsJoinedAgainWhileItsLastPacketsCome) {
          "-0.02-1061.98 950, 1063 packets"},
         {"after it, not yet sure that it is over", 112, 200, 800, "10 x 0 37.98-911.98 800, 876 packets"},
         {"after many short views", 0, 101, 45, "69 x 0 37.98-43.98 45, 8 packets"},
-        {"after short views and long silences", 0, 1001, 45, "10 x 0 37.98-43.98 45, 8 packets"},
-    };
+        {"after short views and long silences", 0, 1001, 45, "10 x 0 37.98-43.98 45, 8 packets"}};
     for (const auto& [what, leave_delay, leave_to_join, view, told] : cases) {
         LiveScenario live({host_of(0)});
         live.peer.scenario.channels.channel_count = 1;
@@ -160,7 +157,7 @@ TEST(LiveRun, ALeaveWithoutAMessageSaysNothingOfTheLastPacket) {
 }
 
 TEST(LiveRun, OnlyTheWantedSourcesCount) {
-    for (const IgmpVersion version : {IgmpVersion::IGMP_VERSION3, IgmpVersion::MLD_VERSION2}) {
+    for (const IgmpVersion version : {IgmpVersion::IGMP_VERSION3, IgmpVersion::MLD_VERSION2})
         for (const FilterModeType mode : {FilterModeType::INCLUDE, FilterModeType::EXCLUDE}) {
             const bool is_v6 = is_mld(version);
             LiveScenario live({host_of(0, {}, is_v6)});
@@ -174,7 +171,6 @@ TEST(LiveRun, OnlyTheWantedSourcesCount) {
             EXPECT_EQ(kViews, Told(live.peer.events));
             EXPECT_EQ(20u, live.GetPort().figures.joins_and_leaves);
         }
-    }
 }
 
 TEST(LiveRun, WhatDidNotLeaveIsNoView) {
@@ -199,8 +195,8 @@ TEST(LiveRun, EndsWhenAllIsKnown) {
         {"between two views", 9'950, 37, 112, 9'950, 10'400,
          "10 x 0 39.98-1009.98 900, 98 packets, 388 lost"},
         {"a network that does not stop", 9'500, 37, 3'600'000, 19'500, 21'500,
-         "9 x 0 39.98-10939.98 900, 1091 packets, 4360 lost / 0 39.98-10539.98 500, 1051 packets, 4200 lost"},
-    };
+         "9 x 0 39.98-10939.98 900, 1091 packets, 4360 lost / 0 39.98-10539.98 500, 1051 packets, 4200 "
+         "lost"}};
     for (const auto& [what, duration, join_delay, leave_delay, end_from, end_to, told] : cases) {
         SCOPED_TRACE(what);
         LiveScenario live({host_of(0)});
@@ -378,8 +374,7 @@ TEST(LiveRun, SaysWhatItCannotRun) {
          },
          "STB block 3: channel 1 has the group 225.0.0.1, and the source 2001:db8::, which is no IPv4 "
          "address"},
-        {[](Test& live, Scenario&) { live.hosts[1].vlan.count = 1; }, ""},
-    };
+        {[](Test& live, Scenario&) { live.hosts[1].vlan.count = 1; }, ""}};
     for (const auto& [spoil, why] : cases) {
         LiveScenario live({host_of(0), host_of(1)});
         spoil(live, live.peer.scenario);

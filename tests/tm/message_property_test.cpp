@@ -6,7 +6,6 @@
 #include <deque>
 
 #include "orv/tm/backed_array.h"
-#include "orv/tm/message.h"
 #include "tm/message_text.h"
 #include "tm/sample_messages.h"
 
@@ -16,13 +15,10 @@ namespace {
 using testing::text_of;
 
 /// A choice between 0 and below - 1, all equally likely from the first case on.
-int pick(int below) {
-    return *rc::gen::resize(rc::kNominalSize, rc::gen::inRange(0, below));
-}
+const auto pick = [](int below) { return *rc::gen::resize(rc::kNominalSize, rc::gen::inRange(0, below)); };
 
 /// Draws values from RapidCheck. Keeps the memory that backed arrays and borrowed runs refer to.
-class Tree_source {
-  public:
+struct Tree_source {
     explicit Tree_source(Tm_names_catalog* catalog) : catalog_(catalog) {}
 
     template <class T>

@@ -5,8 +5,7 @@
 namespace orv::tm::testing {
 namespace {
 
-class Text_visitor : public Tm_visitor {
-  public:
+struct Text_visitor : Tm_visitor {
     std::string text;
 
     void visit_scalar(const Tm_scalar& value) override {

@@ -89,9 +89,8 @@ void append_events(Tm_array& to, const std::shared_ptr<const Tm_flat_shape>& sha
         put(row, static_cast<std::uint8_t>(i % 7));
         put(row, i % 2 == 1);
         for (std::size_t k = 0; k < 3; ++k) put(row, static_cast<std::uint16_t>(i + k));
-        for (const std::size_t octet : {std::size_t{10}, std::size_t{0}, std::size_t{0}, i}) {
+        for (const std::size_t octet : {std::size_t{10}, std::size_t{0}, std::size_t{0}, i})
             put(row, static_cast<std::uint8_t>(octet));
-        }
     }
 }
 

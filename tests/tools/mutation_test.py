@@ -65,24 +65,6 @@ class MutationTest(unittest.TestCase):
                 self.assertCountEqual([describe(fault) for fault in found], expected)
                 self.assertEqual(len({fault.identity for fault in found}), len(found))
 
-    def test_what_is_produced_compiles(self):
-        includes, produced = set(), ""  # all of it in one text, which is compiled once
-        for code, _ in TABLE:
-            includes |= {line for line in code.splitlines() if line.startswith("#include")}
-            left = faults.find_faults(code, "a.cpp")
-            while left:  # those that do not overlap stand in one text
-                layer = []
-                for fault in left:
-                    if not any(fault.overlaps(other) for other in layer):
-                        layer.append(fault)
-                left = [fault for fault in left if fault not in layer]
-                text = faults.insert(code, dict(enumerate(layer)))
-                self.assertEqual(text.count("\n"), code.count("\n"))
-                produced += f"\nnamespace n{len(produced)} {{\n{text}\n}}"
-        produced = "\n".join([*includes, *(line for line in produced.splitlines() if line not in includes)])
-        run = subprocess.run([*COMPILE, "-fsyntax-only", "-x", "c++", "-"], input=produced, text=True, capture_output=True)
-        self.assertEqual(run.returncode, 0, produced + run.stderr)
-
     def test_one_fault_is_active_and_those_reached_are_noted(self):
         code = ('#include <cstdio>\nint f(int a) { if (a > 5) return 7; return 0; }\n'
                 'constexpr bool g() { return true; }\nstatic_assert(g());\nint main() { printf("%d%d", f(3), g()); }\n')

@@ -20,8 +20,7 @@ struct Violation {
     const char* mistake;   ///< the expected mistake
     Applies applies = nullptr;
     /// Class of the object in the mistake, if another one; empty: any of several.
-    const char* said_of = nullptr;
-    const char* said_property = nullptr;
+    const char *said_of = nullptr, *said_property = nullptr;
 };
 
 using File = GeneratedFile;
@@ -196,8 +195,7 @@ constexpr Violation kViolations[] = {
     {"Port", "Location", "//10.0.0.1/1", "is no place for a port"},
 };
 
-class AgreementTest : public SessionTest {
-  protected:
+struct AgreementTest : SessionTest {
     static std::vector<std::string> Mistakes(const RunOutcome& outcome) {
         std::vector<std::string> texts;
         for (const auto& mistake : outcome.mistakes) texts.push_back(mistake.ToString());

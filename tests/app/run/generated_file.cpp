@@ -206,11 +206,10 @@ void GeneratedFile::AddSequence() {
     if (dhcp_) sequence = {{ip + "BindCommand", "", {}}, {ip + "BindWaitCommand", "", {}}};
     if (Chance(10)) Add(sequence, "ArpNdStartOnAllDevicesCommand");
     if (Chance(10)) Add(sequence, "ApplyToILCommand");
-    if (Chance(10)) {
+    if (Chance(10))
         Add(sequence, "SetRelativesCommand", "",
             "SrcObjectHandle: Boxes 1 1\nRelationName: {}\nRelativeList: Profile 1",
             OneOf({"IptvProfile", "IptvProfile-Targets"}));
-    }
     if (testing) Add(sequence, "GeneratorStartCommand");
     if (testing && Chance(30))
         sequence.back().Set("GeneratorList", OneOf({"Head end", "[Head end/Generator]"}));

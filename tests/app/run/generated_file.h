@@ -13,8 +13,7 @@ namespace testing_aids {
 struct GeneratedObject {
     using Values = std::vector<std::pair<std::string, std::string>>;
 
-    std::string class_name;
-    std::string name;
+    std::string class_name, name;
     Values values;
     std::vector<GeneratedObject> children = {};
 
@@ -23,8 +22,7 @@ struct GeneratedObject {
     void Set(const std::string& key, const std::string& text);
 };
 
-class GeneratedFile {
-  public:
+struct GeneratedFile {
     /// The same number makes the same file.
     explicit GeneratedFile(std::uint64_t number);
 
@@ -37,11 +35,9 @@ class GeneratedFile {
 
     std::string type;
     bool testing = false;  ///< the environment
-    bool ipv6 = false;
-    bool wizard = false;
+    bool ipv6 = false, wizard = false;
     int devices = 0;  ///< with set-top boxes, on each port
-    std::vector<GeneratedObject> project;
-    std::vector<GeneratedObject> sequence;
+    std::vector<GeneratedObject> project, sequence;
 
   private:
     bool Chance(unsigned percent) { return Below(100) < percent; }

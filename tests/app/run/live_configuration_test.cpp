@@ -22,12 +22,10 @@
 namespace {
 
 using namespace orv;  // NOLINT: a test
-using IFSETUP_1_bll::InterfaceTypeList_t;
-using testing::HasSubstr;
+using IFSETUP_1_bll::InterfaceTypeList_t, testing::HasSubstr;
 
 /// Projects made of test files.
-class LiveProjectTest : public test_file_test::TestFileTest {
-  protected:
+struct LiveProjectTest : test_file_test::TestFileTest {
     LiveProjectTest() { framework::BLLLoggerFactory::GetInstance().SetConsole(false); }
 
     /// Makes the objects, which stand below "project:".
@@ -51,8 +49,7 @@ class LiveProjectTest : public test_file_test::TestFileTest {
     }
 };
 
-class InterfaceStacksTest : public LiveProjectTest {
-  protected:
+struct InterfaceStacksTest : LiveProjectTest {
     /// A line for each stack: layers from above, each with the entries of its list.
     std::string Describe(const std::string& port) {
         std::string text;
@@ -78,32 +75,27 @@ class InterfaceStacksTest : public LiveProjectTest {
             EXPECT_EQ(values.size(), record.NetworkInterface.TotalCount) << name;
             return fmt::format("{} [{}]", name, fmt::join(values, " "));
         };
+        using enum InterfaceTypeList_t;
         const auto at = layer.indexInList;
-        switch (layer.ifType) {
-            case InterfaceTypeList_t::IPv4: {
-                const auto& ip = stack.Ipv4InterfaceList.at(at);
-                return describe(fmt::format("IPv4/{}", ip.PrefixLength), ip, ip.Address, ip.AddrList,
-                                [](const auto& one) { return common::CIpAddress(one.address).ToString(); });
-            }
-            case InterfaceTypeList_t::IPv6: {
-                const auto& ip = stack.Ipv6InterfaceList.at(at);
-                return describe(fmt::format("IPv6/{}", ip.PrefixLength), ip, ip.Address, ip.AddrList,
-                                [](const auto& one) { return common::CIpv6Address(one.address).ToString(); });
-            }
-            case InterfaceTypeList_t::VLAN: {
-                const auto& tag = stack.VlanInterfaceList.at(at);
-                return describe(fmt::format("VLAN {:x} {} {}", tag.Tpid, tag.Priority, tag.Cfi), tag,
-                                tag.VlanId, tag.IdList, [](auto id) { return std::to_string(id); });
-            }
-            case InterfaceTypeList_t::ETHII: {
-                const auto& link = stack.EthIIInterfaceList.at(at);
-                return describe("MAC", link, link.SourceMac, link.SrcMacList, [](const auto& mac) {
-                    return common::CMacAddress(mac.address.data()).ToString().substr(12);
-                });
-            }
-            default:
-                return layer.ifType == InterfaceTypeList_t::PPP ? "PPP" : "PPPoE";
+        const auto describe_ip = [&]<class Address>(int version, const auto& ip, Address*) {
+            return describe(fmt::format("IPv{}/{}", version, ip.PrefixLength), ip, ip.Address, ip.AddrList,
+                            [](const auto& one) { return Address(one.address).ToString(); });
+        };
+        if (layer.ifType == IPv4)
+            return describe_ip(4, stack.Ipv4InterfaceList.at(at), static_cast<common::CIpAddress*>(nullptr));
+        if (layer.ifType == IPv6)
+            return describe_ip(6, stack.Ipv6InterfaceList.at(at),
+                               static_cast<common::CIpv6Address*>(nullptr));
+        if (layer.ifType == VLAN) {
+            const auto& tag = stack.VlanInterfaceList.at(at);
+            return describe(fmt::format("VLAN {:x} {} {}", tag.Tpid, tag.Priority, tag.Cfi), tag, tag.VlanId,
+                            tag.IdList, [](auto id) { return std::to_string(id); });
         }
+        if (layer.ifType != ETHII) return layer.ifType == PPP ? "PPP" : "PPPoE";
+        const auto& link = stack.EthIIInterfaceList.at(at);
+        return describe("MAC", link, link.SourceMac, link.SrcMacList, [](const auto& mac) {
+            return common::CMacAddress(mac.address.data()).ToString().substr(12);
+        });
     }
 };
 
@@ -147,8 +139,7 @@ TEST_F(InterfaceStacksTest, HaveAGatewayForEachHost) {
     Build(
         "  - Port: P\n  - {EmulatedDevice: D, DeviceCount: 2, AffiliationPort: P, children: [{EthIIIf: E}, "
         "{Ipv4If: , Gateway: 10.0.0.254, GatewayStep: 0.0.1.0, StackedOn: E}, {Ipv6If: , Gateway: "
-        "\"fe80::1\", "
-        "ResolveGatewayMac: false, GatewayMac: 02:00:00:00:00:09, StackedOn: E}]}\n");
+        "\"fe80::1\", ResolveGatewayMac: false, GatewayMac: 02:00:00:00:00:09, StackedOn: E}]}\n");
     const auto stacks = app::MakeInterfaceStacks(PortOf("P")).stacks;
     const auto& v4 = stacks.at(0).Ipv4InterfaceList.at(0);
     ASSERT_EQ(v4.GatewayList.size(), 2u);
@@ -212,8 +203,7 @@ TEST_F(InterfaceStacksTest, AreAcceptedByThePortOrTheRunFails) {
 constexpr double kFrameBits = 8.0 * (42 + live::kStreamPayloadLength);
 
 struct Source {
-    int hosts = 1;
-    int groups = 1;
+    int hosts = 1, groups = 1;
     const char* block = "";  ///< properties of the stream block
     bool ipv6 = false;
     int vlans = 0;
@@ -241,8 +231,7 @@ std::string MakeObjects(const Source& source) {
         source.ipv6 ? "2001:db8::1" : "10.0.0.1", source.vlans, source.groups, source.start);
 }
 
-class StreamPlanTest : public LiveProjectTest {
-  protected:
+struct StreamPlanTest : LiveProjectTest {
     std::vector<nic::Stream> Plan(const Source& source, double line_rate = 1e9) {
         Build(MakeObjects(source));
         return app::PlanStreams(PortOf("Head end"), line_rate);

@@ -110,11 +110,10 @@ std::shared_ptr<sqlite3> Execute(const std::filesystem::path& path, const char* 
 }
 
 std::string TestText::ToString() const {
-    const std::string ip = ipv6 ? "Ipv6" : "Ipv4";
-    const std::string host = ipv6 ? "MldHostConfig" : "IgmpHostConfig";
+    const std::string ip = ipv6 ? "Ipv6" : "Ipv4", host = ipv6 ? "MldHostConfig" : "IgmpHostConfig";
     const bool testing = environment == "TESTING";
     std::string text = "project:\n";
-    if (testing) {
+    if (testing)
         text += fmt::format(
             "  - Port: Head end\n    children:\n      - StreamBlock: Streams\n        SrcBinding: "
             "Sources/{0}If\n"
@@ -123,7 +122,6 @@ std::string TestText::ToString() const {
             "    children: [{{EthIIIf: , SourceMac: 00:10:94:ff:00:01}}, {{{0}If: , Address: \"{1}\", "
             "StackedOn: Sources/EthIIIf}}]\n",
             ip, ipv6 ? "2000::99" : "192.85.1.99");
-    }
     text += fmt::format(
         "  - {0}Group: Groups\n    children:\n      - {0}NetworkBlock:\n        NetworkCount: {1}\n{3}  - "
         "IptvChannelBlock: Channels\n    MulticastParam: Groups\n    RtpNackEnable: true\n"
@@ -131,7 +129,7 @@ std::string TestText::ToString() const {
         "true}}\n"
         "  - IptvViewingProfileConfig: Profile\n{2}",
         ip, channels, Lines(profile, 4), Lines(groups, 8));
-    for (int i = 0; i < ports; ++i) {
+    for (int i = 0; i < ports; ++i)
         text += fmt::format(
             "  - Port: Viewers{0}\n"
             "  - EmulatedDevice: Homes{0}\n    DeviceCount: {1}\n    AffiliationPort: Viewers{0}\n"
@@ -148,7 +146,6 @@ std::string TestText::ToString() const {
             i == 0 ? "" : fmt::format(" {}", i + 1), stbs, ip, i + 1,
             ipv6 ? fmt::format("2000:{}::10", i + 1) : fmt::format("192.85.{}.10", i + 1), host,
             Lines(block, 8));
-    }
     text += "sequence:\n";
     if (!sequence.empty()) {
         text += sequence;

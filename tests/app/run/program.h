@@ -12,20 +12,17 @@ namespace testing_aids {
 
 struct ProgramRun {
     int status = -1;
-    std::string out;
-    std::string err;
+    std::string out, err;
 };
 
 /// Runs `iptvtest` with arguments of a command line of bash, in that folder if one is given.
 ProgramRun RunIptvtest(const std::string& arguments, const std::filesystem::path& folder = {});
 
 /// A folder that goes with its test.
-class TemporaryFolder {
-  public:
+struct TemporaryFolder {
     TemporaryFolder();
     ~TemporaryFolder();
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(TemporaryFolder&&) = delete;  // nor is it copied
 
     const std::filesystem::path& GetPath() const { return path_; }
     std::filesystem::path operator/(const std::string& name) const { return path_ / name; }
@@ -52,8 +49,7 @@ std::shared_ptr<sqlite3> Execute(const std::filesystem::path& path, const char* 
 
 /// A small test; what is not set is the data model's default. The properties are lines "Name: value" of YAML.
 struct TestText {
-    std::string type = "ZAPPING";
-    std::string environment = "REAL_WORLD";
+    std::string type = "ZAPPING", environment = "REAL_WORLD";
     int seconds = 10;
     bool ipv6 = false;
     int ports = 1;                          ///< with set-top boxes

@@ -19,10 +19,7 @@
 namespace {
 
 using namespace testing_aids;  // NOLINT: a test
-using nlohmann::json;
-using orv::app::RunOutcome;
-using orv::app::TextTable;
-using testing::HasSubstr;
+using nlohmann::json, orv::app::RunOutcome, orv::app::TextTable, testing::HasSubstr;
 
 /// Every file below a folder, and what is in it.
 std::map<std::string, std::string> ReadAll(const std::filesystem::path& folder) {
@@ -252,11 +249,12 @@ TEST(ReportsTest, ARunIsToldInEveryFormAndRepeatedFromItsDatabase) {
                 testing::AllOf(HasSubstr("<testsuites tests=\"3\" failures=\"2\" errors=\"0\" "),
                                HasSubstr("name=\"STB block Boxes\"")));
     const json first = List(folder / "first")[0];
-    EXPECT_EQ(first["verdict"], "FAILED");
-    EXPECT_EQ(first["outcome"], "failed");
-    EXPECT_EQ(first["test_file"], "test.yaml");
-    EXPECT_EQ(first["seed"], 5);
-    EXPECT_EQ(first["settings"], "--set Boxes/SaveTimeStamps=true");
+    const json wanted{{"verdict", "FAILED"},
+                      {"outcome", "failed"},
+                      {"test_file", "test.yaml"},
+                      {"seed", 5},
+                      {"settings", "--set Boxes/SaveTimeStamps=true"}};
+    for (const auto& [key, value] : wanted.items()) EXPECT_EQ(first[key], value) << key;
     EXPECT_THAT(RunIptvtest("version").out,
                 testing::StartsWith(fmt::format("iptvtest {}\n", first["version"].get<std::string>())));
 

@@ -13,9 +13,7 @@
 namespace {
 
 using namespace testing_aids;  // NOLINT: a test
-using orv::app::RunOptions;
-using testing::HasSubstr;
-using testing::IsEmpty;
+using orv::app::RunOptions, testing::HasSubstr, testing::IsEmpty;
 
 class RunTest : public SessionTest {};
 
@@ -73,8 +71,7 @@ TEST_F(RunTest, LivePortsNeedTheServersOfTheirTest) {
          "RrrServerPort: it is 0"},
         {"ZAPPING", false, "10.254.0.1", "0.0.0.0", ""},
         {"RELIABLE_RETRANSMISSION", false, "UdpSourcePort: 5000", "UdpSourcePort: 65533",
-         "UdpSourcePort: .*outside the range of 1 to 65535"},
-    };
+         "UdpSourcePort: .*outside the range of 1 to 65535"}};
     for (const auto& [type, ipv6, old_value, new_value, mistake] : cases) {
         SCOPED_TRACE(testing::Message() << type << ", " << old_value << " -> " << new_value);
         std::string text =
@@ -114,15 +111,10 @@ TEST_F(RunTest, ASequenceOfTestsHasAReportForEach) {
         "    JoinFailThreshold: 50\n";  // nothing waits for it
     const RunOutcome outcome = Run(text.ToString());
     EXPECT_EQ(outcome.end, RunEnd::Failed) << testing::PrintToString(outcome.errors) << Mistakes(outcome);
-    ASSERT_EQ(outcome.tests.size(), 3U);
-    for (int i : {0, 1}) {
-        EXPECT_EQ(outcome.tests[i].name, "strict");
-        EXPECT_FALSE(outcome.tests[i].passed);
-        EXPECT_EQ(outcome.tests[i].GetChannelChanges(), 4 * 10);
-    }
-    EXPECT_EQ(outcome.tests[2].name, "lenient");
-    EXPECT_TRUE(outcome.tests[2].passed);
-    EXPECT_EQ(outcome.tests[2].GetChannelChanges(), 4 * 20);
+    std::string told;
+    for (const auto& test : outcome.tests)
+        told += fmt::format("{} {} {}; ", test.name, test.passed, test.GetChannelChanges());
+    EXPECT_EQ(told, "strict false 40; strict false 40; lenient true 80; ");
     EXPECT_EQ(Query(outcome.database, "SELECT count(*) FROM DataSets WHERE EndTime IS NOT NULL"), "3");
 }
 
@@ -195,10 +187,10 @@ TEST_F(RunTest, EventsOfSomebodyElseAreBinned) {
     const RunOutcome outcome = Run(TestText{}.ToString(), options);
     ASSERT_EQ(outcome.tests.size(), 1U) << Mistakes(outcome);
     const auto& block = outcome.tests[0].stb_blocks.at(0);
-    EXPECT_EQ(block.GetNumber("NumOfChannelChanges"), 1);
-    EXPECT_EQ(block.GetNumber("AvgJoinLatency"), 2.5);
-    EXPECT_EQ(block.GetNumber("AvgLeaveLatency"), 1);
-    EXPECT_EQ(block.GetNumber("DroppedFrameCount"), 3);
+    std::vector<double> figures;
+    for (const char* name : {"NumOfChannelChanges", "AvgJoinLatency", "AvgLeaveLatency", "DroppedFrameCount"})
+        figures.push_back(block.GetNumber(name));
+    EXPECT_EQ(figures, (std::vector<double>{1, 2.5, 1, 3}));
 }
 
 TEST_F(RunTest, ARecordingWithMistakesIsRefusedWithAllOfThem) {
@@ -294,25 +286,19 @@ TEST(OutputTest, SaysWhatLivePortsDid) {
         "Port Viewers on stb0: 2000 joins and leaves, all seen leaving the interface; latest 0.3 ms after "
         "its time\n"
         "Port Head end on src0: 500 stream packets sent\nPort Idle on idle0: no joins and leaves\n");
-    figures.unseen = 3;
-    figures.frames_unsent = 4;
-    figures.frames_dropped = 5;
-    figures.late_joins = 6;
+    figures.unseen = 3, figures.frames_unsent = 4, figures.frames_dropped = 5, figures.late_joins = 6;
     says("2000 joins and leaves seen leaving the interface, 3 not seen: not in the results; latest");
     says("4 frames of hosts not sent");
     says("5 received frames dropped");
     says("6 more than 1 ms late");
     const auto json = nlohmann::json::parse(orv::app::MakeOutcomeJson(outcome))["live_ports"][0];
-    EXPECT_EQ(json["name"], "Viewers");
-    EXPECT_EQ(json["interface"], "stb0");
-    EXPECT_EQ(json["unseen"], 3);
-    EXPECT_NEAR(json["latest_join_ms"], 0.31, 1e-9);
+    EXPECT_THAT(json.dump(),
+                testing::AllOf(HasSubstr("\"interface\":\"stb0\""), HasSubstr("\"latest_join_ms\":0.31,"),
+                               HasSubstr("\"name\":\"Viewers\""), HasSubstr("\"unseen\":3")));
     EXPECT_FALSE(json.contains("bursts_requested") || json.contains("packets_missed"));
-    figures.bursts_requested = 9;
-    figures.bursts_refused = 2;
+    figures.bursts_requested = 9, figures.bursts_refused = 2;
     says("9 bursts requested, 2 refused, 0 not answered;");
-    figures.packets_missed = 120;
-    figures.packets_repaired = 118;
+    figures.packets_missed = 120, figures.packets_repaired = 118;
     says("lost 120, repaired 118, lost to viewers 2, with 0 requests;");
     outcome.tests.emplace_back().type = "FAST_CHANNEL_CHANGE";
     figures = {.joins_and_leaves = 4};
@@ -427,9 +413,8 @@ TEST(ProgramTest, TheCommandLineTeaches) {
     expect("run /nowhere.yaml", 2, "/nowhere.yaml");
     expect("results /nowhere.db", 2, "/nowhere.db");
     expect("validate /nowhere.yaml", 2, "/nowhere.yaml");
-    for (const char* version : {"version", "--version", "-V"}) {
+    for (const char* version : {"version", "--version", "-V"})
         EXPECT_THAT(RunIptvtest(version).out, testing::MatchesRegex("iptvtest [0-9.]+\niptv.so [0-9.]+\n"));
-    }
     EXPECT_TRUE(nlohmann::json::accept(RunIptvtest("schema").out));
     const std::string complete = "COMP_CWORD=2; _iptvtest; echo \"${COMPREPLY[*]}\"; ";
     const std::string script =

@@ -11,8 +11,7 @@
 
 namespace testing_aids {
 
-using orv::app::RunEnd;
-using orv::app::RunOutcome;
+using orv::app::RunEnd, orv::app::RunOutcome;
 
 inline std::string Mistakes(const RunOutcome& outcome) {
     std::string text;
@@ -21,8 +20,7 @@ inline std::string Mistakes(const RunOutcome& outcome) {
 }
 
 /// Shows nothing.
-class SilentObserver : public orv::app::IRunObserver {
-  public:
+struct SilentObserver : orv::app::IRunObserver {
     void OnTestBegins(const std::string&, std::chrono::nanoseconds) override {}
     bool WantsProgress() override { return on_progress != nullptr; }
     void OnProgress(const orv::app::RunProgress& progress) override { on_progress(progress); }
@@ -33,8 +31,7 @@ class SilentObserver : public orv::app::IRunObserver {
     std::function<void(const orv::app::RunProgress&)> on_progress;
 };
 
-class SessionTest : public testing::Test {
-  protected:
+struct SessionTest : testing::Test {
     SessionTest() { orv::framework::BLLLoggerFactory::GetInstance().SetConsole(false); }
 
     RunOutcome Run(const std::string& text, const orv::app::RunOptions& more = {}) {

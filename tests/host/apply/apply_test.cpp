@@ -6,8 +6,9 @@
 #include "orv/framework/transport.h"
 #include "orv/tm/message.h"
 
-namespace host_test {
 namespace {
+
+using namespace host_test;  // NOLINT: a test
 
 /// What handlers and validators of this file do; they are registered for good and quiet outside of these
 /// tests.
@@ -60,8 +61,7 @@ const StaticRegisterApplyHandler r1(&dirty_things), r2(&things), r3(&project);
 const Validator validator("Test", "Apply", kProjectClass, Validator::Function::To<&Validate>());
 const StaticRegisterValidator validator_registration(&validator);
 
-class ApplyTest : public HostTest {
-  protected:
+struct ApplyTest : HostTest {
     ApplyTest() {
         [[maybe_unused]] static const bool once = [] {
             ApplyToILHandlerRegistry::Instance().RegisterApplyStatusHandler(
@@ -87,8 +87,7 @@ class ApplyTest : public HostTest {
 };
 
 TEST_F(ApplyTest, WhatChangesMeanwhileIsLeftForTheNextApply) {
-    CScriptable& edited = MakeThing("edited");
-    CScriptable& untouched = MakeThing("untouched");
+    CScriptable &edited = MakeThing("edited"), &untouched = MakeThing("untouched");
     CScriptable& deleted = MakeThing("deleted");
     CScriptable* created = nullptr;
     const std::uint32_t handle = deleted.GetHandle();
@@ -98,8 +97,7 @@ TEST_F(ApplyTest, WhatChangesMeanwhileIsLeftForTheNextApply) {
         deleted.MarkDelete(true, true);
     };
     EXPECT_EQ(Apply(), "applied");
-    EXPECT_TRUE(edited.IsObjectDirty(false));
-    EXPECT_FALSE(untouched.IsObjectDirty(false));
+    EXPECT_TRUE(edited.IsObjectDirty(false) && !untouched.IsObjectDirty(false));
     EXPECT_TRUE(created->IsObjectDirty(false));
     ASSERT_EQ(Find(handle), &deleted);
 
@@ -134,9 +132,7 @@ TEST_F(ApplyTest, AFailureLeavesEverythingAsItWas) {
     cases[0].script.errors = {"first rule", "second rule"};
     cases[1].script.on_project = [] { throw COrvRunTimeError("port refuses"); };
     cases[2].script.on_thing = [](ApplyContext&) { throw -3; };
-    CScriptable& a = MakeThing("a");
-    CScriptable& b = MakeThing("b");
-    CScriptable& gone = MakeThing("gone");
+    CScriptable &a = MakeThing("a"), &b = MakeThing("b"), &gone = MakeThing("gone");
     SettleAfterApply(Project());
     a.Set(kValue, 1u);
     a.AddObject(b, kThingUses);
@@ -184,4 +180,3 @@ TEST_F(ApplyTest, FaultsFromBeforeTheApplyAreNotItsOwn) {
 }
 
 }  // namespace
-}  // namespace host_test

@@ -2,8 +2,9 @@
 
 #include "host/host_fixture.h"
 
-namespace host_test {
 namespace {
+
+using namespace host_test;  // NOLINT: a test
 
 /// What the test's validators do: note their call, and misbehave on demand. They are registered for good, so
 /// they keep quiet outside of these tests.
@@ -56,8 +57,7 @@ const Validator project_validator("Test", "Project", kProjectClass, Calls<&ForPr
 const StaticRegisterValidator v1(&special), v2(&special_too), v3(&failing), v4(&thing), v5(&disabled),
     v6(&project_validator);
 
-class ValidationTest : public HostTest {
-  protected:
+struct ValidationTest : HostTest {
     ValidationTest() { behaviour = &behaviour_; }
     ~ValidationTest() override { behaviour = nullptr; }
 
@@ -91,8 +91,7 @@ TEST_F(ValidationTest, AReportSaysWhereAndWhatAndAnExceptionIsOneToo) {
         {[] {}, ""},
         {[] { throw COrvRunTimeError("no interface"); }, "no interface"},
         {[] { throw std::out_of_range("index 5"); }, "validator \"Failing\" failed: index 5"},
-        {[] { throw 7; }, "validator \"Failing\" failed: the integer 7"},
-    };
+        {[] { throw 7; }, "validator \"Failing\" failed: the integer 7"}};
     CScriptable& a = MakeThing("a");
     for (const auto& [fails, message] : cases) {
         behaviour_ = {{}, "a", fails};
@@ -111,4 +110,3 @@ TEST_F(ValidationTest, AReportSaysWhereAndWhatAndAnExceptionIsOneToo) {
 }
 
 }  // namespace
-}  // namespace host_test

@@ -1,18 +1,17 @@
-#include "orv/framework/command.h"
 
 #include "host/host_fixture.h"
 #include "orv/ids/framework_ids.h"
 
-namespace host_test {
 namespace {
+
+using namespace host_test;  // NOLINT: a test
 
 namespace ids = orv::ids;
 using CommandTest = HostTest;
 using State = CCommand::CommandState;
 
 TEST_F(CommandTest, ARunEndsInAStateAndThrowsWhenItFailedInThisCall) {
-    const std::string ran = "IDLE>PENDING PENDING>RUNNING RUNNING>";
-    const std::string refused = "IDLE>PENDING PENDING>FAILED ";
+    const std::string ran = "IDLE>PENDING PENDING>RUNNING RUNNING>", refused = "IDLE>PENDING PENDING>FAILED ";
     constexpr State failed = CCommand::COMMAND_FAILED, completed = CCommand::COMMAND_COMPLETED;
     using Prepare = std::function<void(TestCommand&)>;
     const auto runs = [](auto work) -> Prepare {
@@ -59,10 +58,9 @@ TEST_F(CommandTest, ARunEndsInAStateAndThrowsWhenItFailedInThisCall) {
          "IDLE>PENDING blocked PENDING>FAILED "},
         {"cancelled", runs([](auto& c) { c.Set(kCancellable, true), c.Cancel(); }),
          CCommand::COMMAND_CANCELLED, "", ran + "CANCELLED "},
-        {"cancelled, but it does not look", runs([](auto& c) { c.Cancel(); }), completed, ""},
-    };
+        {"cancelled, but it does not look", runs([](auto& c) { c.Cancel(); }), completed, ""}};
     const LogCatcher log;
-    for (const auto& c : cases) {
+    for (const auto& c : cases)
         for (const bool own_task : {false, true}) {
             SCOPED_TRACE(c.name);
             TestCommand& command = MakeCommand("c");
@@ -79,7 +77,6 @@ TEST_F(CommandTest, ARunEndsInAStateAndThrowsWhenItFailedInThisCall) {
             const std::string usual = ran + (c.state == failed ? "FAILED " : "COMPLETED ");
             EXPECT_EQ(command.states, c.states.empty() ? usual : c.states);
         }
-    }
     EXPECT_TRUE(log.Has(LogLevelType::Warn, "TestCommand \"c\": careful"));
     EXPECT_TRUE(log.Has(LogLevelType::Error, "TestCommand \"c\": two"));
 }
@@ -122,8 +119,7 @@ TEST_F(CommandTest, ASecondRunStartsAnew) {
 }
 
 TEST_F(CommandTest, CancelledOrGoneBeforeItBeganItDoesNotRun) {
-    TestCommand& command = MakeCommand("c");
-    TestCommand& gone = MakeCommand("gone");
+    TestCommand &command = MakeCommand("c"), &gone = MakeCommand("gone");
     command.Execute(true);
     gone.Execute(true);
     command.Cancel();
@@ -137,8 +133,7 @@ TEST_F(CommandTest, InputHandlesBecomeObjectsEachOnceInOrder) {
     CScriptable& a = MakeThing("a");
     MakeThing("a1", &a, kSpecialThing);
     MakeThing("a2", &a, kSpecialThing);
-    CScriptable& b = MakeThing("b", nullptr, kSpecialThing);
-    CScriptable& off = MakeThing("off");
+    CScriptable &b = MakeThing("b", nullptr, kSpecialThing), &off = MakeThing("off");
     CScriptable& off1 = MakeThing("off1", &off, kSpecialThing);
     MakeThing("gone", nullptr, kSpecialThing).MarkDelete(true, true);
     off.Set(kActive, false);
@@ -163,9 +158,7 @@ TEST_F(CommandTest, InputHandlesBecomeObjectsEachOnceInOrder) {
 }
 
 TEST_F(CommandTest, SetRelativesReplacesOrAppends) {
-    CScriptable& hub = MakeThing("hub");
-    CScriptable& a = MakeThing("a");
-    CScriptable& b = MakeThing("b");
+    CScriptable &hub = MakeThing("hub"), &a = MakeThing("a"), &b = MakeThing("b");
     auto& command = Make<CSetRelativesCommand>();
     const auto run = [&](const std::string& relation, const std::vector<std::uint32_t>& handles,
                          bool append) {
@@ -203,4 +196,3 @@ TEST_F(CommandTest, WaitTakesItsTimeUnlessItIsCancelled) {
 }
 
 }  // namespace
-}  // namespace host_test

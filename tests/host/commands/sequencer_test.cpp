@@ -4,11 +4,11 @@
 #include "orv/framework/handle_registry.h"
 #include "orv/ids/framework_ids.h"
 
-namespace host_test {
 namespace {
 
-class SequencerTest : public HostTest {
-  protected:
+using namespace host_test;  // NOLINT: a test
+
+struct SequencerTest : HostTest {
     static CSequencer& Sequencer() { return CSequencer::Instance(); }
 
     /// A command that notes its name and, when it has a time to take, can be cancelled.
@@ -44,8 +44,7 @@ class SequencerTest : public HostTest {
 };
 
 TEST_F(SequencerTest, RunsItsCommandsInOrderOfInsertion) {
-    TestCommand& c = Step("c");
-    TestCommand& off = Step("off");
+    TestCommand &c = Step("c"), &off = Step("off");
     off.Set(kActive, false);
     TestCommand& a = Step("a", 5s);
     Insert({&a, &off});
@@ -64,9 +63,7 @@ TEST_F(SequencerTest, RunsItsCommandsInOrderOfInsertion) {
 }
 
 TEST_F(SequencerTest, StopCancelsTheRunningCommandAndLeavesOutTheRest) {
-    TestCommand& a = Step("a", 10s);
-    TestCommand& b = Step("b", 10s);
-    TestCommand& c = Step("c", 10s);
+    TestCommand &a = Step("a", 10s), &b = Step("b", 10s), &c = Step("c", 10s);
     Insert({&a, &b, &c});
     Tasks().PostAfter(15s, [] {
         Sequencer().Stop();
@@ -144,8 +141,7 @@ TEST_F(SequencerTest, NoCommandIsDestroyedWhileAnotherIsUnderWay) {
     EXPECT_EQ(GetSequence(), "");
 }
 
-class LoopTest : public SequencerTest {
-  protected:
+struct LoopTest : SequencerTest {
     CSequencerLoopCommand& MakeLoop(const std::string& name, std::uint32_t count,
                                     CScriptable* parent = nullptr) {
         auto& loop = Make<CSequencerLoopCommand>(parent);
@@ -156,26 +152,22 @@ class LoopTest : public SequencerTest {
 };
 
 TEST_F(LoopTest, StopReachesTheInnermostCommand) {
-    auto& loop = MakeLoop("loop", 0);
-    auto& inner = MakeLoop("inner", 0, &loop);
-    TestCommand& a = Step("a", 10s, &inner);
-    TestCommand& last = Step("last");
+    auto &loop = MakeLoop("loop", 0), &inner = MakeLoop("inner", 0, &loop);
+    TestCommand &a = Step("a", 10s, &inner), &last = Step("last");
     Insert({&loop, &last});
     Tasks().PostAfter(25s, [] { Sequencer().Stop(); });
     Run();
     EXPECT_EQ(trace_, "a a a ");
     EXPECT_EQ(Tasks().GetNow(), 25s);
-    for (const CCommand* command : std::initializer_list<CCommand*>{&a, &inner, &loop}) {
+    for (const CCommand* command : std::initializer_list<CCommand*>{&a, &inner, &loop})
         EXPECT_EQ(command->GetCommandState(), CCommand::COMMAND_CANCELLED) << command->GetName();
-    }
     EXPECT_EQ(Sequencer().GetSequencerState(), CSequencer::SEQUENCER_STOPPED);
 }
 
 TEST_F(LoopTest, AFailureEndsTheSequenceAndNamesTheWayToIt) {
     auto& loop = MakeLoop("loop", 5);
     Step("a", 0s, &MakeLoop("inner", 2, &loop));
-    TestCommand& bad = MakeCommand("bad", &loop);
-    TestCommand& good = Step("good");
+    TestCommand &bad = MakeCommand("bad", &loop), &good = Step("good");
     bad.on_run = [&bad] {
         if (bad.runs == 2) throw COrvRunTimeError("out of luck");
     };
@@ -203,4 +195,3 @@ TEST_F(LoopTest, CancellingTheLoopAloneLetsTheSequenceGoOn) {
 }
 
 }  // namespace
-}  // namespace host_test

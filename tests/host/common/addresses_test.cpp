@@ -7,9 +7,7 @@
 
 namespace {
 
-using orv::common::CIpAddress;
-using orv::common::CIpv6Address;
-using orv::common::CMacAddress;
+using orv::common::CIpAddress, orv::common::CIpv6Address, orv::common::CMacAddress;
 
 /// The text that an address has after reading, or "refused".
 template <class Address>

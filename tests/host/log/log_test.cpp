@@ -1,8 +1,9 @@
 #include "host/aids.h"
 #include "orv/framework/resources.h"
 
-namespace host_test {
 namespace {
+
+using namespace host_test;  // NOLINT: a test
 
 BLLLoggerFactory& Factory() {
     return BLLLoggerFactory::GetInstance();
@@ -68,27 +69,22 @@ TEST(Logger, TheConsoleShowsTimeLevelLoggerTextAndPlace) {
 }
 
 TEST(ResourceFormatter, FillsPlaceholders) {
-    const struct {
-        const char* text;
-        Strings arguments;
-        const char* result;
-    } cases[] = {
+    const std::tuple<const char*, Strings, const char*> cases[] = {
         {" {1}", {""}, " "},
         {"{2} before {1}{1}", {"a", "b"}, "b before aa"},
         {"{1}{2}", {"{2}", "{1}"}, "{2}{1}"},
         {"{0} {-1} {x} { 1} {1 } {} {", {"a"}, "{0} {-1} {x} { 1} {1 } {} {"},
         {"{{1}}", {"a"}, "{a}"},
         {"{11}{1}", {"1", "2", "3", "4", "5", "6", "7", "8", "9", "10", "eleven"}, "eleven1"},
-        {"{99999999999999999999}", {"a"}, "{99999999999999999999}"},
-    };
+        {"{99999999999999999999}", {"a"}, "{99999999999999999999}"}};
     std::uint32_t id = 0x7f000100;
-    for (const auto& c : cases) {
-        CResourceManager::Instance().AddStringResource(++id, c.text);
+    for (const auto& [text, arguments, result] : cases) {
+        CResourceManager::Instance().AddStringResource(++id, text);
         ResourceFormatter formatter(id);
-        for (const std::string& argument : c.arguments) formatter << argument;
+        for (const std::string& argument : arguments) formatter << argument;
         std::ostringstream streamed;
         streamed << formatter;
-        EXPECT_EQ(streamed.str(), c.result);
+        EXPECT_EQ(streamed.str(), result);
     }
     CResourceManager::Instance().AddStringResource(0x7f000200, "{1}|{2}|{3}|{4}");
     ResourceFormatter formatter(0x7f000200);
@@ -110,4 +106,3 @@ TEST(ResourceManager, RefusesAnotherTextForAnIdAndUnknownIds) {
 }
 
 }  // namespace
-}  // namespace host_test

@@ -6,8 +6,9 @@
 #include "orv/framework/scriptable.h"
 #include "orv/framework/static_registration.h"
 
-namespace host_test {
 namespace {
+
+using namespace host_test;  // NOLINT: a test
 
 CRelationManager& Relations() {
     return CRelationManager::Instance();
@@ -49,17 +50,15 @@ classes: [{name: OtherThing, id: 0x72001000, base: Scriptable, abstract: true, s
     EXPECT_THAT(leaf->GetDefinition().parents, ElementsAre("PartRoot", "PartLeaf"));
     const CMetaClass& other = *Classes().GetClass("OtherThing");
     EXPECT_THAT(Classes().GetDefaultChildren(*leaf), ElementsAre(&other));
-    EXPECT_TRUE(other.GetDefinition().is_abstract);
-    EXPECT_TRUE(other.GetDefinition().is_singleton);
+    EXPECT_TRUE(other.GetDefinition().is_abstract && other.GetDefinition().is_singleton);
 
     const CPropertyMeta* size = leaf->FindProperty("size");
     ASSERT_NE(size, nullptr);
     EXPECT_EQ(size->default_value, PropertyValue(std::uint32_t{16}));
-    EXPECT_EQ(size->minimum, 1);
-    EXPECT_EQ(size->maximum, 99);
-    EXPECT_EQ(*size->FindAttribute("unit"), "ms");
-    EXPECT_EQ(*size->FindAttribute("displayName"), "The size");
-    EXPECT_EQ(*size->FindAttribute("doc"), "How big.");
+    EXPECT_TRUE(size->minimum == 1 && size->maximum == 99);
+    for (const auto& [name, text] :
+         {std::pair{"unit", "ms"}, {"displayName", "The size"}, {"doc", "How big."}})
+        EXPECT_EQ(*size->FindAttribute(name), text);
     EXPECT_EQ(size->FindAttribute("colour"), nullptr);
     EXPECT_EQ(leaf->GetDefaults().at(leaf->FindProperty("Mode")->slot), PropertyValue(std::uint8_t{2}));
 
@@ -132,9 +131,8 @@ TEST(MetaClass, EveryPropertyIsFoundAndNoOther) {
     }
     EXPECT_EQ(derived.FindProperty("bAsE300"), derived.FindProperty(PropId(0x6f00112c)));
     EXPECT_EQ(base.FindProperty(PropId(0x6f002001)), nullptr);
-    for (std::uint32_t index = 78; index < 0x1000; ++index) {
+    for (std::uint32_t index = 78; index < 0x1000; ++index)
         ASSERT_EQ(derived.FindProperty(PropId(0x6f002000 + index)), nullptr) << index;
-    }
     const CMetaClass empty(Define(0x6f003000, "Empty"));
     EXPECT_EQ(empty.FindProperty(PropId(0x6f003001)), nullptr);
     EXPECT_EQ(empty.FindProperty(PropId(0)), nullptr);
@@ -173,9 +171,8 @@ TEST(ShippedModels, HaveLegalDefaultsThatReadBackAndAClassForEveryFactory) {
     for (const CMetaClass* meta_class : Classes().GetClasses()) {
         if (!is_shipped(meta_class->GetClassId())) continue;
         const auto module = meta_class->GetClassId().GetValue() & 0xff000000;
-        if (module != 0 && module != 0x21000000 && !meta_class->GetDefinition().is_abstract) {
-            EXPECT_NE(meta_class->GetFactory().make, plain_object) << meta_class->GetName();
-        }
+        const bool is_plain = module == 0 || module == 0x21000000 || meta_class->GetDefinition().is_abstract;
+        EXPECT_TRUE(is_plain || meta_class->GetFactory().make != plain_object) << meta_class->GetName();
         for (const CPropertyMeta* property : meta_class->GetProperties()) {
             SCOPED_TRACE(meta_class->GetName() + "." + property->name);
             EXPECT_NO_THROW(property->Check(property->default_value));
@@ -183,10 +180,8 @@ TEST(ShippedModels, HaveLegalDefaultsThatReadBackAndAClassForEveryFactory) {
             CheckFound(*meta_class, *property);
         }
     }
-    for (const ClassId id : CMetaClass::GetClassesWithFactory()) {
+    for (const ClassId id : CMetaClass::GetClassesWithFactory())
         EXPECT_TRUE(!is_shipped(id) || Classes().GetClass(id)) << std::hex << id.GetValue();
-    }
 }
 
 }  // namespace
-}  // namespace host_test

@@ -12,8 +12,7 @@ inline CMetaClassManager& Classes() {
 }
 
 /// The folder is searched by the meta-class manager.
-class DataModelTest : public testing::Test {
-  protected:
+struct DataModelTest : testing::Test {
     DataModelTest() { Classes().AddSearchFolder(folder_.GetPath()); }
 
     /// The text of the error, with file names relative to the folder.

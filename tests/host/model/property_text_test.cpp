@@ -1,5 +1,4 @@
 // Values and their texts.
-#include <gtest/gtest.h>
 #include <rapidcheck.h>
 #include <rapidcheck/gtest.h>
 
@@ -10,8 +9,9 @@
 #include "host/aids.h"
 #include "orv/framework/meta_class.h"
 
-namespace host_test {
 namespace {
+
+using namespace host_test;  // NOLINT: a test
 
 using Type = PropertyType;
 
@@ -59,12 +59,10 @@ TEST(PropertyText, IsReadAndWritten) {
         {List(Property(Type::U16)), " 1\t0x10\n 65535 ", "1 16 65535"},
         {List(Property(Type::Ipv6)), ":: 2001:DB8:0::1", ":: 2001:db8::1"},
         {List(Property(Type::String)), R"(a "b c" "" "\"\\" d\e)", R"(a "b c" "" "\"\\" "d\\e")"},
-        {List(Mode()), "high LOW 5 top", "High LOW High High"},
-    };
-    for (const auto& [meta, text, expected] : cases) {
+        {List(Mode()), "high LOW 5 top", "High LOW High High"}};
+    for (const auto& [meta, text, expected] : cases)
         EXPECT_EQ(meta.Format(meta.Parse(text)), expected)
             << GetTypeName(meta.type) << " from \"" << text << "\"";
-    }
 }
 
 TEST(PropertyText, IsRefusedWithTheReason) {
@@ -88,8 +86,7 @@ TEST(PropertyText, IsRefusedWithTheReason) {
         {List(Property(Type::String)), R"(a "b)", "a double quote is not closed in 'a \"b'"},
         {List(Property(Type::String)), R"("a"b)",
          "a blank is missing behind a closing double quote in '\"a\"b'"},
-        {List(Mode()), "LOW medium", "\"medium\" is none of LOW, High"},
-    };
+        {List(Mode()), "LOW medium", "\"medium\" is none of LOW, High"}};
     for (const char* text : {"256", "-1", "1.0", "010", "0x", "0x-1", "--1", "", "1 "}) {
         cases.push_back(
             {Property(Type::U8), text, std::string("\"") + text + "\" is no whole number from 0 to 255"});
@@ -106,18 +103,16 @@ TEST(PropertyText, ValuesAreCheckedAsTextsAre) {
         CPropertyMeta meta;
         PropertyValue value;
         const char* expected;
-    } cases[] = {
-        {ranged, std::uint32_t{11}, "11 is outside 5 to 10"},
-        {ranged, std::uint16_t{7}, "the value is not of type u32"},
-        {ranged, Collection<std::uint32_t>({7}), "the value is not of type u32"},
-        {Mode(), std::uint8_t{1}, "1 is none of LOW, High"},
-        {List(Mode()), Collection<std::uint8_t>({5, 4}), "4 is none of LOW, High"},
-        {List(Mode()), std::uint8_t{5}, "the value is not of type u8 (a collection)"},
-        {Property(Type::Double), std::numeric_limits<double>::quiet_NaN(), "nan is no number"},
-        {Property(Type::Double), std::numeric_limits<double>::infinity(), "inf is no number"},
-        {Property(Type::OutputFilePath), Boxed<std::string>("a"),
-         "the value is not of type output-file-path"},
-    };
+    } cases[] = {{ranged, std::uint32_t{11}, "11 is outside 5 to 10"},
+                 {ranged, std::uint16_t{7}, "the value is not of type u32"},
+                 {ranged, Collection<std::uint32_t>({7}), "the value is not of type u32"},
+                 {Mode(), std::uint8_t{1}, "1 is none of LOW, High"},
+                 {List(Mode()), Collection<std::uint8_t>({5, 4}), "4 is none of LOW, High"},
+                 {List(Mode()), std::uint8_t{5}, "the value is not of type u8 (a collection)"},
+                 {Property(Type::Double), std::numeric_limits<double>::quiet_NaN(), "nan is no number"},
+                 {Property(Type::Double), std::numeric_limits<double>::infinity(), "inf is no number"},
+                 {Property(Type::OutputFilePath), Boxed<std::string>("a"),
+                  "the value is not of type output-file-path"}};
     for (const auto& c : cases) {
         EXPECT_EQ(ThrownBy<COrvRunTimeError>([&] { c.meta.Check(c.value); }),
                   std::string("property P: ") + c.expected);
@@ -151,4 +146,3 @@ RC_GTEST_PROP(PropertyText, ReadsBackAsTheSameTexts, ()) {
 }
 
 }  // namespace
-}  // namespace host_test

@@ -10,8 +10,7 @@ namespace host_test {
 
 using namespace orv;  // NOLINT: tests
 
-class ModulesTest : public HostTest {
-  protected:
+struct ModulesTest : HostTest {
     core::CPort& MakePort(const std::string& location = "") {
         auto& port = Make<core::CPort>();
         port.Set(ids::Port::Location, location);

@@ -7,8 +7,9 @@
 #include "orv/core/rcm_db.h"
 #include "orv/ids/framework_ids.h"
 
-namespace host_test {
 namespace {
+
+using namespace host_test;  // NOLINT: a test
 
 using Interfaces = std::vector<core::CNetworkInterface*>;
 using ModelRulesTest = ModulesTest;
@@ -28,8 +29,7 @@ TEST_F(ModelRulesTest, PortsKnowTheirAddressGroupAndChassis) {
     EXPECT_FALSE(port.IsObjectDirty(false)) << "whether a port is online is no configuration";
 }
 
-class CapabilityTest : public ModulesTest {
-  protected:
+struct CapabilityTest : ModulesTest {
     CapabilityTest() { core::RcmDBMgr::Instance().Clear(); }
     ~CapabilityTest() override { core::RcmDBMgr::Instance().Clear(); }
 
@@ -76,8 +76,7 @@ TEST_F(CapabilityTest, AFileThatIsWrongIsRefusedAsAWhole) {
         {"- service: GA\n  values: {y: [1]}\n", ":4: the value of y must be a single value"},
         {"- service: GA\n  values: {y: 1, y: 2}\n", ":4: y is given twice"},
         {"- service: GA\n  port: 1\n", ":4: unknown key port"},
-        {"- service: [\n", ":4: "},
-    };
+        {"- service: [\n", ":4: "}};
     for (const auto& [rest, error] : cases) {
         EXPECT_THAT(Load(good + rest), HasSubstr(folder_ / "file.yaml" + error));
         EXPECT_EQ(Find(port, "x"), std::nullopt) << rest;
@@ -85,8 +84,7 @@ TEST_F(CapabilityTest, AFileThatIsWrongIsRefusedAsAWhole) {
     EXPECT_THROW(core::RcmDBMgr::Instance().Load(folder_ / "missing"), COrvRunTimeError);
 }
 
-class InterfaceTest : public ModulesTest {
-  protected:
+struct InterfaceTest : ModulesTest {
     /// Interfaces of the named classes, each stacked on the one before; the last is the device's top.
     Interfaces MakeStack(core::CEmulatedDevice& device, const Strings& classes_from_link_layer) {
         Interfaces stack;
@@ -105,17 +103,15 @@ std::string Describe(const Interfaces& interfaces) {
     static const std::pair<ClassId, PropId> values[] = {
         {ids::Ipv4If::CLASS, ids::Ipv4If::Address},     {ids::Ipv6If::CLASS, ids::Ipv6If::Address},
         {ids::VlanIf::CLASS, ids::VlanIf::VlanId},      {ids::PppoeIf::CLASS, ids::PppoeIf::SessionId},
-        {ids::EthIIIf::CLASS, ids::EthIIIf::SourceMac}, {ids::Aal5If::CLASS, ids::Aal5If::Vci},
-    };
+        {ids::EthIIIf::CLASS, ids::EthIIIf::SourceMac}, {ids::Aal5If::CLASS, ids::Aal5If::Vci}};
     std::string text;
-    for (const auto* interface : interfaces) {
+    for (const auto* interface : interfaces)
         for (const auto& [class_id, property] : values) {
             if (!interface->IsTypeOf(class_id)) continue;
             std::string value;
             interface->Get(property, value);
             text += (text.empty() ? "" : " ") + value;
         }
-    }
     return text;
 }
 
@@ -148,8 +144,7 @@ TEST_F(InterfaceTest, StacksAreListedBottomUpAndEnumeratedTopDownWithTheValuesOf
           {1, "IdList", "7 9"},
           {2, "AddrList", "10.0.0.1 10.0.0.9"}},
          {"10.0.0.1 7 00:00:00:00:00:0a", "10.0.0.9 9 00:00:00:00:00:0b", "10.0.0.1 7 00:00:00:00:00:0a"}},
-        {{"Aal5If", "Ipv4If"}, {{0, "VciStep", "5"}}, {"192.85.1.3 100", "192.85.1.4 105"}},
-    };
+        {{"Aal5If", "Ipv4If"}, {{0, "VciStep", "5"}}, {"192.85.1.3 100", "192.85.1.4 105"}}};
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::PrintToString(c.layers));
         auto& device = MakeDevice(&MakePort(), static_cast<std::uint32_t>(c.hosts.size()));
@@ -195,9 +190,7 @@ TEST_F(InterfaceTest, PortsNumberInterfacesFromOneWithoutGaps) {
     const auto make = [&]() -> auto& {
         return Make<core::CIpv4If>(&device);
     };
-    auto& first = make();
-    auto& second = make();
-    auto& third = make();
+    auto &first = make(), &second = make(), &third = make();
     EXPECT_EQ(first.GetIlIfHandle(nullptr), 0u);
     EXPECT_EQ(second.GetIlIfHandle(&port), 1u);
     EXPECT_EQ(first.GetIlIfHandle(&port, &device), 2u);
@@ -211,4 +204,3 @@ TEST_F(InterfaceTest, PortsNumberInterfacesFromOneWithoutGaps) {
 }
 
 }  // namespace
-}  // namespace host_test

@@ -19,11 +19,11 @@
 #include "orv/l2l3/traffic_commands.h"
 #include "orv/mcastcore/multicast_group.h"
 
-namespace host_test {
 namespace {
 
-class HostCommandsTest : public ModulesTest {
-  protected:
+using namespace host_test;  // NOLINT: a test
+
+struct HostCommandsTest : ModulesTest {
     CCommand& MakeCommand(const std::string& class_name) {
         return dynamic_cast<CCommand&>(MakeByName(class_name));
     }
@@ -62,8 +62,7 @@ TEST_F(HostCommandsTest, GeneratorsStartBeforeTheyRunAndOfflineOnesStayStopped) 
 }
 
 TEST_F(HostCommandsTest, AnalyzerCommandsWorkOnTheirList) {
-    auto& first = MakeOnPort<l2l3::CAnalyzer>();
-    auto& second = MakeOnPort<l2l3::CAnalyzer>();
+    auto &first = MakeOnPort<l2l3::CAnalyzer>(), &second = MakeOnPort<l2l3::CAnalyzer>();
     auto& start = Make<l2l3::CAnalyzerStartCommand>();
     EXPECT_THAT(start.GetAnalyzerList(), ElementsAre(Project().GetHandle()));
     start.SetAnalyzerList({});
@@ -118,8 +117,7 @@ TEST_F(HostCommandsTest, ProtocolsBindAndReleaseTheirOwnActiveBlocks) {
     auto& session = MakeByName("PppoeIf", &device);
     for (const auto& c : cases) {
         SCOPED_TRACE(c.block);
-        auto& block = MakeByName(c.block, &device);
-        auto& switched_off = MakeByName(c.block, &device);
+        auto &block = MakeByName(c.block, &device), &switched_off = MakeByName(c.block, &device);
         switched_off.Set(kActive, false);
         auto& other = MakeByName(c.prefix == "L2tp" ? "Dhcpv4BlockConfig" : "L2tpBlockConfig", &device);
         auto& bind = MakeCommand(c.prefix + c.bind + "Command");
@@ -142,8 +140,7 @@ TEST_F(HostCommandsTest, ProtocolsBindAndReleaseTheirOwnActiveBlocks) {
 TEST_F(HostCommandsTest, WaitingEndsWhenAllIsBoundOrWithTheTimeOrAtOnceWhenABlockHasFailed) {
     auto& port = MakePort();
     auto& block = MakeByName("Dhcpv4BlockConfig", &MakeDevice(&port));
-    auto& bind = MakeCommand("Dhcpv4BindCommand");
-    auto& wait = MakeCommand("Dhcpv4BindWaitCommand");
+    auto &bind = MakeCommand("Dhcpv4BindCommand"), &wait = MakeCommand("Dhcpv4BindWaitCommand");
     wait.Set("WaitTime", "30");
     const auto start = Tasks().GetNow();
     EXPECT_THAT(ErrorOf(wait), HasSubstr("not bound after 30 seconds: " + block.GetName()));
@@ -198,8 +195,7 @@ TEST_F(MulticastTest, SubscribedAreTheGroupsOfActiveHostsOnThePort) {
 using l2l3::CStreamBlock;
 using StreamIds = std::vector<std::uint32_t>;
 
-class StreamTest : public ModulesTest {
-  protected:
+struct StreamTest : ModulesTest {
     core::CIpv4If& MakeSource(std::uint32_t hosts) { return Make<core::CIpv4If>(&MakeDevice(&port_, hosts)); }
     core::CNetworkBlock& MakeDestination(std::uint32_t networks, std::size_t start_addresses = 1) {
         auto& block =
@@ -224,28 +220,22 @@ class StreamTest : public ModulesTest {
 };
 
 TEST_F(StreamTest, NumberOfStreamsIsTheLeastCommonMultiple) {
-    struct {
-        std::uint32_t hosts, networks;
-        std::size_t start_addresses;
-        std::uint32_t streams;
-    } const cases[] = {{1, 1, 1, 1},   {3, 4, 1, 12}, {6, 4, 1, 12},
-                       {2, 10, 1, 10}, {4, 2, 3, 12}, {7, 1, 0, 0}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.streams);
-        auto& block = MakeStreams(MakeSource(c.hosts), MakeDestination(c.networks, c.start_addresses));
-        EXPECT_EQ(block.GetStreamCount(), c.streams);
-        EXPECT_EQ(IdsOf(block).size(), c.streams);
+    const std::tuple<std::uint32_t, std::uint32_t, std::size_t, std::uint32_t> cases[] = {
+        {1, 1, 1, 1}, {3, 4, 1, 12}, {6, 4, 1, 12}, {2, 10, 1, 10}, {4, 2, 3, 12}, {7, 1, 0, 0}};
+    for (const auto& [hosts, networks, start_addresses, streams] : cases) {
+        SCOPED_TRACE(streams);
+        auto& block = MakeStreams(MakeSource(hosts), MakeDestination(networks, start_addresses));
+        EXPECT_EQ(block.GetStreamCount(), streams);
+        EXPECT_EQ(IdsOf(block).size(), streams);
         block.Refresh();
-        EXPECT_EQ(block.GetU32(ids::StreamBlock::StreamCount), c.streams);
+        EXPECT_EQ(block.GetU32(ids::StreamBlock::StreamCount), streams);
     }
     EXPECT_EQ(MakeStreams(MakeSource(4), MakeSource(6)).GetStreamCount(), 12u) << "between devices";
 }
 
 TEST_F(StreamTest, PathsAreEverySourceWithEveryDestinationThatTakesPart) {
-    auto& first = MakeSource(1);
-    auto& second = MakeSource(2);
-    auto& far = MakeDestination(3);
-    auto& near = MakeDestination(4);
+    auto &first = MakeSource(1), &second = MakeSource(2);
+    auto &far = MakeDestination(3), &near = MakeDestination(4);
     auto& block = MakeStreams(first, far);
     Relate(block, second, ids::relations::SrcBinding);
     Relate(block, near, ids::relations::DstBinding);
@@ -261,8 +251,7 @@ TEST_F(StreamTest, PathsAreEverySourceWithEveryDestinationThatTakesPart) {
 TEST_F(StreamTest, IdsAreDenseStableAndNeverShared) {
     auto& source = MakeSource(1);
     auto& grows = MakeDestination(4);
-    auto& first = MakeStreams(source, MakeDestination(3));
-    auto& second = MakeStreams(source, grows);
+    auto &first = MakeStreams(source, MakeDestination(3)), &second = MakeStreams(source, grows);
     auto& third = MakeStreams(source, MakeDestination(5));
     EXPECT_THAT(IdsOf(first), ElementsAre(1, 2, 3));
     EXPECT_THAT(IdsOf(second), ElementsAre(4, 5, 6, 7));
@@ -280,4 +269,3 @@ TEST_F(StreamTest, IdsAreDenseStableAndNeverShared) {
 }
 
 }  // namespace
-}  // namespace host_test

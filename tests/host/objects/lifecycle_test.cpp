@@ -4,14 +4,13 @@
 #include "orv/framework/apply.h"
 #include "orv/framework/handle_registry.h"
 
-namespace host_test {
 namespace {
+
+using namespace host_test;  // NOLINT: a test
 
 using LifecycleTest = HostTest;
 
-CScriptable* Find(std::uint32_t handle) {
-    return CHandleRegistry::Instance().Find(handle);
-}
+const auto Find = [](std::uint32_t handle) { return CHandleRegistry::Instance().Find(handle); };
 
 TEST_F(LifecycleTest, CreationGivesHandleNameParentAndDefaultChildren) {
     CScriptableCreator creator;
@@ -50,8 +49,7 @@ TEST_F(LifecycleTest, RefusedCreationLeavesNothingBehind) {
         {kSpecialItem, 0, "cannot create TestSpecialItem: it cannot be a child of TestBox \"box\""},
         {kItem, handle, "cannot create TestItem: the handle " + std::to_string(handle) + " is in use"},
         {kSingle, 0, "cannot create TestSingle: there is one already"},
-        {kItem, 0, "cannot create TestItem: its initialisation refused", true},
-    };
+        {kItem, 0, "cannot create TestItem: its initialisation refused", true}};
     for (const auto& row : rows) {
         TestItem::refuse_init = row.refuse_init;
         EXPECT_EQ(creator.Create(row.class_id, &box, true, true, row.handle), nullptr);
@@ -64,9 +62,7 @@ TEST_F(LifecycleTest, RefusedCreationLeavesNothingBehind) {
 }
 
 TEST_F(LifecycleTest, DeletionIsPendingUntilAnApply) {
-    TestItem& kept = MakeItem();
-    TestItem& doomed = MakeItem();
-    TestItem& last = MakeItem();
+    TestItem &kept = MakeItem(), &doomed = MakeItem(), &last = MakeItem();
     kept.AddObject(doomed, kLikes);
     doomed.AddObject(last, kLikes);
     SettleAfterApply(Project());
@@ -83,8 +79,7 @@ TEST_F(LifecycleTest, DeletionIsPendingUntilAnApply) {
         << "still a child, behind the live ones";
     EXPECT_THAT(Removed(Project(), kParentChild, kItem), ElementsAre(&doomed));
     EXPECT_EQ(kept.GetObject(ClassId(kItem), kLikes), nullptr) << "other relations end at once";
-    EXPECT_TRUE(kept.IsObjectDirty(false));
-    EXPECT_FALSE(last.IsObjectDirty(false));
+    EXPECT_TRUE(kept.IsObjectDirty(false) && !last.IsObjectDirty(false));
     EXPECT_THAT(Removed(kept, kLikes, kItem), ElementsAre(&doomed));
 
     SettleAfterApply(Project());
@@ -95,9 +90,7 @@ TEST_F(LifecycleTest, DeletionIsPendingUntilAnApply) {
 
 TEST_F(LifecycleTest, ACloneCopiesPropertiesChildrenAndTheRelationsThatItsClassAllows) {
     CScriptable& box = MakeBox();
-    TestItem& item = MakeItem(&box);
-    TestItem& friend_inside = MakeItem(&box);
-    TestItem& friend_outside = MakeItem();
+    TestItem &item = MakeItem(&box), &friend_inside = MakeItem(&box), &friend_outside = MakeItem();
     item.Set(kCount, 77u);
     item.Set(kMoment, std::uint64_t{5});
     item.Set(kActive, false);
@@ -155,16 +148,14 @@ TEST_F(LifecycleTest, AnySequenceOfChangesLeavesAConsistentTree) {
             const auto pick = [&]() -> CScriptable& {
                 return objects.empty() ? root : *objects[*rc::gen::inRange<std::size_t>(0, objects.size())];
             };
-            CScriptable& one = pick();
-            CScriptable& two = pick();
+            CScriptable &one = pick(), &two = pick();
             const RelationType type = *rc::gen::element(kUses, kLikes, kLikes.Reverse(), kParentChild);
             switch (*rc::gen::inRange(0, 7)) {
                 case 0:
                 case 1:
                     if (CScriptable* made = CScriptableCreator().Create(
-                            *rc::gen::element(kBox, kItem), one.IsTypeOf(ClassId(kBox)) ? &one : &root)) {
+                            *rc::gen::element(kBox, kItem), one.IsTypeOf(ClassId(kBox)) ? &one : &root))
                         objects.push_back(made);
-                    }
                     break;
                 case 2:
                 case 3:
@@ -189,4 +180,3 @@ TEST_F(LifecycleTest, AnySequenceOfChangesLeavesAConsistentTree) {
 }
 
 }  // namespace
-}  // namespace host_test

@@ -4,15 +4,15 @@
 #include "orv/framework/change_log.h"
 #include "orv/framework/notification_service.h"
 
-namespace host_test {
 namespace {
+
+using namespace host_test;  // NOLINT: a test
 
 using testing::StartsWith;
 
 constexpr PropId kColour = 0x7e002002, kText = 0x7e002003, kMaybe = 0x7e002004, kNumbers = 0x7e002005;
 
-class PropertyTest : public HostTest {
-  protected:
+struct PropertyTest : HostTest {
     TestItem& item = MakeItem();
 };
 
@@ -67,13 +67,11 @@ TEST_F(PropertyTest, OnlyAChangeIsToldAndMakesDirty) {
     EXPECT_FALSE(item.IsObjectDirty(false)) << "run-time state";
     item.Set(kCount, 4u);
     EXPECT_EQ(item.GetObjectState(), CScriptable::STATE_MODIFIED);
-    EXPECT_TRUE(Project().IsObjectDirty(true));
-    EXPECT_FALSE(Project().IsObjectDirty(false));
+    EXPECT_TRUE(Project().IsObjectDirty(true) && !Project().IsObjectDirty(false));
     EXPECT_THAT(TestItem::events, ElementsAre("Lamp.Moment", "Lamp.Count"));
 }
 
-class Listener {
-  public:
+struct Listener {
     explicit Listener(CScriptable& item) : item_(item) {}
     void Changed(CScriptable* object, PropId id) {
         EXPECT_EQ(object, &item_);
@@ -107,21 +105,17 @@ TEST_F(PropertyTest, DelegatesAreCalledUntilTheyAreUnregistered) {
 }
 
 TEST_F(PropertyTest, ActiveFollowsTheAncestorsAndKeepsTheOwnChoice) {
-    CScriptable& outer = MakeBox();
-    CScriptable& inner = MakeBox(&outer);
-    TestItem& on = MakeItem(&inner);
-    TestItem& off = MakeItem(&inner);
+    CScriptable &outer = MakeBox(), &inner = MakeBox(&outer);
+    TestItem &on = MakeItem(&inner), &off = MakeItem(&inner);
     off.Set(kActive, false);
     SettleAfterApply(Project());
     outer.Set(kActive, false);
-    EXPECT_FALSE(inner.GetActive());
-    EXPECT_FALSE(on.GetBool(kActive));
+    EXPECT_FALSE(inner.GetActive() || on.GetBool(kActive));
     EXPECT_TRUE(on.IsObjectDirty(false));
     EXPECT_FALSE(off.IsObjectDirty(false)) << "it was inactive before";
     EXPECT_FALSE(MakeItem(&inner).GetActive()) << "created below an inactive object";
     outer.Set(kActive, true);
-    EXPECT_TRUE(on.GetActive());
-    EXPECT_FALSE(off.GetActive());
+    EXPECT_TRUE(on.GetActive() && !off.GetActive());
     on.stays_active = true;
     outer.Set(kActive, false);
     EXPECT_TRUE(on.GetActive());
@@ -129,22 +123,16 @@ TEST_F(PropertyTest, ActiveFollowsTheAncestorsAndKeepsTheOwnChoice) {
     EXPECT_TRUE(off.GetActive()) << "asked for by name, the whole subtree becomes active";
 }
 
-class ChangeLogTest : public HostTest {
-  protected:
+struct ChangeLogTest : HostTest {
     static CChangeLog& Log() { return CChangeLog::Instance(); }
 
-    TestItem& a = MakeItem();
-    TestItem& b = MakeItem();
+    TestItem &a = MakeItem(), &b = MakeItem();
     CScriptable& box = MakeBox();
 };
 
 TEST_F(ChangeLogTest, TellsWhoChangedInTheOrderOfTheLastChanges) {
     const auto count = [](CScriptable& item, std::uint32_t value) { item.Set(kCount, value); };
-    const struct {
-        const char* name;
-        std::function<void()> change;
-        ScriptableVec changed;
-    } cases[] = {
+    const std::tuple<const char*, std::function<void()>, ScriptableVec> cases[] = {
         {"the same value", [&] { count(a, a.GetU32(kCount)); }, {}},
         {"a property", [&] { count(a, 7); }, {&a}},
         {"a property that is not saved", [&] { a.Set(kMoment, std::uint64_t{7}); }, {&a}},
@@ -158,12 +146,11 @@ TEST_F(ChangeLogTest, TellsWhoChangedInTheOrderOfTheLastChanges) {
         {"another parent", [&] { box.AddObject(a, kParentChild); }, {&Project(), &a}},
         {"a mark for deletion", [&] { a.MarkDelete(true, true); }, {&a}},
         {"destruction", [&] { a.Delete(); }, {&box}},
-        {"a state that is set", [&] { b.SetObjectState(CScriptable::STATE_MODIFIED); }, {&b}},
-    };
-    for (const auto& c : cases) {
+        {"a state that is set", [&] { b.SetObjectState(CScriptable::STATE_MODIFIED); }, {&b}}};
+    for (const auto& [name, change, changed] : cases) {
         const CChangeLog::Moment before = Log().TakeMoment();
-        c.change();
-        EXPECT_EQ(Log().GetChangedSince(before), c.changed) << c.name;
+        change();
+        EXPECT_EQ(Log().GetChangedSince(before), changed) << name;
         EXPECT_THAT(Log().GetChangedSince(Log().TakeMoment()), IsEmpty());
         EXPECT_THAT(Log().GetChangedSince(0), testing::Contains(&b));
     }
@@ -176,8 +163,7 @@ TEST_F(HostTest, RegisteredObjectsReportTheirChangesUntilTheyEnd) {
     const int tracing = service.AddListener([&](CScriptable& object, CNotificationService::Change change) {
         trace += object.GetName() + std::to_string(static_cast<int>(change)) + " ";
     });
-    CScriptable& a = MakeThing("a");
-    CScriptable& b = MakeThing("b");
+    CScriptable &a = MakeThing("a"), &b = MakeThing("b");
     for (CScriptable* object : ScriptableVec{&a, &a, nullptr}) service.RegisterCallback(object);
     for (CScriptable* object : {&a, &a, &b}) object->Set(kValue, 2u);
     a.AddObject(b, kThingUses);
@@ -196,4 +182,3 @@ TEST_F(HostTest, RegisteredObjectsReportTheirChangesUntilTheyEnd) {
 }
 
 }  // namespace
-}  // namespace host_test

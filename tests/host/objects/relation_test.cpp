@@ -1,11 +1,11 @@
 #include "host/host_fixture.h"
 #include "orv/framework/apply.h"
 
-namespace host_test {
 namespace {
 
-class RelationTest : public HostTest {
-  protected:
+using namespace host_test;  // NOLINT: a test
+
+struct RelationTest : HostTest {
     RelationTest() {
         a_.Set("Name", "a");
         b_.Set("Name", "b");
@@ -14,8 +14,7 @@ class RelationTest : public HostTest {
         TestItem::events.clear();
     }
 
-    TestItem& a_ = MakeItem();
-    TestItem& b_ = MakeItem();
+    TestItem &a_ = MakeItem(), &b_ = MakeItem();
     CScriptable& box_ = MakeBox();
 };
 
@@ -29,8 +28,7 @@ TEST_F(RelationTest, IsReadFromBothEndsByIdAndByClassName) {
     EXPECT_EQ(box_.GetObjects("testitem", kUses.Reverse()), ScriptableVec{&a_});
     EXPECT_EQ(a_.GetObject("TestBox", kLikes), nullptr);
     EXPECT_EQ(a_.GetObject("NoSuchClass", kLikes), nullptr);
-    EXPECT_TRUE(b_.ContainsObject(a_, kLikes.Reverse()));
-    EXPECT_FALSE(a_.ContainsObject(b_, kLikes.Reverse()));
+    EXPECT_TRUE(b_.ContainsObject(a_, kLikes.Reverse()) && !a_.ContainsObject(b_, kLikes.Reverse()));
     EXPECT_THAT(TestItem::events, ElementsAre("a +Likes>b", "b +Likes<a", "a +Uses>box"));
     EXPECT_TRUE(a_.IsObjectDirty(false));
     EXPECT_FALSE(b_.IsObjectDirty(false)) << "the source changed, not the target";
@@ -54,15 +52,13 @@ TEST_F(RelationTest, RefusalsSayWhy) {
         CScriptable &from, &to;
         RelationType type;
         std::string why;
-    } cases[] = {
-        {a_, box_, kUses, uses + "TestBox \"box\" exists already"},
-        {a_, other_box, kUses, full},
-        {other_box, a_, kUses.Reverse(), full},
-        {a_, b_, kUses, uses + "TestItem \"b\" is not part of the data model"},
-        {a_, b_, kParentChild, "TestItem \"b\" cannot be a child of TestItem \"a\""},
-        {a_, b_, kLikes, likes + ": it does not want to"},
-        {inner, box_, kParentChild, "cannot be its own ancestor"},
-    };
+    } cases[] = {{a_, box_, kUses, uses + "TestBox \"box\" exists already"},
+                 {a_, other_box, kUses, full},
+                 {other_box, a_, kUses.Reverse(), full},
+                 {a_, b_, kUses, uses + "TestItem \"b\" is not part of the data model"},
+                 {a_, b_, kParentChild, "TestItem \"b\" cannot be a child of TestItem \"a\""},
+                 {a_, b_, kLikes, likes + ": it does not want to"},
+                 {inner, box_, kParentChild, "cannot be its own ancestor"}};
     std::string why;
     for (const auto& c : cases) {
         EXPECT_FALSE(c.from.AddObject(c.to, c.type, &why));
@@ -84,4 +80,3 @@ TEST_F(RelationTest, AChildMovesToAnotherParent) {
 }
 
 }  // namespace
-}  // namespace host_test

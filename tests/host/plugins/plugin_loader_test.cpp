@@ -2,15 +2,15 @@
 #include "host/aids.h"
 #include "orv/core/host_application.h"
 
-namespace host_test {
 namespace {
+
+using namespace host_test;  // NOLINT: a test
 
 std::string LoadError(const std::string& path) {
     return ThrownBy<COrvRunTimeError>([&] { CPluginLoader::Instance().Load(path); });
 }
 
-class PluginLoaderTest : public testing::Test {
-  protected:
+struct PluginLoaderTest : testing::Test {
     orv::core::CHostApplication host_{{ClockKind::Virtual}};
 };
 
@@ -23,13 +23,11 @@ TEST_F(PluginLoaderTest, SaysWhatIsWrongWithAPlugin) {
          "found none"},
         {"plugin_with_version_only.so",
          "entry point PluginRegister is missing; expected PluginRegister, PluginUnregister and "
-         "PluginVersion, found "
-         "PluginVersion"},
+         "PluginVersion, found PluginVersion"},
         {"plugin_refusing.so", "PluginRegister returned 7, expected 0"},
         {"plugin_with_second_factory.so", "class 0x00006000 (Project) has two factories"},
         {"plugin_with_unknown_model.so", "data model 0x7d000000: no file has this id in "},
-        {"plugin_with_unknown_class.so", "no data model declares the class 0x7d001000 of a factory"},
-    };
+        {"plugin_with_unknown_class.so", "no data model declares the class 0x7d001000 of a factory"}};
     for (const auto& [file, expected] : rows) {
         const std::string path = folder + "/" + file;
         EXPECT_THAT(LoadError(path),
@@ -49,4 +47,3 @@ TEST_F(PluginLoaderTest, LoadsAGoodOneOnce) {
 }
 
 }  // namespace
-}  // namespace host_test

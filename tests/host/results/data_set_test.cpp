@@ -2,32 +2,27 @@
 #include "orv/framework/sequencer.h"
 #include "results_fixture.h"
 
-namespace host_test {
 namespace {
+
+using namespace host_test;  // NOLINT: a test
 
 using DataSetTest = ResultsTest;
 
-std::string Handle(const CScriptable& object) {
-    return std::to_string(object.GetHandle());
-}
+const auto Handle = [](const CScriptable& object) { return std::to_string(object.GetHandle()); };
 
 /// As views are written: one table's data set decides, the others are joined by handle.
 constexpr const char* kResultsOfPorts =
-    "SELECT Port.Location, SampleResult.Text FROM SampleResult, Port "
-    "WHERE SampleResult.ParentHnd = Port.Handle and SampleResult.DataSetId = @DataSetId "
-    "ORDER BY SampleResult.Handle";
+    "SELECT Port.Location, SampleResult.Text FROM SampleResult, Port WHERE SampleResult.ParentHnd = "
+    "Port.Handle and SampleResult.DataSetId = @DataSetId ORDER BY SampleResult.Handle";
 constexpr const char* kDevices =
-    "SELECT AllDevice.Name, EthIIIf.Name FROM AllDevice, RelationTable, EthIIIf "
-    "WHERE relationtable.sourcehnd = alldevice.handle and relationtable.type = 'TopLevelIf' "
-    "and relationtable.targethnd = ethiiif.handle and alldevice.datasetid = @DataSetId";
+    "SELECT AllDevice.Name, EthIIIf.Name FROM AllDevice, RelationTable, EthIIIf WHERE "
+    "relationtable.sourcehnd = alldevice.handle and relationtable.type = 'TopLevelIf' and "
+    "relationtable.targethnd = ethiiif.handle and alldevice.datasetid = @DataSetId";
 
 TEST_F(DataSetTest, TheConfigurationIsStoredAsItIsWithoutCommandsResultsAndDeletedObjects) {
-    CScriptable& port = Make(ids::Port::CLASS);
-    CScriptable& deleted = Make(ids::Port::CLASS);
-    CScriptable& device = Make(ids::EmulatedDevice::CLASS);
-    CScriptable& interface = Make(ids::EthIIIf::CLASS, &device);
-    CScriptable& command = Make(kTestCommand);
-    CScriptable& result = Make(kSampleResult, &port);
+    CScriptable &port = Make(ids::Port::CLASS), &deleted = Make(ids::Port::CLASS);
+    CScriptable &device = Make(ids::EmulatedDevice::CLASS), &interface = Make(ids::EthIIIf::CLASS, &device);
+    CScriptable &command = Make(kTestCommand), &result = Make(kSampleResult, &port);
     device.Set("Name", "d");
     interface.Set("Name", "e");
     Relate(device, interface, ids::relations::TopLevelIf);
@@ -54,8 +49,7 @@ TEST_F(DataSetTest, TheConfigurationIsStoredAsItIsWithoutCommandsResultsAndDelet
 }
 
 TEST_F(DataSetTest, TestsInOneFileAreKeptApartThoughTheObjectsAreTheSame) {
-    CScriptable& port = Make(ids::Port::CLASS);
-    CScriptable& device = Make(ids::EmulatedDevice::CLASS);
+    CScriptable &port = Make(ids::Port::CLASS), &device = Make(ids::EmulatedDevice::CLASS);
     CScriptable& interface = Make(ids::EthIIIf::CLASS, &device);
     Relate(device, interface, ids::relations::TopLevelIf);
     for (const int data_set : {1, 2, 3}) {
@@ -84,8 +78,8 @@ TEST_F(DataSetTest, TestsInOneFileAreKeptApartThoughTheObjectsAreTheSame) {
         EXPECT_EQ(reader.Get(kResultsOfPorts, data_set), "//" + number + " r" + number);
         EXPECT_EQ(reader.Get(kDevices, data_set), "d" + number + " e" + number);
     }
-    EXPECT_EQ(reader.Get("SELECT count(*) FROM SampleResult JOIN Port ON Other = Port.Handle AND "
-                         "Others = CAST(Port.Handle AS TEXT)"),
+    EXPECT_EQ(reader.Get("SELECT count(*) FROM SampleResult JOIN Port ON Other = Port.Handle AND Others = "
+                         "CAST(Port.Handle AS TEXT)"),
               "3");
     EXPECT_EQ(reader.Get("SELECT Category, substr(StartTime, 1, 10), EndTime IS NULL FROM DataSets"),
               "Samples 2000-01-01 0 Samples 2000-01-01 1 Samples 2000-01-01 0");
@@ -109,23 +103,18 @@ TEST_F(DataSetTest, RowsOutliveTheirObjectsAndAnObjectHasOneRow) {
 }
 
 TEST_F(DataSetTest, FilesLieWhereTheSettingSays) {
-    const struct {
-        std::string base, path;
-        int iteration;
-        std::string expected;
-    } cases[] = {
+    const std::tuple<std::string, std::string, int, std::string> cases[] = {
         {"base", "", 0, "base.db"},
         {"base", "", 3, "base-Iter-3.db"},
         {"base", "deep/er/own", 0, "deep/er/own.db"},
         {"base", folder_ / "absolute", 12, "absolute-Iter-12.db"},
-        {"base.v1", "", 0, "base.v1.db"},
-    };
-    for (const auto& wanted : cases) {
-        Manager().SetIterationNumber(wanted.iteration);
-        Begin(wanted.base, wanted.path);
-        EXPECT_EQ(Manager().GetDatabasePath(), folder_ / wanted.expected);
-        EXPECT_EQ(Manager().GetIterationNumber(), wanted.iteration);
-        EXPECT_TRUE(fs::exists(folder_ / wanted.expected));
+        {"base.v1", "", 0, "base.v1.db"}};
+    for (const auto& [base, path, iteration, expected] : cases) {
+        Manager().SetIterationNumber(iteration);
+        Begin(base, path);
+        EXPECT_EQ(Manager().GetDatabasePath(), folder_ / expected);
+        EXPECT_EQ(Manager().GetIterationNumber(), iteration);
+        EXPECT_TRUE(fs::exists(folder_ / expected));
     }
     Manager().StartInteractive();
     EXPECT_EQ(Manager().GetIterationNumber(), 0);
@@ -152,26 +141,24 @@ TEST_F(DataSetTest, AValueOfEveryTypeReadsBack) {
         const char* property;
         std::string text, stored;
         const char* type;
-    } cases[] = {
-        {"Name", "O'Brien \"x\" \xc3\xa9", "O'Brien \"x\" \xc3\xa9", "text"},
-        {"IsSet", "true", "1", "integer"},
-        {"Short", "-32768", "-32768", "integer"},
-        {"Long", "-9223372036854775808", "-9223372036854775808", "integer"},
-        {"LongUnsigned", "18446744073709551615", "1.84467440737096e+19", "real"},
-        {"Number", "0.125", "0.125", "real"},
-        {"Text", "", "", "text"},
-        {"Ip", "192.0.2.1", "192.0.2.1", "text"},
-        {"Ip6", "2001:DB8:0::1", "2001:db8::1", "text"},
-        {"MacAddress", "00:1b:2c:3d:4e:5f", "00:1b:2c:3d:4e:5f", "text"},
-        {"Other", handle, handle, "integer"},
-        {"Colour", "GREEN", "5", "integer"},
-        {"Perhaps", "", "null", "null"},
-        {"Numbers", "1 65535 0", "1 65535 0", "text"},
-        {"Colours", "GREEN RED", "5 3", "text"},
-        {"Texts", "a \"b c\"", "a \"b c\"", "text"},
-        {"Others", handle + " 0", handle + " 0", "text"},
-        {"Order", "7", "7", "integer"},
-    };
+    } cases[] = {{"Name", "O'Brien \"x\" \xc3\xa9", "O'Brien \"x\" \xc3\xa9", "text"},
+                 {"IsSet", "true", "1", "integer"},
+                 {"Short", "-32768", "-32768", "integer"},
+                 {"Long", "-9223372036854775808", "-9223372036854775808", "integer"},
+                 {"LongUnsigned", "18446744073709551615", "1.84467440737096e+19", "real"},
+                 {"Number", "0.125", "0.125", "real"},
+                 {"Text", "", "", "text"},
+                 {"Ip", "192.0.2.1", "192.0.2.1", "text"},
+                 {"Ip6", "2001:DB8:0::1", "2001:db8::1", "text"},
+                 {"MacAddress", "00:1b:2c:3d:4e:5f", "00:1b:2c:3d:4e:5f", "text"},
+                 {"Other", handle, handle, "integer"},
+                 {"Colour", "GREEN", "5", "integer"},
+                 {"Perhaps", "", "null", "null"},
+                 {"Numbers", "1 65535 0", "1 65535 0", "text"},
+                 {"Colours", "GREEN RED", "5 3", "text"},
+                 {"Texts", "a \"b c\"", "a \"b c\"", "text"},
+                 {"Others", handle + " 0", handle + " 0", "text"},
+                 {"Order", "7", "7", "integer"}};
     CScriptable& result = Make(kSampleResult, &other);
     for (const auto& value : cases) result.Set(value.property, value.text);
     Manager().SaveResults({&result});
@@ -191,10 +178,9 @@ TEST_F(DataSetTest, AnOlderFileGetsTheColumnsThatItLacks) {
     sqlite3* older = nullptr;
     sqlite3_open((folder_ / "older.db").c_str(), &older);
     EXPECT_EQ(sqlite3_exec(older,
-                           "CREATE TABLE port(handle INTEGER PRIMARY KEY, name TEXT);"
-                           "INSERT INTO port VALUES(5, 'old');"
-                           "CREATE TABLE DataSets(DataSetId INTEGER PRIMARY KEY, Category TEXT);"
-                           "INSERT INTO DataSets VALUES(41, 'old')",
+                           "CREATE TABLE port(handle INTEGER PRIMARY KEY, name TEXT);INSERT INTO port "
+                           "VALUES(5, 'old');CREATE TABLE DataSets(DataSetId INTEGER PRIMARY KEY, Category "
+                           "TEXT);INSERT INTO DataSets VALUES(41, 'old')",
                            nullptr, nullptr, nullptr),
               SQLITE_OK);
     sqlite3_close(older);
@@ -209,8 +195,7 @@ TEST_F(DataSetTest, AnOlderFileGetsTheColumnsThatItLacks) {
               "null null 42 //a/1/1");
 }
 
-class IterationTest : public ResultsTest {
-  protected:
+struct IterationTest : ResultsTest {
     CCommand& MakeWrite(CScriptable& parent, const std::string& type) {
         auto& write = dynamic_cast<CCommand&>(MakeByName("EOTResultsWriteIterationCommand", &parent));
         write.Set("TestType", type);
@@ -221,32 +206,26 @@ class IterationTest : public ResultsTest {
 TEST_F(IterationTest, IsThatOfTheLoop) {
     auto& loop = Make<CSequencerLoopCommand>();
     loop.Set(ids::SequencerLoopCommand::CurrentIteration, 3u);
-    auto& in_loop = MakeWrite(loop, "Video");
-    auto& alone = MakeWrite(Project(), "");
+    auto &in_loop = MakeWrite(loop, "Video"), &alone = MakeWrite(Project(), "");
     alone.Set("EnableDetailedResultsCollection", "false");
-    const struct {
-        CCommand& write;
-        const char* file;
-        const char* configuration;
-    } cases[] = {
+    const std::tuple<CCommand&, const char*, const char*> cases[] = {
         {in_loop, "Video-Iter-3/Video-Iter-3.db", "1"},
         {in_loop, "Video-Iter-3-2/Video-Iter-3.db", "1"},
-        {alone, "Test-Iter-1/Test-Iter-1.db", "0"},
-    };
-    for (const auto& wanted : cases) {
+        {alone, "Test-Iter-1/Test-Iter-1.db", "0"}};
+    for (const auto& [write, file, configuration] : cases) {
         Begin();
         Manager().Finalise();
-        wanted.write.Execute(false);
-        EXPECT_EQ(wanted.write.GetStatus(), "");
-        EXPECT_EQ(Manager().GetDatabasePath(), folder_ / wanted.file);
+        write.Execute(false);
+        EXPECT_EQ(write.GetStatus(), "");
+        EXPECT_EQ(Manager().GetDatabasePath(), folder_ / file);
         EXPECT_EQ(Manager().GetIterationNumber(), 0) << "the next test is none";
         EXPECT_FALSE(Manager().MustFinalise());
-        const Reader reader(folder_ / wanted.file);
-        EXPECT_EQ(reader.Get("SELECT count(*) FROM Project"), wanted.configuration);
-        EXPECT_EQ(reader.Get("SELECT Iteration FROM DataSets"), wanted.file[0] == 'V' ? "3" : "1");
+        const Reader reader(folder_ / file);
+        EXPECT_EQ(reader.Get("SELECT count(*) FROM Project"), configuration);
+        EXPECT_EQ(reader.Get("SELECT Iteration FROM DataSets"), file[0] == 'V' ? "3" : "1");
         // What was written are not the results of another test.
-        wanted.write.Execute(false);
-        EXPECT_EQ(wanted.write.GetStatus(), "there are no results to write");
+        write.Execute(false);
+        EXPECT_EQ(write.GetStatus(), "there are no results to write");
         EXPECT_TRUE(core::COrvSystem::Instance().GetObjects("EotResultNode", kParentChild).empty());
     }
 }
@@ -272,4 +251,3 @@ TEST_F(IterationTest, WhatCannotBeWrittenIsSaidAndStopsNothing) {
 }
 
 }  // namespace
-}  // namespace host_test

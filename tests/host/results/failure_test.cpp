@@ -7,11 +7,11 @@
 
 #include "results_fixture.h"
 
-namespace host_test {
 namespace {
 
-class FailureTest : public ResultsTest {
-  protected:
+using namespace host_test;  // NOLINT: a test
+
+struct FailureTest : ResultsTest {
     /// The errors of the log are the manager's error text.
     void ExpectErrors(const LogCatcher& log, const std::string& path, const std::string& reason,
                       int expected = 1) {
@@ -27,15 +27,13 @@ class FailureTest : public ResultsTest {
     /// `trouble` comes before the step of that number.
     void RunWholeTest(const std::string& name, int trouble_at = 0,
                       const std::function<void()>& trouble = {}) {
-        const std::function<void()> steps[] = {
-            [&] { Begin(name); },
-            [&] { Manager().SaveConfiguration(true); },
-            [&] { Manager().SetTestCommand(MakeCommand("c")); },
-            [&] { Manager().SaveResults(MakeResults(2)); },
-            [&] { Manager().SaveObjects({ids::Project::CLASS}); },
-            [&] { Manager().SetRootNode(Project()); },
-            [&] { Manager().Finalise(); },
-        };
+        const std::function<void()> steps[] = {[&] { Begin(name); },
+                                               [&] { Manager().SaveConfiguration(true); },
+                                               [&] { Manager().SetTestCommand(MakeCommand("c")); },
+                                               [&] { Manager().SaveResults(MakeResults(2)); },
+                                               [&] { Manager().SaveObjects({ids::Project::CLASS}); },
+                                               [&] { Manager().SetRootNode(Project()); },
+                                               [&] { Manager().Finalise(); }};
         for (int i = 0; i < static_cast<int>(std::size(steps)); ++i) {
             if (trouble && i == trouble_at) {
                 Manager().Describe("Title", "All of it");  // waits until everything has been written
@@ -73,8 +71,7 @@ TEST_F(FailureTest, WhatCannotBeWrittenToItsFileIsAllInAnotherOne) {
         {"read",
          {0},
          [&](auto& path) { RunWholeTest("read"), Hold(holder, path, "BEGIN; SELECT * FROM Project"); }},
-        {"written", {1, 3, 5, kEnd}, [&](auto& path) { Hold(holder, path, "BEGIN IMMEDIATE"); }},
-    };
+        {"written", {1, 3, 5, kEnd}, [&](auto& path) { Hold(holder, path, "BEGIN IMMEDIATE"); }}};
     for (const auto& bad : cases) {
         for (const int step : bad.steps) {
             SCOPED_TRACE(bad.name + std::to_string(step));
@@ -89,14 +86,12 @@ TEST_F(FailureTest, WhatCannotBeWrittenToItsFileIsAllInAnotherOne) {
             EXPECT_THAT(Manager().GetErrorText(), testing::EndsWith("are in " + other));
             EXPECT_EQ(Manager().GetDatabasePath(), other);
             const Reader reader(other);
-            EXPECT_EQ(reader.Get("SELECT count(*), RootNode, TestCommand = Handle, EndTime > StartTime "
-                                 "FROM DataSets, TestCommand"),
+            EXPECT_EQ(reader.Get("SELECT count(*), RootNode, TestCommand = Handle, EndTime > StartTime FROM "
+                                 "DataSets, TestCommand"),
                       "1 " + std::to_string(Project().GetHandle()) + " 1 0");
-            EXPECT_EQ(
-                reader.Get(
-                    "SELECT (SELECT count(*) > 0 FROM Project), (SELECT count(*) > 1 FROM SampleResult),"
-                    " count(*), min(Name) FROM DataSetDescriptions"),
-                "1 1 3 EndTime");
+            EXPECT_EQ(reader.Get("SELECT (SELECT count(*) > 0 FROM Project), (SELECT count(*) > 1 FROM "
+                                 "SampleResult), count(*), min(Name) FROM DataSetDescriptions"),
+                      "1 1 3 EndTime");
 
             RunWholeTest("good");
             EXPECT_EQ(Manager().GetErrorText(), "");
@@ -173,4 +168,3 @@ TEST_F(FailureTest, ResultsWithoutATestAreAnErrorAndNoException) {
 }
 
 }  // namespace
-}  // namespace host_test

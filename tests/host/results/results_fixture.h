@@ -1,8 +1,7 @@
 // A host with a test-result manager, and a reader of the files that it writes.
 #pragma once
 
-#include <sqlite3.h>
-
+#include "database_reader.h"
 #include "host/host_fixture.h"
 #include "orv/core/eot_result.h"
 #include "orv/core/orv_system.h"
@@ -19,43 +18,9 @@ using namespace orv;  // NOLINT: tests
 inline constexpr common::ClassId kSampleResult = 0x7e009000;
 inline const StaticRegisterClass<core::CResult> result_registration{kSampleResult};
 
-/// A connection of a reader's own.
-class Reader {
-  public:
-    explicit Reader(const std::string& path) {
-        EXPECT_EQ(sqlite3_open_v2(path.c_str(), &connection_, SQLITE_OPEN_READWRITE, nullptr), SQLITE_OK)
-            << path;
-    }
-    ~Reader() { sqlite3_close(connection_); }
-    Reader(const Reader&) = delete;
-    Reader& operator=(const Reader&) = delete;
+using Reader = testing_aids::DatabaseReader;
 
-    /// All values of a query, with blanks between them; NULL as "null". A parameter @DataSetId gets
-    /// `data_set`.
-    std::string Get(const std::string& sql, int data_set = 1) const {
-        std::string text;
-        sqlite3_stmt* statement = nullptr;
-        EXPECT_EQ(sqlite3_prepare_v2(connection_, sql.c_str(), -1, &statement, nullptr), SQLITE_OK)
-            << sqlite3_errmsg(connection_) << " in " << sql;
-        sqlite3_bind_int(statement, sqlite3_bind_parameter_index(statement, "@DataSetId"), data_set);
-        int code = SQLITE_OK;
-        while (statement && (code = sqlite3_step(statement)) == SQLITE_ROW) {
-            for (int column = 0; column < sqlite3_column_count(statement); ++column) {
-                const auto* value = reinterpret_cast<const char*>(sqlite3_column_text(statement, column));
-                text += (text.empty() ? "" : " ") + std::string(value ? value : "null");
-            }
-        }
-        EXPECT_EQ(code, SQLITE_DONE) << sqlite3_errmsg(connection_) << " in " << sql;
-        sqlite3_finalize(statement);
-        return text;
-    }
-
-  private:
-    sqlite3* connection_ = nullptr;
-};
-
-class ResultsTest : public HostTest {
-  protected:
+struct ResultsTest : HostTest {
     explicit ResultsTest(ClockKind clock = ClockKind::Virtual) : HostTest(clock) { MakeManager(); }
 
     /// Replaces the manager.

@@ -29,8 +29,7 @@ inline std::string Describe(const Message& message, std::uint32_t seq_no, const 
 }
 
 /// Sends what it is told to, and notes what it receives as "<type> <name> #<sequence number>".
-class ScriptedPeer {
-  public:
+struct ScriptedPeer {
     explicit ScriptedPeer(std::unique_ptr<ITransport> end) : end_(std::move(end)) {
         end_->SetCallbacks(
             [this](std::vector<std::byte> bytes) {
@@ -67,8 +66,7 @@ class ScriptedPeer {
 };
 
 /// Notes what its delegate is called with as "<type> #<sequence number> <fault code> <fault text>".
-class AnswerRecorder {
-  public:
+struct AnswerRecorder {
     ResponseDelegate Delegate() { return ResponseDelegate::To<&AnswerRecorder::OnAnswer>(this); }
 
     Strings answers;
@@ -79,9 +77,8 @@ class AnswerRecorder {
   private:
     void OnAnswer(std::uint16_t seq_no, Message* message, void* context) {
         std::string text = Describe(*message, seq_no);
-        if (message->get_msg_type() == orv::tm::TMT_FAULT) {
+        if (message->get_msg_type() == orv::tm::TMT_FAULT)
             text += " " + std::to_string(message->get_fault_code()) + " " + message->get_fault_string();
-        }
         answers.push_back(text);
         contexts.push_back(context);
         if (meanwhile) meanwhile();
@@ -89,8 +86,7 @@ class AnswerRecorder {
 };
 
 /// The RPC manager, connected to a scripted peer.
-class RpcTest : public testing::Test {
-  protected:
+struct RpcTest : testing::Test {
     explicit RpcTest(ClockKind clock = ClockKind::Virtual) {
         Tasks().Start(clock);
         Tasks().CtmEnter();
@@ -135,10 +131,9 @@ class RpcTest : public testing::Test {
         std::vector<ErrorMsg> errors;
         Rpc().Wait(errors);
         Strings texts;
-        for (const auto& error : errors) {
+        for (const auto& error : errors)
             texts.push_back("#" + std::to_string(error.msg_seq_num) + " " + error.messenger_string + " " +
                             std::to_string(error.fault_code) + " " + error.fault_string);
-        }
         return texts;
     }
 

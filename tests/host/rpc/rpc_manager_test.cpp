@@ -1,8 +1,9 @@
 #include "rpc/rpc_manager_connection.h"
 #include "rpc_fixture.h"
 
-namespace host_test {
 namespace {
+
+using namespace host_test;  // NOLINT: a test
 
 PendingRequest Pending(std::uint32_t seq_no, std::uint64_t serial = 0) {
     PendingRequest request;
@@ -29,8 +30,7 @@ TEST(RpcConnection, ARequestIsTakenOnceAndByItsOwnSerialNumberOrAllInTheOrderOfS
     connection.Add(Pending(1, 10));
     EXPECT_FALSE(connection.Take(0x10001).has_value()) << "answers carry 32 bits";
     EXPECT_FALSE(connection.TakeSerial(1, 9).has_value()) << "the time-out of an earlier one of that number";
-    EXPECT_TRUE(connection.TakeSerial(1, 10).has_value());
-    EXPECT_FALSE(connection.Take(1).has_value());
+    EXPECT_TRUE(connection.TakeSerial(1, 10).has_value() && !connection.Take(1).has_value());
     std::vector<int> order;
     std::uint64_t serial = 0;
     for (const int seq_no : {0xffff, 1, 2}) connection.Add(Pending(seq_no, ++serial));
@@ -60,8 +60,7 @@ TEST_F(RpcTest, AnswersReachTheDelegateWhateverThePeerDoes) {
          "response #1",
          {}},
         {"lost", [](Peer& p, auto) { p.Close(); }, "fault #1 " + lost, {"#1 //port " + lost}},
-        {"response, then lost", [](Peer& p, auto n) { p.Respond(n), p.Close(); }, "response #1", {}},
-    };
+        {"response, then lost", [](Peer& p, auto n) { p.Respond(n), p.Close(); }, "response #1", {}}};
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         Peer far(ConnectTo(port));
@@ -157,17 +156,12 @@ TEST_F(RpcTest, ADelegateMayAskOnAndWaitForTheAnswerOrDisconnect) {
 }
 
 TEST_F(RpcTest, NothingIsDeliveredAfterTheConnectionsEnd) {
-    const struct {
-        const char* name;
-        std::function<void()> end;
-        std::size_t faults;
-    } cases[] = {
+    const std::tuple<const char*, std::function<void()>, std::size_t> cases[] = {
         {"disconnected", [this] { Rpc().Disconnect(port); }, 2},
         {"replaced", [this] { ConnectTo(port); }, 2},
-        {"reset", [] { Rpc().Reset(); }, 0},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
+        {"reset", [] { Rpc().Reset(); }, 0}};
+    for (const auto& [name, end, faults] : cases) {
+        SCOPED_TRACE(name);
         peer = std::make_unique<ScriptedPeer>(ConnectTo(port));
         auto gone = std::make_unique<AnswerRecorder>();
         Register(*gone);
@@ -176,18 +170,17 @@ TEST_F(RpcTest, NothingIsDeliveredAfterTheConnectionsEnd) {
         Yield(1);
         peer->Respond(2);
         peer->Notify("set_1.Event", 1);
-        c.end();
-        EXPECT_EQ(gone->answers.size(), c.faults) << "faults come before the end returns";
+        end();
+        EXPECT_EQ(gone->answers.size(), faults) << "faults come before the end returns";
         gone.reset();  // a late call would use a destroyed object
         Yield(60'000);
-        EXPECT_EQ(Wait().size(), c.faults == 0 ? 0 : 3u) << "one of them is the registration's";
+        EXPECT_EQ(Wait().size(), faults == 0 ? 0 : 3u) << "one of them is the registration's";
         EXPECT_EQ(peer->received.back(), "closed");
         Rpc().Disconnect(port);
     }
 }
 
-class RpcNotification : public RpcTest {
-  protected:
+struct RpcNotification : RpcTest {
     RpcNotification() {
         AnswerAll();
         for (AnswerRecorder* each : {&recorder, &second, &third}) ids.push_back(Register(*each));
@@ -263,8 +256,7 @@ std::string Text(const std::vector<std::byte>& bytes) {
     return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
-class InProcessTransport : public testing::Test {
-  protected:
+struct InProcessTransport : testing::Test {
     InProcessTransport() { Tasks().Start(ClockKind::Virtual); }
     ~InProcessTransport() override {
         left_.reset();
@@ -293,11 +285,9 @@ TEST_F(InProcessTransport, CarriesMessagesInOrderAfterTheLatency) {
     Connect(3ms);
     Listen(*left_, "L");
     Listen(*right_, "R");
-    EXPECT_TRUE(left_->Send(Bytes("a")));
-    EXPECT_TRUE(left_->Send(Bytes("")));
+    EXPECT_TRUE(left_->Send(Bytes("a")) && left_->Send(Bytes("")));
     Tasks().CtmYield(1);
-    EXPECT_TRUE(right_->Send(Bytes("c")));
-    EXPECT_TRUE(left_->Send(Bytes("b")));
+    EXPECT_TRUE(right_->Send(Bytes("c")) && left_->Send(Bytes("b")));
     EXPECT_EQ(trace_, "") << "nothing arrives within Send";
     Tasks().CtmYield(10);
     EXPECT_EQ(trace_, "R:a@3 R:@3 L:c@4 R:b@4 ");
@@ -322,8 +312,7 @@ TEST_F(InProcessTransport, ClosingEndsBothSides) {
     left_->Send(Bytes("last words"));
     right_->Send(Bytes("too late"));
     for (int i = 0; i < 2; ++i) left_->Close();
-    EXPECT_FALSE(left_->Send(Bytes("x")));
-    EXPECT_FALSE(right_->Send(Bytes("x")));
+    EXPECT_FALSE(left_->Send(Bytes("x")) || right_->Send(Bytes("x")));
     Tasks().CtmYield(10);
     right_->Close();
     left_.reset();
@@ -349,4 +338,3 @@ TEST_F(InProcessTransport, ACallbackMayCloseItsOwnEndOrThrow) {
 }
 
 }  // namespace
-}  // namespace host_test

@@ -2,11 +2,11 @@
 
 #include "host/aids.h"
 
-namespace host_test {
 namespace {
 
-class VirtualClock : public testing::Test {
-  protected:
+using namespace host_test;  // NOLINT: a test
+
+struct VirtualClock : testing::Test {
     VirtualClock() {
         Tasks().Start(ClockKind::Virtual);
         Tasks().CtmEnter();
@@ -127,8 +127,7 @@ TEST_F(VirtualClock, TheLockIsGivenUpWhileWaitingWhateverItsDepth) {
         std::thread([] { EXPECT_FALSE(Tasks().IsLockHeld()); }).join();
     }
     Tasks().CtmYield(1);
-    EXPECT_TRUE(held);
-    EXPECT_TRUE(Tasks().IsLockHeld());
+    EXPECT_TRUE(held && Tasks().IsLockHeld());
 }
 
 TEST_F(VirtualClock, OtherThreadsMayPostButNotWait) {
@@ -162,4 +161,3 @@ TEST(StoppedTaskManager, RefusesTasksAndDropsTimers) {
 }
 
 }  // namespace
-}  // namespace host_test

@@ -6,11 +6,11 @@
 #include "orv/core/orv_system.h"
 #include "orv/igmpmld/multicast_port_config.h"
 
-namespace testing_aids {
 namespace {
 
-class ApplyChangesTest : public TwoPortsTest {
-  protected:
+using namespace testing_aids;  // NOLINT: a test
+
+struct ApplyChangesTest : TwoPortsTest {
     std::size_t Draw(std::size_t count) {
         return std::uniform_int_distribution<std::size_t>(0, count - 1)(random_);
     }
@@ -62,8 +62,7 @@ void ApplyChangesTest::Edit() {
         [&] { far1.answer = [how = Draw(2) ? Answer::Fault : Answer::Respond](auto&) { return how; }; },
         [&] { AddBlock(); },
         [&] { Delete(false); },
-        [&] { Delete(true); },
-    };
+        [&] { Delete(true); }};
     kinds[Draw(std::size(kinds))]();
 }
 
@@ -207,4 +206,3 @@ TEST_F(LostChangesTest, ATestTypeThatIsPreparedMeanwhileCountsAsAChange) {
 }
 
 }  // namespace
-}  // namespace testing_aids

@@ -4,9 +4,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <string>
-#include <vector>
-
 #include "IptvMsgSetCln.h"
 #include "orv/core/network_block.h"
 #include "orv/core/project.h"
@@ -24,16 +21,9 @@
 namespace testing_aids {
 
 using namespace orv;  // NOLINT: tests
-using framework::CScriptable;
-using framework::CScriptableCreator;
-using framework::ScriptableVec;
-using iptv::CIptvMsgSetCln;
-using testing::Contains;
-using testing::ElementsAre;
-using testing::ElementsAreArray;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::StartsWith;
+using framework::CScriptable, framework::CScriptableCreator, framework::ScriptableVec, iptv::CIptvMsgSetCln;
+using testing::Contains, testing::ElementsAre, testing::ElementsAreArray, testing::HasSubstr;
+using testing::IsEmpty, testing::StartsWith;
 namespace relations = ids::relations;
 using Requests = std::vector<std::string>;
 
@@ -76,8 +66,7 @@ struct ApplyScene {
 
     Requests journal;
     TestProject project;
-    core::CPort& p1 = project.MakePort("P1");
-    core::CPort& p2 = project.MakePort("P2");
+    core::CPort &p1 = project.MakePort("P1"), &p2 = project.MakePort("P2");
     ScriptedPort far1{p1}, far2{p2};
 };
 
@@ -86,8 +75,7 @@ struct ApplyScene {
 struct TwoPorts : ApplyScene {
     iptv::CIptvChannelBlock& channels = project.MakeChannelBlock("News", 1, 8);
     iptv::CIptvViewedChannels& range = project.MakeRange(channels, 1, 4, "Range");
-    iptv::CIptvViewingProfileConfig& fast = project.MakeProfile("Fast");
-    iptv::CIptvViewingProfileConfig& slow = project.MakeProfile("Slow");
+    iptv::CIptvViewingProfileConfig &fast = project.MakeProfile("Fast"), &slow = project.MakeProfile("Slow");
     core::CEmulatedDevice& device_a = project.MakeDevice(&p1, 1, {}, "Host A");
     core::CEmulatedDevice& device_b = project.MakeDevice(&p2, 1, {}, "Host B");
     core::CEmulatedDevice& device_c = project.MakeDevice(&p1, 1, {}, "Host C");

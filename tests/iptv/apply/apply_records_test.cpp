@@ -5,8 +5,9 @@
 #include "config/AddressLists.h"
 #include "orv/core/ipv6_if.h"
 
-namespace testing_aids {
 namespace {
+
+using namespace testing_aids;  // NOLINT: a test
 
 using namespace iptvcd_1_bll;  // NOLINT: records
 using Profile = profileConfig_s;
@@ -110,8 +111,7 @@ TEST(ApplyRecords, Profile) {
         {{"Zap.JoinLatencyThreshold=16"}, [](P& p) { p.join_latency_threshold = 16; }},
         {{"Zap.LeaveLatencyThreshold=17"}, [](P& p) { p.leave_latency_threshold = 17; }},
         {{"Zap.UnicastJoinThreshold=18"}, [](P& p) { p.unicast_join_threshold = 18; }},
-        {{"Zap.UnicastLeaveThreshold=19"}, [](P& p) { p.unicast_leave_threshold = 19; }},
-    };
+        {{"Zap.UnicastLeaveThreshold=19"}, [](P& p) { p.unicast_leave_threshold = 19; }}};
     Rec scene({});
     Profile first;
     first.profile_handle = scene.profile.GetHandle();
@@ -180,8 +180,7 @@ TEST(ApplyRecords, ChannelBlockOfIpv4) {
         // The list counts, whatever the number of hosts.
         {{"Source.AddrList=10.7.0.1", "News.ChannelName=World"}, ExpectSources({"10.7.0.1"})},
         {{AddOwnSources("10.0.0.1 10.9.0.1", 0x100)},
-         ExpectSources({"10.0.0.1", "10.0.1.1", "10.9.0.1", "10.9.1.1"})},
-    };
+         ExpectSources({"10.0.0.1", "10.0.1.1", "10.9.0.1", "10.9.1.1"})}};
     Rec scene({});
     scene.Check("UpdateChannelBlock", parse_req_UpdateChannelBlock, scene.NewChannels(), edits);
 }
@@ -198,8 +197,7 @@ TEST(ApplyRecords, ChannelBlockOfIpv6) {
         {{"Addresses.AddrIncrement=2147483648"}, ExpectAddress("ff1e::2:7fff:fffe", "::8000:0")},
         {{AddSourceDevice(2, "0:0:1::")}, ExpectSources({"2000::2", "2000:0:1::2"})},
         {{more_interfaces, "News.ChannelName=World"}, ExpectSources({"2000::2", "2000:0:1::2", "3000::9"})},
-        {{AddOwnSources("4000::1", 0x10)}, ExpectSources({"4000::1", "4000::11"})},
-    };
+        {{AddOwnSources("4000::1", 0x10)}, ExpectSources({"4000::1", "4000::11"})}};
     Rec scene({.ipv6 = true});
     scene.Check("UpdateChannelBlock", parse_req_UpdateChannelBlock, scene.NewChannels(), edits);
 }
@@ -273,8 +271,7 @@ TEST(ApplyRecords, SettopBlockOfIpv4) {
         {{kFccOff}, ExpectFcc({}, 0, 0, 0)},
         {{"Boxes.RtpNackEnable=false"}, [](Settop& s) { s.rrr_stbConfig.clear(); }},
         {{"Protocol.Version=IGMP_V1"}, ExpectVersion(IgmpVersion::IGMP_VERSION1)},
-        {{"Protocol.Version=IGMP_V3"}, ExpectVersion(IgmpVersion::IGMP_VERSION3)},
-    };
+        {{"Protocol.Version=IGMP_V3"}, ExpectVersion(IgmpVersion::IGMP_VERSION3)}};
     CheckSettop(t, edits);
 }
 
@@ -349,4 +346,3 @@ TEST(ApplyRecords, UnresolvedAddressesAreWarnedOf) {
 }
 
 }  // namespace
-}  // namespace testing_aids

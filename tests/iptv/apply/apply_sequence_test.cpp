@@ -1,8 +1,9 @@
 // Which requests an apply sends, in which order.
 #include "apply_fixture.h"
 
-namespace testing_aids {
 namespace {
+
+using namespace testing_aids;  // NOLINT: a test
 
 using iptv::CIptvStbBlockConfig;
 using PortsEdit = EditOf<TwoPorts>;
@@ -74,8 +75,7 @@ const Case kCases[] = {
      [](Two& t) { t.project.Put("P2.Online=false"), t.project.Put("B.MinBufferLevel=1"); },
      {"P1 UpdateProfile Fast", "P1 UpdateChannelBlock Range"},
      "P2.Online=true",
-     {"P2 UpdateProfile Fast", "P2 UpdateChannelBlock Range", kSendB[0], kSendB[1]}},
-};
+     {"P2 UpdateProfile Fast", "P2 UpdateChannelBlock Range", kSendB[0], kSendB[1]}}};
 
 TEST(ApplySequence, AnEditIsSentToThePortsThatItConcerns) {
     for (const Case& edit : kCases) {
@@ -111,8 +111,7 @@ TEST_F(ApplySequenceTest, WhatIsDeletedIsForgotten) {
     Sent();
     EXPECT_EQ(CIptvMsgSetCln::FindPortClient(port), nullptr);
     EXPECT_THAT(CIptvMsgSetCln::FindPorts(), ElementsAre(p2.GetHandle()));
-    EXPECT_FALSE(fast.FindPortinVec(port));
-    EXPECT_TRUE(fast.FindPortinVec(p2.GetHandle()));
+    EXPECT_TRUE(!fast.FindPortinVec(port) && fast.FindPortinVec(p2.GetHandle()));
 }
 
 TEST_F(ApplySequenceTest, BlocksThatNeverReachedAPortAreNotDeletedFromIt) {
@@ -177,4 +176,3 @@ TEST_F(ApplySequenceTest, ABlockThatIsDeletedMeanwhileIsTakenBackByTheNextApply)
 }
 
 }  // namespace
-}  // namespace testing_aids

@@ -3,8 +3,9 @@
 #include "apply_fixture.h"
 #include "orv/core/eth_ii_if.h"
 
-namespace testing_aids {
 namespace {
+
+using namespace testing_aids;  // NOLINT: a test
 
 using Action = std::function<void()>;
 
@@ -127,8 +128,7 @@ const MissingCase kMissingCases[] = {
          t.p1.GetObject(ids::MulticastPortConfig::CLASS, common::kParentChild)->Delete();
          return Action([&t] { CScriptableCreator().Create(ids::MulticastPortConfig::CLASS, &t.p1); });
      },
-     "Assertion Failed: Failed to get MulticastPortConfig Expression: mcastPortCfg != NULL File: "},
-};
+     "Assertion Failed: Failed to get MulticastPortConfig Expression: mcastPortCfg != NULL File: "}};
 
 class MissingObjectsTest : public testing::Test, protected MissingScene {};
 
@@ -180,4 +180,3 @@ TEST_F(MissingObjectsTest, AClientOutlivesItsPort) {
 }
 
 }  // namespace
-}  // namespace testing_aids

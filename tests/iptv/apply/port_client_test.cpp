@@ -4,8 +4,9 @@
 #include "orv/core/ipv4_network_block.h"
 #include "orv/core/ipv6_network_block.h"
 
-namespace testing_aids {
 namespace {
+
+using namespace testing_aids;  // NOLINT: a test
 
 using testing::UnorderedElementsAre;
 
@@ -22,10 +23,9 @@ TEST_F(PortClientTest, AddressesOfABlock) {
     const auto texts = [&list](core::CNetworkBlock* block) {
         iptv::BlockToVector(block, list);
         Requests texts;
-        for (const auto& ip : list) {
+        for (const auto& ip : list)
             texts.push_back(ip.type == ip.kV4 ? common::CIpAddress(ip.v4.address).ToString()
                                               : common::CIpv6Address(ip.v6.address).ToString());
-        }
         return texts;
     };
     EXPECT_THAT(texts(&v4), ElementsAre("10.0.0.255", "10.0.1.0", "11.0.0.0", "11.0.0.1"));
@@ -58,8 +58,7 @@ TEST_F(PortClientTest, ExpectedGroupsFollowWhatIsWatched) {
     EXPECT_THAT(apply(), UnorderedElementsAre(others_group, news_group)) << "the host is still there";
 }
 
-class StackRuleTest : public testing::Test, protected ApplyScene {
-  protected:
+struct StackRuleTest : testing::Test, protected ApplyScene {
     std::string Validate() {
         framework::ValidationContext context;
         context.SetCurrentObject(&project.Root());
@@ -109,4 +108,3 @@ TEST_F(StackRuleTest, MissingObjectsAreNamed) {
 }
 
 }  // namespace
-}  // namespace testing_aids

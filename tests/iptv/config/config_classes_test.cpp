@@ -11,11 +11,11 @@
 #include "thrown.h"
 #include "validation_fixture.h"
 
-namespace testing_aids {
 namespace {
 
-using common::kParentChild;
-using framework::ScriptableVec;
+using namespace testing_aids;  // NOLINT: a test
+
+using common::kParentChild, framework::ScriptableVec;
 
 class ConfigClassesTest : public testing::Test, protected Scene {};
 
@@ -74,18 +74,16 @@ TEST_F(ConfigClassesTest, AChannelBlockFollowsItsGroupAndItsSources) {
         common::RelationType type;
         CScriptable& other;
         CScriptable::State then;
-    } cases[] = {
-        {STATE_NEW, STATE_UNCHANGED, sources, device, STATE_NEW},
-        {STATE_PENDING_DELETE, STATE_UNCHANGED, sources, device, STATE_PENDING_DELETE},
-        {STATE_UNCHANGED, STATE_UNCHANGED, sources, device, STATE_MODIFIED},
-        {STATE_UNCHANGED, STATE_UNCHANGED, sources.Reverse(), device, STATE_UNCHANGED},
-        {STATE_UNCHANGED, STATE_UNCHANGED, sources, port, STATE_UNCHANGED},
-        {STATE_UNCHANGED, STATE_NEW, group_of, group, STATE_UNCHANGED},
-        {STATE_UNCHANGED, STATE_OBSOLETE, group_of, group, STATE_OBSOLETE},
-        {STATE_UNCHANGED, STATE_OBSOLETE, group_of.Reverse(), group, STATE_UNCHANGED},
-        {STATE_UNCHANGED, STATE_PENDING_DELETE, group_of, port, STATE_UNCHANGED},
-        {STATE_UNCHANGED, STATE_PENDING_DELETE, group_of, group, STATE_PENDING_DELETE},
-    };
+    } cases[] = {{STATE_NEW, STATE_UNCHANGED, sources, device, STATE_NEW},
+                 {STATE_PENDING_DELETE, STATE_UNCHANGED, sources, device, STATE_PENDING_DELETE},
+                 {STATE_UNCHANGED, STATE_UNCHANGED, sources, device, STATE_MODIFIED},
+                 {STATE_UNCHANGED, STATE_UNCHANGED, sources.Reverse(), device, STATE_UNCHANGED},
+                 {STATE_UNCHANGED, STATE_UNCHANGED, sources, port, STATE_UNCHANGED},
+                 {STATE_UNCHANGED, STATE_NEW, group_of, group, STATE_UNCHANGED},
+                 {STATE_UNCHANGED, STATE_OBSOLETE, group_of, group, STATE_OBSOLETE},
+                 {STATE_UNCHANGED, STATE_OBSOLETE, group_of.Reverse(), group, STATE_UNCHANGED},
+                 {STATE_UNCHANGED, STATE_PENDING_DELETE, group_of, port, STATE_UNCHANGED},
+                 {STATE_UNCHANGED, STATE_PENDING_DELETE, group_of, group, STATE_PENDING_DELETE}};
     for (const auto& c : cases) {
         SCOPED_TRACE(&c - cases);
         for (const bool added : {true, false}) {
@@ -113,8 +111,7 @@ TEST_F(ConfigClassesTest, ABlocksHostsNeedNoMembershipsOfTheirOwn) {
 
 TEST_F(ConfigClassesTest, TheHostLearnsWhichInterfacesTheLiveBlocksOfAPortUse) {
     auto& six = project.MakeDevice(&port, 1, {.ipv6 = true});
-    auto& second = project.MakeStbBlock(six, profile, {});
-    auto& third = project.MakeStbBlock(six, profile, {});
+    auto &second = project.MakeStbBlock(six, profile, {}), &third = project.MakeStbBlock(six, profile, {});
     project.MakeStbBlock(six, profile, {}).Set(ids::Scriptable::Active, false);
     project.MakeStbBlock(six, profile, {}).MarkDelete(true, true);
     project.MakeStbBlock(six, profile, {}).SetObjects({}, relations::MulticastParam);
@@ -144,8 +141,7 @@ TEST_F(ConfigClassesTest, ABrokenListOfChannelBlocksFailsWhereNoBlockBeforeAnswe
         {nullptr, ""},
         {&port, ""},
         {&groupless, "MulticastGroup associated with Groupless"},
-        {&empty, "NetworkBlock associated with Empty group"},
-    };
+        {&empty, "NetworkBlock associated with Empty group"}};
     for (const auto& [broken, detail] : cases) {
         const ScriptableVec list{broken, &channels};
         EXPECT_EQ(range.GetChannelBlockForViewChan({&channels, broken}), &channels);
@@ -164,9 +160,8 @@ const CScriptable* FindOneByOne(const std::vector<iptv::CIptvChannelBlock*>& blo
         const std::uint32_t first = block->GetChannelStart();
         const std::uint32_t count = block->GetMulticastGroup()->GetNetworkBlock()->GetNetworkCount();
         if (block->GetActive() && start >= first && start < first + count && end <= first + count - 1 &&
-            end > first) {
+            end > first)
             return block;
-        }
     }
     return nullptr;
 }
@@ -214,4 +209,3 @@ TEST(ChannelBlockIndex, FindsWhatTheRulesFindOneByOne) {
 }
 
 }  // namespace
-}  // namespace testing_aids

@@ -2,8 +2,9 @@
 // profiles.
 #include "validation_fixture.h"
 
-namespace testing_aids {
 namespace {
+
+using namespace testing_aids;  // NOLINT: a test
 
 using std::to_string;
 
@@ -73,8 +74,7 @@ TEST(ChannelBlockValidation, ChannelNumbersAreUniqueAndUdpPortsInRange) {
         {"UDP port 1 for all", {UdpPorts(1, 0, 10)}, {}},
         {"UDP port 65535 for all", {UdpPorts(65535, 0, 10)}, {}},
         {"UDP ports up to 65535", {UdpPorts(65000, 5, 108)}, {}},
-        {"UDP ports beyond", {UdpPorts(65000, 5, 109)}, {kUdpPorts}},
-    };
+        {"UDP ports beyond", {UdpPorts(65000, 5, 109)}, {kUdpPorts}}};
     CheckCases(kChannelBlocks, cases);
 }
 
@@ -95,8 +95,7 @@ TEST(ChannelBlockValidation, WhatIsMissingEndsTheValidation) {
                {{"News", "Network Block associated with News group could not be found. "}}),
         {"off: nothing is needed", {without_group, Off("News"), behind}, {}},
         Throws({MakeOdd(0x7f110000, "IptvChannelBlock")}, "IptvChannelBlock from ChannelBlockIterator" + in,
-               "IptvChannelBlock. "),
-    };
+               "IptvChannelBlock. ")};
     CheckCases(kChannelBlocks, cases);
 }
 
@@ -135,28 +134,26 @@ TEST(ViewedChannelsValidation, EachRuleHasItsLimit) {
     const struct {
         std::uint32_t start, end, step, initial, initial_step;
         std::vector<std::string> texts;
-    } rows[] = {
-        {5, 24, 1, 5, 1, {}},
-        {5, 14, 3, 5, 0, {}},
-        {5, 14, 0, 0, 99, {kStep}},
-        {5, 14, 2, 5, 2, {kUneven}},
-        {5, 14, 3, 5, 2, {kInitialStep}},
-        {5, 14, 1, 4, 1, {TooLow("4", "5")}},
-        {5, 14, 1, 14, 1, {}},
-        {5, 14, 1, 15, 1, {TooHigh("15", "14")}},
-        {5, 14, 1, 5, 9, {}},
-        {5, 14, 1, 5, 10, {TooFar("10", "9")}},
-        {5, 14, 9, 5, 0, {}},
-        {5, 14, 10, 5, 0, {kShort, kUneven}},
-        {5, 5, 1, 5, 0, {kShort, kOutside}},
-        {4, 14, 1, 5, 1, {kOutside}},
-        {5, 25, 1, 5, 1, {kOutside}},
-        {9, 8, 1, 9, 1, {kBackwards, kShort, TooHigh("9", "8")}},
-        {5, 8, 2, 20, 7, {kInitialStep, TooHigh("20", "8"), TooFar("7", "3"), kUneven}},
-        // 5 + 4294967295 is 4 in 32 bits.
-        {5, 14, 4294967295, 5, 0, {kUneven}},
-        {4294967290, 4294967295, 1, 4294967290, 1, {kOutside}},
-    };
+    } rows[] = {{5, 24, 1, 5, 1, {}},
+                {5, 14, 3, 5, 0, {}},
+                {5, 14, 0, 0, 99, {kStep}},
+                {5, 14, 2, 5, 2, {kUneven}},
+                {5, 14, 3, 5, 2, {kInitialStep}},
+                {5, 14, 1, 4, 1, {TooLow("4", "5")}},
+                {5, 14, 1, 14, 1, {}},
+                {5, 14, 1, 15, 1, {TooHigh("15", "14")}},
+                {5, 14, 1, 5, 9, {}},
+                {5, 14, 1, 5, 10, {TooFar("10", "9")}},
+                {5, 14, 9, 5, 0, {}},
+                {5, 14, 10, 5, 0, {kShort, kUneven}},
+                {5, 5, 1, 5, 0, {kShort, kOutside}},
+                {4, 14, 1, 5, 1, {kOutside}},
+                {5, 25, 1, 5, 1, {kOutside}},
+                {9, 8, 1, 9, 1, {kBackwards, kShort, TooHigh("9", "8")}},
+                {5, 8, 2, 20, 7, {kInitialStep, TooHigh("20", "8"), TooFar("7", "3"), kUneven}},
+                // 5 + 4294967295 is 4 in 32 bits.
+                {5, 14, 4294967295, 5, 0, {kUneven}},
+                {4294967290, 4294967295, 1, 4294967290, 1, {kOutside}}};
     for (const auto& row : rows) {
         Reports reports;
         for (const std::string& text : row.texts) reports.push_back(In("Range", text));
@@ -172,53 +169,49 @@ TEST(ViewedChannelsValidation, EachRuleHasItsLimit) {
 }
 
 TEST(ViewedChannelsValidation, RangesOfABlockDoNotOverlap) {
-    const Cases cases{
-        {"one ends where the next begins", {Extend(40), View("Next", 10, 20)}, {}},
-        {"one more in common", {Extend(40), View("Next", 9, 20)}, {In("Next", kOverlap)}},
-        {"ascending, whatever the order of creation",
-         {Extend(40), View("Last", 18, 30), View("Next", 9, 20)},
-         {In("Next", kOverlap), In("Last", kOverlap)}},
-        {"each is compared with the end of the one before",
-         {View("Inner", 3, 5), View("Next", 6, 9)},
-         {In("Inner", kOverlap)}},
-        {"ranges of different blocks may",
-         {[](Scene& s) {
-             auto& other = s.project.MakeRange(s.channels, 4, 8, "Other");
-             s.project.MakeStbBlock(s.device, s.profile, {&other});
-         }},
-         {}},
-        {"a range that is off is one of the block's all the same",
-         {View("Off", 3, 5), Off("Off"), "Off.ChannelBlock=0"},
-         {In("Off", kOverlap)}},
-        {"a deleted one is not", {View("Gone", 3, 5), Delete("Gone")}, {}},
-        {"a step of 0 ends the validation",
-         {View("Nil", 8, 9), "Nil.ChannelRangeStep=0", View("Last", 8, 10), "Range.InitialChannelStart=0",
-          kMoreBoxes},
-         {In("Range", TooLow("0", "1")), In("Nil", kStep)}},
-    };
+    const Cases cases{{"one ends where the next begins", {Extend(40), View("Next", 10, 20)}, {}},
+                      {"one more in common", {Extend(40), View("Next", 9, 20)}, {In("Next", kOverlap)}},
+                      {"ascending, whatever the order of creation",
+                       {Extend(40), View("Last", 18, 30), View("Next", 9, 20)},
+                       {In("Next", kOverlap), In("Last", kOverlap)}},
+                      {"each is compared with the end of the one before",
+                       {View("Inner", 3, 5), View("Next", 6, 9)},
+                       {In("Inner", kOverlap)}},
+                      {"ranges of different blocks may",
+                       {[](Scene& s) {
+                           auto& other = s.project.MakeRange(s.channels, 4, 8, "Other");
+                           s.project.MakeStbBlock(s.device, s.profile, {&other});
+                       }},
+                       {}},
+                      {"a range that is off is one of the block's all the same",
+                       {View("Off", 3, 5), Off("Off"), "Off.ChannelBlock=0"},
+                       {In("Off", kOverlap)}},
+                      {"a deleted one is not", {View("Gone", 3, 5), Delete("Gone")}, {}},
+                      {"a step of 0 ends the validation",
+                       {View("Nil", 8, 9), "Nil.ChannelRangeStep=0", View("Last", 8, 10),
+                        "Range.InitialChannelStart=0", kMoreBoxes},
+                       {In("Range", TooLow("0", "1")), In("Nil", kStep)}}};
     CheckCases(kRanges, cases);
 }
 
 TEST(ViewedChannelsValidation, OnlyWhatIsUsedIsChecked) {
     const Edit spoil("Range.InitialChannelStart=0");
     const Report wrong = In("Range", TooLow("0", "1"));
-    const Cases cases{
-        {"for each block that views it", {spoil, kMoreBoxes}, {wrong, wrong}},
-        {"by nobody", {spoil, Delete("Boxes")}, {}},
-        {"by a block that is off", {spoil, Off("Boxes")}, {}},
-        {"by a device that is off", {spoil, Off("Hosts")}, {}},
-        {"channels that are off", {Off("News")}, {In("Range", kOutside)}},
-        {"channels that are destroyed",
-         {Delete("News"), [](Scene& s) { s.project.Settle(); }},
-         {In("Range", kBadBlock), In("Range", kOutside)}},
-        {"made for no channels, before the rules of the blocks",
-         {spoil, "Range.ChannelBlock=0",
-          [](Scene& s) {
-              auto& idle = s.project.MakeRange(s.channels, 1, 2, "Idle");
-              idle.Set(ids::IptvViewedChannels::ChannelBlock, s.port.GetHandle());
-          }},
-         {In("Range", kNoBlock), In("Idle", kBadBlock), wrong}},
-    };
+    const Cases cases{{"for each block that views it", {spoil, kMoreBoxes}, {wrong, wrong}},
+                      {"by nobody", {spoil, Delete("Boxes")}, {}},
+                      {"by a block that is off", {spoil, Off("Boxes")}, {}},
+                      {"by a device that is off", {spoil, Off("Hosts")}, {}},
+                      {"channels that are off", {Off("News")}, {In("Range", kOutside)}},
+                      {"channels that are destroyed",
+                       {Delete("News"), [](Scene& s) { s.project.Settle(); }},
+                       {In("Range", kBadBlock), In("Range", kOutside)}},
+                      {"made for no channels, before the rules of the blocks",
+                       {spoil, "Range.ChannelBlock=0",
+                        [](Scene& s) {
+                            auto& idle = s.project.MakeRange(s.channels, 1, 2, "Idle");
+                            idle.Set(ids::IptvViewedChannels::ChannelBlock, s.port.GetHandle());
+                        }},
+                       {In("Range", kNoBlock), In("Idle", kBadBlock), wrong}}};
     CheckCases(kRanges, cases);
 }
 
@@ -238,8 +231,7 @@ TEST(ViewedChannelsValidation, WhatIsOfAnotherClassEndsTheValidation) {
                "IptvViewedChannels associated with Boxes"),
         Throws({Cut("News", relations::MulticastParam)},
                "MulticastGroup from IptvChannelBlock in CIptvViewedChannels::CmpViewedChannels",
-               "MulticastGroup associated with News"),
-    };
+               "MulticastGroup associated with News")};
     CheckCases(kRanges, cases);
 }
 
@@ -318,8 +310,7 @@ TEST(ViewingProfileValidation, EachRuleHasItsLimit) {
         {{.trigger_delay = 1, .trigger_check = true}, {}},
         {{.trigger_delay = 0, .trigger_check = true}, {kTrigger}},
         {{1025, 976, 500, 5000, 1, 0, 0, true},
-         {kDelay, kJoin, kLeave, kTick, kDelayInView, kJoinInView, kLeaveInView, kChanges, kTrigger}},
-    };
+         {kDelay, kJoin, kLeave, kTick, kDelayInView, kJoinInView, kLeaveInView, kChanges, kTrigger}}};
     int number = 0;
     for (const auto& row : rows)
         CheckCases(kProfiles, {{"row " + to_string(number++), {row.values}, row.reports}});
@@ -334,8 +325,7 @@ TEST(ViewingProfileValidation, ProfilesThatAreOffOrGoneAreNotChecked) {
          {wrong, gone, "Gone.ChangesBeforeView=0", Delete("Gone"), second, "Second.ChangesBeforeView=0"},
          {kChanges, In("Second", " : Changes Before View must be greater than or equal to 1")}},
         {"off", {wrong, Off("Zap")}, {}},
-        {"of another class", {MakeOdd(0x7f111000, "IptvViewingProfileConfig"), wrong}, {kChanges}},
-    };
+        {"of another class", {MakeOdd(0x7f111000, "IptvViewingProfileConfig"), wrong}, {kChanges}}};
     CheckCases(kProfiles, cases);
 }
 
@@ -352,17 +342,14 @@ TEST(ValidationOfSharedObjects, NothingChangesUnderATest) {
     for (const auto& [validator, object, wrong, report, though_off] : kinds) {
         const Report changed{object, kChangeUnderTest};
         const Reports when_off = though_off ? Reports{changed} : Reports{};
-        const Cases cases{
-            {"no change, but wrong before it", {wrong, Start}, {report}},
-            {"changed, and wrong as well", {Start, wrong}, {changed, report}},
-            {"deleted: no further rule", {wrong, Start, Delete(object)}, {changed}},
-            {"off and changed", {Off(object), Start, wrong}, when_off},
-            {"off and deleted", {Off(object), Start, Delete(object)}, when_off},
-            {"deleted without a test", {wrong, Delete(object)}, {}},
-        };
+        const Cases cases{{"no change, but wrong before it", {wrong, Start}, {report}},
+                          {"changed, and wrong as well", {Start, wrong}, {changed, report}},
+                          {"deleted: no further rule", {wrong, Start, Delete(object)}, {changed}},
+                          {"off and changed", {Off(object), Start, wrong}, when_off},
+                          {"off and deleted", {Off(object), Start, Delete(object)}, when_off},
+                          {"deleted without a test", {wrong, Delete(object)}, {}}};
         CheckCases(validator, cases);
     }
 }
 
 }  // namespace
-}  // namespace testing_aids

@@ -2,16 +2,16 @@
 #include "thrown.h"
 #include "validation_fixture.h"
 
-namespace testing_aids {
 namespace {
+
+using namespace testing_aids;  // NOLINT: a test
 
 using iptv::CIptvStbBlockConfig;
 using Blocks = std::vector<CIptvStbBlockConfig*>;
 
 constexpr auto kPort = relations::AffiliationPort;
 
-class StbBlockIndexTest : public testing::Test {
-  protected:
+struct StbBlockIndexTest : testing::Test {
     CScriptable& MakeDevice(CScriptable* on) {
         auto& device = CScriptableCreator().Make<core::CEmulatedDevice>(&project.Root());
         if (on) TestProject::Relate(device, *on, kPort);
@@ -27,8 +27,7 @@ class StbBlockIndexTest : public testing::Test {
     }
 
     TestProject project;
-    CScriptable& port = project.MakePort();
-    CScriptable& other = project.MakePort();
+    CScriptable &port = project.MakePort(), &other = project.MakePort();
 };
 
 TEST_F(StbBlockIndexTest, TheFirstGapIsFilled) {
@@ -62,8 +61,7 @@ TEST_F(StbBlockIndexTest, ABlockFollowsItsDevice) {
     EXPECT_EQ(block.GetBlockIndex(), 0);
     EXPECT_EQ(BlocksOf(port), Blocks{&block});
     device.RemoveObject(port, kPort);
-    EXPECT_FALSE(block.HasBlockIndex());
-    EXPECT_TRUE(BlocksOf(port).empty());
+    EXPECT_TRUE(!block.HasBlockIndex() && BlocksOf(port).empty());
     TestProject::Relate(device, other, kPort);
     EXPECT_EQ(block.GetBlockIndex(), 1);
     EXPECT_EQ(BlocksOf(other).back(), &block);
@@ -72,8 +70,7 @@ TEST_F(StbBlockIndexTest, ABlockFollowsItsDevice) {
 }
 
 TEST_F(StbBlockIndexTest, ABlockMayChangeItsDevice) {
-    CScriptable& first = MakeDevice(&port);
-    CScriptable& second = MakeDevice(&other);
+    CScriptable &first = MakeDevice(&port), &second = MakeDevice(&other);
     CIptvStbBlockConfig& block = MakeBlock(first);
     TestProject::Relate(second, block, common::kParentChild);
     EXPECT_TRUE(BlocksOf(port).empty());
@@ -142,4 +139,3 @@ TEST_F(StbBlockIndexTest, AFullPortGivesNoFurtherIndex) {
 }
 
 }  // namespace
-}  // namespace testing_aids

@@ -3,8 +3,9 @@
 #include "orv/core/port_group.h"
 #include "validation_fixture.h"
 
-namespace testing_aids {
 namespace {
+
+using namespace testing_aids;  // NOLINT: a test
 
 using iptv::CIptvStbBlockConfig;
 
@@ -74,8 +75,7 @@ TEST(StbBlockValidation, ABlockHasWhatItNeeds) {
         {"a protocol that is off does not count",
          {Add("Six", "Port 1", true), Off("Protocol")},
          {kNoProtocol}},
-        {"nor does a block that is off", {Add("Six", "Port 1", true), Off("Six")}, {}},
-    };
+        {"nor does a block that is off", {Add("Six", "Port 1", true), Off("Six")}, {}}};
     CheckCases(kBlocks, cases);
 }
 
@@ -113,8 +113,7 @@ TEST(StbBlockValidation, NothingChangesUnderATest) {
         {"moved, checked on its new port only", {TakePart, Start, kUnplug, move}, changed},
         Throws({kTakeProfile, Off("Boxes"), only_start},
                "IptvViewingProfileConfig from IptvStbBlockConfig in CIptvPortConfig::OnApplyStbBlockUpdate",
-               "IptvViewingProfileConfig associated with Boxes"),
-    };
+               "IptvViewingProfileConfig associated with Boxes")};
     CheckCases(kBlocks, cases);
 }
 
@@ -143,8 +142,7 @@ TEST(StbBlockValidation, WhatIsMissingOrOfAnotherClassEndsTheValidation) {
                "EmulatedDevice from EmulatedDeviceIterator" + in, "//chassis/1/2EmulatedDevice on port. "),
         Throws({odd_protocol},
                "IgmpHostConfig or MldHostConfig from MulticastHostConfig" + in + ". Typecast failed.",
-               "MulticastHostConfig Odd cannot be conveted to IgmpHostConfig or MldHostConfig"),
-    };
+               "MulticastHostConfig Odd cannot be conveted to IgmpHostConfig or MldHostConfig")};
     CheckCases(kBlocks, cases);
 }
 
@@ -184,23 +182,21 @@ TEST(StbBlockValidation, NoProcessorServesTooManyBoxes) {
         std::vector<Load> loads;
         bool offline_ports_take_part;
         Reports reports;
-    } rows[] = {
-        {{{16384}}, false, {}},
-        {{{16385}}, false, {TooMany("A", "16385")}},
-        {{{10000, 0}, {10000, 0}}, false, {TooMany("B", "20000")}},
-        {{{10000, 0}, {10000, 1}}, false, {}},
-        {{{10000, 0}, {10000}}, false, {}},
-        // Ports in no group come first, then group by group.
-        {{{9000, 1}, {9000, 0}, {9000}, {9000, 1}, {9000, 0}, {9000}},
-         false,
-         {TooMany("F", "18000"), TooMany("E", "18000"), TooMany("D", "18000")}},
-        {{{10000, 0}, {10000, 0, false}}, false, {}},
-        {{{10000, 0, false}, {10000, 1}}, true, {TooMany("B", "20000")}},
-        {{{10000, 0, true}, {6384, 0, false}}, true, {}},
-        // What takes no part is not counted, and its port is not named.
-        {{{16385, 0}, {5, 0, true, false}}, false, {TooMany("A", "16385")}},
-        {{{16384, 0}, {5, 0, true, true, true}, {5, 0, true, false}}, false, {}},
-    };
+    } rows[] = {{{{16384}}, false, {}},
+                {{{16385}}, false, {TooMany("A", "16385")}},
+                {{{10000, 0}, {10000, 0}}, false, {TooMany("B", "20000")}},
+                {{{10000, 0}, {10000, 1}}, false, {}},
+                {{{10000, 0}, {10000}}, false, {}},
+                // Ports in no group come first, then group by group.
+                {{{9000, 1}, {9000, 0}, {9000}, {9000, 1}, {9000, 0}, {9000}},
+                 false,
+                 {TooMany("F", "18000"), TooMany("E", "18000"), TooMany("D", "18000")}},
+                {{{10000, 0}, {10000, 0, false}}, false, {}},
+                {{{10000, 0, false}, {10000, 1}}, true, {TooMany("B", "20000")}},
+                {{{10000, 0, true}, {6384, 0, false}}, true, {}},
+                // What takes no part is not counted, and its port is not named.
+                {{{16385, 0}, {5, 0, true, false}}, false, {TooMany("A", "16385")}},
+                {{{16384, 0}, {5, 0, true, true, true}, {5, 0, true, false}}, false, {}}};
     int number = 0;
     for (const auto& row : rows) {
         const Edit put = [&row](Scene& s) {
@@ -218,4 +214,3 @@ TEST(StbBlockValidation, NoProcessorServesTooManyBoxes) {
 }
 
 }  // namespace
-}  // namespace testing_aids

@@ -5,8 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <optional>
-#include <string>
-#include <vector>
 
 #include "orv/common/exceptions.h"
 #include "orv/core/network_block.h"
@@ -21,8 +19,7 @@
 namespace testing_aids {
 
 using namespace orv;  // NOLINT: tests
-using framework::CScriptable;
-using framework::CScriptableCreator;
+using framework::CScriptable, framework::CScriptableCreator;
 namespace relations = ids::relations;
 
 inline const std::string kChangeUnderTest =
@@ -140,10 +137,9 @@ inline void CheckCases(ValidatorFunction validator, const Cases& cases) {
         for (const std::string& line : log.Take())
             if (line.find(" Debug: ") == std::string::npos) lookups.push_back(line);
         std::vector<std::string> expected;
-        if (!c.lookup.empty()) {
+        if (!c.lookup.empty())
             expected = {"content.mulvane.iptv" + failed + c.lookup,
                         "user.iptv Fatal: BAD OBJECT ERROR: Internal Error accessing Config Objects."};
-        }
         EXPECT_EQ(lookups, expected);
         EXPECT_EQ(context.GetCurrentObject(), &root) << "put back";
     }

@@ -11,11 +11,11 @@
 #include "orv/l2l3/analyzer_filter.h"
 #include "start_test_fixture.h"
 
-namespace testing_aids {
 namespace {
 
-using framework::CNotificationService;
-using l2l3::CAnalyzer32BitFilter;
+using namespace testing_aids;  // NOLINT: a test
+
+using framework::CNotificationService, l2l3::CAnalyzer32BitFilter;
 
 enum class Link { kEthernet, kAtm, kEthernetOnAtm, kEthernetOnAtmWithLlc };
 
@@ -24,12 +24,8 @@ struct Setting {
     Link link = Link::kEthernet;
     std::uint32_t vlans = 0;
     bool pppoe = false;
-    int igmp_version = 1;
-    int type = TestType::ZAPPING;
-    int env = kTesting;
-    int join_trigger = 0;
-    int sub_filter = ids::VlanSubFilter::OUTER;
-    int udp_port = ids::UdpPortType::DEST;
+    int igmp_version = 1, type = TestType::ZAPPING, env = kTesting, join_trigger = 0;
+    int sub_filter = ids::VlanSubFilter::OUTER, udp_port = ids::UdpPortType::DEST;
     bool streams_known = false;
 };
 
@@ -80,71 +76,59 @@ const std::string kGroupV6 = "Group IP - Upper: 16 at 2+24 & ffff\nGroup IP- Low
 const std::string kUnplaced = "Group IP - Upper: 16 at 0+0 & ffff\nGroup IP- Lower: 16 at 0+0 & 3\n";
 const std::string kAtmHeader = "ATM VPI: 16 at 0+0 & fff\nATM VCI: 16 at 0+2 & fff0\n";
 const std::string kSignature = "Veltra ID: 32 at 5+0 & ffffffff\n";
-const std::string kZapSignature = "Veltra ID: 32 at 5+0 & ffff0000\n";
-const std::string kSbit = "S-bit: 16 at 4+24 & 8\n";
+const std::string kZapSignature = "Veltra ID: 32 at 5+0 & ffff0000\n", kSbit = "S-bit: 16 at 4+24 & 8\n";
 
 std::string Vlan(const std::string& which, int offset) {
     return fmt::format("VLAN ID{}: 16 at 0+{} & fff\n", which, offset);
 }
-std::string Session(int offset) {
-    return fmt::format("PPPoE Session ID: 16 at 0+{} & ffff\n", offset);
-}
-std::string UdpPort(int offset) {
-    return fmt::format("UDP Port: 32 at 4+{} & ffff0000\n", offset);
-}
-std::string Zap(const std::string& rest) {
-    return kZapGroup + rest + kZapSignature;
-}
+const auto Session = [](int offset) { return fmt::format("PPPoE Session ID: 16 at 0+{} & ffff\n", offset); };
+const auto UdpPort = [](int offset) { return fmt::format("UDP Port: 32 at 4+{} & ffff0000\n", offset); };
+const auto Zap = [](const std::string& rest) { return kZapGroup + rest + kZapSignature; };
 
 TEST(AnalyzerSetup, FiltersFollowTheTestAndTheStack) {
-    constexpr int kFcc = TestType::FAST_CHANNEL_CHANGE;
-    constexpr int kVerify = TestType::VERIFICATION;
-    constexpr int kRrr = TestType::RELIABLE_RETRANSMISSION;
-    constexpr int kInner = ids::VlanSubFilter::INNER;
+    constexpr int kFcc = TestType::FAST_CHANNEL_CHANGE, kVerify = TestType::VERIFICATION;
+    constexpr int kRrr = TestType::RELIABLE_RETRANSMISSION, kInner = ids::VlanSubFilter::INNER;
     constexpr int kSource = ids::UdpPortType::SOURCE;
-    const std::string outer = Vlan(" - Outer", 14);
-    const std::string inner = Vlan(" - Inner", 18);
+    const std::string outer = Vlan(" - Outer", 14), inner = Vlan(" - Inner", 18);
     const struct {
         std::string filters;
         Setting setting = {};
-    } rows[] = {
-        {Zap("")},
-        {Zap(Vlan("", 14)), {.vlans = 1, .sub_filter = kInner}},
-        {Zap(outer + inner), {.vlans = 2}},
-        {Zap(outer + inner), {.vlans = 2, .sub_filter = kInner}},  // room for both
-        {Zap(outer + inner), {.vlans = 3}},
-        {Zap(Session(16)), {.pppoe = true}},
-        {Zap(Vlan("", 14) + Session(20)), {.vlans = 1, .pppoe = true, .sub_filter = kInner}},
-        {Zap(outer + Session(24)), {.vlans = 2, .pppoe = true}},
-        {Zap(inner + Session(24)), {.vlans = 2, .pppoe = true, .sub_filter = kInner}},
-        {Zap(""), {.igmp_version = 0}},
-        {Zap(""), {.igmp_version = 2}},
-        {kGroupV6 + kZapSignature, {.igmp_version = 3}},
-        {kGroupV6 + Vlan("", 14) + kZapSignature, {.vlans = 1, .igmp_version = 4}},
-        {kUnplaced + kZapSignature, {.igmp_version = 9}},
-        {kGroup + outer + kSbit + kSignature, {.vlans = 2, .type = kFcc, .join_trigger = 1}},
-        // The S-bit comes before PPPoE.
-        {kGroup + inner + kSbit + kSignature,
-         {.vlans = 2, .pppoe = true, .type = kFcc, .join_trigger = 1, .sub_filter = kInner}},
-        {kGroup + kSbit + kSignature, {.type = TestType::FCC_WITH_RRR, .join_trigger = 1}},
-        {kGroup + UdpPort(2), {.type = kRrr, .env = kRealWorld, .join_trigger = 1}},
-        {Zap(""), {.join_trigger = 1}},
-        {kZapGroup + UdpPort(0), {.env = kRealWorld, .udp_port = kSource}},
-        {kGroup + UdpPort(2), {.type = kVerify, .env = kRealWorld, .streams_known = true}},
-        {kGroup + kSignature, {.type = kVerify}},
-        {kSignature, {.type = kVerify, .streams_known = true}},
-        {outer + inner + kSignature, {.vlans = 2, .type = kVerify, .streams_known = true}},
-        {kGroup + kSignature, {.type = kFcc, .streams_known = true}},
-        {kAtmHeader + Zap(""), {.link = Link::kAtm}},
-        // No room for more.
-        {kAtmHeader + Zap(""), {.link = Link::kEthernetOnAtmWithLlc, .vlans = 2, .pppoe = true}},
-        {kAtmHeader + Vlan("", 21) + kSignature,
-         {.link = Link::kEthernetOnAtm, .vlans = 1, .type = kVerify, .streams_known = true}},
-        {kAtmHeader + Vlan("", 29) + kSignature,
-         {.link = Link::kEthernetOnAtmWithLlc, .vlans = 1, .type = kVerify, .streams_known = true}},
-        {kAtmHeader + Session(9) + kSignature,
-         {.link = Link::kAtm, .pppoe = true, .type = kVerify, .streams_known = true}},
-    };
+    } rows[] = {{Zap("")},
+                {Zap(Vlan("", 14)), {.vlans = 1, .sub_filter = kInner}},
+                {Zap(outer + inner), {.vlans = 2}},
+                {Zap(outer + inner), {.vlans = 2, .sub_filter = kInner}},  // room for both
+                {Zap(outer + inner), {.vlans = 3}},
+                {Zap(Session(16)), {.pppoe = true}},
+                {Zap(Vlan("", 14) + Session(20)), {.vlans = 1, .pppoe = true, .sub_filter = kInner}},
+                {Zap(outer + Session(24)), {.vlans = 2, .pppoe = true}},
+                {Zap(inner + Session(24)), {.vlans = 2, .pppoe = true, .sub_filter = kInner}},
+                {Zap(""), {.igmp_version = 0}},
+                {Zap(""), {.igmp_version = 2}},
+                {kGroupV6 + kZapSignature, {.igmp_version = 3}},
+                {kGroupV6 + Vlan("", 14) + kZapSignature, {.vlans = 1, .igmp_version = 4}},
+                {kUnplaced + kZapSignature, {.igmp_version = 9}},
+                {kGroup + outer + kSbit + kSignature, {.vlans = 2, .type = kFcc, .join_trigger = 1}},
+                // The S-bit comes before PPPoE.
+                {kGroup + inner + kSbit + kSignature,
+                 {.vlans = 2, .pppoe = true, .type = kFcc, .join_trigger = 1, .sub_filter = kInner}},
+                {kGroup + kSbit + kSignature, {.type = TestType::FCC_WITH_RRR, .join_trigger = 1}},
+                {kGroup + UdpPort(2), {.type = kRrr, .env = kRealWorld, .join_trigger = 1}},
+                {Zap(""), {.join_trigger = 1}},
+                {kZapGroup + UdpPort(0), {.env = kRealWorld, .udp_port = kSource}},
+                {kGroup + UdpPort(2), {.type = kVerify, .env = kRealWorld, .streams_known = true}},
+                {kGroup + kSignature, {.type = kVerify}},
+                {kSignature, {.type = kVerify, .streams_known = true}},
+                {outer + inner + kSignature, {.vlans = 2, .type = kVerify, .streams_known = true}},
+                {kGroup + kSignature, {.type = kFcc, .streams_known = true}},
+                {kAtmHeader + Zap(""), {.link = Link::kAtm}},
+                // No room for more.
+                {kAtmHeader + Zap(""), {.link = Link::kEthernetOnAtmWithLlc, .vlans = 2, .pppoe = true}},
+                {kAtmHeader + Vlan("", 21) + kSignature,
+                 {.link = Link::kEthernetOnAtm, .vlans = 1, .type = kVerify, .streams_known = true}},
+                {kAtmHeader + Vlan("", 29) + kSignature,
+                 {.link = Link::kEthernetOnAtmWithLlc, .vlans = 1, .type = kVerify, .streams_known = true}},
+                {kAtmHeader + Session(9) + kSignature,
+                 {.link = Link::kAtm, .pppoe = true, .type = kVerify, .streams_known = true}}};
     for (const auto& row : rows) {
         SCOPED_TRACE(&row - rows);
         AnalyzerScene s;
@@ -235,4 +219,3 @@ TEST(StreamLimit, CountsTheStreamsOfABlocksHosts) {
 }
 
 }  // namespace
-}  // namespace testing_aids

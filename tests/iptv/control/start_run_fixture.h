@@ -8,15 +8,12 @@
 namespace start_run_test {
 
 using namespace results_test;  // NOLINT: tests
-using framework::CScriptableCreator;
-using testing::Not;
-using testing::StartsWith;
+using framework::CScriptableCreator, testing::Not, testing::StartsWith;
 namespace Id = ids::IptvStartTestCommand;
 using Lines = std::vector<std::string>;
 
 /// Notes what is asked of it. Every operation takes its time, as on a real disk.
-class RecordedResults : public core::TestResultManager {
-  public:
+struct RecordedResults : core::TestResultManager {
     explicit RecordedResults(Lines& journal) : journal_(journal) {}
     void Describe(const std::string&, const std::string&) override {}
     void StartInteractive() override { Note("StartInteractive"); }
@@ -51,8 +48,7 @@ class RecordedResults : public core::TestResultManager {
 };
 
 /// Blocks A (3 hosts) and C (2) on port P1, block B (4) on P2; all watch the same four channels.
-class StartRunTest : public PortsTest {
-  protected:
+struct StartRunTest : PortsTest {
     StartRunTest() {
         far1.journal = far2.journal = &journal;
         for (core::CPort* port : {&p1, &p2}) {
@@ -138,8 +134,7 @@ class StartRunTest : public PortsTest {
     iptv::CIptvChannelBlock& channels = project.MakeChannelBlock("News", 1, 8);
     iptv::CIptvViewedChannels& range = project.MakeRange(channels, 1, 4, "Range");
     iptv::CIptvViewingProfileConfig& profile = project.MakeProfile("Fast");
-    core::CEmulatedDevice& device_a = project.MakeDevice(&p1, 3);
-    core::CEmulatedDevice& device_b = project.MakeDevice(&p2, 4);
+    core::CEmulatedDevice &device_a = project.MakeDevice(&p1, 3), &device_b = project.MakeDevice(&p2, 4);
     core::CEmulatedDevice& device_c = project.MakeDevice(&p1, 2);
     iptv::CIptvStbBlockConfig& a = project.MakeStbBlock(device_a, profile, {&range}, "A");
     iptv::CIptvStbBlockConfig& b = project.MakeStbBlock(device_b, profile, {&range}, "B");

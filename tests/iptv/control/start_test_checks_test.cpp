@@ -1,16 +1,15 @@
 // What keeps a test from being started: its configuration, and the state of the system.
-#include <chrono>
 
 #include "orv/core/network_block.h"
 #include "orv/core/orv_system.h"
 #include "orv/framework/validation.h"
 #include "start_test_fixture.h"
 
-namespace testing_aids {
 namespace {
 
-using iptv::CIptvStbBlockConfig;
-using iptv::StbPortMap;
+using namespace testing_aids;  // NOLINT: a test
+
+using iptv::CIptvStbBlockConfig, iptv::StbPortMap;
 
 // Ends of what is reported, with its kind: the text of a refusal is the command's status, too.
 const std::string kRrrEnv = "Retransmission Test does not support running in Test Environment mode|refusal";
@@ -70,29 +69,26 @@ std::function<void(S&)> Shape(const char* property) {
 }
 
 TEST(StartTestValidation, TheTestTypeGoesWithEnvironmentAndTriggers) {
-    constexpr int kRrr = TestType::RELIABLE_RETRANSMISSION;
-    constexpr int kBoth = TestType::FCC_WITH_RRR;
+    constexpr int kRrr = TestType::RELIABLE_RETRANSMISSION, kBoth = TestType::FCC_WITH_RRR;
     constexpr int kFcc = TestType::FAST_CHANNEL_CHANGE;
     const struct {
         int type, env, join, leave;
         Texts reports = {};
         iptv::TestRules rules = {};  ///< of a valid test: what other validators check
-    } rows[] = {
-        {kRrr, kTesting, 1, 1, {kRrrEnv}},
-        {kRrr, kRealWorld, 1, 1, {kRrrSbit}},
-        {kRrr, kRealWorld, 0, 1, {kRrrMulticast}},
-        {kRrr, kRealWorld, 0, 0, {}, {.fcc_check = true, .trigger_delay_check = true}},
-        {kBoth, kRealWorld, 1, 1, {kFccRrrEnv}},
-        {kBoth, kTesting, 1, 0, {kFccRrrTriggers}},
-        {kBoth, kTesting, 0, 1, {kFccRrrTriggers}},
-        {kBoth, kTesting, 0, 0, {}, {.fcc_check = true, .trigger_delay_check = true}},
-        {TestType::ZAPPING, kTesting, 1, 1},
-        {TestType::ZAPPING, kTesting, 0, 0},
-        {TestType::VERIFICATION, kRealWorld, 1, 1},
-        {TestType::VERIFICATION, kRealWorld, 0, 0},
-        {kFcc, kRealWorld, 1, 1, {}, {.fcc_check = true, .trigger_delay_check = false}},
-        {kFcc, kTesting, 1, 0, {}, {.fcc_check = true, .trigger_delay_check = true}},
-    };
+    } rows[] = {{kRrr, kTesting, 1, 1, {kRrrEnv}},
+                {kRrr, kRealWorld, 1, 1, {kRrrSbit}},
+                {kRrr, kRealWorld, 0, 1, {kRrrMulticast}},
+                {kRrr, kRealWorld, 0, 0, {}, {.fcc_check = true, .trigger_delay_check = true}},
+                {kBoth, kRealWorld, 1, 1, {kFccRrrEnv}},
+                {kBoth, kTesting, 1, 0, {kFccRrrTriggers}},
+                {kBoth, kTesting, 0, 1, {kFccRrrTriggers}},
+                {kBoth, kTesting, 0, 0, {}, {.fcc_check = true, .trigger_delay_check = true}},
+                {TestType::ZAPPING, kTesting, 1, 1},
+                {TestType::ZAPPING, kTesting, 0, 0},
+                {TestType::VERIFICATION, kRealWorld, 1, 1},
+                {TestType::VERIFICATION, kRealWorld, 0, 0},
+                {kFcc, kRealWorld, 1, 1, {}, {.fcc_check = true, .trigger_delay_check = false}},
+                {kFcc, kTesting, 1, 0, {}, {.fcc_check = true, .trigger_delay_check = true}}};
     for (const auto& row : rows) {
         const auto choose = [&row](S& s) { s.Choose(row.type, row.env, row.join, row.leave); };
         Check({testing::PrintToString(std::array{row.type, row.env, row.join, row.leave}), choose,
@@ -125,22 +121,21 @@ TEST(StartTestValidation, BlocksAreFitForTheTest) {
         S::SwitchOff(TestProject::McastOf(S::HostsOf(s.AddBoxes(&s.port, "Later", {.vlans = 1}))));
         S::TakeProtocol(s.block);
     };
-    for (const Case& c : {
-             Case{"valid", [](S&) {}},
-             {"6 channels", six_channels, {kChannels}},
-             {"2 and 6 channels", more_than_2},
-             {"6 channels in another test", [&](S& s) { fcc(s), six_channels(s); }},
-             {"6 channels, block off", [&](S& s) { six_channels(s), block_off(s); }, {kNoBlock}},
-             {"protocol off", protocol_off, {kProtocol}},
-             {"protocol before ATM", [&](S& s) { fcc(s), on_atm(s), protocol_off(s); }, {kProtocol}},
-             {"zapping on ATM", on_atm},
-             {"FCC on ATM", [&](S& s) { fcc(s), on_atm(s); }, {kAtm}},
-             {"only a block that is being deleted", deleted, {kNoBlock}},
-             {"a block without protocol ends the walk", no_protocol_before_one_that_is_off},
-             {"and those after it do not count",
-              [&](S& s) { no_protocol_before_one_that_is_off(s), block_off(s); },
-              {kNoBlock}},
-         })
+    for (const Case& c :
+         {Case{"valid", [](S&) {}},
+          {"6 channels", six_channels, {kChannels}},
+          {"2 and 6 channels", more_than_2},
+          {"6 channels in another test", [&](S& s) { fcc(s), six_channels(s); }},
+          {"6 channels, block off", [&](S& s) { six_channels(s), block_off(s); }, {kNoBlock}},
+          {"protocol off", protocol_off, {kProtocol}},
+          {"protocol before ATM", [&](S& s) { fcc(s), on_atm(s), protocol_off(s); }, {kProtocol}},
+          {"zapping on ATM", on_atm},
+          {"FCC on ATM", [&](S& s) { fcc(s), on_atm(s); }, {kAtm}},
+          {"only a block that is being deleted", deleted, {kNoBlock}},
+          {"a block without protocol ends the walk", no_protocol_before_one_that_is_off},
+          {"and those after it do not count",
+           [&](S& s) { no_protocol_before_one_that_is_off(s), block_off(s); },
+           {kNoBlock}}})
         Check(c);
 }
 
@@ -189,23 +184,21 @@ TEST(StartTestValidation, HostsOfAPortHaveAddressesOfTheirOwn) {
         s.device.Set(ids::EmulatedDevice::DeviceCount, 2u);
         TestProject::LayerOf(s.device, "Ipv4If").Set("AddrStep", "0.0.0.0");
     };
-    for (const Case& c : {
-             Case{"same tags", pair(false, "10.0.0.1", 100, 200), {kDuplicateV4}},
-             {"another outer tag", pair(false, "10.0.0.1", 101, 200)},
-             {"another inner tag", pair(false, "10.0.0.1", 100, 201)},
-             {"tags the other way round", pair(false, "10.0.0.1", 200, 100)},
-             {"link-local", pair(true, "fe80::1", 100, 200), {kDuplicateV6}},
-             {"link-local, another tag", pair(true, "fe80::1", 100, 201)},
-             {"global IPv6", pair(true, "2000::1", 100, 200)},
-             {"another port", [](S& s) { s.AddFarBoxes("192.85.1.3"); }},
-             {"two hosts of one device", two_hosts, {kDuplicateV4}},
-             {"DHCP", client("Dhcpv4BlockConfig"), {kShared}},
-             {"DHCP for IPv6", client("Dhcpv6BlockConfig"), {kShared}},
-             {"PPPoE", client("PppoeClientBlockConfig")},
-             {"DHCP that is off", client("Dhcpv4BlockConfig", false), {kDuplicateV4}},
-             {"a block that is off", [](S& s) { AddTwin(s), S::SwitchOff(s.block); }},
-             {"no interface", [](S& s) { AddTwin(s), S::TakeInterface(s.block); }},
-         })
+    for (const Case& c : {Case{"same tags", pair(false, "10.0.0.1", 100, 200), {kDuplicateV4}},
+                          {"another outer tag", pair(false, "10.0.0.1", 101, 200)},
+                          {"another inner tag", pair(false, "10.0.0.1", 100, 201)},
+                          {"tags the other way round", pair(false, "10.0.0.1", 200, 100)},
+                          {"link-local", pair(true, "fe80::1", 100, 200), {kDuplicateV6}},
+                          {"link-local, another tag", pair(true, "fe80::1", 100, 201)},
+                          {"global IPv6", pair(true, "2000::1", 100, 200)},
+                          {"another port", [](S& s) { s.AddFarBoxes("192.85.1.3"); }},
+                          {"two hosts of one device", two_hosts, {kDuplicateV4}},
+                          {"DHCP", client("Dhcpv4BlockConfig"), {kShared}},
+                          {"DHCP for IPv6", client("Dhcpv6BlockConfig"), {kShared}},
+                          {"PPPoE", client("PppoeClientBlockConfig")},
+                          {"DHCP that is off", client("Dhcpv4BlockConfig", false), {kDuplicateV4}},
+                          {"a block that is off", [](S& s) { AddTwin(s), S::SwitchOff(s.block); }},
+                          {"no interface", [](S& s) { AddTwin(s), S::TakeInterface(s.block); }}})
         Check(c);
 }
 
@@ -219,29 +212,26 @@ TEST(StartTestValidation, WarningsLetTheTestStart) {
         Shape("MaxBurst")(s);
         s.AddBoxes(&s.port, "Apart", {.vlans = 1});
     };
-    for (const Case& c : {
-             Case{"rate", Shape("RatePps"), {kShaping}},
-             {"burst", Shape("MaxBurst"), {kShaping}},
-             {"once per port", twice_on_one_port, {kShaping}},
-             {"a port without blocks", [](S& s) { Shape("RatePps")(s), s.List({&s.AddFarBoxes()}); }},
-             {"no port configuration", no_port_config},
-             {"hosts on one layer 2 interface", more, {kShared}},
-             {"both", [&](S& s) { Shape("RatePps")(s), more(s); }, {kShaping, kShared}},
-             {"another test", [&](S& s) { s.Choose(TestType::VERIFICATION, kTesting), more(s); }},
-             {"an error after a warning",
-              [](S& s) { Shape("RatePps")(s), AddTwin(s); },
-              {kShaping, kDuplicateV4}},
-         })
+    for (const Case& c :
+         {Case{"rate", Shape("RatePps"), {kShaping}},
+          {"burst", Shape("MaxBurst"), {kShaping}},
+          {"once per port", twice_on_one_port, {kShaping}},
+          {"a port without blocks", [](S& s) { Shape("RatePps")(s), s.List({&s.AddFarBoxes()}); }},
+          {"no port configuration", no_port_config},
+          {"hosts on one layer 2 interface", more, {kShared}},
+          {"both", [&](S& s) { Shape("RatePps")(s), more(s); }, {kShaping, kShared}},
+          {"another test", [&](S& s) { s.Choose(TestType::VERIFICATION, kTesting), more(s); }},
+          {"an error after a warning",
+           [](S& s) { Shape("RatePps")(s), AddTwin(s); },
+           {kShaping, kDuplicateV4}}})
         Check(c);
 }
 
 TEST(StartTestBlocks, AreSortedByPort) {
     S s;
     const CScriptable& old_port = s.project.MakePort("Port 3");
-    CScriptable& far = s.AddFarBoxes();
-    CScriptable& far_port = *S::HostsOf(far).GetPort();
-    CScriptable& near = s.AddBoxes(&s.port, "Near");
-    CScriptable& off = s.AddBoxes(&s.port, "Off");
+    CScriptable &far = s.AddFarBoxes(), &far_port = *S::HostsOf(far).GetPort();
+    CScriptable &near = s.AddBoxes(&s.port, "Near"), &off = s.AddBoxes(&s.port, "Off");
     CScriptable& doomed = s.AddBoxes(&s.port, "Doomed");
     S::SwitchOff(off);
     doomed.MarkDelete(true, true);
@@ -354,9 +344,7 @@ TEST(StartTestPreconditions, SayWhatIsMissing) {
         EXPECT_EQ(error == kNothing, row.error.empty());
         const Texts logged = LinesOf(log.Take(), "user.iptv Error: ");
         ASSERT_EQ(logged.size(), row.user_log.empty() ? 0u : 1u);
-        if (!logged.empty()) {
-            EXPECT_THAT(logged[0], HasSubstr(row.user_log));
-        }
+        for (const std::string& line : logged) EXPECT_THAT(line, HasSubstr(row.user_log));
     }
 }
 
@@ -384,8 +372,7 @@ TEST(StartTestPreconditions, AGeneratorHasAMinuteToStart) {
         {"starts too late", STARTING, 60010, set(RUNNING), kNoGenerator, 60000},
         {"goes", STARTING, 140, remove, kNoGenerator, 150},
         {"the test is cancelled", STARTING, 140, cancel, kNoGenerator, 60000},
-        {"is waited for although another one runs", STARTING, 140, set(STOPPED), kNothing, 60000, true},
-    };
+        {"is waited for although another one runs", STARTING, 140, set(STOPPED), kNothing, 60000, true}};
     auto& tasks = framework::CTaskManager::Instance();
     for (const auto& row : rows) {
         SCOPED_TRACE(row.what);
@@ -412,8 +399,7 @@ TEST(StartTestPreconditions, ManyBlocksLetOthersRunInBetween) {
         SetResolved(*blocks[145], ids::ResolveState::RESOLVE_NEEDED);
         has_run = true;
     });
-    std::uint32_t device = 0;
-    std::uint32_t port = 0;
+    std::uint32_t device = 0, port = 0;
     EXPECT_FALSE(s.command.HasIpAddressBeenResolved(device, port));
     EXPECT_TRUE(has_run) << "in between, and the blocks that went did no harm";
     EXPECT_EQ(device, S::HostsOf(*blocks[145]).GetHandle());
@@ -421,4 +407,3 @@ TEST(StartTestPreconditions, ManyBlocksLetOthersRunInBetween) {
 }
 
 }  // namespace
-}  // namespace testing_aids

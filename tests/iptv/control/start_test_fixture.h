@@ -1,8 +1,6 @@
 // A project in which a channel zapping test can be started, and ways to spoil it.
 #pragma once
 
-#include <functional>
-
 #include "orv/l2l3/generator.h"
 #include "results/results_fixture.h"
 #include "thrown.h"
@@ -14,8 +12,7 @@ namespace Command = ids::IptvStartTestCommand;
 namespace TestType = ids::TestType;
 namespace relations = ids::relations;
 
-constexpr int kTesting = ids::TestEnv::TESTING;
-constexpr int kRealWorld = ids::TestEnv::REAL_WORLD;
+constexpr int kTesting = ids::TestEnv::TESTING, kRealWorld = ids::TestEnv::REAL_WORLD;
 
 struct StartScene {
     TestProject project;

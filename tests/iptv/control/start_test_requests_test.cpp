@@ -38,8 +38,7 @@ TEST_F(StartRunTest, TheConfigurationSaysWhatTheCommandSays) {
     parse_req_SetCutThruRxFilterEnables(&far2.Last("HwGeneral_1.SetCutThruRxFilterEnables"), &enables);
     EXPECT_EQ(enables, (HwGeneral_1_bll::rxFilterEnables_s{true, true, false}));
 
-    std::uint32_t handle = 0;
-    std::uint32_t step = 0;
+    std::uint32_t handle = 0, step = 0;
     std::vector<std::uint32_t> blocks;
     parse_req_Start(&far1.Last("Start"), &handle, &blocks, &step);
     EXPECT_EQ(handle, 9u);
@@ -73,8 +72,7 @@ TEST_F(StartRunTest, TheTriggersAndFiltersAreTheCommands) {
     EXPECT_EQ(config.udp_port_type, UdpPortType::SOURCE);
     EXPECT_EQ(config.vlan_sub_filter, VlanSubFilter::INNER);
     EXPECT_THAT(config.rrr_test_config, IsEmpty());
-    EXPECT_TRUE(Manager().GetRun().kind.HasSbit());
-    EXPECT_TRUE(Manager().GetRun().save_per_iteration);
+    EXPECT_TRUE(Manager().GetRun().kind.HasSbit() && Manager().GetRun().save_per_iteration);
 }
 
 TEST_F(StartRunTest, OnlyATestByHandIsNoPartOfASequence) {
@@ -139,28 +137,22 @@ TEST_F(StartRunTest, TheFirstBlockOfAPortSaysWhichTagsAreFiltered) {
     const auto make_block = [this](testing_aids::Stack stack) -> auto& {
         return project.MakeStbBlock(project.MakeDevice(&p1, 1, stack), profile, {&range});
     };
-    constexpr std::uint8_t kOuter = ids::VlanSubFilter::OUTER;
-    constexpr std::uint8_t kInner = ids::VlanSubFilter::INNER;
-    const struct {
-        testing_aids::Stack stack;
-        std::uint8_t sub_filter;
-        Flags outer_inner_ppp;
-    } cases[] = {
+    constexpr std::uint8_t kOuter = ids::VlanSubFilter::OUTER, kInner = ids::VlanSubFilter::INNER;
+    const std::tuple<testing_aids::Stack, std::uint8_t, Flags> cases[] = {
         {{}, kOuter, {0, 0, 0}},
         {{.vlans = 1}, kInner, {1, 0, 0}},
         {{.vlans = 2}, kInner, {1, 1, 0}},
         {{.vlans = 3}, kOuter, {1, 1, 0}},
         {{.vlans = 1, .pppoe = true}, kInner, {1, 0, 1}},
         {{.vlans = 2, .pppoe = true}, kOuter, {1, 0, 1}},
-        {{.vlans = 2, .pppoe = true}, kInner, {0, 1, 1}},
-    };
-    for (const auto& test : cases) {
+        {{.vlans = 2, .pppoe = true}, kInner, {0, 1, 1}}};
+    for (const auto& [stack, sub_filter, outer_inner_ppp] : cases) {
         auto& fresh = Make<iptv::CIptvStartTestCommand>();
-        fresh.Set(Id::VlanSubFilter, test.sub_filter);
-        fresh.CheckVlanAndPppEnable(make_block(test.stack));
+        fresh.Set(Id::VlanSubFilter, sub_filter);
+        fresh.CheckVlanAndPppEnable(make_block(stack));
         fresh.OnApplyTestUpdate(p1);
         Yield();
-        EXPECT_EQ(flags(far1), test.outer_inner_ppp) << test.stack.vlans << ", " << test.stack.pppoe;
+        EXPECT_EQ(flags(far1), outer_inner_ppp) << stack.vlans << ", " << stack.pppoe;
     }
 
     // The next port's tags are its own.
@@ -192,23 +184,17 @@ TEST_F(StartRunTest, PortsReportTheLessOftenTheMoreTheyAre) {
 }
 
 TEST_F(StartRunTest, TheDatabaseIsNamedByTheCommand) {
-    const struct {
-        const char* file;
-        bool per_iteration;
-        const char* setting;
-    } cases[] = {
+    const std::tuple<const char*, bool, const char*> cases[] = {
         {"", false, "iptvTest|"},           {"iptvTest.db", false, "iptvTest|"},
         {"Friday.db", false, "Friday|"},    {"Friday", false, "Friday|"},
         {"a.db.db", false, "a.db|"},        {"/data/Friday.db", false, "|/data/Friday"},
-        {"/data/x.y", false, "|/data/x.y"}, {"/data/Friday.db", true, "iptvTest|"},
-    };
+        {"/data/x.y", false, "|/data/x.y"}, {"/data/Friday.db", true, "iptvTest|"}};
     Manager().Prepare({});
-    for (const auto& test : cases) {
-        command.Set(Id::DatabaseFileName, std::string(test.file));
-        command.Set(Id::SaveResultsPerIteration, test.per_iteration);
+    for (const auto& [file, per_iteration, setting] : cases) {
+        command.Set(Id::DatabaseFileName, std::string(file));
+        command.Set(Id::SaveResultsPerIteration, per_iteration);
         command.SaveCommandToDb();
-        EXPECT_THAT(Take(), Contains("db Setting IPTV_Test_Results " + std::string(test.setting)))
-            << test.file;
+        EXPECT_THAT(Take(), Contains("db Setting IPTV_Test_Results " + std::string(setting))) << file;
     }
 }
 

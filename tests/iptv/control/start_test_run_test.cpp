@@ -14,8 +14,7 @@ const Lines kDeregistered{"P1 DeregisterEOTNotify", "P1 DeregisterResultsNotify"
                           "P2 DeregisterResultsNotify"};
 const Lines kSaved{"db StartInteractive", "db Setting IPTV_Test_Results iptvTest|", "db SaveConfiguration",
                    "db SetTestCommand Start"};
-const Lines kAnalyzersRun{"P1 analyzer RUNNING", "P2 analyzer RUNNING"};
-const Lines kStarted{"P1 Start", "P2 Start"};
+const Lines kAnalyzersRun{"P1 analyzer RUNNING", "P2 analyzer RUNNING"}, kStarted{"P1 Start", "P2 Start"};
 const Lines kStopped{"P1 Stop", "P2 Stop"};
 
 Lines Join(const std::vector<Lines>& parts) {
@@ -25,18 +24,12 @@ Lines Join(const std::vector<Lines>& parts) {
 }
 
 TEST_F(StartRunTest, EverythingComesInOrderForEveryTypeOfTest) {
-    const Lines map{"P1 UpdateStreamMap", "P2 UpdateStreamMap"};
-    const Lines config{"P1 UpdateConfig", "P2 UpdateConfig"};
+    const Lines map{"P1 UpdateStreamMap", "P2 UpdateStreamMap"}, config{"P1 UpdateConfig", "P2 UpdateConfig"};
     const Lines config_and_filters{"P1 UpdateConfig", "P1 HwGeneral_1.SetCutThruRxFilterEnables",
                                    "P2 UpdateConfig", "P2 HwGeneral_1.SetCutThruRxFilterEnables"};
     using namespace ids::TestType;  // NOLINT
     using namespace ids::TestEnv;   // NOLINT
-    const struct {
-        std::uint8_t type;
-        std::uint8_t environment;
-        Lines map;
-        Lines config;
-    } cases[] = {
+    const std::tuple<std::uint8_t, std::uint8_t, Lines, Lines> cases[] = {
         {ZAPPING, TESTING, {}, config},
         {ZAPPING, REAL_WORLD, {}, config},
         {VERIFICATION, TESTING, map, config},
@@ -44,24 +37,22 @@ TEST_F(StartRunTest, EverythingComesInOrderForEveryTypeOfTest) {
         {FAST_CHANNEL_CHANGE, TESTING, map, config},
         {FAST_CHANNEL_CHANGE, REAL_WORLD, {}, config},
         {RELIABLE_RETRANSMISSION, REAL_WORLD, {}, config},
-        {FCC_WITH_RRR, TESTING, map, config_and_filters},
-    };
+        {FCC_WITH_RRR, TESTING, map, config_and_filters}};
     database.on_call = [&](const std::string& call) {
         const bool starts = call.find("Save") == 0 || call.find("Set") == 0;
         if (!starts || call == "SaveObjects") return;
         EXPECT_TRUE(!IsEnabled(a, Id::CLASS) && IsEnabled(a, ids::IptvStopTestCommand::CLASS)) << call;
         EXPECT_FALSE(IsRunning()) << "the data set comes first";
     };
-    for (const auto& test : cases) {
-        SCOPED_TRACE(std::to_string(test.type) + " in environment " + std::to_string(test.environment));
-        Choose(command, test.type, test.environment);
+    for (const auto& [type, environment, map, config] : cases) {
+        SCOPED_TRACE(std::to_string(type) + " in environment " + std::to_string(environment));
+        Choose(command, type, environment);
         range.SetObjectState(CScriptable::STATE_MODIFIED);  // something to apply
         EXPECT_EQ(Start(), "");
         EXPECT_TRUE(project.Root().ContainsObject(*Results(), ids::relations::ResultChild));
-        EXPECT_EQ(Take(),
-                  Join({test.map, test.config, {"apply"}, kAnalyzersRun, kRegistered, kStarted, kSaved}));
+        EXPECT_EQ(Take(), Join({map, config, {"apply"}, kAnalyzersRun, kRegistered, kStarted, kSaved}));
         EXPECT_TRUE(IsRunning() && !Manager().AreResultsSaved());
-        EXPECT_EQ(Manager().GetRun().kind.type, test.type);
+        EXPECT_EQ(Manager().GetRun().kind.type, type);
         EndAll();
         EXPECT_TRUE(!IsRunning() && Manager().AreResultsSaved());
     }
@@ -86,8 +77,7 @@ TEST_F(StartRunTest, ACancelledStartLeavesWhatItsStepSays) {
         {"SetTestCommand Start", Join({set_up, kRegistered, kStarted, kSaved, kStopped}), true, true,
          Join({{"db SaveObjects", "db Finalise"}, kDeregistered})},
         // The other port will not report its end, so its registrations end with the next start.
-        {"Starting Test on  P1", Join({set_up, kRegistered, {"P1 Start"}, kStopped})},
-    };
+        {"Starting Test on  P1", Join({set_up, kRegistered, {"P1 Start"}, kStopped})}};
     struct AtOnce {
         iptv::CIptvStartTestCommand& start;
         void Cancel(CScriptable*, framework::PropId) { start.Cancel(); }
@@ -175,9 +165,7 @@ TEST_F(StartRunTest, ASecondStartIsRefusedWhileATestRuns) {
     auto& other = Make<iptv::CIptvStartTestCommand>();
     EXPECT_THAT(other.GetStbBlockList(), ElementsAre(project.Root().GetHandle()));
     database.on_call = [&](const std::string& call) {
-        if (call == "SaveConfiguration") {
-            EXPECT_THAT(Start(other), HasSubstr("is running"));
-        }
+        EXPECT_THAT(call == "SaveConfiguration" ? Start(other) : "is running", HasSubstr("is running"));
     };
     command.Set(Id::TestName, "First");
     ASSERT_EQ(Start(), "");

@@ -21,8 +21,7 @@ std::string Shorten(const ipAddress_t& address) {
 }
 
 /// A block of set-top boxes on one port, and stream blocks on another.
-class StreamMapTest : public testing::Test {
-  protected:
+struct StreamMapTest : testing::Test {
     iptv::CIptvStbBlockConfig& Watch(std::vector<iptv::CIptvViewedChannels*> ranges) {
         return project.MakeStbBlock(project.MakeDevice(&receiver), profile, ranges);
     }
@@ -59,27 +58,23 @@ class StreamMapTest : public testing::Test {
 
     TestProject project;
     testing_aids::LogCapture log;
-    core::CPort& receiver = project.MakePort("Receiver");
-    core::CPort& sender = project.MakePort("Sender");
+    core::CPort &receiver = project.MakePort("Receiver"), &sender = project.MakePort("Sender");
     iptv::CIptvViewingProfileConfig& profile = project.MakeProfile("Fast");
     iptv::StreamMap map;
 };
 
 TEST_F(StreamMapTest, HostAndGroupOfAStreamComeTogetherInTurns) {
     const struct {
-        std::uint32_t hosts;
-        std::uint32_t groups;
+        std::uint32_t hosts, groups;
         std::uint32_t first;  ///< channels watched
         std::uint32_t last;
         Texts lines;
-    } cases[] = {
-        {2, 3, 1, 3, {"1>1:0", "2>2:1", "1>3:2", "2>1:3", "1>2:4", "2>3:5"}},  // coprime
-        {3, 3, 1, 3, {"1>1:0", "2>2:1", "3>3:2"}},                             // equal
-        {4, 2, 1, 2, {"1>1:0", "2>2:1", "3>1:2", "4>2:3"}},                    // multiple
-        {2, 4, 1, 4, {"1>1:0", "2>2:1", "1>3:2", "2>4:3"}},
-        {4, 6, 2, 3, {"2>2:1", "3>3:2", "4>2:7", "1>3:8"}},  // some channels only
-        {1, 5, 5, 5, {"1>5:4"}},
-    };
+    } cases[] = {{2, 3, 1, 3, {"1>1:0", "2>2:1", "1>3:2", "2>1:3", "1>2:4", "2>3:5"}},  // coprime
+                 {3, 3, 1, 3, {"1>1:0", "2>2:1", "3>3:2"}},                             // equal
+                 {4, 2, 1, 2, {"1>1:0", "2>2:1", "3>1:2", "4>2:3"}},                    // multiple
+                 {2, 4, 1, 4, {"1>1:0", "2>2:1", "1>3:2", "2>4:3"}},
+                 {4, 6, 2, 3, {"2>2:1", "3>3:2", "4>2:7", "1>3:8"}},  // some channels only
+                 {1, 5, 5, 5, {"1>5:4"}}};
     for (const auto& test : cases) {
         SCOPED_TRACE(std::to_string(test.hosts) + " hosts, " + std::to_string(test.groups) + " groups");
         auto& channels = project.MakeChannelBlock("News", 1, test.groups);
@@ -94,12 +89,10 @@ TEST_F(StreamMapTest, HostAndGroupOfAStreamComeTogetherInTurns) {
 }
 
 TEST_F(StreamMapTest, StreamsToAndFromOthersArePassedOver) {
-    auto& four = project.MakeChannelBlock("Four", 1, 2);
-    auto& six = project.MakeChannelBlock("Six", 11, 2, true);
+    auto &four = project.MakeChannelBlock("Four", 1, 2), &six = project.MakeChannelBlock("Six", 11, 2, true);
     auto& stbs = Watch({&project.MakeRange(four, 1, 2), &project.MakeRange(six, 11, 12)});
     auto& viewer = TestProject::LayerOf(project.MakeDevice(&receiver, 3), "Ipv4If");
-    auto& first = MakeHosts(2, "10.0.0.1");
-    auto& second = MakeHosts(1, "10.0.0.9");
+    auto &first = MakeHosts(2, "10.0.0.1"), &second = MakeHosts(1, "10.0.0.9");
     auto& third = MakeHosts(1, "2000::7", true);
     first.Set("AddrList", std::string("10.9.9.50 10.9.9.51"));  // the first address and the step count
     // Neither hosts, nor hosts with IP addresses: only the streams of the latter to other hosts have numbers.
@@ -146,12 +139,10 @@ TEST_F(StreamMapTest, TheGroupsAreThoseThatActiveBlocksWatch) {
     auto& channels = project.MakeChannelBlock("News", 5, 10);
     auto& every_third = project.MakeRange(channels, 6, 14);
     every_third.Set(ids::IptvViewedChannels::ChannelRangeStep, 3u);
-    auto& overlapping = project.MakeRange(channels, 5, 6);
-    auto& off = project.MakeRange(channels, 12, 13);
+    auto &overlapping = project.MakeRange(channels, 5, 6), &off = project.MakeRange(channels, 12, 13);
     off.Set(ids::Scriptable::LocalActive, false);
     auto& by_inactive_block = project.MakeRange(channels, 11, 11);
-    auto& stbs = Watch({&every_third, &overlapping, &off});
-    auto& same = Watch({&every_third});
+    auto &stbs = Watch({&every_third, &overlapping, &off}), &same = Watch({&every_third});
     auto& inactive = Watch({&by_inactive_block});
     inactive.Set(ids::Scriptable::LocalActive, false);
     auto& streams = MakeStreams({&MakeHosts(1, "10.0.0.1")}, {&AddressesOf(channels)});

@@ -10,8 +10,7 @@ using namespace results_test;  // NOLINT: a test
 const Texts kDeregistered{"DeregisterEOTNotify", "DeregisterResultsNotify"};
 const Texts kEnded{"Stop", "DeregisterEOTNotify", "DeregisterResultsNotify"};
 
-class EndOfTestTest : public ResultsTest {
-  protected:
+struct EndOfTestTest : ResultsTest {
     void Start() {
         ResultsTest::Start();
         Yield();

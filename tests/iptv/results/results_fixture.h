@@ -2,8 +2,6 @@
 #pragma once
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sqlite3.h>
 
 #include <filesystem>
 #include <iomanip>
@@ -13,6 +11,7 @@
 #include "control/IptvStartTestCommand.h"
 #include "control/IptvStopTestCommand.h"
 #include "control/PortRequests.h"
+#include "database_reader.h"
 #include "msgset/iptvcd_1.h"
 #include "orv/core/test_result_manager.h"
 #include "orv/framework/command_status_manager.h"
@@ -29,16 +28,9 @@
 namespace results_test {
 
 using namespace orv;  // NOLINT: tests
-using framework::CScriptable;
-using iptvcd_1_bll::stblock_event_s;
-using iptvcd_1_bll::stbox_event_s;
-using testing::Contains;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing_aids::Answer;
-using testing_aids::ScriptedPort;
-using testing_aids::TestProject;
+using framework::CScriptable, iptvcd_1_bll::stblock_event_s, iptvcd_1_bll::stbox_event_s, testing::Contains;
+using testing::ElementsAre, testing::HasSubstr, testing::IsEmpty, testing_aids::Answer;
+using testing_aids::ScriptedPort, testing_aids::TestProject;
 
 using Texts = std::vector<std::string>;
 
@@ -125,8 +117,7 @@ inline Texts LinesOf(const Texts& log, const std::string& beginning) {
     return lines;
 }
 
-class PortsTest : public testing::Test {
-  protected:
+struct PortsTest : testing::Test {
     explicit PortsTest(framework::ClockKind clock = framework::ClockKind::Virtual) : project(clock) {}
     ~PortsTest() override { framework::CRpcManager::Instance().Reset(); }
 
@@ -146,15 +137,12 @@ class PortsTest : public testing::Test {
     }
 
     TestProject project;
-    core::CPort& p1 = project.MakePort("P1");
-    core::CPort& p2 = project.MakePort("P2");
-    ScriptedPort far1{p1};
-    ScriptedPort far2{p2};
+    core::CPort &p1 = project.MakePort("P1"), &p2 = project.MakePort("P2");
+    ScriptedPort far1{p1}, far2{p2};
 };
 
 /// Block A (IPv4) on port P1, block B (IPv6) on port P2.
-class ResultsTest : public PortsTest {
-  protected:
+struct ResultsTest : PortsTest {
     using PortsTest::PortsTest;
     ~ResultsTest() override {
         framework::CRpcManager::Instance().Reset();
@@ -174,10 +162,9 @@ class ResultsTest : public PortsTest {
         manager_db->StartInteractive();
         UseDatabase({"IPTV_Test_Results", "test", ""});
         Manager().SetPortCount(2);
-        for (core::CPort* port : {&p1, &p2}) {
+        for (core::CPort* port : {&p1, &p2})
             Manager().AddRegistration(iptv::RegisterForNotifications(
                 *port, {}, 1000, Manager().GetResultsDelegate(), Manager().GetEndTestDelegate()));
-        }
         Manager().SetTestRunning(true);
     }
     void UseDatabase(const core::TestResultSetting& setting) {
@@ -207,47 +194,6 @@ class ResultsTest : public PortsTest {
     }
 };
 
-/// Rows as texts (NULL as "null").
-using Rows = std::vector<std::vector<std::string>>;
-
-/// A reader's own connection. An error is a failure of the test.
-class Reader {
-  public:
-    explicit Reader(const std::string& path) {
-        EXPECT_EQ(sqlite3_open_v2(path.c_str(), &db_, SQLITE_OPEN_READONLY, nullptr), SQLITE_OK) << path;
-    }
-    ~Reader() { sqlite3_close(db_); }
-    Reader(const Reader&) = delete;
-    Reader& operator=(const Reader&) = delete;
-
-    /// `sql` may name the data set, which is the first one.
-    Rows Query(const std::string& sql) const {
-        Rows rows;
-        sqlite3_stmt* statement = nullptr;
-        EXPECT_EQ(sqlite3_prepare_v2(db_, sql.c_str(), -1, &statement, nullptr), SQLITE_OK)
-            << sqlite3_errmsg(db_) << " in " << sql;
-        if (!statement) return rows;
-        const int parameter = sqlite3_bind_parameter_index(statement, "@DataSetId");
-        if (parameter > 0) sqlite3_bind_int(statement, parameter, 1);
-        int step = SQLITE_ROW;
-        while ((step = sqlite3_step(statement)) == SQLITE_ROW) {
-            auto& row = rows.emplace_back();
-            for (int i = 0; i < sqlite3_column_count(statement); ++i) {
-                const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement, i));
-                row.emplace_back(text ? text : "null");
-            }
-        }
-        EXPECT_EQ(step, SQLITE_DONE) << sqlite3_errmsg(db_);
-        sqlite3_finalize(statement);
-        return rows;
-    }
-    std::string Get(const std::string& sql) const {
-        const Rows rows = Query(sql);
-        return rows.empty() ? "nothing" : rows.front().front();
-    }
-
-  private:
-    sqlite3* db_ = nullptr;
-};
+using Reader = testing_aids::DatabaseReader;
 
 }  // namespace results_test

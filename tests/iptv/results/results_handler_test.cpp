@@ -9,13 +9,11 @@
 namespace {
 
 using namespace results_test;  // NOLINT: a test
-using framework::CScriptableCreator;
-using iptv::CIptvResultsHandler;
+using framework::CScriptableCreator, iptv::CIptvResultsHandler;
 namespace fs = std::filesystem;
 namespace relations = ids::relations;
 
-class EventBinningTest : public ResultsTest {
-  protected:
+struct EventBinningTest : ResultsTest {
     /// Channel changes that have been counted for a block.
     static int Count(const CScriptable& block) {
         const auto* results = block.GetObject(ids::IptvStbBlockResults::CLASS, common::kParentChild);
@@ -39,8 +37,7 @@ TEST_F(EventBinningTest, IncompleteBlocksDoNotDisturbTheOthers) {
         {"no port", [&] { device1.SetObjects({}, relations::AffiliationPort); },
          "object Port from EmulatedDevice"},
         {"switched off", [&] { a.Set(ids::Scriptable::LocalActive, false); }, ""},
-        {"deleted", [&] { a.MarkDelete(true, true); }, ""},
-    };
+        {"deleted", [&] { a.MarkDelete(true, true); }, ""}};
     for (const auto& test : cases) {
         SCOPED_TRACE(test.name);
         a.SetObjects({&TestProject::McastOf(device1)}, relations::MulticastParam);
@@ -54,11 +51,10 @@ TEST_F(EventBinningTest, IncompleteBlocksDoNotDisturbTheOthers) {
         Manager().BinManager({EventsOf(a, {MakeView(1, test.channel)}),
                               {4711, {MakeView(1, 2)}, {}},
                               EventsOf(b, {MakeView(1, 12)})});
-        EXPECT_THAT(log.Take(),
-                    testing::IsSupersetOf(
-                        {HasSubstr(test.logged),
-                         HasSubstr("object IptvStbBlockConfig from StbHnd got from IL in result events in "
-                                   "CIptvResultsManager::CollectEventsFromIL")}));
+        EXPECT_THAT(log.Take(), testing::IsSupersetOf(
+                                    {HasSubstr(test.logged),
+                                     HasSubstr("object IptvStbBlockConfig from StbHnd got from IL in result "
+                                               "events in CIptvResultsManager::CollectEventsFromIL")}));
         EXPECT_EQ(Count(a) - before_a, test.counted);
         EXPECT_EQ(Count(b) - before_b, 1);
     }
@@ -99,8 +95,7 @@ TEST_F(EventBinningTest, WithoutDatabaseTheTestEndsAllTheSame) {
     EXPECT_FALSE(IsRunning());
 }
 
-class HandlerTest : public ResultsTest {
-  protected:
+struct HandlerTest : ResultsTest {
     HandlerTest() {
         [[maybe_unused]] static const bool once = [] {
             core::CResultModule::Instance().RegisterResultHandler(CIptvResultsHandler::Instance(), false);
@@ -121,8 +116,7 @@ TEST_F(HandlerTest, SubscribersSeeTheResultsThatTheyAskedForUntilTheyLeave) {
             });
     };
     Start();
-    const std::uint32_t all = subscribe(project.Root(), "all ");
-    const std::uint32_t one = subscribe(b, "one ");
+    const std::uint32_t all = subscribe(project.Root(), "all "), one = subscribe(b, "one ");
     Report();
     EXPECT_THAT(std::exchange(told, {}), testing::UnorderedElementsAre("all A", "all B", "one B"));
     module.Unsubscribe(all);
@@ -167,8 +161,7 @@ TEST_F(HandlerTest, ATestWhoseResultsAreClearedMeanwhileKeepsItsVerdict) {
 }
 
 /// An iteration's database is open; the test's own lies in a folder of its own.
-class IterationTest : public ResultsTest {
-  protected:
+struct IterationTest : ResultsTest {
     IterationTest() {
         auto& system = core::COrvSystem::Instance();
         CScriptable& node = *CScriptableCreator().Create("EotResultNode", &system);
@@ -192,8 +185,8 @@ class IterationTest : public ResultsTest {
             .Get(
                 "SELECT group_concat(n.Name || '|' || n.Description || '|' || d.Name || '|' || "
                 "n.ParameterValues || '|' || i.Path || '|' || i.DataSetId, ';') FROM IterationDatabases i, "
-                "EotResultNode n, EotResultViewDefinition d WHERE i.NodeHnd = n.Handle AND "
-                "n.ViewDefinition = d.Handle ORDER BY i.DataSetId");
+                "EotResultNode n, EotResultViewDefinition d WHERE i.NodeHnd = n.Handle AND n.ViewDefinition "
+                "= d.Handle ORDER BY i.DataSetId");
     }
 
     const fs::path own_ = folder_ / "own" / "iptvTest.db";
@@ -203,8 +196,7 @@ TEST_F(IterationTest, HasANodeThatNamesTheMovedFile) {
     const std::string moved = (folder_ / "iptvTest.db").string();
     const std::string row = "IPTV Iteration #2|Iteration Result Description|IPTV Iteration 2|";
     EXPECT_EQ(Collect(), row + "1|" + moved + "|1");
-    EXPECT_TRUE(fs::exists(moved));
-    EXPECT_FALSE(fs::exists(own_.parent_path()));
+    EXPECT_TRUE(fs::exists(moved) && !fs::exists(own_.parent_path()));
     EXPECT_THAT(Collect(), HasSubstr(row + "2|" + moved + "|2")) << "its own data set, not the first one";
 }
 

@@ -67,10 +67,9 @@ Texts WantedColumns(const std::string& kind, const std::string& wanted_view) {
 /// Names of the nodes below one, in order, each with its own ones: "Port Config(Port Result)".
 Texts Below(const Reader& reader, const std::string& handle) {
     Texts names;
-    for (const auto& node :
-         reader.Query("SELECT Handle, Name FROM EotResultNode WHERE DataSetId = @DataSetId "
-                      "AND ParentHnd = " +
-                      handle + " ORDER BY Handle")) {
+    for (const auto& node : reader.Query(
+             "SELECT Handle, Name FROM EotResultNode WHERE DataSetId = @DataSetId AND ParentHnd = " + handle +
+             " ORDER BY Handle")) {
         const Texts below = Below(reader, node[0]);
         names.push_back(below.empty() ? node[1] : node[1] + "(" + below[0] + ")");
     }
@@ -121,10 +120,10 @@ TEST_P(ViewsTest, TheTreeHasEveryViewAndEveryQueryRuns) {
         {"IPV6 STB Result", ipv6},   {"Channel Config", 3},     {"Channel Result", views},
         {"Profile Config", 1},       {"Profile Result", 1},     {"Event Result", views},
         {"RRR Event Result", blocks}};
-    for (const auto& view : reader.Query(
-             "SELECT d.Name, d.SqlCommand, d.ResultViewType, n.ParameterNames, n.ParameterValues FROM "
-             "EotResultNode n, EotResultViewDefinition d WHERE n.ViewDefinition = d.Handle AND "
-             "n.DataSetId = @DataSetId AND d.DataSetId = @DataSetId")) {
+    for (const auto& view :
+         reader.Query("SELECT d.Name, d.SqlCommand, d.ResultViewType, n.ParameterNames, n.ParameterValues "
+                      "FROM EotResultNode n, EotResultViewDefinition d WHERE n.ViewDefinition = d.Handle AND "
+                      "n.DataSetId = @DataSetId AND d.DataSetId = @DataSetId")) {
         SCOPED_TRACE(view[0]);
         EXPECT_EQ(view[3] + "=" + view[4], "@DataSetId=1");
         EXPECT_EQ(view[2] == "EXTERNAL_REPORT", view[1].empty());

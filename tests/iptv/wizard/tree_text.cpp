@@ -1,4 +1,3 @@
-#include <utility>
 
 #include "orv/core/project.h"
 #include "orv/framework/handle_registry.h"
@@ -13,8 +12,7 @@ using namespace framework;  // NOLINT: a test
 
 namespace {
 
-class TreeText {
-  public:
+struct TreeText {
     TreeText() {
         const CScriptable& project = *orv::core::CProject::GetCurrentActiveInstance();
         for (const CScriptable* root : {&project, static_cast<const CScriptable*>(&CSequencer::Instance())})

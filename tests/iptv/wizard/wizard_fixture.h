@@ -11,10 +11,7 @@
 namespace wizard_test {
 
 using namespace results_test;  // NOLINT: tests
-using framework::CScriptableCreator;
-using framework::CSequencer;
-using testing_aids::LogCapture;
-using testing_aids::Stack;
+using framework::CScriptableCreator, framework::CSequencer, testing_aids::LogCapture, testing_aids::Stack;
 
 /// Each live object by class and name, and indented below it, a line each, the properties that differ from
 /// the class's defaults and the relations by name; then its children. "registered" are those of whose changes
@@ -27,8 +24,7 @@ inline std::string Handle(const CScriptable& object) {
 }
 
 /// Makes wizard objects below a test project.
-class WizardScene {
-  public:
+struct WizardScene {
     explicit WizardScene(TestProject& project) : project_(project) {}
 
     CScriptable& Make(const std::string& class_name, CScriptable& parent, const std::string& values = "") {
@@ -77,17 +73,14 @@ const std::string kDone = "nothing thrown";
 struct Good {
     TestProject project;
     WizardScene s{project};
-    core::CPort& from = s.MakePort("From");
-    core::CPort& to = s.MakePort("To");
-    core::CEmulatedDevice& server = s.MakeDevice(&from, "Server");
-    core::CEmulatedDevice& homes = s.MakeDevice(&to, "Homes");
+    core::CPort &from = s.MakePort("From"), &to = s.MakePort("To");
+    core::CEmulatedDevice &server = s.MakeDevice(&from, "Server"), &homes = s.MakeDevice(&to, "Homes");
     CScriptable& config = s.Config();
     CScriptable& sources = s.MakeSources(from, "Name Sources TrafHost " + Handle(server));
     CScriptable& boxes = s.MakeBoxes(homes, "Name Boxes");
 };
 
-class WizardTest : public testing::Test {
-  protected:
+struct WizardTest : testing::Test {
     LogCapture log;
     TestProject project;
     WizardScene scene{project};

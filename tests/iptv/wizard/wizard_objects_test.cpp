@@ -56,8 +56,7 @@ TEST_F(WizardTest, ChannelsShareTheRateOfAPreset) {
     // preset, channels, rate
     const std::tuple<const char*, std::uint32_t, double> cases[] = {
         {"MBPS_1_5", 2, 0.75}, {"MBPS_2", 4, 0.5}, {"MBPS_2_5", 4, 0.625}, {"MBPS_3", 4, 0.75},
-        {"MBPS_4", 32, 0.125}, {"MBPS_8", 1, 8},   {"MBPS_8", 0, 99},      {"CUSTOM", 4, 99},
-    };
+        {"MBPS_4", 32, 0.125}, {"MBPS_8", 1, 8},   {"MBPS_8", 0, 99},      {"CUSTOM", 4, 99}};
     for (const auto& [preset, channels, rate] : cases) {
         sources.Set("ChannelRatePreset", "CUSTOM");
         sources.Set(ids::IptvWizardMcastSources::NumOfChannels, channels);

@@ -4,11 +4,9 @@
 namespace {
 
 using namespace wizard_test;  // NOLINT: a test
-using framework::CCommand;
-using iptv::CIptvResultsManager;
+using framework::CCommand, iptv::CIptvResultsManager;
 
-class WizardRefusalTest : public testing::Test {
-  protected:
+struct WizardRefusalTest : testing::Test {
     WizardRefusalTest() { EXPECT_EQ(good.s.Finish(), kDone); }
 
     void ExpectRefusal(const std::string& what) {
@@ -120,8 +118,7 @@ TEST(WizardWarnings, TellOfWhatDoesNotFitTheIpVersion) {
          {"Warn: IptvWizardMcastSources \"Sources\" on From filters by the sources of Ipv6NetworkBlock "
           "\"v6\", which does not fit a test of IPv4."},
          "Ipv6NetworkBlock #1 (registered)"},
-        {send_from_ipv6, {streams}, "SrcBinding -> Ipv6If"},
-    };
+        {send_from_ipv6, {streams}, "SrcBinding -> Ipv6If"}};
     LogCapture log;
     for (const auto& [change, told, stays] : cases) {
         Good good;
@@ -165,8 +162,7 @@ TEST(WizardFailures, AFailureLeavesTheSequenceAndIsCleanedUpByTheNextRun) {
         {[&](Good& g) { take_top(g.server); }, nullptr, "NetworkInterface associated with Server",
          kNotGot + "NetworkInterface from EmulatedDevice in CIptvWizardMcastSources"},
         {[&](Good& g) { take_top(g.homes); }, nullptr, "NetworkInterface associated with Homes",
-         kNotGot + "NetworkInterface from EmulatedDevice in CIptvWizardStbBlock"},
-    };
+         kNotGot + "NetworkInterface from EmulatedDevice in CIptvWizardStbBlock"}};
     LogCapture log;
     for (const auto& [spoil, repair, text, logged] : cases) {
         SCOPED_TRACE(text);

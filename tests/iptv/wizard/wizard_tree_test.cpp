@@ -2,7 +2,6 @@
 // To renew them after a wanted change, run these tests with ORV_RENEW_GOLDEN=1.
 #include <cstdlib>
 #include <fstream>
-#include <sstream>
 
 #include "orv/framework/validation.h"
 #include "wizard/wizard_fixture.h"
@@ -13,8 +12,7 @@ using namespace wizard_test;  // NOLINT: a test
 
 /// Hosts that need addresses and sessions first, and traffic from two devices.
 void BuildIpv4Testing(WizardScene& s) {
-    auto& head_end = s.MakePort("Head end");
-    auto& viewers = s.MakePort("Viewers");
+    auto &head_end = s.MakePort("Head end"), &viewers = s.MakePort("Viewers");
     auto& plain = s.MakeDevice(&head_end, "Plain");
     auto& tagged = s.MakeDevice(&head_end, "Tagged", {.vlans = 2, .pppoe = true});
     auto& homes = s.MakeDevice(&viewers, "Homes");
@@ -44,8 +42,7 @@ void BuildIpv6Testing(WizardScene& s) {
 
 /// Source addresses of a block, and no setting at its default.
 void BuildIpv4RealWorld(WizardScene& s) {
-    auto& network = s.MakePort("Network");
-    auto& viewers = s.MakePort("Viewers");
+    auto &network = s.MakePort("Network"), &viewers = s.MakePort("Viewers");
     auto& homes = s.MakeDevice(&viewers, "Homes");
     s.Make("PppoaClientBlockConfig", homes, "Name PPPoA");
     SetAll(s.Config(),
