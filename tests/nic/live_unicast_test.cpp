@@ -77,15 +77,15 @@ TEST(LiveUnicast, ABurstBridgesTheTimeUntilMulticast) {
          {with_sbit, [](auto& u) { u.server.has_sbit = false; }},
          "3 x 0 5-473 - 473.98; 425.02 463.96-1011.96 900, 275 packets, overlap 4, no S-bit",
          "1000 RAMS-R e1000001 min 150, 1474 RAMS-T e1000001 732",
-         "the server 10.0.9.9:5000 has sent 3 bursts without the S-bit that is to trigger the multicast "
-         "join, first of STB 1 of STB block 3"},
+         "the server 10.0.9.9:5000 has sent 1 STB no S-bit, which is to trigger the multicast join, "
+         "first of STB 1 of STB block 3"},
         {"neither, and no bound",
          {with_sbit,
           [](auto& u) { u.server.has_sbit = false, u.live.peer.scenario.test.max_sbit_delay = 0; }},
          "3 x 0 5-899 - 900;  - , 0 packets, no S-bit",
          "1000 RAMS-R e1000001 min 150, 1900 RAMS-T e1000001",
-         "the server 10.0.9.9:5000 has sent 3 bursts without the S-bit that is to trigger the multicast "
-         "join, first of STB 1 of STB block 3"},
+         "the server 10.0.9.9:5000 has sent 1 STB no S-bit, which is to trigger the multicast join, "
+         "first of STB 1 of STB block 3"},
         {"S-bit too late",
          {with_sbit, [](auto& u) { u.server.sbit_after = milliseconds(450); }},
          "3 x 0 5-453 455-473 473.98; 425.02 463.96-1011.96 900, 275 packets, overlap 4, no S-bit",
@@ -205,9 +205,9 @@ TEST(LiveUnicast, AsksForWhatIsLost) {
          "601:5 failed 645:5 661:5 4/3", "601:5 661:5 2/2"},
         {"slower than repetitions",
          [&](auto& u) { settings(u).nackInterval = 10, u.server.way = milliseconds(35); },
-         "601:35 slow 601:35 slow 601:35 slow 601:35 slow 645:35 slow 645:35 slow 645:35 slow 645:35 slow "
-         "661:35 slow 661:35 slow 661:35 slow 4/4",
-         "601:35 slow 661:35 slow 661:35 slow 661:35 slow 661:35 slow 1/1"},
+         "601:65 slow 601:45 slow 601:25 601:5 645:35 slow 645:35 slow 645:35 slow 645:35 slow 661:35 slow "
+         "661:35 slow 661:35 slow 4/4",
+         "601:35 slow 661:65 slow 661:45 slow 661:15 661:15 1/1"},
         {"slow and twice", [](auto& u) { u.server.way = milliseconds(35), u.server.repair_copies = 2; },
          "601:35 slow 645:35 slow 661:35 slow 4/4", "601:35 slow 661:35 slow 1/1"},
     };

@@ -154,6 +154,7 @@ class LiveRun : public il::Run {
         std::array<ServerStream, 8> streams;  ///< that came last
         std::size_t stream_count = 0;
         std::uint64_t nacks = 0, repairs = 0;
+        std::uint32_t bursts_with_sbit = 0, bursts_without_sbit = 0;  ///< where it is the trigger
 
         std::optional<std::uint32_t> media_of(std::uint32_t server_ssrc) const;
         void learn(std::uint32_t server_ssrc, std::uint32_t media_ssrc) {
@@ -248,7 +249,7 @@ class LiveRun : public il::Run {
 
     // Retransmission.
     void note_losses(const Flow& flow, std::uint32_t reception, const Arrival& arrival, il::Time stamp);
-    void look_for_repairs();
+    void look_at_servers();
     void forget_arrived(std::uint32_t id);
     void ask_repair(std::uint32_t number);
     void note_missing(std::uint32_t number, std::uint16_t sequence, std::uint64_t count, il::Time stamp);

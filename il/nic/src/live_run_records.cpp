@@ -116,7 +116,7 @@ Time LiveRun::finish(Time time) {
     }
     const bool is_over = is_settled() || time - finish_began_ >= kLongestFinish;
     if (is_over) {
-        look_for_repairs();
+        look_at_servers();
         complaints_.report(context_.complain);
     }
     return is_over ? kNever : time + kFinishInterval;

@@ -28,12 +28,16 @@ void LiveRun::note_missing(std::uint32_t number, std::uint16_t sequence, std::ui
     arm();
 }
 
-/// A server that answers no NACK of an STB is an error, one that lost some answers is not.
-void LiveRun::look_for_repairs() {
-    constexpr std::uint64_t kFew = 3;
+/// A server that does hardly anything of what an STB wants is an error, one that fails now and then shows in
+/// figures.
+void LiveRun::look_at_servers() {
+    constexpr std::uint64_t kFew = 3, kMost = 10;
     for (std::uint32_t number = 0; number < unicast_stbs_.size(); ++number) {
-        if (unicast_stbs_[number].nacks >= kFew && unicast_stbs_[number].repairs == 0)
-            complain(number, ServerKind::Repair, ServerComplaints::Kind::NoRepairs);
+        const UnicastStb& own = unicast_stbs_[number];
+        if (own.nacks >= kFew && kMost * own.repairs < own.nacks)
+            complain(number, ServerKind::Repair, ServerComplaints::Kind::FewRepairs);
+        if (own.bursts_without_sbit > 0 && own.bursts_with_sbit == 0)
+            complain(number, ServerKind::Burst, ServerComplaints::Kind::NoSbit);
     }
 }
 

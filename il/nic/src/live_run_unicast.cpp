@@ -468,7 +468,7 @@ void LiveRun::close_unicast(std::uint32_t id) {
     conclude(id);
 }
 
-/// A server that accepts a request and sends nothing, or nothing with the S-bit that its STBs wait for.
+/// A server that accepts a request and sends nothing; look_at_servers() needs the others.
 void LiveRun::note_silent_burst(std::uint32_t id) {
     const UnicastView& unicast = *unicast_of(id);
     const View& view = views_[id];
@@ -477,9 +477,9 @@ void LiveRun::note_silent_burst(std::uint32_t id) {
         return;
     if (unicast.burst.first() == kNever) {
         complain(view.stb, ServerKind::Burst, ServerComplaints::Kind::NoPackets);
-    } else if (plan_.test.mcast_join_trigger == MulticastJoinTriggerType::SBIT_AND_DELAY &&
-               unicast.burst.first_with_sbit() == kNever) {
-        complain(view.stb, ServerKind::Burst, ServerComplaints::Kind::NoSbit);
+    } else if (plan_.test.mcast_join_trigger == MulticastJoinTriggerType::SBIT_AND_DELAY) {
+        UnicastStb& own = unicast_stbs_[view.stb];
+        ++(unicast.burst.first_with_sbit() != kNever ? own.bursts_with_sbit : own.bursts_without_sbit);
     }
 }
 

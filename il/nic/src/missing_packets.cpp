@@ -92,19 +92,19 @@ MissingPackets::Repair MissingPackets::on_repair(std::uint16_t sequence, Time st
 }
 
 /// Which of several NACKs for a packet is answered: the one that was sent about as long ago as answers take.
-/// As long as nobody knows how long that is, the first.
 std::vector<MissingPackets::Asked>::iterator MissingPackets::find_asked(std::uint16_t sequence, Time stamp) {
-    auto best = asked_.end();
-    std::size_t count = 0;
+    auto first = asked_.end(), best = asked_.end();
     const auto error = [&](const Asked& asked) { return std::abs(stamp - asked.time - response_); };
     for (auto asked = asked_.begin(); asked != asked_.end(); ++asked) {
         if (asked->sequence != sequence) continue;
-        if (++count == 1 || (response_ != kNever && error(*asked) < error(*best))) best = asked;
+        if (first == asked_.end()) first = asked;
+        if (best == asked_.end() || error(*asked) < error(*best)) best = asked;
     }
-    if (count == 1 && !best->is_repeated) {
-        const Time took = stamp - best->time;
-        response_ = response_ == kNever ? took : response_ + (took - response_) / 8;
-    }
+    if (first == asked_.end()) return best;
+    // It is known of an only one, and of one whose packet has come before: then all are answered in turn.
+    const bool is_only = first == best && !first->is_repeated;
+    if (is_only || find(sequence) == missing_.end())
+        response_ += (stamp - first->time - response_) / (is_only ? 8 : 2);
     return best;
 }
 

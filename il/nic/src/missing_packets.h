@@ -127,7 +127,7 @@ class MissingPackets {
     std::uint32_t first_nack_ = 0;          ///< number of the first of `nacks_`
     std::array<std::uint16_t, 64> done_{};  ///< came lately, after they were missing
     std::size_t dones_ = 0;
-    il::Time response_ = il::kNever;  ///< how long answers take, a moving average over views
+    il::Time response_ = 5 * il::kMillisecond;  ///< how long answers take, a moving average
     il::Time ended_ = il::kNever;
 };
 

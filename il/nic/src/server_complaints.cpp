@@ -30,11 +30,11 @@ std::string describe(Kind kind, std::uint64_t count, std::uint16_t code) {
                                code, live::ExplainRamsResponse(code).text);
         case Kind::NoPackets:
             return fmt::format("has accepted {} for bursts and sent no packet", number_of(count, "request"));
-        case Kind::NoRepairs:
-            return fmt::format("has sent no packet again that {} asked for", number_of(count, "STB"));
+        case Kind::FewRepairs:
+            return fmt::format("has answered less than a tenth of the NACKs of {}", number_of(count, "STB"));
         case Kind::NoSbit:
-            return fmt::format("has sent {} without the S-bit that is to trigger the multicast join",
-                               number_of(count, "burst"));
+            return fmt::format("has sent {} no S-bit, which is to trigger the multicast join",
+                               number_of(count, "STB"));
         case Kind::SendsOn:
             return fmt::format("went on sending {} after it was asked three times for the end",
                                number_of(count, "burst"));

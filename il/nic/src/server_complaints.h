@@ -21,8 +21,8 @@ class ServerComplaints {
         Unanswered,    ///< requests for bursts
         Refused,       ///< requests for bursts; `code` is the response
         NoPackets,     ///< of a burst that it has accepted
-        NoRepairs,     ///< of any packet that an STB has asked for
-        NoSbit,        ///< in a burst of which STBs wait for it
+        FewRepairs,    ///< for the NACKs of an STB
+        NoSbit,        ///< in any burst of an STB that waits for it
         SendsOn,       ///< after the end of a burst
         WrongNumbers,  ///< original sequence numbers
         RejectsToken,  ///< it has issued, or that it wants without having been asked for one
