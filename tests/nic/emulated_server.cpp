@@ -73,7 +73,7 @@ void EmulatedServer::OnMessage(const std::vector<std::byte>& frame, std::size_t 
         put(answer, long_at(frame, at + 12), 4);
         put(answer, 0x0006'616263646566U, 8);  // the token: "abcdef"
         put(answer, 4'000'000'000U, 8);
-        put(answer, 60, 4);
+        put(answer, static_cast<std::uint64_t>(token_life), 4);
         put(answer, 0x0001'cd'00U, 4);  // wanted in messages of type 205
         timeline_.PostAfter(way, [=, this] { Send(frame, answer); });
     } else if (type == 205 && first == 1) {  // generic NACK

@@ -32,6 +32,7 @@ class EmulatedServer {
     bool sends_packets = true;     ///< of bursts
     bool sends_on = false;         ///< after a termination
     bool wants_token = false;
+    int token_life = 60;  ///< s
     int osn_error = 0;
     std::set<std::uint16_t>
         lost;  ///< original sequence numbers that neither bursts nor repairs bring, once each

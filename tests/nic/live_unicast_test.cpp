@@ -245,4 +245,21 @@ TEST(LiveUnicast, SpeaksAsTheServerWants) {
     EXPECT_EQ(0u, unicast.live.GetPort().figures.bursts_unanswered);
 }
 
+TEST(LiveUnicast, ATokenMayExpireBeforeTheEndOfTheBurst) {
+    UnicastTest unicast(TestType::FAST_CHANNEL_CHANGE, {.port_mapping = true});
+    unicast.server.wants_token = true;
+    unicast.server.token_life = 1;
+    unicast.live.peer.scenario.profile.unicast_stay = true;
+    unicast.live.peer.scenario.profile.leave_to_leave_delay = 1'500;
+    unicast.live.RunTo(300);
+    unicast.live.RunAll();
+    EXPECT_EQ(
+        "300 CNAME, 300 token request, 305 CNAME, 305 token shown, 305 RAMS-R e1000001 min 150, 1700 CNAME, "
+        "1700 token request, 1705 CNAME, 1705 token shown, 1705 RAMS-T e1000001, 1800 CNAME, 1800 token "
+        "shown, "
+        "1800 RAMS-R e1000002 min 150",
+        unicast.Heard());
+    EXPECT_EQ(std::vector<std::string>(), unicast.live.GetPort().complaints);
+}
+
 }  // namespace

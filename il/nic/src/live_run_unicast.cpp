@@ -210,8 +210,9 @@ bool LiveRun::prepare(std::uint32_t number, ServerKind kind, Step next) {
 
 /// What cannot be sent now: a request for a burst is given up.
 void LiveRun::hold(std::uint32_t number, Step next, Time until) {
-    if (next == Step::AskBurst) return do_without_burst(number);
-    schedule(number, next, until);
+    if (next != Step::AskBurst) return schedule(number, next, until);
+    const UnicastView* unicast = unicast_of(stbs_[number].view);
+    if (unicast && !unicast->left) do_without_burst(number);
 }
 
 /// False, and `next` follows with the answer or when another request is due.
