@@ -76,7 +76,7 @@ class LiveLabTest(laboratory.LabTestCase):
                     **querier(version), **options, last_member_interval=100) as lab:
                 with lab.capture("home0") as capture, lab.capture("head0") as sent:
                     run = test_files.Run(lab, test_files.make(
-                        version=version, vlans=vlans, head_vlans=vlans[-1:], stbs=4, channels=4, interval=1000, seconds=4))
+                        version=version, vlans=vlans, head_vlans=vlans[-1:], stbs=2, channels=8, gap=300, seconds=4))
                     outcome = run.wait()
                 self.assert_good(outcome)
                 for recording in (capture, sent):

@@ -1,5 +1,5 @@
 // Values and their texts.
-#include <rapidcheck.h>
+#include <gtest/gtest.h>
 #include <rapidcheck/gtest.h>
 
 #include <cmath>
