@@ -23,9 +23,9 @@ bool check_frame_bytes(Bytes bytes);
 bool check_rtcp_bytes(Bytes bytes);
 
 /// Runs a short test of a live port, in the middle of which the bytes come in, untagged and tagged, and are
-/// seen going out, with checksums that fit. The last byte chooses what kind of test it is: with its fourth bit
-/// set, one with a server, and the bytes are what the server says. Throws std::logic_error when the test does
-/// not end as it should.
+/// seen going out, with checksums that fit. The last byte chooses what kind of test it is: with its fourth
+/// bit set, one with a server, and the bytes are what the server says. Throws std::logic_error when the test
+/// does not end as it should.
 void check_live_run_bytes(Bytes bytes);
 
 }  // namespace testing_aids
