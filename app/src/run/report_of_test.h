@@ -13,11 +13,20 @@ namespace orv::app {
 
 using Figure = std::variant<bool, std::uint64_t, double, std::string>;
 
+/// The distribution of one latency. Times are in ms; percentiles are accurate to 1 %.
+struct Distribution {
+    std::string figure;  ///< "join latency"
+    std::uint64_t count = 0;
+    double min = 0, mean = 0, max = 0;
+    double p50 = 0, p90 = 0, p95 = 0, p99 = 0, p999 = 0;
+};
+
 /// The figures of one object of the configuration.
 struct ResultRow {
     std::string name;  ///< of the object with these figures
     std::vector<std::pair<std::string, Figure>>
         figures;  ///< by name of the property, in the data model's order
+    std::vector<Distribution> distributions;  ///< of the latencies that were measured
 
     /// 0 if there is no such name, or its value is not a number.
     double GetNumber(const std::string& figure) const;
@@ -36,6 +45,8 @@ struct TestReport {
     std::vector<ResultRow> stb_blocks;
     std::vector<ResultRow> profiles;
     std::vector<ResultRow> ports;
+    std::vector<Distribution> distributions;  ///< of the whole test
+    std::uint32_t data_set = 0;               ///< in the results database; 0 without one
 
     /// The test was stopped, or lost its ports, before the end of its duration.
     bool IsCutShort() const { return duration < configured_duration; }
