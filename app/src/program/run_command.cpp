@@ -8,6 +8,7 @@
 #include "clock_choice.h"
 #include "console.h"
 #include "interrupts.h"
+#include "metrics/metrics_server.h"
 #include "output/printable.h"
 #include "reports.h"
 #include "run/endable_port.h"
@@ -45,6 +46,24 @@ int BreakOff(Reports& reports, const KnownOutcome& known) {
     leave.join();
     return status;
 }
+
+/// Passes the figures on to the metrics, if there are any to serve.
+class MeteredConsole : public Console {
+  public:
+    MeteredConsole(std::ostream& out, const Options& options, MetricsServer* metrics)
+        : Console(out, options), metrics_(metrics) {}
+
+    bool WantsProgress() override { return IsDue() || Console::WantsProgress(); }
+    void OnProgress(const RunProgress& progress) override {
+        if (IsDue()) metrics_->Update(progress);
+        if (Console::WantsProgress()) Console::OnProgress(progress);
+    }
+
+  private:
+    bool IsDue() const { return metrics_ && metrics_->IsDue(); }
+
+    MetricsServer* metrics_;
+};
 
 std::filesystem::path GetInputPath(const std::filesystem::path& given) {
     return given == "-" ? "/dev/stdin" : given;
@@ -101,13 +120,20 @@ class Run {
         open("--db", arguments_.run.database, OutputFiles::Kind::Database);
         open("--junit", arguments_.junit, OutputFiles::Kind::Report);
         open("--record", arguments_.run.record, OutputFiles::Kind::Report);
+        if (!arguments_.metrics.empty() && mistakes.empty()) {
+            try {
+                metrics_ = std::make_unique<MetricsServer>(arguments_.metrics);
+            } catch (const common::COrvRunTimeError& error) {
+                mistakes.push_back(MakeCommandLineMistake("--metrics", error.what()));
+            }
+        }
         return mistakes;
     }
 
     RunOutcome RunGuarded(KnownOutcome& known) {
         try {
             test_ = LoadTest(arguments_, text_, plugin_);
-            Console console(std::cerr, MakeConsoleOptions(arguments_));
+            MeteredConsole console(std::cerr, MakeConsoleOptions(arguments_), metrics_.get());
             return test_->session->Run(test_->file, arguments_.run, console, outputs_, known);
         } catch (const std::exception& error) {
             RunOutcome outcome = known.Get();
@@ -123,6 +149,7 @@ class Run {
     FileText text_;
     std::optional<LoadedTest> test_;
     OutputFiles outputs_;
+    std::unique_ptr<MetricsServer> metrics_;
 };
 
 }  // namespace
