@@ -58,8 +58,8 @@ class SweepTable {
         for (const char* header : {"Views", "Failed joins", "Mean join ms"})
             columns.push_back({header, kRight});
         if (has_percentiles_) {
-            columns.push_back({"50 %", kRight});
-            columns.push_back({"99 %", kRight});
+            columns.push_back({"p50", kRight});
+            columns.push_back({"p99", kRight});
         }
         columns.push_back({"Lost", kRight});
         TextTable table(std::move(columns));
