@@ -141,8 +141,12 @@ std::string MakeSweepSummary(const RunOutcome& outcome, std::size_t line_width) 
     }
     if (outcome.end == RunEnd::Passed || outcome.end == RunEnd::Failed)
         return text + (outcome.end == RunEnd::Passed ? "Verdict: PASSED\n" : "Verdict: FAILED\n");
-    return text + fmt::format("Verdict: NOT FINISHED, {} in iteration {}\n", GetRunEndName(outcome.end),
-                              sweep.iterations.size());
+    text += fmt::format("Verdict: NOT FINISHED, {}", GetRunEndName(outcome.end));
+    if (!sweep.iterations.empty()) {
+        const SweepIteration& last = sweep.iterations.back();
+        text += fmt::format(" {} iteration {}", last.run.end == outcome.end ? "in" : "after", last.number);
+    }
+    return text + "\n";
 }
 
 }  // namespace orv::app

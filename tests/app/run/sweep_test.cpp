@@ -1,4 +1,6 @@
 // Sweeps: which iterations there are, what they leave behind, and that all reports say the same of them.
+#include <bit>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <random>
 
@@ -119,6 +121,7 @@ TEST_F(SweepTest, AllReportsAndTheExitStatusSayTheSame) {
          "{kind: refuse, request: UpdateProfile}"},
         {"Range/ChannelRangeEnd: [4, 5, 8, 6]", 2,
          "(with Range/ChannelRangeEnd=5 and 1 other iteration); expected a multiple of 4", "-", 0},
+        {"Range/ChannelRangeEnd: [5, 5]", 2, "are of 5 channels; expected a multiple of 4", "-", 0},
         {"Range/ChannelRangeEnd: {search: {from: 4, to: 12, step: 2}}", 2,
          "test.yaml:42:35: IptvViewedChannels \"Range\", ChannelRangeEnd: ", "-", 0},
         // Found only when the search comes there.
@@ -134,7 +137,7 @@ TEST_F(SweepTest, AllReportsAndTheExitStatusSayTheSame) {
         EXPECT_EQ(person.status, one.status);
         EXPECT_EQ(program.status, one.status);
         EXPECT_THAT(person.out + person.err, HasSubstr(one.says));
-        const json outcome = json::parse(program.out), &sweep = outcome["sweep"];
+        json outcome = json::parse(program.out), sweep = outcome["sweep"];
         EXPECT_EQ(outcome["exit_status"], one.status);
         EXPECT_EQ(outcome["tests"].size(), 0U);
         EXPECT_EQ(sweep["iterations"].size(), one.iterations);
@@ -161,6 +164,10 @@ TEST_F(SweepTest, AllReportsAndTheExitStatusSayTheSame) {
     }
     EXPECT_THAT(RunIptvtest("results other --json", folder.GetPath()).out,
                 HasSubstr(R"("Range/ChannelRangeEnd": "8")"));
+    WriteFile(folder / "named.yaml", Test("Start/DatabaseFileName: [good, /dev/null]"));
+    const ProgramRun named = RunIptvtest("run named.yaml", folder.GetPath());
+    EXPECT_EQ(named.status, 2);
+    EXPECT_THAT(named.out, HasSubstr("NOT FINISHED, bad input in iteration 2"));
     EXPECT_THAT(RunIptvtest("run test.yaml --record x", folder.GetPath()).err,
                 HasSubstr("--record: a recording is of one run"));
 }
@@ -178,7 +185,7 @@ TEST_F(SweepTest, ASecondSignalKeepsWhatWasFinished) {
                     folder.GetPath());
     EXPECT_EQ(run.status, 130);
     EXPECT_THAT(ReadFile(folder / "err"), HasSubstr("Ended at once"));
-    const json outcome = json::parse(ReadFile(folder / "out")), &iterations = outcome["sweep"]["iterations"];
+    json outcome = json::parse(ReadFile(folder / "out")), iterations = outcome["sweep"]["iterations"];
     ASSERT_EQ(iterations.size(), 2U);
     EXPECT_EQ(iterations[0]["tests"][0]["verdict"], "passed");
     EXPECT_EQ(iterations[1]["end"], "interrupted");
