@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "sweep_summary.h"
 #include "text_table.h"
 
 namespace orv::app {
@@ -202,6 +203,7 @@ std::string MakeSummary(const RunOutcome& outcome, std::size_t line_width) {
                             MakePrintable(test->name), GetUnfinishedReason(outcome),
                             FormatNumber(test->elapsed), FormatNumber(test->configured_duration));
     }
+    text += MakeSweepSummary(outcome, line_width);
     for (const LivePortReport& port : outcome.live_ports) text += MakeLivePortLine(outcome, port);
     if (!outcome.database.empty()) text += fmt::format("Results: {}\n", MakePrintable(outcome.database));
     if (outcome.end == RunEnd::Failure || outcome.end == RunEnd::Interrupted) {

@@ -13,6 +13,7 @@
 #include "reports.h"
 #include "run/endable_port.h"
 #include "run/session.h"
+#include "sweep/run_sweep.h"
 #include "terminal.h"
 
 namespace orv::app {
@@ -42,6 +43,7 @@ int BreakOff(Reports& reports, const KnownOutcome& known) {
     std::thread leave(&EndablePort::EndAll);
     RunOutcome outcome = known.Get();
     outcome.end = RunEnd::Interrupted;
+    CloseIteration(outcome);
     const int status = reports.Write(std::move(outcome));
     leave.join();
     return status;
@@ -98,8 +100,14 @@ class Run {
         if (!arguments_.log_level) {
             for (const std::string& error : outcome.errors) PrintError(error);
         }
+        // The last data sets are those of an iteration, whose outcome is not always that of the sweep.
+        std::optional<RunEnd> end_of_iteration;
+        if (outcome.sweep && !outcome.sweep->iterations.empty())
+            end_of_iteration = outcome.sweep->iterations.back().run.end;
+        const RunEnd end = outcome.end;
         const int status = reports->Write(std::move(outcome));
-        if (test_) test_->session->Conclude(static_cast<RunEnd>(status));
+        const auto reported = static_cast<RunEnd>(status);
+        if (test_) test_->session->Conclude(reported == end ? end_of_iteration.value_or(end) : reported);
         return status;
     }
 
@@ -134,11 +142,14 @@ class Run {
         try {
             test_ = LoadTest(arguments_, text_, plugin_);
             MeteredConsole console(std::cerr, MakeConsoleOptions(arguments_), metrics_.get());
+            if (test_->file.GetSweep())
+                return RunSweep(*test_->session, test_->file, arguments_.run, console, outputs_, known);
             return test_->session->Run(test_->file, arguments_.run, console, outputs_, known);
         } catch (const std::exception& error) {
             RunOutcome outcome = known.Get();
             outcome.end = RunEnd::Failure;
             outcome.errors.emplace_back(error.what());
+            CloseIteration(outcome);
             if (arguments_.log_level) PrintError(error.what());
             return outcome;
         }

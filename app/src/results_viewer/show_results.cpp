@@ -46,10 +46,30 @@ std::string DescribeNode(const ViewNode& node) {
     return MakePrintable(text);
 }
 
+/// Null for no JSON.
+nlohmann::ordered_json ParseText(const std::string& text) {
+    auto json = nlohmann::ordered_json::parse(text, nullptr, false);
+    return json.is_discarded() ? nullptr : json;
+}
+
+/// "3: Homes/DeviceCount=400"; empty for the results of a run without a sweep.
+std::string DescribeIteration(const DataSet& data_set) {
+    const auto sweep = ParseText(data_set.GetText(run_description::kSweep));
+    if (!sweep.is_object() || !sweep.contains("iteration") || !sweep.contains("values")) return {};
+    std::string text = sweep["iteration"].dump() + ":";
+    for (const auto& [name, value] : sweep["values"].items())
+        text += fmt::format("{} {}={}", text.ends_with(':') ? "" : ",", name,
+                            value.is_string() ? value.get<std::string>() : value.dump());
+    return text;
+}
+
 /// The data sets as rows of a table.
 class DataSetRows : public RowSource {
   public:
-    explicit DataSetRows(const std::vector<DataSet>& data_sets) : data_sets_(data_sets) {}
+    explicit DataSetRows(const std::vector<DataSet>& data_sets) : data_sets_(data_sets) {
+        for (const DataSet& data_set : data_sets) has_sweeps_ |= !DescribeIteration(data_set).empty();
+        if (has_sweeps_) titles_.emplace_back("Iteration");
+    }
     const std::vector<std::string>& GetTitles() const override { return titles_; }
     const std::vector<std::string>& GetNames() const override { return titles_; }
     bool Next(std::vector<ResultValue>& row) override {
@@ -60,6 +80,7 @@ class DataSetRows : public RowSource {
         for (const char* name : {run_description::kTitle, run_description::kTestFile, run_description::kSeed,
                                  run_description::kVersion})
             row.emplace_back(data_set.GetText(name));
+        if (has_sweeps_) row.emplace_back(DescribeIteration(data_set));
         return true;
     }
 
@@ -68,8 +89,9 @@ class DataSetRows : public RowSource {
 
     const std::vector<DataSet>& data_sets_;
     std::size_t next_ = 0;
-    const std::vector<std::string> titles_{"Data set", "Test",      "Verdict", "Started (UTC)", "Ended (UTC)",
-                                           "Title",    "Test file", "Seed",    "Version"};
+    bool has_sweeps_ = false;
+    std::vector<std::string> titles_{"Data set", "Test",      "Verdict", "Started (UTC)", "Ended (UTC)",
+                                     "Title",    "Test file", "Seed",    "Version"};
 };
 
 /// One run of the command.
@@ -128,6 +150,9 @@ class Show {
         }
         if (const std::string seed = data_set_.GetText(run_description::kSeed); !seed.empty())
             err_ << "Note: it was run with --seed " << MakePrintable(seed) << '\n';
+        if (const std::string sweep = data_set_.GetText(run_description::kSweep); !sweep.empty())
+            err_ << "Note: it was run for several values, and this is one of the iterations: "
+                 << MakePrintable(sweep) << '\n';
         std::istringstream settings(data_set_.GetText(run_description::kSettings));
         for (std::string setting; std::getline(settings, setting);)
             err_ << "Note: it was run with " << MakePrintable(setting) << '\n';
@@ -200,6 +225,11 @@ class Show {
                                             {"version", names::kVersion},
                                             {"outcome", names::kOutcome}})
                 entry[key] = text_or_null(data_set.GetText(name));
+            // Older databases and runs without a sweep have none.
+            for (const auto& [key, name] :
+                 {std::pair("sweep", names::kSweep), {"sweep_result", names::kSweepResult}}) {
+                entry[key] = ParseText(data_set.GetText(name));
+            }
             std::uint64_t seed = 0;
             const std::string digits = data_set.GetText(names::kSeed);
             std::from_chars(digits.data(), digits.data() + digits.size(), seed);

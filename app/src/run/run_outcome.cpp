@@ -49,6 +49,14 @@ std::string GetUnfinishedReason(const RunOutcome& outcome) {
     return fmt::format("the run had {} error{}", count, count == 1 ? "" : "s");
 }
 
+std::string DescribeValues(const std::vector<std::string>& properties,
+                           const std::vector<std::string>& values) {
+    std::string text;
+    for (std::size_t i = 0; i < properties.size(); ++i)
+        text += fmt::format("{}{}={}", i == 0 ? "" : ", ", properties[i], values.at(i));
+    return text;
+}
+
 const char* GetVerdict(const RunOutcome& outcome, const TestReport& test) {
     const bool is_good_run = outcome.end != RunEnd::Failure && outcome.end != RunEnd::Interrupted;
     if (!is_good_run && (test.passed || test.IsCutShort())) return "not finished";

@@ -11,6 +11,7 @@
 #include "live_settings.h"
 #include "mistake.h"
 #include "simulation.h"
+#include "sweep.h"
 #include "vocabulary.h"
 
 namespace orv::app {
@@ -91,6 +92,7 @@ class Plan {
     std::string title;
     Simulation simulation;
     LiveSettings live;
+    std::optional<Sweep> sweep;
     bool has_sequence = false;  ///< the file has a section of that name
 
   private:
