@@ -24,8 +24,8 @@ TEST_F(TestFileTest, MistakesOfTheTextAndItsSections) {
           "this is no part of the list that begins in line 2; expected \",\" or \"]\""},
          {"^- Port: a\n", "there is a list; expected the sections title, project,"},
          {"^titel: a\nproject:\n",
-          "this is no section of a test file; expected title, project, sequence, simulation, live; did you "
-          "mean title?"},
+          "this is no section of a test file; expected title, project, sequence, simulation, live, "
+          "expect; did you mean title?"},
          {"^Project:\n", "did you mean project?"},
          {"title: ^[a]\nproject: ^text\nsequence: ^{a: b}\n",
           "title: there is a list; expected a text\n\"text\" is wrong; expected a list of objects\nsequence: "

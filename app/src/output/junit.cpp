@@ -91,12 +91,26 @@ class Suite {
 
 /// A block has failed when more of its own joins failed than may.
 std::string JudgeBlock(const TestReport& test, const ResultRow& block) {
-    const double views = block.GetNumber("NumOfChannelChanges") - block.GetNumber("DuplicateJoins") -
-                         block.GetNumber("DuplicateUnicastJoins");
-    const double failed = block.GetNumber("JoinFails") + block.GetNumber("UnicastJoinFails");
-    if (views <= 0) return test.passed ? "" : "no channel was viewed";
-    if (failed * 100 <= test.join_fail_threshold * views) return {};
-    return fmt::format("{} of {} joins failed; {} % may", failed, views, test.join_fail_threshold);
+    const JoinCounts joins = block.GetJoins();
+    const auto failed = joins.GetFailedPercent();
+    if (!failed) return test.passed ? "" : "no channel was viewed";
+    if (*failed <= test.join_fail_threshold) return {};
+    return fmt::format("{} of {} joins failed; {} % may", joins.failed, joins.net_changes,
+                       test.join_fail_threshold);
+}
+
+void AddExpectations(Suite& suite, const RunOutcome& outcome, const TestReport& test) {
+    for (const ExpectationResult& one : test.expectations) {
+        const std::string verdict = GetVerdict(outcome, test, one);
+        const std::string measured = "measured: " + one.DescribeMeasured();
+        if (verdict == "not finished") {
+            suite.AddCase(test.name, "expect: " + one.text, test.duration, Suite::kSkipped,
+                          "not finished: " + GetUnfinishedReason(outcome) + "; " + measured);
+        } else {
+            suite.AddCase(test.name, "expect: " + one.text, test.duration, Suite::kFailure,
+                          verdict == "passed" ? "" : measured);
+        }
+    }
 }
 
 void AddTest(Suite& suite, const RunOutcome& outcome, const TestReport& test) {
@@ -127,7 +141,10 @@ std::string MakeJUnitXml(const RunOutcome& outcome) {
     for (const Mistake& mistake : outcome.mistakes) problems.push_back(mistake.ToString());
     if (outcome.end == RunEnd::Interrupted) problems.emplace_back("interrupted");
     suite.AddCase("iptvtest", "run", 0, Suite::kError, fmt::format("{}", fmt::join(problems, "; ")));
-    for (const TestReport& test : outcome.tests) AddTest(suite, outcome, test);
+    for (const TestReport& test : outcome.tests) {
+        AddTest(suite, outcome, test);
+        AddExpectations(suite, outcome, test);
+    }
     if (const auto& test = outcome.unfinished_test)
         suite.AddCase(test->name, "verdict", test->elapsed, Suite::kError,
                       "not finished: " + GetUnfinishedReason(outcome));

@@ -131,6 +131,36 @@ std::string MakeVerdictLine(const RunOutcome& outcome, const TestReport& test) {
                                          : "");
 }
 
+std::string MakeExpectationTable(const RunOutcome& outcome, const TestReport& test, std::size_t line_width) {
+    if (test.expectations.empty()) return {};
+    TextTable table({{"Expectation", TextTable::Align::Left},
+                     {"Measured", TextTable::Align::Right},
+                     {"Result", TextTable::Align::Left}});
+    for (const ExpectationResult& one : test.expectations) {
+        const std::string verdict = GetVerdict(outcome, test, one);
+        table.AddRow(
+            {MakePrintable(one.text), one.DescribeMeasured(), verdict == "failed" ? "FAILED" : verdict});
+    }
+    return table.ToString(line_width) + "\n";
+}
+
+/// One that failed decides, as it does for the exit status.
+std::string MakeExpectationLine(const RunOutcome& outcome, const TestReport& test) {
+    if (test.expectations.empty()) return {};
+    std::size_t met = 0;
+    std::string verdict = "passed";
+    for (const ExpectationResult& one : test.expectations) {
+        met += one.met;
+        if (verdict != "failed" && GetVerdict(outcome, test, one) != std::string_view("passed"))
+            verdict = GetVerdict(outcome, test, one);
+    }
+    const std::size_t count = test.expectations.size();
+    if (verdict == "not finished")
+        return fmt::format("Expectations: NOT FINISHED, {} of {} met so far\n", met, count);
+    return fmt::format("Expectations: {}, {} of {} met\n", verdict == "passed" ? "PASSED" : "FAILED", met,
+                       count);
+}
+
 std::string MakeTestSummary(const RunOutcome& outcome, const TestReport& test, std::size_t line_width) {
     std::string text = fmt::format("Test \"{}\": {}, {}, {} s", MakePrintable(test.name), test.type,
                                    test.environment, FormatNumber(test.duration));
@@ -142,6 +172,7 @@ std::string MakeTestSummary(const RunOutcome& outcome, const TestReport& test, s
     text += MakeTable(test, line_width, "Viewing profile", test.profiles, kJoinColumns, kChangeColumns);
     text += MakeTable(test, line_width, "Port", test.ports, kPortColumns);
     text += MakePercentileTable(test, line_width);
+    text += MakeExpectationTable(outcome, test, line_width);
     if (test.GetChannelChanges() == 0) {
         text += "No channel was viewed.\n";
     } else {
@@ -149,7 +180,7 @@ std::string MakeTestSummary(const RunOutcome& outcome, const TestReport& test, s
                             FormatNumber(test.GetFailedJoins()), FormatNumber(test.GetNetChannelChanges()),
                             test.GetFailedPercent(), FormatNumber(test.join_fail_threshold));
     }
-    return text + MakeVerdictLine(outcome, test);
+    return text + MakeVerdictLine(outcome, test) + MakeExpectationLine(outcome, test);
 }
 
 /// What viewers did not get is what matters.

@@ -30,7 +30,7 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr int kBadInput = 2;
-constexpr int kFailure = 3;
+constexpr int kFailureStatus = 3;
 
 /// Files are often moved together: a missing one is searched beside the file that names it.
 fs::path FindOtherFile(const fs::path& named, const fs::path& database) {
@@ -317,9 +317,9 @@ int ShowResults(const ResultsRequest& request, std::ostream& out, std::ostream& 
     } catch (const ResultsError& error) {
         return PrintError(err, error.what(), kBadInput);
     } catch (const ResultsFailure& error) {
-        return PrintError(err, error.what(), kFailure);
+        return PrintError(err, error.what(), kFailureStatus);
     } catch (const std::bad_alloc&) {
-        return PrintError(err, "there is not enough memory", kFailure);
+        return PrintError(err, "there is not enough memory", kFailureStatus);
     }
     return 0;
 }
@@ -333,7 +333,7 @@ int ShowResults(ResultsRequest request, int out_descriptor, std::ostream& err) {
     int status = ShowResults(request, out, err);
     if (out && !output.Finish())
         status =
-            PrintError(err, fmt::format("the output cannot be written: {}", std::strerror(errno)), kFailure);
+            PrintError(err, fmt::format("the output cannot be written: {}", std::strerror(errno)), kFailureStatus);
     return status;
 }
 

@@ -12,6 +12,13 @@ bool HasViewers(const nic::LiveFigures& figures) {
     return figures.joins_and_leaves + figures.unseen > 0;
 }
 
+/// A run with errors passes nothing, and a part of a test decides nothing.
+const char* DecideVerdict(const RunOutcome& outcome, const TestReport& test, bool passed) {
+    const bool is_good_run = outcome.end != RunEnd::Failure && outcome.end != RunEnd::Interrupted;
+    if (!is_good_run && (passed || test.IsCutShort())) return "not finished";
+    return passed ? "passed" : "failed";
+}
+
 }  // namespace
 
 const char* GetRunEndName(RunEnd end) {
@@ -50,9 +57,12 @@ std::string GetUnfinishedReason(const RunOutcome& outcome) {
 }
 
 const char* GetVerdict(const RunOutcome& outcome, const TestReport& test) {
-    const bool is_good_run = outcome.end != RunEnd::Failure && outcome.end != RunEnd::Interrupted;
-    if (!is_good_run && (test.passed || test.IsCutShort())) return "not finished";
-    return test.passed ? "passed" : "failed";
+    return DecideVerdict(outcome, test, test.passed);
+}
+
+const char* GetVerdict(const RunOutcome& outcome, const TestReport& test,
+                       const ExpectationResult& expectation) {
+    return DecideVerdict(outcome, test, expectation.met);
 }
 
 }  // namespace orv::app

@@ -8,6 +8,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "expect_section.h"
 #include "file_text.h"
 #include "live_settings.h"
 #include "mistake.h"
@@ -55,6 +56,8 @@ class TestFile {
     const Simulation& GetSimulation() const;
     /// Of the section "live".
     const LiveSettings& GetLiveSettings() const;
+    /// What each test of the file is to measure.
+    const Expectations& GetExpectations() const;
 
     /// The result of building a file.
     struct Built {
@@ -66,6 +69,9 @@ class TestFile {
     /// Creates the objects below an empty project, and replaces the sequencer's commands. Throws
     /// COrvLogicError if the file has mistakes.
     Built Build(framework::CScriptable& project, framework::CSequencer& sequencer) const;
+    /// Mistakes of expectations, which name objects that do not exist: those of the wizard are known only
+    /// when it has built its test.
+    std::vector<Mistake> FindUnknownSubjects(const NamesOfClass& names_of) const;
     /// A mistake in the section "project" or "sequence"; at the former if the latter is missing.
     Mistake MakeMistake(const std::string& section, const std::string& problem,
                         const std::string& expected = {}) const;

@@ -8,6 +8,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "expect_section.h"
 #include "live_settings.h"
 #include "mistake.h"
 #include "simulation.h"
@@ -91,6 +92,7 @@ class Plan {
     std::string title;
     Simulation simulation;
     LiveSettings live;
+    Expectations expectations;
     bool has_sequence = false;  ///< the file has a section of that name
 
   private:

@@ -105,7 +105,8 @@ std::string MakeJsonSchema() {
           {"project", project},
           {"sequence", sequence},
           {"simulation", {{"$ref", "#/$defs/simulation"}}},
-          {"live", MakeLiveDefinition()}}},
+          {"live", MakeLiveDefinition()},
+          {"expect", MakeExpectDefinition()}}},
         {"$defs", MakeDefinitions()},
     };
     return schema.dump(2) + "\n";

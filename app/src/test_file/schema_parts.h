@@ -15,5 +15,7 @@ Json MakePropertySchema(const CPropertyMeta& property, const CMetaClass& owner);
 Json MakeSimulationDefinitions();
 /// Schema of the section "live".
 Json MakeLiveDefinition();
+/// Schema of the section "expect".
+Json MakeExpectDefinition();
 
 }  // namespace orv::app
