@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "output/printable.h"
+#include "run/expectations_json.h"
 
 namespace orv::app {
 
@@ -34,19 +35,6 @@ Json MakeRows(const std::vector<ResultRow>& rows) {
     return list;
 }
 
-/// `met` is null while that is not certain, `measured` if nothing was.
-Json MakeExpectations(const RunOutcome& outcome, const TestReport& test) {
-    Json list = Json::array();
-    for (const ExpectationResult& one : test.expectations) {
-        const std::string verdict = GetVerdict(outcome, test, one);
-        list.push_back({{"text", one.text},
-                        {"met", verdict == "not finished" ? Json() : Json(one.met)},
-                        {"measured", one.measured ? Json(*one.measured) : Json()},
-                        {"unit", one.unit}});
-    }
-    return list;
-}
-
 Json MakeTest(const RunOutcome& outcome, const TestReport& test) {
     return {{"name", test.name},
             {"type", test.type},
@@ -54,7 +42,7 @@ Json MakeTest(const RunOutcome& outcome, const TestReport& test) {
             {"duration_s", test.duration},
             {"configured_duration_s", test.configured_duration},
             {"verdict", GetVerdict(outcome, test)},
-            {"expectations", MakeExpectations(outcome, test)},
+            {"expectations", MakeExpectationsJson(outcome, test)},
             {"channel_changes", test.GetChannelChanges()},
             {"failed_joins", test.GetFailedJoins()},
             {"failed_percent", test.GetFailedPercent()},

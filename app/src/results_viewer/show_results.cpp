@@ -49,14 +49,20 @@ std::string DescribeNode(const ViewNode& node) {
 /// The data sets as rows of a table.
 class DataSetRows : public RowSource {
   public:
-    explicit DataSetRows(const std::vector<DataSet>& data_sets) : data_sets_(data_sets) {}
+    explicit DataSetRows(const std::vector<DataSet>& data_sets) : data_sets_(data_sets) {
+        for (const DataSet& data_set : data_sets)
+            has_expectations_ = has_expectations_ || !data_set.DescribeExpectations().empty();
+        if (has_expectations_) titles_.insert(titles_.begin() + 3, "Expectations");
+    }
     const std::vector<std::string>& GetTitles() const override { return titles_; }
     const std::vector<std::string>& GetNames() const override { return titles_; }
     bool Next(std::vector<ResultValue>& row) override {
         if (next_ == data_sets_.size()) return false;
         const DataSet& data_set = data_sets_[next_++];
-        row = {std::int64_t{data_set.id}, data_set.test, data_set.verdict, ToSeconds(data_set.GetStart()),
-               ToSeconds(data_set.GetEnd())};
+        row = {std::int64_t{data_set.id}, data_set.test, data_set.verdict};
+        if (has_expectations_) row.emplace_back(data_set.DescribeExpectations());
+        row.emplace_back(ToSeconds(data_set.GetStart()));
+        row.emplace_back(ToSeconds(data_set.GetEnd()));
         for (const char* name : {run_description::kTitle, run_description::kTestFile, run_description::kSeed,
                                  run_description::kVersion})
             row.emplace_back(data_set.GetText(name));
@@ -68,8 +74,9 @@ class DataSetRows : public RowSource {
 
     const std::vector<DataSet>& data_sets_;
     std::size_t next_ = 0;
-    const std::vector<std::string> titles_{"Data set", "Test",      "Verdict", "Started (UTC)", "Ended (UTC)",
-                                           "Title",    "Test file", "Seed",    "Version"};
+    bool has_expectations_ = false;
+    std::vector<std::string> titles_{"Data set", "Test",      "Verdict", "Started (UTC)", "Ended (UTC)",
+                                     "Title",    "Test file", "Seed",    "Version"};
 };
 
 /// One run of the command.
@@ -200,6 +207,7 @@ class Show {
                                             {"version", names::kVersion},
                                             {"outcome", names::kOutcome}})
                 entry[key] = text_or_null(data_set.GetText(name));
+            entry["expectations"] = data_set.GetExpectations();
             std::uint64_t seed = 0;
             const std::string digits = data_set.GetText(names::kSeed);
             std::from_chars(digits.data(), digits.data() + digits.size(), seed);
@@ -332,8 +340,8 @@ int ShowResults(ResultsRequest request, int out_descriptor, std::ostream& err) {
     std::ostream out(&output);
     int status = ShowResults(request, out, err);
     if (out && !output.Finish())
-        status =
-            PrintError(err, fmt::format("the output cannot be written: {}", std::strerror(errno)), kFailureStatus);
+        status = PrintError(err, fmt::format("the output cannot be written: {}", std::strerror(errno)),
+                            kFailureStatus);
     return status;
 }
 

@@ -11,5 +11,8 @@ inline constexpr const char* kSettings = "Settings";
 inline constexpr const char* kSeed = "Seed";
 inline constexpr const char* kVersion = "Version";  ///< of the program
 inline constexpr const char* kOutcome = "Outcome";  ///< GetRunEndName, once the run has ended
+/// JSON: [{"data_set": 1, "expectations": [{"text", "met", "measured", "unit"}]}], for each test of the run.
+/// "met" is null if not finished, "measured" if nothing was. Not there without expectations.
+inline constexpr const char* kExpectations = "Expectations";
 
 }  // namespace orv::app::run_description

@@ -111,6 +111,7 @@ class Session::Impl {
         }
         Judge(outcome);
         Describe(outcome.end);
+        if (database_) DescribeExpectations(*database_, outcome);
         if (!GetUnfinishedReason(outcome).empty()) outcome.unfinished_test = known.Get().unfinished_test;
         host_.NewProject();
         return outcome;
