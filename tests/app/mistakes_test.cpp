@@ -4,6 +4,7 @@
 
 #include "good_file.h"
 #include "orv/common/exceptions.h"
+#include "orv/framework/meta_class_manager.h"
 #include "orv/framework/scriptable_locator.h"
 #include "orv/framework/sequencer.h"
 #include "orv/ids/core_ids.h"
@@ -410,6 +411,14 @@ TEST_F(TestFileTest, MistakesOfTheLiveSection) {
           "channel_ssrc_base, burst_bitrate_limit; did you mean robustness?"},
          {" ^2\n", "live: \"2\" is wrong; expected keys and values"}},
         kObjects + "live:");
+}
+
+TEST_F(TestFileTest, ExpectationsCountWhatTheResultsHave) {
+    const auto* results = orv::framework::CMetaClassManager::Instance().GetClass("IptvStbBlockResults");
+    for (const orv::app::Count& count : orv::app::GetCounts()) {
+        for (const char* property : count.properties)
+            EXPECT_TRUE(!property || results->FindProperty(std::string(property))) << property;
+    }
 }
 
 TEST_F(TestFileTest, MistakesOfTheExpectations) {

@@ -78,7 +78,6 @@ ExpectationResult Evaluate(const Expectation& expectation, const TestReport& rep
     } else {
         result.measured = Sum(rows, *expectation.count);
     }
-    if (result.measured && !std::isfinite(*result.measured)) result.measured.reset();
     result.met = result.measured && expectation.comparison->holds(*result.measured, expectation.bound);
     return result;
 }
