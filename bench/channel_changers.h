@@ -47,6 +47,11 @@ class ChannelChangers {
     }
 
     orv::iptv::CIptvResultsManager& Manager() { return *orv::iptv::CIptvResultsManager::GetResultsManager(); }
+    CScriptable& GetBlock() { return *block_; }
+    /// The first range.
+    CScriptable& GetRange() {
+        return *block_->GetObject("IptvViewedChannels", orv::ids::relations::StbChannel);
+    }
     void SaveTimeStamps() { block_->Set(orv::ids::IptvStbBlockConfig::SaveTimeStamps, true); }
 
     /// Every set-top box views some channels for a second each.

@@ -15,6 +15,9 @@
 #include "orv/ids/iptv_ids.h"
 #include "orv/tm/message.h"
 #include "plain_figures.h"
+#include "results/IptvChannelResults.h"
+#include "results/IptvStbBlockResults.h"
+#include "results/ResultNodes.h"
 
 namespace {
 
@@ -64,6 +67,75 @@ void BinRecords(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * CountRecords(notifications));
 }
 BENCHMARK(BinRecords)->Arg(1)->Arg(1000)->Unit(benchmark::kMillisecond);
+
+/// What binning does for each record, without distributions (argument 0), as it was before there were any,
+/// and with them.
+void Figures(benchmark::State& state) {
+    namespace distributions = orv::iptv::distributions;
+    const bool has_distributions = state.range(0) == 1;
+    ChannelChangers project(kSettopBoxes, 1);
+    const auto notifications = MakeNotifications(project);
+    auto& block = *orv::iptv::FindOrMakeResult<orv::iptv::CIptvStbBlockResults>(project.GetBlock());
+    auto& range = *orv::iptv::FindOrMakeResult<orv::iptv::CIptvChannelResults>(project.GetRange());
+    orv::iptv::PreviousViews previous;
+    const orv::iptv::ViewContext context{&previous, 0, 0};
+    distributions::TestDistributions test;
+    auto& block_set = test.FindOrMakeBlock(1, 2, 3).set;
+    auto& range_set = test.FindOrMakeRange(4);
+    auto& series = test.FindOrMakeSeries(3);
+    const auto find_interval = [&](std::int64_t ticks) {
+        distributions::Interval* interval = series.Find(ticks);
+        if (interval || !series.IsPlausible(ticks)) return interval;
+        test.GetLog().Drain(block_set);
+        return series.FindOrMake(ticks);
+    };
+    for (auto _ : state) {
+        for (const auto& notification : notifications) {
+            for (const auto& ev : notification.front().events) {
+                if (!has_distributions) {
+                    range.CalcLatencies(ev, nullptr, 500);
+                    block.BinEvent(ev, nullptr, context);
+                    continue;
+                }
+                if (test.GetLog().IsFull()) test.GetLog().Drain(block_set);
+                distributions::ViewSink sink(test.GetLog(), range_set, find_interval(ev.mcast_join_ts));
+                range.CalcLatencies(ev, nullptr, 500, &sink);
+                block.BinEvent(ev, nullptr, context, &sink);
+            }
+        }
+        test.GetLog().Drain(block_set);
+    }
+    state.SetItemsProcessed(state.iterations() * CountRecords(notifications));
+}
+BENCHMARK(Figures)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
+
+/// Memory of the distributions of many blocks, each with a few minutes of views.
+void DistributionMemory(benchmark::State& state) {
+    namespace distributions = orv::iptv::distributions;
+    constexpr std::uint32_t kBlocks = 16384;
+    std::mt19937 random(3);
+    std::lognormal_distribution<> join(3.5, 0.5), leave(4, 0.7), gap(4.5, 0.5);
+    for (auto _ : state) {
+        distributions::TestDistributions test;
+        std::size_t bytes = 0;
+        for (std::uint32_t i = 0; i < kBlocks; ++i) {
+            auto& block = test.FindOrMakeBlock(i, 1, 2);
+            const auto add = [&](distributions::Latency latency, double ms) {
+                block.set[latency].Add(distributions::LatencyBuckets::Find(ms), ms);
+            };
+            for (int view = 0; view < 300; ++view) {
+                const double ms = gap(random);
+                add(distributions::Latency::kJoin, join(random));
+                add(distributions::Latency::kLeave, leave(random));
+                add(view % 4 == 0 ? distributions::Latency::kOverlap : distributions::Latency::kGap, ms);
+                add(distributions::Latency::kChange, ms + 100);
+            }
+            bytes += block.set.GetBytes() + sizeof block - sizeof block.set;
+        }
+        state.counters["bytes_per_block"] = static_cast<double>(bytes) / kBlocks;
+    }
+}
+BENCHMARK(DistributionMemory)->Iterations(1)->Unit(benchmark::kMillisecond);
 
 void WireToResults(benchmark::State& state) {
     ChannelChangers project(kSettopBoxes, 1);

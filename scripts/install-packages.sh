@@ -10,6 +10,7 @@ packages=(
   libboost-filesystem-dev libboost-thread-dev libboost-dev
   libfmt-dev libspdlog-dev libsqlite3-dev libyaml-cpp-dev libyaml-dev pkg-config libmsgpack-cxx-dev nlohmann-json3-dev libcli11-dev sqlite3
   protobuf-compiler libprotobuf-dev
+  prometheus-cpp-dev zlib1g-dev python3-prometheus-client
   iproute2 nftables frr tshark shellcheck
   gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good
 )

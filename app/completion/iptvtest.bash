@@ -69,7 +69,7 @@ _iptvtest() {
     esac
     if [[ -z $options && $current == -* ]]; then
         case $command in
-            run) options='--quiet --json --junit --db --seed --clock --log-level --record --replay --replay-incomplete --set --help' ;;
+            run) options='--quiet --json --junit --metrics --db --seed --clock --log-level --record --replay --replay-incomplete --set --help' ;;
             validate) options='--json --set --help' ;;
             results) options='--csv --json --columns --where --limit --data-set --list --test-file --help' ;;
             explain | schema | version) options='--help' ;;
@@ -83,7 +83,7 @@ _iptvtest() {
     # What has been given without an option so far: the file, and the view.
     for ((i = 2; i < COMP_CWORD; ++i)); do
         case ${COMP_WORDS[i]} in
-            --junit | --db | --seed | --clock | --log-level | --record | --replay | --data-set | --columns | --where | --limit | --set) ((++i)) ;;
+            --junit | --metrics | --db | --seed | --clock | --log-level | --record | --replay | --data-set | --columns | --where | --limit | --set) ((++i)) ;;
             -*) ;;
             *) words+=("${COMP_WORDS[i]}") ;;
         esac

@@ -25,7 +25,7 @@ TEST_F(TestFileTest, MistakesOfTheTextAndItsSections) {
           "this is no part of the list that begins in line 2; expected \",\" or \"]\""},
          {"^- Port: a\n", "there is a list; expected the sections title, project,"},
          {"^titel: a\nproject:\n",
-          "this is no section of a test file; expected title, project, sequence, simulation, live, "
+          "this is no section of a test file; expected title, project, sequence, sweep, simulation, live, "
           "expect; did you mean title?"},
          {"^Project:\n", "did you mean project?"},
          {"title: ^[a]\nproject: ^text\nsequence: ^{a: b}\n",
@@ -356,7 +356,8 @@ TEST_F(TestFileTest, MistakesOfTheSimulation) {
           "loss: \"101 %\" " + fraction + "late: \"-0.1\" " + fraction + "join_failure: \"nan\" " + fraction +
               "packet_rate: \"0\" is wrong; expected a number above 0, at most 10000000\n"
               "jiter: this is not known here; expected join_delay, leave_delay, unicast_join_delay, "
-              "unicast_leave_delay, retransmission_delay, jitter, packet_rate, burst_rate, join_failure, "
+              "unicast_leave_delay, retransmission_delay, jitter, packet_rate, burst_rate, join_capacity, "
+              "join_failure, "
               "loss, reordering, duplication, late, payload_error, retransmission_loss; did you mean "
               "jitter?"},
          {"  defaults: {join_delay: ^-1, leave_delay: ^[1], jitter: ^{normal: [1, 2], uniform: [1, 2]}}\n",
@@ -393,6 +394,54 @@ TEST_F(TestFileTest, MistakesOfTheSimulation) {
               "delay: this is not known here; expected kind, request, occurrence, delay_ms\n"
               "faults, Viewers: \"x\" is wrong; expected keys and values\nkind: this is missing"}},
         kObjects + "simulation:\n");
+}
+
+TEST_F(TestFileTest, MistakesOfTheSweep) {
+    const std::string form = "expected a list of values, {from: ..., to: ..., step: ...} or {search: ";
+    const std::string number = " is wrong; expected a decimal number of at most 12 digits";
+    ExpectMistakes(
+        {{" ^text\n", "sweep: \"text\" is wrong; expected properties and their values"},
+         {"\n  ^d: [1]\n", "d: this names no property; expected NAME/Property"},
+         {"\n  ^e/DeviceCount: [1]\n", "\"e\" names no object"},
+         {"\n  ^d/DeviceCuont: [1, 2]\n",
+          "has neither property nor relation of this name; did you mean DeviceCount?"},
+         {"\n  ^d/children: [1]\n", "children: objects cannot be set, but stand in the file"},
+         {"\n  d/DeviceCount: [1]\n  ^EmulatedDevice/devicecount: [2]\n", "the property is given twice"},
+         {"\n  d/DeviceCount: [1]\n  d/Active: [true]\n  ^p/Active: [true]\n", "this is a third property"},
+         {"\n  d/DeviceCount: ^5\n  p/Location: ^[]\n",
+          "DeviceCount: \"5\" is wrong; " + form + "\nLocation: there are no values; " + form},
+         {"\n  d/DeviceCount: [1, ^0, 5, ^many, ^[1]]\n  d/AffiliationPort: [p, ^q]\n",
+          "EmulatedDevice \"d\", DeviceCount: \"0\" is wrong\n\"many\" is wrong\nthere is a list\n\"q\" "
+          "names no object"},
+         // All values of a range have its place.
+         {"\n  d/DeviceCount: ^{from: 65000, to: 66000, step: 100}\n", "DeviceCount: \"65600\" is wrong"},
+         {"\n  d/DeviceCount: {search: ^{from: 1, to: 2, step: 0.5}}\n", "DeviceCount: \"1.5\" is wrong"},
+         {"\n  d/DeviceCount: {search: ^{from: 1, to: 65536}}\n", "DeviceCount: \"65536\" is wrong"},
+         {"\n  d/DeviceCount: {from: ^1e2, to: ^0x9, step: ^0}\n  d/Active: {from: ^01, to: ^+3, step: "
+          "^-1}\n",
+          "from: \"1e2\"" + number + "\n\"0x9\"" + number +
+              "\n\"0\" is wrong; expected a number above 0\n\"01\"" + number + "\n\"+3\"" + number +
+              "\nstep: \"-1\" is wrong; expected a number above 0"},
+         {"\n  d/DeviceCount: ^{from: 3, to: 2.9}\n", "DeviceCount: the range ends below its begin"},
+         {"\n  d/DeviceCount: ^{^stp: 5, to: 4}\n",
+          "from: this is missing\nstp: this is not known here; expected from, to, step; did you mean step?"},
+         {"\n  d/DeviceCount: {search: {from: 1, to: 2, repetitions: ^0}, ^step: 2}\n",
+          "repetitions: \"0\" is wrong; expected a whole number from 1 to 1000\nstep: this is not known "
+          "here"},
+         {"\n  d/DeviceCount: {search: {from: 1, to: 2}}\n  ^p/Active: [true]\n",
+          "a search varies one property"},
+         {"\n  d/DeviceCount: {from: 1, to: 500}\n  ^p/Location: [a, b, c]\n",
+          "the sweep has 1500 iterations; expected at most 1000"},
+         {"\n  d/DeviceCount: ^{from: 1, to: 2, step: 0.000001}\n",
+          "these are 1000001 values; expected at most 1000"}},
+        "project:\n  - Port: p\n  - EmulatedDevice: d\nsweep:");
+    const std::string swept = "project:\n  - EmulatedDevice: d\nsweep: {d/DeviceCount: [1, 2]}\n";
+    EXPECT_EQ(Join(orv::app::TestFile::Parse({"zap.yaml", swept, {}},
+                                             {"d/Active=true", "EmulatedDevice/devicecount=3"})
+                       .GetMistakes()),
+              "--set EmulatedDevice/devicecount=3: EmulatedDevice \"d\", devicecount: the sweep of the test "
+              "file varies "
+              "this, in line 3; expected a property that is not swept\n");
 }
 
 TEST_F(TestFileTest, MistakesOfTheLiveSection) {

@@ -342,6 +342,23 @@ TEST(Sharing, ManyStreamsComeAndGo) {
     EXPECT_EQ(200 * 21, first);
 }
 
+// In each second the network takes so many joins of streams that it does not send yet.
+TEST(Sharing, FurtherJoinsOfASecondFail) {
+    const std::tuple<double, int, int, int> cases[] = {
+        // capacity, step of VLANs, delay of starts, failed views
+        {4, 1, 0, 10},   {5, 1, 0, 0}, {4.5, 1, 0, 10},
+        {0.5, 1, 0, 50}, {1, 0, 0, 0}, {4, 1, 250, 9}};  // in the first second only four have begun
+    for (const auto& [capacity, vlan_step, delay, failed] : cases) {
+        Scenario scenario;
+        scenario.blocks[0].settop_count = 5;
+        scenario.blocks[0].vlan_step = static_cast<std::int16_t>(vlan_step);
+        scenario.start_delay_step = static_cast<std::uint32_t>(delay);
+        scenario.network.behaviour.join_capacity = capacity;
+        const auto events = RunAll(scenario);
+        EXPECT_EQ(failed, std::ranges::count(events, 0, &stbox_event_s::first_mcast_pkt_ts)) << capacity;
+    }
+}
+
 // A view from 0 to 900 ms (LTL), or 1000 ms from its first packet on (MTL).
 TEST(Channels, RunningViewsFollowTheirChannel) {
     constexpr auto kLtl = ZapIntervalType::LTL, kMtl = ZapIntervalType::MTL;

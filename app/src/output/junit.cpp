@@ -5,6 +5,7 @@
 
 #include "outcome_json.h"
 #include "output/printable.h"
+#include "sweep_summary.h"
 
 namespace orv::app {
 
@@ -99,38 +100,62 @@ std::string JudgeBlock(const TestReport& test, const ResultRow& block) {
                        test.join_fail_threshold);
 }
 
-void AddExpectations(Suite& suite, const RunOutcome& outcome, const TestReport& test) {
+/// `name`: of the test; `failure`: see AddTest.
+void AddExpectations(Suite& suite, const RunOutcome& outcome, const TestReport& test, const std::string& name,
+                     const char* failure) {
     for (const ExpectationResult& one : test.expectations) {
         const std::string verdict = GetVerdict(outcome, test, one);
         const std::string measured = "measured: " + one.DescribeMeasured();
         if (verdict == "not finished") {
-            suite.AddCase(test.name, "expect: " + one.text, test.duration, Suite::kSkipped,
+            suite.AddCase(name, "expect: " + one.text, test.duration, Suite::kSkipped,
                           "not finished: " + GetUnfinishedReason(outcome) + "; " + measured);
         } else {
-            suite.AddCase(test.name, "expect: " + one.text, test.duration, Suite::kFailure,
+            suite.AddCase(name, "expect: " + one.text, test.duration, failure,
                           verdict == "passed" ? "" : measured);
         }
     }
 }
 
-void AddTest(Suite& suite, const RunOutcome& outcome, const TestReport& test) {
+/// `values` stands behind the names; `failure` is the kind of a failed case.
+void AddTest(Suite& suite, const RunOutcome& outcome, const TestReport& test, const std::string& values = {},
+             const char* failure = Suite::kFailure) {
+    const std::string name = test.name + values;
     const std::string verdict = GetVerdict(outcome, test);
     if (verdict == "not finished") {
         const std::string why = "not finished: " + GetUnfinishedReason(outcome);
-        suite.AddCase(test.name, "verdict", test.duration, Suite::kError, why, test.distributions);
+        suite.AddCase(name, "verdict", test.duration, Suite::kError, why, test.distributions);
         for (const ResultRow& block : test.stb_blocks)
-            suite.AddCase(test.name, "STB block " + block.name, test.duration, Suite::kSkipped, why);
-        return;
+            suite.AddCase(name, "STB block " + block.name, test.duration, Suite::kSkipped, why);
+        return AddExpectations(suite, outcome, test, name, failure);
     }
-    suite.AddCase(test.name, "verdict", test.duration, Suite::kFailure,
+    suite.AddCase(name, "verdict", test.duration, failure,
                   test.passed ? ""
                               : fmt::format("{:.2f} % of the joins failed; {} % may", test.GetFailedPercent(),
                                             test.join_fail_threshold),
                   test.distributions);
     for (const ResultRow& block : test.stb_blocks) {
-        suite.AddCase(test.name, "STB block " + block.name, test.duration, Suite::kFailure,
-                      JudgeBlock(test, block), block.distributions);
+        suite.AddCase(name, "STB block " + block.name, test.duration, failure, JudgeBlock(test, block),
+                      block.distributions);
     }
+    AddExpectations(suite, outcome, test, name, failure);
+}
+
+/// In a search some values are to fail: their cases count as skipped, and only the search itself may fail.
+void AddSweep(Suite& suite, const SweepOutcome& sweep) {
+    for (const SweepIteration& iteration : sweep.iterations) {
+        std::string values = " [" + DescribeValues(sweep.properties, iteration.values);
+        if (sweep.search && sweep.search->repetitions > 1)
+            values += fmt::format(", run {}", iteration.repetition);
+        values += "]";
+        for (const TestReport& test : iteration.run.tests)
+            AddTest(suite, iteration.run, test, values, sweep.search ? Suite::kSkipped : Suite::kFailure);
+        if (const auto& test = iteration.run.unfinished_test)
+            suite.AddCase(test->name + values, "verdict", test->elapsed, Suite::kError,
+                          "not finished: " + GetUnfinishedReason(iteration.run));
+    }
+    if (sweep.search && sweep.search->is_decided)
+        suite.AddCase("sweep", "highest " + sweep.properties.front(), 0, Suite::kFailure,
+                      sweep.search->highest.empty() ? DescribeSearch(sweep) : "");
 }
 
 }  // namespace
@@ -141,10 +166,8 @@ std::string MakeJUnitXml(const RunOutcome& outcome) {
     for (const Mistake& mistake : outcome.mistakes) problems.push_back(mistake.ToString());
     if (outcome.end == RunEnd::Interrupted) problems.emplace_back("interrupted");
     suite.AddCase("iptvtest", "run", 0, Suite::kError, fmt::format("{}", fmt::join(problems, "; ")));
-    for (const TestReport& test : outcome.tests) {
-        AddTest(suite, outcome, test);
-        AddExpectations(suite, outcome, test);
-    }
+    for (const TestReport& test : outcome.tests) AddTest(suite, outcome, test);
+    if (outcome.sweep) AddSweep(suite, *outcome.sweep);
     if (const auto& test = outcome.unfinished_test)
         suite.AddCase(test->name, "verdict", test->elapsed, Suite::kError,
                       "not finished: " + GetUnfinishedReason(outcome));

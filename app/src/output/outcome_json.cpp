@@ -54,6 +54,15 @@ Json MakeTest(const RunOutcome& outcome, const TestReport& test) {
             {"ports", MakeRows(test.ports)}};
 }
 
+void AddUnfinished(const RunOutcome& outcome, Json& json) {
+    if (const auto& test = outcome.unfinished_test) {
+        json["unfinished_test"] = {{"name", test->name},
+                                   {"elapsed_s", test->elapsed},
+                                   {"configured_duration_s", test->configured_duration}};
+    }
+    if (const std::string why = GetUnfinishedReason(outcome); !why.empty()) json["unfinished_reason"] = why;
+}
+
 Json MakeLivePort(const RunOutcome& outcome, const LivePortReport& port) {
     const nic::LiveFigures& figures = port.figures;
     Json json{{"name", port.name},
@@ -81,6 +90,45 @@ Json MakeLivePort(const RunOutcome& outcome, const LivePortReport& port) {
     return json;
 }
 
+Json MakeValues(const SweepOutcome& sweep, const std::vector<std::string>& values) {
+    Json json = Json::object();
+    for (std::size_t i = 0; i < values.size(); ++i) json[sweep.properties[i]] = values[i];
+    return json;
+}
+
+Json MakeSweep(const SweepOutcome& sweep) {
+    Json json{{"properties", sweep.properties}, {"values", Json::array()}, {"iterations", Json::array()}};
+    for (const auto& values : sweep.values) json["values"].push_back(MakeValues(sweep, values));
+    for (const SweepIteration& iteration : sweep.iterations) {
+        const RunOutcome& run = iteration.run;
+        Json entry{{"iteration", iteration.number},
+                   {"values", MakeValues(sweep, iteration.values)},
+                   {"seed", run.seed},
+                   {"end", GetRunEndName(run.end)},
+                   {"tests", Json::array()},
+                   {"live_ports", Json::array()}};
+        if (sweep.search) entry["repetition"] = iteration.repetition;
+        for (const TestReport& test : run.tests) entry["tests"].push_back(MakeTest(run, test));
+        AddUnfinished(run, entry);
+        for (const LivePortReport& port : run.live_ports)
+            entry["live_ports"].push_back(MakeLivePort(run, port));
+        json["iterations"].push_back(std::move(entry));
+    }
+    if (!sweep.search) return json;
+    json.erase("values");  // those of a search follow from its results
+    Json tried = Json::array();
+    for (const auto& [value, passed] : sweep.search->tried)
+        tried.push_back({{"value", value}, {"passed", passed}});
+    json["search"] = {{"from", sweep.search->from},
+                      {"to", sweep.search->to},
+                      {"repetitions", sweep.search->repetitions},
+                      {"tried", tried}};
+    // Null for none, missing if the search has not come to its end.
+    const std::string& highest = sweep.search->highest;
+    if (sweep.search->is_decided) json["highest"] = highest.empty() ? Json() : Json(highest);
+    return json;
+}
+
 Json MakeMistake(const Mistake& mistake) {
     return {{"file", mistake.file},         {"line", mistake.at.line},      {"column", mistake.at.column},
             {"object", mistake.object},     {"property", mistake.property}, {"problem", mistake.problem},
@@ -101,12 +149,8 @@ std::string MakeOutcomeJson(const RunOutcome& outcome) {
               {"warnings", outcome.warnings},
               {"errors", outcome.errors}};
     for (const TestReport& test : outcome.tests) json["tests"].push_back(MakeTest(outcome, test));
-    if (const auto& test = outcome.unfinished_test) {
-        json["unfinished_test"] = {{"name", test->name},
-                                   {"elapsed_s", test->elapsed},
-                                   {"configured_duration_s", test->configured_duration}};
-    }
-    if (const std::string why = GetUnfinishedReason(outcome); !why.empty()) json["unfinished_reason"] = why;
+    if (outcome.sweep) json["sweep"] = MakeSweep(*outcome.sweep);
+    AddUnfinished(outcome, json);
     for (const LivePortReport& port : outcome.live_ports)
         json["live_ports"].push_back(MakeLivePort(outcome, port));
     for (const Mistake& mistake : outcome.mistakes) json["mistakes"].push_back(MakeMistake(mistake));

@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "sweep_summary.h"
 #include "text_table.h"
 
 namespace orv::app {
@@ -144,23 +145,6 @@ std::string MakeExpectationTable(const RunOutcome& outcome, const TestReport& te
     return table.ToString(line_width) + "\n";
 }
 
-/// One that failed decides, as it does for the exit status.
-std::string MakeExpectationLine(const RunOutcome& outcome, const TestReport& test) {
-    if (test.expectations.empty()) return {};
-    std::size_t met = 0;
-    std::string verdict = "passed";
-    for (const ExpectationResult& one : test.expectations) {
-        met += one.met;
-        if (verdict != "failed" && GetVerdict(outcome, test, one) != std::string_view("passed"))
-            verdict = GetVerdict(outcome, test, one);
-    }
-    const std::size_t count = test.expectations.size();
-    if (verdict == "not finished")
-        return fmt::format("Expectations: NOT FINISHED, {} of {} met so far\n", met, count);
-    return fmt::format("Expectations: {}, {} of {} met\n", verdict == "passed" ? "PASSED" : "FAILED", met,
-                       count);
-}
-
 std::string MakeTestSummary(const RunOutcome& outcome, const TestReport& test, std::size_t line_width) {
     std::string text = fmt::format("Test \"{}\": {}, {}, {} s", MakePrintable(test.name), test.type,
                                    test.environment, FormatNumber(test.duration));
@@ -180,7 +164,9 @@ std::string MakeTestSummary(const RunOutcome& outcome, const TestReport& test, s
                             FormatNumber(test.GetFailedJoins()), FormatNumber(test.GetNetChannelChanges()),
                             test.GetFailedPercent(), FormatNumber(test.join_fail_threshold));
     }
-    return text + MakeVerdictLine(outcome, test) + MakeExpectationLine(outcome, test);
+    text += MakeVerdictLine(outcome, test);
+    const std::string expectations = DescribeExpectations(outcome, test);
+    return expectations.empty() ? text : text + "Expectations: " + expectations + "\n";
 }
 
 /// What viewers did not get is what matters.
@@ -233,6 +219,7 @@ std::string MakeSummary(const RunOutcome& outcome, std::size_t line_width) {
                             MakePrintable(test->name), GetUnfinishedReason(outcome),
                             FormatNumber(test->elapsed), FormatNumber(test->configured_duration));
     }
+    text += MakeSweepSummary(outcome, line_width);
     for (const LivePortReport& port : outcome.live_ports) text += MakeLivePortLine(outcome, port);
     if (!outcome.database.empty()) text += fmt::format("Results: {}\n", MakePrintable(outcome.database));
     if (outcome.end == RunEnd::Failure || outcome.end == RunEnd::Interrupted) {

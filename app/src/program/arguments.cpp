@@ -107,6 +107,10 @@ void AddRun(CLI::App& app, Arguments& arguments, std::string& clock, std::string
                   "Write the result to standard output as JSON, and everything else to standard error");
     const CLI::Validator name(CheckName, "", "name");
     run->add_option("--junit", arguments.junit, "Write a JUnit report")->check(name)->type_name("FILE");
+    run->add_option("--metrics", arguments.metrics,
+                    "Serve metrics for Prometheus while the run lasts; the address is 127.0.0.1 without one")
+        ->check(name)
+        ->type_name("[ADDRESS:]PORT");
     run->add_option(
            "--db", arguments.run.database,
            "Write the results database here (.db is added to a name without it), wherever the test file says")

@@ -21,6 +21,7 @@ struct Arguments {
     bool quiet = false;
     bool json = false;  ///< of run and validate
     std::filesystem::path junit;
+    std::string metrics;  ///< of run: where to serve metrics; empty: nowhere
     RunOptions run;
     std::optional<framework::ClockKind> clock;  ///< none: as the ports need it
     std::optional<framework::LogLevelType> log_level =

@@ -83,7 +83,7 @@ void Console::OnProgress(const RunProgress& progress) {
 void Console::OnNote(const std::string& text) {
     if (!options_.notes) return;
     const std::lock_guard guard(mutex_);
-    Print(text);
+    Print(MakePrintable(text));
 }
 
 void Console::OnLog(const framework::LogRecord& record) {

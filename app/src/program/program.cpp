@@ -11,6 +11,7 @@
 #include "program_version.h"
 #include "reports.h"
 #include "run_command.h"
+#include "sweep/run_sweep.h"
 #include "test_file/explain.h"
 #include "test_file/schema.h"
 
@@ -39,13 +40,26 @@ void PrintMistakes(std::ostream& out, const RunOutcome& outcome) {
 RunOutcome ValidateGuarded(const Arguments& arguments, const FileText& text) {
     try {
         Session session = MakeSession(framework::ClockKind::Virtual);
-        return session.Validate(session.Parse(text, arguments.settings));
+        const TestFile file = session.Parse(text, arguments.settings);
+        return file.GetSweep() ? ValidateSweep(session, file) : session.Validate(file);
     } catch (const std::exception& error) {
         RunOutcome outcome;
         outcome.end = RunEnd::Failure;
         outcome.errors.emplace_back(error.what());
         return outcome;
     }
+}
+
+/// ", with a sweep of 7 iterations"
+std::string DescribeSweep(const RunOutcome& outcome) {
+    if (!outcome.sweep) return {};
+    const SweepOutcome& sweep = *outcome.sweep;
+    if (!sweep.search) {
+        const std::size_t count = sweep.values.size();
+        return ", with a sweep of " + std::to_string(count) + (count == 1 ? " iteration" : " iterations");
+    }
+    return MakePrintable(", with a search for the highest " + sweep.properties.front() + " from " +
+                         sweep.search->from + " to " + sweep.search->to);
 }
 
 int Validate(const Arguments& arguments) {
@@ -65,7 +79,8 @@ int Validate(const Arguments& arguments) {
     const RunOutcome outcome = ValidateGuarded(arguments, text);
     if (arguments.json) return PrintJson(outcome);
     PrintMistakes(std::cerr, outcome);
-    if (outcome.end == RunEnd::Passed) std::cout << MakePrintable(text.name) << " is a good test file.\n";
+    if (outcome.end == RunEnd::Passed)
+        std::cout << MakePrintable(text.name) << " is a good test file" << DescribeSweep(outcome) << ".\n";
     return static_cast<int>(outcome.end);
 }
 

@@ -25,6 +25,11 @@ void AddError(RunOutcome& outcome, const std::string& text) {
     if (outcome.end == RunEnd::Passed || outcome.end == RunEnd::Failed) outcome.end = RunEnd::Failure;
 }
 
+/// A mistake may be found in a later iteration only.
+bool HasIterations(const RunOutcome& outcome) {
+    return outcome.sweep && !outcome.sweep->iterations.empty();
+}
+
 }  // namespace
 
 void PrintError(const std::string& text) {
@@ -63,7 +68,7 @@ bool Reports::WriteStandardOutput(RunOutcome& outcome) const {
     errno = 0;
     if (json_) {
         std::cout << MakeOutcomeJson(outcome);
-    } else if (!quiet_ && outcome.end != RunEnd::BadInput) {
+    } else if (!quiet_ && (outcome.end != RunEnd::BadInput || HasIterations(outcome))) {
         constexpr std::size_t kAny = std::numeric_limits<std::size_t>::max();
         std::cout << MakeSummary(outcome, GetTerminalWidth(STDOUT_FILENO).value_or(kAny));
     }

@@ -8,10 +8,12 @@
 #include "clock_choice.h"
 #include "console.h"
 #include "interrupts.h"
+#include "metrics/metrics_server.h"
 #include "output/printable.h"
 #include "reports.h"
 #include "run/endable_port.h"
 #include "run/session.h"
+#include "sweep/run_sweep.h"
 #include "terminal.h"
 
 namespace orv::app {
@@ -41,10 +43,29 @@ int BreakOff(Reports& reports, const KnownOutcome& known) {
     std::thread leave(&EndablePort::EndAll);
     RunOutcome outcome = known.Get();
     outcome.end = RunEnd::Interrupted;
+    CloseIteration(outcome);
     const int status = reports.Write(std::move(outcome));
     leave.join();
     return status;
 }
+
+/// Passes the figures on to the metrics, if there are any to serve.
+class MeteredConsole : public Console {
+  public:
+    MeteredConsole(std::ostream& out, const Options& options, MetricsServer* metrics)
+        : Console(out, options), metrics_(metrics) {}
+
+    bool WantsProgress() override { return IsDue() || Console::WantsProgress(); }
+    void OnProgress(const RunProgress& progress) override {
+        if (IsDue()) metrics_->Update(progress);
+        if (Console::WantsProgress()) Console::OnProgress(progress);
+    }
+
+  private:
+    bool IsDue() const { return metrics_ && metrics_->IsDue(); }
+
+    MetricsServer* metrics_;
+};
 
 std::filesystem::path GetInputPath(const std::filesystem::path& given) {
     return given == "-" ? "/dev/stdin" : given;
@@ -79,8 +100,14 @@ class Run {
         if (!arguments_.log_level) {
             for (const std::string& error : outcome.errors) PrintError(error);
         }
+        // The last data sets are those of an iteration, whose outcome is not always that of the sweep.
+        std::optional<RunEnd> end_of_iteration;
+        if (outcome.sweep && !outcome.sweep->iterations.empty())
+            end_of_iteration = outcome.sweep->iterations.back().run.end;
+        const RunEnd end = outcome.end;
         const int status = reports->Write(std::move(outcome));
-        if (test_) test_->session->Conclude(static_cast<RunEnd>(status));
+        const auto reported = static_cast<RunEnd>(status);
+        if (test_) test_->session->Conclude(reported == end ? end_of_iteration.value_or(end) : reported);
         return status;
     }
 
@@ -101,18 +128,28 @@ class Run {
         open("--db", arguments_.run.database, OutputFiles::Kind::Database);
         open("--junit", arguments_.junit, OutputFiles::Kind::Report);
         open("--record", arguments_.run.record, OutputFiles::Kind::Report);
+        if (!arguments_.metrics.empty() && mistakes.empty()) {
+            try {
+                metrics_ = std::make_unique<MetricsServer>(arguments_.metrics);
+            } catch (const common::COrvRunTimeError& error) {
+                mistakes.push_back(MakeCommandLineMistake("--metrics", error.what()));
+            }
+        }
         return mistakes;
     }
 
     RunOutcome RunGuarded(KnownOutcome& known) {
         try {
             test_ = LoadTest(arguments_, text_, plugin_);
-            Console console(std::cerr, MakeConsoleOptions(arguments_));
+            MeteredConsole console(std::cerr, MakeConsoleOptions(arguments_), metrics_.get());
+            if (test_->file.GetSweep())
+                return RunSweep(*test_->session, test_->file, arguments_.run, console, outputs_, known);
             return test_->session->Run(test_->file, arguments_.run, console, outputs_, known);
         } catch (const std::exception& error) {
             RunOutcome outcome = known.Get();
             outcome.end = RunEnd::Failure;
             outcome.errors.emplace_back(error.what());
+            CloseIteration(outcome);
             if (arguments_.log_level) PrintError(error.what());
             return outcome;
         }
@@ -123,6 +160,7 @@ class Run {
     FileText text_;
     std::optional<LoadedTest> test_;
     OutputFiles outputs_;
+    std::unique_ptr<MetricsServer> metrics_;
 };
 
 }  // namespace

@@ -30,7 +30,7 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr int kBadInput = 2;
-constexpr int kFailureStatus = 3;
+constexpr int kReadFailure = 3;
 
 /// Files are often moved together: a missing one is searched beside the file that names it.
 fs::path FindOtherFile(const fs::path& named, const fs::path& database) {
@@ -46,6 +46,23 @@ std::string DescribeNode(const ViewNode& node) {
     return MakePrintable(text);
 }
 
+/// Null for no JSON.
+nlohmann::ordered_json ParseText(const std::string& text) {
+    auto json = nlohmann::ordered_json::parse(text, nullptr, false);
+    return json.is_discarded() ? nullptr : json;
+}
+
+/// "3: Homes/DeviceCount=400"; empty for the results of a run without a sweep.
+std::string DescribeIteration(const DataSet& data_set) {
+    const auto sweep = ParseText(data_set.GetText(run_description::kSweep));
+    if (!sweep.is_object() || !sweep.contains("iteration") || !sweep.contains("values")) return {};
+    std::string text = sweep["iteration"].dump() + ":";
+    for (const auto& [name, value] : sweep["values"].items())
+        text += fmt::format("{} {}={}", text.ends_with(':') ? "" : ",", name,
+                            value.is_string() ? value.get<std::string>() : value.dump());
+    return text;
+}
+
 /// The data sets as rows of a table.
 class DataSetRows : public RowSource {
   public:
@@ -53,6 +70,8 @@ class DataSetRows : public RowSource {
         for (const DataSet& data_set : data_sets)
             has_expectations_ = has_expectations_ || !data_set.DescribeExpectations().empty();
         if (has_expectations_) titles_.insert(titles_.begin() + 3, "Expectations");
+        for (const DataSet& data_set : data_sets) has_sweeps_ |= !DescribeIteration(data_set).empty();
+        if (has_sweeps_) titles_.emplace_back("Iteration");
     }
     const std::vector<std::string>& GetTitles() const override { return titles_; }
     const std::vector<std::string>& GetNames() const override { return titles_; }
@@ -66,6 +85,7 @@ class DataSetRows : public RowSource {
         for (const char* name : {run_description::kTitle, run_description::kTestFile, run_description::kSeed,
                                  run_description::kVersion})
             row.emplace_back(data_set.GetText(name));
+        if (has_sweeps_) row.emplace_back(DescribeIteration(data_set));
         return true;
     }
 
@@ -75,6 +95,7 @@ class DataSetRows : public RowSource {
     const std::vector<DataSet>& data_sets_;
     std::size_t next_ = 0;
     bool has_expectations_ = false;
+    bool has_sweeps_ = false;
     std::vector<std::string> titles_{"Data set", "Test",      "Verdict", "Started (UTC)", "Ended (UTC)",
                                      "Title",    "Test file", "Seed",    "Version"};
 };
@@ -135,6 +156,9 @@ class Show {
         }
         if (const std::string seed = data_set_.GetText(run_description::kSeed); !seed.empty())
             err_ << "Note: it was run with --seed " << MakePrintable(seed) << '\n';
+        if (const std::string sweep = data_set_.GetText(run_description::kSweep); !sweep.empty())
+            err_ << "Note: it was run for several values, and this is one of the iterations: "
+                 << MakePrintable(sweep) << '\n';
         std::istringstream settings(data_set_.GetText(run_description::kSettings));
         for (std::string setting; std::getline(settings, setting);)
             err_ << "Note: it was run with " << MakePrintable(setting) << '\n';
@@ -208,6 +232,11 @@ class Show {
                                             {"outcome", names::kOutcome}})
                 entry[key] = text_or_null(data_set.GetText(name));
             entry["expectations"] = data_set.GetExpectations();
+            // Older databases and runs without a sweep have none.
+            for (const auto& [key, name] :
+                 {std::pair("sweep", names::kSweep), {"sweep_result", names::kSweepResult}}) {
+                entry[key] = ParseText(data_set.GetText(name));
+            }
             std::uint64_t seed = 0;
             const std::string digits = data_set.GetText(names::kSeed);
             std::from_chars(digits.data(), digits.data() + digits.size(), seed);
@@ -325,9 +354,9 @@ int ShowResults(const ResultsRequest& request, std::ostream& out, std::ostream& 
     } catch (const ResultsError& error) {
         return PrintError(err, error.what(), kBadInput);
     } catch (const ResultsFailure& error) {
-        return PrintError(err, error.what(), kFailureStatus);
+        return PrintError(err, error.what(), kReadFailure);
     } catch (const std::bad_alloc&) {
-        return PrintError(err, "there is not enough memory", kFailureStatus);
+        return PrintError(err, "there is not enough memory", kReadFailure);
     }
     return 0;
 }
@@ -341,7 +370,7 @@ int ShowResults(ResultsRequest request, int out_descriptor, std::ostream& err) {
     int status = ShowResults(request, out, err);
     if (out && !output.Finish())
         status = PrintError(err, fmt::format("the output cannot be written: {}", std::strerror(errno)),
-                            kFailureStatus);
+                            kReadFailure);
     return status;
 }
 

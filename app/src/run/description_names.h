@@ -14,5 +14,11 @@ inline constexpr const char* kOutcome = "Outcome";  ///< GetRunEndName, once the
 /// JSON: [{"data_set": 1, "expectations": [{"text", "met", "measured", "unit"}]}], for each test of the run.
 /// "met" is null if not finished, "measured" if nothing was. Not there without expectations.
 inline constexpr const char* kExpectations = "Expectations";
+/// JSON: {"iteration": 3, "iterations": 7, "repetition": 1, "values": {"Homes/DeviceCount": "400"}}; without
+/// `iterations` in a search, without `repetition` where each value has one run.
+inline constexpr const char* kSweep = "Sweep";
+/// JSON, with the last iteration of a search: {"property": "Homes/DeviceCount", "highest": "400",
+/// "tried": [{"value": "100", "passed": true}]}; `highest` is null when no value passes.
+inline constexpr const char* kSweepResult = "SweepResult";
 
 }  // namespace orv::app::run_description

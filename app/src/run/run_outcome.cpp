@@ -56,6 +56,14 @@ std::string GetUnfinishedReason(const RunOutcome& outcome) {
     return fmt::format("the run had {} error{}", count, count == 1 ? "" : "s");
 }
 
+std::string DescribeValues(const std::vector<std::string>& properties,
+                           const std::vector<std::string>& values) {
+    std::string text;
+    for (std::size_t i = 0; i < properties.size(); ++i)
+        text += fmt::format("{}{}={}", i == 0 ? "" : ", ", properties[i], values.at(i));
+    return text;
+}
+
 const char* GetVerdict(const RunOutcome& outcome, const TestReport& test) {
     return DecideVerdict(outcome, test, test.passed);
 }
@@ -63,6 +71,22 @@ const char* GetVerdict(const RunOutcome& outcome, const TestReport& test) {
 const char* GetVerdict(const RunOutcome& outcome, const TestReport& test,
                        const ExpectationResult& expectation) {
     return DecideVerdict(outcome, test, expectation.met);
+}
+
+std::string DescribeExpectations(const RunOutcome& outcome, const TestReport& test) {
+    if (test.expectations.empty()) return {};
+    const auto has = [&](const std::string& verdict) {
+        return std::ranges::any_of(test.expectations, [&](const ExpectationResult& one) {
+            return GetVerdict(outcome, test, one) == verdict;
+        });
+    };
+    const bool is_open = has("not finished");
+    return fmt::format("{}, {} of {} met{}",
+                       has("failed") ? "FAILED"
+                       : is_open     ? "NOT FINISHED"
+                                     : "PASSED",
+                       std::ranges::count(test.expectations, true, &ExpectationResult::met),
+                       test.expectations.size(), is_open ? " so far" : "");
 }
 
 }  // namespace orv::app

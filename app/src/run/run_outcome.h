@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "orv/nic/live_port.h"
@@ -38,6 +39,24 @@ struct UnfinishedTest {
     double configured_duration = 0;  ///< seconds
 };
 
+struct SweepIteration;
+
+/// What came of the iterations of a sweep. Texts of values are as in the file.
+struct SweepOutcome {
+    std::vector<std::string> properties;           ///< "Homes/DeviceCount"
+    std::vector<std::vector<std::string>> values;  ///< of all iterations, by property; of a search none
+    std::vector<SweepIteration> iterations;        ///< those that ran, in order
+
+    struct Search {
+        std::string from, to;  ///< the first and the last value
+        std::uint32_t repetitions = 1;
+        std::vector<std::pair<std::string, bool>> tried;  ///< values, and whether they passed
+        bool is_decided = false;
+        std::string highest;  ///< that passes; empty for none
+    };
+    std::optional<Search> search;
+};
+
 struct RunOutcome {
     RunEnd end = RunEnd::Passed;
     std::string title;
@@ -49,7 +68,21 @@ struct RunOutcome {
     std::vector<LivePortReport> live_ports;
     std::optional<UnfinishedTest> unfinished_test;
     std::string database;  ///< path; empty when nothing was stored
+    /// Of a run for several values; its tests are those of the iterations.
+    std::optional<SweepOutcome> sweep;
 };
+
+/// One run of a test with certain values of the swept properties.
+struct SweepIteration {
+    int number = 0;  ///< from 1
+    std::uint32_t repetition = 1;
+    std::vector<std::string> values;
+    RunOutcome run;
+};
+
+/// "Homes/DeviceCount=400, Hasty/Interval=500"
+std::string DescribeValues(const std::vector<std::string>& properties,
+                           const std::vector<std::string>& values);
 
 /// Whether a port has figures of bursts, or of retransmissions: some are not 0, or its set-top boxes were in
 /// a test that has them.
@@ -66,5 +99,7 @@ const char* GetVerdict(const RunOutcome& outcome, const TestReport& test);
 /// The same for one of its expectations.
 const char* GetVerdict(const RunOutcome& outcome, const TestReport& test,
                        const ExpectationResult& expectation);
+/// "FAILED, 2 of 3 met"; empty without expectations. One that failed decides, as it does for the exit status.
+std::string DescribeExpectations(const RunOutcome& outcome, const TestReport& test);
 
 }  // namespace orv::app

@@ -89,7 +89,11 @@ class Session::Impl {
             options.database.empty() ? OpenDatabases(file, built, outputs, outcome)
                                      : CheckDatabase(options.database, outcome);
         }
-        known.Change([&outcome](RunOutcome& shared) { shared = outcome; });
+        known.Change([&outcome](RunOutcome& shared) {
+            auto sweep = std::move(shared.sweep);
+            shared = outcome;
+            shared.sweep = std::move(sweep);
+        });
         if (outcome.mistakes.empty()) {
             for (const std::string& warning : recording_warnings_)
                 observer.OnLog({"iptvtest", framework::LogLevelType::Warn, warning, __FILE__, __LINE__});
@@ -120,6 +124,10 @@ class Session::Impl {
     void Conclude(RunEnd end) {
         if (end != described_) Describe(end);
         database_.reset();
+    }
+
+    void Describe(const std::string& name, const std::string& text) {
+        if (database_) database_->Describe(name, text);
     }
 
   private:
@@ -194,9 +202,11 @@ class Session::Impl {
         if (!options.database.empty()) SetDatabaseName(options.database);
         std::optional<Recorder> recorder;
 
-        database_ = core::MakeSqliteTestResultManager(std::filesystem::current_path().string());
+        database_ =
+            core::MakeSqliteTestResultManager(std::filesystem::current_path().string(), options.iteration);
         core::TestResultManager& database = *database_;
         DescribeRun(database, file, outcome);
+        if (options.iteration > 0) database.Describe(run_description::kSweep, options.sweep);
         Laboratory::Setup setup;
         setup.simulation = simulation;
         setup.live = file.GetLiveSettings();
@@ -283,6 +293,10 @@ RunOutcome Session::Validate(const TestFile& file) {
 RunOutcome Session::Run(const TestFile& file, const RunOptions& options, IRunObserver& observer,
                         OutputFiles& outputs, KnownOutcome& known) {
     return impl_->Run(file, options, observer, outputs, known);
+}
+
+void Session::Describe(const std::string& name, const std::string& text) {
+    impl_->Describe(name, text);
 }
 
 void Session::Conclude(RunEnd end) {

@@ -22,6 +22,8 @@ struct RunOptions {
     std::filesystem::path replay;       ///< what ports report instead of emulating set-top boxes, "-": the
                                         ///< standard input; empty: nothing
     bool replay_incomplete = false;     ///< accept a recording without its end
+    int iteration = 0;                  ///< of a sweep, from 1; 0 without one
+    std::string sweep = {};             ///< describes that iteration in the database
 };
 
 /// A process has at most one session at a time, but may have several one after the other. Runs do not affect
@@ -45,10 +47,13 @@ class Session {
 
     /// Runs the file's sequence. The input is checked before anything is sent, and a file with mistakes is
     /// not run. Neither is one whose database cannot be written or is one of the files in `outputs`; the
-    /// caller has opened the files named by options. `known` always contains the progress so far.
+    /// caller has opened the files named by options. `known` always contains the progress so far; its sweep
+    /// stays as it is.
     RunOutcome Run(const TestFile& file, const RunOptions& options, IRunObserver& observer,
                    OutputFiles& outputs, KnownOutcome& known);
     RunOutcome Run(const TestFile& file, const RunOptions& options, IRunObserver& observer);
+    /// Stores a text in the database of the last run.
+    void Describe(const std::string& name, const std::string& text);
     /// Sets the outcome of the last run, reports included, which is then stored in its database.
     void Conclude(RunEnd end);
 

@@ -1,6 +1,7 @@
 // What is wrong with a test file, and where.
 #pragma once
 
+#include <cstddef>
 #include <set>
 #include <string>
 #include <tuple>
@@ -54,6 +55,7 @@ class MistakeList {
     void Settle(Position at) { settled_.emplace(at.setting, at.line, at.column); }
 
     bool IsEmpty() const { return mistakes_.empty(); }
+    std::size_t GetCount() const { return mistakes_.size(); }
     /// Ordered by position, mistakes of the file first; those at the same position in the order of detection.
     std::vector<Mistake> TakeSorted();
 

@@ -12,13 +12,15 @@
 #include "plan.h"
 #include "setting.h"
 #include "source_tree.h"
+#include "sweep_section.h"
 #include "value_reader.h"
 
 namespace orv::app {
 
 namespace {
 
-const std::vector<std::string> kSections{"title", "project", "sequence", "simulation", "live", "expect"};
+const std::vector<std::string> kSections{"title",      "project", "sequence", "sweep",
+                                         "simulation", "live",    "expect"};
 
 // What runs when the file says nothing else.
 
@@ -54,7 +56,8 @@ class SectionReader {
           objects_(plan, mistakes),
           settings_(plan, mistakes) {}
 
-    void Read(const std::vector<std::string>& settings) {
+    /// `iteration`: the values of the sweep, by index; null without one.
+    void Read(const std::vector<std::string>& settings, const std::vector<std::size_t>* iteration) {
         if (!root_.IsMap()) {
             const std::string meant = InsertMissingBlank(root_.text);
             if (meant.empty()) {
@@ -66,7 +69,7 @@ class SectionReader {
         }
         for (const SourceEntry& entry : root_.entries) CheckKey(entry.key);
         ReadTitle();
-        ReadObjects(settings);
+        ReadObjects(settings, iteration);
         if (const SourceEntry* section = Find("simulation")) {
             plan_.simulation = ReadSimulation(
                 section->value, {plan_.GetNamesOf("Port"), plan_.GetNamesOf("IptvChannelBlock")}, mistakes_);
@@ -110,7 +113,7 @@ class SectionReader {
                 [this](const std::string& class_name) { return plan_.GetNamesOf(class_name); }, mistakes_);
     }
 
-    void ReadObjects(const std::vector<std::string>& settings) {
+    void ReadObjects(const std::vector<std::string>& settings, const std::vector<std::size_t>* iteration) {
         const SourceEntry* project = Find("project");
         const SourceEntry* sequence = Find("sequence");
         const Position project_at = project ? project->key.at : root_.at;
@@ -132,7 +135,18 @@ class SectionReader {
         }
         std::vector<ObjectEntry> entries = objects_.GetEntries();
         settings_.Read(settings, entries);
+        const SourceEntry* section = Find("sweep");
+        auto sweep = section ? ReadSweepSection(section->value, mistakes_) : std::optional<Sweep>();
+        SweptValues swept(plan_, settings_, mistakes_);
+        if (!sweep || !swept.Find(*sweep)) return ReadValues(entries, plan_, mistakes_);
+        if (iteration) {
+            swept.Replace(*sweep, *iteration, entries);
+            return ReadValues(entries, plan_, mistakes_);
+        }
+        swept.Clear(entries);
         ReadValues(entries, plan_, mistakes_);
+        swept.Check(*sweep);
+        plan_.sweep = std::move(sweep);
     }
 
     const SourceNode& root_;
@@ -152,15 +166,26 @@ TestFile& TestFile::operator=(TestFile&&) noexcept = default;
 TestFile::~TestFile() = default;
 
 TestFile TestFile::Parse(const FileText& file, const std::vector<std::string>& settings) {
+    return Parse(file, settings, nullptr);
+}
+
+TestFile TestFile::MakeIteration(const std::vector<std::size_t>& values) const {
+    return Parse({file_, text_, {}}, given_settings_, &values);
+}
+
+TestFile TestFile::Parse(const FileText& file, const std::vector<std::string>& settings,
+                         const std::vector<std::size_t>* iteration) {
     TestFile test;
     test.file_ = file.name;
     test.text_ = file.text;
+    test.given_settings_ = settings;
     for (const std::string& setting : settings) test.settings_.push_back("--set " + setting);
     MistakeList mistakes = test.MakeMistakeList();
     if (file.problem.empty()) {
         const SourceNode root = ReadSourceTree(file.text, mistakes);
         // Text that is not YAML has nothing to check.
-        if (mistakes.IsEmpty() || root.IsMap()) SectionReader(root, *test.plan_, mistakes).Read(settings);
+        if (mistakes.IsEmpty() || root.IsMap())
+            SectionReader(root, *test.plan_, mistakes).Read(settings, iteration);
     } else {
         mistakes.Add({}, file.problem);
     }
@@ -178,6 +203,10 @@ const std::string& TestFile::GetTitle() const {
 
 const Simulation& TestFile::GetSimulation() const {
     return plan_->simulation;
+}
+
+const std::optional<Sweep>& TestFile::GetSweep() const {
+    return plan_->sweep;
 }
 
 const LiveSettings& TestFile::GetLiveSettings() const {

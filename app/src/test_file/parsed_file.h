@@ -14,6 +14,7 @@
 #include "mistake.h"
 #include "orv/framework/meta_class.h"
 #include "simulation.h"
+#include "sweep.h"
 
 namespace orv::framework {
 class CScriptable;
@@ -59,6 +60,12 @@ class TestFile {
     /// What each test of the file is to measure.
     const Expectations& GetExpectations() const;
 
+    /// Of the section "sweep"; none if there is none. The values of the test itself are the first ones then,
+    /// and each value has been checked, but not yet all in their combinations.
+    const std::optional<Sweep>& GetSweep() const;
+    /// The same test with certain values of the swept properties, given by index. It has no sweep itself.
+    TestFile MakeIteration(const std::vector<std::size_t>& values) const;
+
     /// The result of building a file.
     struct Built {
         /// What the host refused. The project is then incomplete and must be replaced.
@@ -91,9 +98,12 @@ class TestFile {
   private:
     TestFile();
 
+    static TestFile Parse(const FileText& file, const std::vector<std::string>& settings,
+                          const std::vector<std::size_t>* iteration);
     MistakeList MakeMistakeList() const;
 
     std::string file_;
+    std::vector<std::string> given_settings_;
     std::vector<std::string> settings_;  ///< their names in mistakes
     std::string text_;
     std::unique_ptr<Plan> plan_;

@@ -12,6 +12,7 @@
 #include "live_settings.h"
 #include "mistake.h"
 #include "simulation.h"
+#include "sweep.h"
 #include "vocabulary.h"
 
 namespace orv::app {
@@ -93,6 +94,7 @@ class Plan {
     Simulation simulation;
     LiveSettings live;
     Expectations expectations;
+    std::optional<Sweep> sweep;
     bool has_sequence = false;  ///< the file has a section of that name
 
   private:

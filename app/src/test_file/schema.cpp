@@ -104,6 +104,7 @@ std::string MakeJsonSchema() {
            {{"type", {"string", "number", "boolean", "null"}}, {"description", "What the test is about."}}},
           {"project", project},
           {"sequence", sequence},
+          {"sweep", MakeSweepDefinition()},
           {"simulation", {{"$ref", "#/$defs/simulation"}}},
           {"live", MakeLiveDefinition()},
           {"expect", MakeExpectDefinition()}}},

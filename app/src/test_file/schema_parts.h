@@ -13,6 +13,8 @@ using Json = nlohmann::ordered_json;
 Json MakePropertySchema(const CPropertyMeta& property, const CMetaClass& owner);
 /// Definitions "simulation" (the section) and those that it refers to.
 Json MakeSimulationDefinitions();
+/// Schema of the section "sweep".
+Json MakeSweepDefinition();
 /// Schema of the section "live".
 Json MakeLiveDefinition();
 /// Schema of the section "expect".

@@ -28,6 +28,10 @@ const std::vector<NumberMember>& GetNumberMembers() {
          1e7},
         {"burst_rate", &NetworkBehaviour::burst_rate, Kind::Positive,
          "Rate of a unicast burst, as a multiple of the channel's.", 1000},
+        {"join_capacity", &NetworkBehaviour::join_capacity, Kind::Positive,
+         "Joins of a port that are carried out in each second of a test; further ones bring nothing. Without "
+         "it, all are.",
+         1e9},
         {"join_failure", &NetworkBehaviour::join_failure, Kind::Fraction, "Joins that bring nothing."},
         {"loss", &NetworkBehaviour::loss, Kind::Fraction, "Packets that are lost."},
         {"reordering", &NetworkBehaviour::reordering, Kind::Fraction, "Packets that overtake another."},

@@ -229,9 +229,13 @@ class ValueReader {
 
 }  // namespace
 
-void ReadValues(const std::vector<ObjectEntry>& entries, Plan& plan, MistakeList& mistakes) {
+void ReadEntries(const std::vector<ObjectEntry>& entries, Plan& plan, MistakeList& mistakes) {
     ReferenceReader references(plan, mistakes);
     for (const ObjectEntry& entry : entries) ValueReader(entry, plan, references, mistakes).Read();
+}
+
+void ReadValues(const std::vector<ObjectEntry>& entries, Plan& plan, MistakeList& mistakes) {
+    ReadEntries(entries, plan, mistakes);
     CheckStacks(plan, mistakes);
 }
 

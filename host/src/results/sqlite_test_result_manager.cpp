@@ -36,8 +36,9 @@ std::string GetWallClockText() {
 
 }  // namespace
 
-SqliteTestResultManager::SqliteTestResultManager(const std::string& folder, const WriterOptions& options)
-    : folder_(boost::filesystem::absolute(folder)), writer_(options) {}
+SqliteTestResultManager::SqliteTestResultManager(const std::string& folder, const WriterOptions& options,
+                                                 int run_iteration)
+    : folder_(boost::filesystem::absolute(folder)), run_iteration_(run_iteration), writer_(options) {}
 
 SqliteTestResultManager::~SqliteTestResultManager() {
     // While this is still the one that lives: the wait lets others run.
@@ -89,7 +90,7 @@ void SqliteTestResultManager::SetTestResultSetting(const TestResultSetting& sett
     NewDataSet data_set{path,
                         setting.category,
                         GetTimeText(),
-                        iteration_,
+                        iteration_ > 0 ? iteration_.load() : run_iteration_,
                         GetStoredClasses(),
                         framework::CMetaClassManager::Instance().GetClass(ids::EmulatedDevice::CLASS),
                         description_};
@@ -184,8 +185,9 @@ std::unique_ptr<core::TestResultManager> MakeSqliteTestResultManager(const std::
 
 namespace orv::core {
 
-std::unique_ptr<TestResultManager> MakeSqliteTestResultManager(const std::string& folder) {
-    return std::make_unique<results::SqliteTestResultManager>(folder, results::WriterOptions{});
+std::unique_ptr<TestResultManager> MakeSqliteTestResultManager(const std::string& folder, int run_iteration) {
+    return std::make_unique<results::SqliteTestResultManager>(folder, results::WriterOptions{},
+                                                              run_iteration);
 }
 
 }  // namespace orv::core

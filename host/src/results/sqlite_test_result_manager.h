@@ -15,7 +15,7 @@ namespace orv::results {
 /// Copies what is to be stored and leaves the writing to a thread.
 class SqliteTestResultManager : public core::TestResultManager {
   public:
-    SqliteTestResultManager(const std::string& folder, const WriterOptions& options);
+    SqliteTestResultManager(const std::string& folder, const WriterOptions& options, int run_iteration = 0);
     ~SqliteTestResultManager() override;
 
     void Describe(const std::string& name, const std::string& text) override;
@@ -43,6 +43,7 @@ class SqliteTestResultManager : public core::TestResultManager {
 
     Description description_;
     const boost::filesystem::path folder_;  ///< absolute
+    const int run_iteration_;               ///< of data sets outside of a sequence's iterations
     mutable std::mutex mutex_;              ///< of the path
     std::string path_;
     std::atomic<bool> has_setting_ = false;

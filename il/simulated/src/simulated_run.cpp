@@ -3,6 +3,7 @@
 #include "simulated_run.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "orv/il/address_order.h"
 #include "orv/il/viewing.h"
@@ -47,6 +48,7 @@ SimulatedRun::SimulatedRun(RunPlan plan, const Network& network, const std::stri
       counter_(counter),
       report_(report),
       sent_(ask_what_is_sent()),
+      start_(start),
       end_(start + plan_.duration()) {
     stbs_.resize(plan_.stb_count);
     std::vector<std::uint32_t> handles;
@@ -114,12 +116,23 @@ void SimulatedRun::join_multicast(std::uint32_t number, Time now) {
     Stb& stb = stbs_[number];
     const PlannedChannel& channel = channel_of(stb);
     stb.join = now;
-    stb.join_lost = !streams_.flows(stb.link, channel.group_index, now) &&
-                    stb.random.happens(network_of(channel).join_failure);
+    const NetworkBehaviour& network = network_of(channel);
+    const bool is_new = !streams_.flows(stb.link, channel.group_index, now);
+    const bool is_refused = is_new && exceeds_capacity(network, now);
+    stb.join_lost = is_new && (stb.random.happens(network.join_failure) || is_refused);
     stb.first = is_sent(channel) && !stb.join_lost ? enter_stream(stb, now) : kNever;
     // The end of a view with a unicast burst is already planned, unless it depends on the first packet.
     if (!plan_.uses_unicast() || block_of(stb).profile.zap_interval_type == ZapIntervalType::MTL)
         schedule(number, now);
+}
+
+/// Counts a join of a stream that does not flow yet.
+bool SimulatedRun::exceeds_capacity(const NetworkBehaviour& network, Time now) {
+    if (std::isinf(network.join_capacity)) return false;
+    JoinCount& count = join_counts_[&network];
+    const Time second = (now - start_) / ms(1000);
+    if (count.second != second) count = {second, 0};
+    return ++count.joins > network.join_capacity;
 }
 
 /// Returns the first packet of the stream that reaches the STB.

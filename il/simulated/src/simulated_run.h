@@ -66,6 +66,11 @@ class SimulatedRun : public Run {
         Time silence = 0;               ///< multicast, before `stopped`
         Time unicast_stopped = kNever;  ///< permanently: a burst answers a single request
     };
+    /// New streams that a behaviour of the network was asked for within a second.
+    struct JoinCount {
+        Time second = kNever;
+        double joins = 0;
+    };
     enum class Ending : std::uint8_t { OfView, OfTest };
 
     const PlannedBlock& block_of(const Stb& stb) const { return plan_.blocks[stb.block]; }
@@ -78,6 +83,7 @@ class SimulatedRun : public Run {
     // Schedule of an STB.
     void begin_view(std::uint32_t number, Time now);
     void join_multicast(std::uint32_t number, Time now);
+    bool exceeds_capacity(const NetworkBehaviour& network, Time now);
     Time enter_stream(Stb& stb, Time now);
     void schedule(std::uint32_t number, Time now);
     void schedule_next(std::uint32_t number, Time now);
@@ -117,7 +123,9 @@ class SimulatedRun : public Run {
     Retransmissions retransmissions_;
     EventQueue queue_;
     std::vector<Stb> stbs_;
-    std::unordered_map<std::uint32_t, Interruption> interruptions_;  ///< by number of the STB
+    std::unordered_map<std::uint32_t, Interruption> interruptions_;       ///< by number of the STB
+    std::unordered_map<const NetworkBehaviour*, JoinCount> join_counts_;  ///< of those with a capacity
+    Time start_;
     Time end_;
 };
 

@@ -522,6 +522,30 @@ double Oracle::GetNetChannelChanges() const {
     return changes;
 }
 
+std::map<std::string, std::vector<double>> Oracle::GetLatencies() const {
+    std::map<std::string, Feed> feeds = feeds_;
+    for (const View& view : views_) feeds["Test"].views.push_back(&view);
+    for (const Retransmission& event : retransmissions_) feeds["Test"].retransmissions.push_back(&event);
+    std::map<std::string, std::vector<double>> latencies;
+    for (const auto& [object, feed] : feeds) {
+        const auto put = [&, &name = object](const char* latency, const std::optional<double>& value) {
+            if (value) latencies[name + "/" + latency].push_back(*value);
+        };
+        for (const View* view : feed.views) {
+            put("join latency", view->join);
+            put("leave latency", view->leave);
+            put("change latency", view->change);
+            put("gap latency", view->gap);
+            put("overlap latency", view->overlap);
+            put("unicast join latency", view->unicast_join);
+        }
+        for (const Retransmission* event : feed.retransmissions)
+            put("retransmission latency", event->latency);
+    }
+    for (auto& [name, values] : latencies) std::sort(values.begin(), values.end());
+    return latencies;
+}
+
 Figures Oracle::GetFigures() const {
     Figures figures;
     const auto find = [this](const std::string& object) {

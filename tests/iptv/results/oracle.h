@@ -98,6 +98,9 @@ class Oracle {
     void Take(const iptvcd_1_bll::stblock_event_s& record);
 
     Figures GetFigures() const;
+    /// Every value of the latencies with distributions, ascending, by "<object>/<latency>"; "Test" is an
+    /// object, too.
+    std::map<std::string, std::vector<double>> GetLatencies() const;
     double GetFailedJoins() const;
     double GetNetChannelChanges() const;
 

@@ -2,7 +2,9 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <numeric>
 
+#include "orv/framework/handle_registry.h"
 #include "random_project.h"
 #include "results/IptvChannelResults.h"
 #include "results/IptvPortResults.h"
@@ -92,6 +94,7 @@ class Comparison {
             CompareResult<iptv::CIptvViewingProfileResults>("Profile " + profile->GetName(), *profile);
         for (CScriptable* range : project_.ranges)
             CompareResult<iptv::CIptvChannelResults>("Range " + range->GetName(), *range);
+        CompareDistributions(oracle);
         if (!figures_.empty()) Note(figures_.begin()->first, figures_.begin()->second, Value("nothing"));
         CompareValue("test/failed joins", oracle.GetFailedJoins(), Manager().GetFailedJoins());
         CompareValue("test/net channel changes", oracle.GetNetChannelChanges(),
@@ -104,6 +107,49 @@ class Comparison {
     static void Reset(const CScriptable& parent) {
         auto* result = dynamic_cast<Result*>(parent.GetObject(Result::CLASS_ID(), common::kParentChild));
         if (result) result->ResetResults();
+    }
+
+    void CompareDistributions(const Oracle& oracle) {
+        latencies_ = oracle.GetLatencies();
+        const auto& test = Manager().GetDistributions();
+        const auto compare = [this](const std::string& kind, const auto& sets) {
+            for (const auto& [handle, entry] : sets) {
+                const std::string name = framework::CHandleRegistry::Instance().Find(handle)->GetName();
+                if constexpr (requires { entry.set; }) {
+                    CompareSet(kind + name, entry.set);
+                } else {
+                    CompareSet(kind + name, entry);
+                }
+            }
+        };
+        compare("Range ", test.GetRanges());
+        compare("Block ", test.GetBlocks());
+        compare("Profile ", test.MergeProfiles());
+        compare("Port ", test.MergePorts());
+        CompareSet("Test", test.MergeTest());
+        if (!latencies_.empty()) Note(latencies_.begin()->first, Value("a distribution"), Value("none"));
+    }
+
+    void CompareSet(const std::string& object, const iptv::distributions::DistributionSet& set) {
+        for (std::size_t i = 0; i < iptv::distributions::kNumLatencies; ++i) {
+            const auto& histogram = set[static_cast<iptv::distributions::Latency>(i)];
+            const std::string name = object + "/" + iptv::distributions::kLatencyNames[i];
+            const std::vector<double> values = latencies_[name];
+            latencies_.erase(name);
+            CompareValue(name + " count", std::uint64_t{values.size()}, histogram.GetCount());
+            if (values.empty()) continue;
+            CompareValue(name + " min", values.front(), histogram.GetMin());
+            CompareValue(name + " max", values.back(), histogram.GetMax());
+            const double sum = std::accumulate(values.begin(), values.end(), 0.0);
+            CompareValue(name + " mean", sum / static_cast<double>(values.size()), histogram.GetMean());
+            for (const std::uint32_t permille : {1u, 500u, 900u, 990u, 999u, 1000u}) {
+                const double exact = values[(values.size() * permille + 999) / 1000 - 1];
+                const double found = histogram.GetPercentile(permille);
+                const bool is_in_range = exact > 0.001 && exact < 600'000;
+                if (is_in_range && std::abs(found - exact) > 0.01 * exact)
+                    Note(fmt::format("{} {} ‰", name, permille), exact, found);
+            }
+        }
     }
 
     template <class Result>
@@ -149,7 +195,8 @@ class Comparison {
     }
 
     const RandomProject& project_;
-    Figures figures_;  ///< not found yet
+    Figures figures_;                                       ///< not found yet
+    std::map<std::string, std::vector<double>> latencies_;  ///< likewise
     std::string difference_;
 };
 

@@ -26,6 +26,8 @@ class CResult : public CScriptable {
     static ClassId CLASS_ID();
     /// Notifies the subscribers that all properties of an update have been set.
     virtual void UpdateFinished();
+    /// Brings what is worked out only on request up to date. Called under the task lock; returns at once.
+    virtual void Refresh() {}
 };
 
 /// A subscription to the results of a class below some objects.

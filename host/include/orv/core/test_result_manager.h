@@ -103,7 +103,10 @@ class TestResultManager {
     TestResultManager();
 };
 
-/// A test-result manager that writes SQLite files; files with base names are created in `folder`.
+/// A test-result manager that writes SQLite files; files with base names are created in `folder`. Its data
+/// sets are those of iteration `run_iteration` of the whole run (0: it is not repeated), while no iteration
+/// of a sequence goes on. That is no operation of the manager, because it is not the sequence that knows it,
+/// and the files stay those of the setting: all iterations of a run may share one.
 ///
 /// A file has a table for every class that can have objects (a command's once it is stored), named as the
 /// class, with the columns Handle (the primary key: an object has one row in a data set), ParentHnd and
@@ -116,7 +119,8 @@ class TestResultManager {
 ///
 /// Handles of different data sets in a file are distinct, so that tables can be joined by handle alone: data
 /// set n adds (n - 1) * 2^32 to every handle that it stores, those in properties of type handle included.
-std::unique_ptr<TestResultManager> MakeSqliteTestResultManager(const std::string& folder);
+std::unique_ptr<TestResultManager> MakeSqliteTestResultManager(const std::string& folder,
+                                                               int run_iteration = 0);
 
 /// Why such a manager could not store results in a file: it is damaged, no database, or another program's.
 /// Empty when it could, when there is no file, and when another process locks it: the manager waits for the

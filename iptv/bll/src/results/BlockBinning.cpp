@@ -175,6 +175,17 @@ const EventRowWriter& BlockBinning::FindOrMakeRowWriter() {
     return *row_writer_;
 }
 
+distributions::ViewSink BlockBinning::MakeSink(const Range& range, std::int64_t ticks) {
+    distributions::ValueLog& log = manager_.GetDistributions().GetLog();
+    if (log.IsFull()) log.Drain(*block_distributions_);
+    distributions::Interval* interval = series_->Find(ticks);
+    if (!interval && series_->IsPlausible(ticks)) {
+        log.Drain(*block_distributions_);  // refers to intervals that may move
+        interval = series_->FindOrMake(ticks);
+    }
+    return {log, *range.distributions, interval};
+}
+
 void BlockBinning::BinView(const stbox_event_s& ev) {
     const std::size_t range = channels_.Find(ev.viewed_channel);
     if (range == ChannelMap::kNone) {
@@ -190,8 +201,7 @@ void BlockBinning::BinView(const stbox_event_s& ev) {
         writer.CopyResultFromILEventToBLLClass(ev, *eventResult);
         row = eventResult;
     }
-    distributions::ViewSink sink(*ranges_[range].distributions, *block_distributions_,
-                                 series_->Find(CIptvEventResults::GetFirstAnyJoinTs(ev)));
+    distributions::ViewSink sink = MakeSink(ranges_[range], CIptvEventResults::GetFirstAnyJoinTs(ev));
     ranges_[range].results->CalcLatencies(ev, row, join_threshold_ms_, &sink);
     block_results_->BinEvent(ev, row, context_, &sink);
 }
@@ -211,8 +221,7 @@ void BlockBinning::BinRetransmission(const stbox_event_rrr_s& ev) {
         writer.CopyRrrResultFromILEventToBLLClass(ev, *rrrResult);
         row = rrrResult;
     }
-    distributions::ViewSink sink(*ranges_[range].distributions, *block_distributions_,
-                                 series_->Find(ev.nack_pkt_tx_ts));
+    distributions::ViewSink sink = MakeSink(ranges_[range], ev.nack_pkt_tx_ts);
     ranges_[range].results->CalcLatencies(ev, row, &sink);
 }
 
@@ -220,6 +229,7 @@ void BlockBinning::BinBatch(std::span<const stbox_event_s> views,
                             std::span<const stbox_event_rrr_s> retransmissions) {
     for (const stbox_event_s& ev : views) BinView(ev);
     for (const stbox_event_rrr_s& ev : retransmissions) BinRetransmission(ev);
+    manager_.GetDistributions().GetLog().Drain(*block_distributions_);
     RollUp();
     manager_.SaveRowsWhenDue();
 }

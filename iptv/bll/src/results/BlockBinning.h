@@ -55,6 +55,7 @@ class BlockBinning {
     void BinView(const stbox_event_s& ev);
     void BinRetransmission(const stbox_event_rrr_s& ev);
     const EventRowWriter& FindOrMakeRowWriter();
+    distributions::ViewSink MakeSink(const Range& range, std::int64_t ticks);
     void RollUp();
 
     CIptvResultsManager& manager_;

@@ -176,8 +176,7 @@ void CIptvResultsManager::FinalProcessing() {
     Trace([] { return "CIptvResultsManager::FinalProcessing()"; });
     m_finalDone = true;  // a test ends once, whatever arrives later
     {
-        const ManagerLock lock(m_iptvMutex);  // results that are being binned belong to the test
-        m_distributions.Settle();
+        const ManagerLock lock(m_iptvMutex);          // results that are being binned belong to the test
         m_distributionResults.Make(m_distributions);  // complete when the verdict is announced
     }
     const double fail_percent =

@@ -3,6 +3,7 @@
 
 #include "ModelClass.h"
 #include "orv/core/result.h"
+#include "results/distributions/Latency.h"
 #include "results/distributions/LatencyHistogram.h"
 
 namespace orv::iptv {
@@ -10,7 +11,7 @@ namespace orv::iptv {
 class CIptvLatencyDistribution
     : public ModelClass<ids::IptvLatencyDistribution::CLASS.GetValue(), core::CResult> {
   public:
-    /// The histogram has values, and none that wait.
+    /// The histogram has values.
     void SetValues(distributions::Latency latency, const distributions::LatencyHistogram& histogram);
 };
 

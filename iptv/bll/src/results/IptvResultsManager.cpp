@@ -112,6 +112,11 @@ void CIptvResultsManager::AddToVerdict(const JoinLeaveSums& sums) {
     });
 }
 
+void CIptvResultsManager::RefreshDistributions() {
+    const boost::unique_lock<boost::mutex> lock(m_iptvMutex, boost::try_to_lock);
+    if (lock && !m_finalDone) m_distributionResults.MakeForTest(m_distributions);
+}
+
 std::size_t CIptvResultsManager::GetRowLimit() const {
     return m_portCount < 21 ? std::size_t{200} * m_portCount : 4000;
 }

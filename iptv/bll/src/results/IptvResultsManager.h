@@ -131,6 +131,8 @@ class CIptvResultsManager : public core::CResult {
     void ResetBlockTimeStampVec() { m_previousViews.Clear(); }
     PreviousViews& GetPreviousViews() { return m_previousViews; }
     distributions::TestDistributions& GetDistributions() { return m_distributions; }
+    /// Updates the distributions of the whole test, unless results are being binned.
+    void RefreshDistributions();
     void NoteIpv4() { m_hasIpv4 = true; }
     void NoteIpv6() { m_hasIpv6 = true; }
     void AddToVerdict(const JoinLeaveSums& sums);

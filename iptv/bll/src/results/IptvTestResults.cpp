@@ -8,6 +8,7 @@
 #include "ClassRegistration.h"
 #include "orv/ids/framework_ids.h"
 #include "orv/ids/iptv_ids.h"
+#include "results/IptvResultsManager.h"
 
 namespace orv::iptv {
 
@@ -34,6 +35,10 @@ void CIptvTestResults::SetTestParams(const std::string& testName) {
 
 void CIptvTestResults::SetEndTime() {
     if (auto now = GetLocalTime()) SetT<std::string>(TestResultsId::TestEndTime, std::move(*now));
+}
+
+void CIptvTestResults::Refresh() {
+    if (auto* manager = CIptvResultsManager::FindResultsManager()) manager->RefreshDistributions();
 }
 
 IPTV_REGISTER_CLASS(CIptvTestResults);

@@ -14,6 +14,8 @@ class CIptvTestResults : public ModelClass<ids::IptvTestResults::CLASS.GetValue(
     void SetTestParams(const std::string& testName);
     /// Sets the test's end to the local time.
     void SetEndTime();
+    /// The distributions of the whole test, which otherwise exist from its end on.
+    void Refresh() override;
 };
 
 }  // namespace orv::iptv

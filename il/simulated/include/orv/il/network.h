@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <map>
 #include <memory>
 #include <span>
@@ -39,6 +40,9 @@ struct NetworkBehaviour {
     double packet_rate = 500;                    ///< of a channel, packets per second
     double burst_rate = 1.3;                     ///< of a unicast burst, times the channel's rate
     double join_failure = 0;                     ///< fraction of joins without any packet
+    /// Joins of a port that the network carries out in each second of a test, counted from its start; further
+    /// ones stay without any packet. Joins of streams that reach the port already do not count.
+    double join_capacity = std::numeric_limits<double>::infinity();
     double loss = 0;
     double reordering = 0;
     double duplication = 0;

@@ -20,9 +20,6 @@ class DistributionSet {
     void Merge(const DistributionSet& other) {
         for (std::size_t i = 0; i < kNumLatencies; ++i) histograms_[i].Merge(other.histograms_[i]);
     }
-    void Settle() {
-        for (LatencyHistogram& histogram : histograms_) histogram.Settle();
-    }
     std::size_t GetBytes() const {
         std::size_t bytes = 0;
         for (const LatencyHistogram& histogram : histograms_) bytes += histogram.GetBytes();

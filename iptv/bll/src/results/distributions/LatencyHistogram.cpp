@@ -4,8 +4,6 @@
 
 #include <iterator>
 
-#include "results/IlTimestamp.h"
-
 namespace orv::iptv::distributions {
 
 std::uint16_t LatencyHistogram::MakeChunk(std::uint32_t index) {
@@ -15,19 +13,12 @@ std::uint16_t LatencyHistogram::MakeChunk(std::uint32_t index) {
     return chunks_[index] = static_cast<std::uint16_t>(counts_.size() / kChunk);
 }
 
-void LatencyHistogram::Count(double ms) {
-    const std::uint32_t bucket = LatencyBuckets::Find(ms);
-    std::uint16_t chunk = chunks_[bucket / kChunk];
-    if (chunk == 0) chunk = MakeChunk(bucket / kChunk);
-    ++counts_[(chunk - std::size_t{1}) * kChunk + bucket % kChunk];
-    sum_ += ms;
-    min_ = std::min(min_, ms);
-    max_ = std::max(max_, ms);
-}
-
-void LatencyHistogram::Settle() {
-    for (std::uint32_t i = 0; i < num_waiting_; ++i) Count(TicksToMs(waiting_[i]));
-    num_waiting_ = 0;
+void LatencyHistogram::Add(const std::uint32_t* counts, std::uint32_t first, std::uint32_t last, double sum,
+                           double min, double max) {
+    for (std::uint32_t bucket = first; bucket <= last; ++bucket) {
+        if (counts[bucket] != 0) FindOrMake(bucket) += counts[bucket];
+    }
+    AddSums(sum, min, max);
 }
 
 void LatencyHistogram::Merge(const LatencyHistogram& other) {
@@ -38,9 +29,7 @@ void LatencyHistogram::Merge(const LatencyHistogram& other) {
         std::uint64_t* to = &counts_[(chunks_[i] - std::size_t{1}) * kChunk];
         for (std::uint32_t j = 0; j < kChunk; ++j) to[j] += from[j];
     }
-    sum_ += other.sum_;
-    min_ = std::min(min_, other.min_);
-    max_ = std::max(max_, other.max_);
+    AddSums(other.sum_, other.min_, other.max_);
 }
 
 std::uint64_t LatencyHistogram::GetCount() const {

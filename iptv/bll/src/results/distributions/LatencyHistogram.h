@@ -50,22 +50,28 @@ class LatencyBuckets {
 /// Counts by bucket, and the exact number, sum, minimum and maximum of the values. Memory is taken for every
 /// 16 buckets when the first of them gets a value: a latency that varies by a factor of two takes about 1
 /// KiB.
-///
-/// Values wait in a cache line of their own until it is full: successive values of a test belong to different
-/// channel ranges, and the counts of all of them do not fit into the caches, their lines do.
 class LatencyHistogram {
   public:
-    void Add(double ms) {
-        // Ports measure in ticks of 10 ns; more than 32 bits of them are rare.
-        const double ticks = ms * kTicksPerMs + 0.5;
-        if (ticks >= kMostWaitingTicks) [[unlikely]]
-            return Count(ms);
-        waiting_[num_waiting_++] = static_cast<std::uint32_t>(ticks);
-        if (num_waiting_ == kMostWaiting) Settle();
+    /// `bucket`: LatencyBuckets::Find(ms), which several histograms share.
+    void Add(std::uint32_t bucket, double ms) {
+        ++FindOrMake(bucket);
+        AddSums(ms, ms, ms);
     }
+    /// Many values: `counts` by bucket, of which those from `first` to `last` are not 0.
+    void Add(const std::uint32_t* counts, std::uint32_t first, std::uint32_t last, double sum, double min,
+             double max);
     void Merge(const LatencyHistogram& other);
-    /// Counts the waiting values. What is below, and being merged into another, needs this first.
-    void Settle();
+
+    /// What an Add to the bucket is going to change comes into the cache: first FetchIndex, some values later
+    /// FetchCount, and then Add.
+    void FetchIndex(std::uint32_t bucket) const {
+        __builtin_prefetch(&chunks_[bucket / kChunk]);
+        __builtin_prefetch(&sum_, 1);
+    }
+    void FetchCount(std::uint32_t bucket) const {
+        const std::uint16_t chunk = chunks_[bucket / kChunk];
+        if (chunk != 0) __builtin_prefetch(&counts_[(chunk - std::size_t{1}) * kChunk + bucket % kChunk], 1);
+    }
 
     bool IsEmpty() const { return counts_.empty(); }
     std::uint64_t GetCount() const;
@@ -96,16 +102,21 @@ class LatencyHistogram {
   private:
     static constexpr std::uint32_t kChunk = 16;
     static constexpr std::uint32_t kChunks = LatencyBuckets::kCount / kChunk;
-    static constexpr double kTicksPerMs = 100000.0;
-    static constexpr double kMostWaitingTicks = 0x1p32;
-    static constexpr std::uint32_t kMostWaiting = 15;
 
-    void Count(double ms);
+    std::uint64_t& FindOrMake(std::uint32_t bucket) {
+        std::uint16_t chunk = chunks_[bucket / kChunk];
+        if (chunk == 0) [[unlikely]]
+            chunk = MakeChunk(bucket / kChunk);
+        return counts_[(chunk - std::size_t{1}) * kChunk + bucket % kChunk];
+    }
     std::uint16_t MakeChunk(std::uint32_t index);
+    void AddSums(double sum, double min, double max) {
+        sum_ += sum;
+        min_ = std::min(min_, min);
+        max_ = std::max(max_, max);
+    }
 
-    alignas(64) std::uint32_t num_waiting_ = 0;
-    std::array<std::uint32_t, kMostWaiting> waiting_;  ///< ticks
-    double sum_ = 0;                                   ///< ms
+    double sum_ = 0;  ///< ms
     double min_ = std::numeric_limits<double>::max();
     double max_ = 0;
     std::vector<std::uint64_t> counts_;

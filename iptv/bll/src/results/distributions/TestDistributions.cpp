@@ -10,10 +10,10 @@ TestDistributions::Block& TestDistributions::FindOrMakeBlock(std::uint32_t block
     return found;
 }
 
-void TestDistributions::Settle() {
-    for (auto& [handle, range] : ranges_) range.Settle();
-    for (auto& [handle, block] : blocks_) block.set.Settle();
-    for (auto& [port, series] : series_) series.Settle();
+void TestDistributions::Clear() {
+    ranges_.clear();
+    blocks_.clear();
+    series_.clear();
 }
 
 TestDistributions::Sets TestDistributions::MergeBy(std::uint32_t Block::*owner) const {

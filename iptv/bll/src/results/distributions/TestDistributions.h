@@ -8,29 +8,9 @@
 
 #include "results/distributions/DistributionSet.h"
 #include "results/distributions/TimeSeries.h"
+#include "results/distributions/ValueLog.h"
 
 namespace orv::iptv::distributions {
-
-/// Where the values of one view go; the range and the block always exist.
-class ViewSink {
-  public:
-    ViewSink(DistributionSet& range, DistributionSet& block, Interval* interval)
-        : range_(range), block_(block), interval_(interval) {}
-
-    void Add(Latency latency, double ms) {
-        range_[latency].Add(ms);
-        block_[latency].Add(ms);
-        if (interval_) interval_->Add(latency, ms);
-    }
-    void Count(IntervalCounter counter, std::uint64_t count) {
-        if (interval_) interval_->Count(counter, count);
-    }
-
-  private:
-    DistributionSet& range_;
-    DistributionSet& block_;
-    Interval* interval_;
-};
 
 /// Values are counted per channel range and per block, whose sums are those of profiles, ports and the test.
 /// Objects are known by their handles: what was measured remains when one of them is deleted.
@@ -47,9 +27,9 @@ class TestDistributions {
     Block& FindOrMakeBlock(std::uint32_t block, std::uint32_t profile, std::uint32_t port);
     DistributionSet& FindOrMakeRange(std::uint32_t range) { return ranges_[range]; }
     TimeSeries& FindOrMakeSeries(std::uint32_t port) { return series_[port]; }
-    void Clear() { *this = {}; }
-    /// Call before what follows.
-    void Settle();
+    /// Values of the block whose results are being binned.
+    ValueLog& GetLog() { return log_; }
+    void Clear();
 
     const std::unordered_map<std::uint32_t, DistributionSet>& GetRanges() const { return ranges_; }
     const std::unordered_map<std::uint32_t, Block>& GetBlocks() const { return blocks_; }
@@ -62,6 +42,7 @@ class TestDistributions {
   private:
     Sets MergeBy(std::uint32_t Block::*owner) const;
 
+    ValueLog log_;
     std::unordered_map<std::uint32_t, DistributionSet> ranges_;
     std::unordered_map<std::uint32_t, Block> blocks_;
     std::map<std::uint32_t, TimeSeries> series_;

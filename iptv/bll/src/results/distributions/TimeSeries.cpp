@@ -28,21 +28,38 @@ void Interval::Merge(const Interval& other) {
     joins.Merge(other.joins);
 }
 
-Interval* TimeSeries::Find(std::int64_t ticks) {
-    if (ticks == 0) return nullptr;
+std::int64_t TimeSeries::GetTicksSinceOrigin(std::int64_t ticks) const {
+    // Set-top boxes often zap in lock step: then the zaps of a second are in the middle of an interval.
+    return TimestampsDifference(ticks, origin_) + kTicksPerSecond / 2;
+}
+
+Interval* TimeSeries::FindOther(std::int64_t ticks) {
+    if (ticks == 0 || intervals_.empty()) return nullptr;
+    const std::int64_t since_origin = GetTicksSinceOrigin(ticks);
+    const std::int64_t ticks_per_interval = seconds_per_interval_ * kTicksPerSecond;
+    const std::int64_t number = FloorOf(since_origin, ticks_per_interval);
+    const std::int64_t index = number - first_;
+    if (index < 0 || index >= static_cast<std::int64_t>(intervals_.size())) return nullptr;
+    found_ = &intervals_[static_cast<std::size_t>(index)];
+    found_from_ = ticks - (since_origin - number * ticks_per_interval);
+    found_to_ = found_from_ + ticks_per_interval;
+    return found_;
+}
+
+bool TimeSeries::IsPlausible(std::int64_t ticks) const {
+    if (ticks == 0 || intervals_.empty()) return ticks != 0;
+    const std::int64_t since_origin = GetTicksSinceOrigin(ticks);
+    return since_origin >= -kFarthest && since_origin <= kFarthest;
+}
+
+Interval* TimeSeries::FindOrMake(std::int64_t ticks) {
+    if (!IsPlausible(ticks)) return nullptr;
     if (intervals_.empty()) {
         origin_ = ticks;
         intervals_.emplace_back();
     }
-    const std::int64_t since_origin = TimestampsDifference(ticks, origin_);
-    if (since_origin < -kFarthest || since_origin > kFarthest) return nullptr;
-    const std::int64_t second = FloorOf(since_origin, kTicksPerSecond);
-    std::int64_t index = FloorOf(second, seconds_per_interval_) - first_;
-    if (index < 0 || index >= static_cast<std::int64_t>(intervals_.size())) {
-        MakeRoom(second);
-        index = FloorOf(second, seconds_per_interval_) - first_;
-    }
-    return &intervals_[static_cast<std::size_t>(index)];
+    MakeRoom(FloorOf(GetTicksSinceOrigin(ticks), kTicksPerSecond));
+    return FindOther(ticks);
 }
 
 void TimeSeries::MakeRoom(std::int64_t second) {
@@ -59,12 +76,7 @@ void TimeSeries::MakeRoom(std::int64_t second) {
     }
 }
 
-void TimeSeries::Settle() {
-    for (Interval& interval : intervals_) interval.joins.Settle();
-}
-
 void TimeSeries::Halve() {
-    Settle();
     std::deque<Interval> halved;
     const std::int64_t first = FloorOf(first_, 2);
     for (std::size_t i = 0; i < intervals_.size(); ++i) {
@@ -78,6 +90,7 @@ void TimeSeries::Halve() {
     intervals_ = std::move(halved);
     first_ = first;
     seconds_per_interval_ *= 2;
+    found_to_ = found_from_ = 0;
 }
 
 void TimeSeries::Merge(const TimeSeries& other) {

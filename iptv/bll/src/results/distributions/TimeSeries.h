@@ -21,11 +21,10 @@ struct Interval {
     void Count(IntervalCounter counter, std::uint64_t count) {
         counters[static_cast<std::size_t>(counter)] += count;
     }
-    void Add(Latency latency, double ms) {
+    void AddSum(Latency latency, double ms, std::size_t count) {
         Sum& sum = sums[static_cast<std::size_t>(latency)];
         sum.total += ms;
-        ++sum.count;
-        if (latency == Latency::kJoin) joins.Add(ms);
+        sum.count += count;
     }
     void Merge(const Interval& other);
 
@@ -40,19 +39,26 @@ class TimeSeries {
   public:
     static constexpr std::size_t kMost = 7200;
 
-    /// The interval of a time stamp of the port, in ticks. Null for 0, and for times that are farther from
-    /// the others than the counter can tell.
-    Interval* Find(std::int64_t ticks);
+    /// The interval of a time stamp of the port, in ticks; null if there is none yet. Often that of the call
+    /// before, which is found without a division.
+    Interval* Find(std::int64_t ticks) {
+        return ticks >= found_from_ && ticks < found_to_ ? found_ : FindOther(ticks);
+    }
+    /// Whether FindOrMake could find something: false for 0, and for times that are farther from the others
+    /// than the counter can tell.
+    bool IsPlausible(std::int64_t ticks) const;
+    /// Makes the interval if there is none; other intervals may move then. Null for an implausible time.
+    Interval* FindOrMake(std::int64_t ticks);
     /// Adds the intervals of another port, whose first interval coincides with the first one here.
     void Merge(const TimeSeries& other);
-    /// Before the intervals are read or merged into others.
-    void Settle();
 
     std::uint32_t GetSecondsPerInterval() const { return seconds_per_interval_; }
     /// In the order of time, without gaps.
     const std::deque<Interval>& GetIntervals() const { return intervals_; }
 
   private:
+    std::int64_t GetTicksSinceOrigin(std::int64_t ticks) const;
+    Interval* FindOther(std::int64_t ticks);
     void Halve();
     void MakeRoom(std::int64_t second);
 
@@ -60,6 +66,10 @@ class TimeSeries {
     std::int64_t first_ = 0;   ///< number of the first interval, counted from the origin
     std::uint32_t seconds_per_interval_ = 1;
     std::deque<Interval> intervals_;
+    // The interval found last, and its ticks.
+    Interval* found_ = nullptr;
+    std::int64_t found_from_ = 0;
+    std::int64_t found_to_ = 0;
 };
 
 }  // namespace orv::iptv::distributions
