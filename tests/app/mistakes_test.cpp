@@ -4,6 +4,7 @@
 
 #include "good_file.h"
 #include "orv/common/exceptions.h"
+#include "orv/framework/meta_class_manager.h"
 #include "orv/framework/scriptable_locator.h"
 #include "orv/framework/sequencer.h"
 #include "orv/ids/core_ids.h"
@@ -24,9 +25,8 @@ TEST_F(TestFileTest, MistakesOfTheTextAndItsSections) {
           "this is no part of the list that begins in line 2; expected \",\" or \"]\""},
          {"^- Port: a\n", "there is a list; expected the sections title, project,"},
          {"^titel: a\nproject:\n",
-          "this is no section of a test file; expected title, project, sequence, sweep, simulation, live; "
-          "did you "
-          "mean title?"},
+          "this is no section of a test file; expected title, project, sequence, sweep, simulation, live, "
+          "expect; did you mean title?"},
          {"^Project:\n", "did you mean project?"},
          {"title: ^[a]\nproject: ^text\nsequence: ^{a: b}\n",
           "title: there is a list; expected a text\n\"text\" is wrong; expected a list of objects\nsequence: "
@@ -460,6 +460,94 @@ TEST_F(TestFileTest, MistakesOfTheLiveSection) {
           "channel_ssrc_base, burst_bitrate_limit; did you mean robustness?"},
          {" ^2\n", "live: \"2\" is wrong; expected keys and values"}},
         kObjects + "live:");
+}
+
+TEST_F(TestFileTest, ExpectationsCountWhatTheResultsHave) {
+    const auto* results = orv::framework::CMetaClassManager::Instance().GetClass("IptvStbBlockResults");
+    for (const orv::app::Count& count : orv::app::GetCounts()) {
+        for (const char* property : count.properties)
+            EXPECT_TRUE(!property || results->FindProperty(std::string(property))) << property;
+    }
+}
+
+TEST_F(TestFileTest, MistakesOfTheExpectations) {
+    const std::string objects =
+        kObjects +
+        "  - {EmulatedDevice: D, children: [IptvStbBlockConfig: B, IptvStbBlockConfig: Twin]}\n"
+        "  - {EmulatedDevice: E, children: [IptvStbBlockConfig: Twin]}\nexpect:";
+    ExpectMistakes(
+        {{" ^test\n", "expect: \"test\" is wrong; expected a list of texts"},
+         {R"(
+  - ^lost
+  - ^[test]
+  - ^{a: b, c: d}
+  - ^~
+  - ^portt Viewers: lost <= 0
+  - '^Boxes: lost <= 0'
+  - "^: lost <= 0"
+  - "test ^A: lost <= 0"
+  - ^port: lost <= 0
+  - "port Viewers^:lost <= 0"
+)",
+          R"("lost" is wrong; expected SUBJECT: FIGURE COMPARISON NUMBER UNIT, such as
+there is a list; expected SUBJECT
+there are keys
+there is nothing
+"portt Viewers" names no subject; expected test, port NAME, STB block NAME, profile NAME, channel range NAME; did you mean port?
+"Boxes" names no subject
+the subject is missing
+the test has no name here
+the name is missing
+a blank is missing behind the colon)"},
+         // Subject and figure are both told, in quotes, without them, and where escapes hide the place.
+         {R"(
+  - "port ^Viewer: ^views > 1"
+  - port  ^viewers:  ^join latancy max > 1 s
+  - ^^"port View\x65r: views > 1"
+  - STB block ^Twin: views > 1
+  - channel range ^R: views > 1
+)",
+          R"("Viewer" names no port; expected Viewers; did you mean Viewers?
+a port has no views; expected join latency, leave latency, change latency, gap latency, overlap latency, unicast join latency, retransmission latency, packets, lost, reordered, duplicate, late, payload errors
+"viewers" names no port
+"join latancy" is no figure; expected join latency, leave latency, change latency
+a port has no views
+"Viewer" names no port
+"Twin" names 2 STB blocks; expected a name that only one of them has
+"R" names no channel range; expected nothing: the test has none)"},
+         {R"(
+  - "STB block B: ^lsot"
+  - "STB block B: ^<= 5"
+  - "STB block B: lost ^=< 5"
+  - "STB block B: lost <= ^-1"
+  - "STB block B: lost ^<="
+  - "STB block B: lost < ^nan"
+  - "STB block B: lost < 1^e3"
+  - "STB block B: lost < ^1."
+  - "STB block B: ^join latency < 5 ms"
+  - "STB block B: join latency ^p98 < 5 ms"
+  - "STB block B: lost ^max < 5"
+  - "STB block B: gap latency max < ^5"
+  - "STB block B: gap latency max < 5 ^%"
+  - "STB block B: lost < 5 ^ms"
+  - "STB block B: views < 5^%"
+)",
+          R"(the comparison is missing; expected <=, <, >=, >, =, ==, !=
+the figure is missing
+"=<" is no comparison
+"-1" is wrong; expected a number from 0 in decimal
+the number is missing
+"nan" is wrong
+"e3" is no unit
+"1." is wrong
+the statistic of the join latency is missing; expected min, mean, max, p50, p90, p95, p99, p99.9
+"p98" is no statistic
+"max" does not belong here: "lost" is a count; expected a comparison
+the unit of the gap latency is missing; expected us, µs, ms, s, min
+"%" is no unit of a latency
+"ms" is no unit of "lost"; expected %, or none
+"%" is no unit of "views"; expected none)"}},
+        objects);
 }
 
 }  // namespace

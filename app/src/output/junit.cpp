@@ -92,12 +92,28 @@ class Suite {
 
 /// A block has failed when more of its own joins failed than may.
 std::string JudgeBlock(const TestReport& test, const ResultRow& block) {
-    const double views = block.GetNumber("NumOfChannelChanges") - block.GetNumber("DuplicateJoins") -
-                         block.GetNumber("DuplicateUnicastJoins");
-    const double failed = block.GetNumber("JoinFails") + block.GetNumber("UnicastJoinFails");
-    if (views <= 0) return test.passed ? "" : "no channel was viewed";
-    if (failed * 100 <= test.join_fail_threshold * views) return {};
-    return fmt::format("{} of {} joins failed; {} % may", failed, views, test.join_fail_threshold);
+    const JoinCounts joins = block.GetJoins();
+    const auto failed = joins.GetFailedPercent();
+    if (!failed) return test.passed ? "" : "no channel was viewed";
+    if (*failed <= test.join_fail_threshold) return {};
+    return fmt::format("{} of {} joins failed; {} % may", joins.failed, joins.net_changes,
+                       test.join_fail_threshold);
+}
+
+/// `name`: of the test; `failure`: see AddTest.
+void AddExpectations(Suite& suite, const RunOutcome& outcome, const TestReport& test, const std::string& name,
+                     const char* failure) {
+    for (const ExpectationResult& one : test.expectations) {
+        const std::string verdict = GetVerdict(outcome, test, one);
+        const std::string measured = "measured: " + one.DescribeMeasured();
+        if (verdict == "not finished") {
+            suite.AddCase(name, "expect: " + one.text, test.duration, Suite::kSkipped,
+                          "not finished: " + GetUnfinishedReason(outcome) + "; " + measured);
+        } else {
+            suite.AddCase(name, "expect: " + one.text, test.duration, failure,
+                          verdict == "passed" ? "" : measured);
+        }
+    }
 }
 
 /// `values` stands behind the names; `failure` is the kind of a failed case.
@@ -110,7 +126,7 @@ void AddTest(Suite& suite, const RunOutcome& outcome, const TestReport& test, co
         suite.AddCase(name, "verdict", test.duration, Suite::kError, why, test.distributions);
         for (const ResultRow& block : test.stb_blocks)
             suite.AddCase(name, "STB block " + block.name, test.duration, Suite::kSkipped, why);
-        return;
+        return AddExpectations(suite, outcome, test, name, failure);
     }
     suite.AddCase(name, "verdict", test.duration, failure,
                   test.passed ? ""
@@ -121,6 +137,7 @@ void AddTest(Suite& suite, const RunOutcome& outcome, const TestReport& test, co
         suite.AddCase(name, "STB block " + block.name, test.duration, failure, JudgeBlock(test, block),
                       block.distributions);
     }
+    AddExpectations(suite, outcome, test, name, failure);
 }
 
 /// In a search some values are to fail: their cases count as skipped, and only the search itself may fail.

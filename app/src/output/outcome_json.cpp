@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "output/printable.h"
+#include "run/expectations_json.h"
 
 namespace orv::app {
 
@@ -41,6 +42,7 @@ Json MakeTest(const RunOutcome& outcome, const TestReport& test) {
             {"duration_s", test.duration},
             {"configured_duration_s", test.configured_duration},
             {"verdict", GetVerdict(outcome, test)},
+            {"expectations", MakeExpectationsJson(outcome, test)},
             {"channel_changes", test.GetChannelChanges()},
             {"failed_joins", test.GetFailedJoins()},
             {"failed_percent", test.GetFailedPercent()},

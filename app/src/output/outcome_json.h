@@ -9,7 +9,8 @@ namespace orv::app {
 
 /// One JSON object: "end" ("passed", "failed", "bad input", "run-time failure", "interrupted"),
 /// "exit_status", "title", "seed", "database", "tests" (each with name, type, environment, duration,
-/// thresholds, verdict ("passed", "failed", "not finished"), and the figures of "channel_ranges",
+/// thresholds, verdict ("passed", "failed", "not finished"), "expectations" (text, met, measured, unit; met
+/// is null in a test that is not finished, measured where nothing was), and the figures of "channel_ranges",
 /// "stb_blocks", "profiles" and "ports" by the names of the data model), "unfinished_test" where one did
 /// not finish (name, elapsed time), "unfinished_reason" where the run did not finish normally,
 /// "live_ports" (name, interface, and the figures of orv/nic/live_port.h; those of bursts and of
@@ -17,7 +18,8 @@ namespace orv::app {
 /// expected, nearest), "warnings" and "errors".
 std::string MakeOutcomeJson(const RunOutcome& outcome);
 
-/// The same as a JUnit report: a test case per test for its verdict and one per STB block for its joins.
+/// The same as a JUnit report: a test case per test for its verdict, one per STB block for its joins, and
+/// one per expectation.
 /// Errors of the run are errors of the test case "run". Always well-formed: characters that XML does not
 /// allow are replaced by U+FFFD.
 std::string MakeJUnitXml(const RunOutcome& outcome);

@@ -132,6 +132,19 @@ std::string MakeVerdictLine(const RunOutcome& outcome, const TestReport& test) {
                                          : "");
 }
 
+std::string MakeExpectationTable(const RunOutcome& outcome, const TestReport& test, std::size_t line_width) {
+    if (test.expectations.empty()) return {};
+    TextTable table({{"Expectation", TextTable::Align::Left},
+                     {"Measured", TextTable::Align::Right},
+                     {"Result", TextTable::Align::Left}});
+    for (const ExpectationResult& one : test.expectations) {
+        const std::string verdict = GetVerdict(outcome, test, one);
+        table.AddRow(
+            {MakePrintable(one.text), one.DescribeMeasured(), verdict == "failed" ? "FAILED" : verdict});
+    }
+    return table.ToString(line_width) + "\n";
+}
+
 std::string MakeTestSummary(const RunOutcome& outcome, const TestReport& test, std::size_t line_width) {
     std::string text = fmt::format("Test \"{}\": {}, {}, {} s", MakePrintable(test.name), test.type,
                                    test.environment, FormatNumber(test.duration));
@@ -143,6 +156,7 @@ std::string MakeTestSummary(const RunOutcome& outcome, const TestReport& test, s
     text += MakeTable(test, line_width, "Viewing profile", test.profiles, kJoinColumns, kChangeColumns);
     text += MakeTable(test, line_width, "Port", test.ports, kPortColumns);
     text += MakePercentileTable(test, line_width);
+    text += MakeExpectationTable(outcome, test, line_width);
     if (test.GetChannelChanges() == 0) {
         text += "No channel was viewed.\n";
     } else {
@@ -150,7 +164,9 @@ std::string MakeTestSummary(const RunOutcome& outcome, const TestReport& test, s
                             FormatNumber(test.GetFailedJoins()), FormatNumber(test.GetNetChannelChanges()),
                             test.GetFailedPercent(), FormatNumber(test.join_fail_threshold));
     }
-    return text + MakeVerdictLine(outcome, test);
+    text += MakeVerdictLine(outcome, test);
+    const std::string expectations = DescribeExpectations(outcome, test);
+    return expectations.empty() ? text : text + "Expectations: " + expectations + "\n";
 }
 
 /// What viewers did not get is what matters.

@@ -42,6 +42,8 @@ class SweepTable {
     explicit SweepTable(const SweepOutcome& sweep) : sweep_(sweep) {
         for (const SweepIteration& iteration : sweep.iterations) {
             has_several_tests_ |= iteration.run.tests.size() > 1;
+            has_expectations_ |= std::ranges::any_of(
+                iteration.run.tests, [](const TestReport& test) { return !test.expectations.empty(); });
             has_percentiles_ |= std::ranges::any_of(iteration.run.tests, FindJoinLatency);
         }
         has_repetitions_ = sweep.search && sweep.search->repetitions > 1;
@@ -55,6 +57,7 @@ class SweepTable {
         if (has_repetitions_) columns.push_back({"Run", kRight});
         if (has_several_tests_) columns.push_back({"Test", TextTable::Align::Left});
         columns.push_back({"Verdict", TextTable::Align::Left});
+        if (has_expectations_) columns.push_back({"Expectations", TextTable::Align::Left});
         for (const char* header : {"Views", "Failed joins", "Mean join ms"})
             columns.push_back({header, kRight});
         if (has_percentiles_) {
@@ -89,6 +92,7 @@ class SweepTable {
         std::vector<std::string> cells = MakeFirstCells(iteration);
         if (has_several_tests_) cells.push_back(MakePrintable(test.name));
         cells.emplace_back(GetVerdict(iteration.run, test));
+        if (has_expectations_) cells.push_back(DescribeExpectations(iteration.run, test));
         cells.push_back(fmt::format("{:.0f}", test.GetChannelChanges()));
         cells.push_back(test.GetNetChannelChanges() > 0 ? fmt::format("{:.2f} %", test.GetFailedPercent())
                                                         : "-");
@@ -105,6 +109,7 @@ class SweepTable {
 
     const SweepOutcome& sweep_;
     bool has_several_tests_ = false;
+    bool has_expectations_ = false;
     bool has_percentiles_ = false;
     bool has_repetitions_ = false;
 };

@@ -43,6 +43,36 @@ std::string DataSet::GetEnd() const {
     return end.empty() ? end_time : end;
 }
 
+nlohmann::ordered_json DataSet::GetExpectations() const {
+    const auto tests = nlohmann::ordered_json::parse(GetText(run_description::kExpectations), nullptr, false);
+    nlohmann::ordered_json found;
+    if (!tests.is_array()) return found;
+    for (const auto& test : tests) {
+        // Of a run with a file per iteration, the last entry of that number is the one of this file.
+        if (test.is_object() && test.contains("expectations") &&
+            test.value("data_set", nlohmann::ordered_json()) == id)
+            found = test["expectations"];
+    }
+    return found;
+}
+
+std::string DataSet::DescribeExpectations() const {
+    const auto expectations = GetExpectations();
+    if (!expectations.is_array() || expectations.empty()) return {};
+    const auto count = [&expectations](const nlohmann::ordered_json& met) {
+        return std::ranges::count_if(expectations, [&met](const auto& one) {
+            return one.is_object() && one.contains("met") && one["met"] == met;
+        });
+    };
+    const std::string end = GetText(run_description::kOutcome);
+    const bool is_finished = count(nullptr) == 0 && (end == "passed" || end == "failed");
+    return fmt::format("{}, {} of {} met",
+                       count(false) > 0 ? "FAILED"
+                       : is_finished    ? "PASSED"
+                                        : "not finished",
+                       count(true), expectations.size());
+}
+
 std::vector<DataSet> ReadDataSets(const ResultsDatabase& database) {
     std::vector<DataSet> data_sets;
     ResultsQuery query(

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <map>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <vector>
@@ -28,6 +29,10 @@ struct DataSet {
     /// By the wall clock, if known.
     std::string GetStart() const;
     std::string GetEnd() const;
+    /// As in run_description::kExpectations; null for none.
+    nlohmann::ordered_json GetExpectations() const;
+    /// "FAILED, 2 of 3 met"; empty for none.
+    std::string DescribeExpectations() const;
 };
 
 /// In order. Throws ResultsError when there is none.

@@ -67,6 +67,9 @@ std::string DescribeIteration(const DataSet& data_set) {
 class DataSetRows : public RowSource {
   public:
     explicit DataSetRows(const std::vector<DataSet>& data_sets) : data_sets_(data_sets) {
+        for (const DataSet& data_set : data_sets)
+            has_expectations_ = has_expectations_ || !data_set.DescribeExpectations().empty();
+        if (has_expectations_) titles_.insert(titles_.begin() + 3, "Expectations");
         for (const DataSet& data_set : data_sets) has_sweeps_ |= !DescribeIteration(data_set).empty();
         if (has_sweeps_) titles_.emplace_back("Iteration");
     }
@@ -75,8 +78,10 @@ class DataSetRows : public RowSource {
     bool Next(std::vector<ResultValue>& row) override {
         if (next_ == data_sets_.size()) return false;
         const DataSet& data_set = data_sets_[next_++];
-        row = {std::int64_t{data_set.id}, data_set.test, data_set.verdict, ToSeconds(data_set.GetStart()),
-               ToSeconds(data_set.GetEnd())};
+        row = {std::int64_t{data_set.id}, data_set.test, data_set.verdict};
+        if (has_expectations_) row.emplace_back(data_set.DescribeExpectations());
+        row.emplace_back(ToSeconds(data_set.GetStart()));
+        row.emplace_back(ToSeconds(data_set.GetEnd()));
         for (const char* name : {run_description::kTitle, run_description::kTestFile, run_description::kSeed,
                                  run_description::kVersion})
             row.emplace_back(data_set.GetText(name));
@@ -89,6 +94,7 @@ class DataSetRows : public RowSource {
 
     const std::vector<DataSet>& data_sets_;
     std::size_t next_ = 0;
+    bool has_expectations_ = false;
     bool has_sweeps_ = false;
     std::vector<std::string> titles_{"Data set", "Test",      "Verdict", "Started (UTC)", "Ended (UTC)",
                                      "Title",    "Test file", "Seed",    "Version"};
@@ -225,6 +231,7 @@ class Show {
                                             {"version", names::kVersion},
                                             {"outcome", names::kOutcome}})
                 entry[key] = text_or_null(data_set.GetText(name));
+            entry["expectations"] = data_set.GetExpectations();
             // Older databases and runs without a sweep have none.
             for (const auto& [key, name] :
                  {std::pair("sweep", names::kSweep), {"sweep_result", names::kSweepResult}}) {
@@ -362,8 +369,8 @@ int ShowResults(ResultsRequest request, int out_descriptor, std::ostream& err) {
     std::ostream out(&output);
     int status = ShowResults(request, out, err);
     if (out && !output.Finish())
-        status =
-            PrintError(err, fmt::format("the output cannot be written: {}", std::strerror(errno)), kReadFailure);
+        status = PrintError(err, fmt::format("the output cannot be written: {}", std::strerror(errno)),
+                            kReadFailure);
     return status;
 }
 

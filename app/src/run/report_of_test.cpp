@@ -78,13 +78,19 @@ std::string NameOf(const CScriptable& object, common::PropId property) {
 
 }  // namespace
 
-double ResultRow::GetNumber(const std::string& figure) const {
+std::optional<double> ResultRow::FindNumber(const std::string& figure) const {
     const auto found = std::find_if(figures.begin(), figures.end(),
                                     [&figure](const auto& entry) { return entry.first == figure; });
-    if (found == figures.end()) return 0;
+    if (found == figures.end()) return std::nullopt;
     if (const auto* number = std::get_if<double>(&found->second)) return *number;
     if (const auto* count = std::get_if<std::uint64_t>(&found->second)) return static_cast<double>(*count);
-    return 0;
+    return std::nullopt;
+}
+
+JoinCounts ResultRow::GetJoins() const {
+    return {
+        GetNumber("JoinFails") + GetNumber("UnicastJoinFails"),
+        GetNumber("NumOfChannelChanges") - GetNumber("DuplicateJoins") - GetNumber("DuplicateUnicastJoins")};
 }
 
 double TestReport::Sum(const std::string& figure) const {
@@ -93,13 +99,10 @@ double TestReport::Sum(const std::string& figure) const {
     return sum;
 }
 
-double TestReport::GetNetChannelChanges() const {
-    return GetChannelChanges() - Sum("DuplicateJoins") - Sum("DuplicateUnicastJoins");
-}
-
-double TestReport::GetFailedPercent() const {
-    const double net_changes = GetNetChannelChanges();
-    return net_changes > 0 ? GetFailedJoins() * 100 / net_changes : 100;
+JoinCounts TestReport::GetJoins() const {
+    JoinCounts joins;
+    for (const ResultRow& row : stb_blocks) joins += row.GetJoins();
+    return joins;
 }
 
 TestReport MakeTestReport(const framework::CCommand& start_command, bool passed) {

@@ -2,11 +2,13 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <utility>
 #include <variant>
 #include <vector>
 
+#include "expectations/expectation_result.h"
 #include "orv/framework/command.h"
 
 namespace orv::app {
@@ -31,6 +33,22 @@ inline constexpr Statistic kStatistics[] = {{"min", &Distribution::min}, {"mean"
                                             {"p90", &Distribution::p90}, {"p95", &Distribution::p95},
                                             {"p99", &Distribution::p99}, {"p99.9", &Distribution::p999}};
 
+/// Joins of an object or of several.
+struct JoinCounts {
+    double failed = 0;       ///< a view may fail twice, by unicast and by multicast
+    double net_changes = 0;  ///< channel changes with a join: to a channel that was not already joined
+
+    JoinCounts& operator+=(const JoinCounts& other) {
+        failed += other.failed;
+        net_changes += other.net_changes;
+        return *this;
+    }
+    /// Nothing without such changes.
+    std::optional<double> GetFailedPercent() const {
+        return net_changes > 0 ? std::optional(failed * 100 / net_changes) : std::nullopt;
+    }
+};
+
 /// The figures of one object of the configuration.
 struct ResultRow {
     std::string name;  ///< of the object with these figures
@@ -38,8 +56,10 @@ struct ResultRow {
         figures;                              ///< by name of the property, in the data model's order
     std::vector<Distribution> distributions;  ///< of the latencies that were measured
 
-    /// 0 if there is no such name, or its value is not a number.
-    double GetNumber(const std::string& figure) const;
+    /// Nothing if there is no such name, or its value is not a number.
+    std::optional<double> FindNumber(const std::string& figure) const;
+    double GetNumber(const std::string& figure) const { return FindNumber(figure).value_or(0); }
+    JoinCounts GetJoins() const;
 };
 
 /// One test of a run. `type` and `environment` are names of the data model, durations are in seconds.
@@ -55,8 +75,9 @@ struct TestReport {
     std::vector<ResultRow> stb_blocks;
     std::vector<ResultRow> profiles;
     std::vector<ResultRow> ports;
-    std::vector<Distribution> distributions;  ///< of the whole test
-    std::uint32_t data_set = 0;               ///< in the results database; 0 without one
+    std::vector<Distribution> distributions;      ///< of the whole test
+    std::uint32_t data_set = 0;                   ///< in the results database; 0 without one
+    std::vector<ExpectationResult> expectations;  ///< in the order of the file
 
     /// The test was stopped, or lost its ports, before the end of its duration.
     bool IsCutShort() const { return duration < configured_duration; }
@@ -65,12 +86,11 @@ struct TestReport {
     /// Lost packets are requested again.
     bool Retransmits() const { return type == "RELIABLE_RETRANSMISSION" || type == "FCC_WITH_RRR"; }
     double GetChannelChanges() const { return Sum("NumOfChannelChanges"); }
-    double GetFailedJoins() const { return Sum("JoinFails") + Sum("UnicastJoinFails"); }
-    /// Channel changes with a join; changes to a channel that was already joined are not counted.
-    double GetNetChannelChanges() const;
-    /// Failed joins of the net channel changes; 100 when there were none. A view may fail twice, by unicast
-    /// and by multicast.
-    double GetFailedPercent() const;
+    JoinCounts GetJoins() const;  ///< of all STB blocks
+    double GetFailedJoins() const { return GetJoins().failed; }
+    double GetNetChannelChanges() const { return GetJoins().net_changes; }
+    /// 100 when there were no net channel changes.
+    double GetFailedPercent() const { return GetJoins().GetFailedPercent().value_or(100); }
 
   private:
     double Sum(const std::string& figure) const;  ///< of all STB blocks

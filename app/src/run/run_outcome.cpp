@@ -12,6 +12,13 @@ bool HasViewers(const nic::LiveFigures& figures) {
     return figures.joins_and_leaves + figures.unseen > 0;
 }
 
+/// A run with errors passes nothing, and a part of a test decides nothing.
+const char* DecideVerdict(const RunOutcome& outcome, const TestReport& test, bool passed) {
+    const bool is_good_run = outcome.end != RunEnd::Failure && outcome.end != RunEnd::Interrupted;
+    if (!is_good_run && (passed || test.IsCutShort())) return "not finished";
+    return passed ? "passed" : "failed";
+}
+
 }  // namespace
 
 const char* GetRunEndName(RunEnd end) {
@@ -58,9 +65,28 @@ std::string DescribeValues(const std::vector<std::string>& properties,
 }
 
 const char* GetVerdict(const RunOutcome& outcome, const TestReport& test) {
-    const bool is_good_run = outcome.end != RunEnd::Failure && outcome.end != RunEnd::Interrupted;
-    if (!is_good_run && (test.passed || test.IsCutShort())) return "not finished";
-    return test.passed ? "passed" : "failed";
+    return DecideVerdict(outcome, test, test.passed);
+}
+
+const char* GetVerdict(const RunOutcome& outcome, const TestReport& test,
+                       const ExpectationResult& expectation) {
+    return DecideVerdict(outcome, test, expectation.met);
+}
+
+std::string DescribeExpectations(const RunOutcome& outcome, const TestReport& test) {
+    if (test.expectations.empty()) return {};
+    const auto has = [&](const std::string& verdict) {
+        return std::ranges::any_of(test.expectations, [&](const ExpectationResult& one) {
+            return GetVerdict(outcome, test, one) == verdict;
+        });
+    };
+    const bool is_open = has("not finished");
+    return fmt::format("{}, {} of {} met{}",
+                       has("failed") ? "FAILED"
+                       : is_open     ? "NOT FINISHED"
+                                     : "PASSED",
+                       std::ranges::count(test.expectations, true, &ExpectationResult::met),
+                       test.expectations.size(), is_open ? " so far" : "");
 }
 
 }  // namespace orv::app

@@ -16,7 +16,7 @@ namespace orv::app {
 /// How a run ended; the values are exit statuses of the program.
 enum class RunEnd : int {
     Passed = 0,
-    Failed = 1,    ///< a test's verdict
+    Failed = 1,    ///< a test's verdict, or an expectation that is not met
     BadInput = 2,  ///< nothing has run
     Failure = 3,   ///< the run had errors
     Interrupted = 130
@@ -96,5 +96,10 @@ std::string GetUnfinishedReason(const RunOutcome& outcome);
 /// The reported verdict of a test: "passed", "failed", or "not finished" for one that was cut short and for
 /// one that did not fail in a run that is not finished itself.
 const char* GetVerdict(const RunOutcome& outcome, const TestReport& test);
+/// The same for one of its expectations.
+const char* GetVerdict(const RunOutcome& outcome, const TestReport& test,
+                       const ExpectationResult& expectation);
+/// "FAILED, 2 of 3 met"; empty without expectations. One that failed decides, as it does for the exit status.
+std::string DescribeExpectations(const RunOutcome& outcome, const TestReport& test);
 
 }  // namespace orv::app

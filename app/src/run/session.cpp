@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <exception>
 #include <system_error>
 
@@ -12,6 +13,7 @@
 #include "orv/core/host_application.h"
 #include "orv/core/project.h"
 #include "orv/core/test_result_manager.h"
+#include "orv/framework/meta_class_manager.h"
 #include "orv/framework/rpc_manager.h"
 #include "orv/framework/sequencer.h"
 #include "orv/ids/iptv_ids.h"
@@ -41,6 +43,17 @@ void SetDatabaseName(const std::filesystem::path& database) {
         command->Set(ids::IptvStartTestCommand::DatabaseFileName, MakeDatabasePath(database).string());
         command->Set(ids::IptvStartTestCommand::SaveResultsPerIteration, false);
     }
+}
+
+/// Names that the file's expectations use must exist; the wizard has made its objects only now.
+std::vector<Mistake> FindUnknownSubjects(const TestFile& file, const core::CProject& project) {
+    return file.FindUnknownSubjects([&project](const std::string& class_name) {
+        std::vector<std::string> names;
+        const auto* of = framework::CMetaClassManager::Instance().GetClass(class_name);
+        for (const framework::CScriptable* object : FindBelow(project, of->GetClassId()))
+            names.push_back(object->GetName());
+        return names;
+    });
 }
 
 /// The connections to ports, which end with it, whatever ended the run. No callbacks follow.
@@ -102,6 +115,7 @@ class Session::Impl {
         }
         Judge(outcome);
         Describe(outcome.end);
+        if (database_) DescribeExpectations(*database_, outcome);
         if (!GetUnfinishedReason(outcome).empty()) outcome.unfinished_test = known.Get().unfinished_test;
         host_.NewProject();
         return outcome;
@@ -132,6 +146,7 @@ class Session::Impl {
             built = file.Build(project, CSequencer::Instance());
             outcome.mistakes = built.mistakes;
             if (outcome.mistakes.empty()) RunWizard(file, built, project, outcome);
+            if (outcome.mistakes.empty()) outcome.mistakes = FindUnknownSubjects(file, project);
             if (outcome.mistakes.empty()) CheckInput(file, built, project, outcome);
             if (outcome.mistakes.empty() && options && options->replay.empty())
                 CheckClock(file, built, project, outcome);
@@ -209,7 +224,7 @@ class Session::Impl {
             laboratory.ConfigureInterfaces();
             // Opened only now: an existing recording must not be overwritten by a run that does not begin.
             if (!options.record.empty()) recorder.emplace(options.record);
-            Watchdog watch(laboratory, log, observer, known);
+            Watchdog watch(laboratory, log, observer, known, file.GetExpectations());
             RunToEnd(watch, database, log);
             known.SetPreparing(false);
             outcome.tests = watch.TakeReports();
@@ -254,7 +269,9 @@ class Session::Impl {
             outcome.end = RunEnd::Failure;
         }
         for (const TestReport& test : outcome.tests) {
-            if (!test.passed && outcome.end == RunEnd::Passed) outcome.end = RunEnd::Failed;
+            const bool passed =
+                test.passed && std::ranges::all_of(test.expectations, &ExpectationResult::met);
+            if (!passed && outcome.end == RunEnd::Passed) outcome.end = RunEnd::Failed;
         }
     }
 

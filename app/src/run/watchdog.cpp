@@ -42,8 +42,9 @@ bool IsStartDisabled(std::uint32_t block) {
 
 }  // namespace
 
-Watchdog::Watchdog(Laboratory& laboratory, RunLog& log, IRunObserver& observer, KnownOutcome& known)
-    : laboratory_(laboratory), log_(log), observer_(observer), known_(known) {
+Watchdog::Watchdog(Laboratory& laboratory, RunLog& log, IRunObserver& observer, KnownOutcome& known,
+                   const Expectations& expectations)
+    : laboratory_(laboratory), log_(log), observer_(observer), known_(known), expectations_(expectations) {
     for (CScriptable* command :
          FindBelow(framework::CSequencer::Instance(), ids::IptvStartTestCommand::CLASS)) {
         start_commands_.push_back(command->GetHandle());
@@ -122,6 +123,9 @@ void Watchdog::OnVerdict(CScriptable* results, framework::PropId) {
     TestReport report = MakeTestReport(*command, verdict == ids::TestOutcome::PASSED);
     const double seconds = GetSecondsRun();
     if (seconds + kStartSlack.count() < report.configured_duration) report.duration = seconds;
+    // Now, so that the reports after a second Ctrl-C have them.
+    for (const PlacedExpectation& one : expectations_)
+        report.expectations.push_back(Evaluate(one.expectation, report));
     known_.Change([&report](RunOutcome& outcome) {
         outcome.tests.push_back(report);
         outcome.unfinished_test.reset();

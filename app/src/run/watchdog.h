@@ -13,6 +13,7 @@
 #include "orv/framework/command.h"
 #include "run_log.h"
 #include "run_observer.h"
+#include "test_file/expect_section.h"
 
 namespace orv::app {
 
@@ -21,7 +22,9 @@ namespace orv::app {
 /// manager.
 class Watchdog {
   public:
-    Watchdog(Laboratory& laboratory, RunLog& log, IRunObserver& observer, KnownOutcome& known);
+    /// All arguments must outlive it. Each test is to meet the expectations.
+    Watchdog(Laboratory& laboratory, RunLog& log, IRunObserver& observer, KnownOutcome& known,
+             const Expectations& expectations);
     ~Watchdog();
     Watchdog(const Watchdog&) = delete;
     Watchdog& operator=(const Watchdog&) = delete;
@@ -63,6 +66,7 @@ class Watchdog {
     RunLog& log_;
     IRunObserver& observer_;
     KnownOutcome& known_;
+    const Expectations& expectations_;
     std::vector<std::uint32_t> start_commands_;  ///< handles
     std::uint32_t results_ = 0;                  ///< handle of the test results that are listened to
     std::optional<Running> running_;

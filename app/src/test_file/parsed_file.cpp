@@ -19,7 +19,8 @@ namespace orv::app {
 
 namespace {
 
-const std::vector<std::string> kSections{"title", "project", "sequence", "sweep", "simulation", "live"};
+const std::vector<std::string> kSections{"title",      "project", "sequence", "sweep",
+                                         "simulation", "live",    "expect"};
 
 // What runs when the file says nothing else.
 
@@ -34,10 +35,15 @@ constexpr const char* kSequenceWithoutStreams =
     "  TestEnv: REAL_WORLD\n"
     "- IptvWaitForTestCompletionCommand:\n";
 
-bool HasStreams(const Plan& plan) {
-    return std::any_of(plan.Objects().begin(), plan.Objects().end(), [](const PlannedObject& object) {
-        return object.meta_class && object.meta_class->IsTypeOf("StreamBlock");
+bool HasObject(const Plan& plan, const char* class_name) {
+    return std::ranges::any_of(plan.Objects(), [class_name](const PlannedObject& object) {
+        return object.meta_class && object.meta_class->IsTypeOf(class_name);
     });
+}
+
+bool IsBuiltByWizard(const Plan& plan) {
+    return HasObject(plan, "IptvWizardTestConfig") || HasObject(plan, "IptvWizardMcastSources") ||
+           HasObject(plan, "IptvWizardStbBlock");
 }
 
 /// Reads the sections of a file into a plan.
@@ -70,6 +76,7 @@ class SectionReader {
         }
         if (const SourceEntry* section = Find("live"))
             plan_.live = ReadLiveSection(section->value, mistakes_);
+        if (const SourceEntry* section = Find("expect")) ReadExpectations(section->value);
     }
 
   private:
@@ -97,6 +104,15 @@ class SectionReader {
         }
     }
 
+    void ReadExpectations(const SourceNode& node) {
+        plan_.expectations = ReadExpectSection(node, mistakes_);
+        // The names of what the wizard makes are not known yet.
+        if (!IsBuiltByWizard(plan_))
+            CheckSubjects(
+                plan_.expectations,
+                [this](const std::string& class_name) { return plan_.GetNamesOf(class_name); }, mistakes_);
+    }
+
     void ReadObjects(const std::vector<std::string>& settings, const std::vector<std::size_t>* iteration) {
         const SourceEntry* project = Find("project");
         const SourceEntry* sequence = Find("sequence");
@@ -111,8 +127,8 @@ class SectionReader {
             plan_.has_sequence = true;
             objects_.ReadObjects(sequence->value, Plan::kSequencer, {sequence->value.at, {}, "sequence"});
         } else {
-            default_sequence_ =
-                ReadSourceTree(HasStreams(plan_) ? kSequenceWithStreams : kSequenceWithoutStreams, mistakes_);
+            default_sequence_ = ReadSourceTree(
+                HasObject(plan_, "StreamBlock") ? kSequenceWithStreams : kSequenceWithoutStreams, mistakes_);
             // If these commands lack something, the project lacks it.
             for (SourceNode& item : default_sequence_.items) item.entries.front().key.at = project_at;
             objects_.ReadObjects(default_sequence_, Plan::kSequencer, {project_at, {}, "sequence"});
@@ -195,6 +211,16 @@ const std::optional<Sweep>& TestFile::GetSweep() const {
 
 const LiveSettings& TestFile::GetLiveSettings() const {
     return plan_->live;
+}
+
+const Expectations& TestFile::GetExpectations() const {
+    return plan_->expectations;
+}
+
+std::vector<Mistake> TestFile::FindUnknownSubjects(const NamesOfClass& names_of) const {
+    MistakeList mistakes = MakeMistakeList();
+    CheckSubjects(plan_->expectations, names_of, mistakes);
+    return mistakes.TakeSorted();
 }
 
 TestFile::Built TestFile::Build(framework::CScriptable& project, framework::CSequencer& sequencer) const {

@@ -8,6 +8,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "expect_section.h"
 #include "file_text.h"
 #include "live_settings.h"
 #include "mistake.h"
@@ -56,6 +57,8 @@ class TestFile {
     const Simulation& GetSimulation() const;
     /// Of the section "live".
     const LiveSettings& GetLiveSettings() const;
+    /// What each test of the file is to measure.
+    const Expectations& GetExpectations() const;
 
     /// Of the section "sweep"; none if there is none. The values of the test itself are the first ones then,
     /// and each value has been checked, but not yet all in their combinations.
@@ -73,6 +76,9 @@ class TestFile {
     /// Creates the objects below an empty project, and replaces the sequencer's commands. Throws
     /// COrvLogicError if the file has mistakes.
     Built Build(framework::CScriptable& project, framework::CSequencer& sequencer) const;
+    /// Mistakes of expectations, which name objects that do not exist: those of the wizard are known only
+    /// when it has built its test.
+    std::vector<Mistake> FindUnknownSubjects(const NamesOfClass& names_of) const;
     /// A mistake in the section "project" or "sequence"; at the former if the latter is missing.
     Mistake MakeMistake(const std::string& section, const std::string& problem,
                         const std::string& expected = {}) const;

@@ -8,6 +8,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "expect_section.h"
 #include "live_settings.h"
 #include "mistake.h"
 #include "simulation.h"
@@ -92,6 +93,7 @@ class Plan {
     std::string title;
     Simulation simulation;
     LiveSettings live;
+    Expectations expectations;
     std::optional<Sweep> sweep;
     bool has_sequence = false;  ///< the file has a section of that name
 

@@ -106,7 +106,8 @@ std::string MakeJsonSchema() {
           {"sequence", sequence},
           {"sweep", MakeSweepDefinition()},
           {"simulation", {{"$ref", "#/$defs/simulation"}}},
-          {"live", MakeLiveDefinition()}}},
+          {"live", MakeLiveDefinition()},
+          {"expect", MakeExpectDefinition()}}},
         {"$defs", MakeDefinitions()},
     };
     return schema.dump(2) + "\n";

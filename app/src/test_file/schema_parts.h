@@ -17,5 +17,7 @@ Json MakeSimulationDefinitions();
 Json MakeSweepDefinition();
 /// Schema of the section "live".
 Json MakeLiveDefinition();
+/// Schema of the section "expect".
+Json MakeExpectDefinition();
 
 }  // namespace orv::app

@@ -3,7 +3,6 @@
 
 namespace orv::app {
 
-using il::Distribution;
 using il::Fault;
 using il::NetworkBehaviour;
 
@@ -47,10 +46,11 @@ const std::vector<NumberMember>& GetNumberMembers() {
 }
 
 const std::vector<DistributionForm>& GetDistributionForms() {
+    using Kind = il::Distribution::Kind;  // results have distributions, too
     static const std::vector<DistributionForm> forms{
-        {"uniform", Distribution::Kind::Uniform, "[least, most]"},
-        {"normal", Distribution::Kind::Normal, "[mean, standard deviation]"},
-        {"exponential", Distribution::Kind::Exponential, "[shift, mean]"},
+        {"uniform", Kind::Uniform, "[least, most]"},
+        {"normal", Kind::Normal, "[mean, standard deviation]"},
+        {"exponential", Kind::Exponential, "[shift, mean]"},
     };
     return forms;
 }

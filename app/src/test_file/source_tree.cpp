@@ -130,8 +130,18 @@ class TreeBuilder {
             node.kind = SourceNode::Kind::Nothing;
             node.text.clear();
         }
+        PlaceText(event, node);
         CheckStyle(event);
         Close(std::move(node));
+    }
+
+    void PlaceText(const yaml_event_t& event, SourceNode& node) const {
+        const auto style = event.data.scalar.style;
+        const bool is_quoted =
+            style == YAML_SINGLE_QUOTED_SCALAR_STYLE || style == YAML_DOUBLE_QUOTED_SCALAR_STYLE;
+        const std::size_t begin = places_.GetByteOf(event.start_mark.index) + is_quoted;
+        if (places_.GetText().substr(begin).starts_with(node.text))
+            node.text_column = node.at.column + is_quoted;
     }
 
     /// Records the positions of quotes, and rejects features that the parser accepts but test files do not.
@@ -251,6 +261,12 @@ std::string Shorten(std::string text) {
 }
 
 }  // namespace
+
+Position SourceNode::GetPosition(std::size_t offset) const {
+    Position place = at;
+    if (text_column > 0) place.column = text_column + static_cast<int>(std::min(offset, text.size()));
+    return place;
+}
 
 std::string SourceNode::Describe() const {
     switch (kind) {

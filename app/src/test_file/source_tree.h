@@ -1,6 +1,7 @@
 // The text of a test file as a tree of values with their positions.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -17,6 +18,7 @@ struct SourceNode {
     Kind kind = Kind::Nothing;
     Position at;
     std::string text;                  ///< Kind::Text, without quotes
+    int text_column = 0;               ///< of the first byte of a text that stands as it is in one line, or 0
     std::vector<SourceNode> items;     ///< Kind::List
     std::vector<SourceEntry> entries;  ///< Kind::Map, in the order of the file, each key once
 
@@ -24,6 +26,8 @@ struct SourceNode {
     bool IsText() const { return kind == Kind::Text; }
     bool IsList() const { return kind == Kind::List; }
     bool IsMap() const { return kind == Kind::Map; }
+    /// Of the byte of the text with that offset; where escapes or line ends are in between, of the value.
+    Position GetPosition(std::size_t offset) const;
     /// The kind of value, for texts of mistakes: `"text"`, "a list", "keys and values", "nothing" or "an
     /// alias".
     std::string Describe() const;

@@ -10,6 +10,7 @@
 #include <nlohmann/json.hpp>
 #include <regex>
 
+#include "expectations/figures.h"
 #include "output/outcome_json.h"
 #include "output/summary.h"
 #include "output/text_table.h"
@@ -267,6 +268,73 @@ TEST(ReportsTest, ARunIsToldInEveryFormAndRepeatedFromItsDatabase) {
               "Port Name\r\nViewers\r\n");
     EXPECT_THAT(in_folder("results first --data-set 0").err,
                 HasSubstr("--data-set: 0 is no number of a data set, a whole number from 1"));
+}
+
+TEST(ReportsTest, AnExpectationThatIsNotMetFailsTheRunNotItsTest) {
+    const TemporaryFolder folder;
+    const std::string yaml = TestText{}.ToString() + "expect:\n";
+    // Every kind of object has its figures in the results of a test.
+    const char* const names[] = {"", " Viewers", " Boxes", " Profile", " Range"};
+    std::string good = yaml + "  - 'test: join latency p99 > 0 ms'\n";
+    std::size_t count = 1;
+    for (const orv::app::Subject& subject : orv::app::GetSubjects()) {
+        for (const orv::app::Count& figure : orv::app::GetCounts()) {
+            if (!figure.IsKnownOf(subject)) continue;
+            const auto place = &subject - orv::app::GetSubjects().data();
+            good += fmt::format("  - {}{}: {} >= 0\n", subject.name, names[place], figure.name);
+            ++count;
+        }
+    }
+    WriteFile(folder / "good.yaml", good);
+    WriteFile(folder / "bad.yaml", yaml +
+                                       "  - 'STB block Boxes: views = 40'\n  - port Viewers: lost > 0\n"
+                                       "  - 'test: gap latency mean < 5 s'\n");
+    const auto expect = [&](const char* file, int status, std::size_t met, std::size_t all) {
+        SCOPED_TRACE(file);
+        const std::string command = fmt::format("run {}.yaml --db {} --junit {}.xml", file, file, file);
+        const ProgramRun person = RunIptvtest(command, folder.GetPath());
+        const json outcome = json::parse(RunIptvtest(command + " --json", folder.GetPath()).out);
+        const std::string verdict =
+            fmt::format("{}, {} of {} met", status == 0 ? "PASSED" : "FAILED", met, all);
+        EXPECT_EQ(person.status, status);
+        EXPECT_EQ(outcome["exit_status"], status);
+        EXPECT_THAT(person.out, HasSubstr("Verdict: PASSED\nExpectations: " + verdict + "\n"));
+        const json& test = outcome["tests"][0];
+        EXPECT_EQ(test["verdict"], "passed");
+        EXPECT_EQ(
+            std::ranges::count(test["expectations"], json(true), [](const json& one) { return one["met"]; }),
+            met);
+        EXPECT_EQ(test["expectations"].size(), all);
+        EXPECT_EQ(List(folder / file)[0]["expectations"], test["expectations"]);
+        EXPECT_THAT(RunIptvtest(fmt::format("results {}", file), folder.GetPath()).out, HasSubstr(verdict));
+        EXPECT_THAT(ReadFile(folder / fmt::format("{}.xml", file)),
+                    HasSubstr(fmt::format("<testsuites tests=\"{}\" failures=\"{}\" errors=\"0\" ", 3 + all,
+                                          all - met)));
+        return std::pair(person.out, test["expectations"]);
+    };
+    expect("good", 0, count, count);
+    const auto [summary, results] = expect("bad", 1, 1, 3);
+    EXPECT_THAT(summary, testing::ContainsRegex("views = 40 +40  passed\n.*lost > 0 +0  FAILED\n"));
+    EXPECT_EQ(results[2], json::parse(R"({"text": "test: gap latency mean < 5 s", "met": false,
+                                          "measured": null, "unit": "s"})"));
+    EXPECT_THAT(ReadFile(folder / "bad.xml"),
+                HasSubstr("name=\"expect: port Viewers: lost &gt; 0\" time=\"10\">\n      <failure "
+                          "message=\"measured: 0\">"));
+    // The names of the wizard's objects are known only when it has made them.
+    const auto wizard = ReadFile(std::filesystem::path(EXAMPLES_PATH) / "wizard-ipv4.yaml");
+    WriteFile(folder / "wizard.yaml", wizard + "expect: [\"profile Hasty: views > 0\"]\n");
+    EXPECT_THAT(
+        RunIptvtest("validate wizard.yaml", folder.GetPath()).err,
+        testing::ContainsRegex("wizard.yaml:[0-9]+:19: expect: \"Hasty\" names no profile; expected Iptv"));
+    // What was measured in a part of a test passes nothing.
+    RunOutcome outcome;
+    outcome.end = orv::app::RunEnd::Interrupted;
+    outcome.tests.emplace_back().expectations = {{"a", true, 1, ""}, {"b", false, {}, ""}};
+    EXPECT_THAT(MakeSummary(outcome), HasSubstr("Expectations: FAILED, 1 of 2 met so far\n"));
+    outcome.tests[0].configured_duration = 1;
+    EXPECT_THAT(MakeSummary(outcome), HasSubstr("Expectations: NOT FINISHED, 1 of 2 met so far\n"));
+    EXPECT_THAT(MakeJUnitXml(outcome), HasSubstr("failures=\"0\" errors=\"2\" skipped=\"2\""));
+    EXPECT_TRUE(json::parse(MakeOutcomeJson(outcome))["tests"][0]["expectations"][0]["met"].is_null());
 }
 
 TEST(ReportsTest, WhatCannotBeWrittenIsFoundWhereTheRunSays) {
