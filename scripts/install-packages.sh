@@ -11,6 +11,7 @@ packages=(
   libfmt-dev libspdlog-dev libsqlite3-dev libyaml-cpp-dev libyaml-dev pkg-config libmsgpack-cxx-dev nlohmann-json3-dev libcli11-dev sqlite3
   protobuf-compiler libprotobuf-dev
   iproute2 nftables frr tshark shellcheck
+  libboost-math-dev libjs-chart.js chromium chromium-driver python3-selenium nodejs npm
   gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good
 )
 

@@ -23,7 +23,8 @@ Json MakeRows(const std::vector<ResultRow>& rows) {
 }
 
 Json MakeTest(const RunOutcome& outcome, const TestReport& test) {
-    return {{"name", test.name},
+    return {{"data_set", test.data_set},
+            {"name", test.name},
             {"type", test.type},
             {"environment", test.environment},
             {"duration_s", test.duration},
@@ -72,9 +73,7 @@ Json MakeMistake(const Mistake& mistake) {
             {"expected", mistake.expected}, {"nearest", mistake.nearest}};
 }
 
-}  // namespace
-
-std::string MakeOutcomeJson(const RunOutcome& outcome) {
+Json MakeOutcome(const RunOutcome& outcome) {
     Json json{{"end", GetRunEndName(outcome.end)},
               {"exit_status", static_cast<int>(outcome.end)},
               {"title", outcome.title},
@@ -94,9 +93,33 @@ std::string MakeOutcomeJson(const RunOutcome& outcome) {
     if (const std::string why = GetUnfinishedReason(outcome); !why.empty()) json["unfinished_reason"] = why;
     for (const LivePortReport& port : outcome.live_ports)
         json["live_ports"].push_back(MakeLivePort(outcome, port));
+    if (!outcome.ports.empty()) json["clock"] = outcome.is_virtual_clock ? "virtual" : "real";
+    for (const MeasuringPort& port : outcome.ports) {
+        json["ports"].push_back(
+            {{"name", port.name}, {"location", port.location}, {"kind", GetPortKindName(port.kind)}});
+    }
     for (const Mistake& mistake : outcome.mistakes) json["mistakes"].push_back(MakeMistake(mistake));
-    // A name in the file need not be valid UTF-8.
-    return MakePrintableJson(json.dump(2, ' ', false, Json::error_handler_t::replace)) + "\n";
+    return json;
+}
+
+/// A name in the file need not be valid UTF-8.
+std::string PrintText(const Json& json, int indent) {
+    return MakePrintableJson(json.dump(indent, ' ', false, Json::error_handler_t::replace));
+}
+
+}  // namespace
+
+std::string MakeOutcomeJson(const RunOutcome& outcome) {
+    return PrintText(MakeOutcome(outcome), 2) + "\n";
+}
+
+std::string MakeOutcomeDetails(const RunOutcome& outcome) {
+    Json json = MakeOutcome(outcome);
+    json.erase("mistakes");
+    for (Json& test : json["tests"]) {
+        for (const char* rows : {"channel_ranges", "stb_blocks", "profiles", "ports"}) test.erase(rows);
+    }
+    return PrintText(json, -1);
 }
 
 }  // namespace orv::app

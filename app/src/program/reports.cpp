@@ -16,16 +16,11 @@
 
 namespace orv::app {
 
-namespace {
-
-/// The run did not finish normally, unless that is known already.
 void AddError(RunOutcome& outcome, const std::string& text) {
     PrintError(text);
     outcome.errors.push_back(text);
     if (outcome.end == RunEnd::Passed || outcome.end == RunEnd::Failed) outcome.end = RunEnd::Failure;
 }
-
-}  // namespace
 
 void PrintError(const std::string& text) {
     std::cerr << "iptvtest: " << MakePrintable(text) << '\n';
@@ -38,12 +33,19 @@ void Reports::SetJUnit(std::filesystem::path junit) {
     junit_ = std::move(junit);
 }
 
-int Reports::Write(RunOutcome outcome) {
+int Reports::Write(RunOutcome outcome, const Store& store) {
     const std::lock_guard guard(mutex_);
     if (status_) return *status_;
-    if (!junit_.empty()) WriteJUnit(outcome);
+    const auto store_outcome = [&] {
+        if (store) store(outcome);
+    };
+    store_outcome();
+    if (!junit_.empty() && !WriteJUnit(outcome)) store_outcome();
     // Last, because it reports errors of the others, and they report its errors.
-    if (!WriteStandardOutput(outcome) && !junit_.empty()) WriteJUnit(outcome);
+    if (!WriteStandardOutput(outcome)) {
+        if (!junit_.empty()) WriteJUnit(outcome);
+        store_outcome();
+    }
     status_ = static_cast<int>(outcome.end);
     return *status_;
 }

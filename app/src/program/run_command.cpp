@@ -1,5 +1,7 @@
 #include "run_command.h"
 
+#include <fmt/format.h>
+
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -8,8 +10,11 @@
 #include "clock_choice.h"
 #include "console.h"
 #include "interrupts.h"
+#include "output/outcome_json.h"
 #include "output/printable.h"
+#include "report/report_command.h"
 #include "reports.h"
+#include "results_viewer/results_database.h"
 #include "run/endable_port.h"
 #include "run/session.h"
 #include "terminal.h"
@@ -79,12 +84,25 @@ class Run {
         if (!arguments_.log_level) {
             for (const std::string& error : outcome.errors) PrintError(error);
         }
-        const int status = reports->Write(std::move(outcome));
-        if (test_) test_->session->Conclude(static_cast<RunEnd>(status));
-        return status;
+        return reports->Write(std::move(outcome), [this](RunOutcome& changed) { Store(changed); });
     }
 
   private:
+    /// The outcome goes to the database, and from there to the page.
+    void Store(RunOutcome& outcome) {
+        if (!test_ || outcome.end == RunEnd::BadInput) return;
+        const auto conclude = [&] { test_->session->Conclude(outcome.end, MakeOutcomeDetails(outcome)); };
+        conclude();
+        if (arguments_.page.empty()) return;
+        try {
+            if (outcome.database.empty()) throw ResultsError("there is nothing in a database to report");
+            WriteReport({{outcome.database}, arguments_.page, std::nullopt});
+        } catch (const std::exception& error) {
+            AddError(outcome, fmt::format("--report: {}", error.what()));
+            conclude();
+        }
+    }
+
     std::vector<Mistake> OpenOutputs() {
         outputs_.AddInput("the test file", GetInputPath(arguments_.file));
         outputs_.AddInput("--replay", GetInputPath(arguments_.run.replay));
@@ -100,6 +118,7 @@ class Run {
         };
         open("--db", arguments_.run.database, OutputFiles::Kind::Database);
         open("--junit", arguments_.junit, OutputFiles::Kind::Report);
+        open("--report", arguments_.page, OutputFiles::Kind::Report);
         open("--record", arguments_.run.record, OutputFiles::Kind::Report);
         return mistakes;
     }

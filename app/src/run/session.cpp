@@ -14,7 +14,9 @@
 #include "orv/core/test_result_manager.h"
 #include "orv/framework/rpc_manager.h"
 #include "orv/framework/sequencer.h"
+#include "orv/ids/core_ids.h"
 #include "orv/ids/iptv_ids.h"
+#include "port_location.h"
 #include "recording/recorder.h"
 #include "recording/recording_file.h"
 #include "run_description.h"
@@ -55,7 +57,8 @@ struct Connections {
 
 class Session::Impl {
   public:
-    Impl(framework::ClockKind clock, const std::filesystem::path& plugin) : host_({.clock = clock}) {
+    Impl(framework::ClockKind clock, const std::filesystem::path& plugin)
+        : is_virtual_clock_(clock == framework::ClockKind::Virtual), host_({.clock = clock}) {
         host_.LoadPlugin(plugin);
     }
 
@@ -71,11 +74,13 @@ class Session::Impl {
         database_.reset();
         RunOutcome outcome;
         outcome.seed = options.seed.value_or(file.GetSimulation().seed);
+        outcome.is_virtual_clock = is_virtual_clock_;
         const TestFile::Built built = Prepare(file, &options, outcome);
         if (outcome.mistakes.empty()) {
             options.database.empty() ? OpenDatabases(file, built, outputs, outcome)
                                      : CheckDatabase(options.database, outcome);
         }
+        if (outcome.mistakes.empty()) outcome.ports = ListPorts(!options.replay.empty());
         known.Change([&outcome](RunOutcome& shared) { shared = outcome; });
         if (outcome.mistakes.empty()) {
             for (const std::string& warning : recording_warnings_)
@@ -103,15 +108,19 @@ class Session::Impl {
         return outcome;
     }
 
-    void Conclude(RunEnd end) {
+    void Describe(const std::string& name, const std::string& text) {
+        if (database_) database_->Describe(name, text);
+    }
+
+    void Conclude(RunEnd end, const std::string& details) {
         if (end != described_) Describe(end);
-        database_.reset();
+        Describe(run_description::kOutcomeDetails, details);
     }
 
   private:
     void Describe(RunEnd end) {
         described_ = end;
-        if (database_) database_->Describe(run_description::kOutcome, GetRunEndName(end));
+        Describe(run_description::kOutcome, GetRunEndName(end));
     }
 
     /// Without options there is nothing to run.
@@ -142,6 +151,18 @@ class Session::Impl {
         }
         if (!outcome.mistakes.empty()) outcome.end = RunEnd::BadInput;
         return built;
+    }
+
+    std::vector<MeasuringPort> ListPorts(bool replays) {
+        std::vector<MeasuringPort> ports;
+        for (const framework::CScriptable* object : FindBelow(host_.GetProject(), ids::Port::CLASS)) {
+            const auto& port = static_cast<const core::CPort&>(*object);
+            const PortKind kind = replays                  ? PortKind::Recording
+                                  : GetLiveInterface(port) ? PortKind::Live
+                                                           : PortKind::Simulated;
+            ports.push_back({port.GetName(), port.GetT<std::string>(ids::Port::Location), kind});
+        }
+        return ports;
     }
 
     /// The database of the command line was opened before the data models were loaded, so its tables are
@@ -248,6 +269,7 @@ class Session::Impl {
         }
     }
 
+    const bool is_virtual_clock_;
     core::CHostApplication host_;
     std::unique_ptr<core::TestResultManager> database_;  ///< of the last run
     RunEnd described_ = RunEnd::Passed;                  ///< outcome stored in the database
@@ -268,8 +290,12 @@ RunOutcome Session::Run(const TestFile& file, const RunOptions& options, IRunObs
     return impl_->Run(file, options, observer, outputs, known);
 }
 
-void Session::Conclude(RunEnd end) {
-    impl_->Conclude(end);
+void Session::Describe(const std::string& name, const std::string& text) {
+    impl_->Describe(name, text);
+}
+
+void Session::Conclude(RunEnd end, const std::string& details) {
+    impl_->Conclude(end, details);
 }
 
 RunOutcome Session::Run(const TestFile& file, const RunOptions& options, IRunObserver& observer) {
