@@ -43,18 +43,18 @@ std::string Escape(std::string_view text) {
 
 class Suite {
   public:
+    /// `text`: why the case is of the kind; empty for one that passed.
     void AddCase(const std::string& group, const std::string& name, double seconds, const char* kind,
-                 const std::string& text) {
+                 const std::string& text, const std::vector<Distribution>& distributions = {}) {
         ++cases_;
         body_ += fmt::format("    <testcase classname=\"{}\" name=\"{}\" time=\"{}\"", Escape(group),
                              Escape(name), seconds);
-        if (text.empty()) {
-            body_ += "/>\n";
-            return;
+        std::string content = MakeProperties(distributions);
+        if (!text.empty()) {
+            ++(kind == kFailure ? failures_ : kind == kError ? errors_ : skipped_);
+            content += fmt::format("      <{0} message=\"{1}\">{1}</{0}>\n", kind, Escape(text));
         }
-        ++(kind == kFailure ? failures_ : kind == kError ? errors_ : skipped_);
-        body_ +=
-            fmt::format(">\n      <{0} message=\"{1}\">{1}</{0}>\n    </testcase>\n", kind, Escape(text));
+        body_ += content.empty() ? "/>\n" : ">\n" + content + "    </testcase>\n";
     }
 
     std::string ToString(const std::string& name) const {
@@ -71,6 +71,20 @@ class Suite {
     static constexpr const char* kSkipped = "skipped";
 
   private:
+    /// Statistics of latencies as properties: "join latency p99 ms".
+    static std::string MakeProperties(const std::vector<Distribution>& distributions) {
+        if (distributions.empty()) return {};
+        std::string properties = "      <properties>\n";
+        for (const Distribution& distribution : distributions) {
+            for (const Statistic& statistic : kStatistics) {
+                properties +=
+                    fmt::format("        <property name=\"{} {} ms\" value=\"{}\"/>\n",
+                                Escape(distribution.figure), statistic.name, distribution.*statistic.value);
+            }
+        }
+        return properties + "      </properties>\n";
+    }
+
     std::string body_;
     int cases_ = 0, failures_ = 0, errors_ = 0, skipped_ = 0;
 };
@@ -89,7 +103,7 @@ void AddTest(Suite& suite, const RunOutcome& outcome, const TestReport& test) {
     const std::string verdict = GetVerdict(outcome, test);
     if (verdict == "not finished") {
         const std::string why = "not finished: " + GetUnfinishedReason(outcome);
-        suite.AddCase(test.name, "verdict", test.duration, Suite::kError, why);
+        suite.AddCase(test.name, "verdict", test.duration, Suite::kError, why, test.distributions);
         for (const ResultRow& block : test.stb_blocks)
             suite.AddCase(test.name, "STB block " + block.name, test.duration, Suite::kSkipped, why);
         return;
@@ -97,10 +111,11 @@ void AddTest(Suite& suite, const RunOutcome& outcome, const TestReport& test) {
     suite.AddCase(test.name, "verdict", test.duration, Suite::kFailure,
                   test.passed ? ""
                               : fmt::format("{:.2f} % of the joins failed; {} % may", test.GetFailedPercent(),
-                                            test.join_fail_threshold));
+                                            test.join_fail_threshold),
+                  test.distributions);
     for (const ResultRow& block : test.stb_blocks) {
         suite.AddCase(test.name, "STB block " + block.name, test.duration, Suite::kFailure,
-                      JudgeBlock(test, block));
+                      JudgeBlock(test, block), block.distributions);
     }
 }
 

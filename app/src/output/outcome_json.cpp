@@ -11,12 +11,24 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
+/// By name of the latency; without those that nothing was measured of.
+Json MakeDistributions(const std::vector<Distribution>& distributions) {
+    Json json = Json::object();
+    for (const Distribution& distribution : distributions) {
+        Json& entry = json[distribution.figure] = {{"count", distribution.count}};
+        for (const Statistic& statistic : kStatistics)
+            entry[std::string(statistic.name) + "_ms"] = distribution.*statistic.value;
+    }
+    return json;
+}
+
 Json MakeRows(const std::vector<ResultRow>& rows) {
     Json list = Json::array();
     for (const ResultRow& row : rows) {
         Json entry{{"name", row.name}};
         for (const auto& [name, figure] : row.figures)
             std::visit([&entry, &name = name](const auto& value) { entry[name] = value; }, figure);
+        entry["distributions"] = MakeDistributions(row.distributions);
         list.push_back(std::move(entry));
     }
     return list;
@@ -34,6 +46,7 @@ Json MakeTest(const RunOutcome& outcome, const TestReport& test) {
             {"failed_joins", test.GetFailedJoins()},
             {"failed_percent", test.GetFailedPercent()},
             {"join_fail_threshold_percent", test.join_fail_threshold},
+            {"distributions", MakeDistributions(test.distributions)},
             {"channel_ranges", MakeRows(test.channel_ranges)},
             {"stb_blocks", MakeRows(test.stb_blocks)},
             {"profiles", MakeRows(test.profiles)},

@@ -68,6 +68,12 @@ std::string FormatCell(const ResultRow& row, const Column& column) {
                        FormatNumber(row.GetNumber("Avg" + name)), FormatNumber(max));
 }
 
+/// Percentiles are accurate to 1 %: three digits, but no less than a microsecond.
+std::string FormatLatency(double ms) {
+    if (ms == std::floor(ms) || ms >= 100) return fmt::format("{:.0f}", ms);
+    return fmt::format("{:.{}f}", ms, ms >= 10 ? 1 : ms >= 1 ? 2 : 3);
+}
+
 bool IsShown(const TestReport& test, Shown shown) {
     switch (shown) {
         case Shown::Always:
@@ -100,6 +106,22 @@ std::string MakeTable(const TestReport& test, std::size_t line_width, const std:
     return table.ToString(line_width) + "\n";
 }
 
+std::string MakePercentileTable(const TestReport& test, std::size_t line_width) {
+    if (test.distributions.empty()) return {};
+    constexpr double Distribution::*kShownValues[] = {
+        &Distribution::p50, &Distribution::p90, &Distribution::p95, &Distribution::p99, &Distribution::p999};
+    std::vector<TextTable::Column> headers{{"Whole test, ms", TextTable::Align::Left}};
+    for (const char* header : {"Values", "p50", "p90", "p95", "p99", "p99.9"})
+        headers.push_back({header, TextTable::Align::Right});
+    TextTable table(std::move(headers));
+    for (const Distribution& distribution : test.distributions) {
+        std::vector<std::string> cells{distribution.figure, std::to_string(distribution.count)};
+        for (const auto value : kShownValues) cells.push_back(FormatLatency(distribution.*value));
+        table.AddRow(std::move(cells));
+    }
+    return table.ToString(line_width) + "\n";
+}
+
 std::string MakeVerdictLine(const RunOutcome& outcome, const TestReport& test) {
     const std::string verdict = GetVerdict(outcome, test);
     if (verdict != "not finished") return verdict == "passed" ? "Verdict: PASSED\n" : "Verdict: FAILED\n";
@@ -119,6 +141,7 @@ std::string MakeTestSummary(const RunOutcome& outcome, const TestReport& test, s
     text += MakeTable(test, line_width, "STB block", test.stb_blocks, kJoinColumns, kChangeColumns);
     text += MakeTable(test, line_width, "Viewing profile", test.profiles, kJoinColumns, kChangeColumns);
     text += MakeTable(test, line_width, "Port", test.ports, kPortColumns);
+    text += MakePercentileTable(test, line_width);
     if (test.GetChannelChanges() == 0) {
         text += "No channel was viewed.\n";
     } else {

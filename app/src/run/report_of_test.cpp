@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <cmath>
 #include <type_traits>
+#include <unordered_map>
 
 #include "find_objects.h"
 #include "orv/core/project.h"
+#include "orv/core/test_result_manager.h"
 #include "orv/ids/core_ids.h"
 #include "orv/ids/framework_ids.h"
 #include "orv/ids/iptv_ids.h"
@@ -34,14 +36,31 @@ Figure ToFigure(const framework::CPropertyMeta& meta, const framework::PropertyV
         value);
 }
 
+/// By handle of the object that was measured.
+using Distributions = std::unordered_map<std::uint32_t, std::vector<Distribution>>;
+
+Distributions FindDistributions() {
+    namespace Id = ids::IptvLatencyDistribution;
+    Distributions found;
+    for (const CScriptable* result : FindInProject(Id::CLASS)) {
+        const auto get = [result](common::PropId property) { return result->GetDouble(property); };
+        found[result->GetParent()->GetHandle()].push_back(
+            {result->GetString(Id::Figure), result->GetU64(Id::Count), get(Id::Min), get(Id::Mean),
+             get(Id::Max), get(Id::P50), get(Id::P90), get(Id::P95), get(Id::P99), get(Id::P999)});
+    }
+    return found;
+}
+
 /// Rows of the objects of `results_class`, each named after the object that it is below.
-std::vector<ResultRow> MakeRows(common::ClassId results_class) {
+std::vector<ResultRow> MakeRows(common::ClassId results_class, Distributions& distributions) {
     std::vector<ResultRow> rows;
     for (const CScriptable* result : FindInProject(results_class)) {
         // Results of single set-top boxes have another class with the same base; only blocks are wanted.
         if (result->GetClassId() != results_class) continue;
         ResultRow& row = rows.emplace_back();
         row.name = result->GetParent()->GetName();
+        const auto measured = distributions.find(result->GetParent()->GetHandle());
+        if (measured != distributions.end()) row.distributions = std::move(measured->second);
         for (const framework::CPropertyMeta* meta : result->GetMetaClass()->GetProperties()) {
             const bool of_results =
                 meta->id.GetClassId().GetPluginId() == ids::IptvTestResults::CLASS.GetPluginId();
@@ -92,10 +111,14 @@ TestReport MakeTestReport(const framework::CCommand& start_command, bool passed)
     report.duration = report.configured_duration = std::trunc(start_command.GetDouble(Command::TestDuration));
     report.join_fail_threshold = start_command.GetU32(Command::JoinFailThreshold);
     report.passed = passed;
-    report.channel_ranges = MakeRows(ids::IptvChannelResults::CLASS);
-    report.stb_blocks = MakeRows(ids::IptvStbBlockResults::CLASS);
-    report.profiles = MakeRows(ids::IptvViewingProfileResults::CLASS);
-    report.ports = MakeRows(ids::IptvPortResults::CLASS);
+    Distributions distributions = FindDistributions();
+    report.channel_ranges = MakeRows(ids::IptvChannelResults::CLASS, distributions);
+    report.stb_blocks = MakeRows(ids::IptvStbBlockResults::CLASS, distributions);
+    report.profiles = MakeRows(ids::IptvViewingProfileResults::CLASS, distributions);
+    report.ports = MakeRows(ids::IptvPortResults::CLASS, distributions);
+    report.distributions = std::move(distributions[core::CProject::GetCurrentActiveInstance()->GetHandle()]);
+    if (const auto* database = core::TestResultManager::GetCurrentInstance())
+        report.data_set = database->GetDataSetId();
     return report;
 }
 

@@ -21,11 +21,21 @@ struct Distribution {
     double p50 = 0, p90 = 0, p95 = 0, p99 = 0, p999 = 0;
 };
 
+/// A statistic of a distribution, and its name for users: "p99.9".
+struct Statistic {
+    const char* name;
+    double Distribution::*value;
+};
+inline constexpr Statistic kStatistics[] = {{"min", &Distribution::min}, {"mean", &Distribution::mean},
+                                            {"max", &Distribution::max}, {"p50", &Distribution::p50},
+                                            {"p90", &Distribution::p90}, {"p95", &Distribution::p95},
+                                            {"p99", &Distribution::p99}, {"p99.9", &Distribution::p999}};
+
 /// The figures of one object of the configuration.
 struct ResultRow {
     std::string name;  ///< of the object with these figures
     std::vector<std::pair<std::string, Figure>>
-        figures;  ///< by name of the property, in the data model's order
+        figures;                              ///< by name of the property, in the data model's order
     std::vector<Distribution> distributions;  ///< of the latencies that were measured
 
     /// 0 if there is no such name, or its value is not a number.

@@ -92,6 +92,10 @@ bool BlockBinning::Prepare(CIptvStbBlockConfig& block) {
     ORV_ASSERT(viewProfileResult != NULL, "Failed to retrieve IptvViewingProfileResults");
     profile_results_ = viewProfileResult;
     FindRanges(block);
+    auto& distributions = manager_.GetDistributions();
+    const std::uint32_t port = port_results_->GetParent()->GetHandle();
+    block_distributions_ = &distributions.FindOrMakeBlock(block.GetHandle(), profile_->GetHandle(), port).set;
+    series_ = &distributions.FindOrMakeSeries(port);
     makes_rows_ = block.GetBool(ids::IptvStbBlockConfig::SaveTimeStamps);
     context_ = {&manager_.GetPreviousViews(), block.GetBaseStbIndex(),
                 profile_->GetU8(ids::IptvViewingProfileConfig::ZapIntervalType)};
@@ -159,7 +163,8 @@ void BlockBinning::FindRanges(const CIptvStbBlockConfig& block) {
             chanResult->Set(ids::IptvChannelResults::NumOfChannels,
                             range->GetChannelRangeEnd() + 1 - range->GetChannelRangeStart());
         }
-        ranges_.push_back({range, chanResult});
+        ranges_.push_back(
+            {range, chanResult, &manager_.GetDistributions().FindOrMakeRange(range->GetHandle())});
         channels_.Add(range->GetChannelRangeStart(), range->GetChannelRangeEnd());
     }
     channels_.Build();
@@ -185,8 +190,10 @@ void BlockBinning::BinView(const stbox_event_s& ev) {
         writer.CopyResultFromILEventToBLLClass(ev, *eventResult);
         row = eventResult;
     }
-    ranges_[range].results->CalcLatencies(ev, row, join_threshold_ms_);
-    block_results_->BinEvent(ev, row, context_);
+    distributions::ViewSink sink(*ranges_[range].distributions, *block_distributions_,
+                                 series_->Find(CIptvEventResults::GetFirstAnyJoinTs(ev)));
+    ranges_[range].results->CalcLatencies(ev, row, join_threshold_ms_, &sink);
+    block_results_->BinEvent(ev, row, context_, &sink);
 }
 
 void BlockBinning::BinRetransmission(const stbox_event_rrr_s& ev) {
@@ -204,7 +211,9 @@ void BlockBinning::BinRetransmission(const stbox_event_rrr_s& ev) {
         writer.CopyRrrResultFromILEventToBLLClass(ev, *rrrResult);
         row = rrrResult;
     }
-    ranges_[range].results->CalcLatencies(ev, row);
+    distributions::ViewSink sink(*ranges_[range].distributions, *block_distributions_,
+                                 series_->Find(ev.nack_pkt_tx_ts));
+    ranges_[range].results->CalcLatencies(ev, row, &sink);
 }
 
 void BlockBinning::BinBatch(std::span<const stbox_event_s> views,

@@ -41,6 +41,7 @@ class BlockBinning {
     struct Range {
         CIptvViewedChannels* range;
         CIptvChannelResults* results;
+        distributions::DistributionSet* distributions;
     };
 
     bool Prepare(std::uint32_t handle);
@@ -63,6 +64,8 @@ class BlockBinning {
     CIptvViewingProfileConfig* profile_ = nullptr;
     CIptvViewingProfileResults* profile_results_ = nullptr;
     CIptvPortResults* port_results_ = nullptr;
+    distributions::DistributionSet* block_distributions_ = nullptr;
+    distributions::TimeSeries* series_ = nullptr;  ///< of the port
     std::uint32_t join_threshold_ms_ = 0;
     bool makes_rows_ = false;
     ViewContext context_;

@@ -175,6 +175,11 @@ CIptvTestResults& CIptvResultsManager::FindOrMakeTestResults() {
 void CIptvResultsManager::FinalProcessing() {
     Trace([] { return "CIptvResultsManager::FinalProcessing()"; });
     m_finalDone = true;  // a test ends once, whatever arrives later
+    {
+        const ManagerLock lock(m_iptvMutex);  // results that are being binned belong to the test
+        m_distributions.Settle();
+        m_distributionResults.Make(m_distributions);  // complete when the verdict is announced
+    }
     const double fail_percent =
         m_netChannelChanges == 0 ? 100.0 : m_failedJoins * 100.0 / m_netChannelChanges;
     CIptvTestResults& results = FindOrMakeTestResults();

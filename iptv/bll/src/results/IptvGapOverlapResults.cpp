@@ -9,8 +9,9 @@ namespace orv::iptv {
 namespace Row = ids::IptvEventResults;
 
 void CIptvGapOverlapResults::CalculateDiffnChangeLatencies(const stbox_event_s& ev, CIptvEventResults* row,
-                                                           const SetTopTimeStampsForMap& previous) {
-    gap_overlap_.Take(figures::ChannelChange{ev, previous}, row);
+                                                           const SetTopTimeStampsForMap& previous,
+                                                           distributions::ViewSink* sink) {
+    gap_overlap_.Take(figures::ChannelChange{ev, previous}, row, sink);
     if (!row) return;
     row->SetT<std::string>(Row::LastLastMcastPktTS, ConvertTimestampToString(previous.last_packet));
     row->SetT<std::string>(Row::LastLeaveTS, ConvertTimestampToString(previous.leave));

@@ -13,7 +13,8 @@ class CIptvGapOverlapResults
     /// Adds to the batch: gap or overlap between the last packet of the previous view and the first of this
     /// one, and the time from the previous leave to the first packet. Does not update `previous`.
     void CalculateDiffnChangeLatencies(const stbox_event_s& ev, CIptvEventResults* row,
-                                       const SetTopTimeStampsForMap& previous);
+                                       const SetTopTimeStampsForMap& previous,
+                                       distributions::ViewSink* sink = nullptr);
     /// Merges the batch into the values of the test.
     void AccumGapOverlapResults();
     /// Adds another object's batch to this one's, and merges it into the values of the test.

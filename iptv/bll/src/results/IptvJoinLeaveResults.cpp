@@ -10,17 +10,18 @@ namespace orv::iptv {
 namespace Row = ids::IptvEventResults;
 
 void CIptvJoinLeaveResults::CalcLatencies(const stbox_event_s& ev, CIptvEventResults* row,
-                                          unsigned int thresholdMs) {
+                                          unsigned int thresholdMs, distributions::ViewSink* sink) {
     const figures::ChannelView view(ev, thresholdMs);
-    join_leave_.Take(view, row);
+    join_leave_.Take(view, row, sink);
     if (!row || !view.unicast_failed) return;
     // No unicast stream, so no handover from it.
     row->Set(Row::UnicastMulticastPktOverlapCount, std::uint64_t{0});
     row->Set(Row::UnicastMulticastPktGapCount, std::uint64_t{0});
 }
 
-void CIptvJoinLeaveResults::CalcLatencies(const stbox_event_rrr_s& ev, CIptvRrrEventResults* row) {
-    join_leave_.Take(ev, row);
+void CIptvJoinLeaveResults::CalcLatencies(const stbox_event_rrr_s& ev, CIptvRrrEventResults* row,
+                                          distributions::ViewSink* sink) {
+    join_leave_.Take(ev, row, sink);
 }
 
 void CIptvJoinLeaveResults::AccumLatencies() {

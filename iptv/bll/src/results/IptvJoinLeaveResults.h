@@ -20,10 +20,12 @@ using iptvcd_1_bll::stbox_event_s;
 class CIptvJoinLeaveResults : public ModelClass<ids::IptvJoinLeaveResults::CLASS.GetValue(), core::CResult>,
                               public JoinLeaveArithmetic {
   public:
-    /// Adds a channel view to the batch, and to its row unless `row` is null.
-    void CalcLatencies(const stbox_event_s& ev, CIptvEventResults* row, unsigned int thresholdMs);
+    /// Adds a channel view to the batch, and to its row and the distributions unless they are null.
+    void CalcLatencies(const stbox_event_s& ev, CIptvEventResults* row, unsigned int thresholdMs,
+                       distributions::ViewSink* sink = nullptr);
     /// Adds a retransmission.
-    void CalcLatencies(const stbox_event_rrr_s& ev, CIptvRrrEventResults* row);
+    void CalcLatencies(const stbox_event_rrr_s& ev, CIptvRrrEventResults* row,
+                       distributions::ViewSink* sink = nullptr);
     /// Merges the batch into the values of the test.
     void AccumLatencies();
     /// Makes the sums of other objects' batches this object's batch, and merges it.

@@ -47,6 +47,8 @@ void CIptvResultsManager::Prepare(TestRun run) {
     m_hasIpv6 = false;
     m_hasEventRows = false;
     ResetBlockTimeStampVec();
+    m_distributions.Clear();
+    m_distributionResults.Destroy();
     DestroyRows();
 }
 

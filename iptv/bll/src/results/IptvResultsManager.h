@@ -12,7 +12,9 @@
 #include "msgset/iptvcd_1.h"
 #include "orv/core/result.h"
 #include "orv/framework/rpc_manager.h"
+#include "results/DistributionResults.h"
 #include "results/PreviousViews.h"
+#include "results/distributions/TestDistributions.h"
 #include "results/figures/FigureSumsFwd.h"
 #include "running/RunningTest.h"
 
@@ -128,6 +130,7 @@ class CIptvResultsManager : public core::CResult {
     /// Forgets the previous views of all set-top boxes.
     void ResetBlockTimeStampVec() { m_previousViews.Clear(); }
     PreviousViews& GetPreviousViews() { return m_previousViews; }
+    distributions::TestDistributions& GetDistributions() { return m_distributions; }
     void NoteIpv4() { m_hasIpv4 = true; }
     void NoteIpv6() { m_hasIpv6 = true; }
     void AddToVerdict(const JoinLeaveSums& sums);
@@ -181,6 +184,8 @@ class CIptvResultsManager : public core::CResult {
     bool m_hasIpv6 = false;
     bool m_hasEventRows = false;
     PreviousViews m_previousViews;
+    distributions::TestDistributions m_distributions;
+    DistributionResults m_distributionResults;
     std::vector<std::uint32_t> m_unsavedRows;  ///< handles
     framework::ResponseDelegate m_resultsDelegate;
     framework::ResponseDelegate m_endTestDelegate;

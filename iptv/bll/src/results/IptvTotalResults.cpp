@@ -6,11 +6,11 @@
 
 namespace orv::iptv {
 
-void CIptvTotalResults::BinEvent(const stbox_event_s& ev, CIptvEventResults* row,
-                                 const ViewContext& context) {
+void CIptvTotalResults::BinEvent(const stbox_event_s& ev, CIptvEventResults* row, const ViewContext& context,
+                                 distributions::ViewSink* sink) {
     SetTopTimeStampsForMap& previous =
         context.previous_views->FindOrAdd(context.base_stb_index + ev.settop_index);
-    CalculateDiffnChangeLatencies(ev, row, previous);
+    CalculateDiffnChangeLatencies(ev, row, previous, sink);
     totals_.Take(figures::ChannelChange{ev, previous, context.zap_interval_type}, row);
     previous = {CIptvEventResults::GetLastAnyLeaveTs(ev), CIptvEventResults::GetLastAnyPacketTs(ev)};
 }

@@ -17,8 +17,10 @@ struct ViewContext {
 
 class CIptvTotalResults : public ModelClass<ids::IptvTotalResults::CLASS.GetValue(), CIptvGapOverlapResults> {
   public:
-    /// Adds a view to the batch and to its row, and stores it as the set-top box's previous view.
-    void BinEvent(const stbox_event_s& ev, CIptvEventResults* row, const ViewContext& context);
+    /// Adds a view to the batch, its row and the distributions, and stores it as the set-top box's previous
+    /// view.
+    void BinEvent(const stbox_event_s& ev, CIptvEventResults* row, const ViewContext& context,
+                  distributions::ViewSink* sink = nullptr);
     /// Call after the last view of a batch: merges gaps, overlaps, changes and intervals into the values of
     /// the test.
     void AccumEvents();

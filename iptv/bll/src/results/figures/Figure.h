@@ -5,6 +5,7 @@
 #include <variant>
 
 #include "orv/common/ids.h"
+#include "results/distributions/Latency.h"
 #include "results/figures/Measures.h"
 #include "results/views/When.h"
 
@@ -75,6 +76,10 @@ struct Figure {
     PortProperty port{};
     VerdictShare verdict{};
     Column column{};
+    /// Of a statistic: the latency whose distribution its values are.
+    distributions::Latency distribution = distributions::Latency::kNone;
+    /// Of a count: the counter of the time series to which it adds.
+    distributions::IntervalCounter interval = distributions::IntervalCounter::kNone;
 
     constexpr ClassId GetClass() const { return properties[0].GetClassId(); }
 };

@@ -9,6 +9,7 @@
 
 #include "results/AccumStat.h"
 #include "results/ResultProperties.h"
+#include "results/distributions/TestDistributions.h"
 #include "results/figures/FigureSumsFwd.h"
 #include "results/figures/Figures.h"
 
@@ -117,12 +118,13 @@ class FigureStore {
   public:
     using Sums = FigureSums<class_id>;
 
-    /// Adds an input to the batch, and sets its figures' columns in the row unless `row` is null.
+    /// Adds an input to the batch and, unless they are null, to the distributions in `sink`; sets its
+    /// figures' columns in the row, unless that is null.
     template <class Input, class Row>
-    void Take(const Input& input, Row* row) {
+    void Take(const Input& input, Row* row, distributions::ViewSink* sink = nullptr) {
         figures::ForEachFigureOf<class_id>([&](auto number) {
             constexpr auto take = figures::FindTake<number, Input>();
-            if constexpr (!std::is_null_pointer_v<decltype(take)>) Add<number>(take(input), row);
+            if constexpr (!std::is_null_pointer_v<decltype(take)>) Add<number>(take(input), row, sink);
         });
     }
 
@@ -171,13 +173,16 @@ class FigureStore {
 
   private:
     template <std::size_t number, class Value, class Row>
-    void Add(Value value, Row* row) {
+    void Add(Value value, Row* row, distributions::ViewSink* sink) {
         using figures::Merge;
         constexpr const figures::Figure& figure = figures::kFigures[number];
         constexpr std::size_t slot = figures::kSlot<number>;
         if constexpr (figure.merge == Merge::kStatistic) {
             if (!value) return;
             batch_.statistics[slot].addStat(*value);
+            if constexpr (figure.distribution != distributions::Latency::kNone) {
+                if (sink) sink->Add(figure.distribution, *value);
+            }
             SetColumn<number>(*value, row);
         } else {
             if constexpr (figures::StorageOf(figure.merge) == Merge::kTotal) {
@@ -186,6 +191,9 @@ class FigureStore {
                 batch_.counts[slot] += value;
             } else {
                 batch_.counters[slot] += value;
+            }
+            if constexpr (figure.interval != distributions::IntervalCounter::kNone) {
+                if (sink) sink->Count(figure.interval, value);
             }
             SetColumn<number>(value, row);
         }
