@@ -103,7 +103,7 @@ void AddDistributions(const ResultsDatabase& database, std::uint32_t data_set,
         for (std::size_t i = 0; i < table.handles.size(); ++i) owners[table.handles[i]] = {&table, i};
     }
     std::string columns;
-    for (const char* statistic : kStatistics) columns += ", " + QuoteName(statistic);
+    for (const char* statistic : kStoredStatistics) columns += ", " + QuoteName(statistic);
     ResultsQuery query(database, "SELECT Handle, ParentHnd, Figure" + columns +
                                      " FROM IptvLatencyDistribution WHERE DataSetId = @DataSetId");
     query.Bind("@DataSetId", std::int64_t{data_set});
@@ -113,7 +113,7 @@ void AddDistributions(const ResultsDatabase& database, std::uint32_t data_set,
         const auto& [table, position] = owner->second;
         StoredDistribution& distribution = table->distributions[query.GetText(2)][position];
         distribution.handle = query.GetInteger(0);
-        for (std::size_t i = 0; i < kStatistics.size(); ++i)
+        for (std::size_t i = 0; i < kStoredStatistics.size(); ++i)
             distribution.values[i] = GetNumber(query, static_cast<int>(i) + 3);
     }
 }
@@ -177,13 +177,13 @@ PageJson MakeTableJson(const ObjectTable& table) {
     json["figures"] = PageJson::object();
     for (const auto& [figure, distributions] : table.distributions) {
         PageJson& columns = json["figures"][figure];
-        for (std::size_t statistic = 0; statistic < kStatistics.size(); ++statistic) {
+        for (std::size_t statistic = 0; statistic < kStoredStatistics.size(); ++statistic) {
             std::vector<Number> column(table.names.size());
             for (const auto& [position, distribution] : distributions) {
                 const Number& value = distribution.values[statistic];
                 if (value) column[position] = RoundFigure(*value);
             }
-            columns[kStatistics[statistic]] = PackColumn(column);
+            columns[kStoredStatistics[statistic]] = PackColumn(column);
         }
     }
     return json;

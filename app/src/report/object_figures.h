@@ -16,13 +16,13 @@ namespace orv::app {
 /// The distribution of one latency of one object, as stored.
 struct StoredDistribution {
     std::int64_t handle = 0;
-    /// In the order of kStatistics.
+    /// In the order of kStoredStatistics.
     std::array<Number, 9> values;
 };
 
 /// Columns of the class IptvLatencyDistribution.
-inline constexpr std::array<const char*, 9> kStatistics{"Count", "Min", "Mean", "Max", "P50",
-                                                        "P90",   "P95", "P99",  "P999"};
+inline constexpr std::array<const char*, 9> kStoredStatistics{"Count", "Min", "Mean", "Max", "P50",
+                                                              "P90",   "P95", "P99",  "P999"};
 
 /// The objects of one kind: "test", "port", "profile", "range" or "block".
 struct ObjectTable {

@@ -1,5 +1,6 @@
 // Tables of many rows: sorted by buttons in the headers, filtered by name, and shown in pages.
 const ROWS_PER_PAGE = 50;
+const MOST_ROWS_WITHOUT_FILTER = 5;
 
 class DataTable {
   // `columns` are {title, value(row), cell(row)}; the first one is the name. `rows` is their number.
@@ -18,7 +19,7 @@ class DataTable {
     this.head = element("thead");
     this.body = element("tbody");
     this.node = element("div", {class: "data-table"},
-      element("div", {class: "controls"},
+      element("div", {class: "controls", hidden: rows <= MOST_ROWS_WITHOUT_FILTER},
         element("div", {class: "control"}, element("label", {for: id}, `Filter ${noun} by name`), this.filter),
         this.status),
       scrollable(caption, element("table", null, element("caption", null, caption), this.head, this.body)),

@@ -52,7 +52,7 @@ function drawObjects() {
       "together with those of the other tests they are too many. A report of this data set alone has them (--data-set).")] : []),
     ...tables.flatMap(({kind, shown}) => [element("h3", null, KINDS[kind].many), shown.node]),
     element("p", {class: "note"}, `${MISSING} stands for what was not measured: no view had that latency, or the ports ` +
-      "cannot see it. Views that were seen on a port but belong to nobody's figures are not counted."));
+      "cannot see it. Views and failed joins of a port are those of its time series."));
 }
 
 function addObjects() {

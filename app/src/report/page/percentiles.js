@@ -91,7 +91,7 @@ function histogramChart(test, kind, row, figure, name) {
       `from ${formatNumber(most[0])} to ${formatNumber(most[1])} ms`,
     type: "bar",
     labels: rows.map(([from]) => formatNumber(from)),
-    x: {title: `${capitalise(figure)} from (ms), bars grow by ${formatNumber((2 ** (merged / 64) - 1) * 100)} %`, options: {type: "category", grid: {display: false}}},
+    x: {title: `${capitalise(figure)}, lower bound of a bar (ms)`, options: {type: "category", grid: {display: false}}},
     y: fromZero("Values"),
     datasets: [{label: "Values", data: rows.map((bar) => bar[2]), categoryPercentage: 1, barPercentage: 0.9}],
     tooltip: {title: (items) => {

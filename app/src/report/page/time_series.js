@@ -19,6 +19,11 @@ function extremes(column) {
   return numbers.length ? `${formatNumber(Math.min(...numbers))} to ${formatNumber(Math.max(...numbers))}` : "no value";
 }
 
+// A value without neighbours, of which a line shows nothing.
+function isAlone(column, index) {
+  return !isNumber(column[index - 1]) && !isNumber(column[index + 1]);
+}
+
 function seriesChart({title, columns, unit}, series) {
   if (!series) return {title, empty: "There is no time series: the database has none for this object."};
   const shown = columns.filter((name) => series[name]);
@@ -31,7 +36,7 @@ function seriesChart({title, columns, unit}, series) {
     datasets: shown.map((name) => ({
       label: SERIES_TITLES[name],
       data: series[name].map((y, i) => ({x: series.start[i], y})),
-      pointRadius: series.start.length === 1 ? 3 : 0,
+      pointRadius: (point) => isAlone(series[name], point.dataIndex) ? 2.5 : 0,
     })),
     tooltip: {title: (items) => {
       const i = items.length ? items[0].dataIndex : 0;

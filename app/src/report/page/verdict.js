@@ -62,8 +62,8 @@ function runCard(run) {
   const {json, outcome} = run;
   const several = run.tests.length > 1;
   const unfinished = outcome.unfinished_test;
-  return element("article", {class: "card", "aria-label": `Run ${run.label}`},
-    element("h3", null, runs.length > 1 ? run.label : json.title || run.label),
+  return element("div", {class: "card"},
+    element("h3", null, runs.length > 1 ? run.label : several ? "Run" : `Test ${run.tests[0].json.name || run.label}`),
     element("p", {class: "verdict-line"}, "Verdict: ", verdict(runVerdict(run))),
     outcome.unfinished_reason && element("p", null, `No test of this run can have passed: ${outcome.unfinished_reason}.`),
     unfinished && element("p", null, `Test ${unfinished.name} did not finish: ${formatNumber(unfinished.elapsed_s)} of ` +
