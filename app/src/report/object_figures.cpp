@@ -172,16 +172,19 @@ std::vector<ObjectTable> ReadObjects(const ResultsDatabase& database, const Data
 }
 
 PageJson MakeTableJson(const ObjectTable& table) {
-    PageJson json{{"kind", table.kind}, {"names", table.names}, {"counts", PageJson::object()}};
+    const bool is_large = table.names.size() > kLargeTable;
+    PageJson json{{"kind", table.kind}, {"names", PackTexts(table.names)}, {"counts", PageJson::object()}};
     for (const auto& [name, column] : table.counts) json["counts"][name] = PackColumn(column);
     json["figures"] = PageJson::object();
     for (const auto& [figure, distributions] : table.distributions) {
         PageJson& columns = json["figures"][figure];
         for (std::size_t statistic = 0; statistic < kStoredStatistics.size(); ++statistic) {
+            const bool is_needed = kStoredStatistics[statistic][0] == 'P' || statistic == 0;
+            if (is_large && !is_needed) continue;
             std::vector<Number> column(table.names.size());
             for (const auto& [position, distribution] : distributions) {
                 const Number& value = distribution.values[statistic];
-                if (value) column[position] = RoundFigure(*value);
+                if (value) column[position] = RoundFigure(*value, is_large ? 3 : 4);
             }
             columns[kStoredStatistics[statistic]] = PackColumn(column);
         }

@@ -39,7 +39,9 @@ struct ObjectTable {
 std::vector<ObjectTable> ReadObjects(const ResultsDatabase& database, const DataSet& data_set);
 
 /// {"kind", "names", "counts": {name: column}, "figures": {latency: {"Count": column, "P50": column, ...}}},
-/// with packed columns.
+/// with packed columns. In a table of more than kLargeTable objects least, mean and greatest values are
+/// missing, and percentiles have three digits.
+inline constexpr std::size_t kLargeTable = 2000;
 PageJson MakeTableJson(const ObjectTable& table);
 
 /// The histograms of as many objects as fit into so many bytes: {position: {latency: [[bucket, count],

@@ -5,6 +5,7 @@
 #include <map>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <string_view>
 
 namespace orv::app {
 
@@ -36,11 +37,13 @@ Number GetNumber(const ResultsQuery& query, int column) {
     return std::nullopt;
 }
 
-double RoundFigure(double value) {
+double RoundFigure(double value, int digits) {
     if (value == 0 || !std::isfinite(value)) return value;
-    const int digits = std::max(0, 3 - static_cast<int>(std::floor(std::log10(std::fabs(value)))));
-    const double scale = std::pow(10.0, digits);
-    return std::isfinite(scale) ? std::round(value * scale) / scale : value;
+    constexpr int kWhole = 3;
+    const int magnitude = static_cast<int>(std::floor(std::log10(std::fabs(value))));
+    const int decimals = magnitude >= kWhole ? 0 : digits - 1 - magnitude;
+    const double scale = std::pow(10.0, decimals);
+    return std::isfinite(scale) && scale > 0 ? std::round(value * scale) / scale : value;
 }
 
 PageJson ToJson(const Number& number) {
@@ -75,6 +78,24 @@ PageJson PackColumn(const std::vector<Number>& column) {
     }
     PageJson packed{{"v", std::move(values)}, {"w", width}, {"s", std::move(rows)}};
     return packed.dump().size() < plain.dump().size() ? packed : plain;
+}
+
+PageJson PackTexts(const std::vector<std::string>& texts) {
+    constexpr std::size_t kFew = 200;
+    if (texts.size() <= kFew) return texts;
+    const std::string& digits = GetDigits();
+    PageJson front = PageJson::array();
+    std::string_view before;
+    for (const std::string& text : texts) {
+        const std::size_t most = std::min({before.size(), text.size(), digits.size() - 1});
+        std::size_t shared = 0;
+        while (shared < most && text[shared] == before[shared] &&
+               static_cast<unsigned char>(text[shared]) < 0x80)
+            ++shared;
+        front.push_back(digits[shared] + text.substr(shared));
+        before = text;
+    }
+    return {{"front", std::move(front)}};
 }
 
 }  // namespace orv::app

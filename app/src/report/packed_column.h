@@ -3,6 +3,7 @@
 
 #include <nlohmann/json_fwd.hpp>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "results_viewer/results_database.h"
@@ -18,8 +19,9 @@ using Number = std::optional<double>;
 /// A number of a row; nothing for NULL and texts.
 Number GetNumber(const ResultsQuery& query, int column);
 
-/// With four significant digits, and all digits before the decimal point: percentiles are accurate to 1 %.
-double RoundFigure(double value);
+/// With so many significant digits, and all digits before the decimal point from 1000 on. Percentiles are
+/// accurate to 1 %.
+double RoundFigure(double value, int digits = 4);
 
 /// null, a whole number without a decimal point, or a number. NaN and infinity are null.
 PageJson ToJson(const Number& number);
@@ -30,5 +32,9 @@ PageJson ToJson(const Number& number);
 /// without
 /// &, <, > and \.
 PageJson PackColumn(const std::vector<Number>& column);
+
+/// An array of texts, or, of many, {"front": [...]}: a digit as above for how many ASCII characters a text
+/// begins with that the one before begins with, too, and the rest of it.
+PageJson PackTexts(const std::vector<std::string>& texts);
 
 }  // namespace orv::app

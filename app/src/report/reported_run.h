@@ -38,7 +38,7 @@ struct PageLimits {
     std::size_t rows = 20'000;         ///< of STB blocks, of all tests
     std::size_t points = 1'800;        ///< of the time series of a test
     std::size_t port_points = 24'000;  ///< of those of the ports of all tests
-    std::size_t histograms = 600'000;  ///< bytes
+    std::size_t histograms = 400'000;  ///< bytes
     std::size_t test_file = 200'000;   ///< bytes
 };
 

@@ -57,7 +57,7 @@ class ChartBox {
         interaction: {mode: "nearest", axis: "x", intersect: false},
         scales: {x: scale(wanted.x), y: scale(wanted.y)},
         plugins: {
-          legend: {display: datasets.length > 1, labels: {color: colour("ink"), usePointStyle: true, pointStyle: "line"}},
+          legend: {display: datasets.length > 1, labels: {color: colour("ink"), usePointStyle: true, pointStyle: "line", pointStyleWidth: 36}},
           tooltip: {callbacks: wanted.tooltip || {}},
         },
       },

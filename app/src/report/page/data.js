@@ -30,6 +30,15 @@ function unpack(column) {
 const DIGITS = Array.from({length: 92}, (_, i) => String.fromCharCode(35 + i))
   .filter((digit) => !"&<>\\".includes(digit)).join("");
 
+function unpackTexts(texts) {
+  if (Array.isArray(texts)) return texts;
+  let before = "";
+  return texts.front.map((text) => {
+    before = before.slice(0, DIGITS.indexOf(text[0])) + text.slice(1);
+    return before;
+  });
+}
+
 function isNumber(value) {
   return typeof value === "number" && isFinite(value);
 }
@@ -68,7 +77,9 @@ function lowerBound(bucket) {
 class ObjectTable {
   constructor(json) {
     this.kind = json.kind;
-    this.names = json.names;
+    this.names = unpackTexts(json.names);
+    // Least, mean and greatest values of large tables are not in the page.
+    this.isLarge = this.names.length > 2000;
     this.json = json;
     this.cache = new Map();
   }

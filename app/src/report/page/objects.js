@@ -15,7 +15,7 @@ function objectColumns(test, table, figure) {
     {title: "Lost", value: (row) => table.count("lost", row)},
     {title: "Values", value: (row) => table.statistic(figure, "Count", row)},
     ...PERCENTILES.map(([key, title]) => ({title: `${title} (ms)`, value: (row) => table.statistic(figure, key, row)})),
-    {title: "Greatest (ms)", value: (row) => table.statistic(figure, "Max", row)},
+    ...(table.isLarge ? [] : [{title: "Greatest (ms)", value: (row) => table.statistic(figure, "Max", row)}]),
     {title: "", cell: (row) => element("button", {type: "button", "aria-label": `Show charts of ${table.names[row]}`,
       onclick: () => {
         choose({kind: table.kind, row});
@@ -50,6 +50,8 @@ function drawObjects() {
     element("div", {class: "controls"}, select("Latency", figures.map((name) => [name, capitalise(name)]), figure, change)),
     ...(leftOut ? [element("p", {class: "note"}, `The ${formatNumber(leftOut)} STB blocks of this test are not in the page: ` +
       "together with those of the other tests they are too many. A report of this data set alone has them (--data-set).")] : []),
+    ...(tables.some(({table}) => table.isLarge) ? [element("p", {class: "note"}, "Of this many objects the page holds " +
+      "percentiles with three digits, and not the least, mean and greatest values.")] : []),
     ...tables.flatMap(({kind, shown}) => [element("h3", null, KINDS[kind].many), shown.node]),
     element("p", {class: "note"}, `${MISSING} stands for what was not measured: no view had that latency, or the ports ` +
       "cannot see it. Views and failed joins of a port are those of its time series."));

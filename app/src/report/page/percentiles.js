@@ -7,14 +7,14 @@ function percentileCurve(test, kind, row, figure) {
   const [count, least, greatest] = ["Count", "Min", "Max"].map((key) => table.statistic(figure, key, row));
   if (!count) return [];
   const buckets = test.histogram(kind, row, figure);
-  const points = [{x: 1, y: least}];
+  const points = isNumber(least) ? [{x: 1, y: least}] : [];
   if (buckets) {
     let below = 0;
     for (const [bucket, number] of buckets) {
       below += number;
       const middle = (lowerBound(bucket) + lowerBound(bucket + 1)) / 2;
       points.push({x: Math.min(count, 1 / Math.max(1 / count, 1 - below / count)),
-        y: Math.min(greatest, Math.max(least, middle))});
+        y: isNumber(greatest) ? Math.min(greatest, Math.max(least, middle)) : middle});
     }
     return points;
   }
@@ -22,7 +22,7 @@ function percentileCurve(test, kind, row, figure) {
     const y = table.statistic(figure, key, row);
     if (isNumber(y) && x <= count) points.push({x, y});
   }
-  points.push({x: count, y: greatest});
+  if (isNumber(greatest)) points.push({x: count, y: greatest});
   return points;
 }
 
@@ -44,11 +44,12 @@ function percentileChart(title, curves) {
   const shown = curves.map((curve) => ({...curve, points: percentileCurve(curve.test, curve.kind, curve.row, curve.figure)}))
     .filter((curve) => curve.points.length > 0);
   if (shown.length === 0) return {title, empty: "No latency was measured."};
+  const statistics = shown[0].test.tables.get(shown[0].kind).isLarge ? PERCENTILES : STATISTICS;
   const value = (curve, key) => curve.test.tables.get(curve.kind).statistic(curve.figure, key, curve.row);
   return {
     title,
     summary: shown.map((curve) => `${curve.label}: p50 ${formatNumber(value(curve, "P50"))} ms, p99 ` +
-      `${formatNumber(value(curve, "P99"))} ms, greatest ${formatNumber(value(curve, "Max"))} ms`).join("; "),
+      `${formatNumber(value(curve, "P99"))} ms, p99.9 ${formatNumber(value(curve, "P999"))} ms`).join("; "),
     x: percentileAxis,
     y: linear("Latency (ms)"),
     datasets: shown.map((curve) => ({label: curve.label, data: curve.points})),
@@ -57,9 +58,9 @@ function percentileChart(title, curves) {
       label: (item) => `${item.dataset.label}: ${formatNumber(item.parsed.y)} ms`,
     },
     values: {
-      titles: ["Latency (ms)", "Values", ...STATISTICS.map(([, text]) => text)],
+      titles: ["Latency (ms)", "Values", ...statistics.map(([, text]) => text)],
       rows: shown.map((curve) => [curve.label, value(curve, "Count"),
-        ...STATISTICS.map(([key]) => value(curve, key))]),
+        ...statistics.map(([key]) => value(curve, key))]),
     },
   };
 }
