@@ -60,7 +60,7 @@ function measurement(run) {
     live.length > 0 && simpleTable("Live ports", ["Port", ...LIVE_COLUMNS.map(([, title]) => title)], live.map((port) =>
       [port.name, ...LIVE_COLUMNS.map(([key]) => isNumber(port[key]) ? formatNumber(port[key]) : textOrMissing(port[key]))]),
     [2, 3, 4, 5, 6, 7, 8, 9]),
-    element("h4", null, "What was not seen"),
+    element("h3", null, "What was not seen"),
     element("ul", null, unseenNotes(run).map((note) => element("li", null, note))),
   ];
 }

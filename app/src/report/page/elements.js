@@ -62,7 +62,7 @@ function simpleTable(caption, titles, rows, numeric) {
 
 // Wide tables scroll by themselves, also by keyboard.
 function scrollable(name, table) {
-  return element("div", {class: "scroll", role: "region", "aria-label": name, tabindex: "0"}, table);
+  return element("div", {class: "scroll", role: "group", "aria-label": name, tabindex: "0"}, table);
 }
 
 let identifiers = 0;
