@@ -8,6 +8,12 @@ function colour(name) {
 function seriesColour(index) {
   return colour(`series-${index % 7 + 1}`);
 }
+// The library draws the lines of the legend without their dashes.
+function labelsWithDashes(chart) {
+  return Chart.defaults.plugins.legend.labels.generateLabels(chart).map((label) =>
+    ({...label, lineDash: chart.data.datasets[label.datasetIndex].borderDash, lineWidth: 2}));
+}
+
 const DASHES = [[], [6, 3], [2, 2], [8, 3, 2, 3], [12, 4], [4, 6], [1, 4]];
 
 // `make` returns {title, summary, empty, type, x, y, datasets, ticks, values: {titles, rows}}.
@@ -57,7 +63,8 @@ class ChartBox {
         interaction: {mode: "nearest", axis: "x", intersect: false},
         scales: {x: scale(wanted.x), y: scale(wanted.y)},
         plugins: {
-          legend: {display: datasets.length > 1, labels: {color: colour("ink"), usePointStyle: true, pointStyle: "line", pointStyleWidth: 36}},
+          legend: {display: datasets.length > 1, labels: {color: colour("ink"), usePointStyle: true,
+            pointStyle: "line", pointStyleWidth: 36, generateLabels: labelsWithDashes}},
           tooltip: {callbacks: wanted.tooltip || {}},
         },
       },

@@ -33,7 +33,7 @@ class DataTable {
     this.head.replaceChildren(element("tr", null, columns.map((column, i) => column.value ?
       element("th", {scope: "col", class: i > 0 && "number", "aria-sort": "none"},
         element("button", {type: "button", class: "sort", onclick: () => this.sort(i)}, column.title)) :
-      element("td", null))));
+      element("td", {class: "buttons"}))));
     this.update();
   }
 
@@ -77,7 +77,7 @@ class DataTable {
     const begin = this.page * ROWS_PER_PAGE;
     const shown = rows.slice(begin, begin + ROWS_PER_PAGE);
     this.body.replaceChildren(...shown.map((row) => element("tr", null, this.columns.map((column, i) =>
-      element(i === 0 ? "th" : "td", {scope: i === 0 && "row", class: i > 0 && "number"},
+      element(i === 0 ? "th" : "td", {scope: i === 0 && "row", class: !column.value ? "buttons" : i > 0 && "number"},
         column.cell ? column.cell(row) : i === 0 ? column.value(row) : numberOrMissing(column.value(row)))))));
     [...this.head.firstChild.children].forEach((cell, i) => {
       if (!cell.hasAttribute("aria-sort")) return;

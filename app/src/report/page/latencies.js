@@ -42,7 +42,8 @@ function drawLatencies() {
     })] : []),
     select("Kind of object", [...test.tables.keys()].map((kind) => [kind, KINDS[kind].one]), chosen.kind,
       (kind) => choose({kind, row: 0})),
-    select(KINDS[chosen.kind].one, objectOptions(), chosen.row, (row) => choose({row: Number(row)})),
+    ...(chosen.kind === "test" ? [] : [select(KINDS[chosen.kind].one, objectOptions(), chosen.row,
+      (row) => choose({row: Number(row)}))]),
     select("Latency of the histogram", (test.figures.length ? test.figures : [FIGURES[0]]).map((name) => [name, capitalise(name)]),
       chosen.figure, (figure) => choose({figure})));
   if (names.length > MOST_LISTED) {
