@@ -12,6 +12,7 @@
 #include "output/outcome_json.h"
 #include "output/printable.h"
 #include "output/summary.h"
+#include "report/report_command.h"
 #include "terminal.h"
 
 namespace orv::app {
@@ -28,9 +29,10 @@ void PrintError(const std::string& text) {
 
 Reports::Reports(const Arguments& arguments) : json_(arguments.json), quiet_(arguments.quiet) {}
 
-void Reports::SetJUnit(std::filesystem::path junit) {
+void Reports::SetFiles(std::filesystem::path junit, std::filesystem::path page) {
     const std::lock_guard guard(mutex_);
     junit_ = std::move(junit);
+    page_ = std::move(page);
 }
 
 int Reports::Write(RunOutcome outcome, const Store& store) {
@@ -39,6 +41,7 @@ int Reports::Write(RunOutcome outcome, const Store& store) {
     const auto store_outcome = [&] {
         if (store) store(outcome);
     };
+    if (!store && !page_.empty()) WriteNoticeOfBreakOff(page_);
     store_outcome();
     if (!junit_.empty() && !WriteJUnit(outcome)) store_outcome();
     // Last, because it reports errors of the others, and they report its errors.

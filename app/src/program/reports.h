@@ -18,13 +18,14 @@ class Reports {
   public:
     explicit Reports(const Arguments& arguments);
 
-    /// Where to write the JUnit report; before that, or for an empty path, none is written.
-    void SetJUnit(std::filesystem::path junit);
+    /// Where to write the JUnit report and the page; before that, or for an empty path, none is written.
+    void SetFiles(std::filesystem::path junit, std::filesystem::path page);
 
     /// What stores an outcome elsewhere; it may add errors to it.
     using Store = std::function<void(RunOutcome&)>;
 
-    /// `store` is called before the others, and again when one of them cannot be written. Returns the exit
+    /// `store` is called before the others, and again when one of them cannot be written. Without it the run
+    /// is ended at once, which is all that the page says then. Returns the exit
     /// status. Called again, also by another thread, it waits for the first call to end,
     /// writes nothing and returns the status already reported.
     int Write(RunOutcome outcome, const Store& store = {});
@@ -37,6 +38,7 @@ class Reports {
     const bool json_;
     const bool quiet_;
     std::filesystem::path junit_;
+    std::filesystem::path page_;
     std::mutex mutex_;
     std::optional<int> status_;
 };

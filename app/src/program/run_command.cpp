@@ -70,7 +70,7 @@ class Run {
         text_ = ReadFileText(arguments_.file);
         std::vector<Mistake> mistakes = OpenOutputs();
         // Files that cannot be written or are used twice are not touched.
-        if (mistakes.empty()) reports->SetJUnit(arguments_.junit);
+        if (mistakes.empty()) reports->SetFiles(arguments_.junit, arguments_.page);
         RunOutcome outcome;
         if (mistakes.empty()) {
             outcome = RunGuarded(*known);

@@ -34,6 +34,13 @@ void WriteReport(const ReportRequest& request) {
     }
 }
 
+void WriteNoticeOfBreakOff(const fs::path& page) {
+    std::ofstream(page)
+        << "<!DOCTYPE html>\n<html lang=\"en\">\n<meta charset=\"utf-8\">\n<title>IPTV test "
+           "report</title>\n<p>The run was ended at once, so there is no report. <code>iptvtest "
+           "report</code> makes one of what its database holds.</p>\n";
+}
+
 int MakeReportFile(const ReportRequest& request, std::ostream& err) {
     return RunGuarded(err, [&request] { WriteReport(request); });
 }

@@ -77,8 +77,8 @@ function addLatencies() {
     new ChartBox(() => histogramChart(chosenTest(), chosen.kind, chosen.row, chosen.figure, chosenName())),
     ...SERIES_CHARTS.map((wanted) => new ChartBox(() => seriesChart(wanted, chosenSeries()))));
   addSection("latencies", "Latencies and course of the test",
-    element("p", null, "A percentile is the smallest value that the given share of all values do not exceed, accurate to 1 %. " +
-      "The axis spreads the tail: 90 %, 99 % and 99.9 % are equally far apart."),
+    element("p", null, "A percentile is the smallest value that the given share of all values do not exceed, accurate to 1\u00a0%. " +
+      "The axis spreads the tail: 90\u00a0%, 99\u00a0% and 99.9\u00a0% are equally far apart."),
     latencyControls,
     element("div", {class: "charts"}, latencyBoxes.slice(0, 2).map((box) => box.node)),
     element("h3", null, "By time"),
