@@ -129,8 +129,10 @@ std::string MakeOutcomeJson(const RunOutcome& outcome) {
 std::string MakeOutcomeDetails(const RunOutcome& outcome) {
     Json json = MakeOutcome(outcome);
     json.erase("mistakes");
+    json.erase("database");
     for (Json& test : json["tests"]) {
-        for (const char* rows : {"channel_ranges", "stb_blocks", "profiles", "ports"}) test.erase(rows);
+        for (const char* rows : {"distributions", "channel_ranges", "stb_blocks", "profiles", "ports"})
+            test.erase(rows);
     }
     return PrintText(json, -1);
 }

@@ -18,8 +18,8 @@ namespace orv::app {
 /// property, problem, expected, nearest), "warnings" and "errors".
 std::string MakeOutcomeJson(const RunOutcome& outcome);
 
-/// The same for the results database: without "mistakes" and without the figures of single objects, which the
-/// database has.
+/// The same for the results database: without "mistakes", "database", and the latencies and figures
+/// of objects, which the database has.
 std::string MakeOutcomeDetails(const RunOutcome& outcome);
 
 /// The same as a JUnit report: a test case per test for its verdict and one per STB block for its joins.
