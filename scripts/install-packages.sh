@@ -12,6 +12,7 @@ packages=(
   protobuf-compiler libprotobuf-dev
   prometheus-cpp-dev zlib1g-dev python3-prometheus-client
   iproute2 nftables frr tshark shellcheck
+  libboost-math-dev libjs-chart.js chromium chromium-driver python3-selenium nodejs npm
   gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good
 )
 

@@ -2,9 +2,9 @@
 
 #include <chrono>
 #include <nlohmann/json.hpp>
+#include <string_view>
 
 #include "output/printable.h"
-#include "run/expectations_json.h"
 
 namespace orv::app {
 
@@ -35,14 +35,28 @@ Json MakeRows(const std::vector<ResultRow>& rows) {
     return list;
 }
 
+/// "met" is null if not finished, "measured" if nothing was.
+Json MakeExpectations(const RunOutcome& outcome, const TestReport& test) {
+    Json list = Json::array();
+    for (const ExpectationResult& one : test.expectations) {
+        const bool is_finished = std::string_view(GetVerdict(outcome, test, one)) != "not finished";
+        list.push_back({{"text", one.text},
+                        {"met", is_finished ? Json(one.met) : Json()},
+                        {"measured", one.measured ? Json(*one.measured) : Json()},
+                        {"unit", one.unit}});
+    }
+    return list;
+}
+
 Json MakeTest(const RunOutcome& outcome, const TestReport& test) {
-    return {{"name", test.name},
+    return {{"data_set", test.data_set},
+            {"name", test.name},
             {"type", test.type},
             {"environment", test.environment},
             {"duration_s", test.duration},
             {"configured_duration_s", test.configured_duration},
             {"verdict", GetVerdict(outcome, test)},
-            {"expectations", MakeExpectationsJson(outcome, test)},
+            {"expectations", MakeExpectations(outcome, test)},
             {"channel_changes", test.GetChannelChanges()},
             {"failed_joins", test.GetFailedJoins()},
             {"failed_percent", test.GetFailedPercent()},
@@ -135,9 +149,7 @@ Json MakeMistake(const Mistake& mistake) {
             {"expected", mistake.expected}, {"nearest", mistake.nearest}};
 }
 
-}  // namespace
-
-std::string MakeOutcomeJson(const RunOutcome& outcome) {
+Json MakeOutcome(const RunOutcome& outcome) {
     Json json{{"end", GetRunEndName(outcome.end)},
               {"exit_status", static_cast<int>(outcome.end)},
               {"title", outcome.title},
@@ -153,9 +165,35 @@ std::string MakeOutcomeJson(const RunOutcome& outcome) {
     AddUnfinished(outcome, json);
     for (const LivePortReport& port : outcome.live_ports)
         json["live_ports"].push_back(MakeLivePort(outcome, port));
+    if (!outcome.ports.empty()) json["clock"] = outcome.is_virtual_clock ? "virtual" : "real";
+    for (const MeasuringPort& port : outcome.ports) {
+        json["ports"].push_back(
+            {{"name", port.name}, {"location", port.location}, {"kind", GetPortKindName(port.kind)}});
+    }
     for (const Mistake& mistake : outcome.mistakes) json["mistakes"].push_back(MakeMistake(mistake));
-    // A name in the file need not be valid UTF-8.
-    return MakePrintableJson(json.dump(2, ' ', false, Json::error_handler_t::replace)) + "\n";
+    return json;
+}
+
+/// A name in the file need not be valid UTF-8.
+std::string PrintText(const Json& json, int indent) {
+    return MakePrintableJson(json.dump(indent, ' ', false, Json::error_handler_t::replace));
+}
+
+}  // namespace
+
+std::string MakeOutcomeJson(const RunOutcome& outcome) {
+    return PrintText(MakeOutcome(outcome), 2) + "\n";
+}
+
+std::string MakeOutcomeDetails(const RunOutcome& outcome) {
+    Json json = MakeOutcome(outcome);
+    json.erase("mistakes");
+    json.erase("database");
+    for (Json& test : json["tests"]) {
+        for (const char* rows : {"distributions", "channel_ranges", "stb_blocks", "profiles", "ports"})
+            test.erase(rows);
+    }
+    return PrintText(json, -1);
 }
 
 }  // namespace orv::app

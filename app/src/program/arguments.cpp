@@ -53,6 +53,13 @@ side. The file may be written to meanwhile. What a test has stored that was brok
   iptvtest results zap.db "Event Result" --csv --columns "Device Name,Channel Number,Join Latency(msec)"
       --where '"Join Latency(msec)" > 50' --limit 1000)text";
 
+constexpr const char* kReportFooter =
+    R"(The page needs no network: it holds all tests of the latest run in a database, with verdict, percentiles, time
+series, a table for each kind of object, the test file, and how it was measured.
+
+  iptvtest report monday.db -o monday.html
+  iptvtest report monday.db tuesday.db -o compared.html)";
+
 const std::map<std::string, framework::ClockKind> kClocks{{"real", framework::ClockKind::Real},
                                                           {"virtual", framework::ClockKind::Virtual}};
 const std::map<std::string, int> kLevels{{"debug", static_cast<int>(framework::LogLevelType::Debug)},
@@ -111,6 +118,9 @@ void AddRun(CLI::App& app, Arguments& arguments, std::string& clock, std::string
                     "Serve metrics for Prometheus while the run lasts; the address is 127.0.0.1 without one")
         ->check(name)
         ->type_name("[ADDRESS:]PORT");
+    run->add_option("--report", arguments.page, "Write a report of the results, one HTML page")
+        ->check(name)
+        ->type_name("FILE");
     run->add_option(
            "--db", arguments.run.database,
            "Write the results database here (.db is added to a name without it), wherever the test file says")
@@ -178,6 +188,23 @@ void AddResults(CLI::App& app, Arguments& arguments, bool& csv, bool& json, std:
                       "Only the test file that the results are of, to run it again");
     results->footer(kResultsFooter);
     results->callback([&arguments] { arguments.command = Arguments::Command::Results; });
+}
+
+void AddReport(CLI::App& app, Arguments& arguments, std::uint32_t& data_set) {
+    CLI::App* report = app.add_subcommand("report", "Write a report of one run, or a comparison of several");
+    report
+        ->add_option("DB", arguments.report.databases,
+                     "Results databases; each further one is compared with the first")
+        ->required();
+    report->add_option("-o,--output", arguments.report.page, "HTML page to write")
+        ->required()
+        ->check(CLI::Validator(CheckName, "", "name"))
+        ->type_name("FILE");
+    report->add_option("--data-set", data_set, "A test of the run, counted from 1; the latest one without it")
+        ->check(CountFrom(1, "number of a data set"))
+        ->type_name("N");
+    report->footer(kReportFooter);
+    report->callback([&arguments] { arguments.command = Arguments::Command::Report; });
 }
 
 std::vector<std::string> ListCommands(const CLI::App& app) {
@@ -289,6 +316,7 @@ std::optional<Arguments> ReadArguments(int argc, const char* const* argv, int& s
     validate->add_flag("--json", arguments.json, "Write what is wrong as JSON");
     validate->callback([&arguments] { arguments.command = Arguments::Command::Validate; });
     AddResults(app, arguments, csv, results_json, data_set);
+    AddReport(app, arguments, data_set);
     CLI::App* explain = app.add_subcommand("explain", "Explain what test files are made of");
     explain->add_option("CLASS", arguments.class_name, "Class of objects; without it the classes are listed");
     explain->callback([&arguments] { arguments.command = Arguments::Command::Explain; });
@@ -318,7 +346,7 @@ std::optional<Arguments> ReadArguments(int argc, const char* const* argv, int& s
     arguments.log_level.reset();
     if (chosen != 0) arguments.log_level = static_cast<framework::LogLevelType>(chosen);
     if (app.get_subcommand("run")->count("--seed") > 0) arguments.run.seed = seed;
-    if (data_set > 0) arguments.results.data_set = data_set;
+    if (data_set > 0) arguments.results.data_set = arguments.report.data_set = data_set;
     if (csv) arguments.results.format = ResultsFormat::Csv;
     if (results_json) arguments.results.format = ResultsFormat::Json;
     return arguments;

@@ -7,13 +7,14 @@
 #include <vector>
 
 #include "orv/framework/logger.h"
+#include "report/report_command.h"
 #include "results_viewer/show_results.h"
 #include "run/session.h"
 
 namespace orv::app {
 
 struct Arguments {
-    enum class Command { Run, Validate, Results, Explain, Schema, Version };
+    enum class Command { Run, Validate, Results, Report, Explain, Schema, Version };
     Command command = Command::Version;
 
     std::filesystem::path file;         ///< of run and validate; "-" is the standard input
@@ -22,12 +23,14 @@ struct Arguments {
     bool json = false;  ///< of run and validate
     std::filesystem::path junit;
     std::string metrics;  ///< of run: where to serve metrics; empty: nowhere
+    std::filesystem::path page;  ///< of run: where to write the report as HTML
     RunOptions run;
     std::optional<framework::ClockKind> clock;  ///< none: as the ports need it
     std::optional<framework::LogLevelType> log_level =
         framework::LogLevelType::Warn;  ///< none: nothing is shown
 
     ResultsRequest results;
+    ReportRequest report;
     std::string class_name;  ///< of explain; empty: all classes
 };
 

@@ -107,6 +107,8 @@ int CarryOut(const Arguments& arguments) {
             return Validate(arguments);
         case Arguments::Command::Results:
             return ShowResults(arguments.results, STDOUT_FILENO, std::cerr);
+        case Arguments::Command::Report:
+            return MakeReportFile(arguments.report, std::cerr);
         case Arguments::Command::Explain:
             return Explain(arguments.class_name);
         case Arguments::Command::Schema: {

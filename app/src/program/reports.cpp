@@ -12,18 +12,18 @@
 #include "output/outcome_json.h"
 #include "output/printable.h"
 #include "output/summary.h"
+#include "report/report_command.h"
 #include "terminal.h"
 
 namespace orv::app {
 
-namespace {
-
-/// The run did not finish normally, unless that is known already.
 void AddError(RunOutcome& outcome, const std::string& text) {
     PrintError(text);
     outcome.errors.push_back(text);
     if (outcome.end == RunEnd::Passed || outcome.end == RunEnd::Failed) outcome.end = RunEnd::Failure;
 }
+
+namespace {
 
 /// A mistake may be found in a later iteration only.
 bool HasIterations(const RunOutcome& outcome) {
@@ -38,17 +38,26 @@ void PrintError(const std::string& text) {
 
 Reports::Reports(const Arguments& arguments) : json_(arguments.json), quiet_(arguments.quiet) {}
 
-void Reports::SetJUnit(std::filesystem::path junit) {
+void Reports::SetFiles(std::filesystem::path junit, std::filesystem::path page) {
     const std::lock_guard guard(mutex_);
     junit_ = std::move(junit);
+    page_ = std::move(page);
 }
 
-int Reports::Write(RunOutcome outcome) {
+int Reports::Write(RunOutcome outcome, const Store& store) {
     const std::lock_guard guard(mutex_);
     if (status_) return *status_;
-    if (!junit_.empty()) WriteJUnit(outcome);
+    const auto store_outcome = [&] {
+        if (store) store(outcome);
+    };
+    if (!store && !page_.empty()) WriteNoticeOfBreakOff(page_);
+    store_outcome();
+    if (!junit_.empty() && !WriteJUnit(outcome)) store_outcome();
     // Last, because it reports errors of the others, and they report its errors.
-    if (!WriteStandardOutput(outcome) && !junit_.empty()) WriteJUnit(outcome);
+    if (!WriteStandardOutput(outcome)) {
+        if (!junit_.empty()) WriteJUnit(outcome);
+        store_outcome();
+    }
     status_ = static_cast<int>(outcome.end);
     return *status_;
 }

@@ -1,5 +1,7 @@
 #include "run_command.h"
 
+#include <fmt/format.h>
+
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -9,8 +11,11 @@
 #include "console.h"
 #include "interrupts.h"
 #include "metrics/metrics_server.h"
+#include "output/outcome_json.h"
 #include "output/printable.h"
+#include "report/report_command.h"
 #include "reports.h"
+#include "results_viewer/results_database.h"
 #include "run/endable_port.h"
 #include "run/session.h"
 #include "sweep/run_sweep.h"
@@ -86,7 +91,7 @@ class Run {
         text_ = ReadFileText(arguments_.file);
         std::vector<Mistake> mistakes = OpenOutputs();
         // Files that cannot be written or are used twice are not touched.
-        if (mistakes.empty()) reports->SetJUnit(arguments_.junit);
+        if (mistakes.empty()) reports->SetFiles(arguments_.junit, arguments_.page);
         RunOutcome outcome;
         if (mistakes.empty()) {
             outcome = RunGuarded(*known);
@@ -100,18 +105,35 @@ class Run {
         if (!arguments_.log_level) {
             for (const std::string& error : outcome.errors) PrintError(error);
         }
-        // The last data sets are those of an iteration, whose outcome is not always that of the sweep.
-        std::optional<RunEnd> end_of_iteration;
-        if (outcome.sweep && !outcome.sweep->iterations.empty())
-            end_of_iteration = outcome.sweep->iterations.back().run.end;
-        const RunEnd end = outcome.end;
-        const int status = reports->Write(std::move(outcome));
-        const auto reported = static_cast<RunEnd>(status);
-        if (test_) test_->session->Conclude(reported == end ? end_of_iteration.value_or(end) : reported);
-        return status;
+        return reports->Write(std::move(outcome), [this](RunOutcome& changed) { Store(changed); });
     }
 
   private:
+    /// The outcome goes to the database, and from there to the page.
+    void Store(RunOutcome& outcome) {
+        const bool has_iterations = outcome.sweep && !outcome.sweep->iterations.empty();
+        if (!test_ || (outcome.end == RunEnd::BadInput && !has_iterations)) return;
+        const auto conclude = [&] {
+            if (!has_iterations) return test_->session->Conclude(outcome.end, MakeOutcomeDetails(outcome));
+            // The last data sets are those of an iteration, whose outcome is not always that of the sweep.
+            RunOutcome run = outcome.sweep->iterations.back().run;
+            if (outcome.end == RunEnd::Failure) {
+                run.end = outcome.end;
+                run.errors = outcome.errors;
+            }
+            test_->session->Conclude(run.end, MakeOutcomeDetails(run));
+        };
+        conclude();
+        if (arguments_.page.empty()) return;
+        try {
+            if (outcome.database.empty()) throw ResultsError("there is nothing in a database to report");
+            WriteReport({{outcome.database}, arguments_.page, std::nullopt});
+        } catch (const std::exception& error) {
+            AddError(outcome, fmt::format("--report: {}", error.what()));
+            conclude();
+        }
+    }
+
     std::vector<Mistake> OpenOutputs() {
         outputs_.AddInput("the test file", GetInputPath(arguments_.file));
         outputs_.AddInput("--replay", GetInputPath(arguments_.run.replay));
@@ -127,6 +149,7 @@ class Run {
         };
         open("--db", arguments_.run.database, OutputFiles::Kind::Database);
         open("--junit", arguments_.junit, OutputFiles::Kind::Report);
+        open("--report", arguments_.page, OutputFiles::Kind::Report);
         open("--record", arguments_.run.record, OutputFiles::Kind::Report);
         if (!arguments_.metrics.empty() && mistakes.empty()) {
             try {

@@ -44,10 +44,11 @@ std::string DataSet::GetEnd() const {
 }
 
 nlohmann::ordered_json DataSet::GetExpectations() const {
-    const auto tests = nlohmann::ordered_json::parse(GetText(run_description::kExpectations), nullptr, false);
+    const auto outcome =
+        nlohmann::ordered_json::parse(GetText(run_description::kOutcomeDetails), nullptr, false);
     nlohmann::ordered_json found;
-    if (!tests.is_array()) return found;
-    for (const auto& test : tests) {
+    if (!outcome.is_object() || !outcome.contains("tests") || !outcome["tests"].is_array()) return found;
+    for (const auto& test : outcome["tests"]) {
         // Of a run with a file per iteration, the last entry of that number is the one of this file.
         if (test.is_object() && test.contains("expectations") &&
             test.value("data_set", nlohmann::ordered_json()) == id)

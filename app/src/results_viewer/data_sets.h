@@ -29,7 +29,7 @@ struct DataSet {
     /// By the wall clock, if known.
     std::string GetStart() const;
     std::string GetEnd() const;
-    /// As in run_description::kExpectations; null for none.
+    /// As in run_description::kOutcomeDetails; null for none.
     nlohmann::ordered_json GetExpectations() const;
     /// "FAILED, 2 of 3 met"; empty for none.
     std::string DescribeExpectations() const;

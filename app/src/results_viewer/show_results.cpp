@@ -9,13 +9,13 @@
 #include <charconv>
 #include <csignal>
 #include <cstring>
-#include <new>
 #include <nlohmann/json.hpp>
 #include <ostream>
 #include <sstream>
 #include <vector>
 
 #include "output/text_table.h"
+#include "results_viewer/guarded.h"
 #include "results_viewer/results_database.h"
 #include "results_viewer/spooled_output.h"
 #include "results_viewer/view_printer.h"
@@ -29,8 +29,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr int kBadInput = 2;
-constexpr int kReadFailure = 3;
+constexpr int kFailure = 3;
 
 /// Files are often moved together: a missing one is searched beside the file that names it.
 fs::path FindOtherFile(const fs::path& named, const fs::path& database) {
@@ -338,27 +337,13 @@ class Show {
     ViewTree tree_;
 };
 
-/// Line by line: the line breaks are trusted, the contents are not.
-int PrintError(std::ostream& err, const std::string& text, int status) {
-    std::istringstream lines("Error: " + text);
-    for (std::string line; std::getline(lines, line);) err << MakePrintable(line) << '\n';
-    return status;
-}
-
 }  // namespace
 
 int ShowResults(const ResultsRequest& request, std::ostream& out, std::ostream& err) {
-    try {
+    return RunGuarded(err, [&] {
         errno = 0;
         Show(request, err).Print(out);
-    } catch (const ResultsError& error) {
-        return PrintError(err, error.what(), kBadInput);
-    } catch (const ResultsFailure& error) {
-        return PrintError(err, error.what(), kReadFailure);
-    } catch (const std::bad_alloc&) {
-        return PrintError(err, "there is not enough memory", kReadFailure);
-    }
-    return 0;
+    });
 }
 
 int ShowResults(ResultsRequest request, int out_descriptor, std::ostream& err) {
@@ -369,8 +354,8 @@ int ShowResults(ResultsRequest request, int out_descriptor, std::ostream& err) {
     std::ostream out(&output);
     int status = ShowResults(request, out, err);
     if (out && !output.Finish())
-        status = PrintError(err, fmt::format("the output cannot be written: {}", std::strerror(errno)),
-                            kReadFailure);
+        status = PrintResultsError(err, fmt::format("the output cannot be written: {}", std::strerror(errno)),
+                                   kFailure);
     return status;
 }
 

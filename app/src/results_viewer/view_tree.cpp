@@ -9,6 +9,7 @@
 #include <set>
 
 #include "orv/common/text.h"
+#include "results_viewer/latency_views.h"
 #include "test_file/names.h"
 
 namespace orv::app {
@@ -128,6 +129,11 @@ std::string_view ViewNode::GetKindName() const {
 }
 
 ViewTree::ViewTree(const ResultsDatabase& database, const DataSet& data_set) {
+    AddStored(database, data_set);
+    for (ViewNode& view : MakeLatencyViews(database, data_set)) nodes_.push_back(std::move(view));
+}
+
+void ViewTree::AddStored(const ResultsDatabase& database, const DataSet& data_set) {
     Children children;
     ResultsQuery query(database, kNodes);
     query.Bind("@DataSetId", std::int64_t{data_set.id});

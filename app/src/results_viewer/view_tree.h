@@ -31,7 +31,7 @@ struct ViewNode {
 
 /// The tree of views of one data set. Views are stored when the test ends. Until then there is one view for
 /// each table that holds rows of the data set: the name of the object that a row belongs to, then the columns
-/// of the table.
+/// of the table. Views of latencies follow (MakeLatencyViews).
 class ViewTree {
   public:
     /// Throws ResultsError when the tree cannot be read.
@@ -47,6 +47,7 @@ class ViewTree {
     std::vector<std::string> ListNames() const;
 
   private:
+    void AddStored(const ResultsDatabase& database, const DataSet& data_set);
     void AddTables(const ResultsDatabase& database, const DataSet& data_set);
     std::string GetShortestName(const ViewNode& node) const;
 

@@ -10,7 +10,5 @@ namespace orv::app {
 
 /// Before the first test.
 void DescribeRun(core::TestResultManager& database, const TestFile& file, const RunOutcome& outcome);
-/// When the run has ended.
-void DescribeExpectations(core::TestResultManager& database, const RunOutcome& outcome);
 
 }  // namespace orv::app

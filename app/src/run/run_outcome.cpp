@@ -37,6 +37,18 @@ const char* GetRunEndName(RunEnd end) {
     return "";
 }
 
+const char* GetPortKindName(PortKind kind) {
+    switch (kind) {
+        case PortKind::Simulated:
+            return "simulated";
+        case PortKind::Live:
+            return "live";
+        case PortKind::Recording:
+            return "recording";
+    }
+    return "";
+}
+
 bool HasBurstFigures(const RunOutcome& outcome, const LivePortReport& port) {
     const nic::LiveFigures& figures = port.figures;
     if (figures.bursts_requested + figures.bursts_refused + figures.bursts_unanswered > 0) return true;

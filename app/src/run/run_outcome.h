@@ -32,6 +32,18 @@ struct LivePortReport {
     nic::LiveFigures figures;
 };
 
+/// What measures at a port.
+enum class PortKind { Simulated, Live, Recording };
+
+/// "simulated"
+const char* GetPortKindName(PortKind kind);
+
+struct MeasuringPort {
+    std::string name;
+    std::string location;  ///< as configured
+    PortKind kind = PortKind::Simulated;
+};
+
 /// A test that is running, or that was not finished when the program ended.
 struct UnfinishedTest {
     std::string name;
@@ -66,6 +78,8 @@ struct RunOutcome {
     std::vector<std::string> errors;    ///< of the run, in order of occurrence
     std::vector<TestReport> tests;      ///< those that ended, in order
     std::vector<LivePortReport> live_ports;
+    std::vector<MeasuringPort> ports;  ///< all of them, once a run has begun
+    bool is_virtual_clock = false;
     std::optional<UnfinishedTest> unfinished_test;
     std::string database;  ///< path; empty when nothing was stored
     /// Of a run for several values; its tests are those of the iterations.

@@ -16,7 +16,9 @@
 #include "orv/framework/meta_class_manager.h"
 #include "orv/framework/rpc_manager.h"
 #include "orv/framework/sequencer.h"
+#include "orv/ids/core_ids.h"
 #include "orv/ids/iptv_ids.h"
+#include "port_location.h"
 #include "recording/recorder.h"
 #include "recording/recording_file.h"
 #include "run_description.h"
@@ -68,7 +70,8 @@ struct Connections {
 
 class Session::Impl {
   public:
-    Impl(framework::ClockKind clock, const std::filesystem::path& plugin) : host_({.clock = clock}) {
+    Impl(framework::ClockKind clock, const std::filesystem::path& plugin)
+        : is_virtual_clock_(clock == framework::ClockKind::Virtual), host_({.clock = clock}) {
         host_.LoadPlugin(plugin);
     }
 
@@ -84,11 +87,13 @@ class Session::Impl {
         database_.reset();
         RunOutcome outcome;
         outcome.seed = options.seed.value_or(file.GetSimulation().seed);
+        outcome.is_virtual_clock = is_virtual_clock_;
         const TestFile::Built built = Prepare(file, &options, outcome);
         if (outcome.mistakes.empty()) {
             options.database.empty() ? OpenDatabases(file, built, outputs, outcome)
                                      : CheckDatabase(options.database, outcome);
         }
+        if (outcome.mistakes.empty()) outcome.ports = ListPorts(!options.replay.empty());
         known.Change([&outcome](RunOutcome& shared) {
             auto sweep = std::move(shared.sweep);
             shared = outcome;
@@ -115,15 +120,14 @@ class Session::Impl {
         }
         Judge(outcome);
         Describe(outcome.end);
-        if (database_) DescribeExpectations(*database_, outcome);
         if (!GetUnfinishedReason(outcome).empty()) outcome.unfinished_test = known.Get().unfinished_test;
         host_.NewProject();
         return outcome;
     }
 
-    void Conclude(RunEnd end) {
+    void Conclude(RunEnd end, const std::string& details) {
         if (end != described_) Describe(end);
-        database_.reset();
+        Describe(run_description::kOutcomeDetails, details);
     }
 
     void Describe(const std::string& name, const std::string& text) {
@@ -133,7 +137,7 @@ class Session::Impl {
   private:
     void Describe(RunEnd end) {
         described_ = end;
-        if (database_) database_->Describe(run_description::kOutcome, GetRunEndName(end));
+        Describe(run_description::kOutcome, GetRunEndName(end));
     }
 
     /// Without options there is nothing to run.
@@ -165,6 +169,18 @@ class Session::Impl {
         }
         if (!outcome.mistakes.empty()) outcome.end = RunEnd::BadInput;
         return built;
+    }
+
+    std::vector<MeasuringPort> ListPorts(bool replays) {
+        std::vector<MeasuringPort> ports;
+        for (const framework::CScriptable* object : FindBelow(host_.GetProject(), ids::Port::CLASS)) {
+            const auto& port = static_cast<const core::CPort&>(*object);
+            const PortKind kind = replays                  ? PortKind::Recording
+                                  : GetLiveInterface(port) ? PortKind::Live
+                                                           : PortKind::Simulated;
+            ports.push_back({port.GetName(), port.GetT<std::string>(ids::Port::Location), kind});
+        }
+        return ports;
     }
 
     /// The database of the command line was opened before the data models were loaded, so its tables are
@@ -275,6 +291,7 @@ class Session::Impl {
         }
     }
 
+    const bool is_virtual_clock_;
     core::CHostApplication host_;
     std::unique_ptr<core::TestResultManager> database_;  ///< of the last run
     RunEnd described_ = RunEnd::Passed;                  ///< outcome stored in the database
@@ -299,8 +316,8 @@ void Session::Describe(const std::string& name, const std::string& text) {
     impl_->Describe(name, text);
 }
 
-void Session::Conclude(RunEnd end) {
-    impl_->Conclude(end);
+void Session::Conclude(RunEnd end, const std::string& details) {
+    impl_->Conclude(end, details);
 }
 
 RunOutcome Session::Run(const TestFile& file, const RunOptions& options, IRunObserver& observer) {

@@ -54,8 +54,9 @@ class Session {
     RunOutcome Run(const TestFile& file, const RunOptions& options, IRunObserver& observer);
     /// Stores a text in the database of the last run.
     void Describe(const std::string& name, const std::string& text);
-    /// Sets the outcome of the last run, reports included, which is then stored in its database.
-    void Conclude(RunEnd end);
+    /// Stores the outcome of the last run, reports included, and its details (MakeOutcomeDetails) in its
+    /// database; again if that has changed since.
+    void Conclude(RunEnd end, const std::string& details);
 
   private:
     class Impl;

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "output/outcome_json.h"
 #include "run/description_names.h"
 #include "schedule.h"
 
@@ -195,6 +196,7 @@ class SweepRun {
         options.sweep = DescribeIteration(sweep, iteration);
         iteration.run = session_.Run(file_.MakeIteration(step.values), options, observer_, outputs_, known_);
         const RunOutcome& run = iteration.run;
+        session_.Describe(run_description::kOutcomeDetails, MakeOutcomeDetails(run));
         outcome_.mistakes.insert(outcome_.mistakes.end(), run.mistakes.begin(), run.mistakes.end());
         outcome_.errors.insert(outcome_.errors.end(), run.errors.begin(), run.errors.end());
         if (!run.database.empty()) outcome_.database = run.database;

@@ -72,7 +72,7 @@ void WriteFile(const std::filesystem::path& path, const std::string& text) {
 std::string DumpDatabase(const std::filesystem::path& path) {
     static const std::set<std::string> left_out{"StartTime",      "EndTime",          "TestStartTime",
                                                 "TestEndTime",    "DatabaseFileName", "Path",
-                                                "LastUpdateTime", "TestFile"};
+                                                "LastUpdateTime", "TestFile",         "OutcomeDetails"};
     std::string dump;
     for (const Row& table :
          ReadRows(path, "SELECT name FROM sqlite_master WHERE type = 'table' ORDER BY name")) {

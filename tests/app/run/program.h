@@ -34,8 +34,8 @@ struct TemporaryFolder {
 std::string ReadFile(const std::filesystem::path& path);
 void WriteFile(const std::filesystem::path& path, const std::string& text);
 
-/// All rows of all tables as text, but for times of day and paths: two runs of the same test give the same
-/// text.
+/// All rows of all tables as text, but for times of day, paths, and how it was measured: two runs of the same
+/// test give the same text.
 std::string DumpDatabase(const std::filesystem::path& path);
 
 /// The first line of one text that differs from the other's; empty when there is none.
