@@ -11,9 +11,11 @@ packages=(
   libfmt-dev libspdlog-dev libsqlite3-dev libyaml-cpp-dev libyaml-dev pkg-config libmsgpack-cxx-dev nlohmann-json3-dev libcli11-dev sqlite3
   protobuf-compiler libprotobuf-dev
   iproute2 nftables frr tshark shellcheck
-  libboost-math-dev libjs-chart.js chromium chromium-driver python3-selenium nodejs npm
+  libboost-math-dev libjs-chart.js chromium chromium-driver python3-selenium
   gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good
 )
+# It gets axe-core for the test of the report. Node.js from elsewhere brings its own npm, with which Debian's conflicts.
+command -v npm >/dev/null || packages+=(npm)
 
 missing=()
 for package in "${packages[@]}"; do
