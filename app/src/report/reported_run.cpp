@@ -25,13 +25,29 @@ PageJson TextOrNull(const std::string& text) {
     return text.empty() ? PageJson() : PageJson(text);
 }
 
-/// The test of an outcome that has written a data set.
-PageJson FindTest(const PageJson& outcome, std::uint32_t data_set) {
-    const PageJson tests = GetMember(outcome, "tests");
-    for (const PageJson& test : tests) {
-        if (GetMember(test, "data_set") == data_set) return test;
+/// The entry for a data set.
+PageJson FindEntry(const PageJson& entries, std::uint32_t data_set) {
+    for (const PageJson& entry : entries) {
+        if (GetMember(entry, "data_set") == data_set) return entry;
     }
     return {};
+}
+
+/// The test of an outcome that has written a data set.
+PageJson FindTest(const PageJson& outcome, std::uint32_t data_set) {
+    return FindEntry(GetMember(outcome, "tests"), data_set);
+}
+
+/// What is stored of the outcome of a test. Iterations of a sweep may have it in the outcome of the last one.
+PageJson ReadOutcomeOfTest(const DataSet& data_set, const PageJson& outcome_of_last) {
+    namespace names = run_description;
+    PageJson test = FindTest(ParseObject(data_set.GetText(names::kOutcomeDetails)), data_set.id);
+    if (test.is_null()) test = FindTest(outcome_of_last, data_set.id);
+    const PageJson entries = PageJson::parse(data_set.GetText(names::kExpectations), nullptr, false);
+    const PageJson expectations = GetMember(FindEntry(entries, data_set.id), "expectations");
+    if (expectations.is_array() && !GetMember(test, "expectations").is_array())
+        test["expectations"] = expectations;
+    return test;
 }
 
 /// Whether two data sets that follow each other are iterations of one sweep.
@@ -39,7 +55,7 @@ bool IsNextIteration(const DataSet& first, const DataSet& second) {
     namespace names = run_description;
     const auto get_number = [](const DataSet& data_set) {
         const PageJson sweep = ParseObject(data_set.GetText(names::kSweep));
-        return std::pair(sweep.value("iteration", PageJson(0)), sweep.value("repetition", PageJson(1)));
+        return std::pair(GetMember(sweep, "iteration"), GetMember(sweep, "repetition"));
     };
     if (first.GetText(names::kSweep).empty() || second.GetText(names::kSweep).empty()) return false;
     return get_number(first) < get_number(second) &&
@@ -140,9 +156,13 @@ ReportedRun::ReportedRun(const std::filesystem::path& path, std::optional<std::u
     // The latest one, even if its test was broken off: an older verdict would be taken for its own.
     const DataSet& chosen = data_set ? ChooseDataSet(database, all, data_set) : all.back();
     outcome = ParseObject(chosen.GetText(run_description::kOutcomeDetails));
-    for (DataSet& found : FindDataSetsOfRun(all, static_cast<std::size_t>(&chosen - all.data()), outcome)) {
+    std::vector<DataSet> data_sets =
+        FindDataSetsOfRun(all, static_cast<std::size_t>(&chosen - all.data()), outcome);
+    const PageJson of_last = ParseObject(data_sets.back().GetText(run_description::kOutcomeDetails));
+    if (outcome.is_null()) outcome = of_last;
+    for (DataSet& found : data_sets) {
         ReportedTest& test = tests.emplace_back();
-        test.outcome = FindTest(ParseObject(found.GetText(run_description::kOutcomeDetails)), found.id);
+        test.outcome = ReadOutcomeOfTest(found, of_last);
         test.objects = ReadObjects(database, found);
         test.intervals = ReadIntervals(database, found.id, test.objects.front().handles.front());
         test.data_set = std::move(found);
