@@ -16,6 +16,7 @@
 #include "report/report_command.h"
 #include "reports.h"
 #include "results_viewer/results_database.h"
+#include "run/description_names.h"
 #include "run/endable_port.h"
 #include "run/session.h"
 #include "sweep/run_sweep.h"
@@ -121,6 +122,7 @@ class Run {
                 run.end = outcome.end;
                 run.errors = outcome.errors;
             }
+            test_->session->Describe(run_description::kSweepResult, DescribeSweepResult(outcome));
             test_->session->Conclude(run.end, MakeOutcomeDetails(run));
         };
         conclude();

@@ -25,29 +25,20 @@ PageJson TextOrNull(const std::string& text) {
     return text.empty() ? PageJson() : PageJson(text);
 }
 
-/// The entry for a data set.
-PageJson FindEntry(const PageJson& entries, std::uint32_t data_set) {
-    for (const PageJson& entry : entries) {
-        if (GetMember(entry, "data_set") == data_set) return entry;
+/// The test of an outcome that has written a data set.
+PageJson FindTest(const PageJson& outcome, std::uint32_t data_set) {
+    const PageJson tests = GetMember(outcome, "tests");
+    for (const PageJson& test : tests) {
+        if (GetMember(test, "data_set") == data_set) return test;
     }
     return {};
 }
 
-/// The test of an outcome that has written a data set.
-PageJson FindTest(const PageJson& outcome, std::uint32_t data_set) {
-    return FindEntry(GetMember(outcome, "tests"), data_set);
-}
-
 /// What is stored of the outcome of a test. Iterations of a sweep may have it in the outcome of the last one.
 PageJson ReadOutcomeOfTest(const DataSet& data_set, const PageJson& outcome_of_last) {
-    namespace names = run_description;
-    PageJson test = FindTest(ParseObject(data_set.GetText(names::kOutcomeDetails)), data_set.id);
-    if (test.is_null()) test = FindTest(outcome_of_last, data_set.id);
-    const PageJson entries = PageJson::parse(data_set.GetText(names::kExpectations), nullptr, false);
-    const PageJson expectations = GetMember(FindEntry(entries, data_set.id), "expectations");
-    if (expectations.is_array() && !GetMember(test, "expectations").is_array())
-        test["expectations"] = expectations;
-    return test;
+    const PageJson test =
+        FindTest(ParseObject(data_set.GetText(run_description::kOutcomeDetails)), data_set.id);
+    return test.is_null() ? FindTest(outcome_of_last, data_set.id) : test;
 }
 
 /// Whether two data sets that follow each other are iterations of one sweep.
@@ -182,7 +173,7 @@ PageJson MakeRunJson(const ReportedRun& run, PageLimits& limits) {
                   {"seed", TextOrNull(last.GetText(names::kSeed))},
                   {"version", TextOrNull(last.GetText(names::kVersion))},
                   {"end", TextOrNull(last.GetText(names::kOutcome))},
-                  {"search", ParseObject(last.GetText(names::kSweepResult))},
+                  {"sweep_result", ParseObject(last.GetText(names::kSweepResult))},
                   {"outcome", run.outcome},
                   {"tests", PageJson::array()}};
     if (run.outcome.is_object()) json["outcome"].erase("tests");

@@ -111,14 +111,15 @@ std::string DescribeIteration(const SweepOutcome& sweep, const SweepIteration& i
     return WriteJson(json);
 }
 
-std::string DescribeResult(const SweepOutcome& sweep) {
+Json DescribeSearch(const SweepOutcome& sweep) {
     Json tried = Json::array();
     for (const auto& [value, passed] : sweep.search->tried)
         tried.push_back({{"value", value}, {"passed", passed}});
     const std::string& highest = sweep.search->highest;
-    return WriteJson({{"property", sweep.properties.front()},
-                      {"highest", highest.empty() ? Json() : Json(highest)},
-                      {"tried", tried}});
+    Json json{{"property", sweep.properties.front()}};
+    if (sweep.search->is_decided) json["highest"] = highest.empty() ? Json() : Json(highest);
+    json["tried"] = tried;
+    return json;
 }
 
 std::string MakeNote(const SweepOutcome& sweep, const SweepIteration& iteration) {
@@ -220,7 +221,6 @@ class SweepRun {
         search->is_decided = true;
         if (const auto highest = schedule_.GetHighest())
             search->highest = sweep_.properties.front().GetText(*highest);
-        session_.Describe(run_description::kSweepResult, DescribeResult(*outcome_.sweep));
     }
 
     Session& session_;
@@ -269,6 +269,12 @@ RunOutcome ValidateSweep(Session& session, const TestFile& file) {
 RunOutcome RunSweep(Session& session, const TestFile& file, const RunOptions& options, IRunObserver& observer,
                     OutputFiles& outputs, KnownOutcome& known) {
     return SweepRun(session, file, options, observer, outputs, known).Run();
+}
+
+std::string DescribeSweepResult(const RunOutcome& outcome) {
+    Json json{{"end", GetRunEndName(outcome.end)}};
+    if (outcome.sweep->search) json.update(DescribeSearch(*outcome.sweep));
+    return WriteJson(json);
 }
 
 void CloseIteration(RunOutcome& outcome) {

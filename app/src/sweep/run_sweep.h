@@ -17,6 +17,9 @@ RunOutcome ValidateSweep(Session& session, const TestFile& file);
 RunOutcome RunSweep(Session& session, const TestFile& file, const RunOptions& options, IRunObserver& observer,
                     OutputFiles& outputs, KnownOutcome& known);
 
+/// What came out of the sweep, for run_description::kSweepResult.
+std::string DescribeSweepResult(const RunOutcome& outcome);
+
 /// Of an outcome that RunSweep has left in KnownOutcome: moves what is known of the iteration that was under
 /// way to that iteration, where it belongs after the end.
 void CloseIteration(RunOutcome& outcome);

@@ -31,9 +31,9 @@ function sweepChart(run, title, unit, curves) {
 }
 
 function searchResult(run) {
-  const search = run.json.search;
-  if (!search) return [];
-  return element("p", {class: "result"}, search.highest === null || search.highest === undefined ?
+  const search = run.json.sweep_result;
+  if (!search || !("highest" in search)) return [];
+  return element("p", {class: "result"}, search.highest === null ?
     `No value of ${search.property} passes.` : `The highest value of ${search.property} that passes: ${search.highest}.`);
 }
 

@@ -6,6 +6,10 @@ const TYPES = {
 const ENVIRONMENTS = {TESTING: "test environment", REAL_WORLD: "real world"};
 
 function runVerdict(run) {
+  if (run.json.sweep_result) {
+    const {end} = run.json.sweep_result;
+    return ["passed", "failed"].includes(end) ? end : `not finished: ${end}`;
+  }
   if (run.tests.length === 1 && run.tests[0].json.verdict) return run.tests[0].json.verdict;
   if (run.json.end) return ["passed", "failed"].includes(run.json.end) ? run.json.end : `not finished: ${run.json.end}`;
   const verdicts = run.tests.map((test) => test.json.verdict);
@@ -65,6 +69,7 @@ function runCard(run) {
   return element("div", {class: "card"},
     element("h3", null, runs.length > 1 ? run.label : several ? "Run" : `Test ${run.tests[0].json.name || run.label}`),
     element("p", {class: "verdict-line"}, "Verdict: ", verdict(runVerdict(run))),
+    searchResult(run),
     outcome.unfinished_reason && element("p", null, `No test of this run can have passed: ${outcome.unfinished_reason}.`),
     unfinished && element("p", null, `Test ${unfinished.name} did not finish: ${formatNumber(unfinished.elapsed_s)} of ` +
       `${formatNumber(unfinished.configured_duration_s)} s ran.`),
