@@ -153,13 +153,14 @@ TEST_F(SweepTest, AllReportsAndTheExitStatusSayTheSame) {
             Query(folder / "r.db",
                   "SELECT group_concat(Text, '|') || '|' FROM DataSetDescriptions WHERE Name = 'Outcome'"),
             ends);
-        EXPECT_EQ(
-            Query(
-                folder / "r.db",
-                "SELECT json_extract(Text, '$.highest') FROM DataSetDescriptions WHERE Name = 'SweepResult'"),
-            !sweep.contains("highest")   ? ""
-            : sweep["highest"].is_null() ? "NULL"
-                                         : sweep["highest"].get<std::string>());
+        const json stored = json::parse(
+            Query(folder / "r.db", "SELECT Text FROM DataSetDescriptions WHERE Name = 'SweepResult'"));
+        EXPECT_EQ(stored["end"], outcome["end"]);
+        EXPECT_EQ(stored.contains("highest") ? stored["highest"].dump() : "-", one.highest);
+        EXPECT_EQ(Query(folder / "r.db",
+                        "SELECT count(*) FROM DataSetDescriptions WHERE Name = 'OutcomeDetails' AND "
+                        "json_extract(Text, '$.tests[0].data_set') = DataSetId"),
+                  std::to_string(one.iterations));
         EXPECT_THAT(ReadFile(folder / "j.xml"), HasSubstr(one.status == 0 ? "" : "<failure"));
     }
     EXPECT_THAT(RunIptvtest("results other --json", folder.GetPath()).out,
