@@ -6,6 +6,7 @@
 #include <limits>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <unordered_map>
 #include <utility>
 
 #include "orv/core/emulated_device.h"
@@ -33,14 +34,8 @@ MetricFamily MakeFamily(const char* name, const char* help, MetricType type) {
     return {name, help, type, {}};
 }
 
-/// A name may have other bytes than UTF-8, which no reader of metrics accepts.
-std::string MakeUtf8(const std::string& text) {
-    using nlohmann::json;
-    return json::parse(json(text).dump(-1, ' ', false, json::error_handler_t::replace)).get<std::string>();
-}
-
 Labels Add(Labels labels, const char* name, const std::string& value) {
-    labels.push_back({name, MakeUtf8(value)});
+    labels.push_back({name, value});
     return labels;
 }
 
@@ -50,20 +45,43 @@ void AddNumber(MetricFamily& family, Labels labels, double value) {
     (family.type == MetricType::Counter ? metric.counter.value : metric.gauge.value) = value;
 }
 
-/// Views and failed joins by name of the port, of its STB blocks. Two ports of one name are counted together:
-/// a metric cannot be there twice.
-std::map<std::string, std::pair<double, double>> CountViews(const core::CProject& project) {
+struct ViewCounts {
+    double views = 0, failed_joins = 0;
+};
+
+/// By port, of its STB blocks. Only the objects on the way to their results are visited, because there may be
+/// thousands of blocks.
+std::unordered_map<const core::CPort*, ViewCounts> CountViews(const core::CProject& project) {
     namespace Id = ids::IptvJoinLeaveResults;
-    std::map<std::string, std::pair<double, double>> counts;
-    for (const CScriptable* block : FindBelow(project, ids::IptvStbBlockResults::CLASS)) {
-        const auto* device = dynamic_cast<const core::CEmulatedDevice*>(block->GetParent()->GetParent());
+    std::unordered_map<const core::CPort*, ViewCounts> counts;
+    framework::ScriptableVec blocks;
+    for (const CScriptable* object : FindBelow(project, ids::EmulatedDevice::CLASS)) {
+        const auto* device = dynamic_cast<const core::CEmulatedDevice*>(object);
         if (!device) continue;
-        const core::CPort* port = device->GetPort();
-        auto& [views, failed] = counts[port ? port->GetName() : std::string()];
-        views += block->GetDouble(Id::NumOfChannelChanges);
-        failed += block->GetDouble(Id::JoinFails) + block->GetDouble(Id::UnicastJoinFails);
+        blocks.clear();
+        device->GetObjects(blocks, ids::IptvStbBlockConfig::CLASS, common::kParentChild);
+        for (const CScriptable* block : blocks) {
+            const CScriptable* result =
+                block->IsDeleted() ? nullptr
+                                   : block->GetObject(ids::IptvStbBlockResults::CLASS, common::kParentChild);
+            if (!result || result->IsDeleted()) continue;
+            ViewCounts& sum = counts[device->GetPort()];
+            sum.views += result->GetDouble(Id::NumOfChannelChanges);
+            sum.failed_joins += result->GetDouble(Id::JoinFails) + result->GetDouble(Id::UnicastJoinFails);
+        }
     }
     return counts;
+}
+
+/// Two ports of one name are counted together: a metric cannot be there twice.
+std::map<std::string, ViewCounts> CountViewsByName(const core::CProject& project) {
+    std::map<std::string, ViewCounts> by_name;
+    for (const auto& [port, counts] : CountViews(project)) {
+        ViewCounts& sum = by_name[port ? port->GetName() : ""];
+        sum.views += counts.views;
+        sum.failed_joins += counts.failed_joins;
+    }
+    return by_name;
 }
 
 void AddPorts(std::vector<MetricFamily>& families, const core::CProject& project, const Labels& test) {
@@ -73,10 +91,10 @@ void AddPorts(std::vector<MetricFamily>& families, const core::CProject& project
     };
     MetricFamily views = counter("iptvtest_channel_changes_total", "Channel views that have ended");
     MetricFamily failed = counter("iptvtest_failed_joins_total", "Multicast and unicast joins that failed");
-    for (const auto& [port, counts] : CountViews(project)) {
+    for (const auto& [port, counts] : CountViewsByName(project)) {
         const Labels labels = Add(test, "port", port);
-        AddNumber(views, labels, counts.first);
-        AddNumber(failed, labels, counts.second);
+        AddNumber(views, labels, counts.views);
+        AddNumber(failed, labels, counts.failed_joins);
     }
     const ScriptableVec results = FindBelow(project, Id::CLASS);
     std::pair<MetricFamily, common::PropId> packets[] = {
