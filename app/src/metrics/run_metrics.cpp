@@ -49,26 +49,16 @@ struct ViewCounts {
     double views = 0, failed_joins = 0;
 };
 
-/// By port, of its STB blocks. Only the objects on the way to their results are visited, because there may be
-/// thousands of blocks.
+/// By port, of its STB blocks.
 std::unordered_map<const core::CPort*, ViewCounts> CountViews(const core::CProject& project) {
     namespace Id = ids::IptvJoinLeaveResults;
     std::unordered_map<const core::CPort*, ViewCounts> counts;
-    framework::ScriptableVec blocks;
-    for (const CScriptable* object : FindBelow(project, ids::EmulatedDevice::CLASS)) {
-        const auto* device = dynamic_cast<const core::CEmulatedDevice*>(object);
+    for (const CScriptable* result : FindBlockResults(project)) {
+        const auto* device = dynamic_cast<const core::CEmulatedDevice*>(result->GetParent()->GetParent());
         if (!device) continue;
-        blocks.clear();
-        device->GetObjects(blocks, ids::IptvStbBlockConfig::CLASS, common::kParentChild);
-        for (const CScriptable* block : blocks) {
-            const CScriptable* result =
-                block->IsDeleted() ? nullptr
-                                   : block->GetObject(ids::IptvStbBlockResults::CLASS, common::kParentChild);
-            if (!result || result->IsDeleted()) continue;
-            ViewCounts& sum = counts[device->GetPort()];
-            sum.views += result->GetDouble(Id::NumOfChannelChanges);
-            sum.failed_joins += result->GetDouble(Id::JoinFails) + result->GetDouble(Id::UnicastJoinFails);
-        }
+        ViewCounts& sum = counts[device->GetPort()];
+        sum.views += result->GetDouble(Id::NumOfChannelChanges);
+        sum.failed_joins += result->GetDouble(Id::JoinFails) + result->GetDouble(Id::UnicastJoinFails);
     }
     return counts;
 }
