@@ -1,9 +1,13 @@
 #include "metrics_server.h"
 
+#include <arpa/inet.h>
 #include <fmt/format.h>
 #include <prometheus/collectable.h>
 #include <prometheus/exposer.h>
 
+#include <algorithm>
+#include <charconv>
+#include <cstdint>
 #include <exception>
 #include <mutex>
 #include <utility>
@@ -17,10 +21,23 @@ namespace orv::app {
 namespace {
 
 constexpr auto kPeriod = std::chrono::seconds(1);
+/// Updates take at most this share of the time, because the test waits for them.
+constexpr int kShare = 50;
 
-std::string AddLoopback(const std::string& address) {
-    if (address.starts_with(':')) return "127.0.0.1" + address;
-    return address.find(':') == address.npos ? "127.0.0.1:" + address : address;
+/// "ADDRESS:PORT". The library would accept more, such as lists of addresses, or a port on all of them.
+std::string CompleteAddress(const std::string& text) {
+    const std::size_t colon = text.find(':');
+    const std::string address = colon == text.npos ? "127.0.0.1" : text.substr(0, colon);
+    const std::string port = colon == text.npos ? text : text.substr(colon + 1);
+    std::uint16_t number = 0;
+    const auto [end, error] = std::from_chars(port.data(), port.data() + port.size(), number);
+    in_addr ignored{};
+    if (error != std::errc() || end != port.data() + port.size() || number == 0 ||
+        inet_pton(AF_INET, address.c_str(), &ignored) != 1) {
+        throw common::COrvRunTimeError(fmt::format(
+            "\"{}\" is not a port from 1 to 65535, or an IPv4 address, a colon and such a port", text));
+    }
+    return fmt::format("{}:{}", address, number);
 }
 
 }  // namespace
@@ -48,7 +65,7 @@ struct MetricsServer::Listener {
 };
 
 MetricsServer::MetricsServer(const std::string& address) : snapshot_(std::make_shared<Snapshot>()) {
-    const std::string where = AddLoopback(address);
+    const std::string where = CompleteAddress(address);
     try {
         listener_ = std::make_unique<Listener>(where);
     } catch (const std::exception&) {  // its text says nothing more
@@ -59,16 +76,18 @@ MetricsServer::MetricsServer(const std::string& address) : snapshot_(std::make_s
 
 MetricsServer::~MetricsServer() = default;
 
-bool MetricsServer::IsDue() const {
-    return std::chrono::steady_clock::now() - updated_ >= kPeriod;
+void MetricsServer::BeginTest(const std::string& name) {
+    test_ = name;
+    due_ = {};
 }
 
 void MetricsServer::Update(const RunProgress& progress) {
-    if (!progress.test.empty()) test_ = progress.test;
-    if (test_.empty()) return;
-    snapshot_->Set(MakeRunMetrics(progress, test_));
-    // Taking them may take long in a test of many set-top boxes.
-    updated_ = std::chrono::steady_clock::now();
+    const Clock::time_point begin = Clock::now();
+    snapshot_->Set(MakeRunMetrics(progress, test_, iteration_));
+    const Clock::time_point end = Clock::now();
+    // While the next test is set up, its results begin from 0 and are none of the last one.
+    due_ = progress.test.empty() ? Clock::time_point::max()
+                                 : end + std::max<Clock::duration>(kPeriod, kShare * (end - begin));
 }
 
 }  // namespace orv::app

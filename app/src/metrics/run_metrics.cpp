@@ -6,6 +6,7 @@
 #include <limits>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <unordered_map>
 #include <utility>
 
 #include "orv/core/emulated_device.h"
@@ -33,38 +34,59 @@ MetricFamily MakeFamily(const char* name, const char* help, MetricType type) {
     return {name, help, type, {}};
 }
 
+Labels Add(Labels labels, const char* name, const std::string& value) {
+    labels.push_back({name, value});
+    return labels;
+}
+
 void AddNumber(MetricFamily& family, Labels labels, double value) {
     ClientMetric& metric = family.metric.emplace_back();
     metric.label = std::move(labels);
     (family.type == MetricType::Counter ? metric.counter.value : metric.gauge.value) = value;
 }
 
-/// Views and failed joins by port, of its STB blocks.
-std::map<const core::CPort*, std::pair<double, double>> CountViews(const core::CProject& project) {
+struct ViewCounts {
+    double views = 0, failed_joins = 0;
+};
+
+/// By port, of its STB blocks.
+std::unordered_map<const core::CPort*, ViewCounts> CountViews(const core::CProject& project) {
     namespace Id = ids::IptvJoinLeaveResults;
-    std::map<const core::CPort*, std::pair<double, double>> counts;
-    for (const CScriptable* block : FindBelow(project, ids::IptvStbBlockResults::CLASS)) {
-        const auto* device = dynamic_cast<const core::CEmulatedDevice*>(block->GetParent()->GetParent());
+    std::unordered_map<const core::CPort*, ViewCounts> counts;
+    for (const CScriptable* result : FindBlockResults(project)) {
+        const auto* device = dynamic_cast<const core::CEmulatedDevice*>(result->GetParent()->GetParent());
         if (!device) continue;
-        auto& [views, failed] = counts[device->GetPort()];
-        views += block->GetDouble(Id::NumOfChannelChanges);
-        failed += block->GetDouble(Id::JoinFails) + block->GetDouble(Id::UnicastJoinFails);
+        ViewCounts& sum = counts[device->GetPort()];
+        sum.views += result->GetDouble(Id::NumOfChannelChanges);
+        sum.failed_joins += result->GetDouble(Id::JoinFails) + result->GetDouble(Id::UnicastJoinFails);
     }
     return counts;
 }
 
-void AddPorts(std::vector<MetricFamily>& families, const core::CProject& project, const std::string& test) {
+/// Two ports of one name are counted together: a metric cannot be there twice.
+std::map<std::string, ViewCounts> CountViewsByName(const core::CProject& project) {
+    std::map<std::string, ViewCounts> by_name;
+    for (const auto& [port, counts] : CountViews(project)) {
+        ViewCounts& sum = by_name[port ? port->GetName() : ""];
+        sum.views += counts.views;
+        sum.failed_joins += counts.failed_joins;
+    }
+    return by_name;
+}
+
+void AddPorts(std::vector<MetricFamily>& families, const core::CProject& project, const Labels& test) {
     namespace Id = ids::IptvPortResults;
     const auto counter = [](const char* name, const char* help) {
         return MakeFamily(name, help, MetricType::Counter);
     };
     MetricFamily views = counter("iptvtest_channel_changes_total", "Channel views that have ended");
     MetricFamily failed = counter("iptvtest_failed_joins_total", "Multicast and unicast joins that failed");
-    for (const auto& [port, counts] : CountViews(project)) {
-        const Labels labels{{"test", test}, {"port", port ? port->GetName() : ""}};
-        AddNumber(views, labels, counts.first);
-        AddNumber(failed, labels, counts.second);
+    for (const auto& [port, counts] : CountViewsByName(project)) {
+        const Labels labels = Add(test, "port", port);
+        AddNumber(views, labels, counts.views);
+        AddNumber(failed, labels, counts.failed_joins);
     }
+    const ScriptableVec results = FindBelow(project, Id::CLASS);
     std::pair<MetricFamily, common::PropId> packets[] = {
         {counter("iptvtest_packets_received_total", "Stream packets received"), Id::TotalPkts},
         {counter("iptvtest_packets_lost_total", "Stream packets lost"), Id::DroppedFrameCount},
@@ -74,13 +96,14 @@ void AddPorts(std::vector<MetricFamily>& families, const core::CProject& project
         {counter("iptvtest_packets_late_total", "Stream packets late"), Id::LateFrameCount},
         {counter("iptvtest_payload_errors_total", "Errors in the payload of stream packets"),
          Id::PrbsErrorCount}};
-    for (const CScriptable* result : FindBelow(project, Id::CLASS)) {
-        const Labels labels{{"test", test}, {"port", result->GetParent()->GetName()}};
-        for (auto& [family, property] : packets) {
-            AddNumber(family, labels,
-                      property == Id::TotalPkts ? result->GetDouble(property)
-                                                : static_cast<double>(result->GetU64(property)));
+    for (auto& [family, property] : packets) {
+        std::map<std::string, double> counts;
+        for (const CScriptable* result : results) {
+            counts[result->GetParent()->GetName()] += property == Id::TotalPkts
+                                                          ? result->GetDouble(property)
+                                                          : static_cast<double>(result->GetU64(property));
         }
+        for (const auto& [port, count] : counts) AddNumber(family, Add(test, "port", port), count);
     }
     families.push_back(std::move(views));
     families.push_back(std::move(failed));
@@ -92,8 +115,7 @@ double GetMiddle(std::uint32_t bucket) {
     return std::ldexp(1 + (bucket % 64 + 0.5) / 64, static_cast<int>(bucket / 64) - 10) / 1000;
 }
 
-void AddLatencies(std::vector<MetricFamily>& families, const core::CProject& project,
-                  const std::string& test) {
+void AddLatencies(std::vector<MetricFamily>& families, const core::CProject& project, const Labels& test) {
     namespace Id = ids::IptvLatencyDistribution;
     MetricFamily family =
         MakeFamily("iptvtest_latency_seconds", "Latencies of the whole test", MetricType::Histogram);
@@ -101,7 +123,7 @@ void AddLatencies(std::vector<MetricFamily>& families, const core::CProject& pro
     project.GetObjects(distributions, Id::CLASS, common::kParentChild);
     for (const CScriptable* distribution : distributions) {
         ClientMetric& metric = family.metric.emplace_back();
-        metric.label = {{"test", test}, {"latency", distribution->GetString(Id::Figure)}};
+        metric.label = Add(test, "latency", distribution->GetString(Id::Figure));
         metric.histogram.sample_count = distribution->GetU64(Id::Count);
         metric.histogram.sample_sum =
             distribution->GetDouble(Id::Mean) / 1000 * static_cast<double>(distribution->GetU64(Id::Count));
@@ -122,11 +144,14 @@ void AddLatencies(std::vector<MetricFamily>& families, const core::CProject& pro
 
 }  // namespace
 
-std::vector<MetricFamily> MakeRunMetrics(const RunProgress& progress, const std::string& test) {
+std::vector<MetricFamily> MakeRunMetrics(const RunProgress& progress, const std::string& test,
+                                         std::size_t iteration) {
+    Labels labels = Add({}, "test", test);
+    if (iteration > 0) labels = Add(labels, "iteration", std::to_string(iteration));
     std::vector<MetricFamily> families;
     const auto add_gauge = [&](const char* name, const char* help, double value) {
         families.push_back(MakeFamily(name, help, MetricType::Gauge));
-        AddNumber(families.back(), {{"test", test}}, value);
+        AddNumber(families.back(), labels, value);
     };
     const auto seconds = [](std::chrono::nanoseconds time) {
         return std::chrono::duration<double>(time).count();
@@ -144,8 +169,8 @@ std::vector<MetricFamily> MakeRunMetrics(const RunProgress& progress, const std:
             project->GetObject(ids::IptvTestResults::CLASS, common::kParentChild))) {
         results->Refresh();
     }
-    AddPorts(families, *project, test);
-    AddLatencies(families, *project, test);
+    AddPorts(families, *project, labels);
+    AddLatencies(families, *project, labels);
     return families;
 }
 

@@ -61,6 +61,16 @@ class MeteredConsole : public Console {
     MeteredConsole(std::ostream& out, const Options& options, MetricsServer* metrics)
         : Console(out, options), metrics_(metrics) {}
 
+    void OnTestBegins(const std::string& test, std::chrono::nanoseconds duration) override {
+        if (metrics_) metrics_->BeginTest(test);
+        Console::OnTestBegins(test, duration);
+    }
+    void OnTestEnds() override {
+        if (metrics_) metrics_->EndTest();
+    }
+    void OnIterationBegins(std::size_t number) override {
+        if (metrics_) metrics_->BeginIteration(number);
+    }
     bool WantsProgress() override { return IsDue() || Console::WantsProgress(); }
     void OnProgress(const RunProgress& progress) override {
         if (IsDue()) metrics_->Update(progress);

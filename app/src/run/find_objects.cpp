@@ -4,6 +4,7 @@
 
 #include "orv/framework/scriptable_locator.h"
 #include "orv/framework/sequencer.h"
+#include "orv/ids/core_ids.h"
 #include "orv/ids/igmpmld_ids.h"
 #include "orv/ids/iptv_ids.h"
 #include "orv/ids/mcastcore_ids.h"
@@ -51,6 +52,20 @@ ScriptableVec FindStbBlocks(const core::CProject& project) {
         return !block->GetActive() && !std::binary_search(covered.begin(), covered.end(), block);
     });
     return blocks;
+}
+
+ScriptableVec FindBlockResults(const core::CProject& project) {
+    ScriptableVec results, blocks;
+    for (const CScriptable* device : FindBelow(project, ids::EmulatedDevice::CLASS)) {
+        blocks.clear();
+        device->GetObjects(blocks, ids::IptvStbBlockConfig::CLASS, common::kParentChild);
+        for (const CScriptable* block : blocks) {
+            if (block->IsDeleted()) continue;
+            CScriptable* result = block->GetObject(ids::IptvStbBlockResults::CLASS, common::kParentChild);
+            if (result && !result->IsDeleted()) results.push_back(result);
+        }
+    }
+    return results;
 }
 
 bool IsIpv4(const CScriptable& group_or_protocol) {

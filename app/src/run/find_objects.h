@@ -23,6 +23,9 @@ std::vector<const framework::CCommand*> FindStartCommands();
 ScriptableVec FindStbBlocks(const framework::CCommand& start);
 /// The active STB blocks, and those that a start command covers: a start checks both.
 ScriptableVec FindStbBlocks(const core::CProject& project);
+/// The results of all STB blocks. Visits only the objects on the way to them, since there may be thousands,
+/// and a running test asks often.
+ScriptableVec FindBlockResults(const core::CProject& project);
 
 /// The multicast group of a channel block, or the protocol of an STB block, is one of IPv4.
 bool IsIpv4(const CScriptable& group_or_protocol);

@@ -129,7 +129,7 @@ LiveFigures GetLiveFigures() {
     namespace Id = ids::IptvJoinLeaveResults;
     LiveFigures figures;
     double latencies = 0, joins = 0;
-    for (const CScriptable* block : FindInProject(ids::IptvStbBlockResults::CLASS)) {
+    for (const CScriptable* block : FindBlockResults(*core::CProject::GetCurrentActiveInstance())) {
         const double changes = block->GetDouble(Id::NumOfChannelChanges);
         const double failed = block->GetDouble(Id::JoinFails);
         const double latency = block->GetDouble(Id::AvgJoinLatency);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <string>
 
 #include "orv/framework/logger.h"
@@ -21,6 +22,10 @@ class IRunObserver {
   public:
     virtual ~IRunObserver() = default;
     virtual void OnTestBegins(const std::string& test, std::chrono::nanoseconds duration) = 0;
+    /// Its results are final.
+    virtual void OnTestEnds() {}
+    /// The tests that follow are those of this iteration of a sweep, from 1. Not under the task lock.
+    virtual void OnIterationBegins(std::size_t) {}
     /// True while the observer shows figures; otherwise they are not looked up.
     virtual bool WantsProgress() = 0;
     virtual void OnProgress(const RunProgress& progress) = 0;

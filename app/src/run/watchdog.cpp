@@ -160,6 +160,7 @@ void Watchdog::LookForEnd() {
     }
     if (IsStartDisabled(running_->block)) return;
     running_.reset();
+    observer_.OnTestEnds();
     // The command that waits for the end of the test need not wait for its next poll.
     if (interrupted_) framework::CSequencer::Instance().Stop();
 }
@@ -200,6 +201,7 @@ void Watchdog::LookForOverdue() {
             log_.AddError(fmt::format("The test \"{}\" could not be ended.", running_->name));
             framework::CSequencer::Instance().Stop();
             running_.reset();
+            observer_.OnTestEnds();
             // Without ports no test counts as running, so no command waits for it.
             for (PortLink* link : laboratory_.GetPorts()) link->Cut("its test could not be ended");
             return;

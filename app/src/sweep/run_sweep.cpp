@@ -191,6 +191,7 @@ class SweepRun {
             shared.sweep->iterations.push_back(iteration);
         });
         observer_.OnNote(MakeNote(sweep, iteration));
+        observer_.OnIterationBegins(step.number);
         RunOptions options = options_;
         options.seed = outcome_.seed + step.repetition - 1;
         options.iteration = step.number;
