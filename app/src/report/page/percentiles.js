@@ -66,6 +66,27 @@ function percentileChart(title, curves) {
 }
 
 const MOST_BARS = 60;
+const MOST_LINEAR_RATIO = 16;
+
+// Bars as [from, to, count]. The buckets get twice as wide with each power of two, and bars of different widths would show
+// steps that are not there: bars are as wide as each other, or, where the values differ much, their ratios are equal.
+function histogramBars(buckets) {
+  const first = buckets[0][0], last = buckets[buckets.length - 1][0];
+  const lowest = lowerBound(first), highest = lowerBound(last + 1);
+  const isLinear = highest / lowest <= MOST_LINEAR_RATIO;
+  let width = isLinear ? highest - lowerBound(last) : 1 / 8;
+  const position = (ms) => Math.floor((isLinear ? ms : Math.log2(ms)) / width);
+  const middle = (bucket) => (lowerBound(bucket) + lowerBound(bucket + 1)) / 2;
+  while (position(middle(last)) - position(middle(first)) >= MOST_BARS) width *= 2;
+  const start = position(middle(first));
+  const bound = (bar) => isLinear ? (start + bar) * width : 2 ** ((start + bar) * width);
+  const counts = [];
+  for (const [bucket, count] of buckets) {
+    const bar = position(middle(bucket)) - start;
+    counts[bar] = (counts[bar] || 0) + count;
+  }
+  return Array.from(counts, (count, bar) => [bound(bar), bound(bar + 1), count || 0]);
+}
 
 function histogramChart(test, kind, row, figure, name) {
   const title = `Histogram: ${figure}, ${name}`;
@@ -76,15 +97,7 @@ function histogramChart(test, kind, row, figure, name) {
     return {title, empty: measured ? "The histogram of this object is not in the page: it holds those of the objects " +
       "that differ most from the test. The percentiles are in the table of its kind." : `No ${figure} was measured.`};
   }
-  const first = buckets[0][0];
-  const merged = Math.ceil((buckets[buckets.length - 1][0] - first + 1) / MOST_BARS);
-  const bars = [];
-  for (const [bucket, count] of buckets) {
-    const bar = Math.floor((bucket - first) / merged);
-    bars[bar] = (bars[bar] || 0) + count;
-  }
-  const rows = Array.from(bars, (count, bar) => [lowerBound(first + bar * merged), lowerBound(first + (bar + 1) * merged),
-    count || 0]);
+  const rows = histogramBars(buckets);
   const most = rows.reduce((best, bar) => bar[2] > best[2] ? bar : best);
   return {
     title,

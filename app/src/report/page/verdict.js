@@ -49,6 +49,15 @@ function expectations(test) {
         verdict(item.met ? "passed" : "failed")]), [1]);
 }
 
+function expectationsLine(run) {
+  const all = run.tests.flatMap((test) => test.outcome.expectations || []);
+  if (all.length === 0) return [];
+  const met = all.filter((item) => item.met === true).length;
+  const failed = all.some((item) => item.met === false);
+  return element("p", {class: "verdict-line"}, "Expectations: ",
+    verdict(failed ? "failed" : met === all.length ? "passed" : "not finished"), ` ${met} of ${all.length} met`);
+}
+
 function testsTable(run) {
   const numbers = [4, 5, 6];
   return simpleTable("Tests of the run", ["Test", "Verdict", "Started (UTC)", "Type", "Views", "Failed joins", "Failed joins (%)"],
@@ -69,6 +78,7 @@ function runCard(run) {
   return element("div", {class: "card"},
     element("h3", null, runs.length > 1 ? run.label : several ? "Run" : `Test ${run.tests[0].json.name || run.label}`),
     element("p", {class: "verdict-line"}, "Verdict: ", verdict(runVerdict(run))),
+    expectationsLine(run),
     searchResult(run),
     outcome.unfinished_reason && element("p", null, `No test of this run can have passed: ${outcome.unfinished_reason}.`),
     unfinished && element("p", null, `Test ${unfinished.name} did not finish: ${formatNumber(unfinished.elapsed_s)} of ` +
