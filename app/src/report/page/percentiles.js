@@ -66,14 +66,20 @@ function percentileChart(title, curves) {
 }
 
 const MOST_BARS = 60;
-const MOST_LINEAR_RATIO = 16;
+const LEAST_LINEAR_PART = 0.1;
 
 // Bars as [from, to, count]. The buckets get twice as wide with each power of two, and bars of different widths would show
-// steps that are not there: bars are as wide as each other, or, where the values differ much, their ratios are equal.
+// steps that are not there: bars are as wide as each other, or, where few bars would hold nearly all values, their ratios
+// are equal.
 function histogramBars(buckets) {
   const first = buckets[0][0], last = buckets[buckets.length - 1][0];
   const lowest = lowerBound(first), highest = lowerBound(last + 1);
-  const isLinear = highest / lowest <= MOST_LINEAR_RATIO;
+  const total = buckets.reduce((sum, [, count]) => sum + count, 0);
+  const quantile = (share) => {
+    let below = 0;
+    return lowerBound(buckets.find(([, count]) => (below += count) >= share * total)[0]);
+  };
+  const isLinear = first === last || quantile(0.95) - quantile(0.05) >= LEAST_LINEAR_PART * (highest - lowest);
   let width = isLinear ? highest - lowerBound(last) : 1 / 8;
   const position = (ms) => Math.floor((isLinear ? ms : Math.log2(ms)) / width);
   const middle = (bucket) => (lowerBound(bucket) + lowerBound(bucket + 1)) / 2;
