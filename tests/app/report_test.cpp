@@ -198,12 +198,13 @@ TEST(ReportPageTest, RefusesWhatIsNoDatabaseAndOverwritesNone) {
         const char* arguments;
         int status;
         const char* problem;
-    } cases[] = {{"report a -o a.db", 2, "is a database, which the report would overwrite"},
+    } cases[] = {{"report a -o a.db", 2, "a.db cannot be written: it is a database"},
                  {"report none -o x.html", 2, "there is no such file"},
                  {"report a -o /dev/full", 3, "cannot be written"},
                  {"report a --data-set 9 -o x.html", 2, "has no data set 9"},
                  {"run test.yaml -q --db b --report b.db", 2, "--report"},
-                 {"run test.yaml -q --db b --report /dev/full --junit b.xml", 3, "--report: /dev/full"}};
+                 {"run test.yaml -q --db b --report /dev/full --junit b.xml", 3, "--report: /dev/full"},
+                 {"report a -o b.db", 2, "b.db cannot be written: it is a database"}};
     for (const auto& [arguments, status, problem] : cases) {
         const ProgramRun run = RunIptvtest(arguments, folder.GetPath());
         EXPECT_EQ(run.status, status) << arguments;

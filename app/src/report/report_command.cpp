@@ -5,24 +5,16 @@
 #include <cerrno>
 #include <cstring>
 #include <fstream>
-#include <system_error>
-
 #include "report/page.h"
 #include "results_viewer/guarded.h"
 #include "results_viewer/results_database.h"
+#include "run/output_files.h"
 
 namespace orv::app {
 
 namespace fs = std::filesystem;
 
 void WriteReport(const ReportRequest& request) {
-    for (const fs::path& database : request.databases) {
-        std::error_code error;
-        if (fs::equivalent(FindDatabase(database), request.page, error)) {
-            throw ResultsError(
-                fmt::format("{} is a database, which the report would overwrite", request.page.string()));
-        }
-    }
     const std::string page = MakeReport(request.databases, request.data_set);
     errno = 0;
     std::ofstream file(request.page, std::ios::binary);
@@ -42,7 +34,15 @@ void WriteNoticeOfBreakOff(const fs::path& page) {
 }
 
 int MakeReportFile(const ReportRequest& request, std::ostream& err) {
-    return RunGuarded(err, [&request] { WriteReport(request); });
+    return RunGuarded(err, [&request] {
+        // Databases are not overwritten, whichever they are.
+        OutputFiles outputs;
+        for (const fs::path& database : request.databases)
+            outputs.AddInput("the database", FindDatabase(database));
+        const std::string problem = outputs.AddOutput("--output", request.page, OutputFiles::Kind::Report);
+        if (!problem.empty()) throw ResultsError("--output: " + problem);
+        WriteReport(request);
+    });
 }
 
 }  // namespace orv::app

@@ -67,11 +67,9 @@ std::string DataSet::DescribeExpectations() const {
     };
     const std::string end = GetText(run_description::kOutcome);
     const bool is_finished = count(nullptr) == 0 && (end == "passed" || end == "failed");
-    return fmt::format("{}, {} of {} met",
-                       count(false) > 0 ? "FAILED"
-                       : is_finished    ? "PASSED"
-                                        : "not finished",
-                       count(true), expectations.size());
+    if (count(false) == 0 && !is_finished) return "not finished";
+    return fmt::format("{}, {} of {} met", count(false) > 0 ? "FAILED" : "PASSED", count(true),
+                       expectations.size());
 }
 
 std::vector<DataSet> ReadDataSets(const ResultsDatabase& database) {

@@ -31,7 +31,7 @@ struct DataSet {
     std::string GetEnd() const;
     /// As in run_description::kOutcomeDetails; null for none.
     nlohmann::ordered_json GetExpectations() const;
-    /// "FAILED, 2 of 3 met"; empty for none.
+    /// "FAILED, 2 of 3 met", "not finished"; empty for none.
     std::string DescribeExpectations() const;
 };
 

@@ -69,7 +69,9 @@ std::vector<ViewNode> MakeLatencyViews(const ResultsDatabase& database, const Da
          kSeriesColumns}};
     std::vector<ViewNode> nodes;
     for (const View& view : kViews) {
-        if (!HasRows(database, data_set, view.table) || !database.HasTable("IptvTestResults")) continue;
+        if (!database.HasTable(view.table) || !database.HasTable("IptvTestResults")) continue;
+        // A test that has ended has the views even if it measured nothing.
+        if (!data_set.HasViews() && !HasRows(database, data_set, view.table)) continue;
         ViewNode& node = nodes.emplace_back();
         node.name = node.path = view.name;
         node.description = view.description;
