@@ -105,7 +105,7 @@ void AddExpectations(Suite& suite, const RunOutcome& outcome, const TestReport& 
                      const char* failure) {
     for (const ExpectationResult& one : test.expectations) {
         const std::string verdict = GetVerdict(outcome, test, one);
-        const std::string measured = "measured: " + one.DescribeMeasured();
+        const std::string measured = one.measured ? "measured: " + one.DescribeMeasured() : "not measured";
         if (verdict == "not finished") {
             suite.AddCase(name, "expect: " + one.text, test.duration, Suite::kSkipped,
                           "not finished: " + GetUnfinishedReason(outcome) + "; " + measured);

@@ -12,7 +12,7 @@ function testedTable(pair) {
     pair.figures.map(({figure, unit, values, n, p, result}) => [`${figure}${unit === "ms" ? " (ms)" : ""}`,
       ...values.map((value) => numberOrMissing(value)),
       isNumber(values[0]) && isNumber(values[1]) ? formatDifference(values[1] - values[0]) : missing(),
-      isNumber(relativeDifference(...values)) ? formatDifference(relativeDifference(...values)) : missing("no first value to divide by"),
+      isNumber(relativeDifference(...values)) ? formatDifference(relativeDifference(...values)) : missing(values[0] === 0 ? "the first value is 0" : undefined),
       `${n[0]} / ${n[1]}`, isNumber(p) ? p < 0.0001 ? "< 0.0001" : p.toFixed(4) : missing("not tested"),
       element("span", {class: result === "different" ? "beyond" : "within"}, RESULTS[result] || result)]), [1, 2, 3, 4, 5, 6]);
 }
