@@ -34,18 +34,23 @@ std::optional<double> Sum(const std::vector<const ResultRow*>& rows, const Count
     return sum;
 }
 
+/// What was sent, as far as it is known: packets that were received or lost.
+double CountPackets(const std::vector<const ResultRow*>& rows) {
+    double packets = 0;
+    for (const Count& one : GetCounts()) {
+        if (one.name == std::string_view("packets") || one.name == std::string_view("lost"))
+            packets += Sum(rows, one).value_or(0);
+    }
+    return packets;
+}
+
 std::optional<double> MeasureShare(const std::vector<const ResultRow*>& rows, const Count& count) {
     if (count.share == Count::Share::OfJoins) {
         JoinCounts joins;
         for (const ResultRow* row : rows) joins += row->GetJoins();
         return joins.GetFailedPercent();
     }
-    // Of what was sent, as far as it is known: packets that were received or lost.
-    double packets = 0;
-    for (const Count& one : GetCounts()) {
-        if (one.name == std::string_view("packets") || one.name == std::string_view("lost"))
-            packets += Sum(rows, one).value_or(0);
-    }
+    const double packets = CountPackets(rows);
     const auto counted = Sum(rows, count);
     return counted && packets > 0 ? std::optional(*counted * 100 / packets) : std::nullopt;
 }
@@ -75,7 +80,8 @@ ExpectationResult Evaluate(const Expectation& expectation, const TestReport& rep
     } else if (expectation.is_percentage) {
         result.unit = "%";
         result.measured = MeasureShare(rows, *expectation.count);
-    } else {
+    } else if (expectation.count->share != Count::Share::OfPackets || CountPackets(rows) > 0) {
+        // Of no packets none can be lost: a dead network must not pass.
         result.measured = Sum(rows, *expectation.count);
     }
     result.met = result.measured && expectation.comparison->holds(*result.measured, expectation.bound);

@@ -27,6 +27,7 @@ struct Column {
     const char* figure;
     bool is_range = false;
     Shown shown = Shown::Always;
+    const char* unicast_figure = nullptr;  ///< is added
 };
 
 constexpr Column kJoinColumns[] = {
@@ -39,7 +40,7 @@ constexpr Column kJoinColumns[] = {
     {"Retransmission ms", "RetransmissionLatency", true, Shown::Retransmission},
     {"Retransmissions failed", "FailedRetransmissionCount", false, Shown::Retransmission},
     {"Packets", "TotalPkts"},
-    {"Lost", "DroppedFrameCount"},
+    {"Lost", "DroppedFrameCount", false, Shown::Always, "DroppedUnicastFrameCount"},
 };
 constexpr Column kChangeColumns[] = {
     {"Change ms", "ChangeLatency", true},
@@ -61,7 +62,10 @@ std::string FormatNumber(double number) {
 }
 
 std::string FormatCell(const ResultRow& row, const Column& column) {
-    if (!column.is_range) return FormatNumber(row.GetNumber(column.figure));
+    if (!column.is_range) {
+        const double unicast = column.unicast_figure ? row.GetNumber(column.unicast_figure) : 0;
+        return FormatNumber(row.GetNumber(column.figure) + unicast);
+    }
     const std::string name = column.figure;
     const double max = row.GetNumber("Max" + name);
     if (max == 0) return "-";

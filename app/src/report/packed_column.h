@@ -11,7 +11,7 @@
 namespace orv::app {
 
 /// The data of the page.
-using PageJson = nlohmann::json;
+using PageJson = nlohmann::ordered_json;
 
 /// Nothing where nothing was measured.
 using Number = std::optional<double>;

@@ -1,6 +1,6 @@
 // What came out: verdict, expectations, and what was run.
 const TYPES = {
-  ZAPPING: "channel zapping", CHANNEL_VERIFICATION: "channel verification", FAST_CHANNEL_CHANGE: "fast channel change",
+  ZAPPING: "channel zapping", VERIFICATION: "channel verification", FAST_CHANNEL_CHANGE: "fast channel change",
   RELIABLE_RETRANSMISSION: "RTP retransmission", FCC_WITH_RRR: "fast channel change with RTP retransmission",
 };
 const ENVIRONMENTS = {TESTING: "test environment", REAL_WORLD: "real world"};
@@ -39,10 +39,10 @@ function joinsFact(test) {
     isNumber(allowed) ? `; ${formatNumber(allowed)} % may fail` : ""]];
 }
 
-function expectations(test) {
+function expectations(test, several) {
   const list = test.outcome.expectations || [];
   if (list.length === 0) return [];
-  return simpleTable(`Expectations of ${test.json.name || "the test"}`, ["Expectation", "Measured", "Unit", "Met"],
+  return simpleTable(`Expectations of ${several ? test.label : test.json.name || "the test"}`, ["Expectation", "Measured", "Unit", "Met"],
     list.map((item) => [textOrMissing(item.text),
       isNumber(item.measured) ? formatNumber(item.measured) : textOrMissing(item.measured, "not measured"),
       item.unit || "", item.met === null || item.met === undefined ? verdict("not decided") :
@@ -54,8 +54,9 @@ function expectationsLine(run) {
   if (all.length === 0) return [];
   const met = all.filter((item) => item.met === true).length;
   const failed = all.some((item) => item.met === false);
-  return element("p", {class: "verdict-line"}, "Expectations: ",
-    verdict(failed ? "failed" : met === all.length ? "passed" : "not finished"), ` ${met} of ${all.length} met`);
+  if (!failed && met < all.length) return element("p", {class: "verdict-line"}, "Expectations: ", verdict("not finished"));
+  return element("p", {class: "verdict-line"}, "Expectations: ", verdict(failed ? "failed" : "passed"),
+    ` ${met} of ${all.length} met`);
 }
 
 function testsTable(run) {
@@ -91,7 +92,7 @@ function runCard(run) {
       ["Database", json.file],
     ]),
     several && testsTable(run),
-    run.tests.map(expectations),
+    run.tests.map((test) => expectations(test, several)),
     problems("Errors of the run", outcome.errors),
     problems("Warnings", outcome.warnings));
 }
