@@ -23,12 +23,23 @@ Json MakeDistributions(const std::vector<Distribution>& distributions) {
     return json;
 }
 
+/// Least, mean or greatest of a latency that no view had: the results hold 0 then, which none can be.
+bool IsUnmeasured(const ResultRow& row, const std::string& figure) {
+    constexpr std::size_t kPrefix = 3;  // Min, Avg, Max
+    const bool is_statistic =
+        figure.ends_with("Latency") &&
+        (figure.starts_with("Min") || figure.starts_with("Avg") || figure.starts_with("Max"));
+    return is_statistic && row.GetNumber("Max" + figure.substr(kPrefix)) == 0;
+}
+
 Json MakeRows(const std::vector<ResultRow>& rows) {
     Json list = Json::array();
     for (const ResultRow& row : rows) {
         Json entry{{"name", row.name}};
-        for (const auto& [name, figure] : row.figures)
+        for (const auto& [name, figure] : row.figures) {
+            if (IsUnmeasured(row, name)) continue;
             std::visit([&entry, &name = name](const auto& value) { entry[name] = value; }, figure);
+        }
         entry["distributions"] = MakeDistributions(row.distributions);
         list.push_back(std::move(entry));
     }
