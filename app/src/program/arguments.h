@@ -22,7 +22,7 @@ struct Arguments {
     bool quiet = false;
     bool json = false;  ///< of run and validate
     std::filesystem::path junit;
-    std::string metrics;  ///< of run: where to serve metrics; empty: nowhere
+    std::string metrics;         ///< of run: where to serve metrics; empty: nowhere
     std::filesystem::path page;  ///< of run: where to write the report as HTML
     RunOptions run;
     std::optional<framework::ClockKind> clock;  ///< none: as the ports need it

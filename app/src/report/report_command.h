@@ -23,8 +23,8 @@ void WriteReport(const ReportRequest& request);
 /// Writes a page that says that the run was ended at once, and how to get its report. Errors are ignored.
 void WriteNoticeOfBreakOff(const std::filesystem::path& page);
 
-/// WriteReport as a command, which overwrites no database; errors go to `err`. Returns the exit status: 0; 2 after bad input; 3 when memory
-/// or disk space runs out, or the page cannot be written.
+/// WriteReport as a command, which overwrites no database; errors go to `err`. Returns the exit status: 0; 2
+/// after bad input; 3 when memory or disk space runs out, or the page cannot be written.
 int MakeReportFile(const ReportRequest& request, std::ostream& err);
 
 }  // namespace orv::app

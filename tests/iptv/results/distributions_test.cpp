@@ -108,6 +108,16 @@ TEST(ValueLogTest, CountsEveryValueWhereItBelongs) {
     }
 }
 
+TEST(TestDistributionsTest, NothingOfATestIsLeftForTheNext) {
+    TestDistributions test;
+    ViewSink(test.GetLog(), test.FindOrMakeRange(1), test.FindOrMakeSeries(3).FindOrMake(5))
+        .Add(Latency::kJoin, 10);
+    test.Clear();
+    test.GetLog().Drain(test.FindOrMakeBlock(2, 4, 3).set);
+    EXPECT_EQ(test.MergeTest()[Latency::kJoin].GetCount(), 0);
+    EXPECT_TRUE(test.GetRanges().empty());
+}
+
 constexpr std::int64_t kSecond = 100'000'000;
 
 /// Views by number of the interval, counted from the first one.

@@ -227,6 +227,7 @@ void BlockBinning::BinRetransmission(const stbox_event_rrr_s& ev) {
 
 void BlockBinning::BinBatch(std::span<const stbox_event_s> views,
                             std::span<const stbox_event_rrr_s> retransmissions) {
+    manager_.GetDistributions().GetLog().Discard();  // of a batch that an exception ended
     for (const stbox_event_s& ev : views) BinView(ev);
     for (const stbox_event_rrr_s& ev : retransmissions) BinRetransmission(ev);
     manager_.GetDistributions().GetLog().Drain(*block_distributions_);

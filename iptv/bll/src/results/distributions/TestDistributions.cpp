@@ -11,6 +11,7 @@ TestDistributions::Block& TestDistributions::FindOrMakeBlock(std::uint32_t block
 }
 
 void TestDistributions::Clear() {
+    log_.Discard();  // refers to what is cleared
     ranges_.clear();
     blocks_.clear();
     series_.clear();

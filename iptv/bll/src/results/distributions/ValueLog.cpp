@@ -18,11 +18,15 @@ constexpr std::size_t kFetchIndex = 2 * kFetchCount;
 void ValueLog::Drain(DistributionSet& block) {
     for (std::size_t i = 0; i < kNumLatencies; ++i) {
         const auto latency = static_cast<Latency>(i);
-        Values& values = values_[i];
+        const Values& values = values_[i];
         values.size < kLeastTogether ? CountSingly(latency, values, block[latency])
                                      : CountTogether(latency, values, block[latency]);
-        values.size = 0;
     }
+    Discard();
+}
+
+void ValueLog::Discard() {
+    for (std::size_t i = 0; i < kNumLatencies; ++i) values_[i].size = 0;
     num_views_ = 0;
     is_one_range_ = is_one_interval_ = true;
 }

@@ -36,6 +36,8 @@ class ValueLog {
     /// Counts the values in the block, their ranges and intervals, and forgets them. Call while all of these
     /// exist.
     void Drain(DistributionSet& block);
+    /// Forgets values that were not counted because of an exception.
+    void Discard();
 
   private:
     struct View {
