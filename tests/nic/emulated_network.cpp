@@ -101,7 +101,9 @@ void EmulatedNetwork::Deliver(std::span<const std::byte> frame, const ReceiveInf
 }
 
 std::size_t EmulatedNetwork::CountSent(const std::string& text) const {
-    return static_cast<std::size_t>(std::ranges::count(sent, text, &Sent::text));
+    return static_cast<std::size_t>(std::ranges::count_if(sent, [&](const Sent& frame) {
+        return (' ' + frame.text + ' ').find(' ' + text + ' ') != std::string::npos;  // a record among others
+    }));
 }
 
 std::set<std::string> EmulatedNetwork::GetMemberships() const {

@@ -26,8 +26,6 @@ struct MembershipHost::Membership {
 
     const IpAddress group;
     GroupState state;
-    /// Repeats changes (IGMPv3, MLDv2).
-    std::uint64_t change_timer = 0;
     /// Sends a report: the answer to a query, in the older versions also the next repeat of a join.
     std::uint64_t report_timer = 0;
     Nanoseconds report_due{};

@@ -39,10 +39,8 @@ MembershipHost::MembershipHost(const HostAddress& address, const Settings& setti
 
 MembershipHost::~MembershipHost() {
     cancel(general_timer_);
-    for (const auto& membership : memberships_) {
-        cancel(membership->change_timer);
-        cancel(membership->report_timer);
-    }
+    cancel(change_timer_);
+    for (const auto& membership : memberships_) cancel(membership->report_timer);
 }
 
 std::optional<Nanoseconds> MembershipHost::Join(const IpAddress& group, FilterMode mode,
@@ -65,9 +63,9 @@ void MembershipHost::LeaveAll() {
 }
 
 bool MembershipHost::IsIdle() const {
-    return general_timer_ == 0 && std::ranges::all_of(memberships_, [](const auto& membership) {
-               return membership->change_timer == 0 && membership->report_timer == 0;
-           });
+    return general_timer_ == 0 && change_timer_ == 0 &&
+           std::ranges::all_of(memberships_,
+                               [](const auto& membership) { return membership->report_timer == 0; });
 }
 
 MembershipVersion MembershipHost::GetVersion() const {
@@ -132,7 +130,7 @@ std::optional<Nanoseconds> MembershipHost::tell_change(Membership& membership, b
         if (!has_anything_to_report()) cancel(general_timer_);
     }
     if (is_reportable(membership.group) && HasSourceFilters(spoken_)) {
-        send_changes(membership);
+        send_changes(&membership);
         return now;
     }
     // The older versions have members and non-members only, no source filters.
@@ -187,8 +185,8 @@ bool MembershipHost::settle_version() {
     // For an IGMPv2 host, only the format of reports differs (RFC 2236 section 4).
     if (!HasSourceFilters(settings_.version)) return false;
     cancel(general_timer_);
+    cancel(change_timer_);
     for (const auto& membership : memberships_) {
-        cancel(membership->change_timer);
         cancel(membership->report_timer);
         membership->state.forget_changes();
         membership->queried_sources.clear();

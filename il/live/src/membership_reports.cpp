@@ -65,21 +65,35 @@ void MembershipHost::OnReport(const IpAddress& group) {
     membership->last_reporter = false;
 }
 
-void MembershipHost::send_changes(Membership& membership) {
-    cancel(membership.change_timer);
+/// One report for what all groups have left to tell, as hosts' kernels do: a zap is a leave, a join and one
+/// repeat of both. `changed`: what has just changed comes first, in the first packet.
+void MembershipHost::send_changes(Membership* changed) {
+    cancel(change_timer_);
+    std::vector<GroupState::Record> records;  // reports point to the sources
+    std::vector<Membership*> tellers;
+    if (changed) tellers.push_back(changed);
+    for (const auto& membership : memberships_)
+        if (membership.get() != changed && membership->state.has_untold_changes())
+            tellers.push_back(membership.get());
+    records.reserve(2 * tellers.size());
     Reports reports(*this);
-    const std::vector<GroupState::Record> records = membership.state.take_changes();
-    for (const GroupState::Record& record : records) reports.add(membership.group, record);
-    reports.send();
-    if (membership.state.has_untold_changes()) {
-        membership.change_timer =
-            timeline_.PostAfter(random_delay(settings_.unsolicited_report_interval), [this, &membership] {
-                membership.change_timer = 0;
-                send_changes(membership);
-            });
-    } else if (!membership.state.is_member()) {
-        remove(membership);
+    bool is_all_told = true;
+    for (Membership* membership : tellers) {
+        for (GroupState::Record& record : membership->state.take_changes()) {
+            records.push_back(std::move(record));
+            reports.add(membership->group, records.back());
+        }
+        is_all_told = is_all_told && !membership->state.has_untold_changes();
     }
+    reports.send();
+    std::erase_if(memberships_, [](const auto& membership) {
+        return !membership->state.is_member() && !membership->state.has_untold_changes();
+    });
+    if (is_all_told) return;
+    change_timer_ = timeline_.PostAfter(random_delay(settings_.unsolicited_report_interval), [this] {
+        change_timer_ = 0;
+        send_changes(nullptr);
+    });
 }
 
 /// RFC 3376 section 5.2, RFC 3810 section 6.2: the five rules, in their order. Only a query can make the host
@@ -90,8 +104,11 @@ void MembershipHost::on_filter_query(const MembershipQuery& query) {
     Membership* membership = is_general ? nullptr : find(query.group);
     if (is_general ? !has_anything_to_report() : !membership || !membership->has_answer()) return;
 
+    // An answer that is on its way in time stays as it is, which is one draw of the delay as good as any: if
+    // each query could bring it forward, a group of many hosts would answer all the more often.
+    const Nanoseconds latest = now + query.max_response_time;
+    if (general_timer_ != 0 && general_due_ <= latest) return;
     const Nanoseconds delay = random_delay(query.max_response_time);
-    if (general_timer_ != 0 && general_due_ < now + delay) return;
     if (is_general) {
         cancel(general_timer_);
         general_due_ = now + delay;
@@ -111,7 +128,7 @@ void MembershipHost::on_filter_query(const MembershipQuery& query) {
         queried.erase(std::unique(queried.begin(), queried.end()), queried.end());
         if (queried.size() > Membership::kMostQueriedSources) queried.clear();
     }
-    if (is_pending && membership->report_due <= now + delay) return;
+    if (is_pending && membership->report_due <= latest) return;
     cancel(membership->report_timer);
     membership->report_due = now + delay;
     membership->report_timer = timeline_.PostAfter(delay, [this, membership] {

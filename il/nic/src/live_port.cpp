@@ -20,6 +20,7 @@
 #include "orv/il/port_core.h"
 #include "packet_link.h"
 #include "stream_sender.h"
+#include "wake_pacer.h"
 #include "work_queue.h"
 
 namespace orv::nic {
@@ -27,8 +28,11 @@ namespace orv::nic {
 namespace {
 
 /// Most timers that expire before frames are handed to the interface.
-constexpr int kMostTimers = 16;
+constexpr int kMostTimers = 64;
 constexpr il::Time kHousekeeping = il::kSecond;
+
+/// If there is something to do as soon as that, received frames are read together with it.
+constexpr il::Time kSoon = il::kMillisecond;
 
 /// A link that did not take all frames is retried after that time.
 constexpr il::Time kSendAgain = 200'000;
@@ -145,6 +149,7 @@ class LivePort::Impl {
 
     void keep_house(il::Time now) {
         housekeeping_ = now + kHousekeeping;
+        link_.check();
         figures_.frames_dropped += link_.take_dropped();
     }
 
@@ -153,17 +158,28 @@ class LivePort::Impl {
         complaints_.look(figures_);
     }
 
+    /// Until there is something to do: a timer, a frame, or mail.
     void wait() {
+        if (has_more_) return;
+        il::Time now = get_monotonic_time();
+        if (now < pacer_.get_earliest()) {
+            sleep(pacer_.get_earliest() - now, false);
+            now = get_monotonic_time();
+        }
         il::Time until = housekeeping_;
         for (const il::Time next : {work_.next(), sender_.next()})
             if (next != il::kNever) until = std::min(until, next);
-        const il::Time now = get_monotonic_time();
         if (link_.get_backlog() > 0) until = std::min(until, now + kSendAgain);
-        const il::Time left = has_more_ ? 0 : std::max<il::Time>(until - now, 0);
-        const timespec timeout{left / il::kSecond, left % il::kSecond};
-        std::array waited{pollfd{link_.get_descriptor(), POLLIN, 0},
-                          pollfd{mailbox_.get_descriptor(), POLLIN, 0}};
-        ::ppoll(waited.data(), waited.size(), &timeout, nullptr);
+        if (until > now) sleep(until - now, until - now > kSoon);
+        pacer_.on_wake(get_monotonic_time());
+    }
+
+    void sleep(il::Time time, bool watches_frames) {
+        const timespec timeout{time / il::kSecond, time % il::kSecond};
+        std::array waited{pollfd{mailbox_.get_descriptor(), POLLIN, 0},
+                          pollfd{link_.get_descriptor(), POLLIN, 0}};
+        ::ppoll(waited.data(), watches_frames ? 2 : 1, &timeout, nullptr);
+        if ((waited[1].revents & (POLLERR | POLLHUP)) != 0) link_.check();
     }
 
     void publish() {
@@ -184,6 +200,7 @@ class LivePort::Impl {
     LiveWorld world_;
     Complaints complaints_;
     HangUp hang_up_;
+    WakePacer pacer_;
     bool has_more_ = false;  ///< frames to receive
     il::Time housekeeping_ = 0;
     std::optional<il::PortCore> core_;

@@ -20,7 +20,7 @@ using il::Time;
 namespace {
 
 /// Most STBs that act before their frames are flushed and received frames are processed.
-constexpr int kMostStepsAtOnce = 8;
+constexpr int kMostStepsAtOnce = 64;
 
 live::MembershipVersion version_of(IgmpVersion version) {
     switch (version) {
@@ -44,9 +44,13 @@ LiveRun::LiveRun(il::RunPlan plan, const std::vector<Host>& hosts, const Members
                  std::uint64_t seed, Time start, const RunContext& context)
     : plan_(std::move(plan)),
       context_(context),
+      coarse_(context.timeline),
       end_(start + plan_.duration()),
-      numbering_(plan_.test.test_env == TestEnv::REAL_WORLD ? Numbering::Rtp : Numbering::Signature) {
-    add_groups();
+      numbering_(plan_.test.test_env == TestEnv::REAL_WORLD ? Numbering::Rtp : Numbering::Signature),
+      flows_(plan_, numbering_),
+      fan_out_(context.timeline, [this](std::uint32_t stb, const live::MembershipQuery& query) {
+          hosts_[stb].OnQuery(query);
+      }) {
     add_stbs(hosts, settings, seed, start);
     if (plan_.uses_unicast() || plan_.retransmits()) add_servers(hosts);
     std::vector<std::uint32_t> handles;
@@ -64,21 +68,10 @@ LiveRun::~LiveRun() {
     if (watch_timer_ != 0) context_.timeline.Cancel(watch_timer_);
 }
 
-void LiveRun::add_groups() {
-    for (const il::PlannedFilter& filter : plan_.filters) {
-        SourceChoice& choice = choices_.emplace_back();
-        choice.include = filter.include;
-        for (const ipAddress_t& source : filter.sources) choice.sources.push_back(ToLiveAddress(source));
-    }
-    for (std::uint32_t i = 0; i < plan_.subscriptions.size(); ++i) {
-        groups_.push_back(ToLiveAddress(plan_.subscriptions[i].group));
-        subscriptions_[groups_.back()].push_back(i);
-    }
-}
-
 void LiveRun::add_stbs(const std::vector<Host>& hosts, const MembershipSettings& settings, std::uint64_t seed,
                        Time start) {
     stbs_.resize(plan_.stb_count);
+    viewer_positions_.resize(plan_.stb_count);
     for (std::uint32_t b = 0; b < plan_.blocks.size(); ++b) {
         const il::PlannedBlock& block = plan_.blocks[b];
         live::MembershipHost::Settings own;
@@ -96,8 +89,9 @@ void LiveRun::add_stbs(const std::vector<Host>& hosts, const MembershipSettings&
             by_link_.resize(links_.size());
             by_link_[stb.link].stbs.push_back(number);
             try {
-                hosts_.emplace_back(hosts[number].address, own, context_.timeline, stb.random.next(),
-                                    [this](std::span<const std::byte> frame) { send(frame); });
+                hosts_.emplace_back(
+                    hosts[number].address, own, coarse_, stb.random.next(),
+                    [this, number](std::span<const std::byte> frame) { send_report(number, frame); });
             } catch (const std::invalid_argument& error) {
                 throw il::PortFault(
                     il::FaultCode::BadValue,
@@ -118,7 +112,7 @@ void LiveRun::check_channels(const il::PlannedBlock& block) const {
     const bool is_v6 = live::IsMld(version_of(block.config.igmp_version));
     const char* family = is_v6 ? "IPv6" : "IPv4";
     for (const il::PlannedChannel& channel : block.channels) {
-        const live::IpAddress& group = groups_[channel.subscription];
+        const live::IpAddress& group = flows_.get_group(channel.subscription);
         const auto refuse = [&](const std::string& what) {
             throw il::PortFault(
                 il::FaultCode::BadValue,
@@ -127,8 +121,7 @@ void LiveRun::check_channels(const il::PlannedBlock& block) const {
         };
         if (!group.IsMulticast() || group.IsV6() != is_v6)
             refuse(fmt::format("which is no {} multicast address", family));
-        for (const live::IpAddress& source :
-             choices_[plan_.subscriptions[channel.subscription].filter_index].sources) {
+        for (const live::IpAddress& source : flows_.get_choice(channel.subscription).sources) {
             if (source.IsV6() != is_v6)
                 refuse(fmt::format("and the source {}, which is no {} address", source.ToString(), family));
         }
@@ -190,7 +183,7 @@ void LiveRun::begin_view(std::uint32_t number, Time planned) {
     View& view = views_[stb.view];
     view.stb = number;
     view.channel = stb.channel;
-    view.reception = reception_of(view);
+    view.place = flows_.use(stb.link, channel_of(view).subscription, context_.timeline.GetNow().count());
     view.unicast = make_unicast_view(view);
     if (plan_.uses_unicast()) return begin_unicast(number, planned);
     join_multicast(number, planned);
@@ -202,12 +195,12 @@ void LiveRun::join_multicast(std::uint32_t number, Time planned) {
     View& view = views_[stb.view];
     view.planned_join = planned;
     view.joined = true;
-    flow_of(view).viewers.push_back(number);
+    flow_of(view).viewers.add(number, viewer_positions_);
 
     const std::uint32_t subscription = channel_of(view).subscription;
-    const SourceChoice& choice = choices_[plan_.subscriptions[subscription].filter_index];
+    const SourceChoice& choice = flows_.get_choice(subscription);
     current_ = {stb.view, Act::Join};
-    hosts_[number].Join(groups_[subscription],
+    hosts_[number].Join(flows_.get_group(subscription),
                         choice.include ? live::FilterMode::Include : live::FilterMode::Exclude,
                         choice.sources);
     // A join without a frame.
@@ -251,11 +244,19 @@ void LiveRun::end_view(Stb& stb, Time planned) {
 void LiveRun::leave_multicast(std::uint32_t id, Time planned) {
     View& view = views_[id];
     view.planned_leave = planned;
-    std::erase(flow_of(view).viewers, view.stb);
+    flow_of(view).viewers.remove(view.stb, viewer_positions_);
     current_ = {id, Act::Leave};
-    hosts_[view.stb].Leave(groups_[channel_of(view).subscription]);
+    hosts_[view.stb].Leave(flows_.get_group(channel_of(view).subscription));
     // A leave without a frame: IGMPv1, or another host has reported last.
     if (std::exchange(current_, {}).view != kNone) on_leave(id, context_.timeline.GetNow().count(), false);
+}
+
+/// Of a host: a join or leave, or else a repeat of one, or an answer.
+void LiveRun::send_report(std::uint32_t number, std::span<const std::byte> frame) {
+    const std::uint32_t id = stbs_[number].view;
+    if (current_.view == kNone && id != kNone && views_[id].joined)
+        flow_of(views_[id]).viewers.on_answered(number, viewer_positions_);
+    send(frame);
 }
 
 void LiveRun::send(std::span<const std::byte> frame) {

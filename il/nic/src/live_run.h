@@ -12,6 +12,8 @@
 #include <vector>
 
 #include "burst.h"
+#include "coarse_timeline.h"
+#include "flow_table.h"
 #include "frame_sink.h"
 #include "hash.h"
 #include "host_stacks.h"
@@ -27,6 +29,7 @@
 #include "orv/live/frame_parser.h"
 #include "orv/live/membership_host.h"
 #include "orv/nic/live_port.h"
+#include "query_fan_out.h"
 #include "query_gate.h"
 #include "reception.h"
 #include "sent_frames.h"
@@ -95,7 +98,7 @@ class LiveRun : public il::Run {
     struct View {
         std::uint32_t stb = 0;
         std::uint32_t channel = 0;
-        std::uint32_t reception = 0;
+        FlowTable::Place place;
         std::uint32_t unicast = kNone;  ///< index of its UnicastView, if it has one
         std::uint16_t on_the_way = 0;   ///< frames in flight, not yet seen leaving
         std::uint16_t seen = 0;         ///< joins and leaves seen leaving
@@ -161,13 +164,6 @@ class LiveRun : public il::Run {
             if (!media_of(server_ssrc)) streams[stream_count++ % streams.size()] = {server_ssrc, media_ssrc};
         }
     };
-    /// One group on one link.
-    struct Flow {
-        std::vector<std::uint32_t> receptions;  ///< one for each choice of sources
-        std::vector<std::uint32_t> viewers;     ///< STBs
-        std::uint32_t members = 0;              ///< views, of all receptions
-        std::uint32_t leaver = kNone;           ///< last view to leave, while packets may still come
-    };
     struct LinkAddress {
         std::uint32_t link;
         live::IpAddress address;
@@ -190,11 +186,9 @@ class LiveRun : public il::Run {
     // Preparation.
     void add_stbs(const std::vector<Host>& hosts, const MembershipSettings& settings, std::uint64_t seed,
                   il::Time start);
-    void add_groups();
     void check_channels(const il::PlannedBlock& block) const;
-    Flow* find_flow(std::uint32_t link, const live::IpAddress& group);
-    Flow& flow_of(const View& view);
-    std::uint32_t reception_of(const View& view);
+    Flow& flow_of(const View& view) { return flows_.at(view.place.flow); }
+    Reception& reception_of(const View& view) { return flow_of(view).receptions[view.place.reception]; }
 
     // Decisions of STBs.
     void arm();
@@ -206,6 +200,7 @@ class LiveRun : public il::Run {
     void try_end_view(std::uint32_t number, il::Time planned);
     void end_view(Stb& stb, il::Time planned);
     il::Time end_of_view(const Stb& stb);
+    void send_report(std::uint32_t number, std::span<const std::byte> frame);
     void send(std::span<const std::byte> frame);
 
     // Fast channel change.
@@ -248,7 +243,7 @@ class LiveRun : public il::Run {
     bool has_sbit_failed(const View& view) const;
 
     // Retransmission.
-    void note_losses(const Flow& flow, std::uint32_t reception, const Arrival& arrival, il::Time stamp);
+    void note_losses(const Flow& flow, std::size_t reception, const Arrival& arrival, il::Time stamp);
     void look_at_servers();
     void forget_arrived(std::uint32_t id);
     void ask_repair(std::uint32_t number);
@@ -281,6 +276,7 @@ class LiveRun : public il::Run {
 
     il::RunPlan plan_;
     RunContext context_;
+    CoarseTimeline coarse_;  ///< of the hosts
     il::Time end_;
     Numbering numbering_;
     bool finishing_ = false;
@@ -291,12 +287,9 @@ class LiveRun : public il::Run {
     std::deque<live::MembershipHost> hosts_;  ///< by STB
     std::vector<Link> by_link_;
     std::unordered_map<LinkAddress, std::uint32_t, LinkAddressHash> own_addresses_;  ///< STBs
-    std::vector<SourceChoice> choices_;    ///< by filter of the plan
-    std::vector<live::IpAddress> groups_;  ///< by subscription of the plan
-    std::unordered_map<live::IpAddress, std::vector<std::uint32_t>, AddressHash> subscriptions_;
-    std::unordered_map<LinkAddress, Flow, LinkAddressHash> flows_;
-    std::vector<Reception> receptions_;
-    std::vector<std::uint32_t> subscription_of_;  ///< by reception
+    FlowTable flows_;
+    AskedViewers::Positions viewer_positions_;  ///< by STB, in the flow that it views
+    QueryFanOut fan_out_;
 
     std::vector<UnicastStb> unicast_stbs_;  ///< by STB, in tests with servers
     std::vector<UnicastView> unicast_views_;
@@ -310,7 +303,7 @@ class LiveRun : public il::Run {
     il::Time armed_for_ = il::kNever;
     std::vector<View> views_;
     std::vector<std::uint32_t> free_views_;
-    std::vector<Flow*> leavers_;  ///< flows with a leaver
+    std::vector<Flow*> leavers_;  ///< flows with a leaver; they have a use
     std::uint64_t watch_timer_ = 0;
     SentFrames<Ticket> sent_;
     Ticket current_;  ///< of the next frame of a host

@@ -30,32 +30,6 @@ std::size_t LiveRun::LinkAddressHash::operator()(const LinkAddress& key) const {
     return hash_of(key.address, key.link);
 }
 
-/// Null for a group that is not in the test.
-LiveRun::Flow* LiveRun::find_flow(std::uint32_t link, const live::IpAddress& group) {
-    const LinkAddress key{link, group};
-    if (const auto found = flows_.find(key); found != flows_.end()) return &found->second;
-    const auto of_group = subscriptions_.find(group);
-    if (of_group == subscriptions_.end()) return nullptr;
-    Flow& flow = flows_[key];
-    for (const std::uint32_t subscription : of_group->second) {
-        flow.receptions.push_back(static_cast<std::uint32_t>(receptions_.size()));
-        receptions_.emplace_back(numbering_);
-        subscription_of_.push_back(subscription);
-    }
-    return &flow;
-}
-
-LiveRun::Flow& LiveRun::flow_of(const View& view) {
-    return *find_flow(stbs_[view.stb].link, groups_[channel_of(view).subscription]);
-}
-
-std::uint32_t LiveRun::reception_of(const View& view) {
-    const std::uint32_t subscription = channel_of(view).subscription;
-    const Flow& flow = flow_of(view);
-    return *std::ranges::find(flow.receptions, subscription,
-                              [this](std::uint32_t reception) { return subscription_of_[reception]; });
-}
-
 void LiveRun::on_sent(std::span<const std::byte> frame, Time stamp) {
     const auto ticket = sent_.take(frame);
     if (!ticket || ticket->view == kNone) return;
@@ -95,10 +69,10 @@ void LiveRun::note_lateness(Time planned, Time stamp) {
 void LiveRun::on_join(std::uint32_t id, Time stamp) {
     View& view = views_[id];
     Flow& flow = flow_of(view);
-    Reception& reception = receptions_[view.reception];
+    Reception& reception = reception_of(view);
     view.times.join = stamp;
     // For any choice of sources: packets from now on may belong to this view.
-    if (flow.leaver != kNone) resolve_leaver(flow, !receptions_[views_[flow.leaver].reception].flows(stamp));
+    if (flow.leaver != kNone) resolve_leaver(flow, !reception_of(views_[flow.leaver]).flows(stamp));
     ++flow.members;
     const bool flows = reception.flows(stamp);
     if (reception.members++ == 0 && !flows) reception.restart();
@@ -120,7 +94,7 @@ void LiveRun::on_leave(std::uint32_t id, Time stamp, bool told) {
     view.times.leave = stamp;
     if (view.times.join == kNever) return close(id);  // the join was not seen leaving
     Flow& flow = flow_of(view);
-    Reception& reception = receptions_[view.reception];
+    Reception& reception = reception_of(view);
     --reception.members;
     --flow.members;
     const bool has_packet = view.times.first != kNever;
@@ -139,14 +113,14 @@ void LiveRun::on_leave(std::uint32_t id, Time stamp, bool told) {
 
 void LiveRun::on_packet(const live::ParsedFrame& frame, const live::UdpPacket& packet, Time stamp) {
     const auto link = links_.find(frame.vlan);
-    Flow* flow = link ? find_flow(*link, packet.destination) : nullptr;
+    Flow* flow = link ? flows_.find_or_make(*link, packet.destination, stamp) : nullptr;
     if (!flow) return;
-    for (const std::uint32_t index : flow->receptions) {
-        const SourceChoice& choice = choices_[plan_.subscriptions[subscription_of_[index]].filter_index];
-        Reception& reception = receptions_[index];
-        if (!choice.lets_pass(packet.source)) continue;
+    for (std::size_t index = 0; index < flow->receptions.size(); ++index) {
+        Reception& reception = flow->receptions[index];
+        if (!flows_.get_choice(*flow, index).lets_pass(packet.source)) continue;
         // The device stopped after the leave, and restarts for another member: nothing in between is missing.
-        if (flow->leaver != kNone && views_[flow->leaver].reception == index && reception.has_paused(stamp))
+        if (flow->leaver != kNone && views_[flow->leaver].place.reception == index &&
+            reception.has_paused(stamp))
             resolve_leaver(*flow, true);
         const auto arrival = reception.add(stamp, packet);
         if (!arrival) continue;
@@ -185,7 +159,7 @@ void LiveRun::on_query(const live::VlanTags& vlan, const live::MembershipQuery& 
     const Time now = context_.timeline.GetNow().count();
     if (query.group.IsUnspecified()) {
         if (!link.general_queries.lets_pass(query, now)) return;
-        for (const std::uint32_t stb : link.stbs) hosts_[stb].OnQuery(query);
+        fan_out_.add(link.stbs, query);
         return;
     }
     // An older querier concerns all hosts of the link (RFC 3810 section 8.2.1).
@@ -194,24 +168,27 @@ void LiveRun::on_query(const live::VlanTags& vlan, const live::MembershipQuery& 
         link.querier_noted = now;
         for (const std::uint32_t stb : link.stbs) hosts_[stb].NoteQuerier(query);
     }
-    const Flow* flow = find_flow(*number, query.group);
+    Flow* flow = flows_.find(*number, query.group);
     if (!flow) return;
-    for (const std::uint32_t stb : flow->viewers) hosts_[stb].OnQuery(query);
+    flow->viewers.ask(query, now, [&](std::uint32_t stb) { hosts_[stb].OnQuery(query); });
 }
 
 void LiveRun::on_report(const live::VlanTags& vlan, const live::IpAddress& group,
                         const live::MacAddress& sender) {
     const auto link = links_.find(vlan);
     if (!link) return;
-    for (const std::uint32_t number : by_link_[*link].stbs)
+    Flow* flow = flows_.find(*link, group);
+    if (!flow) return;
+    for (const std::uint32_t number : flow->viewers)
         if (hosts_[number].GetAddress().mac != sender) hosts_[number].OnReport(group);
+    flow->viewers.on_nobody_answers();  // they leave it to the sender
 }
 
 /// The leaver gets only what has arrived up to now.
 /// `is_known`: no more would have come.
 void LiveRun::resolve_leaver(Flow& flow, bool is_known) {
     View& view = views_[flow.leaver];
-    const Reception& reception = receptions_[view.reception];
+    const Reception& reception = reception_of(view);
     view.times.last = reception.last();
     view.times.last_valid = is_known;
     view.packets = reception.packets();
@@ -225,7 +202,7 @@ void LiveRun::watch() {
     std::erase_if(leavers_, [this, now](Flow* flow) {
         if (flow->leaver == kNone) return true;
         const View& view = views_[flow->leaver];
-        const Reception& reception = receptions_[view.reception];
+        const Reception& reception = reception_of(view);
         const Time leave = view.times.leave;
         const Time silent_since = std::max(reception.last(), leave);
         if (now - silent_since < reception.quiet_time() && now - leave < kLongestLeave) return false;
@@ -233,7 +210,8 @@ void LiveRun::watch() {
         return true;
     });
     watch_timer_ = 0;
-    if (leavers_.empty() && draining_.empty() && sent_.empty()) return;
+    const bool has_idle_flows = flows_.take_back_idle(now);
+    if (leavers_.empty() && draining_.empty() && sent_.empty() && !has_idle_flows) return;
     watch_timer_ = context_.timeline.PostAfter(Nanoseconds(kWatchInterval), [this] { watch(); });
 }
 

@@ -66,6 +66,7 @@ void LiveRun::release(std::uint32_t id) {
     View& view = views_[id];
     if (view.on_the_way != 0) return;
     if (view.unicast != kNone) free_unicast_views_.push_back(view.unicast);
+    flows_.stop_using(view.place.flow, context_.timeline.GetNow().count());
     free_views_.push_back(id);
 }
 

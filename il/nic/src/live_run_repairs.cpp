@@ -9,12 +9,12 @@ using il::Step;
 using il::Time;
 
 /// A packet of the multicast stream, for all who view it.
-void LiveRun::note_losses(const Flow& flow, std::uint32_t reception, const Arrival& arrival, Time stamp) {
+void LiveRun::note_losses(const Flow& flow, std::size_t reception, const Arrival& arrival, Time stamp) {
     if (arrival.missing == 0) return;
     for (const std::uint32_t number : flow.viewers) {
         const View& view = views_[stbs_[number].view];
         // What came before its first packet is nothing that an STB misses.
-        if (view.reception != reception || view.times.first == kNever) continue;
+        if (view.place.reception != reception || view.times.first == kNever) continue;
         if (view.unicast != kNone && unicast_views_[view.unicast].repairs)
             note_missing(number, arrival.sequence, arrival.missing, stamp);
     }
@@ -45,7 +45,7 @@ void LiveRun::look_at_servers() {
 void LiveRun::forget_arrived(std::uint32_t id) {
     const View& view = views_[id];
     UnicastView& unicast = *unicast_of(id);
-    const Reception& reception = receptions_[view.reception];
+    const Reception& reception = reception_of(view);
     const auto is_viewed = [&](std::uint16_t sequence) {
         if (!unicast.first_multicast) return false;
         return unicast.all_viewed || static_cast<std::int16_t>(sequence - *unicast.first_multicast) >= 0;

@@ -114,7 +114,7 @@ std::uint32_t LiveRun::make_unicast_view(const View& view) {
     unicast.burst = Burst(context_.unicast.sbit, numbering_ == Numbering::Signature);
     unicast.repairs = asks;
     unicast.has_burst = plan_.uses_unicast();
-    unicast.media_ssrc = ssrc_of(context_.unicast, channel.number, groups_[channel.subscription]);
+    unicast.media_ssrc = ssrc_of(context_.unicast, channel.number, flows_.get_group(channel.subscription));
     return index;
 }
 

@@ -1,6 +1,7 @@
 // Work that other threads post to a port's thread.
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <mutex>
 #include <vector>
@@ -25,6 +26,7 @@ class Mailbox {
     FileDescriptor event_;
     std::mutex mutex_;
     std::vector<std::function<void()>> work_;
+    std::atomic<bool> has_work_ = false;  ///< saves a system call
 };
 
 }  // namespace orv::nic

@@ -193,11 +193,14 @@ void PacketLink::open_sender(int index) {
     bind_to(out_, index, 0, interface_);
 }
 
-bool PacketLink::receive(const std::function<void(const SeenFrame&)>& see) {
+void PacketLink::check() {
     int error = 0;
     socklen_t length = sizeof error;
     if (error_ != 0 || (::getsockopt(in_.get(), SOL_SOCKET, SO_ERROR, &error, &length) == 0 && error != 0))
         fail(interface_, "it cannot be used any longer", error_ != 0 ? error_ : error);
+}
+
+bool PacketLink::receive(const std::function<void(const SeenFrame&)>& see) {
     for (int blocks = 0; blocks < kBlocksAtOnce; ++blocks) {
         auto* block = reinterpret_cast<tpacket_block_desc*>(in_ring_.slot(next_in_));
         std::atomic_ref status(block->hdr.bh1.block_status);

@@ -35,8 +35,10 @@ class PacketLink {
     /// Readable when there are frames to receive.
     int get_descriptor() const { return in_.get(); }
     /// Calls `see` for received frames, in order, but for a limited number at once. True if none is left.
-    /// Throws NicError if the interface has disappeared, even if only a flush has noticed.
     bool receive(const std::function<void(const SeenFrame&)>& see);
+    /// Throws NicError if the interface has disappeared, even if only a flush has noticed. Costs a system
+    /// call; the descriptor shows POLLERR when there is a reason to.
+    void check();
     /// Frames dropped because the ring was full, since the last call.
     std::uint64_t take_dropped();
 

@@ -20,6 +20,7 @@ namespace orv::live {
 /// 2236), IGMPv3 (RFC 3376), MLDv1 (RFC 2710) or MLDv2 (RFC 3810).
 ///
 /// - Joins, leaves and source changes are reported at once, and repeated except leaves of the older versions.
+///   In IGMPv3 and MLDv2 a report of a change also repeats what is left to repeat of others.
 /// - Queries are answered after a random part of their response time. IGMPv3 and MLDv2 answer a general query
 ///   with all groups in as few packets as they fit in, the older versions each group at its own time.
 /// - A querier of an older version makes the host speak that version for as long as the RFC says. Groups keep
@@ -105,7 +106,7 @@ class MembershipHost {
     std::optional<Nanoseconds> tell_change(Membership& membership, bool was_member);
 
     // Messages of versions with source filters.
-    void send_changes(Membership& membership);
+    void send_changes(Membership* changed);
     void send_group_answer(Membership& membership);
     void send_general_answer();
     void on_filter_query(const MembershipQuery& query);
@@ -131,7 +132,8 @@ class MembershipHost {
     il::Random random_;
     Nanoseconds version1_until_{};  ///< a querier of IGMPv1 or MLDv1 counts as present until then
     Nanoseconds version2_until_{};  ///< of IGMPv2
-    std::uint64_t general_timer_ = 0;
+    std::uint64_t change_timer_ = 0;   ///< repeats changes (IGMPv3, MLDv2)
+    std::uint64_t general_timer_ = 0;  ///< answers a general query
     Nanoseconds general_due_{};
     std::vector<std::unique_ptr<Membership>> memberships_;  ///< timers point to the elements
 };
