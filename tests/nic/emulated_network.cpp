@@ -117,7 +117,8 @@ EmulatedPort::EmulatedPort(const orv::nic::LivePort::Setup& setup, orv::il::ITim
                            EmulatedNetwork& network, Send send, HangUp hang_up)
     : world(
           setup,
-          {timeline, network, figures, 1500, [this](const std::string& what) { complaints.push_back(what); }},
+          {timeline, network, figures, 1500, [this](const std::string& what) { complaints.push_back(what); },
+           [](const orv::nic::Listening&) {}},
           [this] { ++runs_over; }),
       core("Port 1", {}, 1, world, timeline, std::move(send), std::move(hang_up)) {
     network.to_port = [this](const SeenFrame& frame) { world.on_seen(frame, frame.stamp); };

@@ -155,7 +155,9 @@ class WaitingPort : public orv::il::ISoftwarePort {
 /// The other end of the cable, frame by frame.
 class Wire {
   public:
-    explicit Wire(const std::string& interface) : link_(interface) {}
+    explicit Wire(const std::string& interface) : link_(interface) {
+        link_.listen({.groups = {ip("225.0.0.1"), ip("225.0.0.2"), ip("225.0.0.3")}, .hears_reports = true});
+    }
 
     void Send(std::span<const std::byte> frame) {
         std::span<std::byte> room;

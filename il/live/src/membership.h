@@ -19,12 +19,13 @@ struct MembershipHost::Membership {
     /// the answer is the whole state.
     static constexpr std::size_t kMostQueriedSources = 512;
 
-    explicit Membership(const IpAddress& of) : group(of) {}
+    Membership(const IpAddress& of, std::uint32_t own_id) : group(of), id(own_id) {}
 
     /// Whether there is anything to report when queried.
     bool has_answer() const { return state.is_member() && is_reportable(group); }
 
-    const IpAddress group;
+    IpAddress group;
+    std::uint32_t id;  ///< for timers: memberships move
     GroupState state;
     /// Sends a report: the answer to a query, in the older versions also the next repeat of a join.
     std::uint64_t report_timer = 0;

@@ -40,7 +40,7 @@ MembershipHost::MembershipHost(const HostAddress& address, const Settings& setti
 MembershipHost::~MembershipHost() {
     cancel(general_timer_);
     cancel(change_timer_);
-    for (const auto& membership : memberships_) cancel(membership->report_timer);
+    for (Membership& membership : memberships_) cancel(membership.report_timer);
 }
 
 std::optional<Nanoseconds> MembershipHost::Join(const IpAddress& group, FilterMode mode,
@@ -58,14 +58,14 @@ std::optional<Nanoseconds> MembershipHost::Leave(const IpAddress& group) {
 
 void MembershipHost::LeaveAll() {
     std::vector<IpAddress> groups;
-    for (const auto& membership : memberships_) groups.push_back(membership->group);
+    for (Membership& membership : memberships_) groups.push_back(membership.group);
     for (const IpAddress& group : groups) Leave(group);
 }
 
 bool MembershipHost::IsIdle() const {
     return general_timer_ == 0 && change_timer_ == 0 &&
            std::ranges::all_of(memberships_,
-                               [](const auto& membership) { return membership->report_timer == 0; });
+                               [](const auto& membership) { return membership.report_timer == 0; });
 }
 
 MembershipVersion MembershipHost::GetVersion() const {
@@ -82,18 +82,22 @@ MembershipVersion MembershipHost::GetVersion() const {
     }
 }
 
-MembershipHost::Membership* MembershipHost::find(const IpAddress& group) const {
-    const auto at =
-        std::ranges::find(memberships_, group, [](const auto& membership) { return membership->group; });
-    return at == memberships_.end() ? nullptr : at->get();
+MembershipHost::Membership* MembershipHost::find(const IpAddress& group) {
+    const auto at = std::ranges::find(memberships_, group, &Membership::group);
+    return at == memberships_.end() ? nullptr : &*at;
+}
+
+MembershipHost::Membership* MembershipHost::find(std::uint32_t id) {
+    const auto at = std::ranges::find(memberships_, id, &Membership::id);
+    return at == memberships_.end() ? nullptr : &*at;
 }
 
 bool MembershipHost::has_anything_to_report() const {
-    return std::ranges::any_of(memberships_, [](const auto& membership) { return membership->has_answer(); });
+    return std::ranges::any_of(memberships_, [](const auto& membership) { return membership.has_answer(); });
 }
 
 void MembershipHost::remove(const Membership& membership) {
-    std::erase_if(memberships_, [&](const auto& element) { return element.get() == &membership; });
+    memberships_.erase(memberships_.begin() + (&membership - memberships_.data()));
 }
 
 void MembershipHost::check_group(const IpAddress& group, std::span<const IpAddress> sources) const {
@@ -114,7 +118,7 @@ std::optional<Nanoseconds> MembershipHost::change(const IpAddress& group, Filter
     Membership* membership = find(group);
     if (!membership) {
         if (mode == FilterMode::Include && sources.empty()) return {};
-        membership = memberships_.emplace_back(std::make_unique<Membership>(group)).get();
+        membership = &memberships_.emplace_back(group, ++last_id_);
     }
     const bool was_member = membership->state.is_member();
     if (!membership->state.change(mode, std::move(sources), settings_.robustness)) return {};
@@ -186,15 +190,15 @@ bool MembershipHost::settle_version() {
     if (!HasSourceFilters(settings_.version)) return false;
     cancel(general_timer_);
     cancel(change_timer_);
-    for (const auto& membership : memberships_) {
-        cancel(membership->report_timer);
-        membership->state.forget_changes();
-        membership->queried_sources.clear();
-        membership->repeats = 0;
+    for (Membership& membership : memberships_) {
+        cancel(membership.report_timer);
+        membership.state.forget_changes();
+        membership.queried_sources.clear();
+        membership.repeats = 0;
         // A host sends a leave if it knows of no other member.
-        membership->last_reporter = true;
+        membership.last_reporter = true;
     }
-    std::erase_if(memberships_, [](const auto& membership) { return !membership->state.is_member(); });
+    std::erase_if(memberships_, [](const auto& membership) { return !membership.state.is_member(); });
     return true;
 }
 

@@ -72,9 +72,8 @@ void MembershipHost::send_changes(Membership* changed) {
     std::vector<GroupState::Record> records;  // reports point to the sources
     std::vector<Membership*> tellers;
     if (changed) tellers.push_back(changed);
-    for (const auto& membership : memberships_)
-        if (membership.get() != changed && membership->state.has_untold_changes())
-            tellers.push_back(membership.get());
+    for (Membership& membership : memberships_)
+        if (&membership != changed && membership.state.has_untold_changes()) tellers.push_back(&membership);
     records.reserve(2 * tellers.size());
     Reports reports(*this);
     bool is_all_told = true;
@@ -86,8 +85,8 @@ void MembershipHost::send_changes(Membership* changed) {
         is_all_told = is_all_told && !membership->state.has_untold_changes();
     }
     reports.send();
-    std::erase_if(memberships_, [](const auto& membership) {
-        return !membership->state.is_member() && !membership->state.has_untold_changes();
+    std::erase_if(memberships_, [](const Membership& membership) {
+        return !membership.state.is_member() && !membership.state.has_untold_changes();
     });
     if (is_all_told) return;
     change_timer_ = timeline_.PostAfter(random_delay(settings_.unsolicited_report_interval), [this] {
@@ -131,9 +130,10 @@ void MembershipHost::on_filter_query(const MembershipQuery& query) {
     if (is_pending && membership->report_due <= latest) return;
     cancel(membership->report_timer);
     membership->report_due = now + delay;
-    membership->report_timer = timeline_.PostAfter(delay, [this, membership] {
-        membership->report_timer = 0;
-        send_group_answer(*membership);
+    membership->report_timer = timeline_.PostAfter(delay, [this, id = membership->id] {
+        Membership& asked = *find(id);
+        asked.report_timer = 0;
+        send_group_answer(asked);
     });
 }
 
@@ -153,10 +153,10 @@ void MembershipHost::send_general_answer() {
     std::vector<GroupState::Record> records;
     records.reserve(memberships_.size());  // reports point to the sources
     Reports reports(*this);
-    for (const auto& membership : memberships_) {
-        if (!membership->has_answer()) continue;
-        records.push_back(membership->state.current());
-        reports.add(membership->group, records.back());
+    for (const Membership& membership : memberships_) {
+        if (!membership.has_answer()) continue;
+        records.push_back(membership.state.current());
+        reports.add(membership.group, records.back());
     }
     reports.send();
 }
@@ -175,23 +175,24 @@ void MembershipHost::on_older_query(const MembershipQuery& query) {
             break;
     }
     const Nanoseconds now = timeline_.GetNow();
-    for (const auto& membership : memberships_) {
-        if (!query.group.IsUnspecified() && membership->group != query.group) continue;
-        if (!is_reportable(membership->group)) continue;
+    for (Membership& membership : memberships_) {
+        if (!query.group.IsUnspecified() && membership.group != query.group) continue;
+        if (!is_reportable(membership.group)) continue;
         // RFC 2236 section 3, RFC 2710 section 4: a running timer is only ever shortened.
-        if (membership->report_timer != 0 && longest >= membership->report_due - now) continue;
-        start_report_timer(*membership, random_delay(longest));
+        if (membership.report_timer != 0 && longest >= membership.report_due - now) continue;
+        start_report_timer(membership, random_delay(longest));
     }
 }
 
 void MembershipHost::start_report_timer(Membership& membership, Nanoseconds delay) {
     cancel(membership.report_timer);
     membership.report_due = timeline_.GetNow() + delay;
-    membership.report_timer = timeline_.PostAfter(delay, [this, &membership] {
-        membership.report_timer = 0;
+    membership.report_timer = timeline_.PostAfter(delay, [this, id = membership.id] {
+        find(id)->report_timer = 0;
         if (settle_version()) return;  // the older querier has timed out
-        if (membership.repeats > 0) --membership.repeats;
-        send_report(membership);
+        Membership& reported = *find(id);
+        if (reported.repeats > 0) --reported.repeats;
+        send_report(reported);
     });
 }
 

@@ -1,32 +1,62 @@
 // Timers that need not be exact.
 #pragma once
 
-#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <functional>
 #include <utility>
+#include <vector>
 
 #include "orv/il/time.h"
 #include "orv/il/timeline.h"
 
 namespace orv::nic {
 
-/// Timers of many hosts, whose delays are random anyway: those of the same milliseconds become due together,
-/// earlier than they were set for, so that one wake-up of the thread serves many of them.
+/// Timers of many hosts, whose delays are random anyway: those of the same few milliseconds run together,
+/// earlier than they were set for, so that one wake-up of the thread serves many of them. Setting and
+/// cancelling one costs the same however many there are.
 class CoarseTimeline : public il::ITimeline {
   public:
     explicit CoarseTimeline(il::ITimeline& exact) : exact_(exact) {}
+    ~CoarseTimeline() override {
+        if (timer_ != 0) exact_.Cancel(timer_);
+    }
+    CoarseTimeline(const CoarseTimeline&) = delete;
+    CoarseTimeline& operator=(const CoarseTimeline&) = delete;
 
     il::Nanoseconds GetNow() const override { return exact_.GetNow(); }
-    std::uint64_t PostAfter(il::Nanoseconds delay, std::function<void()> work) override {
-        const il::Time now = exact_.GetNow().count();
-        const il::Time due = (now + delay.count()) / kGrain * kGrain;
-        return exact_.PostAfter(il::Nanoseconds(std::max<il::Time>(due - now, 0)), std::move(work));
-    }
-    void Cancel(std::uint64_t id) override { exact_.Cancel(id); }
+    std::uint64_t PostAfter(il::Nanoseconds delay, std::function<void()> work) override;
+    void Cancel(std::uint64_t id) override;
 
   private:
     static constexpr il::Time kGrain = 4 * il::kMillisecond;
+    static constexpr std::size_t kGrains = 1024;  ///< a timer that is due later waits for more than one round
+
+    struct Slot {
+        std::function<void()> work;
+        il::Time grain = 0;     ///< when it is due
+        std::uint32_t use = 1;  ///< counts; part of the id, which is never 0
+    };
+    struct Entry {
+        std::uint32_t slot, use;
+    };
+
+    std::vector<Entry>& entries_of(il::Time grain) {
+        return wheel_[static_cast<std::size_t>(grain) % kGrains];
+    }
+    void run_grain(il::Time grain);
+    void release(std::uint32_t slot);
+    void arm();
 
     il::ITimeline& exact_;
+    std::array<std::vector<Entry>, kGrains> wheel_;
+    std::vector<Slot> slots_;
+    std::vector<std::uint32_t> free_;
+    std::vector<Entry> running_;
+    il::Time done_ = 0;        ///< the last grain that has run
+    std::size_t waiting_ = 0;  ///< timers
+    std::uint64_t timer_ = 0;
+    il::Time armed_for_ = 0;  ///< grain
 };
 
 }  // namespace orv::nic

@@ -17,20 +17,22 @@ constexpr std::uint64_t key_of(std::uint32_t link, std::uint32_t group) {
 
 }  // namespace
 
-FlowTable::FlowTable(const il::RunPlan& plan, Numbering numbering) : numbering_(numbering) {
-    for (const il::PlannedFilter& filter : plan.filters) {
+FlowTable::FlowTable(std::span<const il::PlannedFilter> filters,
+                     std::span<const il::Subscription> subscriptions, Numbering numbering)
+    : numbering_(numbering) {
+    for (const il::PlannedFilter& filter : filters) {
         SourceChoice& choice = choices_.emplace_back();
         choice.include = filter.include;
         for (const auto& source : filter.sources) choice.sources.push_back(ToLiveAddress(source));
     }
-    for (std::uint32_t i = 0; i < plan.subscriptions.size(); ++i) {
-        const auto address = ToLiveAddress(plan.subscriptions[i].group);
+    for (std::uint32_t i = 0; i < subscriptions.size(); ++i) {
+        const auto address = ToLiveAddress(subscriptions[i].group);
         const auto [group, is_new] =
             group_numbers_.emplace(address, static_cast<std::uint32_t>(groups_.size()));
         if (is_new) groups_.push_back({address, {}});
         groups_[group->second].subscriptions.push_back(i);
         group_of_.push_back(group->second);
-        choice_of_.push_back(static_cast<std::uint32_t>(plan.subscriptions[i].filter_index));
+        choice_of_.push_back(static_cast<std::uint32_t>(subscriptions[i].filter_index));
     }
 }
 

@@ -34,7 +34,8 @@ struct Flow {
 /// only what is viewed now, not every channel of every link.
 class FlowTable {
   public:
-    FlowTable(const il::RunPlan& plan, Numbering numbering);
+    FlowTable(std::span<const il::PlannedFilter> filters, std::span<const il::Subscription> subscriptions,
+              Numbering numbering);
 
     const live::IpAddress& get_group(std::uint32_t subscription) const {
         return groups_[group_of_[subscription]].address;

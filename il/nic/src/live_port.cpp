@@ -48,7 +48,9 @@ class LivePort::Impl {
           link_(setup_.interface),
           sink_(link_),
           sender_(link_, clock_, figures_),
-          world_(setup_, {work_, sink_, figures_, link_.get_mtu(), complain},
+          world_(setup_,
+                 {work_, sink_, figures_, link_.get_mtu(), complain,
+                  [this](const Listening& listening) { link_.listen(listening); }},
                  [this] { look_for_complaints(); }),
           complaints_(std::move(complain)),
           hang_up_(std::move(hang_up)),
@@ -72,7 +74,9 @@ class LivePort::Impl {
         if (is_over_) return;
         mailbox_.post([this, bytes = std::move(bytes)] {
             core_->receive(bytes);
-            world_.know_hosts(core_->configuration().interfaces);
+            // Before a test starts, because it takes time.
+            if (const auto hosts = world_.know_hosts(core_->configuration().interfaces))
+                link_.make_room(*hosts);
         });
     }
 

@@ -47,7 +47,7 @@ LiveRun::LiveRun(il::RunPlan plan, const std::vector<Host>& hosts, const Members
       coarse_(context.timeline),
       end_(start + plan_.duration()),
       numbering_(plan_.test.test_env == TestEnv::REAL_WORLD ? Numbering::Rtp : Numbering::Signature),
-      flows_(plan_, numbering_),
+      flows_(plan_.filters, plan_.subscriptions, numbering_),
       fan_out_(context.timeline, [this](std::uint32_t stb, const live::MembershipQuery& query) {
           hosts_[stb].OnQuery(query);
       }) {

@@ -4,6 +4,7 @@
 
 #include "host_stacks.h"
 #include "orv/il/port_fault.h"
+#include "orv/nic/addresses.h"
 
 namespace orv::nic {
 
@@ -51,6 +52,7 @@ class LiveWorld::RunHere : private HopsOfRun, public LiveRun {
     }
     ~RunHere() override {
         world_.run_ = nullptr;
+        world_.surroundings_.listen({});
         world_.run_over_();
     }
 
@@ -75,6 +77,10 @@ std::unique_ptr<il::Run> LiveWorld::start(const il::PortConfiguration& configura
     il::RunPlan plan(configuration, start);
     const auto hosts = hosts_of_stbs(plan, configuration.interfaces);
     const std::uint64_t seed = il::seed_of_run(seed_, port_, runs_);
+    Listening listening{.hears_reports = membership_.suppress_reports};
+    for (const il::Subscription& subscription : plan.subscriptions)
+        listening.groups.push_back(ToLiveAddress(subscription.group));
+    surroundings_.listen(listening);
     auto run = std::make_unique<RunHere>(
         *this, std::move(plan), hosts, membership_, seed, now,
         RunContext{surroundings_.timeline, surroundings_.sink, counter_, report, surroundings_.figures,
@@ -83,16 +89,21 @@ std::unique_ptr<il::Run> LiveWorld::start(const il::PortConfiguration& configura
     return run;
 }
 
-void LiveWorld::know_hosts(const il::InterfaceConfiguration& interfaces) {
-    if (interfaces.revision == known_revision_) return;
+std::optional<std::size_t> LiveWorld::know_hosts(const il::InterfaceConfiguration& interfaces) {
+    if (interfaces.revision == known_revision_) return {};
     known_revision_ = interfaces.revision;
     neighbours_.clear();
-    interfaces.stacks.for_each([this](std::uint32_t handle, const auto& stack) {
+    std::size_t count = 0;
+    interfaces.stacks.for_each([&](std::uint32_t handle, const auto& stack) {
         try {
-            for (const Host& host : hosts_of(handle, stack)) neighbours_.add(host.address);
+            for (const Host& host : hosts_of(handle, stack)) {
+                neighbours_.add(host.address);
+                ++count;
+            }
         } catch (const PortFault&) {  // reported when a test starts with it
         }
     });
+    return count;
 }
 
 void LiveWorld::on_seen(const SeenFrame& frame, il::Time stamp) {

@@ -2,10 +2,13 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "clock_bridge.h"
+#include "frame_filter.h"
 #include "live_run.h"
 #include "neighbours.h"
 #include "next_hops.h"
@@ -21,6 +24,7 @@ struct LiveSurroundings {
     LiveFigures& figures;
     std::size_t mtu;  ///< of IP packets of hosts, bytes
     LivePort::Complain complain;
+    std::function<void(const Listening&)> listen;  ///< of a run that begins, or of none
 };
 
 class LiveWorld : public il::World {
@@ -32,8 +36,9 @@ class LiveWorld : public il::World {
     std::unique_ptr<il::Run> start(const il::PortConfiguration& configuration, const il::TestStart& start,
                                    il::Time now, il::ResultReport& report) override;
 
-    /// Makes the hosts of the port's interfaces answer ARP and neighbour discovery.
-    void know_hosts(const il::InterfaceConfiguration& interfaces);
+    /// Makes the hosts of the port's interfaces answer ARP and neighbour discovery. Returns how many there
+    /// are if that may have changed.
+    std::optional<std::size_t> know_hosts(const il::InterfaceConfiguration& interfaces);
     /// A frame sent or received on the interface; `stamp` is in the port's time.
     void on_seen(const SeenFrame& frame, il::Time stamp);
 

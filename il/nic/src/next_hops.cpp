@@ -12,7 +12,7 @@ namespace orv::nic {
 namespace {
 
 /// RFC 4861 section 10: MAX_MULTICAST_SOLICIT and RETRANS_TIMER. The same for ARP, which has no numbers.
-constexpr int kMostRequests = 3;
+constexpr int kMostHopRequests = 3;
 constexpr il::Time kRequestInterval = il::kSecond;
 /// Shortest time between two requests: the hosts of thousands of VLANs may ask for their gateways at once.
 constexpr il::Time kRequestPace = il::kMillisecond;
@@ -44,7 +44,7 @@ void NextHops::send_request(const AddressOnLink& key) {
     const std::size_t length = key.ip.IsV6() ? live::WriteNeighborSolicitation(frame, hop.asker, key.ip)
                                              : live::WriteArpRequest(frame, hop.asker, key.ip);
     sink_.send(std::span(frame).first(length));
-    const bool is_last = ++hop.requests == kMostRequests;
+    const bool is_last = ++hop.requests == kMostHopRequests;
     hop.timer = timeline_.PostAfter(il::Nanoseconds(kRequestInterval),
                                     [this, key, is_last] { is_last ? give_up(key) : request(key); });
 }

@@ -1,7 +1,6 @@
 #include "packet_link.h"
 
 #include <fmt/format.h>
-#include <linux/filter.h>
 #include <linux/if_ether.h>
 #include <linux/if_packet.h>
 #include <net/if.h>
@@ -10,10 +9,12 @@
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 
-#include <array>
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstring>
+#include <utility>
+#include <vector>
 
 #include "orv/nic/live_port.h"
 
@@ -21,10 +22,13 @@ namespace orv::nic {
 
 namespace {
 
-// The kernel hands over a block after 1 ms even if it is not full, so this many blocks hold at least 2 s of
-// traffic at a low rate, and 0.25 s at 1 Gbit/s.
+// The kernel hands over a block after 1 ms even if it is not full: the ring of a run holds at least 0.5 s of
+// traffic at a low rate, and of each STB half a second of 128 kbit/s.
 constexpr std::size_t kReceiveBlock = 1 << 14;
-constexpr std::size_t kReceiveBlocks = 2048;
+constexpr std::size_t kIdleBlocks = 128;  ///< of a port without STBs
+constexpr std::size_t kLeastBlocks = 512;
+constexpr std::size_t kMostBlocks = 4096;
+constexpr std::size_t kHostsPerBlock = 2;
 constexpr int kBlocksAtOnce = 4;
 /// Time after which the kernel hands over a block that is not full, so that answers to queries are not late.
 constexpr unsigned kRetireMs = 1;
@@ -33,7 +37,17 @@ constexpr std::size_t kSendSlot = 2048;
 // takes a long time before a slot's turn comes again.
 constexpr std::size_t kSendSlots = 8192;
 constexpr std::size_t kSendBlock = 1 << 20;
-constexpr std::size_t kSendOffset = TPACKET2_HDRLEN - sizeof(sockaddr_ll);
+/// struct virtio_net_hdr of linux/virtio_net.h, which is no C++.
+struct SendHeader {
+    std::uint8_t flags = 0, gso_type = 0;
+    std::uint16_t hdr_len = 0;  ///< that the kernel copies
+    std::uint16_t gso_size = 0, csum_start = 0, csum_offset = 0;
+};
+constexpr std::size_t kSendHeader = 10;
+static_assert(sizeof(SendHeader) == kSendHeader);
+constexpr std::size_t kSendOffset = TPACKET2_HDRLEN - sizeof(sockaddr_ll) + kSendHeader;
+/// A frame up to that length is copied by the kernel, which is faster than lending it the slot.
+constexpr std::size_t kMostCopied = 256;
 
 [[noreturn]] void fail(const std::string& interface, const std::string& what, int error) {
     throw NicError(fmt::format("interface {}: {}: {}", interface, what, std::strerror(error)));
@@ -105,84 +119,64 @@ Interface find(const std::string& interface) {
     return {static_cast<int>(index), mtu};
 }
 
-/// Lets everything in, and of what goes out IGMP, packets with a hop-by-hop header (MLD), and UDP to unicast
-/// MAC addresses (RTCP of hosts), behind up to two tags: the frames of streams are not looked at twice.
-constexpr auto make_filter() {
-    const auto jump = [](unsigned condition, std::uint32_t value, int if_true, int if_false) {
-        return sock_filter{static_cast<std::uint16_t>(BPF_JMP | condition | BPF_K),
-                           static_cast<std::uint8_t>(if_true), static_cast<std::uint8_t>(if_false), value};
-    };
-    const auto load = [](unsigned how, std::uint32_t offset) {
-        return sock_filter{static_cast<std::uint16_t>(how), 0, 0, offset};
-    };
-    constexpr unsigned kHalf = BPF_LD | BPF_H | BPF_IND, kByte = BPF_LD | BPF_B | BPF_IND;
-    constexpr unsigned kTo = BPF_LDX | BPF_W | BPF_IMM;
-    return std::array{
-        load(BPF_LD | BPF_W | BPF_ABS, static_cast<std::uint32_t>(SKF_AD_OFF + SKF_AD_PKTTYPE)),
-        jump(BPF_JEQ, PACKET_OUTGOING, 0, 23),
-        load(kTo, 0),
-        load(kHalf, 12),
-        jump(BPF_JEQ, 0x8100, 2, 0),  // a first tag
-        jump(BPF_JEQ, 0x88a8, 1, 0),
-        jump(BPF_JEQ, 0x9100, 0, 7),
-        load(kTo, 4),
-        load(kHalf, 12),
-        jump(BPF_JEQ, 0x8100, 2, 0),  // a second one
-        jump(BPF_JEQ, 0x88a8, 1, 0),
-        jump(BPF_JEQ, 0x9100, 0, 2),
-        load(kTo, 8),
-        load(kHalf, 12),
-        jump(BPF_JEQ, 0x0800, 0, 3),
-        load(kByte, 14 + 9),
-        jump(BPF_JEQ, IPPROTO_IGMP, 8, 0),
-        jump(BPF_JEQ, IPPROTO_UDP, 4, 6),
-        jump(BPF_JEQ, 0x86dd, 0, 5),
-        load(kByte, 14 + 6),
-        jump(BPF_JEQ, IPPROTO_HOPOPTS, 4, 0),
-        jump(BPF_JEQ, IPPROTO_UDP, 0, 2),
-        load(BPF_LD | BPF_B | BPF_ABS, 0),  // of the destination; bit 0: a group
-        jump(BPF_JSET, 1, 0, 1),
-        load(BPF_RET | BPF_K, 0),
-        load(BPF_RET | BPF_K, 0xffff),
-    };
-}
-
 }  // namespace
 
 PacketLink::PacketLink(const std::string& interface) : interface_(interface) {
     const auto [index, mtu] = find(interface);
+    index_ = index;
     mtu_ = static_cast<std::size_t>(mtu) - 4;  // the kernel allows for one tag
-    open_receiver(index);
-    open_sender(index);
+    open_receiver(kIdleBlocks);
+    open_sender();
 }
 
-void PacketLink::open_receiver(int index) {
-    in_ = open_socket(interface_);
-    set_option(in_, PACKET_VERSION, int{TPACKET_V3}, interface_, "the kernel has no rings of version 3");
+void PacketLink::make_room(std::size_t hosts) {
+    const std::size_t blocks =
+        hosts == 0 ? kIdleBlocks : std::min(kLeastBlocks + hosts / kHostsPerBlock, kMostBlocks);
+    if (blocks <= in_ring_.slots()) return;
+    dropped_ += take_dropped();
+    open_receiver(blocks);
+}
+
+void PacketLink::listen(const Listening& listening) {
+    listening_ = listening;
+    attach_filter(in_);
+}
+
+void PacketLink::attach_filter(const FileDescriptor& socket) {
+    std::vector<sock_filter> filter = MakeFrameFilter(listening_);
+    const sock_fprog program{static_cast<unsigned short>(filter.size()), filter.data()};
+    if (::setsockopt(socket.get(), SOL_SOCKET, SO_ATTACH_FILTER, &program, sizeof program) != 0)
+        fail(interface_, "no filter", errno);
+}
+
+/// In place of the one before, if there is one; that stays if a new one cannot be opened.
+void PacketLink::open_receiver(std::size_t blocks) {
+    FileDescriptor in = open_socket(interface_);
+    set_option(in, PACKET_VERSION, int{TPACKET_V3}, interface_, "the kernel has no rings of version 3");
     tpacket_req3 ring{};
     ring.tp_block_size = kReceiveBlock;
-    ring.tp_block_nr = kReceiveBlocks;
+    ring.tp_block_nr = static_cast<unsigned>(blocks);
     ring.tp_frame_size = kSendSlot;
-    ring.tp_frame_nr = kReceiveBlock / kSendSlot * kReceiveBlocks;
+    ring.tp_frame_nr = static_cast<unsigned>(kReceiveBlock / kSendSlot * blocks);
     ring.tp_retire_blk_tov = kRetireMs;
-    set_option(in_, PACKET_RX_RING, ring, interface_, "no receive ring");
-    in_ring_ = map_ring(in_, kReceiveBlock, kReceiveBlocks, interface_);
-
-    static constexpr auto kFilter = make_filter();
-    sock_fprog program{static_cast<unsigned short>(kFilter.size()), const_cast<sock_filter*>(kFilter.data())};
-    if (::setsockopt(in_.get(), SOL_SOCKET, SO_ATTACH_FILTER, &program, sizeof program) != 0)
-        fail(interface_, "no filter", errno);
+    set_option(in, PACKET_RX_RING, ring, interface_, "no receive ring");
+    MappedRing in_ring = map_ring(in, kReceiveBlock, blocks, interface_);
+    attach_filter(in);
     packet_mreq promiscuous{};
-    promiscuous.mr_ifindex = index;
+    promiscuous.mr_ifindex = index_;
     promiscuous.mr_type = PACKET_MR_PROMISC;  // hosts have their own MAC addresses
-    set_option(in_, PACKET_ADD_MEMBERSHIP, promiscuous, interface_, "no promiscuous reception");
-    bind_to(in_, index, ETH_P_ALL, interface_);
+    set_option(in, PACKET_ADD_MEMBERSHIP, promiscuous, interface_, "no promiscuous reception");
+    bind_to(in, index_, ETH_P_ALL, interface_);
+    in_ring_ = std::move(in_ring);
+    in_ = std::move(in);
+    next_in_ = 0;
 }
 
-void PacketLink::open_sender(int index) {
+void PacketLink::open_sender() {
     out_ = open_socket(interface_);
     set_option(out_, PACKET_VERSION, int{TPACKET_V2}, interface_, "the kernel has no rings of version 2");
     set_option(out_, PACKET_LOSS, int{1}, interface_, "frames cannot be skipped");
+    set_option(out_, PACKET_VNET_HDR, int{1}, interface_, "the kernel has no headers of frames");
     tpacket_req ring{};
     ring.tp_block_size = kSendBlock;
     ring.tp_block_nr = kSendSlot * kSendSlots / kSendBlock;
@@ -190,7 +184,7 @@ void PacketLink::open_sender(int index) {
     ring.tp_frame_nr = kSendSlots;
     set_option(out_, PACKET_TX_RING, ring, interface_, "no transmit ring");
     out_ring_ = map_ring(out_, kSendSlot, kSendSlots, interface_);
-    bind_to(out_, index, 0, interface_);
+    bind_to(out_, index_, 0, interface_);
 }
 
 void PacketLink::check() {
@@ -233,8 +227,9 @@ bool PacketLink::receive(const std::function<void(const SeenFrame&)>& see) {
 std::uint64_t PacketLink::take_dropped() {
     tpacket_stats_v3 statistics{};
     socklen_t length = sizeof statistics;
-    if (::getsockopt(in_.get(), SOL_PACKET, PACKET_STATISTICS, &statistics, &length) != 0) return 0;
-    return statistics.tp_drops;
+    const std::uint64_t before = std::exchange(dropped_, 0);
+    if (::getsockopt(in_.get(), SOL_PACKET, PACKET_STATISTICS, &statistics, &length) != 0) return before;
+    return before + statistics.tp_drops;
 }
 
 std::uint32_t PacketLink::get_status(std::size_t slot) const {
@@ -250,7 +245,9 @@ std::span<std::byte> PacketLink::room() {
 
 void PacketLink::commit(std::size_t length) {
     auto* header = reinterpret_cast<tpacket2_hdr*>(out_ring_.slot(next_out_));
-    header->tp_len = static_cast<std::uint32_t>(length);
+    header->tp_len = static_cast<std::uint32_t>(kSendHeader + length);
+    const SendHeader copied{.hdr_len = static_cast<std::uint16_t>(length <= kMostCopied ? length : 0)};
+    std::memcpy(out_ring_.slot(next_out_) + kSendOffset - kSendHeader, &copied, kSendHeader);
     std::atomic_ref(header->tp_status).store(TP_STATUS_SEND_REQUEST, std::memory_order_release);
     next_out_ = (next_out_ + 1) % kSendSlots;
 }

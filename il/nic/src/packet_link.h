@@ -8,6 +8,7 @@
 #include <string>
 
 #include "file_descriptor.h"
+#include "frame_filter.h"
 #include "mapped_ring.h"
 #include "orv/live/frame_parser.h"
 
@@ -22,14 +23,19 @@ struct SeenFrame {
 };
 
 /// Two packet sockets with rings in shared memory (packet(7)): one that frames are put into, and one that
-/// shows what comes in, and which membership messages and unicast datagrams of this machine go out. Needs
-/// CAP_NET_RAW and nothing else. Other interfaces are left alone; what is set on this one (promiscuous
-/// reception) ends with the link.
+/// shows what comes in for its listeners, and which membership messages and unicast datagrams of this machine
+/// go out. Needs CAP_NET_RAW and nothing else. Other interfaces are left alone; what is set on this one
+/// (promiscuous reception) ends with the link.
 class PacketLink {
   public:
     /// Throws NicError.
     explicit PacketLink(const std::string& interface);
 
+    /// Makes the receive ring larger for so many hosts, if it has to be. That takes some ms, and frames that
+    /// have not been received are lost. Not while receive() runs. Throws NicError, and nothing has changed.
+    void make_room(std::size_t hosts);
+    /// What frames are received from now on; first none but what all hosts need. Throws NicError.
+    void listen(const Listening& listening);
     /// Of an IP packet behind two tags, in bytes; behind fewer it may be 4 bytes longer.
     std::size_t get_mtu() const { return mtu_; }
     /// Readable when there are frames to receive.
@@ -52,18 +58,22 @@ class PacketLink {
     std::size_t get_backlog() const;
 
   private:
-    void open_receiver(int index);
-    void open_sender(int index);
+    void open_receiver(std::size_t blocks);
+    void attach_filter(const FileDescriptor& socket);
+    void open_sender();
     std::uint32_t get_status(std::size_t slot) const;  ///< of a frame to be sent
 
     const std::string interface_;
+    int index_ = 0;  ///< of the interface
+    Listening listening_;
     FileDescriptor in_, out_;
     MappedRing in_ring_, out_ring_;
     std::size_t next_in_ = 0;        ///< block
     std::size_t next_out_ = 0;       ///< frame
     std::size_t first_waiting_ = 0;  ///< of those that the interface has not taken
     std::size_t mtu_ = 0;
-    int error_ = 0;  ///< error of a flush
+    std::uint64_t dropped_ = 0;  ///< by a receiver before this one
+    int error_ = 0;              ///< error of a flush
 };
 
 }  // namespace orv::nic

@@ -15,8 +15,11 @@ using il::Time;
 
 namespace {
 
-/// Packets are batched for this long: a wake-up for each would cost more than sending it.
-constexpr Time kBatch = 200'000;
+/// Packets are batched for this long, because a wake-up for each would cost more than sending it; longer for
+/// streams that are slow, but not for more than a small part of their interval.
+constexpr Time kShortestBatch = 200'000;
+constexpr Time kLongestBatch = 2 * kMillisecond;
+constexpr Time kBatchesPerGap = 32;
 constexpr int kMostPacketsAtOnce = 64;
 /// Packets that wait for the interface: joins of the same port have to wait behind them.
 constexpr std::size_t kMostWaiting = 512;
@@ -33,11 +36,13 @@ std::size_t StreamSender::set(std::vector<Stream> streams, Time now) {
     for (const Flow& flow : flows_) sequences[key_of(flow.stream)] = flow.sequence;
     flows_.clear();
     due_ = {};
+    batch_ = kLongestBatch;
     std::size_t too_long = 0;
     for (std::size_t i = 0; i < streams.size(); ++i) {
         Flow flow;
         flow.stream = streams[i];
         flow.gap = std::max<Time>(static_cast<Time>(1e9 / flow.stream.packets_per_second), 1);
+        batch_ = std::clamp(flow.gap / kBatchesPerGap, kShortestBatch, batch_);
         flow.headers.source = flow.stream.source;
         flow.headers.destination = flow.stream.group;
         flow.headers.destination_mac = live::MulticastMac(flow.stream.group);
@@ -61,7 +66,7 @@ std::size_t StreamSender::set(std::vector<Stream> streams, Time now) {
 }
 
 Time StreamSender::next() const {
-    return due_.empty() ? kNever : std::max(due_.top().time, last_run_ + kBatch);
+    return due_.empty() ? kNever : std::max(due_.top().time, last_run_ + batch_);
 }
 
 void StreamSender::run(Time now) {
@@ -80,7 +85,7 @@ void StreamSender::run(Time now) {
         due_.push(due);
     }
     // The other streams keep their deadlines.
-    if (!due_.empty() && due_.top().time <= now) last_run_ = now - kBatch;
+    if (!due_.empty() && due_.top().time <= now) last_run_ = now - batch_;
 }
 
 void StreamSender::write(Flow& flow, Time now) {

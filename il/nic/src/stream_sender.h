@@ -52,6 +52,7 @@ class StreamSender {
     LiveFigures& figures_;
     std::vector<Flow> flows_;
     std::priority_queue<Due, std::vector<Due>, std::greater<>> due_;
+    il::Time batch_ = 0;  ///< shortest time between two runs
     il::Time last_run_ = 0;
 };
 

@@ -97,7 +97,8 @@ class MembershipHost {
     struct Membership;
     class Reports;
 
-    Membership* find(const IpAddress& group) const;
+    Membership* find(const IpAddress& group);
+    Membership* find(std::uint32_t id);
     bool has_anything_to_report() const;
     void remove(const Membership& membership);
     void check_group(const IpAddress& group, std::span<const IpAddress> sources) const;
@@ -135,7 +136,8 @@ class MembershipHost {
     std::uint64_t change_timer_ = 0;   ///< repeats changes (IGMPv3, MLDv2)
     std::uint64_t general_timer_ = 0;  ///< answers a general query
     Nanoseconds general_due_{};
-    std::vector<std::unique_ptr<Membership>> memberships_;  ///< timers point to the elements
+    std::vector<Membership> memberships_;
+    std::uint32_t last_id_ = 0;  ///< of a membership
 };
 
 }  // namespace orv::live
