@@ -103,11 +103,8 @@ void MembershipHost::on_filter_query(const MembershipQuery& query) {
     Membership* membership = is_general ? nullptr : find(query.group);
     if (is_general ? !has_anything_to_report() : !membership || !membership->has_answer()) return;
 
-    // An answer that is on its way in time stays as it is, which is one draw of the delay as good as any: if
-    // each query could bring it forward, a group of many hosts would answer all the more often.
-    const Nanoseconds latest = now + query.max_response_time;
-    if (general_timer_ != 0 && general_due_ <= latest) return;
     const Nanoseconds delay = random_delay(query.max_response_time);
+    if (general_timer_ != 0 && general_due_ < now + delay) return;
     if (is_general) {
         cancel(general_timer_);
         general_due_ = now + delay;
@@ -127,7 +124,7 @@ void MembershipHost::on_filter_query(const MembershipQuery& query) {
         queried.erase(std::unique(queried.begin(), queried.end()), queried.end());
         if (queried.size() > Membership::kMostQueriedSources) queried.clear();
     }
-    if (is_pending && membership->report_due <= latest) return;
+    if (is_pending && membership->report_due <= now + delay) return;
     cancel(membership->report_timer);
     membership->report_due = now + delay;
     membership->report_timer = timeline_.PostAfter(delay, [this, id = membership->id] {

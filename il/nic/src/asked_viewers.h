@@ -41,7 +41,8 @@ class AskedViewers {
             version_ = query.version;
             code_ = query.max_response_code;
             interval_ = query.query_interval;
-            answered_by_ = query.sources.GetSize() > 0 ? now : now + query.max_response_time.count();
+            asked_until_ =
+                query.sources.GetSize() > 0 ? now : now + kRounds * query.max_response_time.count();
         }
         for (; asked_ < stbs_.size(); ++asked_) tell(stbs_[asked_]);
     }
@@ -50,8 +51,11 @@ class AskedViewers {
     auto end() const { return stbs_.end(); }
 
   private:
+    /// All are told again after so many response times: hosts that change their version drop their answers.
+    static constexpr int kRounds = 4;
+
     bool is_repeated(const live::MembershipQuery& query, il::Time now) const {
-        return query.sources.GetSize() == 0 && now < answered_by_ && query.version == version_ &&
+        return query.sources.GetSize() == 0 && now < asked_until_ && query.version == version_ &&
                query.max_response_code == code_ && query.query_interval == interval_;
     }
     void move(std::size_t from, std::size_t to, Positions& positions) {
@@ -62,8 +66,8 @@ class AskedViewers {
 
     std::vector<std::uint32_t> stbs_;  ///< those who were asked come first
     std::size_t asked_ = 0;
-    // Of the query that all viewers were asked by last:
-    il::Time answered_by_ = 0;
+    // Of the query that all viewers were told last:
+    il::Time asked_until_ = 0;
     live::MembershipVersion version_{};
     std::uint16_t code_ = 0;
     live::Nanoseconds interval_{};

@@ -1,8 +1,6 @@
 // Where the frames of a port's hosts go.
 #pragma once
 
-#include <cstring>
-
 #include "frame_sink.h"
 #include "packet_link.h"
 
@@ -13,17 +11,7 @@ class LinkSink : public FrameSink {
   public:
     explicit LinkSink(PacketLink& link) : link_(link) {}
 
-    bool send(std::span<const std::byte> frame) override {
-        std::span<std::byte> room = link_.room();
-        if (room.empty()) {
-            link_.flush();
-            room = link_.room();
-        }
-        if (room.size() < frame.size()) return false;
-        std::memcpy(room.data(), frame.data(), frame.size());
-        link_.commit(frame.size());
-        return true;
-    }
+    bool send(std::span<const std::byte> frame) override { return link_.send(frame); }
 
   private:
     PacketLink& link_;

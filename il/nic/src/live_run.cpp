@@ -191,10 +191,11 @@ void LiveRun::begin_view(std::uint32_t number, Time planned) {
 }
 
 void LiveRun::join_multicast(std::uint32_t number, Time planned) {
-    const Stb& stb = stbs_[number];
+    Stb& stb = stbs_[number];
     View& view = views_[stb.view];
     view.planned_join = planned;
     view.joined = true;
+    stb.flow = view.place.flow;
     flow_of(view).viewers.add(number, viewer_positions_);
 
     const std::uint32_t subscription = channel_of(view).subscription;
@@ -245,6 +246,7 @@ void LiveRun::leave_multicast(std::uint32_t id, Time planned) {
     View& view = views_[id];
     view.planned_leave = planned;
     flow_of(view).viewers.remove(view.stb, viewer_positions_);
+    stbs_[view.stb].flow = kNone;
     current_ = {id, Act::Leave};
     hosts_[view.stb].Leave(flows_.get_group(channel_of(view).subscription));
     // A leave without a frame: IGMPv1, or another host has reported last.
@@ -253,9 +255,9 @@ void LiveRun::leave_multicast(std::uint32_t id, Time planned) {
 
 /// Of a host: a join or leave, or else a repeat of one, or an answer.
 void LiveRun::send_report(std::uint32_t number, std::span<const std::byte> frame) {
-    const std::uint32_t id = stbs_[number].view;
-    if (current_.view == kNone && id != kNone && views_[id].joined)
-        flow_of(views_[id]).viewers.on_answered(number, viewer_positions_);
+    const std::uint32_t flow = stbs_[number].flow;
+    if (current_.view == kNone && flow != kNone)
+        flows_.at(flow).viewers.on_answered(number, viewer_positions_);
     send(frame);
 }
 

@@ -92,6 +92,7 @@ class LiveRun : public il::Run {
         std::uint32_t channel = 0;
         std::uint32_t views = 0;     ///< begun
         std::uint32_t view = kNone;  ///< the current one
+        std::uint32_t flow = kNone;  ///< that it is a viewer of
     };
 
     /// From the decision to join until its record is made, which may be during later views.

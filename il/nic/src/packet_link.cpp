@@ -37,6 +37,7 @@ constexpr std::size_t kSendSlot = 2048;
 // takes a long time before a slot's turn comes again.
 constexpr std::size_t kSendSlots = 8192;
 constexpr std::size_t kSendBlock = 1 << 20;
+constexpr std::size_t kMostBehind = 100'000;  ///< frames of hosts that wait behind the ring
 /// struct virtio_net_hdr of linux/virtio_net.h, which is no C++.
 struct SendHeader {
     std::uint8_t flags = 0, gso_type = 0;
@@ -250,24 +251,51 @@ void PacketLink::commit(std::size_t length) {
     std::memcpy(out_ring_.slot(next_out_) + kSendOffset - kSendHeader, &copied, kSendHeader);
     std::atomic_ref(header->tp_status).store(TP_STATUS_SEND_REQUEST, std::memory_order_release);
     next_out_ = (next_out_ + 1) % kSendSlots;
+    ++waiting_;
+}
+
+bool PacketLink::put(std::span<const std::byte> frame) {
+    const std::span<std::byte> to = room();
+    if (to.size() < frame.size()) return false;
+    std::memcpy(to.data(), frame.data(), frame.size());
+    commit(frame.size());
+    return true;
+}
+
+bool PacketLink::send(std::span<const std::byte> frame) {
+    if (frame.size() > kSendSlot - kSendOffset || behind_.size() >= kMostBehind) return false;
+    if (!behind_.empty() || !put(frame)) behind_.emplace_back(frame.begin(), frame.end());
+    return true;
 }
 
 void PacketLink::flush() {
-    if (first_waiting_ == next_out_) return;
+    flush_ring();
+    if (behind_.empty()) return;
+    for (; !behind_.empty(); behind_.pop_front()) {
+        if (put(behind_.front())) continue;
+        flush_ring();
+        if (!put(behind_.front())) return;
+    }
+    flush_ring();
+}
+
+void PacketLink::flush_ring() {
+    if (waiting_ == 0) return;
     // The send buffer is full, or a queue dropped the frame: it stays in the ring and is sent again.
     while (::send(out_.get(), nullptr, 0, MSG_DONTWAIT) < 0) {
         if (errno == EINTR) continue;
         if (errno == EAGAIN || errno == ENOBUFS) break;
         error_ = errno;
-        first_waiting_ = next_out_;  // nothing more is sent
+        waiting_ = 0;  // nothing more is sent
         return;
     }
-    while (first_waiting_ != next_out_ && (get_status(first_waiting_) & TP_STATUS_SEND_REQUEST) == 0)
-        first_waiting_ = (first_waiting_ + 1) % kSendSlots;
+    while (waiting_ > 0 &&
+           (get_status((next_out_ + kSendSlots - waiting_) % kSendSlots) & TP_STATUS_SEND_REQUEST) == 0)
+        --waiting_;
 }
 
 std::size_t PacketLink::get_backlog() const {
-    return (next_out_ + kSendSlots - first_waiting_) % kSendSlots;
+    return waiting_ + behind_.size();
 }
 
 }  // namespace orv::nic

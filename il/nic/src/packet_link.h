@@ -3,9 +3,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "file_descriptor.h"
 #include "frame_filter.h"
@@ -52,6 +54,9 @@ class PacketLink {
     std::span<std::byte> room();
     /// The frame in room() is complete.
     void commit(std::size_t length);
+    /// Copies a frame of a host. While the ring is full, frames wait behind it, so that thousands of hosts
+    /// can leave at once. False if too many wait.
+    bool send(std::span<const std::byte> frame);
     /// Hands complete frames to the interface, as many as it takes now.
     void flush();
     /// Number of complete frames that the interface has not taken yet: call flush again a little later.
@@ -62,15 +67,18 @@ class PacketLink {
     void attach_filter(const FileDescriptor& socket);
     void open_sender();
     std::uint32_t get_status(std::size_t slot) const;  ///< of a frame to be sent
+    void flush_ring();
+    bool put(std::span<const std::byte> frame);
 
     const std::string interface_;
     int index_ = 0;  ///< of the interface
     Listening listening_;
     FileDescriptor in_, out_;
     MappedRing in_ring_, out_ring_;
-    std::size_t next_in_ = 0;        ///< block
-    std::size_t next_out_ = 0;       ///< frame
-    std::size_t first_waiting_ = 0;  ///< of those that the interface has not taken
+    std::size_t next_in_ = 0;                    ///< block
+    std::size_t next_out_ = 0;                   ///< frame
+    std::size_t waiting_ = 0;                    ///< frames in the ring that the interface has not taken
+    std::deque<std::vector<std::byte>> behind_;  ///< frames that the ring has no room for
     std::size_t mtu_ = 0;
     std::uint64_t dropped_ = 0;  ///< by a receiver before this one
     int error_ = 0;              ///< error of a flush
