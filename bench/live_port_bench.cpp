@@ -1,16 +1,20 @@
 // How much a live port carries: whole runs in a laboratory, with so many STBs that in the end joins and
 // leaves are more than a millisecond late, or packets are dropped.
-// - Zapping: every STB zaps once a second.
+// - Segment: every STB zaps once a second, and all of them are on one segment.
+// - Vlans: the same with a VLAN for each STB, from 4,001 STBs on two tags.
 // - Bursts: the same with fast channel change; a burst lasts until the next zap.
 // - Repairs: every STB misses a fifth of its channel's packets, and sends a NACK for each.
 #include <benchmark/benchmark.h>
 #include <fmt/format.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
-#include <array>
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <string>
@@ -25,14 +29,15 @@ constexpr double kLateFraction = 0.01;
 /// A noisy machine can make a run worse, but not better.
 constexpr int kTries = 3;
 
-enum class Kind { Zapping, Bursts, Repairs };
+enum class Kind { Segment, Vlans, Bursts, Repairs };
 struct Load {
     Kind kind;
     int packet_rate;  ///< per second and channel
     const char *laboratory, *test, *profile, *channels, *boxes;
 };
 constexpr Load kLoads[] = {
-    {Kind::Zapping, 20, "", "TestEnv: TESTING", "", "", ""},
+    {Kind::Segment, 20, "", "TestEnv: TESTING", "", "", ""},
+    {Kind::Vlans, 20, "", "TestEnv: TESTING", "", "", ""},
     {Kind::Bursts, 100, "--fcc-server='--burst-start 500'",
      "TestEnv: TESTING\n    TestType: FAST_CHANNEL_CHANGE",
      "    UnicastLeaveTriggerDelay: 1\n    UnicastStay: true\n", "",
@@ -44,24 +49,44 @@ constexpr Load kLoads[] = {
      "        RtpNackEnable: true\n        RtpNackDelay: 5\n        RtpNackInterval: 200\n"},
 };
 
+constexpr int kMostTags = 4000;  ///< VLANs behind one tag
+
+/// The layers between Ethernet and IP of a device; the last one is `top`.
+std::string MakeTags(int device, int first_stb, bool has_two, std::string& top) {
+    const std::string ethernet = fmt::format("Homes {}/EthIIIf", device);
+    if (!has_two) {
+        top = fmt::format("Homes {}/VlanIf", device);
+        return fmt::format("      - VlanIf:\n        VlanId: {}\n        IdStep: 1\n        StackedOn: {}\n",
+                           first_stb + 1, ethernet);
+    }
+    top = fmt::format("Homes {}/Inner", device);
+    return fmt::format(
+        "      - VlanIf: Outer\n        VlanId: {}\n        IdStep: 0\n        StackedOn: {}\n"
+        "      - VlanIf: Inner\n        VlanId: 1\n        IdStep: 1\n        StackedOn: Homes {}/Outer\n",
+        100 + device, ethernet, device);
+}
+
 /// Starts are spread over the second; channels are slow, so that what is measured is zapping.
-std::string MakeTestFile(const Load& load, int stbs) {
+std::string MakeTestFile(const Load& load, int stbs, int seconds) {
     std::string blocks;
     // A block for each STB that begins in the same millisecond: delays are whole milliseconds.
     const int devices = std::max(stbs / 1000, 1), per_device = stbs / devices;
     for (int device = 0; device < devices; ++device) {
+        std::string top = fmt::format("Homes {}/EthIIIf", device + 1), tags;
+        if (load.kind == Kind::Vlans) tags = MakeTags(device + 1, device * per_device, stbs > kMostTags, top);
         blocks += fmt::format(
             "  - EmulatedDevice: Homes {0}\n    DeviceCount: {1}\n    AffiliationPort: Viewers\n"
             "    TopLevelIf: Homes {0}/Ipv4If\n    children:\n"
-            "      - EthIIIf:\n        SourceMac: 00:10:94:{0:02x}:00:01\n"
+            "      - EthIIIf:\n        SourceMac: 00:10:94:{0:02x}:00:01\n{3}"
             "      - Ipv4If:\n        Address: 10.{0}.0.10\n        PrefixLength: 8\n"
-            "        StackedOn: Homes {0}/EthIIIf\n"
+            "        StackedOn: {4}\n"
             "      - IgmpHostConfig:\n        Version: IGMP_V3\n        UsesIf: Homes {0}/Ipv4If\n"
             "      - IptvStbBlockConfig: Boxes {0}\n        IptvProfile: Profile\n        StbChannel: "
             "[Range]\n"
             "        MulticastParam: Homes {0}/IgmpHostConfig\n        InterClientStartDelayStep: 1\n{2}",
-            device + 1, per_device, load.boxes);
+            device + 1, per_device, load.boxes, tags, top);
     }
+    const bool has_no_server = load.kind == Kind::Segment || load.kind == Kind::Vlans;
     return fmt::format(
         "project:\n"
         "  - Port: Head end\n    Location: linux://head0\n    children:\n      - StreamBlock: Streams\n"
@@ -79,16 +104,18 @@ std::string MakeTestFile(const Load& load, int stbs) {
         "{2}"
         "sequence:\n  - GeneratorStartCommand:\n{8}  - IptvStartTestCommand: Start\n    {4}\n"
         "    TestDuration: {3}\n  - IptvWaitForTestCompletionCommand:\n  - GeneratorStopCommand:\n",
-        load.packet_rate, kChannels, blocks, kSeconds, load.test, load.channels, load.profile,
+        load.packet_rate, kChannels, blocks, seconds, load.test, load.channels, load.profile,
         load.kind == Kind::Bursts ? 1 : 100,
         // The server has to have something to send.
-        load.kind == Kind::Zapping ? "" : "  - WaitCommand:\n    WaitTime: 2\n");
+        has_no_server ? "" : "  - WaitCommand:\n    WaitTime: 2\n");
 }
 
 struct Run {
     bool has_laboratory = true;
     bool is_good = false;
     double nacks_per_second = 0;
+    double us_per_zap = 0;  ///< processor time of the whole program
+    double peak_mib = 0;
 };
 
 /// Whether the port kept up with its STBs, and the server as well.
@@ -98,7 +125,8 @@ bool IsGood(const Load& load, const nlohmann::json& port) {
         figure("late_joins") > kLateFraction * figure("joins_and_leaves"))
         return false;
     switch (load.kind) {
-        case Kind::Zapping:
+        case Kind::Segment:
+        case Kind::Vlans:
             return true;
         case Kind::Bursts:
             return figure("bursts_requested") > 0 && figure("bursts_refused") + figure("bursts_unanswered") <=
@@ -110,32 +138,54 @@ bool IsGood(const Load& load, const nlohmann::json& port) {
     return false;
 }
 
+/// Seconds, of what the shell's `times` says: the last line, "0m1.250s 1m0.500s", is that of its children.
+double ReadTimes(std::string line) {
+    line = line.substr(line.find('\n') + 1);
+    int minutes[2] = {};
+    double seconds[2] = {};
+    if (std::sscanf(line.c_str(), "%dm%lfs %dm%lfs", &minutes[0], &seconds[0], &minutes[1], &seconds[1]) != 4)
+        throw std::runtime_error("the shell does not say what the program took: " + line);
+    return 60.0 * (minutes[0] + minutes[1]) + seconds[0] + seconds[1];
+}
+
+std::string ReadFile(const std::filesystem::path& path) {
+    std::ifstream file(path);
+    return {std::istreambuf_iterator(file), {}};
+}
+
 /// Throws when there is a laboratory, but no answer.
-Run RunProgram(const Load& load, int stbs) {
+Run RunProgram(const Load& load, int stbs, int seconds) {
     const auto file = std::filesystem::temp_directory_path() / fmt::format("bench_live_{}.yaml", stbs);
-    std::ofstream(file) << MakeTestFile(load, stbs);
-    const std::string command =
-        fmt::format("{} run --fast-leave {} -- {} run {} --quiet --json --db {}.db 2>/dev/null", LAB_PATH,
-                    load.laboratory, PROGRAM_PATH, file.string(), file.string());
-    std::string output;
-    FILE* pipe = popen(command.c_str(), "r");
-    std::array<char, 4096> buffer;
-    while (const std::size_t read = std::fread(buffer.data(), 1, buffer.size(), pipe))
-        output.append(buffer.data(), read);
+    const std::string output_path = file.string() + ".json", times_path = file.string() + ".times";
+    std::ofstream(file) << MakeTestFile(load, stbs, seconds);
+    const std::string command = fmt::format(
+        "exec {} run --fast-leave {} -- bash -c '{} run {} --quiet --json --db {}.db; times >{}' "
+        "2>/dev/null >{}",
+        LAB_PATH, load.laboratory, PROGRAM_PATH, file.string(), file.string(), times_path, output_path);
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
+        ::_exit(127);
+    }
+    int status = 0;
+    rusage usage{};
+    if (::wait4(child, &status, 0, &usage) != child) throw std::runtime_error("no laboratory was started");
     Run run;
-    const int status = WEXITSTATUS(pclose(pipe));
-    std::filesystem::remove(file);
-    std::filesystem::remove(file.string() + ".db");
+    const std::string output = ReadFile(output_path), times = ReadFile(times_path);
+    for (const char* end : {"", ".db", ".json", ".times"}) std::filesystem::remove(file.string() + end);
     if (output.empty()) {
-        if (status != kCannotBeMade) throw std::runtime_error("iptvtest said nothing");
+        if (WEXITSTATUS(status) != kCannotBeMade) throw std::runtime_error("iptvtest said nothing");
         run.has_laboratory = false;
         return run;
     }
+    run.peak_mib = static_cast<double>(usage.ru_maxrss) / 1024;
     const auto outcome = nlohmann::json::parse(output);
     for (const auto& port : outcome.at("live_ports")) {
         if (port.at("name") != "Viewers") continue;
         run.is_good = IsGood(load, port);
-        run.nacks_per_second = port.value("packets_repaired", 0.0) / kSeconds;
+        run.nacks_per_second = port.value("packets_repaired", 0.0) / seconds;
+        // A zap is a leave and a join.
+        run.us_per_zap = 1e6 * ReadTimes(times) / (port.value("joins_and_leaves", 0.0) / 2);
     }
     return run;
 }
@@ -144,7 +194,7 @@ Run RunProgram(const Load& load, int stbs) {
 Run Try(const Load& load, int stbs) {
     Run run;
     for (int tries = 0; tries < kTries && !run.is_good && run.has_laboratory; ++tries)
-        run = RunProgram(load, stbs);
+        run = RunProgram(load, stbs, kSeconds);
     return run;
 }
 
@@ -153,7 +203,7 @@ void LivePort(benchmark::State& state, Kind kind) {
     int carried = 0;
     double nacks = 0;
     for (auto _ : state) {
-        for (int stbs : {500, 1000, 1500, 2000, 3000, 4000, 6000, 8000, 12000, 16000}) {
+        for (int stbs : {500, 1000, 1500, 2000, 3000, 4000, 6000, 8000, 10000, 12000, 16000}) {
             const Run run = Try(load, stbs);
             if (!run.has_laboratory) {
                 state.SkipWithError("no laboratory can be made on this machine");
@@ -170,9 +220,23 @@ void LivePort(benchmark::State& state, Kind kind) {
         state.counters["stbs_per_core"] = carried;
     }
 }
-BENCHMARK_CAPTURE(LivePort, Zapping, Kind::Zapping)->Iterations(1)->Unit(benchmark::kSecond);
+BENCHMARK_CAPTURE(LivePort, Segment, Kind::Segment)->Iterations(1)->Unit(benchmark::kSecond);
+BENCHMARK_CAPTURE(LivePort, Vlans, Kind::Vlans)->Iterations(1)->Unit(benchmark::kSecond);
 BENCHMARK_CAPTURE(LivePort, Bursts, Kind::Bursts)->Iterations(1)->Unit(benchmark::kSecond);
 BENCHMARK_CAPTURE(LivePort, Repairs, Kind::Repairs)->Iterations(1)->Unit(benchmark::kSecond);
+
+/// What a zap costs with 4,000 STBs: a run that is long enough to make little of the program's start.
+void LiveZap(benchmark::State& state, Kind kind) {
+    constexpr int kStbs = 4000, kLong = 20;
+    Run run;
+    for (auto _ : state) run = RunProgram(kLoads[static_cast<std::size_t>(kind)], kStbs, kLong);
+    if (!run.has_laboratory) return state.SkipWithError("no laboratory can be made on this machine");
+    state.counters["us_per_zap"] = run.us_per_zap;
+    // The first 100 MiB are the program's.
+    state.counters["kib_per_stb"] = std::max(run.peak_mib - 100, 0.0) * 1024 / kStbs;
+}
+BENCHMARK_CAPTURE(LiveZap, Segment, Kind::Segment)->Iterations(1)->Unit(benchmark::kSecond);
+BENCHMARK_CAPTURE(LiveZap, Vlans, Kind::Vlans)->Iterations(1)->Unit(benchmark::kSecond);
 
 }  // namespace
 
