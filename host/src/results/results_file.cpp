@@ -239,8 +239,7 @@ void ResultsFile::Attempt(const Work& work) {
     } catch (...) {
         if (!was_open) Drop();
         // Their tables may be gone with the transaction.
-        tables_.clear();
-        all_device_.reset();
+        ForgetTables();
         throw;
     }
     if (!was_open) Drop();
@@ -248,6 +247,17 @@ void ResultsFile::Attempt(const Work& work) {
 
 void ResultsFile::Write(const RowGroup& rows) {
     InTransaction([&] { WriteRows(rows); });
+}
+
+void ResultsFile::Write(const core::PackedRows& rows) {
+    InTransaction([&] {
+        const auto& layout = rows.GetLayout();
+        auto table = packed_tables_.find(layout.get());
+        if (table == packed_tables_.end()) {
+            table = packed_tables_.emplace(layout.get(), PackedTable(*connection_, *catalogue_, layout)).first;
+        }
+        table->second.Write(rows, id_);
+    });
 }
 
 void ResultsFile::WriteWithRelations(const RowGroup& rows) {
@@ -381,9 +391,14 @@ void ResultsFile::Close() noexcept {
     Drop();
 }
 
-void ResultsFile::Drop() noexcept {
+void ResultsFile::ForgetTables() noexcept {
     tables_.clear();
     all_device_.reset();
+    packed_tables_.clear();
+}
+
+void ResultsFile::Drop() noexcept {
+    ForgetTables();
     catalogue_.reset();
     connection_.reset();
 }
