@@ -126,8 +126,7 @@ std::vector<int> FindParameters(const CMetaClass& meta_class) {
 ClassTable::ClassTable(SqliteConnection& connection, TableCatalogue& catalogue, const std::string& name,
                        const CMetaClass& meta_class)
     : parameters_(FindParameters(meta_class)),
-      insert_(connection,
-              MakeClassInsert("INSERT OR REPLACE", connection, catalogue, name, meta_class)) {}
+      insert_(connection, MakeClassInsert("INSERT OR REPLACE", connection, catalogue, name, meta_class)) {}
 
 void ClassTable::Write(const RowGroup::ClassRows& rows, std::uint32_t data_set) {
     const std::size_t slots = rows.meta_class->GetProperties().size();

@@ -46,8 +46,8 @@ class PackedTable {
     int name_parameter_ = 0;
     std::vector<Value> sixteens_, eights_, fours_, twos_, ones_;  ///< by size, bytes
     std::vector<TextBuffer> texts_;
-    std::string name_;            ///< "<class> <handle>"
-    std::size_t name_begin_ = 0;  ///< length of what does not change
+    std::string name_;             ///< "<class> <handle>"
+    std::size_t name_begin_ = 0;   ///< length of what does not change
     std::vector<std::byte> last_;  ///< the row whose values are bound; empty before the first
     std::uint32_t data_set_ = 0;   ///< its data set
 };

@@ -97,17 +97,28 @@ class PackedRow {
     template <class T>
     static constexpr framework::PropertyType TypeOf() {
         using framework::PropertyType;
-        if constexpr (std::is_same_v<T, bool>) return PropertyType::Bool;
-        else if constexpr (std::is_same_v<T, std::uint8_t>) return PropertyType::U8;
-        else if constexpr (std::is_same_v<T, std::uint16_t>) return PropertyType::U16;
-        else if constexpr (std::is_same_v<T, std::int16_t>) return PropertyType::S16;
-        else if constexpr (std::is_same_v<T, std::uint32_t>) return PropertyType::U32;
-        else if constexpr (std::is_same_v<T, std::int32_t>) return PropertyType::S32;
-        else if constexpr (std::is_same_v<T, std::uint64_t>) return PropertyType::U64;
-        else if constexpr (std::is_same_v<T, std::int64_t>) return PropertyType::S64;
-        else if constexpr (std::is_same_v<T, double>) return PropertyType::Double;
-        else if constexpr (std::is_same_v<T, framework::CIpAddress>) return PropertyType::Ipv4;
-        else return PropertyType::Ipv6;
+        if constexpr (std::is_same_v<T, bool>)
+            return PropertyType::Bool;
+        else if constexpr (std::is_same_v<T, std::uint8_t>)
+            return PropertyType::U8;
+        else if constexpr (std::is_same_v<T, std::uint16_t>)
+            return PropertyType::U16;
+        else if constexpr (std::is_same_v<T, std::int16_t>)
+            return PropertyType::S16;
+        else if constexpr (std::is_same_v<T, std::uint32_t>)
+            return PropertyType::U32;
+        else if constexpr (std::is_same_v<T, std::int32_t>)
+            return PropertyType::S32;
+        else if constexpr (std::is_same_v<T, std::uint64_t>)
+            return PropertyType::U64;
+        else if constexpr (std::is_same_v<T, std::int64_t>)
+            return PropertyType::S64;
+        else if constexpr (std::is_same_v<T, double>)
+            return PropertyType::Double;
+        else if constexpr (std::is_same_v<T, framework::CIpAddress>)
+            return PropertyType::Ipv4;
+        else
+            return PropertyType::Ipv6;
     }
     template <class T>
     void Store(std::size_t offset, const T& value) {

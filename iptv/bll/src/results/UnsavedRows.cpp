@@ -35,7 +35,7 @@ core::PackedRow UnsavedRows::Add(PackedRows& rows, std::uint32_t block) {
 }
 
 std::size_t UnsavedRows::GetCount() const {
-    std::size_t count = objects_.size();
+    std::size_t count = objects_.size() - taken_;
     for (const PackedRows& rows : packed_) count += rows.GetCount();
     return count;
 }
@@ -88,6 +88,7 @@ void UnsavedRows::Destroy() {
         }
     }
     objects_.clear();
+    taken_ = 0;
 }
 
 CScriptable* UnsavedRows::MakeObject(std::uint32_t handle) {
@@ -114,6 +115,7 @@ CScriptable* UnsavedRows::MakeObject(PackedRows& rows, std::size_t row) {
     CScriptable* parent = CHandleRegistry::Instance().Find(rows.GetParent(row));
     if (!parent || parent->IsDeleted()) return nullptr;
     rows.SetParent(row, kTaken);
+    ++taken_;
     objects_.push_back(handle);
     CScriptable* object =
         framework::CScriptableCreator().Create(&rows.GetLayout()->GetClass(), parent, true, true, handle);

@@ -47,6 +47,7 @@ class UnsavedRows : public framework::IDeferredObjects {
 
     std::vector<core::PackedRows> packed_;  ///< by kind, in the order of handles; empty before the first row
     std::vector<std::uint32_t> objects_;    ///< handles
+    std::size_t taken_ = 0;                 ///< number of packed rows that are objects now
 };
 
 }  // namespace orv::iptv
