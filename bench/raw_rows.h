@@ -3,7 +3,6 @@
 
 #include <sqlite3.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <stdexcept>
 #include <string>

@@ -1,4 +1,5 @@
 // Event rows are packed, and nobody can tell.
+#include "control/start_run_fixture.h"
 #include "orv/framework/handle_registry.h"
 #include "random_project.h"
 #include "results_fixture.h"
@@ -64,8 +65,27 @@ TEST_F(EventRowsTest, AreObjectsFromTheBeginningForAnObserver) {
     Bin(5);
     EXPECT_EQ(added, 5u);
     a.UnregisterRelationChangeDelegate(note);
+    a.Set(ids::Scriptable::LocalActive, false);
     Manager().FinalProcessing();
-    EXPECT_EQ(Stored("count(*)"), "6");
+    EXPECT_EQ(Stored("count(*), sum(Active)"), "6 0") << "one of them packed";
+}
+
+TEST_F(EventRowsTest, AreSavedOnceIfSomebodyAsksMeanwhile) {
+    manager_db.reset();
+    start_run_test::Lines journal;
+    start_run_test::RecordedResults slow(journal);
+    const auto count = [this] { return a.GetObjects("IptvEventResults", common::kParentChild).size(); };
+    EXPECT_EQ(count(), 1u);
+    Bin(398);
+    std::size_t asked = 0;
+    slow.on_call = [&](const std::string& call) {
+        ++asked;
+        EXPECT_EQ(count(), 1u) << call << ": the object, whose values are copied";
+    };
+    Bin(1);
+    EXPECT_THAT(journal, ElementsAre("db SaveResults", "db SaveRows"));
+    EXPECT_EQ(asked, 2u);
+    EXPECT_EQ(count(), 0u);
 }
 
 TEST_F(EventRowsTest, AreNotStoredWithoutTheirBlock) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <ranges>
+#include <utility>
 
 #include "IptvLog.h"
 #include "orv/framework/scriptable_creator.h"
@@ -18,6 +19,18 @@ namespace {
 
 void WarnOfLoss() {
     LogText(devLogger(), LogLevelType::Warn, " CIptvEventResults is NULL");
+}
+
+void DestroyObjects(const std::vector<std::uint32_t>& handles) {
+    // In reverse, because a parent finds its last child fastest.
+    for (const std::uint32_t handle : handles | std::views::reverse) {
+        CScriptable* row = CHandleRegistry::Instance().Find(handle);
+        if (row) {
+            row->Delete();
+        } else {
+            WarnOfLoss();
+        }
+    }
 }
 
 }  // namespace
@@ -61,16 +74,23 @@ void UnsavedRows::Update(PackedRows& rows) {
 }
 
 void UnsavedRows::Save(core::TestResultManager& database) {
-    framework::ScriptableVec objects;
-    for (const std::uint32_t handle : objects_) {
-        if (CScriptable* row = CHandleRegistry::Instance().Find(handle)) objects.push_back(row);
-    }
-    database.SaveResults(objects);
+    // Saving may wait for the disk, and somebody may ask for rows meanwhile: first they leave.
+    std::vector<PackedRows> packed;
     for (PackedRows& rows : packed_) {
         Update(rows);
-        database.SaveRows(rows.Take());
+        packed.push_back(rows.Take());
     }
-    Destroy();
+    taken_ = 0;
+    const std::vector<std::uint32_t> handles = std::exchange(objects_, {});
+    framework::ScriptableVec objects;
+    for (const std::uint32_t handle : handles) {
+        if (CScriptable* row = CHandleRegistry::Instance().Find(handle)) objects.push_back(row);
+    }
+    if (!objects.empty()) database.SaveResults(objects);
+    for (PackedRows& rows : packed) {
+        if (rows.GetCount() > 0) database.SaveRows(std::move(rows));
+    }
+    DestroyObjects(handles);
 }
 
 void UnsavedRows::Destroy() {
@@ -78,17 +98,8 @@ void UnsavedRows::Destroy() {
         Update(rows);
         rows.Clear();
     }
-    // In reverse, because a parent finds its last child fastest.
-    for (const std::uint32_t handle : objects_ | std::views::reverse) {
-        CScriptable* row = CHandleRegistry::Instance().Find(handle);
-        if (row) {
-            row->Delete();
-        } else {
-            WarnOfLoss();
-        }
-    }
-    objects_.clear();
     taken_ = 0;
+    DestroyObjects(std::exchange(objects_, {}));
 }
 
 CScriptable* UnsavedRows::MakeObject(std::uint32_t handle) {
