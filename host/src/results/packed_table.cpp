@@ -1,6 +1,7 @@
 #include "packed_table.h"
 
 #include <algorithm>
+#include <bit>
 #include <charconv>
 #include <cstring>
 #include <limits>
@@ -30,8 +31,9 @@ struct Sixteen {
 }  // namespace
 
 PackedTable::PackedTable(SqliteConnection& connection, TableCatalogue& catalogue,
-                         std::shared_ptr<const Layout> layout)
+                         std::shared_ptr<const Layout> layout, std::uint32_t data_set)
     : layout_(std::move(layout)),
+      data_set_(data_set),
       insert_(connection, MakeClassInsert("INSERT", connection, catalogue, layout_->GetClass().GetName(),
                                           layout_->GetClass())),
       name_(layout_->GetClass().GetName() + " "),
@@ -40,41 +42,36 @@ PackedTable::PackedTable(SqliteConnection& connection, TableCatalogue& catalogue
     name_parameter_ = parameters[layout_->GetClass().FindProperty(ids::Scriptable::Name)->slot];
     name_.resize(name_begin_ + std::numeric_limits<std::uint32_t>::digits10 + 1);
     for (const Layout::Column& column : layout_->GetColumns()) {
-        auto& values = column.size == 16  ? sixteens_
-                       : column.size == 8 ? eights_
-                       : column.size == 4 ? fours_
-                       : column.size == 2 ? twos_
-                                          : ones_;
-        values.push_back({parameters[column.property->slot], column.property->type, column.offset,
-                          column.format, texts_.size()});
+        const int parameter = parameters[column.property->slot];
+        if (parameter == 0) continue;
         const PropertyType type = column.property->type;
+        values_[static_cast<std::size_t>(std::countr_zero(column.size))].push_back(
+            {parameter, type, column.offset, column.format, texts_.size()});
         if (column.format || type == PropertyType::Ipv4 || type == PropertyType::Ipv6) texts_.emplace_back();
     }
 }
 
-void PackedTable::Write(const core::PackedRows& rows, std::uint32_t data_set) {
-    if (data_set != data_set_) last_.clear();  // handles are others there
-    data_set_ = data_set;
+void PackedTable::Write(const core::PackedRows& rows) {
     const std::byte* last = last_.empty() ? nullptr : last_.data();
     for (std::size_t i = 0; i < rows.GetCount(); ++i) {
         const std::byte* row = rows.GetRow(i);
-        BindHandles(rows, i, data_set);
-        BindChanged<Sixteen>(sixteens_, row, last);
-        BindChanged<std::uint64_t>(eights_, row, last);
-        BindChanged<std::uint32_t>(fours_, row, last);
-        BindChanged<std::uint16_t>(twos_, row, last);
-        BindChanged<std::uint8_t>(ones_, row, last);
+        BindHandles(rows, i);
+        BindChanged<Sixteen>(values_[4], row, last);
+        BindChanged<std::uint64_t>(values_[3], row, last);
+        BindChanged<std::uint32_t>(values_[2], row, last);
+        BindChanged<std::uint16_t>(values_[1], row, last);
+        BindChanged<std::uint8_t>(values_[0], row, last);
         insert_.Run();
         last = row;
     }
     if (rows.GetCount() > 0) last_.assign(last, last + layout_->GetRowSize());
 }
 
-void PackedTable::BindHandles(const core::PackedRows& rows, std::size_t row, std::uint32_t data_set) {
+void PackedTable::BindHandles(const core::PackedRows& rows, std::size_t row) {
     const std::uint32_t handle = rows.GetHandle(row);
-    insert_.Bind(1, ToFileHandle(handle, data_set));
-    insert_.Bind(2, ToFileHandle(rows.GetParent(row), data_set));
-    insert_.Bind(3, std::int64_t{data_set});
+    insert_.Bind(1, ToFileHandle(handle, data_set_));
+    insert_.Bind(2, ToFileHandle(rows.GetParent(row), data_set_));
+    insert_.Bind(3, std::int64_t{data_set_});
     const char* end = std::to_chars(name_.data() + name_begin_, name_.data() + name_.size(), handle).ptr;
     insert_.BindUncopied(name_parameter_, {name_.data(), static_cast<std::size_t>(end - name_.data())});
 }

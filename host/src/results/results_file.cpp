@@ -257,10 +257,10 @@ void ResultsFile::Write(const core::PackedRows& rows) {
         const auto& layout = rows.GetLayout();
         auto table = packed_tables_.find(layout.get());
         if (table == packed_tables_.end()) {
-            table =
-                packed_tables_.emplace(layout.get(), PackedTable(*connection_, *catalogue_, layout)).first;
+            table = packed_tables_.emplace(layout.get(), PackedTable(*connection_, *catalogue_, layout, id_))
+                        .first;
         }
-        table->second.Write(rows, id_);
+        table->second.Write(rows);
     });
 }
 
