@@ -7,14 +7,12 @@ CHandleRegistry& CHandleRegistry::Instance() {
     return registry;
 }
 
-namespace {
-
-constexpr std::uint32_t kPageMask = 0xfff;
-
-}  // namespace
-
 CScriptable* CHandleRegistry::Find(std::uint32_t handle) const {
-    if (CScriptable* object = FindExisting(handle)) return object;
+    CScriptable* object = FindExisting(handle);
+    return object || deferred_.empty() ? object : MakeDeferred(handle);
+}
+
+CScriptable* CHandleRegistry::MakeDeferred(std::uint32_t handle) const {
     for (IDeferredObjects* objects : deferred_) {
         if (CScriptable* object = objects->MakeObject(handle)) return object;
     }
@@ -23,12 +21,6 @@ CScriptable* CHandleRegistry::Find(std::uint32_t handle) const {
 
 void CHandleRegistry::MakeChildren(const CScriptable& parent, common::ClassId id) const {
     for (IDeferredObjects* objects : deferred_) objects->MakeChildren(parent, id);
-}
-
-CScriptable* CHandleRegistry::FindExisting(std::uint32_t handle) const {
-    const std::size_t page = handle >> kPageBits;
-    if (page >= pages_.size() || !pages_[page]) return nullptr;
-    return pages_[page]->objects[handle & kPageMask];
 }
 
 std::uint32_t CHandleRegistry::Register(CScriptable& object, std::uint32_t wanted) {

@@ -48,14 +48,20 @@ class CHandleRegistry {
     void MakeChildren(const CScriptable& parent, common::ClassId id) const;
 
   private:
-    CScriptable* FindExisting(std::uint32_t handle) const;
-
     // Handles are dense, so they are looked up in pages of an array. A page is freed with its last handle.
     static constexpr std::uint32_t kPageBits = 12;
+    static constexpr std::uint32_t kPageMask = (1u << kPageBits) - 1;
     struct Page {
         std::array<CScriptable*, std::size_t{1} << kPageBits> objects{};
         std::size_t used = 0;
     };
+
+    CScriptable* FindExisting(std::uint32_t handle) const {
+        const std::size_t page = handle >> kPageBits;
+        if (page >= pages_.size() || !pages_[page]) return nullptr;
+        return pages_[page]->objects[handle & kPageMask];
+    }
+    CScriptable* MakeDeferred(std::uint32_t handle) const;
 
     std::vector<std::unique_ptr<Page>> pages_;
     std::vector<IDeferredObjects*> deferred_;
