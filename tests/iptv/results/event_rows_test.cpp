@@ -1,4 +1,6 @@
 // Event rows are packed, and nobody can tell.
+#include <unistd.h>
+
 #include "control/start_run_fixture.h"
 #include "orv/framework/handle_registry.h"
 #include "random_project.h"
