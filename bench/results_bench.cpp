@@ -1,20 +1,20 @@
 // From event records to results: a plain loop over the records, binning, binning from wire bytes, and event
-// rows into a database file beside raw inserts of rows of the same width.
+// rows into a database file beside raw inserts of the same rows.
 #include <benchmark/benchmark.h>
-#include <sqlite3.h>
 #include <sys/resource.h>
 
 #include <boost/filesystem.hpp>
 
 #include <memory>
 #include <random>
+#include <stdexcept>
 
 #include "channel_changers.h"
 #include "orv/core/test_result_manager.h"
-#include "orv/framework/meta_class_manager.h"
 #include "orv/ids/iptv_ids.h"
 #include "orv/tm/message.h"
 #include "plain_figures.h"
+#include "raw_rows.h"
 #include "results/IptvChannelResults.h"
 #include "results/IptvStbBlockResults.h"
 #include "results/ResultNodes.h"
@@ -170,58 +170,9 @@ class Folder {
     boost::filesystem::path path_;
 };
 
-constexpr std::uint32_t kRowSettopBoxes = 4096;
-constexpr int kRowNotifications = 8;
-
-/// Rows of the same width as an event row's, by the simplest means.
-void RawInserts(benchmark::State& state) {
-    const auto& properties =
-        orv::framework::CMetaClassManager::Instance().GetClass(ids::IptvEventResults::CLASS)->GetProperties();
-    std::int64_t rows = 0;
-    for (auto _ : state) {
-        state.PauseTiming();
-        const Folder folder;
-        sqlite3* db = nullptr;
-        sqlite3_open(folder.Path("raw.db").c_str(), &db);
-        std::string columns;
-        std::string marks;
-        for (std::size_t i = 0; i < properties.size() + 3; ++i) {
-            columns += (i ? ",c" : "c") + std::to_string(i);
-            marks += i ? ",?" : "?";
-        }
-        const std::string set_up =
-            "PRAGMA journal_mode=WAL; PRAGMA synchronous=NORMAL; CREATE TABLE t(" + columns + ")";
-        sqlite3_exec(db, set_up.c_str(), nullptr, nullptr, nullptr);
-        sqlite3_stmt* insert = nullptr;
-        sqlite3_prepare_v2(db, ("INSERT INTO t VALUES(" + marks + ")").c_str(), -1, &insert, nullptr);
-        state.ResumeTiming();
-        constexpr int kRows = kRowSettopBoxes * kRowNotifications;
-        constexpr int kGroup = 4000;
-        for (int row = 0; row < kRows; ++row) {
-            if (row % kGroup == 0) sqlite3_exec(db, "BEGIN", nullptr, nullptr, nullptr);
-            for (std::size_t i = 0; i < properties.size() + 3; ++i) {
-                const auto column = static_cast<int>(i) + 1;
-                const bool text =
-                    i < properties.size() && properties[i]->type == orv::framework::PropertyType::String;
-                if (text) {
-                    sqlite3_bind_text(insert, column, "0000:00:12.345678900", 20, SQLITE_STATIC);
-                } else {
-                    sqlite3_bind_int64(insert, column, row + static_cast<int>(i));
-                }
-            }
-            sqlite3_step(insert);
-            sqlite3_reset(insert);
-            if ((row + 1) % kGroup == 0 || row + 1 == kRows)
-                sqlite3_exec(db, "COMMIT", nullptr, nullptr, nullptr);
-        }
-        rows += kRows;
-        state.PauseTiming();
-        sqlite3_finalize(insert);
-        sqlite3_close(db);
-        state.ResumeTiming();
-    }
-    state.SetItemsProcessed(rows);
-}
+constexpr std::uint32_t kRowSettopBoxes =
+    4000;  ///< views of a notification: as many rows as are saved at once
+constexpr int kRowNotifications = 25;
 
 class RowProject {
   public:
@@ -231,6 +182,8 @@ class RowProject {
         database_->StartInteractive();
         database_->SetTestResultSetting({"IPTV_Test_Results", "rows", ""});
         database_->SaveConfiguration(true);
+        project_.Manager().SetDatabasePath(database_->GetDatabasePath());
+        project_.Manager().NoteDataSet();
         project_.Manager().SetPortCount(20);  // groups of 4000 rows
     }
     ChannelChangers& Project() { return project_; }
@@ -241,24 +194,56 @@ class RowProject {
     std::unique_ptr<orv::core::TestResultManager> database_;
 };
 
+std::vector<ChannelChangers::Notification> MakeRowNotifications(RowProject& project) {
+    std::vector<ChannelChangers::Notification> notifications;
+    for (int i = 0; i < kRowNotifications; ++i)
+        notifications.push_back(project.Project().MakeNotification(i, 1));
+    return notifications;
+}
+
+/// Returns once everything is in the file.
+void StoreRows(RowProject& project, const std::vector<ChannelChangers::Notification>& notifications) {
+    for (const auto& notification : notifications) project.Project().Manager().BinManager(notification);
+    project.Database().Finalise();
+}
+
+bench::RawRows ReadRows(const Folder& folder) {
+    bench::RawRows rows(folder.Path("rows.db"), kRowSettopBoxes * kRowNotifications);
+    if (rows.GetCount() != kRowSettopBoxes * kRowNotifications)
+        throw std::runtime_error("event rows are missing in the file");
+    return rows;
+}
+
+/// The rows that the next benchmark stores, by the simplest means.
+void RawInserts(benchmark::State& state) {
+    const Folder source;
+    auto project = std::make_unique<RowProject>(source);
+    StoreRows(*project, MakeRowNotifications(*project));
+    project.reset();
+    const bench::RawRows rows = ReadRows(source);
+    for (auto _ : state) {
+        state.PauseTiming();
+        const auto folder = std::make_unique<Folder>();
+        state.ResumeTiming();
+        rows.Insert(folder->Path("raw.db"));
+    }
+    state.SetItemsProcessed(state.iterations() * rows.GetCount());
+}
+
 void EventRows(benchmark::State& state) {
-    std::int64_t rows = 0;
     for (auto _ : state) {
         state.PauseTiming();
         const Folder folder;
         auto project = std::make_unique<RowProject>(folder);
-        std::vector<ChannelChangers::Notification> notifications;
-        for (int i = 0; i < kRowNotifications; ++i)
-            notifications.push_back(project->Project().MakeNotification(i, 1));
+        const auto notifications = MakeRowNotifications(*project);
         state.ResumeTiming();
-        for (const auto& notification : notifications) project->Project().Manager().BinManager(notification);
-        project->Database().Finalise();  // everything is in the file
+        StoreRows(*project, notifications);
         state.PauseTiming();
-        rows += kRowSettopBoxes * kRowNotifications;
         project.reset();
+        ReadRows(folder);
         state.ResumeTiming();
     }
-    state.SetItemsProcessed(rows);
+    state.SetItemsProcessed(state.iterations() * kRowSettopBoxes * kRowNotifications);
 }
 BENCHMARK(RawInserts)->Unit(benchmark::kMillisecond)->Iterations(3)->UseRealTime();
 BENCHMARK(EventRows)->Unit(benchmark::kMillisecond)->Iterations(3)->UseRealTime();
@@ -269,8 +254,8 @@ double PeakMemory() {
     return static_cast<double>(usage.ru_maxrss);
 }
 
-/// Peak memory after many notifications with rows, over that after a twelfth of them. Runs in a process of
-/// its own, because others leave a higher peak behind.
+/// Peak memory after many notifications with rows, over that after a few, which are more than what may wait
+/// for the disk. Runs in a process of its own, because others leave a higher peak behind.
 void MemoryGrowth(benchmark::State& state) {
     double growth = 0;
     for (auto _ : state) {
@@ -280,9 +265,9 @@ void MemoryGrowth(benchmark::State& state) {
             for (int i = 0; i < notifications; ++i)
                 project.Project().Manager().BinManager(project.Project().MakeNotification(i, 2));
         };
-        run(6);
+        run(12);
         const double before = PeakMemory();
-        run(66);
+        run(60);
         growth = PeakMemory() / before;
     }
     state.counters["growth"] = growth;

@@ -1,4 +1,5 @@
 // Whole tests by the program: wall time and peak memory, with and without event rows, and how they grow.
+// Those with event rows stand beside raw inserts of the same rows.
 #include <benchmark/benchmark.h>
 #include <fmt/format.h>
 #include <sys/resource.h>
@@ -10,6 +11,8 @@
 #include <fstream>
 #include <stdexcept>
 #include <string>
+
+#include "raw_rows.h"
 
 namespace {
 
@@ -72,6 +75,19 @@ double RunProgram(const Folder& folder) {
     return static_cast<double>(usage.ru_maxrss) / 1024;
 }
 
+double SecondsSince(std::chrono::steady_clock::time_point start) {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+/// How long the test's event rows take when they are inserted into another file by the simplest means.
+double GetSecondsOfRawRows(const Folder& folder) {
+    constexpr std::int64_t kRowsInMemory = 50'000;
+    const bench::RawRows rows(folder.path / "results.db", kRowsInMemory);
+    const auto start = std::chrono::steady_clock::now();
+    rows.Insert(folder.path / "raw.db");
+    return SecondsSince(start);
+}
+
 void WholeTest(benchmark::State& state) {
     const auto stbs = static_cast<int>(state.range(0));
     const bool event_rows = state.range(1) != 0;
@@ -81,8 +97,12 @@ void WholeTest(benchmark::State& state) {
         std::ofstream(folder.path / "test.yaml") << MakeTestFile(stbs, event_rows);
         const auto start = std::chrono::steady_clock::now();
         peak = RunProgram(folder);
-        state.SetIterationTime(
-            std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+        const double seconds = SecondsSince(start);
+        state.SetIterationTime(seconds);
+        if (!event_rows) continue;
+        const double raw_seconds = GetSecondsOfRawRows(folder);
+        state.counters["raw_rows_s"] = raw_seconds;
+        state.counters["vs_raw_rows"] = seconds / raw_seconds;
     }
     state.counters["peak_mib"] = peak;
     state.counters["views_per_second"] = benchmark::Counter(static_cast<double>(kPorts) * stbs * kSeconds,

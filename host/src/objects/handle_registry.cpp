@@ -7,24 +7,26 @@ CHandleRegistry& CHandleRegistry::Instance() {
     return registry;
 }
 
-namespace {
-
-constexpr std::uint32_t kPageMask = 0xfff;
-
-}  // namespace
-
 CScriptable* CHandleRegistry::Find(std::uint32_t handle) const {
-    const std::size_t page = handle >> kPageBits;
-    if (page >= pages_.size() || !pages_[page]) return nullptr;
-    return pages_[page]->objects[handle & kPageMask];
+    CScriptable* object = FindExisting(handle);
+    return object || deferred_.empty() ? object : MakeDeferred(handle);
+}
+
+CScriptable* CHandleRegistry::MakeDeferred(std::uint32_t handle) const {
+    for (IDeferredObjects* objects : deferred_) {
+        if (CScriptable* object = objects->MakeObject(handle)) return object;
+    }
+    return nullptr;
+}
+
+void CHandleRegistry::MakeChildren(const CScriptable& parent, common::ClassId id) const {
+    for (IDeferredObjects* objects : deferred_) objects->MakeChildren(parent, id);
 }
 
 std::uint32_t CHandleRegistry::Register(CScriptable& object, std::uint32_t wanted) {
     std::uint32_t handle = wanted;
     if (wanted == 0) {
-        // Handles that were asked for by number are passed over.
-        while (next_ == 0 || Find(next_)) ++next_;
-        handle = next_++;
+        handle = Reserve();
     } else if (Find(wanted)) {
         return 0;
     }
@@ -37,8 +39,14 @@ std::uint32_t CHandleRegistry::Register(CScriptable& object, std::uint32_t wante
     return handle;
 }
 
+std::uint32_t CHandleRegistry::Reserve() {
+    // Handles that were asked for by number are passed over.
+    while (next_ == 0 || FindExisting(next_)) ++next_;
+    return next_++;
+}
+
 void CHandleRegistry::Unregister(std::uint32_t handle) {
-    if (!Find(handle)) return;
+    if (!FindExisting(handle)) return;
     auto& page = pages_[handle >> kPageBits];
     page->objects[handle & kPageMask] = nullptr;
     --size_;

@@ -194,6 +194,11 @@ void CScriptable::NotifyRelationModified(RelationType type, CScriptable& object,
     CNotificationService::Instance().Notify(*this, CNotificationService::Change::Relation);
 }
 
+bool CScriptable::HasRelationObservers() const {
+    return (extras_ && !extras_->relation_delegates.empty()) ||
+           CNotificationService::Instance().IsObserved(handle_);
+}
+
 void CScriptable::OnRelationModified(RelationType, CScriptable&, bool) {}
 
 bool CScriptable::OnPreValidateRelationChange(RelationType, CScriptable&, bool, std::string&) {
@@ -233,6 +238,7 @@ void CScriptable::GetRemovedObjects(ScriptableVec& removed, ClassId id, Relation
 
 CScriptable* CScriptable::GetObject(ClassId id, RelationType type) const {
     if (type == kChildParent) return parent_ && parent_->IsTypeOf(id) ? parent_ : nullptr;
+    if (type == kParentChild) CHandleRegistry::Instance().MakeChildren(*this, id);
     const RelationList* list = FindRelations(type);
     if (!list) return nullptr;
     const auto found = std::find_if(
@@ -246,6 +252,7 @@ void CScriptable::GetObjects(ScriptableVec& objects, ClassId id, RelationType ty
         if (parent_ && parent_->IsTypeOf(id)) objects.push_back(parent_);
         return;
     }
+    if (type == kParentChild) CHandleRegistry::Instance().MakeChildren(*this, id);
     const RelationList* list = FindRelations(type);
     if (!list) return;
     // Deleted ones come last, so that the first match is a live object.

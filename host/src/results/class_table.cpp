@@ -45,28 +45,19 @@ const char* GetSqlType(const CPropertyMeta& property) {
     }
 }
 
-std::string MakeInsert(const std::string& table, const std::vector<Column>& columns) {
+std::string MakeInsert(const char* verb, const std::string& table, const std::vector<Column>& columns) {
     std::string names;
     std::string values;
     for (const Column& column : columns) {
         names += (names.empty() ? "" : ",") + QuoteName(column.name);
         values += values.empty() ? "?" : ",?";
     }
-    return "INSERT OR REPLACE INTO " + QuoteName(table) + "(" + names + ") VALUES(" + values + ")";
+    return std::string(verb) + " INTO " + QuoteName(table) + "(" + names + ") VALUES(" + values + ")";
 }
 
 void MakeIndex(SqliteConnection& connection, const std::string& table, const std::string& column) {
     connection.Execute("CREATE INDEX IF NOT EXISTS " + QuoteName(table + "_" + column) + " ON " +
                        QuoteName(table) + "(" + QuoteName(column) + ")");
-}
-
-const std::string& Prepare(SqliteConnection& connection, TableCatalogue& catalogue, const std::string& table,
-                           const CMetaClass& meta_class) {
-    catalogue.Ensure(table, GetColumns(meta_class));
-    MakeIndex(connection, table, "DataSetId");
-    // Results are the many rows, and views go from a result to its parent.
-    if (!meta_class.IsTypeOf(ids::Result::CLASS)) MakeIndex(connection, table, "ParentHnd");
-    return table;
 }
 
 }  // namespace
@@ -114,15 +105,28 @@ std::vector<Column> GetColumns(const CMetaClass& meta_class) {
     return columns;
 }
 
+std::string MakeClassInsert(const char* verb, SqliteConnection& connection, TableCatalogue& catalogue,
+                            const std::string& table, const CMetaClass& meta_class) {
+    const std::vector<Column> columns = GetColumns(meta_class);
+    catalogue.Ensure(table, columns);
+    MakeIndex(connection, table, "DataSetId");
+    // Results are the many rows, and views go from a result to its parent.
+    if (!meta_class.IsTypeOf(ids::Result::CLASS)) MakeIndex(connection, table, "ParentHnd");
+    return MakeInsert(verb, table, columns);
+}
+
+std::vector<int> FindParameters(const CMetaClass& meta_class) {
+    std::vector<int> parameters;
+    int next = static_cast<int>(GetKeyColumns().size());
+    for (const CPropertyMeta* property : meta_class.GetProperties())
+        parameters.push_back(IsKeyColumn(property->name) ? 0 : ++next);
+    return parameters;
+}
+
 ClassTable::ClassTable(SqliteConnection& connection, TableCatalogue& catalogue, const std::string& name,
                        const CMetaClass& meta_class)
-    : insert_(connection,
-              MakeInsert(Prepare(connection, catalogue, name, meta_class), GetColumns(meta_class))) {
-    int next = static_cast<int>(GetKeyColumns().size());
-    for (const CPropertyMeta* property : meta_class.GetProperties()) {
-        parameters_.push_back(IsKeyColumn(property->name) ? 0 : ++next);
-    }
-}
+    : parameters_(FindParameters(meta_class)),
+      insert_(connection, MakeClassInsert("INSERT OR REPLACE", connection, catalogue, name, meta_class)) {}
 
 void ClassTable::Write(const RowGroup::ClassRows& rows, std::uint32_t data_set) {
     const std::size_t slots = rows.meta_class->GetProperties().size();

@@ -37,6 +37,14 @@ class TableCatalogue {
 /// Handle, ParentHnd, DataSetId and the properties in the order of their slots.
 std::vector<Column> GetColumns(const framework::CMetaClass& meta_class);
 
+/// A statement that stores an object of the class, after making the table with its indexes where the file
+/// lacks them. Its parameters are the values of GetColumns. `verb`: "INSERT" with or without "OR REPLACE".
+std::string MakeClassInsert(const char* verb, SqliteConnection& connection, TableCatalogue& catalogue,
+                            const std::string& table, const framework::CMetaClass& meta_class);
+
+/// The parameters of that statement by the slots of properties; 0 for a property without a column of its own.
+std::vector<int> FindParameters(const framework::CMetaClass& meta_class);
+
 /// A handle as a file holds it. Handles of two runs of a program name different objects, and views join
 /// tables by handle alone, so the data set is part of it; in a file's first data set handles are the host's.
 inline std::int64_t ToFileHandle(std::int64_t handle, std::uint32_t data_set) {
@@ -57,7 +65,7 @@ class ClassTable {
   private:
     void Bind(int parameter, const StoredValue& value, std::uint32_t data_set);
 
-    std::vector<int> parameters_;  ///< by slot; 0 for a property without a column of its own
+    std::vector<int> parameters_;  ///< by slot
     SqliteStatement insert_;
 };
 

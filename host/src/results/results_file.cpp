@@ -17,7 +17,8 @@ using Mode = SqliteConnection::Mode;
 
 /// Rows are wide; larger pages hold them in fewer writes.
 constexpr const char* kPageSize = "PRAGMA page_size = 8192";
-/// 32 MB of log between two checkpoints, which are what waits for the disk.
+/// 32 MB of log between two checkpoints, which are what waits for the disk. Rows and index entries are
+/// appended, so a page is written once to the log and once to the file; longer distances write no less.
 constexpr const char* kCheckpointDistance = "PRAGMA wal_autocheckpoint = 4000";
 /// The beginning of a data set waits this many times longer than other operations: other runs create all
 /// their tables meanwhile, and there is nothing to lose yet.
@@ -169,6 +170,8 @@ void ResultsFile::Open(Mode mode) {
         if (mode != Mode::Create) return;
         connection_->Execute(kPageSize);
         EnterWalMode();
+        // A crash of the program loses nothing, one of the machine what came after the last checkpoint.
+        // Waiting for the disk after every transaction would not be worth that.
         connection_->Execute("PRAGMA synchronous = NORMAL");
         connection_->Execute(kCheckpointDistance);
     } catch (...) {
@@ -239,8 +242,7 @@ void ResultsFile::Attempt(const Work& work) {
     } catch (...) {
         if (!was_open) Drop();
         // Their tables may be gone with the transaction.
-        tables_.clear();
-        all_device_.reset();
+        ForgetTables();
         throw;
     }
     if (!was_open) Drop();
@@ -248,6 +250,18 @@ void ResultsFile::Attempt(const Work& work) {
 
 void ResultsFile::Write(const RowGroup& rows) {
     InTransaction([&] { WriteRows(rows); });
+}
+
+void ResultsFile::Write(const core::PackedRows& rows) {
+    InTransaction([&] {
+        const auto& layout = rows.GetLayout();
+        auto table = packed_tables_.find(layout.get());
+        if (table == packed_tables_.end()) {
+            table = packed_tables_.emplace(layout.get(), PackedTable(*connection_, *catalogue_, layout, id_))
+                        .first;
+        }
+        table->second.Write(rows);
+    });
 }
 
 void ResultsFile::WriteWithRelations(const RowGroup& rows) {
@@ -381,9 +395,14 @@ void ResultsFile::Close() noexcept {
     Drop();
 }
 
-void ResultsFile::Drop() noexcept {
+void ResultsFile::ForgetTables() noexcept {
     tables_.clear();
     all_device_.reset();
+    packed_tables_.clear();
+}
+
+void ResultsFile::Drop() noexcept {
+    ForgetTables();
     catalogue_.reset();
     connection_.reset();
 }

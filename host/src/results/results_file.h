@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "class_table.h"
+#include "packed_table.h"
 
 namespace orv::results {
 
@@ -54,6 +55,8 @@ class ResultsFile {
     /// the id of the new data set.
     std::uint32_t Begin(NewDataSet data_set);
     void Write(const RowGroup& rows);
+    /// Rows that have not been written before.
+    void Write(const core::PackedRows& rows);
     /// The data set's relations are those of the group from now on.
     void WriteWithRelations(const RowGroup& rows);
     void SetRootNode(std::uint32_t handle);
@@ -91,6 +94,7 @@ class ResultsFile {
     ClassTable& FindOrMakeTable(const framework::CMetaClass& meta_class);
     void SetHandle(const char* column, std::uint32_t handle);
     void BecomeOneFile();
+    void ForgetTables() noexcept;
     void Drop() noexcept;
 
     const std::chrono::milliseconds lock_wait_;
@@ -103,6 +107,7 @@ class ResultsFile {
     std::optional<TableCatalogue> catalogue_;
     std::unordered_map<const framework::CMetaClass*, ClassTable> tables_;
     std::optional<ClassTable> all_device_;
+    std::unordered_map<const core::PackedRowLayout*, PackedTable> packed_tables_;
 };
 
 }  // namespace orv::results

@@ -58,6 +58,8 @@ void ResultsWriter::PushAndWait(Job job) {
 }
 
 void ResultsWriter::WarnOfWaiting() {
+    // A virtual clock stands still meanwhile, so nothing comes late.
+    if (framework::CTaskManager::Instance().GetClockKind() == framework::ClockKind::Virtual) return;
     std::string path;
     {
         const Guard guard(mutex_);

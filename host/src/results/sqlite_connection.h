@@ -60,6 +60,12 @@ class SqliteStatement {
 
     void BindNull(int index) { Check(sqlite3_bind_null(statement_, index)); }
     void Bind(int index, std::int64_t value) { Check(sqlite3_bind_int64(statement_, index, value)); }
+    /// SQLite's integers are signed. A larger number is stored as a double: about right is better than
+    /// negative.
+    void Bind(int index, std::uint64_t value) {
+        if (value > static_cast<std::uint64_t>(INT64_MAX)) return Bind(index, static_cast<double>(value));
+        Bind(index, static_cast<std::int64_t>(value));
+    }
     void Bind(int index, double value) { Check(sqlite3_bind_double(statement_, index, value)); }
     void Bind(int index, std::string_view text) { BindText(index, text, SQLITE_TRANSIENT); }
     /// The text must stay until the statement has run.

@@ -143,6 +143,13 @@ void SqliteTestResultManager::SaveResults(const framework::ScriptableVec& result
     Write(kPurpose, rows->GetSize(), [rows](ResultsFile& file) { file.Write(*rows); });
 }
 
+void SqliteTestResultManager::SaveRows(core::PackedRows packed) {
+    constexpr const char* kPurpose = "storing results";
+    if (packed.GetCount() == 0 || !CanWrite(kPurpose)) return;
+    const auto rows = std::make_shared<const core::PackedRows>(std::move(packed));
+    Write(kPurpose, rows->GetSize(), [rows](ResultsFile& file) { file.Write(*rows); });
+}
+
 void SqliteTestResultManager::SaveObjects(const std::set<common::ClassId>& classes) {
     constexpr const char* kPurpose = "storing the end of the test";
     if (!CanWrite(kPurpose)) return;

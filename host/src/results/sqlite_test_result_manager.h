@@ -26,6 +26,7 @@ class SqliteTestResultManager : public core::TestResultManager {
     std::uint32_t GetDataSetId() const override { return data_set_id_; }
     void SetTestCommand(framework::CCommand& command) override;
     void SaveResults(const framework::ScriptableVec& results) override;
+    void SaveRows(core::PackedRows rows) override;
     void SaveObjects(const std::set<common::ClassId>& classes) override;
     void SetRootNode(framework::CScriptable& node) override;
     bool MustFinalise() const override { return must_finalise_; }

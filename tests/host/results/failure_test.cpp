@@ -27,10 +27,15 @@ struct FailureTest : ResultsTest {
     /// `trouble` comes before the step of that number.
     void RunWholeTest(const std::string& name, int trouble_at = 0,
                       const std::function<void()>& trouble = {}) {
+        core::PackedRows rows = MakePackedRows();
+        rows.Add(0x7f000000, 0);
         const std::function<void()> steps[] = {[&] { Begin(name); },
                                                [&] { Manager().SaveConfiguration(true); },
                                                [&] { Manager().SetTestCommand(MakeCommand("c")); },
-                                               [&] { Manager().SaveResults(MakeResults(2)); },
+                                               [&] {
+                                                   Manager().SaveRows(rows);
+                                                   Manager().SaveResults(MakeResults(2));
+                                               },
                                                [&] { Manager().SaveObjects({ids::Project::CLASS}); },
                                                [&] { Manager().SetRootNode(Project()); },
                                                [&] { Manager().Finalise(); }};
@@ -90,8 +95,9 @@ TEST_F(FailureTest, WhatCannotBeWrittenToItsFileIsAllInAnotherOne) {
                                  "DataSets, TestCommand"),
                       "1 " + std::to_string(Project().GetHandle()) + " 1 0");
             EXPECT_EQ(reader.Get("SELECT (SELECT count(*) > 0 FROM Project), (SELECT count(*) > 1 FROM "
-                                 "SampleResult), count(*), min(Name) FROM DataSetDescriptions"),
-                      "1 1 3 EndTime");
+                                 "SampleResult) + (SELECT count(*) FROM PackedResult), count(*), min(Name) "
+                                 "FROM DataSetDescriptions"),
+                      "1 2 3 EndTime");
 
             RunWholeTest("good");
             EXPECT_EQ(Manager().GetErrorText(), "");

@@ -18,7 +18,18 @@ using namespace orv;  // NOLINT: tests
 inline constexpr common::ClassId kSampleResult = 0x7e009000;
 inline const StaticRegisterClass<core::CResult> result_registration{kSampleResult};
 
+inline constexpr common::ClassId kPackedResult = 0x7e00a000;
+inline const StaticRegisterClass<core::CResult> packed_registration{kPackedResult};
+
 using Reader = testing_aids::DatabaseReader;
+
+/// No rows yet. The text of a number is as many x.
+inline core::PackedRows MakePackedRows() {
+    const auto put = [](std::int64_t number, char* text) { return std::fill_n(text, number, 'x'); };
+    const auto& meta_class = *framework::CMetaClassManager::Instance().GetClass(kPackedResult);
+    return core::PackedRows(std::make_shared<core::PackedRowLayout>(
+        meta_class, std::vector<core::PackedRowLayout::Text>{{0x7e00a009, +put}}));
+}
 
 struct ResultsTest : HostTest {
     explicit ResultsTest(ClockKind clock = ClockKind::Virtual) : HostTest(clock) { MakeManager(); }

@@ -27,6 +27,7 @@ struct RecordedResults : core::TestResultManager {
         Note("SetTestCommand " + command.GetName());
     }
     void SaveResults(const framework::ScriptableVec&) override { Note("SaveResults"); }
+    void SaveRows(core::PackedRows) override { Note("SaveRows"); }
     void SaveObjects(const std::set<common::ClassId>&) override { Note("SaveObjects"); }
     void SetRootNode(CScriptable&) override {}
     bool MustFinalise() const override { return true; }

@@ -21,8 +21,6 @@ using framework::CScriptable;
 using framework::ScriptableVec;
 using iptvcd_1_bll::stblock_event_s;
 
-using Notification = std::vector<stblock_event_s>;
-
 iptv::CIptvResultsManager& Manager() {
     return *iptv::CIptvResultsManager::GetResultsManager();
 }
@@ -199,30 +197,6 @@ class Comparison {
     std::map<std::string, std::vector<double>> latencies_;  ///< likewise
     std::string difference_;
 };
-
-std::vector<Notification> MakeStream(Dice& dice, const RandomProject& project) {
-    // From before the counter turns over or from anywhere else.
-    const std::int64_t turn = std::int64_t{1} << 46;
-    const std::int64_t start = dice.Hit(3) ? turn - static_cast<std::int64_t>(dice.Roll(1000000000))
-                                           : static_cast<std::int64_t>(dice.Bits() % turn);
-    std::vector<RandomViews> views(project.facts.size(), RandomViews(dice, start));
-    std::vector<Notification> stream(1 + dice.Roll(4));
-    for (Notification& notification : stream) {
-        notification.resize(1 + dice.Roll(3));
-        for (stblock_event_s& record : notification) {
-            const std::size_t block = dice.Roll(views.size());
-            // Of something else now and then.
-            record.stblock_handle =
-                dice.Hit(30) ? project.ranges.front()->GetHandle() : project.facts[block].handle;
-            const std::size_t events = dice.Roll(8);
-            for (std::size_t i = 0; i < events; ++i) record.events.push_back(views[block].MakeView());
-            const std::size_t retransmissions = dice.Roll(4);
-            for (std::size_t i = 0; i < retransmissions; ++i)
-                record.rrr_events.push_back(views[block].MakeRetransmission());
-        }
-    }
-    return stream;
-}
 
 /// Keeps the first `count` events; returns how many there are.
 std::size_t Cut(std::vector<Notification>& stream, std::size_t count) {

@@ -6,6 +6,7 @@
 #include <set>
 #include <string>
 
+#include "orv/core/packed_rows.h"
 #include "orv/framework/scriptable.h"
 
 namespace orv::framework {
@@ -75,6 +76,9 @@ class TestResultManager {
     /// Adds result objects that live for a short time, one row each. They may be destroyed afterwards. Rows
     /// are on their way to the disk when this returns; it waits only while too many are.
     virtual void SaveResults(const framework::ScriptableVec& results) = 0;
+    /// Adds results that have never been objects. Each row is given once; no object with its handle is
+    /// stored. Waits like SaveResults.
+    virtual void SaveRows(PackedRows rows) = 0;
 
     /// Stores every result object of the project as it is now (instead of what was stored of it before), and
     /// every object of the given classes with the view definitions that result nodes name.

@@ -21,6 +21,8 @@ class CNotificationService {
     /// Registering twice is one registration.
     void RegisterCallback(CScriptable* object);
     bool IsRegistered(std::uint32_t handle) const { return handles_.contains(handle); }
+    /// Registered, and there is a listener.
+    bool IsObserved(std::uint32_t handle) const { return !listeners_.empty() && IsRegistered(handle); }
 
     int AddListener(Listener listener);
     void RemoveListener(int id);

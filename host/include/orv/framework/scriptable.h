@@ -144,6 +144,8 @@ class CScriptable {
     void RegisterRelationChangeDelegate(const RelationChangeDelegate& delegate);
     void UnregisterRelationChangeDelegate(const RelationChangeDelegate& delegate);
     void UnregisterPropertyChangeDelegate(PropId id, const PropertyChangeDelegate& delegate);
+    /// Somebody is told when a relation of the object begins or ends, the one to a new child included.
+    bool HasRelationObservers() const;
 
     /// A copy of the object, its children included, under `parent` (null: the same parent). Relations are
     /// copied for which CloneRelationType says so; a relation to an object that is cloned along leads to its

@@ -97,6 +97,7 @@ bool BlockBinning::Prepare(CIptvStbBlockConfig& block) {
     block_distributions_ = &distributions.FindOrMakeBlock(block.GetHandle(), profile_->GetHandle(), port).set;
     series_ = &distributions.FindOrMakeSeries(port);
     makes_rows_ = block.GetBool(ids::IptvStbBlockConfig::SaveTimeStamps);
+    rows_are_observed_ = block.HasRelationObservers();
     context_ = {&manager_.GetPreviousViews(), block.GetBaseStbIndex(),
                 profile_->GetU8(ids::IptvViewingProfileConfig::ZapIntervalType)};
     return true;
@@ -192,18 +193,23 @@ void BlockBinning::BinView(const stbox_event_s& ev) {
         LogText(devLogger(), LogLevelType::Error, "Channel Number obtained from IL cannot be found in BLL");
         return;
     }
-    CIptvEventResults* row = nullptr;
-    if (makes_rows_) {
-        const EventRowWriter& writer = FindOrMakeRowWriter();
-        auto* eventResult = FindOrMakeResult<CIptvEventResults>(*block_, false, false);
-        ORV_ASSERT(eventResult != NULL, "Failed to create IptvEventResults");
-        manager_.AddUnsavedRow(*eventResult);
-        writer.CopyResultFromILEventToBLLClass(ev, *eventResult);
-        row = eventResult;
+    const auto add = [&](auto&& row) {
+        distributions::ViewSink sink = MakeSink(ranges_[range], CIptvEventResults::GetFirstAnyJoinTs(ev));
+        ranges_[range].results->CalcLatencies(ev, row, join_threshold_ms_, &sink);
+        block_results_->BinEvent(ev, row, context_, &sink);
+    };
+    if (!makes_rows_) return add(static_cast<CIptvEventResults*>(nullptr));
+    const EventRowWriter& writer = FindOrMakeRowWriter();
+    if (!rows_are_observed_) {
+        core::PackedRow row = manager_.AddEventRows().AddView(block_->GetHandle());
+        writer.CopyResultFromILEventToBLLClass(ev, row);
+        return add(row);
     }
-    distributions::ViewSink sink = MakeSink(ranges_[range], CIptvEventResults::GetFirstAnyJoinTs(ev));
-    ranges_[range].results->CalcLatencies(ev, row, join_threshold_ms_, &sink);
-    block_results_->BinEvent(ev, row, context_, &sink);
+    auto* eventResult = FindOrMakeResult<CIptvEventResults>(*block_, false, false);
+    ORV_ASSERT(eventResult != NULL, "Failed to create IptvEventResults");
+    manager_.AddEventRows().AddObject(*eventResult);
+    writer.CopyResultFromILEventToBLLClass(ev, *eventResult);
+    add(eventResult);
 }
 
 void BlockBinning::BinRetransmission(const stbox_event_rrr_s& ev) {
@@ -212,17 +218,22 @@ void BlockBinning::BinRetransmission(const stbox_event_rrr_s& ev) {
         LogText(devLogger(), LogLevelType::Error, "Channel Number obtained from IL cannot be found in BLL");
         return;
     }
-    CIptvRrrEventResults* row = nullptr;
-    if (makes_rows_) {
-        const EventRowWriter& writer = FindOrMakeRowWriter();
-        auto* rrrResult = FindOrMakeResult<CIptvRrrEventResults>(*block_, false, false);
-        ORV_ASSERT(rrrResult != NULL, "Failed to create IptvRrrEventResults");
-        manager_.AddUnsavedRow(*rrrResult);
-        writer.CopyRrrResultFromILEventToBLLClass(ev, *rrrResult);
-        row = rrrResult;
+    const auto add = [&](auto&& row) {
+        distributions::ViewSink sink = MakeSink(ranges_[range], ev.nack_pkt_tx_ts);
+        ranges_[range].results->CalcLatencies(ev, row, &sink);
+    };
+    if (!makes_rows_) return add(static_cast<CIptvRrrEventResults*>(nullptr));
+    const EventRowWriter& writer = FindOrMakeRowWriter();
+    if (!rows_are_observed_) {
+        core::PackedRow row = manager_.AddEventRows().AddRetransmission(block_->GetHandle());
+        writer.CopyRrrResultFromILEventToBLLClass(ev, row);
+        return add(row);
     }
-    distributions::ViewSink sink = MakeSink(ranges_[range], ev.nack_pkt_tx_ts);
-    ranges_[range].results->CalcLatencies(ev, row, &sink);
+    auto* rrrResult = FindOrMakeResult<CIptvRrrEventResults>(*block_, false, false);
+    ORV_ASSERT(rrrResult != NULL, "Failed to create IptvRrrEventResults");
+    manager_.AddEventRows().AddObject(*rrrResult);
+    writer.CopyRrrResultFromILEventToBLLClass(ev, *rrrResult);
+    add(rrrResult);
 }
 
 void BlockBinning::BinBatch(std::span<const stbox_event_s> views,

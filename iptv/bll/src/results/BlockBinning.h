@@ -69,6 +69,7 @@ class BlockBinning {
     distributions::TimeSeries* series_ = nullptr;  ///< of the port
     std::uint32_t join_threshold_ms_ = 0;
     bool makes_rows_ = false;
+    bool rows_are_observed_ = false;  ///< somebody is told of each: they are objects from the beginning
     ViewContext context_;
     std::vector<Range> ranges_;
     ChannelMap channels_;

@@ -193,7 +193,7 @@ void CIptvResultsManager::FinalProcessing() {
     SetCommandStatus(m_run, ids::IptvStartTestCommand::CLASS, true);
     DeregisterAllNotifications();
     ResetBlockTimeStampVec();
-    DestroyRows();
+    m_unsavedRows.Destroy();
     LogText(devLogger(), LogLevelType::Info, " IPTV test has finished.");
 }
 

@@ -6,7 +6,9 @@
 #include "orv/common/exceptions.h"
 #include "orv/core/ipv4_if.h"
 #include "orv/core/ipv6_if.h"
+#include "orv/framework/meta_class.h"
 #include "orv/ids/core_ids.h"
+#include "orv/ids/framework_ids.h"
 #include "orv/ids/iptv_ids.h"
 #include "results/IlTimestamp.h"
 #include "results/IptvEventResults.h"
@@ -25,24 +27,54 @@ namespace {
 constexpr const char* kCopyResultFromILEventToBLLClass =
     "CIptvResultsManager::CopyResultFromILEventToBLLClass";
 
-template <class If, class Address>
-Address GetHostAddress(const If& interface, const Address& first, Address step, std::uint32_t settop) {
-    if (settop == 0) return {};
-    const auto& list = interface.GetAddrList();
-    if (!list.empty()) return settop <= list.size() ? list[settop - 1] : Address();
-    Address address = first;
-    return address += (step *= settop - 1);
+HostAddresses<CIpAddress> GetAddresses(const core::CIpv4If& interface) {
+    return {&interface.GetAddrList(), interface.GetIp(ids::Ipv4If::Address),
+            interface.GetIp(ids::Ipv4If::AddrStep)};
+}
+HostAddresses<CIpv6Address> GetAddresses(const core::CIpv6If& interface) {
+    return {&interface.GetAddrList(), interface.GetIpv6(ids::Ipv6If::Address),
+            interface.GetIpv6(ids::Ipv6If::AddrStep)};
 }
 
-void SetTime(CIptvBaseEventResults& row, PropId column, std::int64_t ts) {
-    row.SetT<std::string>(column, ConvertTimestampToString(ts));
+template <class Row>
+void SetSourceIp(Row& row, const CIpAddress& address) {
+    row.Set(ids::IptvBaseEventResults::Ipv4Addr, address);
+}
+template <class Row>
+void SetSourceIp(Row& row, const CIpv6Address& address) {
+    row.Set(ids::IptvBaseEventResults::Ipv6Addr, address);
 }
 
-void SetDuration(CIptvEventResults& row, PropId column, std::int64_t last, std::int64_t first) {
+template <class Row>
+void SetDuration(Row& row, PropId column, std::int64_t last, std::int64_t first) {
     row.Set(column, static_cast<double>(TimestampsDifference(last, first)) / 100000.0);
 }
 
+/// All texts of event rows are time stamps.
+std::shared_ptr<const core::PackedRowLayout> MakeLayout(const framework::CMetaClass& meta_class) {
+    std::vector<core::PackedRowLayout::Text> texts;
+    for (const framework::CPropertyMeta* property : meta_class.GetProperties()) {
+        if (property->type == framework::PropertyType::String && property->id != ids::Scriptable::Name)
+            texts.push_back({property->id, &FormatTimestamp});
+    }
+    return std::make_shared<const core::PackedRowLayout>(meta_class, texts);
+}
+
 }  // namespace
+
+const std::shared_ptr<const core::PackedRowLayout>& GetViewLayout() {
+    static const auto layout = MakeLayout(*CIptvEventResults::GetMetaClassStatic());
+    return layout;
+}
+
+const std::shared_ptr<const core::PackedRowLayout>& GetRetransmissionLayout() {
+    static const auto layout = MakeLayout(*CIptvRrrEventResults::GetMetaClassStatic());
+    return layout;
+}
+
+void SetTime(framework::CScriptable& row, PropId column, std::int64_t ts) {
+    row.SetT<std::string>(column, ConvertTimestampToString(ts));
+}
 
 EventRowWriter::EventRowWriter(const CIptvStbBlockConfig& block) : base_stb_index_(block.GetBaseStbIndex()) {
     const framework::CScriptable* protocol = block.GetMcastCfg();
@@ -51,9 +83,11 @@ EventRowWriter::EventRowWriter(const CIptvStbBlockConfig& block) : base_stb_inde
                            "MulticastHostConfig associated with " + block.GetName());
     }
     const core::CNetworkInterface* interface = block.GetMcastIf();
-    v4_ = dynamic_cast<const core::CIpv4If*>(interface);
-    v6_ = dynamic_cast<const core::CIpv6If*>(interface);
-    if (!v4_ && !v6_) {
+    if (const auto* v4 = dynamic_cast<const core::CIpv4If*>(interface)) {
+        addresses_ = GetAddresses(*v4);
+    } else if (const auto* v6 = dynamic_cast<const core::CIpv6If*>(interface)) {
+        addresses_ = GetAddresses(*v6);
+    } else {
         LogText(devLogger(), LogLevelType::Error, [&] {
             return std::string(kCopyResultFromILEventToBLLClass) +
                    " NetworkInterface typecast to Ipv4 or Ipv6 failed.";
@@ -63,8 +97,8 @@ EventRowWriter::EventRowWriter(const CIptvStbBlockConfig& block) : base_stb_inde
     }
 }
 
-template <class Event>
-void EventRowWriter::CopyCommon(const Event& ev, CIptvBaseEventResults& row) const {
+template <class Event, class Row>
+void EventRowWriter::CopyCommon(const Event& ev, Row& row) const {
     using namespace ids::IptvBaseEventResults;
     row.Set(EventNumber, ev.event_number);
     row.Set(SetTopIndex, ev.settop_index + base_stb_index_);
@@ -79,15 +113,11 @@ void EventRowWriter::CopyCommon(const Event& ev, CIptvBaseEventResults& row) con
     } else {
         row.Set(ViewedIpv6Addr, CIpv6Address(ev.viewed_ip.v6.address));
     }
-    if (v4_) {
-        SaveSourceIp(row, ev.settop_index, *v4_);
-    } else {
-        SaveSourceIp(row, ev.settop_index, *v6_);
-    }
+    std::visit([&](const auto& hosts) { SetSourceIp(row, hosts.Get(ev.settop_index)); }, addresses_);
 }
 
-void EventRowWriter::CopyResultFromILEventToBLLClass(const iptvcd_1_bll::stbox_event_s& ev,
-                                                     CIptvEventResults& row) const {
+template <class Row>
+void EventRowWriter::Copy(const iptvcd_1_bll::stbox_event_s& ev, Row& row) const {
     using namespace ids::IptvEventResults;
     CopyCommon(ev, row);
     SetTime(row, LeaveTS, ev.mcast_leave_ts);
@@ -107,8 +137,8 @@ void EventRowWriter::CopyResultFromILEventToBLLClass(const iptvcd_1_bll::stbox_e
     figures::SetColumns(ev, row);
 }
 
-void EventRowWriter::CopyRrrResultFromILEventToBLLClass(const iptvcd_1_bll::stbox_event_rrr_s& ev,
-                                                        CIptvRrrEventResults& row) const {
+template <class Row>
+void EventRowWriter::Copy(const iptvcd_1_bll::stbox_event_rrr_s& ev, Row& row) const {
     using namespace ids::IptvRrrEventResults;
     CopyCommon(ev, row);
     row.Set(NackRtpSeqNum, std::uint32_t{ev.nack_rtp_seq_number});
@@ -117,16 +147,32 @@ void EventRowWriter::CopyRrrResultFromILEventToBLLClass(const iptvcd_1_bll::stbo
     figures::SetColumns(ev, row);
 }
 
+void EventRowWriter::CopyResultFromILEventToBLLClass(const iptvcd_1_bll::stbox_event_s& ev,
+                                                     CIptvEventResults& row) const {
+    Copy(ev, row);
+}
+
+void EventRowWriter::CopyResultFromILEventToBLLClass(const iptvcd_1_bll::stbox_event_s& ev,
+                                                     core::PackedRow& row) const {
+    Copy(ev, row);
+}
+
+void EventRowWriter::CopyRrrResultFromILEventToBLLClass(const iptvcd_1_bll::stbox_event_rrr_s& ev,
+                                                        CIptvRrrEventResults& row) const {
+    Copy(ev, row);
+}
+
+void EventRowWriter::CopyRrrResultFromILEventToBLLClass(const iptvcd_1_bll::stbox_event_rrr_s& ev,
+                                                        core::PackedRow& row) const {
+    Copy(ev, row);
+}
+
 void SaveSourceIp(CIptvBaseEventResults& row, std::uint32_t settopIndex, const core::CIpv4If& interface) {
-    row.Set(ids::IptvBaseEventResults::Ipv4Addr,
-            GetHostAddress(interface, interface.GetIp(ids::Ipv4If::Address),
-                           interface.GetIp(ids::Ipv4If::AddrStep), settopIndex));
+    SetSourceIp(row, GetAddresses(interface).Get(settopIndex));
 }
 
 void SaveSourceIp(CIptvBaseEventResults& row, std::uint32_t settopIndex, const core::CIpv6If& interface) {
-    row.Set(ids::IptvBaseEventResults::Ipv6Addr,
-            GetHostAddress(interface, CIpv6Address(interface.GetIpv6(ids::Ipv6If::Address)),
-                           CIpv6Address(interface.GetIpv6(ids::Ipv6If::AddrStep)), settopIndex));
+    SetSourceIp(row, GetAddresses(interface).Get(settopIndex));
 }
 
 }  // namespace orv::iptv

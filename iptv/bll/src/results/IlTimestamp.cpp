@@ -2,52 +2,63 @@
 
 #include <fmt/format.h>
 
-#include <iterator>
+#include <array>
+#include <cstddef>
+#include <cstring>
+
+#include "orv/core/packed_rows.h"
 
 namespace orv::iptv {
 
 namespace {
 
-/// Writes digits from right to left. An event row has thirteen time stamps; general-purpose formatting would
-/// cost more than the rest of the row.
-class DigitsFromTheRight {
-  public:
-    /// Writes the last `digits` digits of `value`, and returns the value without them.
-    unsigned long Put(unsigned long value, int digits) {
-        for (; digits > 0; --digits, value /= 10) *--first_ = static_cast<char>('0' + value % 10);
-        return value;
-    }
-    void Put(char separator) { *--first_ = separator; }
-    std::string GetText() const { return std::string(static_cast<const char*>(first_), std::end(text_)); }
+/// The digits of all numbers up to 99.
+constexpr auto kPairs = [] {
+    std::array<char, 200> pairs{};
+    for (std::size_t i = 0; i < pairs.size(); ++i)
+        pairs[i] = static_cast<char>('0' + (i % 2 == 0 ? i / 20 : i / 2 % 10));
+    return pairs;
+}();
 
-  private:
-    char text_[40];
-    char* first_ = std::end(text_);
-};
+/// An event row has twelve time stamps: general-purpose formatting would cost as much as storing the row.
+char* PutPair(char* text, std::uint32_t number) {
+    std::memcpy(text, &kPairs[2 * number], 2);
+    return text + 2;
+}
 
 }  // namespace
 
-std::string ConvertTimestampToString(long ts) {
-    const long us = ts / 100;
-    const long ms = us / 1000;
-    const long s = ms / 1000;
-    const long min = s / 60;
-    const long h = min / 60;
-    if (ts < 0) {  // no valid port time
-        return fmt::format("{:04}:{:02}:{:02}.{:03}{:03}{:03}", h, min % 60, s % 60, ms % 1000, us % 1000,
-                           ts % 100 * 10);
+char* FormatTimestamp(std::int64_t ts, char* text) {
+    constexpr std::int64_t kTicksPerSecond = 100'000'000;
+    constexpr std::int64_t kSecondsOf10000Hours = 10'000 * 3600;
+    const std::int64_t all_seconds = ts / kTicksPerSecond;
+    if (ts < 0 || all_seconds >= kSecondsOf10000Hours) {  // no valid port time: the counter has 46 bits
+        const std::int64_t us = ts / 100;
+        return fmt::format_to(text, "{:04}:{:02}:{:02}.{:03}{:03}{:03}", all_seconds / 3600,
+                              all_seconds / 60 % 60, all_seconds % 60, us / 1000 % 1000, us % 1000,
+                              ts % 100 * 10);
     }
-    DigitsFromTheRight text;
-    text.Put('0');
-    text.Put(static_cast<unsigned long>(ts), 8);  // ticks within the second
-    text.Put('.');
-    text.Put(static_cast<unsigned long>(s % 60), 2);
-    text.Put(':');
-    text.Put(static_cast<unsigned long>(min % 60), 2);
-    text.Put(':');
-    for (unsigned long rest = text.Put(static_cast<unsigned long>(h), 4); rest != 0;)
-        rest = text.Put(rest, 1);
-    return text.GetText();
+    const auto seconds = static_cast<std::uint32_t>(all_seconds);
+    const auto ticks = static_cast<std::uint32_t>(ts % kTicksPerSecond);
+    const std::uint32_t hours = seconds / 3600;
+    text = PutPair(text, hours / 100);
+    text = PutPair(text, hours % 100);
+    *text++ = ':';
+    text = PutPair(text, seconds / 60 % 60);
+    *text++ = ':';
+    text = PutPair(text, seconds % 60);
+    *text++ = '.';
+    text = PutPair(text, ticks / 1'000'000);
+    text = PutPair(text, ticks / 10'000 % 100);
+    text = PutPair(text, ticks / 100 % 100);
+    text = PutPair(text, ticks % 100);
+    *text++ = '0';
+    return text;
+}
+
+std::string ConvertTimestampToString(long ts) {
+    char text[core::PackedRowLayout::kMaxText];
+    return std::string(text, static_cast<std::size_t>(FormatTimestamp(ts, text) - text));
 }
 
 }  // namespace orv::iptv

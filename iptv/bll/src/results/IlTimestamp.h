@@ -32,5 +32,7 @@ constexpr double TicksToSeconds(std::int64_t ticks) {
 
 /// "hhhh:mm:ss.mmmuuunnn"; the hours have more digits if needed.
 std::string ConvertTimestampToString(long ts);
+/// Writes the same to `text`, at most 40 characters, and returns its end. Thread-safe.
+char* FormatTimestamp(std::int64_t ts, char* text);
 
 }  // namespace orv::iptv

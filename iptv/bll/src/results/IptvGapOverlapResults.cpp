@@ -2,19 +2,31 @@
 
 #include "ClassRegistration.h"
 #include "orv/ids/iptv_ids.h"
+#include "results/EventRows.h"
 #include "results/IptvEventResults.h"
 
 namespace orv::iptv {
 
-namespace Row = ids::IptvEventResults;
+template <class Row>
+void CIptvGapOverlapResults::AddChange(const stbox_event_s& ev, Row* row,
+                                       const SetTopTimeStampsForMap& previous,
+                                       distributions::ViewSink* sink) {
+    gap_overlap_.Take(figures::ChannelChange{ev, previous}, row, sink);
+    if (!row) return;
+    SetTime(*row, ids::IptvEventResults::LastLastMcastPktTS, previous.last_packet);
+    SetTime(*row, ids::IptvEventResults::LastLeaveTS, previous.leave);
+}
 
 void CIptvGapOverlapResults::CalculateDiffnChangeLatencies(const stbox_event_s& ev, CIptvEventResults* row,
                                                            const SetTopTimeStampsForMap& previous,
                                                            distributions::ViewSink* sink) {
-    gap_overlap_.Take(figures::ChannelChange{ev, previous}, row, sink);
-    if (!row) return;
-    row->SetT<std::string>(Row::LastLastMcastPktTS, ConvertTimestampToString(previous.last_packet));
-    row->SetT<std::string>(Row::LastLeaveTS, ConvertTimestampToString(previous.leave));
+    AddChange(ev, row, previous, sink);
+}
+
+void CIptvGapOverlapResults::CalculateDiffnChangeLatencies(const stbox_event_s& ev, core::PackedRow& row,
+                                                           const SetTopTimeStampsForMap& previous,
+                                                           distributions::ViewSink* sink) {
+    AddChange(ev, &row, previous, sink);
 }
 
 void CIptvGapOverlapResults::AccumGapOverlapResults() {

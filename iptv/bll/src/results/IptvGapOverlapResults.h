@@ -15,6 +15,9 @@ class CIptvGapOverlapResults
     void CalculateDiffnChangeLatencies(const stbox_event_s& ev, CIptvEventResults* row,
                                        const SetTopTimeStampsForMap& previous,
                                        distributions::ViewSink* sink = nullptr);
+    void CalculateDiffnChangeLatencies(const stbox_event_s& ev, core::PackedRow& row,
+                                       const SetTopTimeStampsForMap& previous,
+                                       distributions::ViewSink* sink = nullptr);
     /// Merges the batch into the values of the test.
     void AccumGapOverlapResults();
     /// Adds another object's batch to this one's, and merges it into the values of the test.
@@ -27,6 +30,10 @@ class CIptvGapOverlapResults
     const GapOverlapSums& GetGapOverlapBatch() const { return gap_overlap_.GetBatch(); }
 
   private:
+    template <class Row>
+    void AddChange(const stbox_event_s& ev, Row* row, const SetTopTimeStampsForMap& previous,
+                   distributions::ViewSink* sink);
+
     FigureStore<ids::IptvGapOverlapResults::CLASS.GetValue()> gap_overlap_;
 };
 

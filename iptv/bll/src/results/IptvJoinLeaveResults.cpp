@@ -7,21 +7,35 @@
 
 namespace orv::iptv {
 
-namespace Row = ids::IptvEventResults;
-
-void CIptvJoinLeaveResults::CalcLatencies(const stbox_event_s& ev, CIptvEventResults* row,
-                                          unsigned int thresholdMs, distributions::ViewSink* sink) {
-    const figures::ChannelView view(ev, thresholdMs);
+template <class Row>
+void CIptvJoinLeaveResults::AddView(const stbox_event_s& ev, Row* row, unsigned int threshold_ms,
+                                    distributions::ViewSink* sink) {
+    const figures::ChannelView view(ev, threshold_ms);
     join_leave_.Take(view, row, sink);
     if (!row || !view.unicast_failed) return;
     // No unicast stream, so no handover from it.
-    row->Set(Row::UnicastMulticastPktOverlapCount, std::uint64_t{0});
-    row->Set(Row::UnicastMulticastPktGapCount, std::uint64_t{0});
+    row->Set(ids::IptvEventResults::UnicastMulticastPktOverlapCount, std::uint64_t{0});
+    row->Set(ids::IptvEventResults::UnicastMulticastPktGapCount, std::uint64_t{0});
+}
+
+void CIptvJoinLeaveResults::CalcLatencies(const stbox_event_s& ev, CIptvEventResults* row,
+                                          unsigned int thresholdMs, distributions::ViewSink* sink) {
+    AddView(ev, row, thresholdMs, sink);
+}
+
+void CIptvJoinLeaveResults::CalcLatencies(const stbox_event_s& ev, core::PackedRow& row,
+                                          unsigned int thresholdMs, distributions::ViewSink* sink) {
+    AddView(ev, &row, thresholdMs, sink);
 }
 
 void CIptvJoinLeaveResults::CalcLatencies(const stbox_event_rrr_s& ev, CIptvRrrEventResults* row,
                                           distributions::ViewSink* sink) {
     join_leave_.Take(ev, row, sink);
+}
+
+void CIptvJoinLeaveResults::CalcLatencies(const stbox_event_rrr_s& ev, core::PackedRow& row,
+                                          distributions::ViewSink* sink) {
+    join_leave_.Take(ev, &row, sink);
 }
 
 void CIptvJoinLeaveResults::AccumLatencies() {

@@ -3,6 +3,7 @@
 
 #include "ModelClass.h"
 #include "msgset/iptvcd_1.h"
+#include "orv/core/packed_rows.h"
 #include "orv/core/result.h"
 #include "results/figures/FigureSums.h"
 #include "results/figures/JoinLeaveArithmetic.h"
@@ -23,8 +24,12 @@ class CIptvJoinLeaveResults : public ModelClass<ids::IptvJoinLeaveResults::CLASS
     /// Adds a channel view to the batch, and to its row and the distributions unless they are null.
     void CalcLatencies(const stbox_event_s& ev, CIptvEventResults* row, unsigned int thresholdMs,
                        distributions::ViewSink* sink = nullptr);
+    void CalcLatencies(const stbox_event_s& ev, core::PackedRow& row, unsigned int thresholdMs,
+                       distributions::ViewSink* sink = nullptr);
     /// Adds a retransmission.
     void CalcLatencies(const stbox_event_rrr_s& ev, CIptvRrrEventResults* row,
+                       distributions::ViewSink* sink = nullptr);
+    void CalcLatencies(const stbox_event_rrr_s& ev, core::PackedRow& row,
                        distributions::ViewSink* sink = nullptr);
     /// Merges the batch into the values of the test.
     void AccumLatencies();
@@ -40,6 +45,9 @@ class CIptvJoinLeaveResults : public ModelClass<ids::IptvJoinLeaveResults::CLASS
     const JoinLeaveSums& GetBatch() const { return join_leave_.GetBatch(); }
 
   private:
+    template <class Row>
+    void AddView(const stbox_event_s& ev, Row* row, unsigned int threshold_ms, distributions::ViewSink* sink);
+
     FigureStore<ids::IptvJoinLeaveResults::CLASS.GetValue()> join_leave_;
 };
 

@@ -5,7 +5,6 @@
 #include "IptvResources.h"
 #include "config/IptvViewedChannels.h"
 #include "orv/core/test_result_manager.h"
-#include "orv/framework/handle_registry.h"
 #include "orv/framework/task_manager.h"
 #include "orv/tm/message.h"
 #include "results/BlockBinning.h"
@@ -14,7 +13,6 @@
 
 namespace orv::iptv {
 
-using framework::CHandleRegistry;
 using framework::ResponseDelegate;
 
 CIptvResultsManager* CIptvResultsManager::m_resultManager = nullptr;
@@ -49,7 +47,7 @@ void CIptvResultsManager::Prepare(TestRun run) {
     ResetBlockTimeStampVec();
     m_distributions.Clear();
     m_distributionResults.Destroy();
-    DestroyRows();
+    m_unsavedRows.Destroy();
 }
 
 void CIptvResultsManager::ForgetPorts() {
@@ -122,35 +120,15 @@ std::size_t CIptvResultsManager::GetRowLimit() const {
 }
 
 void CIptvResultsManager::SaveRowsWhenDue() {
-    if (m_portCount == 0 || m_unsavedRows.size() < GetRowLimit()) return;
+    if (m_portCount == 0 || m_unsavedRows.GetCount() < GetRowLimit()) return;
     if (m_endHeld && m_resultsPending) return;  // the start command has not created the data set yet
-    if (m_databasePath.empty() && core::TestResultManager::GetCurrentInstance())
-        return DestroyRows();  // there will be no data set
-    if (auto* database = core::TestResultManager::GetCurrentInstance()) {
-        framework::ScriptableVec rows;
-        rows.reserve(m_unsavedRows.size());
-        for (const std::uint32_t handle : m_unsavedRows) {
-            if (CScriptable* row = CHandleRegistry::Instance().Find(handle)) rows.push_back(row);
-        }
-        database->SaveResults(rows);
-    } else {
+    auto* database = core::TestResultManager::GetCurrentInstance();
+    if (database && !m_databasePath.empty()) return m_unsavedRows.Save(*database);
+    if (!database) {
         LogResource(devLogger(), LogLevelType::Warn, resource::kBadObjectError,
                     {"TestResultMananger", "Static Function", "CIptvResultsManager::SaveToDatabase"});
     }
-    DestroyRows();
-}
-
-void CIptvResultsManager::DestroyRows() {
-    // In reverse, because a parent finds its last child fastest.
-    for (auto handle = m_unsavedRows.rbegin(); handle != m_unsavedRows.rend(); ++handle) {
-        CScriptable* row = CHandleRegistry::Instance().Find(*handle);
-        if (row) {
-            row->Delete();
-        } else {
-            LogText(devLogger(), LogLevelType::Warn, " CIptvEventResults is NULL");
-        }
-    }
-    m_unsavedRows.clear();
+    m_unsavedRows.Destroy();  // there will be no data set
 }
 
 }  // namespace orv::iptv

@@ -14,6 +14,7 @@
 #include "orv/framework/rpc_manager.h"
 #include "results/DistributionResults.h"
 #include "results/PreviousViews.h"
+#include "results/UnsavedRows.h"
 #include "results/distributions/TestDistributions.h"
 #include "results/figures/FigureSumsFwd.h"
 #include "running/RunningTest.h"
@@ -138,9 +139,10 @@ class CIptvResultsManager : public core::CResult {
     void AddToVerdict(const JoinLeaveSums& sums);
     double GetFailedJoins() const { return m_failedJoins; }
     double GetNetChannelChanges() const { return m_netChannelChanges; }
-    void AddUnsavedRow(const CScriptable& row) {
-        m_unsavedRows.push_back(row.GetHandle());
+    /// For the rows of events.
+    UnsavedRows& AddEventRows() {
         m_hasEventRows = true;
+        return m_unsavedRows;
     }
     /// Number of unsaved rows at which they are saved. 0 while no port takes part: never.
     std::size_t GetRowLimit() const;
@@ -160,8 +162,6 @@ class CIptvResultsManager : public core::CResult {
     static void DropRegistration(const deregHandles& registration);
     static void Deregister(const deregHandles& registration);
     CIptvTestResults& FindOrMakeTestResults();
-    void DestroyRows();
-
     static CIptvResultsManager* m_resultManager;
 
     boost::mutex m_iptvMutex;
@@ -188,7 +188,7 @@ class CIptvResultsManager : public core::CResult {
     PreviousViews m_previousViews;
     distributions::TestDistributions m_distributions;
     DistributionResults m_distributionResults;
-    std::vector<std::uint32_t> m_unsavedRows;  ///< handles
+    UnsavedRows m_unsavedRows;
     framework::ResponseDelegate m_resultsDelegate;
     framework::ResponseDelegate m_endTestDelegate;
     framework::ResponseDelegate m_stopDelegate;

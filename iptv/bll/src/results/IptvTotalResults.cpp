@@ -6,13 +6,32 @@
 
 namespace orv::iptv {
 
+namespace {
+
+SetTopTimeStampsForMap& FindPrevious(const stbox_event_s& ev, const ViewContext& context) {
+    return context.previous_views->FindOrAdd(context.base_stb_index + ev.settop_index);
+}
+
+void Remember(const stbox_event_s& ev, SetTopTimeStampsForMap& previous) {
+    previous = {CIptvEventResults::GetLastAnyLeaveTs(ev), CIptvEventResults::GetLastAnyPacketTs(ev)};
+}
+
+}  // namespace
+
 void CIptvTotalResults::BinEvent(const stbox_event_s& ev, CIptvEventResults* row, const ViewContext& context,
                                  distributions::ViewSink* sink) {
-    SetTopTimeStampsForMap& previous =
-        context.previous_views->FindOrAdd(context.base_stb_index + ev.settop_index);
+    SetTopTimeStampsForMap& previous = FindPrevious(ev, context);
     CalculateDiffnChangeLatencies(ev, row, previous, sink);
     totals_.Take(figures::ChannelChange{ev, previous, context.zap_interval_type}, row);
-    previous = {CIptvEventResults::GetLastAnyLeaveTs(ev), CIptvEventResults::GetLastAnyPacketTs(ev)};
+    Remember(ev, previous);
+}
+
+void CIptvTotalResults::BinEvent(const stbox_event_s& ev, core::PackedRow& row, const ViewContext& context,
+                                 distributions::ViewSink* sink) {
+    SetTopTimeStampsForMap& previous = FindPrevious(ev, context);
+    CalculateDiffnChangeLatencies(ev, row, previous, sink);
+    totals_.Take(figures::ChannelChange{ev, previous, context.zap_interval_type}, &row);
+    Remember(ev, previous);
 }
 
 void CIptvTotalResults::AccumEvents() {

@@ -21,6 +21,8 @@ class CIptvTotalResults : public ModelClass<ids::IptvTotalResults::CLASS.GetValu
     /// view.
     void BinEvent(const stbox_event_s& ev, CIptvEventResults* row, const ViewContext& context,
                   distributions::ViewSink* sink = nullptr);
+    void BinEvent(const stbox_event_s& ev, core::PackedRow& row, const ViewContext& context,
+                  distributions::ViewSink* sink = nullptr);
     /// Call after the last view of a batch: merges gaps, overlaps, changes and intervals into the values of
     /// the test.
     void AccumEvents();

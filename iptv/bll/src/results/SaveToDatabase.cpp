@@ -68,6 +68,7 @@ void CIptvResultsManager::SaveToDatabase(double failPercent) {
                     {"TestResultMananger", "Static Function", "CIptvResultsManager::SaveToDatabase"});
         return;
     }
+    m_unsavedRows.Save(*database);
     SaveTimeSeries(m_distributions, *database);
     database->SaveObjects({ids::EotResultNode::CLASS});
     database->SetRootNode(*root);
