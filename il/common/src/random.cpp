@@ -44,17 +44,18 @@ double probability_of_none(std::uint64_t trials, double probability) {
 
 /// By inversion: subtracts the probabilities of 0, 1, 2, ... from `left` while it lasts.
 std::uint64_t exact_binomial(std::uint64_t trials, double probability, double left) {
+    double term = probability_of_none(trials, probability);
+    if (left < term) return 0;
     const auto count_of_trials = static_cast<double>(trials);
     const double mean = count_of_trials * probability;
     const double odds = probability / (1 - probability);
-    double term = probability_of_none(trials, probability);
     double count = 0;
-    while (left >= term && count < count_of_trials) {
+    do {
         left -= term;
         term *= odds * (count_of_trials - count) / (count + 1);
         ++count;
         if (term < 1e-18 && count > mean) break;  // the rest is rounding
-    }
+    } while (left >= term && count < count_of_trials);
     return static_cast<std::uint64_t>(count);
 }
 
@@ -75,12 +76,8 @@ std::uint64_t Random::binomial(std::uint64_t trials, double probability) {
     return static_cast<std::uint64_t>(std::llround(std::clamp(drawn, 0.0, static_cast<double>(trials))));
 }
 
-std::uint64_t Random::in_a_row(double probability) {
-    if (!(probability > 0)) return 0;
+std::uint64_t Random::row_until(double left, double probability) {
     if (probability >= 1) return kForever;
-    const double left = 1 - fraction();
-    // Mostly there is none, which needs no logarithm. Near the limit the quotient's rounding decides.
-    if (left > probability * (1 + 1e-9)) return 0;
     const double times = std::log(left) / std::log(probability);
     return times < kLongestRow ? static_cast<std::uint64_t>(times) : kForever;
 }

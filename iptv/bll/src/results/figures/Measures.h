@@ -182,7 +182,7 @@ double SecondsOf(const ChannelView& v) {
     return SecondsBetween(v.ev.*first, v.ev.*last);
 }
 template <auto packets, auto first, auto last>
-Measure PacketRate(const ChannelView& v) {
+[[gnu::always_inline]] inline Measure PacketRate(const ChannelView& v) {
     if (v.ev.*first <= 0 || v.ev.*last <= v.ev.*first) return {};
     return static_cast<double>(CountOrZero(v.ev.*packets)) * 1000.0 /
            TicksToMs(TimestampsDifference(v.ev.*last, v.ev.*first));
@@ -191,7 +191,7 @@ Measure PacketRate(const ChannelView& v) {
 // --- From one view to the next
 
 /// Overlap of the previous channel with this one, ms; a gap is negative. 0 if either time is unknown.
-inline double OverlapOrGap(const ChannelChange& c) {
+[[gnu::always_inline]] inline double OverlapOrGap(const ChannelChange& c) {
     const std::int64_t first = CIptvEventResults::GetFirstAnyPacketTs(c.ev);
     if (first == 0 || !c.ev.first_pkt_ts_valid || c.previous.last_packet == 0) return 0.0;
     return TicksToMs(TimestampsDifference(c.previous.last_packet, first));
