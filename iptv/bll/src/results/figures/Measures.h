@@ -191,7 +191,7 @@ template <auto packets, auto first, auto last>
 // --- From one view to the next
 
 /// Overlap of the previous channel with this one, ms; a gap is negative. 0 if either time is unknown.
-[[gnu::always_inline]] inline double OverlapOrGap(const ChannelChange& c) {
+inline double OverlapOrGap(const ChannelChange& c) {
     const std::int64_t first = CIptvEventResults::GetFirstAnyPacketTs(c.ev);
     if (first == 0 || !c.ev.first_pkt_ts_valid || c.previous.last_packet == 0) return 0.0;
     return TicksToMs(TimestampsDifference(c.previous.last_packet, first));
