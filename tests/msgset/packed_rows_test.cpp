@@ -12,7 +12,7 @@ using msgset_test::Random_values;
 static_assert(std::is_trivially_copyable_v<stbox_event_s>);
 static_assert(std::is_trivially_copyable_v<stbox_event_rrr_s>);
 
-std::vector<stbox_event_s> random_events(std::initializer_list<std::uint32_t> address_types) {
+std::vector<stbox_event_s> random_events(const std::vector<std::uint32_t>& address_types) {
     Random_values random(7);
     std::vector<stbox_event_s> events;
     for (std::uint32_t type : address_types) {
@@ -37,12 +37,31 @@ Message notification(const std::vector<stbox_event_s>& events) {
     return message;
 }
 
+/// Decoded where they are used, in two parts.
+std::vector<stbox_event_s> parsed_in_place(const Message& message) {
+    std::vector<stblock_event_in_place_s> blocks(3);
+    parse_req_in_place_ResultsNotification(&message, &blocks);
+    EXPECT_EQ(blocks.size(), 1U);
+    EXPECT_EQ(blocks.at(0).stblock_handle, 5U);
+    const auto& events = blocks[0].events;
+    const std::size_t part = events.size() * 2 / 5;
+    std::vector<stbox_event_s> buffer, result;
+    const auto take = [&](const stbox_event_s& event) { result.push_back(event); };
+    events.for_each(0, part, buffer, take);
+    EXPECT_EQ(result.size(), part);
+    events.for_each(part, SIZE_MAX, buffer, take);
+    events.for_each(events.size(), 1, buffer, take);  // none
+    EXPECT_EQ(result.size(), events.size());
+    return result;
+}
+
 std::vector<stbox_event_s> parsed(const Message& message) {
     std::vector<stblock_event_s> blocks(3);  // stale elements, which the parser drops
     parse_req_ResultsNotification(&message, &blocks);
     EXPECT_EQ(blocks.size(), 1U);
     EXPECT_EQ(blocks.at(0).stblock_handle, 5U);
-    return blocks.at(0).events;
+    EXPECT_EQ(parsed_in_place(message), blocks[0].events);
+    return blocks[0].events;
 }
 
 /// A notification of one block with this array of events.
@@ -121,6 +140,15 @@ TEST(PackedRows, OtherShapesAreReadByNameAsFarAsTheyHaveAll) {
     members.pop_back();
     const Message lacking = notification_of(foreign_rows(members, run));
     EXPECT_THROW(parsed(lacking), Tm_exception);
+    EXPECT_THROW(parsed_in_place(lacking), Tm_exception) << "before any record is used";
+}
+
+TEST(PackedRows, ManyEventsAreDecodedAFewAtATime) {
+    std::vector<std::uint32_t> types(150, 1);
+    types[40] = types[41] = 7;  // no trace of the addresses that were decoded before
+    types.resize(250, 0);
+    const auto events = random_events(types);
+    EXPECT_EQ(parsed(Message::decode(notification(events).encode())), as_received(events));
 }
 
 TEST(PackedRows, AnyByteButZeroIsTrue) {

@@ -1,6 +1,7 @@
 // Records of every set: what is written is read back, and a struct that is not the record's is refused.
 #include <gmock/gmock.h>
 
+#include <cstring>
 #include <fstream>
 
 #include "orv/tm/backed_array.h"
@@ -149,8 +150,8 @@ TEST(Requests, AboutInterfacesKeepTheNameOfTheMessageAndSwitchTheCatalogOn) {
 /// An array of a million structs of one byte each.
 Tm_array* TinyStructs() {
     auto* array = new Tm_array;
-    array->append_rows(std::make_shared<Tm_flat_shape>(std::vector<Tm_flat_member>{{"x", TMV_BOOL}}),
-                       1000000);
+    const auto shape = std::make_shared<Tm_flat_shape>(std::vector<Tm_flat_member>{{"x", TMV_BOOL}});
+    std::memset(array->append_rows(shape, 1000000), 0, 1000000);
     return array;
 }
 

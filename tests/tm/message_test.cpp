@@ -2,6 +2,7 @@
 // trees of them at random.
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <functional>
 #include <tuple>
 
@@ -47,9 +48,9 @@ TEST(Message_test, ReadsMembersByGroupAndNameAndRunsWithoutCopies) {
 TEST(Message_test, UnknownShapesAreReadAndNotRemembered) {
     Message message;
     auto run = std::make_unique<Tm_array>();
-    run->append_rows(std::make_shared<const Tm_flat_shape>(
-                         std::vector<Tm_flat_member>{{.name = "from elsewhere", .kind = TMV_INT32}}),
-                     2);
+    const auto shape = std::make_shared<const Tm_flat_shape>(
+        std::vector<Tm_flat_member>{{.name = "from elsewhere", .kind = TMV_INT32}});
+    std::fill_n(run->append_rows(shape, 2), 2 * shape->row_size(), std::byte{0});
     message.add_member_and_own(TMG_MEMBERS, "run", run.release());
     std::unique_ptr<Tm_value> element;
     {

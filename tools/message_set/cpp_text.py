@@ -38,19 +38,24 @@ def create_arguments(message_set, members):
     return arguments + ["bool copyArrays"] if members else arguments
 
 
-def parse_arguments(message_set, members):
-    outputs = [f"{message_set.cpp_type(field.kind)}* {argument(field)}" for field in members]
+def parse_arguments(message_set, members, in_place=False):
+    cpp_type = message_set.cpp_type_in_place if in_place else message_set.cpp_type
+    outputs = [f"{cpp_type(field.kind)}* {argument(field)}" for field in members]
     return ["const orv::tm::Message* message"] + outputs
 
 
 def message_functions(message_set, message):
-    """The four functions of a request or notification: (prefix, members, arguments)."""
-    return [
+    """The functions of a request or notification: (prefix, members, arguments)."""
+    functions = [
         ("create_req_", message.members, create_arguments(message_set, message.members)),
         ("parse_req_", message.members, parse_arguments(message_set, message.members)),
         ("create_resp_", message.response, create_arguments(message_set, message.response)),
         ("parse_resp_", message.response, parse_arguments(message_set, message.response)),
     ]
+    if any(field.kind.holds_rows() for field in message.members):
+        functions.append(("parse_req_in_place_", message.members,
+                          parse_arguments(message_set, message.members, True)))
+    return functions
 
 
 def encoder_arguments(message_set, record):
@@ -58,8 +63,13 @@ def encoder_arguments(message_set, record):
             "orv::tm::Tm_names_catalog* catalog"]
 
 
-def decoder_arguments(message_set, record):
-    return ["const orv::tm::Tm_struct* in", f"{record.struct}* record"]
+def decoder_arguments(record, struct):
+    return ["const orv::tm::Tm_struct* in", f"{struct}* record"]
+
+
+def decoded_structs(record):
+    """The structs that have a decoder."""
+    return [record.struct] + ([record.struct_in_place] if record.has_rows() else [])
 
 
 def add_call(message_set, kind, value):

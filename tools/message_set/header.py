@@ -1,6 +1,6 @@
 """The header of a message set: enumerations, records, declarations of encoders and decoders."""
 
-from .cpp_text import argument, decoder_arguments, encoder_arguments, fill, message_functions
+from .cpp_text import argument, decoded_structs, decoder_arguments, encoder_arguments, fill, message_functions
 
 
 def text(message_set):
@@ -22,8 +22,9 @@ def text(message_set):
 
 
 def _includes(message_set):
+    support = ["msgset/packed_records.h"] if any(record.has_rows() for record in message_set.records) else []
     system = ["orv/tm/enum_map.h", "orv/tm/message.h", "orv/tm/struct.h"]
-    return sorted(message_set.headers + [f"msgset/{used.file}.h" for used in message_set.uses]) + system
+    return sorted(message_set.headers + support + [f"msgset/{used.file}.h" for used in message_set.uses]) + system
 
 
 def _enum(enum):
@@ -39,12 +40,22 @@ def _record(message_set, record):
     if record.fields:
         lines.append("\n")
     lines.append(f"    bool operator==(const {record.struct}&) const = default;\n}};\n")
+    if record.has_rows():
+        lines.append(_in_place(message_set, record))
     if record.packed:
         lines.append(_visitor(record))
     lines.append(f"extern const char* const {record.stem}_names[];\n")
     lines.append(fill(f"void {record.stem}_to_struct(", encoder_arguments(message_set, record), ");"))
-    lines.append(fill(f"void {record.stem}_from_struct(", decoder_arguments(message_set, record), ");"))
+    lines += [fill(f"void {record.stem}_from_struct(", decoder_arguments(record, struct), ");")
+              for struct in decoded_structs(record)]
     return "".join(lines)
+
+
+def _in_place(message_set, record):
+    fields = "".join(f"    {message_set.cpp_type_in_place(field.kind)} {field.name}"
+                     f"{'' if field.kind.is_rows() else ' = {}'};\n" for field in record.fields)
+    return ("/// The same, with the packed rows left in the message, which must outlive it.\n"
+            f"struct {record.struct_in_place} {{\n{fields}}};\n")
 
 
 def _visitor(record):

@@ -40,6 +40,13 @@ class Kind:
     def is_record(self):
         return isinstance(self.base, Record)
 
+    def is_rows(self):
+        """An array that travels as packed rows."""
+        return self.is_record() and self.base.packed and self.form == "array"
+
+    def holds_rows(self):
+        return self.is_record() and self.base.has_rows() and self.form == "array"
+
 
 @dataclass
 class Field:
@@ -66,6 +73,14 @@ class Record:
     @property
     def struct(self):
         return self.name if self.name.endswith("_t") else f"{self.name}_s"
+
+    @property
+    def struct_in_place(self):
+        """The struct whose packed rows stay in the message; only when has_rows()."""
+        return f"{self.name}_in_place_s"
+
+    def has_rows(self):
+        return any(field.kind.is_rows() for field in self.fields)
 
 
 @dataclass
@@ -109,3 +124,11 @@ class MessageSet:
         """Type of a struct's field or of an argument; fixed arrays are declared by their caller."""
         base = self.base_type(kind)
         return f"std::vector<{base}>" if kind.form in ("array", "optional") else base
+
+    def cpp_type_in_place(self, kind):
+        """The same where packed rows stay in the message."""
+        if kind.is_rows():
+            return f"orv::msgset::Packed_records<{self.base_type(kind)}>"
+        if kind.holds_rows():
+            return f"std::vector<{self.qualified(kind.base, kind.base.struct_in_place)}>"
+        return self.cpp_type(kind)

@@ -1,6 +1,7 @@
 """The source of a message set: tables, and encoders and decoders that name one member after the other."""
 
-from .cpp_text import add_call, argument, decoder_arguments, encoder_arguments, fill, message_functions, read_call
+from .cpp_text import (add_call, argument, decoded_structs, decoder_arguments, encoder_arguments, fill,
+                       message_functions, read_call)
 from .model import SIMPLE
 
 
@@ -41,13 +42,16 @@ def _record(message_set, record):
         lines += [f"    {add_call(message_set, field.kind, f'record->{field.name}')}\n" for field in fields]
     else:
         lines.append(f"    out->clear({record.stem}_names);\n    (void)record, (void)copyArrays, (void)catalog;\n")
-    lines.append("}\n\n" + fill(f"void {record.stem}_from_struct(", decoder_arguments(message_set, record), ") {"))
-    if fields:
-        lines.append(f"    msgset::Members_reader members(*in, {record.stem}_names);\n")
-        lines += [f"    {read_call(message_set, field.kind, f'&record->{field.name}')}\n" for field in fields]
-    else:
-        lines.append("    (void)in, (void)record;\n")
-    return "".join(lines + ["}\n"])
+    lines.append("}\n")
+    for struct in decoded_structs(record):
+        lines.append("\n" + fill(f"void {record.stem}_from_struct(", decoder_arguments(record, struct), ") {"))
+        if fields:
+            lines.append(f"    msgset::Members_reader members(*in, {record.stem}_names);\n")
+            lines += [f"    {read_call(message_set, field.kind, f'&record->{field.name}')}\n" for field in fields]
+        else:
+            lines.append("    (void)in, (void)record;\n")
+        lines.append("}\n")
+    return "".join(lines)
 
 
 def _row(record):
@@ -102,7 +106,7 @@ def _body(message_set, message, prefix, members, table):
             lines.append(f"    msgset::Message_writer members(message, {table}, copyArrays);\n")
             lines += [f"    {add_call(message_set, field.kind, argument(field))}\n" for field in members]
         return "".join(lines) + "    msgset::finish(message);\n"
-    check = f"check_request(*message, {name})" if prefix == "parse_req_" else "check_response(*message)"
+    check = f"check_request(*message, {name})" if prefix.startswith("parse_req_") else "check_response(*message)"
     lines = [f"    msgset::{check};\n"]
     if members:
         lines.append(f"    msgset::Members_reader members(msgset::members_of(*message), {table});\n")

@@ -10,6 +10,23 @@
 
 namespace orv::tm {
 
+/// For memory that is written before it is read.
+template <class T>
+struct Without_zeroes : std::allocator<T> {
+    template <class Other>
+    struct rebind {
+        using other = Without_zeroes<Other>;
+    };
+    template <class Object, class... Arguments>
+    void construct(Object* at, Arguments&&... arguments) {
+        if constexpr (sizeof...(Arguments) == 0) {
+            ::new (static_cast<void*>(at)) Object;
+        } else {
+            ::new (static_cast<void*>(at)) Object(std::forward<Arguments>(arguments)...);
+        }
+    }
+};
+
 /// Consecutive elements that are held the same way.
 struct Tm_array::Stretch {
     std::size_t first = 0;
@@ -17,7 +34,7 @@ struct Tm_array::Stretch {
     std::vector<std::unique_ptr<Tm_value>> objects;  ///< one per element, unless the stretch is a run
     Tm_struct_run run;                               ///< shape null: no run
     bool owns_rows = false;
-    std::vector<std::byte> rows;  ///< what the run refers to when it owns its rows
+    std::vector<std::byte, Without_zeroes<std::byte>> rows;  ///< what the run refers to when it owns its rows
     mutable std::vector<std::unique_ptr<Tm_struct>> unpacked;  ///< the run's elements that were asked for
 
     const std::byte* row(std::size_t index) const {

@@ -7,6 +7,13 @@
 
 namespace orv::tm {
 
+namespace {
+
+/// A smaller byte field is copied twice, which takes less time than remembering it.
+constexpr std::size_t kLargeField = 512;
+
+}  // namespace
+
 std::vector<std::byte> Wire_writer::write() {
     if (message_.get_use_send_member_string()) {
         shapes_.add_to_catalog(message_.catalog(TMG_MEMBERS).entries());
@@ -16,12 +23,34 @@ std::vector<std::byte> Wire_writer::write() {
     visit_struct(message_.members(TMG_MEMBERS));
     Byte_sink head;
     write_head(head);
-    head.bytes.insert(head.bytes.end(), values_.bytes.begin(), values_.bytes.end());
-    if (head.bytes.size() > wire::kMaxMessageSize) {
-        throw Tm_exception(fmt::format("cannot send a message of {} bytes; the limit is {}",
-                                       head.bytes.size(), wire::kMaxMessageSize));
+    const std::size_t size = head.bytes.size() + size_of_values();
+    if (size > wire::kMaxMessageSize) {
+        throw Tm_exception(
+            fmt::format("cannot send a message of {} bytes; the limit is {}", size, wire::kMaxMessageSize));
     }
+    head.bytes.reserve(size);
+    append_values(head.bytes);
     return std::move(head.bytes);
+}
+
+std::size_t Wire_writer::size_of_values() const {
+    std::size_t size = values_.bytes.size();
+    for (const Field& field : fields_) size += field.bytes.size();
+    return size;
+}
+
+void Wire_writer::append_values(std::vector<std::byte>& to) const {
+    const auto append = [&to](std::span<const std::byte> bytes) {
+        to.insert(to.end(), bytes.begin(), bytes.end());
+    };
+    const std::span<const std::byte> values(values_.bytes);
+    std::size_t position = 0;
+    for (const Field& field : fields_) {
+        append(values.subspan(position, field.position - position));
+        append(field.bytes);
+        position = field.position;
+    }
+    append(values.subspan(position));
 }
 
 void Wire_writer::write_head(Byte_sink& sink) const {
@@ -177,7 +206,12 @@ void Wire_writer::write_bytes(std::span<const std::byte> bytes) {
                                        wire::kMaxMessageSize));
     }
     out_.pack_bin(static_cast<std::uint32_t>(bytes.size()));
-    out_.pack_bin_body(reinterpret_cast<const char*>(bytes.data()), static_cast<std::uint32_t>(bytes.size()));
+    if (bytes.size() >= kLargeField) {
+        fields_.push_back({values_.bytes.size(), bytes});
+    } else {
+        out_.pack_bin_body(reinterpret_cast<const char*>(bytes.data()),
+                           static_cast<std::uint32_t>(bytes.size()));
+    }
 }
 
 }  // namespace orv::tm

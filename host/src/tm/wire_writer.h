@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 #include "orv/tm/message.h"
@@ -12,7 +13,7 @@
 namespace orv::tm {
 
 /// Writes the values of a message first, into a buffer of their own, because the shapes that they use are
-/// known only afterwards but travel before them.
+/// known only afterwards but travel before them. Large byte fields are not copied into that buffer.
 class Wire_writer : private Tm_visitor {
   public:
     explicit Wire_writer(const Message& message)
@@ -24,6 +25,12 @@ class Wire_writer : private Tm_visitor {
     struct Stretch {
         std::uint32_t shape_id;
         Tm_array::Segment elements;  // run.shape null: one by one
+    };
+
+    /// A byte field that belongs into the values.
+    struct Field {
+        std::size_t position;  ///< in the buffer
+        std::span<const std::byte> bytes;
     };
 
     void visit_scalar(const Tm_scalar& value) override;
@@ -39,12 +46,15 @@ class Wire_writer : private Tm_visitor {
     void write_run(const Tm_struct_run& run);
     void write_bytes(std::span<const std::byte> bytes);
     void write_head(Byte_sink& sink) const;
+    std::size_t size_of_values() const;
+    void append_values(std::vector<std::byte>& to) const;
     static void write_double(Byte_sink& sink, double value);
     void check_depth(int depth) const;
 
     const Message& message_;
     Wire_shape_writer shapes_;
     Byte_sink values_;
+    std::vector<Field> fields_;
     msgpack::packer<Byte_sink> out_;
     int depth_ = 0;
 };

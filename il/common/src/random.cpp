@@ -1,7 +1,9 @@
 #include "orv/il/random.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstddef>
 #include <numbers>
 
 namespace orv::il {
@@ -23,19 +25,37 @@ namespace {
 constexpr double kMostExactMean = 16;
 constexpr double kLongestRow = 1e15;  ///< longer than anything counted here
 
+/// The probability that none of the trials succeeds. Remembered, because the views of a network have similar
+/// numbers of packets, and computing it takes longer than the rest of a draw.
+double probability_of_none(std::uint64_t trials, double probability) {
+    struct Known {
+        std::uint64_t trials = 0;
+        double probability = 0;
+        double result = 1;
+    };
+    constexpr std::size_t kMostKnown = 1024;
+    thread_local std::array<Known, kMostKnown> all_known;
+    Known& known = all_known[trials % kMostKnown];
+    if (known.trials != trials || known.probability != probability) {
+        known = {trials, probability, std::exp(static_cast<double>(trials) * std::log1p(-probability))};
+    }
+    return known.result;
+}
+
 /// By inversion: subtracts the probabilities of 0, 1, 2, ... from `left` while it lasts.
 std::uint64_t exact_binomial(std::uint64_t trials, double probability, double left) {
+    double term = probability_of_none(trials, probability);
+    if (left < term) return 0;
     const auto count_of_trials = static_cast<double>(trials);
     const double mean = count_of_trials * probability;
     const double odds = probability / (1 - probability);
-    double term = std::exp(count_of_trials * std::log1p(-probability));
     double count = 0;
-    while (left >= term && count < count_of_trials) {
+    do {
         left -= term;
         term *= odds * (count_of_trials - count) / (count + 1);
         ++count;
         if (term < 1e-18 && count > mean) break;  // the rest is rounding
-    }
+    } while (left >= term && count < count_of_trials);
     return static_cast<std::uint64_t>(count);
 }
 
@@ -56,10 +76,9 @@ std::uint64_t Random::binomial(std::uint64_t trials, double probability) {
     return static_cast<std::uint64_t>(std::llround(std::clamp(drawn, 0.0, static_cast<double>(trials))));
 }
 
-std::uint64_t Random::in_a_row(double probability) {
-    if (!(probability > 0)) return 0;
+std::uint64_t Random::row_until(double left, double probability) {
     if (probability >= 1) return kForever;
-    const double times = std::log(1 - fraction()) / std::log(probability);
+    const double times = std::log(left) / std::log(probability);
     return times < kLongestRow ? static_cast<std::uint64_t>(times) : kForever;
 }
 

@@ -8,9 +8,16 @@ namespace {
 
 constexpr double kLongestDelayMs = 1e9;  ///< a week and a half; keeps sums of times in range
 
+/// As std::llround, which is a call, for numbers from 0 to 2^52.
+Time rounded(double number) {
+    const auto whole = static_cast<Time>(number);
+    return whole + (number - static_cast<double>(whole) >= 0.5);
+}
+
 /// Time that packets lost in a row take; kNever when it is all time.
 Time time_lost(double packets_per_second, double loss, Random& random) {
     const std::uint64_t lost = random.in_a_row(loss);
+    if (lost == 0) return 0;
     const auto gap = packet_gap(packets_per_second);
     return lost > static_cast<std::uint64_t>(ms(kLongestMs) / gap) ? kNever : static_cast<Time>(lost) * gap;
 }
@@ -32,8 +39,7 @@ Time draw_delay(const Distribution& distribution, Random& random) {
             delay -= distribution.b * std::log(1 - random.fraction());
             break;
     }
-    return static_cast<Time>(
-        std::llround(std::clamp(delay, 0.0, kLongestDelayMs) * static_cast<double>(kMillisecond)));
+    return rounded(std::clamp(delay, 0.0, kLongestDelayMs) * static_cast<double>(kMillisecond));
 }
 
 Time first_arrival(Time first, double packets_per_second, double loss, Random& random) {

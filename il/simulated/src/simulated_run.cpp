@@ -120,7 +120,7 @@ void SimulatedRun::join_multicast(std::uint32_t number, Time now) {
     const bool is_new = !streams_.flows(stb.link, channel.group_index, now);
     const bool is_refused = is_new && exceeds_capacity(network, now);
     stb.join_lost = is_new && (stb.random.happens(network.join_failure) || is_refused);
-    stb.first = is_sent(channel) && !stb.join_lost ? enter_stream(stb, now) : kNever;
+    stb.first = is_sent(channel) && !stb.join_lost ? enter_stream(stb, now, is_new) : kNever;
     // The end of a view with a unicast burst is already planned, unless it depends on the first packet.
     if (!plan_.uses_unicast() || block_of(stb).profile.zap_interval_type == ZapIntervalType::MTL)
         schedule(number, now);
@@ -135,13 +135,12 @@ bool SimulatedRun::exceeds_capacity(const NetworkBehaviour& network, Time now) {
     return ++count.joins > network.join_capacity;
 }
 
-/// Returns the first packet of the stream that reaches the STB.
-Time SimulatedRun::enter_stream(Stb& stb, Time now) {
+/// Returns the first packet of the stream that reaches the STB. `is_new`: the stream does not flow yet.
+Time SimulatedRun::enter_stream(Stb& stb, Time now, bool is_new) {
     const PlannedChannel& channel = channel_of(stb);
     const NetworkBehaviour& network = network_of(channel);
     Time first = now;
-    if (!streams_.flows(stb.link, channel.group_index, now))
-        first += draw_delay(network.join_delay, stb.random) + draw_delay(network.jitter, stb.random);
+    if (is_new) first += draw_delay(network.join_delay, stb.random) + draw_delay(network.jitter, stb.random);
     first = streams_.join(stb.link, channel.group_index, now, first);
     stb.member = true;
     // In a flowing stream, it is the last packet before the join.

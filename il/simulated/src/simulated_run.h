@@ -84,7 +84,7 @@ class SimulatedRun : public Run {
     void begin_view(std::uint32_t number, Time now);
     void join_multicast(std::uint32_t number, Time now);
     bool exceeds_capacity(const NetworkBehaviour& network, Time now);
-    Time enter_stream(Stb& stb, Time now);
+    Time enter_stream(Stb& stb, Time now, bool is_new);
     void schedule(std::uint32_t number, Time now);
     void schedule_next(std::uint32_t number, Time now);
 

@@ -85,7 +85,8 @@ void SimulatedRun::lose_source(std::uint32_t number, Time now) {
 void SimulatedRun::find_source(std::uint32_t number, Time now) {
     Stb& stb = stbs_[number];
     if (stb.join != kNever && !stb.join_lost) {
-        const Time first = enter_stream(stb, now);
+        const bool is_new = !streams_.flows(stb.link, channel_of(stb).group_index, now);
+        const Time first = enter_stream(stb, now, is_new);
         if (stb.first == kNever) {
             stb.first = first;
         } else {

@@ -13,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "msgset/packed_records.h"
 #include "orv/tm/array.h"
 #include "orv/tm/backed_array.h"
 #include "orv/tm/enum_map.h"
@@ -37,6 +38,9 @@ template <class Row, class Record>
 std::unique_ptr<tm::Tm_value> pack_rows(const std::vector<Record>& records);
 template <class Row, class Record>
 void unpack_rows(const tm::Tm_array& array, std::vector<Record>* records);
+/// The same without decoding the rows.
+template <class Row, class Record>
+void list_rows(const tm::Tm_array& array, Packed_records<Record>* records);
 
 /// Copies all elements of an array of a simple kind. Throws Tm_type_mismatch_exception for another kind.
 template <class Simple>
@@ -249,7 +253,7 @@ class Members_reader {
         decode(next_struct(), record);
     }
     template <class Record>
-    void read_records(std::vector<Record>* records, Decoder<Record> decode) {
+    void read_records(std::vector<Record>* records, std::type_identity_t<Decoder<Record>> decode) {
         const tm::Tm_array& array = next_array(tm::TMV_STRUCT);
         const int count = array_count(array.size());
         records->clear();
@@ -266,6 +270,10 @@ class Members_reader {
     template <class Row, class Record>
     void read_rows(std::vector<Record>* records) {
         unpack_rows<Row>(next_array(tm::TMV_STRUCT), records);
+    }
+    template <class Row, class Record>
+    void read_rows(Packed_records<Record>* records) {
+        list_rows<Row>(next_array(tm::TMV_STRUCT), records);
     }
 
   private:

@@ -18,10 +18,12 @@
 #include <initializer_list>
 #include <memory>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "msgset/ip_address.h"
 #include "msgset/msgset_support.h"
+#include "msgset/packed_records.h"
 #include "orv/tm/flat_shape.h"
 
 namespace orv::msgset {
@@ -102,12 +104,37 @@ void load_rows(const std::byte* rows, std::size_t count, typename Row::Record* r
     const std::size_t simple_size = shape.simple_size();
     for (std::size_t i = 0; i < count; ++i, rows += row_size) {
         Row::load(Row_in(rows), &records[i]);
+        ipAddress_t& address = records[i].*Row::address;
+        address = {};  // of the record that was decoded into this memory before
         if constexpr (AddressType != Row_shapes::kNoAddress) {
-            ipAddress_t& address = records[i].*Row::address;
             address.type = AddressType;
             std::memcpy(address.v6.address, rows + simple_size, ipAddress_t::length_of(AddressType));
         }
     }
+}
+
+/// The function that loads rows of a shape; null for a shape that is not one of the record's.
+template <class Row>
+typename Packed_records<typename Row::Record>::Load find_load(
+    const std::shared_ptr<const tm::Tm_flat_shape>& shape) {
+    const std::optional<std::uint32_t> type = Row::shapes().address_type_of(shape);
+    if (!type) return nullptr;
+    switch (*type) {
+        case ipAddress_t::kV4:
+            return load_rows<Row, ipAddress_t::kV4>;
+        case ipAddress_t::kV6:
+            return load_rows<Row, ipAddress_t::kV6>;
+        default:
+            return load_rows<Row, Row_shapes::kNoAddress>;
+    }
+}
+
+/// Structs, or rows of a shape that is not one of the record's, read by name.
+template <class Row, class Record>
+void decode_segment(const tm::Tm_array& array, const tm::Tm_array::Segment& segment,
+                    std::vector<Record>* records) {
+    for (std::size_t i = 0; i < segment.count; ++i)
+        Row::decode(array.get_member_struct(array_count(segment.first + i)), &records->emplace_back());
 }
 
 template <class Row, class Record>
@@ -134,35 +161,33 @@ std::unique_ptr<tm::Tm_value> pack_rows(const std::vector<Record>& records) {
 
 template <class Row, class Record>
 void unpack_rows(const tm::Tm_array& array, std::vector<Record>* records) {
-    static constexpr std::uint32_t kUnknownShape = UINT32_MAX;
-    const auto address_type = [](const tm::Tm_array::Segment& segment) {
-        return Row::shapes().address_type_of(segment.run.shape).value_or(kUnknownShape);
-    };
     const auto segments = array.segments();
     // All rows of a known shape are in the message, so memory for all is reserved at once; other arrays grow
     // as they are read.
     std::size_t known = 0;
-    for (const auto& segment : segments) known += address_type(segment) == kUnknownShape ? 0 : segment.count;
+    for (const auto& segment : segments) known += find_load<Row>(segment.run.shape) ? segment.count : 0;
     records->clear();
     records->reserve(known);
     for (const tm::Tm_array::Segment& segment : segments) {
-        const std::uint32_t type = address_type(segment);
-        if (type != kUnknownShape) records->resize(segment.first + segment.count);
-        Record* to = records->data() + segment.first;
-        switch (type) {
-            case ipAddress_t::kV4:
-                load_rows<Row, ipAddress_t::kV4>(segment.run.rows, segment.count, to);
-                break;
-            case ipAddress_t::kV6:
-                load_rows<Row, ipAddress_t::kV6>(segment.run.rows, segment.count, to);
-                break;
-            case Row_shapes::kNoAddress:
-                load_rows<Row, Row_shapes::kNoAddress>(segment.run.rows, segment.count, to);
-                break;
-            default:
-                for (std::size_t i = 0; i < segment.count; ++i)
-                    Row::decode(array.get_member_struct(array_count(segment.first + i)),
-                                &records->emplace_back());
+        if (const auto load = find_load<Row>(segment.run.shape)) {
+            records->resize(segment.first + segment.count);
+            load(segment.run.rows, segment.count, records->data() + segment.first);
+        } else {
+            decode_segment<Row>(array, segment, records);
+        }
+    }
+}
+
+template <class Row, class Record>
+void list_rows(const tm::Tm_array& array, Packed_records<Record>* records) {
+    *records = {};
+    for (const tm::Tm_array::Segment& segment : array.segments()) {
+        if (const auto load = find_load<Row>(segment.run.shape)) {
+            records->add_rows(segment.run.rows, segment.run.shape->row_size(), segment.count, load);
+        } else {
+            std::vector<Record> decoded;
+            decode_segment<Row>(array, segment, &decoded);
+            records->add_decoded(std::move(decoded));
         }
     }
 }

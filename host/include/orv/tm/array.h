@@ -42,9 +42,9 @@ class Tm_array : public Tm_value {
     virtual void add_member_and_own(Tm_value* value);
     virtual void add_member(Tm_scalar value);
 
-    /// Appends `count` packed structs and returns their rows for the caller to fill (count * row_size()
-    /// bytes, zeroed). The pointer is valid until the next call that changes the array; this
-    /// call invalidates elements that get_member_struct returned before.
+    /// Appends `count` packed structs and returns their rows for the caller to fill, every byte of them
+    /// (count * row_size()). The pointer is valid until the next call that changes the array; this call
+    /// invalidates elements that get_member_struct returned before.
     std::byte* append_rows(const std::shared_ptr<const Tm_flat_shape>& shape, std::size_t count);
     /// Appends packed structs whose rows lie in memory that outlives the array.
     void append_borrowed_run(Tm_struct_run run);

@@ -45,27 +45,21 @@ void EndUpdate(core::CResult& results, framework::PropId last_update, double now
 BlockBinning::BlockBinning(CIptvResultsManager& manager)
     : manager_(manager), channel_blocks_(ChannelBlockIndex::OfProject()) {}
 
-void BlockBinning::Bin(const stblock_event_s& events) {
-    Trace([&events] {
-        return "In BinManager: Num Events = " + std::to_string(events.events.size()) + " for block " +
-               std::to_string(events.stblock_handle);
+void BlockBinning::Bin(std::uint32_t handle, const Views& views, const Retransmissions& retransmissions) {
+    Trace([&] {
+        return "In BinManager: Num Events = " + std::to_string(views.size()) + " for block " +
+               std::to_string(handle);
     });
-    if (!Prepare(events.stblock_handle)) return;
+    if (!Prepare(handle)) return;
 
-    const std::span<const stbox_event_s> views(events.events);
-    const std::span<const stbox_event_rrr_s> retransmissions(events.rrr_events);
-    const std::size_t limit = makes_rows_ ? manager_.GetRowLimit() : 0;
-    if (limit == 0) return BinBatch(views, retransmissions);
-    // Long lists are split, so that the number of unsaved rows stays limited.
-    const auto part = [limit](auto all, std::size_t first) {
-        first = std::min(first, all.size());
-        return all.subspan(first, std::min(limit, all.size() - first));
-    };
     const std::size_t count = std::max(views.size(), retransmissions.size());
+    const std::size_t limit = makes_rows_ ? manager_.GetRowLimit() : 0;
+    if (limit == 0) return BinBatch(views, retransmissions, 0, count);
+    // Long lists are split, so that the number of unsaved rows stays limited.
     for (std::size_t i = 0; i == 0 || i < count; i += limit) {
         // Saving rows may wait for the disk, and the configuration may change meanwhile.
-        if (i > 0 && !Prepare(events.stblock_handle)) return;
-        BinBatch(part(views, i), part(retransmissions, i));
+        if (i > 0 && !Prepare(handle)) return;
+        BinBatch(views, retransmissions, i, limit);
     }
 }
 
@@ -236,11 +230,12 @@ void BlockBinning::BinRetransmission(const stbox_event_rrr_s& ev) {
     add(rrrResult);
 }
 
-void BlockBinning::BinBatch(std::span<const stbox_event_s> views,
-                            std::span<const stbox_event_rrr_s> retransmissions) {
+void BlockBinning::BinBatch(const Views& views, const Retransmissions& retransmissions, std::size_t first,
+                            std::size_t count) {
     manager_.GetDistributions().GetLog().Discard();  // of a batch that an exception ended
-    for (const stbox_event_s& ev : views) BinView(ev);
-    for (const stbox_event_rrr_s& ev : retransmissions) BinRetransmission(ev);
+    views.for_each(first, count, view_buffer_, [this](const stbox_event_s& ev) { BinView(ev); });
+    retransmissions.for_each(first, count, retransmission_buffer_,
+                             [this](const stbox_event_rrr_s& ev) { BinRetransmission(ev); });
     manager_.GetDistributions().GetLog().Drain(*block_distributions_);
     RollUp();
     manager_.SaveRowsWhenDue();

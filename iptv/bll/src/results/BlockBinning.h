@@ -1,13 +1,14 @@
 // Routes the events of STB blocks to the results that they feed.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
-#include <span>
 #include <vector>
 
 #include "config/ChannelBlockIndex.h"
 #include "msgset/iptvcd_1.h"
+#include "msgset/packed_records.h"
 #include "results/ChannelMap.h"
 #include "results/EventRows.h"
 #include "results/IptvTotalResults.h"
@@ -26,7 +27,8 @@ class CIptvStbBlockResults;
 class CIptvViewedChannels;
 class CIptvViewingProfileConfig;
 class CIptvViewingProfileResults;
-using iptvcd_1_bll::stblock_event_s;
+using iptvcd_1_bll::stbox_event_rrr_s;
+using iptvcd_1_bll::stbox_event_s;
 
 /// Handles one notification. Everything that events need is looked up once per block. Throws COrvLogicError
 /// if a result object cannot be created.
@@ -34,8 +36,12 @@ class BlockBinning {
   public:
     explicit BlockBinning(CIptvResultsManager& manager);
 
-    /// Skips inactive and deleted blocks, and, after logging, blocks that are unknown or incomplete.
-    void Bin(const stblock_event_s& events);
+    using Views = msgset::Packed_records<stbox_event_s>;
+    using Retransmissions = msgset::Packed_records<stbox_event_rrr_s>;
+
+    /// The events of one block, by its handle. Skips inactive and deleted blocks, and, after logging, blocks
+    /// that are unknown or incomplete.
+    void Bin(std::uint32_t handle, const Views& views, const Retransmissions& retransmissions);
 
   private:
     struct Range {
@@ -51,7 +57,9 @@ class BlockBinning {
     bool FindPort(const CIptvStbBlockConfig& block);
     void FindRanges(const CIptvStbBlockConfig& block);
 
-    void BinBatch(std::span<const stbox_event_s> views, std::span<const stbox_event_rrr_s> retransmissions);
+    /// `count` of each from number `first` on, as far as there are any.
+    void BinBatch(const Views& views, const Retransmissions& retransmissions, std::size_t first,
+                  std::size_t count);
     void BinView(const stbox_event_s& ev);
     void BinRetransmission(const stbox_event_rrr_s& ev);
     const EventRowWriter& FindOrMakeRowWriter();
@@ -74,6 +82,8 @@ class BlockBinning {
     std::vector<Range> ranges_;
     ChannelMap channels_;
     std::optional<EventRowWriter> row_writer_;
+    Views::Buffer view_buffer_;
+    Retransmissions::Buffer retransmission_buffer_;
 };
 
 }  // namespace orv::iptv

@@ -77,20 +77,25 @@ bool CIptvResultsManager::LogRefusal(const Message& answer) {
 
 void CIptvResultsManager::CollectEventsFromIL(std::uint16_t, Message* message, void*) {
     if (LogRefusal(*message)) return;
-    std::vector<stblock_event_s> blocks;
-    iptvcd_1_bll::parse_req_ResultsNotification(message, &blocks);
+    std::vector<iptvcd_1_bll::stblock_event_in_place_s> blocks;
+    iptvcd_1_bll::parse_req_in_place_ResultsNotification(message, &blocks);
     Trace([&blocks] {
         return "CIptvResultsManager::CollectEventsFromIL Events for " + std::to_string(blocks.size()) +
                "blocks.";
     });
     const ManagerLock lock(m_iptvMutex);
     // Results still in flight when the test ended are dropped.
-    if (!m_finalDone) BinManager(blocks);
+    if (!m_finalDone) BinBlocks(blocks);
 }
 
 void CIptvResultsManager::BinManager(const std::vector<stblock_event_s>& blocks) {
+    BinBlocks(blocks);
+}
+
+template <class Block>
+void CIptvResultsManager::BinBlocks(const std::vector<Block>& blocks) {
     BlockBinning binning(*this);
-    for (const stblock_event_s& block : blocks) binning.Bin(block);
+    for (const Block& block : blocks) binning.Bin(block.stblock_handle, block.events, block.rrr_events);
     Trace([] { return "Exiting BinManager "; });
 }
 

@@ -153,6 +153,8 @@ class CIptvResultsManager : public core::CResult {
 
     /// Logs the fault of a port that refuses a registration; returns whether it was one.
     static bool LogRefusal(const Message& answer);
+    template <class Block>
+    void BinBlocks(const std::vector<Block>& blocks);
     void CarryOutEnd(bool stopRequested);
     void GoOnWithoutPort(std::uint32_t port);
     void SendStop(const deregHandles& registration);

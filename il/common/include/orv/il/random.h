@@ -37,12 +37,19 @@ class Random {
     std::uint64_t binomial(std::uint64_t trials, double probability);
     /// Number of consecutive successes with that probability; kForever if it is 1. Draws no number if it is
     /// 0.
-    std::uint64_t in_a_row(double probability);
+    std::uint64_t in_a_row(double probability) {
+        if (!(probability > 0)) return 0;
+        const double left = probability < 1 ? 1 - fraction() : 0;
+        // Mostly there is none, which needs no logarithm. Near the limit the quotient's rounding decides.
+        return left > probability * (1 + 1e-9) ? 0 : row_until(left, probability);
+    }
     static constexpr std::uint64_t kForever = UINT64_MAX;
     /// Normally distributed, of mean 0 and standard deviation 1.
     double normal();
 
   private:
+    static std::uint64_t row_until(double left, double probability);
+
     std::uint64_t state_;
 };
 

@@ -22,8 +22,11 @@ struct JoinLeaveArithmetic {
                                              std::int64_t viewTicks, std::int64_t limit) {
         return tsValid ? CalcUniLatency(pktTs, eventTs, viewTicks, limit) : 0.0;
     }
-    static constexpr double CalcUniLatency(std::int64_t pktTs, std::int64_t eventTs, std::int64_t viewTicks,
-                                           std::int64_t limit) {
+    // Inlined, like others that mostly find out at once that there is nothing to measure: the compiler takes
+    // them for too large.
+    [[gnu::always_inline]] static constexpr double CalcUniLatency(std::int64_t pktTs, std::int64_t eventTs,
+                                                                  std::int64_t viewTicks,
+                                                                  std::int64_t limit) {
         const std::int64_t ticks = TimestampsDifference(pktTs, eventTs);
         if (ticks < 0 || viewTicks <= limit || pktTs == 0 || eventTs == 0) return 0.0;
         return TicksToMs(ticks);

@@ -182,7 +182,7 @@ double SecondsOf(const ChannelView& v) {
     return SecondsBetween(v.ev.*first, v.ev.*last);
 }
 template <auto packets, auto first, auto last>
-Measure PacketRate(const ChannelView& v) {
+[[gnu::always_inline]] inline Measure PacketRate(const ChannelView& v) {
     if (v.ev.*first <= 0 || v.ev.*last <= v.ev.*first) return {};
     return static_cast<double>(CountOrZero(v.ev.*packets)) * 1000.0 /
            TicksToMs(TimestampsDifference(v.ev.*last, v.ev.*first));
