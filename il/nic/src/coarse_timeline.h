@@ -9,6 +9,7 @@
 
 #include "orv/il/time.h"
 #include "orv/il/timeline.h"
+#include "timer_slots.h"
 
 namespace orv::nic {
 
@@ -32,26 +33,20 @@ class CoarseTimeline : public il::ITimeline {
     static constexpr il::Time kGrain = 4 * il::kMillisecond;
     static constexpr std::size_t kGrains = 1024;  ///< a timer that is due later waits for more than one round
 
-    struct Slot {
-        std::function<void()> work;
-        il::Time grain = 0;     ///< when it is due
-        std::uint32_t use = 1;  ///< counts; part of the id, which is never 0
-    };
     struct Entry {
-        std::uint32_t slot, use;
+        il::Time grain;  ///< when it is due
+        TimerSlots::Key key;
     };
 
     std::vector<Entry>& entries_of(il::Time grain) {
         return wheel_[static_cast<std::size_t>(grain) % kGrains];
     }
     void run_grain(il::Time grain);
-    void release(std::uint32_t slot);
     void arm();
 
     il::ITimeline& exact_;
     std::array<std::vector<Entry>, kGrains> wheel_;
-    std::vector<Slot> slots_;
-    std::vector<std::uint32_t> free_;
+    TimerSlots slots_;
     std::vector<Entry> running_;
     il::Time done_ = 0;        ///< the last grain that has run
     std::size_t waiting_ = 0;  ///< timers
