@@ -167,7 +167,7 @@ template <auto... counters>
 double Packets(const ChannelView& v) {
     return (... + static_cast<double>(CountOrZero(v.ev.*counters)));
 }
-inline double SecondsBetween(std::int64_t first, std::int64_t last) {
+[[gnu::always_inline]] inline double SecondsBetween(std::int64_t first, std::int64_t last) {
     return last > 0 && first > 0 ? TicksToSeconds(TimestampsDifference(last, first)) : 0.0;
 }
 [[gnu::always_inline]] inline double Seconds(const ChannelView& v) {
