@@ -70,8 +70,8 @@ def _row(record):
         "        static const msgset::Row_shapes shapes(\n"
         f"            {record.stem}_names,\n" + fill("            {", kinds, "});") +
         "        return shapes;\n    }\n\n"
-        f"    static void store(const {record.struct}& record, msgset::Row_out row) {{\n{puts}    }}\n\n"
-        f"    static void load(msgset::Row_in row, {record.struct}* record) {{\n{gets}    }}\n}};\n\n}}  // namespace\n")
+        f"    static void store(const {record.struct}& __restrict record, msgset::Row_out row) {{\n{puts}    }}\n\n"
+        f"    static void load(msgset::Row_in row, {record.struct}* __restrict record) {{\n{gets}    }}\n}};\n\n}}  // namespace\n")
 
 
 def _message(message_set, message):

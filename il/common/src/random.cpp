@@ -66,8 +66,8 @@ double Random::normal() {
     return radius * std::cos(2 * std::numbers::pi * fraction());
 }
 
-std::uint64_t Random::binomial(std::uint64_t trials, double probability) {
-    if (trials == 0 || !(probability > 0)) return 0;
+/// Where there may be some.
+std::uint64_t Random::some_binomial(std::uint64_t trials, double probability) {
     if (probability >= 1) return trials;
     if (probability > 0.5) return trials - binomial(trials, 1 - probability);
     const double mean = static_cast<double>(trials) * probability;

@@ -34,7 +34,9 @@ class Random {
     bool happens(double probability) { return probability > 0 && fraction() < probability; }
     /// Number of successes in `trials` with that probability. Exact up to a mean of 16, above that rounded
     /// from a normal distribution. Draws no number if there can be none.
-    std::uint64_t binomial(std::uint64_t trials, double probability);
+    std::uint64_t binomial(std::uint64_t trials, double probability) {
+        return trials == 0 || !(probability > 0) ? 0 : some_binomial(trials, probability);
+    }
     /// Number of consecutive successes with that probability; kForever if it is 1. Draws no number if it is
     /// 0.
     std::uint64_t in_a_row(double probability) {
@@ -48,6 +50,7 @@ class Random {
     double normal();
 
   private:
+    std::uint64_t some_binomial(std::uint64_t trials, double probability);
     static std::uint64_t row_until(double left, double probability);
 
     std::uint64_t state_;

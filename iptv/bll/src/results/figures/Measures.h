@@ -151,7 +151,7 @@ inline Measure UnicastLeaveLatency(const ChannelView& v) {
 /// Packets missing or received twice at the handover from unicast to multicast. Only for views that received
 /// both, without packet errors.
 template <auto packets>
-Measure Handover(const ChannelView& v) {
+[[gnu::always_inline]] inline Measure Handover(const ChannelView& v) {
     if (v.first_unicast == 0 || v.ev.first_mcast_pkt_ts == 0 || !HasNoErrors(v.ev)) return {};
     return static_cast<double>(v.ev.*packets);
 }
@@ -167,10 +167,10 @@ template <auto... counters>
 double Packets(const ChannelView& v) {
     return (... + static_cast<double>(CountOrZero(v.ev.*counters)));
 }
-inline double SecondsBetween(std::int64_t first, std::int64_t last) {
+[[gnu::always_inline]] inline double SecondsBetween(std::int64_t first, std::int64_t last) {
     return last > 0 && first > 0 ? TicksToSeconds(TimestampsDifference(last, first)) : 0.0;
 }
-inline double Seconds(const ChannelView& v) {
+[[gnu::always_inline]] inline double Seconds(const ChannelView& v) {
     return SecondsBetween(CIptvEventResults::GetFirstAnyPacketTs(v.ev),
                           CIptvEventResults::GetLastAnyPacketTs(v.ev));
 }
@@ -191,7 +191,7 @@ template <auto packets, auto first, auto last>
 // --- From one view to the next
 
 /// Overlap of the previous channel with this one, ms; a gap is negative. 0 if either time is unknown.
-inline double OverlapOrGap(const ChannelChange& c) {
+[[gnu::always_inline]] inline double OverlapOrGap(const ChannelChange& c) {
     const std::int64_t first = CIptvEventResults::GetFirstAnyPacketTs(c.ev);
     if (first == 0 || !c.ev.first_pkt_ts_valid || c.previous.last_packet == 0) return 0.0;
     return TicksToMs(TimestampsDifference(c.previous.last_packet, first));
