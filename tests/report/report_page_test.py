@@ -12,6 +12,7 @@ from pathlib import Path
 from selenium import webdriver
 from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.common.by import By
+from selenium.webdriver.support.ui import WebDriverWait
 
 PROGRAM, EXAMPLES, FOLDER = os.environ["ORV_PROGRAM"], Path(os.environ["ORV_EXAMPLES"]), Path(os.environ["ORV_FOLDER"])
 AXE_VERSION = "4.10.3"
@@ -135,8 +136,9 @@ class ReportPageTest(unittest.TestCase):
         # The values behind the first chart of the time series.
         details = self.browser.find_elements(By.CSS_SELECTOR, "details.values")[2]
         details.find_element(By.TAG_NAME, "summary").click()
-        views = self.script("return [...arguments[0].querySelectorAll('tbody tr')].map(row => Number(row.cells[1].textContent))",
-                            details)
+        # The page makes the table when it hears, after the click, that it was opened.
+        views = WebDriverWait(self.browser, 30).until(lambda _: self.script(
+            "return [...arguments[0].querySelectorAll('tbody tr')].map(row => Number(row.cells[1].textContent))", details))
         self.assertEqual((len(views), sum(views)), intervals)
         self.check_looks("one")
 
