@@ -37,6 +37,7 @@ void Laboratory::MakeLink(core::CPort& port, const Setup& setup) {
                           il::ISoftwarePort::HangUp hang_up) -> std::unique_ptr<il::ISoftwarePort> {
         if (is_live) return live_.Make(port, *interface, faults, std::move(send), std::move(hang_up));
         il::SimulatedPort::Setup simulated{port.GetName(), faults};
+        simulated.pool = &pool_;
         if (recording != setup.recordings.end()) simulated.recordings = recording->second;
         return std::make_unique<il::SimulatedPort>(std::move(simulated), network_, timeline_, std::move(send),
                                                    std::move(hang_up));

@@ -11,6 +11,7 @@
 #include "live_ports.h"
 #include "orv/core/project.h"
 #include "orv/il/recording.h"
+#include "orv/il/run_pool.h"
 #include "port_link.h"
 #include "task_timeline.h"
 #include "test_file/simulation.h"
@@ -57,6 +58,7 @@ class Laboratory {
     ChannelsOnAir on_air_;
     TaskTimeline timeline_;
     il::Network network_;
+    il::RunPool pool_;  ///< of simulated ports; live ports have a thread each
     LivePorts live_;
     std::vector<std::unique_ptr<PortLink>> links_;
 };

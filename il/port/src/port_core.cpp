@@ -65,10 +65,10 @@ const std::vector<std::string>& GetRequestNames() {
 
 struct PortCore::Impl {
     Impl(const std::string& name, FaultSchedule schedule, std::uint64_t seed, World& world,
-         ITimeline& timeline, ISoftwarePort::Send send, ISoftwarePort::HangUp hang_up)
+         ITimeline& timeline, ISoftwarePort::Send send, ISoftwarePort::HangUp hang_up, RunPool* pool)
         : faults(std::move(schedule)),
           connection(faults, seed_of(seed, name, kSpoilPurpose), std::move(send), std::move(hang_up)),
-          control(world, timeline, faults, connection) {}
+          control(world, timeline, faults, connection, pool) {}
 
     tm::Message answer_to(const tm::Message& request);
 
@@ -79,9 +79,10 @@ struct PortCore::Impl {
 };
 
 PortCore::PortCore(const std::string& name, FaultSchedule faults, std::uint64_t seed, World& world,
-                   ITimeline& timeline, ISoftwarePort::Send send, ISoftwarePort::HangUp hang_up)
+                   ITimeline& timeline, ISoftwarePort::Send send, ISoftwarePort::HangUp hang_up,
+                   RunPool* pool)
     : impl_(std::make_unique<Impl>(name, std::move(faults), seed, world, timeline, std::move(send),
-                                   std::move(hang_up))) {}
+                                   std::move(hang_up), pool)) {}
 
 PortCore::~PortCore() = default;
 

@@ -16,14 +16,19 @@ Time interval_of(const RunControl::Registration& registration) {
 
 }  // namespace
 
-RunControl::RunControl(World& world, ITimeline& timeline, FaultInjector& faults, Connection& connection)
+RunControl::RunControl(World& world, ITimeline& timeline, FaultInjector& faults, Connection& connection,
+                       RunPool* pool)
     : world_(world),
       timeline_(timeline),
       faults_(faults),
       connection_(connection),
-      report_([this](const ResultReport::Blocks& blocks) { send_results(blocks); }) {}
+      pool_(pool),
+      report_([this](const ResultReport::Blocks& blocks) { on_report(blocks); }) {
+    if (pool_) pool_->add(*this);
+}
 
 RunControl::~RunControl() {
+    if (pool_) pool_->remove(*this);
     cancel_wake();
     for (const auto& [number, id] : late_ends_) timeline_.Cancel(id);
 }
@@ -41,6 +46,7 @@ void RunControl::stop() {
     if (run_) {
         if (is_ending_) return;
         cancel_wake();
+        send_processed();
         end_test(now());
     } else if (std::exchange(end_missed_, false)) {
         send_end_of_test();
@@ -55,6 +61,8 @@ void RunControl::abandon() {
     cancel_wake();
     for (const auto& [number, id] : late_ends_) timeline_.Cancel(id);
     late_ends_.clear();
+    processed_.clear();
+    failure_ = nullptr;
     run_.reset();
     is_ending_ = false;
     end_missed_ = false;
@@ -66,6 +74,7 @@ void RunControl::register_results(Registration registration, std::set<std::uint3
     results_ = registration;
     report_.set_registered(std::move(stb_blocks));
     if (!run_ || is_ending_) return;
+    send_processed();
     next_report_ = now() + interval_of(registration);
     cancel_wake();
     wake_next();
@@ -78,7 +87,8 @@ void RunControl::deregister_results() {
 
 /// One wake-up at a time: the next report or the end of the test.
 void RunControl::wake_next() {
-    wake_at(results_ ? std::min(next_report_, run_->end()) : run_->end(), &RunControl::on_wake);
+    due_ = results_ ? std::min(next_report_, run_->end()) : run_->end();
+    wake_at(due_, &RunControl::on_wake);
 }
 
 void RunControl::wake_at(Time time, void (RunControl::*work)(Time)) {
@@ -91,16 +101,38 @@ void RunControl::wake_at(Time time, void (RunControl::*work)(Time)) {
 void RunControl::cancel_wake() {
     if (wake_ != 0) timeline_.Cancel(wake_);
     wake_ = 0;
+    due_ = kNever;
 }
 
 /// `time` is when the wake-up was due; a clock that runs late does not change what the STBs did.
 void RunControl::on_wake(Time time) {
     if (!connection_.is_open()) return abandon();
+    // The wake-up of another port may have processed this run, too.
+    if (due_ != kNever) pool_ ? pool_->process(std::max(time, now())) : process();
+    send_processed();
     if (time >= run_->end()) return end_test(run_->end());
-    run_->run_to(time);
-    report_.deliver();
     if (results_) next_report_ = time + interval_of(*results_);
     wake_next();
+}
+
+/// Sends nothing: the order of messages must not depend on threads, and faults are counted by message.
+void RunControl::process() noexcept {
+    is_processing_ = true;
+    last_views_ = 0;
+    try {
+        run_->run_to(due_);
+        if (due_ < run_->end()) report_.deliver();
+    } catch (...) {
+        failure_ = std::current_exception();
+    }
+    is_processing_ = false;
+    due_ = kNever;
+}
+
+void RunControl::send_processed() {
+    if (failure_) std::rethrow_exception(std::exchange(failure_, nullptr));
+    for (tm::Message& message : processed_) send_results(message);
+    processed_.clear();
 }
 
 void RunControl::end_test(Time time) {
@@ -147,9 +179,15 @@ void RunControl::send_end_of_test() {
     connection_.send_notification(message, false, end_of_test_ && end_of_test_->discard_eligible);
 }
 
-void RunControl::send_results(const ResultReport::Blocks& blocks) {
+void RunControl::on_report(const ResultReport::Blocks& blocks) {
     tm::Message message;
     iptvcd_1_bll::create_req_ResultsNotification(&message, blocks, false);
+    if (!is_processing_) return send_results(message);
+    for (const auto& block : blocks) last_views_ += block.events.size();
+    processed_.push_back(std::move(message));
+}
+
+void RunControl::send_results(tm::Message& message) {
     connection_.send_notification(message, true, results_ && results_->discard_eligible);
 }
 

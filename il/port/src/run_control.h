@@ -2,14 +2,17 @@
 #pragma once
 
 #include <cstdint>
+#include <exception>
 #include <functional>
 #include <map>
 #include <memory>
 #include <optional>
 #include <set>
+#include <vector>
 
 #include "connection.h"
 #include "orv/il/result_report.h"
+#include "orv/il/run_pool.h"
 #include "orv/il/timeline.h"
 #include "orv/il/world.h"
 
@@ -17,12 +20,13 @@ namespace orv::il {
 
 /// Polls the run at each wake-up: for the next notification, at the end, and after the end as long as
 /// the run has something left to record. Only then the end is announced.
-class RunControl {
+class RunControl : private RunPool::Member {
   public:
-    /// All arguments must outlive the object.
-    RunControl(World& world, ITimeline& timeline, FaultInjector& faults, Connection& connection);
+    /// All arguments must outlive the object. `pool` may be null.
+    RunControl(World& world, ITimeline& timeline, FaultInjector& faults, Connection& connection,
+               RunPool* pool);
     /// Cancels its timers.
-    ~RunControl();
+    ~RunControl() override;
     RunControl(const RunControl&) = delete;
     RunControl& operator=(const RunControl&) = delete;
 
@@ -51,17 +55,23 @@ class RunControl {
     void wake_at(Time time, void (RunControl::*work)(Time));
     void cancel_wake();
     void on_wake(Time time);
+    Time due() const override { return due_; }
+    void process() noexcept override;
+    std::size_t expected_views() const override { return last_views_; }
+    void send_processed();
     void end_test(Time time);
     void on_wake_ending(Time time);
     void finish(Time time);
     void announce_end();
     void send_end_of_test();
-    void send_results(const ResultReport::Blocks& blocks);
+    void on_report(const ResultReport::Blocks& blocks);
+    void send_results(tm::Message& message);
 
     World& world_;
     ITimeline& timeline_;
     FaultInjector& faults_;
     Connection& connection_;
+    RunPool* const pool_;
     ResultReport report_;
     std::optional<Registration> results_;
     std::optional<Registration> end_of_test_;
@@ -70,6 +80,11 @@ class RunControl {
     bool end_missed_ = false;  ///< the last test ended without notification
     Time next_report_ = kNever;
     std::uint64_t wake_ = 0;  ///< id of the timeline; 0: none
+    Time due_ = kNever;       ///< when the run is to be processed
+    bool is_processing_ = false;
+    std::vector<tm::Message> processed_;  ///< notifications that process() made
+    std::exception_ptr failure_;          ///< of process()
+    std::size_t last_views_ = 0;          ///< that the last process() ended
     /// Timer ids of pending announcements, by a number for each.
     std::map<std::uint64_t, std::uint64_t> late_ends_;
     std::uint64_t last_late_end_ = 0;

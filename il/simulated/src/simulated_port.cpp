@@ -11,7 +11,7 @@ struct SimulatedPort::Impl {
     Impl(Setup setup, const Network& network, ITimeline& timeline, Send send, HangUp hang_up)
         : world(setup.name, network, timeline.GetNow().count(), std::move(setup.recordings)),
           core(setup.name, std::move(setup.faults), network.seed, world, timeline, std::move(send),
-               std::move(hang_up)) {}
+               std::move(hang_up), setup.pool) {}
 
     SimulatedWorld world;
     PortCore core;

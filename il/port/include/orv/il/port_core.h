@@ -10,6 +10,7 @@
 
 #include "orv/il/faults.h"
 #include "orv/il/port_configuration.h"
+#include "orv/il/run_pool.h"
 #include "orv/il/software_port.h"
 #include "orv/il/timeline.h"
 #include "orv/il/world.h"
@@ -21,9 +22,11 @@ namespace orv::il {
 class PortCore {
   public:
     /// `world` and `timeline` must outlive the port. `name` and `seed` determine which bytes are spoilt. See
-    /// ISoftwarePort for `send` and `hang_up`; neither may destroy or call the port.
+    /// ISoftwarePort for `send` and `hang_up`; neither may destroy or call the port. `pool`, if any, outlives
+    /// it.
     PortCore(const std::string& name, FaultSchedule faults, std::uint64_t seed, World& world,
-             ITimeline& timeline, ISoftwarePort::Send send, ISoftwarePort::HangUp hang_up);
+             ITimeline& timeline, ISoftwarePort::Send send, ISoftwarePort::HangUp hang_up,
+             RunPool* pool = nullptr);
     ~PortCore();
     PortCore(const PortCore&) = delete;
     PortCore& operator=(const PortCore&) = delete;

@@ -27,7 +27,8 @@ class Run {
     virtual Time finish(Time time) = 0;
 };
 
-/// Makes the runs of a port. It and its runs are used from one thread at a time, the timeline's.
+/// Makes the runs of a port. It and its runs are used from one thread at a time: the timeline's, or for
+/// Run::run_to any one while the timeline's waits (RunPool).
 class World {
   public:
     virtual ~World() = default;

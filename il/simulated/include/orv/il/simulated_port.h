@@ -11,6 +11,7 @@
 #include "orv/il/faults.h"
 #include "orv/il/network.h"
 #include "orv/il/recording.h"
+#include "orv/il/run_pool.h"
 #include "orv/il/software_port.h"
 #include "orv/il/timeline.h"
 
@@ -26,6 +27,7 @@ class SimulatedPort : public ISoftwarePort {
         /// If not empty, the port replays them instead of emulating set-top boxes; in a test without
         /// recording it reports nothing.
         std::optional<Recordings> recordings = {};
+        RunPool* pool = nullptr;  ///< if any, outlives the port
     };
 
     /// `network` and `timeline` outlive the port. Neither `send` nor `hang_up` may destroy the port, or call
