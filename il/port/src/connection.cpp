@@ -22,13 +22,16 @@ void Connection::send_answer(const tm::Message& message) {
     if (open_) send_(message.encode());
 }
 
-void Connection::send_notification(tm::Message& message, bool is_results, bool discard_eligible) {
+std::vector<std::byte> Connection::encode_notification(tm::Message& message, bool discard_eligible) {
+    message.header().set_seq_no(++notifications_);
+    message.header().set_discard_eligible(discard_eligible);
+    return message.encode();
+}
+
+void Connection::send_notification(std::vector<std::byte> bytes, bool is_results) {
     if (!open_) return;
     const FaultInjector::OnNotification fault = faults_.on_notification(is_results);
     if (fault.go_offline) return hang_up("the port went offline");
-    message.header().set_seq_no(++notifications_);
-    message.header().set_discard_eligible(discard_eligible);
-    std::vector<std::byte> bytes = message.encode();
     if (fault.spoil) spoil(bytes, random_);
     send_(std::move(bytes));
 }

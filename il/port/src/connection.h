@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "fault_injector.h"
 #include "orv/il/random.h"
@@ -20,8 +21,10 @@ class Connection {
     bool is_open() const { return open_; }
     /// Responses carry the number of their request. Does nothing after the end of the connection.
     void send_answer(const tm::Message& message);
-    /// Numbers the message. `discard_eligible`: needs no acknowledgement.
-    void send_notification(tm::Message& message, bool is_results, bool discard_eligible);
+    /// Numbers the message; notifications are sent in the order of their numbers. `discard_eligible`: needs
+    /// no acknowledgement.
+    std::vector<std::byte> encode_notification(tm::Message& message, bool discard_eligible);
+    void send_notification(std::vector<std::byte> bytes, bool is_results);
     void hang_up(const std::string& reason);
 
   private:

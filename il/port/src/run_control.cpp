@@ -23,7 +23,7 @@ RunControl::RunControl(World& world, ITimeline& timeline, FaultInjector& faults,
       faults_(faults),
       connection_(connection),
       pool_(pool),
-      report_([this](const ResultReport::Blocks& blocks) { on_report(blocks); }) {
+      report_([this](const ResultReport::Blocks& blocks) { send_results(blocks); }) {
     if (pool_) pool_->add(*this);
 }
 
@@ -131,7 +131,7 @@ void RunControl::process() noexcept {
 
 void RunControl::send_processed() {
     if (failure_) std::rethrow_exception(std::exchange(failure_, nullptr));
-    for (tm::Message& message : processed_) send_results(message);
+    for (auto& bytes : processed_) connection_.send_notification(std::move(bytes), true);
     processed_.clear();
 }
 
@@ -176,19 +176,19 @@ void RunControl::announce_end() {
 void RunControl::send_end_of_test() {
     tm::Message message;
     iptvcd_1_bll::create_req_EOTNotification(&message);
-    connection_.send_notification(message, false, end_of_test_ && end_of_test_->discard_eligible);
+    send_processed();  // has earlier numbers
+    connection_.send_notification(
+        connection_.encode_notification(message, end_of_test_ && end_of_test_->discard_eligible), false);
 }
 
-void RunControl::on_report(const ResultReport::Blocks& blocks) {
+void RunControl::send_results(const ResultReport::Blocks& blocks) {
     tm::Message message;
     iptvcd_1_bll::create_req_ResultsNotification(&message, blocks, false);
-    if (!is_processing_) return send_results(message);
+    std::vector<std::byte> bytes =
+        connection_.encode_notification(message, results_ && results_->discard_eligible);
+    if (!is_processing_) return connection_.send_notification(std::move(bytes), true);
     for (const auto& block : blocks) last_views_ += block.events.size();
-    processed_.push_back(std::move(message));
-}
-
-void RunControl::send_results(tm::Message& message) {
-    connection_.send_notification(message, true, results_ && results_->discard_eligible);
+    processed_.push_back(std::move(bytes));
 }
 
 }  // namespace orv::il

@@ -64,8 +64,7 @@ class RunControl : private RunPool::Member {
     void finish(Time time);
     void announce_end();
     void send_end_of_test();
-    void on_report(const ResultReport::Blocks& blocks);
-    void send_results(tm::Message& message);
+    void send_results(const ResultReport::Blocks& blocks);
 
     World& world_;
     ITimeline& timeline_;
@@ -82,9 +81,9 @@ class RunControl : private RunPool::Member {
     std::uint64_t wake_ = 0;  ///< id of the timeline; 0: none
     Time due_ = kNever;       ///< when the run is to be processed
     bool is_processing_ = false;
-    std::vector<tm::Message> processed_;  ///< notifications that process() made
-    std::exception_ptr failure_;          ///< of process()
-    std::size_t last_views_ = 0;          ///< that the last process() ended
+    std::vector<std::vector<std::byte>> processed_;  ///< notifications that process() made
+    std::exception_ptr failure_;                     ///< of process()
+    std::size_t last_views_ = 0;                     ///< that the last process() ended
     /// Timer ids of pending announcements, by a number for each.
     std::map<std::uint64_t, std::uint64_t> late_ends_;
     std::uint64_t last_late_end_ = 0;
