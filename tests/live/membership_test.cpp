@@ -43,6 +43,8 @@ TEST(MembershipTest, HostsSayWhatTheyHaveTo) {
          "TO_EX G {}; TO_EX G {}; TO_EX G {} | TO_IN G {}; TO_IN G {}; TO_IN G {}"},
         {kIgmp2, 2, "E, E H, 0s, leave all, 0s, 1h", "report G; report H | leave G; leave H | ."},
         {kNoSources, 1, "I a, 1h, !E b, 1h", "report G | ."},
+        // Repeats of several groups come together, but none earlier because another group has changed.
+        {kFilter, 2, "E, settle, -, E H, 0s, 1h, idle", "TO_IN G {}; TO_EX H {} | TO_IN G {} TO_EX H {}"},
         // Changes that follow each other are merged.
         {kFilter, 3, "E, -, 1h, idle", "TO_EX G {}; TO_IN G {}; TO_IN G {}; TO_IN G {}"},
         {kFilter, 3, "I a, -, 1h, idle", "ALLOW G {a}; BLOCK G {a}; BLOCK G {a}; BLOCK G {a}"},

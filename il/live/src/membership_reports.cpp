@@ -65,30 +65,28 @@ void MembershipHost::OnReport(const IpAddress& group) {
     membership->last_reporter = false;
 }
 
-/// One report for what all groups have left to tell, as hosts' kernels do: a zap is a leave, a join and one
-/// repeat of both. `changed`: what has just changed comes first, in the first packet.
+/// A change is reported at once, and repeated later together with what other groups have left to repeat: a
+/// zap is a leave, a join and one repeat of both. `changed`: null to repeat.
 void MembershipHost::send_changes(Membership* changed) {
-    cancel(change_timer_);
     std::vector<GroupState::Record> records;  // reports point to the sources
-    std::vector<Membership*> tellers;
-    if (changed) tellers.push_back(changed);
-    for (Membership& membership : memberships_)
-        if (&membership != changed && membership.state.has_untold_changes()) tellers.push_back(&membership);
-    records.reserve(2 * tellers.size());
+    records.reserve(2 * memberships_.size());
     Reports reports(*this);
     bool is_all_told = true;
-    for (Membership* membership : tellers) {
-        for (GroupState::Record& record : membership->state.take_changes()) {
-            records.push_back(std::move(record));
-            reports.add(membership->group, records.back());
+    for (Membership& membership : memberships_) {
+        if (!changed || changed == &membership) {
+            for (GroupState::Record& record : membership.state.take_changes()) {
+                records.push_back(std::move(record));
+                reports.add(membership.group, records.back());
+            }
         }
-        is_all_told = is_all_told && !membership->state.has_untold_changes();
+        is_all_told = is_all_told && !membership.state.has_untold_changes();
     }
     reports.send();
     std::erase_if(memberships_, [](const Membership& membership) {
         return !membership.state.is_member() && !membership.state.has_untold_changes();
     });
-    if (is_all_told) return;
+    if (is_all_told) cancel(change_timer_);
+    if (is_all_told || change_timer_ != 0) return;
     change_timer_ = timeline_.PostAfter(random_delay(settings_.unsolicited_report_interval), [this] {
         change_timer_ = 0;
         send_changes(nullptr);

@@ -1,6 +1,7 @@
 // The viewers of one group on one link, and who of them is about to answer a query.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <utility>
 #include <vector>
@@ -33,11 +34,13 @@ class AskedViewers {
     }
     void on_nobody_answers() { asked_ = 0; }
 
-    /// Calls `tell` for each viewer that the query tells anything new.
+    /// Calls `tell` for each viewer that the query tells anything new. `version_changes`: how often hosts had
+    /// to change their version and dropped their answers.
     template <class Tell>
-    void ask(const live::MembershipQuery& query, il::Time now, Tell&& tell) {
-        if (!is_repeated(query, now)) {
+    void ask(const live::MembershipQuery& query, il::Time now, std::uint32_t version_changes, Tell&& tell) {
+        if (!is_repeated(query, now) || version_changes != version_changes_) {
             asked_ = 0;
+            version_changes_ = version_changes;
             version_ = query.version;
             code_ = query.max_response_code;
             interval_ = query.query_interval;
@@ -51,7 +54,7 @@ class AskedViewers {
     auto end() const { return stbs_.end(); }
 
   private:
-    /// All are told again after so many response times: hosts that change their version drop their answers.
+    /// All are told again after so many response times, because a host may change its version back by itself.
     static constexpr int kRounds = 4;
 
     bool is_repeated(const live::MembershipQuery& query, il::Time now) const {
@@ -71,6 +74,7 @@ class AskedViewers {
     live::MembershipVersion version_{};
     std::uint16_t code_ = 0;
     live::Nanoseconds interval_{};
+    std::uint32_t version_changes_ = 0;
 };
 
 }  // namespace orv::nic

@@ -41,7 +41,7 @@ void Complaints::look(const LiveFigures& figures) {
             late, all));
     }
     if (const auto unsent = grown(&LiveFigures::frames_unsent); unsent > 0)
-        complain_(fmt::format("{} frames of hosts found no room in the transmit ring", unsent));
+        complain_(fmt::format("{} frames of hosts were not sent: too many waited for the interface", unsent));
     if (const auto dropped = grown(&LiveFigures::frames_dropped); dropped > 0) {
         complain_(
             fmt::format("{} received frames found no room in the receive ring: what is counted as lost "

@@ -3,7 +3,6 @@
 
 #include <cstdint>
 #include <deque>
-#include <optional>
 #include <span>
 #include <unordered_map>
 #include <vector>

@@ -133,11 +133,12 @@ class LivePort::Impl {
 
     void turn() {
         il::Time now = get_monotonic_time();
-        for (int done = 0; done < kMostTimers && is_due(work_.next(), now); ++done) work_.run_next();
+        work_.run_due(now, kMostTimers);
         if (is_due(sender_.next(), now)) sender_.run(now);
         link_.flush();
         if (is_due(housekeeping_, now)) keep_house(now);
-        wait();
+        const bool is_behind = is_due(work_.next(), now) || is_due(sender_.next(), now);
+        if (!is_behind && !has_more_) wait();
         clock_.begin_reading();
         has_more_ = !link_.receive([this](const SeenFrame& frame) {
             if (!frame.is_outgoing) ++figures_.frames_received;
@@ -164,7 +165,6 @@ class LivePort::Impl {
 
     /// Until there is something to do: a timer, a frame, or mail.
     void wait() {
-        if (has_more_) return;
         il::Time now = get_monotonic_time();
         if (now < pacer_.get_earliest()) {
             sleep(pacer_.get_earliest() - now, false);

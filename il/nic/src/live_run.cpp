@@ -135,8 +135,7 @@ void LiveRun::arm() {
     if (timer_ != 0 && armed_for_ <= next) return;
     if (timer_ != 0) context_.timeline.Cancel(timer_);
     armed_for_ = next;
-    const Time delay = std::max<Time>(next - context_.timeline.GetNow().count(), 0);
-    timer_ = context_.timeline.PostAfter(Nanoseconds(delay), [this] {
+    timer_ = context_.timeline.PostAfter(Nanoseconds(next) - context_.timeline.GetNow(), [this] {
         timer_ = 0;
         work_off();
         arm();

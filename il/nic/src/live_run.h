@@ -177,6 +177,8 @@ class LiveRun : public il::Run {
         std::vector<std::uint32_t> stbs;
         QueryGate general_queries;
         il::Time querier_noted = il::kNever;  ///< when all hosts were last told about an older querier
+        live::MembershipVersion querier{};    ///< version of the last query that can change that of hosts
+        std::uint32_t querier_changes = 0;    ///< how often it was another one than before
     };
 
     const il::PlannedBlock& block_of(const Stb& stb) const { return plan_.blocks[stb.block]; }

@@ -157,6 +157,10 @@ void LiveRun::on_query(const live::VlanTags& vlan, const live::MembershipQuery& 
     }
     Link& link = by_link_[*number];
     const Time now = context_.timeline.GetNow().count();
+    const bool concerns_version =
+        query.group.IsUnspecified() || query.version == live::MembershipVersion::Mld1;
+    if (concerns_version && std::exchange(link.querier, query.version) != query.version)
+        ++link.querier_changes;
     if (query.group.IsUnspecified()) {
         if (!link.general_queries.lets_pass(query, now)) return;
         fan_out_.add(link.stbs, query);
@@ -170,7 +174,8 @@ void LiveRun::on_query(const live::VlanTags& vlan, const live::MembershipQuery& 
     }
     Flow* flow = flows_.find(*number, query.group);
     if (!flow) return;
-    flow->viewers.ask(query, now, [&](std::uint32_t stb) { hosts_[stb].OnQuery(query); });
+    flow->viewers.ask(query, now, link.querier_changes,
+                      [&](std::uint32_t stb) { hosts_[stb].OnQuery(query); });
 }
 
 void LiveRun::on_report(const live::VlanTags& vlan, const live::IpAddress& group,

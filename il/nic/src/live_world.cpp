@@ -52,7 +52,10 @@ class LiveWorld::RunHere : private HopsOfRun, public LiveRun {
     }
     ~RunHere() override {
         world_.run_ = nullptr;
-        world_.surroundings_.listen({});
+        try {
+            world_.surroundings_.listen({});
+        } catch (const NicError&) {  // costs time only: the port goes on listening to the groups
+        }
         world_.run_over_();
     }
 
@@ -80,11 +83,11 @@ std::unique_ptr<il::Run> LiveWorld::start(const il::PortConfiguration& configura
     Listening listening{.hears_reports = membership_.suppress_reports};
     for (const il::Subscription& subscription : plan.subscriptions)
         listening.groups.push_back(ToLiveAddress(subscription.group));
-    surroundings_.listen(listening);
     auto run = std::make_unique<RunHere>(
         *this, std::move(plan), hosts, membership_, seed, now,
         RunContext{surroundings_.timeline, surroundings_.sink, counter_, report, surroundings_.figures,
                    surroundings_.mtu, hops_, unicast_, surroundings_.complain});
+    surroundings_.listen(listening);
     ++runs_;
     return run;
 }

@@ -239,7 +239,7 @@ std::uint32_t PacketLink::get_status(std::size_t slot) const {
 }
 
 std::span<std::byte> PacketLink::room() {
-    // The kernel has skipped a frame of wrong format.
+    // The kernel still has it: the ring is full.
     if ((get_status(next_out_) & (TP_STATUS_SEND_REQUEST | TP_STATUS_SENDING)) != 0) return {};
     return {out_ring_.slot(next_out_) + kSendOffset, kSendSlot - kSendOffset};
 }
@@ -263,7 +263,9 @@ bool PacketLink::put(std::span<const std::byte> frame) {
 }
 
 bool PacketLink::send(std::span<const std::byte> frame) {
-    if (frame.size() > kSendSlot - kSendOffset || behind_.size() >= kMostBehind) return false;
+    if (frame.size() > kSendSlot - kSendOffset) return false;
+    if (behind_.size() >= kMostBehind) flush();
+    if (behind_.size() >= kMostBehind) return false;
     if (!behind_.empty() || !put(frame)) behind_.emplace_back(frame.begin(), frame.end());
     return true;
 }

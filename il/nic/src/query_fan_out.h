@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -27,7 +28,7 @@ class QueryFanOut {
 
     /// The list must stay where it is as long as the fan-out.
     void add(std::span<const std::uint32_t> stbs, const live::MembershipQuery& query) {
-        waiting_.push_back({stbs, query});
+        waiting_.push_back({stbs, query, timeline_.GetNow() + query.max_response_time});
         waiting_.back().query.sources = {};  // a general query has none, and they lie in the frame
         if (timer_ == 0) go_on();
     }
@@ -38,15 +39,21 @@ class QueryFanOut {
     struct Waiting {
         std::span<const std::uint32_t> stbs;  ///< not told yet
         live::MembershipQuery query;
+        il::Nanoseconds answered_by;
     };
 
     void go_on() {
         timer_ = 0;
-        Waiting& first = waiting_.front();
-        const auto now = first.stbs.first(std::min(kAtOnce, first.stbs.size()));
-        for (const std::uint32_t stb : now) tell_(stb, first.query);
-        first.stbs = first.stbs.subspan(now.size());
-        if (first.stbs.empty()) waiting_.pop_front();
+        for (std::size_t left = kAtOnce; left > 0 && !waiting_.empty();) {
+            Waiting& first = waiting_.front();
+            first.query.max_response_time =
+                std::max(first.answered_by - timeline_.GetNow(), il::Nanoseconds(0));
+            const auto now = first.stbs.first(std::min(left, first.stbs.size()));
+            for (const std::uint32_t stb : now) tell_(stb, first.query);
+            left -= now.size();
+            first.stbs = first.stbs.subspan(now.size());
+            if (first.stbs.empty()) waiting_.pop_front();
+        }
         if (!waiting_.empty()) timer_ = timeline_.PostAfter(il::Nanoseconds(0), [this] { go_on(); });
     }
 

@@ -12,8 +12,10 @@ namespace orv::nic {
 /// at once.
 class WakePacer {
   public:
-    /// The thread has woken up and works.
-    void on_wake(il::Time now) { paid_until_ = std::max(paid_until_, now) + kInterval; }
+    /// The thread has woken up, perhaps early because of mail, and works.
+    void on_wake(il::Time now) {
+        paid_until_ = std::min(std::max(paid_until_, now) + kInterval, now + kAhead + kInterval);
+    }
     /// Not before this time again.
     il::Time get_earliest() const { return paid_until_ - kAhead; }
 

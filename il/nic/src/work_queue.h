@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <utility>
@@ -20,7 +21,7 @@ class WorkQueue : public il::ITimeline {
     il::Nanoseconds GetNow() const override { return il::Nanoseconds(get_monotonic_time()); }
 
     std::uint64_t PostAfter(il::Nanoseconds delay, std::function<void()> work) override {
-        const il::Time due = get_monotonic_time() + std::max<il::Time>(delay.count(), 0);
+        const il::Time due = get_monotonic_time() + delay.count();  // in the past for what is late
         const TimerSlots::Key key = slots_.add(std::move(work));
         heap_.push_back({due, ++last_number_, key});
         std::push_heap(heap_.begin(), heap_.end(), is_later);
@@ -42,11 +43,16 @@ class WorkQueue : public il::ITimeline {
         return heap_.empty() ? il::kNever : heap_.front().due;
     }
 
-    /// Runs the first work, which next() has found.
-    void run_next() {
-        const auto work = slots_.take(heap_.front().key);
-        pop();
-        work();
+    /// Runs what was due at a time, up to a limit. What it posts waits for another call.
+    void run_due(il::Time time, int most) {
+        const std::uint64_t last = last_number_;
+        for (; most > 0; --most) {
+            const il::Time due = next();
+            if (due == il::kNever || due > time || heap_.front().number > last) return;
+            const auto work = slots_.take(heap_.front().key);
+            pop();
+            work();
+        }
     }
 
   private:
