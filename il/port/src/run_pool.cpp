@@ -4,6 +4,7 @@
 #include <atomic>
 #include <barrier>
 #include <optional>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -26,14 +27,20 @@ struct RunPool::Impl {
     }
 
     void share() {
-        if (threads.empty()) {
-            round.emplace(static_cast<std::ptrdiff_t>(thread_count));
-            for (std::size_t i = 1; i < thread_count; ++i) threads.emplace_back([this] { work(); });
-        }
+        if (threads.empty()) start_threads();
         next = 0;
         round->arrive_and_wait();  // the others begin
         process_some();
         round->arrive_and_wait();  // all have done their part
+    }
+
+    void start_threads() {
+        round.emplace(static_cast<std::ptrdiff_t>(thread_count));
+        try {
+            while (threads.size() + 1 < thread_count) threads.emplace_back([this] { work(); });
+        } catch (const std::system_error&) {  // no more than these
+            for (std::size_t i = threads.size() + 1; i < thread_count; ++i) round->arrive_and_drop();
+        }
     }
 
     void work() {
