@@ -61,7 +61,6 @@ void RunControl::abandon() {
     cancel_wake();
     for (const auto& [number, id] : late_ends_) timeline_.Cancel(id);
     late_ends_.clear();
-    processed_.clear();
     failure_ = nullptr;
     run_.reset();
     is_ending_ = false;
@@ -82,6 +81,7 @@ void RunControl::register_results(Registration registration, std::set<std::uint3
 
 void RunControl::deregister_results() {
     results_.reset();
+    processed_.clear();
     report_.set_registered({});
 }
 
@@ -130,9 +130,9 @@ void RunControl::process() noexcept {
 }
 
 void RunControl::send_processed() {
-    if (failure_) std::rethrow_exception(std::exchange(failure_, nullptr));
     for (auto& bytes : processed_) connection_.send_notification(std::move(bytes), true);
     processed_.clear();
+    if (failure_) std::rethrow_exception(std::exchange(failure_, nullptr));
 }
 
 void RunControl::end_test(Time time) {

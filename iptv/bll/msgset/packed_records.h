@@ -29,7 +29,7 @@ class Packed_records {
     Packed_records& operator=(Packed_records&&) noexcept = default;
 
     void add_rows(const std::byte* rows, std::size_t row_size, std::size_t count, Load load) {
-        segments_.push_back({count, load, rows, row_size});
+        segments_.push_back({size_, count, load, rows, row_size, 0});
         size_ += count;
     }
     /// Takes the records that belong where the next ones are added.
@@ -44,17 +44,17 @@ class Packed_records {
     /// Calls `use` with each of `count` records from number `first` on, in order.
     template <class Use>
     void for_each(std::size_t first, std::size_t count, Buffer& buffer, Use use) const {
-        const Record* loose = loose_.data();
-        for (const Segment& segment : segments_) {
-            const std::size_t skipped = std::min(first, segment.count);
-            const std::size_t used = std::min(count, segment.count - skipped);
-            first -= skipped;
+        auto segment = std::ranges::upper_bound(segments_, first, {}, &Segment::first);
+        if (segment != segments_.begin()) --segment;
+        for (; segment != segments_.end() && count > 0; ++segment) {
+            const std::size_t skipped = std::min(first - segment->first, segment->count);
+            const std::size_t used = std::min(count, segment->count - skipped);
+            first += used;
             count -= used;
-            if (segment.load) {
-                walk_rows(segment, skipped, used, buffer, use);
+            if (segment->load) {
+                walk_rows(*segment, skipped, used, buffer, use);
             } else {
-                std::for_each_n(loose + skipped, used, use);
-                loose += segment.count;
+                std::for_each_n(loose_.data() + segment->first_loose + skipped, used, use);
             }
         }
     }
@@ -64,15 +64,18 @@ class Packed_records {
     static constexpr std::size_t kAtOnce = 32;
 
     struct Segment {
+        std::size_t first;  ///< number of its first record
         std::size_t count;
-        Load load;  ///< null: the next of loose_
+        Load load;  ///< null: of loose_
         const std::byte* rows;
         std::size_t row_size;
+        std::size_t first_loose;  ///< where in loose_
     };
 
     void add_loose(std::size_t count) {
-        segments_.push_back({count, nullptr, nullptr, 0});
+        segments_.push_back({size_, count, nullptr, nullptr, 0, loose_count_});
         size_ += count;
+        loose_count_ += count;
     }
     template <class Use>
     static void walk_rows(const Segment& segment, std::size_t first, std::size_t count, Buffer& buffer,
@@ -92,6 +95,7 @@ class Packed_records {
     std::span<const Record> loose_;  ///< of all segments that are not rows
     std::vector<Record> decoded_;
     std::size_t size_ = 0;
+    std::size_t loose_count_ = 0;
 };
 
 }  // namespace orv::msgset

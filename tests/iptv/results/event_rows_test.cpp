@@ -101,6 +101,13 @@ TEST_F(EventRowsTest, AreNotStoredWithoutTheirBlock) {
     EXPECT_EQ(Stored("count(*)"), "0");
 }
 
+TEST_F(EventRowsTest, AreNotStoredWithADeletedBlock) {
+    Bin(9);
+    a.MarkDelete(true, true);
+    Manager().FinalProcessing();
+    EXPECT_EQ(Stored("count(*)"), "0");
+}
+
 /// What a data set has in a table, without what differs from one to the next.
 Reader::Rows ReadRows(const Reader& reader, const std::string& table, int data_set) {
     std::string columns =

@@ -53,8 +53,8 @@ std::size_t UnsavedRows::GetCount() const {
     return count;
 }
 
-/// Removes the rows that are objects now, and those that have lost their blocks. The others are as their
-/// objects would be now.
+/// Removes the rows that are objects now, and those that have lost their blocks or would with the next apply.
+/// The others take on whether their block is active.
 void UnsavedRows::Update(PackedRows& rows) {
     std::uint32_t handle = kTaken;  // successive rows mostly have the same parent
     const CScriptable* parent = nullptr;
@@ -69,7 +69,7 @@ void UnsavedRows::Update(PackedRows& rows) {
         } else if (!parent->GetActive()) {
             rows.EditRow(row).Set(ids::Scriptable::Active, false);
         }
-        return !parent;
+        return !parent || parent->IsDeleted();
     });
 }
 

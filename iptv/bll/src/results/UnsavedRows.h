@@ -28,7 +28,7 @@ class UnsavedRows : public framework::IDeferredObjects {
     void AddObject(const framework::CScriptable& row) { objects_.push_back(row.GetHandle()); }
 
     std::size_t GetCount() const;
-    /// Saves and destroys all rows. Those whose block is gone are left out.
+    /// Saves and destroys all rows. Those whose block is gone or deleted are left out.
     void Save(core::TestResultManager& database);
     /// Destroys all rows, with a warning for each that somebody else has destroyed.
     void Destroy();
