@@ -1,0 +1,224 @@
+#include "orv/bus/connection.h"
+
+#include <fmt/format.h>
+
+#include <condition_variable>
+#include <cstring>
+#include <mutex>
+
+#include "native.h"
+
+namespace orv::bus {
+
+namespace {
+
+/// Between two attempts to come back, plus up to the jitter, so that a hundred agents do not come at once.
+constexpr int kAgainMs = 200, kJitterMs = 200;
+/// A server that answers no ping for three times as long is gone, whatever the kernel thinks.
+constexpr int kPingMs = 2'000;
+
+const char* text_or_null(const std::string& text) {
+    return text.empty() ? nullptr : text.c_str();
+}
+
+OwnedOptions make_options(const ServerAccess& access, const std::string& name,
+                          std::chrono::milliseconds patience) {
+    natsOptions* made = nullptr;
+    check(natsOptions_Create(&made), "options");
+    OwnedOptions options(made);
+    const auto set = [](natsStatus status, const char* what) { check(status, what); };
+    set(natsOptions_SetURL(made, access.url.c_str()), "the server's address");
+    set(natsOptions_SetName(made, name.c_str()), "a name");
+    set(natsOptions_SetTimeout(made, patience.count()), "a time limit");
+    set(natsOptions_SetMaxReconnect(made, -1), "coming back");
+    set(natsOptions_SetReconnectWait(made, kAgainMs), "coming back");
+    set(natsOptions_SetReconnectJitter(made, kJitterMs, kJitterMs), "coming back");
+    set(natsOptions_SetPingInterval(made, kPingMs), "pings");
+    // What is published while the server is away is refused: whoever needs it sends it again.
+    set(natsOptions_SetReconnectBufSize(made, 0), "a buffer");
+    if (!access.user.empty())
+        set(natsOptions_SetUserInfo(made, access.user.c_str(), access.password.c_str()), "a user");
+    if (!access.token.empty()) set(natsOptions_SetToken(made, access.token.c_str()), "a token");
+    if (!access.credentials_file.empty())
+        set(natsOptions_SetUserCredentialsFromFiles(made, access.credentials_file.c_str(), nullptr),
+            "the credentials file");
+    if (!access.nkey.empty())
+        set(natsOptions_SetNKeyFromSeed(made, access.nkey.c_str(), access.nkey_file.c_str()), "the nkey");
+    if (access.url.starts_with("tls://") || !access.ca_file.empty())
+        set(natsOptions_SetSecure(made, true), "TLS");
+    if (!access.ca_file.empty())
+        set(natsOptions_LoadCATrustedCertificates(made, access.ca_file.c_str()), "the CA file");
+    if (!access.certificate_file.empty())
+        set(natsOptions_LoadCertificatesChain(made, access.certificate_file.c_str(),
+                                              text_or_null(access.key_file)),
+            "the certificate");
+    return options;
+}
+
+/// The address without scheme, user and port.
+std::string_view host_of(std::string_view url) {
+    if (const auto scheme = url.find("://"); scheme != std::string_view::npos) url.remove_prefix(scheme + 3);
+    if (const auto user = url.find('@'); user != std::string_view::npos) url.remove_prefix(user + 1);
+    if (url.starts_with('[')) return url.substr(1, url.find(']') - 1);
+    return url.substr(0, url.find_first_of(":/"));
+}
+
+class HandledSubscription : public Subscription {
+  public:
+    HandledSubscription(natsConnection& connection, const std::string& subject, Connection::Handler handler)
+        : handler_(std::move(handler)) {
+        natsSubscription* made = nullptr;
+        check(natsConnection_Subscribe(&made, &connection, subject.c_str(), &on_message, this),
+              "subscribing to " + subject);
+        subscription_.reset(made);
+        check(natsSubscription_SetPendingLimits(made, -1, -1), "limits of a subscription");
+        check(natsSubscription_SetOnCompleteCB(made, &on_complete, this), "the end of a subscription");
+    }
+    /// The library's thread may be in the handler: it says when it is done.
+    ~HandledSubscription() override {
+        natsSubscription_Unsubscribe(subscription_.get());
+        std::unique_lock lock(mutex_);
+        completed_.wait(lock, [this] { return is_complete_; });
+    }
+    HandledSubscription(const HandledSubscription&) = delete;
+    HandledSubscription& operator=(const HandledSubscription&) = delete;
+
+  private:
+    static void on_message(natsConnection*, natsSubscription*, natsMsg* message, void* self) {
+        const OwnedMessage owned(message);
+        const char* reply = natsMsg_GetReply(message);
+        static_cast<HandledSubscription*>(self)->handler_(
+            {natsMsg_GetSubject(message), reply ? reply : "", data_of(message)});
+    }
+    static void on_complete(void* self) {
+        auto& done = *static_cast<HandledSubscription*>(self);
+        const std::lock_guard lock(done.mutex_);
+        done.is_complete_ = true;
+        done.completed_.notify_all();
+    }
+
+    const Connection::Handler handler_;
+    std::mutex mutex_;
+    std::condition_variable completed_;
+    bool is_complete_ = false;
+    OwnedSubscription subscription_;
+};
+
+}  // namespace
+
+void check(natsStatus status, const std::string& what) {
+    if (status == NATS_OK) return;
+    natsStatus last = NATS_OK;
+    const char* details = nats_GetLastError(&last);
+    const bool has_details = last == status && details && *details != '\0';
+    throw BusError(fmt::format("{}: {}{}{}", what, natsStatus_GetText(status), has_details ? ", " : "",
+                               has_details ? details : ""));
+}
+
+std::span<const std::byte> data_of(natsMsg* message) {
+    return {reinterpret_cast<const std::byte*>(natsMsg_GetData(message)),
+            static_cast<std::size_t>(natsMsg_GetDataLength(message))};
+}
+
+bool ServerAccess::is_exposed() const {
+    const std::string_view host = host_of(url);
+    if (host == "localhost" || host == "::1" || host.starts_with("127.")) return false;
+    const bool is_encrypted = url.starts_with("tls://") || !ca_file.empty();
+    const bool is_known = !user.empty() || !token.empty() || !credentials_file.empty() || !nkey.empty() ||
+                          !certificate_file.empty() || url.find('@') != std::string::npos;
+    return !is_encrypted || !is_known;
+}
+
+Connection::Connection(const ServerAccess& access, const std::string& name, Events events,
+                       std::chrono::milliseconds patience)
+    : native_(std::make_unique<Native>()) {
+    native_->events = std::move(events);
+    const OwnedOptions options = make_options(access, name, patience);
+    const auto on_lost = [](natsConnection* connection, void* native) {
+        const auto& lost = static_cast<Native*>(native)->events.lost;
+        const char* reason = nullptr;
+        natsConnection_GetLastError(connection, &reason);
+        if (lost) lost(reason && *reason != '\0' ? reason : "the server closed the connection");
+    };
+    const auto on_back = [](natsConnection*, void* native) {
+        if (const auto& back = static_cast<Native*>(native)->events.back) back();
+    };
+    check(natsOptions_SetDisconnectedCB(options.get(), on_lost, native_.get()), "a callback");
+    check(natsOptions_SetReconnectedCB(options.get(), on_back, native_.get()), "a callback");
+    natsConnection* made = nullptr;
+    check(natsConnection_Connect(&made, options.get()), "connecting to " + access.url);
+    native_->connection.reset(made);
+}
+
+Connection::~Connection() = default;
+
+void Connection::publish(const std::string& subject, std::span<const std::byte> data) {
+    check(natsConnection_Publish(native_->connection.get(), subject.c_str(), data.data(),
+                                 static_cast<int>(data.size())),
+          "publishing on " + subject);
+}
+
+std::optional<std::vector<std::byte>> Connection::request(const std::string& subject,
+                                                          std::span<const std::byte> data,
+                                                          std::chrono::milliseconds patience) {
+    natsMsg* answer = nullptr;
+    const natsStatus status =
+        natsConnection_Request(&answer, native_->connection.get(), subject.c_str(), data.data(),
+                               static_cast<int>(data.size()), patience.count());
+    const OwnedMessage owned(answer);
+    if (status == NATS_TIMEOUT || status == NATS_NO_RESPONDERS) return {};
+    check(status, "a request on " + subject);
+    const auto bytes = data_of(answer);
+    return std::vector<std::byte>(bytes.begin(), bytes.end());
+}
+
+std::vector<std::vector<std::byte>> Connection::request_all(const std::string& subject,
+                                                            std::span<const std::byte> data,
+                                                            std::chrono::milliseconds patience) {
+    natsConnection* connection = native_->connection.get();
+    natsInbox* made = nullptr;
+    check(natsInbox_Create(&made), "an inbox");
+    const std::unique_ptr<natsInbox, Destroy<natsInbox_Destroy>> inbox(made);
+    natsSubscription* subscribed = nullptr;
+    check(natsConnection_SubscribeSync(&subscribed, connection, made), "subscribing to answers");
+    const OwnedSubscription subscription(subscribed);
+    check(natsConnection_PublishRequest(connection, subject.c_str(), made, data.data(),
+                                        static_cast<int>(data.size())),
+          "a request on " + subject);
+    std::vector<std::vector<std::byte>> answers;
+    const auto until = std::chrono::steady_clock::now() + patience;
+    for (;;) {
+        const auto left =
+            std::chrono::duration_cast<std::chrono::milliseconds>(until - std::chrono::steady_clock::now());
+        natsMsg* answer = nullptr;
+        if (left.count() <= 0 || natsSubscription_NextMsg(&answer, subscribed, left.count()) != NATS_OK)
+            return answers;
+        const OwnedMessage owned(answer);
+        const auto bytes = data_of(answer);
+        answers.emplace_back(bytes.begin(), bytes.end());
+    }
+}
+
+std::unique_ptr<Subscription> Connection::subscribe(const std::string& subject, Handler handler) {
+    return std::make_unique<HandledSubscription>(*native_->connection, subject, std::move(handler));
+}
+
+void Connection::flush(std::chrono::milliseconds patience) {
+    check(natsConnection_FlushTimeout(native_->connection.get(), patience.count()), "flushing");
+}
+
+bool Connection::is_connected() const {
+    return natsConnection_Status(native_->connection.get()) == NATS_CONN_STATUS_CONNECTED;
+}
+
+std::size_t Connection::most_bytes() const {
+    return static_cast<std::size_t>(natsConnection_GetMaxPayload(native_->connection.get()));
+}
+
+std::chrono::nanoseconds Connection::round_trip() {
+    std::int64_t time = 0;
+    check(natsConnection_GetRTT(native_->connection.get(), &time), "a ping");
+    return std::chrono::nanoseconds(time);
+}
+
+}  // namespace orv::bus
