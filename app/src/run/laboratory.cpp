@@ -18,7 +18,7 @@ Laboratory::Laboratory(const core::CProject& project, const Setup& setup)
       network_(MakeNetwork(setup.simulation, project)),
       live_(setup.live, setup.simulation.seed, setup.complain) {
     network_.is_sent = [this](const ipAddress_t& group, const il::SourceFilter& filter) {
-        return on_air_.IsSent(group, filter);
+        return on_air_.Get().IsSent(group, filter);
     };
     framework::ScriptableVec ports;
     project.GetObjects(ports, core::CPort::CLASS_ID(), common::kParentChild);

@@ -1,6 +1,7 @@
 // Names of agents, and the subjects that belong to them.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -12,18 +13,32 @@ inline constexpr std::size_t kLongestName = 32;
 /// a subject, and '.', '*', '>' or blanks in it would reach subjects of others.
 std::string find_name_problem(std::string_view name);
 
-/// Subjects begin with the version of what is said on them: agents and controllers that do not understand
-/// each other's version do not hear each other by accident.
-inline constexpr std::string_view kRoot = "iptvtest.1";
+/// All subjects begin with it. They do not depend on versions: whoever does not fit is told so.
+inline constexpr std::string_view kRoot = "iptvtest";
 
 /// Where every agent hears that somebody looks for agents.
 std::string discovery_subject();
-/// Where an agent takes requests of controllers.
+/// Where an agent takes requests of controllers: "iptvtest.agent.<name>.control".
 std::string control_subject(std::string_view agent);
-/// What an agent's port is sent, and what it sends, in a session.
-std::string downward_subject(std::string_view agent, std::string_view session);
-std::string upward_subject(std::string_view agent, std::string_view session);
-/// Stream of the server that keeps what an agent sends until it is acknowledged.
-std::string stream_name(std::string_view agent);
+
+/// What is said in a session: an ordered sequence of messages from one end to the other.
+enum class Lane : std::uint8_t {
+    Down,     ///< to the agent
+    Answers,  ///< to the controller, directly
+    Reports,  ///< to the controller, through the stream, which keeps them while the controller is slow
+};
+inline constexpr std::size_t kLaneCount = 3;
+
+/// Where a lane's frames are published: "iptvtest.agent.<name>.down.<session>".
+std::string lane_subject(Lane lane, std::string_view agent, std::string_view session);
+
+/// The stream that keeps reports, and its subjects: those of the lane Reports of all agents and sessions.
+inline constexpr const char* kReportStream = "iptvtest";
+inline constexpr const char* kReportSubjects = "iptvtest.agent.*.reports.*";
+
+/// Where answers to requests come: agents have a prefix of their own, so that the server can keep them from
+/// hearing what others are answered.
+std::string inbox_prefix_of_agent(std::string_view agent);
+inline constexpr const char* kInboxPrefixOfControllers = "iptvtest.inbox.controller";
 
 }  // namespace orv::bus
