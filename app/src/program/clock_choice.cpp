@@ -14,7 +14,7 @@ namespace {
 bool HasLivePort(const TestFile& file) {
     const auto locations = file.GetValues(ids::Port::Location);
     return std::any_of(locations.begin(), locations.end(),
-                       [](const std::string& location) { return location.starts_with(kLiveScheme); });
+                       [](const std::string& location) { return ReadLocation(location).IsLive(); });
 }
 
 LoadedTest Load(ClockKind clock, const Arguments& arguments, const FileText& text,

@@ -45,7 +45,7 @@ class Check {
             for (const l2l3::CStreamBlock* block : GetActiveStreamBlocks(port)) {
                 CountStreams(*block);
             }
-            if (GetLiveInterface(port)) Add(FindLivePortProblems(port));
+            if (GetPlace(port).IsLive()) Add(FindLivePortProblems(port));
             const auto [other, is_new] = by_address.emplace(port.GetMessenger().ToMessengerString(), &port);
             if (!is_new)
                 Add({&port, "Location",
@@ -79,7 +79,7 @@ class Check {
     void Clock() {
         for (const CScriptable* object : GetPorts()) {
             const auto& port = dynamic_cast<const core::CPort&>(*object);
-            if (GetLiveInterface(port))
+            if (GetPlace(port).IsLive())
                 Add({&port, "Location",
                      "a live port needs the real clock (--clock real): the virtual one runs ahead of its "
                      "network"});

@@ -96,7 +96,7 @@ ObjectProblems FindServerProblems(const framework::CCommand& start) {
     for (const CScriptable* block : FindStbBlocks(start)) {
         const auto* port = dynamic_cast<const core::CPort*>(
             block->GetParent()->GetObject(core::CPort::CLASS_ID(), ids::relations::AffiliationPort));
-        if (!port || !block->GetActive() || !GetLiveInterface(*port)) continue;
+        if (!port || !block->GetActive() || !GetPlace(*port).IsLive()) continue;
         if (uses_unicast) CheckServer(*block, kFccServer, problems);
         if (retransmits && block->GetBool(Block::RtpNackEnable)) CheckServer(*block, kRrrServer, problems);
     }

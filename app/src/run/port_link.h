@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "orv/core/port.h"
+#include "orv/framework/messenger.h"
 #include "orv/framework/transport.h"
 #include "orv/il/software_port.h"
 
@@ -28,8 +29,16 @@ class PortLink {
     /// waits for the lock, so that the port's destructor may wait for it.
     enum class Calls { UnderTaskLock, OnOwnThread };
 
+    /// A software port in another process.
+    struct RemotePort {
+        std::unique_ptr<framework::ITransport> transport;  ///< to the port
+        std::function<void()> on_channels_changed;
+    };
+
     /// Exceptions of `make` are passed on; nothing is connected then.
     PortLink(core::CPort& port, const MakePort& make, Calls calls, Tap tap, Gone gone);
+    /// What the port's transport uses must outlive the link.
+    PortLink(core::CPort& port, RemotePort remote, Tap tap, Gone gone);
     ~PortLink();
     PortLink(const PortLink&) = delete;
     PortLink& operator=(const PortLink&) = delete;
@@ -40,25 +49,30 @@ class PortLink {
     TestState GetTestState() const { return test_; }
     void ForgetTest() { test_ = TestState::NotStarted; }
     /// See ISoftwarePort.
-    void ChannelsChange(const std::function<void()>& change) {
-        port_ ? port_->ChannelsChange(change) : change();
-    }
+    void ChannelsChange(const std::function<void()>& change);
     /// Ends the connection and the software port; the port is offline afterwards. Must not be called while
     /// the software port is sending.
     void Cut(const std::string& reason);
 
   private:
+    class Tapped;
+
+    PortLink(core::CPort& port, Tap tap, Gone gone);
+    void Look(const std::vector<std::byte>& message);
     void OnMessage(std::vector<std::byte> message);
     void NoteTest(const std::vector<std::byte>& message);
+    std::function<void(std::function<void(PortLink&)>)> MakePost() const;
 
     std::uint32_t handle_;
+    framework::Messenger messenger_;
     std::string name_;
     Tap tap_;
     Gone gone_;
     TestState test_ = TestState::NotStarted;
     bool is_cut_ = false;
-    std::unique_ptr<framework::ITransport> far_end_;
-    std::unique_ptr<il::ISoftwarePort> port_;  ///< null once it has been cut
+    std::unique_ptr<framework::ITransport> far_end_;  ///< of a port in this process
+    std::unique_ptr<il::ISoftwarePort> port_;         ///< null if remote, and once it has been cut
+    std::function<void()> on_channels_changed_;       ///< of a remote port
     /// Directs posted work to this link while it exists. Used under the task lock.
     struct Anchor {
         std::shared_ptr<PortLink*> link;

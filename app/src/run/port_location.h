@@ -1,19 +1,27 @@
 // Where the far end of a port is.
 #pragma once
 
-#include <optional>
 #include <string>
-#include <string_view>
 
 #include "orv/core/port.h"
 
 namespace orv::app {
 
-/// Before the name of a Linux network interface: the set-top boxes of the port live there.
-inline constexpr std::string_view kLiveScheme = "linux://";
+/// Where the set-top boxes of a port are.
+struct PortPlace {
+    std::string agent;      ///< name of an agent, for a port of another machine; empty for this one
+    std::string interface;  ///< Linux network interface; empty for a simulated port
+    std::string simulated;  ///< name of a simulated port; may be empty
 
-/// The interface of a live port, as its location gives it; nothing for a simulated port.
-std::optional<std::string> GetLiveInterface(const core::CPort& port);
+    bool IsLive() const { return !interface.empty(); }
+    /// "eth1", and "lounge/eth1" on an agent.
+    std::string DescribeInterface() const { return agent.empty() ? interface : agent + '/' + interface; }
+};
+
+/// A location without a problem: nothing or "//sim/<name>", "linux://<interface>",
+/// "agent://<agent>/<interface>" or "agent://<agent>/sim/<name>".
+PortPlace ReadLocation(const std::string& location);
+PortPlace GetPlace(const core::CPort& port);
 
 /// Why a location is invalid; empty if it is valid. Does not check whether the interface exists.
 std::string FindLocationProblem(const std::string& location);

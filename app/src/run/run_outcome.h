@@ -1,6 +1,7 @@
 // The outcome of a run.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -30,6 +31,16 @@ struct LivePortReport {
     std::string name;       ///< of the port
     std::string interface;  ///< "eth1"
     nic::LiveFigures figures;
+};
+
+/// An agent that ports of a run were on.
+struct AgentReport {
+    std::string name;
+    std::string version;  ///< of its program
+    /// Of the agent's steady clock, ahead of ours, when the last test started; exact to the uncertainty. Starts
+    /// were aligned by it.
+    std::chrono::nanoseconds clock_offset{}, clock_uncertainty{};
+    std::chrono::nanoseconds latest_start{};  ///< most that a port began its test too late
 };
 
 /// What measures at a port.
@@ -79,6 +90,7 @@ struct RunOutcome {
     std::vector<TestReport> tests;      ///< those that ended, in order
     std::vector<LivePortReport> live_ports;
     std::vector<MeasuringPort> ports;  ///< all of them, once a run has begun
+    std::vector<AgentReport> agents;   ///< in the order of their names
     bool is_virtual_clock = false;
     std::optional<UnfinishedTest> unfinished_test;
     std::string database;  ///< path; empty when nothing was stored

@@ -176,7 +176,7 @@ class Session::Impl {
         for (const framework::CScriptable* object : FindBelow(host_.GetProject(), ids::Port::CLASS)) {
             const auto& port = static_cast<const core::CPort&>(*object);
             const PortKind kind = replays                  ? PortKind::Recording
-                                  : GetLiveInterface(port) ? PortKind::Live
+                                  : GetPlace(port).IsLive() ? PortKind::Live
                                                            : PortKind::Simulated;
             ports.push_back({port.GetName(), port.GetT<std::string>(ids::Port::Location), kind});
         }

@@ -22,7 +22,7 @@ enum class ParcelKind : std::uint8_t {
     MessageAt = 4,   ///< Down: i64 ns of the agent's steady clock, and a typed message for that time
     Streams = 5,     ///< Down: what the port's generator sends, as JSON
     OnAir = 6,       ///< Down: which channels are sent, as JSON
-    HungUp = 7,      ///< Reports: the port has ended, a text says why
+    HungUp = 7,      ///< Reports: the port, or all of them, has ended, a text says why. Down: it is to end
     Complaint = 8,   ///< Reports: a text about something that makes the port's figures wrong
     Step = 9,        ///< Down: a step of a port on the controller's clock (step.h)
     StepDone = 10,   ///< Reports: what the port did in it

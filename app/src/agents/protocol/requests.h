@@ -1,5 +1,5 @@
-// What controllers ask agents, and what these answer: small JSON texts on an agent's control subject. Whatever
-// comes may be hostile: reading throws ProtocolError.
+// What controllers ask agents, and what these answer: small JSON texts on an agent's control subject.
+// Whatever comes may be hostile: reading throws ProtocolError.
 #pragma once
 
 #include <chrono>
@@ -20,8 +20,8 @@ class ProtocolError : public std::runtime_error {
 /// Agent and controller work together if theirs are equal. Changes with every change of what they say.
 inline constexpr int kAgentProtocol = 1;
 
-/// How long a controller may be silent before its agent ends the test; longer than the cut of a network that a
-/// test is to survive.
+/// How long a controller may be silent before its agent ends the test; longer than the cut of a network that
+/// a test is to survive.
 inline constexpr std::chrono::seconds kDefaultLease{90};
 inline constexpr std::chrono::seconds kShortestLease{2}, kLongestLease{3600};
 
@@ -63,11 +63,11 @@ struct ControlAnswer {
     std::string program = {};
     std::string error = {};  ///< if not empty, the request was refused, for this reason
     std::optional<AgentInfo> info = {};
-    bool is_known = false;                     ///< Keep: the agent has this session
-    std::chrono::nanoseconds steady_time{};    ///< of any answer: the agent's steady clock
-    std::chrono::nanoseconds system_time{};    ///< since 1970
-    std::chrono::nanoseconds latest_start{};   ///< Keep: how much too late a start was at most
-    std::string figures = {};                  ///< Keep, Close: of the live ports, see settings.h
+    bool is_known = false;                    ///< Keep: the agent has this session
+    std::chrono::nanoseconds steady_time{};   ///< of any answer: the agent's steady clock
+    std::chrono::nanoseconds system_time{};   ///< since 1970
+    std::chrono::nanoseconds latest_start{};  ///< Keep: how much too late a start was at most
+    std::string figures = {};                 ///< Keep, Close: of the live ports, see settings.h
 };
 
 std::string ToJson(const ControlRequest& request);
@@ -75,8 +75,8 @@ std::string ToJson(const ControlAnswer& answer);
 ControlRequest ReadControlRequest(std::string_view json);
 ControlAnswer ReadControlAnswer(std::string_view json);
 
-/// "agent "lounge" is iptvtest 0.2.0 (protocol 2), this is iptvtest 0.1.0 (protocol 1): they do not fit"; empty
-/// if they fit.
+/// "agent "lounge" is iptvtest 0.2.0 (protocol 2), this is iptvtest 0.1.0 (protocol 1): they do not fit";
+/// empty if they fit.
 std::string FindVersionProblem(const std::string& who, int protocol, const std::string& program);
 
 }  // namespace orv::app

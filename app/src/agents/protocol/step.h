@@ -1,6 +1,6 @@
 // Steps of a simulated port that is on another machine but lives by the controller's virtual clock. All that
-// happens to the port is a step; what it does in one is a list of actions, which the controller carries out in
-// order on its own timeline, as if the port had done so there.
+// happens to the port is a step; what it does in one is a list of actions, which the controller carries out
+// in order on its own timeline, as if the port had done so there.
 #pragma once
 
 #include <chrono>

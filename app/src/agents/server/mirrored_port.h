@@ -13,7 +13,7 @@ namespace orv::app {
 /// Does nothing by itself: everything happens in steps. Used from one thread at a time.
 class MirroredPort {
   public:
-    /// `network` outlives the port.
+    /// Which channels are sent comes in steps: none at first.
     MirroredPort(const RemotePortSetup& setup, const il::Network& network, std::chrono::nanoseconds now);
     ~MirroredPort();
     MirroredPort(const MirroredPort&) = delete;
