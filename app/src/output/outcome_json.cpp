@@ -88,6 +88,10 @@ void AddUnfinished(const RunOutcome& outcome, Json& json) {
     if (const std::string why = GetUnfinishedReason(outcome); !why.empty()) json["unfinished_reason"] = why;
 }
 
+double ToMilliseconds(std::chrono::nanoseconds time) {
+    return std::chrono::duration<double, std::milli>(time).count();
+}
+
 Json MakeLivePort(const RunOutcome& outcome, const LivePortReport& port) {
     const nic::LiveFigures& figures = port.figures;
     Json json{{"name", port.name},
@@ -95,7 +99,7 @@ Json MakeLivePort(const RunOutcome& outcome, const LivePortReport& port) {
               {"joins_and_leaves", figures.joins_and_leaves},
               {"unseen", figures.unseen},
               {"late_joins", figures.late_joins},
-              {"latest_join_ms", std::chrono::duration<double, std::milli>(figures.latest_join).count()},
+              {"latest_join_ms", ToMilliseconds(figures.latest_join)},
               {"frames_sent", figures.frames_sent},
               {"frames_unsent", figures.frames_unsent},
               {"frames_received", figures.frames_received},
@@ -113,6 +117,18 @@ Json MakeLivePort(const RunOutcome& outcome, const LivePortReport& port) {
         json["packets_repaired"] = figures.packets_repaired;
     }
     return json;
+}
+
+void AddPlaces(const RunOutcome& outcome, Json& json) {
+    for (const LivePortReport& port : outcome.live_ports)
+        json["live_ports"].push_back(MakeLivePort(outcome, port));
+    for (const AgentReport& agent : outcome.agents) {
+        json["agents"].push_back({{"name", agent.name},
+                                  {"version", agent.version},
+                                  {"clock_offset_ms", ToMilliseconds(agent.clock_offset)},
+                                  {"clock_uncertainty_ms", ToMilliseconds(agent.clock_uncertainty)},
+                                  {"latest_start_ms", ToMilliseconds(agent.latest_start)}});
+    }
 }
 
 Json MakeValues(const SweepOutcome& sweep, const std::vector<std::string>& values) {
@@ -135,8 +151,7 @@ Json MakeSweep(const SweepOutcome& sweep) {
         if (sweep.search) entry["repetition"] = iteration.repetition;
         for (const TestReport& test : run.tests) entry["tests"].push_back(MakeTest(run, test));
         AddUnfinished(run, entry);
-        for (const LivePortReport& port : run.live_ports)
-            entry["live_ports"].push_back(MakeLivePort(run, port));
+        AddPlaces(run, entry);
         json["iterations"].push_back(std::move(entry));
     }
     if (!sweep.search) return json;
@@ -174,8 +189,7 @@ Json MakeOutcome(const RunOutcome& outcome) {
     for (const TestReport& test : outcome.tests) json["tests"].push_back(MakeTest(outcome, test));
     if (outcome.sweep) json["sweep"] = MakeSweep(*outcome.sweep);
     AddUnfinished(outcome, json);
-    for (const LivePortReport& port : outcome.live_ports)
-        json["live_ports"].push_back(MakeLivePort(outcome, port));
+    AddPlaces(outcome, json);
     if (!outcome.ports.empty()) json["clock"] = outcome.is_virtual_clock ? "virtual" : "real";
     for (const MeasuringPort& port : outcome.ports) {
         json["ports"].push_back(

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cmath>
 #include <cstdint>
 #include <string_view>
 #include <vector>
@@ -212,6 +211,19 @@ std::string MakeLivePortLine(const RunOutcome& outcome, const LivePortReport& po
                        fmt::join(parts, "; "));
 }
 
+/// "Agent lounge (0.1.0): starts aligned, exact to 0.051 ms; began up to 0.300 ms late"
+std::string MakeAgentLine(const RunOutcome& outcome, const AgentReport& agent) {
+    const auto ms = [](std::chrono::nanoseconds time) {
+        return std::chrono::duration<double, std::milli>(time).count();
+    };
+    std::string text = fmt::format("Agent {} ({})", agent.name, MakePrintable(agent.version));
+    if (!outcome.is_virtual_clock)
+        text += fmt::format(": starts aligned, exact to {:.3f} ms", ms(agent.clock_uncertainty));
+    if (agent.latest_start.count() > 0)
+        text += fmt::format("; began up to {:.3f} ms late", ms(agent.latest_start));
+    return text + "\n";
+}
+
 }  // namespace
 
 std::string MakeSummary(const RunOutcome& outcome, std::size_t line_width) {
@@ -225,6 +237,7 @@ std::string MakeSummary(const RunOutcome& outcome, std::size_t line_width) {
     }
     text += MakeSweepSummary(outcome, line_width);
     for (const LivePortReport& port : outcome.live_ports) text += MakeLivePortLine(outcome, port);
+    for (const AgentReport& agent : outcome.agents) text += MakeAgentLine(outcome, agent);
     if (!outcome.database.empty()) text += fmt::format("Results: {}\n", MakePrintable(outcome.database));
     if (outcome.end == RunEnd::Failure || outcome.end == RunEnd::Interrupted) {
         const std::size_t count = outcome.errors.size();

@@ -17,6 +17,7 @@
 #include "reports.h"
 #include "results_viewer/results_database.h"
 #include "run/description_names.h"
+#include "agents/controller/agent_session.h"
 #include "run/endable_port.h"
 #include "run/session.h"
 #include "sweep/run_sweep.h"
@@ -46,7 +47,10 @@ Console::Options MakeConsoleOptions(const Arguments& arguments) {
 /// What a second Ctrl-C does: leaves all groups and writes the reports in parallel, since the
 /// time for both is short. Returns the exit status.
 int BreakOff(Reports& reports, const KnownOutcome& known) {
-    std::thread leave(&EndablePort::EndAll);
+    std::thread leave([] {
+        EndablePort::EndAll();
+        AgentSession::CloseAll();
+    });
     RunOutcome outcome = known.Get();
     outcome.end = RunEnd::Interrupted;
     CloseIteration(outcome);

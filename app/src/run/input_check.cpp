@@ -76,13 +76,20 @@ class Check {
         }
     }
 
-    void Clock() {
+    void Places(bool has_server) {
+        const bool is_virtual =
+            framework::CTaskManager::Instance().GetClockKind() == framework::ClockKind::Virtual;
         for (const CScriptable* object : GetPorts()) {
             const auto& port = dynamic_cast<const core::CPort&>(*object);
-            if (GetPlace(port).IsLive())
+            const PortPlace place = GetPlace(port);
+            if (place.IsLive() && is_virtual)
                 Add({&port, "Location",
                      "a live port needs the real clock (--clock real): the virtual one runs ahead of its "
                      "network"});
+            if (!place.agent.empty() && !has_server)
+                Add({&port, "Location",
+                     fmt::format("agent {} is reached over a server: give its address (--server)",
+                                 place.agent)});
         }
     }
 
@@ -194,10 +201,9 @@ void CheckInput(const TestFile& file, const TestFile::Built& built, core::CProje
     SortMistakes(outcome.mistakes);
 }
 
-void CheckClock(const TestFile& file, const TestFile::Built& built, core::CProject& project,
-                RunOutcome& outcome) {
-    if (framework::CTaskManager::Instance().GetClockKind() == framework::ClockKind::Virtual)
-        Check(file, built, project, outcome).Clock();
+void CheckPlaces(const TestFile& file, const TestFile::Built& built, core::CProject& project, bool has_server,
+                 RunOutcome& outcome) {
+    Check(file, built, project, outcome).Places(has_server);
 }
 
 }  // namespace orv::app

@@ -12,8 +12,8 @@ namespace orv::app {
 void CheckInput(const TestFile& file, const TestFile::Built& built, core::CProject& project,
                 RunOutcome& outcome);
 
-/// A run with live ports needs the real clock.
-void CheckClock(const TestFile& file, const TestFile::Built& built, core::CProject& project,
-                RunOutcome& outcome);
+/// A run with live ports needs the real clock, one with ports on agents needs a server.
+void CheckPlaces(const TestFile& file, const TestFile::Built& built, core::CProject& project, bool has_server,
+                 RunOutcome& outcome);
 
 }  // namespace orv::app

@@ -12,11 +12,52 @@
 
 namespace orv::app {
 
+namespace {
+
+/// Of the port's schedule, if the file has one.
+il::FaultSchedule GetFaults(const Laboratory::Setup& setup, const core::CPort& port) {
+    const auto found = setup.simulation.faults.find(port.GetName());
+    return found == setup.simulation.faults.end() ? il::FaultSchedule() : found->second;
+}
+
+/// A port whose reports were recorded is on this machine, wherever it was.
+bool IsOnAgent(const Laboratory::Setup& setup, const core::CPort& port) {
+    return !GetPlace(port).agent.empty() && !setup.recordings.contains(port.GetName());
+}
+
+std::vector<AgentPorts::Port> FindAgentPorts(const core::CProject& project, const Laboratory::Setup& setup) {
+    framework::ScriptableVec objects;
+    project.GetObjects(objects, core::CPort::CLASS_ID(), common::kParentChild);
+    std::vector<AgentPorts::Port> ports;
+    for (const framework::CScriptable* object : objects) {
+        const auto& port = dynamic_cast<const core::CPort&>(*object);
+        if (IsOnAgent(setup, port)) ports.push_back({&port, GetPlace(port), GetFaults(setup, port)});
+    }
+    return ports;
+}
+
+/// What all agents are told.
+SessionSetup MakeSessionSetup(const Laboratory::Setup& setup, const il::Network& network,
+                              const TaskTimeline& timeline) {
+    SessionSetup session;
+    session.seed = setup.simulation.seed;
+    session.live = setup.live;
+    session.network = network;
+    session.is_stepped = framework::CTaskManager::Instance().GetClockKind() == framework::ClockKind::Virtual;
+    session.now = timeline.GetNow();
+    return session;
+}
+
+}  // namespace
+
 Laboratory::Laboratory(const core::CProject& project, const Setup& setup)
     : project_(project),
       on_air_(project, [this](const std::function<void()>& change) { OnChannelsChange(change); }),
       network_(MakeNetwork(setup.simulation, project)),
-      live_(setup.live, setup.simulation.seed, setup.complain) {
+      live_(setup.live, setup.simulation.seed, setup.complain),
+      agents_({setup.server, setup.lease, setup.complain, setup.warn, &timeline_,
+               [this]() -> const il::StreamsOnAir& { return on_air_.Get(); }},
+              FindAgentPorts(project, setup), MakeSessionSetup(setup, network_, timeline_)) {
     network_.is_sent = [this](const ipAddress_t& group, const il::SourceFilter& filter) {
         return on_air_.Get().IsSent(group, filter);
     };
@@ -26,16 +67,14 @@ Laboratory::Laboratory(const core::CProject& project, const Setup& setup)
 }
 
 void Laboratory::MakeLink(core::CPort& port, const Setup& setup) {
-    il::FaultSchedule faults;
-    if (const auto found = setup.simulation.faults.find(port.GetName());
-        found != setup.simulation.faults.end())
-        faults = found->second;
+    if (IsOnAgent(setup, port)) return links_.push_back(agents_.MakeLink(port, setup.tap, setup.gone));
+    const il::FaultSchedule faults = GetFaults(setup, port);
     const auto recording = setup.recordings.find(port.GetName());
-    const auto interface = GetLiveInterface(port);
-    const bool is_live = interface && recording == setup.recordings.end();
+    const PortPlace place = GetPlace(port);
+    const bool is_live = place.IsLive() && recording == setup.recordings.end();
     const auto make = [&](il::ISoftwarePort::Send send,
                           il::ISoftwarePort::HangUp hang_up) -> std::unique_ptr<il::ISoftwarePort> {
-        if (is_live) return live_.Make(port, *interface, faults, std::move(send), std::move(hang_up));
+        if (is_live) return live_.Make(port, place.interface, faults, std::move(send), std::move(hang_up));
         il::SimulatedPort::Setup simulated{port.GetName(), faults};
         simulated.pool = &pool_;
         if (recording != setup.recordings.end()) simulated.recordings = recording->second;
@@ -50,6 +89,13 @@ void Laboratory::MakeLink(core::CPort& port, const Setup& setup) {
 void Laboratory::OnChannelsChange(const std::function<void()>& change) {
     AnnounceChange(0, change);
     live_.FollowGenerators();
+    agents_.FollowGenerators();
+}
+
+std::vector<LivePortReport> Laboratory::GetLiveReports() const {
+    std::vector<LivePortReport> reports = live_.GetReports();
+    for (LivePortReport& report : agents_.GetLiveReports()) reports.push_back(std::move(report));
+    return reports;
 }
 
 /// All ports have processed earlier events when the change takes effect.

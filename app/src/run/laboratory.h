@@ -1,12 +1,14 @@
 // All software ports of a test, and the network between them.
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "agents/controller/agent_ports.h"
 #include "channels_on_air.h"
 #include "live_ports.h"
 #include "orv/core/project.h"
@@ -19,7 +21,7 @@
 namespace orv::app {
 
 /// Connects each port of a project to a software port, for as long as it exists: a live port if the location
-/// names a network interface, otherwise a simulated one.
+/// names a network interface, otherwise a simulated one; on an agent if the location names one.
 class Laboratory {
   public:
     /// Recorded reports, by name of the port, that ports replay instead of emulating set-top boxes. These
@@ -33,13 +35,17 @@ class Laboratory {
         PortLink::Tap tap;
         PortLink::Gone gone;           ///< called when a port ends its connection
         LivePorts::Complain complain;  ///< of live ports
+        bus::ServerAccess server;      ///< over which agents are reached
+        std::chrono::seconds lease = kDefaultLease;
+        AgentPorts::Say warn;  ///< of trouble with agents that may pass
     };
-    /// Throws COrvRunTimeError when a network interface cannot be used.
+    /// Throws COrvRunTimeError when a network interface or an agent cannot be used.
     Laboratory(const core::CProject& project, const Setup& setup);
 
     /// Tells live ports about their hosts. Call before anything else is sent. Throws COrvRunTimeError.
     void ConfigureInterfaces() const { live_.ConfigureInterfaces(); }
-    std::vector<LivePortReport> GetLiveReports() const { return live_.GetReports(); }
+    std::vector<LivePortReport> GetLiveReports() const;
+    std::vector<AgentReport> GetAgentReports() const { return agents_.GetAgentReports(); }
 
     std::vector<PortLink*> GetPorts();
     /// The ports that have refused to start their test.
@@ -60,6 +66,7 @@ class Laboratory {
     il::Network network_;
     il::RunPool pool_;  ///< of simulated ports; live ports have a thread each
     LivePorts live_;
+    AgentPorts agents_;
     std::vector<std::unique_ptr<PortLink>> links_;
 };
 

@@ -153,7 +153,7 @@ class Session::Impl {
             if (outcome.mistakes.empty()) outcome.mistakes = FindUnknownSubjects(file, project);
             if (outcome.mistakes.empty()) CheckInput(file, built, project, outcome);
             if (outcome.mistakes.empty() && options && options->replay.empty())
-                CheckClock(file, built, project, outcome);
+                CheckPlaces(file, built, project, !options->server.url.empty(), outcome);
         }
         recordings_.clear();
         recording_warnings_.clear();
@@ -175,9 +175,9 @@ class Session::Impl {
         std::vector<MeasuringPort> ports;
         for (const framework::CScriptable* object : FindBelow(host_.GetProject(), ids::Port::CLASS)) {
             const auto& port = static_cast<const core::CPort&>(*object);
-            const PortKind kind = replays                  ? PortKind::Recording
+            const PortKind kind = replays                   ? PortKind::Recording
                                   : GetPlace(port).IsLive() ? PortKind::Live
-                                                           : PortKind::Simulated;
+                                                            : PortKind::Simulated;
             ports.push_back({port.GetName(), port.GetT<std::string>(ids::Port::Location), kind});
         }
         return ports;
@@ -234,6 +234,11 @@ class Session::Impl {
             log.AddError("The connection to port \"" + port + "\" has ended: " + reason + ".");
         };
         setup.complain = [&log](const std::string& text) { log.AddError(text); };
+        setup.server = options.server;
+        setup.lease = options.lease;
+        setup.warn = [&observer](const std::string& text) {
+            observer.OnLog({"iptvtest", framework::LogLevelType::Warn, text, __FILE__, __LINE__});
+        };
         {
             const Connections connections;
             Laboratory laboratory(host_.GetProject(), setup);
@@ -250,6 +255,7 @@ class Session::Impl {
                 WaitForAnswers(log);
             }
             outcome.live_ports = laboratory.GetLiveReports();
+            outcome.agents = laboratory.GetAgentReports();
         }
         outcome.database = database.GetDatabasePath();
         if (const std::string why = database.GetErrorText(); !why.empty()) log.AddError(why);

@@ -1,12 +1,15 @@
 // One host with the plug-in, and the tests that run in it.
 #pragma once
 
+#include <chrono>
 #include <filesystem>
 #include <memory>
 #include <optional>
 #include <vector>
 
+#include "agents/protocol/requests.h"
 #include "known_outcome.h"
+#include "orv/bus/connection.h"
 #include "orv/framework/task_manager.h"
 #include "output_files.h"
 #include "run_observer.h"
@@ -24,6 +27,8 @@ struct RunOptions {
     bool replay_incomplete = false;     ///< accept a recording without its end
     int iteration = 0;                  ///< of a sweep, from 1; 0 without one
     std::string sweep = {};             ///< describes that iteration in the database
+    bus::ServerAccess server;           ///< over which agents are reached
+    std::chrono::seconds lease = kDefaultLease;  ///< how long agents wait for a silent controller
 };
 
 /// A process has at most one session at a time, but may have several one after the other. Runs do not affect
