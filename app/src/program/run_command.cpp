@@ -7,6 +7,7 @@
 #include <optional>
 #include <thread>
 
+#include "agents/controller/agent_session.h"
 #include "clock_choice.h"
 #include "console.h"
 #include "interrupts.h"
@@ -17,7 +18,6 @@
 #include "reports.h"
 #include "results_viewer/results_database.h"
 #include "run/description_names.h"
-#include "agents/controller/agent_session.h"
 #include "run/endable_port.h"
 #include "run/session.h"
 #include "sweep/run_sweep.h"
