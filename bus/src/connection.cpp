@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <condition_variable>
-#include <cstring>
 #include <mutex>
 
 #include "native.h"
@@ -34,8 +33,11 @@ OwnedOptions make_options(const ServerAccess& access, const std::string& name,
     set(natsOptions_SetReconnectWait(made, kAgainMs), "coming back");
     set(natsOptions_SetReconnectJitter(made, kJitterMs, kJitterMs), "coming back");
     set(natsOptions_SetPingInterval(made, kPingMs), "pings");
-    // What is published while the server is away is refused: whoever needs it sends it again.
-    set(natsOptions_SetReconnectBufSize(made, 0), "a buffer");
+    // What is published while the server is away is refused: whoever needs it sends it again. 0 would mean 8
+    // MB.
+    set(natsOptions_SetReconnectBufSize(made, 1), "a buffer");
+    if (!access.inbox_prefix.empty())
+        set(natsOptions_SetCustomInboxPrefix(made, access.inbox_prefix.c_str()), "the prefix of inboxes");
     if (!access.user.empty())
         set(natsOptions_SetUserInfo(made, access.user.c_str(), access.password.c_str()), "a user");
     if (!access.token.empty()) set(natsOptions_SetToken(made, access.token.c_str()), "a token");
@@ -55,12 +57,26 @@ OwnedOptions make_options(const ServerAccess& access, const std::string& name,
     return options;
 }
 
+/// The address without user and password.
+std::string without_secrets(const std::string& url) {
+    const auto scheme = url.find("://");
+    const auto begin = scheme == std::string::npos ? 0 : scheme + 3;
+    const auto at = url.find('@', begin);
+    return at == std::string::npos ? url : url.substr(0, begin) + url.substr(at + 1);
+}
+
 /// The address without scheme, user and port.
-std::string_view host_of(std::string_view url) {
-    if (const auto scheme = url.find("://"); scheme != std::string_view::npos) url.remove_prefix(scheme + 3);
-    if (const auto user = url.find('@'); user != std::string_view::npos) url.remove_prefix(user + 1);
-    if (url.starts_with('[')) return url.substr(1, url.find(']') - 1);
-    return url.substr(0, url.find_first_of(":/"));
+std::string host_of(const std::string& url) {
+    std::string host = without_secrets(url);
+    if (const auto scheme = host.find("://"); scheme != std::string::npos) host.erase(0, scheme + 3);
+    if (host.starts_with('[')) return host.substr(1, host.find(']') - 1);
+    return host.substr(0, host.find_first_of(":/"));
+}
+
+std::string describe_error(natsConnection* connection) {
+    const char* reason = nullptr;
+    natsConnection_GetLastError(connection, &reason);
+    return reason && *reason != '\0' ? reason : "the server closed the connection";
 }
 
 class HandledSubscription : public Subscription {
@@ -121,7 +137,7 @@ std::span<const std::byte> data_of(natsMsg* message) {
 }
 
 bool ServerAccess::is_exposed() const {
-    const std::string_view host = host_of(url);
+    const std::string host = host_of(url);
     if (host == "localhost" || host == "::1" || host.starts_with("127.")) return false;
     const bool is_encrypted = url.starts_with("tls://") || !ca_file.empty();
     const bool is_known = !user.empty() || !token.empty() || !credentials_file.empty() || !nkey.empty() ||
@@ -133,24 +149,44 @@ Connection::Connection(const ServerAccess& access, const std::string& name, Even
                        std::chrono::milliseconds patience)
     : native_(std::make_unique<Native>()) {
     native_->events = std::move(events);
+    native_->server = without_secrets(access.url);
     const OwnedOptions options = make_options(access, name, patience);
     const auto on_lost = [](natsConnection* connection, void* native) {
         const auto& lost = static_cast<Native*>(native)->events.lost;
-        const char* reason = nullptr;
-        natsConnection_GetLastError(connection, &reason);
-        if (lost) lost(reason && *reason != '\0' ? reason : "the server closed the connection");
+        if (lost && !natsConnection_IsClosed(connection)) lost(describe_error(connection));
     };
     const auto on_back = [](natsConnection*, void* native) {
         if (const auto& back = static_cast<Native*>(native)->events.back) back();
     };
+    const auto on_error = [](natsConnection* connection, natsSubscription*, natsStatus, void* failed) {
+        const auto& native = *static_cast<Native*>(failed);
+        if (native.events.error)
+            native.events.error(fmt::format("{}: {}", native.server, describe_error(connection)));
+    };
+    const auto on_closed = [](natsConnection* connection, void* closed) {
+        auto& native = *static_cast<Native*>(closed);
+        if (native.events.error && !native.is_ending)
+            native.events.error(fmt::format("the server {} is not tried any more: {}", native.server,
+                                            describe_error(connection)));
+        const std::lock_guard lock(native.mutex);
+        native.is_closed = true;
+        native.changed.notify_all();
+    };
     check(natsOptions_SetDisconnectedCB(options.get(), on_lost, native_.get()), "a callback");
     check(natsOptions_SetReconnectedCB(options.get(), on_back, native_.get()), "a callback");
+    check(natsOptions_SetErrorHandler(options.get(), on_error, native_.get()), "a callback");
+    check(natsOptions_SetClosedCB(options.get(), on_closed, native_.get()), "a callback");
     natsConnection* made = nullptr;
-    check(natsConnection_Connect(&made, options.get()), "connecting to " + access.url);
+    check(natsConnection_Connect(&made, options.get()), "connecting to " + native_->server);
     native_->connection.reset(made);
 }
 
-Connection::~Connection() = default;
+Connection::~Connection() {
+    native_->is_ending = true;
+    natsConnection_Close(native_->connection.get());
+    std::unique_lock lock(native_->mutex);
+    native_->changed.wait(lock, [this] { return native_->is_closed; });
+}
 
 void Connection::publish(const std::string& subject, std::span<const std::byte> data) {
     check(natsConnection_Publish(native_->connection.get(), subject.c_str(), data.data(),
@@ -158,18 +194,23 @@ void Connection::publish(const std::string& subject, std::span<const std::byte> 
           "publishing on " + subject);
 }
 
-std::optional<std::vector<std::byte>> Connection::request(const std::string& subject,
-                                                          std::span<const std::byte> data,
-                                                          std::chrono::milliseconds patience) {
+bool Connection::try_publish(const std::string& subject, std::span<const std::byte> data) {
+    return is_connected() && natsConnection_Publish(native_->connection.get(), subject.c_str(), data.data(),
+                                                    static_cast<int>(data.size())) == NATS_OK;
+}
+
+Answer Connection::request(const std::string& subject, std::span<const std::byte> data,
+                           std::chrono::milliseconds patience) {
     natsMsg* answer = nullptr;
     const natsStatus status =
         natsConnection_Request(&answer, native_->connection.get(), subject.c_str(), data.data(),
                                static_cast<int>(data.size()), patience.count());
     const OwnedMessage owned(answer);
-    if (status == NATS_TIMEOUT || status == NATS_NO_RESPONDERS) return {};
+    if (status == NATS_TIMEOUT) return {Answer::Status::TimedOut};
+    if (status == NATS_NO_RESPONDERS) return {Answer::Status::NobodyListens};
     check(status, "a request on " + subject);
     const auto bytes = data_of(answer);
-    return std::vector<std::byte>(bytes.begin(), bytes.end());
+    return {Answer::Status::Answered, {bytes.begin(), bytes.end()}};
 }
 
 std::vector<std::vector<std::byte>> Connection::request_all(const std::string& subject,

@@ -22,16 +22,13 @@ std::string control_subject(std::string_view agent) {
     return fmt::format("{}.agent.{}.control", kRoot, agent);
 }
 
-std::string downward_subject(std::string_view agent, std::string_view session) {
-    return fmt::format("{}.agent.{}.down.{}", kRoot, agent, session);
+std::string lane_subject(Lane lane, std::string_view agent, std::string_view session) {
+    constexpr const char* kNames[kLaneCount] = {"down", "answers", "reports"};
+    return fmt::format("{}.agent.{}.{}.{}", kRoot, agent, kNames[static_cast<std::size_t>(lane)], session);
 }
 
-std::string upward_subject(std::string_view agent, std::string_view session) {
-    return fmt::format("{}.agent.{}.up.{}", kRoot, agent, session);
-}
-
-std::string stream_name(std::string_view agent) {
-    return fmt::format("iptvtest-1-{}", agent);
+std::string inbox_prefix_of_agent(std::string_view agent) {
+    return fmt::format("{}.inbox.{}", kRoot, agent);
 }
 
 }  // namespace orv::bus

@@ -3,7 +3,10 @@
 
 #include <nats/nats.h>
 
+#include <atomic>
+#include <condition_variable>
 #include <memory>
+#include <mutex>
 #include <string>
 
 #include "orv/bus/connection.h"
@@ -29,7 +32,13 @@ std::span<const std::byte> data_of(natsMsg* message);
 
 struct Connection::Native {
     Events events;
+    std::string server;  ///< for texts
+    std::atomic<bool> is_ending = false;
     OwnedConnection connection;
+    // The library's last call.
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool is_closed = false;
 };
 
 }  // namespace orv::bus

@@ -6,17 +6,9 @@
 #include "orv/framework/rpc_manager.h"
 #include "orv/framework/task_manager.h"
 #include "orv/ids/core_ids.h"
-#include "orv/tm/exceptions.h"
-#include "orv/tm/message.h"
+#include "orv/tm/message_head.h"
 
 namespace orv::app {
-
-namespace {
-
-/// Messages about tests are short; results are not decoded.
-constexpr std::size_t kMostBytes = 1024;
-
-}  // namespace
 
 /// The near end of a remote port's connection: the link sees what arrives.
 class PortLink::Tapped : public framework::ITransport {
@@ -103,7 +95,7 @@ void PortLink::ChannelsChange(const std::function<void()>& change) {
 }
 
 void PortLink::Look(const std::vector<std::byte>& message) {
-    if (message.size() <= kMostBytes) NoteTest(message);
+    NoteTest(message);
     const auto* port = dynamic_cast<const core::CPort*>(framework::CHandleRegistry::Instance().Find(handle_));
     if (port && tap_) tap_(*port, message);
 }
@@ -115,14 +107,12 @@ void PortLink::OnMessage(std::vector<std::byte> message) {
 }
 
 void PortLink::NoteTest(const std::vector<std::byte>& bytes) {
-    try {
-        const tm::Message message = tm::Message::decode(bytes);
-        if (message.get_request_name() == "iptvcd_1.EOTNotification") {
-            test_ = TestState::Ended;
-        } else if (message.get_request_name() == "iptvcd_1.Start") {
-            test_ = message.get_msg_type() == tm::TMT_FAULT ? TestState::Refused : TestState::Running;
-        }
-    } catch (const tm::Tm_exception&) {  // a port may send damaged messages; the receiver will report it
+    const auto head = tm::read_message_head(bytes);
+    if (!head) return;  // a port may send damaged messages; the receiver will report it
+    if (head->request_name == "iptvcd_1.EOTNotification") {
+        test_ = TestState::Ended;
+    } else if (head->request_name == "iptvcd_1.Start") {
+        test_ = head->type == tm::TMT_FAULT ? TestState::Refused : TestState::Running;
     }
 }
 

@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "orv/framework/task_manager.h"
-#include "orv/tm/message.h"
+#include "orv/tm/message_head.h"
 
 namespace orv::app {
 
@@ -60,7 +60,7 @@ LaneTransport::~LaneTransport() {
 }
 
 bool LaneTransport::Send(std::vector<std::byte> message) {
-    const auto head = tm::Message::peek(message);
+    const auto head = tm::read_message_head(message);
     if (!head || head->type != tm::TMT_REQUEST || head->request_name != kStart)
         return session_->Send(MakeParcel(ParcelKind::Message, port_, std::move(message)));
     session_->NoteStart();

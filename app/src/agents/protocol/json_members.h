@@ -17,8 +17,8 @@ namespace orv::app {
 
 using Json = nlohmann::json;
 
-/// Longest text in a setup: of names, and of errors of interfaces.
-inline constexpr std::size_t kLongestText = 4'000;
+/// Longest text in an object: of names, errors, and objects within.
+inline constexpr std::size_t kLongestText = 1'000'000;
 
 /// Writes members. Structs are written by `VisitMembers(archive, object)`, found by their types.
 class JsonWriter {
@@ -85,7 +85,8 @@ class JsonReader {
         } else if constexpr (std::is_enum_v<Member>) {
             std::underlying_type_t<Member> value{};
             Read(json, value);
-            if (value > GetLast(Member{})) throw ProtocolError("an unknown value");
+            if (std::cmp_less(value, 0) || std::cmp_greater(value, GetLast(Member{})))
+                throw ProtocolError("an unknown value");
             member = static_cast<Member>(value);
         } else if constexpr (std::integral<Member>) {
             const bool fits = json.is_number_unsigned() ? std::in_range<Member>(json.get<std::uint64_t>())

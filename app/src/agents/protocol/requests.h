@@ -27,7 +27,7 @@ inline constexpr std::chrono::seconds kShortestLease{2}, kLongestLease{3600};
 
 /// One request. The members after `operation` are those of Open, and `session` also of Keep and Close.
 struct ControlRequest {
-    enum class Operation {
+    enum class Operation : int {
         Info,   ///< who are you?
         Time,   ///< which time is it?
         Open,   ///< begin a session

@@ -5,7 +5,6 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
-#include <optional>
 #include <span>
 #include <stdexcept>
 #include <string>
@@ -29,6 +28,7 @@ struct ServerAccess {
     std::string nkey, nkey_file;             ///< public key "U...", and a file with its seed
     std::string ca_file;                     ///< whom to trust; the system's certificates without it
     std::string certificate_file, key_file;  ///< our own, if the server wants one
+    std::string inbox_prefix;                ///< of subjects for answers; "_INBOX" without it
 
     /// Whether the traffic can be read, or messages be sent, by others: the server is on another machine, and
     /// TLS or any proof of who we are is missing.
@@ -41,6 +41,17 @@ struct Message {
     std::span<const std::byte> data;
 };
 
+/// What came of a request.
+struct Answer {
+    enum class Status {
+        Answered,
+        NobodyListens,  ///< on the subject
+        TimedOut,
+    };
+    Status status = Status::TimedOut;
+    std::vector<std::byte> data = {};
+};
+
 /// Ends with the object: no call of its handler follows. Must not be destroyed in its own handler.
 class Subscription {
   public:
@@ -50,24 +61,30 @@ class Subscription {
 /// Comes back by itself whenever the server does. Any thread may call it.
 class Connection {
   public:
+    /// Called on threads of the connection.
     struct Events {
         std::function<void(const std::string& reason)> lost = {};  ///< and is being tried again
         std::function<void()> back = {};
+        /// The server does not permit something, or will not be tried again.
+        std::function<void(const std::string& text)> error = {};
     };
     using Handler = std::function<void(const Message&)>;
 
     /// `name`: shown by the server. Throws BusError if the server is not reached within `patience`.
     Connection(const ServerAccess& access, const std::string& name, Events events,
                std::chrono::milliseconds patience = std::chrono::seconds(2));
+    /// No event follows. Must not be called by one.
     ~Connection();
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
 
     /// At most once: what is in flight when the connection breaks is lost. Throws BusError.
     void publish(const std::string& subject, std::span<const std::byte> data);
-    /// Empty when nobody answers in time, or nobody listens.
-    std::optional<std::vector<std::byte>> request(const std::string& subject, std::span<const std::byte> data,
-                                                  std::chrono::milliseconds patience);
+    /// The same; false without a connection.
+    bool try_publish(const std::string& subject, std::span<const std::byte> data);
+    /// Throws BusError without a connection.
+    Answer request(const std::string& subject, std::span<const std::byte> data,
+                   std::chrono::milliseconds patience);
     /// All answers that come in time.
     std::vector<std::vector<std::byte>> request_all(const std::string& subject,
                                                     std::span<const std::byte> data,
@@ -84,6 +101,7 @@ class Connection {
     /// Time that a ping takes.
     std::chrono::nanoseconds round_trip();
 
+    /// What the client library has of it.
     struct Native;
     Native& native() { return *native_; }
 

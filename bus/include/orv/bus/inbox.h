@@ -11,8 +11,8 @@
 
 namespace orv::bus {
 
-/// Puts parcels together again: in order, once each, whatever frames come. add() is called from one thread at a
-/// time, everything else from any.
+/// Puts parcels together again: in order, once each, whatever frames come. add() is called from one thread at
+/// a time, everything else from any.
 class Inbox {
   public:
     explicit Inbox(Lane lane) : lane_(lane) {}
@@ -39,7 +39,7 @@ class Inbox {
     mutable std::mutex mutex_;
     std::uint64_t expected_ = 1;
     std::uint64_t taken_ = 0;
-    Parcel parcel_;           ///< being put together
+    Parcel parcel_;            ///< being put together
     std::uint32_t whole_ = 0;  ///< its bytes
 };
 

@@ -25,8 +25,8 @@ class Outbox {
     using Publish = std::function<bool(std::span<const std::byte> frame)>;
     struct Limits {
         std::size_t frame_bytes = 256 << 10;  ///< with its header
-        std::size_t in_flight = 32 << 20;     ///< bytes published and not taken; a single parcel may be larger
-        std::size_t spool = 256 << 20;        ///< bytes kept, published or not
+        std::size_t in_flight = 32 << 20;  ///< bytes published and not taken; a single parcel may be larger
+        std::size_t spool = 256 << 20;     ///< bytes kept, published or not
     };
     Outbox(Lane lane, const Limits& limits, Publish publish);
 
@@ -55,16 +55,16 @@ class Outbox {
     const Limits limits_;
     const Publish publish_;
     mutable std::mutex mutex_;
-    std::deque<Kept> kept_;  ///< not taken, in order
-    std::size_t bytes_ = 0;  ///< of `kept_`
+    std::deque<Kept> kept_;        ///< not taken, in order
+    std::size_t bytes_ = 0;        ///< of `kept_`
     std::uint64_t posted_ = 0;     ///< last frame of the last parcel
     std::uint64_t next_ = 1;       ///< frame to publish next
     std::uint64_t published_ = 0;  ///< highest frame ever published
     std::uint64_t taken_ = 0;
-    std::uint64_t expected_ = 1;       ///< by the receiver
-    Nanoseconds expected_since_{};     ///< that it waits for it, or that it was published again
+    std::uint64_t expected_ = 1;    ///< by the receiver
+    Nanoseconds expected_since_{};  ///< that it waits for it, or that it was published again
     std::uint64_t resent_ = 0;
-    std::vector<std::byte> frame_;     ///< scratch
+    std::vector<std::byte> frame_;  ///< scratch
 };
 
 }  // namespace orv::bus

@@ -1,43 +1,23 @@
 // The stream of the server that keeps reports on their way to a controller (JetStream).
 #pragma once
 
-#include <cstddef>
-#include <functional>
+#include <chrono>
 #include <memory>
-#include <span>
 #include <string>
 
 #include "orv/bus/connection.h"
 
 namespace orv::bus {
 
-/// A message that the stream has delivered; the stream keeps it, and counts it as in flight, until it is
-/// acknowledged. Destroying it without that leaves it there.
-class Delivered {
-  public:
-    Delivered(Delivered&&) noexcept;
-    Delivered& operator=(Delivered&&) noexcept;
-    ~Delivered();
-
-    std::span<const std::byte> data() const;
-    void acknowledge();
-
-  private:
-    friend class ReportStream;
-    struct Native;
-    explicit Delivered(void* message) : message_(message) {}
-    void* message_;  ///< natsMsg
-};
-
 /// Reads what is published on one subject of the stream. The stream is kept in the server's memory: whatever
-/// a server that dies takes along, its sender still has.
+/// a server that dies takes along, its sender still has. Each message is to be acknowledged: so many may be
+/// delivered and not acknowledged, and the others wait in the server.
 class ReportStream {
   public:
-    using Handler = std::function<void(Delivered)>;
-
-    /// Makes the stream unless the server has it, and begins to read. `handler` is called on a thread of the
-    /// subscription's own. Throws BusError, also for a server without JetStream, saying so.
-    ReportStream(Connection& connection, const std::string& subject, Handler handler,
+    /// Makes the stream unless the server has it, and begins to read. `handler` is called on a thread of its
+    /// own; what acknowledge() needs of a message is its `reply`. Throws BusError, also for a server without
+    /// JetStream, saying so.
+    ReportStream(Connection& connection, const std::string& subject, Connection::Handler handler,
                  std::chrono::milliseconds patience);
     /// Stops reading; what is left of the subject is removed by the server.
     ~ReportStream();
@@ -47,6 +27,8 @@ class ReportStream {
     /// Makes stream and consumer again if the server has lost them. Called after reconnecting, and whenever
     /// nothing comes that should. Throws BusError.
     void restore(std::chrono::milliseconds patience);
+    /// The server may forget the message. Any thread.
+    static void acknowledge(Connection& connection, const std::string& reply);
 
   private:
     struct Native;

@@ -12,25 +12,27 @@
 
 namespace orv::bus {
 
-/// The lanes of a session, over subjects and the stream of reports. Survives a lost connection and a server that
-/// was killed and restarted: nothing is lost, repeated or out of order within a lane. A thread of its own
-/// publishes, acknowledges twice a second and whenever something was taken, and looks after what is missing.
+/// The lanes of a session, over subjects and the stream of reports. Survives a lost connection and a server
+/// that was killed and restarted: nothing is lost, repeated or out of order within a lane. A thread of its
+/// own publishes, acknowledges twice a second and whenever something was taken, and looks after what is
+/// missing.
 class SessionLink {
   public:
     enum class Side { Controller, Agent };
     struct Setup {
         Side side = Side::Controller;
         std::string agent, session;
-        Outbox::Limits limits = {};  ///< of each lane that this end sends on; frames are at most what the server takes
+        Outbox::Limits limits =
+            {};  ///< of each lane that this end sends on; frames are at most what the server takes
     };
-    /// Says that a parcel is done with; until then its sender keeps it. Any thread may call it, once, also after
-    /// the link has ended.
+    /// Says that a parcel is done with; until then its sender keeps it. Any thread may call it, once, also
+    /// after the link has ended.
     using Take = std::function<void()>;
     struct Events {
         /// Called with the parcels of a lane in order, on one thread per lane.
         std::function<void(Lane lane, Parcel parcel, Take take)> receive;
-        /// Something that needs to be said and does not end the session: the stream could not be restored yet.
-        /// On the link's thread.
+        /// Something that needs to be said and does not end the session: the stream could not be restored
+        /// yet. On the link's thread.
         std::function<void(const std::string& text)> warn;
     };
 
@@ -41,8 +43,8 @@ class SessionLink {
     SessionLink(const SessionLink&) = delete;
     SessionLink& operator=(const SessionLink&) = delete;
 
-    /// Keeps the parcel until the other end is done with it. False, and nothing is kept, when the lane's spool is
-    /// full; an `urgent` one is always kept. Any thread; returns at once.
+    /// Keeps the parcel until the other end is done with it. False, and nothing is kept, when the lane's
+    /// spool is full; an `urgent` one is always kept. Any thread; returns at once.
     bool send(Lane lane, Parcel parcel, bool urgent = false);
     /// Call when the connection is back. Any thread.
     void on_reconnected();

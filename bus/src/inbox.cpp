@@ -1,0 +1,37 @@
+#include "orv/bus/inbox.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace orv::bus {
+
+Inbox::Result Inbox::add(const Frame& frame) {
+    const std::lock_guard lock(mutex_);
+    if (frame.lane != lane_) return {Verdict::Broken};
+    if (frame.number < expected_) return {Verdict::Known};
+    if (frame.number > expected_) return {Verdict::Ahead};
+    if (frame.offset == 0) {
+        if (!parcel_.data.empty()) return {Verdict::Broken};
+        parcel_ = {frame.kind, frame.port, {}};
+        whole_ = frame.whole;
+    } else if (frame.offset != parcel_.data.size() || frame.whole != whole_ || frame.kind != parcel_.kind ||
+               frame.port != parcel_.port) {
+        return {Verdict::Broken};
+    }
+    parcel_.data.insert(parcel_.data.end(), frame.piece.begin(), frame.piece.end());
+    ++expected_;
+    if (!frame.is_last()) return {Verdict::Kept};
+    return {Verdict::Complete, std::exchange(parcel_, {}), frame.number};
+}
+
+void Inbox::take(std::uint64_t number) {
+    const std::lock_guard lock(mutex_);
+    taken_ = std::max(taken_, number);
+}
+
+Acknowledgement Inbox::get_acknowledgement() const {
+    const std::lock_guard lock(mutex_);
+    return {lane_, taken_, expected_};
+}
+
+}  // namespace orv::bus
