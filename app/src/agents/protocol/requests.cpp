@@ -50,8 +50,8 @@ void VisitMembers(Archive& archive, ControlRequest& request) {
         const bool has_session = request.operation >= ControlRequest::Operation::Open;
         if (has_session && !IsSession(request.session)) throw ProtocolError("session: expected 32 digits");
         if (request.lease < kShortestLease || request.lease > kLongestLease)
-            throw ProtocolError(fmt::format("lease: expected {} to {} s", kShortestLease.count(),
-                                            kLongestLease.count()));
+            throw ProtocolError(
+                fmt::format("lease: expected {} to {} s", kShortestLease.count(), kLongestLease.count()));
     }
 }
 
@@ -107,8 +107,8 @@ ControlAnswer ReadControlAnswer(std::string_view json) {
 
 std::string FindVersionProblem(const std::string& who, int protocol, const std::string& program) {
     if (protocol == kAgentProtocol) return {};
-    return fmt::format("{} is iptvtest {} (protocol {}), this is iptvtest {} (protocol {}): they do not fit", who,
-                       program, protocol, kProgramVersion, kAgentProtocol);
+    return fmt::format("{} is iptvtest {} (protocol {}), this is iptvtest {} (protocol {}): they do not fit",
+                       who, program, protocol, kProgramVersion, kAgentProtocol);
 }
 
 }  // namespace orv::app

@@ -1,0 +1,158 @@
+#include "agents/server/agent.h"
+
+#include <fmt/format.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <thread>
+#include <utility>
+
+#include "orv/bus/names.h"
+#include "orv/nic/live_port.h"
+#include "program_version.h"
+
+namespace orv::app {
+
+namespace {
+
+constexpr std::chrono::milliseconds kNamePatience{500};
+
+bool IsUp(const std::string& interface) {
+    std::ifstream file("/sys/class/net/" + interface + "/flags");
+    unsigned flags = 0;
+    file >> std::hex >> flags;
+    constexpr unsigned kUp = 1;  // IFF_UP
+    return (flags & kUp) != 0;
+}
+
+double GetLoadPerCore() {
+    double load = 0;
+    if (::getloadavg(&load, 1) != 1) return 0;
+    return load / std::max(std::thread::hardware_concurrency(), 1U);
+}
+
+std::string_view AsText(std::span<const std::byte> data) {
+    return {reinterpret_cast<const char*>(data.data()), data.size()};
+}
+
+}  // namespace
+
+Agent::Agent(bus::Connection& connection, AgentOffer offer, Say say)
+    : connection_(connection), offer_(std::move(offer)), say_(std::move(say)) {
+    const auto listen = [this](const bus::Message& message) { OnRequest(message); };
+    control_ = connection_.subscribe(bus::control_subject(offer_.name), listen);
+    discovery_ = connection_.subscribe(bus::discovery_subject(), listen);
+}
+
+Agent::~Agent() {
+    control_.reset();
+    discovery_.reset();
+    const std::lock_guard lock(mutex_);
+    if (!session_) return;
+    session_->Stop(fmt::format("agent \"{}\" has been stopped", offer_.name));
+    session_.reset();
+}
+
+bool Agent::IsNameTaken(bus::Connection& connection, const std::string& name) {
+    ControlRequest request;
+    request.program = kProgramVersion;
+    const std::string text = ToJson(request);
+    const bus::Answer answer =
+        connection.request(bus::control_subject(name), std::as_bytes(std::span(text)), kNamePatience);
+    return answer.status == bus::Answer::Status::Answered;
+}
+
+void Agent::OnReconnected() {
+    const std::lock_guard lock(mutex_);
+    if (session_) session_->OnReconnected();
+}
+
+void Agent::LookAfterSession() {
+    const std::lock_guard lock(mutex_);
+    if (!session_) return;
+    if (const std::string why = session_->FindEnd(); !why.empty()) EndSession(why);
+}
+
+void Agent::EndSession(const std::string& why) {
+    say_(fmt::format("The test of {} has ended: {}.", session_->GetHolder(), why));
+    session_.reset();
+}
+
+void Agent::OnRequest(const bus::Message& message) {
+    if (message.reply.empty()) return;
+    const std::string answer = ToJson(AnswerTo(message));
+    connection_.try_publish(std::string(message.reply), std::as_bytes(std::span(answer)));
+}
+
+ControlAnswer Agent::AnswerTo(const bus::Message& message) {
+    ControlAnswer answer;
+    answer.program = kProgramVersion;
+    const auto now = [](auto clock) {
+        return std::chrono::duration_cast<std::chrono::nanoseconds>(clock.now().time_since_epoch());
+    };
+    answer.steady_time = now(std::chrono::steady_clock());
+    answer.system_time = now(std::chrono::system_clock());
+    try {
+        const ControlRequest request = ReadControlRequest(AsText(message.data));
+        answer.error = FindVersionProblem("the controller", request.protocol, request.program);
+        if (!answer.error.empty()) {
+            answer.error = fmt::format("agent \"{}\": {}", offer_.name, answer.error);
+            return answer;
+        }
+        const std::lock_guard lock(mutex_);
+        answer.is_known = session_ && session_->GetName() == request.session;
+        switch (request.operation) {
+            case ControlRequest::Operation::Info:
+                answer.info = MakeInfo();
+                break;
+            case ControlRequest::Operation::Time:
+                break;
+            case ControlRequest::Operation::Open:
+                Open(request, answer);
+                break;
+            case ControlRequest::Operation::Keep:
+                if (answer.is_known) session_->Describe(answer);
+                break;
+            case ControlRequest::Operation::Close:
+                if (!answer.is_known) break;
+                session_->Describe(answer);
+                EndSession("it is done");
+                break;
+        }
+    } catch (const ProtocolError& error) {
+        answer.error = fmt::format("agent \"{}\" does not understand: {}", offer_.name, error.what());
+    } catch (const bus::BusError& error) {
+        answer.error = fmt::format("agent \"{}\": {}", offer_.name, error.what());
+    }
+    return answer;
+}
+
+void Agent::Open(const ControlRequest& request, ControlAnswer& answer) {
+    if (answer.is_known) return;  // the request came twice
+    if (session_) {
+        answer.error = fmt::format("agent \"{}\" is in use by {}", offer_.name, session_->GetHolder());
+        return;
+    }
+    session_ = std::make_unique<ServedSession>(connection_, offer_, request);
+    answer.is_known = true;
+    say_(fmt::format("A test of {} begins.", request.holder));
+}
+
+AgentInfo Agent::MakeInfo() const {
+    AgentInfo info;
+    info.name = offer_.name;
+    info.is_simulated = offer_.is_simulated;
+    info.load = GetLoadPerCore();
+    if (session_) info.holder = session_->GetHolder();
+    for (const std::string& interface : offer_.interfaces) {
+        AgentInterface described{interface, 0, IsUp(interface)};
+        try {
+            described.line_rate = nic::GetLineRate(interface);
+        } catch (const nic::NicError&) {  // it has gone
+        }
+        info.interfaces.push_back(described);
+    }
+    return info;
+}
+
+}  // namespace orv::app

@@ -1,0 +1,48 @@
+// An agent: offers ports of its machine, and serves one controller at a time.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "agents/protocol/requests.h"
+#include "agents/server/served_session.h"
+#include "orv/bus/connection.h"
+
+namespace orv::app {
+
+class Agent {
+  public:
+    /// Called on any thread with what a person at the agent wants to know.
+    using Say = std::function<void(const std::string& text)>;
+
+    /// Listens from now on. `connection` outlives the agent. Throws bus::BusError.
+    Agent(bus::Connection& connection, AgentOffer offer, Say say);
+    /// Ends its session, and tells the controller so.
+    ~Agent();
+    Agent(const Agent&) = delete;
+    Agent& operator=(const Agent&) = delete;
+
+    /// Whether somebody else already answers under the name.
+    static bool IsNameTaken(bus::Connection& connection, const std::string& name);
+    void OnReconnected();
+    /// Call a few times a second: ends a session whose controller is gone.
+    void LookAfterSession();
+
+  private:
+    void OnRequest(const bus::Message& message);
+    ControlAnswer AnswerTo(const bus::Message& message);
+    void Open(const ControlRequest& request, ControlAnswer& answer);
+    void EndSession(const std::string& why);
+    AgentInfo MakeInfo() const;
+
+    bus::Connection& connection_;
+    const AgentOffer offer_;
+    const Say say_;
+    mutable std::mutex mutex_;  ///< of the session; taken before the task lock
+    std::unique_ptr<ServedSession> session_;
+    std::unique_ptr<bus::Subscription> control_, discovery_;
+};
+
+}  // namespace orv::app
