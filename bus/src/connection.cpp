@@ -127,8 +127,10 @@ void check(natsStatus status, const std::string& what) {
     natsStatus last = NATS_OK;
     const char* details = nats_GetLastError(&last);
     const bool has_details = last == status && details && *details != '\0';
-    throw BusError(fmt::format("{}: {}{}{}", what, natsStatus_GetText(status), has_details ? ", " : "",
-                               has_details ? details : ""));
+    const std::string text = fmt::format("{}: {}{}{}", what, natsStatus_GetText(status),
+                                         has_details ? ", " : "", has_details ? details : "");
+    if (status == NATS_CONNECTION_AUTH_FAILED) throw AccessRefused(text);
+    throw BusError(text);
 }
 
 std::span<const std::byte> data_of(natsMsg* message) {
@@ -166,8 +168,9 @@ Connection::Connection(const ServerAccess& access, const std::string& name, Even
     const auto on_closed = [](natsConnection* connection, void* closed) {
         auto& native = *static_cast<Native*>(closed);
         if (native.events.error && !native.is_ending)
-            native.events.error(fmt::format("the server {} is not tried any more: {}", native.server,
-                                            describe_error(connection)));
+            native.events.error(
+                fmt::format("{} is not tried any more: {}", native.server, describe_error(connection)));
+        if (native.events.closed && !native.is_ending) native.events.closed();
         const std::lock_guard lock(native.mutex);
         native.is_closed = true;
         native.changed.notify_all();

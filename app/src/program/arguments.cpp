@@ -9,8 +9,10 @@
 #include <string_view>
 #include <vector>
 
+#include "orv/bus/names.h"
 #include "output/printable.h"
 #include "reports.h"
+#include "server_options.h"
 #include "test_file/names.h"
 
 namespace orv::app {
@@ -52,6 +54,14 @@ side. The file may be written to meanwhile. What a test has stored that was brok
 
   iptvtest results zap.db "Event Result" --csv --columns "Device Name,Channel Number,Join Latency(msec)"
       --where '"Join Latency(msec)" > 50' --limit 1000)text";
+
+constexpr const char* kAgentFooter =
+    R"(The agent and the programs that run tests meet at a NATS server with JetStream. It serves one test at a time, and ends it
+when whoever runs it is gone.
+
+  nats-server --jetstream
+  iptvtest agent --server nats://10.0.0.1 --name lounge --interface eth1
+  iptvtest run zapping.yaml --server nats://10.0.0.1      with a port whose Location is agent://lounge/eth1)";
 
 constexpr const char* kReportFooter =
     R"(The page needs no network: it holds all tests of the latest run in a database, with verdict, percentiles, time
@@ -104,6 +114,47 @@ std::string CheckName(const std::string& text) {
     return text.empty() ? "the name is empty" : "";
 }
 
+void AddLease(CLI::App& run, std::chrono::seconds& lease) {
+    run.add_option_function<std::int64_t>(
+           "--lease", [&lease](std::int64_t seconds) { lease = std::chrono::seconds(seconds); },
+           "How long agents and this program wait for each other before they give the test up; default: 90")
+        ->check(CLI::Range(std::int64_t{kShortestLease.count()}, std::int64_t{kLongestLease.count()}))
+        ->type_name("SECONDS")
+        ->group("Server of the agents");
+}
+
+void AddAgent(CLI::App& app, Arguments& arguments) {
+    CLI::App* agent = app.add_subcommand("agent", "Offer ports of this machine to tests on other machines");
+    AgentOffer& offer = arguments.agent.offer;
+    AddServerOptions(*agent, arguments.agent.server, true);
+    agent->add_option("--name", offer.name, "Name of this agent; ports are at agent://NAME/...")
+        ->required()
+        ->check(CLI::Validator([](std::string& name) { return bus::find_name_problem(name); }, "", "name"))
+        ->type_name("NAME");
+    agent
+        ->add_option("--interface", offer.interfaces,
+                     "Network interface that it offers; can be given several times")
+        ->allow_extra_args(false)
+        ->type_name("IF");
+    agent->add_flag("--simulated", offer.is_simulated, "Offer simulated ports");
+    agent
+        ->add_option_function<std::size_t>(
+            "--spool", [&offer](std::size_t mebibytes) { offer.spool = mebibytes << 20; },
+            "Reports that may wait for a slow controller before the test is ended; default: 256")
+        ->check(CLI::Range(std::size_t{1}, std::size_t{1} << 20))
+        ->type_name("MIB");
+    agent->footer(kAgentFooter);
+    agent->callback([&arguments] {
+        if (arguments.agent.offer.interfaces.empty() && !arguments.agent.offer.is_simulated)
+            throw CLI::ValidationError("an agent without ports: --interface or --simulated is missing");
+        arguments.command = Arguments::Command::Agent;
+    });
+    CLI::App* agents = app.add_subcommand("agents", "List the agents at a server");
+    AddServerOptions(*agents, arguments.agent.server, true);
+    agents->add_flag("--json", arguments.json, "As JSON");
+    agents->callback([&arguments] { arguments.command = Arguments::Command::Agents; });
+}
+
 void AddRun(CLI::App& app, Arguments& arguments, std::string& clock, std::string& level,
             std::uint64_t& seed) {
     CLI::App* run = app.add_subcommand("run", "Run a test and show what it found");
@@ -145,6 +196,8 @@ void AddRun(CLI::App& app, Arguments& arguments, std::string& clock, std::string
     run->add_flag("--replay-incomplete", arguments.run.replay_incomplete,
                   "Also a recording that was cut off: what there is of it")
         ->needs(replay);
+    AddServerOptions(*run, arguments.run.server, false);
+    AddLease(*run, arguments.run.lease);
     run->footer(kRunFooter);
     run->callback([&arguments] { arguments.command = Arguments::Command::Run; });
 }
@@ -317,6 +370,7 @@ std::optional<Arguments> ReadArguments(int argc, const char* const* argv, int& s
     validate->callback([&arguments] { arguments.command = Arguments::Command::Validate; });
     AddResults(app, arguments, csv, results_json, data_set);
     AddReport(app, arguments, data_set);
+    AddAgent(app, arguments);
     CLI::App* explain = app.add_subcommand("explain", "Explain what test files are made of");
     explain->add_option("CLASS", arguments.class_name, "Class of objects; without it the classes are listed");
     explain->callback([&arguments] { arguments.command = Arguments::Command::Explain; });

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "agent_command.h"
 #include "orv/framework/logger.h"
 #include "report/report_command.h"
 #include "results_viewer/show_results.h"
@@ -14,13 +15,13 @@
 namespace orv::app {
 
 struct Arguments {
-    enum class Command { Run, Validate, Results, Report, Explain, Schema, Version };
+    enum class Command { Run, Validate, Results, Report, Explain, Schema, Agent, Agents, Version };
     Command command = Command::Version;
 
     std::filesystem::path file;         ///< of run and validate; "-" is the standard input
     std::vector<std::string> settings;  ///< of run and validate, "NAME/Property=VALUE"
     bool quiet = false;
-    bool json = false;  ///< of run and validate
+    bool json = false;  ///< of run, validate and agents
     std::filesystem::path junit;
     std::string metrics;         ///< of run: where to serve metrics; empty: nowhere
     std::filesystem::path page;  ///< of run: where to write the report as HTML
@@ -32,6 +33,7 @@ struct Arguments {
     ResultsRequest results;
     ReportRequest report;
     std::string class_name;  ///< of explain; empty: all classes
+    AgentArguments agent;    ///< of agent; of agents the server
 };
 
 /// Reads a command line. For a wrong command line or a request for help, the answer

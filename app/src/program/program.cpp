@@ -116,6 +116,10 @@ int CarryOut(const Arguments& arguments) {
             std::cout << MakeJsonSchema() << '\n';
             return 0;
         }
+        case Arguments::Command::Agent:
+            return RunAgent(arguments.agent);
+        case Arguments::Command::Agents:
+            return ListAgents(arguments.agent.server, arguments.json);
         case Arguments::Command::Version:
             return PrintVersion();
     }

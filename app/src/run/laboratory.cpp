@@ -58,7 +58,7 @@ Laboratory::Laboratory(const core::CProject& project, const Setup& setup)
       agents_({setup.server, setup.lease, setup.complain, setup.warn, &timeline_,
                [this]() -> const il::StreamsOnAir& { return on_air_.Get(); }},
               FindAgentPorts(project, setup), MakeSessionSetup(setup, network_, timeline_)) {
-    network_.is_sent = [this](const ipAddress_t& group, const il::SourceFilter& filter) {
+    network_.is_sent = [this](const il::ipAddress_t& group, const il::SourceFilter& filter) {
         return on_air_.Get().IsSent(group, filter);
     };
     framework::ScriptableVec ports;

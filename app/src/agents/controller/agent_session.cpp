@@ -289,7 +289,7 @@ class AgentSession::Impl {
     }
 
     void Close() {
-        if (std::exchange(is_open_, false))
+        if (is_open_.exchange(false))
             AskQuietly(ControlRequest::Operation::Close, std::chrono::seconds(2));
     }
 

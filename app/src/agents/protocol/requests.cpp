@@ -26,7 +26,7 @@ void VisitDuration(Archive& archive, const char* name, Duration& duration) {
 }
 
 template <class Object>
-std::string Dump(const Object& object) {
+std::string DumpRequest(const Object& object) {
     return DumpJson(JsonWriter::Write(object));
 }
 
@@ -75,6 +75,7 @@ template <class Archive>
 void VisitMembers(Archive& archive, ControlAnswer& answer) {
     archive("protocol", answer.protocol);
     archive("program", answer.program);
+    archive("name", answer.name);
     if (Archive::kReads && answer.protocol != kAgentProtocol) return;
     archive("error", answer.error);
     archive("info", answer.info);
@@ -86,11 +87,11 @@ void VisitMembers(Archive& archive, ControlAnswer& answer) {
 }
 
 std::string ToJson(const ControlRequest& request) {
-    return Dump(request);
+    return DumpRequest(request);
 }
 
 std::string ToJson(const ControlAnswer& answer) {
-    return Dump(answer);
+    return DumpRequest(answer);
 }
 
 ControlRequest ReadControlRequest(std::string_view json) {

@@ -61,6 +61,7 @@ struct AgentInfo {
 struct ControlAnswer {
     int protocol = kAgentProtocol;
     std::string program = {};
+    std::string name = {};   ///< of the agent
     std::string error = {};  ///< if not empty, the request was refused, for this reason
     std::optional<AgentInfo> info = {};
     bool is_known = false;                    ///< Keep: the agent has this session

@@ -247,12 +247,12 @@ void VisitMembers(Archive& archive, SessionAnswer& answer) {
 namespace {
 
 template <class Object>
-std::string Dump(const Object& object) {
+std::string DumpSettings(const Object& object) {
     return DumpJson(JsonWriter::Write(object));
 }
 
 template <class Object>
-Object Read(std::string_view text, const char* what) {
+Object ReadSettings(std::string_view text, const char* what) {
     try {
         Object object;
         JsonReader::Read(ParseJson(text), object);
@@ -265,38 +265,38 @@ Object Read(std::string_view text, const char* what) {
 }  // namespace
 
 std::string ToJson(const SessionSetup& setup) {
-    return Dump(setup);
+    return DumpSettings(setup);
 }
 SessionSetup ReadSessionSetup(std::string_view json) {
-    return Read<SessionSetup>(json, "the set-up of a session");
+    return ReadSettings<SessionSetup>(json, "the set-up of a session");
 }
 
 std::string ToJson(const SessionAnswer& answer) {
-    return Dump(answer);
+    return DumpSettings(answer);
 }
 SessionAnswer ReadSessionAnswer(std::string_view json) {
-    return Read<SessionAnswer>(json, "the answer to a set-up");
+    return ReadSettings<SessionAnswer>(json, "the answer to a set-up");
 }
 
 std::string ToJson(const std::vector<nic::Stream>& streams) {
-    return Dump(streams);
+    return DumpSettings(streams);
 }
 std::vector<nic::Stream> ReadStreams(std::string_view json) {
-    return Read<std::vector<nic::Stream>>(json, "streams");
+    return ReadSettings<std::vector<nic::Stream>>(json, "streams");
 }
 
 std::string ToJson(const il::StreamsOnAir::Paths& paths) {
-    return Dump(paths);
+    return DumpSettings(paths);
 }
 il::StreamsOnAir::Paths ReadStreamsOnAir(std::string_view json) {
-    return Read<il::StreamsOnAir::Paths>(json, "streams on air");
+    return ReadSettings<il::StreamsOnAir::Paths>(json, "streams on air");
 }
 
 std::string ToJson(const std::vector<nic::LiveFigures>& figures) {
-    return Dump(figures);
+    return DumpSettings(figures);
 }
 std::vector<nic::LiveFigures> ReadFigures(std::string_view json) {
-    return Read<std::vector<nic::LiveFigures>>(json, "figures");
+    return ReadSettings<std::vector<nic::LiveFigures>>(json, "figures");
 }
 
 }  // namespace orv::app

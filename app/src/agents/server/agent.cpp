@@ -31,7 +31,7 @@ double GetLoadPerCore() {
     return load / std::max(std::thread::hardware_concurrency(), 1U);
 }
 
-std::string_view AsText(std::span<const std::byte> data) {
+std::string_view GetTextOf(std::span<const std::byte> data) {
     return {reinterpret_cast<const char*>(data.data()), data.size()};
 }
 
@@ -87,13 +87,14 @@ void Agent::OnRequest(const bus::Message& message) {
 ControlAnswer Agent::AnswerTo(const bus::Message& message) {
     ControlAnswer answer;
     answer.program = kProgramVersion;
+    answer.name = offer_.name;
     const auto now = [](auto clock) {
         return std::chrono::duration_cast<std::chrono::nanoseconds>(clock.now().time_since_epoch());
     };
     answer.steady_time = now(std::chrono::steady_clock());
     answer.system_time = now(std::chrono::system_clock());
     try {
-        const ControlRequest request = ReadControlRequest(AsText(message.data));
+        const ControlRequest request = ReadControlRequest(GetTextOf(message.data));
         answer.error = FindVersionProblem("the controller", request.protocol, request.program);
         if (!answer.error.empty()) {
             answer.error = fmt::format("agent \"{}\": {}", offer_.name, answer.error);

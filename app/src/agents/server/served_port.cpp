@@ -13,7 +13,7 @@ namespace orv::app {
 
 namespace {
 
-std::string_view AsText(const std::vector<std::byte>& data) {
+std::string_view GetTextOfParcel(const std::vector<std::byte>& data) {
     return {reinterpret_cast<const char*>(data.data()), data.size()};
 }
 
@@ -66,7 +66,7 @@ class ServedLivePort : public PortWithMessages {
     void Receive(const std::vector<std::byte>& message) override { port_.Receive(message); }
     void TakeOther(ParcelKind kind, const std::vector<std::byte>& data) override {
         if (kind != ParcelKind::Streams) Refuse(kind);
-        port_.SetStreams(ReadStreams(AsText(data)));
+        port_.SetStreams(ReadStreams(GetTextOfParcel(data)));
     }
 
     const double line_rate_;
@@ -89,7 +89,7 @@ class ServedSimulatedPort : public PortWithMessages {
     void Receive(const std::vector<std::byte>& message) override { port_.Receive(message); }
     void TakeOther(ParcelKind kind, const std::vector<std::byte>& data) override {
         if (kind != ParcelKind::OnAir) Refuse(kind);
-        il::StreamsOnAir streams(ReadStreamsOnAir(AsText(data)));
+        il::StreamsOnAir streams(ReadStreamsOnAir(GetTextOfParcel(data)));
         port_.ChannelsChange([&] { streams_ = std::move(streams); });
     }
 

@@ -105,7 +105,10 @@ class ServedSession::Impl : public std::enable_shared_from_this<ServedSession::I
             if (kind == ParcelKind::Configure) return Configure(GetText(parcel, parcel.data.size()));
             if (parcel.port >= ports_.size())
                 throw ProtocolError(fmt::format("a parcel for port {}, which there is not", parcel.port));
-            if (kind == ParcelKind::HungUp) return ports_[parcel.port].reset();
+            if (kind == ParcelKind::HungUp) {
+                EndPort(parcel.port);
+                return;
+            }
             // It may have ended while the parcel was on its way.
             if (auto& port = ports_[parcel.port]) port->Take(kind, std::move(parcel.data));
         } catch (const ProtocolError& error) {
@@ -148,7 +151,7 @@ class ServedSession::Impl : public std::enable_shared_from_this<ServedSession::I
         return {[this, port](std::vector<std::byte> message) { Send(port, std::move(message)); },
                 [this, port](const std::string& reason) {
                     HangUp(port, reason);
-                    Post([port](Impl& session) { session.ports_[port].reset(); });
+                    Post([port](Impl& session) { session.EndPort(port); });
                 },
                 [this, port](const std::string& what) {
                     link_->send(Lane::Reports, MakeTextParcel(ParcelKind::Complaint, port, what), true);
@@ -169,12 +172,15 @@ class ServedSession::Impl : public std::enable_shared_from_this<ServedSession::I
         const std::uint16_t port = parcel.port;
         if (link_->send(lane, std::move(parcel))) return;
         Post([port](Impl& session) {
-            if (!std::exchange(session.ports_[port], nullptr)) return;
+            if (!session.EndPort(port)) return;
             session.HangUp(port,
                            fmt::format("the spool of agent \"{}\" is full: {} MiB wait for the controller",
                                        session.offer_.name, session.offer_.spool >> 20));
         });
     }
+
+    /// False if it had ended before.
+    bool EndPort(std::uint16_t port) { return port < ports_.size() && std::exchange(ports_[port], nullptr); }
 
     void HangUp(std::uint16_t port, const std::string& reason) {
         link_->send(Lane::Reports, MakeTextParcel(ParcelKind::HungUp, port, reason), true);

@@ -19,6 +19,12 @@ class BusError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+/// The server does not know us, or who we say to be.
+class AccessRefused : public BusError {
+  public:
+    using BusError::BusError;
+};
+
 /// How to reach a server, and who we are there. Empty members are not used.
 struct ServerAccess {
     std::string url;  ///< "nats://host:4222"; "tls://..." insists on TLS
@@ -65,8 +71,10 @@ class Connection {
     struct Events {
         std::function<void(const std::string& reason)> lost = {};  ///< and is being tried again
         std::function<void()> back = {};
-        /// The server does not permit something, or will not be tried again.
+        /// The server does not permit something.
         std::function<void(const std::string& text)> error = {};
+        /// The connection will not come back: the server has refused who we are, twice.
+        std::function<void()> closed = {};
     };
     using Handler = std::function<void(const Message&)>;
 

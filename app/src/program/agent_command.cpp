@@ -1,0 +1,126 @@
+#include "program/agent_command.h"
+
+#include <fmt/format.h>
+
+#include <array>
+#include <atomic>
+#include <csignal>
+#include <ctime>
+#include <iostream>
+#include <memory>
+#include <mutex>
+
+#include "agents/server/agent.h"
+#include "orv/bus/names.h"
+#include "orv/framework/task_manager.h"
+#include "output/printable.h"
+#include "program/server_options.h"
+#include "reports.h"
+#include "run/run_outcome.h"
+
+namespace orv::app {
+
+namespace {
+
+constexpr std::chrono::milliseconds kTurn{250};
+constexpr std::chrono::seconds kServerPatience{2};
+
+/// SIGINT, SIGTERM and SIGHUP, which no thread gets: they are asked for.
+class Signals {
+  public:
+    Signals() {
+        ::sigemptyset(&set_);
+        for (const int signal : {SIGINT, SIGTERM, SIGHUP}) ::sigaddset(&set_, signal);
+        ::pthread_sigmask(SIG_BLOCK, &set_, nullptr);
+        std::signal(SIGPIPE, SIG_IGN);
+    }
+    /// Whether one comes within the time.
+    bool Wait(std::chrono::milliseconds patience) const {
+        const timespec time{patience.count() / 1000, patience.count() % 1000 * 1'000'000};
+        return ::sigtimedwait(&set_, nullptr, &time) > 0;
+    }
+
+  private:
+    sigset_t set_{};
+};
+
+/// Lines on the standard error, whoever says them.
+void Say(const std::string& text) {
+    static std::mutex mutex;
+    const std::lock_guard lock(mutex);
+    std::cerr << MakePrintable(text) << std::endl;
+}
+
+std::string DescribeOffer(const AgentOffer& offer) {
+    std::string text;
+    for (const std::string& interface : offer.interfaces) text += (text.empty() ? "" : ", ") + interface;
+    if (offer.is_simulated) text += text.empty() ? "simulated ports" : ", simulated ports";
+    return text;
+}
+
+/// Simulated ports use it.
+struct RealClock {
+    RealClock() { framework::CTaskManager::Instance().Start(framework::ClockKind::Real); }
+    ~RealClock() { framework::CTaskManager::Instance().Stop(); }
+    RealClock(const RealClock&) = delete;
+    RealClock& operator=(const RealClock&) = delete;
+};
+
+/// Until the server is there; null when a signal came before.
+std::unique_ptr<bus::Connection> Connect(const AgentArguments& arguments,
+                                         const bus::Connection::Events& events, const Signals& signals) {
+    bus::ServerAccess access = arguments.server;
+    access.inbox_prefix = bus::inbox_prefix_of_agent(arguments.offer.name);
+    bool is_said = false;
+    for (;;) {
+        try {
+            return std::make_unique<bus::Connection>(access, "iptvtest agent " + arguments.offer.name, events,
+                                                     kServerPatience);
+        } catch (const bus::AccessRefused&) {
+            throw;
+        } catch (const bus::BusError& error) {
+            if (!std::exchange(is_said, true)) Say(fmt::format("{}; it is tried again.", error.what()));
+        }
+        if (signals.Wait(kTurn * 4)) return {};
+    }
+}
+
+}  // namespace
+
+int RunAgent(const AgentArguments& arguments) {
+    const Signals signals;
+    WarnIfExposed(arguments.server);
+    const AgentOffer& offer = arguments.offer;
+    const RealClock clock;
+    std::atomic<bool> is_lost_for_good = false, is_back = false;
+    bus::Connection::Events events;
+    events.lost = [](const std::string& why) {
+        Say(fmt::format("The server is lost ({}); it is tried again.", why));
+    };
+    events.back = [&is_back] {
+        Say("The server is back.");
+        is_back = true;
+    };
+    events.error = [](const std::string& text) { PrintError(text); };
+    events.closed = [&is_lost_for_good] { is_lost_for_good = true; };
+    try {
+        const auto connection = Connect(arguments, events, signals);
+        if (!connection) return 0;
+        if (Agent::IsNameTaken(*connection, offer.name)) {
+            PrintError(fmt::format("there is an agent with the name \"{}\" already", offer.name));
+            return static_cast<int>(RunEnd::BadInput);
+        }
+        Agent agent(*connection, offer, Say);
+        Say(fmt::format("Agent {} waits for tests; it offers {}.", offer.name, DescribeOffer(offer)));
+        while (!signals.Wait(kTurn) && !is_lost_for_good) {
+            if (is_back.exchange(false)) agent.OnReconnected();
+            agent.LookAfterSession();
+        }
+    } catch (const bus::BusError& error) {
+        PrintError(error.what());
+        return static_cast<int>(RunEnd::BadInput);
+    }
+    return is_lost_for_good ? static_cast<int>(RunEnd::Failure) : 0;
+}
+
+}  // namespace orv::app
