@@ -43,7 +43,10 @@ class Laboratory {
     Laboratory(const core::CProject& project, const Setup& setup);
 
     /// Tells live ports about their hosts. Call before anything else is sent. Throws COrvRunTimeError.
-    void ConfigureInterfaces() const { live_.ConfigureInterfaces(); }
+    void ConfigureInterfaces() const {
+        live_.ConfigureInterfaces();
+        agents_.ConfigureInterfaces();
+    }
     std::vector<LivePortReport> GetLiveReports() const;
     std::vector<AgentReport> GetAgentReports() const { return agents_.GetAgentReports(); }
 

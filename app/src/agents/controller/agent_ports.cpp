@@ -9,6 +9,7 @@
 #include "agents/controller/lane_transport.h"
 #include "agents/controller/stepped_port.h"
 #include "orv/common/exceptions.h"
+#include "run/interface_stacks.h"
 #include "run/stream_plan.h"
 #include "run/traffic.h"
 
@@ -122,6 +123,11 @@ std::chrono::nanoseconds AgentPorts::GetStartTime() const {
     std::chrono::nanoseconds longest{};
     for (const auto& session : sessions_) longest = std::max(longest, session->GetRoundTrip());
     return std::chrono::steady_clock::now().time_since_epoch() + kStartLead + 2 * longest;
+}
+
+void AgentPorts::ConfigureInterfaces() const {
+    for (const OnAgent& port : ports_)
+        if (port.place.IsLive()) app::ConfigureInterfaces(*port.port);
 }
 
 void AgentPorts::FollowGenerators() {

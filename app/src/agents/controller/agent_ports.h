@@ -46,6 +46,8 @@ class AgentPorts {
 
     /// Connects a port that was given at the beginning.
     std::unique_ptr<PortLink> MakeLink(core::CPort& port, PortLink::Tap tap, PortLink::Gone gone);
+    /// Tells live ports about their hosts. Throws COrvRunTimeError if one refuses.
+    void ConfigureInterfaces() const;
     /// Updates what live ports send after a generator has started or stopped.
     void FollowGenerators();
     std::vector<LivePortReport> GetLiveReports() const;

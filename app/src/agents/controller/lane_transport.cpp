@@ -27,12 +27,14 @@ struct LaneTransport::End {
     bool is_open = true;
     std::uint64_t notifications = 0;  ///< received
 
+    /// Callbacks may close the transport: they are copied.
     void Take(Lane lane, bus::Parcel& parcel) {
         if (!is_open) return;
+        const Receive call = receive;
         switch (static_cast<ParcelKind>(parcel.kind)) {
             case ParcelKind::Message:
                 if (lane == Lane::Reports) ++notifications;
-                return receive(std::move(parcel.data));
+                return call(std::move(parcel.data));
             case ParcelKind::Complaint:
                 return complain(GetText(parcel));
             case ParcelKind::HungUp:
@@ -42,7 +44,8 @@ struct LaneTransport::End {
         }
     }
     void Hang(const std::string& reason) {
-        if (std::exchange(is_open, false)) closed(reason);
+        const Closed call = closed;
+        if (std::exchange(is_open, false)) call(reason);
     }
 };
 
@@ -60,6 +63,8 @@ LaneTransport::~LaneTransport() {
 }
 
 bool LaneTransport::Send(std::vector<std::byte> message) {
+    const CtmLock lock;
+    if (!session_) return false;
     const auto head = tm::read_message_head(message);
     if (!head || head->type != tm::TMT_REQUEST || head->request_name != kStart)
         return session_->Send(MakeParcel(ParcelKind::Message, port_, std::move(message)));
@@ -90,12 +95,15 @@ void LaneTransport::SetCallbacks(Receive receive, Closed closed) {
 
 void LaneTransport::Close() {
     const CtmLock lock;  // waits for an arrival that is being received on another thread
+    if (!session_) return;
     session_->Detach(port_);
     // Whoever cut the connection wants no more of the port.
     if (std::exchange(end_->is_open, false))
         session_->Send(MakeTextParcel(ParcelKind::HungUp, port_, "the connection was closed"));
     end_->receive = {};
     end_->closed = {};
+    // The transport may outlive the session.
+    session_.reset();
 }
 
 }  // namespace orv::app

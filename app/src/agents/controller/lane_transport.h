@@ -32,7 +32,7 @@ class LaneTransport : public framework::ITransport {
   private:
     struct End;
 
-    const std::shared_ptr<AgentSession> session_;
+    std::shared_ptr<AgentSession> session_;  ///< null once closed; used under the task lock
     const std::uint16_t port_;
     const std::function<std::chrono::nanoseconds()> get_start_time_;
     const std::shared_ptr<End> end_;
