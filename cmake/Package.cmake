@@ -28,8 +28,12 @@ install(FILES ${PROJECT_SOURCE_DIR}/app/man/iptvtest.1 DESTINATION ${CMAKE_INSTA
 install(FILES ${PROJECT_SOURCE_DIR}/app/completion/iptvtest.bash
   DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME iptvtest)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples DESTINATION ${CMAKE_INSTALL_DOCDIR})
-install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/docs/test-file.md
-  ${PROJECT_SOURCE_DIR}/docs/report.md ${PROJECT_SOURCE_DIR}/docs/metrics.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/docs/test-file.md ${PROJECT_SOURCE_DIR}/docs/report.md
+  ${PROJECT_SOURCE_DIR}/docs/metrics.md ${PROJECT_SOURCE_DIR}/docs/agents.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+# Agents: the service, which is not started by itself, and what is to be copied to /etc for it and for the server.
+install(FILES ${PROJECT_SOURCE_DIR}/packaging/agent/iptvtest-agent.service DESTINATION lib/systemd/system)
+install(FILES ${PROJECT_SOURCE_DIR}/packaging/agent/agent.env ${PROJECT_SOURCE_DIR}/packaging/agent/nats-server.conf
+  DESTINATION ${CMAKE_INSTALL_DOCDIR}/agent)
 
 # The schema of test files, for editors: what the program prints.
 set(schema ${CMAKE_BINARY_DIR}/test-file.schema.json)

@@ -13,6 +13,7 @@ packages=(
   prometheus-cpp-dev zlib1g-dev python3-prometheus-client
   iproute2 nftables frr tshark shellcheck
   libboost-math-dev libjs-chart.js chromium chromium-driver python3-selenium
+  libnats-dev nats-server
   gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good
 )
 # It gets axe-core for the test of the report. Node.js from elsewhere brings its own npm, with which Debian's conflicts.
@@ -28,4 +29,9 @@ as_root=()
 [ "$(id -u)" -eq 0 ] || as_root=(sudo)
 echo "Installing: ${missing[*]}"
 "${as_root[@]}" apt-get update -qq
+# Its package starts a server that listens to everybody; tests start their own.
+if [ -d /run/systemd/system ] && [[ " ${missing[*]} " == *" nats-server "* ]]; then
+  "${as_root[@]}" systemctl mask --runtime nats-server 2>/dev/null
+  trap '"${as_root[@]}" systemctl unmask --runtime nats-server; "${as_root[@]}" systemctl disable nats-server' EXIT
+fi
 DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null

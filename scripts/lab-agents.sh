@@ -67,6 +67,7 @@ make_agent() {
 is_listed() { iptvtest agents 2>/dev/null | grep -q "^$1 "; }
 
 inside() {
+  PATH=$PATH:/usr/sbin # where Debian puts the server
   ORV_AGENTS=$(mktemp -d)
   export ORV_AGENTS IPTVTEST_SERVER=nats://10.250.0.1:4222
   namespaces=()

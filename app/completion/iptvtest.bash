@@ -55,22 +55,28 @@ _iptvtest() {
     local command=${COMP_WORDS[1]} options='' words=() i
     COMPREPLY=()
     if ((COMP_CWORD == 1)); then
-        mapfile -t COMPREPLY < <(compgen -W 'run validate results report explain schema version help --help --version' -- "$current")
+        mapfile -t COMPREPLY < <(compgen -W 'run validate results report agent agents explain schema version help --help --version' -- "$current")
         return
     fi
 
     case $command:$previous in
         run:--clock) options='real virtual' ;;
         run:--log-level) options='debug info warn error off' ;;
+        *:--server | *:--user | *:--nkey | run:--lease | agent:--name | agent:--spool) return ;;
         run:--seed | results:--data-set | report:--data-set | results:--where | results:--limit | results:--columns | *:--set) return ;;
         run:--db) _iptvtest_files "$current" '*.db'; return ;;
         run:--junit) _iptvtest_files "$current" '*.xml'; return ;;
         run:--report | report:--output | report:-o) _iptvtest_files "$current" '*.html'; return ;;
+        *:--password-file | *:--token-file | *:--creds | *:--nkey-file | *:--ca | *:--cert | *:--key) _iptvtest_files "$current"; return ;;
+        agent:--interface) mapfile -t COMPREPLY < <(compgen -W "$(ls /sys/class/net)" -- "$current"); return ;;
         run:--record | run:--replay) _iptvtest_files "$current"; return ;;
     esac
+    local server='--server --user --password-file --token-file --creds --nkey --nkey-file --ca --cert --key'
     if [[ -z $options && $current == -* ]]; then
         case $command in
-            run) options='--quiet --json --junit --report --metrics --db --seed --clock --log-level --record --replay --replay-incomplete --set --help' ;;
+            run) options='--quiet --json --junit --report --metrics --db --seed --clock --log-level --record --replay --replay-incomplete --set --help'" --lease $server" ;;
+            agent) options="--name --interface --simulated --spool --help $server" ;;
+            agents) options="--json --help $server" ;;
             validate) options='--json --set --help' ;;
             results) options='--csv --json --columns --where --limit --data-set --list --test-file --help' ;;
             report) options='--output --data-set --help' ;;
@@ -85,6 +91,7 @@ _iptvtest() {
     # What has been given without an option so far: the file, and the view.
     for ((i = 2; i < COMP_CWORD; ++i)); do
         case ${COMP_WORDS[i]} in
+            --server | --user | --password-file | --token-file | --creds | --nkey | --nkey-file | --ca | --cert | --key | --lease | --name | --interface | --spool) ((++i)) ;;
             --junit | --report | --output | -o | --metrics | --db | --seed | --clock | --log-level | --record | --replay | --data-set | --columns | --where | --limit | --set) ((++i)) ;;
             -*) ;;
             *) words+=("${COMP_WORDS[i]}") ;;
@@ -94,7 +101,7 @@ _iptvtest() {
         run:0 | validate:0) _iptvtest_files "$current" '*.yaml' '*.yml' ;;
         results:0 | report:*) _iptvtest_files "$current" '*.db' ;;
         explain:0) _iptvtest_classes "$current" ;;
-        help:0) mapfile -t COMPREPLY < <(compgen -W 'run validate results report explain schema version' -- "$current") ;;
+        help:0) mapfile -t COMPREPLY < <(compgen -W 'run validate results report agent agents explain schema version' -- "$current") ;;
         results:1) _iptvtest_views "$current" "${words[0]}" ;;
     esac
 }

@@ -134,7 +134,7 @@ void Agent::Open(const ControlRequest& request, ControlAnswer& answer) {
         answer.error = fmt::format("agent \"{}\" is in use by {}", offer_.name, session_->GetHolder());
         return;
     }
-    session_ = std::make_unique<ServedSession>(connection_, offer_, request);
+    session_ = std::make_unique<ServedSession>(connection_, offer_, request, say_);
     answer.is_known = true;
     say_(fmt::format("A test of {} begins.", request.holder));
 }

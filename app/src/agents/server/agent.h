@@ -1,7 +1,6 @@
 // An agent: offers ports of its machine, and serves one controller at a time.
 #pragma once
 
-#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -14,8 +13,7 @@ namespace orv::app {
 
 class Agent {
   public:
-    /// Called on any thread with what a person at the agent wants to know.
-    using Say = std::function<void(const std::string& text)>;
+    using Say = ServedSession::Say;
 
     /// Listens from now on. `connection` outlives the agent. Throws bus::BusError.
     Agent(bus::Connection& connection, AgentOffer offer, Say say);

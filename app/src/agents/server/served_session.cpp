@@ -30,7 +30,8 @@ constexpr std::chrono::seconds kLastWords{2};
 /// Work that is posted to the task manager keeps it, and does nothing once it has ended.
 class ServedSession::Impl : public std::enable_shared_from_this<ServedSession::Impl> {
   public:
-    Impl(const AgentOffer& offer, const ControlRequest& open) : offer_(offer), open_(open) {}
+    Impl(const AgentOffer& offer, const ControlRequest& open, Say say)
+        : offer_(offer), open_(open), say_(std::move(say)) {}
 
     /// Throws bus::BusError.
     void Begin(bus::Connection& connection) {
@@ -183,11 +184,15 @@ class ServedSession::Impl : public std::enable_shared_from_this<ServedSession::I
     bool EndPort(std::uint16_t port) { return port < ports_.size() && std::exchange(ports_[port], nullptr); }
 
     void HangUp(std::uint16_t port, const std::string& reason) {
+        say_(fmt::format("{} ended: {}.",
+                         port == kNoPort ? "All ports" : fmt::format("Port \"{}\"", setup_.ports[port].name),
+                         reason));
         link_->send(Lane::Reports, MakeTextParcel(ParcelKind::HungUp, port, reason), true);
     }
 
     const AgentOffer offer_;
     const ControlRequest open_;
+    const Say say_;
     // Used under the task lock.
     bool is_over_ = false;
     SessionSetup setup_;
@@ -197,8 +202,9 @@ class ServedSession::Impl : public std::enable_shared_from_this<ServedSession::I
     std::optional<SessionLink> link_;
 };
 
-ServedSession::ServedSession(bus::Connection& connection, const AgentOffer& offer, const ControlRequest& open)
-    : impl_(std::make_shared<Impl>(offer, open)) {
+ServedSession::ServedSession(bus::Connection& connection, const AgentOffer& offer, const ControlRequest& open,
+                             Say say)
+    : impl_(std::make_shared<Impl>(offer, open, std::move(say))) {
     impl_->Begin(connection);
 }
 ServedSession::~ServedSession() {

@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -24,8 +25,11 @@ struct AgentOffer {
 /// ports end with it and leave their groups. Not to be used under the task lock, which it takes.
 class ServedSession {
   public:
+    /// Called on any thread with what a person at the agent wants to know.
+    using Say = std::function<void(const std::string& text)>;
+
     /// Throws bus::BusError.
-    ServedSession(bus::Connection& connection, const AgentOffer& offer, const ControlRequest& open);
+    ServedSession(bus::Connection& connection, const AgentOffer& offer, const ControlRequest& open, Say say);
     ~ServedSession();
     ServedSession(const ServedSession&) = delete;
     ServedSession& operator=(const ServedSession&) = delete;
