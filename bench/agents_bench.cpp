@@ -1,0 +1,311 @@
+// Events from a port to results: within the process, and from an agent in another one over a server; and what
+// a hundred agents cost.
+#include <benchmark/benchmark.h>
+#include <fmt/format.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <csignal>
+#include <cstdlib>
+#include <deque>
+#include <filesystem>
+#include <fstream>
+#include <mutex>
+#include <stdexcept>
+#include <string>
+#include <thread>
+
+#include "channel_changers.h"
+#include "orv/bus/connection.h"
+#include "orv/bus/names.h"
+#include "orv/bus/session_link.h"
+#include "orv/tm/message.h"
+
+namespace {
+
+using bench::ChannelChangers;
+using orv::bus::Lane;
+using orv::bus::SessionLink;
+using Bytes = std::vector<std::byte>;
+using std::chrono::steady_clock;
+
+constexpr std::uint32_t kSettopBoxes = 16384;
+/// As large as the messages of ports, which have at most 50,000 records.
+constexpr int kViewsPerNotification = 3;
+constexpr int kNotifications = 40;
+constexpr const char* kAgent = "bench";
+constexpr const char* kSender = "--sender";
+
+std::vector<ChannelChangers::Notification> MakeNotifications(ChannelChangers& project) {
+    std::vector<ChannelChangers::Notification> notifications;
+    for (int i = 0; i < kNotifications; ++i)
+        notifications.push_back(project.MakeNotification(i, kViewsPerNotification));
+    return notifications;
+}
+
+std::int64_t CountRecords() {
+    return std::int64_t{kSettopBoxes} * kViewsPerNotification * kNotifications;
+}
+
+/// What a port does with its records.
+Bytes Encode(const ChannelChangers::Notification& notification) {
+    orv::tm::Message message;
+    iptvcd_1_bll::create_req_ResultsNotification(&message, notification, false);
+    return message.encode();
+}
+
+/// What becomes of a notification that has arrived.
+void Bin(ChannelChangers& project, Bytes bytes) {
+    orv::tm::Message message = orv::tm::Message::decode(std::move(bytes));
+    project.Manager().CollectEventsFromIL(0, &message, nullptr);
+}
+
+void EventsInProcess(benchmark::State& state) {
+    ChannelChangers project(kSettopBoxes, 1);
+    const auto notifications = MakeNotifications(project);
+    for (auto _ : state) {
+        for (const auto& notification : notifications) Bin(project, Encode(notification));
+    }
+    state.SetItemsProcessed(state.iterations() * CountRecords());
+}
+BENCHMARK(EventsInProcess)->UseRealTime()->Unit(benchmark::kMillisecond);
+
+/// A process that ends with this one.
+class Child {
+  public:
+    explicit Child(const std::vector<std::string>& command, int error = -1) {
+        std::vector<char*> words;
+        for (const std::string& word : command) words.push_back(const_cast<char*>(word.c_str()));
+        words.push_back(nullptr);
+        id_ = fork();
+        if (id_ != 0) return;
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        if (error >= 0) dup2(error, STDERR_FILENO);
+        if (error < 0 && std::freopen("/dev/null", "w", stderr) == nullptr) _exit(127);
+        execvp(words.front(), words.data());
+        _exit(127);
+    }
+    Child(Child&& other) noexcept : id_(std::exchange(other.id_, 0)) {}
+    Child& operator=(Child&&) = delete;
+    ~Child() {
+        if (id_ <= 0) return;
+        kill(id_, SIGKILL);
+        waitpid(id_, nullptr, 0);
+    }
+    /// What it used, once it has ended well.
+    rusage Wait() {
+        int status = 0;
+        rusage usage{};
+        if (wait4(std::exchange(id_, 0), &status, 0, &usage) < 0 || !WIFEXITED(status) ||
+            WEXITSTATUS(status) != 0)
+            throw std::runtime_error("a program did not do what it should");
+        return usage;
+    }
+
+  private:
+    pid_t id_ = 0;
+};
+
+struct Folder {
+    Folder() {
+        std::string pattern = (std::filesystem::temp_directory_path() / "agentsbenchXXXXXX").string();
+        path = mkdtemp(pattern.data());
+    }
+    ~Folder() { std::filesystem::remove_all(path); }
+    std::filesystem::path path;
+};
+
+orv::bus::Connection Connect(const std::string& url, const std::string& name) {
+    for (int i = 0; i < 100; ++i) {
+        try {
+            return orv::bus::Connection({.url = url}, name, {});
+        } catch (const orv::bus::BusError&) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        }
+    }
+    return orv::bus::Connection({.url = url}, name, {});
+}
+
+/// A server of our own on a port that nobody else uses.
+class Server {
+  public:
+    Server()
+        : port_(20'000 + getpid() % 20'000),
+          server_({"nats-server", "--addr", "127.0.0.1", "--port", std::to_string(port_), "--jetstream",
+                   "--store_dir", folder_.path.string()}) {
+        Connect(GetUrl(), "bench");
+    }
+    std::string GetUrl() const { return fmt::format("nats://127.0.0.1:{}", port_); }
+
+  private:
+    const Folder folder_;
+    const int port_;
+    Child server_;
+};
+
+/// The agent's end: all notifications of the controller's set-top boxes, for each of its orders.
+int Send(const std::string& url, const std::string& session, std::uint32_t block) {
+    ChannelChangers project(kSettopBoxes, 1);
+    auto notifications = MakeNotifications(project);
+    for (auto& notification : notifications) notification.front().stblock_handle = block;
+    orv::bus::Connection connection = Connect(url, "bench sender");
+    std::mutex mutex;
+    std::condition_variable changed;
+    int orders = 0;
+    SessionLink link(connection, {SessionLink::Side::Agent, kAgent, session},
+                     {[&](Lane, orv::bus::Parcel, const SessionLink::Take& take) {
+                          take();
+                          const std::lock_guard lock(mutex);
+                          ++orders;
+                          changed.notify_all();
+                      },
+                      {}});
+    for (;;) {
+        {
+            std::unique_lock lock(mutex);
+            changed.wait(lock, [&] { return orders > 0; });
+            --orders;
+        }
+        for (const auto& notification : notifications) {
+            orv::bus::Parcel parcel{0, 0, Encode(notification)};
+            while (!link.send(Lane::Reports, parcel))
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+    }
+}
+
+void EventsFromAgent(benchmark::State& state) {
+    const Server server;
+    ChannelChangers project(kSettopBoxes, 1);
+    orv::bus::Connection connection = Connect(server.GetUrl(), "bench controller");
+    const std::string session = fmt::format("{:032x}", getpid());
+    struct Arrived {
+        Bytes bytes;
+        SessionLink::Take take;
+    };
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::deque<Arrived> arrived;
+    SessionLink link(connection, {SessionLink::Side::Controller, kAgent, session},
+                     {[&](Lane, orv::bus::Parcel parcel, SessionLink::Take take) {
+                          const std::lock_guard lock(mutex);
+                          arrived.push_back({std::move(parcel.data), std::move(take)});
+                          changed.notify_one();
+                      },
+                      {}});
+    const Child sender({"/proc/self/exe", kSender, server.GetUrl(), session,
+                        std::to_string(project.GetBlock().GetHandle())});
+    const auto round = [&] {
+        link.send(Lane::Down, {});
+        for (int i = 0; i < kNotifications; ++i) {
+            Arrived next;
+            {
+                std::unique_lock lock(mutex);
+                changed.wait(lock, [&] { return !arrived.empty(); });
+                next = std::move(arrived.front());
+                arrived.pop_front();
+            }
+            Bin(project, std::move(next.bytes));
+            next.take();
+        }
+    };
+    round();  // the sender has begun
+    for (auto _ : state) round();
+    state.SetItemsProcessed(state.iterations() * CountRecords());
+}
+BENCHMARK(EventsFromAgent)->UseRealTime()->Unit(benchmark::kMillisecond);
+
+/// A port on each of a number of agents, with one set-top box.
+std::string MakeTestFile(int agents) {
+    std::string text =
+        "project:\n"
+        "  - Ipv4Group: Groups\n    children:\n      - Ipv4NetworkBlock:\n        NetworkCount: 4\n"
+        "  - IptvChannelBlock: Channels\n    MulticastParam: Groups\n"
+        "  - IptvViewedChannels: Range\n    ChannelBlock: Channels\n    ChannelRangeEnd: 4\n"
+        "  - IptvViewingProfileConfig: Profile\n    Interval: 500\n    SetTopLeaveJoinDelay: 100\n"
+        "    JoinLatencyThreshold: 200\n    LeaveLatencyThreshold: 500\n";
+    for (int i = 0; i < agents; ++i) {
+        text += fmt::format(
+            "  - Port: Port {0}\n    Location: agent://a{0}/sim/1\n"
+            "  - EmulatedDevice: Home {0}\n    AffiliationPort: Port {0}\n    TopLevelIf: Home {0}/Ipv4If\n"
+            "    children:\n      - EthIIIf:\n        SourceMac: 00:10:94:00:{0:02x}:01\n"
+            "      - Ipv4If:\n        Address: 10.0.{0}.10\n        StackedOn: Home {0}/EthIIIf\n"
+            "      - IgmpHostConfig:\n        UsesIf: Home {0}/Ipv4If\n"
+            "      - IptvStbBlockConfig: Box {0}\n        IptvProfile: Profile\n        StbChannel: [Range]\n"
+            "        MulticastParam: Home {0}/IgmpHostConfig\n",
+            i);
+    }
+    return text +
+           "sequence:\n  - IptvStartTestCommand: Start\n    TestName: hundred\n    TestEnv: REAL_WORLD\n"
+           "    TestDuration: 2\n  - IptvWaitForTestCompletionCommand:\n";
+}
+
+/// From the program's start to that of its test, and what it needed.
+struct Started {
+    double seconds = 0;
+    double peak_kib = 0;
+};
+
+Started StartTest(const std::string& url, int agents) {
+    const Folder folder;
+    const std::string file = folder.path / "test.yaml", database = folder.path / "results.db";
+    std::ofstream(file) << MakeTestFile(agents);
+    int said[2];
+    if (pipe(said) != 0) throw std::runtime_error("no pipe");
+    const auto begin = steady_clock::now();
+    Child run({PROGRAM_PATH, "run", file, "--json", "--clock", "real", "--server", url, "--db", database,
+               "--junit", folder.path / "junit.xml"},
+              said[1]);
+    close(said[1]);
+    Started started;
+    std::string text;
+    char buffer[4096];
+    for (ssize_t count; (count = read(said[0], buffer, sizeof buffer)) > 0;) {
+        text.append(buffer, static_cast<std::size_t>(count));
+        if (started.seconds == 0 && text.find("Test \"hundred\" runs") != text.npos)
+            started.seconds = std::chrono::duration<double>(steady_clock::now() - begin).count();
+    }
+    close(said[0]);
+    started.peak_kib = static_cast<double>(run.Wait().ru_maxrss);
+    return started;
+}
+
+void HundredAgents(benchmark::State& state) {
+    constexpr int kAgents = 100, kFew = 10;
+    const Server server;
+    std::vector<Child> agents;
+    for (int i = 0; i < kAgents; ++i) {
+        agents.emplace_back(std::vector<std::string>{PROGRAM_PATH, "agent", "--server", server.GetUrl(),
+                                                     "--name", fmt::format("a{}", i), "--simulated"});
+    }
+    orv::bus::Connection connection = Connect(server.GetUrl(), "bench");
+    for (int i = 0; i < kAgents; ++i) {
+        const std::string subject = orv::bus::control_subject(fmt::format("a{}", i));
+        while (connection.request(subject, {}, std::chrono::seconds(1)).status !=
+               orv::bus::Answer::Status::Answered)
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    for (auto _ : state) {
+        const Started few = StartTest(server.GetUrl(), kFew), all = StartTest(server.GetUrl(), kAgents);
+        state.SetIterationTime(all.seconds);
+        state.counters["start_s"] = all.seconds;
+        state.counters["kib_per_agent"] = (all.peak_kib - few.peak_kib) / (kAgents - kFew);
+    }
+}
+BENCHMARK(HundredAgents)->Iterations(1)->UseManualTime()->Unit(benchmark::kSecond);
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    // Where Debian puts the server.
+    setenv("PATH", (std::string(std::getenv("PATH")) + ":/usr/sbin").c_str(), 1);
+    if (argc == 5 && argv[1] == std::string(kSender))
+        return Send(argv[2], argv[3], static_cast<std::uint32_t>(std::stoul(argv[4])));
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    return 0;
+}
