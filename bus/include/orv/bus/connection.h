@@ -27,14 +27,14 @@ class AccessRefused : public BusError {
 
 /// How to reach a server, and who we are there. Empty members are not used.
 struct ServerAccess {
-    std::string url;  ///< "nats://host:4222"; "tls://..." insists on TLS
-    std::string user, password;
-    std::string token;
-    std::string credentials_file;            ///< a user's JWT and seed (.creds)
-    std::string nkey, nkey_file;             ///< public key "U...", and a file with its seed
-    std::string ca_file;                     ///< whom to trust; the system's certificates without it
-    std::string certificate_file, key_file;  ///< our own, if the server wants one
-    std::string inbox_prefix;                ///< of subjects for answers; "_INBOX" without it
+    std::string url = {};  ///< "nats://host:4222"; "tls://..." insists on TLS
+    std::string user = {}, password = {};
+    std::string token = {};
+    std::string credentials_file = {};      ///< a user's JWT and seed (.creds)
+    std::string nkey = {}, nkey_file = {};  ///< public key "U...", and a file with its seed
+    std::string ca_file = {};               ///< whom to trust; the system's certificates without it
+    std::string certificate_file = {}, key_file = {};  ///< our own, if the server wants one
+    std::string inbox_prefix = {};                     ///< of subjects for answers; "_INBOX" without it
 
     /// Whether the traffic can be read, or messages be sent, by others: the server is on another machine, and
     /// TLS or any proof of who we are is missing.
@@ -93,7 +93,7 @@ class Connection {
     /// Throws BusError without a connection.
     Answer request(const std::string& subject, std::span<const std::byte> data,
                    std::chrono::milliseconds patience);
-    /// All answers that come in time.
+    /// All answers that come in time. Throws BusError without a connection.
     std::vector<std::vector<std::byte>> request_all(const std::string& subject,
                                                     std::span<const std::byte> data,
                                                     std::chrono::milliseconds patience);
@@ -114,6 +114,8 @@ class Connection {
     Native& native() { return *native_; }
 
   private:
+    void require_connection() const;
+
     std::unique_ptr<Native> native_;
 };
 
