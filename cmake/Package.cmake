@@ -29,7 +29,8 @@ install(FILES ${PROJECT_SOURCE_DIR}/app/completion/iptvtest.bash
   DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME iptvtest)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/docs/test-file.md
-  ${PROJECT_SOURCE_DIR}/docs/report.md ${PROJECT_SOURCE_DIR}/docs/metrics.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+  ${PROJECT_SOURCE_DIR}/docs/report.md ${PROJECT_SOURCE_DIR}/docs/metrics.md
+  ${PROJECT_SOURCE_DIR}/packaging/agent/nats-server.conf DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
 # The schema of test files, for editors: what the program prints.
 set(schema ${CMAKE_BINARY_DIR}/test-file.schema.json)

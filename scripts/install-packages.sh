@@ -14,6 +14,7 @@ packages=(
   iproute2 nftables frr tshark shellcheck
   libboost-math-dev libjs-chart.js chromium chromium-driver python3-selenium
   gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good
+  libnats-dev nats-server
 )
 # It gets axe-core for the test of the report. Node.js from elsewhere brings its own npm, with which Debian's conflicts.
 command -v npm >/dev/null || packages+=(npm)
@@ -28,4 +29,10 @@ as_root=()
 [ "$(id -u)" -eq 0 ] || as_root=(sudo)
 echo "Installing: ${missing[*]}"
 "${as_root[@]}" apt-get update -qq
+# Debian starts a NATS server with its package, and at each boot. Ours are started by those who need them.
+service=nats-server.service
+if [[ " ${missing[*]} " == *" nats-server "* ]] && [ -d /run/systemd/system ]; then
+  "${as_root[@]}" systemctl mask --quiet --runtime "$service"
+  trap '"${as_root[@]}" systemctl unmask --quiet --runtime "$service"; "${as_root[@]}" systemctl disable --quiet "$service"' EXIT
+fi
 DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
