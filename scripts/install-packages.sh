@@ -13,8 +13,8 @@ packages=(
   prometheus-cpp-dev zlib1g-dev python3-prometheus-client
   iproute2 nftables frr tshark shellcheck
   libboost-math-dev libjs-chart.js chromium chromium-driver python3-selenium
-  libnats-dev nats-server
   gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good
+  libnats-dev nats-server
 )
 # It gets axe-core for the test of the report. Node.js from elsewhere brings its own npm, with which Debian's conflicts.
 command -v npm >/dev/null || packages+=(npm)
@@ -29,9 +29,10 @@ as_root=()
 [ "$(id -u)" -eq 0 ] || as_root=(sudo)
 echo "Installing: ${missing[*]}"
 "${as_root[@]}" apt-get update -qq
-# Its package starts a server that listens to everybody; tests start their own.
-if [ -d /run/systemd/system ] && [[ " ${missing[*]} " == *" nats-server "* ]]; then
-  "${as_root[@]}" systemctl mask --runtime nats-server 2>/dev/null
-  trap '"${as_root[@]}" systemctl unmask --runtime nats-server; "${as_root[@]}" systemctl disable nats-server' EXIT
+# Debian starts a NATS server with its package, and at each boot. Ours are started by those who need them.
+service=nats-server.service
+if [[ " ${missing[*]} " == *" nats-server "* ]] && [ -d /run/systemd/system ]; then
+  "${as_root[@]}" systemctl mask --quiet --runtime "$service"
+  trap '"${as_root[@]}" systemctl unmask --quiet --runtime "$service"; "${as_root[@]}" systemctl disable --quiet "$service"' EXIT
 fi
 DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null

@@ -11,7 +11,7 @@ count() {
   { git ls-files -z --cached --others --exclude-standard -- "$@" | xargs -0 -r cat; } | grep -cvE "^[[:space:]]*($comment.*)?\$" || true
 }
 
-code=$(count // {app,host,il,iptv}/'*.cpp' {app,host,il,iptv}/'*.h')
+code=$(count // {app,bus,host,il,iptv}/'*.cpp' {app,bus,host,il,iptv}/'*.h')
 tests=$(($(count // 'tests/*.cpp' 'tests/*.h') + $(count '#' 'tests/*.py')))
 permille=$((1000 * tests / (code + tests)))
 printf 'Tests: %d of %d lines, %d.%d %% (at most 33 %% is wanted)\n' "$tests" $((code + tests)) $((permille / 10)) $((permille % 10))

@@ -15,6 +15,10 @@ namespace {
 constexpr int kAgainMs = 200, kJitterMs = 200;
 /// A server that answers no ping for three times as long is gone, whatever the kernel thinks.
 constexpr int kPingMs = 2'000;
+/// The same for one that takes nothing more.
+constexpr int kWriteMs = 10'000;
+/// Messages that wait for their handler; more are dropped.
+constexpr int kMostWaitingBytes = 256 << 20;
 
 const char* text_or_null(const std::string& text) {
     return text.empty() ? nullptr : text.c_str();
@@ -33,9 +37,13 @@ OwnedOptions make_options(const ServerAccess& access, const std::string& name,
     set(natsOptions_SetReconnectWait(made, kAgainMs), "coming back");
     set(natsOptions_SetReconnectJitter(made, kJitterMs, kJitterMs), "coming back");
     set(natsOptions_SetPingInterval(made, kPingMs), "pings");
-    // What is published while the server is away is refused: whoever needs it sends it again. 0 would mean 8
-    // MB.
+    set(natsOptions_SetWriteDeadline(made, kWriteMs), "a time limit");
+    // Otherwise each message waits a millisecond for others.
+    set(natsOptions_SetSendAsap(made, true), "promptness");
+    // What is published while the server is away is refused: whoever needs it sends it again. The library
+    // keeps one message nevertheless (and with 0, 8 MB).
     set(natsOptions_SetReconnectBufSize(made, 1), "a buffer");
+    set(natsOptions_SetFailRequestsOnDisconnect(made, true), "requests");
     if (!access.inbox_prefix.empty())
         set(natsOptions_SetCustomInboxPrefix(made, access.inbox_prefix.c_str()), "the prefix of inboxes");
     if (!access.user.empty())
@@ -57,11 +65,11 @@ OwnedOptions make_options(const ServerAccess& access, const std::string& name,
     return options;
 }
 
-/// The address without user and password.
+/// The address without user and password, in which there may be a '@'.
 std::string without_secrets(const std::string& url) {
     const auto scheme = url.find("://");
     const auto begin = scheme == std::string::npos ? 0 : scheme + 3;
-    const auto at = url.find('@', begin);
+    const auto at = url.rfind('@');
     return at == std::string::npos ? url : url.substr(0, begin) + url.substr(at + 1);
 }
 
@@ -71,6 +79,12 @@ std::string host_of(const std::string& url) {
     if (const auto scheme = host.find("://"); scheme != std::string::npos) host.erase(0, scheme + 3);
     if (host.starts_with('[')) return host.substr(1, host.find(']') - 1);
     return host.substr(0, host.find_first_of(":/"));
+}
+
+/// The library's text without the place in its source in front, "(conn.c:733): ".
+std::string_view without_place(std::string_view text) {
+    const auto end = text.find("): ");
+    return text.starts_with('(') && end != std::string_view::npos ? text.substr(end + 3) : text;
 }
 
 std::string describe_error(natsConnection* connection) {
@@ -87,7 +101,7 @@ class HandledSubscription : public Subscription {
         check(natsConnection_Subscribe(&made, &connection, subject.c_str(), &on_message, this),
               "subscribing to " + subject);
         subscription_.reset(made);
-        check(natsSubscription_SetPendingLimits(made, -1, -1), "limits of a subscription");
+        check(natsSubscription_SetPendingLimits(made, -1, kMostWaitingBytes), "limits of a subscription");
         check(natsSubscription_SetOnCompleteCB(made, &on_complete, this), "the end of a subscription");
     }
     /// The library's thread may be in the handler: it says when it is done.
@@ -125,10 +139,10 @@ class HandledSubscription : public Subscription {
 void check(natsStatus status, const std::string& what) {
     if (status == NATS_OK) return;
     natsStatus last = NATS_OK;
-    const char* details = nats_GetLastError(&last);
-    const bool has_details = last == status && details && *details != '\0';
-    const std::string text = fmt::format("{}: {}{}{}", what, natsStatus_GetText(status),
-                                         has_details ? ", " : "", has_details ? details : "");
+    const char* found = nats_GetLastError(&last);
+    const std::string_view details = last == status && found ? without_place(found) : "";
+    const std::string_view general = natsStatus_GetText(status);
+    const std::string text = fmt::format("{}: {}", what, details.empty() ? general : details);
     if (status == NATS_CONNECTION_AUTH_FAILED) throw AccessRefused(text);
     throw BusError(text);
 }
@@ -180,7 +194,10 @@ Connection::Connection(const ServerAccess& access, const std::string& name, Even
     check(natsOptions_SetErrorHandler(options.get(), on_error, native_.get()), "a callback");
     check(natsOptions_SetClosedCB(options.get(), on_closed, native_.get()), "a callback");
     natsConnection* made = nullptr;
-    check(natsConnection_Connect(&made, options.get()), "connecting to " + native_->server);
+    const natsStatus status = natsConnection_Connect(&made, options.get());
+    if (status == NATS_NO_SERVER) throw BusError("nobody answers at " + native_->server);
+    check(status,
+          native_->server + (status == NATS_CONNECTION_AUTH_FAILED ? " does not accept who we are" : ""));
     native_->connection.reset(made);
 }
 
@@ -191,7 +208,12 @@ Connection::~Connection() {
     native_->changed.wait(lock, [this] { return native_->is_closed; });
 }
 
+void Connection::require_connection() const {
+    if (!is_connected()) throw BusError("no connection to " + native_->server);
+}
+
 void Connection::publish(const std::string& subject, std::span<const std::byte> data) {
+    require_connection();
     check(natsConnection_Publish(native_->connection.get(), subject.c_str(), data.data(),
                                  static_cast<int>(data.size())),
           "publishing on " + subject);
@@ -204,6 +226,7 @@ bool Connection::try_publish(const std::string& subject, std::span<const std::by
 
 Answer Connection::request(const std::string& subject, std::span<const std::byte> data,
                            std::chrono::milliseconds patience) {
+    require_connection();
     natsMsg* answer = nullptr;
     const natsStatus status =
         natsConnection_Request(&answer, native_->connection.get(), subject.c_str(), data.data(),
@@ -219,6 +242,7 @@ Answer Connection::request(const std::string& subject, std::span<const std::byte
 std::vector<std::vector<std::byte>> Connection::request_all(const std::string& subject,
                                                             std::span<const std::byte> data,
                                                             std::chrono::milliseconds patience) {
+    require_connection();
     natsConnection* connection = native_->connection.get();
     natsInbox* made = nullptr;
     check(natsInbox_Create(&made), "an inbox");

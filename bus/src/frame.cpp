@@ -68,6 +68,7 @@ std::vector<std::byte> encode(const Acknowledgement& acknowledgement) {
     std::vector<std::byte> bytes(kAcknowledgementBytes);
     put(bytes, 0, kAcknowledgement);
     put(bytes, 1, static_cast<std::uint8_t>(acknowledgement.lane));
+    put(bytes, 2, static_cast<std::uint8_t>(acknowledgement.is_busy));
     put(bytes, 8, acknowledgement.taken);
     put(bytes, 16, acknowledgement.expected);
     return bytes;
@@ -76,7 +77,8 @@ std::vector<std::byte> encode(const Acknowledgement& acknowledgement) {
 std::optional<Acknowledgement> decode_acknowledgement(std::span<const std::byte> bytes) {
     const auto lane = lane_of(bytes, kAcknowledgement);
     if (!lane || bytes.size() != kAcknowledgementBytes) return {};
-    const Acknowledgement read{*lane, get<std::uint64_t>(bytes, 8), get<std::uint64_t>(bytes, 16)};
+    const Acknowledgement read{*lane, get<std::uint64_t>(bytes, 8), get<std::uint64_t>(bytes, 16),
+                               get<std::uint8_t>(bytes, 2) != 0};
     if (read.taken >= read.expected) return {};
     return read;
 }

@@ -7,80 +7,111 @@ namespace orv::bus {
 
 namespace {
 
-/// How long the receiver may wait for a frame that was published before it is published again.
-constexpr Nanoseconds kOverdue = std::chrono::seconds(1);
+/// How long the receiver may wait for a frame that was published before it is published again: longer than
+/// frames take, which is a while on a slow line whose buffers are full.
+constexpr Nanoseconds kLeastPatience = std::chrono::seconds(1);
+constexpr Nanoseconds kMostPatience = std::chrono::seconds(30);
 
 }  // namespace
 
 Outbox::Outbox(Lane lane, const Limits& limits, Publish publish)
-    : lane_(lane), limits_(limits), publish_(std::move(publish)) {}
+    : lane_(lane), limits_(limits), publish_(std::move(publish)), patience_(kLeastPatience) {}
 
 bool Outbox::post(Parcel parcel, bool urgent) {
     const std::lock_guard lock(mutex_);
-    if (!urgent && bytes_ + parcel.data.size() > limits_.spool) return false;
     const std::size_t piece = limits_.frame_bytes - kFrameHeaderBytes;
     const std::size_t frames = std::max<std::size_t>((parcel.data.size() + piece - 1) / piece, 1);
-    bytes_ += parcel.data.size();
-    kept_.push_back({std::move(parcel), posted_ + 1, posted_ + frames});
-    posted_ += frames;
+    Kept kept{std::move(parcel), posted_ + 1, posted_ + frames};
+    if (kept.parcel.data.size() > kMostParcelBytes) return false;
+    if (!urgent && bytes_ + kept.cost() > limits_.spool) return false;
+    bytes_ += kept.cost();
+    posted_ = kept.last;
+    kept_.push_back(std::move(kept));
     return true;
 }
 
 void Outbox::acknowledge(const Acknowledgement& acknowledgement, Nanoseconds now) {
     const std::lock_guard lock(mutex_);
-    // What nobody published cannot have been taken, and nothing that was taken is missed again.
-    if (acknowledgement.taken > published_ || acknowledgement.expected > published_ + 1) return;
-    for (; !kept_.empty() && kept_.front().last <= acknowledgement.taken; kept_.pop_front())
-        bytes_ -= kept_.front().parcel.data.size();
-    taken_ = std::max(taken_, acknowledgement.taken);
-    next_ = std::max(next_, taken_ + 1);
+    // What nobody published cannot have come.
+    if (acknowledgement.taken >= acknowledgement.expected || acknowledgement.expected > published_ + 1)
+        return;
+    for (; !kept_.empty() && kept_.front().last <= acknowledgement.taken; kept_.pop_front()) {
+        bytes_ -= kept_.front().cost();
+        in_flight_ -= kept_.front().cost();
+    }
+    const bool was_silent = now - std::exchange(heard_, now) > kLeastPatience;
     if (acknowledgement.expected > expected_) {
         expected_ = acknowledgement.expected;
-        expected_since_ = now;
-    } else if (expected_ < next_ && now - expected_since_ > kOverdue) {
-        next_ = std::max(expected_, taken_ + 1);
-        expected_since_ = now;
+        next_ = std::max(next_, expected_);
+        waiting_since_ = now;
+        if (timed_ != 0 && expected_ > timed_) {
+            patience_ = std::clamp(2 * (now - timed_since_), kLeastPatience, kMostPatience);
+            timed_ = 0;
+        }
+    } else if (was_silent || acknowledgement.is_busy) {
+        // What it waits for may have come, and not been looked at.
+        waiting_since_ = now;
+    } else if (expected_ < next_ && now - waiting_since_ > patience_) {
+        next_ = expected_;
+        timed_ = 0;
+        patience_ = std::min(2 * patience_, kMostPatience);
     }
 }
 
 void Outbox::on_reconnected() {
     const std::lock_guard lock(mutex_);
-    next_ = std::max(expected_, taken_ + 1);
+    next_ = expected_;
+    timed_ = 0;
+    patience_ = kLeastPatience;
+}
+
+bool Outbox::pump(Nanoseconds now) {
+    {
+        const std::lock_guard lock(mutex_);
+        if (!write_next_frame()) return false;
+        // An acknowledgement can come before publish_ has returned.
+        if (next_ == expected_) waiting_since_ = now;
+        if (next_ <= published_) {
+            ++resent_;
+        } else {
+            published_ = next_;
+            if (timed_ == 0) {
+                timed_ = next_;
+                timed_since_ = now;
+            }
+        }
+        ++next_;
+    }
+    if (publish_(frame_)) return true;
+    const std::lock_guard lock(mutex_);
+    next_ = expected_;
+    return false;
 }
 
 /// A parcel that has begun is always finished: the receiver takes whole ones only.
-void Outbox::pump(Nanoseconds now) {
-    const std::lock_guard lock(mutex_);
+bool Outbox::write_next_frame() {
     const auto is_before = [](const Kept& kept, std::uint64_t frame) { return kept.last < frame; };
-    auto kept = std::lower_bound(kept_.begin(), kept_.end(), next_, is_before);
-    std::size_t in_flight = 0;
-    for (auto it = kept_.begin(); it != kept; ++it) in_flight += it->parcel.data.size();
-    const std::size_t piece = limits_.frame_bytes - kFrameHeaderBytes;
-    for (; kept != kept_.end(); ++kept) {
-        const std::vector<std::byte>& data = kept->parcel.data;
-        if (in_flight > 0 && in_flight + data.size() > limits_.in_flight) return;
-        in_flight += data.size();
-        for (; next_ <= kept->last; ++next_) {
-            const std::size_t offset = (next_ - kept->first) * piece;
-            Frame frame;
-            frame.lane = lane_;
-            frame.kind = kept->parcel.kind;
-            frame.port = kept->parcel.port;
-            frame.whole = static_cast<std::uint32_t>(data.size());
-            frame.offset = static_cast<std::uint32_t>(offset);
-            frame.number = next_;
-            const std::size_t bytes = std::min(piece, data.size() - offset);
-            frame_.resize(kFrameHeaderBytes + bytes);
-            write_header(frame, std::span(frame_).first<kFrameHeaderBytes>());
-            std::copy_n(data.begin() + static_cast<std::ptrdiff_t>(offset), bytes,
-                        frame_.begin() + kFrameHeaderBytes);
-            if (!publish_(frame_)) return;
-            // The receiver has waited for it only since now.
-            if (next_ == expected_) expected_since_ = now;
-            if (next_ <= published_) ++resent_;
-            published_ = std::max(published_, next_);
-        }
+    const auto kept = std::lower_bound(kept_.begin(), kept_.end(), next_, is_before);
+    if (kept == kept_.end()) return false;
+    if (kept->first > published_) {
+        if (in_flight_ > 0 && in_flight_ + kept->cost() > limits_.in_flight) return false;
+        in_flight_ += kept->cost();
     }
+    const std::vector<std::byte>& data = kept->parcel.data;
+    const std::size_t piece = limits_.frame_bytes - kFrameHeaderBytes;
+    const std::size_t offset = (next_ - kept->first) * piece;
+    const std::span bytes = std::span(data).subspan(offset, std::min(piece, data.size() - offset));
+    Frame frame;
+    frame.lane = lane_;
+    frame.kind = kept->parcel.kind;
+    frame.port = kept->parcel.port;
+    frame.whole = static_cast<std::uint32_t>(data.size());
+    frame.offset = static_cast<std::uint32_t>(offset);
+    frame.number = next_;
+    frame_.resize(kFrameHeaderBytes + bytes.size());
+    write_header(frame, std::span(frame_).first<kFrameHeaderBytes>());
+    std::ranges::copy(bytes, frame_.begin() + kFrameHeaderBytes);
+    return true;
 }
 
 std::size_t Outbox::get_spooled_bytes() const {

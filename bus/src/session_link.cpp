@@ -19,7 +19,7 @@ namespace orv::bus {
 namespace {
 
 constexpr std::chrono::milliseconds kAcknowledgeInterval{500};
-constexpr std::chrono::milliseconds kStreamPatience{1'000};
+constexpr std::chrono::milliseconds kStreamPatience{1'000}, kFirstPatience{5'000};
 /// Between two looks whether the server still knows the reader of reports.
 constexpr std::chrono::seconds kStreamInterval{2};
 /// What the server adds to a message.
@@ -41,7 +41,10 @@ class SessionLink::Impl {
           events_(std::move(events)),
           heard_(get_now()) {
         Outbox::Limits limits = setup.limits;
-        limits.frame_bytes = std::min(limits.frame_bytes, connection.most_bytes() - kSpareBytes);
+        const std::size_t most = connection.most_bytes();
+        if (most < 2 * kSpareBytes)
+            throw BusError(fmt::format("the server takes messages of {} bytes only (max_payload)", most));
+        limits.frame_bytes = std::min(limits.frame_bytes, most - kSpareBytes);
         for (const Lane lane : kLanes) {
             // Each lane goes one way.
             if ((lane == Lane::Down) == is_controller_) {
@@ -64,7 +67,7 @@ class SessionLink::Impl {
             reports_.emplace(
                 connection, lane_subject(Lane::Reports, setup.agent, setup.session),
                 [this](const Message& message) { on_message(message, std::string(message.reply)); },
-                kStreamPatience * 5);
+                kFirstPatience);
         }
         thread_ = std::thread([this] { run(); });
     }
@@ -94,7 +97,7 @@ class SessionLink::Impl {
     void on_reconnected() {
         for (auto& outbox : outboxes_)
             if (outbox) outbox->on_reconnected();
-        must_restore_ = true;
+        must_renew_ = true;
         wake();
     }
 
@@ -117,6 +120,8 @@ class SessionLink::Impl {
         std::mutex mutex;
         Impl* link = nullptr;
         std::array<std::optional<Inbox>, kLaneCount> inboxes;
+        /// Their handlers are at work.
+        std::array<std::atomic<bool>, kLaneCount> are_busy{};
     };
 
     void wake() {
@@ -143,37 +148,41 @@ class SessionLink::Impl {
             }
             return;
         }
-        const auto frame = decode_frame(message.data);
+        if (const auto frame = decode_frame(message.data)) on_frame(*frame, !delivery.empty());
+        // Whatever it was: what is missing comes again by itself.
+        if (!delivery.empty()) ReportStream::acknowledge(connection_, delivery);
+    }
+
+    void on_frame(const Frame& frame, bool is_from_stream) {
+        auto& inbox = state_->inboxes[index(frame.lane)];
         // Reports come through the stream, others never do.
-        if (!frame || (frame->lane == Lane::Reports) == delivery.empty())
-            return acknowledge_delivery(delivery);
-        auto& inbox = state_->inboxes[index(frame->lane)];
-        if (!inbox) return acknowledge_delivery(delivery);
+        if (!inbox || (frame.lane == Lane::Reports) != is_from_stream) return;
         heard_ = get_now();
-        Inbox::Result result = inbox->add(*frame);
-        if (result.verdict != Inbox::Verdict::Complete) return acknowledge_delivery(delivery);
-        events_.receive(frame->lane, std::move(*result.parcel),
-                        [state = state_, lane = frame->lane, number = result.number, delivery] {
+        Inbox::Result result = inbox->add(frame);
+        if (result.verdict == Inbox::Verdict::Broken && !is_broken_.exchange(true)) wake();
+        if (result.verdict != Inbox::Verdict::Complete) return;
+        std::atomic<bool>& is_busy = state_->are_busy[index(frame.lane)];
+        is_busy = true;
+        events_.receive(frame.lane, std::move(*result.parcel),
+                        [state = state_, lane = frame.lane, number = result.number] {
                             const std::lock_guard lock(state->mutex);
                             if (!state->link) return;
                             state->inboxes[index(lane)]->take(number);
-                            state->link->acknowledge_delivery(delivery);
                             state->link->must_acknowledge_ = true;
                             state->link->wake();
                         });
-    }
-
-    void acknowledge_delivery(const std::string& delivery) {
-        if (!delivery.empty()) ReportStream::acknowledge(connection_, delivery);
+        is_busy = false;
     }
 
     void run() {
         Nanoseconds acknowledge_at = get_now(), look_at = get_now() + kStreamInterval;
+        bool has_published = false;
         for (;;) {
             {
                 std::unique_lock lock(mutex_);
-                changed_.wait_for(lock, std::max(acknowledge_at - get_now(), Nanoseconds::zero()),
-                                  [this] { return is_awake_ || is_ending_; });
+                if (!has_published)
+                    changed_.wait_for(lock, std::max(acknowledge_at - get_now(), Nanoseconds::zero()),
+                                      [this] { return is_awake_ || is_ending_; });
                 if (is_ending_) return;
                 is_awake_ = false;
             }
@@ -181,26 +190,35 @@ class SessionLink::Impl {
                 acknowledge();
                 acknowledge_at = get_now() + kAcknowledgeInterval;
             }
+            has_published = false;
             for (auto& outbox : outboxes_)
-                if (outbox) outbox->pump(get_now());
-            const bool is_late = get_now() >= look_at;
-            if (reports_ && (must_restore_.exchange(false) || is_late)) {
+                if (outbox && outbox->pump(get_now())) has_published = true;
+            if (reports_ && must_renew_.exchange(false)) {
+                look_after_reports([this] { reports_->renew(kStreamPatience); });
+            } else if (reports_ && get_now() >= look_at) {
+                look_after_reports([this] { reports_->restore(kStreamPatience); });
                 look_at = get_now() + kStreamInterval;
-                restore();
             }
+            if (is_broken_ && !std::exchange(is_broken_warned_, true) && events_.warn)
+                events_.warn("the other end sends parcels that do not fit together");
         }
     }
 
     void acknowledge() {
-        for (const auto& inbox : state_->inboxes)
-            if (inbox) connection_.try_publish(back_subject_, encode(inbox->get_acknowledgement()));
+        for (std::size_t lane = 0; lane < kLaneCount; ++lane) {
+            if (!state_->inboxes[lane]) continue;
+            const bool is_busy = state_->are_busy[lane];
+            Acknowledgement acknowledgement = state_->inboxes[lane]->get_acknowledgement();
+            acknowledgement.is_busy = is_busy;
+            connection_.try_publish(back_subject_, encode(acknowledgement));
+        }
     }
 
     /// The server may have been started again without its memory.
-    void restore() {
+    void look_after_reports(const std::function<void()>& look) {
         if (!connection_.is_connected()) return;
         try {
-            reports_->restore(kStreamPatience);
+            look();
             is_warned_ = false;
         } catch (const BusError& error) {
             if (!std::exchange(is_warned_, true) && events_.warn) events_.warn(error.what());
@@ -215,8 +233,9 @@ class SessionLink::Impl {
     std::shared_ptr<State> state_ = std::make_shared<State>();
     std::array<std::optional<Outbox>, kLaneCount> outboxes_;
     std::atomic<Nanoseconds> heard_;
-    std::atomic<bool> must_restore_ = false, must_acknowledge_ = false;
-    bool is_warned_ = false;
+    std::atomic<bool> must_renew_ = false, must_acknowledge_ = false;
+    std::atomic<bool> is_broken_ = false;  ///< what comes
+    bool is_broken_warned_ = false, is_warned_ = false;
 
     std::mutex mutex_;
     std::condition_variable changed_, taken_;

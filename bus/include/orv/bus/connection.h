@@ -93,7 +93,7 @@ class Connection {
     /// Throws BusError without a connection.
     Answer request(const std::string& subject, std::span<const std::byte> data,
                    std::chrono::milliseconds patience);
-    /// All answers that come in time.
+    /// All answers that come in time. Throws BusError without a connection.
     std::vector<std::vector<std::byte>> request_all(const std::string& subject,
                                                     std::span<const std::byte> data,
                                                     std::chrono::milliseconds patience);
@@ -114,6 +114,8 @@ class Connection {
     Native& native() { return *native_; }
 
   private:
+    void require_connection() const;
+
     std::unique_ptr<Native> native_;
 };
 

@@ -37,12 +37,13 @@ struct Frame {
 };
 inline constexpr std::size_t kFrameHeaderBytes = 24;
 
-/// How far a lane's receiver is. On the wire, little-endian: u8 2, u8 lane, u16 0, u32 0, u64 taken, u64
-/// expected.
+/// How far a lane's receiver is. On the wire, little-endian: u8 2, u8 lane, u8 whether it is busy, u8 0, u32
+/// 0, u64 taken, u64 expected.
 struct Acknowledgement {
     Lane lane = Lane::Down;
     std::uint64_t taken = 0;     ///< last frame of the last parcel that is done with, or 0
     std::uint64_t expected = 1;  ///< frame that it waits for
+    bool is_busy = false;        ///< with a parcel: there may be frames that it has not looked at
 };
 
 void write_header(const Frame& frame, std::span<std::byte, kFrameHeaderBytes> out);

@@ -18,10 +18,10 @@ using Nanoseconds = std::chrono::nanoseconds;
 
 /// Keeps parcels until the receiver is done with them, and publishes their frames in order; again from the
 /// first one that is missing, after the connection was lost or when the receiver waits for one that was
-/// published a while ago (go-back-N). Any thread may call it.
+/// published a while ago (go-back-N). Any thread may call it, pump() one at a time; nothing waits for it.
 class Outbox {
   public:
-    /// False when there is no connection. Called with the mutex held, by pump() only.
+    /// False when there is no connection. Called by pump(); may take its time.
     using Publish = std::function<bool(std::span<const std::byte> frame)>;
     struct Limits {
         std::size_t frame_bytes = 256 << 10;  ///< with its header
@@ -30,16 +30,17 @@ class Outbox {
     };
     Outbox(Lane lane, const Limits& limits, Publish publish);
 
-    /// Keeps a parcel for pump(). False, and nothing is kept, when the spool is full. An `urgent` one is kept
-    /// in any case: short ones that end a session.
+    /// Keeps a parcel for pump(). False, and nothing is kept, when the spool is full, or no receiver would
+    /// take so large a parcel. An `urgent` one is kept in any case: short ones that end a session.
     bool post(Parcel parcel, bool urgent = false);
     /// What the receiver said.
     void acknowledge(const Acknowledgement& acknowledgement, Nanoseconds now);
     /// What was published may be lost.
     void on_reconnected();
-    /// Publishes what may be published.
-    void pump(Nanoseconds now);
+    /// Publishes the next frame that may be published. False if there is none, or no connection.
+    bool pump(Nanoseconds now);
 
+    /// With what it costs to keep them.
     std::size_t get_spooled_bytes() const;
     /// Everything that was posted has been taken.
     bool is_empty() const;
@@ -49,22 +50,33 @@ class Outbox {
     struct Kept {
         Parcel parcel;
         std::uint64_t first = 0, last = 0;  ///< frames
+
+        /// Also empty ones must not be kept without limits.
+        std::size_t cost() const { return parcel.data.size() + kFrameHeaderBytes; }
     };
+    bool write_next_frame();
 
     const Lane lane_;
     const Limits limits_;
     const Publish publish_;
+    std::vector<std::byte> frame_;  ///< pump()'s
+
     mutable std::mutex mutex_;
     std::deque<Kept> kept_;        ///< not taken, in order
     std::size_t bytes_ = 0;        ///< of `kept_`
+    std::size_t in_flight_ = 0;    ///< of those that have begun
     std::uint64_t posted_ = 0;     ///< last frame of the last parcel
     std::uint64_t next_ = 1;       ///< frame to publish next
     std::uint64_t published_ = 0;  ///< highest frame ever published
-    std::uint64_t taken_ = 0;
-    std::uint64_t expected_ = 1;    ///< by the receiver
-    Nanoseconds expected_since_{};  ///< that it waits for it, or that it was published again
     std::uint64_t resent_ = 0;
-    std::vector<std::byte> frame_;  ///< scratch
+
+    // When a frame counts as lost.
+    std::uint64_t expected_ = 1;   ///< by the receiver
+    Nanoseconds waiting_since_{};  ///< the receiver, for it
+    Nanoseconds heard_{};          ///< the latest acknowledgement
+    Nanoseconds patience_;
+    std::uint64_t timed_ = 0;  ///< a frame that was published once, or 0
+    Nanoseconds timed_since_{};
 };
 
 }  // namespace orv::bus

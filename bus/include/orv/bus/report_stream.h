@@ -24,9 +24,12 @@ class ReportStream {
     ReportStream(const ReportStream&) = delete;
     ReportStream& operator=(const ReportStream&) = delete;
 
-    /// Makes stream and consumer again if the server has lost them. Called after reconnecting, and whenever
-    /// nothing comes that should. Throws BusError.
+    /// Makes stream and reader again if the server has lost them: it was started again, or somebody has
+    /// removed them. Throws BusError.
     void restore(std::chrono::milliseconds patience);
+    /// After reconnecting: what was on its way to us and got lost would be delivered again much later, and
+    /// the server waits until then. A new reader gets it now. Throws BusError.
+    void renew(std::chrono::milliseconds patience);
     /// The server may forget the message. Any thread.
     static void acknowledge(Connection& connection, const std::string& reply);
 
