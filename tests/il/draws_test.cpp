@@ -43,6 +43,14 @@ TEST(EventQueue, ReturnsEntriesInOrderOfTimeStbAndStep) {
     }
 }
 
+TEST(Random, AFunctionOfANormalNumberIsThatOfTheLogarithmAndTheCosine) {
+    for (const double scale : {-1e10, 1e6, 1e3}) {  // steps near the error of the shortcut, and far above it
+        Random random(3), same(3);
+        const auto rounded = [scale](double normal) { return std::floor(scale * normal); };
+        for (int i = 0; i < 1000000; ++i) ASSERT_EQ(random.of_normal(rounded), rounded(same.normal()));
+    }
+}
+
 TEST(Random, RowsAreThoseOfTheLogarithm) {
     for (const double probability : {1e-9, 0.001, 0.3, 0.5, 0.9, 0.999, 1 - 0x1p-53}) {
         Random random(3), same(3);

@@ -98,6 +98,14 @@ TEST(PackedRows, EventsOfAllAddressTypesTravelInRunsOfOneShape) {
     EXPECT_EQ(parsed(sent), as_received(events));
     EXPECT_EQ(parsed(arrived), as_received(events));
 
+    // Rows that are written when they are needed: into the bytes, or for a reader of the message.
+    const std::vector<stblock_event_s> blocks{{5, events, {}}};
+    Message waiting;
+    create_req_ResultsNotification(&waiting, blocks, false);
+    EXPECT_EQ(waiting.encode(), sent.encode());
+    EXPECT_EQ(parsed(waiting), as_received(events));
+    EXPECT_EQ(waiting.encode(), sent.encode());
+
     for (int i = 0; i < 9; ++i) {  // a reader that reads by name
         stbox_event_s received;
         stbox_event_t_from_struct(events_of(sent).get_member_struct(i), &received);

@@ -32,12 +32,22 @@ struct Tm_array::Stretch {
     std::size_t first = 0;
     std::size_t count = 0;
     std::vector<std::unique_ptr<Tm_value>> objects;  ///< one per element, unless the stretch is a run
-    Tm_struct_run run;                               ///< shape null: no run
+    mutable Tm_struct_run run;                       ///< shape null: no run
     bool owns_rows = false;
-    std::vector<std::byte, Without_zeroes<std::byte>> rows;  ///< what the run refers to when it owns its rows
+    Tm_row_writer write;  ///< of rows that are written when they are needed
+    /// What the run refers to when it owns its rows, or when they have been written.
+    mutable std::vector<std::byte, Without_zeroes<std::byte>> rows;
     mutable std::vector<std::unique_ptr<Tm_struct>> unpacked;  ///< the run's elements that were asked for
 
+    bool waits_for_rows() const { return run.rows == nullptr && write; }
+    void write_rows() const {
+        if (!waits_for_rows()) return;
+        rows.resize(count * run.shape->row_size());
+        write(0, count, rows.data());
+        run.rows = rows.data();
+    }
     const std::byte* row(std::size_t index) const {
+        write_rows();
         return run.rows + (index - first) * run.shape->row_size();
     }
     const Tm_struct* unpacked_element(std::size_t index) const {
@@ -135,10 +145,24 @@ void Tm_array::append_borrowed_run(Tm_struct_run run) {
     stretch.run = std::move(run);
 }
 
+void Tm_array::append_written_run(const std::shared_ptr<const Tm_flat_shape>& shape, std::size_t count,
+                                  Tm_row_writer write) {
+    append_borrowed_run({shape, nullptr, count});
+    if (count > 0) stretches_.back().write = std::move(write);
+}
+
 std::vector<Tm_array::Segment> Tm_array::segments() const {
+    for (const Stretch& stretch : stretches_) stretch.write_rows();
+    return segments_to_write();
+}
+
+std::vector<Tm_array::Segment> Tm_array::segments_to_write() const {
     std::vector<Segment> result;
     result.reserve(stretches_.size());
-    for (const Stretch& stretch : stretches_) result.push_back({stretch.first, stretch.count, stretch.run});
+    for (const Stretch& stretch : stretches_) {
+        result.push_back(
+            {stretch.first, stretch.count, stretch.run, stretch.waits_for_rows() ? &stretch.write : nullptr});
+    }
     return result;
 }
 
@@ -232,6 +256,7 @@ std::unique_ptr<Tm_value> Tm_array::clone() const {
     copy->size_ = size_;
     copy->simple_ = simple_;
     for (const Stretch& stretch : stretches_) {
+        stretch.write_rows();
         Stretch& target = copy->stretches_.emplace_back();
         target.first = stretch.first;
         target.count = stretch.count;

@@ -30,7 +30,10 @@ class Wire_writer : private Tm_visitor {
     /// A byte field that belongs into the values.
     struct Field {
         std::size_t position;  ///< in the buffer
-        std::span<const std::byte> bytes;
+        std::size_t size;
+        const std::byte* bytes;      ///< unless they are still to be written
+        const Tm_row_writer* write;  ///< the rows to be written
+        std::size_t row_size;
     };
 
     void visit_scalar(const Tm_scalar& value) override;
@@ -43,11 +46,13 @@ class Wire_writer : private Tm_visitor {
     std::vector<Stretch> stretches_of(const Tm_array& array);
     void add_objects(std::vector<Stretch>& stretches, const Tm_array& array,
                      const Tm_array::Segment& segment);
-    void write_run(const Tm_struct_run& run);
+    void write_run(const Tm_array::Segment& segment);
     void write_bytes(std::span<const std::byte> bytes);
+    void write_size_of_bytes(std::size_t size);
     void write_head(Byte_sink& sink) const;
     std::size_t size_of_values() const;
     void append_values(std::vector<std::byte>& to) const;
+    static void append_rows(const Field& field, std::vector<std::byte>& to);
     static void write_double(Byte_sink& sink, double value);
     void check_depth(int depth) const;
 

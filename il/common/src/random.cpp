@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cmath>
 #include <cstddef>
 #include <numbers>
@@ -59,11 +60,62 @@ std::uint64_t exact_binomial(std::uint64_t trials, double probability, double le
     return static_cast<std::uint64_t>(count);
 }
 
+/// Logarithms, sines and cosines of numbers in the middle of equal intervals: from there on, few terms of a
+/// series are enough for near_normal().
+struct NormalTables {
+    static constexpr int kBits = 6;
+    static constexpr std::size_t kSize = 1 << kBits;
+
+    NormalTables() {
+        for (std::size_t i = 0; i < kSize; ++i) {
+            const double middle = (static_cast<double>(i) + 0.5) / kSize;
+            logarithm[i] = {1 / (1 + middle), std::log(1 + middle)};
+            direction[i] = {std::cos(2 * std::numbers::pi * middle), std::sin(2 * std::numbers::pi * middle)};
+        }
+    }
+    struct {
+        double inverse, log;
+    } logarithm[kSize];  ///< of numbers from 1 to 2
+    struct {
+        double cos, sin;
+    } direction[kSize];  ///< of a full turn
+};
+const NormalTables normal_tables;
+
+double near_log(double number) {
+    constexpr int kExponentShift = 52, kBias = 1023;
+    constexpr std::uint64_t kMantissa = (std::uint64_t{1} << kExponentShift) - 1;
+    const auto bits = std::bit_cast<std::uint64_t>(number);
+    const auto exponent = static_cast<double>(static_cast<int>(bits >> kExponentShift) - kBias);
+    const auto mantissa = std::bit_cast<double>((bits & kMantissa) | std::bit_cast<std::uint64_t>(1.0));
+    const auto& middle =
+        normal_tables.logarithm[(bits & kMantissa) >> (kExponentShift - NormalTables::kBits)];
+    const double x = mantissa * middle.inverse - 1;
+    return exponent * std::numbers::ln2 + middle.log +
+           x * (1 - x * (1. / 2 - x * (1. / 3 - x * (1. / 4 - x * (1. / 5)))));
+}
+
+double near_cos_of_turn(double turn) {
+    const double position = turn * NormalTables::kSize;
+    const auto i = static_cast<int>(position);
+    const auto& middle = normal_tables.direction[i];
+    const double x = (position - (i + 0.5)) * (2 * std::numbers::pi / NormalTables::kSize);
+    const double xx = x * x;
+    const double cos = 1 - xx * (1. / 2 - xx * (1. / 24 - xx * (1. / 720)));
+    const double sin = x * (1 - xx * (1. / 6 - xx * (1. / 120)));
+    return middle.cos * cos - middle.sin * sin;
+}
+
 }  // namespace
 
-double Random::normal() {
-    const double radius = std::sqrt(-2 * std::log(1 - fraction()));  // Box and Muller
-    return radius * std::cos(2 * std::numbers::pi * fraction());
+double Random::exact_normal(double tail, double turn) {
+    return std::sqrt(-2 * std::log(tail)) * std::cos(2 * std::numbers::pi * turn);
+}
+
+/// The error is below 3e-12: that of the logarithm is 4e-14, or less than 1e-15 near 1, where the root
+/// enlarges it most; that of the cosine is 2e-13, and the root at most 8.6.
+double Random::near_normal(double tail, double turn) {
+    return std::sqrt(-2 * near_log(tail)) * near_cos_of_turn(turn);
 }
 
 /// Where there may be some.

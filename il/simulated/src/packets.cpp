@@ -24,7 +24,10 @@ Time time_lost(double packets_per_second, double loss, Random& random) {
 
 }  // namespace
 
-Time draw_delay(const Distribution& distribution, Random& random) {
+Time draw_some_delay(const Distribution& distribution, Random& random) {
+    const auto limited = [](double ms) {
+        return rounded(std::clamp(ms, 0.0, kLongestDelayMs) * static_cast<double>(kMillisecond));
+    };
     double delay = distribution.a;
     switch (distribution.kind) {
         case Distribution::Kind::Constant:
@@ -33,13 +36,13 @@ Time draw_delay(const Distribution& distribution, Random& random) {
             delay += (distribution.b - distribution.a) * random.fraction();
             break;
         case Distribution::Kind::Normal:
-            delay += distribution.b * random.normal();
-            break;
+            return random.of_normal(
+                [&](double normal) { return limited(distribution.a + distribution.b * normal); });
         case Distribution::Kind::Exponential:
             delay -= distribution.b * std::log(1 - random.fraction());
             break;
     }
-    return rounded(std::clamp(delay, 0.0, kLongestDelayMs) * static_cast<double>(kMillisecond));
+    return limited(delay);
 }
 
 Time first_arrival(Time first, double packets_per_second, double loss, Random& random) {

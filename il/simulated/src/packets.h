@@ -12,8 +12,12 @@
 
 namespace orv::il {
 
-/// A delay that is drawn anew.
-Time draw_delay(const Distribution& distribution, Random& random);
+Time draw_some_delay(const Distribution& distribution, Random& random);
+/// A delay that is drawn anew. Most networks have no jitter, which costs no call.
+inline Time draw_delay(const Distribution& distribution, Random& random) {
+    const bool is_none = distribution.kind == Distribution::Kind::Constant && distribution.a == 0;
+    return is_none ? 0 : draw_some_delay(distribution, random);
+}
 
 /// From one packet to the next; never below the resolution of the counter.
 inline Time packet_gap(double packets_per_second) {

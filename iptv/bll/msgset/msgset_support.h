@@ -33,9 +33,9 @@ using Decoder = void (*)(const tm::Tm_struct* in, Record* record);
 int array_count(std::size_t size);
 
 /// Converts the records of an array to packed rows and back. Defined in packed_rows.h, which also explains
-/// `Row`.
+/// `Row`. `copy` false: the rows are written when they are needed, and the records outlive the array.
 template <class Row, class Record>
-std::unique_ptr<tm::Tm_value> pack_rows(const std::vector<Record>& records);
+std::unique_ptr<tm::Tm_value> pack_rows(const std::vector<Record>& records, bool copy);
 template <class Row, class Record>
 void unpack_rows(const tm::Tm_array& array, std::vector<Record>* records);
 /// The same without decoding the rows.
@@ -106,8 +106,8 @@ class Message_target {
 template <class Target>
 class Members_writer {
   public:
-    /// `copy_arrays` false: arrays of simple kinds refer to the vectors given, which must then outlive the
-    /// message.
+    /// `copy_arrays` false: arrays of simple kinds, and of records as packed rows, refer to the vectors
+    /// given, which must then outlive the message.
     Members_writer(Target target, bool copy_arrays) : target_(std::move(target)), copy_arrays_(copy_arrays) {}
 
     template <class Simple>
@@ -160,7 +160,7 @@ class Members_writer {
     /// Records as packed rows; `Row` describes them (packed_rows.h).
     template <class Row, class Record>
     void add_rows(const std::vector<Record>& records) {
-        target_.put_own(pack_rows<Row>(records));
+        target_.put_own(pack_rows<Row>(records, copy_arrays_));
     }
 
   private:

@@ -62,6 +62,7 @@ class Packed_records {
   private:
     /// Few enough for the first-level cache, together with their rows.
     static constexpr std::size_t kAtOnce = 32;
+    static constexpr std::size_t kCacheLine = 64;
 
     struct Segment {
         std::size_t first;  ///< number of its first record
@@ -85,9 +86,12 @@ class Packed_records {
         while (count > 0) {
             const std::size_t now = std::min(count, kAtOnce);
             segment.load(rows, now, buffer.data());
-            std::for_each_n(buffer.data(), now, use);
             rows += now * segment.row_size;
             count -= now;
+            // The next ones arrive while these are used: a large notification is not in any cache.
+            const std::size_t ahead = std::min(count, kAtOnce) * segment.row_size;
+            for (std::size_t i = 0; i < ahead; i += kCacheLine) __builtin_prefetch(rows + i);
+            std::for_each_n(buffer.data(), now, use);
         }
     }
 

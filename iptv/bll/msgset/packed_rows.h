@@ -97,6 +97,20 @@ void store_rows(const typename Row::Record* records, std::size_t count, std::byt
     }
 }
 
+/// For any type of address, as row_address_type() has it.
+template <class Row>
+void store_rows(std::uint32_t address_type, const typename Row::Record* records, std::size_t count,
+                std::byte* rows) {
+    switch (address_type) {
+        case ipAddress_t::kV4:
+            return store_rows<Row, ipAddress_t::kV4>(records, count, rows);
+        case ipAddress_t::kV6:
+            return store_rows<Row, ipAddress_t::kV6>(records, count, rows);
+        default:
+            return store_rows<Row, Row_shapes::kNoAddress>(records, count, rows);
+    }
+}
+
 template <class Row, std::uint32_t AddressType>
 void load_rows(const std::byte* rows, std::size_t count, typename Row::Record* records) {
     const tm::Tm_flat_shape& shape = *Row::shapes().of(AddressType);
@@ -138,22 +152,20 @@ void decode_segment(const tm::Tm_array& array, const tm::Tm_array::Segment& segm
 }
 
 template <class Row, class Record>
-std::unique_ptr<tm::Tm_value> pack_rows(const std::vector<Record>& records) {
+std::unique_ptr<tm::Tm_value> pack_rows(const std::vector<Record>& records, bool copy) {
     auto array = std::make_unique<tm::Tm_array>();
     for (std::size_t first = 0, last = 0; first < records.size(); first = last) {
         const std::uint32_t type = row_address_type(records[first].*Row::address);
         while (last < records.size() && row_address_type(records[last].*Row::address) == type) ++last;
-        std::byte* rows = array->append_rows(Row::shapes().of(type), last - first);
-        switch (type) {
-            case ipAddress_t::kV4:
-                store_rows<Row, ipAddress_t::kV4>(&records[first], last - first, rows);
-                break;
-            case ipAddress_t::kV6:
-                store_rows<Row, ipAddress_t::kV6>(&records[first], last - first, rows);
-                break;
-            default:
-                store_rows<Row, Row_shapes::kNoAddress>(&records[first], last - first, rows);
-                break;
+        const auto& shape = Row::shapes().of(type);
+        const Record* const run = &records[first];
+        if (copy) {
+            store_rows<Row>(type, run, last - first, array->append_rows(shape, last - first));
+        } else {
+            array->append_written_run(shape, last - first,
+                                      [run, type](std::size_t from, std::size_t count, std::byte* rows) {
+                                          store_rows<Row>(type, run + from, count, rows);
+                                      });
         }
     }
     return array;

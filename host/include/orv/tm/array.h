@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <span>
 #include <string_view>
@@ -19,6 +20,9 @@ struct Tm_struct_run {
     const std::byte* rows = nullptr;
     std::size_t count = 0;
 };
+
+/// Writes the rows of `count` structs of a run, from number `first` of the run on.
+using Tm_row_writer = std::function<void(std::size_t first, std::size_t count, std::byte* rows)>;
 
 /// An ordered list of values, all of one kind (the first one's; another throws Tm_exception).
 ///
@@ -48,15 +52,23 @@ class Tm_array : public Tm_value {
     std::byte* append_rows(const std::shared_ptr<const Tm_flat_shape>& shape, std::size_t count);
     /// Appends packed structs whose rows lie in memory that outlives the array.
     void append_borrowed_run(Tm_struct_run run);
+    /// Appends packed structs whose rows are written when they are needed: mostly when the message is
+    /// encoded, right into its bytes, which saves memory for all rows and copying them. What `write` refers
+    /// to outlives the array.
+    void append_written_run(const std::shared_ptr<const Tm_flat_shape>& shape, std::size_t count,
+                            Tm_row_writer write);
 
     /// A stretch of elements: a run of packed structs, or (`run.shape` null) objects to be read one by one.
     struct Segment {
         std::size_t first = 0;
         std::size_t count = 0;
         Tm_struct_run run;
+        const Tm_row_writer* write = nullptr;  ///< of segments_to_write only: what writes the rows
     };
     /// The stretches of a struct array in order; they cover all elements.
-    virtual std::vector<Segment> segments() const;
+    std::vector<Segment> segments() const;
+    /// The same, but rows that are not written yet are left to the caller.
+    std::vector<Segment> segments_to_write() const;
 
     /// Element getters: Tm_out_of_range_exception outside 0 to size-1, Tm_type_mismatch_exception for another
     /// kind.

@@ -178,7 +178,7 @@ inline double UnicastSeconds(const ChannelView& v) {
     return SecondsBetween(v.first_unicast, v.last_unicast);
 }
 template <auto first, auto last>
-double SecondsOf(const ChannelView& v) {
+[[gnu::always_inline]] inline double SecondsOf(const ChannelView& v) {
     return SecondsBetween(v.ev.*first, v.ev.*last);
 }
 template <auto packets, auto first, auto last>
