@@ -74,7 +74,7 @@ bool Outbox::make_ready() {
         if (ready_ == kept_.size()) return false;
         kept = &kept_[ready_];
     }
-    auto packed = pack(kept->parcel.data);
+    auto packed = pack(kept->parcel.data, packing_);
     const std::lock_guard lock(mutex_);
     bytes_ -= kept->cost();
     kept->is_packed = packed.has_value();

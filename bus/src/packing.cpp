@@ -14,22 +14,24 @@ constexpr std::size_t kSizeBytes = 4;
 /// Less is not worth it.
 constexpr std::size_t kLeast = 1'024;
 constexpr std::size_t kMostRatio = 255;
+/// Of LZ4: looks less closely for what repeats.
+constexpr int kAcceleration = 4;
 
 }  // namespace
 
-std::optional<std::vector<std::byte>> pack(std::span<const std::byte> data) {
+std::optional<std::vector<std::byte>> pack(std::span<const std::byte> data, std::vector<std::byte>& scratch) {
     if (data.size() < kLeast || data.size() > LZ4_MAX_INPUT_SIZE) return {};
     // A quarter must be gained: then no room is needed for more.
-    std::vector<std::byte> packed(data.size() * 3 / 4);
+    const std::size_t room = data.size() * 3 / 4;
+    if (scratch.size() < room) scratch.resize(room);
     for (std::size_t i = 0; i < kSizeBytes; ++i)
-        packed[i] = static_cast<std::byte>(data.size() >> (8 * i) & 0xFF);
-    const int size = LZ4_compress_default(
-        reinterpret_cast<const char*>(data.data()), reinterpret_cast<char*>(packed.data() + kSizeBytes),
-        static_cast<int>(data.size()), static_cast<int>(packed.size() - kSizeBytes));
+        scratch[i] = static_cast<std::byte>(data.size() >> (8 * i) & 0xFF);
+    const int size = LZ4_compress_fast(
+        reinterpret_cast<const char*>(data.data()), reinterpret_cast<char*>(scratch.data() + kSizeBytes),
+        static_cast<int>(data.size()), static_cast<int>(room - kSizeBytes), kAcceleration);
     if (size <= 0) return {};
-    packed.resize(kSizeBytes + static_cast<std::size_t>(size));
-    packed.shrink_to_fit();
-    return packed;
+    const auto end = scratch.begin() + static_cast<std::ptrdiff_t>(kSizeBytes) + size;
+    return std::vector<std::byte>(scratch.begin(), end);
 }
 
 std::optional<std::vector<std::byte>> unpack(std::span<const std::byte> packed) {

@@ -62,7 +62,7 @@ class Outbox {
     const Lane lane_;
     const Limits limits_;
     const Publish publish_;
-    std::vector<std::byte> frame_;  ///< pump()'s
+    std::vector<std::byte> frame_, packing_;  ///< pump()'s
 
     mutable std::mutex mutex_;
     std::deque<Kept> kept_;        ///< not taken, in order
