@@ -37,6 +37,8 @@ constexpr std::uint32_t kSettopBoxes = 16384;
 /// As large as the messages of ports, which have at most 50,000 records.
 constexpr int kViewsPerNotification = 3;
 constexpr int kNotifications = 40;
+/// So much may wait to be packed and sent: the memory of a few messages is used again.
+constexpr std::size_t kMostSpooled = 32 << 20;
 constexpr const char* kAgent = "bench";
 constexpr const char* kSender = "--sender";
 
@@ -171,9 +173,9 @@ int Send(const std::string& url, const std::string& session, std::uint32_t block
             --orders;
         }
         for (const auto& notification : notifications) {
-            orv::bus::Parcel parcel{0, 0, Encode(notification)};
-            while (!link.send(Lane::Reports, parcel))
-                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            while (link.get_spooled_bytes(Lane::Reports) > kMostSpooled)
+                std::this_thread::sleep_for(std::chrono::microseconds(200));
+            link.send(Lane::Reports, {0, 0, Encode(notification)});
         }
     }
 }

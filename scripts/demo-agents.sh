@@ -9,7 +9,7 @@ cmake --preset release >/dev/null
 cmake --build --preset release --target product
 
 export PATH="$PWD/build/release/bin:$PATH"
-example=examples/agents-zapping.yaml
+example=examples/live-zapping-agents.yaml
 database=build/demo-agents.db
 rm -f "$database"*
 sed -n 's/^# //p' "$example" | sed '/Verdict/q'

@@ -14,7 +14,7 @@ packages=(
   iproute2 nftables frr tshark shellcheck
   libboost-math-dev libjs-chart.js chromium chromium-driver python3-selenium
   gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good
-  libnats-dev nats-server
+  libnats-dev liblz4-dev nats-server
 )
 # It gets axe-core for the test of the report. Node.js from elsewhere brings its own npm, with which Debian's conflicts.
 command -v npm >/dev/null || packages+=(npm)

@@ -37,7 +37,7 @@ void write_header(const Frame& frame, std::span<std::byte, kFrameHeaderBytes> ou
     put(out, 0, kFrame);
     put(out, 1, static_cast<std::uint8_t>(frame.lane));
     put(out, 2, frame.kind);
-    put(out, 3, std::uint8_t{0});
+    put(out, 3, static_cast<std::uint8_t>(frame.is_packed));
     put(out, 4, frame.port);
     put(out, 6, std::uint16_t{0});
     put(out, 8, frame.whole);
@@ -51,6 +51,7 @@ std::optional<Frame> decode_frame(std::span<const std::byte> bytes) {
     Frame frame;
     frame.lane = *lane;
     frame.kind = get<std::uint8_t>(bytes, 2);
+    frame.is_packed = get<std::uint8_t>(bytes, 3) != 0;
     frame.port = get<std::uint16_t>(bytes, 4);
     frame.whole = get<std::uint32_t>(bytes, 8);
     frame.offset = get<std::uint32_t>(bytes, 12);

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "packing.h"
+
 namespace orv::bus {
 
 Inbox::Result Inbox::add(const Frame& frame) {
@@ -14,6 +16,7 @@ Inbox::Result Inbox::add(const Frame& frame) {
         if (!parcel_.data.empty()) return {Verdict::Broken};
         parcel_ = {frame.kind, frame.port, {}};
         whole_ = frame.whole;
+        is_packed_ = frame.is_packed;
     } else if (frame.offset != parcel_.data.size() || frame.whole != whole_ || frame.kind != parcel_.kind ||
                frame.port != parcel_.port) {
         return {Verdict::Broken};
@@ -21,7 +24,13 @@ Inbox::Result Inbox::add(const Frame& frame) {
     parcel_.data.insert(parcel_.data.end(), frame.piece.begin(), frame.piece.end());
     ++expected_;
     if (!frame.is_last()) return {Verdict::Kept};
-    return {Verdict::Complete, std::exchange(parcel_, {}), frame.number};
+    Parcel parcel = std::exchange(parcel_, {});
+    if (is_packed_) {
+        auto data = unpack(parcel.data);
+        if (!data) return {Verdict::Broken};
+        parcel.data = std::move(*data);
+    }
+    return {Verdict::Complete, std::move(parcel), frame.number};
 }
 
 void Inbox::take(std::uint64_t number) {

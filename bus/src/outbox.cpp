@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "packing.h"
+
 namespace orv::bus {
 
 namespace {
@@ -19,13 +21,11 @@ Outbox::Outbox(Lane lane, const Limits& limits, Publish publish)
 
 bool Outbox::post(Parcel parcel, bool urgent) {
     const std::lock_guard lock(mutex_);
-    const std::size_t piece = limits_.frame_bytes - kFrameHeaderBytes;
-    const std::size_t frames = std::max<std::size_t>((parcel.data.size() + piece - 1) / piece, 1);
-    Kept kept{std::move(parcel), posted_ + 1, posted_ + frames};
+    Kept kept;
+    kept.parcel = std::move(parcel);
     if (kept.parcel.data.size() > kMostParcelBytes) return false;
     if (!urgent && bytes_ + kept.cost() > limits_.spool) return false;
     bytes_ += kept.cost();
-    posted_ = kept.last;
     kept_.push_back(std::move(kept));
     return true;
 }
@@ -35,7 +35,7 @@ void Outbox::acknowledge(const Acknowledgement& acknowledgement, Nanoseconds now
     // What nobody published cannot have come.
     if (acknowledgement.taken >= acknowledgement.expected || acknowledgement.expected > published_ + 1)
         return;
-    for (; !kept_.empty() && kept_.front().last <= acknowledgement.taken; kept_.pop_front()) {
+    for (; ready_ > 0 && kept_.front().last <= acknowledgement.taken; kept_.pop_front(), --ready_) {
         bytes_ -= kept_.front().cost();
         in_flight_ -= kept_.front().cost();
     }
@@ -65,7 +65,32 @@ void Outbox::on_reconnected() {
     patience_ = kLeastPatience;
 }
 
+/// Packing takes time, and the ports that post must not wait for it. A parcel that is not ready belongs to
+/// pump(): nobody else touches it.
+bool Outbox::make_ready() {
+    Kept* kept = nullptr;
+    {
+        const std::lock_guard lock(mutex_);
+        if (ready_ == kept_.size()) return false;
+        kept = &kept_[ready_];
+    }
+    auto packed = pack(kept->parcel.data, packing_);
+    const std::lock_guard lock(mutex_);
+    bytes_ -= kept->cost();
+    kept->is_packed = packed.has_value();
+    if (packed) kept->parcel.data = std::move(*packed);
+    bytes_ += kept->cost();
+    const std::size_t piece = limits_.frame_bytes - kFrameHeaderBytes;
+    kept->first = numbered_ + 1;
+    numbered_ += std::max<std::size_t>((kept->parcel.data.size() + piece - 1) / piece, 1);
+    kept->last = numbered_;
+    ++ready_;
+    return true;
+}
+
 bool Outbox::pump(Nanoseconds now) {
+    while (make_ready()) {
+    }
     {
         const std::lock_guard lock(mutex_);
         if (!write_next_frame()) return false;
@@ -91,8 +116,9 @@ bool Outbox::pump(Nanoseconds now) {
 /// A parcel that has begun is always finished: the receiver takes whole ones only.
 bool Outbox::write_next_frame() {
     const auto is_before = [](const Kept& kept, std::uint64_t frame) { return kept.last < frame; };
-    const auto kept = std::lower_bound(kept_.begin(), kept_.end(), next_, is_before);
-    if (kept == kept_.end()) return false;
+    const auto end = kept_.begin() + static_cast<std::ptrdiff_t>(ready_);
+    const auto kept = std::lower_bound(kept_.begin(), end, next_, is_before);
+    if (kept == end) return false;
     if (kept->first > published_) {
         if (in_flight_ > 0 && in_flight_ + kept->cost() > limits_.in_flight) return false;
         in_flight_ += kept->cost();
@@ -104,6 +130,7 @@ bool Outbox::write_next_frame() {
     Frame frame;
     frame.lane = lane_;
     frame.kind = kept->parcel.kind;
+    frame.is_packed = kept->is_packed;
     frame.port = kept->parcel.port;
     frame.whole = static_cast<std::uint32_t>(data.size());
     frame.offset = static_cast<std::uint32_t>(offset);

@@ -219,9 +219,10 @@ class SessionLink::Impl {
         if (!connection_.is_connected()) return;
         try {
             look();
-            is_warned_ = false;
+            failures_ = 0;
         } catch (const BusError& error) {
-            if (!std::exchange(is_warned_, true) && events_.warn) events_.warn(error.what());
+            // The first one is often a connection that nobody knows yet to be lost.
+            if (++failures_ == 2 && events_.warn) events_.warn(error.what());
         }
     }
 
@@ -235,7 +236,8 @@ class SessionLink::Impl {
     std::atomic<Nanoseconds> heard_;
     std::atomic<bool> must_renew_ = false, must_acknowledge_ = false;
     std::atomic<bool> is_broken_ = false;  ///< what comes
-    bool is_broken_warned_ = false, is_warned_ = false;
+    bool is_broken_warned_ = false;
+    int failures_ = 0;  ///< to look after the reader of reports, one after the other
 
     std::mutex mutex_;
     std::condition_variable changed_, taken_;

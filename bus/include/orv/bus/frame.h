@@ -21,12 +21,13 @@ struct Parcel {
 /// Largest parcel that is taken; more is hostile.
 inline constexpr std::size_t kMostParcelBytes = std::size_t{1} << 30;
 
-/// A piece of a parcel. On the wire, little-endian: u8 1, u8 lane, u8 kind, u8 0, u16 port, u16 0, u32 bytes
-/// of the whole parcel, u32 offset of the piece, u64 number, and the piece. Pieces of a lane are numbered
-/// from 1 without gaps, those of a parcel follow each other.
+/// A piece of a parcel. On the wire, little-endian: u8 1, u8 lane, u8 kind, u8 whether it is packed, u16
+/// port, u16 0, u32 bytes of the whole parcel, u32 offset of the piece, u64 number, and the piece. Pieces of
+/// a lane are numbered from 1 without gaps, those of a parcel follow each other.
 struct Frame {
     Lane lane = Lane::Down;
     std::uint8_t kind = 0;
+    bool is_packed = false;  ///< the pieces together are a parcel's data made smaller (packing.h)
     std::uint16_t port = 0;
     std::uint32_t whole = 0;
     std::uint32_t offset = 0;

@@ -41,6 +41,7 @@ class Inbox {
     std::uint64_t taken_ = 0;
     Parcel parcel_;            ///< being put together
     std::uint32_t whole_ = 0;  ///< its bytes
+    bool is_packed_ = false;
 };
 
 }  // namespace orv::bus

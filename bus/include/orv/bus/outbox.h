@@ -37,7 +37,8 @@ class Outbox {
     void acknowledge(const Acknowledgement& acknowledgement, Nanoseconds now);
     /// What was published may be lost.
     void on_reconnected();
-    /// Publishes the next frame that may be published. False if there is none, or no connection.
+    /// Packs what was posted, and publishes the next frame that may be published. False if there is none, or
+    /// no connection.
     bool pump(Nanoseconds now);
 
     /// With what it costs to keep them.
@@ -49,23 +50,26 @@ class Outbox {
   private:
     struct Kept {
         Parcel parcel;
-        std::uint64_t first = 0, last = 0;  ///< frames
+        std::uint64_t first = 0, last = 0;  ///< frames, once it is ready
+        bool is_packed = false;
 
         /// Also empty ones must not be kept without limits.
         std::size_t cost() const { return parcel.data.size() + kFrameHeaderBytes; }
     };
+    bool make_ready();
     bool write_next_frame();
 
     const Lane lane_;
     const Limits limits_;
     const Publish publish_;
-    std::vector<std::byte> frame_;  ///< pump()'s
+    std::vector<std::byte> frame_, packing_;  ///< pump()'s
 
     mutable std::mutex mutex_;
     std::deque<Kept> kept_;        ///< not taken, in order
+    std::size_t ready_ = 0;        ///< so many of them, from the first on, are packed and numbered
     std::size_t bytes_ = 0;        ///< of `kept_`
     std::size_t in_flight_ = 0;    ///< of those that have begun
-    std::uint64_t posted_ = 0;     ///< last frame of the last parcel
+    std::uint64_t numbered_ = 0;   ///< last frame of the last parcel that is ready
     std::uint64_t next_ = 1;       ///< frame to publish next
     std::uint64_t published_ = 0;  ///< highest frame ever published
     std::uint64_t resent_ = 0;
