@@ -4,13 +4,14 @@ import os
 import re
 import signal
 import sqlite3
+import struct
 import subprocess
 import sys
 import tempfile
 import unittest
 from pathlib import Path
 
-from nats import Agent, Run, Server, wait_until
+from nats import Agent, Client, Run, Server, wait_until
 
 PROGRAM, SOURCES = sys.argv[1], Path(sys.argv[2])
 sys.path.append(str(SOURCES / "tools"))
@@ -190,13 +191,61 @@ class Refusals(AgentsTest):
             (json.dumps(good | {"operation": 5}), "operation: an unknown value"),
             (json.dumps(good | {"session": "*"}), "session: expected 32 digits"),
             (json.dumps(good | {"session": 1}), "session: expected a text"),
+            (json.dumps(good | {"holder": "x" * 501}), "holder: too long"),
+            (json.dumps(good | {"holder": "x\n"}), "holder: too long, or with control characters"),
             (json.dumps(good | {"lease": 1}), "lease: expected 2 to 3600 s"),
             (json.dumps(good | {"lease": 10**30}), "lease: a number out of range"),
         ]:
             with self.subTest(text=text[:60]):
                 self.assertIn(answer, self.server.request("iptvtest.agent.lounge.control", text)["error"])
+        self.assertIn("not for all agents", self.server.request("iptvtest.agents", json.dumps(good))["error"])
         self.assertEqual(0, self.run_test()["exit_status"])
         self.assertIsNone(agent.process.poll())
+
+    def test_of_hostile_parcels(self):
+        """A controller that was let in is told what is wrong, and the next one is served."""
+        agent = self.start_agent("lounge")
+        with Client(self.server, "iptvtest.agent.lounge.down.*") as listener:
+            self.assertEqual(0, self.run_test()["exit_status"])
+            while (frame := listener.read())[0] != 1:  # acknowledgements
+                pass
+        setup, nobody = json.loads(frame[24:]), 0xFFFF
+        stepped, own_clock = ((1, nobody, json.dumps(setup | {"is_stepped": kind}).encode()) for kind in (True, False))
+
+        def step(now, event):
+            return 9, 0, struct.pack("<QqBQI", 1, now, event, 0, 0)
+
+        for number, (text, *parcels) in enumerate([
+            ("the set-up of a session: this is no JSON", (1, nobody, b"{")),
+            ("the set-up of a session: now: a time out of range", (1, nobody, json.dumps(setup | {"now": -1}).encode())),
+            ("a parcel for port 0, which there is not", (3, 0, b"x")),
+            ("a second set-up", stepped, stepped),
+            ("a parcel for port 1, which there is not", stepped, (3, 1, b"x")),
+            ("a parcel of kind 3 for a port", stepped, (3, 0, b"x")),
+            ("a message ends too early", stepped, (9, 0, b"x")),
+            ("a step has an unknown event", stepped, step(2**62 - 1, 4)),
+            ("a step has a time out of range", stepped, step(-1, 2)),
+            ("a step is earlier than the one before", stepped, step(2**62 - 1, 2), step(2**61, 2)),
+            ("a timed message without a time", own_clock, (4, 0, struct.pack("<q", -2**63))),
+            ("streams on air: expected a list", own_clock, (6, 0, b"7")),
+            ("the other end sends parcels that do not fit together", (1, nobody, b"[[", 9), (1, nobody, b"]]", 9, 7)),
+        ]):
+            request = {"protocol": 1, "program": "9", "operation": 2, "session": f"{number:032x}", "holder": "x", "lease": 90}
+            control, down, reports = (f"iptvtest.agent.lounge.{what}" for what in
+                                      ("control", f"down.{number:032x}", f"reports.{number:032x}"))
+            with self.subTest(text=text), Client(self.server, reports) as controller:
+                self.assertEqual("", self.server.request(control, json.dumps(request))["error"])
+                for place, (kind, port, data, *piece) in enumerate(parcels, 1):
+                    whole, offset = piece[0] if piece else len(data), piece[1] if piece[1:] else 0
+                    controller.publish(down, struct.pack("<BBBBHHIIQ", 1, 0, kind, 0, port, 0, whole, offset, place) + data)
+                while (said := controller.read())[2] != 7:  # steps that were taken
+                    pass
+                if number > 0:
+                    self.server.request(control, json.dumps(request | {"operation": 4}))
+                else:
+                    self.wait_for(agent, "The test of x has ended: its controller does not keep to the protocol")
+                self.assertEqual(f'agent "lounge" does not understand: {text}', said[24:].decode())
+        self.assertEqual(0, self.run_test()["exit_status"])
 
 
 if __name__ == "__main__":

@@ -62,18 +62,39 @@ class Server:
         self.process.kill()
         self.process.wait()
 
-
     def request(self, subject, text):
-        """The answer to a text, as JSON; by the server's own protocol."""
-        data = text.encode()
-        with socket.create_connection(("127.0.0.1", self.port), 10) as line, line.makefile("rwb") as file:
-            file.readline()  # what the server says of itself
-            file.write(b'CONNECT {"verbose":false}\r\nSUB answers 1\r\n' +
-                       b"PUB %s answers %d\r\n%s\r\n" % (subject.encode(), len(data), data))
-            file.flush()
-            while not (head := file.readline()).startswith(b"MSG"):
-                pass
-            return json.loads(file.read(int(head.split()[-1])))
+        """The answer to a text, as JSON."""
+        with Client(self, "answers") as client:
+            client.publish(subject, text.encode(), "answers")
+            return json.loads(client.read())
+
+
+class Client:
+    """Hears one subject, by the server's own protocol."""
+
+    def __init__(self, server, subject):
+        self.line = socket.create_connection(("127.0.0.1", server.port), 10)
+        self.file = self.line.makefile("rwb")
+        self.file.write(b'CONNECT {"verbose":false}\r\nSUB %s 1\r\nPING\r\n' % subject.encode())
+        self.file.flush()
+        while self.file.readline() != b"PONG\r\n":
+            pass
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.file.close()
+        self.line.close()
+
+    def publish(self, subject, data, reply=""):
+        self.file.write(b"PUB %s %s %d\r\n%s\r\n" % (subject.encode(), reply.encode(), len(data), data))
+        self.file.flush()
+
+    def read(self):
+        while not (head := self.file.readline()).startswith(b"MSG"):
+            assert head, "the server has closed the connection"
+        return self.file.read(int(head.split()[-1]))
 
 
 class Line:

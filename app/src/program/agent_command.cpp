@@ -66,7 +66,11 @@ struct RealClock {
     RealClock& operator=(const RealClock&) = delete;
 };
 
-/// Until the server is there; null when a signal came before.
+/// The name belongs to another agent.
+class NameTaken : public std::exception {};
+
+/// Until the server is there and nobody else has the name; null when a signal came before. Throws
+/// bus::AccessRefused and NameTaken.
 std::unique_ptr<bus::Connection> Connect(const AgentArguments& arguments,
                                          const bus::Connection::Events& events, const Signals& signals) {
     bus::ServerAccess access = arguments.server;
@@ -74,8 +78,10 @@ std::unique_ptr<bus::Connection> Connect(const AgentArguments& arguments,
     bool is_said = false;
     for (;;) {
         try {
-            return std::make_unique<bus::Connection>(access, "iptvtest agent " + arguments.offer.name, events,
-                                                     kServerPatience);
+            auto connection = std::make_unique<bus::Connection>(
+                access, "iptvtest agent " + arguments.offer.name, events, kServerPatience);
+            if (Agent::IsNameTaken(*connection, arguments.offer.name)) throw NameTaken();
+            return connection;
         } catch (const bus::AccessRefused&) {
             throw;
         } catch (const bus::BusError& error) {
@@ -106,16 +112,15 @@ int RunAgent(const AgentArguments& arguments) {
     try {
         const auto connection = Connect(arguments, events, signals);
         if (!connection) return 0;
-        if (Agent::IsNameTaken(*connection, offer.name)) {
-            PrintError(fmt::format("there is an agent with the name \"{}\" already", offer.name));
-            return static_cast<int>(RunEnd::BadInput);
-        }
         Agent agent(*connection, offer, Say);
         Say(fmt::format("Agent {} waits for tests; it offers {}.", offer.name, DescribeOffer(offer)));
         while (!signals.Wait(kTurn) && !is_lost_for_good) {
             if (is_back.exchange(false)) agent.OnReconnected();
             agent.LookAfterSession();
         }
+    } catch (const NameTaken&) {
+        PrintError(fmt::format("there is an agent with the name \"{}\" already", offer.name));
+        return static_cast<int>(RunEnd::BadInput);
     } catch (const bus::BusError& error) {
         PrintError(error.what());
         return static_cast<int>(RunEnd::BadInput);

@@ -17,12 +17,35 @@ bool IsSession(const std::string& text) {
     return text.size() == kSessionDigits && text.find_first_not_of("0123456789abcdef") == std::string::npos;
 }
 
-/// Times as numbers of nanoseconds, the lease as seconds.
+/// Bytes of a text that is shown to people: a host's name has up to 255 of them.
+constexpr std::size_t kMostShownBytes = 500;
+
+/// A text that is shown to people.
+template <class Archive, class Text>
+void VisitShown(Archive& archive, const char* name, Text& text) {
+    archive(name, text);
+    if constexpr (Archive::kReads) {
+        const auto is_control = [](unsigned char c) { return c < ' ' || c == 0x7F; };
+        if (text.size() > kMostShownBytes || std::ranges::any_of(text, is_control))
+            throw ProtocolError(fmt::format("{}: too long, or with control characters", name));
+    }
+}
+
 template <class Archive, class Duration>
 void VisitDuration(Archive& archive, const char* name, Duration& duration) {
     std::int64_t count = duration.count();
     archive(name, count);
     duration = Duration(count);
+}
+
+/// In nanoseconds. Sums and differences of two do not overflow.
+template <class Archive>
+void VisitTime(Archive& archive, const char* name, std::chrono::nanoseconds& time) {
+    VisitDuration(archive, name, time);
+    if constexpr (Archive::kReads) {
+        if (time < time.zero() || time > time.max() / 2)
+            throw ProtocolError(fmt::format("{}: a time out of range", name));
+    }
 }
 
 template <class Object>
@@ -39,12 +62,12 @@ constexpr auto GetLast(ControlRequest::Operation) {
 template <class Archive>
 void VisitMembers(Archive& archive, ControlRequest& request) {
     archive("protocol", request.protocol);
-    archive("program", request.program);
+    VisitShown(archive, "program", request.program);
     // The rest is as that protocol has it.
     if (Archive::kReads && request.protocol != kAgentProtocol) return;
     archive("operation", request.operation);
     archive("session", request.session);
-    archive("holder", request.holder);
+    VisitShown(archive, "holder", request.holder);
     VisitDuration(archive, "lease", request.lease);
     if constexpr (Archive::kReads) {
         const bool has_session = request.operation >= ControlRequest::Operation::Open;
@@ -57,32 +80,32 @@ void VisitMembers(Archive& archive, ControlRequest& request) {
 
 template <class Archive>
 void VisitMembers(Archive& archive, AgentInterface& interface) {
-    archive("name", interface.name);
+    VisitShown(archive, "name", interface.name);
     archive("line_rate", interface.line_rate);
     archive("is_up", interface.is_up);
 }
 
 template <class Archive>
 void VisitMembers(Archive& archive, AgentInfo& info) {
-    archive("name", info.name);
+    VisitShown(archive, "name", info.name);
     archive("interfaces", info.interfaces);
     archive("is_simulated", info.is_simulated);
     archive("load", info.load);
-    archive("holder", info.holder);
+    VisitShown(archive, "holder", info.holder);
 }
 
 template <class Archive>
 void VisitMembers(Archive& archive, ControlAnswer& answer) {
     archive("protocol", answer.protocol);
-    archive("program", answer.program);
-    archive("name", answer.name);
+    VisitShown(archive, "program", answer.program);
+    VisitShown(archive, "name", answer.name);
     if (Archive::kReads && answer.protocol != kAgentProtocol) return;
     archive("error", answer.error);
     archive("info", answer.info);
     archive("is_known", answer.is_known);
-    VisitDuration(archive, "steady_time", answer.steady_time);
-    VisitDuration(archive, "system_time", answer.system_time);
-    VisitDuration(archive, "latest_start", answer.latest_start);
+    VisitTime(archive, "steady_time", answer.steady_time);
+    VisitTime(archive, "system_time", answer.system_time);
+    VisitTime(archive, "latest_start", answer.latest_start);
     archive("figures", answer.figures);
 }
 

@@ -236,6 +236,9 @@ void VisitMembers(Archive& archive, SessionSetup& setup) {
     std::int64_t now = setup.now.count();
     archive("now", now);
     setup.now = std::chrono::nanoseconds(now);
+    if constexpr (Archive::kReads) {
+        if (now < 0 || setup.now > setup.now.max() / 2) throw ProtocolError("now: a time out of range");
+    }
 }
 
 template <class Archive>

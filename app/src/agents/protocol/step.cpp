@@ -19,6 +19,8 @@ Step ReadStep(std::span<const std::byte> bytes) {
     Step step;
     step.number = reader.Get<std::uint64_t>();
     step.now = std::chrono::nanoseconds(reader.Get<std::int64_t>());
+    if (step.now < step.now.zero() || step.now > step.now.max() / 2)
+        throw ProtocolError("a step has a time out of range");
     step.event = static_cast<Step::Event>(reader.Get<std::uint8_t>());
     if (step.event < Step::Event::Receive || step.event > Step::Event::OnAir)
         throw ProtocolError("a step has an unknown event");

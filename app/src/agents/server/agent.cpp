@@ -39,9 +39,10 @@ std::string_view GetTextOf(std::span<const std::byte> data) {
 
 Agent::Agent(bus::Connection& connection, AgentOffer offer, Say say)
     : connection_(connection), offer_(std::move(offer)), say_(std::move(say)) {
-    const auto listen = [this](const bus::Message& message) { OnRequest(message); };
-    control_ = connection_.subscribe(bus::control_subject(offer_.name), listen);
-    discovery_ = connection_.subscribe(bus::discovery_subject(), listen);
+    control_ = connection_.subscribe(bus::control_subject(offer_.name),
+                                     [this](const bus::Message& message) { OnRequest(message, true); });
+    discovery_ = connection_.subscribe(bus::discovery_subject(),
+                                       [this](const bus::Message& message) { OnRequest(message, false); });
 }
 
 Agent::~Agent() {
@@ -78,13 +79,13 @@ void Agent::EndSession(const std::string& why) {
     session_.reset();
 }
 
-void Agent::OnRequest(const bus::Message& message) {
+void Agent::OnRequest(const bus::Message& message, bool is_for_us) {
     if (message.reply.empty()) return;
-    const std::string answer = ToJson(AnswerTo(message));
+    const std::string answer = ToJson(AnswerTo(message, is_for_us));
     connection_.try_publish(std::string(message.reply), std::as_bytes(std::span(answer)));
 }
 
-ControlAnswer Agent::AnswerTo(const bus::Message& message) {
+ControlAnswer Agent::AnswerTo(const bus::Message& message, bool is_for_us) {
     ControlAnswer answer;
     answer.program = kProgramVersion;
     answer.name = offer_.name;
@@ -100,6 +101,8 @@ ControlAnswer Agent::AnswerTo(const bus::Message& message) {
             answer.error = fmt::format("agent \"{}\": {}", offer_.name, answer.error);
             return answer;
         }
+        if (!is_for_us && request.operation != ControlRequest::Operation::Info)
+            throw ProtocolError("a request that is not for all agents");
         const std::lock_guard lock(mutex_);
         answer.is_known = session_ && session_->GetName() == request.session;
         switch (request.operation) {

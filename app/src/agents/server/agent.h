@@ -29,8 +29,9 @@ class Agent {
     void LookAfterSession();
 
   private:
-    void OnRequest(const bus::Message& message);
-    ControlAnswer AnswerTo(const bus::Message& message);
+    /// `is_for_us`: others do not hear it.
+    void OnRequest(const bus::Message& message, bool is_for_us);
+    ControlAnswer AnswerTo(const bus::Message& message, bool is_for_us);
     void Open(const ControlRequest& request, ControlAnswer& answer);
     void EndSession(const std::string& why);
     AgentInfo MakeInfo() const;

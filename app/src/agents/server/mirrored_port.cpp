@@ -65,6 +65,7 @@ class MirroredPort::Impl {
 
     std::vector<std::byte> TakeStep(std::span<const std::byte> bytes) {
         Step step = ReadStep(bytes);
+        if (step.now < timeline_.GetNow()) throw ProtocolError("a step is earlier than the one before");
         timeline_.SetNow(step.now);
         switch (step.event) {
             case Step::Event::Receive:

@@ -28,7 +28,7 @@ class PortWithMessages : public ServedPort {
         if (kind == ParcelKind::Message) return messages_.Add({}, std::move(data));
         if (kind != ParcelKind::MessageAt) return TakeOther(kind, data);
         auto timed = ReadTimedMessage(data);
-        if (!timed) throw ProtocolError("a timed message without a time");
+        if (!timed || timed->time < timed->time.zero()) throw ProtocolError("a timed message without a time");
         messages_.Add(timed->time, std::move(timed->message));
     }
     std::chrono::nanoseconds GetLatestStart() const override { return messages_.GetLatest(); }

@@ -16,6 +16,7 @@
 namespace orv::app {
 
 using bus::Lane;
+using bus::Nanoseconds;
 using bus::SessionLink;
 using framework::CTaskManager;
 using framework::CtmLock;
@@ -24,6 +25,10 @@ namespace {
 
 /// How long a controller has to take what an agent says at its end.
 constexpr std::chrono::seconds kLastWords{2};
+
+Nanoseconds GetAgentTime() {
+    return std::chrono::steady_clock::now().time_since_epoch();
+}
 
 }  // namespace
 
@@ -45,7 +50,10 @@ class ServedSession::Impl : public std::enable_shared_from_this<ServedSession::I
                                               if (const auto session = self.lock())
                                                   session->OnParcel(std::move(parcel), std::move(take));
                                           },
-                                          {}});
+                                          [self = weak_from_this()](const std::string& text) {
+                                              if (const auto session = self.lock())
+                                                  session->Post([text](Impl& ours) { ours.Break(text); });
+                                          }});
     }
 
     void End() {
@@ -67,7 +75,11 @@ class ServedSession::Impl : public std::enable_shared_from_this<ServedSession::I
     }
 
     std::string FindEnd() const {
-        if (is_broken_) return "its controller does not keep to the protocol";
+        if (const Nanoseconds since = broken_since_.load(); since > Nanoseconds::zero()) {
+            const bool is_told = link_->get_spooled_bytes(Lane::Reports) == 0;
+            if (!is_told && GetAgentTime() < since + kLastWords) return {};
+            return "its controller does not keep to the protocol";
+        }
         if (link_->get_silence() <= open_.lease) return {};
         return fmt::format("its controller has been silent for {} s", open_.lease.count());
     }
@@ -89,7 +101,7 @@ class ServedSession::Impl : public std::enable_shared_from_this<ServedSession::I
     void OnParcel(bus::Parcel parcel, SessionLink::Take take) {
         auto carried = std::make_shared<bus::Parcel>(std::move(parcel));
         Post([carried, take = std::move(take)](Impl& session) {
-            session.TakeParcel(*carried);
+            if (session.broken_since_.load() == Nanoseconds::zero()) session.TakeParcel(*carried);
             take();
         });
     }
@@ -112,16 +124,23 @@ class ServedSession::Impl : public std::enable_shared_from_this<ServedSession::I
             }
             // It may have ended while the parcel was on its way.
             if (auto& port = ports_[parcel.port]) port->Take(kind, std::move(parcel.data));
-        } catch (const ProtocolError& error) {
-            HangUp(kNoPort, fmt::format("agent \"{}\" does not understand: {}", offer_.name, error.what()));
-            ports_.clear();
-            is_broken_ = true;
+        } catch (const std::exception& error) {
+            Break(error.what());
         }
+    }
+
+    /// The controller, or what it sent, cannot be served. It is told once.
+    void Break(const std::string& why) {
+        if (broken_since_.load() > Nanoseconds::zero()) return;
+        ports_.clear();
+        HangUp(kNoPort, fmt::format("agent \"{}\" does not understand: {}", offer_.name, why));
+        broken_since_ = GetAgentTime();
     }
 
     void Configure(const std::string& text) {
         if (!ports_.empty()) throw ProtocolError("a second set-up");
         setup_ = ReadSessionSetup(text);
+        if (setup_.ports.size() >= kNoPort) throw ProtocolError("too many ports");
         SessionAnswer answer;
         try {
             for (std::size_t i = 0; i < setup_.ports.size(); ++i) {
@@ -148,8 +167,12 @@ class ServedSession::Impl : public std::enable_shared_from_this<ServedSession::I
     }
 
     ServedPort::Output MakeOutput(std::uint16_t port) {
-        // Ports end before the session does.
-        return {[this, port](std::vector<std::byte> message) { Send(port, std::move(message)); },
+        // Ports end before the session does. What a port says after something was lost is lost, too: there is
+        // no gap in what arrives.
+        auto is_full = std::make_shared<std::atomic<bool>>(false);
+        return {[this, port, is_full](std::vector<std::byte> message) {
+                    Send(port, std::move(message), *is_full);
+                },
                 [this, port](const std::string& reason) {
                     HangUp(port, reason);
                     Post([port](Impl& session) { session.EndPort(port); });
@@ -157,26 +180,28 @@ class ServedSession::Impl : public std::enable_shared_from_this<ServedSession::I
                 [this, port](const std::string& what) {
                     link_->send(Lane::Reports, MakeTextParcel(ParcelKind::Complaint, port, what), true);
                 },
-                [this, port](std::vector<std::byte> done) {
-                    Keep(Lane::Reports, MakeParcel(ParcelKind::StepDone, port, std::move(done)));
+                [this, port, is_full](std::vector<std::byte> done) {
+                    Keep(Lane::Reports, MakeParcel(ParcelKind::StepDone, port, std::move(done)), *is_full);
                 }};
     }
 
     /// Notifications may not be lost, answers have a time limit anyway.
-    void Send(std::uint16_t port, std::vector<std::byte> message) {
+    void Send(std::uint16_t port, std::vector<std::byte> message, std::atomic<bool>& is_full) {
         const auto head = tm::read_message_head(message);
         const Lane lane = head && head->type != tm::TMT_REQUEST ? Lane::Answers : Lane::Reports;
-        Keep(lane, MakeParcel(ParcelKind::Message, port, std::move(message)));
+        Keep(lane, MakeParcel(ParcelKind::Message, port, std::move(message)), is_full);
     }
 
-    void Keep(Lane lane, bus::Parcel parcel) {
+    void Keep(Lane lane, bus::Parcel parcel, std::atomic<bool>& is_full) {
         const std::uint16_t port = parcel.port;
-        if (link_->send(lane, std::move(parcel))) return;
+        if (is_full || link_->send(lane, std::move(parcel))) return;
+        is_full = true;
         Post([port](Impl& session) {
             if (!session.EndPort(port)) return;
-            session.HangUp(port,
-                           fmt::format("the spool of agent \"{}\" is full: {} MiB wait for the controller",
-                                       session.offer_.name, session.offer_.spool >> 20));
+            session.HangUp(
+                port,
+                fmt::format("the spool of agent \"{}\" is full: {} MiB of reports wait for the controller",
+                            session.offer_.name, session.offer_.spool >> 20));
         });
     }
 
@@ -198,7 +223,7 @@ class ServedSession::Impl : public std::enable_shared_from_this<ServedSession::I
     SessionSetup setup_;
     std::vector<std::unique_ptr<ServedPort>> ports_;  ///< null if ended
 
-    std::atomic<bool> is_broken_ = false;
+    std::atomic<Nanoseconds> broken_since_ = Nanoseconds::zero();  ///< of the steady clock; 0: it is not
     std::optional<SessionLink> link_;
 };
 
