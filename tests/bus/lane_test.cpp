@@ -21,13 +21,13 @@ std::vector<std::byte> bytes_of(const std::vector<int>& numbers) {
 }
 
 TEST(Frame, IsReadAndWrittenAsTheseBytesAndNoOthers) {
-    const std::vector<int> good = {1, 2, 7, 0,    0x34, 0x12, 0,    0,    0x03, 0x02, 0x01, 0,   0x01,
+    const std::vector<int> good = {1, 2, 7, 1,    0x34, 0x12, 0,    0,    0x03, 0x02, 0x01, 0,   0x01,
                                    2, 1, 0, 0xEF, 0xCD, 0xAB, 0x89, 0x67, 0x45, 0x23, 1,    'a', 'b'};
     const std::vector<std::byte> bytes = bytes_of(good);
     const auto frame = decode_frame(bytes);
     ASSERT_TRUE(frame);
-    EXPECT_TRUE(frame->lane == Lane::Reports && frame->kind == 7 && frame->port == 0x1234 &&
-                frame->is_last());
+    EXPECT_TRUE(frame->lane == Lane::Reports && frame->kind == 7 && frame->is_packed &&
+                frame->port == 0x1234 && frame->is_last());
     EXPECT_EQ(frame->whole, 0x010203U);
     EXPECT_EQ(frame->offset, 0x010201U);
     EXPECT_EQ(frame->number, 0x0123456789ABCDEFU);
@@ -71,7 +71,7 @@ TEST(Inbox, RefusesPiecesThatDoNotFitTogether) {
     const std::vector<std::byte> piece(10);
     const auto make = [&](std::uint64_t number, std::uint32_t whole, std::uint32_t offset,
                           std::uint8_t kind = 1) {
-        return Frame{Lane::Down, kind, 0, whole, offset, number, piece};
+        return Frame{Lane::Down, kind, false, 0, whole, offset, number, piece};
     };
     using enum Inbox::Verdict;
     Inbox inbox(Lane::Down);
@@ -82,6 +82,27 @@ TEST(Inbox, RefusesPiecesThatDoNotFitTogether) {
         {make(3, 30, 20), Complete}, {make(4, 10, 0), Complete}};
     for (std::size_t i = 0; i < steps.size(); ++i)
         EXPECT_EQ(inbox.add(steps[i].first).verdict, steps[i].second) << "step " << i;
+}
+
+TEST(Inbox, UnpacksWhatWasPacked) {
+    // The size, and as an LZ4 block: a letter and 14 more of it from one byte before, and five at the end.
+    const std::vector<int> good = {20, 0, 0, 0, 0x1A, 'a', 1, 0, 0x50, 'a', 'a', 'a', 'a', 'a'};
+    const auto add = [](const std::vector<int>& packed) {
+        const std::vector<std::byte> bytes = bytes_of(packed);
+        const auto size = static_cast<std::uint32_t>(bytes.size());
+        return Inbox(Lane::Down).add({Lane::Down, 1, true, 0, size, 0, 1, bytes});
+    };
+    const Inbox::Result result = add(good);
+    ASSERT_EQ(result.verdict, Inbox::Verdict::Complete);
+    EXPECT_EQ(result.parcel->data, bytes_of(std::vector<int>(20, 'a')));
+    auto longer = good, shorter = good, cut = good, far_back = good, huge = good;
+    longer[0] = 21;
+    shorter[0] = 19;
+    cut.pop_back();
+    far_back[6] = 2;
+    huge[3] = 0x20;
+    for (const auto& bad : {longer, shorter, cut, far_back, huge, std::vector<int>{1, 0, 0}})
+        EXPECT_EQ(add(bad).verdict, Inbox::Verdict::Broken);
 }
 
 TEST(Names, AreOnePartOfASubject) {

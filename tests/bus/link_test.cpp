@@ -4,6 +4,7 @@
 #include <atomic>
 #include <functional>
 #include <map>
+#include <random>
 #include <thread>
 
 #include "bus/example_access.h"
@@ -16,11 +17,12 @@ using namespace orv::bus;  // NOLINT: they are what is tested
 using namespace std::chrono_literals;
 using namespace testing_aids;  // NOLINT
 
-/// Says which parcel it is, in any size.
+/// Says which parcel it is, in any size; of bytes that cannot be packed.
 Parcel make_parcel(std::uint32_t number, std::size_t bytes) {
     Parcel parcel{static_cast<std::uint8_t>(number), static_cast<std::uint16_t>(number), {}};
     parcel.data.resize(bytes);
-    for (std::size_t i = 0; i < bytes; ++i) parcel.data[i] = static_cast<std::byte>((number + i) * 193 >> 3);
+    std::minstd_rand random(number + 1);
+    for (std::byte& byte : parcel.data) byte = static_cast<std::byte>(random() >> 8);
     return parcel;
 }
 

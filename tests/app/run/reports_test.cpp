@@ -375,7 +375,8 @@ std::vector<std::filesystem::path> FindExamples(bool live) {
     std::vector<std::filesystem::path> files;
     for (const auto& entry : std::filesystem::directory_iterator(EXAMPLES_PATH)) {
         if (entry.path().extension() != ".yaml") continue;
-        const bool is_live = ReadFile(entry.path()).find("linux://") != std::string::npos;
+        const std::string text = ReadFile(entry.path());
+        const bool is_live = text.find("linux://") != text.npos || text.find("agent://") != text.npos;
         if (is_live == live) files.push_back(entry.path());
     }
     std::sort(files.begin(), files.end());
