@@ -11,7 +11,7 @@ import tempfile
 import unittest
 from pathlib import Path
 
-from nats import Agent, Client, Run, Server, wait_until
+from nats import Agent, Run, Server, publish, read_message, wait_until
 
 PROGRAM, SOURCES = sys.argv[1], Path(sys.argv[2])
 sys.path.append(str(SOURCES / "tools"))
@@ -205,9 +205,9 @@ class Refusals(AgentsTest):
     def test_of_hostile_parcels(self):
         """A controller that was let in is told what is wrong, and the next one is served."""
         agent = self.start_agent("lounge")
-        with Client(self.server, "iptvtest.agent.lounge.down.*") as listener:
+        with self.server.hear("iptvtest.agent.lounge.down.*") as line:
             self.assertEqual(0, self.run_test()["exit_status"])
-            while (frame := listener.read())[0] != 1:  # acknowledgements
+            while (frame := read_message(line))[0] != 1:  # an acknowledgement; this frame is too small to be packed
                 pass
         setup, nobody = json.loads(frame[24:]), 0xFFFF
         stepped, own_clock = ((1, nobody, json.dumps(setup | {"is_stepped": kind}).encode()) for kind in (True, False))
@@ -228,17 +228,17 @@ class Refusals(AgentsTest):
             ("a step is earlier than the one before", stepped, step(2**62 - 1, 2), step(2**61, 2)),
             ("a timed message without a time", own_clock, (4, 0, struct.pack("<q", -2**63))),
             ("streams on air: expected a list", own_clock, (6, 0, b"7")),
-            ("the other end sends parcels that do not fit together", (1, nobody, b"[[", 9), (1, nobody, b"]]", 9, 7)),
+            ("the other end sends parcels that do not fit together", (1, nobody, b"[[", 9, 0), (1, nobody, b"]]", 9, 7)),
         ]):
             request = {"protocol": 1, "program": "9", "operation": 2, "session": f"{number:032x}", "holder": "x", "lease": 90}
             control, down, reports = (f"iptvtest.agent.lounge.{what}" for what in
                                       ("control", f"down.{number:032x}", f"reports.{number:032x}"))
-            with self.subTest(text=text), Client(self.server, reports) as controller:
+            with self.subTest(text=text), self.server.hear(reports) as line:
                 self.assertEqual("", self.server.request(control, json.dumps(request))["error"])
                 for place, (kind, port, data, *piece) in enumerate(parcels, 1):
-                    whole, offset = piece[0] if piece else len(data), piece[1] if piece[1:] else 0
-                    controller.publish(down, struct.pack("<BBBBHHIIQ", 1, 0, kind, 0, port, 0, whole, offset, place) + data)
-                while (said := controller.read())[2] != 7:  # steps that were taken
+                    whole, offset = piece or (len(data), 0)
+                    publish(line, down, struct.pack("<BBBBHHIIQ", 1, 0, kind, 0, port, 0, whole, offset, place) + data)
+                while (said := read_message(line))[2] != 7:  # a step that was taken
                     pass
                 if number > 0:
                     self.server.request(control, json.dumps(request | {"operation": 4}))

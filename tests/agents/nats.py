@@ -62,39 +62,32 @@ class Server:
         self.process.kill()
         self.process.wait()
 
+    def hear(self, subject):
+        """A connection that hears the subject: by the server's own protocol, to be closed."""
+        with socket.create_connection(("127.0.0.1", self.port), 10) as line:
+            file = line.makefile("rwb")
+        file.write(b'CONNECT {"verbose":false}\r\nSUB %s 1\r\nPING\r\n' % subject.encode())
+        file.flush()
+        while file.readline() != b"PONG\r\n":
+            pass
+        return file
+
     def request(self, subject, text):
         """The answer to a text, as JSON."""
-        with Client(self, "answers") as client:
-            client.publish(subject, text.encode(), "answers")
-            return json.loads(client.read())
+        with self.hear("answers") as line:
+            publish(line, subject, text.encode(), "answers")
+            return json.loads(read_message(line))
 
 
-class Client:
-    """Hears one subject, by the server's own protocol."""
+def publish(line, subject, data, reply=""):
+    line.write(b"PUB %s %s %d\r\n%s\r\n" % (subject.encode(), reply.encode(), len(data), data))
+    line.flush()
 
-    def __init__(self, server, subject):
-        self.line = socket.create_connection(("127.0.0.1", server.port), 10)
-        self.file = self.line.makefile("rwb")
-        self.file.write(b'CONNECT {"verbose":false}\r\nSUB %s 1\r\nPING\r\n' % subject.encode())
-        self.file.flush()
-        while self.file.readline() != b"PONG\r\n":
-            pass
 
-    def __enter__(self):
-        return self
-
-    def __exit__(self, *_):
-        self.file.close()
-        self.line.close()
-
-    def publish(self, subject, data, reply=""):
-        self.file.write(b"PUB %s %s %d\r\n%s\r\n" % (subject.encode(), reply.encode(), len(data), data))
-        self.file.flush()
-
-    def read(self):
-        while not (head := self.file.readline()).startswith(b"MSG"):
-            assert head, "the server has closed the connection"
-        return self.file.read(int(head.split()[-1]))
+def read_message(line):
+    while not (head := line.readline()).startswith(b"MSG"):
+        assert head, "the server has closed the connection"
+    return line.read(int(head.split()[-1]))
 
 
 class Line:
