@@ -26,7 +26,8 @@ class InstalledTreeTest(unittest.TestCase):
             self.assertEqual((tree / "share/iptvtest/test-file.schema.json").read_bytes(), schema)
             loads = subprocess.run(["ldd", tree / "lib/iptvtest/plugins/iptv.so"], capture_output=True, text=True).stdout
             self.assertIn(f"{tree}/lib/iptvtest", loads.replace("plugins/../", ""))
-            for file in ("share/man/man1/iptvtest.1", "share/bash-completion/completions/iptvtest"):
+            for file in ("share/man/man1/iptvtest.1", "share/bash-completion/completions/iptvtest",
+                         "lib/systemd/system/iptvtest-agent.service", "share/doc/iptvtest/agent/agent.env"):
                 self.assertTrue((tree / file).stat().st_size, file)
 
 

@@ -6,6 +6,7 @@
 #include <atomic>
 #include <csignal>
 #include <ctime>
+#include <exception>
 #include <iostream>
 #include <memory>
 #include <mutex>
