@@ -64,8 +64,8 @@ bool AskAgent(bus::Connection& connection, FoundAgent& agent, ControlRequest::Op
     };
     const std::string request = MakeRequest(operation);
     const auto asked = now();
-    const bus::Answer data =
-        connection.request(bus::control_subject(agent.name), std::as_bytes(std::span(request)), kAgentPatience);
+    const bus::Answer data = connection.request(bus::control_subject(agent.name),
+                                                std::as_bytes(std::span(request)), kAgentPatience);
     const auto answered = now();
     if (data.status != bus::Answer::Status::Answered) return false;
     try {

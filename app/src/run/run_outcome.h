@@ -37,8 +37,8 @@ struct LivePortReport {
 struct AgentReport {
     std::string name;
     std::string version;  ///< of its program
-    /// Of the agent's steady clock, ahead of ours, when the last test started; exact to the uncertainty. Starts
-    /// were aligned by it.
+    /// Of the agent's steady clock, ahead of ours, when the last test started; exact to the uncertainty.
+    /// Starts were aligned by it.
     std::chrono::nanoseconds clock_offset{}, clock_uncertainty{};
     std::chrono::nanoseconds latest_start{};  ///< most that a port began its test too late
 };

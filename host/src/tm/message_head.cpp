@@ -67,11 +67,13 @@ std::optional<Message_head> read_message_head(std::span<const std::byte> bytes) 
     const auto array = items.take_bytes(1);
     if (!array) return {};
     const auto count = static_cast<std::uint8_t>(array->front());
-    if (count != kFixedArray + wire::kMessageItems && count != kFixedArray + wire::kMessageItems + 1) return {};
+    if (count != kFixedArray + wire::kMessageItems && count != kFixedArray + wire::kMessageItems + 1)
+        return {};
     const auto version = items.take_number(), type = items.take_number();
     const auto flags = items.take_number(), number = items.take_number();
     const auto name = items.take_string();
-    if (!name || version != wire::kFormatVersion || !type || *type > TMT_FAULT || !flags || !number) return {};
+    if (!name || version != wire::kFormatVersion || !type || *type > TMT_FAULT || !flags || !number)
+        return {};
     return Message_head{static_cast<TMT>(*type), *name};
 }
 

@@ -289,8 +289,7 @@ class AgentSession::Impl {
     }
 
     void Close() {
-        if (is_open_.exchange(false))
-            AskQuietly(ControlRequest::Operation::Close, std::chrono::seconds(2));
+        if (is_open_.exchange(false)) AskQuietly(ControlRequest::Operation::Close, std::chrono::seconds(2));
     }
 
     void Warn(const std::string& text) { warn_(fmt::format("Agent \"{}\": {}", setup_.agent, text)); }

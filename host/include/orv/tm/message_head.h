@@ -15,8 +15,8 @@ struct Message_head {
     std::string_view request_name;  ///< refers to the bytes
 };
 
-/// Reads no more than that, however long the message is (docs/wire-format.md). Nothing if the bytes do not begin
-/// like a message; that they do says nothing of the rest.
+/// Reads no more than that, however long the message is (docs/wire-format.md). Nothing if the bytes do not
+/// begin like a message; that they do says nothing of the rest.
 std::optional<Message_head> read_message_head(std::span<const std::byte> bytes);
 
 }  // namespace orv::tm
