@@ -446,7 +446,7 @@ TEST(ProgramTest, SignalsEndTheTestOnceAndTheProgramTwice) {
                       opens = "grep -q ^SigCgt:.*[2367abef]$ /proc/$!/status",
                       works = "[ $(cut -d' ' -f14 /proc/$!/stat) -gt ";
     const auto expect = [&](const std::string& file, const std::string& when, const char* first,
-                            const char* second, std::size_t tests, bool at_once) {
+                            const char* second, std::size_t tests, std::optional<bool> at_once) {
         SCOPED_TRACE(fmt::format("{} {} {}", file, first, second));
         for (const char* old : {"r.db", "junit.xml", "err"}) std::filesystem::remove(folder / old);
         const auto wait_for = [](const std::string& state) {
@@ -462,7 +462,7 @@ TEST(ProgramTest, SignalsEndTheTestOnceAndTheProgramTwice) {
         const ProgramRun run = RunIptvtest(
             script + "timeout 100 tail --pid=$! -f /dev/null || kill -KILL $!; wait $!", folder.GetPath());
         EXPECT_EQ(run.status, 130) << run.err;
-        EXPECT_EQ(ReadFile(folder / "err").find("Ended at once") != std::string::npos, at_once);
+        if (at_once) EXPECT_EQ(ReadFile(folder / "err").find("Ended at once") != std::string::npos, *at_once);
         const auto json = nlohmann::json::parse(ReadFile(folder / "out"));
         EXPECT_EQ(json["end"], "interrupted");
         EXPECT_EQ(json["tests"].size(), tests);
@@ -481,7 +481,8 @@ TEST(ProgramTest, SignalsEndTheTestOnceAndTheProgramTwice) {
     expect("file", tests, "INT", "", 1, false);
     expect("file", tests, "PIPE", "HUP", 1, false);
     expect("mute", tests, "INT", "TERM", 0, true);
-    expect("loop", works + "150 ]", "INT", "", 0, false);
+    // Between two tests there is nothing to end, for long on a busy machine.
+    expect("loop", works + "150 ]", "INT", "", 0, {});
     expect("many", works + "50 ]", "INT", "", 0, true);
     expect("never", opens, "INT", "", 0, true);
 }
