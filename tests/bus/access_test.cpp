@@ -2,7 +2,6 @@
 #include <gmock/gmock.h>
 
 #include <cstdlib>
-#include <regex>
 
 #include "bus/example_access.h"
 #include "orv/bus/names.h"
