@@ -11,6 +11,8 @@
 #     NAME-tester: server and controller, 10.250.0.1
 set -euo pipefail
 scripts=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+# shellcheck source=scripts/lab/common.sh
+source "$scripts/lab/common.sh"
 
 usage() {
   cat <<END
@@ -22,19 +24,6 @@ agent://lounge/home0. It cuts an agent off with: ip link set lounge-line down. T
 
 Exit status: that of COMMAND; else as scripts/lab.sh.
 END
-}
-
-fail() { echo "lab-agents.sh: $*" >&2; exit 1; }
-
-# wait_until "what else" command...: until the command succeeds; after ten seconds, fails and shows the logs.
-wait_until() {
-  local what=$1 _
-  shift
-  for _ in {1..200}; do
-    ! "$@" || return 0
-    sleep 0.05
-  done
-  fail "$what: $(cat "$ORV_AGENTS"/*.log)"
 }
 
 # start NAME NAMESPACE COMMAND...: in the background, with a log and its process id.
@@ -69,6 +58,7 @@ is_listed() { iptvtest agents 2>/dev/null | grep -q "^$1 "; }
 inside() {
   PATH=$PATH:/usr/sbin # where Debian puts the server
   ORV_AGENTS=$(mktemp -d)
+  lab_state=$ORV_AGENTS # where the logs are that wait_until shows
   export ORV_AGENTS IPTVTEST_SERVER=nats://10.250.0.1:4222
   namespaces=()
   trap 'take_down' EXIT
