@@ -29,6 +29,9 @@ constexpr std::chrono::milliseconds kKeepInterval{500};
 /// An agent that has ended the session says why on its way; the words may come after the answer.
 constexpr int kMostUnknown = 4;
 constexpr int kFirstSamples = 8;
+/// An agent that has lost the server, as we may have, comes back within that time.
+constexpr std::chrono::seconds kComeBack{3};
+constexpr std::chrono::milliseconds kAskAgain{100};
 
 Nanoseconds GetSteadyTime() {
     return std::chrono::steady_clock::now().time_since_epoch();
@@ -154,7 +157,11 @@ class AgentSession::Impl {
     ControlAnswer AskFirst(ControlRequest::Operation operation) {
         const std::string who = fmt::format("agent \"{}\"", setup_.agent);
         try {
-            const auto answer = Ask(operation, kPatience);
+            auto answer = Ask(operation, kPatience);
+            for (const Nanoseconds until = GetSteadyTime() + kComeBack; !answer && GetSteadyTime() < until;) {
+                std::this_thread::sleep_for(kAskAgain);
+                answer = Ask(operation, kPatience);
+            }
             if (!answer) throw common::COrvRunTimeError(fmt::format("{} is not there: nobody answers", who));
             if (const auto misfit = FindVersionProblem(who, answer->protocol, answer->program);
                 !misfit.empty())
@@ -260,7 +267,6 @@ class AgentSession::Impl {
                 heard = GetSteadyTime();
                 unknown = answer->is_known ? 0 : unknown + 1;
                 if (unknown == kMostUnknown) {
-                    is_open_ = false;
                     return End(fmt::format("agent \"{}\" has been started again, or has given the test up",
                                            setup_.agent));
                 }
@@ -283,13 +289,19 @@ class AgentSession::Impl {
             if (end_) return;
             end_ = reason;
         }
+        is_open_ = false;  // nobody is there to be told
         changed_.notify_all();
         const std::lock_guard lock(events_mutex_);
         for (const auto& [number, events] : ports_) events.ended(reason);
     }
 
+    /// An agent that does not hear of it waits for the lease, and nobody else can use it.
     void Close() {
-        if (is_open_.exchange(false)) AskQuietly(ControlRequest::Operation::Close, std::chrono::seconds(2));
+        if (!is_open_.exchange(false)) return;
+        const Nanoseconds until = GetSteadyTime() + kComeBack;
+        while (!AskQuietly(ControlRequest::Operation::Close, std::chrono::seconds(2)) &&
+               GetSteadyTime() < until)
+            std::this_thread::sleep_for(kAskAgain);
     }
 
     void Warn(const std::string& text) { warn_(fmt::format("Agent \"{}\": {}", setup_.agent, text)); }
