@@ -1,5 +1,6 @@
 #include "orv/bus/connection.h"
 
+#include <arpa/inet.h>
 #include <fmt/format.h>
 
 #include <condition_variable>
@@ -154,7 +155,10 @@ std::span<const std::byte> data_of(natsMsg* message) {
 
 bool ServerAccess::is_exposed() const {
     const std::string host = host_of(url);
-    if (host == "localhost" || host == "::1" || host.starts_with("127.")) return false;
+    in_addr ipv4{};
+    const bool is_ipv4_loopback =
+        ::inet_pton(AF_INET, host.c_str(), &ipv4) == 1 && ntohl(ipv4.s_addr) >> 24 == 127;
+    if (host == "localhost" || host == "::1" || is_ipv4_loopback) return false;
     const bool is_encrypted = url.starts_with("tls://") || !ca_file.empty();
     const bool is_known = !user.empty() || !token.empty() || !credentials_file.empty() || !nkey.empty() ||
                           !certificate_file.empty() || url.find('@') != std::string::npos;
@@ -166,7 +170,15 @@ Connection::Connection(const ServerAccess& access, const std::string& name, Even
     : native_(std::make_unique<Native>()) {
     native_->events = std::move(events);
     native_->server = without_secrets(access.url);
-    const OwnedOptions options = make_options(access, name, patience);
+    native_->inbox_prefix = access.inbox_prefix;
+    const OwnedOptions options = [&] {
+        try {
+            return make_options(access, name, patience);
+        } catch (const BusError& error) {
+            // It will not get better by itself.
+            throw AccessRefused(fmt::format("{}: {}", native_->server, error.what()));
+        }
+    }();
     const auto on_lost = [](natsConnection* connection, void* native) {
         const auto& lost = static_cast<Native*>(native)->events.lost;
         if (lost && !natsConnection_IsClosed(connection)) lost(describe_error(connection));
@@ -208,6 +220,14 @@ Connection::~Connection() {
     native_->changed.wait(lock, [this] { return native_->is_closed; });
 }
 
+std::string Connection::Native::make_inbox() const {
+    natsInbox* made = nullptr;
+    check(natsInbox_Create(&made), "an inbox");
+    const std::unique_ptr<natsInbox, Destroy<natsInbox_Destroy>> inbox(made);
+    const std::string name = made;
+    return inbox_prefix.empty() ? name : inbox_prefix + name.substr(name.find('.'));
+}
+
 void Connection::require_connection() const {
     if (!is_connected()) throw BusError("no connection to " + native_->server);
 }
@@ -244,13 +264,11 @@ std::vector<std::vector<std::byte>> Connection::request_all(const std::string& s
                                                             std::chrono::milliseconds patience) {
     require_connection();
     natsConnection* connection = native_->connection.get();
-    natsInbox* made = nullptr;
-    check(natsInbox_Create(&made), "an inbox");
-    const std::unique_ptr<natsInbox, Destroy<natsInbox_Destroy>> inbox(made);
+    const std::string inbox = native_->make_inbox();
     natsSubscription* subscribed = nullptr;
-    check(natsConnection_SubscribeSync(&subscribed, connection, made), "subscribing to answers");
+    check(natsConnection_SubscribeSync(&subscribed, connection, inbox.c_str()), "subscribing to answers");
     const OwnedSubscription subscription(subscribed);
-    check(natsConnection_PublishRequest(connection, subject.c_str(), made, data.data(),
+    check(natsConnection_PublishRequest(connection, subject.c_str(), inbox.c_str(), data.data(),
                                         static_cast<int>(data.size())),
           "a request on " + subject);
     std::vector<std::vector<std::byte>> answers;

@@ -9,6 +9,7 @@ namespace orv::bus {
 std::string find_name_problem(std::string_view name) {
     constexpr std::string_view kAllowed = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-_";
     const auto is_allowed = [&](char c) { return kAllowed.find(c) != std::string_view::npos; };
+    if (name == "controller") return "\"controller\" cannot name an agent: controllers have it";
     if (!name.empty() && name.size() <= kLongestName && std::ranges::all_of(name, is_allowed)) return {};
     return fmt::format("\"{}\" cannot name an agent; expected 1 to {} letters, digits, '-' and '_'", name,
                        kLongestName);

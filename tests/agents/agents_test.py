@@ -8,6 +8,7 @@ import struct
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 from pathlib import Path
 
@@ -136,7 +137,51 @@ class Sessions(AgentsTest):
         self.assertIn('the spool of agent "lounge" is full: 1 MiB', " ".join(outcome["errors"]))
 
 
+    def test_frozen_agent(self):
+        """Nobody has to wait for its lease: neither who interrupts a test, nor the next one once it goes on."""
+        agent = self.start_agent("lounge")
+        test = self.start_test(seconds=3600)
+        self.wait_for(agent, "begins")
+        agent.process.send_signal(signal.SIGSTOP)
+        test.process.send_signal(signal.SIGINT)
+        outcome = test.wait(20)
+        self.assertEqual(130, outcome["exit_status"])
+        self.assertRegex(" ".join(outcome["errors"]), "was taking a step.*after notification [0-9]+ is lost|^$")
+        late = self.start_test()
+        time.sleep(0.5)
+        late.process.send_signal(signal.SIGINT)
+        self.assertEqual(130, late.wait(20)["exit_status"])
+        agent.process.send_signal(signal.SIGCONT)
+        wait_until("it is free", lambda: "in use" not in call("agents", "--server", self.server.url).stdout)
+        self.assertEqual(0, self.run_test()["exit_status"])
+
+    def test_agents_with_one_name(self):
+        """The second one came while the first one could not be asked."""
+        first = self.start_agent("lounge")
+        first.process.send_signal(signal.SIGSTOP)
+        other_folder = self.folder / "second"
+        other_folder.mkdir()
+        second = Agent(PROGRAM, other_folder, "lounge", self.server.url)
+        self.addCleanup(second.kill)
+        first.process.send_signal(signal.SIGCONT)
+        outcome = self.run_test("--clock", "real", seconds=2)
+        self.assertEqual(3, outcome["exit_status"])
+        self.assertIn('there are two agents with the name "lounge"', " ".join(outcome["errors"]))
+        wait_until("one of them ends", lambda: first.process.poll() == 2 or second.process.poll() == 2)
+        self.assertEqual(0, self.run_test()["exit_status"])
+
+
 class Refusals(AgentsTest):
+    def test_of_subjects(self):
+        """A user may not be an agent that the server's configuration has for somebody else."""
+        self.server.kill()
+        permissions = 'subscribe: {allow: ["iptvtest.inbox.>"]}'
+        server = Server(self.folder, f'authorization: {{ users: [{{ user: u, password: p, permissions: {{ {permissions} }} }}] }}')
+        self.addCleanup(server.kill)
+        done = call("agent", "--server", server.url.replace("//", "//u:p@"), "--name", "lounge", "--simulated")
+        self.assertEqual(3, done.returncode)
+        self.assertIn('requests do not reach agent "lounge"', done.stderr)
+
     def test_of_tests(self):
         self.start_agent("lounge")
         cases = [
@@ -146,6 +191,8 @@ class Refusals(AgentsTest):
             ("agent://*/sim/1", 2, '"*" cannot name an agent'),
             ("agent://lounge", 2, '"agent://lounge" names no port of agent lounge'),
             ("agent://lounge/sim/", 2, "names no port of agent lounge"),
+            ("agent://lounge/sim", 2, "names no port of agent lounge"),
+            ("agent://controller/sim/1", 2, "controllers have it"),
         ]
         for location, status, text in cases:
             with self.subTest(location=location):
@@ -167,6 +214,8 @@ class Refusals(AgentsTest):
             (["agents"], 2, "--server is required"),
             (["agent", *server, "--name", "lounge", "--simulated"], 2, 'there is an agent with the name "lounge"'),
             (["agent", *server, "--name", "a b", "--simulated"], 2, '"a b" cannot name an agent'),
+            (["agent", *server, "--name", "attic", "--interface", "a", "--interface", "a"], 2, "a is given twice"),
+            (["agent", *server, "--name", "attic", "--simulated", "--ca", "/dev/null"], 3, "the CA file"),
             (["agent", *server, "--name", "attic"], 2, "--interface or --simulated is missing"),
             (["agent", *server, "--name", "attic", "--simulated", "--user", "x", "--password-file", "/none"], 2, "/none"),
         ]

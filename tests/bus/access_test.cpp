@@ -108,7 +108,9 @@ TEST(ExampleConfiguration, KeepsAgentsFromWhatIsNotTheirs) {
                           watched.change([&] { errors.push_back(text); });
                       }});
     const std::vector<std::string> own = {lane_subject(Lane::Answers, "lounge", "s"),
-                                          lane_subject(Lane::Reports, "lounge", "s")},
+                                          lane_subject(Lane::Reports, "lounge", "s"),
+                                          control_subject("lounge"), inbox_prefix_of_agent("lounge") + ".x",
+                                          std::string(kInboxPrefixOfControllers) + ".x"},
                                    own_heard = {discovery_subject(), control_subject("lounge"),
                                                 lane_subject(Lane::Down, "lounge", "s"),
                                                 inbox_prefix_of_agent("lounge") + ".x"};
@@ -119,7 +121,7 @@ TEST(ExampleConfiguration, KeepsAgentsFromWhatIsNotTheirs) {
                                              discovery_subject(),
                                              "$JS.API.STREAM.INFO.iptvtest",
                                              "$JS.ACK.iptvtest.x",
-                                             std::string(kInboxPrefixOfControllers) + ".x"},
+                                             inbox_prefix_of_agent("headend") + ".x"},
                                    others_heard = {lane_subject(Lane::Down, "headend", "s"),
                                                    lane_subject(Lane::Reports, "headend", "s"),
                                                    lane_subject(Lane::Reports, "lounge", "s"),
@@ -144,14 +146,21 @@ TEST(ExampleConfiguration, KeepsAgentsFromWhatIsNotTheirs) {
         expect_refusal("Subscription to \"" + subject + '"');
     }
 
-    // Who is asked may answer, once.
     const auto asked = lounge.subscribe(control_subject("lounge"), [&](const Message& message) {
         lounge.publish(std::string(message.reply), as_bytes("yes"));
     });
     lounge.flush(10s);
     Connection controller(access_of(server, "controller"), "test", {});
     EXPECT_EQ(controller.request(control_subject("lounge"), {}, 10s).data.size(), 3U);
+    EXPECT_EQ(controller.request_all(control_subject("lounge"), {}, 100ms).size(), 1U);
     EXPECT_EQ(controller.request(control_subject("headend"), {}, 10s).status, Answer::Status::NobodyListens);
+    // An agent that asks itself, to answer where it may not speak.
+    ServerAccess trick = access_of(server, "lounge");
+    trick.inbox_prefix = "iptvtest.agent.headend.answers";
+    Connection(trick, "trick", {}).request(control_subject("lounge"), {}, 100ms);
+    ASSERT_TRUE(watched.wait_until([&] { return !errors.empty(); }));
+    EXPECT_THAT(errors.front(),
+                HasSubstr("Permissions Violation for Publish to \"iptvtest.agent.headend.answers."));
 }
 
 }  // namespace

@@ -2,9 +2,10 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include <future>
 #include <iostream>
-#include <map>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <set>
 
 #include "agents/controller/clock_offset.h"
@@ -73,6 +74,7 @@ bool AskAgent(bus::Connection& connection, FoundAgent& agent, ControlRequest::Op
         agent.version = answer.program;
         agent.misfit = FindVersionProblem("it", answer.protocol, answer.program);
         if (!agent.misfit.empty()) return true;
+        if (!answer.error.empty()) throw ProtocolError(answer.error);
         if (answer.info) agent.info = *answer.info;
         agent.system_clock.Add(asked, answered, answer.system_time);
     } catch (const ProtocolError& error) {
@@ -81,15 +83,23 @@ bool AskAgent(bus::Connection& connection, FoundAgent& agent, ControlRequest::Op
     return true;
 }
 
+std::optional<FoundAgent> AskForAll(bus::Connection& connection, const std::string& name) {
+    FoundAgent agent{name, {}, {}, {}, {}};
+    if (!AskAgent(connection, agent, ControlRequest::Operation::Info)) return {};
+    for (int i = 0; i < kSamples && agent.misfit.empty(); ++i)
+        AskAgent(connection, agent, ControlRequest::Operation::Time);
+    return agent;
+}
+
+/// All at the same time: they may be far away, or not answer.
 std::vector<FoundAgent> FindAgents(bus::Connection& connection) {
+    std::vector<std::future<std::optional<FoundAgent>>> asked;
+    for (const std::string& name : FindNames(connection))
+        asked.push_back(
+            std::async(std::launch::async, [&connection, name] { return AskForAll(connection, name); }));
     std::vector<FoundAgent> agents;
-    for (const std::string& name : FindNames(connection)) {
-        FoundAgent agent{name, {}, {}, {}, {}};
-        if (!AskAgent(connection, agent, ControlRequest::Operation::Info)) continue;
-        for (int i = 0; i < kSamples && agent.misfit.empty(); ++i)
-            AskAgent(connection, agent, ControlRequest::Operation::Time);
-        agents.push_back(std::move(agent));
-    }
+    for (auto& answer : asked)
+        if (auto agent = answer.get()) agents.push_back(std::move(*agent));
     return agents;
 }
 

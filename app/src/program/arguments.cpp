@@ -147,10 +147,13 @@ void AddAgent(CLI::App& app, Arguments& arguments) {
     agent->callback([&arguments] {
         if (arguments.agent.offer.interfaces.empty() && !arguments.agent.offer.is_simulated)
             throw CLI::ValidationError("an agent without ports: --interface or --simulated is missing");
+        for (const std::string& interface : arguments.agent.offer.interfaces)
+            if (std::ranges::count(arguments.agent.offer.interfaces, interface) > 1)
+                throw CLI::ValidationError("--interface", interface + " is given twice");
         arguments.command = Arguments::Command::Agent;
     });
     CLI::App* agents = app.add_subcommand("agents", "List the agents at a server");
-    AddServerOptions(*agents, arguments.agent.server, true);
+    AddServerOptions(*agents, arguments.agents_server, true);
     agents->add_flag("--json", arguments.json, "As JSON");
     agents->callback([&arguments] { arguments.command = Arguments::Command::Agents; });
 }

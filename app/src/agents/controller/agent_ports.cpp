@@ -4,6 +4,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <exception>
+#include <future>
+#include <thread>
 #include <utility>
 
 #include "agents/controller/lane_transport.h"
@@ -68,18 +71,41 @@ AgentPorts::AgentPorts(Setup setup, const std::vector<Port>& ports, const Sessio
     } catch (const bus::BusError& error) {
         throw common::COrvRunTimeError(fmt::format("the server of the agents: {}", error.what()));
     }
-    for (auto& [agent, session] : by_agent) {
-        Restrict(session.network, session.ports);
-        auto made = std::make_shared<AgentSession>(
-            *connection_, AgentSession::Setup{agent, setup_.lease, std::move(session)}, setup_.warn);
-        for (OnAgent& port : ports_)
-            if (port.place.agent == agent) port.session = made;
-        const std::lock_guard lock(sessions_mutex_);
-        sessions_.push_back(std::move(made));
+    OpenSessions(by_agent);
+}
+
+/// At the same time: they may be far away, or not answer.
+void AgentPorts::OpenSessions(std::map<std::string, SessionSetup>& by_agent) {
+    std::vector<std::future<std::shared_ptr<AgentSession>>> opened;
+    for (auto& [name, setup] : by_agent) {
+        opened.push_back(std::async(std::launch::async, [this, &agent = name, &session = setup] {
+            Restrict(session.network, session.ports);
+            return std::make_shared<AgentSession>(
+                *connection_, AgentSession::Setup{agent, setup_.lease, std::move(session)}, setup_.warn);
+        }));
     }
+    std::exception_ptr failure;
+    for (auto& session : opened) {
+        try {
+            auto made = session.get();
+            for (OnAgent& port : ports_)
+                if (port.place.agent == made->GetAgent()) port.session = made;
+            const std::lock_guard lock(sessions_mutex_);
+            sessions_.push_back(std::move(made));
+        } catch (...) {
+            if (!failure) failure = std::current_exception();
+        }
+    }
+    if (!failure) return;
+    CloseSessions();
+    std::rethrow_exception(failure);
 }
 
 AgentPorts::~AgentPorts() {
+    CloseSessions();
+}
+
+void AgentPorts::CloseSessions() {
     ports_.clear();
     // Sessions end without the mutex, which the connection's events take.
     std::vector<std::shared_ptr<AgentSession>> sessions;
@@ -87,6 +113,10 @@ AgentPorts::~AgentPorts() {
         const std::lock_guard lock(sessions_mutex_);
         sessions.swap(sessions_);
     }
+    std::vector<std::thread> threads;
+    for (auto& session : sessions)
+        threads.emplace_back([ending = std::move(session)]() mutable { ending.reset(); });
+    for (std::thread& thread : threads) thread.join();
 }
 
 std::unique_ptr<PortLink> AgentPorts::MakeLink(core::CPort& port, PortLink::Tap tap, PortLink::Gone gone) {
@@ -94,7 +124,8 @@ std::unique_ptr<PortLink> AgentPorts::MakeLink(core::CPort& port, PortLink::Tap 
     if (is_stepped_) {
         const auto make = [&](il::ISoftwarePort::Send send, il::ISoftwarePort::HangUp hang_up) {
             return std::make_unique<SteppedPort>(remote.session, remote.number, *setup_.timeline,
-                                                 setup_.get_streams, std::move(send), std::move(hang_up));
+                                                 setup_.get_streams, setup_.is_interrupted, std::move(send),
+                                                 std::move(hang_up));
         };
         return std::make_unique<PortLink>(port, make, PortLink::Calls::UnderTaskLock, std::move(tap),
                                           std::move(gone));

@@ -30,6 +30,7 @@ class AgentPorts {
         Say complain, warn;
         il::ITimeline* timeline = nullptr;  ///< of stepped ports; outlives them
         std::function<const il::StreamsOnAir&()> get_streams;
+        std::function<bool()> is_interrupted;  ///< the user wants the test to end; any thread
     };
     struct Port {
         const core::CPort* port = nullptr;
@@ -62,6 +63,9 @@ class AgentPorts {
         bool is_sending = false;
     };
 
+    /// Throws COrvRunTimeError of the first that fails, by name.
+    void OpenSessions(std::map<std::string, SessionSetup>& by_agent);
+    void CloseSessions();
     const OnAgent& Find(const core::CPort& port) const;
     std::chrono::nanoseconds GetStartTime() const;
 

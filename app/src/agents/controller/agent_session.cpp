@@ -8,7 +8,6 @@
 #include <map>
 #include <mutex>
 #include <optional>
-#include <random>
 #include <thread>
 #include <utility>
 
@@ -37,14 +36,6 @@ Nanoseconds GetSteadyTime() {
     return std::chrono::steady_clock::now().time_since_epoch();
 }
 
-/// Not to be guessed, because it is part of subjects.
-std::string MakeSessionName() {
-    std::random_device random;
-    std::string name;
-    for (int i = 0; i < 4; ++i) name += fmt::format("{:08x}", random());
-    return name;
-}
-
 std::string DescribeUs() {
     char host[256] = "?";
     ::gethostname(host, sizeof host - 1);
@@ -71,38 +62,42 @@ class AgentSession::Impl {
         : connection_(connection),
           setup_(std::move(setup)),
           warn_(std::move(warn)),
-          session_(MakeSessionName()) {
-        const ControlAnswer opened = AskFirst(ControlRequest::Operation::Open);
-        version_ = opened.program;
-        is_open_ = true;
+          session_(MakeUniqueName()) {
+        {
+            const std::lock_guard lock(GetSessions().mutex);
+            GetSessions().closers.push_back(&close_);
+        }
+        figures_.resize(setup_.session.ports.size());
         try {
+            const ControlAnswer opened = AskFirst(ControlRequest::Operation::Open);
+            version_ = opened.program;
+            has_answered_ = true;
             bus::SessionLink::Setup link;
             link.side = bus::SessionLink::Side::Controller;
             link.agent = setup_.agent;
             link.session = session_;
             link_.emplace(connection_, link,
-                          bus::SessionLink::Events{[this](Lane lane, bus::Parcel parcel, auto take) {
-                                                       OnParcel(lane, std::move(parcel), std::move(take));
-                                                   },
-                                                   [this](const std::string& text) { Warn(text); }});
+                          bus::SessionLink::Events{
+                              [this](Lane lane, bus::Parcel parcel, auto take) {
+                                  OnParcel(lane, std::move(parcel), std::move(take));
+                              },
+                              [this](const std::string& text) { Warn(text); },
+                              [this](const std::string& text) {
+                                  End(fmt::format("agent \"{}\": {}", setup_.agent, text), Agent::IsThere);
+                              }});
             for (int i = 0; i < kFirstSamples; ++i) AskFirst(ControlRequest::Operation::Time);
             MakePorts();
         } catch (...) {
+            Unregister();
             Close();
             link_.reset();
             throw;
         }
-        figures_.resize(setup_.session.ports.size());
-        const std::lock_guard lock(GetSessions().mutex);
-        GetSessions().closers.push_back(&close_);
         keeper_ = std::thread([this] { Keep(); });
     }
 
     ~Impl() {
-        {
-            const std::lock_guard lock(GetSessions().mutex);
-            std::erase(GetSessions().closers, &close_);
-        }
+        Unregister();
         {
             const std::lock_guard lock(mutex_);
             is_over_ = true;
@@ -151,8 +146,14 @@ class AgentSession::Impl {
     }
 
     void OnReconnected() { link_->on_reconnected(); }
+    std::chrono::seconds GetLease() const { return setup_.lease; }
 
   private:
+    void Unregister() {
+        const std::lock_guard lock(GetSessions().mutex);
+        std::erase(GetSessions().closers, &close_);
+    }
+
     /// Throws COrvRunTimeError unless the agent does it.
     ControlAnswer AskFirst(ControlRequest::Operation operation) {
         const std::string who = fmt::format("agent \"{}\"", setup_.agent);
@@ -202,7 +203,21 @@ class AgentSession::Impl {
         const ControlAnswer read =
             ReadControlAnswer({reinterpret_cast<const char*>(answer.data.data()), answer.data.size()});
         if (operation != ControlRequest::Operation::Open) Note(read, asked, answered);
+        CheckInstance(read);
         return read;
+    }
+
+    /// An agent that was started again does not know the session.
+    void CheckInstance(const ControlAnswer& answer) {
+        if (!answer.is_known) return;
+        {
+            const std::lock_guard lock(mutex_);
+            if (instance_.empty()) instance_ = answer.instance;
+            if (instance_ == answer.instance) return;
+        }
+        const std::string text = fmt::format("there are two agents with the name \"{}\"", setup_.agent);
+        End(text, Agent::IsThere);
+        throw ProtocolError(text);
     }
 
     void Note(const ControlAnswer& answer, Nanoseconds asked, Nanoseconds answered) {
@@ -283,21 +298,27 @@ class AgentSession::Impl {
         return end_;
     }
 
-    void End(const std::string& reason) {
+    enum class Agent { IsThere, IsGone };
+    void End(const std::string& reason, Agent agent = Agent::IsGone) {
         {
             const std::lock_guard lock(mutex_);
             if (end_) return;
             end_ = reason;
         }
-        is_open_ = false;  // nobody is there to be told
+        if (agent == Agent::IsGone) is_open_ = false;  // nobody is there to be told
         changed_.notify_all();
         const std::lock_guard lock(events_mutex_);
         for (const auto& [number, events] : ports_) events.ended(reason);
     }
 
-    /// An agent that does not hear of it waits for the lease, and nobody else can use it.
+    /// An agent that does not hear of it waits for the lease, and nobody else can use it. One that has not
+    /// answered yet is told once: it may be about to begin the session.
     void Close() {
         if (!is_open_.exchange(false)) return;
+        if (!has_answered_) {
+            AskQuietly(ControlRequest::Operation::Close, kAskAgain);
+            return;
+        }
         const Nanoseconds until = GetSteadyTime() + kComeBack;
         while (!AskQuietly(ControlRequest::Operation::Close, std::chrono::seconds(2)) &&
                GetSteadyTime() < until)
@@ -312,12 +333,14 @@ class AgentSession::Impl {
     const std::string session_;
     std::string version_;
     std::vector<double> line_rates_;
-    std::atomic<bool> is_open_ = false;
+    std::atomic<bool> is_open_ = true;  ///< it has been asked for, and nobody has closed it
+    std::atomic<bool> has_answered_ = false;
 
     mutable std::mutex mutex_;  ///< of the members up to the next empty line
     std::condition_variable changed_;
     bool is_over_ = false;
     std::optional<std::string> end_;  ///< why the session has ended
+    std::string instance_;            ///< of the agent that has the session
     std::optional<SessionAnswer> answer_;
     ClockOffset offset_;
     std::optional<ClockOffset::Estimate> at_start_;
@@ -351,6 +374,9 @@ void AgentSession::Detach(std::uint16_t port) {
 bool AgentSession::Send(bus::Parcel parcel) {
     return impl_->Send(std::move(parcel));
 }
+std::chrono::seconds AgentSession::GetLease() const {
+    return impl_->GetLease();
+}
 Nanoseconds AgentSession::ToAgentTime(Nanoseconds time) const {
     return time + impl_->GetOffset().offset;
 }
@@ -372,7 +398,10 @@ void AgentSession::OnReconnected() {
 
 void AgentSession::CloseAll() {
     const std::lock_guard lock(GetSessions().mutex);
-    for (const auto* close : GetSessions().closers) (*close)();
+    // At the same time: one of them may not answer, and there is little time.
+    std::vector<std::thread> threads;
+    for (const auto* close : GetSessions().closers) threads.emplace_back(*close);
+    for (std::thread& thread : threads) thread.join();
 }
 
 }  // namespace orv::app

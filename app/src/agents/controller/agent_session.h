@@ -53,6 +53,8 @@ class AgentSession {
     void Detach(std::uint16_t port);
     /// False when too much waits for the agent, or the session has ended.
     bool Send(bus::Parcel parcel);
+    /// How long the agent may be silent.
+    std::chrono::seconds GetLease() const;
     /// What the agent's steady clock will show when ours shows `time`.
     std::chrono::nanoseconds ToAgentTime(std::chrono::nanoseconds time) const;
     /// Best measured time to the agent and back.

@@ -15,7 +15,7 @@ namespace orv::app {
 
 namespace {
 
-constexpr std::chrono::milliseconds kNamePatience{500};
+constexpr std::chrono::milliseconds kNamePatience{500}, kSelfPatience{2'000};
 
 bool IsUp(const std::string& interface) {
     std::ifstream file("/sys/class/net/" + interface + "/flags");
@@ -33,6 +33,12 @@ double GetLoadPerCore() {
 
 std::string_view GetTextOf(std::span<const std::byte> data) {
     return {reinterpret_cast<const char*>(data.data()), data.size()};
+}
+
+std::string MakeInfoRequest() {
+    ControlRequest request;
+    request.program = kProgramVersion;
+    return ToJson(request);
 }
 
 }  // namespace
@@ -55,12 +61,38 @@ Agent::~Agent() {
 }
 
 bool Agent::IsNameTaken(bus::Connection& connection, const std::string& name) {
-    ControlRequest request;
-    request.program = kProgramVersion;
-    const std::string text = ToJson(request);
+    const std::string text = MakeInfoRequest();
     const bus::Answer answer =
         connection.request(bus::control_subject(name), std::as_bytes(std::span(text)), kNamePatience);
     return answer.status == bus::Answer::Status::Answered;
+}
+
+bool Agent::IsHeard() {
+    const std::string text = MakeInfoRequest();
+    const bus::Answer answer =
+        connection_.request(bus::control_subject(offer_.name), std::as_bytes(std::span(text)), kSelfPatience);
+    return answer.status == bus::Answer::Status::Answered;
+}
+
+bool Agent::MustGiveWay() {
+    {
+        const std::lock_guard lock(mutex_);
+        if (session_) return false;
+    }
+    const std::string text = MakeInfoRequest();
+    for (const auto& data : connection_.request_all(bus::control_subject(offer_.name),
+                                                    std::as_bytes(std::span(text)), kNamePatience)) {
+        ControlAnswer answer;  // as it is if another version gave it
+        try {
+            answer = ReadControlAnswer(GetTextOf(data));
+        } catch (const ProtocolError&) {
+        }
+        if (answer.instance == instance_) continue;
+        const bool has_test = answer.info && !answer.info->holder.empty();
+        const std::lock_guard lock(mutex_);
+        if (!session_ && (has_test || answer.instance < instance_)) return true;
+    }
+    return false;
 }
 
 void Agent::OnReconnected() {
@@ -89,6 +121,7 @@ ControlAnswer Agent::AnswerTo(const bus::Message& message, bool is_for_us) {
     ControlAnswer answer;
     answer.program = kProgramVersion;
     answer.name = offer_.name;
+    answer.instance = instance_;
     const auto now = [](auto clock) {
         return std::chrono::duration_cast<std::chrono::nanoseconds>(clock.now().time_since_epoch());
     };

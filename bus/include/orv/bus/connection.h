@@ -19,7 +19,8 @@ class BusError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// The server does not know us, or who we say to be.
+/// The server does not know us, or who we say to be; or what we were told about it cannot be used. Trying
+/// again does not help.
 class AccessRefused : public BusError {
   public:
     using BusError::BusError;
