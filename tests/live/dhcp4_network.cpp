@@ -62,12 +62,17 @@ std::string hex_option(unsigned code, std::uint32_t value) {
 }  // namespace
 
 std::vector<std::byte> dhcp4_answer(std::string_view address_hex, std::string_view options_hex) {
-    std::string hex =
-        "02010600 11223344 00000000 00000000";  // op, htype, hlen, hops; xid; secs, flags; ciaddr
-    hex += fmt::format("{} 00000000 00000000", address_hex);        // yiaddr, siaddr, giaddr
-    hex += "020000000a01" + std::string(20 + 2 * (64 + 128), '0');  // chaddr, sname, file
-    hex += fmt::format("63825363 {} ff", options_hex);
-    return bytes_of(hex);
+    static const std::vector<std::byte> kFixed = bytes_of(
+        "02010600 11223344 00000000 00000000"        // op, htype, hlen, hops; xid; secs, flags; ciaddr
+        "00000000 00000000 00000000 020000000a01" +  // yiaddr, siaddr, giaddr; chaddr
+        std::string(20 + 2 * (64 + 128), '0') +
+        "63825363");  // its rest, sname, file
+    std::vector<std::byte> bytes = kFixed;
+    std::ranges::copy(bytes_of(address_hex), bytes.begin() + 16);
+    const std::vector<std::byte> options = bytes_of(options_hex);
+    bytes.insert(bytes.end(), options.begin(), options.end());
+    bytes.push_back(std::byte{0xff});
+    return bytes;
 }
 
 std::span<const SampleFrame> sample_dhcp4() {
@@ -126,23 +131,26 @@ Dhcp4Network::Dhcp4Network(const Settings& settings, std::uint64_t seed)
                   },
               .changed = [this] { ++changes; }}) {}
 
+void Dhcp4Network::address_to_host(std::span<std::byte> answer) const {
+    std::ranges::copy(bytes_of(fmt::format("{:08x}", transaction_)), answer.begin() + 4);
+    std::ranges::copy(std::as_bytes(std::span(kMac.bytes)), answer.begin() + 28);
+}
+
 void Dhcp4Network::answer(const std::string& step) {
     std::istringstream words(step);
     std::string kind, word, options;
     unsigned address = 0, server = 0, lease = 0;
     words >> kind >> address >> server >> lease;
     options = kind == "offer" ? "350102" : kind == "ack" ? "350105" : "350106";
-    std::uint32_t transaction = transaction_;
-    std::string mac = "020000000a01";
-    bool has_server = true;
+    bool has_server = true, is_old = false, is_others = false;
     while (words >> word) {
         if (word.starts_with("t1="))
             options += hex_option(58, static_cast<std::uint32_t>(std::stoul(word.substr(3))));
         if (word.starts_with("t2="))
             options += hex_option(59, static_cast<std::uint32_t>(std::stoul(word.substr(3))));
         if (word == "rapid") options += "5000";
-        if (word == "old") transaction = transaction_before_;
-        if (word == "other") mac = "020000000a02";
+        if (word == "old") is_old = true;
+        if (word == "other") is_others = true;
         if (word == "none") has_server = false;
     }
     if (has_server) options += hex_option(54, 0xc0000200 + server);
@@ -150,8 +158,9 @@ void Dhcp4Network::answer(const std::string& step) {
         options += hex_option(51, lease) + hex_option(1, 0xffffff00) + hex_option(3, 0xc0000201);
     std::vector<std::byte> bytes =
         dhcp4_answer(fmt::format("{:08x}", address == 0 ? 0 : 0xc0000200 + address), options);
-    std::ranges::copy(bytes_of(fmt::format("{:08x}", transaction)), bytes.begin() + 4);
-    std::ranges::copy(bytes_of(mac), bytes.begin() + 28);
+    address_to_host(bytes);
+    if (is_old) std::ranges::copy(bytes_of(fmt::format("{:08x}", transaction_before_)), bytes.begin() + 4);
+    if (is_others) bytes[33] = std::byte{2};
     const auto end = static_cast<std::uint8_t>(server);
     client.OnDatagram(IpAddress::V4(0xc0000200 + server), MacAddress{{0x02, 0, 0, 0, 0, end}}, bytes);
 }

@@ -39,6 +39,9 @@ struct Dhcp4Network {
     /// What has happened, without what has not.
     std::string counts() const;
 
+    /// Makes an answer one to the host's last message.
+    void address_to_host(std::span<std::byte> answer) const;
+
     FakeTimeline timeline;
     std::vector<std::pair<orv::live::Nanoseconds, std::vector<std::byte>>> sent;  ///< frames
     int changes = 0;
