@@ -70,9 +70,11 @@ class AddressClient {
     /// Gives the address back, if there is one; a client that asks for one stops.
     virtual void Release() = 0;
 
-    /// A UDP datagram to the port of the protocol's clients, on the host's link and for the host's MAC address
-    /// or a group or broadcast. Any bytes; those of others are not counted.
-    virtual void OnDatagram(const IpAddress& source, std::span<const std::byte> payload) = 0;
+    /// A UDP datagram to the port of the protocol's clients, on the host's link and for the host's MAC
+    /// address or a group or broadcast; `source_mac` is who sent the frame, perhaps a router. Any bytes;
+    /// those of others are not counted.
+    virtual void OnDatagram(const IpAddress& source, const MacAddress& source_mac,
+                            std::span<const std::byte> payload) = 0;
     /// Somebody else on the link says that `address` is his: ARP, or neighbour discovery.
     virtual void OnAddressUsed(const IpAddress& address, const MacAddress& user) = 0;
 
