@@ -78,7 +78,7 @@ class AddressSessions::Hosts {
     void bind() {
         first_failure_.clear();
         for (std::uint32_t i = 0; i < hosts_.size(); ++i) {
-            const AddressClient::State state = hosts_[i].client->GetState();
+            const AddressClient::State state = hosts_[i].state;
             const bool has_none = state == AddressClient::State::Idle ||
                                   state == AddressClient::State::Failed ||
                                   state == AddressClient::State::Releasing;
@@ -88,13 +88,10 @@ class AddressSessions::Hosts {
     }
 
     void release() {
+        // Those that ask stop at once: they have nothing to give back, and make room.
         for (std::uint32_t i = 0; i < hosts_.size(); ++i) {
-            const AddressClient::State state = hosts_[i].client->GetState();
-            const bool has_any =
-                state == AddressClient::State::Binding || state == AddressClient::State::Bound;
-            want(i, has_any ? Wish::Release : Wish::None);
-            // Nothing to wait for: it may ask again without.
-            if (state == AddressClient::State::Failed) hosts_[i].client->Release();
+            want(i, hosts_[i].state == AddressClient::State::Bound ? Wish::Release : Wish::None);
+            if (hosts_[i].state != AddressClient::State::Bound) hosts_[i].client->Release();
         }
         start_some();
     }
@@ -104,6 +101,7 @@ class AddressSessions::Hosts {
         timeline_.Cancel(std::exchange(timer_, 0));
         for (Host& host : hosts_) {
             host.wish = Wish::None;
+            host.is_queued = false;
             host.client->Release();
         }
     }
@@ -198,9 +196,7 @@ class AddressSessions::Hosts {
         next_start_ = std::max(next_start_, now - kCatchUp);
         while (!queue_.empty() && next_start_ <= now) {
             Host& host = hosts_[queue_.front()];
-            // Who stops asking makes room.
-            const bool is_stopped = host.wish == Wish::Release && host.state == AddressClient::State::Binding;
-            if (host.wish != Wish::None && !is_stopped && !may_start()) break;
+            if (host.wish != Wish::None && !may_start()) break;
             queue_.pop_front();
             host.is_queued = false;
             // What it gives back has to be away first: on_changed() continues.
