@@ -100,8 +100,7 @@ void LiveRun::add_stbs(const std::vector<Host>& hosts, const MembershipSettings&
             // IPv6 hosts also answer for their link-local address.
             for (const live::IpAddress& own_ip : {hosts[number].address.ip, hosts_.back().GetAddress().ip})
                 own_addresses_.emplace(LinkAddress{stb.link, own_ip}, number);
-            // An STB without an address takes no part.
-            if (!block.channels.empty() && !hosts[number].address.ip.IsUnspecified())
+            if (block.has_viewer(i))
                 queue_.push({il::start_of(plan_, block, i, start), number, il::Step::Begin});
         }
         check_channels(block);

@@ -69,11 +69,11 @@ LiveWorld::LiveWorld(const LivePort::Setup& setup, const LiveSurroundings& surro
                    }}),
       sessions_(surroundings.timeline, addressing_, il::seed_of(setup.seed, port_, kAddressPurpose)) {}
 
-/// By STB of the port. Those that wait in vain for an address have none.
-std::vector<Host> LiveWorld::hosts_of_stbs(const il::RunPlan& plan,
+/// By STB of the port. Notes in the plan which of them have no address.
+std::vector<Host> LiveWorld::hosts_of_stbs(il::RunPlan& plan,
                                            const il::InterfaceConfiguration& interfaces) const {
     std::vector<Host> all;
-    for (const il::PlannedBlock& block : plan.blocks) {
+    for (il::PlannedBlock& block : plan.blocks) {
         const auto& config = block.config;
         const auto hosts = addressing_.has(config.vif_handle)
                                ? addressing_.get_hosts(config.vif_handle)
@@ -84,6 +84,7 @@ std::vector<Host> LiveWorld::hosts_of_stbs(const il::RunPlan& plan,
                 fmt::format("STB block {} has {} STBs, and interface {} only {} hosts", config.stblock_handle,
                             config.settop_count, config.vif_handle, hosts.size()));
         }
+        for (const Host& host : hosts) block.absent.push_back(host.address.ip.IsUnspecified());
         all.insert(all.end(), hosts.begin(), hosts.begin() + config.settop_count);
     }
     return all;

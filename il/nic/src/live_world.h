@@ -50,8 +50,7 @@ class LiveWorld : public il::World {
   private:
     class RunHere;
 
-    std::vector<Host> hosts_of_stbs(const il::RunPlan& plan,
-                                    const il::InterfaceConfiguration& interfaces) const;
+    std::vector<Host> hosts_of_stbs(il::RunPlan& plan, const il::InterfaceConfiguration& interfaces) const;
     void listen();
 
     std::string port_;
