@@ -7,7 +7,6 @@
 #include <optional>
 #include <span>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "orv/il/random.h"
@@ -38,6 +37,8 @@ namespace orv::live {
 /// for ever. The same calls at the same times with the same seed send the same frames.
 class Dhcp4Client : public AddressClient {
   public:
+    using Nanoseconds = il::Nanoseconds;
+
     /// Those of all hosts of a block.
     struct Settings {
         /// Option 55: subnet mask, router, broadcast address, lease time, T1 and T2.
