@@ -147,8 +147,8 @@ void Dhcp4Network::answer(const std::string& step) {
     address_to_host(bytes);
     if (word == "old") bytes[4] ^= std::byte{1};
     if (word == "other") bytes[33] ^= std::byte{1};
-    const auto end = static_cast<std::uint8_t>(server);
-    client.OnDatagram(IpAddress::V4(0xc0000200 + server), MacAddress{{0x02, 0, 0, 0, 0, end}}, bytes);
+    const std::uint8_t first = word == "group" ? 3 : 2, end = static_cast<std::uint8_t>(server);
+    client.OnDatagram(IpAddress::V4(0xc0000200 + server), MacAddress{{first, 0, 0, 0, 0, end}}, bytes);
 }
 
 std::string Dhcp4Network::state() const {
