@@ -31,16 +31,11 @@ std::string option_address(Frame options, unsigned code) {
 }
 
 std::string text_of_sent(Frame frame) {
-    if (number_at(frame, 12) == 0x0806) {
-        const unsigned sender = byte_at(frame, 31), target = byte_at(frame, 41);
-        return (long_at(frame, 28) == 0 ? "probe "
-                : sender == target      ? "announce "
-                                        : "ask ") +
-               std::to_string(target);
-    }
+    const auto number = [&](std::size_t at) { return std::to_string(byte_at(frame, at)); };
+    if (number_at(frame, 12) == 0x0806)
+        return (long_at(frame, 28) == 0 ? "probe " : "announce ") + number(41);
     const Frame message = frame.subspan(kUdp), options = message.subspan(240);
-    static constexpr const char* kTypes[] = {"?",       "discover", "offer", "request",
-                                             "decline", "ack",      "nak",   "release"};
+    static constexpr const char* kTypes[] = {"?", "discover", "?", "request", "decline", "?", "?", "release"};
     std::string text = kTypes[byte_at(options, 2)];
     const bool has_own = long_at(message, 12) != 0, is_to_all = byte_at(frame, 0) == 0xff;
     if (has_own && text == "request") text = is_to_all ? "rebind" : "renew";
@@ -48,11 +43,11 @@ std::string text_of_sent(Frame frame) {
     if (option_address(options, 50) != "-") text += " " + option_address(options, 50);
     if (option_address(options, 54) != "-") text += " of " + option_address(options, 54);
     // The frame of server n comes from a MAC address that ends in n.
-    if (!is_to_all) text += fmt::format(" at {}", byte_at(frame, 33));
-    if (is_to_all != (long_at(frame, 30) == 0xffffffff)) text += " of two minds";
-    if (!is_to_all && byte_at(frame, 5) != byte_at(frame, 33)) text += " to another MAC";
-    if (long_at(frame, 26) != long_at(message, 12)) text += " from elsewhere";
-    return text;
+    if (!is_to_all)
+        text += " at " + number(33) + (byte_at(frame, 5) == byte_at(frame, 33) ? "" : " elsewhere");
+    const bool is_ip_to_all = long_at(frame, 30) == 0xffffffff;
+    return text +
+           (is_to_all == is_ip_to_all && long_at(frame, 26) == long_at(message, 12) ? "" : " inconsistent");
 }
 
 std::string hex_option(unsigned code, std::uint32_t value) {
@@ -124,10 +119,7 @@ Dhcp4Network::Dhcp4Network(const Settings& settings, std::uint64_t seed)
                   [this](Frame frame) {
                       sent.emplace_back(timeline.GetNow(), std::vector(frame.begin(), frame.end()));
                       said_ += (said_.empty() ? "" : "; ") + text_of_sent(frame);
-                      if (number_at(frame, 12) == 0x0806) return;
-                      const std::uint32_t transaction = long_at(frame, kUdp + 4);
-                      if (transaction != transaction_) transaction_before_ = transaction_;
-                      transaction_ = transaction;
+                      if (number_at(frame, 12) == 0x0800) transaction_ = long_at(frame, kUdp + 4);
                   },
               .changed = [this] { ++changes; }}) {}
 
@@ -142,38 +134,30 @@ void Dhcp4Network::answer(const std::string& step) {
     unsigned address = 0, server = 0, lease = 0;
     words >> kind >> address >> server >> lease;
     options = kind == "offer" ? "350102" : kind == "ack" ? "350105" : "350106";
-    bool has_server = true, is_old = false, is_others = false;
-    while (words >> word) {
-        if (word.starts_with("t1="))
-            options += hex_option(58, static_cast<std::uint32_t>(std::stoul(word.substr(3))));
-        if (word.starts_with("t2="))
-            options += hex_option(59, static_cast<std::uint32_t>(std::stoul(word.substr(3))));
-        if (word == "rapid") options += "5000";
-        if (word == "old") is_old = true;
-        if (word == "other") is_others = true;
-        if (word == "none") has_server = false;
-    }
-    if (has_server) options += hex_option(54, 0xc0000200 + server);
+    if (step.find("none") == step.npos) options += hex_option(54, 0xc0000200 + server);
     if (kind != "nak")
         options += hex_option(51, lease) + hex_option(1, 0xffffff00) + hex_option(3, 0xc0000201);
-    std::vector<std::byte> bytes =
-        dhcp4_answer(fmt::format("{:08x}", address == 0 ? 0 : 0xc0000200 + address), options);
+    while (words >> word) {
+        if (word[0] == 't')
+            options +=
+                hex_option(word[1] == '1' ? 58 : 59, static_cast<std::uint32_t>(std::stoul(word.substr(3))));
+        if (word == "rapid") options += "5000";
+    }
+    auto bytes = dhcp4_answer(fmt::format("{:08x}", address == 0 ? 0 : 0xc0000200 + address), options);
     address_to_host(bytes);
-    if (is_old) std::ranges::copy(bytes_of(fmt::format("{:08x}", transaction_before_)), bytes.begin() + 4);
-    if (is_others) bytes[33] = std::byte{2};
-    const auto end = static_cast<std::uint8_t>(server);
-    client.OnDatagram(IpAddress::V4(0xc0000200 + server), MacAddress{{0x02, 0, 0, 0, 0, end}}, bytes);
+    if (word == "old") bytes[4] ^= std::byte{1};
+    if (word == "other") bytes[33] ^= std::byte{1};
+    const std::uint8_t first = word == "group" ? 3 : 2, end = static_cast<std::uint8_t>(server);
+    client.OnDatagram(IpAddress::V4(0xc0000200 + server), MacAddress{{first, 0, 0, 0, 0, end}}, bytes);
 }
 
 std::string Dhcp4Network::state() const {
     static constexpr const char* kStates[] = {"idle", "binding", "bound", "releasing", "failed"};
-    std::string text = kStates[static_cast<int>(client.GetState())];
+    const std::string text = kStates[static_cast<int>(client.GetState())];
     const auto& given = client.GetGiven();
     if (!given) return text;
-    const bool is_forever = given->valid_until == GivenAddress::kForever;
-    return text + fmt::format(
-                      " {} {}", given->address.GetBytes()[3],
-                      is_forever ? -1 : std::chrono::floor<std::chrono::seconds>(given->valid_until).count());
+    const std::int64_t until = std::chrono::floor<std::chrono::seconds>(given->valid_until).count();
+    return text + fmt::format(" {} {}", given->address.GetBytes()[3], until);
 }
 
 std::string Dhcp4Network::play(std::string_view script) {

@@ -29,8 +29,9 @@ struct Dhcp4Network {
     ///   bind, release        is told so
     ///   offer 10 1 3600      server 192.0.2.1 offers 192.0.2.10 for an hour; so "ack", and "nak 0 1 0".
     ///   Further
-    ///                        words: "t1=9" and "t2=9", "rapid", "old" (of the transaction before), "other"
-    ///                        (for another host), "none" (no server)
+    ///                        words: "t1=9" and "t2=9", "rapid", "old" (of another
+    ///                        transaction), "other" (for another host), "none" (no server), "group"
+    ///                        (from a MAC address that is no host's)
     ///   used 10              somebody else says that the address is his; "mine 10": the host itself is heard
     ///   10s                  lets time pass
     /// Addresses are told as their last number: "request 10 of 1", "renew 10 at 1" to the MAC address of the
@@ -51,8 +52,8 @@ struct Dhcp4Network {
     void answer(const std::string& step);
     std::string state() const;
 
-    std::string said_;  ///< since the last time
-    std::uint32_t transaction_ = 0, transaction_before_ = 0;
+    std::string said_;               ///< since the last time
+    std::uint32_t transaction_ = 0;  ///< of what was sent last
 };
 
 }  // namespace testing_aids

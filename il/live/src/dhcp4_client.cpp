@@ -246,7 +246,7 @@ void Dhcp4Client::send(Dhcp4Request message, const IpAddress& server) {
 }
 
 /// The doubled delay before the next message, with its random part (RFC 2131 section 4.1).
-Nanoseconds Dhcp4Client::delay_of(std::uint32_t times) {
+il::Nanoseconds Dhcp4Client::delay_of(std::uint32_t times) {
     Nanoseconds delay = settings_->first_delay;
     for (std::uint32_t i = 1; i < times && delay < settings_->longest_delay; ++i)
         delay = std::min(delay, settings_->longest_delay / 2) * 2;

@@ -150,7 +150,6 @@ void Dhcp4Client::Release() {
              lease_.server);
     }
     stop_timer();
-    was_bound_ = false;
     probed_.reset();
     given_.reset();
     failure_.clear();

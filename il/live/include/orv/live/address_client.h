@@ -36,7 +36,7 @@ struct AddressCounts {
     std::uint64_t ignored = 0;    ///< answers for the host that could not be used: late, doubled, damaged
     std::uint64_t repeated = 0;   ///< messages sent again because no answer came
     std::uint64_t refused = 0;    ///< by a server: DHCPNAK, a status code that is an error
-    std::uint64_t conflicts = 0;  ///< addresses given that somebody else has: declined
+    std::uint64_t conflicts = 0;  ///< addresses given that somebody else has; declined if noticed before use
     std::uint64_t renewed = 0;    ///< leases prolonged by the server that gave them
     std::uint64_t rebound = 0;    ///< by another, or after a broadcast
     std::uint64_t changed = 0;    ///< a host that was bound got another address

@@ -7,7 +7,6 @@
 #include <optional>
 #include <span>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "orv/il/random.h"
@@ -34,10 +33,12 @@ namespace orv::live {
 /// - The first DHCPDISCOVER goes out at once, and T1 and T2 have no random part: whoever has many hosts
 ///   spreads their beginnings.
 ///
-/// Made to exist in thousands: at most one timer, and none without an address or with one that is given
+/// Made to exist in thousands: at most one timer, and none while it is idle, has failed, or has an address
 /// for ever. The same calls at the same times with the same seed send the same frames.
 class Dhcp4Client : public AddressClient {
   public:
+    using Nanoseconds = il::Nanoseconds;
+
     /// Those of all hosts of a block.
     struct Settings {
         /// Option 55: subnet mask, router, broadcast address, lease time, T1 and T2.
@@ -56,7 +57,7 @@ class Dhcp4Client : public AddressClient {
         /// How long others have to say that they use the address: an ARP probe (RFC 2131 section 4.4.1).
         /// 0: they are not asked.
         Nanoseconds probe = std::chrono::milliseconds(500);
-        /// From a declined address to the next DHCPDISCOVER (RFC 2131 section 3.1).
+        /// From a declined address to the next DHCPDISCOVER; by RFC 2131 section 3.1 at least ten seconds.
         Nanoseconds conflict_pause = std::chrono::seconds(10);
         Nanoseconds renewal_retry = std::chrono::seconds(60);
     };
