@@ -100,9 +100,8 @@ il::AddressNetwork::Clients LiveAddressing::make_clients(const addressBlock_s& b
                                     block.hosts.size(), block.if_handle, hosts.size()));
     if (has(block.if_handle))
         throw PortFault(FaultCode::BadValue,
-                        fmt::format("the hosts of interface {} get their addresses by another "
-                                    "block than {} already",
-                                    block.if_handle, block.handle));
+                        fmt::format("the hosts of interface {} get their addresses by another block already",
+                                    block.if_handle));
     if (!hosts.empty() && hosts.front().address.ip.IsV6() != (block.protocol != AddressProtocol::DHCPV4))
         throw PortFault(FaultCode::BadValue,
                         fmt::format("address block {} and interface {} have different IP versions",

@@ -24,14 +24,18 @@ namespace {
 GivenAddress make_given(std::uint32_t number, bool is_v6) {
     if (!is_v6) {
         constexpr std::uint32_t kNet = 0x64400000;  // 100.64.0.0
-        return {IpAddress::V4(kNet + 10 + number % 0x3ffff0), 10, IpAddress::V4(kNet + 1), {},
+        return {IpAddress::V4(kNet + 10 + number % 0x3ffff0),
+                10,
+                IpAddress::V4(kNet + 1),
+                {},
                 IpAddress::V4(kNet + 1)};
     }
     std::array<std::uint8_t, 16> bytes{0x20, 0x01, 0x0d, 0xb8};
     bytes[15] = 1;
     const IpAddress router = IpAddress::V6(bytes);
     bytes[11] = 1;
-    for (int i = 0; i < 4; ++i) bytes[static_cast<std::size_t>(15 - i)] = static_cast<std::uint8_t>(number >> (8 * i));
+    for (int i = 0; i < 4; ++i)
+        bytes[static_cast<std::size_t>(15 - i)] = static_cast<std::uint8_t>(number >> (8 * i));
     return {IpAddress::V6(bytes), 64, router, {}, router};
 }
 
@@ -39,8 +43,8 @@ class SimulatedClient : public AddressClient {
   public:
     using MakeAddress = std::function<GivenAddress()>;
 
-    SimulatedClient(ITimeline& timeline, std::uint64_t seed, const NetworkBehaviour& behaviour, MakeAddress make,
-                    std::function<void()> changed)
+    SimulatedClient(ITimeline& timeline, std::uint64_t seed, const NetworkBehaviour& behaviour,
+                    MakeAddress make, std::function<void()> changed)
         : timeline_(timeline),
           random_(seed),
           behaviour_(behaviour),
@@ -116,12 +120,12 @@ const NetworkBehaviour& SimulatedAddressing::behaviour() const {
     return own == network_.ports.end() ? network_.behaviour : own->second;
 }
 
-AddressNetwork::Clients SimulatedAddressing::make_clients(const addressBlock_s& block, const PortConfiguration&,
-                                                          std::uint64_t seed, Changed changed) {
+AddressNetwork::Clients SimulatedAddressing::make_clients(const addressBlock_s& block,
+                                                          const PortConfiguration&, std::uint64_t seed,
+                                                          Changed changed) {
     if (absent_.contains(block.if_handle))
-        throw PortFault(FaultCode::BadValue,
-                        "the hosts of interface " + std::to_string(block.if_handle) +
-                            " get their addresses by another block already");
+        throw PortFault(FaultCode::BadValue, "the hosts of interface " + std::to_string(block.if_handle) +
+                                                 " get their addresses by another block already");
     Clients clients;
     const bool is_v6 = block.protocol != AddressProtocol::DHCPV4;
     for (std::uint32_t i = 0; i < block.hosts.size(); ++i) {
@@ -135,7 +139,8 @@ AddressNetwork::Clients SimulatedAddressing::make_clients(const addressBlock_s& 
     return clients;
 }
 
-void SimulatedAddressing::host_changed(const addressBlock_s& block, std::uint32_t host, const Client& client) {
+void SimulatedAddressing::host_changed(const addressBlock_s& block, std::uint32_t host,
+                                       const Client& client) {
     std::vector<bool>& absent = absent_[block.if_handle];
     if (host < absent.size()) absent[host] = !client.GetGiven();
 }
