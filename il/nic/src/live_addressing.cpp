@@ -23,8 +23,6 @@ using std::chrono::milliseconds;
 
 namespace {
 
-/// Of the client's MAC address in a message of DHCPv4 (RFC 2131 section 2).
-constexpr std::size_t kChaddrOffset = 28;
 constexpr std::uint16_t kDhcp6ClientPort = 546;
 
 std::vector<live::Dhcp4Option> to_dhcp4(const std::vector<hostOption_s>& options) {
@@ -127,6 +125,7 @@ il::AddressNetwork::Clients LiveAddressing::make_clients(const addressBlock_s& b
         if (is_v6) neighbours_.add({address.mac, live::LinkLocalAddress(address.mac), address.vlan});
     }
     if (block.protocol == AddressProtocol::DHCPV4) ipv4_clients_ += hosts.size();
+    last_addresses_[block.if_handle].resize(hosts.size());
     interfaces_[block.if_handle] = std::move(hosts);
     events_.listening_changed();
     return clients;
@@ -148,7 +147,11 @@ void LiveAddressing::host_changed(const addressBlock_s& block, std::uint32_t num
         return;
     if (had_address) neighbours_.remove(before.address);
     if (given) neighbours_.add(host.address);
-    if (given && had_address) events_.address_changed({block.if_handle, number, before.address.ip}, host);
+    if (!given) return;
+    // A host that has lost its address has none until it gets the next one.
+    live::IpAddress& last = last_addresses_.at(block.if_handle).at(number);
+    const live::IpAddress former = std::exchange(last, host.address.ip);
+    if (!former.IsUnspecified()) events_.address_changed({block.if_handle, number, former}, host);
 }
 
 void LiveAddressing::forget(const addressBlock_s& block) {
@@ -164,6 +167,7 @@ void LiveAddressing::forget(const addressBlock_s& block) {
         if (!is_v6) --ipv4_clients_;
     }
     interfaces_.erase(found);
+    last_addresses_.erase(block.if_handle);
     events_.listening_changed();
 }
 
@@ -192,11 +196,8 @@ void LiveAddressing::on_frame(const live::ParsedFrame& frame, il::Time stamp) {
 
 void LiveAddressing::on_datagram(const live::ParsedFrame& frame, const live::UdpPacket& packet) {
     if (packet.destination_port == live::kDhcp4ClientPort && !packet.destination.IsV6()) {
-        if (packet.payload.size() < kChaddrOffset + live::MacAddress::kLength) return;
-        live::MacAddress mac;
-        std::ranges::transform(packet.payload.subspan(kChaddrOffset, mac.bytes.size()), mac.bytes.begin(),
-                               [](std::byte byte) { return std::to_integer<std::uint8_t>(byte); });
-        if (AddressClient* client = find(frame.vlan, mac, false))
+        const auto mac = live::Dhcp4ClientOf(packet.payload);
+        if (AddressClient* client = mac ? find(frame.vlan, *mac, false) : nullptr)
             client->OnDatagram(packet.source, frame.source, packet.payload);
     } else if (packet.destination_port == kDhcp6ClientPort && packet.destination.IsV6()) {
         if (AddressClient* client = find(frame.vlan, frame.destination, true))

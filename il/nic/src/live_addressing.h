@@ -68,7 +68,8 @@ class LiveAddressing : public il::AddressNetwork {
     il::ITimeline& timeline_;
     FrameSink& sink_;
     const Events events_;
-    std::map<std::uint32_t, std::vector<Host>> interfaces_;  ///< by IL handle
+    std::map<std::uint32_t, std::vector<Host>> interfaces_;                 ///< by IL handle
+    std::map<std::uint32_t, std::vector<live::IpAddress>> last_addresses_;  ///< that the hosts had
     std::unordered_map<HostKey, Client*, HostKeyHash> clients_;
     std::size_t ipv4_clients_ = 0;
     Neighbours neighbours_;  ///< hosts that have an address, and link-local ones
