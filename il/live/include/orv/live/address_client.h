@@ -12,6 +12,7 @@
 
 #include "orv/il/timeline.h"
 #include "orv/live/address.h"
+#include "orv/live/router_advertisement.h"
 
 namespace orv::live {
 
@@ -77,6 +78,8 @@ class AddressClient {
                             std::span<const std::byte> payload) = 0;
     /// Somebody else on the link says that `address` is his: ARP, or neighbour discovery.
     virtual void OnAddressUsed(const IpAddress& address, const MacAddress& user) = 0;
+    /// A router of the host's link. IPv4 hosts hear of none.
+    virtual void OnRouterAdvertisement(const RouterAdvertisement& advertisement) { (void)advertisement; }
 
     virtual State GetState() const = 0;
     /// Bound: what the host has.
