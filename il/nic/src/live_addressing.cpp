@@ -96,7 +96,7 @@ il::AddressNetwork::Clients LiveAddressing::make_clients(const addressBlock_s& b
         throw PortFault(FaultCode::BadValue,
                         fmt::format("address block {} has {} hosts, and interface {} has {}", block.handle,
                                     block.hosts.size(), block.if_handle, hosts.size()));
-    if (has(block.if_handle))
+    if (interfaces_.contains(block.if_handle))
         throw PortFault(FaultCode::BadValue,
                         fmt::format("the hosts of interface {} get their addresses by another block already",
                                     block.if_handle));
@@ -125,16 +125,19 @@ il::AddressNetwork::Clients LiveAddressing::make_clients(const addressBlock_s& b
         if (is_v6) neighbours_.add({address.mac, live::LinkLocalAddress(address.mac), address.vlan});
     }
     if (block.protocol == AddressProtocol::DHCPV4) ipv4_clients_ += hosts.size();
-    last_addresses_[block.if_handle].resize(hosts.size());
-    interfaces_[block.if_handle] = std::move(hosts);
+    Interface& interface = interfaces_[block.if_handle];
+    interface.last_addresses.resize(hosts.size());
+    interface.hosts = std::move(hosts);
+    // A delegated prefix is for those behind the host, whose own address is configured.
+    interface.gives_addresses = block.protocol != AddressProtocol::DHCPV6_PD;
     events_.listening_changed();
     return clients;
 }
 
 void LiveAddressing::host_changed(const addressBlock_s& block, std::uint32_t number, const Client& client) {
-    // A delegated prefix is for those behind the host.
-    if (block.protocol == AddressProtocol::DHCPV6_PD) return;
-    Host& host = interfaces_.at(block.if_handle).at(number);
+    Interface& interface = interfaces_.at(block.if_handle);
+    if (!interface.gives_addresses) return;
+    Host& host = interface.hosts.at(number);
     const Host before = host;
     const auto& given = client.GetGiven();
     host.address.ip = given ? given->address : make_unspecified(before.address.ip);
@@ -149,15 +152,14 @@ void LiveAddressing::host_changed(const addressBlock_s& block, std::uint32_t num
     if (given) neighbours_.add(host.address);
     if (!given) return;
     // A host that has lost its address has none until it gets the next one.
-    live::IpAddress& last = last_addresses_.at(block.if_handle).at(number);
-    const live::IpAddress former = std::exchange(last, host.address.ip);
+    const live::IpAddress former = std::exchange(interface.last_addresses.at(number), host.address.ip);
     if (!former.IsUnspecified()) events_.address_changed({block.if_handle, number, former}, host);
 }
 
 void LiveAddressing::forget(const addressBlock_s& block) {
     const auto found = interfaces_.find(block.if_handle);
     if (found == interfaces_.end()) return;
-    for (const Host& host : found->second) {
+    for (const Host& host : found->second.hosts) {
         const bool is_v6 = host.address.ip.IsV6();
         clients_.erase({Links::key_of(host.address.vlan), host.address.mac, is_v6});
         neighbours_.remove(host.address);
@@ -167,8 +169,12 @@ void LiveAddressing::forget(const addressBlock_s& block) {
         if (!is_v6) --ipv4_clients_;
     }
     interfaces_.erase(found);
-    last_addresses_.erase(block.if_handle);
     events_.listening_changed();
+}
+
+bool LiveAddressing::has(std::uint32_t if_handle) const {
+    const auto found = interfaces_.find(if_handle);
+    return found != interfaces_.end() && found->second.gives_addresses;
 }
 
 AddressClient* LiveAddressing::find(const live::VlanTags& vlan, const live::MacAddress& mac,

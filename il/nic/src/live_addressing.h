@@ -42,14 +42,21 @@ class LiveAddressing : public il::AddressNetwork {
     void on_frame(const live::ParsedFrame& frame, il::Time stamp);
 
     /// Whether the interface's hosts get their addresses here.
-    bool has(std::uint32_t if_handle) const { return interfaces_.contains(if_handle); }
+    bool has(std::uint32_t if_handle) const;
     /// The interface's hosts with what they were given; those without an address have an unspecified one.
     /// Only when has().
-    const std::vector<Host>& get_hosts(std::uint32_t if_handle) const { return interfaces_.at(if_handle); }
+    const std::vector<Host>& get_hosts(std::uint32_t if_handle) const {
+        return interfaces_.at(if_handle).hosts;
+    }
     /// Whether servers may answer to 255.255.255.255.
     bool needs_broadcasts() const { return ipv4_clients_ > 0; }
 
   private:
+    struct Interface {
+        std::vector<Host> hosts;                      ///< as they are now
+        std::vector<live::IpAddress> last_addresses;  ///< that they had; unspecified if none
+        bool gives_addresses = true;                  ///< not prefixes
+    };
     struct HostKey {
         std::uint32_t link;
         live::MacAddress mac;
@@ -68,8 +75,7 @@ class LiveAddressing : public il::AddressNetwork {
     il::ITimeline& timeline_;
     FrameSink& sink_;
     const Events events_;
-    std::map<std::uint32_t, std::vector<Host>> interfaces_;                 ///< by IL handle
-    std::map<std::uint32_t, std::vector<live::IpAddress>> last_addresses_;  ///< that the hosts had
+    std::map<std::uint32_t, Interface> interfaces_;  ///< by IL handle
     std::unordered_map<HostKey, Client*, HostKeyHash> clients_;
     std::size_t ipv4_clients_ = 0;
     Neighbours neighbours_;  ///< hosts that have an address, and link-local ones
