@@ -22,6 +22,11 @@ bool check_frame_bytes(Bytes bytes);
 /// throws std::logic_error when a view points elsewhere or the same bytes are read differently.
 bool check_rtcp_bytes(Bytes bytes);
 
+/// Reads the bytes as a DHCPv4 answer, and hands them to a client in every state, as they are and as if they
+/// were for it. Returns whether they are an answer; throws std::logic_error when the answer holds what no host
+/// can have, or a client does what it may not.
+bool check_dhcp4_bytes(Bytes bytes);
+
 /// Runs a short test of a live port, in the middle of which the bytes come in, untagged and tagged, and are
 /// seen going out, with checksums that fit. The last byte chooses what kind of test it is: with its fourth
 /// bit set, one with a server, and the bytes are what the server says. Throws std::logic_error when the test

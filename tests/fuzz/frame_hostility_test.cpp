@@ -1,10 +1,11 @@
-// Random and damaged frames and RTCP: they change nothing and crash nothing.
+// Random and damaged frames, RTCP and DHCP: they change nothing and crash nothing.
 #include <gtest/gtest.h>
 
 #include <random>
 #include <vector>
 
 #include "fuzz/checks.h"
+#include "live/dhcp4_network.h"
 #include "live/sample_rtcp.h"
 
 namespace testing_aids {
@@ -15,6 +16,8 @@ TEST(FrameHostilityTest, SamplesAreReactedTo) {
         EXPECT_TRUE(check_frame_bytes(bytes_of(sample.hex))) << sample.name;
     for (const SampleFrame& sample : sample_datagrams())
         EXPECT_TRUE(check_rtcp_bytes(bytes_of(sample.hex))) << sample.name;
+    for (const SampleFrame& sample : sample_dhcp4())
+        EXPECT_TRUE(check_dhcp4_bytes(bytes_of(sample.hex))) << sample.name;
 }
 
 TEST(FrameHostilityTest, LiveRunsEndAsTheyShould) {
@@ -80,6 +83,7 @@ TEST(FrameHostilityTest, SamplesWithSomeBytesChangedOrCutOff) {
     constexpr const char* kWhy = "the changes leave little to look at";
     EXPECT_GT(change_or_cut(sample_frames(), 300, check_frame_bytes), 1000) << kWhy;
     EXPECT_GT(change_or_cut(sample_datagrams(), 3000, check_rtcp_bytes), 5000) << kWhy;
+    EXPECT_GT(change_or_cut(sample_dhcp4(), 300, check_dhcp4_bytes), 300) << kWhy;
 }
 
 }  // namespace

@@ -1,9 +1,10 @@
-// Writes the seeds of the fuzzers: every sample message, and each cut and damaged once; a frame and an
-// RTCP datagram of each kind.
+// Writes the seeds of the fuzzers: every sample message, and each cut and damaged once; a frame, an
+// RTCP datagram and a DHCPv4 answer of each kind.
 #include <filesystem>
 #include <fstream>
 #include <iostream>
 
+#include "live/dhcp4_network.h"
 #include "live/sample_rtcp.h"
 #include "tm/sample_messages.h"
 
@@ -19,7 +20,7 @@ void write(const std::filesystem::path& file, const std::vector<std::byte>& byte
 
 int main(int argc, char** argv) {
     if (argc != 2) {
-        std::cerr << "usage: write_corpus <folder with the folders message, frame and rtcp>\n";
+        std::cerr << "usage: write_corpus <folder with the folders message, frame, rtcp and dhcp4>\n";
         return 2;
     }
     const std::filesystem::path folder = argv[1], messages = folder / "message";
@@ -35,4 +36,6 @@ int main(int argc, char** argv) {
         write(folder / "frame" / sample.name, testing_aids::bytes_of(sample.hex));
     for (const auto& sample : testing_aids::sample_datagrams())
         write(folder / "rtcp" / sample.name, testing_aids::bytes_of(sample.hex));
+    for (const auto& sample : testing_aids::sample_dhcp4())
+        write(folder / "dhcp4" / sample.name, testing_aids::bytes_of(sample.hex));
 }

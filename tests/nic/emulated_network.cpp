@@ -41,8 +41,8 @@ bool EmulatedNetwork::send(std::span<const std::byte> frame) {
 void EmulatedNetwork::OnLeft(const std::vector<std::byte>& frame) {
     std::vector<std::byte> untagged = frame;
     Sent left{timeline_.GetNow(), {}, {}, take_tags(untagged)};
-    const bool is_about_groups =
-        number_at(untagged, 12) != 0x0806 && (std::to_integer<unsigned>(untagged[0]) & 1) != 0;
+    const bool is_to_broadcast = std::to_integer<unsigned>(untagged[0]) == 0xff;  // ARP, DHCP
+    const bool is_about_groups = !is_to_broadcast && (std::to_integer<unsigned>(untagged[0]) & 1) != 0;
     if (is_about_groups) left.text = sent_text(untagged);
     for (std::size_t i = 0; i < MacAddress::kLength; ++i)
         left.host.bytes[i] = std::to_integer<std::uint8_t>(frame[6 + i]);

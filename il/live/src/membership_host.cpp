@@ -37,6 +37,10 @@ MembershipHost::MembershipHost(const HostAddress& address, const Settings& setti
     if (IsMld(settings.version) && !address.ip.IsLinkLocal()) address_.ip = LinkLocalAddress(address.mac);
 }
 
+void MembershipHost::SetAddress(const IpAddress& ip) {
+    if (!ip.IsV6()) address_.ip = ip;
+}
+
 MembershipHost::~MembershipHost() {
     cancel(general_timer_);
     cancel(change_timer_);

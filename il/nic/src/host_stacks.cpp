@@ -62,20 +62,22 @@ class Stack {
         std::reverse(vlans_.begin(), vlans_.end());
     }
 
-    std::vector<Host> hosts() const {
+    /// Without `has_addresses`, those of the records do not matter.
+    std::vector<Host> hosts(bool has_addresses = true) const {
         std::size_t count = std::max(ips_.size(), ethernet_->SrcMacList.size());
         for (const auto* vlan : vlans_) count = std::max(count, vlan->IdList.size());
         std::vector<Host> made(count, Host{{}, {}, prefix_length_, gateway_mac_});
         for (std::size_t i = 0; i < count; ++i) {
             live::HostAddress& address = made[i].address;
-            address.ip = entry(ips_, ips_.front(), count, i);
             address.mac = convert(entry(ethernet_->SrcMacList, ethernet_->SourceMac, count, i));
-            if (address.ip.IsMulticast() || address.ip.IsUnspecified())
-                refuse("has a host with the address {}", address.ip.ToString());
             if (is_group(address.mac)) refuse("has a host with a multicast MAC address");
-            made[i].gateway = entry(gateways_, gateways_.front(), count, i);
-            if (made[i].gateway.IsMulticast())
-                refuse("has a host with the gateway {}", made[i].gateway.ToString());
+            if (has_addresses) {
+                set_addresses(made[i], count, i);
+            } else {
+                made[i] = Host{address};
+                address.ip = made[i].gateway =
+                    ips_.front().IsV6() ? live::IpAddress::V6({}) : live::IpAddress();
+            }
             for (const auto* vlan : vlans_) {
                 live::VlanTag& tag = address.vlan.tags[address.vlan.count++];
                 tag.type = tag_type(vlan->Tpid);
@@ -88,6 +90,14 @@ class Stack {
     }
 
   private:
+    void set_addresses(Host& host, std::size_t count, std::size_t i) const {
+        host.address.ip = entry(ips_, ips_.front(), count, i);
+        if (host.address.ip.IsMulticast() || host.address.ip.IsUnspecified())
+            refuse("has a host with the address {}", host.address.ip.ToString());
+        host.gateway = entry(gateways_, gateways_.front(), count, i);
+        if (host.gateway.IsMulticast()) refuse("has a host with the gateway {}", host.gateway.ToString());
+    }
+
     template <class List>
     const auto& at(const List& list, std::uint32_t index) const {
         if (index >= list.size()) refuse("names a layer that it does not have");
@@ -161,12 +171,24 @@ std::vector<live::HostAddress> GetHosts(const NetworkInterfaceStack_s& stack) {
     return addresses;
 }
 
-std::vector<Host> hosts_of(std::uint32_t handle, const NetworkInterfaceStack_s& stack) {
+namespace {
+
+std::vector<Host> hosts_of(std::uint32_t handle, const NetworkInterfaceStack_s& stack, bool has_addresses) {
     try {
-        return Stack(stack).hosts();
+        return Stack(stack).hosts(has_addresses);
     } catch (const StackError& error) {
         throw il::PortFault(il::FaultCode::BadValue, fmt::format("interface {} {}", handle, error.what()));
     }
+}
+
+}  // namespace
+
+std::vector<Host> hosts_of(std::uint32_t handle, const NetworkInterfaceStack_s& stack) {
+    return hosts_of(handle, stack, true);
+}
+
+std::vector<Host> hosts_without_addresses(std::uint32_t handle, const NetworkInterfaceStack_s& stack) {
+    return hosts_of(handle, stack, false);
 }
 
 live::IpAddress next_hop(const Host& host, const live::IpAddress& destination) {

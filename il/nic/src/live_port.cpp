@@ -115,6 +115,7 @@ class LivePort::Impl {
             hang_up_(error.what());
         }
         core_.reset();
+        world_.say_goodbye();
         sender_.set({}, 0);
         const il::Time until = get_monotonic_time() + kLongestGoodbye;
         for (link_.flush(); link_.get_backlog() > 0 && get_monotonic_time() < until; link_.flush())

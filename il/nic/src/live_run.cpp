@@ -100,10 +100,23 @@ void LiveRun::add_stbs(const std::vector<Host>& hosts, const MembershipSettings&
             // IPv6 hosts also answer for their link-local address.
             for (const live::IpAddress& own_ip : {hosts[number].address.ip, hosts_.back().GetAddress().ip})
                 own_addresses_.emplace(LinkAddress{stb.link, own_ip}, number);
-            if (!block.channels.empty())
+            if (block.has_viewer(i))
                 queue_.push({il::start_of(plan_, block, i, start), number, il::Step::Begin});
         }
         check_channels(block);
+    }
+}
+
+/// Its reports are sent from the new address, and servers are told of it by its next messages.
+void LiveRun::on_address_changed(const FormerAddress& before, const Host& now) {
+    for (const il::PlannedBlock& block : plan_.blocks) {
+        if (block.config.vif_handle != before.if_handle || before.nth >= block.config.settop_count) continue;
+        const std::uint32_t number = block.first_stb + before.nth;
+        const std::uint32_t link = stbs_[number].link;
+        own_addresses_.erase({link, before.ip});
+        own_addresses_.emplace(LinkAddress{link, now.address.ip}, number);
+        hosts_[number].SetAddress(now.address.ip);
+        if (!unicast_stbs_.empty()) address_servers(number, now);
     }
 }
 

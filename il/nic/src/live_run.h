@@ -77,6 +77,8 @@ class LiveRun : public il::Run {
     void on_sent(std::span<const std::byte> frame, il::Time stamp);
     /// A frame came in at `stamp`.
     void on_frame(const live::ParsedFrame& frame, il::Time stamp);
+    /// A host has another address.
+    void on_address_changed(const FormerAddress& before, const Host& now);
     /// A report of one of the older versions, for all hosts except `sender`.
     void on_report(const live::VlanTags& vlan, const live::IpAddress& group, const live::MacAddress& sender);
 
@@ -208,6 +210,7 @@ class LiveRun : public il::Run {
 
     // Fast channel change.
     void add_servers(const std::vector<Host>& hosts);
+    void address_servers(std::uint32_t number, const Host& host);
     std::uint32_t make_unicast_view(const View& view);
     UnicastView* unicast_of(std::uint32_t id);
     void schedule(std::uint32_t number, il::Step step, il::Time time);

@@ -76,16 +76,29 @@ void LiveRun::add_servers(const std::vector<Host>& hosts) {
                                     fmt::format("STB block {}: {} cannot be the server of hosts like {}",
                                                 config.stblock_handle, server.flow.destination.ToString(),
                                                 hosts[number].address.ip.ToString()));
-            server.next_hop = next_hop(hosts[number], server.flow.destination);
-            if (hosts[number].gateway_mac && server.next_hop == hosts[number].gateway) {
-                server.flow.destination_mac = *hosts[number].gateway_mac;
-                server.hop = ServerLink::Hop::Configured;
-            }
         };
         if (plan_.uses_unicast()) set(ServerKind::Burst, config.fcc_server_address, config.fcc_server_port);
         if (plan_.retransmits() && !config.rrr_stbConfig.empty() && config.rrr_stbConfig[0].stbNackEnable)
             set(ServerKind::Repair, config.rrr_stbConfig[0].rrrServerAddr,
                 config.rrr_stbConfig[0].rrrServerPort);
+        address_servers(number, hosts[number]);
+    }
+}
+
+/// From the host's address, over its gateway.
+void LiveRun::address_servers(std::uint32_t number, const Host& host) {
+    for (ServerLink& server : unicast_stbs_[number].servers) {
+        if (server.flow.destination.IsUnspecified()) continue;
+        server.flow.source = host.address;
+        server.next_hop = next_hop(host, server.flow.destination);
+        server.hop = ServerLink::Hop::Unknown;
+        // A token is for the address that asked for it (RFC 6284 section 4.2).
+        server.token_expires = kNever;
+        server.token_due = kNever;
+        if (host.gateway_mac && server.next_hop == host.gateway) {
+            server.flow.destination_mac = *host.gateway_mac;
+            server.hop = ServerLink::Hop::Configured;
+        }
     }
 }
 

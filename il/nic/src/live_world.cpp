@@ -13,22 +13,7 @@ using il::PortFault;
 
 namespace {
 
-/// By STB of the port.
-std::vector<Host> hosts_of_stbs(const il::RunPlan& plan, const il::InterfaceConfiguration& interfaces) {
-    std::vector<Host> all;
-    for (const il::PlannedBlock& block : plan.blocks) {
-        const auto& config = block.config;
-        const auto hosts = hosts_of(config.vif_handle, interfaces.stacks.at(config.vif_handle));
-        if (hosts.size() < config.settop_count) {
-            throw PortFault(
-                FaultCode::BadValue,
-                fmt::format("STB block {} has {} STBs, and interface {} only {} hosts", config.stblock_handle,
-                            config.settop_count, config.vif_handle, hosts.size()));
-        }
-        all.insert(all.end(), hosts.begin(), hosts.begin() + config.settop_count);
-    }
-    return all;
-}
+constexpr std::uint64_t kAddressPurpose = 5;
 
 /// A base: the run has waited for addresses until its own destructor or a failed constructor is done.
 struct HopsOfRun {
@@ -52,8 +37,9 @@ class LiveWorld::RunHere : private HopsOfRun, public LiveRun {
     }
     ~RunHere() override {
         world_.run_ = nullptr;
+        world_.listening_ = {};
         try {
-            world_.surroundings_.listen({});
+            world_.listen();
         } catch (const NicError&) {  // costs time only: the port goes on listening to the groups
         }
         world_.run_over_();
@@ -72,7 +58,44 @@ LiveWorld::LiveWorld(const LivePort::Setup& setup, const LiveSurroundings& surro
       surroundings_(surroundings),
       run_over_(std::move(run_over)),
       counter_(setup.seed, port_, surroundings.timeline.GetNow().count()),
-      hops_(surroundings.timeline, surroundings.sink) {}
+      hops_(surroundings.timeline, surroundings.sink),
+      addressing_(surroundings.timeline, surroundings.sink,
+                  {[this] {
+                       known_revision_ = UINT64_MAX;
+                       listen();
+                   },
+                   [this](const FormerAddress& before, const Host& now) {
+                       if (run_) run_->on_address_changed(before, now);
+                   }}),
+      sessions_(surroundings.timeline, addressing_, il::seed_of(setup.seed, port_, kAddressPurpose)) {}
+
+/// By STB of the port. Notes in the plan which of them have no address.
+std::vector<Host> LiveWorld::hosts_of_stbs(il::RunPlan& plan,
+                                           const il::InterfaceConfiguration& interfaces) const {
+    std::vector<Host> all;
+    for (il::PlannedBlock& block : plan.blocks) {
+        const auto& config = block.config;
+        const auto hosts = addressing_.has(config.vif_handle)
+                               ? addressing_.get_hosts(config.vif_handle)
+                               : hosts_of(config.vif_handle, interfaces.stacks.at(config.vif_handle));
+        if (hosts.size() < config.settop_count) {
+            throw PortFault(
+                FaultCode::BadValue,
+                fmt::format("STB block {} has {} STBs, and interface {} only {} hosts", config.stblock_handle,
+                            config.settop_count, config.vif_handle, hosts.size()));
+        }
+        for (const Host& host : hosts) block.absent.push_back(host.address.ip.IsUnspecified());
+        all.insert(all.end(), hosts.begin(), hosts.begin() + config.settop_count);
+    }
+    return all;
+}
+
+/// What the run hears, and what hosts need to get addresses.
+void LiveWorld::listen() {
+    Listening all = listening_;
+    if (addressing_.needs_broadcasts()) all.groups.push_back(live::IpAddress::V4(0xffffffff));
+    surroundings_.listen(all);
+}
 
 std::unique_ptr<il::Run> LiveWorld::start(const il::PortConfiguration& configuration,
                                           const il::TestStart& start, il::Time now,
@@ -87,7 +110,8 @@ std::unique_ptr<il::Run> LiveWorld::start(const il::PortConfiguration& configura
         *this, std::move(plan), hosts, membership_, seed, now,
         RunContext{surroundings_.timeline, surroundings_.sink, counter_, report, surroundings_.figures,
                    surroundings_.mtu, hops_, unicast_, surroundings_.complain});
-    surroundings_.listen(listening);
+    listening_ = std::move(listening);
+    listen();
     ++runs_;
     return run;
 }
@@ -98,6 +122,10 @@ std::optional<std::size_t> LiveWorld::know_hosts(const il::InterfaceConfiguratio
     neighbours_.clear();
     std::size_t count = 0;
     interfaces.stacks.for_each([&](std::uint32_t handle, const auto& stack) {
+        if (addressing_.has(handle)) {
+            count += addressing_.get_hosts(handle).size();
+            return;
+        }
         try {
             for (const Host& host : hosts_of(handle, stack)) {
                 neighbours_.add(host.address);
@@ -120,6 +148,7 @@ void LiveWorld::on_seen(const SeenFrame& frame, il::Time stamp) {
             run_->on_report(parsed->vlan, report->group, parsed->source);
     }
     if (frame.is_outgoing) return;
+    addressing_.on_frame(*parsed, stamp);
     if (run_) run_->on_frame(*parsed, stamp);
     hops_.on_frame(*parsed);
     neighbours_.on_frame(*parsed, stamp, surroundings_.sink);

@@ -6,9 +6,11 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "clock_bridge.h"
 #include "frame_filter.h"
+#include "live_addressing.h"
 #include "live_run.h"
 #include "neighbours.h"
 #include "next_hops.h"
@@ -39,11 +41,17 @@ class LiveWorld : public il::World {
     /// Makes the hosts of the port's interfaces answer ARP and neighbour discovery. Returns how many there
     /// are if that may have changed.
     std::optional<std::size_t> know_hosts(const il::InterfaceConfiguration& interfaces);
+    il::AddressSessions* addressing() override { return &sessions_; }
+    /// The port ends: hosts give back what they were given.
+    void say_goodbye() { sessions_.give_back_all(); }
     /// A frame sent or received on the interface; `stamp` is in the port's time.
     void on_seen(const SeenFrame& frame, il::Time stamp);
 
   private:
     class RunHere;
+
+    std::vector<Host> hosts_of_stbs(il::RunPlan& plan, const il::InterfaceConfiguration& interfaces) const;
+    void listen();
 
     std::string port_;
     MembershipSettings membership_;
@@ -57,6 +65,9 @@ class LiveWorld : public il::World {
     std::uint64_t known_revision_ = UINT64_MAX;
     std::uint64_t runs_ = 0;  ///< number of runs started
     LiveRun* run_ = nullptr;  ///< null without a run
+    Listening listening_;     ///< of the run
+    LiveAddressing addressing_;
+    il::AddressSessions sessions_;
 };
 
 }  // namespace orv::nic

@@ -24,6 +24,10 @@ void Neighbours::add(const live::HostAddress& host) {
     hosts_.insert_or_assign({link, local.ip}, local);
 }
 
+void Neighbours::remove(const live::HostAddress& host) {
+    hosts_.erase({Links::key_of(host.vlan), host.ip});
+}
+
 const live::HostAddress* Neighbours::find(const live::VlanTags& vlan, const live::IpAddress& target) const {
     const auto found = hosts_.find({Links::key_of(vlan), target});
     return found == hosts_.end() ? nullptr : &found->second;

@@ -23,6 +23,7 @@ const RequestTable& request_table() {
         add_run_requests(made);
         add_interface_requests(made);
         add_general_requests(made);
+        add_address_requests(made);
         return made;
     }();
     return table;
@@ -68,7 +69,8 @@ struct PortCore::Impl {
          ITimeline& timeline, ISoftwarePort::Send send, ISoftwarePort::HangUp hang_up, RunPool* pool)
         : faults(std::move(schedule)),
           connection(faults, seed_of(seed, name, kSpoilPurpose), std::move(send), std::move(hang_up)),
-          control(world, timeline, faults, connection, pool) {}
+          control(world, timeline, faults, connection, pool),
+          addressing(world.addressing()) {}
 
     tm::Message answer_to(const tm::Message& request);
 
@@ -76,6 +78,7 @@ struct PortCore::Impl {
     FaultInjector faults;
     Connection connection;
     RunControl control;
+    AddressSessions* const addressing;
 };
 
 PortCore::PortCore(const std::string& name, FaultSchedule faults, std::uint64_t seed, World& world,
@@ -123,7 +126,7 @@ tm::Message PortCore::Impl::answer_to(const tm::Message& request) {
         return answer;
     }
     try {
-        PortState state{configuration, control};
+        PortState state{configuration, control, addressing};
         handler->second(state, request, answer);
     } catch (const PortFault& refused) {
         make_fault(answer, refused.code(), name + ": " + refused.what());

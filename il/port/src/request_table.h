@@ -4,6 +4,7 @@
 #include <map>
 #include <string>
 
+#include "orv/il/address_sessions.h"
 #include "orv/il/port_configuration.h"
 #include "orv/tm/message.h"
 #include "run_control.h"
@@ -14,6 +15,7 @@ namespace orv::il {
 struct PortState {
     PortConfiguration& configuration;
     RunControl& control;
+    AddressSessions* addressing;  ///< null if the world gives no addresses
 };
 
 /// Carries a request out and makes `response` the answer, but for its name and number. Throws Tm_exception
@@ -26,5 +28,6 @@ void add_configuration_requests(RequestTable& table);
 void add_run_requests(RequestTable& table);
 void add_interface_requests(RequestTable& table);
 void add_general_requests(RequestTable& table);
+void add_address_requests(RequestTable& table);
 
 }  // namespace orv::il

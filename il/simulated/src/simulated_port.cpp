@@ -9,7 +9,7 @@ namespace orv::il {
 
 struct SimulatedPort::Impl {
     Impl(Setup setup, const Network& network, ITimeline& timeline, Send send, HangUp hang_up)
-        : world(setup.name, network, timeline.GetNow().count(), std::move(setup.recordings)),
+        : world(setup.name, network, timeline, std::move(setup.recordings)),
           core(setup.name, std::move(setup.faults), network.seed, world, timeline, std::move(send),
                std::move(hang_up), setup.pool) {}
 

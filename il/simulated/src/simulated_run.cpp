@@ -62,7 +62,7 @@ SimulatedRun::SimulatedRun(RunPlan plan, const Network& network, const std::stri
             stb.index = i;
             stb.block = b;
             stb.link = block.links[i];
-            if (!block.channels.empty()) queue_.push({start_of(plan_, block, i, start), number, Step::Begin});
+            if (block.has_viewer(i)) queue_.push({start_of(plan_, block, i, start), number, Step::Begin});
         }
     }
     report_.begin(handles);

@@ -8,16 +8,25 @@
 
 namespace orv::il {
 
-SimulatedWorld::SimulatedWorld(std::string port, const Network& network, Time now,
+namespace {
+
+constexpr std::uint64_t kAddressPurpose = 5;
+
+}  // namespace
+
+SimulatedWorld::SimulatedWorld(std::string port, const Network& network, ITimeline& timeline,
                                std::optional<Recordings> recordings)
     : port_(std::move(port)),
       network_(network),
-      counter_(network.seed, port_, now),
-      recordings_(std::move(recordings)) {}
+      counter_(network.seed, port_, timeline.GetNow().count()),
+      recordings_(std::move(recordings)),
+      addressing_(port_, network, timeline),
+      sessions_(timeline, addressing_, seed_of(network.seed, port_, kAddressPurpose)) {}
 
 std::unique_ptr<Run> SimulatedWorld::start(const PortConfiguration& configuration, const TestStart& start,
                                            Time now, ResultReport& report) {
     RunPlan plan(configuration, start);
+    for (PlannedBlock& block : plan.blocks) block.absent = addressing_.get_absent(block.config.vif_handle);
     std::unique_ptr<Run> run;
     if (recordings_) {
         static const Recording nothing;

@@ -9,6 +9,7 @@
 
 #include "orv/live/address.h"
 #include "orv/live/membership_message.h"
+#include "orv/live/router_advertisement.h"
 
 namespace orv::live {
 
@@ -53,8 +54,8 @@ struct ParsedFrame {
     MacAddress destination;
     MacAddress source;
     VlanTags vlan;
-    std::variant<ArpRequest, ArpReply, NeighborSolicitation, NeighborAdvertisement, MembershipQuery,
-                 MembershipReport, MembershipLeave, UdpPacket>
+    std::variant<ArpRequest, ArpReply, NeighborSolicitation, NeighborAdvertisement, RouterAdvertisement,
+                 MembershipQuery, MembershipReport, MembershipLeave, UdpPacket>
         content;
 };
 
@@ -76,7 +77,8 @@ struct ReceiveInfo {
 /// - MLD: without a hop limit of 1, Router Alert or a link-local source (RFC 3810 sections 6.2 and 10),
 ///   queries of 25 to 27 bytes (section 8.1);
 /// - neighbour solicitations and advertisements that RFC 4861 sections 7.1.1 and 7.1.2 call invalid, and
-///   advertisements without a MAC address.
+///   advertisements without a MAC address;
+/// - router advertisements that section 6.1.2 calls invalid.
 ///
 /// Never reads outside of `frame`, allocates nothing, throws nothing; views point into `frame`. Any thread.
 std::optional<ParsedFrame> ParseFrame(std::span<const std::byte> frame,

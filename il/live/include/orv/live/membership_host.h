@@ -75,6 +75,9 @@ class MembershipHost {
                                     std::span<const IpAddress> sources = {});
     /// Returns like Join. Sends nothing in IGMPv1, which has no leave message, and without a membership.
     std::optional<Nanoseconds> Leave(const IpAddress& group);
+    /// The host has another address of the same family from now on. Memberships stay, and MLD messages come
+    /// from the link-local address as before.
+    void SetAddress(const IpAddress& ip);
     /// Leaves every group, in the order of joining. Repeats follow later, as for any leave.
     void LeaveAll();
 
@@ -131,8 +134,8 @@ class MembershipHost {
     Settings settings_;
     MembershipVersion spoken_;  ///< as of the last event
     il::Random random_;
-    Nanoseconds version1_until_{};  ///< a querier of IGMPv1 or MLDv1 counts as present until then
-    Nanoseconds version2_until_{};  ///< of IGMPv2
+    Nanoseconds version1_until_{};     ///< a querier of IGMPv1 or MLDv1 counts as present until then
+    Nanoseconds version2_until_{};     ///< of IGMPv2
     std::uint64_t change_timer_ = 0;   ///< repeats changes (IGMPv3, MLDv2)
     std::uint64_t general_timer_ = 0;  ///< answers a general query
     Nanoseconds general_due_{};

@@ -48,6 +48,13 @@ struct PlannedBlock {
     std::vector<PlannedChannel> channels;  ///< of all channel blocks that the port has, in order; may be none
     std::vector<std::uint32_t> links;      ///< by STB: index of its VLANs and PPP session
     std::uint32_t first_stb = 0;           ///< index on the port of the block's first STB
+    /// By host of the block's interface: those that have no address. Empty if all have one.
+    std::vector<bool> absent;
+
+    /// Whether an STB views channels at all: there are some, and it has an address.
+    bool has_viewer(std::uint32_t settop_index) const {
+        return !channels.empty() && (settop_index >= absent.size() || !absent[settop_index]);
+    }
 
     /// Position in `channels` of the first channel that an STB views; there are channels.
     std::uint32_t initial_channel(std::uint32_t settop_index) const;

@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 
+#include "orv/il/address_sessions.h"
 #include "orv/il/port_configuration.h"
 #include "orv/il/result_report.h"
 #include "orv/il/run_plan.h"
@@ -37,6 +38,8 @@ class World {
     /// cannot be planned, or is not supported.
     virtual std::unique_ptr<Run> start(const PortConfiguration& configuration, const TestStart& start,
                                        Time now, ResultReport& report) = 0;
+    /// Of the hosts that get their addresses from this network; null if it gives none. The world's.
+    virtual AddressSessions* addressing() { return nullptr; }
 };
 
 }  // namespace orv::il

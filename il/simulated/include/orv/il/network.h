@@ -48,6 +48,8 @@ struct NetworkBehaviour {
     double duplication = 0;
     double late = 0;
     double payload_error = 0;
+    Distribution address_delay{.a = 50};  ///< from a host's first message to the address it is given
+    double address_failure = 0;           ///< fraction of hosts that ask in vain
     double retransmission_loss = 0;  ///< fraction of retransmitted packets that are lost again
 };
 
