@@ -13,6 +13,15 @@ using Bytes = std::span<const std::byte>;
 /// the first, and lets through any exception other than Tm_exception.
 bool check_message_bytes(Bytes bytes);
 
+/// Makes a message of any kind out of the bytes, changes some of its own, and reads it as that kind. Returns
+/// whether it was accepted; throws std::logic_error when what was read is sent on as something else, and lets
+/// through any exception other than Tm_exception.
+bool check_parser_bytes(Bytes bytes);
+
+/// Sends a simulated or live port such messages, and then runs a test on it. Throws std::logic_error when that
+/// does not end as it should.
+void check_port_bytes(Bytes bytes);
+
 /// Reads the bytes as a frame, as they are and once more with checksums that fit, walks everything they say,
 /// and lets hosts of all versions react to it. Returns whether either was accepted; throws std::logic_error
 /// when a frame that a host sends is not as it should be.

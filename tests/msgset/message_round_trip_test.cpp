@@ -2,37 +2,13 @@
 // refused.
 #include <gmock/gmock.h>
 
-#include <tuple>
-
-#include "random_records.h"
+#include "fuzz/any_message.h"
 #include "thrown.h"
 
 namespace {
 
 using namespace orv::tm;
-using msgset_test::Random_values, testing_aids::ThrownBy;
-
-/// The values that a message carries: those that its parser writes to.
-template <class... Values>
-struct Carried {
-    std::tuple<Values...> values;
-
-    void fill(unsigned seed) {
-        Random_values random(seed);
-        std::apply([&](Values&... each) { (random.fill(each), ...); }, values);
-    }
-    template <class Create>
-    void create(Create create, Message* message) const {
-        if constexpr (sizeof...(Values) == 0) {
-            create(message);
-        } else {
-            std::apply([&](const Values&... each) { create(message, each..., true); }, values);
-        }
-    }
-    void parse(void (*parse)(const Message*, Values*...), const Message& message) {
-        std::apply([&](Values&... each) { parse(&message, &each...); }, values);
-    }
-};
+using testing_aids::Carried, testing_aids::ThrownBy;
 
 /// Splits "iptvcd_1.Start request" into the request name and whether it is the request.
 std::pair<std::string, bool> parts_of(const std::string& entry) {

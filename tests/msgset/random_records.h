@@ -31,7 +31,8 @@ struct Random_values {
             value = static_cast<T>(map[below(count)].value);
         } else {
             for_each_field(
-                value, [this](auto& field) { fill(field); }, [this](auto& field) { fill(field, 2); });
+                value, [this](auto& field) { this->fill(field); },
+                [this](auto& field) { this->fill(field, 2); });
         }
     }
     void fill(std::string& text) { text.assign(below(4), static_cast<char>('a' + below(26))); }
