@@ -18,9 +18,13 @@ bool check_message_bytes(Bytes bytes);
 /// through any exception other than Tm_exception.
 bool check_parser_bytes(Bytes bytes);
 
-/// Sends a simulated or live port such messages, and then runs a test on it. Throws std::logic_error when that
-/// does not end as it should.
+/// Sends a simulated or live port such messages, and then runs a test on it. Throws std::logic_error when
+/// that does not end as it should.
 void check_port_bytes(Bytes bytes);
+
+/// Reads the bytes as what controllers and agents say to each other; the first one chooses what. Returns
+/// whether it was accepted; throws std::logic_error when what was read is written as something else.
+bool check_agents_bytes(Bytes bytes);
 
 /// Reads the bytes as a frame, as they are and once more with checksums that fit, walks everything they say,
 /// and lets hosts of all versions react to it. Returns whether either was accepted; throws std::logic_error
@@ -32,8 +36,8 @@ bool check_frame_bytes(Bytes bytes);
 bool check_rtcp_bytes(Bytes bytes);
 
 /// Reads the bytes as a DHCPv4 answer, and hands them to a client in every state, as they are and as if they
-/// were for it. Returns whether they are an answer; throws std::logic_error when the answer holds what no host
-/// can have, or a client does what it may not.
+/// were for it. Returns whether they are an answer; throws std::logic_error when the answer holds what no
+/// host can have, or a client does what it may not.
 bool check_dhcp4_bytes(Bytes bytes);
 
 /// Runs a short test of a live port, in the middle of which the bytes come in, untagged and tagged, and are
