@@ -86,6 +86,17 @@ constexpr const char* kNames[] = {"igmp1", "igmp2", "igmp3", "mld1", "mld2"};
 const auto name_of = [](MembershipVersion version) { return kNames[static_cast<std::size_t>(version)]; };
 
 struct TextOf {
+    std::string operator()(const RouterAdvertisement& told) const {
+        std::string text = fmt::format("router {} for {} s", told.router.ToString(), told.lifetime);
+        if (told.mac) text += " at " + hex_of(*told.mac);
+        if (told.is_managed) text += ", M";
+        if (told.has_other) text += ", O";
+        for (const AdvertisedPrefix& prefix : told.GetPrefixes())
+            text += fmt::format(", {}/{}{}{} {} {}", prefix.prefix.ToString(), prefix.length,
+                                prefix.is_on_link ? " L" : "", prefix.is_autonomous ? " A" : "", prefix.valid,
+                                prefix.preferred);
+        return text;
+    }
     std::string operator()(const ArpRequest& request) const { return of_asker("arp", request); }
     std::string operator()(const NeighborSolicitation& request) const {
         return of_asker("solicitation", request);

@@ -1,4 +1,5 @@
 #include "orv/live/frame.h"
+#include "orv/live/router_advertisement.h"
 
 #include "checksum.h"
 #include "headers.h"
@@ -26,28 +27,40 @@ std::size_t write_arp(std::span<std::byte> out, const HostAddress& host, const M
     return writer.size();
 }
 
-/// A solicitation or advertisement of `target` with the host's MAC address as an option.
-std::size_t write_neighbor(std::span<std::byte> out, const HostAddress& host, const MacAddress& to_mac,
-                           const IpAddress& to, std::uint8_t type, std::uint32_t flags,
-                           const IpAddress& target, std::uint8_t option) {
-    require(host.ip.IsV6() && target.IsV6() && to.IsV6(), "neighbour discovery is for IPv6 addresses");
+/// A message of neighbour discovery: `number` after its checksum, `target` unless it is null, and the host's
+/// MAC address as an option unless that is 0.
+std::size_t write_discovery(std::span<std::byte> out, const HostAddress& host, const MacAddress& to_mac,
+                            const IpAddress& to, std::uint8_t type, std::uint32_t number,
+                            const IpAddress* target, std::uint8_t option) {
+    require(host.ip.IsV6() && (!target || target->IsV6()) && to.IsV6(),
+            "neighbour discovery is for IPv6 addresses");
     Writer writer(out);
     write_ethernet(writer, to_mac, host, kEtherIpv6);
+    const std::size_t length = 8 + (target ? std::size_t{16} : 0) + (option != 0 ? std::size_t{8} : 0);
     write_ip(
         writer,
         {.source = host.ip, .destination = to, .protocol = kProtocolIcmp6, .hop_limit = kNeighborHopLimit},
-        32);
+        length);
     const std::size_t begin = writer.size();
     writer.u8(type);
     writer.u8(0);
     writer.u16(0);
-    writer.u32(flags);
-    writer.address(target);
-    writer.u8(option);
-    writer.u8(1);  // length in units of 8 bytes
-    writer.mac(host.mac);
+    writer.u32(number);
+    if (target) writer.address(*target);
+    if (option != 0) {
+        writer.u8(option);
+        writer.u8(1);  // length in units of 8 bytes
+        writer.mac(host.mac);
+    }
     put_icmp6_checksum(writer, begin, host.ip, to);
     return writer.size();
+}
+
+/// A solicitation or advertisement of `target` with the host's MAC address as an option.
+std::size_t write_neighbor(std::span<std::byte> out, const HostAddress& host, const MacAddress& to_mac,
+                           const IpAddress& to, std::uint8_t type, std::uint32_t flags,
+                           const IpAddress& target, std::uint8_t option) {
+    return write_discovery(out, host, to_mac, to, type, flags, &target, option);
 }
 
 }  // namespace
@@ -67,6 +80,19 @@ std::size_t WriteNeighborSolicitation(std::span<std::byte> out, const HostAddres
     const IpAddress to = SolicitedNodeAddress(target);
     return write_neighbor(out, host, MulticastMac(to), to, kNeighborSolicitation, 0, target,
                           kSourceLinkAddress);
+}
+
+std::size_t WriteAddressProbe(std::span<std::byte> out, const HostAddress& host, const IpAddress& target) {
+    require(target.IsV6(), "neighbour discovery is for IPv6 addresses");
+    HostAddress nobody = host;
+    nobody.ip = IpAddress::V6({});
+    const IpAddress to = SolicitedNodeAddress(target);
+    return write_discovery(out, nobody, MulticastMac(to), to, kNeighborSolicitation, 0, &target, 0);
+}
+
+std::size_t WriteRouterSolicitation(std::span<std::byte> out, const HostAddress& host) {
+    return write_discovery(out, host, MulticastMac(kAllRoutersV6), kAllRoutersV6, kRouterSolicitation, 0,
+                           nullptr, kSourceLinkAddress);
 }
 
 std::size_t WriteNeighborAdvertisement(std::span<std::byte> out, const HostAddress& host,

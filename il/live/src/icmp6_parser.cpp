@@ -1,3 +1,6 @@
+#include <algorithm>
+#include <array>
+
 #include "bytes.h"
 #include "checksum.h"
 #include "message_parsers.h"
@@ -85,6 +88,52 @@ std::optional<FrameContent> parse_advertisement(const IpPacket& packet) {
                                  .is_override = (flags & 0x20) != 0};
 }
 
+/// `address` without its bits beyond the length.
+IpAddress cut(const IpAddress& address, std::uint8_t length) {
+    std::array<std::uint8_t, 16> bytes{};
+    std::ranges::copy(address.GetBytes(), bytes.begin());
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+        const int kept = std::clamp(length - 8 * static_cast<int>(i), 0, 8);
+        bytes[i] &= static_cast<std::uint8_t>(0xff00 >> kept);
+    }
+    return IpAddress::V6(bytes);
+}
+
+/// RFC 4861 section 4.6.2. Prefixes of impossible lengths are ignored.
+void read_prefix(const std::byte* option, RouterAdvertisement& advertisement) {
+    const std::uint8_t length = get8(option + 2), flags = get8(option + 3);
+    if (length > 128 || advertisement.prefix_count == RouterAdvertisement::kMostPrefixes) return;
+    advertisement.prefix_table[advertisement.prefix_count++] = {.prefix = cut(get_v6(option + 16), length),
+                                                                .length = length,
+                                                                .is_on_link = (flags & 0x80) != 0,
+                                                                .is_autonomous = (flags & 0x40) != 0,
+                                                                .valid = get32(option + 4),
+                                                                .preferred = get32(option + 8)};
+}
+
+/// RFC 4861 section 6.1.2.
+std::optional<FrameContent> parse_router_advertisement(const IpPacket& packet) {
+    constexpr std::size_t kHeader = 16, kPrefixOption = 32;
+    if (packet.message.size() < kHeader || packet.hop_limit != kNeighborHopLimit ||
+        get8(packet.message.data() + 1) != 0 || !packet.source.IsLinkLocal())
+        return {};
+    RouterAdvertisement advertisement;
+    advertisement.router = packet.source;
+    const std::uint8_t flags = get8(packet.message.data() + 5);
+    advertisement.is_managed = (flags & 0x80) != 0;
+    advertisement.has_other = (flags & 0x40) != 0;
+    advertisement.lifetime = get16(packet.message.data() + 6);
+    const auto options = packet.message.subspan(kHeader);
+    if (!read_mac_option(options, kSourceLinkAddress, advertisement.mac)) return {};
+    for (std::size_t at = 0; at < options.size();) {
+        const std::size_t length = get8(options.data() + at + 1) * std::size_t{8};
+        if (get8(options.data() + at) == kPrefixInformation && length == kPrefixOption)
+            read_prefix(options.data() + at, advertisement);
+        at += length;
+    }
+    return advertisement;
+}
+
 }  // namespace
 
 std::optional<FrameContent> parse_icmp6(const IpPacket& packet, const MacAddress& source_mac) {
@@ -98,6 +147,8 @@ std::optional<FrameContent> parse_icmp6(const IpPacket& packet, const MacAddress
         case kMld1Report:
         case kMld1Done:
             return parse_mld(packet);
+        case kRouterAdvertisement:
+            return parse_router_advertisement(packet);
         case kNeighborSolicitation:
             return parse_solicitation(packet, source_mac);
         case kNeighborAdvertisement:

@@ -69,6 +69,7 @@ class LiveAddressing : public il::AddressNetwork {
 
     Client* find(const live::VlanTags& vlan, const live::MacAddress& mac, bool is_v6) const;
     void on_datagram(const live::ParsedFrame& frame, const live::UdpPacket& packet);
+    void tell_routers(const live::ParsedFrame& frame, const live::RouterAdvertisement& advertisement);
     void tell_address_used(const live::ParsedFrame& frame, const live::IpAddress& address,
                            const live::MacAddress& user);
 
