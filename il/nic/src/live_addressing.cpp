@@ -164,7 +164,7 @@ il::AddressNetwork::Clients LiveAddressing::make_clients(const addressBlock_s& b
         const bool is_v6 = address.ip.IsV6();
         clients_.insert_or_assign({Links::key_of(address.vlan), address.mac, is_v6}, clients[i].get());
         // Servers and relays answer to it.
-        if (is_v6) neighbours_.add({address.mac, live::LinkLocalAddress(address.mac), address.vlan});
+        if (is_v6) listen_to_neighbours(hosts[i], il::mixed(seed - i));
     }
     if (block.protocol == AddressProtocol::DHCPV4) ipv4_clients_ += hosts.size();
     Interface& interface = interfaces_[block.if_handle];
@@ -190,6 +190,17 @@ void LiveAddressing::host_changed(const addressBlock_s& block, std::uint32_t num
     if (host.address.ip == before.address.ip && host.gateway == before.gateway &&
         host.prefix_length == before.prefix_length && host.gateway_mac == before.gateway_mac)
         return;
+    if (const auto member = members_.find({Links::key_of(host.address.vlan), host.address.mac, true});
+        member != members_.end()) {
+        const live::IpAddress own = live::LinkLocalAddress(host.address.mac);
+        const auto is_other = [&own](const live::IpAddress& address) {
+            return address.IsV6() && !address.IsUnspecified() &&
+                   live::SolicitedNodeAddress(address) != live::SolicitedNodeAddress(own);
+        };
+        if (is_other(before.address.ip)) member->second->Leave(live::SolicitedNodeAddress(before.address.ip));
+        if (is_other(host.address.ip))
+            member->second->Join(live::SolicitedNodeAddress(host.address.ip), live::FilterMode::Exclude);
+    }
     if (had_address) neighbours_.remove(before.address);
     if (given) neighbours_.add(host.address);
     if (!given) return;
@@ -205,6 +216,7 @@ void LiveAddressing::forget(const addressBlock_s& block) {
         const bool is_v6 = host.address.ip.IsV6();
         clients_.erase({Links::key_of(host.address.vlan), host.address.mac, is_v6});
         neighbours_.remove(host.address);
+        members_.erase({Links::key_of(host.address.vlan), host.address.mac, is_v6});
         if (is_v6)
             neighbours_.remove(
                 {host.address.mac, live::LinkLocalAddress(host.address.mac), host.address.vlan});
@@ -239,6 +251,8 @@ void LiveAddressing::on_frame(const live::ParsedFrame& frame, il::Time stamp) {
     } else if (const auto* asked = std::get_if<live::NeighborSolicitation>(&frame.content)) {
         if (asked->asker.IsUnspecified()) tell_address_used(frame, asked->target, asked->asker_mac);
     }
+    if (const auto* query = std::get_if<live::MembershipQuery>(&frame.content))
+        return on_query(frame, *query, stamp);
     if (const auto* advertisement = std::get_if<live::RouterAdvertisement>(&frame.content))
         return tell_routers(frame, *advertisement);
     neighbours_.on_frame(frame, stamp, sink_);
@@ -253,6 +267,30 @@ void LiveAddressing::on_datagram(const live::ParsedFrame& frame, const live::Udp
         if (AddressClient* client = find(frame.vlan, frame.destination, true))
             client->OnDatagram(packet.source, frame.source, packet.payload);
     }
+}
+
+/// Servers and relays answer to the link-local address.
+void LiveAddressing::listen_to_neighbours(const Host& host, std::uint64_t seed) {
+    live::HostAddress local = host.address;
+    local.ip = live::LinkLocalAddress(local.mac);
+    neighbours_.add(local);
+    live::MembershipHost::Settings settings;
+    settings.version = live::MembershipVersion::Mld2;
+    auto member = std::make_unique<live::MembershipHost>(
+        local, settings, timeline_, seed, [this](std::span<const std::byte> frame) { sink_.send(frame); });
+    member->Join(live::SolicitedNodeAddress(local.ip), live::FilterMode::Exclude);
+    members_.insert_or_assign({Links::key_of(local.vlan), local.mac, true}, std::move(member));
+}
+
+/// Whatever asks, the hosts of a link answer once in a while only.
+void LiveAddressing::on_query(const live::ParsedFrame& frame, const live::MembershipQuery& query,
+                              il::Time stamp) {
+    if (!live::IsMld(query.version) || (last_query_ != il::kNever && stamp - last_query_ < il::kSecond))
+        return;
+    last_query_ = stamp;
+    const std::uint32_t link = Links::key_of(frame.vlan);
+    for (const auto& [key, member] : members_)
+        if (key.link == link) member->OnQuery(query);
 }
 
 /// To one host, or to all of the link.
