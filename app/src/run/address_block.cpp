@@ -2,7 +2,7 @@
 
 #include <fmt/format.h>
 
-#include <functional>
+#include <map>
 #include <string>
 #include <utility>
 
@@ -201,6 +201,24 @@ addressBlock_s MakeAddressBlock(const CProtocolBlockConfig& block, const core::C
         record.hosts.push_back(reader.Read(host, mac));
     }
     return record;
+}
+
+ObjectProblems FindAddressProblems(const core::CPort& port) {
+    ObjectProblems problems;
+    std::map<const CNetworkInterface*, const CProtocolBlockConfig*> by_interface;
+    for (const CProtocolBlockConfig* block : FindAddressBlocks(port)) {
+        try {
+            MakeAddressBlock(*block, port);
+        } catch (const common::COrvRunTimeError& error) {
+            problems.push_back({block, {}, error.what()});
+            continue;
+        }
+        const auto [other, is_new] = by_interface.emplace(FindInterfaceOf(*block), block);
+        if (!is_new)
+            problems.push_back(
+                {block, {}, "the hosts get their addresses by " + other->second->Describe() + " already"});
+    }
+    return problems;
 }
 
 }  // namespace orv::app

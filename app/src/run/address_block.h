@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "msgset/hostaddr_1.h"
+#include "object_problem.h"
 #include "orv/core/network_interface.h"
 #include "orv/core/port.h"
 #include "orv/core/protocol_blocks.h"
@@ -17,6 +18,9 @@ std::vector<core::CProtocolBlockConfig*> FindAddressBlocks(const core::CPort& po
 const core::CNetworkInterface* FindInterfaceOf(const core::CProtocolBlockConfig& block);
 /// "DHCPv4"
 const char* GetProtocolName(hostaddr_1_bll::AddressProtocol protocol);
+
+/// Blocks that cannot be carried out: their texts, no interface of their family, or one that another has.
+ObjectProblems FindAddressProblems(const core::CPort& port);
 
 /// Throws COrvRunTimeError that says what is wrong with the block, its texts among it.
 hostaddr_1_bll::addressBlock_s MakeAddressBlock(const core::CProtocolBlockConfig& block,
