@@ -47,13 +47,14 @@ bool is_one_host(const MacAddress& mac) {
 
 void SlaacClient::OnRouterAdvertisement(const RouterAdvertisement& advertisement) {
     if (phase_ == Phase::Idle || phase_ == Phase::Failed) return;
-    const bool has_gateway = hear_gateway(advertisement), has_prefix = hear_prefixes(advertisement);
-    ++(has_gateway || has_prefix ? counts_.received : counts_.ignored);
+    bool is_of_use = hear_gateway(advertisement);
+    if (hear_prefixes(advertisement)) is_of_use = true;
+    if (has_lease() && hear_link(advertisement)) is_of_use = true;
+    ++(is_of_use ? counts_.received : counts_.ignored);
     if (phase_ == Phase::Soliciting && (!without_prefix_.IsV6() || advertisement.is_managed)) {
         without_prefix_ = advertisement.router;
         is_managed_ = advertisement.is_managed;
     }
-    if (has_lease()) hear_link(advertisement);
     settle();
 }
 
@@ -127,17 +128,21 @@ void SlaacClient::prolong(const AdvertisedPrefix& prefix, const IpAddress& route
     }
 }
 
-/// Of several prefixes around the address the longest counts (RFC 4861 section 6.3.4).
-void SlaacClient::hear_link(const RouterAdvertisement& advertisement) {
+/// Of several prefixes around the address the longest counts (RFC 4861 section 6.3.4). False when there is
+/// none.
+bool SlaacClient::hear_link(const RouterAdvertisement& advertisement) {
+    bool is_of_use = false;
     for (const AdvertisedPrefix& prefix : advertisement.GetPrefixes()) {
-        if (!prefix.is_on_link || prefix.length < std::max<std::uint8_t>(link_.length, 1) ||
+        if (!prefix.is_on_link || prefix.length == 0 || prefix.length < link_.length ||
             !slaac::covers(prefix, lease_.address))
             continue;
+        is_of_use = true;
         if (prefix.valid > 0)
             link_ = {prefix.length, slaac::end_of(now(), prefix.valid)};
         else if (prefix.length == link_.length)
             link_ = {};
     }
+    return is_of_use;
 }
 
 void SlaacClient::lose() {

@@ -115,7 +115,7 @@ class SlaacClient : public AddressClient {
     void prolong(const AdvertisedPrefix& prefix, const IpAddress& router);
     bool hear_prefixes(const RouterAdvertisement& advertisement);
     bool hear_gateway(const RouterAdvertisement& advertisement);
-    void hear_link(const RouterAdvertisement& advertisement);
+    bool hear_link(const RouterAdvertisement& advertisement);
     void lose();
 
     bool has_lease() const { return phase_ == Phase::Probing || phase_ == Phase::Bound; }
