@@ -190,6 +190,8 @@ void LiveAddressing::on_frame(const live::ParsedFrame& frame, il::Time stamp) {
         tell_address_used(frame, told->target, told->mac);
     } else if (const auto* asked = std::get_if<live::NeighborSolicitation>(&frame.content)) {
         if (asked->asker.IsUnspecified()) tell_address_used(frame, asked->target, asked->asker_mac);
+    } else if (const auto* router = std::get_if<live::RouterAdvertisement>(&frame.content)) {
+        tell_advertisement(frame, *router);
     }
     neighbours_.on_frame(frame, stamp, sink_);
 }
@@ -221,6 +223,17 @@ void LiveAddressing::tell_address_used(const live::ParsedFrame& frame, const liv
     const std::uint32_t link = Links::key_of(frame.vlan);
     for (const auto& [key, client] : clients_)
         if (key.link == link && key.is_v6 == is_v6) client->OnAddressUsed(address, user);
+}
+
+/// To the host that asked, or to all of the link (RFC 4861 section 6.2.6).
+void LiveAddressing::tell_advertisement(const live::ParsedFrame& frame,
+                                        const live::RouterAdvertisement& advertisement) {
+    if (AddressClient* client = find(frame.vlan, frame.destination, true))
+        return client->OnRouterAdvertisement(advertisement);
+    if ((frame.destination.bytes[0] & 1) == 0) return;  // for another host
+    const std::uint32_t link = Links::key_of(frame.vlan);
+    for (const auto& [key, client] : clients_)
+        if (key.link == link && key.is_v6) client->OnRouterAdvertisement(advertisement);
 }
 
 }  // namespace orv::nic

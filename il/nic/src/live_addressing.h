@@ -64,6 +64,7 @@ class LiveAddressing : public il::AddressNetwork {
     void on_datagram(const live::ParsedFrame& frame, const live::UdpPacket& packet);
     void tell_address_used(const live::ParsedFrame& frame, const live::IpAddress& address,
                            const live::MacAddress& user);
+    void tell_advertisement(const live::ParsedFrame& frame, const live::RouterAdvertisement& advertisement);
 
     il::ITimeline& timeline_;
     FrameSink& sink_;
