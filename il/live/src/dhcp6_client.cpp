@@ -292,9 +292,11 @@ void Dhcp6Client::take(const Dhcp6Answer& answer) {
     lease_.end = after(lease_.given.valid);
     if (is_known || settings_->is_prefix || settings_->probe == Nanoseconds::zero()) return become_bound();
     given_.reset();
+    HostAddress nobody = identity_.host;
+    nobody.ip = IpAddress::V6({});
     std::array<std::byte, kMaxFrameLength> frame;
     surroundings_.send(
-        std::span(frame).first(WriteAddressProbe(frame, identity_.host, lease_.given.address)));
+        std::span(frame).first(WriteNeighborSolicitation(frame, nobody, lease_.given.address)));
     phase_ = Phase::Probing;
     start_timer(settings_->probe);
     enter(Phase::Probing);

@@ -45,17 +45,24 @@ bool is_solicited_node(const IpAddress& address) {
     return address == SolicitedNodeAddress(address);
 }
 
-/// Reads the MAC address of the option of this type, if there is one. False when the options do not fit into
-/// the message.
-bool read_mac_option(std::span<const std::byte> options, std::uint8_t type, std::optional<MacAddress>& mac) {
+/// Calls `take` with the type and all bytes of each option. False when they do not fit into the message.
+template <typename Take>
+bool read_options(std::span<const std::byte> options, Take take) {
     while (!options.empty()) {
         if (options.size() < 8) return false;
         const std::size_t length = get8(options.data() + 1) * std::size_t{8};
         if (length == 0 || length > options.size()) return false;
-        if (get8(options.data()) == type) mac = get_mac(options.data() + 2);
+        take(get8(options.data()), options.first(length));
         options = options.subspan(length);
     }
     return true;
+}
+
+/// Reads the MAC address of the option of this type, if there is one.
+bool read_mac_option(std::span<const std::byte> options, std::uint8_t type, std::optional<MacAddress>& mac) {
+    return read_options(options, [&](std::uint8_t read, std::span<const std::byte> option) {
+        if (read == type) mac = get_mac(option.data() + 2);
+    });
 }
 
 /// What RFC 4861 sections 7.1.1 and 7.1.2 want of both kinds of messages.
@@ -88,50 +95,47 @@ std::optional<FrameContent> parse_advertisement(const IpPacket& packet) {
                                  .is_override = (flags & 0x20) != 0};
 }
 
-/// `address` without its bits beyond the length.
-IpAddress cut(const IpAddress& address, std::uint8_t length) {
+/// The first `length` bits of an address.
+IpAddress first_bits(const std::byte* address, std::size_t length) {
     std::array<std::uint8_t, 16> bytes{};
-    std::ranges::copy(address.GetBytes(), bytes.begin());
-    for (std::size_t i = 0; i < bytes.size(); ++i) {
-        const int kept = std::clamp(length - 8 * static_cast<int>(i), 0, 8);
-        bytes[i] &= static_cast<std::uint8_t>(0xff00 >> kept);
+    for (std::size_t i = 0; i * 8 < length; ++i) {
+        const std::size_t cut = 8 - std::min<std::size_t>(length - i * 8, 8);
+        bytes[i] = static_cast<std::uint8_t>(get8(address + i) >> cut << cut);
     }
     return IpAddress::V6(bytes);
 }
 
-/// RFC 4861 section 4.6.2. Prefixes of impossible lengths are ignored.
-void read_prefix(const std::byte* option, RouterAdvertisement& advertisement) {
-    const std::uint8_t length = get8(option + 2), flags = get8(option + 3);
-    if (length > 128 || advertisement.prefix_count == RouterAdvertisement::kMostPrefixes) return;
-    advertisement.prefix_table[advertisement.prefix_count++] = {.prefix = cut(get_v6(option + 16), length),
-                                                                .length = length,
-                                                                .is_on_link = (flags & 0x80) != 0,
-                                                                .is_autonomous = (flags & 0x40) != 0,
-                                                                .valid = get32(option + 4),
-                                                                .preferred = get32(option + 8)};
+void read_prefix(std::span<const std::byte> option, RouterAdvertisement& message) {
+    if (option.size() != 32 || message.prefix_count == RouterAdvertisement::kMostPrefixes) return;
+    const std::uint8_t length = get8(option.data() + 2), flags = get8(option.data() + 3);
+    if (length > 128) return;
+    message.prefix_table[message.prefix_count++] = {.prefix = first_bits(option.data() + 16, length),
+                                                    .length = length,
+                                                    .is_on_link = (flags & 0x80) != 0,
+                                                    .is_autonomous = (flags & 0x40) != 0,
+                                                    .valid = get32(option.data() + 4),
+                                                    .preferred = get32(option.data() + 8)};
 }
 
 /// RFC 4861 section 6.1.2.
 std::optional<FrameContent> parse_router_advertisement(const IpPacket& packet) {
-    constexpr std::size_t kHeader = 16, kPrefixOption = 32;
-    if (packet.message.size() < kHeader || packet.hop_limit != kNeighborHopLimit ||
-        get8(packet.message.data() + 1) != 0 || !packet.source.IsLinkLocal())
+    const auto bytes = packet.message;
+    if (bytes.size() < 16 || packet.hop_limit != kNeighborHopLimit || get8(bytes.data() + 1) != 0 ||
+        !packet.source.IsLinkLocal()) {
         return {};
-    RouterAdvertisement advertisement;
-    advertisement.router = packet.source;
-    const std::uint8_t flags = get8(packet.message.data() + 5);
-    advertisement.is_managed = (flags & 0x80) != 0;
-    advertisement.has_other = (flags & 0x40) != 0;
-    advertisement.lifetime = get16(packet.message.data() + 6);
-    const auto options = packet.message.subspan(kHeader);
-    if (!read_mac_option(options, kSourceLinkAddress, advertisement.mac)) return {};
-    for (std::size_t at = 0; at < options.size();) {
-        const std::size_t length = get8(options.data() + at + 1) * std::size_t{8};
-        if (get8(options.data() + at) == kPrefixInformation && length == kPrefixOption)
-            read_prefix(options.data() + at, advertisement);
-        at += length;
     }
-    return advertisement;
+    const std::uint8_t flags = get8(bytes.data() + 5);
+    RouterAdvertisement message{.router = packet.source,
+                                .lifetime = get16(bytes.data() + 6),
+                                .is_managed = (flags & 0x80) != 0,
+                                .has_other = (flags & 0x40) != 0};
+    const bool fits =
+        read_options(bytes.subspan(16), [&](std::uint8_t type, std::span<const std::byte> option) {
+            if (type == kSourceLinkAddress) message.mac = get_mac(option.data() + 2);
+            if (type == kPrefixInformation) read_prefix(option, message);
+        });
+    if (!fits) return {};
+    return message;
 }
 
 }  // namespace
@@ -147,12 +151,12 @@ std::optional<FrameContent> parse_icmp6(const IpPacket& packet, const MacAddress
         case kMld1Report:
         case kMld1Done:
             return parse_mld(packet);
-        case kRouterAdvertisement:
-            return parse_router_advertisement(packet);
         case kNeighborSolicitation:
             return parse_solicitation(packet, source_mac);
         case kNeighborAdvertisement:
             return parse_advertisement(packet);
+        case kRouterAdvertisement:
+            return parse_router_advertisement(packet);
         default:
             return {};
     }

@@ -45,8 +45,8 @@ inline constexpr std::uint8_t kNeighborSolicitation = 135;
 inline constexpr std::uint8_t kNeighborAdvertisement = 136;
 inline constexpr std::uint8_t kSourceLinkAddress = 1;  ///< option, RFC 4861 section 4.6.1
 inline constexpr std::uint8_t kTargetLinkAddress = 2;
+inline constexpr std::uint8_t kPrefixInformation = 3;  ///< option, RFC 4861 section 4.6.2
 inline constexpr std::uint8_t kNeighborHopLimit = 255;
-inline constexpr std::uint8_t kPrefixInformation = 3;
 
 inline constexpr std::size_t kMembershipHeaderV4 = 8;   ///< of an IGMP message
 inline constexpr std::size_t kMembershipHeaderV6 = 24;  ///< of an MLDv1 message

@@ -1,195 +1,206 @@
+// How a host asks routers for a prefix, and what it sends. What it does with one is in slaac_prefixes.cpp.
 #include "orv/live/slaac_client.h"
 
 #include <algorithm>
 #include <array>
-#include <stdexcept>
 #include <utility>
 
+#include "headers.h"
 #include "orv/live/frame.h"
+#include "orv/live/router_advertisement.h"
 
 namespace orv::live {
 
-namespace {
-
-using std::chrono::hours;
-using std::chrono::seconds;
-
-/// Of prefixes from which addresses are made with a MAC address (RFC 2464 section 4).
-constexpr std::uint8_t kSlaacPrefixLength = 64;
-/// RFC 4862 section 5.5.3 e.
-constexpr seconds kLeastLifetime = hours(2);
-/// Timers of the timeline do not reach further than what a day's test needs.
-constexpr seconds kLongestTimer = hours(24);
-
-bool is_usable(const AdvertisedPrefix& prefix) {
-    return prefix.is_autonomous && !prefix.prefix.IsLinkLocal() && !prefix.prefix.IsMulticast() &&
-           prefix.length == kSlaacPrefixLength && prefix.valid > 0 && prefix.preferred <= prefix.valid;
-}
-
-}  // namespace
-
 SlaacClient::SlaacClient(const HostAddress& host, std::shared_ptr<const Settings> settings,
                          Surroundings surroundings)
-    : host_(host), settings_(std::move(settings)), surroundings_(std::move(surroundings)) {
-    host_.ip = LinkLocalAddress(host.mac);
-    if (settings_->first_delay <= Nanoseconds::zero() || settings_->longest_delay < settings_->first_delay ||
-        settings_->probe < Nanoseconds::zero())
-        throw std::invalid_argument(
-            "times between solicitations have to be above 0, and the longest the longest");
+    : host_(host),
+      settings_(std::move(settings)),
+      surroundings_(std::move(surroundings)),
+      random_(surroundings_.seed) {
+    require(settings_->first_delay.count() > 0 && settings_->first_delay <= settings_->longest_delay,
+            "the first delay between solicitations of routers is 0 or above the longest");
+    require(settings_->probe.count() >= 0 && settings_->spread.count() >= 0,
+            "a time of a host that asks routers is below 0");
+    host_.ip = LinkLocalAddress(host_.mac);
 }
 
 SlaacClient::~SlaacClient() {
     stop_timer();
 }
 
+AddressClient::State SlaacClient::GetState() const {
+    switch (phase_) {
+        case Phase::Idle:
+            return State::Idle;
+        case Phase::Bound:
+            return State::Bound;
+        case Phase::Failed:
+            return State::Failed;
+        case Phase::Soliciting:
+        case Phase::Probing:
+            break;
+    }
+    return State::Binding;
+}
+
 void SlaacClient::Bind() {
-    if (state_ != State::Idle && state_ != State::Failed) return;
+    if (phase_ != Phase::Idle && phase_ != Phase::Failed) return;
     failure_.clear();
-    others_give_addresses_ = false;
-    solicitations_ = 0;
-    solicit();
-    become(State::Binding);
+    begin(Nanoseconds(0));
+    settle();
 }
 
 void SlaacClient::Release() {
-    if (state_ == State::Idle) return;
-    stop_timer();
-    is_probing_ = false;
-    given_.reset();
+    stop();
     failure_.clear();
-    become(State::Idle);
+    enter(Phase::Idle);
+    settle();
+}
+
+void SlaacClient::OnDatagram(const IpAddress& source, const MacAddress& source_mac,
+                             std::span<const std::byte> payload) {
+    (void)source, (void)source_mac, (void)payload;
+}
+
+void SlaacClient::begin(Nanoseconds delay) {
+    enter(Phase::Soliciting);
+    sent_times_ = 0;
+    without_prefix_ = {};
+    is_managed_ = false;
+    if (delay.count() > 0)
+        next_ = now() + delay;
+    else
+        solicit();
 }
 
 void SlaacClient::solicit() {
-    std::array<std::byte, kMaxFrameLength> frame;
-    surroundings_.send(std::span(frame).first(WriteRouterSolicitation(frame, host_)));
+    if (settings_->attempts != 0 && sent_times_ == settings_->attempts) return give_up(why_no_address());
+    delay_ = settings_->attempts == 0 ? doubled_delay() : settings_->first_delay;
+    next_ = now() + delay_;
+    if (sent_times_++ > 0) ++counts_.repeated;
     ++counts_.sent;
-    if (solicitations_++ > 0) ++counts_.repeated;
-    Nanoseconds delay = settings_->first_delay;
-    if (settings_->attempts == 0)
-        for (std::uint32_t i = 1; i < solicitations_ && delay < settings_->longest_delay; ++i) delay *= 2;
-    start_timer(std::min(delay, settings_->longest_delay), &SlaacClient::on_silence);
-}
-
-void SlaacClient::on_silence() {
-    if (settings_->attempts == 0 || solicitations_ < settings_->attempts) return solicit();
-    fail(others_give_addresses_
-             ? "the router gives no prefix to make an address from: addresses come by DHCPv6"
-         : routers_.HasHeard() ? "the router gives no prefix to make an address from"
-                               : "no router answers");
-}
-
-void SlaacClient::OnRouterAdvertisement(const RouterAdvertisement& advertisement) {
-    if (state_ == State::Idle || state_ == State::Failed) return;
-    ++counts_.received;
-    const Nanoseconds now = surroundings_.timeline.GetNow();
-    routers_.Note(advertisement, now);
-    others_give_addresses_ = advertisement.is_managed;
-    if (given_) {
-        GivenAddress updated = *given_;
-        for (const AdvertisedPrefix& prefix : advertisement.GetPrefixes())
-            if (prefix.is_autonomous && IsCovered(updated.address, prefix.prefix, prefix.length) &&
-                prefix.preferred <= prefix.valid)
-                prolong(prefix);
-        updated.valid_until = given_->valid_until;
-        routers_.FillIn(updated, now);
-        if (updated == *given_) return;
-        given_ = updated;
-        surroundings_.changed();
-        return;
-    }
-    if (is_probing_) return;
-    const auto prefixes = advertisement.GetPrefixes();
-    const auto usable = std::ranges::find_if(prefixes, is_usable);
-    if (usable != prefixes.end()) probe(*usable);
-}
-
-void SlaacClient::probe(const AdvertisedPrefix& prefix) {
-    candidate_ = {};
-    candidate_.address = address_in(prefix.prefix);
-    candidate_.server = IpAddress::V6({});
-    candidate_.valid_until = EndOfLifetime(surroundings_.timeline.GetNow(), prefix.valid);
-    stop_timer();
-    if (settings_->probe == Nanoseconds::zero()) return become_bound();
-    is_probing_ = true;
     std::array<std::byte, kMaxFrameLength> frame;
-    surroundings_.send(std::span(frame).first(WriteAddressProbe(frame, host_, candidate_.address)));
-    start_timer(settings_->probe, &SlaacClient::become_bound);
+    const std::size_t length = WriteRouterSolicitation(frame, host_);
+    surroundings_.send(std::span(frame).first(length));
 }
 
-void SlaacClient::become_bound() {
-    is_probing_ = false;
-    solicitations_ = 0;
-    routers_.FillIn(candidate_, surroundings_.timeline.GetNow());
-    given_ = candidate_;
-    on_expiry();
-    become(State::Bound);
+/// RFC 8415 section 15, as RFC 7559 section 2 wants.
+il::Nanoseconds SlaacClient::doubled_delay() {
+    const auto random_part = [&](Nanoseconds of) {
+        return Nanoseconds(
+            static_cast<std::int64_t>((random_.fraction() - 0.5) / 5 * static_cast<double>(of.count())));
+    };
+    const Nanoseconds first = settings_->first_delay, longest = settings_->longest_delay;
+    if (sent_times_ == 0) return first + random_part(first);
+    const Nanoseconds delay = 2 * delay_ + random_part(delay_);
+    return delay > longest ? longest + random_part(longest) : delay;
 }
 
-void SlaacClient::prolong(const AdvertisedPrefix& prefix) {
-    const Nanoseconds now = surroundings_.timeline.GetNow();
-    const Nanoseconds told = EndOfLifetime(now, prefix.valid);
-    if (told > given_->valid_until || seconds(prefix.valid) > kLeastLifetime) {
-        given_->valid_until = told;
-        ++counts_.renewed;
-    } else if (given_->valid_until > now + kLeastLifetime) {
-        given_->valid_until = now + kLeastLifetime;
-    }
-    stop_timer();
-    on_expiry();
+std::string SlaacClient::why_no_address() const {
+    if (!without_prefix_.IsV6()) return "no router answers";
+    return "the router " + without_prefix_.ToString() +
+           (is_managed_ ? " says that addresses come by DHCPv6, and has no prefix to make one with"
+                        : " has no prefix to make an address with");
 }
 
-/// Looks whether the lifetime has run out, and again when it will have.
-void SlaacClient::on_expiry() {
-    if (given_->valid_until == GivenAddress::kForever) return;
-    const Nanoseconds left = given_->valid_until - surroundings_.timeline.GetNow();
-    if (left > Nanoseconds::zero())
-        return start_timer(std::min<Nanoseconds>(left, kLongestTimer), &SlaacClient::on_expiry);
-    given_.reset();
-    ++counts_.lost;
-    failure_ = "the lifetime of its prefix has run out";
-    solicit();
-    become(State::Binding);
+void SlaacClient::give_up(std::string why) {
+    stop();
+    failure_ = std::move(why);
+    enter(Phase::Failed);
+}
+
+/// Asks, from no address, whether somebody has this one.
+void SlaacClient::probe() {
+    ++sent_times_;
+    next_ = now() + settings_->probe;
+    HostAddress nobody = host_;
+    nobody.ip = IpAddress::V6({});
+    std::array<std::byte, kMaxFrameLength> frame;
+    const std::size_t length = WriteNeighborSolicitation(frame, nobody, lease_.address);
+    surroundings_.send(std::span(frame).first(length));
 }
 
 void SlaacClient::OnAddressUsed(const IpAddress& address, const MacAddress& user) {
-    if (user == host_.mac) return;
-    if (is_probing_ && address == candidate_.address) {
-        ++counts_.conflicts;
-        return fail("somebody else uses " + address.ToString());
+    if (user == host_.mac || !has_lease() || address != lease_.address) return;
+    ++counts_.conflicts;
+    if (phase_ != Phase::Probing) return;
+    if (was_bound_) ++counts_.lost;
+    give_up("its address is in use: somebody else has " + address.ToString());
+    settle();
+}
+
+il::Nanoseconds SlaacClient::spread() {
+    return Nanoseconds(
+        static_cast<std::int64_t>(random_.fraction() * static_cast<double>(settings_->spread.count())));
+}
+
+/// Has and wants nothing any more.
+void SlaacClient::stop() {
+    next_ = kForever;
+    was_bound_ = false;
+    lease_ = {};
+    gateway_ = {};
+    link_ = {};
+}
+
+void SlaacClient::on_timer() {
+    const Nanoseconds time = now();
+    if (gateway_.until <= time) gateway_ = {};
+    if (link_.until <= time) link_ = {};
+    if (lease_.valid_until <= time) {
+        lose();
+    } else if (next_ <= time) {
+        next_ = kForever;
+        if (phase_ == Phase::Soliciting)
+            solicit();
+        else if (sent_times_ == 0)
+            probe();
+        else
+            become_bound();
     }
-    if (given_ && address == given_->address) ++counts_.conflicts;
 }
 
-void SlaacClient::fail(const std::string& why) {
+/// After anything has happened: what the host has, its timer, and who is told.
+void SlaacClient::settle() {
+    std::optional<GivenAddress> given;
+    if (phase_ == Phase::Bound)
+        given = {.address = lease_.address,
+                 .prefix_length = link_.length == 0 ? std::uint8_t{128} : link_.length,
+                 .gateway = gateway_.address,
+                 .gateway_mac = gateway_.mac,
+                 .server = lease_.server,
+                 .valid_until = lease_.valid_until};
+    if (given != given_) {
+        given_ = given;
+        is_untold_ = true;
+    }
+    start_timer();
+    if (std::exchange(is_untold_, false) && surroundings_.changed) surroundings_.changed();
+}
+
+/// A timer that is due earlier stays: advertisements move the times again and again.
+void SlaacClient::start_timer() {
+    const Nanoseconds time = std::min({next_, lease_.valid_until, gateway_.until, link_.until});
+    if (timer_ != 0 && timer_time_ <= time && time != kForever) return;
     stop_timer();
-    is_probing_ = false;
-    failure_ = why;
-    become(State::Failed);
-}
-
-void SlaacClient::become(State state) {
-    state_ = state;
-    surroundings_.changed();
-}
-
-void SlaacClient::start_timer(Nanoseconds delay, void (SlaacClient::*work)()) {
-    stop_timer();
-    timer_ = surroundings_.timeline.PostAfter(delay, [this, work] {
+    if (time == kForever) return;
+    timer_time_ = time;
+    timer_ = surroundings_.timeline.PostAfter(std::max(time - now(), Nanoseconds(0)), [this] {
         timer_ = 0;
-        (this->*work)();
+        on_timer();
+        settle();
     });
 }
 
 void SlaacClient::stop_timer() {
-    if (timer_ != 0) surroundings_.timeline.Cancel(std::exchange(timer_, 0));
+    if (timer_ != 0) surroundings_.timeline.Cancel(timer_);
+    timer_ = 0;
 }
 
-IpAddress SlaacClient::address_in(const IpAddress& prefix) const {
-    std::array<std::uint8_t, 16> bytes{};
-    std::ranges::copy(prefix.GetBytes().first(8), bytes.begin());
-    std::ranges::copy(host_.ip.GetBytes().last(8), bytes.begin() + 8);
-    return IpAddress::V6(bytes);
+void SlaacClient::enter(Phase phase) {
+    const State before = GetState();
+    phase_ = phase;
+    is_untold_ = is_untold_ || GetState() != before;
 }
 
 }  // namespace orv::live

@@ -1,83 +1,150 @@
-// An emulated host that makes its IPv6 address from what routers advertise.
+// An emulated host that makes its IPv6 address from a prefix that a router tells.
 #pragma once
 
-#include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
+#include <span>
 #include <string>
 
+#include "orv/il/random.h"
+#include "orv/il/timeline.h"
 #include "orv/live/address_client.h"
-#include "orv/live/link_routers.h"
 
 namespace orv::live {
 
-/// Stateless address autoconfiguration (RFC 4862).
+/// A host of RFC 4862, without temporary addresses.
 ///
-/// - It asks for a router at once and then again (RFC 4861 section 6.3.7). When nobody has answered one
-///   interval after the last time, it has failed.
-/// - The first usable prefix and the modified EUI-64 of the MAC address make the address (RFC 4862 section
-///   5.5.3, RFC 2464 section 4). Others are asked whether they use it (section 5.4); if so the host has
-///   failed, because there is no second choice.
-/// - Lifetimes follow later advertisements; one that nobody authenticates cannot shorten what is left below
-///   two hours (section 5.5.3 e). When the lifetime runs out, the host asks for routers again.
+/// - It asks routers from its link-local address (RFC 4861 section 6.3.7) until it has an address, even when
+///   one has answered that it has no prefix: another may have one.
+/// - The address is the first prefix that can be used with the modified EUI-64 of the MAC address behind it
+///   (RFC 4291 appendix A). Deprecated prefixes (preferred for 0 s) are used when there is no other.
+/// - It asks whether somebody has the address already (RFC 4862 section 5.4). If so it fails at once, because
+///   it could only make the same address again.
+/// - Later advertisements prolong the address, and may shorten it to two hours (section 5.5.3 e). Once it is
+///   deprecated, the host makes the next from another prefix that is preferred, and drops it. When it runs
+///   out, the host has no address any more and asks again.
+/// - The gateway is the first router with a lifetime, until it takes that back or the time has passed; then
+///   the next that says so. What was said before the host began to ask, or after it has failed, is not heard.
+/// - The prefix length of the address is that of the on-link prefix around it, 128 without one.
 ///
-/// Made to exist in thousands: at most one timer. Used like every AddressClient.
+/// Whoever gave the address is the server. An advertisement that prolongs it counts as a renewal; if another
+/// router sent it, as rebound, and that router is the server from then on. Counted as sent are the
+/// solicitations of routers.
+///
+/// Made to exist in thousands: at most one timer, and none while it is idle, has failed, or has everything
+/// for ever. The same calls at the same times with the same seed send the same frames.
 class SlaacClient : public AddressClient {
   public:
     using Nanoseconds = il::Nanoseconds;
 
+    /// Those of all hosts of a block.
     struct Settings {
-        std::uint32_t attempts = 3;  ///< solicitations (RFC 4861 section 10); 0: never gives up
-        /// Between two solicitations (RFC 4861 section 10). Without an end of attempts they double up to the
-        /// longest (RFC 7559).
+        /// Solicitations of routers; after the last of them the host waits as long as after the others, and
+        /// asks no more. 0: it never gives up, and the delays double (RFC 7559).
+        std::uint32_t attempts = 3;
+        /// Between two of them. With doubled delays the first, which has a random part of a tenth more or
+        /// less, as the others have, and the longest without it.
         Nanoseconds first_delay = std::chrono::seconds(4);
-        Nanoseconds longest_delay = std::chrono::seconds(3600);
+        Nanoseconds longest_delay = std::chrono::hours(1);
         /// How long others have to say that they use the address. 0: they are not asked.
         Nanoseconds probe = std::chrono::seconds(1);
+        /// All hosts of a link hear an advertisement, or lose their addresses, at the same time. What they
+        /// then send is delayed at random by less than this (RFC 4861 section 6.3.7, RFC 4862 section 5.4.2).
+        Nanoseconds spread = std::chrono::seconds(1);
     };
 
-    /// Of `host` the IP address does not matter. The settings are not null. Throws std::invalid_argument for
-    /// times that cannot be.
+    /// The IP address of `host` does not matter. Throws std::invalid_argument for settings that cannot be:
+    /// negative times, a first delay of 0 or above the longest. The settings are not null.
     SlaacClient(const HostAddress& host, std::shared_ptr<const Settings> settings, Surroundings surroundings);
+    /// Sends nothing.
     ~SlaacClient() override;
     SlaacClient(const SlaacClient&) = delete;
     SlaacClient& operator=(const SlaacClient&) = delete;
 
+    /// The first solicitation goes out at once: whoever has many hosts spreads their beginnings.
     void Bind() override;
-    /// There is nobody to be told.
+    /// Idle at once, and nobody is told: routers do not know who has an address.
     void Release() override;
-    void OnDatagram(const IpAddress&, const MacAddress&, std::span<const std::byte>) override {}
+    /// Nothing comes so.
+    void OnDatagram(const IpAddress& source, const MacAddress& source_mac,
+                    std::span<const std::byte> payload) override;
+    /// Before the host uses the address: fails. Later conflicts are only counted.
     void OnAddressUsed(const IpAddress& address, const MacAddress& user) override;
     void OnRouterAdvertisement(const RouterAdvertisement& advertisement) override;
 
-    State GetState() const override { return state_; }
+    State GetState() const override;
     const std::optional<GivenAddress>& GetGiven() const override { return given_; }
     const std::string& GetFailure() const override { return failure_; }
     const AddressCounts& GetCounts() const override { return counts_; }
 
   private:
-    void solicit();
-    void on_silence();
-    void probe(const AdvertisedPrefix& prefix);
-    void become_bound();
-    void prolong(const AdvertisedPrefix& prefix);
-    void on_expiry();
-    void fail(const std::string& why);
-    void become(State state);
-    void start_timer(Nanoseconds delay, void (SlaacClient::*work)());
-    void stop_timer();
-    IpAddress address_in(const IpAddress& prefix) const;
+    enum class Phase : std::uint8_t { Idle, Soliciting, Probing, Bound, Failed };
+    static constexpr Nanoseconds kForever = GivenAddress::kForever;
 
-    HostAddress host_;  ///< with its link-local address
+    /// The address that is probed or in use.
+    struct Lease {
+        IpAddress address = IpAddress::V6({});
+        IpAddress server = IpAddress::V6({});
+        Nanoseconds valid_until = kForever;
+        Nanoseconds preferred_until = kForever;
+    };
+    struct Gateway {
+        IpAddress address = IpAddress::V6({});
+        std::optional<MacAddress> mac = {};
+        Nanoseconds until = kForever;
+    };
+    /// The on-link prefix around the address.
+    struct Link {
+        std::uint8_t length = 0;  ///< 0: there is none
+        Nanoseconds until = kForever;
+    };
+
+    // To get an address.
+    void begin(Nanoseconds delay);
+    void solicit();
+    Nanoseconds doubled_delay();
+    void give_up(std::string why);
+    std::string why_no_address() const;
+    void take(const AdvertisedPrefix& prefix, const IpAddress& router);
+    void probe();
+    void become_bound();
+
+    // To have one.
+    void prolong(const AdvertisedPrefix& prefix, const IpAddress& router);
+    bool hear_prefixes(const RouterAdvertisement& advertisement);
+    bool hear_gateway(const RouterAdvertisement& advertisement);
+    bool hear_link(const RouterAdvertisement& advertisement);
+    void lose();
+
+    bool has_lease() const { return phase_ == Phase::Probing || phase_ == Phase::Bound; }
+    Nanoseconds now() const { return surroundings_.timeline.GetNow(); }
+    Nanoseconds spread();
+    void stop();
+    void on_timer();
+    void settle();
+    void start_timer();
+    void stop_timer();
+    void enter(Phase phase);
+
+    HostAddress host_;
     std::shared_ptr<const Settings> settings_;
     Surroundings surroundings_;
-    LinkRouters routers_;
-    State state_ = State::Idle;
+    il::Random random_;
     std::uint64_t timer_ = 0;
-    std::uint32_t solicitations_ = 0;  ///< since the last address
-    bool is_probing_ = false;
-    bool others_give_addresses_ = false;  ///< a router says that addresses come by DHCPv6
-    GivenAddress candidate_;              ///< the address, before it is used
+    Nanoseconds timer_time_{};
+    Nanoseconds next_ = kForever;   ///< when it sends or stops waiting
+    Nanoseconds delay_{};           ///< after the last solicitation
+    std::uint32_t sent_times_ = 0;  ///< since it entered the phase
+    Phase phase_ = Phase::Idle;
+    bool is_untold_ = false;    ///< something has changed since `changed` was called
+    bool was_bound_ = false;    ///< to another address than the one that is probed
+    bool is_managed_ = false;   ///< `without_prefix_` says M
+    IpAddress without_prefix_;  ///< a router that had none to make an address with; unset: none has said so
+    Lease lease_;
+    Gateway gateway_;
+    Link link_;
     std::optional<GivenAddress> given_;
     std::string failure_;
     AddressCounts counts_;
