@@ -288,9 +288,15 @@ class Asked {
 }  // namespace
 
 Answer Connection::request(const std::string& subject, std::span<const std::byte> data,
-                           std::chrono::milliseconds patience, const std::string& answers) {
+                           std::chrono::milliseconds patience, const std::string& answers,
+                           const IsWanted& is_wanted) {
     require_connection();
-    return Asked(native_->connection.get(), subject, data, answers, patience).get_next(*this);
+    Asked asked(native_->connection.get(), subject, data, answers, patience);
+    Answer first = asked.get_next(*this);
+    if (!is_wanted) return first;
+    for (Answer next = first; next.status == Answer::Status::Answered; next = asked.get_next(*this))
+        if (is_wanted(next.data)) return next;
+    return first;
 }
 
 std::vector<std::vector<std::byte>> Connection::request_all(const std::string& subject,

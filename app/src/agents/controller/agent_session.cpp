@@ -210,7 +210,8 @@ class AgentSession::Impl {
         const Nanoseconds asked = GetSteadyTime();
         const bus::Answer answer =
             connection_.request(bus::control_subject(setup_.agent), std::as_bytes(std::span(text)), patience,
-                                bus::answers_of_agent(setup_.agent));
+                                bus::answers_of_agent(setup_.agent),
+                                [this](std::span<const std::byte> bytes) { return IsOfOurAgent(bytes); });
         const Nanoseconds answered = GetSteadyTime();
         if (answer.status != bus::Answer::Status::Answered) return {};
         const ControlAnswer read =
@@ -218,6 +219,18 @@ class AgentSession::Impl {
         if (operation != ControlRequest::Operation::Open) Note(read, asked, answered);
         CheckInstance(read);
         return read;
+    }
+
+    /// Not of another agent with the same name; nor of ours, if it was started again.
+    bool IsOfOurAgent(std::span<const std::byte> bytes) const {
+        try {
+            const ControlAnswer answer =
+                ReadControlAnswer({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+            const std::lock_guard lock(mutex_);
+            return instance_.empty() || answer.instance == instance_;
+        } catch (const ProtocolError&) {
+            return true;  // it is told of
+        }
     }
 
     /// An agent that was started again does not know the session.

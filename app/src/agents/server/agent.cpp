@@ -116,13 +116,11 @@ void Agent::EndSession(const std::string& why) {
 
 void Agent::OnRequest(const bus::Message& message, bool is_for_us) {
     if (message.reply.empty()) return;
-    const std::optional<ControlAnswer> made = AnswerTo(message, is_for_us);
-    if (!made) return;
-    const std::string answer = ToJson(*made);
+    const std::string answer = ToJson(AnswerTo(message, is_for_us));
     connection_.try_publish(std::string(message.reply), std::as_bytes(std::span(answer)));
 }
 
-std::optional<ControlAnswer> Agent::AnswerTo(const bus::Message& message, bool is_for_us) {
+ControlAnswer Agent::AnswerTo(const bus::Message& message, bool is_for_us) {
     ControlAnswer answer;
     answer.program = kProgramVersion;
     answer.name = offer_.name;
@@ -146,7 +144,7 @@ std::optional<ControlAnswer> Agent::AnswerTo(const bus::Message& message, bool i
             // Another agent with this name was faster.
             if (session_ && session_->GetName() == request.session)
                 EndSession("another agent with this name has it");
-            return {};
+            return answer;
         }
         answer.is_known = session_ && session_->GetName() == request.session;
         switch (request.operation) {

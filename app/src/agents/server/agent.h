@@ -3,7 +3,6 @@
 
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <string>
 
 #include "agents/protocol/requests.h"
@@ -38,8 +37,7 @@ class Agent {
   private:
     /// `is_for_us`: others do not hear it.
     void OnRequest(const bus::Message& message, bool is_for_us);
-    /// Nothing if another agent is meant.
-    std::optional<ControlAnswer> AnswerTo(const bus::Message& message, bool is_for_us);
+    ControlAnswer AnswerTo(const bus::Message& message, bool is_for_us);
     void Open(const ControlRequest& request, ControlAnswer& answer);
     void EndSession(const std::string& why);
     AgentInfo MakeInfo() const;

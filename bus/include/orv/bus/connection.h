@@ -92,9 +92,12 @@ class Connection {
     /// The same; false without a connection.
     bool try_publish(const std::string& subject, std::span<const std::byte> data);
     /// The answer is to come to a subject of its own, "<answers>.<not to be guessed>": who may publish there
-    /// can answer. Throws BusError without a connection.
+    /// can answer. One that is not wanted counts only if no other comes in time. Throws BusError without a
+    /// connection.
+    using IsWanted = std::function<bool(std::span<const std::byte> answer)>;
     Answer request(const std::string& subject, std::span<const std::byte> data,
-                   std::chrono::milliseconds patience, const std::string& answers = "_INBOX");
+                   std::chrono::milliseconds patience, const std::string& answers = "_INBOX",
+                   const IsWanted& is_wanted = {});
     /// All answers that come in time, at most kMostAnswers. Throws BusError without a connection.
     std::vector<std::vector<std::byte>> request_all(const std::string& subject,
                                                     std::span<const std::byte> data,
