@@ -1,7 +1,9 @@
 #include "orv/bus/connection.h"
 
+#include <arpa/inet.h>
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <condition_variable>
 #include <mutex>
 
@@ -154,7 +156,10 @@ std::span<const std::byte> data_of(natsMsg* message) {
 
 bool ServerAccess::is_exposed() const {
     const std::string host = host_of(url);
-    if (host == "localhost" || host == "::1" || host.starts_with("127.")) return false;
+    in_addr ipv4{};
+    const bool is_ipv4_loopback =
+        ::inet_pton(AF_INET, host.c_str(), &ipv4) == 1 && ntohl(ipv4.s_addr) >> 24 == 127;
+    if (host == "localhost" || host == "::1" || is_ipv4_loopback) return false;
     const bool is_encrypted = url.starts_with("tls://") || !ca_file.empty();
     const bool is_known = !user.empty() || !token.empty() || !credentials_file.empty() || !nkey.empty() ||
                           !certificate_file.empty() || url.find('@') != std::string::npos;
@@ -166,7 +171,14 @@ Connection::Connection(const ServerAccess& access, const std::string& name, Even
     : native_(std::make_unique<Native>()) {
     native_->events = std::move(events);
     native_->server = without_secrets(access.url);
-    const OwnedOptions options = make_options(access, name, patience);
+    const OwnedOptions options = [&] {
+        try {
+            return make_options(access, name, patience);
+        } catch (const BusError& error) {
+            // It will not get better by itself.
+            throw AccessRefused(fmt::format("{}: {}", native_->server, error.what()));
+        }
+    }();
     const auto on_lost = [](natsConnection* connection, void* native) {
         const auto& lost = static_cast<Native*>(native)->events.lost;
         if (lost && !natsConnection_IsClosed(connection)) lost(describe_error(connection));
@@ -224,47 +236,82 @@ bool Connection::try_publish(const std::string& subject, std::span<const std::by
                                                     static_cast<int>(data.size())) == NATS_OK;
 }
 
+namespace {
+
+/// A request whose answers are waited for.
+class Asked {
+  public:
+    Asked(natsConnection* connection, const std::string& subject, std::span<const std::byte> data,
+          const std::string& answers, std::chrono::milliseconds patience)
+        : until_(std::chrono::steady_clock::now() + patience) {
+        natsInbox* made = nullptr;
+        check(natsInbox_Create(&made), "an inbox");
+        const std::unique_ptr<natsInbox, Destroy<natsInbox_Destroy>> inbox(made);
+        const std::string name = made;
+        const std::string reply = answers + name.substr(name.find('.'));
+        natsSubscription* subscribed = nullptr;
+        check(natsConnection_SubscribeSync(&subscribed, connection, reply.c_str()), "subscribing to answers");
+        subscription_.reset(subscribed);
+        check(natsConnection_PublishRequest(connection, subject.c_str(), reply.c_str(), data.data(),
+                                            static_cast<int>(data.size())),
+              "a request on " + subject);
+    }
+
+    Answer get_next(const Connection& connection) {
+        // A lost connection brings no answer: it is looked for now and then.
+        constexpr std::chrono::milliseconds kLook{100};
+        for (;;) {
+            const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+                until_ - std::chrono::steady_clock::now());
+            if (left.count() <= 0) return {Answer::Status::TimedOut};
+            natsMsg* answer = nullptr;
+            const natsStatus status =
+                natsSubscription_NextMsg(&answer, subscription_.get(), std::min(left, kLook).count());
+            const OwnedMessage owned(answer);
+            if (status == NATS_NO_RESPONDERS) return {Answer::Status::NobodyListens};
+            if (status == NATS_TIMEOUT) {
+                if (!connection.is_connected()) throw BusError("the connection was lost");
+                continue;
+            }
+            check(status, "an answer");
+            if (natsMsg_IsNoResponders(answer)) return {Answer::Status::NobodyListens};
+            const auto bytes = data_of(answer);
+            return {Answer::Status::Answered, {bytes.begin(), bytes.end()}};
+        }
+    }
+
+  private:
+    const std::chrono::steady_clock::time_point until_;
+    OwnedSubscription subscription_;
+};
+
+}  // namespace
+
 Answer Connection::request(const std::string& subject, std::span<const std::byte> data,
-                           std::chrono::milliseconds patience) {
+                           std::chrono::milliseconds patience, const std::string& answers,
+                           const IsWanted& is_wanted) {
     require_connection();
-    natsMsg* answer = nullptr;
-    const natsStatus status =
-        natsConnection_Request(&answer, native_->connection.get(), subject.c_str(), data.data(),
-                               static_cast<int>(data.size()), patience.count());
-    const OwnedMessage owned(answer);
-    if (status == NATS_TIMEOUT) return {Answer::Status::TimedOut};
-    if (status == NATS_NO_RESPONDERS) return {Answer::Status::NobodyListens};
-    check(status, "a request on " + subject);
-    const auto bytes = data_of(answer);
-    return {Answer::Status::Answered, {bytes.begin(), bytes.end()}};
+    Asked asked(native_->connection.get(), subject, data, answers, patience);
+    Answer first = asked.get_next(*this);
+    if (!is_wanted) return first;
+    for (Answer next = first; next.status == Answer::Status::Answered; next = asked.get_next(*this))
+        if (is_wanted(next.data)) return next;
+    return first;
 }
 
 std::vector<std::vector<std::byte>> Connection::request_all(const std::string& subject,
                                                             std::span<const std::byte> data,
-                                                            std::chrono::milliseconds patience) {
+                                                            std::chrono::milliseconds patience,
+                                                            const std::string& answers) {
     require_connection();
-    natsConnection* connection = native_->connection.get();
-    natsInbox* made = nullptr;
-    check(natsInbox_Create(&made), "an inbox");
-    const std::unique_ptr<natsInbox, Destroy<natsInbox_Destroy>> inbox(made);
-    natsSubscription* subscribed = nullptr;
-    check(natsConnection_SubscribeSync(&subscribed, connection, made), "subscribing to answers");
-    const OwnedSubscription subscription(subscribed);
-    check(natsConnection_PublishRequest(connection, subject.c_str(), made, data.data(),
-                                        static_cast<int>(data.size())),
-          "a request on " + subject);
-    std::vector<std::vector<std::byte>> answers;
-    const auto until = std::chrono::steady_clock::now() + patience;
-    for (;;) {
-        const auto left =
-            std::chrono::duration_cast<std::chrono::milliseconds>(until - std::chrono::steady_clock::now());
-        natsMsg* answer = nullptr;
-        if (left.count() <= 0 || natsSubscription_NextMsg(&answer, subscribed, left.count()) != NATS_OK)
-            return answers;
-        const OwnedMessage owned(answer);
-        const auto bytes = data_of(answer);
-        answers.emplace_back(bytes.begin(), bytes.end());
+    Asked asked(native_->connection.get(), subject, data, answers, patience);
+    std::vector<std::vector<std::byte>> all;
+    while (all.size() < kMostAnswers) {
+        Answer answer = asked.get_next(*this);
+        if (answer.status != Answer::Status::Answered) break;
+        all.push_back(std::move(answer.data));
     }
+    return all;
 }
 
 std::unique_ptr<Subscription> Connection::subscribe(const std::string& subject, Handler handler) {

@@ -199,15 +199,16 @@ class SessionLink::Impl {
                 look_after_reports([this] { reports_->restore(kStreamPatience); });
                 look_at = get_now() + kStreamInterval;
             }
-            if (is_broken_ && !std::exchange(is_broken_warned_, true) && events_.warn)
-                events_.warn("the other end sends parcels that do not fit together");
+            if (is_broken_ && !std::exchange(is_broken_said_, true) && events_.broken)
+                events_.broken("the other end sends parcels that do not fit together");
         }
     }
 
     void acknowledge() {
         for (std::size_t lane = 0; lane < kLaneCount; ++lane) {
             if (!state_->inboxes[lane]) continue;
-            const bool is_busy = state_->are_busy[lane];
+            // Whoever accepts nothing has not lost what he waits for.
+            const bool is_busy = state_->are_busy[lane] || state_->inboxes[lane]->is_full();
             Acknowledgement acknowledgement = state_->inboxes[lane]->get_acknowledgement();
             acknowledgement.is_busy = is_busy;
             connection_.try_publish(back_subject_, encode(acknowledgement));
@@ -236,7 +237,7 @@ class SessionLink::Impl {
     std::atomic<Nanoseconds> heard_;
     std::atomic<bool> must_renew_ = false, must_acknowledge_ = false;
     std::atomic<bool> is_broken_ = false;  ///< what comes
-    bool is_broken_warned_ = false;
+    bool is_broken_said_ = false;
     int failures_ = 0;  ///< to look after the reader of reports, one after the other
 
     std::mutex mutex_;

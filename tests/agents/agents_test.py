@@ -8,10 +8,11 @@ import struct
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 from pathlib import Path
 
-from nats import Agent, Run, Server, publish, read_message, wait_until
+from nats import Agent, Line, Run, Server, publish, read_message, wait_until
 
 PROGRAM, SOURCES = sys.argv[1], Path(sys.argv[2])
 sys.path.append(str(SOURCES / "tools"))
@@ -136,7 +137,54 @@ class Sessions(AgentsTest):
         self.assertIn('the spool of agent "lounge" is full: 1 MiB', " ".join(outcome["errors"]))
 
 
+    def test_frozen_agent(self):
+        """Nobody has to wait for its lease: neither who interrupts a test, nor the next one once it goes on."""
+        agent = self.start_agent("lounge")
+        test = self.start_test(seconds=3600)
+        self.wait_for(agent, "begins")
+        agent.process.send_signal(signal.SIGSTOP)
+        test.process.send_signal(signal.SIGINT)
+        outcome = test.wait(20)
+        self.assertEqual(130, outcome["exit_status"])
+        self.assertRegex(" ".join(outcome["errors"]), "was taking a step.*after notification [0-9]+ is lost|^$")
+        late = self.start_test()
+        time.sleep(0.5)
+        late.process.send_signal(signal.SIGINT)
+        self.assertEqual(130, late.wait(20)["exit_status"])
+        agent.process.send_signal(signal.SIGCONT)
+        wait_until("it is free", lambda: "in use" not in call("agents", "--server", self.server.url).stdout)
+        self.assertEqual(0, self.run_test()["exit_status"])
+
+    def test_agents_with_one_name(self):
+        """The second one came while the first one could not be asked: a test gets the faster one alone."""
+        first = self.start_agent("lounge")
+        first.process.send_signal(signal.SIGSTOP)
+        slow = Line(self.server.port)
+        self.addCleanup(slow.stop)
+        other_folder = self.folder / "second"
+        other_folder.mkdir()
+        second = Agent(PROGRAM, other_folder, "lounge", slow.url)
+        self.addCleanup(second.kill)
+        first.process.send_signal(signal.SIGCONT)
+        outcome = self.run_test("--clock", "real", seconds=2)
+        self.assertEqual(0, outcome["exit_status"])
+        logs = [agent.log.read_text() for agent in (first, second)]
+        self.assertEqual(1, sum("another agent with this name has it" in log for log in logs), logs)
+        wait_until("one of them ends", lambda: first.process.poll() == 2 or second.process.poll() == 2)
+        self.assertEqual(0, self.run_test()["exit_status"])
+
+
 class Refusals(AgentsTest):
+    def test_of_subjects(self):
+        """A user may not be an agent that the server's configuration has for somebody else."""
+        self.server.kill()
+        permissions = 'subscribe: {allow: ["iptvtest.inbox.>"]}'
+        server = Server(self.folder, f'authorization: {{ users: [{{ user: u, password: p, permissions: {{ {permissions} }} }}] }}')
+        self.addCleanup(server.kill)
+        done = call("agent", "--server", server.url.replace("//", "//u:p@"), "--name", "lounge", "--simulated")
+        self.assertEqual(3, done.returncode)
+        self.assertIn('requests do not reach agent "lounge"', done.stderr)
+
     def test_of_tests(self):
         self.start_agent("lounge")
         cases = [
@@ -146,6 +194,8 @@ class Refusals(AgentsTest):
             ("agent://*/sim/1", 2, '"*" cannot name an agent'),
             ("agent://lounge", 2, '"agent://lounge" names no port of agent lounge'),
             ("agent://lounge/sim/", 2, "names no port of agent lounge"),
+            ("agent://lounge/sim", 2, "names no port of agent lounge"),
+            ("agent://controller/sim/1", 2, "controllers have it"),
         ]
         for location, status, text in cases:
             with self.subTest(location=location):
@@ -167,6 +217,11 @@ class Refusals(AgentsTest):
             (["agents"], 2, "--server is required"),
             (["agent", *server, "--name", "lounge", "--simulated"], 2, 'there is an agent with the name "lounge"'),
             (["agent", *server, "--name", "a b", "--simulated"], 2, '"a b" cannot name an agent'),
+            (["agent", *server, "--name", "attic", "--interface", "a", "--interface", "a"], 2, "a is given twice"),
+            (["agent", *server, "--name", "attic", "--simulated", "--ca", "/dev/null"], 3, "the CA file"),
+            (["agent", *server, "--name", "attic", "--interface", "a-name-that-is-too-long"], 2, "names no network interface"),
+            (["agent", *server, "--name", "attic", "--interface", "sim"], 2, "names no network interface"),
+            (["agents", "--server", "foo://x:y"], 2, "is no address of a server"),
             (["agent", *server, "--name", "attic"], 2, "--interface or --simulated is missing"),
             (["agent", *server, "--name", "attic", "--simulated", "--user", "x", "--password-file", "/none"], 2, "/none"),
         ]
@@ -180,7 +235,7 @@ class Refusals(AgentsTest):
     def test_of_hostile_messages(self):
         """An agent answers, or not, and serves the next test."""
         agent = self.start_agent("lounge")
-        good = {"protocol": 1, "program": "9.9.9", "operation": 2, "session": "0" * 32, "holder": "x", "lease": 90}
+        good = {"protocol": 1, "program": "9.9.9", "operation": 2, "session": "0" * 32, "holder": "x", "instance": "", "lease": 90}
         for text, answer in [
             ("", "this is no JSON"),
             ("[" * 100000, "this is no JSON"),
@@ -230,7 +285,7 @@ class Refusals(AgentsTest):
             ("streams on air: expected a list", own_clock, (6, 0, b"7")),
             ("the other end sends parcels that do not fit together", (1, nobody, b"[[", 9, 0), (1, nobody, b"]]", 9, 7)),
         ]):
-            request = {"protocol": 1, "program": "9", "operation": 2, "session": f"{number:032x}", "holder": "x", "lease": 90}
+            request = {"protocol": 1, "program": "9", "operation": 2, "session": f"{number:032x}", "holder": "x", "instance": "", "lease": 90}
             control, down, reports = (f"iptvtest.agent.lounge.{what}" for what in
                                       ("control", f"down.{number:032x}", f"reports.{number:032x}"))
             with self.subTest(text=text), self.server.hear(reports) as line:

@@ -108,7 +108,9 @@ TEST(ExampleConfiguration, KeepsAgentsFromWhatIsNotTheirs) {
                           watched.change([&] { errors.push_back(text); });
                       }});
     const std::vector<std::string> own = {lane_subject(Lane::Answers, "lounge", "s"),
-                                          lane_subject(Lane::Reports, "lounge", "s")},
+                                          lane_subject(Lane::Reports, "lounge", "s"),
+                                          control_subject("lounge"), inbox_prefix_of_agent("lounge") + ".x",
+                                          std::string(kAnswersToDiscovery) + ".x"},
                                    own_heard = {discovery_subject(), control_subject("lounge"),
                                                 lane_subject(Lane::Down, "lounge", "s"),
                                                 inbox_prefix_of_agent("lounge") + ".x"};
@@ -119,6 +121,8 @@ TEST(ExampleConfiguration, KeepsAgentsFromWhatIsNotTheirs) {
                                              discovery_subject(),
                                              "$JS.API.STREAM.INFO.iptvtest",
                                              "$JS.ACK.iptvtest.x",
+                                             inbox_prefix_of_agent("headend") + ".x",
+                                             answers_of_agent("headend") + ".x",
                                              std::string(kInboxPrefixOfControllers) + ".x"},
                                    others_heard = {lane_subject(Lane::Down, "headend", "s"),
                                                    lane_subject(Lane::Reports, "headend", "s"),
@@ -144,14 +148,22 @@ TEST(ExampleConfiguration, KeepsAgentsFromWhatIsNotTheirs) {
         expect_refusal("Subscription to \"" + subject + '"');
     }
 
-    // Who is asked may answer, once.
     const auto asked = lounge.subscribe(control_subject("lounge"), [&](const Message& message) {
         lounge.publish(std::string(message.reply), as_bytes("yes"));
     });
     lounge.flush(10s);
     Connection controller(access_of(server, "controller"), "test", {});
-    EXPECT_EQ(controller.request(control_subject("lounge"), {}, 10s).data.size(), 3U);
-    EXPECT_EQ(controller.request(control_subject("headend"), {}, 10s).status, Answer::Status::NobodyListens);
+    EXPECT_EQ(controller.request(control_subject("lounge"), {}, 10s, answers_of_agent("lounge")).data.size(),
+              3U);
+    EXPECT_EQ(controller.request_all(control_subject("lounge"), {}, 100ms, kAnswersToDiscovery).size(), 1U);
+    EXPECT_EQ(controller.request(control_subject("headend"), {}, 10s, answers_of_agent("headend")).status,
+              Answer::Status::NobodyListens);
+    // An agent that asks itself, to answer where it may not speak.
+    Connection(access_of(server, "lounge"), "trick", {})
+        .request(control_subject("lounge"), {}, 100ms, answers_of_agent("headend"));
+    ASSERT_TRUE(watched.wait_until([&] { return !errors.empty(); }));
+    EXPECT_THAT(errors.front(),
+                HasSubstr("Permissions Violation for Publish to \"iptvtest.agent.headend.answers."));
 }
 
 }  // namespace

@@ -84,6 +84,20 @@ TEST(Inbox, RefusesPiecesThatDoNotFitTogether) {
         EXPECT_EQ(inbox.add(steps[i].first).verdict, steps[i].second) << "step " << i;
 }
 
+TEST(Inbox, WaitsUntilParcelsAreTaken) {
+    const std::vector<std::byte> piece(10);
+    Inbox inbox(Lane::Down, 1'000);
+    const auto add = [&](std::uint64_t number) {
+        return inbox.add({Lane::Down, 1, false, 0, 10, 0, number, piece}).verdict;
+    };
+    std::uint64_t number = 1;
+    while (add(number) == Inbox::Verdict::Complete && number < 100) ++number;
+    EXPECT_EQ(number, 5U);  // each costs 256 bytes more
+    EXPECT_EQ(inbox.get_acknowledgement().expected, number);
+    inbox.take(1);
+    EXPECT_EQ(add(number), Inbox::Verdict::Complete);
+}
+
 TEST(Inbox, UnpacksWhatWasPacked) {
     // The size, and as an LZ4 block: a letter and 14 more of it from one byte before, and five at the end.
     const std::vector<int> good = {20, 0, 0, 0, 0x1A, 'a', 1, 0, 0x50, 'a', 'a', 'a', 'a', 'a'};

@@ -10,10 +10,12 @@
 #include <iostream>
 #include <memory>
 #include <mutex>
+#include <optional>
 
 #include "agents/server/agent.h"
 #include "orv/bus/names.h"
 #include "orv/framework/task_manager.h"
+#include "orv/nic/live_port.h"
 #include "output/printable.h"
 #include "program/server_options.h"
 #include "reports.h"
@@ -24,6 +26,8 @@ namespace orv::app {
 namespace {
 
 constexpr std::chrono::milliseconds kTurn{250};
+/// For another agent with the same name.
+constexpr int kTurnsBetweenLooks = 40;
 constexpr std::chrono::seconds kServerPatience{2};
 
 /// SIGINT, SIGTERM and SIGHUP, which no thread gets: they are asked for.
@@ -92,6 +96,40 @@ std::unique_ptr<bus::Connection> Connect(const AgentArguments& arguments,
     }
 }
 
+/// They may come later: then a test can use them.
+void WarnOfInterfaces(const AgentOffer& offer) {
+    for (const std::string& interface : offer.interfaces) {
+        try {
+            nic::GetLineRate(interface);
+        } catch (const nic::NicError& error) {
+            Say(fmt::format("Warning: {}.", error.what()));
+        }
+    }
+}
+
+/// Whether the server lets requests reach the agent; nothing when a signal came before it is known. A server
+/// that is lost meanwhile is waited for.
+std::optional<bool> WaitUntilHeard(Agent& agent, bus::Connection& connection, const Signals& signals) {
+    constexpr int kAttempts = 2;
+    for (int refused = 0;;) {
+        try {
+            if (agent.IsHeard()) return true;
+            if (connection.is_connected() && ++refused == kAttempts) return false;
+        } catch (const bus::BusError&) {  // it is being tried again
+        }
+        if (signals.Wait(kTurn)) return {};
+    }
+}
+
+/// Somebody else may have taken the name while the server was lost, or this process stood still.
+bool IsOusted(Agent& agent) {
+    try {
+        return agent.MustGiveWay();
+    } catch (const bus::BusError&) {  // lost again
+        return false;
+    }
+}
+
 }  // namespace
 
 int RunAgent(const AgentArguments& arguments) {
@@ -113,18 +151,30 @@ int RunAgent(const AgentArguments& arguments) {
     try {
         const auto connection = Connect(arguments, events, signals);
         if (!connection) return 0;
+        WarnOfInterfaces(offer);
         Agent agent(*connection, offer, Say);
+        const std::optional<bool> is_heard = WaitUntilHeard(agent, *connection, signals);
+        if (!is_heard) return 0;
+        if (!*is_heard) {
+            PrintError(fmt::format(
+                "requests do not reach agent \"{}\": the server does not permit its user to listen on {}, or "
+                "to publish there",
+                offer.name, bus::control_subject(offer.name)));
+            return static_cast<int>(RunEnd::Failure);
+        }
         Say(fmt::format("Agent {} waits for tests; it offers {}.", offer.name, DescribeOffer(offer)));
+        int turns = 0;
         while (!signals.Wait(kTurn) && !is_lost_for_good) {
             if (is_back.exchange(false)) agent.OnReconnected();
             agent.LookAfterSession();
+            if (++turns % kTurnsBetweenLooks == 0 && IsOusted(agent)) throw NameTaken();
         }
     } catch (const NameTaken&) {
         PrintError(fmt::format("there is an agent with the name \"{}\" already", offer.name));
         return static_cast<int>(RunEnd::BadInput);
     } catch (const bus::BusError& error) {
         PrintError(error.what());
-        return static_cast<int>(RunEnd::BadInput);
+        return static_cast<int>(RunEnd::Failure);
     }
     return is_lost_for_good ? static_cast<int>(RunEnd::Failure) : 0;
 }

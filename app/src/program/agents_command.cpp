@@ -2,9 +2,10 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include <future>
 #include <iostream>
-#include <map>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <set>
 
 #include "agents/controller/clock_offset.h"
@@ -24,6 +25,9 @@ namespace {
 
 constexpr std::chrono::milliseconds kDiscovery{1'000}, kAgentPatience{2'000};
 constexpr int kSamples = 8;
+/// More names than that were not given by agents.
+constexpr std::size_t kMostAgents = 1'000;
+constexpr std::size_t kAskedAtOnce = 32;
 
 struct FoundAgent {
     std::string name, version, misfit;
@@ -47,10 +51,12 @@ std::set<std::string> FindNames(bus::Connection& connection) {
     const std::string request = MakeRequest(ControlRequest::Operation::Info);
     std::set<std::string> names;
     for (const auto& data :
-         connection.request_all(bus::discovery_subject(), std::as_bytes(std::span(request)), kDiscovery)) {
+         connection.request_all(bus::discovery_subject(), std::as_bytes(std::span(request)), kDiscovery,
+                                bus::kAnswersToDiscovery)) {
         try {
             const ControlAnswer answer = ReadControlAnswer(GetAnswerText(data));
-            if (bus::find_name_problem(answer.name).empty()) names.insert(answer.name);
+            if (bus::find_name_problem(answer.name).empty() && names.size() < kMostAgents)
+                names.insert(answer.name);
         } catch (const ProtocolError&) {  // no agent
         }
     }
@@ -64,8 +70,9 @@ bool AskAgent(bus::Connection& connection, FoundAgent& agent, ControlRequest::Op
     };
     const std::string request = MakeRequest(operation);
     const auto asked = now();
-    const bus::Answer data = connection.request(bus::control_subject(agent.name),
-                                                std::as_bytes(std::span(request)), kAgentPatience);
+    const bus::Answer data =
+        connection.request(bus::control_subject(agent.name), std::as_bytes(std::span(request)),
+                           kAgentPatience, bus::answers_of_agent(agent.name));
     const auto answered = now();
     if (data.status != bus::Answer::Status::Answered) return false;
     try {
@@ -73,6 +80,7 @@ bool AskAgent(bus::Connection& connection, FoundAgent& agent, ControlRequest::Op
         agent.version = answer.program;
         agent.misfit = FindVersionProblem("it", answer.protocol, answer.program);
         if (!agent.misfit.empty()) return true;
+        if (!answer.error.empty()) throw ProtocolError(answer.error);
         if (answer.info) agent.info = *answer.info;
         agent.system_clock.Add(asked, answered, answer.system_time);
     } catch (const ProtocolError& error) {
@@ -81,14 +89,25 @@ bool AskAgent(bus::Connection& connection, FoundAgent& agent, ControlRequest::Op
     return true;
 }
 
+std::optional<FoundAgent> AskForAll(bus::Connection& connection, const std::string& name) {
+    FoundAgent agent{name, {}, {}, {}, {}};
+    if (!AskAgent(connection, agent, ControlRequest::Operation::Info)) return {};
+    for (int i = 0; i < kSamples && agent.misfit.empty(); ++i)
+        AskAgent(connection, agent, ControlRequest::Operation::Time);
+    return agent;
+}
+
+/// Some at the same time: they may be far away, or not answer.
 std::vector<FoundAgent> FindAgents(bus::Connection& connection) {
+    const std::set<std::string> names = FindNames(connection);
     std::vector<FoundAgent> agents;
-    for (const std::string& name : FindNames(connection)) {
-        FoundAgent agent{name, {}, {}, {}, {}};
-        if (!AskAgent(connection, agent, ControlRequest::Operation::Info)) continue;
-        for (int i = 0; i < kSamples && agent.misfit.empty(); ++i)
-            AskAgent(connection, agent, ControlRequest::Operation::Time);
-        agents.push_back(std::move(agent));
+    for (auto name = names.begin(); name != names.end();) {
+        std::vector<std::future<std::optional<FoundAgent>>> asked;
+        for (; name != names.end() && asked.size() < kAskedAtOnce; ++name)
+            asked.push_back(std::async(std::launch::async,
+                                       [&connection, name = *name] { return AskForAll(connection, name); }));
+        for (auto& answer : asked)
+            if (auto agent = answer.get()) agents.push_back(std::move(*agent));
     }
     return agents;
 }

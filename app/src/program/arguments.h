@@ -32,8 +32,9 @@ struct Arguments {
 
     ResultsRequest results;
     ReportRequest report;
-    std::string class_name;  ///< of explain; empty: all classes
-    AgentArguments agent;    ///< of agent; of agents the server
+    std::string class_name;           ///< of explain; empty: all classes
+    AgentArguments agent;             ///< of agent
+    bus::ServerAccess agents_server;  ///< of agents
 };
 
 /// Reads a command line. For a wrong command line or a request for help, the answer

@@ -119,7 +119,7 @@ int CarryOut(const Arguments& arguments) {
         case Arguments::Command::Agent:
             return RunAgent(arguments.agent);
         case Arguments::Command::Agents:
-            return ListAgents(arguments.agent.server, arguments.json);
+            return ListAgents(arguments.agents_server, arguments.json);
         case Arguments::Command::Version:
             return PrintVersion();
     }

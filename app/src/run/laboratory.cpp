@@ -56,7 +56,7 @@ Laboratory::Laboratory(const core::CProject& project, const Setup& setup)
       network_(MakeNetwork(setup.simulation, project)),
       live_(setup.live, setup.simulation.seed, setup.complain),
       agents_({setup.server, setup.lease, setup.complain, setup.warn, &timeline_,
-               [this]() -> const il::StreamsOnAir& { return on_air_.Get(); }},
+               [this]() -> const il::StreamsOnAir& { return on_air_.Get(); }, setup.is_interrupted},
               FindAgentPorts(project, setup), MakeSessionSetup(setup, network_, timeline_)),
       addressing_(setup.complain) {
     network_.is_sent = [this](const il::ipAddress_t& group, const il::SourceFilter& filter) {

@@ -38,7 +38,8 @@ class Laboratory {
         LivePorts::Complain complain;  ///< of live ports
         bus::ServerAccess server;      ///< over which agents are reached
         std::chrono::seconds lease = kDefaultLease;
-        AgentPorts::Say warn;  ///< of trouble with agents that may pass
+        AgentPorts::Say warn;                  ///< of trouble with agents that may pass
+        std::function<bool()> is_interrupted;  ///< see AgentPorts
     };
     /// Throws COrvRunTimeError when a network interface or an agent cannot be used.
     Laboratory(const core::CProject& project, const Setup& setup);

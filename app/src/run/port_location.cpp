@@ -28,7 +28,9 @@ bool IsInterfaceName(std::string_view name) {
 std::string FindAgentProblem(const std::string& location) {
     const PortPlace place = ReadLocation(location);
     if (const std::string problem = bus::find_name_problem(place.agent); !problem.empty()) return problem;
-    if (!place.simulated.empty() || IsInterfaceName(place.interface)) return {};
+    // A simulated port without a name is no interface called "sim".
+    const bool is_live = IsInterfaceName(place.interface) && place.interface + '/' != kSimulatedPlace;
+    if (!place.simulated.empty() || is_live) return {};
     return fmt::format("\"{}\" names no port of agent {}; expected {}{}/<interface> or {}{}/{}<name>",
                        location, place.agent, kAgentScheme, place.agent, kAgentScheme, place.agent,
                        kSimulatedPlace);

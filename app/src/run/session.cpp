@@ -239,6 +239,7 @@ class Session::Impl {
         setup.warn = [&observer](const std::string& text) {
             observer.OnLog({"iptvtest", framework::LogLevelType::Warn, text, __FILE__, __LINE__});
         };
+        setup.is_interrupted = [&observer] { return observer.GetInterrupts() > 0; };
         {
             const Connections connections;
             Laboratory laboratory(host_.GetProject(), setup);

@@ -4,6 +4,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <exception>
+#include <future>
+#include <thread>
 #include <utility>
 
 #include "agents/controller/lane_transport.h"
@@ -49,6 +52,7 @@ AgentPorts::AgentPorts(Setup setup, const std::vector<Port>& ports, const Sessio
     events.back = [this] {
         setup_.warn("The connection to the server of the agents is back.");
         const std::lock_guard lock(sessions_mutex_);
+        ++reconnections_;
         for (const auto& session : sessions_) session->OnReconnected();
     };
     events.error = setup_.warn;
@@ -68,18 +72,49 @@ AgentPorts::AgentPorts(Setup setup, const std::vector<Port>& ports, const Sessio
     } catch (const bus::BusError& error) {
         throw common::COrvRunTimeError(fmt::format("the server of the agents: {}", error.what()));
     }
-    for (auto& [agent, session] : by_agent) {
-        Restrict(session.network, session.ports);
-        auto made = std::make_shared<AgentSession>(
-            *connection_, AgentSession::Setup{agent, setup_.lease, std::move(session)}, setup_.warn);
-        for (OnAgent& port : ports_)
-            if (port.place.agent == agent) port.session = made;
-        const std::lock_guard lock(sessions_mutex_);
-        sessions_.push_back(std::move(made));
+    OpenSessions(by_agent);
+}
+
+/// At the same time: they may be far away, or not answer.
+void AgentPorts::OpenSessions(std::map<std::string, SessionSetup>& by_agent) {
+    std::vector<std::future<std::shared_ptr<AgentSession>>> opened;
+    for (auto& [name, setup] : by_agent) {
+        opened.push_back(std::async(std::launch::async, [this, &agent = name, &session = setup] {
+            Restrict(session.network, session.ports);
+            return std::make_shared<AgentSession>(
+                *connection_,
+                AgentSession::Setup{agent, setup_.lease, std::move(session), setup_.is_interrupted},
+                setup_.warn);
+        }));
     }
+    std::exception_ptr failure;
+    for (auto& session : opened) {
+        try {
+            auto made = session.get();
+            for (OnAgent& port : ports_)
+                if (port.place.agent == made->GetAgent()) port.session = made;
+            const std::lock_guard lock(sessions_mutex_);
+            sessions_.push_back(std::move(made));
+        } catch (...) {
+            if (!failure) failure = std::current_exception();
+        }
+    }
+    if (!failure) {
+        // Those that were made first were not in the list yet when the connection came back meanwhile.
+        const std::lock_guard lock(sessions_mutex_);
+        if (reconnections_ > 0)
+            for (const auto& session : sessions_) session->OnReconnected();
+        return;
+    }
+    CloseSessions();
+    std::rethrow_exception(failure);
 }
 
 AgentPorts::~AgentPorts() {
+    CloseSessions();
+}
+
+void AgentPorts::CloseSessions() {
     ports_.clear();
     // Sessions end without the mutex, which the connection's events take.
     std::vector<std::shared_ptr<AgentSession>> sessions;
@@ -87,6 +122,11 @@ AgentPorts::~AgentPorts() {
         const std::lock_guard lock(sessions_mutex_);
         sessions.swap(sessions_);
     }
+    std::vector<std::thread> threads;
+    for (auto& session : sessions)
+        threads.emplace_back([ending = std::move(session)]() mutable { ending.reset(); });
+    for (std::thread& thread : threads) thread.join();
+    connection_.reset();  // its events use other members
 }
 
 std::unique_ptr<PortLink> AgentPorts::MakeLink(core::CPort& port, PortLink::Tap tap, PortLink::Gone gone) {
@@ -142,8 +182,14 @@ void AgentPorts::FollowGenerators() {
 }
 
 std::vector<LivePortReport> AgentPorts::GetLiveReports() const {
+    // At the same time: one of them may not answer.
+    std::map<const AgentSession*, std::future<std::vector<nic::LiveFigures>>> asked;
+    for (const OnAgent& port : ports_)
+        if (port.place.IsLive() && !asked.contains(port.session.get()))
+            asked[port.session.get()] =
+                std::async(std::launch::async, [session = port.session] { return session->GetFigures(); });
     std::map<const AgentSession*, std::vector<nic::LiveFigures>> figures;
-    for (const auto& session : sessions_) figures[session.get()] = session->GetFigures();
+    for (auto& [session, answer] : asked) figures[session] = answer.get();
     std::vector<LivePortReport> reports;
     for (const OnAgent& port : ports_) {
         if (!port.place.IsLive()) continue;

@@ -30,6 +30,7 @@ class AgentPorts {
         Say complain, warn;
         il::ITimeline* timeline = nullptr;  ///< of stepped ports; outlives them
         std::function<const il::StreamsOnAir&()> get_streams;
+        std::function<bool()> is_interrupted;  ///< the user wants the test to end; any thread
     };
     struct Port {
         const core::CPort* port = nullptr;
@@ -62,12 +63,16 @@ class AgentPorts {
         bool is_sending = false;
     };
 
+    /// Throws COrvRunTimeError of the first that fails, by name.
+    void OpenSessions(std::map<std::string, SessionSetup>& by_agent);
+    void CloseSessions();
     const OnAgent& Find(const core::CPort& port) const;
     std::chrono::nanoseconds GetStartTime() const;
 
     const Setup setup_;
     bool is_stepped_ = false;
     std::unique_ptr<bus::Connection> connection_;
+    int reconnections_ = 0;                                ///< guarded by the mutex
     std::mutex sessions_mutex_;                            ///< the connection's events come on its threads
     std::vector<std::shared_ptr<AgentSession>> sessions_;  ///< in the order of the agents' names
     std::vector<OnAgent> ports_;

@@ -8,7 +8,6 @@
 #include <map>
 #include <mutex>
 #include <optional>
-#include <random>
 #include <thread>
 #include <utility>
 
@@ -32,17 +31,10 @@ constexpr int kFirstSamples = 8;
 /// An agent that has lost the server, as we may have, comes back within that time.
 constexpr std::chrono::seconds kComeBack{3};
 constexpr std::chrono::milliseconds kAskAgain{100};
+constexpr std::chrono::seconds kInterruptedPatience{2};
 
 Nanoseconds GetSteadyTime() {
     return std::chrono::steady_clock::now().time_since_epoch();
-}
-
-/// Not to be guessed, because it is part of subjects.
-std::string MakeSessionName() {
-    std::random_device random;
-    std::string name;
-    for (int i = 0; i < 4; ++i) name += fmt::format("{:08x}", random());
-    return name;
 }
 
 std::string DescribeUs() {
@@ -66,43 +58,49 @@ Registry& GetSessions() {
 }  // namespace
 
 class AgentSession::Impl {
+    enum class Agent { IsThere, IsGone };
+
   public:
     Impl(bus::Connection& connection, Setup setup, std::function<void(const std::string&)> warn)
         : connection_(connection),
           setup_(std::move(setup)),
           warn_(std::move(warn)),
-          session_(MakeSessionName()) {
-        const ControlAnswer opened = AskFirst(ControlRequest::Operation::Open);
-        version_ = opened.program;
-        is_open_ = true;
+          session_(MakeUniqueName()) {
+        {
+            const std::lock_guard lock(GetSessions().mutex);
+            GetSessions().closers.push_back(&close_);
+        }
+        figures_.resize(setup_.session.ports.size());
         try {
+            const ControlAnswer opened = AskFirst(ControlRequest::Operation::Open);
+            version_ = opened.program;
+            has_answered_ = true;
             bus::SessionLink::Setup link;
             link.side = bus::SessionLink::Side::Controller;
             link.agent = setup_.agent;
             link.session = session_;
             link_.emplace(connection_, link,
-                          bus::SessionLink::Events{[this](Lane lane, bus::Parcel parcel, auto take) {
-                                                       OnParcel(lane, std::move(parcel), std::move(take));
-                                                   },
-                                                   [this](const std::string& text) { Warn(text); }});
+                          bus::SessionLink::Events{
+                              [this](Lane lane, bus::Parcel parcel, auto take) {
+                                  OnParcel(lane, std::move(parcel), std::move(take));
+                              },
+                              [this](const std::string& text) { Warn(text); },
+                              [this](const std::string& text) {
+                                  End(fmt::format("agent \"{}\": {}", setup_.agent, text), Agent::IsThere);
+                              }});
             for (int i = 0; i < kFirstSamples; ++i) AskFirst(ControlRequest::Operation::Time);
             MakePorts();
         } catch (...) {
+            Unregister();
             Close();
             link_.reset();
             throw;
         }
-        figures_.resize(setup_.session.ports.size());
-        const std::lock_guard lock(GetSessions().mutex);
-        GetSessions().closers.push_back(&close_);
         keeper_ = std::thread([this] { Keep(); });
     }
 
     ~Impl() {
-        {
-            const std::lock_guard lock(GetSessions().mutex);
-            std::erase(GetSessions().closers, &close_);
-        }
+        Unregister();
         {
             const std::lock_guard lock(mutex_);
             is_over_ = true;
@@ -151,8 +149,18 @@ class AgentSession::Impl {
     }
 
     void OnReconnected() { link_->on_reconnected(); }
+    std::chrono::seconds GetLease() const { return setup_.lease; }
+    bool IsInterrupted() const { return setup_.is_interrupted && setup_.is_interrupted(); }
+    void Abandon(const std::string& why) {
+        End(fmt::format("agent \"{}\" {}", setup_.agent, why), Agent::IsThere);
+    }
 
   private:
+    void Unregister() {
+        const std::lock_guard lock(GetSessions().mutex);
+        std::erase(GetSessions().closers, &close_);
+    }
+
     /// Throws COrvRunTimeError unless the agent does it.
     ControlAnswer AskFirst(ControlRequest::Operation operation) {
         const std::string who = fmt::format("agent \"{}\"", setup_.agent);
@@ -192,17 +200,50 @@ class AgentSession::Impl {
         request.program = kProgramVersion;
         request.session = session_;
         request.lease = setup_.lease;
-        if (operation == ControlRequest::Operation::Open) request.holder = DescribeUs();
+        if (operation == ControlRequest::Operation::Open) {
+            request.holder = DescribeUs();
+        } else {
+            const std::lock_guard lock(mutex_);
+            request.instance = instance_;
+        }
         const std::string text = ToJson(request);
         const Nanoseconds asked = GetSteadyTime();
         const bus::Answer answer =
-            connection_.request(bus::control_subject(setup_.agent), std::as_bytes(std::span(text)), patience);
+            connection_.request(bus::control_subject(setup_.agent), std::as_bytes(std::span(text)), patience,
+                                bus::answers_of_agent(setup_.agent),
+                                [this](std::span<const std::byte> bytes) { return IsOfOurAgent(bytes); });
         const Nanoseconds answered = GetSteadyTime();
         if (answer.status != bus::Answer::Status::Answered) return {};
         const ControlAnswer read =
             ReadControlAnswer({reinterpret_cast<const char*>(answer.data.data()), answer.data.size()});
         if (operation != ControlRequest::Operation::Open) Note(read, asked, answered);
+        CheckInstance(read);
         return read;
+    }
+
+    /// Not of another agent with the same name; nor of ours, if it was started again.
+    bool IsOfOurAgent(std::span<const std::byte> bytes) const {
+        try {
+            const ControlAnswer answer =
+                ReadControlAnswer({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+            const std::lock_guard lock(mutex_);
+            return instance_.empty() || answer.instance == instance_;
+        } catch (const ProtocolError&) {
+            return true;  // it is told of
+        }
+    }
+
+    /// An agent that was started again does not know the session.
+    void CheckInstance(const ControlAnswer& answer) {
+        if (!answer.is_known) return;
+        {
+            const std::lock_guard lock(mutex_);
+            if (instance_.empty()) instance_ = answer.instance;
+            if (instance_ == answer.instance) return;
+        }
+        const std::string text = fmt::format("there are two agents with the name \"{}\"", setup_.agent);
+        End(text, Agent::IsThere);
+        throw ProtocolError(text);
     }
 
     void Note(const ControlAnswer& answer, Nanoseconds asked, Nanoseconds answered) {
@@ -272,6 +313,8 @@ class AgentSession::Impl {
                 }
             }
             const Nanoseconds silence = std::min(GetSteadyTime() - heard, link_->get_silence());
+            if (silence > kInterruptedPatience && IsInterrupted())
+                return Abandon("has been silent since the test was interrupted");
             if (silence > setup_.lease)
                 return End(
                     fmt::format("agent \"{}\" has been silent for {} s", setup_.agent, setup_.lease.count()));
@@ -283,21 +326,30 @@ class AgentSession::Impl {
         return end_;
     }
 
-    void End(const std::string& reason) {
+    void End(const std::string& reason, Agent agent = Agent::IsGone) {
         {
             const std::lock_guard lock(mutex_);
             if (end_) return;
             end_ = reason;
         }
-        is_open_ = false;  // nobody is there to be told
+        if (agent == Agent::IsGone) is_open_ = false;  // nobody is there to be told
         changed_.notify_all();
         const std::lock_guard lock(events_mutex_);
         for (const auto& [number, events] : ports_) events.ended(reason);
     }
 
-    /// An agent that does not hear of it waits for the lease, and nobody else can use it.
+    /// An agent that does not hear of it waits for the lease, and nobody else can use it. One that has not
+    /// answered yet is told once: it may be about to begin the session.
     void Close() {
         if (!is_open_.exchange(false)) return;
+        if (!has_answered_) {
+            AskQuietly(ControlRequest::Operation::Close, kAskAgain);
+            return;
+        }
+        if (IsInterrupted()) {  // nobody wants to wait
+            AskQuietly(ControlRequest::Operation::Close, std::chrono::milliseconds(500));
+            return;
+        }
         const Nanoseconds until = GetSteadyTime() + kComeBack;
         while (!AskQuietly(ControlRequest::Operation::Close, std::chrono::seconds(2)) &&
                GetSteadyTime() < until)
@@ -312,12 +364,14 @@ class AgentSession::Impl {
     const std::string session_;
     std::string version_;
     std::vector<double> line_rates_;
-    std::atomic<bool> is_open_ = false;
+    std::atomic<bool> is_open_ = true;  ///< it has been asked for, and nobody has closed it
+    std::atomic<bool> has_answered_ = false;
 
     mutable std::mutex mutex_;  ///< of the members up to the next empty line
     std::condition_variable changed_;
     bool is_over_ = false;
     std::optional<std::string> end_;  ///< why the session has ended
+    std::string instance_;            ///< of the agent that has the session
     std::optional<SessionAnswer> answer_;
     ClockOffset offset_;
     std::optional<ClockOffset::Estimate> at_start_;
@@ -351,6 +405,15 @@ void AgentSession::Detach(std::uint16_t port) {
 bool AgentSession::Send(bus::Parcel parcel) {
     return impl_->Send(std::move(parcel));
 }
+bool AgentSession::IsInterrupted() const {
+    return impl_->IsInterrupted();
+}
+void AgentSession::Abandon(const std::string& why) {
+    impl_->Abandon(why);
+}
+std::chrono::seconds AgentSession::GetLease() const {
+    return impl_->GetLease();
+}
 Nanoseconds AgentSession::ToAgentTime(Nanoseconds time) const {
     return time + impl_->GetOffset().offset;
 }
@@ -372,7 +435,10 @@ void AgentSession::OnReconnected() {
 
 void AgentSession::CloseAll() {
     const std::lock_guard lock(GetSessions().mutex);
-    for (const auto* close : GetSessions().closers) (*close)();
+    // At the same time: one of them may not answer, and there is little time.
+    std::vector<std::thread> threads;
+    for (const auto* close : GetSessions().closers) threads.emplace_back(*close);
+    for (std::thread& thread : threads) thread.join();
 }
 
 }  // namespace orv::app

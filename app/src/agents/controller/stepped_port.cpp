@@ -1,5 +1,8 @@
 #include "agents/controller/stepped_port.h"
 
+#include <fmt/format.h>
+
+#include <chrono>
 #include <condition_variable>
 #include <map>
 #include <mutex>
@@ -7,8 +10,19 @@
 #include <utility>
 
 #include "agents/protocol/step.h"
+#include "orv/tm/message_head.h"
 
 namespace orv::app {
+
+namespace {
+
+constexpr std::chrono::milliseconds kLook{100};
+/// A port that the user does not want to wait for.
+constexpr std::chrono::seconds kStepPatience{2};
+/// Nobody has as many timers at one moment: time would stand still.
+constexpr std::uint32_t kMostStepsAtOnce = 100'000;
+
+}  // namespace
 
 class SteppedPort::Impl {
   public:
@@ -39,21 +53,49 @@ class SteppedPort::Impl {
         step.now = timeline_.GetNow();
         session_->Send(MakeParcel(ParcelKind::Step, port_, Encode(step)));
         try {
+            CountStep(step.now);
             for (StepAction& action : WaitForIt().actions) Do(action);
         } catch (const ProtocolError& error) {
-            End(error.what());
+            End(fmt::format("{}; what it would have reported after notification {} is lost", error.what(),
+                            notifications_));
         }
     }
 
     const il::StreamsOnAir& GetStreamsNow() const { return get_streams_(); }
 
   private:
-    /// Throws ProtocolError if the session ends before, or the agent answers something else.
+    void CountStep(std::chrono::nanoseconds now) {
+        steps_at_once_ = now == latest_ ? steps_at_once_ + 1 : 0;
+        latest_ = now;
+        if (steps_at_once_ > kMostStepsAtOnce)
+            throw ProtocolError(Describe("takes no end of steps at one moment"));
+    }
+
+    std::string Describe(const std::string& what) const {
+        return fmt::format("agent \"{}\" {}", session_->GetAgent(), what);
+    }
+
+    /// Throws ProtocolError if the session ends before, the agent answers something else, or nobody wants to
+    /// wait for it.
     StepDone WaitForIt() {
+        using Clock = std::chrono::steady_clock;
         std::vector<std::byte> bytes;
         {
             std::unique_lock lock(mutex_);
-            changed_.wait(lock, [this] { return done_ || end_; });
+            const auto until = Clock::now() + session_->GetLease();
+            std::optional<Clock::time_point> interrupted_until;
+            while (!changed_.wait_for(lock, kLook, [this] { return done_ || end_; })) {
+                if (Clock::now() > until)
+                    throw ProtocolError(Describe(
+                        fmt::format("has not taken a step within {} s", session_->GetLease().count())));
+                if (!session_->IsInterrupted()) continue;
+                if (!interrupted_until) interrupted_until = Clock::now() + kStepPatience;
+                if (Clock::now() < *interrupted_until) continue;
+                // All ports of the session, which would each wait as long.
+                lock.unlock();
+                session_->Abandon("was taking a step when the test was interrupted");
+                lock.lock();
+            }
             if (!done_) throw ProtocolError(*end_);
             bytes = std::move(*done_);
             done_.reset();
@@ -66,10 +108,14 @@ class SteppedPort::Impl {
     void Do(StepAction& action) {
         switch (action.kind) {
             case StepAction::Kind::Send:
+                if (const auto head = tm::read_message_head(action.data);
+                    head && head->type == tm::TMT_REQUEST)
+                    ++notifications_;
                 return send_(std::move(action.data));
             case StepAction::Kind::HangUp:
                 return End({reinterpret_cast<const char*>(action.data.data()), action.data.size()});
             case StepAction::Kind::Post:
+                if (timers_.contains(action.timer)) throw ProtocolError(Describe("set a timer twice"));
                 timers_[action.timer] = timeline_.PostAfter(action.delay, [this, timer = action.timer] {
                     timers_.erase(timer);
                     Take({.event = Step::Event::Timer, .timer = timer});
@@ -112,6 +158,9 @@ class SteppedPort::Impl {
     const Send send_;
     const HangUp hang_up_;
     std::uint64_t steps_ = 0;
+    std::chrono::nanoseconds latest_{};
+    std::uint32_t steps_at_once_ = 0;
+    std::uint64_t notifications_ = 0;                ///< sent by the port
     std::map<std::uint64_t, std::uint64_t> timers_;  ///< the port's, to ids of the timeline
     bool is_over_ = false;
 

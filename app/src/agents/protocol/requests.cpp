@@ -3,6 +3,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
+#include <random>
 
 #include "agents/protocol/json_members.h"
 #include "program_version.h"
@@ -19,6 +21,10 @@ bool IsSession(const std::string& text) {
 
 /// Bytes of a text that is shown to people: a host's name has up to 255 of them.
 constexpr std::size_t kMostShownBytes = 500;
+/// In Linux.
+constexpr std::size_t kLongestInterface = 15;
+/// Of a load or a line rate: a petabit per second.
+constexpr double kMostAmount = 1e15;
 
 /// A text that is shown to people.
 template <class Archive, class Text>
@@ -29,6 +35,14 @@ void VisitShown(Archive& archive, const char* name, Text& text) {
         if (text.size() > kMostShownBytes || std::ranges::any_of(text, is_control))
             throw ProtocolError(fmt::format("{}: too long, or with control characters", name));
     }
+}
+
+template <class Archive>
+void VisitAmount(Archive& archive, const char* name, double& amount) {
+    archive(name, amount);
+    if constexpr (Archive::kReads)
+        if (!std::isfinite(amount) || amount < 0 || amount > kMostAmount)
+            throw ProtocolError(fmt::format("{}: a number out of range", name));
 }
 
 template <class Archive, class Duration>
@@ -68,6 +82,7 @@ void VisitMembers(Archive& archive, ControlRequest& request) {
     archive("operation", request.operation);
     archive("session", request.session);
     VisitShown(archive, "holder", request.holder);
+    VisitShown(archive, "instance", request.instance);
     VisitDuration(archive, "lease", request.lease);
     if constexpr (Archive::kReads) {
         const bool has_session = request.operation >= ControlRequest::Operation::Open;
@@ -81,8 +96,10 @@ void VisitMembers(Archive& archive, ControlRequest& request) {
 template <class Archive>
 void VisitMembers(Archive& archive, AgentInterface& interface) {
     VisitShown(archive, "name", interface.name);
-    archive("line_rate", interface.line_rate);
+    VisitAmount(archive, "line_rate", interface.line_rate);
     archive("is_up", interface.is_up);
+    if constexpr (Archive::kReads)
+        if (interface.name.size() > kLongestInterface) throw ProtocolError("name: too long for an interface");
 }
 
 template <class Archive>
@@ -90,7 +107,7 @@ void VisitMembers(Archive& archive, AgentInfo& info) {
     VisitShown(archive, "name", info.name);
     archive("interfaces", info.interfaces);
     archive("is_simulated", info.is_simulated);
-    archive("load", info.load);
+    VisitAmount(archive, "load", info.load);
     VisitShown(archive, "holder", info.holder);
 }
 
@@ -101,12 +118,20 @@ void VisitMembers(Archive& archive, ControlAnswer& answer) {
     VisitShown(archive, "name", answer.name);
     if (Archive::kReads && answer.protocol != kAgentProtocol) return;
     archive("error", answer.error);
+    VisitShown(archive, "instance", answer.instance);
     archive("info", answer.info);
     archive("is_known", answer.is_known);
     VisitTime(archive, "steady_time", answer.steady_time);
     VisitTime(archive, "system_time", answer.system_time);
     VisitTime(archive, "latest_start", answer.latest_start);
     archive("figures", answer.figures);
+}
+
+std::string MakeUniqueName() {
+    std::random_device random;
+    std::string name;
+    for (int i = 0; i < 4; ++i) name += fmt::format("{:08x}", random());
+    return name;
 }
 
 std::string ToJson(const ControlRequest& request) {

@@ -36,15 +36,16 @@ struct ControlRequest {
     };
     Operation operation = Operation::Info;
     int protocol = kAgentProtocol;
-    std::string program = {};  ///< version of the program, "0.1.0"
-    std::string session = {};  ///< 32 hexadecimal digits
-    std::string holder = {};   ///< who holds it, for people: "anna@desk, process 4711"
+    std::string program = {};   ///< version of the program, "0.1.0"
+    std::string session = {};   ///< 32 hexadecimal digits
+    std::string holder = {};    ///< who holds it, for people: "anna@desk, process 4711"
+    std::string instance = {};  ///< of the agent that has the session; empty: any
     std::chrono::seconds lease = kDefaultLease;
 };
 
 struct AgentInterface {
-    std::string name;
-    double line_rate = 0;  ///< bit/s
+    std::string name;      ///< at most 15 characters
+    double line_rate = 0;  ///< bit/s, finite
     bool is_up = false;
 };
 
@@ -61,8 +62,9 @@ struct AgentInfo {
 struct ControlAnswer {
     int protocol = kAgentProtocol;
     std::string program = {};
-    std::string name = {};   ///< of the agent
-    std::string error = {};  ///< if not empty, the request was refused, for this reason
+    std::string name = {};      ///< of the agent
+    std::string instance = {};  ///< another one each time an agent is started: 32 hexadecimal digits
+    std::string error = {};     ///< if not empty, the request was refused, for this reason
     std::optional<AgentInfo> info = {};
     bool is_known = false;                    ///< Keep: the agent has this session
     std::chrono::nanoseconds steady_time{};   ///< of any answer: the agent's steady clock
@@ -70,6 +72,9 @@ struct ControlAnswer {
     std::chrono::nanoseconds latest_start{};  ///< Keep: how much too late a start was at most
     std::string figures = {};                 ///< Keep, Close: of the live ports, see settings.h
 };
+
+/// 32 hexadecimal digits, not to be guessed.
+std::string MakeUniqueName();
 
 std::string ToJson(const ControlRequest& request);
 std::string ToJson(const ControlAnswer& answer);

@@ -53,6 +53,8 @@ StepDone ReadStepDone(std::span<const std::byte> bytes) {
             throw ProtocolError("a port did something unknown");
         action.timer = reader.Get<std::uint64_t>();
         action.delay = std::chrono::nanoseconds(reader.Get<std::int64_t>());
+        if (action.delay < action.delay.zero() || action.delay > action.delay.max() / 2)
+            throw ProtocolError("a timer has a delay out of range");
         action.data = reader.GetBytes();
         done.actions.push_back(std::move(action));
     }

@@ -15,7 +15,7 @@ namespace orv::app {
 
 namespace {
 
-constexpr std::chrono::milliseconds kNamePatience{500};
+constexpr std::chrono::milliseconds kNamePatience{500}, kSelfPatience{2'000};
 
 bool IsUp(const std::string& interface) {
     std::ifstream file("/sys/class/net/" + interface + "/flags");
@@ -33,6 +33,12 @@ double GetLoadPerCore() {
 
 std::string_view GetTextOf(std::span<const std::byte> data) {
     return {reinterpret_cast<const char*>(data.data()), data.size()};
+}
+
+std::string MakeInfoRequest() {
+    ControlRequest request;
+    request.program = kProgramVersion;
+    return ToJson(request);
 }
 
 }  // namespace
@@ -55,12 +61,41 @@ Agent::~Agent() {
 }
 
 bool Agent::IsNameTaken(bus::Connection& connection, const std::string& name) {
-    ControlRequest request;
-    request.program = kProgramVersion;
-    const std::string text = ToJson(request);
-    const bus::Answer answer =
-        connection.request(bus::control_subject(name), std::as_bytes(std::span(text)), kNamePatience);
+    const std::string text = MakeInfoRequest();
+    const bus::Answer answer = connection.request(bus::control_subject(name), std::as_bytes(std::span(text)),
+                                                  kNamePatience, bus::inbox_prefix_of_agent(name));
     return answer.status == bus::Answer::Status::Answered;
+}
+
+bool Agent::IsHeard() {
+    const std::string text = MakeInfoRequest();
+    const bus::Answer answer =
+        connection_.request(bus::control_subject(offer_.name), std::as_bytes(std::span(text)), kSelfPatience,
+                            bus::inbox_prefix_of_agent(offer_.name));
+    return answer.status == bus::Answer::Status::Answered;
+}
+
+bool Agent::MustGiveWay() {
+    {
+        const std::lock_guard lock(mutex_);
+        if (session_) return false;
+    }
+    const std::string text = MakeInfoRequest();
+    for (const auto& data :
+         connection_.request_all(bus::control_subject(offer_.name), std::as_bytes(std::span(text)),
+                                 kNamePatience, bus::inbox_prefix_of_agent(offer_.name))) {
+        ControlAnswer answer;
+        try {
+            answer = ReadControlAnswer(GetTextOf(data));
+        } catch (const ProtocolError&) {  // no agent's
+            continue;
+        }
+        if (answer.instance == instance_) continue;
+        const bool has_test = answer.info && !answer.info->holder.empty();
+        const std::lock_guard lock(mutex_);
+        if (!session_ && (has_test || answer.instance < instance_)) return true;
+    }
+    return false;
 }
 
 void Agent::OnReconnected() {
@@ -89,6 +124,7 @@ ControlAnswer Agent::AnswerTo(const bus::Message& message, bool is_for_us) {
     ControlAnswer answer;
     answer.program = kProgramVersion;
     answer.name = offer_.name;
+    answer.instance = instance_;
     const auto now = [](auto clock) {
         return std::chrono::duration_cast<std::chrono::nanoseconds>(clock.now().time_since_epoch());
     };
@@ -104,6 +140,12 @@ ControlAnswer Agent::AnswerTo(const bus::Message& message, bool is_for_us) {
         if (!is_for_us && request.operation != ControlRequest::Operation::Info)
             throw ProtocolError("a request that is not for all agents");
         const std::lock_guard lock(mutex_);
+        if (!request.instance.empty() && request.instance != instance_) {
+            // Another agent with this name was faster.
+            if (session_ && session_->GetName() == request.session)
+                EndSession("another agent with this name has it");
+            return answer;
+        }
         answer.is_known = session_ && session_->GetName() == request.session;
         switch (request.operation) {
             case ControlRequest::Operation::Info:

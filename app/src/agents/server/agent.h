@@ -22,8 +22,14 @@ class Agent {
     Agent(const Agent&) = delete;
     Agent& operator=(const Agent&) = delete;
 
-    /// Whether somebody else already answers under the name.
+    /// Whether somebody else already answers under the name. Throws bus::BusError.
     static bool IsNameTaken(bus::Connection& connection, const std::string& name);
+    /// Whether requests reach this agent, and its answers come back: the server may not permit it. Throws
+    /// bus::BusError.
+    bool IsHeard();
+    /// Whether another agent has the same name, and this one is to give way: it has no test, and the other
+    /// has, or is the first by its instance. Takes half a second. Throws bus::BusError.
+    bool MustGiveWay();
     void OnReconnected();
     /// Call a few times a second: ends a session whose controller is gone.
     void LookAfterSession();
@@ -39,6 +45,7 @@ class Agent {
     bus::Connection& connection_;
     const AgentOffer offer_;
     const Say say_;
+    const std::string instance_ = MakeUniqueName();
     mutable std::mutex mutex_;  ///< of the session; taken before the task lock
     std::unique_ptr<ServedSession> session_;
     std::unique_ptr<bus::Subscription> control_, discovery_;

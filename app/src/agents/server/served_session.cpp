@@ -50,6 +50,7 @@ class ServedSession::Impl : public std::enable_shared_from_this<ServedSession::I
                                               if (const auto session = self.lock())
                                                   session->OnParcel(std::move(parcel), std::move(take));
                                           },
+                                          {},
                                           [self = weak_from_this()](const std::string& text) {
                                               if (const auto session = self.lock())
                                                   session->Post([text](Impl& ours) { ours.Break(text); });

@@ -33,7 +33,10 @@ class SessionLink {
         std::function<void(Lane lane, Parcel parcel, Take take)> receive;
         /// Something that needs to be said and does not end the session: the stream could not be restored
         /// yet. On the link's thread.
-        std::function<void(const std::string& text)> warn;
+        std::function<void(const std::string& text)> warn = {};
+        /// The other end does not keep to the rules of lanes: nothing more comes from it. Once, on the link's
+        /// thread.
+        std::function<void(const std::string& text)> broken = {};
     };
 
     /// `connection` outlives the link. Throws BusError.
