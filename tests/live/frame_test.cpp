@@ -296,7 +296,8 @@ TEST(FrameParserTest, OfMorePrefixesThanThereIsRoomForTheFirstCount) {
     frame[kEthernet + 4] = std::byte{5};  // of 1376 bytes, 1280 of which are new
     frame[kEthernet + 5] = std::byte{96};
     refit_checksums(frame);
-    const auto prefixes = std::get<RouterAdvertisement>(ParseFrame(frame).value().content).GetPrefixes();
+    const auto message = std::get<RouterAdvertisement>(ParseFrame(frame).value().content);
+    const auto prefixes = message.GetPrefixes();
     ASSERT_EQ(prefixes.size(), RouterAdvertisement::kMostPrefixes);
     EXPECT_EQ(prefixes.front().length, 64);
     EXPECT_EQ(prefixes.back().length, 61);

@@ -41,8 +41,8 @@ TEST(SlaacTest, HostsMakeKeepAndLoseAddresses) {
         {"deprecated, for want of another", quick, "bind, ra 1 9 a=LA=90=0 b=LA=80=0, 0s", "ask [bound a/64 fe80::1 90]", "received 1"},
         {"for ever", quick, "bind, ra 1 0 a=LA=4294967295=4294967295, 99999999s", "ask [bound a/64 :: 9223372036]", "received 1"},
         {"longest on-link prefix around it", quick,
-         "bind, ra 1 0 a=A=90=60 b=L=99=0 a/47=L=90=0, 0s, ra 2 0 a/63=L=50=0 a/48=L=90=0, 0s, ra 2 0 a/48=L=0=0, 0s, ra 2 0 a/63=L=0=0, 0s",
-         "ask [bound a/47 :: 90] | [bound a/63 :: 90] | [bound a/63 :: 90] | [bound a/128 :: 90]", "received 3, ignored 1"},
+         "bind, ra 1 0 a=A=90=60 b=L=99=0 8/46=L=90=0 c/46=L=0=0, 0s, ra 2 0 a/63=L=50=0 a/48=L=90=0, 0s, ra 2 0 a/48=L=0=0, 0s, ra 2 0 a/63=L=0=0, 0s",
+         "ask [bound a/46 :: 90] | [bound a/63 :: 90] | [bound a/63 :: 90] | [bound a/128 :: 90]", "received 3, ignored 1"},
         {"no longer on-link", quick, "bind, ra 1 0 a=A=90=60 a=L=5=5, 4.9s, 0.1s", "ask [bound a/64 :: 90] | [bound a/128 :: 90]", "received 1"},
         // Lifetimes, by the two-hour rule.
         {"prolonged", quick, get + "100s, " + day + "86399s, 1s", "ask " + on + " | [bound a/64 :: 86500] | ask [binding]", "received 2, renewed 1, lost 1"},
@@ -60,6 +60,7 @@ TEST(SlaacTest, HostsMakeKeepAndLoseAddresses) {
         {"stays with a preferred one", quick, get + "ra 1 1800 b=LA=90000=90000, 14399s", "ask [bound a/64 :: 86400]", "received 2"},
         {"leaves a deprecated one", usual, get + "1s, ra 1 1800 a=LA=86400=0 b=LA=9000=900, 0s, 1s",
          "ask; probe a " + on + " | probe b " + wait + "[bound b/64 fe80::1 9001]", "received 2, renewed 1, changed 1"},
+        {"not for another deprecated one", quick, get + "ra 1 1800 a=LA=86400=0 b=LA=9000=0, 0s", "ask " + on, "received 2"},
         {"deprecated by time", quick, get + "14400s, ra 2 0 b=LA=9000=900, 0s", "ask [bound a/64 :: 86400] | [bound b/64 :: 23400]", "received 2, changed 1"},
         // Gateways.
         {"the first is the gateway", quick, get + "ra 2 900, 0s, ra 1 0, 0s, ra 2 900, 899.9s, 0.1s",

@@ -66,7 +66,6 @@ void SlaacClient::begin(Nanoseconds delay) {
     enter(Phase::Soliciting);
     sent_times_ = 0;
     without_prefix_ = {};
-    is_managed_ = false;
     if (delay.count() > 0)
         next_ = now() + delay;
     else
