@@ -15,6 +15,7 @@ packages=(
   libboost-math-dev libjs-chart.js chromium chromium-driver python3-selenium
   gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good
   libnats-dev liblz4-dev nats-server
+  dnsmasq-base kea-dhcp4-server kea-dhcp6-server radvd
   libtins-dev
 )
 # It gets axe-core for the test of the report. Node.js from elsewhere brings its own npm, with which Debian's conflicts.
@@ -30,10 +31,13 @@ as_root=()
 [ "$(id -u)" -eq 0 ] || as_root=(sudo)
 echo "Installing: ${missing[*]}"
 "${as_root[@]}" apt-get update -qq
-# Debian starts a NATS server with its package, and at each boot. Ours are started by those who need them.
-service=nats-server.service
-if [[ " ${missing[*]} " == *" nats-server "* ]] && [ -d /run/systemd/system ]; then
-  "${as_root[@]}" systemctl mask --quiet --runtime "$service"
-  trap '"${as_root[@]}" systemctl unmask --quiet --runtime "$service"; "${as_root[@]}" systemctl disable --quiet "$service"' EXIT
+# Debian starts these servers with their packages, and at each boot. Ours are started by those who need them.
+services=()
+for service in nats-server kea-dhcp4-server kea-dhcp6-server radvd; do
+  [[ " ${missing[*]} " != *" $service "* ]] || services+=("$service.service")
+done
+if [ "${#services[@]}" -gt 0 ] && [ -d /run/systemd/system ]; then
+  "${as_root[@]}" systemctl mask --quiet --runtime "${services[@]}"
+  trap '"${as_root[@]}" systemctl unmask --quiet --runtime "${services[@]}"; "${as_root[@]}" systemctl disable --quiet "${services[@]}"' EXIT
 fi
 DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null

@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <condition_variable>
 #include <mutex>
 
@@ -170,7 +171,6 @@ Connection::Connection(const ServerAccess& access, const std::string& name, Even
     : native_(std::make_unique<Native>()) {
     native_->events = std::move(events);
     native_->server = without_secrets(access.url);
-    native_->inbox_prefix = access.inbox_prefix;
     const OwnedOptions options = [&] {
         try {
             return make_options(access, name, patience);
@@ -220,14 +220,6 @@ Connection::~Connection() {
     native_->changed.wait(lock, [this] { return native_->is_closed; });
 }
 
-std::string Connection::Native::make_inbox() const {
-    natsInbox* made = nullptr;
-    check(natsInbox_Create(&made), "an inbox");
-    const std::unique_ptr<natsInbox, Destroy<natsInbox_Destroy>> inbox(made);
-    const std::string name = made;
-    return inbox_prefix.empty() ? name : inbox_prefix + name.substr(name.find('.'));
-}
-
 void Connection::require_connection() const {
     if (!is_connected()) throw BusError("no connection to " + native_->server);
 }
@@ -244,45 +236,82 @@ bool Connection::try_publish(const std::string& subject, std::span<const std::by
                                                     static_cast<int>(data.size())) == NATS_OK;
 }
 
+namespace {
+
+/// A request whose answers are waited for.
+class Asked {
+  public:
+    Asked(natsConnection* connection, const std::string& subject, std::span<const std::byte> data,
+          const std::string& answers, std::chrono::milliseconds patience)
+        : until_(std::chrono::steady_clock::now() + patience) {
+        natsInbox* made = nullptr;
+        check(natsInbox_Create(&made), "an inbox");
+        const std::unique_ptr<natsInbox, Destroy<natsInbox_Destroy>> inbox(made);
+        const std::string name = made;
+        const std::string reply = answers + name.substr(name.find('.'));
+        natsSubscription* subscribed = nullptr;
+        check(natsConnection_SubscribeSync(&subscribed, connection, reply.c_str()), "subscribing to answers");
+        subscription_.reset(subscribed);
+        check(natsConnection_PublishRequest(connection, subject.c_str(), reply.c_str(), data.data(),
+                                            static_cast<int>(data.size())),
+              "a request on " + subject);
+    }
+
+    Answer get_next(const Connection& connection) {
+        // A lost connection brings no answer: it is looked for now and then.
+        constexpr std::chrono::milliseconds kLook{100};
+        for (;;) {
+            const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+                until_ - std::chrono::steady_clock::now());
+            if (left.count() <= 0) return {Answer::Status::TimedOut};
+            natsMsg* answer = nullptr;
+            const natsStatus status =
+                natsSubscription_NextMsg(&answer, subscription_.get(), std::min(left, kLook).count());
+            const OwnedMessage owned(answer);
+            if (status == NATS_NO_RESPONDERS) return {Answer::Status::NobodyListens};
+            if (status == NATS_TIMEOUT) {
+                if (!connection.is_connected()) throw BusError("the connection was lost");
+                continue;
+            }
+            check(status, "an answer");
+            if (natsMsg_IsNoResponders(answer)) return {Answer::Status::NobodyListens};
+            const auto bytes = data_of(answer);
+            return {Answer::Status::Answered, {bytes.begin(), bytes.end()}};
+        }
+    }
+
+  private:
+    const std::chrono::steady_clock::time_point until_;
+    OwnedSubscription subscription_;
+};
+
+}  // namespace
+
 Answer Connection::request(const std::string& subject, std::span<const std::byte> data,
-                           std::chrono::milliseconds patience) {
+                           std::chrono::milliseconds patience, const std::string& answers,
+                           const IsWanted& is_wanted) {
     require_connection();
-    natsMsg* answer = nullptr;
-    const natsStatus status =
-        natsConnection_Request(&answer, native_->connection.get(), subject.c_str(), data.data(),
-                               static_cast<int>(data.size()), patience.count());
-    const OwnedMessage owned(answer);
-    if (status == NATS_TIMEOUT) return {Answer::Status::TimedOut};
-    if (status == NATS_NO_RESPONDERS) return {Answer::Status::NobodyListens};
-    check(status, "a request on " + subject);
-    const auto bytes = data_of(answer);
-    return {Answer::Status::Answered, {bytes.begin(), bytes.end()}};
+    Asked asked(native_->connection.get(), subject, data, answers, patience);
+    Answer first = asked.get_next(*this);
+    if (!is_wanted) return first;
+    for (Answer next = first; next.status == Answer::Status::Answered; next = asked.get_next(*this))
+        if (is_wanted(next.data)) return next;
+    return first;
 }
 
 std::vector<std::vector<std::byte>> Connection::request_all(const std::string& subject,
                                                             std::span<const std::byte> data,
-                                                            std::chrono::milliseconds patience) {
+                                                            std::chrono::milliseconds patience,
+                                                            const std::string& answers) {
     require_connection();
-    natsConnection* connection = native_->connection.get();
-    const std::string inbox = native_->make_inbox();
-    natsSubscription* subscribed = nullptr;
-    check(natsConnection_SubscribeSync(&subscribed, connection, inbox.c_str()), "subscribing to answers");
-    const OwnedSubscription subscription(subscribed);
-    check(natsConnection_PublishRequest(connection, subject.c_str(), inbox.c_str(), data.data(),
-                                        static_cast<int>(data.size())),
-          "a request on " + subject);
-    std::vector<std::vector<std::byte>> answers;
-    const auto until = std::chrono::steady_clock::now() + patience;
-    for (;;) {
-        const auto left =
-            std::chrono::duration_cast<std::chrono::milliseconds>(until - std::chrono::steady_clock::now());
-        natsMsg* answer = nullptr;
-        if (left.count() <= 0 || natsSubscription_NextMsg(&answer, subscribed, left.count()) != NATS_OK)
-            return answers;
-        const OwnedMessage owned(answer);
-        const auto bytes = data_of(answer);
-        answers.emplace_back(bytes.begin(), bytes.end());
+    Asked asked(native_->connection.get(), subject, data, answers, patience);
+    std::vector<std::vector<std::byte>> all;
+    while (all.size() < kMostAnswers) {
+        Answer answer = asked.get_next(*this);
+        if (answer.status != Answer::Status::Answered) break;
+        all.push_back(std::move(answer.data));
     }
+    return all;
 }
 
 std::unique_ptr<Subscription> Connection::subscribe(const std::string& subject, Handler handler) {

@@ -50,6 +50,11 @@ void Inbox::take(std::uint64_t number) {
         untaken_bytes_ -= untaken_.front().bytes;
 }
 
+bool Inbox::is_full() const {
+    const std::lock_guard lock(mutex_);
+    return untaken_bytes_ > most_untaken_;
+}
+
 Acknowledgement Inbox::get_acknowledgement() const {
     const std::lock_guard lock(mutex_);
     return {lane_, taken_, expected_};

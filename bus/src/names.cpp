@@ -28,6 +28,10 @@ std::string lane_subject(Lane lane, std::string_view agent, std::string_view ses
     return fmt::format("{}.agent.{}.{}.{}", kRoot, agent, kNames[static_cast<std::size_t>(lane)], session);
 }
 
+std::string answers_of_agent(std::string_view agent) {
+    return fmt::format("{}.agent.{}.answers", kRoot, agent);
+}
+
 std::string inbox_prefix_of_agent(std::string_view agent) {
     return fmt::format("{}.inbox.{}", kRoot, agent);
 }

@@ -33,16 +33,12 @@ std::span<const std::byte> data_of(natsMsg* message);
 struct Connection::Native {
     Events events;
     std::string server;  ///< for texts
-    std::string inbox_prefix;
     std::atomic<bool> is_ending = false;
     OwnedConnection connection;
     // The library's last call.
     std::mutex mutex;
     std::condition_variable changed;
     bool is_closed = false;
-
-    /// A subject for answers that is ours only.
-    std::string make_inbox() const;
 };
 
 }  // namespace orv::bus

@@ -61,6 +61,8 @@ struct ReportStream::Native {
         config.Storage = js_MemoryStorage;
         config.Discard = js_DiscardNew;
         config.MaxAge = in_nanoseconds(kOldest);
+        // A sender could have the server's acknowledgement go anywhere, as a request in the server's name.
+        config.NoAck = true;
         jsErrCode code{};
         const natsStatus status = js_AddStream(nullptr, context.get(), &config, &options, &code);
         if (code == JSStreamNameExistErr) return;

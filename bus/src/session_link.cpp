@@ -207,7 +207,8 @@ class SessionLink::Impl {
     void acknowledge() {
         for (std::size_t lane = 0; lane < kLaneCount; ++lane) {
             if (!state_->inboxes[lane]) continue;
-            const bool is_busy = state_->are_busy[lane];
+            // Whoever accepts nothing has not lost what he waits for.
+            const bool is_busy = state_->are_busy[lane] || state_->inboxes[lane]->is_full();
             Acknowledgement acknowledgement = state_->inboxes[lane]->get_acknowledgement();
             acknowledgement.is_busy = is_busy;
             connection_.try_publish(back_subject_, encode(acknowledgement));

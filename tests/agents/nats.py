@@ -217,6 +217,7 @@ class Run:
 
     def wait(self, seconds=120):
         out, self.said = self.process.communicate(timeout=seconds)
+        assert out, (self.process.returncode, self.said)
         outcome = json.loads(out)
         assert outcome["exit_status"] == self.process.returncode, (outcome, self.process.returncode)
         return outcome

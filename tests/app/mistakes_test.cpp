@@ -356,8 +356,9 @@ TEST_F(TestFileTest, MistakesOfTheSimulation) {
           "loss: \"101 %\" " + fraction + "late: \"-0.1\" " + fraction + "join_failure: \"nan\" " + fraction +
               "packet_rate: \"0\" is wrong; expected a number above 0, at most 10000000\n"
               "jiter: this is not known here; expected join_delay, leave_delay, unicast_join_delay, "
-              "unicast_leave_delay, retransmission_delay, jitter, packet_rate, burst_rate, join_capacity, "
-              "join_failure, "
+              "unicast_leave_delay, retransmission_delay, jitter, address_delay, packet_rate, burst_rate, "
+              "join_capacity, "
+              "join_failure, address_failure, "
               "loss, reordering, duplication, late, payload_error, retransmission_loss; did you mean "
               "jitter?"},
          {"  defaults: {join_delay: ^-1, leave_delay: ^[1], jitter: ^{normal: [1, 2], uniform: [1, 2]}}\n",

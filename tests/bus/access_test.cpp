@@ -110,7 +110,7 @@ TEST(ExampleConfiguration, KeepsAgentsFromWhatIsNotTheirs) {
     const std::vector<std::string> own = {lane_subject(Lane::Answers, "lounge", "s"),
                                           lane_subject(Lane::Reports, "lounge", "s"),
                                           control_subject("lounge"), inbox_prefix_of_agent("lounge") + ".x",
-                                          std::string(kInboxPrefixOfControllers) + ".x"},
+                                          std::string(kAnswersToDiscovery) + ".x"},
                                    own_heard = {discovery_subject(), control_subject("lounge"),
                                                 lane_subject(Lane::Down, "lounge", "s"),
                                                 inbox_prefix_of_agent("lounge") + ".x"};
@@ -121,7 +121,9 @@ TEST(ExampleConfiguration, KeepsAgentsFromWhatIsNotTheirs) {
                                              discovery_subject(),
                                              "$JS.API.STREAM.INFO.iptvtest",
                                              "$JS.ACK.iptvtest.x",
-                                             inbox_prefix_of_agent("headend") + ".x"},
+                                             inbox_prefix_of_agent("headend") + ".x",
+                                             answers_of_agent("headend") + ".x",
+                                             std::string(kInboxPrefixOfControllers) + ".x"},
                                    others_heard = {lane_subject(Lane::Down, "headend", "s"),
                                                    lane_subject(Lane::Reports, "headend", "s"),
                                                    lane_subject(Lane::Reports, "lounge", "s"),
@@ -151,13 +153,14 @@ TEST(ExampleConfiguration, KeepsAgentsFromWhatIsNotTheirs) {
     });
     lounge.flush(10s);
     Connection controller(access_of(server, "controller"), "test", {});
-    EXPECT_EQ(controller.request(control_subject("lounge"), {}, 10s).data.size(), 3U);
-    EXPECT_EQ(controller.request_all(control_subject("lounge"), {}, 100ms).size(), 1U);
-    EXPECT_EQ(controller.request(control_subject("headend"), {}, 10s).status, Answer::Status::NobodyListens);
+    EXPECT_EQ(controller.request(control_subject("lounge"), {}, 10s, answers_of_agent("lounge")).data.size(),
+              3U);
+    EXPECT_EQ(controller.request_all(control_subject("lounge"), {}, 100ms, kAnswersToDiscovery).size(), 1U);
+    EXPECT_EQ(controller.request(control_subject("headend"), {}, 10s, answers_of_agent("headend")).status,
+              Answer::Status::NobodyListens);
     // An agent that asks itself, to answer where it may not speak.
-    ServerAccess trick = access_of(server, "lounge");
-    trick.inbox_prefix = "iptvtest.agent.headend.answers";
-    Connection(trick, "trick", {}).request(control_subject("lounge"), {}, 100ms);
+    Connection(access_of(server, "lounge"), "trick", {})
+        .request(control_subject("lounge"), {}, 100ms, answers_of_agent("headend"));
     ASSERT_TRUE(watched.wait_until([&] { return !errors.empty(); }));
     EXPECT_THAT(errors.front(),
                 HasSubstr("Permissions Violation for Publish to \"iptvtest.agent.headend.answers."));

@@ -79,7 +79,7 @@ class End : public Watched {
 /// What the server says about the stream, as JSON without blanks.
 std::string describe_stream(const NatsServer& server) {
     Connection observer(access_of(server, "observer"), "test", {});
-    const Answer answer = observer.request("$JS.API.STREAM.INFO.iptvtest", {}, 5s);
+    const Answer answer = observer.request("$JS.API.STREAM.INFO.iptvtest", {}, 5s, kInboxPrefixOfControllers);
     return {reinterpret_cast<const char*>(answer.data.data()), answer.data.size()};
 }
 
@@ -95,7 +95,7 @@ TEST(SessionLink, ParcelsArriveOnceAndInOrderWhateverHappensToTheServer) {
     };
     const auto lose_stream = [&] {
         Connection observer(access_of(server, "observer"), "test", {});
-        observer.request("$JS.API.STREAM.DELETE.iptvtest", {}, 5s);
+        observer.request("$JS.API.STREAM.DELETE.iptvtest", {}, 5s, kInboxPrefixOfControllers);
     };
     const std::vector<std::function<void()>> disturbances = {
         [&] { server.restart(); },

@@ -27,8 +27,9 @@ void check_port_bytes(Bytes bytes);
 bool check_agents_bytes(Bytes bytes);
 
 /// Reads the bytes as a frame, as they are and once more with checksums that fit, walks everything they say,
-/// and lets hosts of all versions react to it. Returns whether either was accepted; throws std::logic_error
-/// when a frame that a host sends is not as it should be.
+/// and lets hosts of all versions, or hosts that ask routers, react to it. Returns whether either was
+/// accepted; throws std::logic_error when a frame that a host sends is not as it should be, or a host does
+/// what it may not.
 bool check_frame_bytes(Bytes bytes);
 
 /// Reads the bytes as RTCP and as a retransmission. Returns whether they were either with something in it;

@@ -5,6 +5,7 @@
 
 #include "live/sample_frames.h"
 #include "live/sent_frames.h"
+#include "live/slaac_network.h"
 #include "orv/live/frame.h"
 #include "orv/live/stream_packet.h"
 
@@ -41,6 +42,30 @@ void let_host_react(const MembershipQuery* query, const MembershipReport* report
     timeline.RunTo(48h);
 }
 
+/// What the script has brought a host to must bear the router's words, twice.
+void let_host_hear_router(const RouterAdvertisement& message, const char* script) {
+    SlaacNetwork network({.attempts = 0});
+    network.play(script);
+    for (int times = 0; times < 2; ++times) network.client.OnRouterAdvertisement(message);
+    for (const auto time : {0s, 1s, 3s, 7200s}) {
+        network.timeline.RunTo(network.timeline.GetNow() + time);
+        const auto& given = network.client.GetGiven();
+        const bool is_bound = network.client.GetState() == AddressClient::State::Bound;
+        if (given.has_value() != is_bound || network.timeline.GetPending() > 1)
+            throw std::logic_error("a host is bound without an address, or has more than a timer");
+        if (given && (given->address.IsMulticast() || given->address.IsLinkLocal()))
+            throw std::logic_error("a host has an address that it cannot have");
+    }
+    for (const auto& [time, frame] : network.sent) {
+        std::vector<std::byte> refitted = frame;
+        refit_checksums(refitted);
+        if (refitted != frame) throw std::logic_error("a host sent a wrong checksum");
+    }
+    network.client.Release();
+    if (network.timeline.GetPending() != 0 || network.sent.size() > 40)
+        throw std::logic_error("a storm of messages, or a timer of an idle host");
+}
+
 bool check_once(std::span<const std::byte> bytes) {
     const auto frame = ParseFrame(bytes);
     if (!frame) return false;
@@ -48,6 +73,11 @@ bool check_once(std::span<const std::byte> bytes) {
     if (const auto* packet = std::get_if<UdpPacket>(&frame->content)) {
         ReadStreamPacket(packet->payload);
         if (const auto rtp = ReadRtpPacket(packet->payload)) hex_text(rtp->payload);
+    }
+    if (const auto* router = std::get_if<RouterAdvertisement>(&frame->content)) {
+        for (const char* script : {"", "bind", "bind, ra 1 9 a=LA=9=0", "bind, ra 1 9 a=LA=99=0, 2s",
+                                   "bind, ra 1 9 a=LA=99=0, 2s, ra 1 9 b=LA=9=9"})
+            let_host_hear_router(*router, script);
     }
     const auto* query = std::get_if<MembershipQuery>(&frame->content);
     const auto* report = std::get_if<MembershipReport>(&frame->content);

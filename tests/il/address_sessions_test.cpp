@@ -175,7 +175,9 @@ TEST_F(SessionsTest, ALostAddressIsAFailureThatIsTold) {
     timeline.RunTo(5s);
     network.clients[1]->Become(State::Bound);
     EXPECT_EQ(sessions.describe(7, 1, 1)[0].bind_nsec, 5'000'000'000U);
-    sessions.give_back_all();
+    EXPECT_TRUE(sessions.give_back_some(1));
+    EXPECT_EQ(States(), (V{1, 0, 1, 0, 0}));
+    EXPECT_FALSE(sessions.give_back_some(2));
     EXPECT_EQ(States(), (V{2, 0, 0, 0, 0}));
 }
 

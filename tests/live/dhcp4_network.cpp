@@ -183,15 +183,7 @@ std::string Dhcp4Network::play(std::string_view script) {
 }
 
 std::string Dhcp4Network::counts() const {
-    const AddressCounts& c = client.GetCounts();
-    std::string text;
-    const std::pair<const char*, std::uint64_t> counts[] = {
-        {"received", c.received}, {"ignored", c.ignored},     {"repeated", c.repeated},
-        {"refused", c.refused},   {"conflicts", c.conflicts}, {"renewed", c.renewed},
-        {"rebound", c.rebound},   {"changed", c.changed},     {"lost", c.lost}};
-    for (const auto& [name, count] : counts)
-        if (count != 0) text += fmt::format("{}{} {}", text.empty() ? "" : ", ", name, count);
-    return text;
+    return text_of(client.GetCounts());
 }
 
 }  // namespace testing_aids

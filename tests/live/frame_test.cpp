@@ -7,6 +7,7 @@
 
 #include "live/sample_frames.h"
 #include "orv/live/frame.h"
+#include "orv/live/router_advertisement.h"
 #include "orv/live/stream_packet.h"
 
 namespace orv::live {
@@ -66,6 +67,12 @@ const Case kCases[] = {
     {"advertisement to a host without an address", [](Out out) { return WriteNeighborAdvertisement(out, host6(0), kRouterMac, ip("::")); },
      "333300000001 020000000a01 86dd  60000000 00203aff 20010db8 00000000 00000000 0000000a ff020000 00000000 00000000"
      "00000001  8800ef18 20000000 20010db8 00000000 00000000 0000000a 02010200 00000a01"},
+    {"solicitation of a host without an address, one tag", [](Out out) { return WriteNeighborSolicitation(out, host(ip("::"), 1), ip("2001:db8::1")); },
+     "3333ff000001 020000000a01 81006064 86dd  60000000 00183aff 00000000 00000000 00000000 00000000 ff020000 00000000"
+     "00000001 ff000001  87004ced 00000000 20010db8 00000000 00000000 00000001"},
+    {"router solicitation", [](Out out) { return WriteRouterSolicitation(out, link_local(0)); },
+     "333300000002 020000000a01 86dd  60000000 00103aff fe800000 00000000 000000ff fe000a01 ff020000 00000000 00000000"
+     "00000002  8500672c 00000000 01010200 00000a01"},
     {"v1 report", [](Out out) { return WriteMembershipReport(out, host4(0), Version::Igmp1, kGroup4); },
      "01005e010203 020000000a01 0800  4500001c 00004000 0102c651 c000020a ef810203  1200fc7a ef810203"},
     {"v2 report one tag", [](Out out) { return WriteMembershipReport(out, host4(1), Version::Igmp2, kGroup4); },
@@ -114,6 +121,7 @@ TEST(FrameTest, WhatCannotBeSentIsRefused) {
     const std::function<std::size_t(Out)> cases[] = {
         [](Out out) { return WriteArpRequest(out, host6(0), ip("2001:db8::1")); },
         [](Out out) { return WriteNeighborSolicitation(out, host4(0), ip("192.0.2.1")); },
+        [](Out out) { return WriteRouterSolicitation(out, host6(0)); },
         [](Out out) { return WriteMembershipReport(out, host4(0), Version::Igmp2, ip("192.0.2.1")); },
         [](Out out) { return WriteMembershipReport(out, host4(0), Version::Mld1, kGroup6); },
         // not link-local
@@ -246,6 +254,12 @@ TEST(FrameParserTest, WhatAHostHasToIgnoreAndToAccept) {
         {"advertisement through a router", "advertisement", {{7, 254}}},
         {"solicited by all", "advertisement", {{24, 0xff}, {25, 2}}},
         {"advertisement without a MAC address", "advertisement", {{64, 1}}},
+        {"router through a router", "router_advertisement", {{7, 254}}},
+        {"router with a code", "router_advertisement", {{41, 1}}},
+        {"router with a global address", "router_advertisement", {{8, 0x20}}},
+        {"router message of 15 bytes", "router_advertisement_managed", {{5, 15}}},
+        {"prefix of length 0", "router_advertisement", {{73, 0}}},
+        {"option beyond the router's message", "router_advertisement", {{105, 5}}},
         {"UDP longer than its packet", "udp4", {{25, 12}}},
         {"UDP shorter than its header", "udp4", {{25, 7}}},
         // Options before Router Alert are skipped, padding is not read.
@@ -257,6 +271,13 @@ TEST(FrameParserTest, WhatAHostHasToIgnoreAndToAccept) {
         {"longest time", "mld2_general", {{52, 0xff}}, "code 65535, within 8387584 ms,"},
         {"option to skip", "mld1_done", {{46, 0x1e}}, "mld1 leave of fe80::2: ff3e::8000:1"},
         {"unsolicited", "advertisement", {{24, 0xff}, {25, 2}, {44, 0}}, "2001:db8::1 is at 00163e000001"},
+        {"prefix option of 24 bytes",
+         "router_advertisement",
+         {{73, 3}, {97, 1}},
+         ", O, 2001:db8:2:fff8::/61"},
+        {"129 bits of prefix", "router_advertisement", {{74, 129}}, ", O, 2001:db8:2:fff8::/61"},
+        {"128 bits", "router_advertisement", {{106, 128}}, ", 2001:db8:2:fffa::1/128 L"},
+        {"no bits", "router_advertisement", {{106, 0}}, ", ::/0 L"},
         {"known MAC address stays", "advertisement", {{44, 0x40}}, "00163e000001, solicited"},
         {"no MAC option", "solicitation", {{64, 14}}, "2001:db8::1 at 00163e000001 asks"}};
     for (const auto& [why, sample, changes, text] : cases) {
@@ -266,6 +287,20 @@ TEST(FrameParserTest, WhatAHostHasToIgnoreAndToAccept) {
         refit_checksums(frame);
         EXPECT_THAT(text_of(ParseFrame(frame)), testing::HasSubstr(text)) << why;
     }
+}
+
+TEST(FrameParserTest, OfMorePrefixesThanThereIsRoomForTheFirstCount) {
+    Bytes frame = sample_frame("router_advertisement");
+    const Bytes option(frame.end() - 32, frame.end());
+    for (int i = 0; i < 40; ++i) frame.insert(frame.end(), option.begin(), option.end());
+    frame[kEthernet + 4] = std::byte{5};  // of 1376 bytes, 1280 of which are new
+    frame[kEthernet + 5] = std::byte{96};
+    refit_checksums(frame);
+    const auto message = std::get<RouterAdvertisement>(ParseFrame(frame).value().content);
+    const auto prefixes = message.GetPrefixes();
+    ASSERT_EQ(prefixes.size(), RouterAdvertisement::kMostPrefixes);
+    EXPECT_EQ(prefixes.front().length, 64);
+    EXPECT_EQ(prefixes.back().length, 61);
 }
 
 TEST(FrameParserTest, UdpChecksumsCountWhereTheyAreFinished) {

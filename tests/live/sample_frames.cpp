@@ -31,6 +31,13 @@ const std::vector<SampleFrame> kSamples = {
     {"advertisement", "advertisement: 2001:db8::1 is at 00163e000001, solicited, override",
      "020000000a01 00163e000001 86dd  60000000 00203aff 20010db8 00000000 00000000 00000001 20010db8 00000000 00000000"
      "0000000a  88004e55 60000000 20010db8 00000000 00000000 00000001 02010016 3e000001"},
+    {"router_advertisement", "router fe80::1 at 00163e000001 for 1800 s, O, 2001:db8:1::/64 LA 86400 14400, 2001:db8:2:fff8::/61 L 4294967295 4294967295",
+     "333300000001 00163e000001 86dd  60000000 00603aff fe800000 00000000 00000000 00000001 ff020000 00000000 00000000"
+     "00000001  86008126 40400708 00000000 00000000 01010016 3e000001 05010000 000005dc 030440c0 00015180 00003840 00000000"
+     "20010db8 00010000 00000000 00000000 03043d80 ffffffff ffffffff 00000000 20010db8 0002fffa 00000000 00000001"},
+    {"router_advertisement_managed", "[8100:6064] router fe80::1 for 0 s, M",
+     "333300000001 00163e000001 81006064 86dd  60000000 00103aff fe800000 00000000 00000000 00000001 ff020000 00000000"
+     "00000000 00000001  86007baf 00800000 00000000 00000000"},
     {"igmp1_query", "igmp1 query to 224.0.0.1 about 0.0.0.0, code 0, within 10000 ms, robustness 0, every 0 s",
      "01005e000001 00163e000001 0800  4500001c 00004000 0102d7dd c0000201 e0000001  1100eeff 00000000  00000000 00000000"
      "00000000 00000000 0000"},
@@ -97,6 +104,17 @@ struct TextOf {
         return fmt::format("advertisement: {} is at {}{}{}", message.target.ToString(), hex_of(message.mac),
                            message.is_solicited ? ", solicited" : "",
                            message.is_override ? ", override" : "");
+    }
+    std::string operator()(const RouterAdvertisement& message) const {
+        std::string text = "router " + message.router.ToString();
+        if (message.mac) text += " at " + hex_of(*message.mac);
+        text += fmt::format(" for {} s{}{}", message.lifetime, message.is_managed ? ", M" : "",
+                            message.has_other ? ", O" : "");
+        for (const AdvertisedPrefix& prefix : message.GetPrefixes())
+            text += fmt::format(", {}/{} {}{} {} {}", prefix.prefix.ToString(), prefix.length,
+                                prefix.is_on_link ? "L" : "", prefix.is_autonomous ? "A" : "", prefix.valid,
+                                prefix.preferred);
+        return text;
     }
     static std::string of_asker(const char* what, const auto& request) {
         return fmt::format("{}: {} at {} asks for {}", what, request.asker.ToString(),
@@ -222,6 +240,17 @@ std::string text_of(const std::optional<ParsedFrame>& frame) {
     for (const VlanTag& tag : frame->vlan.Get())
         tags += fmt::format("{}{:04x}:{:04x}", tags.empty() ? "[" : " ", tag.type, tag.control);
     return (tags.empty() ? tags : tags + "] ") + std::visit(TextOf{}, frame->content);
+}
+
+std::string text_of(const AddressCounts& c) {
+    std::string text;
+    const std::pair<const char*, std::uint64_t> counts[] = {
+        {"received", c.received}, {"ignored", c.ignored},     {"repeated", c.repeated},
+        {"refused", c.refused},   {"conflicts", c.conflicts}, {"renewed", c.renewed},
+        {"rebound", c.rebound},   {"changed", c.changed},     {"lost", c.lost}};
+    for (const auto& [name, count] : counts)
+        if (count != 0) text += fmt::format("{}{} {}", text.empty() ? "" : ", ", name, count);
+    return text;
 }
 
 void refit_checksums(std::span<std::byte> frame) {

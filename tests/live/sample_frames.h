@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "orv/live/address_client.h"
 #include "orv/live/frame_parser.h"
 
 namespace testing_aids {
@@ -29,6 +30,9 @@ orv::live::IpAddress ip(const std::string& text);
 
 /// Everything that the views hold.
 std::string text_of(const std::optional<orv::live::ParsedFrame>& frame);
+
+/// What has happened, without what has not, and without what was sent.
+std::string text_of(const orv::live::AddressCounts& counts);
 
 /// Corrects the checksums of an IP packet as far as its lengths lead to them.
 void refit_checksums(std::span<std::byte> frame);

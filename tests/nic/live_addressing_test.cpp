@@ -112,7 +112,7 @@ TEST_F(AddressingTest, HostsUseWhatTheyAreGivenAndThoseWithoutViewNothing) {
     EXPECT_EQ(2u, Count().changed);
     EXPECT_TRUE(AnswersArp(0x0a090701));
     EXPECT_FALSE(AnswersArp(0x0a090001));
-    live.GetPort().world.say_goodbye();
+    EXPECT_FALSE(live.GetPort().world.give_back_some());
     Wait(1);
     EXPECT_EQ(2, asked[7]);
     EXPECT_EQ(3u, Count().idle);

@@ -119,9 +119,40 @@ Json MakeLivePort(const RunOutcome& outcome, const LivePortReport& port) {
     return json;
 }
 
+Json MakeAddressing(const AddressReport& report) {
+    const auto& counts = report.counts;
+    Json json{{"port", report.port},
+              {"device", report.device},
+              {"protocol", report.protocol},
+              {"hosts", report.hosts.size()},
+              {"bound", report.CountBound()}};
+    if (const auto times = report.GetTimesToBind()) {
+        json["time_to_bind_s"] = {{"min", times->min}, {"mean", times->mean}, {"max", times->max},
+                                  {"p50", times->p50}, {"p95", times->p95},   {"p99", times->p99}};
+    }
+    json["failures"] = Json::array();
+    for (const AddressReport::Failure& failure : report.GetFailures())
+        json["failures"].push_back(
+            {{"why", failure.why}, {"hosts", failure.hosts}, {"first_host", failure.first}});
+    for (const auto& [name, count] : {std::pair("messages_sent", counts.sent),
+                                      {"answers", counts.received},
+                                      {"answers_ignored", counts.ignored},
+                                      {"messages_repeated", counts.repeated},
+                                      {"refused", counts.refused},
+                                      {"conflicts", counts.conflicts},
+                                      {"renewed", counts.renewed},
+                                      {"rebound", counts.rebound},
+                                      {"addresses_changed", counts.changed},
+                                      {"addresses_lost", counts.lost}})
+        json[name] = count;
+    return json;
+}
+
 void AddPlaces(const RunOutcome& outcome, Json& json) {
     for (const LivePortReport& port : outcome.live_ports)
         json["live_ports"].push_back(MakeLivePort(outcome, port));
+    for (const AddressReport& report : outcome.addressing)
+        json["addressing"].push_back(MakeAddressing(report));
     for (const AgentReport& agent : outcome.agents) {
         json["agents"].push_back({{"name", agent.name},
                                   {"version", agent.version},

@@ -211,6 +211,28 @@ std::string MakeLivePortLine(const RunOutcome& outcome, const LivePortReport& po
                        fmt::join(parts, "; "));
 }
 
+/// "Device Homes, DHCPv4: 998 of 1000 hosts bound in 0.012 to 1.508 s, mean 0.213 s, 99 % within 1.2 s; 1000
+/// leases renewed; 2 hosts without an address: no offer (host 3)"
+std::string MakeAddressLine(const AddressReport& report) {
+    std::string text = fmt::format("Device {}, {}: {} of {} hosts bound", MakePrintable(report.device),
+                                   report.protocol, report.CountBound(), report.hosts.size());
+    if (const auto times = report.GetTimesToBind())
+        text += fmt::format(" in {:.3f} to {:.3f} s, mean {:.3f} s, 99 % within {:.3f} s", times->min,
+                            times->max, times->mean, times->p99);
+    for (const auto& [count, what] : {std::pair(report.counts.repeated, "messages repeated"),
+                                      {report.counts.refused, "refused"},
+                                      {report.counts.conflicts, "addresses in use by others"},
+                                      {report.counts.renewed, "leases renewed"},
+                                      {report.counts.rebound, "leases rebound"},
+                                      {report.counts.changed, "addresses changed"},
+                                      {report.counts.lost, "addresses lost"}})
+        if (count > 0) text += fmt::format("; {} {}", count, what);
+    for (const AddressReport::Failure& failure : report.GetFailures())
+        text += fmt::format("; {} without an address: {} (host {})", failure.hosts,
+                            MakePrintable(failure.why), failure.first);
+    return text + "\n";
+}
+
 /// "Agent lounge (0.1.0): starts aligned, exact to 0.051 ms; began up to 0.300 ms late"
 std::string MakeAgentLine(const RunOutcome& outcome, const AgentReport& agent) {
     const auto ms = [](std::chrono::nanoseconds time) {
@@ -236,6 +258,7 @@ std::string MakeSummary(const RunOutcome& outcome, std::size_t line_width) {
                             FormatNumber(test->elapsed), FormatNumber(test->configured_duration));
     }
     text += MakeSweepSummary(outcome, line_width);
+    for (const AddressReport& report : outcome.addressing) text += MakeAddressLine(report);
     for (const LivePortReport& port : outcome.live_ports) text += MakeLivePortLine(outcome, port);
     for (const AgentReport& agent : outcome.agents) text += MakeAgentLine(outcome, agent);
     if (!outcome.database.empty()) text += fmt::format("Results: {}\n", MakePrintable(outcome.database));

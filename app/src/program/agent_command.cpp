@@ -10,6 +10,7 @@
 #include <iostream>
 #include <memory>
 #include <mutex>
+#include <optional>
 
 #include "agents/server/agent.h"
 #include "orv/bus/names.h"
@@ -106,6 +107,20 @@ void WarnOfInterfaces(const AgentOffer& offer) {
     }
 }
 
+/// Whether the server lets requests reach the agent; nothing when a signal came before it is known. A server
+/// that is lost meanwhile is waited for.
+std::optional<bool> WaitUntilHeard(Agent& agent, bus::Connection& connection, const Signals& signals) {
+    constexpr int kAttempts = 2;
+    for (int refused = 0;;) {
+        try {
+            if (agent.IsHeard()) return true;
+            if (connection.is_connected() && ++refused == kAttempts) return false;
+        } catch (const bus::BusError&) {  // it is being tried again
+        }
+        if (signals.Wait(kTurn)) return {};
+    }
+}
+
 /// Somebody else may have taken the name while the server was lost, or this process stood still.
 bool IsOusted(Agent& agent) {
     try {
@@ -138,7 +153,9 @@ int RunAgent(const AgentArguments& arguments) {
         if (!connection) return 0;
         WarnOfInterfaces(offer);
         Agent agent(*connection, offer, Say);
-        if (!agent.IsHeard()) {
+        const std::optional<bool> is_heard = WaitUntilHeard(agent, *connection, signals);
+        if (!is_heard) return 0;
+        if (!*is_heard) {
             PrintError(fmt::format(
                 "requests do not reach agent \"{}\": the server does not permit its user to listen on {}, or "
                 "to publish there",

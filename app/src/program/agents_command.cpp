@@ -25,6 +25,9 @@ namespace {
 
 constexpr std::chrono::milliseconds kDiscovery{1'000}, kAgentPatience{2'000};
 constexpr int kSamples = 8;
+/// More names than that were not given by agents.
+constexpr std::size_t kMostAgents = 1'000;
+constexpr std::size_t kAskedAtOnce = 32;
 
 struct FoundAgent {
     std::string name, version, misfit;
@@ -48,10 +51,12 @@ std::set<std::string> FindNames(bus::Connection& connection) {
     const std::string request = MakeRequest(ControlRequest::Operation::Info);
     std::set<std::string> names;
     for (const auto& data :
-         connection.request_all(bus::discovery_subject(), std::as_bytes(std::span(request)), kDiscovery)) {
+         connection.request_all(bus::discovery_subject(), std::as_bytes(std::span(request)), kDiscovery,
+                                bus::kAnswersToDiscovery)) {
         try {
             const ControlAnswer answer = ReadControlAnswer(GetAnswerText(data));
-            if (bus::find_name_problem(answer.name).empty()) names.insert(answer.name);
+            if (bus::find_name_problem(answer.name).empty() && names.size() < kMostAgents)
+                names.insert(answer.name);
         } catch (const ProtocolError&) {  // no agent
         }
     }
@@ -65,8 +70,9 @@ bool AskAgent(bus::Connection& connection, FoundAgent& agent, ControlRequest::Op
     };
     const std::string request = MakeRequest(operation);
     const auto asked = now();
-    const bus::Answer data = connection.request(bus::control_subject(agent.name),
-                                                std::as_bytes(std::span(request)), kAgentPatience);
+    const bus::Answer data =
+        connection.request(bus::control_subject(agent.name), std::as_bytes(std::span(request)),
+                           kAgentPatience, bus::answers_of_agent(agent.name));
     const auto answered = now();
     if (data.status != bus::Answer::Status::Answered) return false;
     try {
@@ -91,15 +97,18 @@ std::optional<FoundAgent> AskForAll(bus::Connection& connection, const std::stri
     return agent;
 }
 
-/// All at the same time: they may be far away, or not answer.
+/// Some at the same time: they may be far away, or not answer.
 std::vector<FoundAgent> FindAgents(bus::Connection& connection) {
-    std::vector<std::future<std::optional<FoundAgent>>> asked;
-    for (const std::string& name : FindNames(connection))
-        asked.push_back(
-            std::async(std::launch::async, [&connection, name] { return AskForAll(connection, name); }));
+    const std::set<std::string> names = FindNames(connection);
     std::vector<FoundAgent> agents;
-    for (auto& answer : asked)
-        if (auto agent = answer.get()) agents.push_back(std::move(*agent));
+    for (auto name = names.begin(); name != names.end();) {
+        std::vector<std::future<std::optional<FoundAgent>>> asked;
+        for (; name != names.end() && asked.size() < kAskedAtOnce; ++name)
+            asked.push_back(std::async(std::launch::async,
+                                       [&connection, name = *name] { return AskForAll(connection, name); }));
+        for (auto& answer : asked)
+            if (auto agent = answer.get()) agents.push_back(std::move(*agent));
+    }
     return agents;
 }
 

@@ -1,5 +1,7 @@
 #include "arguments.h"
 
+#include <fmt/format.h>
+
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <charconv>
@@ -12,6 +14,7 @@
 #include "orv/bus/names.h"
 #include "output/printable.h"
 #include "reports.h"
+#include "run/port_location.h"
 #include "server_options.h"
 #include "test_file/names.h"
 
@@ -147,9 +150,16 @@ void AddAgent(CLI::App& app, Arguments& arguments) {
     agent->callback([&arguments] {
         if (arguments.agent.offer.interfaces.empty() && !arguments.agent.offer.is_simulated)
             throw CLI::ValidationError("an agent without ports: --interface or --simulated is missing");
-        for (const std::string& interface : arguments.agent.offer.interfaces)
+        for (const std::string& interface : arguments.agent.offer.interfaces) {
+            // As a test file would name it.
+            const std::string location = fmt::format("agent://{}/{}", arguments.agent.offer.name, interface);
+            const bool is_control = std::ranges::any_of(interface, [](unsigned char c) { return c == 0x7F; });
+            if (is_control || !FindLocationProblem(location).empty() || !ReadLocation(location).IsLive())
+                throw CLI::ValidationError("--interface",
+                                           fmt::format("\"{}\" names no network interface", interface));
             if (std::ranges::count(arguments.agent.offer.interfaces, interface) > 1)
                 throw CLI::ValidationError("--interface", interface + " is given twice");
+        }
         arguments.command = Arguments::Command::Agent;
     });
     CLI::App* agents = app.add_subcommand("agents", "List the agents at a server");

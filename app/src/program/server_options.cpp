@@ -29,6 +29,15 @@ void AddServerOptions(CLI::App& command, bus::ServerAccess& access, bool require
             "Address of the NATS server over which agents are reached: nats://HOST:PORT, tls://HOST:PORT")
         ->envname("IPTVTEST_SERVER")
         ->required(required)
+        ->check(CLI::Validator(
+            [](std::string& url) {
+                const bool is_known = url.starts_with("nats://") || url.starts_with("tls://");
+                return is_known && url.find("//") + 2 < url.size()
+                           ? std::string()
+                           : "\"" + url +
+                                 "\" is no address of a server; expected nats://HOST:PORT or tls://HOST:PORT";
+            },
+            "", "server"))
         ->type_name("URL")
         ->group(group);
     auto* user = command.add_option("--user", access.user, "Name of the user there")->group(group);

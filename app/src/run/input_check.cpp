@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "address_block.h"
 #include "channel_check.h"
 #include "device_check.h"
 #include "find_objects.h"
@@ -46,6 +47,7 @@ class Check {
                 CountStreams(*block);
             }
             if (GetPlace(port).IsLive()) Add(FindLivePortProblems(port));
+            Add(FindAddressProblems(port));
             const auto [other, is_new] = by_address.emplace(port.GetMessenger().ToMessengerString(), &port);
             if (!is_new)
                 Add({&port, "Location",

@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <chrono>
 #include <functional>
 #include <string>
 #include <utility>
@@ -15,11 +14,10 @@
 #include "orv/core/ipv6_if.h"
 #include "orv/core/network_interface_stack_enumerator.h"
 #include "orv/core/vlan_if.h"
-#include "orv/framework/rpc_manager.h"
-#include "orv/framework/task_manager.h"
 #include "orv/ids/core_ids.h"
 #include "orv/nic/interface_stack.h"
 #include "orv/tm/message.h"
+#include "port_request.h"
 
 namespace orv::app {
 
@@ -158,31 +156,6 @@ bool HasStack(const CNetworkInterface& interface) {
            interface.GetU8(ids::EmulatedIf::IlMembership) == ids::IlMembership::INCLUDED;
 }
 
-/// Waits for the response to a request.
-class Answer {
-  public:
-    framework::ResponseDelegate GetDelegate() {
-        return framework::ResponseDelegate::To<&Answer::OnAnswer>(this);
-    }
-    /// The RPC manager itself responds to a request that times out.
-    void Wait() const {
-        auto& tasks = framework::CTaskManager::Instance();
-        while (!tasks.WaitUntil([this] { return has_come_; }, std::chrono::hours(1))) {
-        }
-        if (!fault_.empty()) throw common::COrvRunTimeError(fault_);
-    }
-
-  private:
-    void OnAnswer(std::uint16_t, tm::Message* message, void*) {
-        has_come_ = true;
-        if (message->get_msg_type() == tm::TMT_FAULT)
-            fault_ = fmt::format("{} (fault {})", message->get_fault_string(), message->get_fault_code());
-    }
-
-    bool has_come_ = false;
-    std::string fault_;
-};
-
 }  // namespace
 
 std::vector<const CNetworkInterface*> FindStacks(const core::CPort& port) {
@@ -225,14 +198,8 @@ void ConfigureInterfaces(const core::CPort& port) {
     if (stacks.handles.empty()) return;
     tm::Message request;
     iptvcd_1_bll::create_req_ConfigInterfacesWithIlHandle(&request, stacks.handles, stacks.stacks, {}, true);
-    Answer answer;
-    const framework::ResponseDelegate delegate = answer.GetDelegate();
     try {
-        constexpr std::uint32_t default_timeout = 0;
-        if (framework::CRpcManager::Instance().SendAsyncMessage(port.GetMessenger(), request, &delegate,
-                                                                nullptr, default_timeout, false) != 0)
-            throw common::COrvRunTimeError("they cannot be sent");
-        answer.Wait();
+        AskPort(port, std::move(request));
     } catch (const common::COrvRunTimeError& error) {
         throw common::COrvRunTimeError(fmt::format("The interfaces of port \"{}\" cannot be configured: {}",
                                                    port.GetName(), error.what()));

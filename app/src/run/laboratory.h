@@ -10,6 +10,7 @@
 
 #include "agents/controller/agent_ports.h"
 #include "channels_on_air.h"
+#include "host_addressing.h"
 #include "live_ports.h"
 #include "orv/core/project.h"
 #include "orv/il/recording.h"
@@ -48,6 +49,11 @@ class Laboratory {
         live_.ConfigureInterfaces();
         agents_.ConfigureInterfaces();
     }
+    /// Tells ports which hosts get their addresses from the network. After their interfaces. Throws
+    /// COrvRunTimeError.
+    void ConfigureAddressing() { addressing_.Configure(project_); }
+    /// Waits for ports to answer.
+    std::vector<AddressReport> GetAddressReports() { return addressing_.GetReports(); }
     std::vector<LivePortReport> GetLiveReports() const;
     std::vector<AgentReport> GetAgentReports() const { return agents_.GetAgentReports(); }
 
@@ -71,6 +77,7 @@ class Laboratory {
     il::RunPool pool_;  ///< of simulated ports; live ports have a thread each
     LivePorts live_;
     AgentPorts agents_;
+    HostAddressing addressing_;  ///< outlives the connections
     std::vector<std::unique_ptr<PortLink>> links_;
 };
 

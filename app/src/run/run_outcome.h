@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "address_report.h"
 #include "orv/nic/live_port.h"
 #include "report_of_test.h"
 #include "test_file/mistake.h"
@@ -91,6 +92,7 @@ struct RunOutcome {
     std::vector<LivePortReport> live_ports;
     std::vector<MeasuringPort> ports;  ///< all of them, once a run has begun
     std::vector<AgentReport> agents;   ///< in the order of their names
+    std::vector<AddressReport> addressing;  ///< of hosts that get their addresses from the network
     bool is_virtual_clock = false;
     std::optional<UnfinishedTest> unfinished_test;
     std::string database;  ///< path; empty when nothing was stored

@@ -244,6 +244,7 @@ class Session::Impl {
             const Connections connections;
             Laboratory laboratory(host_.GetProject(), setup);
             laboratory.ConfigureInterfaces();
+            laboratory.ConfigureAddressing();
             // Opened only now: an existing recording must not be overwritten by a run that does not begin.
             if (!options.record.empty()) recorder.emplace(options.record);
             Watchdog watch(laboratory, log, observer, known, file.GetExpectations());
@@ -255,6 +256,7 @@ class Session::Impl {
             } else {
                 WaitForAnswers(log);
             }
+            outcome.addressing = laboratory.GetAddressReports();
             outcome.live_ports = laboratory.GetLiveReports();
             outcome.agents = laboratory.GetAgentReports();
         }

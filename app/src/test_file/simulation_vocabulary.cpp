@@ -17,6 +17,8 @@ const std::vector<DelayMember>& GetDelayMembers() {
         {"retransmission_delay", &NetworkBehaviour::retransmission_delay,
          "From a retransmission request to the last retransmitted packet."},
         {"jitter", &NetworkBehaviour::jitter, "Added to the time of a first or last packet."},
+        {"address_delay", &NetworkBehaviour::address_delay,
+         "From a host's first message to the address that it is given."},
     };
     return members;
 }
@@ -33,6 +35,8 @@ const std::vector<NumberMember>& GetNumberMembers() {
          "it, all are.",
          1e9},
         {"join_failure", &NetworkBehaviour::join_failure, Kind::Fraction, "Joins that bring nothing."},
+        {"address_failure", &NetworkBehaviour::address_failure, Kind::Fraction,
+         "Hosts that ask for an address in vain."},
         {"loss", &NetworkBehaviour::loss, Kind::Fraction, "Packets that are lost."},
         {"reordering", &NetworkBehaviour::reordering, Kind::Fraction, "Packets that overtake another."},
         {"duplication", &NetworkBehaviour::duplication, Kind::Fraction, "Packets that come twice."},

@@ -36,9 +36,33 @@ ScriptableVec FindBlocks(const framework::CCommand& command, framework::PropId l
     return blocks;
 }
 
+IHostAddressing* host_addressing = nullptr;
+
+/// The blocks that get their addresses from the network; the others stay in `blocks`.
+ScriptableVec TakeAddressBlocks(ScriptableVec& blocks) {
+    ScriptableVec taken;
+    if (!host_addressing) return taken;
+    std::erase_if(blocks, [&taken](CScriptable* block) {
+        if (!block->IsTypeOf(ids::AddressBlockConfig::CLASS)) return false;
+        taken.push_back(block);
+        return true;
+    });
+    return taken;
+}
+
 bool IsOnReachablePort(const CEmulatedDevice* device) {
     const CPort* port = device ? device->GetPort() : nullptr;
     return port && port->IsReachable();
+}
+
+/// "; 12 of 1000 hosts of "STBs" have no address: ..."
+std::string DescribeFailures(const ScriptableVec& blocks) {
+    std::string text;
+    for (const CScriptable* block : blocks) {
+        const std::string why = host_addressing ? host_addressing->GetFailure(*block) : "";
+        if (!why.empty()) text += "; " + why;
+    }
+    return text;
 }
 
 void SetStates(const ScriptableVec& blocks, std::uint8_t state) {
@@ -46,6 +70,10 @@ void SetStates(const ScriptableVec& blocks, std::uint8_t state) {
 }
 
 }  // namespace
+
+void SetHostAddressing(IHostAddressing* addressing) {
+    host_addressing = addressing;
+}
 
 ClassId CProtocolBlockConfig::CLASS_ID() {
     return ids::ProtocolBlockConfig::CLASS;
@@ -80,8 +108,9 @@ void CProtocolBindCommand::DoRun() {
     std::erase_if(bound, [&failed](CScriptable* block) {
         return std::find(failed.begin(), failed.end(), block) != failed.end();
     });
-    SetStates(bound, ids::ProtocolBlockState::BOUND);
     SetStates(failed, ids::ProtocolBlockState::FAILED);
+    if (const ScriptableVec asking = TakeAddressBlocks(bound); !asking.empty()) host_addressing->Bind(asking);
+    SetStates(bound, ids::ProtocolBlockState::BOUND);
     if (!failed.empty()) SetStatus("no port that can be reached: " + JoinNames(failed));
 }
 
@@ -91,7 +120,10 @@ bool CProtocolReleaseCommand::OnInit() {
 }
 
 void CProtocolReleaseCommand::DoRun() {
-    SetStates(FindBlocks(*this, ids::ProtocolBlockCommand::BlockList), ids::ProtocolBlockState::IDLE);
+    ScriptableVec blocks = FindBlocks(*this, ids::ProtocolBlockCommand::BlockList);
+    if (const ScriptableVec releasing = TakeAddressBlocks(blocks); !releasing.empty())
+        host_addressing->Release(releasing);
+    SetStates(blocks, ids::ProtocolBlockState::IDLE);
 }
 
 bool CProtocolWaitCommand::OnInit() {
@@ -121,7 +153,7 @@ void CProtocolWaitCommand::DoRun() {
     throw common::COrvRunTimeError(
         (for_bind ? "not bound" : "not released") +
         (reached ? std::string(": ") : " after " + std::to_string(wait_time.count()) + " seconds: ") +
-        JoinNames(waited_for));
+        JoinNames(waited_for) + DescribeFailures(waited_for));
 }
 
 ClassId CArpNdStartOnAllDevicesCommand::CLASS_ID() {
@@ -158,7 +190,8 @@ using RegisterWait = framework::StaticRegisterClass<CProtocolWaitCommand>;
 const RegisterBlock block_registrations[] = {
     RegisterBlock{ids::Dhcpv4BlockConfig::CLASS},      RegisterBlock{ids::Dhcpv6BlockConfig::CLASS},
     RegisterBlock{ids::Dhcpv6PdBlockConfig::CLASS},    RegisterBlock{ids::PppoeClientBlockConfig::CLASS},
-    RegisterBlock{ids::PppoaClientBlockConfig::CLASS}, RegisterBlock{ids::L2tpBlockConfig::CLASS}};
+    RegisterBlock{ids::PppoaClientBlockConfig::CLASS}, RegisterBlock{ids::L2tpBlockConfig::CLASS},
+    RegisterBlock{ids::SlaacBlockConfig::CLASS}};
 
 /// All commands of a protocol.
 struct RegisterCommands {
@@ -175,7 +208,8 @@ struct RegisterCommands {
 
 const RegisterCommands command_registrations[] = {
     RegisterCommands{kProtocolCommands[0]}, RegisterCommands{kProtocolCommands[1]},
-    RegisterCommands{kProtocolCommands[2]}, RegisterCommands{kProtocolCommands[3]}};
+    RegisterCommands{kProtocolCommands[2]}, RegisterCommands{kProtocolCommands[3]},
+    RegisterCommands{kProtocolCommands[4]}};
 
 ORV_REGISTER_CLASS(CArpNdStartOnAllDevicesCommand);
 

@@ -1,7 +1,10 @@
 #include "orv/live/frame.h"
 
+#include <optional>
+
 #include "checksum.h"
 #include "headers.h"
+#include "orv/live/router_advertisement.h"
 #include "protocol.h"
 
 namespace orv::live {
@@ -26,27 +29,39 @@ std::size_t write_arp(std::span<std::byte> out, const HostAddress& host, const M
     return writer.size();
 }
 
-/// A solicitation or advertisement of `target` with the host's MAC address as an option.
-std::size_t write_neighbor(std::span<std::byte> out, const HostAddress& host, const MacAddress& to_mac,
-                           const IpAddress& to, std::uint8_t type, std::uint32_t flags,
-                           const IpAddress& target, std::uint8_t option) {
-    require(host.ip.IsV6() && target.IsV6() && to.IsV6(), "neighbour discovery is for IPv6 addresses");
+/// A message of neighbour discovery (RFC 4861 section 4).
+struct NeighborMessage {
+    MacAddress to_mac;
+    IpAddress to;
+    std::uint8_t type = 0;
+    std::uint32_t flags = 0;
+    std::optional<IpAddress> target = {};
+    std::uint8_t option = 0;  ///< which holds the host's MAC address; 0: none
+};
+
+std::size_t write_neighbor(std::span<std::byte> out, const HostAddress& host,
+                           const NeighborMessage& message) {
+    require(host.ip.IsV6() && message.to.IsV6(), "neighbour discovery is for IPv6 addresses");
     Writer writer(out);
-    write_ethernet(writer, to_mac, host, kEtherIpv6);
-    write_ip(
-        writer,
-        {.source = host.ip, .destination = to, .protocol = kProtocolIcmp6, .hop_limit = kNeighborHopLimit},
-        32);
+    write_ethernet(writer, message.to_mac, host, kEtherIpv6);
+    write_ip(writer,
+             {.source = host.ip,
+              .destination = message.to,
+              .protocol = kProtocolIcmp6,
+              .hop_limit = kNeighborHopLimit},
+             std::size_t{8} + (message.target ? 16 : 0) + (message.option != 0 ? 8 : 0));
     const std::size_t begin = writer.size();
-    writer.u8(type);
+    writer.u8(message.type);
     writer.u8(0);
     writer.u16(0);
-    writer.u32(flags);
-    writer.address(target);
-    writer.u8(option);
-    writer.u8(1);  // length in units of 8 bytes
-    writer.mac(host.mac);
-    put_icmp6_checksum(writer, begin, host.ip, to);
+    writer.u32(message.flags);
+    if (message.target) writer.address(*message.target);
+    if (message.option != 0) {
+        writer.u8(message.option);
+        writer.u8(1);  // length in units of 8 bytes
+        writer.mac(host.mac);
+    }
+    put_icmp6_checksum(writer, begin, host.ip, message.to);
     return writer.size();
 }
 
@@ -65,20 +80,35 @@ std::size_t WriteNeighborSolicitation(std::span<std::byte> out, const HostAddres
                                       const IpAddress& target) {
     require(target.IsV6(), "neighbour discovery is for IPv6 addresses");
     const IpAddress to = SolicitedNodeAddress(target);
-    return write_neighbor(out, host, MulticastMac(to), to, kNeighborSolicitation, 0, target,
-                          kSourceLinkAddress);
+    return write_neighbor(out, host,
+                          {.to_mac = MulticastMac(to),
+                           .to = to,
+                           .type = kNeighborSolicitation,
+                           .target = target,
+                           .option = host.ip.IsUnspecified() ? std::uint8_t{0} : kSourceLinkAddress});
 }
 
 std::size_t WriteNeighborAdvertisement(std::span<std::byte> out, const HostAddress& host,
                                        const MacAddress& asker_mac, const IpAddress& asker) {
     constexpr std::uint32_t kSolicited = 0x40000000;
     constexpr std::uint32_t kOverride = 0x20000000;
-    if (asker.IsUnspecified()) {
-        return write_neighbor(out, host, MulticastMac(kAllNodesV6), kAllNodesV6, kNeighborAdvertisement,
-                              kOverride, host.ip, kTargetLinkAddress);
-    }
-    return write_neighbor(out, host, asker_mac, asker, kNeighborAdvertisement, kSolicited | kOverride,
-                          host.ip, kTargetLinkAddress);
+    const bool is_to_all = asker.IsUnspecified();
+    return write_neighbor(out, host,
+                          {.to_mac = is_to_all ? MulticastMac(kAllNodesV6) : asker_mac,
+                           .to = is_to_all ? kAllNodesV6 : asker,
+                           .type = kNeighborAdvertisement,
+                           .flags = is_to_all ? kOverride : kSolicited | kOverride,
+                           .target = host.ip,
+                           .option = kTargetLinkAddress});
+}
+
+std::size_t WriteRouterSolicitation(std::span<std::byte> out, const HostAddress& host) {
+    require(host.ip.IsLinkLocal(), "routers are asked from a link-local address");
+    return write_neighbor(out, host,
+                          {.to_mac = MulticastMac(kAllRoutersV6),
+                           .to = kAllRoutersV6,
+                           .type = kRouterSolicitation,
+                           .option = kSourceLinkAddress});
 }
 
 std::size_t UdpPayloadOffset(const UdpFlow& flow) {

@@ -39,10 +39,13 @@ inline constexpr std::uint8_t kMld1Report = 131;
 inline constexpr std::uint8_t kMld1Done = 132;
 inline constexpr std::uint8_t kMld2Report = 143;
 
+inline constexpr std::uint8_t kRouterSolicitation = 133;
+inline constexpr std::uint8_t kRouterAdvertisement = 134;
 inline constexpr std::uint8_t kNeighborSolicitation = 135;
 inline constexpr std::uint8_t kNeighborAdvertisement = 136;
 inline constexpr std::uint8_t kSourceLinkAddress = 1;  ///< option, RFC 4861 section 4.6.1
 inline constexpr std::uint8_t kTargetLinkAddress = 2;
+inline constexpr std::uint8_t kPrefixInformation = 3;  ///< option, RFC 4861 section 4.6.2
 inline constexpr std::uint8_t kNeighborHopLimit = 255;
 
 inline constexpr std::size_t kMembershipHeaderV4 = 8;   ///< of an IGMP message

@@ -10,6 +10,8 @@
 #include "orv/il/port_fault.h"
 #include "orv/il/random.h"
 #include "orv/live/dhcp4_client.h"
+#include "orv/live/dhcp6_client.h"
+#include "orv/live/slaac_client.h"
 
 namespace orv::nic {
 
@@ -23,8 +25,6 @@ using std::chrono::milliseconds;
 
 namespace {
 
-constexpr std::uint16_t kDhcp6ClientPort = 546;
-
 std::vector<live::Dhcp4Option> to_dhcp4(const std::vector<hostOption_s>& options) {
     std::vector<live::Dhcp4Option> made;
     for (const hostOption_s& option : options) {
@@ -33,6 +33,16 @@ std::vector<live::Dhcp4Option> to_dhcp4(const std::vector<hostOption_s>& options
         made.push_back({static_cast<std::uint8_t>(option.code), option.value});
     }
     return made;
+}
+
+/// What clients have in common.
+template <class Settings>
+void set_times(const addressBlock_s& block, Settings& settings) {
+    settings.attempts = block.attempts;
+    if (block.first_timeout_ms > 0) settings.first_delay = milliseconds(block.first_timeout_ms);
+    if (block.longest_timeout_ms > 0) settings.longest_delay = milliseconds(block.longest_timeout_ms);
+    settings.longest_delay = std::max(settings.longest_delay, settings.first_delay);
+    settings.probe = milliseconds(block.probe_ms);
 }
 
 std::shared_ptr<const live::Dhcp4Client::Settings> make_dhcp4_settings(const addressBlock_s& block) {
@@ -46,11 +56,29 @@ std::shared_ptr<const live::Dhcp4Client::Settings> make_dhcp4_settings(const add
     settings->wants_broadcast = block.broadcast;
     settings->rapid_commit = block.rapid_commit;
     if (block.lease_seconds > 0) settings->lease_seconds = block.lease_seconds;
-    settings->attempts = block.attempts;
-    if (block.first_timeout_ms > 0) settings->first_delay = milliseconds(block.first_timeout_ms);
-    if (block.longest_timeout_ms > 0) settings->longest_delay = milliseconds(block.longest_timeout_ms);
-    settings->longest_delay = std::max(settings->longest_delay, settings->first_delay);
-    settings->probe = milliseconds(block.probe_ms);
+    set_times(block, *settings);
+    return settings;
+}
+
+std::vector<live::Dhcp6Option> to_dhcp6(const std::vector<hostOption_s>& options) {
+    std::vector<live::Dhcp6Option> made;
+    for (const hostOption_s& option : options) made.push_back({option.code, option.value});
+    return made;
+}
+
+std::shared_ptr<const live::Dhcp6Client::Settings> make_dhcp6_settings(const addressBlock_s& block) {
+    auto settings = std::make_shared<live::Dhcp6Client::Settings>();
+    set_times(block, *settings);
+    settings->is_prefix = block.protocol == AddressProtocol::DHCPV6_PD;
+    settings->rapid_commit = block.rapid_commit;
+    settings->requested_options = block.requested_options;
+    settings->options = to_dhcp6(block.options);
+    return settings;
+}
+
+std::shared_ptr<const live::SlaacClient::Settings> make_slaac_settings(const addressBlock_s& block) {
+    auto settings = std::make_shared<live::SlaacClient::Settings>();
+    set_times(block, *settings);
     return settings;
 }
 
@@ -66,6 +94,20 @@ Maker choose_maker(const addressBlock_s& block) {
                 return std::make_unique<live::Dhcp4Client>(
                     live::Dhcp4Client::Identity{host.address, to_dhcp4(identity.options)}, settings,
                     std::move(surroundings));
+            };
+        case AddressProtocol::DHCPV6:
+        case AddressProtocol::DHCPV6_PD:
+            return [settings = make_dhcp6_settings(block)](const auto& identity, const Host& host,
+                                                           AddressClient::Surroundings surroundings) {
+                return std::make_unique<live::Dhcp6Client>(
+                    live::Dhcp6Client::Identity{host.address, identity.duid, identity.iaid,
+                                                to_dhcp6(identity.options)},
+                    settings, std::move(surroundings));
+            };
+        case AddressProtocol::SLAAC:
+            return [settings = make_slaac_settings(block)](const auto&, const Host& host,
+                                                           AddressClient::Surroundings surroundings) {
+                return std::make_unique<live::SlaacClient>(host.address, settings, std::move(surroundings));
             };
         default:
             throw PortFault(FaultCode::BadValue,
@@ -122,7 +164,7 @@ il::AddressNetwork::Clients LiveAddressing::make_clients(const addressBlock_s& b
         const bool is_v6 = address.ip.IsV6();
         clients_.insert_or_assign({Links::key_of(address.vlan), address.mac, is_v6}, clients[i].get());
         // Servers and relays answer to it.
-        if (is_v6) neighbours_.add({address.mac, live::LinkLocalAddress(address.mac), address.vlan});
+        if (is_v6) listen_to_neighbours(hosts[i], il::mixed(seed - i));
     }
     if (block.protocol == AddressProtocol::DHCPV4) ipv4_clients_ += hosts.size();
     Interface& interface = interfaces_[block.if_handle];
@@ -148,6 +190,17 @@ void LiveAddressing::host_changed(const addressBlock_s& block, std::uint32_t num
     if (host.address.ip == before.address.ip && host.gateway == before.gateway &&
         host.prefix_length == before.prefix_length && host.gateway_mac == before.gateway_mac)
         return;
+    if (const auto member = members_.find({Links::key_of(host.address.vlan), host.address.mac, true});
+        member != members_.end()) {
+        const live::IpAddress own = live::LinkLocalAddress(host.address.mac);
+        const auto is_other = [&own](const live::IpAddress& address) {
+            return address.IsV6() && !address.IsUnspecified() &&
+                   live::SolicitedNodeAddress(address) != live::SolicitedNodeAddress(own);
+        };
+        if (is_other(before.address.ip)) member->second->Leave(live::SolicitedNodeAddress(before.address.ip));
+        if (is_other(host.address.ip))
+            member->second->Join(live::SolicitedNodeAddress(host.address.ip), live::FilterMode::Exclude);
+    }
     if (had_address) neighbours_.remove(before.address);
     if (given) neighbours_.add(host.address);
     if (!given) return;
@@ -163,6 +216,7 @@ void LiveAddressing::forget(const addressBlock_s& block) {
         const bool is_v6 = host.address.ip.IsV6();
         clients_.erase({Links::key_of(host.address.vlan), host.address.mac, is_v6});
         neighbours_.remove(host.address);
+        members_.erase({Links::key_of(host.address.vlan), host.address.mac, is_v6});
         if (is_v6)
             neighbours_.remove(
                 {host.address.mac, live::LinkLocalAddress(host.address.mac), host.address.vlan});
@@ -197,6 +251,10 @@ void LiveAddressing::on_frame(const live::ParsedFrame& frame, il::Time stamp) {
     } else if (const auto* asked = std::get_if<live::NeighborSolicitation>(&frame.content)) {
         if (asked->asker.IsUnspecified()) tell_address_used(frame, asked->target, asked->asker_mac);
     }
+    if (const auto* query = std::get_if<live::MembershipQuery>(&frame.content))
+        return on_query(frame, *query, stamp);
+    if (const auto* advertisement = std::get_if<live::RouterAdvertisement>(&frame.content))
+        return tell_routers(frame, *advertisement);
     neighbours_.on_frame(frame, stamp, sink_);
 }
 
@@ -205,10 +263,45 @@ void LiveAddressing::on_datagram(const live::ParsedFrame& frame, const live::Udp
         const auto mac = live::Dhcp4ClientOf(packet.payload);
         if (AddressClient* client = mac ? find(frame.vlan, *mac, false) : nullptr)
             client->OnDatagram(packet.source, frame.source, packet.payload);
-    } else if (packet.destination_port == kDhcp6ClientPort && packet.destination.IsV6()) {
+    } else if (packet.destination_port == live::kDhcp6ClientPort && packet.destination.IsV6()) {
         if (AddressClient* client = find(frame.vlan, frame.destination, true))
             client->OnDatagram(packet.source, frame.source, packet.payload);
     }
+}
+
+/// Servers and relays answer to the link-local address.
+void LiveAddressing::listen_to_neighbours(const Host& host, std::uint64_t seed) {
+    live::HostAddress local = host.address;
+    local.ip = live::LinkLocalAddress(local.mac);
+    neighbours_.add(local);
+    live::MembershipHost::Settings settings;
+    settings.version = live::MembershipVersion::Mld2;
+    auto member = std::make_unique<live::MembershipHost>(
+        local, settings, timeline_, seed, [this](std::span<const std::byte> frame) { sink_.send(frame); });
+    member->Join(live::SolicitedNodeAddress(local.ip), live::FilterMode::Exclude);
+    members_.insert_or_assign({Links::key_of(local.vlan), local.mac, true}, std::move(member));
+}
+
+/// Whatever asks, the hosts of a link answer once in a while only.
+void LiveAddressing::on_query(const live::ParsedFrame& frame, const live::MembershipQuery& query,
+                              il::Time stamp) {
+    if (!live::IsMld(query.version) || (last_query_ != il::kNever && stamp - last_query_ < il::kSecond))
+        return;
+    last_query_ = stamp;
+    const std::uint32_t link = Links::key_of(frame.vlan);
+    for (const auto& [key, member] : members_)
+        if (key.link == link) member->OnQuery(query);
+}
+
+/// To one host, or to all of the link.
+void LiveAddressing::tell_routers(const live::ParsedFrame& frame,
+                                  const live::RouterAdvertisement& advertisement) {
+    if (AddressClient* client = find(frame.vlan, frame.destination, true))
+        return client->OnRouterAdvertisement(advertisement);
+    if ((frame.destination.bytes[0] & 1) == 0) return;
+    const std::uint32_t link = Links::key_of(frame.vlan);
+    for (const auto& [key, client] : clients_)
+        if (key.link == link && key.is_v6) client->OnRouterAdvertisement(advertisement);
 }
 
 /// Those who asked whether they may use it are answered by their MAC address; with IPv6 all hosts of the link

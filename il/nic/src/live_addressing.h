@@ -16,6 +16,7 @@
 #include "orv/il/address_network.h"
 #include "orv/il/timeline.h"
 #include "orv/live/frame_parser.h"
+#include "orv/live/membership_host.h"
 
 namespace orv::nic {
 
@@ -69,14 +70,22 @@ class LiveAddressing : public il::AddressNetwork {
 
     Client* find(const live::VlanTags& vlan, const live::MacAddress& mac, bool is_v6) const;
     void on_datagram(const live::ParsedFrame& frame, const live::UdpPacket& packet);
+    void tell_routers(const live::ParsedFrame& frame, const live::RouterAdvertisement& advertisement);
     void tell_address_used(const live::ParsedFrame& frame, const live::IpAddress& address,
                            const live::MacAddress& user);
+
+    void listen_to_neighbours(const Host& host, std::uint64_t seed);
+    void on_query(const live::ParsedFrame& frame, const live::MembershipQuery& query, il::Time stamp);
 
     il::ITimeline& timeline_;
     FrameSink& sink_;
     const Events events_;
     std::map<std::uint32_t, Interface> interfaces_;  ///< by IL handle
     std::unordered_map<HostKey, Client*, HostKeyHash> clients_;
+    /// IPv6 hosts are members of the groups at which neighbours ask for their addresses (RFC 4861
+    /// section 7.2.1): switches that snoop would not let these messages pass.
+    std::unordered_map<HostKey, std::unique_ptr<live::MembershipHost>, HostKeyHash> members_;
+    il::Time last_query_ = il::kNever;  ///< that was answered
     std::size_t ipv4_clients_ = 0;
     Neighbours neighbours_;  ///< hosts that have an address, and link-local ones
 };

@@ -38,6 +38,9 @@ constexpr il::Time kSoon = il::kMillisecond;
 constexpr il::Time kSendAgain = 200'000;
 /// How long the last frames have to leave: at 10 Mbit/s, the leaves of ten thousand STBs.
 constexpr il::Time kLongestGoodbye = il::kSecond;
+/// Between some hosts that give back their addresses and the next ones, and for all of them: ten thousand.
+constexpr il::Time kGiveBackInterval = 10 * il::kMillisecond;
+constexpr il::Time kLongestGivingBack = 20 * il::kSecond;
 
 }  // namespace
 
@@ -115,7 +118,12 @@ class LivePort::Impl {
             hang_up_(error.what());
         }
         core_.reset();
-        world_.say_goodbye();
+        // Servers do not answer: they are given the time to take it.
+        const il::Time latest = get_monotonic_time() + kLongestGivingBack;
+        while (world_.give_back_some() && get_monotonic_time() < latest) {
+            link_.flush();
+            std::this_thread::sleep_for(Nanoseconds(kGiveBackInterval));
+        }
         sender_.set({}, 0);
         const il::Time until = get_monotonic_time() + kLongestGoodbye;
         for (link_.flush(); link_.get_backlog() > 0 && get_monotonic_time() < until; link_.flush())

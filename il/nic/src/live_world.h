@@ -42,12 +42,14 @@ class LiveWorld : public il::World {
     /// are if that may have changed.
     std::optional<std::size_t> know_hosts(const il::InterfaceConfiguration& interfaces);
     il::AddressSessions* addressing() override { return &sessions_; }
-    /// The port ends: hosts give back what they were given.
-    void say_goodbye() { sessions_.give_back_all(); }
+    /// The port ends: some hosts give back what they were given. False when none is left.
+    bool give_back_some() { return sessions_.give_back_some(kGivenBackAtOnce); }
     /// A frame sent or received on the interface; `stamp` is in the port's time.
     void on_seen(const SeenFrame& frame, il::Time stamp);
 
   private:
+    static constexpr std::size_t kGivenBackAtOnce = 5;
+
     class RunHere;
 
     std::vector<Host> hosts_of_stbs(il::RunPlan& plan, const il::InterfaceConfiguration& interfaces) const;

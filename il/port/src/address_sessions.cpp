@@ -24,9 +24,13 @@ namespace {
 
 constexpr Nanoseconds kOneSecond = std::chrono::seconds(1);
 /// What could not begin because the port was busy may begin together, up to so much later.
-constexpr Nanoseconds kCatchUp = std::chrono::milliseconds(100);
+constexpr Nanoseconds kCatchUp = std::chrono::milliseconds(20);
 /// A wake-up costs as much as some messages: what is due within that time begins together.
 constexpr Nanoseconds kLeastSleep = std::chrono::milliseconds(1);
+
+/// Of hosts that give back what they have, if their block has no limit: servers do not answer, so that nobody
+/// hears of it when there were more at once than they can take.
+constexpr std::uint32_t kReleasesPerSecond = 500;
 
 constexpr std::size_t kStates = 5;
 
@@ -96,14 +100,20 @@ class AddressSessions::Hosts {
         start_some();
     }
 
-    void give_back() {
+    /// At most so many that have an address, at once. Returns how many it were.
+    std::size_t give_back(std::size_t most) {
         queue_.clear();
         timeline_.Cancel(std::exchange(timer_, 0));
+        std::size_t done = 0;
         for (Host& host : hosts_) {
             host.wish = Wish::None;
             host.is_queued = false;
+            const bool has_address = host.state == AddressClient::State::Bound;
+            if (has_address && done == most) continue;
+            if (has_address) ++done;
             host.client->Release();
         }
+        return done;
     }
 
     addressCounts_s count() const {
@@ -210,7 +220,11 @@ class AddressSessions::Hosts {
             } else {
                 host.client->Release();
             }
-            if (block_.sessions_per_second > 0) next_start_ += kOneSecond / block_.sessions_per_second;
+            if (block_.sessions_per_second > 0) {
+                next_start_ += kOneSecond / block_.sessions_per_second;
+            } else if (wish == Wish::Release) {
+                next_start_ += kOneSecond / kReleasesPerSecond;
+            }
         }
         is_starting_ = false;
         timeline_.Cancel(std::exchange(timer_, 0));
@@ -274,7 +288,7 @@ void AddressSessions::configure(const std::vector<Block>& blocks, const PortConf
     }
     for (const Block& block : blocks) {
         if (const auto known = blocks_.find(block.handle); known != blocks_.end()) {
-            known->second->give_back();
+            known->second->give_back(kMostStbs);
             blocks_.erase(known);
         }
         blocks_.emplace(block.handle, std::make_unique<Hosts>(timeline_, network_, block, configuration,
@@ -283,7 +297,7 @@ void AddressSessions::configure(const std::vector<Block>& blocks, const PortConf
 }
 
 void AddressSessions::remove(const std::vector<std::uint32_t>& handles) {
-    for (Hosts* hosts : find_all(handles)) hosts->give_back();
+    for (Hosts* hosts : find_all(handles)) hosts->give_back(kMostStbs);
     for (const std::uint32_t handle : handles) blocks_.erase(handle);
 }
 
@@ -295,8 +309,10 @@ void AddressSessions::release(const std::vector<std::uint32_t>& handles) {
     for (Hosts* hosts : find_all(handles)) hosts->release();
 }
 
-void AddressSessions::give_back_all() {
-    for (const auto& [handle, hosts] : blocks_) hosts->give_back();
+bool AddressSessions::give_back_some(std::size_t most) {
+    std::size_t done = 0;
+    for (const auto& [handle, hosts] : blocks_) done += hosts->give_back(most - done);
+    return done == most;
 }
 
 addressCounts_s AddressSessions::count(std::uint32_t handle) const {

@@ -52,6 +52,7 @@ AgentPorts::AgentPorts(Setup setup, const std::vector<Port>& ports, const Sessio
     events.back = [this] {
         setup_.warn("The connection to the server of the agents is back.");
         const std::lock_guard lock(sessions_mutex_);
+        ++reconnections_;
         for (const auto& session : sessions_) session->OnReconnected();
     };
     events.error = setup_.warn;
@@ -81,7 +82,9 @@ void AgentPorts::OpenSessions(std::map<std::string, SessionSetup>& by_agent) {
         opened.push_back(std::async(std::launch::async, [this, &agent = name, &session = setup] {
             Restrict(session.network, session.ports);
             return std::make_shared<AgentSession>(
-                *connection_, AgentSession::Setup{agent, setup_.lease, std::move(session)}, setup_.warn);
+                *connection_,
+                AgentSession::Setup{agent, setup_.lease, std::move(session), setup_.is_interrupted},
+                setup_.warn);
         }));
     }
     std::exception_ptr failure;
@@ -96,7 +99,13 @@ void AgentPorts::OpenSessions(std::map<std::string, SessionSetup>& by_agent) {
             if (!failure) failure = std::current_exception();
         }
     }
-    if (!failure) return;
+    if (!failure) {
+        // Those that were made first were not in the list yet when the connection came back meanwhile.
+        const std::lock_guard lock(sessions_mutex_);
+        if (reconnections_ > 0)
+            for (const auto& session : sessions_) session->OnReconnected();
+        return;
+    }
     CloseSessions();
     std::rethrow_exception(failure);
 }
@@ -117,6 +126,7 @@ void AgentPorts::CloseSessions() {
     for (auto& session : sessions)
         threads.emplace_back([ending = std::move(session)]() mutable { ending.reset(); });
     for (std::thread& thread : threads) thread.join();
+    connection_.reset();  // its events use other members
 }
 
 std::unique_ptr<PortLink> AgentPorts::MakeLink(core::CPort& port, PortLink::Tap tap, PortLink::Gone gone) {
@@ -124,8 +134,7 @@ std::unique_ptr<PortLink> AgentPorts::MakeLink(core::CPort& port, PortLink::Tap 
     if (is_stepped_) {
         const auto make = [&](il::ISoftwarePort::Send send, il::ISoftwarePort::HangUp hang_up) {
             return std::make_unique<SteppedPort>(remote.session, remote.number, *setup_.timeline,
-                                                 setup_.get_streams, setup_.is_interrupted, std::move(send),
-                                                 std::move(hang_up));
+                                                 setup_.get_streams, std::move(send), std::move(hang_up));
         };
         return std::make_unique<PortLink>(port, make, PortLink::Calls::UnderTaskLock, std::move(tap),
                                           std::move(gone));
@@ -173,8 +182,14 @@ void AgentPorts::FollowGenerators() {
 }
 
 std::vector<LivePortReport> AgentPorts::GetLiveReports() const {
+    // At the same time: one of them may not answer.
+    std::map<const AgentSession*, std::future<std::vector<nic::LiveFigures>>> asked;
+    for (const OnAgent& port : ports_)
+        if (port.place.IsLive() && !asked.contains(port.session.get()))
+            asked[port.session.get()] =
+                std::async(std::launch::async, [session = port.session] { return session->GetFigures(); });
     std::map<const AgentSession*, std::vector<nic::LiveFigures>> figures;
-    for (const auto& session : sessions_) figures[session.get()] = session->GetFigures();
+    for (auto& [session, answer] : asked) figures[session] = answer.get();
     std::vector<LivePortReport> reports;
     for (const OnAgent& port : ports_) {
         if (!port.place.IsLive()) continue;

@@ -72,6 +72,7 @@ class AgentPorts {
     const Setup setup_;
     bool is_stepped_ = false;
     std::unique_ptr<bus::Connection> connection_;
+    int reconnections_ = 0;                                ///< guarded by the mutex
     std::mutex sessions_mutex_;                            ///< the connection's events come on its threads
     std::vector<std::shared_ptr<AgentSession>> sessions_;  ///< in the order of the agents' names
     std::vector<OnAgent> ports_;

@@ -31,6 +31,7 @@ constexpr int kFirstSamples = 8;
 /// An agent that has lost the server, as we may have, comes back within that time.
 constexpr std::chrono::seconds kComeBack{3};
 constexpr std::chrono::milliseconds kAskAgain{100};
+constexpr std::chrono::seconds kInterruptedPatience{2};
 
 Nanoseconds GetSteadyTime() {
     return std::chrono::steady_clock::now().time_since_epoch();
@@ -57,6 +58,8 @@ Registry& GetSessions() {
 }  // namespace
 
 class AgentSession::Impl {
+    enum class Agent { IsThere, IsGone };
+
   public:
     Impl(bus::Connection& connection, Setup setup, std::function<void(const std::string&)> warn)
         : connection_(connection),
@@ -147,6 +150,10 @@ class AgentSession::Impl {
 
     void OnReconnected() { link_->on_reconnected(); }
     std::chrono::seconds GetLease() const { return setup_.lease; }
+    bool IsInterrupted() const { return setup_.is_interrupted && setup_.is_interrupted(); }
+    void Abandon(const std::string& why) {
+        End(fmt::format("agent \"{}\" {}", setup_.agent, why), Agent::IsThere);
+    }
 
   private:
     void Unregister() {
@@ -193,11 +200,18 @@ class AgentSession::Impl {
         request.program = kProgramVersion;
         request.session = session_;
         request.lease = setup_.lease;
-        if (operation == ControlRequest::Operation::Open) request.holder = DescribeUs();
+        if (operation == ControlRequest::Operation::Open) {
+            request.holder = DescribeUs();
+        } else {
+            const std::lock_guard lock(mutex_);
+            request.instance = instance_;
+        }
         const std::string text = ToJson(request);
         const Nanoseconds asked = GetSteadyTime();
         const bus::Answer answer =
-            connection_.request(bus::control_subject(setup_.agent), std::as_bytes(std::span(text)), patience);
+            connection_.request(bus::control_subject(setup_.agent), std::as_bytes(std::span(text)), patience,
+                                bus::answers_of_agent(setup_.agent),
+                                [this](std::span<const std::byte> bytes) { return IsOfOurAgent(bytes); });
         const Nanoseconds answered = GetSteadyTime();
         if (answer.status != bus::Answer::Status::Answered) return {};
         const ControlAnswer read =
@@ -205,6 +219,18 @@ class AgentSession::Impl {
         if (operation != ControlRequest::Operation::Open) Note(read, asked, answered);
         CheckInstance(read);
         return read;
+    }
+
+    /// Not of another agent with the same name; nor of ours, if it was started again.
+    bool IsOfOurAgent(std::span<const std::byte> bytes) const {
+        try {
+            const ControlAnswer answer =
+                ReadControlAnswer({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+            const std::lock_guard lock(mutex_);
+            return instance_.empty() || answer.instance == instance_;
+        } catch (const ProtocolError&) {
+            return true;  // it is told of
+        }
     }
 
     /// An agent that was started again does not know the session.
@@ -287,6 +313,8 @@ class AgentSession::Impl {
                 }
             }
             const Nanoseconds silence = std::min(GetSteadyTime() - heard, link_->get_silence());
+            if (silence > kInterruptedPatience && IsInterrupted())
+                return Abandon("has been silent since the test was interrupted");
             if (silence > setup_.lease)
                 return End(
                     fmt::format("agent \"{}\" has been silent for {} s", setup_.agent, setup_.lease.count()));
@@ -298,7 +326,6 @@ class AgentSession::Impl {
         return end_;
     }
 
-    enum class Agent { IsThere, IsGone };
     void End(const std::string& reason, Agent agent = Agent::IsGone) {
         {
             const std::lock_guard lock(mutex_);
@@ -317,6 +344,10 @@ class AgentSession::Impl {
         if (!is_open_.exchange(false)) return;
         if (!has_answered_) {
             AskQuietly(ControlRequest::Operation::Close, kAskAgain);
+            return;
+        }
+        if (IsInterrupted()) {  // nobody wants to wait
+            AskQuietly(ControlRequest::Operation::Close, std::chrono::milliseconds(500));
             return;
         }
         const Nanoseconds until = GetSteadyTime() + kComeBack;
@@ -373,6 +404,12 @@ void AgentSession::Detach(std::uint16_t port) {
 }
 bool AgentSession::Send(bus::Parcel parcel) {
     return impl_->Send(std::move(parcel));
+}
+bool AgentSession::IsInterrupted() const {
+    return impl_->IsInterrupted();
+}
+void AgentSession::Abandon(const std::string& why) {
+    impl_->Abandon(why);
 }
 std::chrono::seconds AgentSession::GetLease() const {
     return impl_->GetLease();

@@ -25,6 +25,7 @@ class AgentSession {
         std::string agent;
         std::chrono::seconds lease = kDefaultLease;
         SessionSetup session;
+        std::function<bool()> is_interrupted = {};  ///< the user wants the test to end; any thread
     };
     /// What a port of the session sends. Called on threads of the session, which must not be kept waiting for
     /// the task lock.
@@ -53,6 +54,9 @@ class AgentSession {
     void Detach(std::uint16_t port);
     /// False when too much waits for the agent, or the session has ended.
     bool Send(bus::Parcel parcel);
+    bool IsInterrupted() const;
+    /// Ends it for all of its ports; the agent is told later. `why`: "has been silent for 5 s".
+    void Abandon(const std::string& why);
     /// How long the agent may be silent.
     std::chrono::seconds GetLease() const;
     /// What the agent's steady clock will show when ours shows `time`.

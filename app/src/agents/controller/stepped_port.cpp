@@ -18,7 +18,7 @@ namespace {
 
 constexpr std::chrono::milliseconds kLook{100};
 /// A port that the user does not want to wait for.
-constexpr std::chrono::seconds kInterruptedPatience{2};
+constexpr std::chrono::seconds kStepPatience{2};
 /// Nobody has as many timers at one moment: time would stand still.
 constexpr std::uint32_t kMostStepsAtOnce = 100'000;
 
@@ -27,12 +27,11 @@ constexpr std::uint32_t kMostStepsAtOnce = 100'000;
 class SteppedPort::Impl {
   public:
     Impl(std::shared_ptr<AgentSession> session, std::uint16_t port, il::ITimeline& timeline,
-         GetStreams get_streams, IsInterrupted is_interrupted, Send send, HangUp hang_up)
+         GetStreams get_streams, Send send, HangUp hang_up)
         : session_(std::move(session)),
           port_(port),
           timeline_(timeline),
           get_streams_(std::move(get_streams)),
-          is_interrupted_(std::move(is_interrupted)),
           send_(std::move(send)),
           hang_up_(std::move(hang_up)) {
         session_->Attach(port_, {[this](bus::Lane, bus::Parcel parcel, const bus::SessionLink::Take& take) {
@@ -89,10 +88,13 @@ class SteppedPort::Impl {
                 if (Clock::now() > until)
                     throw ProtocolError(Describe(
                         fmt::format("has not taken a step within {} s", session_->GetLease().count())));
-                if (!is_interrupted_()) continue;
-                if (!interrupted_until) interrupted_until = Clock::now() + kInterruptedPatience;
-                if (Clock::now() > *interrupted_until)
-                    throw ProtocolError(Describe("was taking a step when the test was interrupted"));
+                if (!session_->IsInterrupted()) continue;
+                if (!interrupted_until) interrupted_until = Clock::now() + kStepPatience;
+                if (Clock::now() < *interrupted_until) continue;
+                // All ports of the session, which would each wait as long.
+                lock.unlock();
+                session_->Abandon("was taking a step when the test was interrupted");
+                lock.lock();
             }
             if (!done_) throw ProtocolError(*end_);
             bytes = std::move(*done_);
@@ -153,7 +155,6 @@ class SteppedPort::Impl {
     const std::uint16_t port_;
     il::ITimeline& timeline_;
     const GetStreams get_streams_;
-    const IsInterrupted is_interrupted_;
     const Send send_;
     const HangUp hang_up_;
     std::uint64_t steps_ = 0;
@@ -170,9 +171,9 @@ class SteppedPort::Impl {
 };
 
 SteppedPort::SteppedPort(std::shared_ptr<AgentSession> session, std::uint16_t port, il::ITimeline& timeline,
-                         GetStreams get_streams, IsInterrupted is_interrupted, Send send, HangUp hang_up)
+                         GetStreams get_streams, Send send, HangUp hang_up)
     : impl_(std::make_unique<Impl>(std::move(session), port, timeline, std::move(get_streams),
-                                   std::move(is_interrupted), std::move(send), std::move(hang_up))) {}
+                                   std::move(send), std::move(hang_up))) {}
 SteppedPort::~SteppedPort() = default;
 
 void SteppedPort::Receive(const std::vector<std::byte>& bytes) {

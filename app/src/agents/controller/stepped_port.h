@@ -17,13 +17,10 @@ namespace orv::app {
 class SteppedPort : public il::ISoftwarePort {
   public:
     using GetStreams = std::function<const il::StreamsOnAir&()>;
-    /// Whether nobody wants to wait any more: an agent that takes a step then has two seconds left. Any
-    /// thread.
-    using IsInterrupted = std::function<bool()>;
 
     /// `timeline` outlives the port. Neither `send` nor `hang_up` may destroy the port, or call it.
     SteppedPort(std::shared_ptr<AgentSession> session, std::uint16_t port, il::ITimeline& timeline,
-                GetStreams get_streams, IsInterrupted is_interrupted, Send send, HangUp hang_up);
+                GetStreams get_streams, Send send, HangUp hang_up);
     ~SteppedPort() override;
     SteppedPort(const SteppedPort&) = delete;
     SteppedPort& operator=(const SteppedPort&) = delete;

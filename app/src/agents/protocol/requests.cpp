@@ -82,6 +82,7 @@ void VisitMembers(Archive& archive, ControlRequest& request) {
     archive("operation", request.operation);
     archive("session", request.session);
     VisitShown(archive, "holder", request.holder);
+    VisitShown(archive, "instance", request.instance);
     VisitDuration(archive, "lease", request.lease);
     if constexpr (Archive::kReads) {
         const bool has_session = request.operation >= ControlRequest::Operation::Open;

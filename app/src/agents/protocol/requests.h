@@ -36,9 +36,10 @@ struct ControlRequest {
     };
     Operation operation = Operation::Info;
     int protocol = kAgentProtocol;
-    std::string program = {};  ///< version of the program, "0.1.0"
-    std::string session = {};  ///< 32 hexadecimal digits
-    std::string holder = {};   ///< who holds it, for people: "anna@desk, process 4711"
+    std::string program = {};   ///< version of the program, "0.1.0"
+    std::string session = {};   ///< 32 hexadecimal digits
+    std::string holder = {};    ///< who holds it, for people: "anna@desk, process 4711"
+    std::string instance = {};  ///< of the agent that has the session; empty: any
     std::chrono::seconds lease = kDefaultLease;
 };
 

@@ -62,15 +62,16 @@ Agent::~Agent() {
 
 bool Agent::IsNameTaken(bus::Connection& connection, const std::string& name) {
     const std::string text = MakeInfoRequest();
-    const bus::Answer answer =
-        connection.request(bus::control_subject(name), std::as_bytes(std::span(text)), kNamePatience);
+    const bus::Answer answer = connection.request(bus::control_subject(name), std::as_bytes(std::span(text)),
+                                                  kNamePatience, bus::inbox_prefix_of_agent(name));
     return answer.status == bus::Answer::Status::Answered;
 }
 
 bool Agent::IsHeard() {
     const std::string text = MakeInfoRequest();
     const bus::Answer answer =
-        connection_.request(bus::control_subject(offer_.name), std::as_bytes(std::span(text)), kSelfPatience);
+        connection_.request(bus::control_subject(offer_.name), std::as_bytes(std::span(text)), kSelfPatience,
+                            bus::inbox_prefix_of_agent(offer_.name));
     return answer.status == bus::Answer::Status::Answered;
 }
 
@@ -80,12 +81,14 @@ bool Agent::MustGiveWay() {
         if (session_) return false;
     }
     const std::string text = MakeInfoRequest();
-    for (const auto& data : connection_.request_all(bus::control_subject(offer_.name),
-                                                    std::as_bytes(std::span(text)), kNamePatience)) {
-        ControlAnswer answer;  // as it is if another version gave it
+    for (const auto& data :
+         connection_.request_all(bus::control_subject(offer_.name), std::as_bytes(std::span(text)),
+                                 kNamePatience, bus::inbox_prefix_of_agent(offer_.name))) {
+        ControlAnswer answer;
         try {
             answer = ReadControlAnswer(GetTextOf(data));
-        } catch (const ProtocolError&) {
+        } catch (const ProtocolError&) {  // no agent's
+            continue;
         }
         if (answer.instance == instance_) continue;
         const bool has_test = answer.info && !answer.info->holder.empty();
@@ -137,6 +140,12 @@ ControlAnswer Agent::AnswerTo(const bus::Message& message, bool is_for_us) {
         if (!is_for_us && request.operation != ControlRequest::Operation::Info)
             throw ProtocolError("a request that is not for all agents");
         const std::lock_guard lock(mutex_);
+        if (!request.instance.empty() && request.instance != instance_) {
+            // Another agent with this name was faster.
+            if (session_ && session_->GetName() == request.session)
+                EndSession("another agent with this name has it");
+            return answer;
+        }
         answer.is_known = session_ && session_->GetName() == request.session;
         switch (request.operation) {
             case ControlRequest::Operation::Info:

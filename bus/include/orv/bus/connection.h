@@ -91,13 +91,19 @@ class Connection {
     void publish(const std::string& subject, std::span<const std::byte> data);
     /// The same; false without a connection.
     bool try_publish(const std::string& subject, std::span<const std::byte> data);
-    /// Throws BusError without a connection.
+    /// The answer is to come to a subject of its own, "<answers>.<not to be guessed>": who may publish there
+    /// can answer. One that is not wanted counts only if no other comes in time. Throws BusError without a
+    /// connection.
+    using IsWanted = std::function<bool(std::span<const std::byte> answer)>;
     Answer request(const std::string& subject, std::span<const std::byte> data,
-                   std::chrono::milliseconds patience);
-    /// All answers that come in time. Throws BusError without a connection.
+                   std::chrono::milliseconds patience, const std::string& answers = "_INBOX",
+                   const IsWanted& is_wanted = {});
+    /// All answers that come in time, at most kMostAnswers. Throws BusError without a connection.
     std::vector<std::vector<std::byte>> request_all(const std::string& subject,
                                                     std::span<const std::byte> data,
-                                                    std::chrono::milliseconds patience);
+                                                    std::chrono::milliseconds patience,
+                                                    const std::string& answers = "_INBOX");
+    static constexpr std::size_t kMostAnswers = 2'000;
     /// `handler` is called on a thread of the subscription's own, message by message. "*" stands for one part
     /// of a subject, ">" at the end for one or more.
     std::unique_ptr<Subscription> subscribe(const std::string& subject, Handler handler);

@@ -16,7 +16,8 @@ namespace orv::bus {
 /// in flight cannot fill the memory. add() is called from one thread at a time, everything else from any.
 class Inbox {
   public:
-    static constexpr std::size_t kMostUntaken = 512 << 20;  ///< many times what may be in flight
+    /// Unpacked; what may be in flight is counted packed, and some hundred MiB when it is not.
+    static constexpr std::size_t kMostUntaken = 512 << 20;
 
     explicit Inbox(Lane lane, std::size_t most_untaken = kMostUntaken)
         : lane_(lane), most_untaken_(most_untaken) {}
@@ -37,6 +38,8 @@ class Inbox {
     /// The parcel that ends with the frame is done with, and all before it.
     void take(std::uint64_t number);
     Acknowledgement get_acknowledgement() const;
+    /// It accepts nothing at present.
+    bool is_full() const;
 
   private:
     struct Untaken {

@@ -36,8 +36,13 @@ std::string lane_subject(Lane lane, std::string_view agent, std::string_view ses
 inline constexpr const char* kReportStream = "iptvtest";
 inline constexpr const char* kReportSubjects = "iptvtest.agent.*.reports.*";
 
-/// Where answers to requests come: agents have a prefix of their own, so that the server can keep them from
-/// hearing what others are answered.
+/// Where an agent answers requests of controllers: nobody else may publish there.
+std::string answers_of_agent(std::string_view agent);
+/// Where all agents answer who looks for them.
+inline constexpr const char* kAnswersToDiscovery = "iptvtest.inbox.controller.found";
+
+/// Where answers to other requests come: agents have a prefix of their own, so that the server can keep them
+/// from hearing what others are answered.
 std::string inbox_prefix_of_agent(std::string_view agent);
 inline constexpr const char* kInboxPrefixOfControllers = "iptvtest.inbox.controller";
 

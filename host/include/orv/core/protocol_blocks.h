@@ -1,8 +1,12 @@
 // Protocols that give hosts their addresses or sessions, as far as the host needs to know them.
 //
-// There is no server on the other side: a block whose device is active and whose port can be reached gets
-// what it asks for at once, and keeps the addresses that are configured.
+// Addresses come from the network of the device's port, if the application has somebody who sees to it
+// (IHostAddressing). Without, and for sessions of PPP and L2TP, there is no server on the other side: a block
+// whose device is active and whose port can be reached gets what it asks for at once, and keeps the addresses
+// that are configured.
 #pragma once
+
+#include <string>
 
 #include "orv/framework/command.h"
 #include "orv/ids/core_ids.h"
@@ -22,13 +26,32 @@ inline constexpr ProtocolCommands kProtocolCommands[] = {
      ids::PppoxDisconnectWaitCommand::CLASS, ids::AbstPppBlockConfig::CLASS},
     {ids::L2tpConnectCommand::CLASS, ids::L2tpDisconnectCommand::CLASS, ids::L2tpConnectWaitCommand::CLASS,
      ids::L2tpDisconnectWaitCommand::CLASS, ids::L2tpBlockConfig::CLASS},
+    {ids::SlaacBindCommand::CLASS, ids::SlaacReleaseCommand::CLASS, ids::SlaacBindWaitCommand::CLASS,
+     ids::SlaacReleaseWaitCommand::CLASS, ids::SlaacBlockConfig::CLASS},
 };
+
+/// Has the hosts of blocks get their addresses from the network, and give them back. Used under the task
+/// lock.
+class IHostAddressing {
+  public:
+    virtual ~IHostAddressing() = default;
+
+    /// The blocks are active, of classes derived from AddressBlockConfig, and on ports that can be reached.
+    /// They become BINDING, and BOUND or FAILED later.
+    virtual void Bind(const framework::ScriptableVec& blocks) = 0;
+    /// They become RELEASING, and IDLE later.
+    virtual void Release(const framework::ScriptableVec& blocks) = 0;
+    /// Why a block has failed, for people; empty if it is not known.
+    virtual std::string GetFailure(const framework::CScriptable& block) const = 0;
+};
+/// Null: nobody. The application's.
+void SetHostAddressing(IHostAddressing* addressing);
 
 class CProtocolBlockConfig : public framework::CScriptable {
   public:
     static framework::ClassId CLASS_ID();
 
-    /// IDLE, BOUND or FAILED of ids::ProtocolBlockState.
+    /// Of ids::ProtocolBlockState.
     std::uint8_t GetBlockState() const;
     /// Sets the state, and that of the PPPoE sessions of the device when the block is one of PPPoE.
     void SetBlockState(std::uint8_t state);

@@ -27,7 +27,8 @@ std::size_t WriteArpRequest(std::span<std::byte> out, const HostAddress& host, c
 /// A unicast ARP reply with the host's MAC address (RFC 826).
 std::size_t WriteArpReply(std::span<std::byte> out, const HostAddress& host, const MacAddress& asker_mac,
                           const IpAddress& asker);
-/// A neighbour solicitation for `target` (RFC 4861 section 4.3), with the host's MAC address as an option.
+/// A neighbour solicitation for `target` (RFC 4861 section 4.3), with the host's MAC address as an option. A
+/// host without an address (::) asks whether somebody has it (RFC 4862 section 5.4.2), without the option.
 std::size_t WriteNeighborSolicitation(std::span<std::byte> out, const HostAddress& host,
                                       const IpAddress& target);
 /// A neighbour advertisement (RFC 4861 sections 4.4 and 7.2.4), sent to the asker; when it has no address yet

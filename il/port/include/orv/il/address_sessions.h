@@ -22,7 +22,7 @@ class AddressSessions {
 
     /// Both outlive the sessions.
     AddressSessions(ITimeline& timeline, AddressNetwork& network, std::uint64_t seed);
-    /// Sends nothing: give_back_all() does.
+    /// Sends nothing: give_back_some() does.
     ~AddressSessions();
     AddressSessions(const AddressSessions&) = delete;
     AddressSessions& operator=(const AddressSessions&) = delete;
@@ -34,8 +34,9 @@ class AddressSessions {
     void bind(const std::vector<std::uint32_t>& handles);
     /// Hosts give their address back, or stop asking.
     void release(const std::vector<std::uint32_t>& handles);
-    /// All hosts, at once: the port ends.
-    void give_back_all();
+    /// The port ends: hosts that ask stop, and at most `most` of those that have an address give it back at
+    /// once. False when none is left.
+    bool give_back_some(std::size_t most);
 
     hostaddr_1_bll::addressCounts_s count(std::uint32_t handle) const;
     /// At most `most` hosts from `first` on.

@@ -1,0 +1,56 @@
+#include "address_report.h"
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+#include <numeric>
+
+namespace orv::app {
+
+using hostaddr_1_bll::hostAddress_s;
+using hostaddr_1_bll::HostState;
+
+namespace {
+
+/// The least value that so large a fraction does not exceed.
+double GetPercentile(const std::vector<double>& sorted, double fraction) {
+    const double rank = std::ceil(fraction * static_cast<double>(sorted.size()));
+    return sorted[static_cast<std::size_t>(std::max(rank, 1.0)) - 1];
+}
+
+}  // namespace
+
+std::optional<AddressReport::Times> AddressReport::GetTimesToBind() const {
+    std::vector<double> times;
+    for (const hostAddress_s& host : hosts)
+        if (host.bind_nsec > 0) times.push_back(static_cast<double>(host.bind_nsec) / 1e9);
+    if (times.empty()) return {};
+    std::ranges::sort(times);
+    const double sum = std::accumulate(times.begin(), times.end(), 0.0);
+    return Times{times.front(),
+                 sum / static_cast<double>(times.size()),
+                 times.back(),
+                 GetPercentile(times, 0.5),
+                 GetPercentile(times, 0.95),
+                 GetPercentile(times, 0.99)};
+}
+
+std::size_t AddressReport::CountBound() const {
+    return static_cast<std::size_t>(std::ranges::count(hosts, HostState::BOUND, &hostAddress_s::state));
+}
+
+std::vector<AddressReport::Failure> AddressReport::GetFailures() const {
+    std::map<std::string, Failure> by_reason;
+    for (std::size_t i = 0; i < hosts.size(); ++i) {
+        if (hosts[i].state != HostState::FAILED) continue;
+        Failure& failure = by_reason[hosts[i].failure];
+        failure.why = hosts[i].failure;
+        if (failure.hosts++ == 0) failure.first = i + 1;
+    }
+    std::vector<Failure> failures;
+    for (const auto& [why, failure] : by_reason) failures.push_back(failure);
+    std::ranges::stable_sort(failures, std::ranges::greater(), &Failure::hosts);
+    return failures;
+}
+
+}  // namespace orv::app

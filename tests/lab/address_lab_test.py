@@ -1,0 +1,122 @@
+"""Set-top boxes that get their addresses from servers from Debian: they have them, use them, and give them back."""
+
+import threading
+
+import laboratory
+import test_files
+from address_servers import Dnsmasq, Kea, Router
+
+
+def make(block, hosts, seconds=3, version="IGMP_V3", **options):
+    """A test whose boxes get their addresses as the block says, before it begins."""
+    kind = block.split("BlockConfig")[0]
+    text = test_files.make(version=version, stbs=hosts, seconds=seconds, channels=4, packets=50, **options)
+    text = text.replace("      {IptvStbBlockConfig:", f"      {{{block}}},\n      {{IptvStbBlockConfig:")
+    text = text.replace("sequence:\n", f"sequence:\n  - {kind}BindCommand:\n  - {kind}BindWaitCommand:\n")
+    return text + f"  - {kind}ReleaseCommand:\n  - {kind}ReleaseWaitCommand:\n"
+
+
+class AddressLabTest(laboratory.LabTestCase):
+    def setUp(self):
+        self.lab = self.enterContext(laboratory.Laboratory(last_member_interval=100))
+
+    def run_bound(self, server, text, hosts):
+        """A good test of hosts that all got an address; what they had according to the server, and the outcome."""
+        had = {}
+        done = threading.Event()
+
+        def watch():
+            while not done.wait(0.2):
+                had.update(server.leases())
+
+        watcher = threading.Thread(target=watch)
+        watcher.start()
+        try:
+            outcome = test_files.Run(self.lab, text).wait()
+        finally:
+            done.set()
+            watcher.join()
+        self.assertEqual(0, outcome.status, outcome.errors)
+        self.assertGreater(len(outcome.events), 0)
+        report, = outcome.json["addressing"]
+        self.assertEqual((hosts, hosts), (report["hosts"], report["bound"]))
+        self.assertEqual({}, server.wait_until_free())
+        return had, report
+
+    def test_thousand_hosts_have_what_the_server_gave(self):
+        reports = self.lab.capture("home0", "igmp and ip[24] == 0x22")
+        with Dnsmasq(self.lab) as server:
+            had, report = self.run_bound(server, make("Dhcpv4BlockConfig: A, SessionsPerSecond: 400, ConflictWait: 200", 1000), 1000)
+        reports.stop()
+        self.assertEqual(1000, len(had))
+        self.assertEqual(1000, len(set(had.values())))
+        # Who joins is who the server knows.
+        said = {(row[0], row[1]) for row in reports.rows(["eth.src", "ip.src"]) if row[0].startswith("00:10:94:00:")}
+        self.assertEqual(said, set(had.items()))
+        times = report["time_to_bind_s"]
+        self.assertLessEqual(0.2, times["min"])
+        self.assertLess(times["p95"], 1.5)
+
+    def test_leases_are_renewed_during_a_test(self):
+        with Kea(self.lab, 4, lifetime=20) as server:
+            had, report = self.run_bound(server, make("Dhcpv4BlockConfig: A", 20, seconds=24), 20)
+        self.assertEqual(20, len(had))
+        self.assertGreaterEqual(report["renewed"], 40)
+        self.assertEqual((0, 0), (report["addresses_lost"], report["addresses_changed"]))
+
+    def test_addresses_of_ipv6(self):
+        with Kea(self.lab, 6) as server:
+            had, _ = self.run_bound(server, make("Dhcpv6BlockConfig: A", 50, version="MLD_V2"), 50)
+            self.assertEqual(50, len(had))
+        with laboratory.Laboratory(name="second") as lab:
+            self.lab = lab
+            with Router(lab) as router:
+                self.run_bound(router, make("SlaacBlockConfig: A", 50, version="MLD_V2"), 50)
+
+    def test_snooping_device_forwards_bound_hosts_only(self):
+        rules = """table bridge snooping {
+          set bound { typeof ether saddr . ip saddr; }
+          chain input { type filter hook prerouting priority -300;
+            iifname != "home" accept
+            ether type != ip accept
+            udp dport 67 accept
+            ether saddr . ip saddr @bound accept
+            drop
+          }
+        }"""
+        self.lab.ask_device("nft", rules)
+        with Dnsmasq(self.lab) as server:
+            done = threading.Event()
+
+            def watch():
+                known = set()
+                while not done.wait(0.05):
+                    for mac, address in set(server.leases().items()) - known:
+                        self.lab.ask_device("nft", "add", "element", "bridge", "snooping", "bound",
+                                            f"{{ {mac} . {address} }}")
+                        known.add((mac, address))
+
+            watcher = threading.Thread(target=watch)
+            watcher.start()
+            try:
+                self.run_bound(server, make("Dhcpv4BlockConfig: A, ConflictWait: 1000", 5), 5)
+            finally:
+                done.set()
+                watcher.join()
+            fixed = test_files.Run(self.lab, test_files.make(stbs=5, packets=50)).wait()
+            self.assertEqual(1, fixed.status, fixed.errors)
+            test, = fixed.json["tests"]
+            self.assertEqual(test["failed_joins"], test["channel_changes"])
+
+    def test_nobody_answers(self):
+        outcome = test_files.Run(self.lab, make(
+            "Dhcpv4BlockConfig: A, Attempts: 2, FirstTimeout: 500, LongestTimeout: 500", 3)).wait()
+        self.assertEqual(3, outcome.status)
+        self.assertIn('3 of 3 hosts of device "Homes" have no address', outcome.errors)
+        report, = outcome.json["addressing"]
+        self.assertNotIn("time_to_bind_s", report)
+        self.assertEqual([], outcome.json["tests"])
+
+
+if __name__ == "__main__":
+    laboratory.main()
