@@ -41,6 +41,10 @@ bool check_rtcp_bytes(Bytes bytes);
 /// host can have, or a client does what it may not.
 bool check_dhcp4_bytes(Bytes bytes);
 
+/// The same of DHCPv6, whose bytes come several times, each time as if they answered the client's last
+/// message.
+bool check_dhcp6_bytes(Bytes bytes);
+
 /// Runs a short test of a live port, in the middle of which the bytes come in, untagged and tagged, and are
 /// seen going out, with checksums that fit. The last byte chooses what kind of test it is: with its fourth
 /// bit set, one with a server, and the bytes are what the server says. Throws std::logic_error when the test
