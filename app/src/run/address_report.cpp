@@ -3,7 +3,11 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
+#include <nlohmann/json.hpp>
 #include <numeric>
+#include <utility>
+
+#include "orv/nic/addresses.h"
 
 namespace orv::app {
 
@@ -51,6 +55,33 @@ std::vector<AddressReport::Failure> AddressReport::GetFailures() const {
     for (const auto& [why, failure] : by_reason) failures.push_back(failure);
     std::ranges::stable_sort(failures, std::ranges::greater(), &Failure::hosts);
     return failures;
+}
+
+std::string MakeHostAddressesJson(const std::vector<AddressReport>& reports) {
+    using Json = nlohmann::ordered_json;
+    Json json = Json::array();
+    for (const AddressReport& report : reports) {
+        Json hosts = Json::array();
+        for (const hostAddress_s& host : report.hosts) {
+            Json told = Json::object();
+            const auto add = [&told](const char* name, const hostaddr_1_bll::ipAddress_t& address) {
+                if (hostaddr_1_bll::ipAddress_t::length_of(address.type) > 0)
+                    told[name] = nic::ToLiveAddress(address).ToString();
+            };
+            add("address", host.address);
+            if (!told.empty()) told["prefix_length"] = host.prefix_length;
+            add("gateway", host.gateway);
+            add("server", host.server);
+            if (host.bind_nsec > 0) told["bind_s"] = static_cast<double>(host.bind_nsec) / 1e9;
+            if (!host.failure.empty()) told["failure"] = host.failure;
+            hosts.push_back(std::move(told));
+        }
+        json.push_back({{"port", report.port},
+                        {"device", report.device},
+                        {"protocol", report.protocol},
+                        {"hosts", std::move(hosts)}});
+    }
+    return json.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
 }  // namespace orv::app

@@ -35,4 +35,7 @@ struct AddressReport {
     std::vector<Failure> GetFailures() const;
 };
 
+/// For run_description::kHostAddresses.
+std::string MakeHostAddressesJson(const std::vector<AddressReport>& reports);
+
 }  // namespace orv::app

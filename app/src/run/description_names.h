@@ -21,4 +21,8 @@ inline constexpr const char* kSweepResult = "SweepResult";
 /// The outcome of the run as JSON (MakeOutcomeDetails), once the run has ended.
 inline constexpr const char* kOutcomeDetails = "OutcomeDetails";
 
+/// JSON, of runs whose hosts got their addresses from the network: [{"port", "device", "protocol", "hosts": [{"address",
+/// "prefix_length", "gateway", "server", "bind_s", or "failure"}]}], hosts in order; what there was not is missing.
+inline constexpr const char* kHostAddresses = "HostAddresses";
+
 }  // namespace orv::app::run_description

@@ -257,6 +257,8 @@ class Session::Impl {
                 WaitForAnswers(log);
             }
             outcome.addressing = laboratory.GetAddressReports();
+            if (!outcome.addressing.empty())
+                database.Describe(run_description::kHostAddresses, MakeHostAddressesJson(outcome.addressing));
             outcome.live_ports = laboratory.GetLiveReports();
             outcome.agents = laboratory.GetAgentReports();
         }

@@ -1,6 +1,8 @@
 // Hosts that get their addresses from the network: texts that count, what is refused, and whole runs.
 #include <nlohmann/json.hpp>
+#include <set>
 
+#include "database_reader.h"
 #include "orv/common/exceptions.h"
 #include "output/outcome_json.h"
 #include "output/summary.h"
@@ -87,6 +89,14 @@ TEST_F(AddressingRunTest, AllKindsBindAndAreReported) {
         EXPECT_LT(times.at("min"), times.at("p50"));
         EXPECT_THAT(orv::app::MakeSummary(outcome, 120), HasSubstr(std::string(", ") + name + ": "));
         EXPECT_EQ(outcome.addressing.at(0).counts.bound, 0U);  // they were released
+        // Each host has an address of its own in the database.
+        const auto stored =
+            nlohmann::json::parse(DatabaseReader(folder / "results.db")
+                                      .Get("SELECT Text FROM DataSetDescriptions WHERE Name = "
+                                           "'HostAddresses'"));
+        std::set<std::string> addresses;
+        for (const auto& host : stored.at(0).at("hosts")) addresses.insert(host.at("address"));
+        EXPECT_EQ(addresses.size(), told.at("hosts"));
     }
 }
 
