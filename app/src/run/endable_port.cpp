@@ -34,9 +34,9 @@ void EndablePort::Receive(const std::vector<std::byte>& bytes) {
     if (port_) port_->Receive(bytes);
 }
 
-void EndablePort::SetStreams(std::vector<nic::Stream> streams) {
+std::future<void> EndablePort::SetStreams(std::vector<nic::Stream> streams) {
     const std::lock_guard lock(mutex_);
-    if (port_) port_->SetStreams(std::move(streams));
+    return port_ ? port_->SetStreams(std::move(streams)) : std::future<void>();
 }
 
 nic::LiveFigures EndablePort::GetFigures() const {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <future>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -19,7 +20,8 @@ class EndablePort {
     EndablePort& operator=(const EndablePort&) = delete;
 
     void Receive(const std::vector<std::byte>& bytes);
-    void SetStreams(std::vector<nic::Stream> streams);
+    /// As LivePort::SetStreams.
+    std::future<void> SetStreams(std::vector<nic::Stream> streams);
     nic::LiveFigures GetFigures() const;
     /// When it returns, the port has left its groups and is destroyed.
     void End();

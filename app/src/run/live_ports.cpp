@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <chrono>
+#include <future>
 #include <utility>
 
 #include "interface_stacks.h"
@@ -12,6 +14,8 @@
 namespace orv::app {
 
 namespace {
+
+constexpr std::chrono::seconds kLongestStart{1};
 
 /// What a link has of a live port.
 class FarEnd : public il::ISoftwarePort {
@@ -59,12 +63,16 @@ void LivePorts::ConfigureInterfaces() const {
 }
 
 void LivePorts::FollowGenerators() {
+    std::vector<std::future<void>> begun;
     for (Live& live : ports_) {
         const bool sends = IsGeneratorRunning(*live.port);
         if (sends == std::exchange(live.is_sending, sends)) continue;
-        live.far_end->SetStreams(sends ? PlanStreams(*live.port, live.line_rate)
-                                       : std::vector<nic::Stream>());
+        begun.push_back(live.far_end->SetStreams(sends ? PlanStreams(*live.port, live.line_rate)
+                                                       : std::vector<nic::Stream>()));
     }
+    const auto latest = std::chrono::steady_clock::now() + kLongestStart;
+    for (const std::future<void>& each : begun)
+        if (each.valid()) each.wait_until(latest);
 }
 
 std::vector<LivePortReport> LivePorts::GetReports() const {

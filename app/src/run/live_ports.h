@@ -33,7 +33,9 @@ class LivePorts {
 
     /// Tells the ports about their hosts. Throws COrvRunTimeError if one refuses.
     void ConfigureInterfaces() const;
-    /// Updates what the ports send after a generator has started or stopped.
+    /// Updates what the ports send after a generator has started or stopped. Returns when every stream flows,
+    /// so that the first views find their channels; streams slower than a packet per second are not waited
+    /// for.
     void FollowGenerators();
     std::vector<LivePortReport> GetReports() const;
 

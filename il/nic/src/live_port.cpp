@@ -7,6 +7,8 @@
 
 #include <array>
 #include <atomic>
+#include <future>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <thread>
@@ -83,12 +85,15 @@ class LivePort::Impl {
         });
     }
 
-    void set_streams(std::vector<Stream> streams) {
-        mailbox_.post([this, streams = std::move(streams)]() mutable {
+    std::future<void> set_streams(std::vector<Stream> streams) {
+        auto begun = std::make_shared<std::promise<void>>();
+        mailbox_.post([this, begun, streams = std::move(streams)]() mutable {
+            begun_ = std::move(begun);
             if (streams.empty()) look_for_complaints();
             const std::size_t too_long = sender_.set(std::move(streams), get_monotonic_time());
             if (too_long > 0) complaints_.on_too_long(too_long, link_.get_mtu());
         });
+        return begun->get_future();
     }
 
     LiveFigures get_figures() const {
@@ -145,6 +150,10 @@ class LivePort::Impl {
         work_.run_due(now, kMostTimers);
         if (is_due(sender_.next(), now)) sender_.run(now);
         link_.flush();
+        if (begun_ && sender_.has_begun()) {
+            publish();
+            std::exchange(begun_, nullptr)->set_value();
+        }
         if (is_due(housekeeping_, now)) keep_house(now);
         const bool is_behind = is_due(work_.next(), now) || is_due(sender_.next(), now);
         if (!is_behind && !has_more_) wait();
@@ -210,6 +219,7 @@ class LivePort::Impl {
     mutable std::mutex mutex_;
     LiveFigures published_;
     StreamSender sender_;
+    std::shared_ptr<std::promise<void>> begun_;  ///< until every stream has
     LiveWorld world_;
     Complaints complaints_;
     HangUp hang_up_;
@@ -232,8 +242,8 @@ void LivePort::Receive(const std::vector<std::byte>& bytes) {
     impl_->receive(bytes);
 }
 
-void LivePort::SetStreams(std::vector<Stream> streams) {
-    impl_->set_streams(std::move(streams));
+std::future<void> LivePort::SetStreams(std::vector<Stream> streams) {
+    return impl_->set_streams(std::move(streams));
 }
 
 LiveFigures LivePort::GetFigures() const {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <map>
 #include <tuple>
+#include <utility>
 
 #include "channel_ssrc.h"
 #include "orv/live/stream_packet.h"
@@ -62,6 +63,7 @@ std::size_t StreamSender::set(std::vector<Stream> streams, Time now) {
                    static_cast<std::uint32_t>(flows_.size())});
         flows_.push_back(std::move(flow));
     }
+    not_begun_ = flows_.size();
     return too_long;
 }
 
@@ -100,6 +102,7 @@ void StreamSender::write(Flow& flow, Time now) {
         {flow.stream.id, flow.sequence++, live::Nanoseconds(clock_.to_time_of_day(now))}, flow.ssrc);
     link_.commit(live::WriteUdpHeaders(room, flow.headers, length));
     ++figures_.stream_packets_sent;
+    if (!std::exchange(flow.has_begun, true)) --not_begun_;
 }
 
 }  // namespace orv::nic

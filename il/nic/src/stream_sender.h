@@ -25,6 +25,8 @@ class StreamSender {
     /// packets exceed the link's MTU.
     std::size_t set(std::vector<Stream> streams, il::Time now);
 
+    /// Whether each stream has sent a packet since it was set.
+    bool has_begun() const { return not_begun_ == 0; }
     /// When to call run; kNever when nothing is sent.
     il::Time next() const;
     /// Writes the packets that are due, up to a limit per call. Flush the link afterwards.
@@ -37,6 +39,7 @@ class StreamSender {
         std::uint32_t ssrc = 0;  ///< by which a server knows the channel
         il::Time gap = 0;
         std::uint64_t sequence = 0;
+        bool has_begun = false;
     };
     struct Due {
         il::Time time;
@@ -51,6 +54,7 @@ class StreamSender {
     const ClockBridge& clock_;
     LiveFigures& figures_;
     std::vector<Flow> flows_;
+    std::size_t not_begun_ = 0;
     std::priority_queue<Due, std::vector<Due>, std::greater<>> due_;
     il::Time batch_ = 0;  ///< shortest time between two runs
     il::Time last_run_ = 0;

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <future>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -118,8 +119,9 @@ class LivePort : public il::ISoftwarePort {
     void Receive(const std::vector<std::byte>& bytes) override;
     /// Only calls `change`: the network decides which channels are sent.
     void ChannelsChange(const std::function<void()>& change) override { change(); }
-    /// Replaces the streams that are sent; none if empty. Any thread; returns at once.
-    void SetStreams(std::vector<Stream> streams);
+    /// Replaces the streams that are sent; none if empty. Any thread; returns at once. The future is ready
+    /// when each stream has sent its first packet, or the streams were replaced, or the port is gone.
+    std::future<void> SetStreams(std::vector<Stream> streams);
     /// Any thread.
     LiveFigures GetFigures() const;
 
