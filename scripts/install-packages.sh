@@ -15,7 +15,7 @@ packages=(
   libboost-math-dev libjs-chart.js chromium chromium-driver python3-selenium
   gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good
   libnats-dev liblz4-dev nats-server
-  dnsmasq-base kea-dhcp4-server kea-dhcp6-server radvd
+  dnsmasq-base kea-dhcp4-server kea-dhcp6-server kea-admin radvd
   libtins-dev
 )
 # It gets axe-core for the test of the report. Node.js from elsewhere brings its own npm, with which Debian's conflicts.

@@ -28,8 +28,8 @@ class AddressServer:
         log.close()
 
     def __enter__(self):
-        self.lab.ask_device("ip", "address", "add", f"{ROUTER4}/16", "dev", "br0")
-        self.lab.ask_device("ip", "address", "add", f"{ROUTER6}/64", "dev", "br0", "nodad")
+        self.lab.ask_device("ip", "address", "replace", f"{ROUTER4}/16", "dev", "br0")
+        self.lab.ask_device("ip", "address", "replace", f"{ROUTER6}/64", "dev", "br0", "nodad")
         self.begin()
         time.sleep(1)
         for process in self.processes:

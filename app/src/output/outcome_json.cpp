@@ -130,6 +130,7 @@ Json MakeAddressing(const AddressReport& report) {
         json["time_to_bind_s"] = {{"min", times->min}, {"mean", times->mean}, {"max", times->max},
                                   {"p50", times->p50}, {"p95", times->p95},   {"p99", times->p99}};
     }
+    if (counts.all_bind_nsec > 0) json["all_bound_in_s"] = static_cast<double>(counts.all_bind_nsec) / 1e9;
     json["failures"] = Json::array();
     for (const AddressReport::Failure& failure : report.GetFailures())
         json["failures"].push_back(

@@ -211,14 +211,15 @@ std::string MakeLivePortLine(const RunOutcome& outcome, const LivePortReport& po
                        fmt::join(parts, "; "));
 }
 
-/// "Device Homes, DHCPv4: 998 of 1000 hosts bound in 0.012 to 1.508 s, mean 0.213 s, 99 % within 1.2 s; 1000
-/// leases renewed; 2 hosts without an address: no offer (host 3)"
+/// "Device Homes, DHCPv4: 998 of 1000 hosts bound in 5.100 s, each in 0.012 to 1.508 s, mean 0.213 s, 99 %
+/// within 1.200 s; 1000 leases renewed; 2 hosts without an address: no offer (host 3)"
 std::string MakeAddressLine(const AddressReport& report) {
     std::string text = fmt::format("Device {}, {}: {} of {} hosts bound", MakePrintable(report.device),
                                    report.protocol, report.CountBound(), report.hosts.size());
     if (const auto times = report.GetTimesToBind())
-        text += fmt::format(" in {:.3f} to {:.3f} s, mean {:.3f} s, 99 % within {:.3f} s", times->min,
-                            times->max, times->mean, times->p99);
+        text += fmt::format(" in {:.3f} s, each in {:.3f} to {:.3f} s, mean {:.3f} s, 99 % within {:.3f} s",
+                            static_cast<double>(report.counts.all_bind_nsec) / 1e9, times->min, times->max,
+                            times->mean, times->p99);
     for (const auto& [count, what] : {std::pair(report.counts.repeated, "messages repeated"),
                                       {report.counts.refused, "refused"},
                                       {report.counts.conflicts, "addresses in use by others"},

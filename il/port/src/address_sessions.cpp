@@ -6,6 +6,7 @@
 #include <array>
 #include <deque>
 #include <limits>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -81,6 +82,8 @@ class AddressSessions::Hosts {
 
     void bind() {
         first_failure_.clear();
+        began_.reset();
+        all_bound_in_ = {};
         for (std::uint32_t i = 0; i < hosts_.size(); ++i) {
             const AddressClient::State state = hosts_[i].state;
             const bool has_none = state == AddressClient::State::Idle ||
@@ -124,6 +127,7 @@ class AddressSessions::Hosts {
         counts.releasing = in_state_[index_of(AddressClient::State::Releasing)];
         counts.failed = in_state_[index_of(AddressClient::State::Failed)];
         counts.first_failure = first_failure_;
+        counts.all_bind_nsec = static_cast<std::uint64_t>(all_bound_in_.count());
         for (const Host& host : hosts_) {
             // Those that wait for their turn are on their way.
             if (host.wish == Wish::Bind) {
@@ -174,6 +178,7 @@ class AddressSessions::Hosts {
         AddressClient::State state = AddressClient::State::Idle;  ///< as counted
         Wish wish = Wish::None;                                   ///< waits for its turn
         bool is_queued = false;
+        bool was_lost = false;  ///< its address, since it was bound
         Nanoseconds asked{};
         Nanoseconds bound_in{};  ///< 0: it was not bound
     };
@@ -216,6 +221,8 @@ class AddressSessions::Hosts {
             if (wish == Wish::Bind) {
                 host.asked = now;
                 host.bound_in = {};
+                host.was_lost = false;
+                if (!began_) began_ = now;
                 host.client->Bind();
             } else {
                 host.client->Release();
@@ -250,11 +257,17 @@ class AddressSessions::Hosts {
 
     void note(std::uint32_t number, AddressClient::State before) {
         Host& host = hosts_[number];
-        if (host.state == AddressClient::State::Bound && before == AddressClient::State::Binding)
-            host.bound_in = std::max(timeline_.GetNow() - host.asked, Nanoseconds(1));
+        if (host.state == AddressClient::State::Bound && before == AddressClient::State::Binding) {
+            const Nanoseconds now = timeline_.GetNow();
+            host.bound_in = std::max(now - host.asked, Nanoseconds(1));
+            if (!host.was_lost && began_) all_bound_in_ = std::max(now - *began_, Nanoseconds(1));
+        }
         const bool is_lost =
             before == AddressClient::State::Bound && host.state == AddressClient::State::Binding;
-        if (is_lost) host.asked = timeline_.GetNow();
+        if (is_lost) {
+            host.asked = timeline_.GetNow();
+            host.was_lost = true;
+        }
         if (is_lost || host.state == AddressClient::State::Failed) {
             const std::string& why = host.client->GetFailure();
             if (first_failure_.empty())
@@ -273,6 +286,8 @@ class AddressSessions::Hosts {
     std::uint64_t timer_ = 0;
     bool is_starting_ = false;
     std::string first_failure_;
+    std::optional<Nanoseconds> began_;  ///< the first host of the latest bind
+    Nanoseconds all_bound_in_{};        ///< 0: none was bound
 };
 
 AddressSessions::AddressSessions(ITimeline& timeline, AddressNetwork& network, std::uint64_t seed)

@@ -87,6 +87,7 @@ TEST_F(AddressingRunTest, AllKindsBindAndAreReported) {
         EXPECT_GE(times.at("min"), 0.1);
         EXPECT_LE(times.at("max"), 0.3);
         EXPECT_LT(times.at("min"), times.at("p50"));
+        EXPECT_GE(told.at("all_bound_in_s"), times.at("max"));
         EXPECT_THAT(orv::app::MakeSummary(outcome, 120), HasSubstr(std::string(", ") + name + ": "));
         EXPECT_EQ(outcome.addressing.at(0).counts.bound, 0U);  // they were released
         // Each host has an address of its own in the database.
