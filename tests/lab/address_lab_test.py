@@ -1,10 +1,12 @@
 """Set-top boxes that get their addresses from servers from Debian: they have them, use them, and give them back."""
 
+import signal
 import threading
+import time
 
 import laboratory
 import test_files
-from address_servers import Dnsmasq, Kea, Router
+from address_servers import AddressServer, Dnsmasq, Kea, Router
 
 
 def make(block, hosts, seconds=3, version="IGMP_V3", **options):
@@ -107,6 +109,54 @@ class AddressLabTest(laboratory.LabTestCase):
             self.assertEqual(1, fixed.status, fixed.errors)
             test, = fixed.json["tests"]
             self.assertEqual(test["failed_joins"], test["channel_changes"])
+
+    def test_addresses_in_use_are_declined(self):
+        used = [f"10.0.64.{number}" for number in range(1, 6)]
+        for address in used:
+            self.lab.start(["ip", "address", "add", f"{address}/32", "dev", "head0"]).wait()
+        with Dnsmasq(self.lab, "10.0.64.1,10.0.64.40") as server:
+            had, report = self.run_bound(server, make("Dhcpv4BlockConfig: A, ConflictWait: 200", 30), 30)
+        self.assertGreaterEqual(report["conflicts"], 1)
+
+    def test_server_that_forgot_refuses_and_gives_other_addresses(self):
+        reports = self.lab.capture("home0", "igmp and ip[24] == 0x22")
+        with Dnsmasq(self.lab, "10.0.64.0,10.0.64.255", renew_after=8) as server:
+            run = test_files.Run(self.lab, make("Dhcpv4BlockConfig: A, ConflictWait: 100", 5, seconds=12))
+            end = time.monotonic() + 10
+            while len(server.leases()) < 5 and time.monotonic() < end:
+                time.sleep(0.1)
+            server.begin_again("10.0.80.0,10.0.80.255")
+            outcome = run.wait()
+            self.assertEqual({}, server.wait_until_free())
+        report, = outcome.json["addressing"]
+        self.assertEqual((5, 5), (report["refused"], report["addresses_lost"]), report)
+        self.assertEqual(3, outcome.status)
+        self.assertIn('hosts of device "Homes" have lost their addresses', outcome.errors)
+        # They go on with those of the new server.
+        reports.stop()
+        said = {address.rpartition(".")[0] for mac, address in reports.rows(["eth.src", "ip.src"]) if mac.startswith("00:10:94:00:")}
+        self.assertEqual({"10.0.64", "10.0.80"}, said)
+
+    def test_of_two_servers_each_host_takes_one(self):
+        with Kea(self.lab, 4) as first, Dnsmasq(self.lab, "10.0.32.0,10.0.63.255", at_head=True) as second:
+            class Both:
+                @staticmethod
+                def leases():
+                    return {(server, host): address for server in (first, second) for host, address in server.leases().items()}
+                wait_until_free = AddressServer.wait_until_free
+            had, _ = self.run_bound(Both(), make("Dhcpv4BlockConfig: A", 20), 20)
+        self.assertEqual(20, len(had))
+
+    def test_interrupt_gives_addresses_back(self):
+        with Kea(self.lab, 6) as server:
+            run = test_files.Run(self.lab, make("Dhcpv6BlockConfig: A", 10, version="MLD_V2", seconds=60))
+            end = time.monotonic() + 20
+            while len(server.leases()) < 10 and time.monotonic() < end:
+                time.sleep(0.1)
+            self.assertEqual(10, len(server.leases()))
+            run.process.send_signal(signal.SIGINT)
+            self.assertEqual(130, run.wait().status)
+            self.assertEqual({}, server.wait_until_free(1))
 
     def test_nobody_answers(self):
         outcome = test_files.Run(self.lab, make(

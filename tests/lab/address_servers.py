@@ -7,14 +7,15 @@ import pathlib
 import tempfile
 import time
 
-ROUTER4, ROUTER6 = "10.0.0.1", "2001:db8::1"
+ROUTER4, ROUTER6, HEAD4 = "10.0.0.1", "2001:db8::1", "10.0.0.2"
 
 
 class AddressServer:
-    """Runs between __enter__ and __exit__, in the device's namespace."""
+    """Runs between __enter__ and __exit__, in the device's namespace, or at the head end."""
 
-    def __init__(self, lab):
-        self.lab = lab
+    def __init__(self, lab, at_head=False):
+        self.lab, self.at_head = lab, at_head
+        self.interface = "head0" if at_head else "br0"
         self._folder = tempfile.TemporaryDirectory(prefix="addresses-")
         self.folder = pathlib.Path(self._folder.name)
         os.chmod(self.folder, 0o777)
@@ -23,13 +24,13 @@ class AddressServer:
 
     def start(self, *command, environment=None):
         log = open(self.folder / f"{command[0]}.log", "w")
-        self.processes.append(self.lab.start(command, on_device=True, stdout=log, stderr=log,
+        self.processes.append(self.lab.start(command, on_device=not self.at_head, stdout=log, stderr=log,
                                              env={**os.environ, **(environment or {})}))
         log.close()
 
     def __enter__(self):
-        self.lab.ask_device("ip", "address", "replace", f"{ROUTER4}/16", "dev", "br0")
-        self.lab.ask_device("ip", "address", "replace", f"{ROUTER6}/64", "dev", "br0", "nodad")
+        for address in ((f"{HEAD4}/16",), ) if self.at_head else ((f"{ROUTER4}/16",), (f"{ROUTER6}/64", "nodad")):
+            self.lab.start(["ip", "address", "replace", *address, "dev", self.interface], on_device=not self.at_head).wait()
         self.begin()
         time.sleep(1)
         for process in self.processes:
@@ -42,6 +43,15 @@ class AddressServer:
             process.wait()
         self._folder.cleanup()
 
+    def begin_again(self, pool):
+        """Without its leases, with other addresses to give."""
+        process = self.processes.pop()
+        process.kill()
+        process.wait()
+        self.leases_file.unlink()
+        self.pool = pool
+        self.begin()
+
     def wait_until_free(self, seconds=10):
         """What is still bound when that time is over."""
         end = time.monotonic() + seconds
@@ -53,9 +63,14 @@ class AddressServer:
 class Dnsmasq(AddressServer):
     """DHCPv4 that does not look whether an address is in use, which takes it three seconds."""
 
+    def __init__(self, lab, pool="10.0.64.0,10.0.127.255", at_head=False, renew_after=None):
+        super().__init__(lab, at_head)
+        self.pool = pool
+        self.renewal = [f"--dhcp-option=option:T1,{renew_after}"] if renew_after else []
+
     def begin(self):
-        self.start("dnsmasq", "--no-daemon", "--port=0", "--conf-file=/dev/null", "--interface=br0", "--bind-interfaces",
-                   "--no-ping", "--dhcp-range=10.0.64.0,10.0.127.255,255.255.0.0,1h", "--dhcp-lease-max=20000",
+        self.start("dnsmasq", "--no-daemon", "--port=0", "--conf-file=/dev/null", f"--interface={self.interface}", "--bind-interfaces",
+                   "--no-ping", f"--dhcp-range={self.pool},255.255.0.0,1h", *self.renewal, "--dhcp-lease-max=20000",
                    f"--dhcp-leasefile={self.leases_file}", f"--pid-file={self.folder}/pid", "--user=", "--group=")
 
     def leases(self):
@@ -65,18 +80,19 @@ class Dnsmasq(AddressServer):
 
 
 class Kea(AddressServer):
+    POOLS = {4: "10.0.64.0 - 10.0.127.255", 6: "2001:db8::1:0 - 2001:db8::1:ffff"}
+
     def __init__(self, lab, family, lifetime=3600):
         super().__init__(lab)
-        self.family, self.lifetime = family, lifetime
+        self.family, self.lifetime, self.pool = family, lifetime, self.POOLS[family]
 
     def begin(self):
-        subnet, pool = {4: ("10.0.0.0/16", "10.0.64.0 - 10.0.127.255"),
-                        6: ("2001:db8::/64", "2001:db8::1:0 - 2001:db8::1:ffff")}[self.family]
+        subnet = {4: "10.0.0.0/16", 6: "2001:db8::/64"}[self.family]
         settings = {
             "interfaces-config": {"interfaces": ["br0"]},
             "lease-database": {"type": "memfile", "persist": True, "name": str(self.leases_file)},
             "valid-lifetime": self.lifetime, "renew-timer": self.lifetime // 2, "rebind-timer": self.lifetime * 7 // 8,
-            f"subnet{self.family}": [{"subnet": subnet, "interface": "br0", "pools": [{"pool": pool}]}]}
+            f"subnet{self.family}": [{"subnet": subnet, "interface": "br0", "pools": [{"pool": self.pool}]}]}
         if self.family == 4:
             settings["subnet4"][0]["option-data"] = [{"name": "routers", "data": ROUTER4}]
         else:

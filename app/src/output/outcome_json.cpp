@@ -124,7 +124,7 @@ Json MakeAddressing(const AddressReport& report) {
     Json json{{"port", report.port},
               {"device", report.device},
               {"protocol", report.protocol},
-              {"hosts", report.hosts.size()},
+              {"hosts", report.host_count},
               {"bound", report.CountBound()}};
     if (const auto times = report.GetTimesToBind()) {
         json["time_to_bind_s"] = {{"min", times->min}, {"mean", times->mean}, {"max", times->max},

@@ -215,7 +215,7 @@ std::string MakeLivePortLine(const RunOutcome& outcome, const LivePortReport& po
 /// within 1.200 s; 1000 leases renewed; 2 hosts without an address: no offer (host 3)"
 std::string MakeAddressLine(const AddressReport& report) {
     std::string text = fmt::format("Device {}, {}: {} of {} hosts bound", MakePrintable(report.device),
-                                   report.protocol, report.CountBound(), report.hosts.size());
+                                   report.protocol, report.CountBound(), report.host_count);
     if (const auto times = report.GetTimesToBind())
         text += fmt::format(" in {:.3f} s, each in {:.3f} to {:.3f} s, mean {:.3f} s, 99 % within {:.3f} s",
                             static_cast<double>(report.counts.all_bind_nsec) / 1e9, times->min, times->max,

@@ -46,9 +46,10 @@ std::size_t AddressReport::CountBound() const {
 std::vector<AddressReport::Failure> AddressReport::GetFailures() const {
     std::map<std::string, Failure> by_reason;
     for (std::size_t i = 0; i < hosts.size(); ++i) {
-        if (hosts[i].state != HostState::FAILED) continue;
-        Failure& failure = by_reason[hosts[i].failure];
-        failure.why = hosts[i].failure;
+        if (hosts[i].state != HostState::FAILED && hosts[i].state != HostState::BINDING) continue;
+        const std::string why = hosts[i].state == HostState::FAILED ? hosts[i].failure : "no answer yet";
+        Failure& failure = by_reason[why];
+        failure.why = why;
         if (failure.hosts++ == 0) failure.first = i + 1;
     }
     std::vector<Failure> failures;

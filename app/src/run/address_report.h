@@ -13,9 +13,12 @@ namespace orv::app {
 /// The hosts of one block.
 struct AddressReport {
     std::string port, device;
-    std::string protocol;                              ///< "DHCPv4"
-    std::vector<hostaddr_1_bll::hostAddress_s> hosts;  ///< when all of them had an address or had failed
-    hostaddr_1_bll::addressCounts_s counts;            ///< the latest
+    std::string protocol;  ///< "DHCPv4"
+    std::size_t host_count = 0;
+    /// When all of them had an address or had failed, or it was not waited for any longer. None if the port
+    /// has gone before.
+    std::vector<hostaddr_1_bll::hostAddress_s> hosts;
+    hostaddr_1_bll::addressCounts_s counts;  ///< the latest
 
     /// Of the hosts that got an address, in seconds.
     struct Times {

@@ -268,26 +268,74 @@ bool HostAddressing::IsAny(std::initializer_list<std::uint8_t> states) const {
         blocks_, [&](const auto& entry) { return std::ranges::count(states, entry.second->state) > 0; });
 }
 
+bool HostAddressing::GoOnWithSome(const CScriptable& object) {
+    Block* block = Find(object);
+    if (!block || !block->has_begun || is_stopped_) return false;
+    try {
+        RefreshCounts(*block);
+        if (block->needs_all || block->counts.bound == 0) return false;
+        auto hosts = FetchHosts(*block);
+        if (block->state != State::BINDING) return block->state == State::BOUND;  // in the meantime
+        block->hosts = std::move(hosts);
+        SetState(*block, State::BOUND);
+        return true;
+    } catch (const common::COrvRunTimeError& error) {
+        Fail(*block, error.what());
+        return false;
+    }
+}
+
 std::string HostAddressing::GetFailure(const CScriptable& object) const {
     const Block* block = Find(object);
-    return block ? block->failure : "";
+    if (!block) return "";
+    if (!block->failure.empty() || block->state != State::BINDING || !block->has_begun) return block->failure;
+    const addressCounts_s& counts = block->counts;
+    std::string text = fmt::format("{} of {} hosts of device \"{}\" have an address, {} are still asking",
+                                   counts.bound, block->host_count, block->device, counts.binding);
+    if (counts.failed > 0) text += fmt::format(", {} have failed; {}", counts.failed, counts.first_failure);
+    return text;
+}
+
+/// The counts of a block, at once.
+void HostAddressing::RefreshCounts(Block& block) {
+    tm::Message request;
+    create_req_GetAddressCounts(&request, Handles{block.handle}, true);
+    AskPort(*block.port, std::move(request), [&counts = block.counts](const tm::Message& response) {
+        std::vector<addressCounts_s> some;
+        parse_resp_GetAddressCounts(&response, &some);
+        if (!some.empty()) counts = some.front();
+    });
+}
+
+/// The hosts of a block, at once.
+std::vector<hostAddress_s> HostAddressing::FetchHosts(const Block& block) {
+    std::vector<hostAddress_s> hosts;
+    while (hosts.size() < block.host_count) {
+        tm::Message request;
+        create_req_GetHostAddresses(&request, block.handle, static_cast<std::uint32_t>(hosts.size()),
+                                    kHostsAtOnce, true);
+        const std::size_t before = hosts.size();
+        AskPort(*block.port, std::move(request), [&hosts](const tm::Message& response) {
+            std::vector<hostAddress_s> some;
+            parse_resp_GetHostAddresses(&response, &some);
+            hosts.insert(hosts.end(), some.begin(), some.end());
+        });
+        if (hosts.size() == before) throw common::COrvRunTimeError("its port does not know all of its hosts");
+    }
+    return hosts;
 }
 
 std::vector<AddressReport> HostAddressing::GetReports() {
     std::vector<AddressReport> reports;
     for (const auto& [handle, block] : blocks_) {
+        std::vector<hostAddress_s> hosts = block->hosts;
         try {
-            tm::Message request;
-            create_req_GetAddressCounts(&request, Handles{handle}, true);
-            AskPort(*block->port, std::move(request), [&counts = block->counts](const tm::Message& response) {
-                std::vector<addressCounts_s> some;
-                parse_resp_GetAddressCounts(&response, &some);
-                if (!some.empty()) counts = some.front();
-            });
+            RefreshCounts(*block);
+            if (hosts.size() < block->host_count) hosts = FetchHosts(*block);
         } catch (const common::COrvRunTimeError&) {  // the port has gone: what it said last
         }
         reports.push_back({block->port->GetName(), block->device, GetProtocolName(block->protocol),
-                           block->hosts, block->counts});
+                           block->host_count, std::move(hosts), block->counts});
     }
     return reports;
 }

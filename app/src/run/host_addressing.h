@@ -39,6 +39,7 @@ class HostAddressing : public core::IHostAddressing {
     void Configure(const core::CProject& project);
     void Bind(const framework::ScriptableVec& blocks) override;
     void Release(const framework::ScriptableVec& blocks) override;
+    bool GoOnWithSome(const framework::CScriptable& block) override;
     std::string GetFailure(const framework::CScriptable& block) const override;
 
     /// What became of the hosts; asks the ports once more. Waits for their answers.
@@ -64,6 +65,8 @@ class HostAddressing : public core::IHostAddressing {
     void Look();
     void LookLater();
     void AskForHosts(Block& block);
+    static void RefreshCounts(Block& block);
+    static std::vector<hostaddr_1_bll::hostAddress_s> FetchHosts(const Block& block);
     void TakeCounts(Block& block, const hostaddr_1_bll::addressCounts_s& counts);
     void TakeHosts(Block& block, const std::vector<hostaddr_1_bll::hostAddress_s>& hosts);
     void SetState(Block& block, std::uint8_t state);

@@ -149,6 +149,9 @@ void CProtocolWaitCommand::DoRun() {
             return waited_for.empty() || one_failed || GetProgressCancelled();
         },
         wait_time);
+    if (for_bind && !reached && host_addressing)
+        std::erase_if(waited_for,
+                      [](const CScriptable* block) { return host_addressing->GoOnWithSome(*block); });
     if (waited_for.empty() || GetProgressCancelled()) return;
     throw common::COrvRunTimeError(
         (for_bind ? "not bound" : "not released") +

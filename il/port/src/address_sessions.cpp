@@ -157,7 +157,7 @@ class AddressSessions::Hosts {
         for (std::size_t i = first; i < hosts_.size() && described.size() < most; ++i) {
             const Host& host = hosts_[i];
             hostAddress_s& record = described.emplace_back();
-            record.state = to_record(host.state);
+            record.state = host.wish == Wish::Bind ? HostState::BINDING : to_record(host.state);
             record.address = record.gateway = record.server = make_no_address();
             record.bind_nsec = static_cast<std::uint64_t>(host.bound_in.count());
             record.failure = host.client->GetFailure();

@@ -127,6 +127,28 @@ TEST_F(AddressingRunTest, SomeFailAndThatDecidesOrNot) {
     EXPECT_FALSE(none.addressing.at(0).GetTimesToBind());
 }
 
+TEST_F(AddressingRunTest, WhenTheTimeToWaitIsOverThoseWithAnAddressMayDo) {
+    for (const char* mode : {"STOP", "CONTINUE"}) {
+        SCOPED_TRACE(mode);
+        std::filesystem::remove(folder / "results.db");
+        std::string text = MakeText(
+            fmt::format("Dhcpv4BlockConfig: A\n        SessionsPerSecond: 1\n        FailureMode: {}", mode),
+            "");
+        const std::string wait = "BindWaitCommand:\n";
+        text.insert(text.find(wait) + wait.size(), "    WaitTime: 2\n");
+        const RunOutcome outcome = Run(text);
+        const auto& report = outcome.addressing.at(0);
+        EXPECT_EQ(report.CountBound(), 2U);
+        EXPECT_EQ(report.GetFailures().at(0).why, "no answer yet");
+        EXPECT_EQ(report.GetFailures().at(0).hosts, report.host_count - 2);
+        EXPECT_EQ(outcome.tests.size(), mode == std::string("STOP") ? 0U : 1U);
+        if (outcome.tests.empty())
+            EXPECT_THAT(outcome.errors, testing::Contains(HasSubstr("not bound after 2 seconds: A; 2 of ")));
+        else
+            EXPECT_EQ(outcome.end, RunEnd::Passed) << testing::PrintToString(outcome.errors);
+    }
+}
+
 TEST_F(AddressingRunTest, MistakesAreFoundBeforeAnythingRuns) {
     const std::pair<const char*, const char*> cases[] = {
         {"Dhcpv4BlockConfig: A\n        HostName: \"stb-{x}\"",

@@ -41,7 +41,10 @@ class IHostAddressing {
     virtual void Bind(const framework::ScriptableVec& blocks) = 0;
     /// They become RELEASING, and IDLE later.
     virtual void Release(const framework::ScriptableVec& blocks) = 0;
-    /// Why a block has failed, for people; empty if it is not known.
+    /// The time to wait for a block is over: whether it is BOUND nevertheless, because the hosts that have an
+    /// address will do. Asks its port, and yields the task lock meanwhile.
+    virtual bool GoOnWithSome(const framework::CScriptable& block) = 0;
+    /// Why a block has failed, or how far it is, for people; empty if it is not known.
     virtual std::string GetFailure(const framework::CScriptable& block) const = 0;
 };
 /// Null: nobody. The application's.
