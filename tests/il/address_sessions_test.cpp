@@ -37,6 +37,7 @@ struct ScriptedClient : AddressClient {
                     std::span<const std::byte>) override {}
     void OnAddressUsed(const orv::live::IpAddress&, const orv::live::MacAddress&) override {}
     State GetState() const override { return state_; }
+    bool HasLease() const override { return given_.has_value(); }
     const std::optional<orv::live::GivenAddress>& GetGiven() const override { return given_; }
     const std::string& GetFailure() const override { return failure_; }
     const orv::live::AddressCounts& GetCounts() const override { return counts_; }
@@ -165,11 +166,20 @@ TEST_F(SessionsTest, GiveBackAtTheSameRateAndStopAskingAtOnce) {
     EXPECT_EQ(CountDone("bind"), before + 1);
 }
 
+TEST_F(SessionsTest, NobodyBeginsWhileTheOthersAreStopped) {
+    Configure(9, 0, 2);
+    sessions.bind({7});
+    sessions.release({7});
+    timeline.RunTo(1s);
+    EXPECT_EQ(CountDone("bind"), 2U);
+    EXPECT_EQ(States(), (V{9, 0, 0, 0, 0}));
+}
+
 TEST_F(SessionsTest, ALostAddressIsAFailureThatIsTold) {
     Configure(2, 0, 0);
     sessions.bind({7});
     for (ScriptedClient* client : network.clients) client->Become(State::Bound);
-    network.clients[1]->Become(State::Binding, "");
+    network.clients[1]->Become(State::Binding, "its lease was not renewed");
     EXPECT_EQ(States(), (V{0, 1, 1, 0, 0}));
     EXPECT_EQ(sessions.count(7).first_failure, "host 2: its lease was not renewed");
     timeline.RunTo(5s);

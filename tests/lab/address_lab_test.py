@@ -157,6 +157,15 @@ class AddressLabTest(laboratory.LabTestCase):
             run.process.send_signal(signal.SIGINT)
             self.assertEqual(130, run.wait().status)
             self.assertEqual({}, server.wait_until_free(1))
+            # While they ask.
+            run = test_files.Run(self.lab, make("Dhcpv6BlockConfig: A, SessionsPerSecond: 20", 400, version="MLD_V2"))
+            while len(server.leases()) < 20 and time.monotonic() < end:
+                time.sleep(0.1)
+            run.process.send_signal(signal.SIGINT)
+            outcome = run.wait()
+            self.assertEqual(130, outcome.status)
+            self.assertGreater(outcome.json["addressing"][0]["bound"], 10)
+            self.assertEqual({}, server.wait_until_free(1))
 
     def test_nobody_answers(self):
         outcome = test_files.Run(self.lab, make(

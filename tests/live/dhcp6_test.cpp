@@ -56,7 +56,7 @@ TEST(Dhcp6Message, IsWrittenAsTheStandardSays) {
     const std::string before = "03123456" + option(1, kDuid) + option(2, "0102") + option(8, "012c"),
                       na = option(
                           3, "00000005 00000000 00000000" + option(5, address_hex(7) + "00000000 00000000"));
-    EXPECT_EQ(write(), hex_text(bytes_of(before + na + option(14, "") + option(6, "0017 0018") +
+    EXPECT_EQ(write(), hex_text(bytes_of(before + na + option(14, "") + option(6, "0052 0017 0018") +
                                          option(16, "00000009") + option(15, "07"))));
     // A release says what it is about, and asks for nothing.
     request.type = Dhcp6Type::Release;
@@ -98,6 +98,8 @@ TEST(Dhcp6Message, IsReadOrRefused) {
          "advertise 123456 0 preference 255 1000/2000: 2001:db8::7/128 3000/4000"},
         {answer_hex(7, option(14, "") + good), "reply 123456 0 rapid 1000/2000: 2001:db8::7/128 3000/4000"},
         {answer_hex(7, refused), "reply 123456 2 (no)"},
+        {answer_hex(7, option(13, "0002 6e00 1bff 6f")), "reply 123456 2 (no)"},  // what nobody can print
+        {answer_hex(7, association(2000, 1000, lease(7, 3000, 4000))), "reply 123456 0 2000/1000"},
         {answer_hex(7, association(0, 0, refused)), "reply 123456 2 (no) 0/0"},
         {answer_hex(7, association(0, 0, lease(7, 1, 2, refused))), "reply 123456 2 (no) 0/0"},
         {answer_hex(7, association(0, 0, option(13, "0000") + lease(7, 1, 2))),
@@ -232,7 +234,8 @@ TEST(Dhcp6Client, DoesWhatTheStandardSays) {
         {"old answers", quick, "bind, advertise 7 1/2 old, 0s", "solicit; [binding]; ", ""},
         {"refused at last", Settings{.attempts = 2, .probe = 0s}, "bind, advertise 7 255, refuse 2, advertise 7 255, refuse 4, 99s",
          got + got + "[failed]; ", "the server refuses: the address is not for this link"},
-        {"a refusal before", quick, "bind, refuse 2 offer, 99s", "solicit; solicit; solicit; solicit; [failed]; ", "no server answers"},
+        {"a refusal before", quick, "bind, refuse 2 offer, 99s", "solicit; solicit; solicit; solicit; [failed]; ",
+         "the server refuses: no address is available"},
         {"in use", usual, get + "used 7, reply 7, 0s", got + "probe 7; decline; solicit; [binding]; ", "its address is in use"},
         {"in use by itself", usual, get + "used 8, 2s", got + "probe 7; [bound 7/64 gateway]; ", ""},
         {"renewed", quick, get + "1799s, 1s, reply 7, 1799s, 1s", got + "[bound 7/64 gateway]; renew; [bound 7/64 gateway]; [bound 7/64 gateway]; renew; [bound 7/64 gateway]; ", ""},
@@ -240,8 +243,14 @@ TEST(Dhcp6Client, DoesWhatTheStandardSays) {
          got + "renew; [bound 7/64 gateway]; rebind; [bound 7/64 gateway]; [bound 7/64 gateway]; ", ""},
         {"never renewed", quick, "bind, router, advertise 7 255, reply 7 20/40, 39s, 1s",
          got + "renew; rebind; rebind; [bound 7/64 gateway]; solicit; [binding]; ", "its lease was not renewed"},
-        {"renewal refused", quick, get + "1800s, refuse 3, 0s", got + "renew; [bound 7/64 gateway]; solicit; [binding]; ",
-         "the server refuses: it does not know the binding"},
+        {"renewal refused", quick, get + "1800s, refuse 4, 0s", got + "renew; [bound 7/64 gateway]; solicit; [binding]; ",
+         "the server refuses: the address is not for this link"},
+        {"binding forgotten", quick, get + "1800s, refuse 3, 0s, reply 7, 0s",
+         got + "renew; [bound 7/64 gateway]; request; [bound 7/64 gateway]; [bound 7/64 gateway]; ", ""},
+        {"binding forgotten for good", quick, "bind, router, advertise 7 255, reply 7 20/40, 10s, refuse 3, 30s",
+         got + "renew; [bound 7/64 gateway]; request; request; request; request; request; solicit; [binding]; ", "-"},
+        {"lifetimes of a moment", quick, "bind, router, advertise 7 255, reply 7 1/100, 0.9s, 2s",
+         got + "[bound 7/64 gateway]; rebind; [bound 7/64 gateway]; ", ""},
         {"another address", usual, get + "1s, 1799s, reply 8, 0s, 1s", got + "probe 7; [bound 7/64 gateway]; renew; [bound 7/64 gateway]; probe 8; [binding]; [bound 8/64 gateway]; ", ""},
         {"released", quick, get + "release, 0s, reply 7, 0s", got + "release; [releasing]; [idle]; ", ""},
         {"released in silence", quick, get + "release, 99s", got + "release; release; release; release; [idle]; ", ""},
@@ -257,6 +266,9 @@ TEST(Dhcp6Client, DoesWhatTheStandardSays) {
         const bool is_over = told.ends_with("[failed]; ") || told.ends_with("[idle]; ");
         EXPECT_TRUE(!is_over || network.timeline.GetPending() == 0) << why;
     }
+    // What no frame could carry, with the longest name that a server can have.
+    const std::vector<std::uint8_t> too_long(1300);
+    EXPECT_THROW(Network6({.options = {{16, too_long}}}), std::invalid_argument);
 }
 
 }  // namespace

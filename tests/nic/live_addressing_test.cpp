@@ -49,7 +49,7 @@ struct AddressingTest : testing::Test {
         const std::span message = std::span(frame).subspan(kMessage);
         const unsigned host = Byte(message, 33), type = Byte(message, 242);
         ++asked[type];
-        if (host == 3 || type > 3) return;
+        if (host == 3 || type > 3 || is_dead) return;
         auto answer =
             dhcp4_answer(fmt::format("0a09{:02x}{:02x}", net, host),
                          fmt::format("3501{:02x} 3604 c0000201 3304 00000014 0104 ffff0000 0304 0a090001",
@@ -86,6 +86,7 @@ struct AddressingTest : testing::Test {
 
     LiveScenario live;
     unsigned net = 0;
+    bool is_dead = false;           ///< the server
     std::map<unsigned, int> asked;  ///< messages to the server, by type
     std::set<unsigned> reporters;   ///< by the last two bytes of their address
 };
@@ -128,6 +129,29 @@ TEST_F(AddressingTest, ATestInProgressFollowsAChangedAddress) {
     Wait(20'000);
     reporters.clear();
     Wait(3'000);
+    EXPECT_EQ((std::set<unsigned>{7001, 7002}), reporters);
+}
+
+TEST_F(AddressingTest, AHostWithoutAnAddressSaysNothingMoreUntilItHasOneAgain) {
+    live.peer.scenario.test.test_duration = 90'000;
+    live.peer.Configure();
+    EXPECT_EQ("", live.peer.FaultOf(create_req_BindHosts, Handles{kAddresses}, true));
+    Wait(6'000);
+    EXPECT_EQ("", live.peer.StartAgain());
+    Wait(5'000);
+    is_dead = true;
+    Wait(20'000);
+    EXPECT_EQ(2u, Count().lost);
+    reporters.clear();
+    EXPECT_FALSE(AnswersArp(0x0a090001));
+    const std::size_t before = live.peer.events.size();
+    Wait(10'000);
+    EXPECT_EQ((std::set<unsigned>{}), reporters);
+    EXPECT_EQ(before, live.peer.events.size());
+    is_dead = false;
+    net = 7;
+    EXPECT_EQ("", live.peer.FaultOf(create_req_BindHosts, Handles{kAddresses}, true));
+    Wait(10'000);
     EXPECT_EQ((std::set<unsigned>{7001, 7002}), reporters);
 }
 

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <map>
+#include <stdexcept>
 #include <string>
 #include <utility>
 
@@ -14,6 +15,7 @@
 #include "orv/core/ipv6_if.h"
 #include "orv/core/network_interface_stack_enumerator.h"
 #include "orv/ids/core_ids.h"
+#include "orv/nic/address_check.h"
 
 namespace orv::app {
 
@@ -199,6 +201,11 @@ addressBlock_s MakeAddressBlock(const CProtocolBlockConfig& block, const core::C
             if (layer->IsTypeOf(core::CEthIIIf::CLASS_ID()))
                 mac = layer->GetT<common::CMacAddress>(ids::EthIIIf::SourceMac);
         record.hosts.push_back(reader.Read(host, mac));
+    }
+    try {
+        nic::CheckAddressBlock(record);
+    } catch (const std::invalid_argument& error) {
+        throw common::COrvRunTimeError(error.what());
     }
     return record;
 }

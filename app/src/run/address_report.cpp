@@ -66,8 +66,9 @@ std::string MakeHostAddressesJson(const std::vector<AddressReport>& reports) {
         for (const hostAddress_s& host : report.hosts) {
             Json told = Json::object();
             const auto add = [&told](const char* name, const hostaddr_1_bll::ipAddress_t& address) {
-                if (hostaddr_1_bll::ipAddress_t::length_of(address.type) > 0)
-                    told[name] = nic::ToLiveAddress(address).ToString();
+                const bool is_one = hostaddr_1_bll::ipAddress_t::length_of(address.type) > 0;
+                const live::IpAddress told_address = is_one ? nic::ToLiveAddress(address) : live::IpAddress();
+                if (!told_address.IsUnspecified()) told[name] = told_address.ToString();
             };
             add("address", host.address);
             if (!told.empty()) told["prefix_length"] = host.prefix_length;

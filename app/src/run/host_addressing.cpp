@@ -49,7 +49,8 @@ struct HostAddressing::Block {
     std::string failure;
 };
 
-HostAddressing::HostAddressing(Complain complain) : complain_(std::move(complain)) {
+HostAddressing::HostAddressing(Complain complain, std::function<void()> binds)
+    : complain_(std::move(complain)), binds_(std::move(binds)) {
     core::SetHostAddressing(this);
 }
 
@@ -108,6 +109,8 @@ void HostAddressing::Release(const ScriptableVec& blocks) {
 
 /// Of each port the blocks together, so that they begin at the same time.
 void HostAddressing::Begin(const ScriptableVec& blocks, std::uint8_t state) {
+    ++begins_;
+    if (state == State::BINDING && binds_) binds_();
     std::map<const core::CPort*, Handles> by_port;
     for (CScriptable* object : blocks) {
         Block* block = Find(*object);
@@ -135,7 +138,7 @@ void HostAddressing::Begin(const ScriptableVec& blocks, std::uint8_t state) {
 void HostAddressing::Ask(const core::CPort& port, Question question, const Handles& handles,
                          tm::Message& request) {
     const std::uintptr_t number = ++last_asked_;
-    asked_[number] = {question, handles};
+    asked_[number] = {question, handles, begins_};
     const auto delegate = framework::ResponseDelegate::To<&HostAddressing::OnAnswer>(this);
     constexpr std::uint32_t kDefaultTimeout = 0;
     if (framework::CRpcManager::Instance().SendAsyncMessage(port.GetMessenger(), request, &delegate,
@@ -149,7 +152,7 @@ void HostAddressing::Ask(const core::CPort& port, Question question, const Handl
 void HostAddressing::OnAnswer(std::uint16_t, tm::Message* message, void* context) {
     const auto asked = asked_.extract(reinterpret_cast<std::uintptr_t>(context));
     if (!asked || is_stopped_) return;
-    const auto& [question, handles] = asked.mapped();
+    const auto& [question, handles, begin] = asked.mapped();
     try {
         if (message->get_msg_type() == tm::TMT_FAULT)
             throw common::COrvRunTimeError(message->get_fault_string());
@@ -164,7 +167,9 @@ void HostAddressing::OnAnswer(std::uint16_t, tm::Message* message, void* context
         } else {
             std::vector<hostAddress_s> hosts;
             parse_resp_GetHostAddresses(message, &hosts);
-            TakeHosts(*Find(handles.front()), hosts);
+            Block& block = *Find(handles.front());
+            // Those of a bind before the latest one are old.
+            begin == begins_ ? TakeHosts(block, hosts) : static_cast<void>(block.is_asking_for_hosts = false);
         }
     } catch (const std::exception& error) {
         for (const std::uint32_t handle : handles) Fail(*Find(handle), error.what());

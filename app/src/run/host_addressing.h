@@ -29,7 +29,8 @@ class HostAddressing : public core::IHostAddressing {
     /// Called with errors of the run.
     using Complain = std::function<void(const std::string& text)>;
 
-    explicit HostAddressing(Complain complain);
+    /// `binds` is called when hosts begin to ask; it may be empty.
+    HostAddressing(Complain complain, std::function<void()> binds);
     ~HostAddressing() override;
     HostAddressing(const HostAddressing&) = delete;
     HostAddressing& operator=(const HostAddressing&) = delete;
@@ -55,6 +56,7 @@ class HostAddressing : public core::IHostAddressing {
     struct Asked {
         Question question;
         Handles handles;
+        std::uint64_t begin;  ///< of hosts, the latest when it was asked
     };
 
     Block* Find(const framework::CScriptable& block) const;
@@ -74,9 +76,11 @@ class HostAddressing : public core::IHostAddressing {
     bool IsAny(std::initializer_list<std::uint8_t> states) const;
 
     const Complain complain_;
+    const std::function<void()> binds_;
     std::map<std::uint32_t, std::unique_ptr<Block>> blocks_;  ///< by handle
     std::map<std::uintptr_t, Asked> asked_;                   ///< by number, the context of the request
     std::uintptr_t last_asked_ = 0;
+    std::uint64_t begins_ = 0;  ///< so often have hosts begun to ask or to give back
     std::uint64_t timer_ = 0;
     bool is_stopped_ = false;
 };

@@ -58,7 +58,7 @@ Laboratory::Laboratory(const core::CProject& project, const Setup& setup)
       agents_({setup.server, setup.lease, setup.complain, setup.warn, &timeline_,
                [this]() -> const il::StreamsOnAir& { return on_air_.Get(); }, setup.is_interrupted},
               FindAgentPorts(project, setup), MakeSessionSetup(setup, network_, timeline_)),
-      addressing_(setup.complain) {
+      addressing_(setup.complain, setup.binds) {
     network_.is_sent = [this](const il::ipAddress_t& group, const il::SourceFilter& filter) {
         return on_air_.Get().IsSent(group, filter);
     };

@@ -40,6 +40,7 @@ class Laboratory {
         std::chrono::seconds lease = kDefaultLease;
         AgentPorts::Say warn;                  ///< of trouble with agents that may pass
         std::function<bool()> is_interrupted;  ///< see AgentPorts
+        std::function<void()> binds;           ///< called when hosts begin to ask for addresses
     };
     /// Throws COrvRunTimeError when a network interface or an agent cannot be used.
     Laboratory(const core::CProject& project, const Setup& setup);

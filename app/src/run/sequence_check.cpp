@@ -111,6 +111,7 @@ class SequenceWalk {
                 "a GeneratorStartCommand before it, or REAL_WORLD when others send the channels");
         }
         if (!addresses_resolved_) CheckAddresses(start);
+        CheckHosts(start);
     }
 
     void CheckTime(const CCommand& command, const char* key, double seconds, int least = 0) {
@@ -134,6 +135,23 @@ class SequenceWalk {
         }
     }
 
+    /// Hosts that ask for their addresses, and have not been told to.
+    void CheckHosts(const CCommand& start) {
+        std::set<const CScriptable*> devices;
+        for (const CScriptable* block : FindStbBlocks(start)) devices.insert(block->GetParent());
+        for (const CScriptable* device : devices) {
+            ScriptableVec blocks;
+            device->GetObjects(blocks, ids::AddressBlockConfig::CLASS, common::kParentChild);
+            for (const CScriptable* block : blocks) {
+                const bool gives_addresses = !block->IsTypeOf(ids::Dhcpv6PdBlockConfig::CLASS);
+                if (!block->GetActive() || !gives_addresses || bound_.contains(block)) continue;
+                Add(*block, {},
+                    "the hosts have no addresses when the test of " + start.Describe() + " starts",
+                    "commands before it that bind them and wait for it");
+            }
+        }
+    }
+
     void UseProtocol(const CCommand& command, const core::ProtocolCommands& protocol) {
         const common::ClassId id = command.GetClassId();
         const bool binds = id == protocol.bind,
@@ -142,6 +160,11 @@ class SequenceWalk {
         const auto list = waits ? ids::ProtocolWaitCommand::ObjectList : ids::ProtocolBlockCommand::BlockList;
         for (const CScriptable* block : FindNamed(command, protocol.blocks, list)) {
             if (!block->GetActive()) continue;
+            if (test_ && id == protocol.release && block->IsTypeOf(ids::AddressBlockConfig::CLASS))
+                Add(command, {},
+                    fmt::format("the hosts give back their addresses while the test of {} runs",
+                                test_->Describe()),
+                    "an IptvWaitForTestCompletionCommand before it");
             if (!waits) {
                 Put(bound_, block, binds);
             } else if (bound_.contains(block) != (id == protocol.bind_wait)) {

@@ -240,6 +240,7 @@ class Session::Impl {
             observer.OnLog({"iptvtest", framework::LogLevelType::Warn, text, __FILE__, __LINE__});
         };
         setup.is_interrupted = [&observer] { return observer.GetInterrupts() > 0; };
+        setup.binds = [&known] { known.SetHasAddresses(); };
         {
             const Connections connections;
             Laboratory laboratory(host_.GetProject(), setup);

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <span>
 #include <stdexcept>
+#include <string>
 
 #include "orv/live/address.h"
 
@@ -49,6 +50,16 @@ inline MacAddress get_mac(const std::byte* bytes) {
     MacAddress mac;
     std::memcpy(mac.bytes.data(), bytes, mac.bytes.size());
     return mac;
+}
+
+/// What people can read of a text from the network: its printable ASCII characters, `most` at most.
+inline std::string get_text(std::span<const std::byte> bytes, std::size_t most) {
+    std::string text;
+    for (const std::byte byte : bytes) {
+        const char character = static_cast<char>(byte);
+        if (character >= ' ' && character <= '~' && text.size() < most) text += character;
+    }
+    return text;
 }
 
 /// Appends values, and never writes beyond the end.

@@ -59,9 +59,13 @@ Dhcp4Client::Dhcp4Client(Identity identity, std::shared_ptr<const Settings> sett
       settings_(std::move(settings)),
       surroundings_(std::move(surroundings)),
       random_(surroundings_.seed) {
-    dhcp4::check(*settings_);
-    dhcp4::check_options(identity_, *settings_);
+    Check(identity_, *settings_);
     identity_.host.ip = {};
+}
+
+void Dhcp4Client::Check(const Identity& identity, const Settings& settings) {
+    dhcp4::check(settings);
+    dhcp4::check_options(identity, settings);
 }
 
 Dhcp4Client::~Dhcp4Client() {
@@ -180,9 +184,12 @@ void Dhcp4Client::on_silence() {
 
 void Dhcp4Client::on_refusal(const Dhcp4Answer& answer) {
     ++counts_.refused;
-    if (given_) lose();
     std::string why = "the DHCP server " + answer.server.ToString() + " refuses";
     if (!answer.message.empty()) why += ": " + answer.message;
+    if (given_) {
+        failure_ = why;
+        lose();
+    }
     // Without a pause, a server that always refuses would be asked without end.
     fail_round(std::move(why), delay_of(failures_ + 1));
 }

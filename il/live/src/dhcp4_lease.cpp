@@ -94,6 +94,7 @@ void Dhcp4Client::await_renewal() {
 void Dhcp4Client::on_renewal_time() {
     const Nanoseconds now = surroundings_.timeline.GetNow();
     if (now >= given_->valid_until) {
+        if (failure_.empty()) failure_ = "its lease was not renewed";
         lose();
         return begin();
     }
@@ -118,7 +119,6 @@ void Dhcp4Client::on_renewal_time() {
 void Dhcp4Client::lose() {
     ++counts_.lost;
     given_.reset();
-    failure_.clear();
     is_untold_ = true;
 }
 

@@ -20,6 +20,7 @@ using Options = std::map<std::uint8_t, Value>;
 
 /// More than any link carries in one frame; bounds what is allocated.
 constexpr std::size_t kMostAnswer = 9216;
+constexpr std::size_t kLongestText = 255;
 
 /// Appends the options of a field, without what only fills it. libtins takes what stands behind the end for
 /// options as well. False if the last one is cut off.
@@ -165,13 +166,7 @@ std::optional<Dhcp4Answer> read_answer(Payload payload) {
     answer.transaction = get32(&payload[kTransactionAt]);
     answer.mac = *mac;
     answer.server = IpAddress::V4(*server);
-    if (const Value* message = fields.find(kMessage)) {
-        for (const std::byte byte : *message) {
-            const auto character = static_cast<char>(byte);
-            if (character >= ' ' && character <= '~' && answer.message.size() < 255)
-                answer.message += character;
-        }
-    }
+    if (const Value* message = fields.find(kMessage)) answer.message = get_text(*message, kLongestText);
     const bool has_address = answer.type == Dhcp4Type::Offer || answer.type == Dhcp4Type::Ack;
     if (!has_address && answer.type != Dhcp4Type::Nak) return {};
     if (has_address && !read_address(answer, payload, fields)) return {};

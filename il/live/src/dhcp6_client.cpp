@@ -21,6 +21,32 @@ constexpr std::uint32_t kRequestCount = 10, kReleaseCount = 4;
 constexpr seconds kRouterInterval{4};
 constexpr std::uint32_t kRouterSolicitations = 3;
 constexpr seconds kLongestWait = std::chrono::hours(24);
+/// Lifetimes of a few seconds do not make a host ask without pause (RFC 8415 section 14.1).
+constexpr seconds kShortestRenewal{1};
+/// What a link without jumbo frames carries behind the headers of IPv6 and UDP.
+constexpr std::size_t kLongestOnLink = 1500 - 48;
+
+/// That the longest message, with the longest DUID of a server, fits.
+void check_length(const Dhcp6Client::Identity& identity, const Dhcp6Client::Settings& settings) {
+    constexpr std::array<std::uint8_t, kLongestDuid> kServer{};
+    std::array<std::byte, kLongestOnLink> out;
+    Dhcp6Request longest;
+    longest.type = Dhcp6Type::Request;
+    constexpr std::array<std::uint8_t, 10> kOwn{};  // made from the MAC address
+    longest.duid = identity.duid.empty() ? std::span<const std::uint8_t>(kOwn) : identity.duid;
+    longest.server = kServer;
+    longest.is_prefix = settings.is_prefix;
+    longest.lease = Dhcp6Lease{.address = IpAddress::V6({})};
+    longest.rapid_commit = settings.rapid_commit;
+    longest.requested_options = settings.requested_options;
+    longest.shared_options = settings.options;
+    longest.own_options = identity.options;
+    try {
+        WriteDhcp6Request(out, longest);
+    } catch (const std::length_error&) {
+        throw std::invalid_argument("the DHCP options are too long for a message");
+    }
+}
 
 std::string describe_status(const Dhcp6Answer& answer) {
     static constexpr std::array kTexts{"nothing was given",
@@ -45,15 +71,20 @@ Dhcp6Client::Dhcp6Client(Identity identity, std::shared_ptr<const Settings> sett
       random_(surroundings_.seed) {
     identity_.host.ip = LinkLocalAddress(identity_.host.mac);
     if (identity_.duid.empty()) identity_.duid = MakeDuid(identity_.host.mac);
-    if (identity_.duid.size() > kLongestDuid) throw std::invalid_argument("a DUID has at most 130 bytes");
-    if (settings_->first_delay <= Nanoseconds::zero() || settings_->longest_delay < settings_->first_delay ||
-        settings_->probe < Nanoseconds::zero())
+    Check(identity_, *settings_);
+}
+
+void Dhcp6Client::Check(const Identity& identity, const Settings& settings) {
+    if (identity.duid.size() > kLongestDuid) throw std::invalid_argument("a DUID has at most 130 bytes");
+    if (settings.first_delay <= Nanoseconds::zero() || settings.longest_delay < settings.first_delay ||
+        settings.probe < Nanoseconds::zero())
         throw std::invalid_argument("times between messages have to be above 0, and the longest the longest");
     for (const std::vector<Dhcp6Option>* options :
-         std::initializer_list<const std::vector<Dhcp6Option>*>{&identity_.options, &settings_->options})
+         std::initializer_list<const std::vector<Dhcp6Option>*>{&identity.options, &settings.options})
         for (const Dhcp6Option& option : *options)
             if (!IsFreeDhcp6Option(option))
                 throw std::invalid_argument("option " + std::to_string(option.code) + " is not free");
+    check_length(identity, settings);
 }
 
 Dhcp6Client::~Dhcp6Client() {
@@ -73,8 +104,8 @@ AddressClient::State Dhcp6Client::GetState() const {
             return State::Releasing;
         case Phase::Failed:
             return State::Failed;
-        default:
-            return State::Binding;
+        default:  // also a host that has to ask again for the address that it has
+            return given_ ? State::Bound : State::Binding;
     }
 }
 
@@ -88,8 +119,9 @@ void Dhcp6Client::Bind() {
 void Dhcp6Client::Release() {
     failure_.clear();
     stop_timer(router_timer_);
-    const bool has_lease = GetState() == State::Bound || phase_ == Phase::Probing;
+    const bool has_lease = HasLease();
     given_.reset();
+    was_bound_ = false;
     if (phase_ == Phase::Idle || phase_ == Phase::Releasing) return;
     if (!has_lease) {
         stop_timer(timer_);
@@ -105,7 +137,7 @@ void Dhcp6Client::begin(Phase phase, Dhcp6Type type, Nanoseconds first_delay) {
     sent_times_ = 0;
     began_ = now();
     const bool is_solicit = type == Dhcp6Type::Solicit;
-    longest_delay_ = is_solicit ? settings_->longest_delay
+    longest_delay_ = is_solicit ? told_longest_.value_or(settings_->longest_delay)
                      : type == Dhcp6Type::Request
                          ? std::min<Nanoseconds>(settings_->longest_delay, kRequestMax)
                          : Nanoseconds(kRenewMax);
@@ -118,6 +150,7 @@ void Dhcp6Client::begin(Phase phase, Dhcp6Type type, Nanoseconds first_delay) {
 
 void Dhcp6Client::solicit() {
     offer_.reset();
+    refusal_.clear();
     begin(Phase::Soliciting, Dhcp6Type::Solicit, settings_->first_delay);
 }
 
@@ -176,9 +209,11 @@ void Dhcp6Client::on_timer() {
 void Dhcp6Client::on_silence() {
     const bool is_soliciting = phase_ == Phase::Soliciting;
     if (is_soliciting && settings_->attempts > 0 && sent_times_ >= settings_->attempts) {
-        failure_ = "no server answers";
+        failure_ = refusal_.empty() ? "no server answers" : refusal_;
         return enter(Phase::Failed);
     }
+    if (phase_ == Phase::Requesting && given_ && now() >= lease_.end)
+        return lose("its lease was not renewed");
     if (phase_ == Phase::Requesting && sent_times_ >= kRequestCount)
         return fail_round("the server does not answer the request");
     if (phase_ == Phase::Releasing && sent_times_ >= kReleaseCount) return enter(Phase::Idle);
@@ -188,8 +223,10 @@ void Dhcp6Client::on_silence() {
         return begin(Phase::Rebinding, Dhcp6Type::Rebind, kRenewTimeout);
     if (phase_ == Phase::Rebinding && now() >= lease_.end) return lose("its lease was not renewed");
     send_message();
-    delay_ = std::min(delay_ + spread(delay_), longest_delay_ + longest_delay_ / 10);
+    delay_ += spread(delay_);
+    if (delay_ > longest_delay_) delay_ = spread(longest_delay_);
     Nanoseconds wait = delay_;
+    if (phase_ == Phase::Requesting && given_) wait = std::min(wait, lease_.end - now());
     if (phase_ == Phase::Renewing) wait = std::min(wait, lease_.rebinding - now());
     if (phase_ == Phase::Rebinding) wait = std::min(wait, lease_.end - now());
     start_timer(std::max(wait, Nanoseconds::zero()));
@@ -205,6 +242,7 @@ void Dhcp6Client::OnDatagram(const IpAddress&, const MacAddress&, std::span<cons
         return;
     }
     ++counts_.received;
+    if (answer->solicit_max_seconds) told_longest_ = seconds(*answer->solicit_max_seconds);
     if (answer->type == Dhcp6Type::Advertise) {
         phase_ == Phase::Soliciting ? on_advertisement(*answer) : static_cast<void>(++counts_.ignored);
     } else {
@@ -215,7 +253,7 @@ void Dhcp6Client::OnDatagram(const IpAddress&, const MacAddress&, std::span<cons
 void Dhcp6Client::on_advertisement(const Dhcp6Answer& answer) {
     if (answer.status != Dhcp6Status::Success || answer.leases.empty()) {
         ++counts_.refused;
-        failure_ = "the server refuses: " + describe_status(answer);
+        refusal_ = "the server refuses: " + describe_status(answer);
         return;  // another one may have something (RFC 8415 section 18.2.9)
     }
     if (offer_ && offer_->preference >= answer.preference) return;
@@ -251,7 +289,13 @@ void Dhcp6Client::on_reply(const Dhcp6Answer& answer) {
 }
 
 void Dhcp6Client::on_renewal_reply(const Dhcp6Answer& answer) {
-    if (answer.status == Dhcp6Status::NoBinding || answer.status == Dhcp6Status::NotOnLink) {
+    if (answer.status == Dhcp6Status::NoBinding) {
+        ++counts_.refused;
+        stop_timer(timer_);
+        offer_ = Offer{answer.server, 0, lease_.given};
+        return request();
+    }
+    if (answer.status == Dhcp6Status::NotOnLink) {
         ++counts_.refused;
         return lose("the server refuses: " + describe_status(answer));
     }
@@ -262,14 +306,10 @@ void Dhcp6Client::on_renewal_reply(const Dhcp6Answer& answer) {
     const bool is_rebound = phase_ == Phase::Rebinding;
     offer_ = Offer{answer.server, 0, {}};
     const auto same = std::ranges::find(answer.leases, lease_.given.address, &Dhcp6Lease::address);
-    if (same == answer.leases.end()) {
-        ++counts_.changed;
-        return take(answer);
-    }
+    if (same == answer.leases.end()) return take(answer);
     ++(is_rebound ? counts_.rebound : counts_.renewed);
     Dhcp6Answer kept = answer;
     kept.leases = {*same};
-    failure_.clear();
     take(kept);
 }
 
@@ -277,6 +317,7 @@ void Dhcp6Client::on_renewal_reply(const Dhcp6Answer& answer) {
 void Dhcp6Client::take(const Dhcp6Answer& answer) {
     stop_timer(timer_);
     const bool is_known = given_ && given_->address == answer.leases.front().address;
+    if (is_known && phase_ == Phase::Requesting) ++counts_.renewed;
     lease_.given = answer.leases.front();
     const auto after = [this](std::uint32_t time) {
         return time == kDhcp6Forever ? GivenAddress::kForever : began_ + seconds(time);
@@ -284,12 +325,15 @@ void Dhcp6Client::take(const Dhcp6Answer& answer) {
     const std::uint32_t preferred = lease_.given.preferred > 0 ? lease_.given.preferred : lease_.given.valid;
     const bool is_endless = preferred == kDhcp6Forever;
     std::uint32_t t1 = answer.t1 > 0 ? answer.t1 : is_endless ? kDhcp6Forever : preferred / 2;
-    std::uint32_t t2 = answer.t2 > 0 ? answer.t2 : is_endless ? kDhcp6Forever : preferred / 5 * 4;
+    std::uint32_t t2 = answer.t2 > 0 ? answer.t2
+                       : is_endless  ? kDhcp6Forever
+                                     : static_cast<std::uint32_t>(std::uint64_t{preferred} * 4 / 5);
     t2 = std::min(t2, lease_.given.valid);
     t1 = std::min(t1, t2);
-    lease_.renewal = after(t1);
-    lease_.rebinding = after(t2);
+    lease_.renewal = std::max<Nanoseconds>(after(t1), now() + kShortestRenewal);
+    lease_.rebinding = std::max(after(t2), lease_.renewal);
     lease_.end = after(lease_.given.valid);
+    was_bound_ = was_bound_ || (given_ && !is_known);
     if (is_known || settings_->is_prefix || settings_->probe == Nanoseconds::zero()) return become_bound();
     given_.reset();
     HostAddress nobody = identity_.host;
@@ -304,6 +348,8 @@ void Dhcp6Client::take(const Dhcp6Answer& answer) {
 
 void Dhcp6Client::become_bound() {
     failures_ = 0;
+    failure_.clear();
+    if (std::exchange(was_bound_, false)) ++counts_.changed;
     GivenAddress given;
     given.address = lease_.given.address;
     given.server = IpAddress::V6({});
@@ -330,6 +376,10 @@ void Dhcp6Client::await_renewal() {
 void Dhcp6Client::on_renewal_time() {
     if (now() >= lease_.end) return lose("its lease was not renewed");
     if (now() < lease_.renewal) return await_renewal();
+    if (now() >= lease_.rebinding) {
+        begin(Phase::Rebinding, Dhcp6Type::Rebind, kRenewTimeout);
+        return start_timer(std::max(std::min(delay_, lease_.end - now()), Nanoseconds::zero()));
+    }
     begin(Phase::Renewing, Dhcp6Type::Renew, kRenewTimeout);
     start_timer(std::max(std::min(delay_, lease_.rebinding - now()), Nanoseconds::zero()));
 }
@@ -338,6 +388,7 @@ void Dhcp6Client::OnAddressUsed(const IpAddress& address, const MacAddress& user
     if (user == identity_.host.mac || address != lease_.given.address) return;
     if (phase_ == Phase::Probing) {
         ++counts_.conflicts;
+        if (std::exchange(was_bound_, false)) ++counts_.lost;
         return decline();
     }
     if (given_) ++counts_.conflicts;
@@ -349,7 +400,7 @@ void Dhcp6Client::decline() {
 
 /// Begins anew, unless it has been tried often enough.
 void Dhcp6Client::fail_round(const std::string& why) {
-    given_.reset();
+    if (std::exchange(given_, {})) ++counts_.lost;
     failure_ = why;
     if (settings_->attempts > 0 && ++failures_ >= settings_->attempts) {
         stop_timer(timer_);
@@ -361,6 +412,7 @@ void Dhcp6Client::fail_round(const std::string& why) {
 void Dhcp6Client::lose(const std::string& why) {
     ++counts_.lost;
     given_.reset();
+    was_bound_ = false;
     failure_ = why;
     solicit();
 }

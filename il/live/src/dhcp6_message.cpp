@@ -25,6 +25,7 @@ enum Code : std::uint16_t {
     kRapidCommit = 14,
     kIaPd = 25,
     kIaPrefix = 26,
+    kSolicitMaxRt = 82,
 };
 constexpr std::size_t kMostLeases = 8;
 constexpr std::size_t kLongestMessage = 9216;
@@ -86,8 +87,7 @@ void read_status(std::span<const std::byte> value, Dhcp6Answer& answer) {
     if (value.size() < 2 || answer.status != Dhcp6Status::Success) return;
     answer.status = static_cast<Dhcp6Status>(get16(value.data()));
     if (answer.status == Dhcp6Status::Success) return;
-    const auto text = value.subspan(2, std::min(value.size() - 2, kLongestText));
-    answer.text.assign(reinterpret_cast<const char*>(text.data()), text.size());
+    answer.text = get_text(value.subspan(2), kLongestText);
 }
 
 /// An address that a host could have, or the beginning of a network.
@@ -131,6 +131,7 @@ bool read_association(std::span<const std::byte> value, std::uint32_t iaid, bool
     answer.has_association = true;
     answer.t1 = get32(value.data() + 4);
     answer.t2 = get32(value.data() + 8);
+    if (answer.t1 > answer.t2 && answer.t2 > 0) return true;  // not to be used (RFC 8415 section 21.4)
     bool fits = true;
     fits &=
         for_each_option(value.subspan(kHeader), [&](std::uint16_t code, std::span<const std::byte> inner) {
@@ -144,7 +145,7 @@ bool read_association(std::span<const std::byte> value, std::uint32_t iaid, bool
 
 bool IsFreeDhcp6Option(const Dhcp6Option& option) {
     constexpr std::array kOurs{kClientDuid, kServerDuid, kIaNa, kIaAddress, kRequestedOptions, kPreference,
-                               kElapsed,    kStatus,     kIaPd, kIaPrefix,  kRapidCommit};
+                               kElapsed,    kStatus,     kIaPd, kIaPrefix,  kRapidCommit,      kSolicitMaxRt};
     return option.code != 0 && std::ranges::find(kOurs, option.code) == kOurs.end();
 }
 
@@ -164,8 +165,10 @@ std::size_t WriteDhcp6Request(std::span<std::byte> out, const Dhcp6Request& requ
     // Releases and declines ask for nothing (RFC 8415 section 24).
     if (request.type != Dhcp6Type::Release && request.type != Dhcp6Type::Decline) {
         Value codes;
-        for (const std::uint16_t code : request.requested_options) append(codes, code, 2);
-        if (!codes.empty()) add(message, kRequestedOptions, codes);
+        append(codes, kSolicitMaxRt, 2);  // clients ask for it always (RFC 8415 section 21.24)
+        for (const std::uint16_t code : request.requested_options)
+            if (code != kSolicitMaxRt) append(codes, code, 2);
+        add(message, kRequestedOptions, codes);
         for (const auto list : {request.shared_options, request.own_options})
             for (const Dhcp6Option& option : list) add(message, option.code, option.value);
     }
@@ -202,6 +205,11 @@ std::optional<Dhcp6Answer> ReadDhcp6Answer(std::span<const std::byte> payload, s
             if (option.option() == kClientDuid) answer.duid = get_duid();
             if (option.option() == kServerDuid) answer.server = get_duid();
             if (option.option() == kPreference && value.size() == 1) answer.preference = get8(value.data());
+            if (option.option() == kSolicitMaxRt && value.size() == 4) {
+                // Other values are none (RFC 8415 section 21.24).
+                const std::uint32_t seconds = get32(value.data());
+                if (seconds >= 60 && seconds <= 86400) answer.solicit_max_seconds = seconds;
+            }
             if (option.option() == kRapidCommit) answer.rapid_commit = true;
             if (option.option() == kStatus) read_status(value, answer);
             if (option.option() == (is_prefix ? kIaPd : kIaNa) &&

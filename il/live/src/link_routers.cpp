@@ -6,11 +6,14 @@ namespace orv::live {
 
 void LinkRouters::Note(const RouterAdvertisement& advertisement, Nanoseconds now) {
     has_heard_ = true;
-    if (advertisement.lifetime > 0) {
+    // A host stays with the router that it has, as long as that one is there.
+    const bool is_known = gateway_ == advertisement.router, has_another = now < gateway_until_ && !is_known;
+    if (advertisement.lifetime > 0 && !has_another) {
         gateway_ = advertisement.router;
-        gateway_mac_ = advertisement.mac;
+        const bool is_one_host = advertisement.mac && (advertisement.mac->bytes[0] & 1) == 0;
+        gateway_mac_ = is_one_host ? advertisement.mac : std::nullopt;
         gateway_until_ = now + std::chrono::seconds(advertisement.lifetime);
-    } else if (gateway_ == advertisement.router) {
+    } else if (advertisement.lifetime == 0 && is_known) {
         gateway_until_ = {};
     }
     for (const AdvertisedPrefix& told : advertisement.GetPrefixes()) {
@@ -20,9 +23,16 @@ void LinkRouters::Note(const RouterAdvertisement& advertisement, Nanoseconds now
             [&](const Prefix& one) { return one.prefix == told.prefix && one.length == told.length; });
         if (known != prefixes_.begin() + prefix_count_) {
             known->until = EndOfLifetime(now, told.valid);
-        } else if (prefix_count_ < prefixes_.size()) {
-            prefixes_[prefix_count_++] = {told.prefix, told.length, EndOfLifetime(now, told.valid)};
+            continue;
         }
+        // In the place of one whose time is over.
+        auto place = std::find_if(prefixes_.begin(), prefixes_.begin() + prefix_count_,
+                                  [&](const Prefix& one) { return one.until <= now; });
+        if (place == prefixes_.begin() + prefix_count_) {
+            if (prefix_count_ == prefixes_.size()) continue;
+            ++prefix_count_;
+        }
+        *place = {told.prefix, told.length, EndOfLifetime(now, told.valid)};
     }
 }
 

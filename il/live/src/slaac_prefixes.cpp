@@ -148,6 +148,7 @@ bool SlaacClient::hear_link(const RouterAdvertisement& advertisement) {
 void SlaacClient::lose() {
     if (phase_ == Phase::Bound || was_bound_) ++counts_.lost;
     was_bound_ = false;
+    failure_ = "its prefix is not advertised any more";
     lease_ = {};
     link_ = {};
     begin(spread());

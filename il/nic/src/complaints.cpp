@@ -24,6 +24,10 @@ void Complaints::on_left_behind(std::size_t frames) const {
         "{} frames had not left the interface in the end; hosts may still be members of groups", frames));
 }
 
+void Complaints::on_addresses_kept() const {
+    complain_("not all hosts could give back their addresses in time; servers think that they have them");
+}
+
 void Complaints::look(const LiveFigures& figures) {
     const auto grown = [&](std::uint64_t LiveFigures::*figure) { return figures.*figure - before_.*figure; };
     if (const auto unseen = grown(&LiveFigures::unseen); unseen > 0) {

@@ -15,6 +15,8 @@ class Complaints {
     void on_too_long(std::size_t streams, std::size_t mtu) const;
     /// Frames not sent when the port is closed.
     void on_left_behind(std::size_t frames) const;
+    /// Hosts that still have addresses of servers then.
+    void on_addresses_kept() const;
 
   private:
     LivePort::Complain complain_;

@@ -6,114 +6,22 @@
 #include <stdexcept>
 #include <utility>
 
+#include "address_clients.h"
 #include "links.h"
 #include "orv/il/port_fault.h"
 #include "orv/il/random.h"
-#include "orv/live/dhcp4_client.h"
-#include "orv/live/dhcp6_client.h"
-#include "orv/live/slaac_client.h"
+#include "orv/live/dhcp4_message.h"
+#include "orv/live/dhcp6_message.h"
 
 namespace orv::nic {
 
 using hostaddr_1_bll::addressBlock_s;
 using hostaddr_1_bll::AddressProtocol;
-using hostaddr_1_bll::hostOption_s;
 using il::FaultCode;
 using il::PortFault;
 using live::AddressClient;
-using std::chrono::milliseconds;
 
 namespace {
-
-std::vector<live::Dhcp4Option> to_dhcp4(const std::vector<hostOption_s>& options) {
-    std::vector<live::Dhcp4Option> made;
-    for (const hostOption_s& option : options) {
-        if (option.code > 254)
-            throw PortFault(FaultCode::BadValue, fmt::format("DHCPv4 has no option {}", option.code));
-        made.push_back({static_cast<std::uint8_t>(option.code), option.value});
-    }
-    return made;
-}
-
-/// What clients have in common.
-template <class Settings>
-void set_times(const addressBlock_s& block, Settings& settings) {
-    settings.attempts = block.attempts;
-    if (block.first_timeout_ms > 0) settings.first_delay = milliseconds(block.first_timeout_ms);
-    if (block.longest_timeout_ms > 0) settings.longest_delay = milliseconds(block.longest_timeout_ms);
-    settings.longest_delay = std::max(settings.longest_delay, settings.first_delay);
-    settings.probe = milliseconds(block.probe_ms);
-}
-
-std::shared_ptr<const live::Dhcp4Client::Settings> make_dhcp4_settings(const addressBlock_s& block) {
-    auto settings = std::make_shared<live::Dhcp4Client::Settings>();
-    if (!block.requested_options.empty()) {
-        settings->parameters.clear();
-        for (const std::uint16_t code : block.requested_options)
-            settings->parameters.push_back(static_cast<std::uint8_t>(code));
-    }
-    settings->options = to_dhcp4(block.options);
-    settings->wants_broadcast = block.broadcast;
-    settings->rapid_commit = block.rapid_commit;
-    if (block.lease_seconds > 0) settings->lease_seconds = block.lease_seconds;
-    set_times(block, *settings);
-    return settings;
-}
-
-std::vector<live::Dhcp6Option> to_dhcp6(const std::vector<hostOption_s>& options) {
-    std::vector<live::Dhcp6Option> made;
-    for (const hostOption_s& option : options) made.push_back({option.code, option.value});
-    return made;
-}
-
-std::shared_ptr<const live::Dhcp6Client::Settings> make_dhcp6_settings(const addressBlock_s& block) {
-    auto settings = std::make_shared<live::Dhcp6Client::Settings>();
-    set_times(block, *settings);
-    settings->is_prefix = block.protocol == AddressProtocol::DHCPV6_PD;
-    settings->rapid_commit = block.rapid_commit;
-    settings->requested_options = block.requested_options;
-    settings->options = to_dhcp6(block.options);
-    return settings;
-}
-
-std::shared_ptr<const live::SlaacClient::Settings> make_slaac_settings(const addressBlock_s& block) {
-    auto settings = std::make_shared<live::SlaacClient::Settings>();
-    set_times(block, *settings);
-    return settings;
-}
-
-/// The hosts of a block share their settings.
-using Maker = std::function<std::unique_ptr<AddressClient>(const hostaddr_1_bll::hostIdentity_s&, const Host&,
-                                                           AddressClient::Surroundings)>;
-
-Maker choose_maker(const addressBlock_s& block) {
-    switch (block.protocol) {
-        case AddressProtocol::DHCPV4:
-            return [settings = make_dhcp4_settings(block)](const auto& identity, const Host& host,
-                                                           AddressClient::Surroundings surroundings) {
-                return std::make_unique<live::Dhcp4Client>(
-                    live::Dhcp4Client::Identity{host.address, to_dhcp4(identity.options)}, settings,
-                    std::move(surroundings));
-            };
-        case AddressProtocol::DHCPV6:
-        case AddressProtocol::DHCPV6_PD:
-            return [settings = make_dhcp6_settings(block)](const auto& identity, const Host& host,
-                                                           AddressClient::Surroundings surroundings) {
-                return std::make_unique<live::Dhcp6Client>(
-                    live::Dhcp6Client::Identity{host.address, identity.duid, identity.iaid,
-                                                to_dhcp6(identity.options)},
-                    settings, std::move(surroundings));
-            };
-        case AddressProtocol::SLAAC:
-            return [settings = make_slaac_settings(block)](const auto&, const Host& host,
-                                                           AddressClient::Surroundings surroundings) {
-                return std::make_unique<live::SlaacClient>(host.address, settings, std::move(surroundings));
-            };
-        default:
-            throw PortFault(FaultCode::BadValue,
-                            fmt::format("address block {} has an unknown protocol", block.handle));
-    }
-}
 
 /// Of the same family.
 live::IpAddress make_unspecified(const live::IpAddress& like) {
@@ -146,7 +54,14 @@ il::AddressNetwork::Clients LiveAddressing::make_clients(const addressBlock_s& b
         throw PortFault(FaultCode::BadValue,
                         fmt::format("address block {} and interface {} have different IP versions",
                                     block.handle, block.if_handle));
-    const Maker make = choose_maker(block);
+    for (std::size_t i = 0; i < hosts.size(); ++i)
+        if (const auto& own = hosts[i].address; find(own.vlan, own.mac, own.ip.IsV6()))
+            throw PortFault(
+                FaultCode::BadValue,
+                fmt::format("address block {}, host {}: another host of the link has its MAC address, "
+                            "and asks for an address, too",
+                            block.handle, i + 1));
+    const ClientMaker make = choose_client_maker(block);
     Clients clients;
     for (std::size_t i = 0; i < hosts.size(); ++i) {
         AddressClient::Surroundings surroundings{
@@ -202,9 +117,18 @@ void LiveAddressing::host_changed(const addressBlock_s& block, std::uint32_t num
             member->second->Join(live::SolicitedNodeAddress(host.address.ip), live::FilterMode::Exclude);
     }
     if (had_address) neighbours_.remove(before.address);
-    if (given) neighbours_.add(host.address);
-    if (!given) return;
-    // A host that has lost its address has none until it gets the next one.
+    if (given) {
+        // A server may give one address to several hosts: each of them has a conflict with the one before.
+        const auto* other = neighbours_.find(host.address.vlan, host.address.ip);
+        if (other && other->mac != host.address.mac)
+            if (AddressClient* own = find(host.address.vlan, host.address.mac, host.address.ip.IsV6()))
+                own->OnAddressUsed(host.address.ip, other->mac);
+        neighbours_.add(host.address);
+    }
+    if (!given) {
+        if (had_address) events_.address_lost({block.if_handle, number, before.address.ip});
+        return;
+    }
     const live::IpAddress former = std::exchange(interface.last_addresses.at(number), host.address.ip);
     if (!former.IsUnspecified()) events_.address_changed({block.if_handle, number, former}, host);
 }

@@ -27,7 +27,9 @@ class LiveAddressing : public il::AddressNetwork {
     struct Events {
         /// Whether frames to broadcast addresses are needed may have changed.
         std::function<void()> listening_changed;
-        /// A host has another address than before, after it had one.
+        /// A host has no address any more.
+        std::function<void(const FormerAddress& before)> address_lost;
+        /// A host has an address again, mostly another one, after it had one.
         std::function<void(const FormerAddress& before, const Host& now)> address_changed;
     };
 

@@ -40,9 +40,9 @@ constexpr il::Time kSoon = il::kMillisecond;
 constexpr il::Time kSendAgain = 200'000;
 /// How long the last frames have to leave: at 10 Mbit/s, the leaves of ten thousand STBs.
 constexpr il::Time kLongestGoodbye = il::kSecond;
-/// Between some hosts that give back their addresses and the next ones, and for all of them: ten thousand.
+/// Between some hosts that give back their addresses and the next ones, and for all of them: thirty thousand.
 constexpr il::Time kGiveBackInterval = 10 * il::kMillisecond;
-constexpr il::Time kLongestGivingBack = 20 * il::kSecond;
+constexpr il::Time kLongestGivingBack = 60 * il::kSecond;
 
 }  // namespace
 
@@ -125,7 +125,11 @@ class LivePort::Impl {
         core_.reset();
         // Servers do not answer: they are given the time to take it.
         const il::Time latest = get_monotonic_time() + kLongestGivingBack;
-        while (world_.give_back_some() && get_monotonic_time() < latest) {
+        while (world_.give_back_some()) {
+            if (get_monotonic_time() >= latest) {
+                complaints_.on_addresses_kept();
+                break;
+            }
             link_.flush();
             std::this_thread::sleep_for(Nanoseconds(kGiveBackInterval));
         }

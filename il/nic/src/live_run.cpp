@@ -107,6 +107,17 @@ void LiveRun::add_stbs(const std::vector<Host>& hosts, const MembershipSettings&
     }
 }
 
+void LiveRun::on_address_lost(const FormerAddress& before) {
+    for (const il::PlannedBlock& block : plan_.blocks) {
+        if (block.config.vif_handle != before.if_handle || before.nth >= block.config.settop_count) continue;
+        const std::uint32_t number = block.first_stb + before.nth;
+        Stb& stb = stbs_[number];
+        own_addresses_.erase({stb.link, before.ip});
+        stb.is_silent = true;
+        if (stb.view != kNone) end_view(stb, context_.timeline.GetNow().count());
+    }
+}
+
 /// Its reports are sent from the new address, and servers are told of it by its next messages.
 void LiveRun::on_address_changed(const FormerAddress& before, const Host& now) {
     for (const il::PlannedBlock& block : plan_.blocks) {
@@ -117,6 +128,11 @@ void LiveRun::on_address_changed(const FormerAddress& before, const Host& now) {
         own_addresses_.emplace(LinkAddress{link, now.address.ip}, number);
         hosts_[number].SetAddress(now.address.ip);
         if (!unicast_stbs_.empty()) address_servers(number, now);
+        stbs_[number].is_silent = false;
+        if (std::exchange(stbs_[number].is_waiting, false)) {
+            queue_.push({context_.timeline.GetNow().count(), number, il::Step::Begin});
+            arm();
+        }
     }
 }
 
@@ -167,9 +183,8 @@ void LiveRun::work_off() {
 void LiveRun::take_step(const il::EventQueue::Entry& entry) {
     switch (entry.step) {
         case il::Step::Begin:
-            return begin_view(entry.stb, entry.time);
         case il::Step::End:
-            return try_end_view(entry.stb, entry.time);
+            return change_view(entry);
         case il::Step::JoinMulticast:
             if (is_due(entry)) on_join_due(entry.stb, entry.time);
             return;
@@ -182,6 +197,18 @@ void LiveRun::take_step(const il::EventQueue::Entry& entry) {
         case il::Step::AskRepair:
             if (is_due(entry)) ask_repair(entry.stb);
             return;
+    }
+}
+
+/// One of both waits for each STB. A view that was to end may have ended with the address of its host.
+void LiveRun::change_view(const il::EventQueue::Entry& entry) {
+    Stb& stb = stbs_[entry.stb];
+    if (stb.is_silent) {
+        stb.is_waiting = true;
+    } else if (stb.view != kNone) {
+        try_end_view(entry.stb, entry.time);
+    } else if (!il::is_done(block_of(stb), plan_.test.test_type, stb.views)) {
+        begin_view(entry.stb, entry.time);
     }
 }
 
@@ -267,6 +294,7 @@ void LiveRun::leave_multicast(std::uint32_t id, Time planned) {
 
 /// Of a host: a join or leave, or else a repeat of one, or an answer.
 void LiveRun::send_report(std::uint32_t number, std::span<const std::byte> frame) {
+    if (stbs_[number].is_silent) return;
     const std::uint32_t flow = stbs_[number].flow;
     if (current_.view == kNone && flow != kNone)
         flows_.at(flow).viewers.on_answered(number, viewer_positions_);

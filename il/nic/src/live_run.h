@@ -77,7 +77,9 @@ class LiveRun : public il::Run {
     void on_sent(std::span<const std::byte> frame, il::Time stamp);
     /// A frame came in at `stamp`.
     void on_frame(const live::ParsedFrame& frame, il::Time stamp);
-    /// A host has another address.
+    /// A host has no address any more: its view ends without a word, and it views nothing until it has one.
+    void on_address_lost(const FormerAddress& before);
+    /// A host has another address, or has one again.
     void on_address_changed(const FormerAddress& before, const Host& now);
     /// A report of one of the older versions, for all hosts except `sender`.
     void on_report(const live::VlanTags& vlan, const live::IpAddress& group, const live::MacAddress& sender);
@@ -95,6 +97,8 @@ class LiveRun : public il::Run {
         std::uint32_t views = 0;     ///< begun
         std::uint32_t view = kNone;  ///< the current one
         std::uint32_t flow = kNone;  ///< that it is a viewer of
+        bool is_silent = false;      ///< it has no address any more
+        bool is_waiting = false;     ///< for one, to begin its next view
     };
 
     /// From the decision to join until its record is made, which may be during later views.
@@ -199,6 +203,7 @@ class LiveRun : public il::Run {
     void arm();
     void work_off();
     void take_step(const il::EventQueue::Entry& entry);
+    void change_view(const il::EventQueue::Entry& entry);
     void begin_view(std::uint32_t number, il::Time planned);
     void join_multicast(std::uint32_t number, il::Time planned);
     void leave_multicast(std::uint32_t id, il::Time planned);

@@ -412,7 +412,8 @@ void LiveRun::leave_unicast(std::uint32_t id, Time planned) {
     unicast->left = true;
     unicast->planned_leave = planned;
     // A refused request needs no end (RFC 6285 section 6.2, step 9), one that was never sent has none.
-    if (unicast->burst.state() == Burst::State::Refused || unicast->requests == 0) {
+    const bool is_silent = stbs_[views_[id].stb].is_silent;
+    if (is_silent || unicast->burst.state() == Burst::State::Refused || unicast->requests == 0) {
         unicast->leave = context_.timeline.GetNow().count();
         return;
     }

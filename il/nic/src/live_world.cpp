@@ -64,6 +64,9 @@ LiveWorld::LiveWorld(const LivePort::Setup& setup, const LiveSurroundings& surro
                        known_revision_ = UINT64_MAX;
                        listen();
                    },
+                   [this](const FormerAddress& before) {
+                       if (run_) run_->on_address_lost(before);
+                   },
                    [this](const FormerAddress& before, const Host& now) {
                        if (run_) run_->on_address_changed(before, now);
                    }}),

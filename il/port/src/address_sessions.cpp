@@ -95,11 +95,14 @@ class AddressSessions::Hosts {
     }
 
     void release() {
-        // Those that ask stop at once: they have nothing to give back, and make room.
-        for (std::uint32_t i = 0; i < hosts_.size(); ++i) {
-            want(i, hosts_[i].state == AddressClient::State::Bound ? Wish::Release : Wish::None);
-            if (hosts_[i].state != AddressClient::State::Bound) hosts_[i].client->Release();
-        }
+        for (std::uint32_t i = 0; i < hosts_.size(); ++i)
+            want(i, hosts_[i].client->HasLease() ? Wish::Release : Wish::None);
+        // Those that ask stop at once: they have nothing to give back, and make room. Nobody begins
+        // meanwhile.
+        is_starting_ = true;
+        for (Host& host : hosts_)
+            if (host.wish == Wish::None) host.client->Release();
+        is_starting_ = false;
         start_some();
     }
 
@@ -111,7 +114,7 @@ class AddressSessions::Hosts {
         for (Host& host : hosts_) {
             host.wish = Wish::None;
             host.is_queued = false;
-            const bool has_address = host.state == AddressClient::State::Bound;
+            const bool has_address = host.client->HasLease();
             if (has_address && done == most) continue;
             if (has_address) ++done;
             host.client->Release();
@@ -268,11 +271,10 @@ class AddressSessions::Hosts {
             host.asked = timeline_.GetNow();
             host.was_lost = true;
         }
-        if (is_lost || host.state == AddressClient::State::Failed) {
-            const std::string& why = host.client->GetFailure();
-            if (first_failure_.empty())
-                first_failure_ = fmt::format("host {}: {}", number + 1,
-                                             why.empty() && is_lost ? "its lease was not renewed" : why);
+        const std::string& why = host.client->GetFailure();
+        // One that looks at the other address it was given has lost nothing yet.
+        if ((is_lost && !why.empty()) || host.state == AddressClient::State::Failed) {
+            if (first_failure_.empty()) first_failure_ = fmt::format("host {}: {}", number + 1, why);
         }
     }
 

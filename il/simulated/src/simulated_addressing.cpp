@@ -21,8 +21,8 @@ using live::IpAddress;
 
 namespace {
 
-GivenAddress make_given(std::uint32_t number, bool is_v6) {
-    if (!is_v6) {
+GivenAddress make_given(std::uint32_t number, AddressProtocol protocol) {
+    if (protocol == AddressProtocol::DHCPV4) {
         constexpr std::uint32_t kNet = 0x64400000;  // 100.64.0.0
         return {IpAddress::V4(kNet + 10 + number % 0x3ffff0),
                 10,
@@ -33,9 +33,13 @@ GivenAddress make_given(std::uint32_t number, bool is_v6) {
     std::array<std::uint8_t, 16> bytes{0x20, 0x01, 0x0d, 0xb8};
     bytes[15] = 1;
     const IpAddress router = IpAddress::V6(bytes);
-    bytes[11] = 1;
+    // Of a prefix the last four of eight bytes count, of an address the last four.
+    const bool is_prefix = protocol == AddressProtocol::DHCPV6_PD;
+    bytes[15] = 0;
+    bytes[is_prefix ? 3 : 11] |= 1;
     for (int i = 0; i < 4; ++i)
-        bytes[static_cast<std::size_t>(15 - i)] = static_cast<std::uint8_t>(number >> (8 * i));
+        bytes[static_cast<std::size_t>((is_prefix ? 7 : 15) - i)] =
+            static_cast<std::uint8_t>(number >> (8 * i));
     return {IpAddress::V6(bytes), 64, router, {}, router};
 }
 
@@ -79,6 +83,7 @@ class SimulatedClient : public AddressClient {
     void OnAddressUsed(const IpAddress&, const live::MacAddress&) override {}
 
     State GetState() const override { return state_; }
+    bool HasLease() const override { return given_.has_value(); }
     const std::optional<GivenAddress>& GetGiven() const override { return given_; }
     const std::string& GetFailure() const override { return failure_; }
     const live::AddressCounts& GetCounts() const override { return counts_; }
@@ -127,10 +132,10 @@ AddressNetwork::Clients SimulatedAddressing::make_clients(const addressBlock_s& 
         throw PortFault(FaultCode::BadValue, "the hosts of interface " + std::to_string(block.if_handle) +
                                                  " get their addresses by another block already");
     Clients clients;
-    const bool is_v6 = block.protocol != AddressProtocol::DHCPV4;
     for (std::uint32_t i = 0; i < block.hosts.size(); ++i) {
         clients.push_back(std::make_unique<SimulatedClient>(
-            timeline_, mixed(seed + i), behaviour(), [this, is_v6] { return make_given(given_++, is_v6); },
+            timeline_, mixed(seed + i), behaviour(),
+            [this, protocol = block.protocol] { return make_given(given_++, protocol); },
             [changed, i] { changed(i); }));
     }
     // A delegated prefix is for those behind the host.

@@ -150,9 +150,11 @@ TEST_F(AddressingRunTest, WhenTheTimeToWaitIsOverThoseWithAnAddressMayDo) {
 }
 
 TEST_F(AddressingRunTest, MistakesAreFoundBeforeAnythingRuns) {
-    const std::pair<const char*, const char*> cases[] = {
+    const std::pair<std::string, const char*> cases[] = {
         {"Dhcpv4BlockConfig: A\n        HostName: \"stb-{x}\"",
          "Dhcpv4BlockConfig \"A\": \"stb-{x}\" has {x} in it"},
+        {"Dhcpv4BlockConfig: A\n        VendorClass: " + std::string(1500, 'v'),
+         "Dhcpv4BlockConfig \"A\": host 1: the DHCP options are too long for a message"},
         {"Dhcpv6BlockConfig: A", "the device has no IPv6 interface whose hosts could ask for an address"},
         {"Dhcpv4BlockConfig: A\n      - Dhcpv4BlockConfig: B", "by Dhcpv4BlockConfig \"A\" already"}};
     for (const auto& [block, mistake] : cases) {
@@ -160,6 +162,17 @@ TEST_F(AddressingRunTest, MistakesAreFoundBeforeAnythingRuns) {
         EXPECT_EQ(outcome.end, RunEnd::BadInput);
         EXPECT_THAT(Mistakes(outcome), HasSubstr(mistake));
     }
+    const std::string good = MakeText("Dhcpv4BlockConfig: A", "");
+    const auto without = [&good](const std::string& line) {
+        std::string text = good;
+        return text.erase(text.find("  - " + line), line.size() + 5);
+    };
+    EXPECT_THAT(Mistakes(Run(without("Dhcpv4BindCommand:"))), HasSubstr("not bound when the command waits"));
+    std::string unbound = without("Dhcpv4BindWaitCommand:");
+    unbound.erase(unbound.find("  - Dhcpv4BindCommand:"), std::string("  - Dhcpv4BindCommand:\n").size());
+    EXPECT_THAT(Mistakes(Run(unbound)), HasSubstr("the hosts have no addresses when the test of"));
+    EXPECT_THAT(Mistakes(Run(without("IptvWaitForTestCompletionCommand:"))),
+                HasSubstr("the hosts give back their addresses while the test of"));
 }
 
 }  // namespace

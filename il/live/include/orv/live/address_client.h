@@ -82,9 +82,11 @@ class AddressClient {
     virtual void OnRouterAdvertisement(const RouterAdvertisement& advertisement) { (void)advertisement; }
 
     virtual State GetState() const = 0;
+    /// Whether a server has given the host an address, which it may still be looking at.
+    virtual bool HasLease() const = 0;
     /// Bound: what the host has.
     virtual const std::optional<GivenAddress>& GetGiven() const = 0;
-    /// Failed, and Bound when a renewal has failed: why, for people; otherwise empty.
+    /// Failed, Binding after the address was lost, and Bound when a renewal has failed: why, for people.
     virtual const std::string& GetFailure() const = 0;
     virtual const AddressCounts& GetCounts() const = 0;
 };

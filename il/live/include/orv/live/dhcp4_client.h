@@ -72,6 +72,8 @@ class Dhcp4Client : public AddressClient {
     /// a message. The settings are not null.
     Dhcp4Client(Identity identity, std::shared_ptr<const Settings> settings, Surroundings surroundings);
     /// Sends nothing; Release does.
+    /// Throws as the constructor does for one host's part of it.
+    static void Check(const Identity& identity, const Settings& settings);
     ~Dhcp4Client() override;
     Dhcp4Client(const Dhcp4Client&) = delete;
     Dhcp4Client& operator=(const Dhcp4Client&) = delete;
@@ -85,6 +87,7 @@ class Dhcp4Client : public AddressClient {
     void OnAddressUsed(const IpAddress& address, const MacAddress& user) override;
 
     State GetState() const override;
+    bool HasLease() const override { return given_ || probed_; }
     const std::optional<GivenAddress>& GetGiven() const override { return given_; }
     const std::string& GetFailure() const override { return failure_; }
     const AddressCounts& GetCounts() const override { return counts_; }

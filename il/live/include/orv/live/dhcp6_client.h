@@ -24,9 +24,9 @@ namespace orv::live {
 ///   of others the first; one with the preference 255 at once (section 18.2.1).
 /// - Unanswered messages are repeated as section 15 says. Everything is sent to all servers and relays.
 /// - Others are asked whether they use an address (RFC 4862 section 5.4); if so it is declined.
-/// - It renews at T1, asks all servers from T2 on, and begins anew when the lifetime runs out or the server
-/// does
-///   not know the binding any more. T1 and T2 that the server leaves to it are half and four fifths of the
+/// - It renews at T1, asks all servers from T2 on, and begins anew when the lifetime runs out. A server that
+///   does not know the binding any more is asked for it again (section 18.2.10.1).
+///   T1 and T2 that the server leaves to it are half and four fifths of the
 ///   preferred lifetime (section 14.2).
 /// - A refusal, an address in use, and a request without an answer are failures. After `attempts` of them
 /// with
@@ -64,6 +64,8 @@ class Dhcp6Client : public AddressClient {
 
     /// Throws std::invalid_argument for times, options and DUIDs that cannot be. The settings are not null.
     Dhcp6Client(Identity identity, std::shared_ptr<const Settings> settings, Surroundings surroundings);
+    /// Throws as the constructor does for one host's part of it.
+    static void Check(const Identity& identity, const Settings& settings);
     ~Dhcp6Client() override;
     Dhcp6Client(const Dhcp6Client&) = delete;
     Dhcp6Client& operator=(const Dhcp6Client&) = delete;
@@ -77,6 +79,7 @@ class Dhcp6Client : public AddressClient {
     void OnRouterAdvertisement(const RouterAdvertisement& advertisement) override;
 
     State GetState() const override;
+    bool HasLease() const override { return given_ || phase_ == Phase::Probing; }
     const std::optional<GivenAddress>& GetGiven() const override { return given_; }
     const std::string& GetFailure() const override { return failure_; }
     const AddressCounts& GetCounts() const override { return counts_; }
@@ -145,6 +148,9 @@ class Dhcp6Client : public AddressClient {
     std::optional<Offer> offer_;
     Lease lease_;
     std::optional<GivenAddress> given_;
+    bool was_bound_ = false;                   ///< to another address than the one that is probed
+    std::optional<Nanoseconds> told_longest_;  ///< SOL_MAX_RT
+    std::string refusal_;                      ///< of the solicitation under way
     std::string failure_;
     AddressCounts counts_;
 };

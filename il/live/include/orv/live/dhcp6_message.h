@@ -75,7 +75,7 @@ struct Dhcp6Request {
     bool is_prefix = false;                ///< IA_PD instead of IA_NA
     std::optional<Dhcp6Lease> lease = {};  ///< what it is about; lifetimes are not sent
     bool rapid_commit = false;
-    std::span<const std::uint16_t> requested_options = {};
+    std::span<const std::uint16_t> requested_options = {};  ///< besides SOL_MAX_RT
     std::span<const Dhcp6Option> shared_options = {};
     std::span<const Dhcp6Option> own_options = {};
 };
@@ -92,6 +92,7 @@ struct Dhcp6Answer {
     std::vector<std::uint8_t> server = {};  ///< its DUID
     std::uint8_t preference = 0;
     bool rapid_commit = false;
+    std::optional<std::uint32_t> solicit_max_seconds = {};  ///< SOL_MAX_RT (RFC 8415 section 21.24)
     /// Of the message, the association or the lease, whichever is not a success.
     Dhcp6Status status = Dhcp6Status::Success;
     std::string text = {};                ///< that came with the status

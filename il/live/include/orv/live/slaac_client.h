@@ -75,6 +75,7 @@ class SlaacClient : public AddressClient {
     void OnRouterAdvertisement(const RouterAdvertisement& advertisement) override;
 
     State GetState() const override;
+    bool HasLease() const override { return given_.has_value(); }
     const std::optional<GivenAddress>& GetGiven() const override { return given_; }
     const std::string& GetFailure() const override { return failure_; }
     const AddressCounts& GetCounts() const override { return counts_; }
