@@ -27,7 +27,8 @@ void DhcpBinds(benchmark::State& state) {
         if (WIFEXITED(status) && WEXITSTATUS(status) == kCannotBeMade)
             return state.SkipWithError("no laboratory can be made on this machine");
         if (status != 0) throw std::runtime_error("the hosts could not be bound");
-        for (const auto& [name, value] : nlohmann::json::parse(output).items())
+        const auto rates = nlohmann::json::parse(output);
+        for (const auto& [name, value] : rates.items())
             state.counters[name] = value.get<double>();
     }
 }
