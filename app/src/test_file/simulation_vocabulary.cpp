@@ -63,6 +63,8 @@ const std::vector<FaultForm>& GetFaultForms() {
     static const std::vector<FaultForm> forms{
         {"lose_response", Fault::Kind::LoseResponse, "The request is carried out, its response is not sent.",
          true},
+        {"late_response", Fault::Kind::LateResponse, "The response comes delay_ms late.", true, true},
+        {"repeat_response", Fault::Kind::RepeatResponse, "The response comes twice.", true},
         {"refuse", Fault::Kind::Refuse, "The request is answered with a fault and not carried out.", true},
         {"go_offline", Fault::Kind::GoOffline,
          "The connection ends, at a request or, without one, at a notification.", true},

@@ -9,6 +9,7 @@ namespace {
 
 std::string DescribeError(sqlite3* connection, int code) {
     std::string text = connection ? sqlite3_errmsg(connection) : sqlite3_errstr(code);
+    if (code == SQLITE_READONLY_DBMOVED) return "the file has been removed or replaced";
     const int kind = code & 0xff;
     if (connection && (kind == SQLITE_CANTOPEN || kind == SQLITE_IOERR || kind == SQLITE_FULL)) {
         if (const int reason = sqlite3_system_errno(connection)) {

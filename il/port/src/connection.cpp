@@ -18,8 +18,8 @@ Connection::Connection(FaultInjector& faults, std::uint64_t seed, ISoftwarePort:
                        ISoftwarePort::HangUp hang_up)
     : faults_(faults), send_(std::move(send)), hang_up_(std::move(hang_up)), random_(seed) {}
 
-void Connection::send_answer(const tm::Message& message) {
-    if (open_) send_(message.encode());
+void Connection::send_answer(std::vector<std::byte> bytes) {
+    if (open_) send_(std::move(bytes));
 }
 
 std::vector<std::byte> Connection::encode_notification(tm::Message& message, bool discard_eligible) {

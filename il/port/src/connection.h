@@ -20,7 +20,7 @@ class Connection {
 
     bool is_open() const { return open_; }
     /// Responses carry the number of their request. Does nothing after the end of the connection.
-    void send_answer(const tm::Message& message);
+    void send_answer(std::vector<std::byte> bytes);
     /// Numbers the message; notifications are sent in the order of their numbers. `discard_eligible`: needs
     /// no acknowledgement.
     std::vector<std::byte> encode_notification(tm::Message& message, bool discard_eligible);

@@ -14,11 +14,25 @@ FaultInjector::OnRequest FaultInjector::on_request(const std::string& operation)
         const Fault& fault = waiting.fault;
         const bool of_notifications = fault.kind == Kind::GoOffline && fault.request.empty();
         if (of_notifications || (!fault.request.empty() && fault.request != operation)) continue;
-        bool* const what = fault.kind == Kind::Refuse         ? &result.refuse
-                           : fault.kind == Kind::LoseResponse ? &result.lose_response
-                           : fault.kind == Kind::GoOffline    ? &result.go_offline
-                                                              : nullptr;
-        if (what && is_due(waiting)) *what = true;
+        switch (fault.kind) {
+            case Kind::Refuse:
+                result.refuse |= is_due(waiting);
+                break;
+            case Kind::LoseResponse:
+                result.lose_response |= is_due(waiting);
+                break;
+            case Kind::LateResponse:
+                if (is_due(waiting)) result.delay_ms += fault.delay_ms;
+                break;
+            case Kind::RepeatResponse:
+                result.repeat_response |= is_due(waiting);
+                break;
+            case Kind::GoOffline:
+                result.go_offline |= is_due(waiting);
+                break;
+            default:
+                break;
+        }
     }
     return result;
 }

@@ -17,7 +17,9 @@ class FaultInjector {
     struct OnRequest {
         bool refuse = false;
         bool lose_response = false;
+        bool repeat_response = false;
         bool go_offline = false;
+        std::uint32_t delay_ms = 0;  ///< of the response
     };
     /// `operation`: request name without message set.
     OnRequest on_request(const std::string& operation);

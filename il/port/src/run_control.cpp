@@ -23,14 +23,14 @@ RunControl::RunControl(World& world, ITimeline& timeline, FaultInjector& faults,
       faults_(faults),
       connection_(connection),
       pool_(pool),
-      report_([this](const ResultReport::Blocks& blocks) { send_results(blocks); }) {
+      report_([this](const ResultReport::Blocks& blocks) { send_results(blocks); }),
+      late_ends_(timeline) {
     if (pool_) pool_->add(*this);
 }
 
 RunControl::~RunControl() {
     if (pool_) pool_->remove(*this);
     cancel_wake();
-    for (const auto& [number, id] : late_ends_) timeline_.Cancel(id);
 }
 
 void RunControl::start(const PortConfiguration& configuration, const TestStart& test) {
@@ -59,7 +59,6 @@ void RunControl::channels_change(const std::function<void()>& change) {
 
 void RunControl::abandon() {
     cancel_wake();
-    for (const auto& [number, id] : late_ends_) timeline_.Cancel(id);
     late_ends_.clear();
     failure_ = nullptr;
     run_.reset();
@@ -159,18 +158,8 @@ void RunControl::announce_end() {
     const FaultInjector::OnEndOfTest fault = faults_.on_end_of_test();
     end_missed_ = fault.miss;
     if (fault.miss) return;
-    for (int times = fault.repeat ? 2 : 1; times > 0; --times) {
-        if (fault.delay_ms == 0) {
-            send_end_of_test();
-        } else {
-            const std::uint64_t number = ++last_late_end_;
-            late_ends_[number] =
-                timeline_.PostAfter(Nanoseconds(fault.delay_ms * kMillisecond), [this, number] {
-                    late_ends_.erase(number);
-                    send_end_of_test();
-                });
-        }
-    }
+    for (int times = fault.repeat ? 2 : 1; times > 0; --times)
+        late_ends_.send_after(fault.delay_ms, [this] { send_end_of_test(); });
 }
 
 void RunControl::send_end_of_test() {

@@ -4,13 +4,13 @@
 #include <cstdint>
 #include <exception>
 #include <functional>
-#include <map>
 #include <memory>
 #include <optional>
 #include <set>
 #include <vector>
 
 #include "connection.h"
+#include "late_messages.h"
 #include "orv/il/result_report.h"
 #include "orv/il/run_pool.h"
 #include "orv/il/timeline.h"
@@ -84,9 +84,7 @@ class RunControl : private RunPool::Member {
     std::vector<std::vector<std::byte>> processed_;  ///< notifications that process() made
     std::exception_ptr failure_;                     ///< of process()
     std::size_t last_views_ = 0;                     ///< that the last process() ended
-    /// Timer ids of pending announcements, by a number for each.
-    std::map<std::uint64_t, std::uint64_t> late_ends_;
-    std::uint64_t last_late_end_ = 0;
+    LateMessages late_ends_;
 };
 
 }  // namespace orv::il

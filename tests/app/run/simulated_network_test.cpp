@@ -2,9 +2,7 @@
 // the simulated network does, for every kind of test.
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <iterator>
-#include <random>
 #include <sstream>
 
 #include "session_fixture.h"
@@ -26,9 +24,6 @@ std::vector<std::string> Words(const char* text) {
 const std::vector<std::string> kRequests = Words(
     "UpdateProfile UpdateChannelBlock AttachInterfaces UpdateSettopBlock UpdateConfig UpdateStreamMap "
     "RegisterResultsNotify RegisterEOTNotify Start Stop DeregisterEOTNotify DeregisterResultsNotify");
-const std::vector<std::string> kKinds = Words(
-    "refuse lose_response go_offline late_end_of_test repeat_end_of_test miss_end_of_test "
-    "spoil_notification");
 
 struct FaultsTest : SessionTest {
     /// Two ports with four set-top boxes each, which make a view in each of eight seconds.
@@ -83,60 +78,14 @@ TEST_F(FaultsTest, ATestThatLosesItsEndOrItsPortEndsAllTheSame) {
     };
     expect("{kind: late_end_of_test, delay_ms: 20000}", RunEnd::Passed, "", all);
     expect("{kind: repeat_end_of_test}", RunEnd::Passed, "", all);
+    expect("{kind: repeat_response, request: Start}", RunEnd::Passed, "", all);
+    expect("{kind: late_response, request: UpdateProfile, delay_ms: 29000}", RunEnd::Passed, "", all);
     expect("{kind: miss_end_of_test}", RunEnd::Failure, "has not ended 60 s after its time", all);
     // The port goes offline after its third report; the other one is stopped.
     expect("{kind: go_offline, occurrence: 3}", RunEnd::Failure,
            "The connection to port \"Viewers\" has ended", 10);
     expect("{kind: spoil_notification, occurrence: 2}", RunEnd::Failure, "", all / 2);
 }
-
-/// A schedule of up to three faults, of any kind and at any time.
-std::vector<std::string> MakeSchedule(unsigned seed) {
-    std::minstd_rand random(seed * 7919 + 1);
-    const auto pick = [&random](std::size_t count) { return random() / 7 % count; };
-    std::vector<std::string> faults;
-    for (std::size_t i = pick(3) + 1; i > 0; --i) {
-        const std::string& kind = kKinds[pick(kKinds.size())];
-        std::string fault = "{kind: " + kind;
-        if (kind == "refuse" || kind == "lose_response" || kind == "go_offline") {
-            if (kind != "go_offline" || pick(2) == 0)
-                fault += ", request: " + kRequests[pick(kRequests.size())];
-            fault += fmt::format(", occurrence: {}", pick(3) + 1);
-        } else if (kind == "late_end_of_test") {
-            fault += fmt::format(", delay_ms: {}", pick(90000) + 1);
-        }
-        faults.push_back(fault + "}");
-    }
-    return faults;
-}
-
-#ifdef __SANITIZE_ADDRESS__
-constexpr unsigned kSchedules = 10;  // of each group; everything takes five times as long
-#else
-constexpr unsigned kSchedules = 40;
-#endif
-
-class FaultScheduleTest : public FaultsTest, public testing::WithParamInterface<unsigned> {};
-
-/// A run always ends, says what went wrong, and leaves nothing behind.
-TEST_P(FaultScheduleTest, EndsInOrder) {
-    const char* given = std::getenv("FAULT_SEED");
-    const unsigned first = given ? static_cast<unsigned>(std::atoi(given)) : GetParam() * kSchedules;
-    const unsigned last = given ? first : first + kSchedules - 1;
-    for (unsigned seed = first; seed <= last && !HasFailure(); ++seed) {
-        const std::vector<std::string> faults = MakeSchedule(seed);
-        SCOPED_TRACE(fmt::format("to repeat: FAULT_SEED={} app_run_tests --gtest_filter='*EndsInOrder/0'\n{}",
-                                 seed, Join(faults)));
-        const RunOutcome outcome = Run(TwoPorts(faults));
-        EXPECT_THAT(outcome.mistakes, IsEmpty());
-        EXPECT_EQ(outcome.end == RunEnd::Failure, !outcome.errors.empty());
-        if (outcome.end == RunEnd::Passed) {
-            EXPECT_EQ(outcome.tests.size(), 1U);
-        }
-        ExpectACleanRun();
-    }
-}
-INSTANTIATE_TEST_SUITE_P(Seeds, FaultScheduleTest, testing::Range(0U, 8U));
 
 struct Case {
     TestText text;

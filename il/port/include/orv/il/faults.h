@@ -17,13 +17,15 @@ struct Fault {
         RepeatEndOfTest,    ///< it comes twice
         MissEndOfTest,      ///< it does not come
         SpoilNotification,  ///< bytes of a result notification are changed
+        LateResponse,       ///< the response comes `delay_ms` late
+        RepeatResponse,     ///< it comes twice
     };
     Kind kind = Kind::Refuse;
-    /// Refuse, LoseResponse, GoOffline: which request, one of GetRequestNames(); empty: any.
+    /// Refuse, GoOffline and those of responses: which request, one of GetRequestNames(); empty: any.
     std::string request = {};
     /// Which match, from 1; for GoOffline without request, and SpoilNotification: which notification.
     std::uint32_t occurrence = 1;
-    std::uint32_t delay_ms = 0;  ///< LateEndOfTest
+    std::uint32_t delay_ms = 0;  ///< LateEndOfTest, LateResponse
 };
 
 using FaultSchedule = std::vector<Fault>;
