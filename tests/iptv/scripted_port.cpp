@@ -109,6 +109,7 @@ void ScriptedPort::Reply(const Message& request, Answer how) {
             break;
         case Answer::WrongType:
             reply.set_msg_type(tm::TMT_REQUEST);
+            reply.header().set_seq_no(++notifications_);
             break;
         case Answer::Nothing:
             return;

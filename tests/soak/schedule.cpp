@@ -51,7 +51,8 @@ TestText MakeTest(std::uint64_t number) {
 std::string MakeFault(Dice& dice) {
     const std::string kind =
         dice.OneOf({"refuse", "lose_response", "go_offline", "spoil_notification", "late_end_of_test",
-                    "repeat_end_of_test", "miss_end_of_test", "late_response", "repeat_response"});
+                    "repeat_end_of_test", "miss_end_of_test", "late_response", "repeat_response",
+                    "lose_notification", "late_notification", "repeat_notification"});
     std::string text = fmt::format("{{kind: {}, occurrence: {}", kind, 1 + dice.Below(4));
     const auto& requests = orv::il::GetRequestNames();
     if (kind == "refuse" || kind.ends_with("_response") || (kind == "go_offline" && dice.Below(2) == 0)) {

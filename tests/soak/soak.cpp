@@ -36,6 +36,7 @@ struct Result {
     std::uint64_t views = 0;
     std::string dump;  ///< of the database of a run that has a verdict
     std::string problem = {};
+    bool lost_recording = false;
 
     bool HasVerdict() const { return outcome.end == RunEnd::Passed || outcome.end == RunEnd::Failed; }
     std::string Describe() const {
@@ -103,6 +104,7 @@ Result Run(Session& session, const SoakSchedule& schedule, bool has_mishaps) {
         session.Run(orv::app::TestFile::Parse(schedule.GetText(has_mishaps), "test.yaml"), options, saboteur);
     session.Conclude(result.outcome.end, "{}");
     result.views = CountViews(result.outcome);
+    result.lost_recording = !std::filesystem::exists(options.record);
     if (std::filesystem::exists(options.database)) {
         const std::string sound = Query(options.database, "PRAGMA integrity_check");
         if (sound != "ok") result.problem = "the database is not sound: " + sound;
@@ -220,6 +222,7 @@ class Soak {
             case RunEnd::Failed:
                 break;
         }
+        if (run.lost_recording) return "the recording is lost without an error";
         if (run.outcome.end != clean.end || run.views < clean.views)
             return fmt::format("without an error {} views of {}", run.views, clean.views);
         // The clock shows another time in a test that began late.

@@ -66,6 +66,8 @@ void Recorder::Close() {
     file_ << OrderedJson{{kRecordingEnd, notifications_}}.dump() << '\n';
     file_.close();
     if (!file_) ThrowCannotWrite(path_);
+    if (!std::filesystem::exists(path_))
+        throw common::COrvRunTimeError("the recording is lost: somebody has removed " + path_.string());
 }
 
 }  // namespace orv::app

@@ -264,7 +264,11 @@ class Session::Impl {
             outcome.agents = laboratory.GetAgentReports();
         }
         outcome.database = database.GetDatabasePath();
-        if (const std::string why = database.GetErrorText(); !why.empty()) log.AddError(why);
+        if (const std::string why = database.GetErrorText(); !why.empty()) {
+            log.AddError(why);
+        } else if (!outcome.tests.empty() && !std::filesystem::exists(outcome.database)) {
+            log.AddError(fmt::format("the results are lost: somebody has removed {}", outcome.database));
+        }
         if (recorder) recorder->Close();
     }
 

@@ -73,6 +73,10 @@ const std::vector<FaultForm>& GetFaultForms() {
         {"repeat_end_of_test", Fault::Kind::RepeatEndOfTest, "The end of the test is told twice."},
         {"miss_end_of_test", Fault::Kind::MissEndOfTest, "The end of the test is not told."},
         {"spoil_notification", Fault::Kind::SpoilNotification, "Bytes of a result notification are changed."},
+        {"lose_notification", Fault::Kind::LoseNotification, "A result notification is not sent."},
+        {"late_notification", Fault::Kind::LateNotification,
+         "A result notification is sent delay_ms late, behind others.", false, true},
+        {"repeat_notification", Fault::Kind::RepeatNotification, "A result notification is sent twice."},
     };
     return forms;
 }

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "notification_numbers.h"
 #include "orv/framework/rpc_manager.h"
 #include "orv/framework/transport.h"
 
@@ -47,12 +48,15 @@ class RpcConnection {
     std::vector<PendingRequest> TakeAll();
     std::size_t GetPendingCount() const { return pending_.size(); }
 
+    NotificationNumbers& GetNotificationNumbers() { return notification_numbers_; }
+
   private:
     Messenger messenger_;
     std::shared_ptr<ITransport> transport_;
     bool open_ = true;
     std::uint16_t last_seq_no_ = 0;
     std::map<std::uint16_t, PendingRequest> pending_;
+    NotificationNumbers notification_numbers_;
 };
 
 }  // namespace orv::framework

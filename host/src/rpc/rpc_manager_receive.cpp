@@ -159,6 +159,21 @@ void CRpcManager::Impl::OnNotification(const std::shared_ptr<RpcConnection>& con
         connection->GetTransport().Send(acknowledgement.encode());
     }
 
+    // What a port reports is counted once, and what is lost on the way is named.
+    const std::uint32_t number = message.header().get_seq_no();
+    const auto arrival = connection->GetNotificationNumbers().Take(number);
+    if (arrival.is_repeated) {
+        LogWarn([&] { return fmt::format("notification {} of {} came twice", number, address); });
+        return;
+    }
+    if (arrival.missing > 0) {
+        const std::string text =
+            fmt::format("{} notifications of {} are missing, or late, before {} (number {})", arrival.missing,
+                        address, message.get_request_name(), number);
+        LogError(text);
+        AddError(connection->GetMessenger(), number, kFaultMissing, text);
+    }
+
     std::vector<int> receivers;
     for (const auto& [id, registration] : registrations) {
         if (registration.messenger == address && registration.name == message.get_request_name()) {

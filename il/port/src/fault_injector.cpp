@@ -41,10 +41,25 @@ FaultInjector::OnNotification FaultInjector::on_notification(bool is_results) {
     OnNotification result;
     for (Waiting& waiting : waiting_) {
         const Fault& fault = waiting.fault;
-        if (fault.kind == Kind::GoOffline && fault.request.empty()) {
-            result.go_offline |= is_due(waiting);
-        } else if (fault.kind == Kind::SpoilNotification && is_results) {
-            result.spoil |= is_due(waiting);
+        if (!is_results && fault.kind != Kind::GoOffline) continue;
+        switch (fault.kind) {
+            case Kind::GoOffline:
+                result.go_offline |= fault.request.empty() && is_due(waiting);
+                break;
+            case Kind::SpoilNotification:
+                result.spoil |= is_due(waiting);
+                break;
+            case Kind::LoseNotification:
+                result.lose |= is_due(waiting);
+                break;
+            case Kind::LateNotification:
+                if (is_due(waiting)) result.delay_ms += fault.delay_ms;
+                break;
+            case Kind::RepeatNotification:
+                result.repeat |= is_due(waiting);
+                break;
+            default:
+                break;
         }
     }
     return result;

@@ -26,7 +26,10 @@ class FaultInjector {
 
     struct OnNotification {
         bool spoil = false;
+        bool lose = false;
+        bool repeat = false;
         bool go_offline = false;
+        std::uint32_t delay_ms = 0;
     };
     OnNotification on_notification(bool is_results);
 

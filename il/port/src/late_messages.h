@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <utility>
 
@@ -19,12 +18,13 @@ class LateMessages {
     ~LateMessages() { clear(); }
 
     /// Without a delay at once, within the call.
-    void send_after(std::uint32_t delay_ms, std::function<void()> send) {
+    template <typename Send>
+    void send_after(std::uint32_t delay_ms, Send send) {
         if (delay_ms == 0) return send();
         const std::uint64_t number = ++last_;
         timers_[number] =
             timeline_.PostAfter(std::chrono::milliseconds(delay_ms), [this, number, send = std::move(send)] {
-                const std::function<void()> work = send;  // this one ends with its timer
+                Send work = send;  // this one ends with its timer
                 timers_.erase(number);
                 work();
             });

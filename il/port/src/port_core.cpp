@@ -5,7 +5,6 @@
 
 #include "connection.h"
 #include "fault_injector.h"
-#include "late_messages.h"
 #include "orv/il/random.h"
 #include "orv/tm/message.h"
 #include "request_table.h"
@@ -69,19 +68,16 @@ struct PortCore::Impl {
     Impl(const std::string& name, FaultSchedule schedule, std::uint64_t seed, World& world,
          ITimeline& timeline, ISoftwarePort::Send send, ISoftwarePort::HangUp hang_up, RunPool* pool)
         : faults(std::move(schedule)),
-          connection(faults, seed_of(seed, name, kSpoilPurpose), std::move(send), std::move(hang_up)),
-          late_answers(timeline),
+          connection(faults, timeline, seed_of(seed, name, kSpoilPurpose), std::move(send),
+                     std::move(hang_up)),
           control(world, timeline, faults, connection, pool),
           addressing(world.addressing()) {}
 
     tm::Message answer_to(const tm::Message& request);
 
-    void send(const tm::Message& answer, const FaultInjector::OnRequest& fault);
-
     PortConfiguration configuration;
     FaultInjector faults;
     Connection connection;
-    LateMessages late_answers;
     RunControl control;
     AddressSessions* const addressing;
 };
@@ -119,14 +115,8 @@ void PortCore::receive(const std::vector<std::byte>& bytes) {
         return impl_->connection.hang_up("the port went offline at " + operation);
     }
     const tm::Message answer = fault.refuse ? refusal_of(request) : impl_->answer_to(request);
-    impl_->send(answer, fault);
-}
-
-void PortCore::Impl::send(const tm::Message& answer, const FaultInjector::OnRequest& fault) {
-    if (fault.lose_response) return;
-    const std::vector<std::byte> bytes = answer.encode();
-    for (int times = fault.repeat_response ? 2 : 1; times > 0; --times)
-        late_answers.send_after(fault.delay_ms, [this, bytes] { connection.send_answer(bytes); });
+    if (!fault.lose_response)
+        impl_->connection.send_answer(answer, fault.repeat_response ? 2 : 1, fault.delay_ms);
 }
 
 tm::Message PortCore::Impl::answer_to(const tm::Message& request) {

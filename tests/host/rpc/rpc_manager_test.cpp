@@ -209,6 +209,40 @@ TEST_F(RpcNotification, ReachesThoseRegisteredForItsNameAndIsAcknowledged) {
         << "one that may be discarded is not acknowledged; one for nobody is";
 }
 
+TEST_F(RpcNotification, IsDeliveredOnceAndMissedByItsNumber) {
+    const struct {
+        std::vector<std::uint32_t> arrive, repeated;
+        std::vector<std::string> missing;
+    } cases[] = {
+        {{1, 2, 3, 4}, {}, {}},
+        {{0, 0}, {}, {}},
+        {{2}, {}, {"1 before 2"}},
+        {{1, 5, 3, 3, 2, 4, 6, 6, 1}, {3, 6, 1}, {"3 before 5"}},
+        {{1, 64, 2, 1, 65, 1}, {1}, {"62 before 64"}},  // 1 is beyond the window at last
+        {{1, 4'000'000, 2, 3}, {}, {"3999998 before 4000000"}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::PrintToString(c.arrive));
+        orv::framework::NotificationNumbers numbers;
+        std::vector<std::uint32_t> repeated;
+        std::vector<std::string> missing;
+        for (const std::uint32_t number : c.arrive) {
+            const auto arrival = numbers.Take(number);
+            if (arrival.is_repeated) repeated.push_back(number);
+            if (arrival.missing > 0)
+                missing.push_back(std::to_string(arrival.missing) + " before " + std::to_string(number));
+        }
+        EXPECT_EQ(repeated, c.repeated);
+        EXPECT_EQ(missing, c.missing);
+    }
+    for (const std::uint32_t number : {1, 1, 3}) peer->Notify("set_1.Event", number);
+    Yield(5);
+    EXPECT_THAT(recorder.answers, ElementsAre("request #1", "request #3"));
+    EXPECT_THAT(Wait(), ElementsAre("#3 //port -5 1 notifications of //port are missing, or late, before "
+                                    "set_1.Event (number 3)"));
+    EXPECT_EQ(peer->received.size(), 3U) << "each is acknowledged";
+}
+
 TEST_F(RpcNotification, EndsAtOnceWithTheRegistration) {
     peer->Notify("set_1.Event", 1);
     EXPECT_EQ(Deregister(ids[0]), 0);
@@ -229,13 +263,13 @@ TEST_F(RpcNotification, AReceiverMayDeregisterItselfAndOthersWithinTheCallbackAn
         for (const int id : {ids[0], ids[1]}) EXPECT_EQ(Deregister(id), 0);
         throw std::runtime_error("spoilt");
     };
-    peer->Notify("set_1.Event", 5);
-    peer->Notify("set_1.Event", 6);
+    peer->Notify("set_1.Event", 1);
+    peer->Notify("set_1.Event", 2);
     Yield(5);
-    EXPECT_THAT(recorder.answers, ElementsAre("request #5"));
+    EXPECT_THAT(recorder.answers, ElementsAre("request #1"));
     EXPECT_THAT(second.answers, IsEmpty());
-    EXPECT_THAT(third.answers, ElementsAre("request #5", "request #6"));
-    EXPECT_THAT(Wait(), ElementsAre("#5 //port -4 handling the notification set_1.Event failed: spoilt"));
+    EXPECT_THAT(third.answers, ElementsAre("request #1", "request #2"));
+    EXPECT_THAT(Wait(), ElementsAre("#1 //port -4 handling the notification set_1.Event failed: spoilt"));
     EXPECT_TRUE(log.Has(LogLevelType::Error, "set_1.Event failed: spoilt"));
 }
 

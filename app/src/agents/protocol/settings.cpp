@@ -143,7 +143,7 @@ constexpr auto GetLast(Distribution::Kind) {
     return static_cast<std::uint8_t>(Distribution::Kind::Exponential);
 }
 constexpr auto GetLast(Fault::Kind) {
-    return static_cast<std::uint8_t>(Fault::Kind::RepeatResponse);
+    return static_cast<std::uint8_t>(Fault::Kind::RepeatNotification);
 }
 
 template <class Archive>

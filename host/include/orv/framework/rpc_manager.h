@@ -37,6 +37,7 @@ enum RpcFaultCode : int {
     kFaultConnectionLost = -2,
     kFaultUnreadable = -3,      ///< only on the error list: the request that it answers is unknown
     kFaultDelegateFailed = -4,  ///< only on the error list: the delegate threw
+    kFaultMissing = -5,         ///< only on the error list: notifications have not arrived, by their numbers
 };
 
 /// How often a notification may arrive. The default passes every one.
