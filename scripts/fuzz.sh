@@ -56,6 +56,7 @@ fuzz() {
   return "$status"
 }
 
+export ASAN_SYMBOLIZER_PATH=/usr/bin/llvm-symbolizer-16
 status=0
 while read -r target longest seeds; do
   [[ $# -eq 0 || " $* " == *" $target "* ]] || continue

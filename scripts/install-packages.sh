@@ -4,7 +4,7 @@ set -euo pipefail
 
 packages=(
   build-essential cmake ninja-build ccache mold git ca-certificates
-  clang libclang-rt-14-dev clang-format clang-tidy
+  clang-16 libclang-rt-16-dev llvm-16 clang-format clang-tidy
   python3 python3-yaml
   libgtest-dev libgmock-dev libbenchmark-dev librapidcheck-dev
   libboost-filesystem-dev libboost-thread-dev libboost-dev

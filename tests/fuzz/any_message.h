@@ -8,26 +8,11 @@
 #include <tuple>
 #include <vector>
 
+#include "fuzz/byte_reader.h"
 #include "msgset/random_records.h"
 #include "orv/tm/message.h"
 
 namespace testing_aids {
-
-/// Takes numbers from bytes, and 0 behind their end.
-class ByteReader {
-  public:
-    explicit ByteReader(std::span<const std::byte> bytes) : left_(bytes) {}
-    bool IsAtEnd() const { return left_.empty(); }
-    unsigned Take() {
-        if (left_.empty()) return 0;
-        const unsigned value = std::to_integer<unsigned>(left_.front());
-        left_ = left_.subspan(1);
-        return value;
-    }
-
-  private:
-    std::span<const std::byte> left_;
-};
 
 /// The values that a message carries: those that its parser writes to.
 template <class... Values>

@@ -51,4 +51,14 @@ bool check_dhcp6_bytes(Bytes bytes);
 /// does not end as it should.
 void check_live_run_bytes(Bytes bytes);
 
+/// Reads the bytes as a test file, and checks that. Returns whether it has no mistakes.
+bool check_file_bytes(Bytes bytes);
+
+/// Replays the bytes as a recording of a short test. Returns whether it has no mistakes.
+bool check_recording_bytes(Bytes bytes);
+
+/// Changes a results database as the bytes say, and shows its views and its report. Returns whether there is
+/// a report. The three throw std::logic_error when what the program says does not agree.
+bool check_database_bytes(Bytes bytes);
+
 }  // namespace testing_aids

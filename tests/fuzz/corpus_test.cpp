@@ -22,6 +22,8 @@ TEST(FuzzCorpus, EverySeedPassesItsCheck) {
     const std::pair<const char*, std::function<bool(Bytes)>> checks[] = {
         {"parser", check_parser_bytes},
         {"agents", check_agents_bytes},
+        {"database", check_database_bytes},
+        {"recording", check_recording_bytes},
         {"dhcp4", check_dhcp4_bytes},
         {"dhcp6", check_dhcp6_bytes},
         {"port", [](Bytes bytes) { return check_port_bytes(bytes), true; }}};

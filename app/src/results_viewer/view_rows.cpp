@@ -36,7 +36,7 @@ std::string AddPortName(const std::string& sql) {
 
 std::vector<std::string> MakeUnique(const std::vector<std::string>& titles) {
     std::vector<std::string> unique;
-    const auto is_taken = [&unique](const std::vector<std::string>& names, const std::string& name) {
+    const auto is_taken = [](const std::vector<std::string>& names, const std::string& name) {
         return std::any_of(names.begin(), names.end(),
                            [&](const auto& other) { return common::EqualIgnoringCase(other, name); });
     };

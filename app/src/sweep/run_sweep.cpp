@@ -36,7 +36,7 @@ SweepOutcome MakeSweepOutcome(const Sweep& sweep) {
     for (const SweptProperty& property : sweep.properties) outcome.properties.push_back(property.name.text);
     if (sweep.search) {
         const SweptProperty& property = sweep.properties.front();
-        auto& search = outcome.search.emplace();
+        SweepOutcome::Search& search = *(outcome.search = SweepOutcome::Search{});
         search.from = property.GetText(0);
         search.to = property.GetText(property.values.size() - 1);
         search.repetitions = sweep.search->repetitions;

@@ -26,7 +26,8 @@ class StaticRegisterClass {
     explicit StaticRegisterClass(common::ClassId id) {
         CStaticRegistration::Run([id] {
             CMetaClass::InitMakeDestroyFuncs(
-                id, []() -> CScriptable* { return new T; }, [](CScriptable* object) { delete object; });
+                id, []() -> CScriptable* { return new T; },
+                [](CScriptable* object) { delete static_cast<T*>(object); });
         });
     }
 };
