@@ -1,5 +1,7 @@
 #include "program.h"
 
+#include <sys/stat.h>
+
 #include <csignal>
 #include <cstdlib>
 #include <iostream>
@@ -131,6 +133,8 @@ int CarryOut(const Arguments& arguments) {
 int RunProgram(int argc, const char* const* argv) {
     // A file over the size limit is reported as one that cannot be written.
     std::signal(SIGXFSZ, SIG_IGN);
+    // Whatever the caller's mask is, results are nothing that everybody may change.
+    ::umask(::umask(0) | S_IWOTH);
     int status = 0;
     const auto arguments = ReadArguments(argc, argv, status);
     if (!arguments) return status;

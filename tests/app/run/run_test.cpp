@@ -375,6 +375,28 @@ TEST(ProgramTest, FilesMayBePipesAndHaveValuesSet) {
     expect("explain Prot", 2, "did you mean Port?");
 }
 
+TEST(ProgramTest, WritesWhatWasAskedForAndNothingThatEverybodyMayChange) {
+    namespace fs = std::filesystem;
+    const TemporaryFolder folder;
+    WriteFile(folder / "test.yaml", TestText{.seconds = 2, .block = {"SaveTimeStamps: true"}}.ToString());
+    const ProgramRun run = RunIptvtest(
+        "--version; mkdir home tmp; umask 0; HOME=home TMPDIR=tmp " PROGRAM_PATH
+        " run test.yaml --quiet --db results --record recording --report report.html --junit junit.xml",
+        folder.GetPath());
+    EXPECT_EQ(run.status, 0) << run.err;
+    std::set<std::string> written;
+    for (const auto& entry : fs::recursive_directory_iterator(folder.GetPath())) {
+        if (entry.is_directory()) continue;
+        written.insert(fs::relative(entry.path(), folder.GetPath()));
+        if (entry.path().filename() != "test.yaml") {
+            EXPECT_EQ(entry.status().permissions() & fs::perms::others_write, fs::perms::none)
+                << entry.path();
+        }
+    }
+    EXPECT_EQ(written,
+              (std::set<std::string>{"junit.xml", "recording", "report.html", "results.db", "test.yaml"}));
+}
+
 TEST(ProgramTest, TheCommandLineTeaches) {
     const std::string manual = ReadFile(MANUAL_PATH), completion = ReadFile(COMPLETION_PATH);
     std::set<std::string> options;
