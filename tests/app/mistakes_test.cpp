@@ -339,7 +339,8 @@ TEST_F(TestFileTest, MistakesOfTheSimulation) {
         "or {exponential: [shift, mean]}";
     const std::string kinds =
         "expected lose_response, refuse, go_offline, late_end_of_test, repeat_end_of_test, miss_end_of_test, "
-        "spoil_notification";
+        "spoil_notification, late_response, repeat_response, lose_notification, late_notification, "
+        "repeat_notification";
     ExpectMistakes(
         {{"  seed: ^-1\n  ^sede: 1\n", "simulation, seed: \"-1\" is wrong; " + seed + "\n" +
                                            "simulation, sede: this is not known here; expected seed, "

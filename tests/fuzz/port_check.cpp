@@ -56,15 +56,19 @@ void check_port_bytes(std::span<const std::byte> bytes) {
     ByteReader reader(bytes);
     Scenario scenario;
     scenario.test.test_duration = 3'000;
-    if (reader.Take() % 2 == 0) {
+    const unsigned choice = reader.Take();
+    // The good test takes ten times as long as the messages.
+    const bool runs_test = choice / 2 % 8 == 0;
+    if (choice % 2 == 0) {
         Peer peer(scenario);
         check_port(peer, reader);
-        check_test(peer);
+        if (runs_test) check_test(peer);
     } else {
         LiveScenario live({host_of(0), host_of(1, {})});
         live.peer.scenario.test.test_duration = 3'000;
         live.Configure();
         check_port(live.peer, reader);
+        if (!runs_test) return;
         live.Configure();
         check_test(live.peer);
     }

@@ -2,41 +2,22 @@
 
 After each fault the program says what failed (exit status 3) or has got through it; the database is sound, what was there
 before is still there, and the next run is clean. EVERY 1 tries every n until a run gets through; CI a share of them."""
-import contextlib
 import json
 import os
 import shutil
-import sqlite3
 import subprocess
 import sys
 import tempfile
 import unittest
 from pathlib import Path
 
+from stored_results import count_rows, get_figures
+
 PROGRAM, SOURCES, VFS = Path(sys.argv[1]).resolve(), Path(sys.argv[2]), Path(sys.argv[3]).resolve()
 EVERY = int(sys.argv[4]) if len(sys.argv) > 4 else 41
 FAULTS = [("open", "io", "once"), ("open", "io", "on"), ("write", "full", "on"), ("write", "io", "once"),
           ("write", "short", "once"), ("sync", "io", "once"), ("truncate", "io", "once"), ("delete", "io", "once"),
           ("shm", "io", "once"), ("shm", "io", "on")]
-
-
-def get_figures(outcome):
-    """What is the same in every run."""
-    return [{key: value for key, value in test.items() if key != "data_set"} for test in outcome["tests"]]
-
-
-def count_rows(path):
-    """Of every table with data sets, by table and data set. Fails for a database that is not sound."""
-    with contextlib.closing(sqlite3.connect(f"file:{path}?mode=rw", uri=True)) as database:
-        assert database.execute("PRAGMA integrity_check").fetchall() == [("ok",)], path
-        counts = {}
-        for (table,) in database.execute("SELECT name FROM sqlite_master WHERE type = 'table'").fetchall():
-            columns = [column[1] for column in database.execute(f'PRAGMA table_info("{table}")')]
-            if "DataSetId" not in columns:
-                continue
-            for data_set, rows in database.execute(f'SELECT DataSetId, COUNT(*) FROM "{table}" GROUP BY DataSetId'):
-                counts[table, data_set] = rows
-        return counts
 
 
 class StorageFaults(unittest.TestCase):

@@ -63,8 +63,6 @@ const std::vector<FaultForm>& GetFaultForms() {
     static const std::vector<FaultForm> forms{
         {"lose_response", Fault::Kind::LoseResponse, "The request is carried out, its response is not sent.",
          true},
-        {"late_response", Fault::Kind::LateResponse, "The response comes delay_ms late.", true, true},
-        {"repeat_response", Fault::Kind::RepeatResponse, "The response comes twice.", true},
         {"refuse", Fault::Kind::Refuse, "The request is answered with a fault and not carried out.", true},
         {"go_offline", Fault::Kind::GoOffline,
          "The connection ends, at a request or, without one, at a notification.", true},
@@ -73,6 +71,8 @@ const std::vector<FaultForm>& GetFaultForms() {
         {"repeat_end_of_test", Fault::Kind::RepeatEndOfTest, "The end of the test is told twice."},
         {"miss_end_of_test", Fault::Kind::MissEndOfTest, "The end of the test is not told."},
         {"spoil_notification", Fault::Kind::SpoilNotification, "Bytes of a result notification are changed."},
+        {"late_response", Fault::Kind::LateResponse, "The response comes delay_ms late.", true, true},
+        {"repeat_response", Fault::Kind::RepeatResponse, "The response comes twice.", true},
         {"lose_notification", Fault::Kind::LoseNotification, "A result notification is not sent."},
         {"late_notification", Fault::Kind::LateNotification,
          "A result notification is sent delay_ms late, behind others.", false, true},
