@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <utility>
+
 #include "orv/common/exceptions.h"
 #include "orv/core/orv_system.h"
 #include "orv/core/project.h"
@@ -67,8 +69,10 @@ CHostApplication::~CHostApplication() {
 }
 
 CProject& CHostApplication::NewProject() {
-    framework::CCommand::CancelAll(project_);
-    project_->Delete();
+    if (project_) {
+        framework::CCommand::CancelAll(project_);
+        std::exchange(project_, nullptr)->Delete();  // there is none if memory runs out before the next line
+    }
     project_ = &framework::CScriptableCreator().Make<CProject>(system_);
     return *project_;
 }
