@@ -97,10 +97,10 @@ std::string describe_error(natsConnection* connection) {
 
 class HandledSubscription : public Subscription {
   public:
-    HandledSubscription(natsConnection& connection, const std::string& subject, Connection::Handler handler)
-        : handler_(std::move(handler)) {
+    HandledSubscription(Connection::Native& native, const std::string& subject, Connection::Handler handler)
+        : handler_(std::move(handler)), native_(native) {
         natsSubscription* made = nullptr;
-        check(natsConnection_Subscribe(&made, &connection, subject.c_str(), &on_message, this),
+        check(natsConnection_Subscribe(&made, native.connection.get(), subject.c_str(), &on_message, this),
               "subscribing to " + subject);
         subscription_.reset(made);
         check(natsSubscription_SetPendingLimits(made, -1, kMostWaitingBytes), "limits of a subscription");
@@ -108,7 +108,7 @@ class HandledSubscription : public Subscription {
     }
     /// The library's thread may be in the handler: it says when it is done.
     ~HandledSubscription() override {
-        natsSubscription_Unsubscribe(subscription_.get());
+        native_.retired->add(std::move(subscription_));
         std::unique_lock lock(mutex_);
         completed_.wait(lock, [this] { return is_complete_; });
     }
@@ -130,6 +130,7 @@ class HandledSubscription : public Subscription {
     }
 
     const Connection::Handler handler_;
+    Connection::Native& native_;
     std::mutex mutex_;
     std::condition_variable completed_;
     bool is_complete_ = false;
@@ -211,6 +212,7 @@ Connection::Connection(const ServerAccess& access, const std::string& name, Even
     check(status,
           native_->server + (status == NATS_CONNECTION_AUTH_FAILED ? " does not accept who we are" : ""));
     native_->connection.reset(made);
+    native_->retired.emplace(made);
 }
 
 Connection::~Connection() {
@@ -241,21 +243,26 @@ namespace {
 /// A request whose answers are waited for.
 class Asked {
   public:
-    Asked(natsConnection* connection, const std::string& subject, std::span<const std::byte> data,
+    Asked(Connection::Native& native, const std::string& subject, std::span<const std::byte> data,
           const std::string& answers, std::chrono::milliseconds patience)
-        : until_(std::chrono::steady_clock::now() + patience) {
+        : until_(std::chrono::steady_clock::now() + patience), native_(native) {
         natsInbox* made = nullptr;
         check(natsInbox_Create(&made), "an inbox");
         const std::unique_ptr<natsInbox, Destroy<natsInbox_Destroy>> inbox(made);
         const std::string name = made;
         const std::string reply = answers + name.substr(name.find('.'));
         natsSubscription* subscribed = nullptr;
-        check(natsConnection_SubscribeSync(&subscribed, connection, reply.c_str()), "subscribing to answers");
+        check(natsConnection_SubscribeSync(&subscribed, native.connection.get(), reply.c_str()),
+              "subscribing to answers");
         subscription_.reset(subscribed);
-        check(natsConnection_PublishRequest(connection, subject.c_str(), reply.c_str(), data.data(),
-                                            static_cast<int>(data.size())),
+        check(natsConnection_PublishRequest(native.connection.get(), subject.c_str(), reply.c_str(),
+                                            data.data(), static_cast<int>(data.size())),
               "a request on " + subject);
     }
+
+    ~Asked() { native_.retired->add(std::move(subscription_)); }
+    Asked(const Asked&) = delete;
+    Asked& operator=(const Asked&) = delete;
 
     Answer get_next(const Connection& connection) {
         // A lost connection brings no answer: it is looked for now and then.
@@ -282,6 +289,7 @@ class Asked {
 
   private:
     const std::chrono::steady_clock::time_point until_;
+    Connection::Native& native_;
     OwnedSubscription subscription_;
 };
 
@@ -291,7 +299,7 @@ Answer Connection::request(const std::string& subject, std::span<const std::byte
                            std::chrono::milliseconds patience, const std::string& answers,
                            const IsWanted& is_wanted) {
     require_connection();
-    Asked asked(native_->connection.get(), subject, data, answers, patience);
+    Asked asked(*native_, subject, data, answers, patience);
     Answer first = asked.get_next(*this);
     if (!is_wanted) return first;
     for (Answer next = first; next.status == Answer::Status::Answered; next = asked.get_next(*this))
@@ -304,7 +312,7 @@ std::vector<std::vector<std::byte>> Connection::request_all(const std::string& s
                                                             std::chrono::milliseconds patience,
                                                             const std::string& answers) {
     require_connection();
-    Asked asked(native_->connection.get(), subject, data, answers, patience);
+    Asked asked(*native_, subject, data, answers, patience);
     std::vector<std::vector<std::byte>> all;
     while (all.size() < kMostAnswers) {
         Answer answer = asked.get_next(*this);
@@ -315,7 +323,7 @@ std::vector<std::vector<std::byte>> Connection::request_all(const std::string& s
 }
 
 std::unique_ptr<Subscription> Connection::subscribe(const std::string& subject, Handler handler) {
-    return std::make_unique<HandledSubscription>(*native_->connection, subject, std::move(handler));
+    return std::make_unique<HandledSubscription>(*native_, subject, std::move(handler));
 }
 
 void Connection::flush(std::chrono::milliseconds patience) {

@@ -1,40 +1,24 @@
-// The client library's objects, freed by themselves.
+// A connection as the client library has it.
 #pragma once
-
-#include <nats/nats.h>
 
 #include <atomic>
 #include <condition_variable>
-#include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 
 #include "orv/bus/connection.h"
+#include "owned.h"
+#include "retired_subscriptions.h"
 
 namespace orv::bus {
-
-template <auto destroy>
-struct Destroy {
-    template <class T>
-    void operator()(T* object) const {
-        destroy(object);
-    }
-};
-using OwnedOptions = std::unique_ptr<natsOptions, Destroy<natsOptions_Destroy>>;
-using OwnedConnection = std::unique_ptr<natsConnection, Destroy<natsConnection_Destroy>>;
-using OwnedSubscription = std::unique_ptr<natsSubscription, Destroy<natsSubscription_Destroy>>;
-using OwnedMessage = std::unique_ptr<natsMsg, Destroy<natsMsg_Destroy>>;
-
-/// Throws BusError with what was being done, and the library's text.
-void check(natsStatus status, const std::string& what);
-
-std::span<const std::byte> data_of(natsMsg* message);
 
 struct Connection::Native {
     Events events;
     std::string server;  ///< for texts
     std::atomic<bool> is_ending = false;
     OwnedConnection connection;
+    std::optional<RetiredSubscriptions> retired;
     // The library's last call.
     std::mutex mutex;
     std::condition_variable changed;

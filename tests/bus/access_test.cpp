@@ -100,6 +100,17 @@ TEST(Connection, LosesItsServerAndFindsItAgainUnlessItIsNotAcceptedAnyMore) {
     ASSERT_TRUE(watched.wait_until([&] { return closed == 1; }));
 }
 
+TEST(Connection, MayGetAnswersThatNobodyWaitsForAnyMore) {
+    const NatsServer server;
+    Connection connection({.url = server.url()}, "test", {}), other({.url = server.url()}, "other", {});
+    const auto talker = other.subscribe("talker", [&](const Message& message) {
+        for (int i = 0; i < 4; ++i) other.publish(std::string(message.reply), message.data);
+    });
+    other.flush(10s);
+    for (std::size_t i = 0; i < 500; ++i)
+        ASSERT_EQ(connection.request("talker", as_bytes(std::string(i, 'x')), 10s).data.size(), i);
+}
+
 TEST(ExampleConfiguration, KeepsAgentsFromWhatIsNotTheirs) {
     const NatsServer server(example_configuration());
     Watched watched;

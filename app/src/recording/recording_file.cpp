@@ -17,6 +17,7 @@
 #include "orv/core/port.h"
 #include "orv/framework/handle_registry.h"
 #include "orv/ids/core_ids.h"
+#include "output/foreign_json.h"
 #include "recorder.h"
 #include "stb_block_names.h"
 #include "test_file/names.h"
@@ -95,7 +96,7 @@ class Reader {
     }
 
     void ReadLine(const std::string& text) {
-        const OrderedJson line = OrderedJson::parse(text, nullptr, false);
+        const OrderedJson line = ParseForeignJson<OrderedJson>(text);
         if (!line.is_object() && is_cut_off_ && end_ == RecordingEnd::MayBeMissing) return;
         if (!line.is_object()) return Complain({}, "the line is no JSON object");
         if (has_end_) return Complain({}, "there is something behind the last line of the recording");

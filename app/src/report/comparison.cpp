@@ -5,6 +5,7 @@
 #include <set>
 
 #include "mann_whitney.h"
+#include "output/foreign_json.h"
 #include "run/description_names.h"
 
 namespace orv::app {
@@ -54,7 +55,7 @@ PageJson CompareFigure(const ReportedTest& first, const ReportedTest& second, st
 std::optional<std::size_t> FindPartner(const ReportedTest& test, const ReportedRun& run,
                                        std::set<std::size_t>& used) {
     const auto get_values = [](const ReportedTest& of) {
-        const PageJson sweep = PageJson::parse(of.data_set.GetText(run_description::kSweep), nullptr, false);
+        const PageJson sweep = ParseForeignJson<PageJson>(of.data_set.GetText(run_description::kSweep));
         return sweep.is_object() && sweep.contains("values") ? sweep["values"] : PageJson();
     };
     // A test that was renamed is compared if it is the only one.

@@ -9,6 +9,7 @@
 #include <unordered_map>
 
 #include "interval_series.h"
+#include "output/foreign_json.h"
 
 namespace orv::app {
 
@@ -139,7 +140,7 @@ PageJson ReadBuckets(const ResultsDatabase& database, std::int64_t handle) {
     ResultsQuery query(database, "SELECT Buckets FROM IptvLatencyDistribution WHERE Handle = @Handle");
     query.Bind("@Handle", handle);
     if (!query.Next()) return {};
-    PageJson buckets = PageJson::parse(query.GetText(0), nullptr, false);
+    PageJson buckets = ParseForeignJson<PageJson>(query.GetText(0));
     const auto is_bucket = [](const PageJson& pair) {
         return pair.is_array() && pair.size() == 2 && pair[0].is_number() && pair[1].is_number();
     };

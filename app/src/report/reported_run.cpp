@@ -5,6 +5,7 @@
 #include <sstream>
 #include <utility>
 
+#include "output/foreign_json.h"
 #include "run/description_names.h"
 
 namespace orv::app {
@@ -12,7 +13,7 @@ namespace orv::app {
 namespace {
 
 PageJson ParseObject(const std::string& text) {
-    PageJson json = PageJson::parse(text, nullptr, false);
+    PageJson json = ParseForeignJson<PageJson>(text);
     return json.is_object() ? json : PageJson();
 }
 

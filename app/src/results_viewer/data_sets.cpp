@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "output/foreign_json.h"
 #include "run/description_names.h"
 #include "test_file/names.h"
 
@@ -44,8 +45,7 @@ std::string DataSet::GetEnd() const {
 }
 
 nlohmann::ordered_json DataSet::GetExpectations() const {
-    const auto outcome =
-        nlohmann::ordered_json::parse(GetText(run_description::kOutcomeDetails), nullptr, false);
+    const auto outcome = ParseForeignJson<nlohmann::ordered_json>(GetText(run_description::kOutcomeDetails));
     nlohmann::ordered_json found;
     if (!outcome.is_object() || !outcome.contains("tests") || !outcome["tests"].is_array()) return found;
     for (const auto& test : outcome["tests"]) {

@@ -14,6 +14,7 @@
 #include <sstream>
 #include <vector>
 
+#include "output/foreign_json.h"
 #include "output/text_table.h"
 #include "results_viewer/guarded.h"
 #include "results_viewer/results_database.h"
@@ -47,7 +48,7 @@ std::string DescribeNode(const ViewNode& node) {
 
 /// Null for no JSON.
 nlohmann::ordered_json ParseText(const std::string& text) {
-    auto json = nlohmann::ordered_json::parse(text, nullptr, false);
+    auto json = ParseForeignJson<nlohmann::ordered_json>(text);
     return json.is_discarded() ? nullptr : json;
 }
 

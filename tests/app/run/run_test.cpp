@@ -199,6 +199,7 @@ TEST_F(RunTest, ARecordingWithMistakesIsRefusedWithAllOfThem) {
     const std::string last = Notification(R"({"settop_index": 4})") + "\n";
     WriteFile(options.replay, R"({"port": "Viewers", "time_ms": 5, "blocks": []}
 not json
+{"deep": [[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]]}
 {"time_ms": 5, "blocks": []}
 {"port": "Viewer", "time_ms": 5, "blocks": []}
 {"port": "Viewers", "time_ms": -5, "blocks": []}
@@ -214,23 +215,24 @@ not json
     EXPECT_EQ(outcome.end, RunEnd::BadInput);
     const std::string mistakes = std::regex_replace(Mistakes(outcome), std::regex("[^\n]*bad.jsonl"), "");
     EXPECT_EQ(mistakes, R"(:2:1: notification: the line is no JSON object
-:3:1: notification, port: the name of the port is missing
-:4:1: notification, port: "Viewer" is no port of the test; expected Viewers; did you mean Viewers?
-:5:1: notification, time_ms: the time is missing or wrong; expected milliseconds since the start
-:6:1: notification, blocks: the list is missing
-:7:1: notification, stb_block: "Nobody" is no STB block of the test
-:8:1: notification, events: an event has no member "viewed_chanel"; did you mean viewed_channel?
-:9:1: notification, events: viewed_channel: 70000 is wrong; expected a whole number from 0 to 65535
-:10:1: notification, events: viewed_ip: "here" is wrong; expected an IPv4 or IPv6 address
-:11:1: notification, events: settop_index: the block has no STB 5; expected a number from 1 to 4
-:13:1: notification: the line repeats line 12
-:14:1: notification, events: settop_index: the block has no STB 0; expected a number from 1 to 4
-:15:1: notification, notifications: the recording has 13 notifications, not 11
-:17:1: notification: there is something behind the last line of the recording
+:3:1: notification: the line is no JSON object
+:4:1: notification, port: the name of the port is missing
+:5:1: notification, port: "Viewer" is no port of the test; expected Viewers; did you mean Viewers?
+:6:1: notification, time_ms: the time is missing or wrong; expected milliseconds since the start
+:7:1: notification, blocks: the list is missing
+:8:1: notification, stb_block: "Nobody" is no STB block of the test
+:9:1: notification, events: an event has no member "viewed_chanel"; did you mean viewed_channel?
+:10:1: notification, events: viewed_channel: 70000 is wrong; expected a whole number from 0 to 65535
+:11:1: notification, events: viewed_ip: "here" is wrong; expected an IPv4 or IPv6 address
+:12:1: notification, events: settop_index: the block has no STB 5; expected a number from 1 to 4
+:14:1: notification: the line repeats line 13
+:15:1: notification, events: settop_index: the block has no STB 0; expected a number from 1 to 4
+:16:1: notification, notifications: the recording has 13 notifications, not 11
+:18:1: notification: there is something behind the last line of the recording
 )");
     std::filesystem::resize_file(options.replay, std::uintmax_t{400} << 20);
     EXPECT_THAT(Mistakes(Run(TestText{}.ToString(), options)),
-                testing::HasSubstr(":18:1: notification: the line is longer than 256 MiB"));
+                testing::HasSubstr(":19:1: notification: the line is longer than 256 MiB"));
 }
 
 TEST_F(RunTest, ARecordingThatWasCutOffIsPlayedBackOnlyWhenAskedFor) {

@@ -161,6 +161,10 @@ class AgentSession::Impl {
         std::erase(GetSessions().closers, &close_);
     }
 
+    std::string DescribeForgetting() const {
+        return fmt::format("agent \"{}\" has been started again, or has given the test up", setup_.agent);
+    }
+
     /// Throws COrvRunTimeError unless the agent does it.
     ControlAnswer AskFirst(ControlRequest::Operation operation) {
         const std::string who = fmt::format("agent \"{}\"", setup_.agent);
@@ -175,6 +179,8 @@ class AgentSession::Impl {
                 !misfit.empty())
                 throw common::COrvRunTimeError(misfit);
             if (!answer->error.empty()) throw common::COrvRunTimeError(answer->error);
+            if (operation != ControlRequest::Operation::Open && !answer->is_known)
+                throw common::COrvRunTimeError(DescribeForgetting());
             return *answer;
         } catch (const bus::BusError& error) {
             throw common::COrvRunTimeError(fmt::format("{}: {}", who, error.what()));
@@ -308,8 +314,7 @@ class AgentSession::Impl {
                 heard = GetSteadyTime();
                 unknown = answer->is_known ? 0 : unknown + 1;
                 if (unknown == kMostUnknown) {
-                    return End(fmt::format("agent \"{}\" has been started again, or has given the test up",
-                                           setup_.agent));
+                    return End(DescribeForgetting());
                 }
             }
             const Nanoseconds silence = std::min(GetSteadyTime() - heard, link_->get_silence());

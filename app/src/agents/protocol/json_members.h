@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "agents/protocol/requests.h"
+#include "output/foreign_json.h"
 
 namespace orv::app {
 
@@ -127,7 +128,7 @@ inline std::string DumpJson(const Json& json) {
 }
 
 inline Json ParseJson(std::string_view text) {
-    Json json = Json::parse(text, nullptr, false);
+    Json json = ParseForeignJson<Json>(text);
     if (json.is_discarded()) throw ProtocolError("this is no JSON");
     return json;
 }
