@@ -5,14 +5,19 @@ import ipaddress
 import math
 import os
 import pathlib
+import random
 import signal
 import statistics
+import subprocess
+import sys
 import tempfile
 import time
 
 import laboratory
 import live_unicast_lab_test
 import test_files
+sys.path.append(str(laboratory.PROJECT / "tests/storage"))
+import stored_results  # noqa: E402
 from test_files import join_latencies, leave_latencies, milliseconds
 
 VERSIONS = ("IGMP_V2", "IGMP_V3", "MLD_V1", "MLD_V2")
@@ -188,6 +193,31 @@ class LiveLabTest(laboratory.LabTestCase):
             self.assertEqual(outcome.status, 130)
             self.assertIn("Ended at once", outcome.errors)
             self.assertEqual(lab.wait_for_groups(set(), 2), set())
+
+    def test_kills_leave_a_sound_database_and_groups_that_time_out(self):
+        """ORV_KILLS: how many, from seed ORV_SEED on."""
+        lab = self.up(last_member_interval=100)
+        lab.ask_device("ip", "link", "set", "br0", "type", "bridge", "mcast_query_interval", "100",
+                       "mcast_query_response_interval", "50", "mcast_membership_interval", "300")
+        rows = {"boxes": {"SaveTimeStamps": "true"}, "stbs": 4, "interval": 500}
+        first_seed = int(os.environ.get("ORV_SEED", 1))
+        with tempfile.TemporaryDirectory() as folder:
+            database = pathlib.Path(folder) / "results.db"
+            self.assert_good(test_files.Run(lab, test_files.make(**rows), database=database).wait())
+            for seed in range(first_seed, first_seed + int(os.environ.get("ORV_KILLS", 4))):
+                with self.subTest(seed=seed):
+                    before = stored_results.count_rows(database)
+                    run = test_files.Run(lab, test_files.make(seconds=60, **rows), database=database)
+                    time.sleep(random.Random(seed).uniform(0, 4))
+                    flushed = stored_results.count_rows(database)
+                    run.kill()
+                    after = stored_results.count_rows(database)
+                    self.assertEqual({key: after.get(key) for key in before}, before)
+                    self.assertTrue(all(after.get(key, 0) >= count for key, count in flushed.items()), (flushed, after))
+            self.assertEqual(lab.wait_for_groups(set(), 10), set())
+            self.assert_good(test_files.Run(lab, test_files.make(**rows), database=database).wait())
+            shown = subprocess.run([test_files.PROGRAM, "results", database], capture_output=True, check=False)
+            self.assertEqual(shown.returncode, 0, shown.stderr)
 
     def test_port_that_goes_offline_keeps_its_figures(self):
         lab = self.up(last_member_interval=100)

@@ -86,14 +86,14 @@ sequence:
 class Run:
     """iptvtest with a test file, on a laboratory's tester's side."""
 
-    def __init__(self, lab, text, prefix=(), recording=None):
+    def __init__(self, lab, text, prefix=(), recording=None, database=None):
         self._folder = tempfile.TemporaryDirectory(prefix="live-")
         folder = pathlib.Path(self._folder.name)
         os.chmod(folder, 0o777)
         (folder / "test.yaml").write_text(text)
         self._recording = recording or folder / "recording.jsonl"
-        command = [*prefix, PROGRAM, "run", folder / "test.yaml", "--json", "--db", folder / "results.db", "--record",
-                   self._recording]
+        command = [*prefix, PROGRAM, "run", folder / "test.yaml", "--json", "--db", database or folder / "results.db",
+                   "--record", self._recording]
         self.process = lab.start(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
 
     def wait(self, seconds=120):
@@ -112,6 +112,11 @@ class Run:
                     outcome.rrr_events += block.get("rrr_events", [])
         self._folder.cleanup()
         return outcome
+
+    def kill(self):
+        self.process.kill()
+        self.process.communicate()
+        self._folder.cleanup()
 
 
 def milliseconds(event, later, earlier):
