@@ -263,10 +263,18 @@ class AgentSession::Impl {
 
     void MakePorts() {
         link_->send(Lane::Down, MakeTextParcel(ParcelKind::Configure, kNoPort, ToJson(setup_.session)), true);
+        const Nanoseconds until = GetSteadyTime() + kPortsPatience;
         std::unique_lock lock(mutex_);
-        if (!changed_.wait_for(lock, kPortsPatience, [this] { return answer_ || end_; }))
-            throw common::COrvRunTimeError(fmt::format("agent \"{}\" has not made its ports within {} s",
-                                                       setup_.agent, kPortsPatience.count()));
+        for (int unknown = 0; !changed_.wait_for(lock, kKeepInterval, [this] { return answer_ || end_; });) {
+            lock.unlock();
+            const auto answer = AskQuietly(ControlRequest::Operation::Keep, std::chrono::seconds(1));
+            unknown = answer && !answer->is_known ? unknown + 1 : 0;
+            if (unknown == kMostUnknown) throw common::COrvRunTimeError(DescribeForgetting());
+            if (GetSteadyTime() > until)
+                throw common::COrvRunTimeError(fmt::format("agent \"{}\" has not made its ports within {} s",
+                                                           setup_.agent, kPortsPatience.count()));
+            lock.lock();
+        }
         if (end_) throw common::COrvRunTimeError(*end_);
         if (!answer_->error.empty()) throw common::COrvRunTimeError(answer_->error);
         line_rates_ = answer_->line_rates;
