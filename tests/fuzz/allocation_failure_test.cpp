@@ -26,6 +26,11 @@ void* Allocate(std::size_t size, std::size_t alignment) {
     return memory;
 }
 
+/// Where it is inlined, the compiler misses the allocation that goes with std::free.
+[[gnu::noinline]] void Release(void* memory) noexcept {
+    std::free(memory);
+}
+
 }  // namespace
 
 // All other forms call these.
@@ -36,16 +41,16 @@ void* operator new(std::size_t size, std::align_val_t alignment) {
     return Allocate(size, static_cast<std::size_t>(alignment));
 }
 void operator delete(void* memory) noexcept {
-    std::free(memory);
+    Release(memory);
 }
 void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
+    Release(memory);
 }
 void operator delete(void* memory, std::align_val_t) noexcept {
-    std::free(memory);
+    Release(memory);
 }
 void operator delete(void* memory, std::size_t, std::align_val_t) noexcept {
-    std::free(memory);
+    Release(memory);
 }
 
 namespace testing_aids {
