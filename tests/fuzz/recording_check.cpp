@@ -26,8 +26,10 @@ bool check_recording_bytes(Bytes bytes) {
                                                 options.replay_incomplete ? app::RecordingEnd::MayBeMissing
                                                                           : app::RecordingEnd::Required)
                                  .mistakes.empty();
-    // A whole run takes a hundred times as long: a third of those that get in.
-    if (!is_accepted || bytes.size() % 16 > 4) return is_accepted;
+    if (!is_accepted) return false;
+    // A whole run takes a hundred times as long. The first ones, so that a finding can be repeated.
+    static unsigned accepted = 0;
+    if (accepted++ >= 8 && accepted % 64 != 0) return true;
     std::filesystem::remove(options.database);
     SilentObserver observer;
     const RunOutcome outcome = session.Run(file, options, observer);
