@@ -18,8 +18,8 @@ bool check_message_bytes(Bytes bytes);
 /// through any exception other than Tm_exception.
 bool check_parser_bytes(Bytes bytes);
 
-/// Sends a simulated or live port such messages, and then runs a test on it, if the first byte says so. Throws
-/// std::logic_error when that does not end as it should.
+/// Sends a simulated or live port such messages, and then runs a test on it, if the first byte says so.
+/// Throws std::logic_error when that does not end as it should.
 void check_port_bytes(Bytes bytes);
 
 /// Reads the bytes as what controllers and agents say to each other; the first one chooses what. Returns
