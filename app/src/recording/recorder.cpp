@@ -41,9 +41,10 @@ void Recorder::OnMessage(const core::CPort& port, const std::vector<std::byte>& 
 }
 
 void Recorder::Write(const core::CPort& port, const tm::Message& notification) {
+    Test& test = tests_[port.GetHandle()];
+    if (test.numbers.Take(notification.header().get_seq_no()).is_repeated) return;
     std::vector<iptvcd_1_bll::stblock_event_s> blocks;
     iptvcd_1_bll::parse_req_ResultsNotification(&notification, &blocks);
-    const Test& test = tests_[port.GetHandle()];
     const auto since_start = framework::CTaskManager::Instance().GetNow() - test.started;
     OrderedJson line{{"port", port.GetName()}};
     if (test.number > 1) line["test"] = test.number;

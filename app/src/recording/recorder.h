@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "orv/core/port.h"
+#include "orv/framework/notification_numbers.h"
 #include "stb_block_names.h"
 
 namespace orv::tm {
@@ -25,7 +26,8 @@ inline constexpr const char* kRecordingEnd = "notifications";
 /// for the first, "time_ms": milliseconds since that test started, "blocks": [{"stb_block": name, "events":
 /// [{member: value, ...}], "rrr_events": [...]}]}. Members have the names of the message set; those that are
 /// 0, false or the zero address are left out. If several blocks have the same name, the name of the device is
-/// added: "Living rooms/Boxes". The last line is {"notifications": number of lines before it}.
+/// added: "Living rooms/Boxes". A notification that comes twice is written once. The last line is
+/// {"notifications": number of lines before it}.
 class Recorder {
   public:
     /// Throws COrvRunTimeError that names the path when the file cannot be made.
@@ -46,6 +48,7 @@ class Recorder {
     struct Test {
         std::uint64_t number = 0;
         std::chrono::nanoseconds started{};
+        framework::NotificationNumbers numbers = {};  ///< of what has been written
     };
     std::map<std::uint32_t, Test> tests_;  ///< the latest, by handle of the port
 };

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "notification_numbers.h"
+#include "orv/framework/notification_numbers.h"
 #include "orv/framework/rpc_manager.h"
 #include "orv/framework/transport.h"
 

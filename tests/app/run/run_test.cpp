@@ -150,7 +150,9 @@ TEST_F(RunTest, ADatabaseOrRecordingThatCannotBeWrittenIsAnError) {
 }
 
 TEST_F(RunTest, ARecordingOfSeveralTestsReplaysEachInItsTest) {
-    TestText text{.test = {"JoinFailThreshold: 100"}, .network = {"join_failure: 20 %"}};
+    TestText text{.test = {"JoinFailThreshold: 100"},
+                  .network = {"join_failure: 20 %"},
+                  .faults = {"{kind: repeat_notification, occurrence: 2}"}};
     const std::string start =
         "  - IptvStartTestCommand:\n    TestEnv: REAL_WORLD\n    JoinFailThreshold: 100\n    TestDuration: ";
     const std::string wait = "  - IptvWaitForTestCompletionCommand:\n";
